@@ -1,0 +1,47 @@
+# What every target of the project shares.
+
+set(CMAKE_CXX_STANDARD 23)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(THREADS_PREFER_PTHREAD_FLAG ON)
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+
+add_library(tolvane_flags INTERFACE)
+target_include_directories(tolvane_flags INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_options(tolvane_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+                                               -Wold-style-cast -Wimplicit-fallthrough)
+if(TOLVANE_SANITIZERS)
+  target_compile_options(tolvane_flags INTERFACE -fsanitize=${TOLVANE_SANITIZERS} -fno-sanitize-recover=all
+                                                 -fno-omit-frame-pointer)
+  target_link_options(tolvane_flags INTERFACE -fsanitize=${TOLVANE_SANITIZERS})
+endif()
+
+# tolvane_library(NAME SOURCES … LINK …): a static library of this folder.
+function(tolvane_library name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LINK;PRIVATE" ${ARGN})
+  add_library(${name} STATIC ${arg_SOURCES})
+  target_link_libraries(${name} PUBLIC tolvane_flags ${arg_LINK} PRIVATE ${arg_PRIVATE})
+endfunction()
+
+# tolvane_program(NAME SOURCES … LINK …): a program in bin/.
+function(tolvane_program name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE tolvane_flags ${arg_LINK})
+endfunction()
+
+# tolvane_test(NAME SOURCES … LINK … LABELS …): a GoogleTest program whose tests CTest knows one by one.
+function(tolvane_test name)
+  cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LINK;LABELS" ${ARGN})
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 300)
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE tolvane_flags ${arg_LINK} GTest::gmock_main)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "unit;${arg_LABELS}")
+endfunction()

@@ -1,0 +1,75 @@
+#pragma once
+// The contract for reading audio files: linear PCM files byte for byte, compressed files decoded to 32-bit float.
+// Called on the main thread (waveforms: on their own thread, with files of their own); blocks on the disk. A file is
+// closed when its object is destroyed. Bad input is a status, never an exception or a crash.
+
+#include <cstddef>
+#include <cstdint>
+#include <expected>
+#include <memory>
+#include <span>
+
+#include "platform/AudioStatus.h"
+#include "platform/AudioStreamBasicDescription.h"
+#include "platform/FileURL.h"
+
+namespace tolvane {
+
+/// An open audio file (AudioFileOpenURL) and its data as it lies on disk.
+class AudioFile {
+ public:
+  virtual ~AudioFile() = default;
+
+  /// kAudioFilePropertyDataFormat. A layout that is not linear PCM is described with its own format id.
+  [[nodiscard]] virtual std::expected<AudioStreamBasicDescription, OSStatus> dataFormat() const = 0;
+
+  /// kAudioFilePropertyAudioDataByteCount: the bytes of the sample data that the file really holds.
+  [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> audioDataByteCount() const = 0;
+
+  /// kAudioFilePropertySourceBitDepth: bits of a sample; negative for floating point; 0 when unknown.
+  [[nodiscard]] virtual std::expected<std::int32_t, OSStatus> sourceBitDepth() const = 0;
+
+  /// AudioFileReadBytes: reads sample data from `offset` bytes into the data. The number of bytes that came; fewer than
+  /// asked for when the data ends (or the file has shrunk), which is no error.
+  [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> readBytes(std::uint64_t offset,
+                                                                         std::span<std::byte> destination) = 0;
+};
+
+/// An open compressed file (ExtAudioFileOpenURL) that is read as PCM in a client format.
+class ExtAudioFile {
+ public:
+  virtual ~ExtAudioFile() = default;
+
+  /// kExtAudioFileProperty_FileDataFormat: rate and channels of the source; bits 0 where the format has no such notion.
+  [[nodiscard]] virtual std::expected<AudioStreamBasicDescription, OSStatus> fileDataFormat() const = 0;
+
+  /// kExtAudioFileProperty_ClientDataFormat: interleaved 32-bit native float at the file's rate and channels is
+  /// required of every reader; others give kAudioFileUnsupportedDataFormatError.
+  [[nodiscard]] virtual OSStatus setClientDataFormat(const AudioStreamBasicDescription& format) = 0;
+
+  /// kExtAudioFileProperty_FileLengthFrames: what the file announces, or what a scan of it found.
+  [[nodiscard]] virtual std::expected<std::int64_t, OSStatus> fileLengthFrames() const = 0;
+
+  /// ExtAudioFileRead: the next `frames` frames (REQUIRES: `destination` holds them). The number that came, 0 at the
+  /// end; fewer than asked for when the stream ends early. May decode in parallel; the samples are those of a serial
+  /// decode.
+  [[nodiscard]] virtual std::expected<std::uint32_t, OSStatus> read(std::uint32_t frames,
+                                                                    std::span<std::byte> destination) = 0;
+
+  /// kExtAudioFileProperty_AudioFile: the underlying file, or null. Lives as long as this object.
+  [[nodiscard]] virtual AudioFile* audioFile() = 0;
+};
+
+class AudioFileServices {
+ public:
+  virtual ~AudioFileServices() = default;
+
+  /// Linear PCM containers (WAV, RF64, BW64, AIFF, AIFF-C). The content decides, not the name.
+  /// A success may hold null: the file could not be opened, and nobody knows why.
+  [[nodiscard]] virtual std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(const FileURL& url) = 0;
+
+  /// FLAC and MP3. The content decides, not the name. A success may hold null, as above.
+  [[nodiscard]] virtual std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(const FileURL& url) = 0;
+};
+
+}  // namespace tolvane
