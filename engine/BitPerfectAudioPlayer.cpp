@@ -1,0 +1,134 @@
+#include "engine/BitPerfectAudioPlayer.h"
+
+#include <cmath>
+
+#include "engine/PlayerCore.h"
+
+namespace tolvane {
+
+BitPerfectAudioPlayer::BitPerfectAudioPlayer(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop,
+                                             Log& log)
+    : core_(std::make_unique<PlayerCore>(hardware, files, runLoop, log)) {}
+
+BitPerfectAudioPlayer::~BitPerfectAudioPlayer() { core_->configuration.tearDown({}); }
+
+const Published<bool>& BitPerfectAudioPlayer::isPlaying() const { return core_->isPlaying; }
+const Published<bool>& BitPerfectAudioPlayer::isPaused() const { return core_->isPaused; }
+const Published<std::optional<FileURL>>& BitPerfectAudioPlayer::currentURL() const { return core_->currentURL; }
+const Published<double>& BitPerfectAudioPlayer::duration() const { return core_->duration; }
+const Published<double>& BitPerfectAudioPlayer::sampleRate() const { return core_->sampleRate; }
+const Published<AudioPathStatus>& BitPerfectAudioPlayer::audioPathStatus() const { return core_->audioPathStatus; }
+const Published<ExclusiveAccessStatus>& BitPerfectAudioPlayer::exclusiveAccessStatus() const {
+  return core_->exclusiveAccessStatus;
+}
+const Published<std::int64_t>& BitPerfectAudioPlayer::playbackCompletionCount() const {
+  return core_->playbackCompletionCount;
+}
+
+Subscription BitPerfectAudioPlayer::onChange(const std::function<void()>& observer) const {
+  const auto changed = [observer](const auto&) { observer(); };
+  std::vector<Subscription> parts;
+  parts.push_back(core_->isPlaying.subscribe(changed));
+  parts.push_back(core_->isPaused.subscribe(changed));
+  parts.push_back(core_->currentURL.subscribe(changed));
+  parts.push_back(core_->duration.subscribe(changed));
+  parts.push_back(core_->sampleRate.subscribe(changed));
+  parts.push_back(core_->audioPathStatus.subscribe(changed));
+  parts.push_back(core_->exclusiveAccessStatus.subscribe(changed));
+  parts.push_back(core_->playbackCompletionCount.subscribe(changed));
+  return Subscription::joined(std::move(parts));
+}
+
+void BitPerfectAudioPlayer::play(const FileURL& url) {
+  core_->configuration.tearDown({});
+  core_->supervision.resetRecoveryState();
+  core_->setPlaybackState(PlaybackState::stopped);
+  core_->forgetTrack();
+  core_->currentURL.assign(url);
+  core_->audioPathStatus.assign(AudioPathStatus::configuring());
+
+  const auto started = prepareAndStart(url);
+  if (started) return;
+  core_->configuration.tearDown({});
+  core_->duration.assign(0);
+  core_->sampleRate.assign(0);
+  core_->audioPathStatus.assign(AudioPathStatus::failed(started.error().errorDescription()));
+  core_->setPlaybackState(PlaybackState::stopped);
+}
+
+Result<void> BitPerfectAudioPlayer::prepareAndStart(const FileURL& url) {
+  auto prepared = core_->preparation.prepare(url);
+  if (!prepared) return std::unexpected(prepared.error());
+  core_->preparedAudio = *prepared;
+  return core_->configuration.configureOutput(*prepared, true);
+}
+
+void BitPerfectAudioPlayer::pause() {
+  if (!core_->audioUnit || core_->state != PlaybackState::playing) return;
+  core_->completion.cancel();
+  core_->supervision.stopOutputHealthMonitor();
+  if (core_->configuration.stopUnit() != noErr)
+    return core_->configuration.failRuntime("The output device could not be paused.", false);
+  core_->setPlaybackState(PlaybackState::paused);
+}
+
+void BitPerfectAudioPlayer::resume() {
+  if (!core_->audioUnit || !core_->renderContext) return;
+  if (!restartUnit("The output device could not resume playback.")) return;
+  core_->supervision.startOutputHealthMonitor();
+}
+
+void BitPerfectAudioPlayer::seek(double seconds) {
+  if (!core_->renderContext || !(seconds >= 0) || seconds > core_->duration.value()) return;
+  const bool wasPlaying = core_->state == PlaybackState::playing && core_->audioUnit;
+  if (wasPlaying && core_->configuration.stopUnit() != noErr)
+    return core_->configuration.failRuntime("The output device could not seek safely.", false);
+  const double frame = seconds * core_->renderContext->format().mSampleRate;
+  if (std::isfinite(frame)) core_->renderContext->seek(static_cast<std::int64_t>(frame));
+  if (wasPlaying) (void)restartUnit("The output device could not continue after seeking.");
+}
+
+bool BitPerfectAudioPlayer::restartUnit(std::string_view failureMessage) {
+  if (core_->configuration.startUnit() != noErr) {
+    core_->configuration.failRuntime(std::string(failureMessage), false);
+    return false;
+  }
+  core_->setPlaybackState(PlaybackState::playing);
+  core_->completion.scheduleCompletionTimer(core_->renderContext->totalFrames() - core_->renderContext->currentFrame());
+  return true;
+}
+
+void BitPerfectAudioPlayer::stop() {
+  core_->configuration.tearDown({});
+  core_->supervision.resetRecoveryState();
+  core_->setPlaybackState(PlaybackState::stopped);
+  core_->forgetTrack();
+  core_->audioPathStatus.assign(AudioPathStatus::ready());
+}
+
+void BitPerfectAudioPlayer::setOutputLevels(double volume, double balance) {
+  const OutputLevels levels = OutputLevels{volume, balance}.sanitised();
+  if (levels == core_->outputLevels) return;
+  core_->outputLevels = levels;
+  core_->outputLevelsState->store(levels);
+  if (core_->deviceID != kAudioObjectUnknown)
+    core_->exclusiveAccess.refreshAudioPathStatus(core_->device.readHogMode(core_->deviceID));
+}
+
+void BitPerfectAudioPlayer::setOutputDevice(AudioObjectID deviceID) {
+  core_->preferredDeviceID = deviceID;
+  if (core_->state != PlaybackState::playing) return;
+  if (const auto url = core_->currentURL.value()) play(*url);
+}
+
+std::optional<double> BitPerfectAudioPlayer::setExclusiveAccessEnabled(bool enabled) {
+  return core_->exclusiveAccess.setExclusiveAccessEnabled(enabled);
+}
+
+OutputStatistics BitPerfectAudioPlayer::statistics() const {
+  OutputStatistics statistics = core_->statistics;
+  if (core_->audioUnit) statistics.underruns += core_->audioUnit->underrunCount();
+  return statistics;
+}
+
+}  // namespace tolvane

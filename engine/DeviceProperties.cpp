@@ -1,0 +1,133 @@
+#include "engine/DeviceProperties.h"
+
+#include <unistd.h>
+
+#include "engine/StreamFormats.h"
+
+namespace tolvane {
+namespace {
+
+constexpr AudioObjectPropertyAddress globalAddress(FourCharCode selector) {
+  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
+}
+
+constexpr auto hogModeAddress = globalAddress(kAudioDevicePropertyHogMode);
+constexpr auto nominalRateAddress = globalAddress(kAudioDevicePropertyNominalSampleRate);
+
+}  // namespace
+
+template <typename T>
+std::optional<T> DeviceProperties::read(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  const auto value = hardware_.propertyData(object, address);
+  if (!value) return std::nullopt;
+  const T* typed = std::get_if<T>(&*value);
+  return typed != nullptr ? std::optional(*typed) : std::nullopt;
+}
+
+bool DeviceProperties::isSettable(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  return hardware_.isPropertySettable(object, address).value_or(false);
+}
+
+std::optional<std::uint32_t> DeviceProperties::readDeviceUInt32(AudioObjectID deviceID, FourCharCode selector) const {
+  const auto address = globalAddress(selector);
+  if (!hardware_.hasProperty(deviceID, address)) return std::nullopt;
+  return read<std::uint32_t>(deviceID, address);
+}
+
+std::optional<double> DeviceProperties::readDeviceSampleRate(AudioObjectID deviceID, FourCharCode selector) const {
+  const auto address = globalAddress(selector);
+  if (!hardware_.hasProperty(deviceID, address)) return std::nullopt;
+  return read<double>(deviceID, address);
+}
+
+std::vector<AudioObjectID> DeviceProperties::readOutputStreamIDs(AudioObjectID deviceID) const {
+  constexpr AudioObjectPropertyAddress streams{kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput,
+                                               kAudioObjectPropertyElementMain};
+  const auto size = hardware_.propertyDataSize(deviceID, streams);
+  if (!size || *size < sizeof(AudioObjectID)) return {};
+  return read<std::vector<AudioObjectID>>(deviceID, streams).value_or(std::vector<AudioObjectID>{});
+}
+
+std::optional<AudioStreamBasicDescription> DeviceProperties::readOutputPhysicalFormat(AudioObjectID deviceID) const {
+  std::optional<AudioStreamBasicDescription> fallback;
+  for (const AudioObjectID stream : readOutputStreamIDs(deviceID)) {
+    const auto format = read<AudioStreamBasicDescription>(stream, globalAddress(kAudioStreamPropertyPhysicalFormat));
+    if (!format) continue;
+    if (!fallback) fallback = format;
+    if (read<std::uint32_t>(stream, globalAddress(kAudioStreamPropertyIsActive)).value_or(0) != 0) return format;
+  }
+  return fallback;
+}
+
+HogModeReport DeviceProperties::readHogMode(AudioObjectID deviceID) const {
+  if (!hardware_.hasProperty(deviceID, hogModeAddress)) return {};
+  const auto owner = read<std::int32_t>(deviceID, hogModeAddress);
+  if (!owner) return {.isSupported = true};
+  return {.isSupported = true, .isOwnedByCurrentProcess = *owner == ::getpid(), .ownerPID = *owner};
+}
+
+HogModeReport DeviceProperties::acquireHogMode(AudioObjectID deviceID) {
+  const HogModeReport before = readHogMode(deviceID);
+  if (!before.isSupported || before.ownerPID != -1) return before;
+  if (!isSettable(deviceID, hogModeAddress)) return before;
+  constexpr std::int32_t anyPID = -1;  // the write toggles, whatever its value
+  if (hardware_.setPropertyData(deviceID, hogModeAddress, anyPID) != noErr) return before;
+  return readHogMode(deviceID);
+}
+
+void DeviceProperties::releaseHogMode(AudioObjectID deviceID) {
+  const HogModeReport report = readHogMode(deviceID);
+  if (!report.isOwnedByCurrentProcess) return;
+  // Runs while everything is being undone: nobody could act on a failure.
+  (void)hardware_.setPropertyData(deviceID, hogModeAddress, report.ownerPID);
+}
+
+SampleRateReport DeviceProperties::configureSampleRate(double requested, AudioObjectID deviceID) {
+  bool rateChangeAttempted = false;
+  const auto nominal = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
+  bool accepted = nominal && ratesAgree(requested, *nominal);
+  if (!accepted) {
+    rateChangeAttempted = true;
+    accepted = isSettable(deviceID, nominalRateAddress) &&
+               hardware_.setPropertyData(deviceID, nominalRateAddress, requested) == noErr;
+  }
+  if (accepted) waitForRate(requested, deviceID);
+  SampleRateReport report = readSampleRates(requested, deviceID);
+  report.rateChangeAttempted = rateChangeAttempted;
+  report.didWaitForRate = accepted;
+  return report;
+}
+
+void DeviceProperties::waitForRate(double requested, AudioObjectID deviceID) const {
+  constexpr int rounds = 50;
+  constexpr std::chrono::microseconds pause{5000};
+  for (int round = 0; round < rounds; ++round) {
+    if (readSampleRates(requested, deviceID).isMatched()) return;
+    runLoop_.sleepFor(pause);
+  }
+}
+
+SampleRateReport DeviceProperties::readSampleRates(double requested, AudioObjectID deviceID) const {
+  return {.requestedRate = requested,
+          .nominalRate = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate).value_or(0),
+          .actualRate = readDeviceSampleRate(deviceID, kAudioDevicePropertyActualSampleRate).value_or(0)};
+}
+
+void DeviceProperties::restoreNominalSampleRate(double saved, AudioObjectID deviceID) {
+  const auto current = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
+  if (!current) return;
+  if (ratesAgree(*current, saved)) return;
+  (void)hardware_.setPropertyData(deviceID, nominalRateAddress, saved);
+}
+
+Result<AudioObjectID> DeviceProperties::resolveOutputDevice(std::optional<AudioObjectID> preferredDeviceID) const {
+  if (preferredDeviceID) return *preferredDeviceID;
+  const auto value =
+      hardware_.propertyData(kAudioObjectSystemObject, globalAddress(kAudioHardwarePropertyDefaultOutputDevice));
+  if (!value) return failure("Selecting the default output device", value.error());
+  const auto* device = std::get_if<std::uint32_t>(&*value);
+  if (device == nullptr || *device == kAudioObjectUnknown) return failure("No output audio device is available.");
+  return *device;
+}
+
+}  // namespace tolvane

@@ -1,0 +1,63 @@
+#pragma once
+// The engine's view of one output device: rates, streams, hog mode. Main thread. Never throws or logs: what is missing
+// or fails becomes an empty result or a report. The one call that blocks is the settle wait of configureSampleRate.
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "engine/AudioPlayerError.h"
+#include "engine/HogModeReport.h"
+#include "engine/SampleRateReport.h"
+#include "platform/AudioHardware.h"
+#include "platform/RunLoop.h"
+
+namespace tolvane {
+
+class DeviceProperties {
+ public:
+  DeviceProperties(AudioHardware& hardware, RunLoop& runLoop) : hardware_(hardware), runLoop_(runLoop) {}
+
+  /// Any 32-bit property of global scope; nothing when absent or unreadable.
+  [[nodiscard]] std::optional<std::uint32_t> readDeviceUInt32(AudioObjectID deviceID, FourCharCode selector) const;
+
+  /// The nominal or the actual rate in hertz; nothing when absent or unreadable.
+  [[nodiscard]] std::optional<double> readDeviceSampleRate(AudioObjectID deviceID, FourCharCode selector) const;
+
+  [[nodiscard]] std::vector<AudioObjectID> readOutputStreamIDs(AudioObjectID deviceID) const;
+
+  /// Of the first active output stream; else of the first stream whose format can be read.
+  [[nodiscard]] std::optional<AudioStreamBasicDescription> readOutputPhysicalFormat(AudioObjectID deviceID) const;
+
+  [[nodiscard]] HogModeReport readHogMode(AudioObjectID deviceID) const;
+
+  /// Takes hog mode when nobody has it; never from another owner. Success shows only in isOwnedByCurrentProcess.
+  [[nodiscard]] HogModeReport acquireHogMode(AudioObjectID deviceID);
+
+  /// Gives hog mode back when this process has it.
+  void releaseHogMode(AudioObjectID deviceID);
+
+  /// Brings the nominal rate to `requested` hertz where it differs, and waits up to 50 × 5 ms for nominal and actual
+  /// rate to follow.
+  [[nodiscard]] SampleRateReport configureSampleRate(double requested, AudioObjectID deviceID);
+
+  /// The rates as they stand, without asking for a change.
+  [[nodiscard]] SampleRateReport readSampleRates(double requested, AudioObjectID deviceID) const;
+
+  /// Writes the saved rate in hertz back unless the device is there already; waits for nothing.
+  void restoreNominalSampleRate(double saved, AudioObjectID deviceID);
+
+  /// The preferred device as it is, else the system's default output device.
+  [[nodiscard]] Result<AudioObjectID> resolveOutputDevice(std::optional<AudioObjectID> preferredDeviceID) const;
+
+ private:
+  template <typename T>
+  [[nodiscard]] std::optional<T> read(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
+  [[nodiscard]] bool isSettable(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
+  void waitForRate(double requested, AudioObjectID deviceID) const;
+
+  AudioHardware& hardware_;
+  RunLoop& runLoop_;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,30 @@
+#pragma once
+// Whether this program exclusively owns the output device, in a word and a sentence. A value.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "engine/HogModeReport.h"
+
+namespace tolvane {
+
+struct ExclusiveAccessStatus {
+  enum class Kind : std::uint8_t { off, requested, checking, active, lost, unavailable };
+
+  Kind kind = Kind::off;
+  std::string message;
+
+  bool operator==(const ExclusiveAccessStatus&) const = default;
+
+  [[nodiscard]] static ExclusiveAccessStatus off();
+  [[nodiscard]] static ExclusiveAccessStatus requested();
+  [[nodiscard]] static ExclusiveAccessStatus checking();
+  /// What a reading of the device says while Exclusive Access is on.
+  [[nodiscard]] static ExclusiveAccessStatus verified(const HogModeReport& report);
+};
+
+/// "off", "requested", …: the case's name, as the log prints it.
+[[nodiscard]] std::string_view kindName(ExclusiveAccessStatus::Kind kind);
+
+}  // namespace tolvane

@@ -1,0 +1,18 @@
+#pragma once
+// What a device says about hog mode (to people: Exclusive Access). A plain value.
+
+#include <cstdint>
+
+namespace tolvane {
+
+struct HogModeReport {
+  bool isSupported = false;              ///< the device has the property at all
+  bool isOwnedByCurrentProcess = false;  ///< the owner that was read is this process
+  std::int32_t ownerPID = -1;            ///< -1: nobody, or the owner could not be read
+
+  [[nodiscard]] bool isFree() const { return isSupported && !isOwnedByCurrentProcess && ownerPID == -1; }
+
+  bool operator==(const HogModeReport&) const = default;
+};
+
+}  // namespace tolvane

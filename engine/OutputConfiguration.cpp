@@ -1,0 +1,159 @@
+#include "engine/OutputConfiguration.h"
+
+#include <utility>
+
+#include "engine/PlayerCore.h"
+
+namespace tolvane {
+
+bool isBluetoothTransport(std::uint32_t transportType) {
+  return transportType == kAudioDeviceTransportTypeBluetooth || transportType == kAudioDeviceTransportTypeBluetoothLE;
+}
+
+Result<void> OutputConfiguration::configureOutput(const PreparedAudio& prepared, bool startPlayback) {
+  constexpr std::uint32_t unknownBufferFrames = 512;
+  auto& context = prepared.context;
+  const double sourceRate = context->format().mSampleRate;
+
+  const auto resolved = core_.device.resolveOutputDevice(core_.preferredDeviceID);
+  if (!resolved) return std::unexpected(resolved.error());
+  const AudioObjectID deviceID = core_.deviceID = *resolved;
+  core_.exclusiveAccess.updateExclusiveAccessStatus(core_.isExclusiveAccessEnabled ? ExclusiveAccessStatus::checking()
+                                                                                   : ExclusiveAccessStatus::off());
+
+  const auto transport = core_.device.readDeviceUInt32(deviceID, kAudioDevicePropertyTransportType).value_or(0);
+  const bool isBluetooth = isBluetoothTransport(transport);
+  if (!isBluetooth)  // the rate of a Bluetooth link is its own affair
+    core_.originalDeviceSampleRate = core_.device.readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
+
+  const HogModeReport hogReport =
+      core_.isExclusiveAccessEnabled ? core_.device.acquireHogMode(deviceID) : core_.device.readHogMode(deviceID);
+  core_.ownsHogMode = hogReport.isOwnedByCurrentProcess;
+  const SampleRateReport rateReport = isBluetooth ? core_.device.readSampleRates(sourceRate, deviceID)
+                                                  : core_.device.configureSampleRate(sourceRate, deviceID);
+
+  auto unit = createOutputUnit(deviceID, context->format(), *context, isBluetooth);
+  if (!unit) return std::unexpected(unit.error());
+  core_.audioUnit = std::move(*unit);
+  core_.renderContext = context;
+  core_.duration.assign(static_cast<double>(context->totalFrames()) / sourceRate);
+  core_.sampleRate.assign(sourceRate);
+  core_.outputBufferFrameSize =
+      core_.device.readDeviceUInt32(deviceID, kAudioDevicePropertyBufferFrameSize).value_or(unknownBufferFrames);
+
+  if (startPlayback)
+    if (const OSStatus status = startUnit(); status != noErr) return failure("Starting the output device", status);
+
+  core_.exclusiveAccess.applyHogModeReport(hogReport, false);
+  core_.exclusiveAccess.refreshAudioPathStatus(hogReport);
+  core_.supervision.installOutputPropertyObservers(deviceID);
+  core_.exclusiveAccess.startExclusiveAccessMonitorIfNeeded();
+  if (startPlayback) {
+    core_.setPlaybackState(PlaybackState::playing);
+    core_.completion.scheduleCompletionTimer(context->totalFrames() - context->currentFrame());
+    core_.supervision.startOutputHealthMonitor();
+  }
+  core_.audioLogger.standard("Configured output device {}, transport {}, source {:f} Hz, device {:f} Hz", deviceID,
+                             transport, sourceRate,
+                             rateReport.actualRate > 0 ? rateReport.actualRate : rateReport.nominalRate);
+  return {};
+}
+
+Result<std::unique_ptr<AudioOutputUnit>> OutputConfiguration::createOutputUnit(
+    AudioObjectID deviceID, const AudioStreamBasicDescription& format, AudioRenderContext& context,
+    bool prefersHighQualityConversion) {
+  AudioOutputComponent* component = core_.hardware.outputComponent();
+  if (component == nullptr) return failure("The Core Audio output component is unavailable.");
+  auto created = component->newInstance();
+  if (!created) return failure("Creating the Core Audio output", created.error());
+  std::unique_ptr<AudioOutputUnit> unit = std::move(*created);
+  if (!unit) return failure("The Core Audio output could not be created.");
+
+  using Property = AudioUnitProperty;
+  using Scope = AudioUnitScope;
+  const auto abandon = [&unit](std::string_view stage, OSStatus status) {
+    unit->uninitialize();
+    unit.reset();
+    return failure(stage, status);
+  };
+  struct Step {
+    std::string_view stage;
+    Property property;
+    Scope scope;
+    std::uint32_t element;
+    AudioUnitPropertyValue value;
+  };
+  constexpr std::uint32_t on = 1;
+  constexpr std::uint32_t off = 0;
+  const Step binding[] = {
+      {"Binding the output device", Property::currentDevice, Scope::global, 0, deviceID},
+      {"Enabling audio output", Property::enableIO, Scope::output, 0, on},
+      {"Disabling unused audio input", Property::enableIO, Scope::input, 1, off},
+      {"Setting the source PCM format", Property::streamFormat, Scope::input, 0, format},
+  };
+  for (const Step& step : binding)
+    if (const OSStatus status = unit->setProperty(step.property, step.scope, step.element, step.value); status != noErr)
+      return abandon(step.stage, status);
+
+  if (prefersHighQualityConversion)  // a wish: a unit without the property plays all the same
+    (void)unit->setProperty(Property::renderQuality, Scope::global, 0, kRenderQuality_Max);
+
+  if (const OSStatus status = unit->setProperty(Property::setRenderCallback, Scope::input, 0, context.callback());
+      status != noErr)
+    return abandon("Installing the real-time renderer", status);
+  if (const OSStatus status = unit->initialize(); status != noErr)
+    return abandon("Initializing the output device", status);
+  return unit;
+}
+
+void OutputConfiguration::tearDown(const TearDownOptions& options) {
+  core_.exclusiveAccess.stopExclusiveAccessMonitor();
+  core_.supervision.removeOutputPropertyObservers();
+  core_.supervision.stopOutputHealthMonitor();
+  core_.completion.cancel();
+  if (options.cancelPendingRecovery) core_.supervision.cancelPendingRecovery();
+
+  if (core_.audioUnit) {
+    if (!options.unitAlreadyStopped) stopUnit();
+    core_.statistics.underruns += core_.audioUnit->underrunCount();
+    core_.audioUnit->uninitialize();
+    core_.audioUnit.reset();
+  }
+  core_.renderContext.reset();
+  if (options.discardPrepared) core_.preparedAudio.reset();
+
+  const bool isBound = core_.deviceID != kAudioObjectUnknown;
+  if (options.restoreSampleRate && isBound && core_.originalDeviceSampleRate.value_or(0) > 0)
+    core_.device.restoreNominalSampleRate(*core_.originalDeviceSampleRate, core_.deviceID);
+  if (core_.ownsHogMode && isBound) core_.device.releaseHogMode(core_.deviceID);
+  core_.ownsHogMode = false;
+  core_.exclusiveAccess.updateExclusiveAccessStatus(core_.isExclusiveAccessEnabled ? ExclusiveAccessStatus::requested()
+                                                                                   : ExclusiveAccessStatus::off());
+  core_.originalDeviceSampleRate.reset();
+  core_.deviceID = kAudioObjectUnknown;
+}
+
+void OutputConfiguration::failRuntime(std::string message, bool unitAlreadyStopped) {
+  tearDown({.unitAlreadyStopped = unitAlreadyStopped});
+  core_.forgetTrack();
+  core_.audioPathStatus.assign(AudioPathStatus::failed(std::move(message)));
+  core_.setPlaybackState(PlaybackState::stopped);
+}
+
+OSStatus OutputConfiguration::startUnit() {
+  if (isStarted_) return core_.audioUnit->start();
+  startFrame_ = core_.renderContext->currentFrame();
+  const OSStatus status = core_.audioUnit->start();
+  isStarted_ = status == noErr;
+  return status;
+}
+
+OSStatus OutputConfiguration::stopUnit() {
+  const OSStatus status = core_.audioUnit->stop();
+  if (!std::exchange(isStarted_, false)) return status;
+  const std::int64_t firstUnheardFrame = startFrame_ + core_.audioUnit->framesPlayed();
+  if (firstUnheardFrame < core_.renderContext->currentFrame()) core_.renderContext->seek(firstUnheardFrame);
+  return status;
+}
+
+}  // namespace tolvane

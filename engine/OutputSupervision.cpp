@@ -1,0 +1,205 @@
+#include "engine/OutputSupervision.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "engine/PlayerCore.h"
+
+namespace tolvane {
+namespace {
+
+constexpr std::chrono::milliseconds healthCheckInterval{500};
+constexpr std::chrono::seconds healthyRecoveryResetInterval{30};
+constexpr std::int64_t healthyChecksToReset = healthyRecoveryResetInterval / healthCheckInterval;
+constexpr std::int64_t stoppedChecksToRecover = 2;
+constexpr std::int64_t stalledChecksToRecover = 3;
+constexpr std::int64_t maximumRecoveryAttempts = 3;
+constexpr double propertyChangeDelay = 0.35;  // seconds: a burst of related notifications makes one recovery
+constexpr double backOffPerAttempt = 0.5;     // seconds
+
+constexpr AudioObjectPropertyAddress global(FourCharCode selector) {
+  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
+}
+constexpr AudioObjectPropertyAddress output(FourCharCode selector) {
+  return {selector, kAudioObjectPropertyScopeOutput, kAudioObjectPropertyElementMain};
+}
+
+constexpr std::array observedDeviceProperties{
+    global(kAudioDevicePropertyNominalSampleRate), global(kAudioDevicePropertyActualSampleRate),
+    global(kAudioDevicePropertyHogMode),           global(kAudioDevicePropertyDeviceIsAlive),
+    output(kAudioDevicePropertyStreams),           output(kAudioDevicePropertyStreamConfiguration),
+    global(kAudioDevicePropertyBufferFrameSize)};
+constexpr std::array observedStreamProperties{global(kAudioStreamPropertyPhysicalFormat),
+                                              global(kAudioStreamPropertyVirtualFormat),
+                                              global(kAudioStreamPropertyIsActive)};
+
+template <typename T>
+std::optional<T> readUnit(const AudioOutputUnit& unit, AudioUnitProperty property) {
+  const auto value = unit.property(property, AudioUnitScope::global, 0);
+  const T* typed = value ? std::get_if<T>(&*value) : nullptr;
+  return typed != nullptr ? std::optional(*typed) : std::nullopt;
+}
+
+}  // namespace
+
+void OutputSupervision::installOutputPropertyObservers(AudioObjectID deviceID) {
+  removeOutputPropertyObservers();
+  const std::uint64_t generation = outputObservationGeneration_;
+  for (const auto& address : observedDeviceProperties) observeAudioProperty(deviceID, address, generation);
+  for (const AudioObjectID stream : core_.device.readOutputStreamIDs(deviceID))
+    for (const auto& address : observedStreamProperties) observeAudioProperty(stream, address, generation);
+}
+
+void OutputSupervision::observeAudioProperty(AudioObjectID objectID, const AudioObjectPropertyAddress& address,
+                                             std::uint64_t generation) {
+  if (!core_.hardware.hasProperty(objectID, address)) return;
+  auto listener = [weak = std::weak_ptr(self_), generation](const AudioObjectPropertyAddress& changed) {
+    if (const auto self = weak.lock()) (*self)->handleOutputPropertyChange(changed.mSelector, generation);
+  };
+  const auto registered = core_.hardware.addPropertyListener(objectID, address, std::move(listener));
+  if (!registered)
+    core_.audioLogger.standard("Could not observe audio property {}: {}", address.mSelector, registered.error());
+  else
+    propertyObservations_.push_back(*registered);
+}
+
+void OutputSupervision::removeOutputPropertyObservers() {
+  ++outputObservationGeneration_;
+  for (const auto observation : propertyObservations_) core_.hardware.removePropertyListener(observation);
+  propertyObservations_.clear();
+}
+
+void OutputSupervision::handleOutputPropertyChange(FourCharCode selector, std::uint64_t generation) {
+  if (generation != outputObservationGeneration_ || isRecoveringOutput_ || !core_.preparedAudio ||
+      !core_.isPlayingOrPaused())
+    return;
+  if (selector == kAudioDevicePropertyHogMode) return core_.exclusiveAccess.verifyExclusiveAccess(true);
+  core_.audioLogger.standard("Output property changed: {}", selector);
+  scheduleOutputRecovery("The output device changed its audio configuration.", propertyChangeDelay);
+}
+
+void OutputSupervision::startOutputHealthMonitor() {
+  // The clock of an earlier unit, or of the time before a pause, says nothing about this one.
+  stalledHealthChecks_ = 0;
+  stoppedHealthChecks_ = 0;
+  lastRenderSampleTime_.reset();
+  lastRenderCycleCount_.reset();
+  healthTimer_ = core_.runLoop.scheduleTimer(healthCheckInterval, true, [this] { checkOutputHealth(); });
+}
+
+void OutputSupervision::stopOutputHealthMonitor() { healthTimer_.reset(); }
+
+void OutputSupervision::checkOutputHealth() {
+  if (core_.state != PlaybackState::playing || isRecoveringOutput_ || recoveryTask_ || !core_.audioUnit) return;
+  if (reportsRenderError() || reportsStoppedUnit()) return;
+  const auto progressed = renderClockProgressed();
+  if (!progressed) return;
+  if (*progressed) {
+    stalledHealthChecks_ = 0;
+    if (++stableHealthChecks_ == healthyChecksToReset) recoveryAttempts_ = 0;
+    return;
+  }
+  stableHealthChecks_ = 0;
+  if (++stalledHealthChecks_ >= stalledChecksToRecover)
+    scheduleOutputRecovery("AUHAL stopped requesting audio frames.", 0);
+}
+
+bool OutputSupervision::reportsRenderError() {
+  const auto code = readUnit<std::int32_t>(*core_.audioUnit, AudioUnitProperty::lastRenderError);
+  if (code.value_or(noErr) == noErr) return false;
+  core_.audioLogger.error("AUHAL reported render error {}", *code);
+  scheduleOutputRecovery(fmt::format("AUHAL reported a render error (Core Audio {}).", *code), 0);
+  return true;
+}
+
+bool OutputSupervision::reportsStoppedUnit() {
+  constexpr std::uint32_t running = 1;
+  const bool stopped = readUnit<std::uint32_t>(*core_.audioUnit, AudioUnitProperty::isRunning).value_or(running) == 0;
+  stoppedHealthChecks_ = stopped ? stoppedHealthChecks_ + 1 : 0;
+  if (stoppedHealthChecks_ < stoppedChecksToRecover) return false;
+  scheduleOutputRecovery("AUHAL stopped while playback was active.", 0);
+  return true;
+}
+
+std::optional<bool> OutputSupervision::renderClockProgressed() {
+  const auto sampleTime = readUnit<double>(*core_.audioUnit, AudioUnitProperty::lastRenderSampleTime);
+  if (sampleTime && std::isfinite(*sampleTime)) {
+    const auto previous = std::exchange(lastRenderSampleTime_, sampleTime);
+    lastRenderCycleCount_.reset();
+    return previous ? std::optional(*previous < *sampleTime) : std::nullopt;
+  }
+  if (!core_.renderContext) return std::nullopt;
+  const std::int64_t cycles = core_.renderContext->renderCycleCount();
+  const auto previous = std::exchange(lastRenderCycleCount_, cycles);
+  lastRenderSampleTime_.reset();
+  return previous ? std::optional(*previous < cycles) : std::nullopt;
+}
+
+void OutputSupervision::scheduleOutputRecovery(std::string reason, double delay) {
+  if (!core_.preparedAudio || !core_.isPlayingOrPaused()) return;
+  recoveryReason_ = std::move(reason);
+  if (recoveryTask_) return;
+  recoveryTask_ = core_.runLoop.scheduleTimer(durationFromSeconds(std::max(delay, 0.0)), false, [this] {
+    recoveryTask_.reset();
+    recoverOutputIfNeeded();
+  });
+}
+
+void OutputSupervision::recoverOutputIfNeeded() {
+  if (isRecoveringOutput_ || !core_.preparedAudio || !core_.isPlayingOrPaused()) return;
+  if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(std::string(recoveryReason_));
+  ++recoveryAttempts_;
+  isRecoveringOutput_ = true;
+  const bool wasPlaying = core_.state == PlaybackState::playing;
+  if (wasPlaying && core_.audioUnit)
+    if (const OSStatus status = core_.configuration.stopUnit(); status != noErr)
+      core_.audioLogger.standard("AUHAL stop failed during recovery: {}", status);
+  const PreparedAudio prepared = *core_.preparedAudio;
+  const std::int64_t frame = prepared.context->currentFrame();
+  core_.configuration.tearDown(
+      {.unitAlreadyStopped = wasPlaying, .discardPrepared = false, .cancelPendingRecovery = false});
+  prepared.context->seek(frame);
+  core_.audioPathStatus.assign(AudioPathStatus::configuring());
+
+  const auto configured = core_.configuration.configureOutput(prepared, wasPlaying);
+  isRecoveringOutput_ = false;
+  if (!configured) return recoveryFailed(configured.error().errorDescription());
+  ++core_.statistics.recoveries;
+  core_.audioLogger.standard("Recovered output at frame {} on attempt {}", frame, recoveryAttempts_);
+}
+
+void OutputSupervision::recoveryFailed(const std::string& description) {
+  core_.audioLogger.standard("Output recovery attempt {} failed: {}", recoveryAttempts_, description);
+  if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(description);
+  // Nothing half-built, no rate and no hog mode is held while waiting for the next attempt.
+  core_.configuration.tearDown({.discardPrepared = false, .cancelPendingRecovery = false});
+  scheduleOutputRecovery(recoveryReason_, static_cast<double>(recoveryAttempts_) * backOffPerAttempt);
+}
+
+void OutputSupervision::finishRecoveryWithError(const std::string& message) {
+  cancelPendingRecovery();
+  core_.configuration.tearDown({.restoreSampleRate = false});
+  isRecoveringOutput_ = false;
+  core_.forgetTrack();
+  core_.setPlaybackState(PlaybackState::stopped);
+  core_.audioPathStatus.assign(AudioPathStatus::failed(
+      fmt::format("The output device did not recover after {} attempts. {}", maximumRecoveryAttempts, message)));
+  core_.audioLogger.error("Output recovery exhausted all attempts");
+}
+
+void OutputSupervision::resetRecoveryState() {
+  cancelPendingRecovery();
+  recoveryReason_.clear();
+  isRecoveringOutput_ = false;
+  recoveryAttempts_ = 0;
+  stableHealthChecks_ = 0;
+  stalledHealthChecks_ = 0;
+  stoppedHealthChecks_ = 0;
+  lastRenderSampleTime_.reset();
+  lastRenderCycleCount_.reset();
+}
+
+void OutputSupervision::cancelPendingRecovery() { recoveryTask_.reset(); }
+
+}  // namespace tolvane

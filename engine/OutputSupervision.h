@@ -1,0 +1,70 @@
+#pragma once
+// Watches a configured output: property listeners, a health timer, and the bounded recovery that rebuilds the output at
+// the same frame. Main thread.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/AudioHardware.h"
+#include "platform/RunLoop.h"
+
+namespace tolvane {
+
+struct PlayerCore;
+
+class OutputSupervision {
+ public:
+  explicit OutputSupervision(PlayerCore& core) : core_(core) {}
+  ~OutputSupervision() { removeOutputPropertyObservers(); }
+  OutputSupervision(const OutputSupervision&) = delete;
+  OutputSupervision& operator=(const OutputSupervision&) = delete;
+
+  void installOutputPropertyObservers(AudioObjectID deviceID);
+  void removeOutputPropertyObservers();
+
+  void startOutputHealthMonitor();
+  void stopOutputHealthMonitor();
+
+  /// A new track, or none: all counters start again and no recovery is pending.
+  void resetRecoveryState();
+  void cancelPendingRecovery();
+
+ private:
+  void observeAudioProperty(AudioObjectID objectID, const AudioObjectPropertyAddress& address,
+                            std::uint64_t generation);
+  void handleOutputPropertyChange(FourCharCode selector, std::uint64_t generation);
+
+  void checkOutputHealth();
+  [[nodiscard]] bool reportsRenderError();
+  [[nodiscard]] bool reportsStoppedUnit();
+  /// Whether the render clock moved since the last check; nothing when there is no earlier reading to compare with.
+  [[nodiscard]] std::optional<bool> renderClockProgressed();
+
+  void scheduleOutputRecovery(std::string reason, double delay);
+  void recoverOutputIfNeeded();
+  void recoveryFailed(const std::string& description);
+  void finishRecoveryWithError(const std::string& message);
+
+  PlayerCore& core_;
+  std::vector<AudioHardware::ListenerID> propertyObservations_;
+  std::uint64_t outputObservationGeneration_ = 0;  ///< grows at each removal: older notifications are stale
+  /// Ends with this object: a notification that was queued before finds nobody.
+  std::shared_ptr<OutputSupervision*> self_ = std::make_shared<OutputSupervision*>(this);
+
+  RunLoop::Timer healthTimer_;
+  std::int64_t stableHealthChecks_ = 0;
+  std::int64_t stalledHealthChecks_ = 0;
+  std::int64_t stoppedHealthChecks_ = 0;
+  std::optional<double> lastRenderSampleTime_;
+  std::optional<std::int64_t> lastRenderCycleCount_;
+
+  RunLoop::Timer recoveryTask_;
+  std::string recoveryReason_;
+  bool isRecoveringOutput_ = false;
+  std::int64_t recoveryAttempts_ = 0;
+};
+
+}  // namespace tolvane

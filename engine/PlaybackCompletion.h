@@ -1,0 +1,34 @@
+#pragma once
+// Notices that the track has been rendered to its end, waits until the device has played it out, and ends playback.
+// Main thread.
+
+#include <cstdint>
+
+#include "platform/RunLoop.h"
+
+namespace tolvane {
+
+struct PlayerCore;
+
+class PlaybackCompletion {
+ public:
+  explicit PlaybackCompletion(PlayerCore& core) : core_(core) {}
+
+  /// Looks for the end when `remainingFrames` frames and a drain margin will have passed. Only while playing.
+  void scheduleCompletionTimer(std::int64_t remainingFrames);
+
+  void cancel();
+
+ private:
+  /// Seconds in which the device plays out what it was handed: two buffers, but at least 0.05 s.
+  [[nodiscard]] double drainMargin() const;
+  void scheduleCompletionCheck(double delay);
+  void checkForPlaybackCompletion();
+  void complete();
+
+  PlayerCore& core_;
+  RunLoop::Timer completionTimer_;
+  bool isWaitingForPlaybackDrain_ = false;
+};
+
+}  // namespace tolvane

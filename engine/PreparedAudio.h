@@ -1,0 +1,20 @@
+#pragma once
+// One whole track in memory as PCM, with what is known of its source. A value; the block belongs to its context.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "engine/render/AudioRenderContext.h"
+
+namespace tolvane {
+
+struct PreparedAudio {
+  std::shared_ptr<AudioRenderContext> context;  ///< never null
+  std::uint32_t sourceBitDepth = 0;             ///< of the source, not of the block; 0 when unknown
+  bool sourceIsFloat = false;
+  bool isLossless = false;  ///< FLAC and every PCM file; not MP3
+  std::string sourceLabel;  ///< the file's extension in upper case: "FLAC"
+};
+
+}  // namespace tolvane

@@ -1,0 +1,125 @@
+#include "engine/TrackPreparation.h"
+
+#include <cstring>
+#include <optional>
+#include <utility>
+
+namespace tolvane {
+namespace {
+
+/// The byte size of one audio buffer is a 32-bit field, so a longer block could not be described.
+constexpr std::uint64_t maximumBlockBytes = 0xFFFFFFFF;
+constexpr std::int64_t maximumFrames = 0xFFFFFFFF;
+
+/// What a bit depth property says: its magnitude is the depth, a negative one means floating point, 0 says nothing.
+SourceFormatInfo sourceFormatInfo(std::expected<std::int32_t, OSStatus> property,
+                                  const AudioStreamBasicDescription& fallback) {
+  const std::int64_t depth = property.value_or(0);
+  if (depth == 0) return {fallback.mBitsPerChannel, fallback.isFloat()};
+  return {static_cast<std::uint32_t>(depth < 0 ? -depth : depth), depth < 0};
+}
+
+/// The block cut (or grown) to exactly `frames` frames, by one copy.
+PcmBlock resized(const PcmBlock& block, std::uint64_t bytes) {
+  PcmBlock exact(bytes);
+  std::memcpy(exact.data(), block.data(), std::min<std::uint64_t>(bytes, block.size()));
+  return exact;
+}
+
+/// Bytes of a block of `frames` frames, or the sentence for the limit that it breaks.
+Result<std::uint64_t> blockBytes(std::int64_t frames, std::uint32_t bytesPerFrame) {
+  std::int64_t bytes = 0;
+  const bool overflows = __builtin_mul_overflow(frames, static_cast<std::int64_t>(bytesPerFrame), &bytes);
+  if (frames < 1 || frames > maximumFrames || overflows) return failure("The track is too large to decode safely.");
+  if (static_cast<std::uint64_t>(bytes) > maximumBlockBytes)
+    return failure("The decoded track exceeds the in-memory playback limit.");
+  return static_cast<std::uint64_t>(bytes);
+}
+
+std::shared_ptr<AudioRenderContext> makeContext(PcmBlock block, const AudioStreamBasicDescription& format,
+                                                const std::shared_ptr<AtomicOutputLevels>& levels) {
+  const auto byteCount = static_cast<std::int64_t>(block.size());
+  return std::make_shared<AudioRenderContext>(std::move(block), byteCount, format, levels);
+}
+
+bool isPlayableLayout(const AudioStreamBasicDescription& format) {
+  return format.mFormatID == kAudioFormatLinearPCM && format.mSampleRate > 0 && format.mChannelsPerFrame != 0 &&
+         format.mBytesPerFrame != 0 && (format.mFormatFlags & kAudioFormatFlagIsNonInterleaved) == 0 &&
+         PCMOutputLevelProcessor::make(format).has_value();
+}
+
+}  // namespace
+
+Result<PreparedAudio> TrackPreparation::prepare(const FileURL& url) const {
+  const std::string extension = asciiLowercased(url.pathExtension());
+  if (extension == "mp3" || extension == "flac")
+    return decodeWithExtAudioFile(url, extension == "flac", asciiUppercased(extension));
+  return readLinearPCMFile(url);
+}
+
+Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& url, bool isLossless,
+                                                               std::string sourceLabel) const {
+  auto opened = files_.openExtAudioFile(url);
+  if (!opened) return failure("Opening " + sourceLabel, opened.error());
+  const std::unique_ptr<ExtAudioFile> decoder = std::move(*opened);
+  if (!decoder) return failure("The audio decoder could not be created.");
+
+  const auto source = decoder->fileDataFormat();
+  if (!source) return failure("Reading the source format", source.error());
+  if (!(source->mSampleRate > 0) || source->mChannelsPerFrame == 0)
+    return failure("The file has an invalid PCM format.");
+
+  const auto client = float32PCM(source->mSampleRate, source->mChannelsPerFrame);
+  if (const OSStatus status = decoder->setClientDataFormat(client); status != noErr)
+    return failure("Configuring the PCM decoder", status);
+
+  const auto length = decoder->fileLengthFrames();
+  if (!length) return failure("Reading the track length", length.error());
+  const auto bytes = blockBytes(*length, client.mBytesPerFrame);
+  if (!bytes) return std::unexpected(bytes.error());
+
+  PcmBlock block(*bytes);
+  const auto frames = decoder->read(static_cast<std::uint32_t>(*length), block.bytes());
+  if (!frames) return failure("Decoding the track", frames.error());
+  if (*frames == 0) return failure("The decoder returned an empty track.");
+
+  const SourceFormatInfo info = readSourceFormatInfo(*decoder, *source);
+  if (*frames != *length) block = resized(block, std::uint64_t{*frames} * client.mBytesPerFrame);
+  auto context = makeContext(std::move(block), client, levels_);
+  return PreparedAudio{std::move(context), info.bitDepth, info.isFloat, isLossless, std::move(sourceLabel)};
+}
+
+Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url) const {
+  auto opened = files_.openAudioFile(url);
+  if (!opened) return failure("Opening the PCM file", opened.error());
+  const std::unique_ptr<AudioFile> file = std::move(*opened);
+  if (!file) return failure("The PCM file could not be opened.");
+
+  const auto format = file->dataFormat();
+  if (!format) return failure("Reading the PCM format", format.error());
+  if (!isPlayableLayout(*format)) return failure("This PCM layout is not supported for direct playback.");
+
+  const auto byteCount = file->audioDataByteCount();
+  if (!byteCount) return failure("Reading the PCM data size", byteCount.error());
+  if (*byteCount < 1 || *byteCount > maximumBlockBytes)
+    return failure("The PCM track exceeds the in-memory playback limit.");
+
+  PcmBlock block(*byteCount);
+  const auto bytesRead = file->readBytes(0, block.bytes());
+  if (!bytesRead) return failure("Reading PCM samples", bytesRead.error());
+  if (*bytesRead < format->mBytesPerFrame) return failure("The PCM file contains no complete audio frames.");
+
+  const std::uint64_t framesRead = *bytesRead / format->mBytesPerFrame;
+  if (framesRead != *byteCount / format->mBytesPerFrame) block = resized(block, framesRead * format->mBytesPerFrame);
+  const SourceFormatInfo info = sourceFormatInfo(file->sourceBitDepth(), *format);
+  auto context = makeContext(std::move(block), *format, levels_);
+  return PreparedAudio{std::move(context), info.bitDepth, info.isFloat, true, asciiUppercased(url.pathExtension())};
+}
+
+SourceFormatInfo readSourceFormatInfo(ExtAudioFile& decoder, const AudioStreamBasicDescription& fallback) {
+  AudioFile* file = decoder.audioFile();
+  return sourceFormatInfo(file != nullptr ? file->sourceBitDepth() : std::unexpected(kAudioFileUnspecifiedError),
+                          fallback);
+}
+
+}  // namespace tolvane
