@@ -1,0 +1,122 @@
+#pragma once
+// Audio hardware that follows a script, with any number of devices; time comes from a manual run loop.
+// Main thread. Deterministic; obeys the contract strictly, and counts what its user still holds.
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "platform/AudioHardware.h"
+#include "platform/simulated/HardwareTrace.h"
+#include "platform/simulated/SimulatedDevice.h"
+
+namespace tolvane {
+
+class SimulatedAudioHardware final : public AudioHardware {
+ public:
+  /// The run loop outlives the hardware.
+  explicit SimulatedAudioHardware(ManualRunLoop& runLoop);
+  ~SimulatedAudioHardware() override;
+
+  // The script.
+
+  /// The first device with output becomes the default. Devices that come later are announced.
+  AudioObjectID addDevice(SimulatedDeviceConfig config);
+  /// Unplugs it: units that play on it lose it, the default moves to the next device with output.
+  void removeDevice(AudioObjectID device);
+  /// The same hardware comes back under its old id.
+  void replug(AudioObjectID device);
+  /// 0: there is no default.
+  void setDefaultDevice(AudioObjectID device);
+  /// Also of a device that is unplugged. REQUIRES: addDevice() gave the id.
+  [[nodiscard]] SimulatedDevice& device(AudioObjectID device);
+  /// What is wrong with the system object's properties.
+  [[nodiscard]] PropertyScript& systemProperties() { return systemProperties_; }
+  /// The same for the object's own (a device or stream that is there).
+  [[nodiscard]] PropertyScript& properties(AudioObjectID object);
+
+  [[nodiscard]] UnitFaults& unitFaults() { return unitFaults_; }
+  void failNext(UnitStage stage, OSStatus status, int times = 1) { unitFaults_.failNext(stage, status, times); }
+  void setHasOutputComponent(bool has) { hasComponent_ = has; }
+  void setMakesNullInstances(bool makesNull) { makesNullInstances_ = makesNull; }
+  /// Units report this client format, whatever they accepted.
+  void setReportedClientFormat(std::optional<AudioStreamBasicDescription> format) { reportedFormat_ = format; }
+  /// On: a notification that was queued before its listener's removal still arrives, as the contract allows.
+  void setDeliversLateNotifications(bool delivers) { deliversLate_ = delivers; }
+
+  [[nodiscard]] HardwareTrace& trace() { return trace_; }
+
+  // What its user holds: all 0 when nothing leaks.
+
+  [[nodiscard]] int unitCount() const { return unitCount_; }
+  [[nodiscard]] std::size_t openDeviceCount() const;
+  [[nodiscard]] std::size_t hogCount() const;  ///< devices that this process owns
+  [[nodiscard]] std::size_t listenerCount() const { return listeners_.size(); }
+
+  // The contract.
+
+  [[nodiscard]] bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
+  [[nodiscard]] std::expected<std::uint32_t, OSStatus> propertyDataSize(
+      AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
+  [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> propertyData(
+      AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
+  [[nodiscard]] OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                         const AudioPropertyValue& value) override;
+  [[nodiscard]] std::expected<bool, OSStatus> isPropertySettable(
+      AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
+  [[nodiscard]] std::expected<ListenerID, OSStatus> addPropertyListener(AudioObjectID object,
+                                                                        const AudioObjectPropertyAddress& address,
+                                                                        Listener listener) override;
+  OSStatus removePropertyListener(ListenerID listener) override;
+  [[nodiscard]] AudioOutputComponent* outputComponent() override;
+
+  // For SimulatedOutputUnit.
+
+  [[nodiscard]] ManualRunLoop& runLoop() { return runLoop_; }
+  /// The device with that id while it is plugged in, or null.
+  [[nodiscard]] SimulatedDevice* presentDevice(AudioObjectID device) const;
+  [[nodiscard]] const std::optional<AudioStreamBasicDescription>& reportedClientFormat() const {
+    return reportedFormat_;
+  }
+  void unitWasMade() { ++unitCount_; }
+  void unitHasGone() { --unitCount_; }
+
+ private:
+  class Component;
+  struct Registration {
+    AudioObjectID object;
+    AudioObjectPropertyAddress address;
+    std::shared_ptr<Listener> listener;
+  };
+  using Listeners = std::map<ListenerID, Registration>;
+
+  [[nodiscard]] SimulatedDevice* deviceOf(AudioObjectID object) const;
+  /// noErr when the object is there and has the property.
+  [[nodiscard]] OSStatus check(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
+  [[nodiscard]] PropertyScript& script(AudioObjectID object) const;
+  [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> value(AudioObjectID object, FourCharCode selector) const;
+  void notify(AudioObjectID object, const AudioObjectPropertyAddress& address);
+  void deviceListHasChanged();
+  void traceRead(FourCharCode selector) const;
+  void traceWrite(FourCharCode selector, const AudioPropertyValue& value);
+
+  ManualRunLoop& runLoop_;
+  AudioObjectID lastObjectID_ = kAudioObjectSystemObject;
+  std::vector<std::unique_ptr<SimulatedDevice>> devices_;
+  AudioObjectID defaultDevice_ = kAudioObjectUnknown;
+  mutable PropertyScript systemProperties_;
+  UnitFaults unitFaults_;
+  mutable HardwareTrace trace_;
+  std::shared_ptr<Listeners> listenersAlive_;  // notifications hold it weakly
+  Listeners& listeners_;
+  ListenerID lastListenerID_ = 0;
+  std::unique_ptr<Component> component_;
+  std::optional<AudioStreamBasicDescription> reportedFormat_;
+  bool hasComponent_ = true;
+  bool makesNullInstances_ = false;
+  bool deliversLate_ = false;
+  int unitCount_ = 0;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,111 @@
+#pragma once
+// An output unit of simulated hardware: pulls a period at a time into a ring of two and "plays" it on the manual clock.
+// Everything happens on the main thread, the render callback in hardware events of the run loop: never inside a call.
+// Made by SimulatedAudioHardware, which outlives it.
+
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+#include "platform/AudioHardware.h"
+#include "platform/AudioOutputUnit.h"
+#include "platform/simulated/ManualRunLoop.h"
+#include "platform/simulated/SimulatedClock.h"
+#include "platform/simulated/UnitFaults.h"
+
+namespace tolvane {
+
+class SimulatedAudioHardware;
+class SimulatedDevice;
+
+class SimulatedOutputUnit final : public AudioOutputUnit {
+ public:
+  explicit SimulatedOutputUnit(SimulatedAudioHardware& hardware);
+  SimulatedOutputUnit(const SimulatedOutputUnit&) = delete;
+  SimulatedOutputUnit& operator=(const SimulatedOutputUnit&) = delete;
+  ~SimulatedOutputUnit() override;
+
+  [[nodiscard]] OSStatus setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
+                                     const AudioUnitPropertyValue& value) override;
+  [[nodiscard]] std::expected<AudioUnitPropertyValue, OSStatus> property(AudioUnitProperty property,
+                                                                         AudioUnitScope scope,
+                                                                         std::uint32_t element) const override;
+  [[nodiscard]] OSStatus initialize() override;
+  OSStatus uninitialize() override;
+  [[nodiscard]] OSStatus start() override;
+  [[nodiscard]] OSStatus stop() override;
+  [[nodiscard]] std::int64_t framesPlayed() const override { return framesPlayed_; }
+  [[nodiscard]] std::uint64_t underrunCount() const override { return underrunCount_; }
+
+  // What happens to the device, told by SimulatedDevice.
+
+  [[nodiscard]] bool isPlaying() const { return state_ == State::running && !hasDied_; }
+  [[nodiscard]] const AudioStreamBasicDescription& clientFormat() const { return *clientFormat_; }
+  void deviceWentAway();
+  /// `status` becomes the last render error; 0 leaves none.
+  void deviceStoppedByItself(OSStatus status);
+  void deviceStalled();
+  void deviceWentOn();
+  void deviceChangedSpeed();
+  void deviceRanDry(RunLoop::Duration silence);
+  void raiseRenderError(OSStatus status) { lastRenderError_ = status; }
+  /// Hands what was heard until now to the device.
+  void deliverHeard();
+
+  /// Units alive in this process.
+  [[nodiscard]] static int liveCount() { return liveCount_; }
+
+ private:
+  enum class State : std::uint8_t { uninitialised, initialised, running };
+
+  [[nodiscard]] OSStatus setCurrentDevice(const AudioUnitPropertyValue& value);
+  [[nodiscard]] OSStatus setEnableIO(AudioUnitScope scope, const AudioUnitPropertyValue& value);
+  [[nodiscard]] OSStatus setStreamFormat(const AudioUnitPropertyValue& value);
+  [[nodiscard]] OSStatus setRenderQuality(const AudioUnitPropertyValue& value);
+  [[nodiscard]] OSStatus setRenderCallback(const AudioUnitPropertyValue& value);
+  [[nodiscard]] std::expected<AudioUnitPropertyValue, OSStatus> configuredProperty(AudioUnitProperty property,
+                                                                                   AudioUnitScope scope) const;
+  [[nodiscard]] std::expected<AudioUnitPropertyValue, OSStatus> readStatus(AudioUnitProperty property) const;
+  [[nodiscard]] double speed() const;
+  void closeDevice();
+  void endRun();
+  void act();
+  void pull();
+  [[nodiscard]] std::int64_t consumedFrames() const;
+
+  static int liveCount_;
+
+  // Constant after construction.
+  SimulatedAudioHardware& hardware_;
+  ManualRunLoop& runLoop_;
+  std::unique_ptr<ManualRunLoop::HardwareAlarm> alarm_;
+
+  // Configuration.
+  AudioObjectID deviceID_ = kAudioObjectUnknown;
+  std::uint32_t outputIsEnabled_ = 1;
+  std::uint32_t inputIsEnabled_ = 0;
+  std::uint32_t renderQuality_ = 0;
+  std::optional<AudioStreamBasicDescription> clientFormat_;
+  std::optional<AURenderCallback> callback_;
+
+  // From initialize() on.
+  State state_ = State::uninitialised;
+  SimulatedDevice* device_ = nullptr;  // open; null when it went away
+  bool deviceIsLost_ = false;
+  bool hasStarted_ = false;
+  double earlierFrames_ = 0;  // consumed in earlier runs
+  std::uint64_t underrunCount_ = 0;
+  mutable OSStatus lastRenderError_ = noErr;  // reading clears it
+
+  // From start() on.
+  bool hasDied_ = false;  // the device has stopped, the owner does not know yet
+  bool isFilled_ = false;
+  SimulatedClock clock_;
+  std::uint32_t periodFrames_ = 0;
+  std::int64_t renderedFrames_ = 0;
+  std::int64_t framesPlayed_ = 0;
+  std::vector<std::byte> period_;
+  std::vector<std::byte> unheard_;  // rendered, not heard: only when the device captures
+};
+
+}  // namespace tolvane
