@@ -1,0 +1,31 @@
+#pragma once
+// The run loop of a program without a window, with the event loop it needs. Main thread, except post() and quit().
+// One a process; a program with a window uses QtRunLoop under its own application object.
+
+#include <memory>
+
+#include "platform/RunLoop.h"
+
+namespace tolvane {
+
+class HeadlessRunLoop final : public RunLoop {
+ public:
+  HeadlessRunLoop();
+  ~HeadlessRunLoop() override;
+
+  /// Runs until quit(); returns its exit code. At once when quit() came before.
+  int run();
+  void quit(int exitCode);
+
+  [[nodiscard]] TimePoint now() const override;
+  [[nodiscard]] Timer scheduleTimer(Duration interval, bool repeats, Action action) override;
+  void post(Action action) override;
+  void sleepFor(Duration duration) override;
+  [[nodiscard]] Timer watchDescriptor(int descriptor, Action action) override;
+
+ private:
+  struct Implementation;
+  std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,27 @@
+#pragma once
+// Turns SIGINT, SIGTERM and SIGHUP into a call on the main thread, so that the device is given back in order before
+// the program ends. Main thread; one a process. A second signal of the same kind ends the program at once.
+
+#include <functional>
+
+#include "platform/RunLoop.h"
+
+namespace tolvane {
+
+class TerminationSignals {
+ public:
+  /// `action` is given the signal's number. Throws std::system_error when the system has no descriptors left.
+  TerminationSignals(RunLoop& runLoop, std::function<void(int signal)> action);
+  /// The signals end the program again.
+  ~TerminationSignals();
+  TerminationSignals(const TerminationSignals&) = delete;
+  TerminationSignals& operator=(const TerminationSignals&) = delete;
+
+ private:
+  void signalArrived() const;
+
+  std::function<void(int)> action_;
+  RunLoop::Timer watch_;
+};
+
+}  // namespace tolvane
