@@ -1,0 +1,86 @@
+#include "engine/render/AudioRenderContext.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace tolvane {
+namespace {
+
+std::int64_t wholeFrames(std::int64_t byteCount, const AudioStreamBasicDescription& format) {
+  return format.mBytesPerFrame == 0 ? 0 : byteCount / format.mBytesPerFrame;
+}
+
+void silence(const AudioBuffer& buffer, std::size_t fromByte) noexcept {
+  if (buffer.mData == nullptr) return;
+  std::memset(static_cast<std::byte*>(buffer.mData) + fromByte, 0, buffer.mDataByteSize - fromByte);
+}
+
+}  // namespace
+
+AudioRenderContext::AudioRenderContext(PcmBlock buffer, std::int64_t byteCount,
+                                       const AudioStreamBasicDescription& format,
+                                       std::shared_ptr<AtomicOutputLevels> outputLevels)
+    : buffer_(std::move(buffer)),
+      byteCount_(byteCount),
+      totalFrames_(wholeFrames(byteCount, format)),
+      format_(format),
+      outputLevels_(std::move(outputLevels)),
+      levelProcessor_(PCMOutputLevelProcessor::make(format)),
+      didReachEnd_(totalFrames_ == 0 ? 1 : 0) {}
+
+OSStatus AudioRenderContext::render(std::uint32_t frames, AudioBufferList* ioData) noexcept {
+  // seq_cst: a full barrier. Partner: renderCycleCount() on the main thread.
+  renderCycleCount_.fetch_add(1, std::memory_order_seq_cst);
+  if (ioData == nullptr) return kAudio_ParamError;
+
+  const std::int64_t bytesPerFrame = format_.mBytesPerFrame;
+  if (ioData->mBuffers.size() != 1 || ioData->mBuffers[0].mData == nullptr || bytesPerFrame == 0) {
+    for (const AudioBuffer& each : ioData->mBuffers) silence(each, 0);
+    return kAudio_ParamError;
+  }
+
+  AudioBuffer& output = ioData->mBuffers[0];
+  auto* const destination = static_cast<std::byte*>(output.mData);
+  // relaxed: this thread alone writes the position while the unit runs.
+  std::int64_t position = currentFrame_.load(std::memory_order_relaxed);
+  const std::int64_t copied = std::max<std::int64_t>(
+      0, std::min({std::int64_t{frames}, output.mDataByteSize / bytesPerFrame, totalFrames_ - position}));
+  // The whole buffer is silence but for what is copied; zeroing the copied part first would only cost time.
+  silence(output, static_cast<std::size_t>(copied * bytesPerFrame));
+  if (copied > 0) {
+    std::memcpy(destination, buffer_.data() + position * bytesPerFrame,
+                static_cast<std::size_t>(copied * bytesPerFrame));
+    const OutputLevels levels = outputLevels_->load();
+    if (!levels.isNeutral()) {
+      if (!levelProcessor_) return kAudioUnitErr_FormatNotSupported;
+      levelProcessor_->apply(destination, copied, levels);
+    }
+    position += copied;
+    // relaxed. Partner: currentFrame() on the main thread.
+    currentFrame_.store(position, std::memory_order_relaxed);
+  }
+  if (position >= totalFrames_) setReachedEnd(true);
+  output.mDataByteSize =
+      static_cast<std::uint32_t>(std::min<std::int64_t>(std::int64_t{frames} * bytesPerFrame, output.mDataByteSize));
+  return noErr;
+}
+
+OSStatus AudioRenderContext::renderCallback(void* refCon, std::uint32_t frames, AudioBufferList* ioData) noexcept {
+  return static_cast<AudioRenderContext*>(refCon)->render(frames, ioData);
+}
+
+void AudioRenderContext::seek(std::int64_t toFrame) noexcept {
+  const std::int64_t frame = std::clamp<std::int64_t>(toFrame, 0, totalFrames_);
+  // relaxed: the unit is stopped, and starting it orders this before render().
+  currentFrame_.store(frame, std::memory_order_relaxed);
+  setReachedEnd(frame >= totalFrames_);
+}
+
+void AudioRenderContext::setReachedEnd(bool reached) noexcept {
+  std::uint32_t opposite = reached ? 0 : 1;
+  // seq_cst: a full barrier. Partner: didReachEnd() on the main thread, which then sees the position written before.
+  didReachEnd_.compare_exchange_strong(opposite, reached ? 1 : 0, std::memory_order_seq_cst, std::memory_order_seq_cst);
+}
+
+}  // namespace tolvane
