@@ -77,8 +77,8 @@ class QtRunLoop::WatchRegistration final : public RunLoop::Registration {
       : hub_(hub), notifier_(new QSocketNotifier(descriptor, QSocketNotifier::Read, hub.get())) {
     QObject::connect(notifier_, &QSocketNotifier::activated, notifier_,
                      [held = std::make_shared<Action>(std::move(action))] {
-                       const auto action = held;
-                       (*action)();
+                       const auto keptAlive = held;  // the action may end this watch, and with it this closure
+                       (*keptAlive)();
                      });
   }
   ~WatchRegistration() override {

@@ -1,0 +1,30 @@
+#pragma once
+// Which files are playable, and all of them under the files and folders that the listener hands over. Any thread.
+// Never fails and never follows a link into a folder; what cannot be read is left out.
+
+#include <array>
+#include <span>
+#include <stop_token>
+#include <string_view>
+#include <vector>
+
+#include "platform/FileURL.h"
+
+namespace tolvane {
+
+/// Lower case, in the order in which they are shown.
+inline constexpr std::array<std::string_view, 5> supportedAudioFileExtensions{"wav", "aif", "aiff", "mp3", "flac"};
+
+/// By the extension of its name, in upper or lower case.
+[[nodiscard]] bool isSupportedAudioFile(const FileURL& url);
+
+/// The supported audio files among `urls` and, at any depth, inside its folders: standardised, without duplicates,
+/// sorted by file name, then by path. Names are compared by code point after canonical composition (NFC). Hidden files
+/// and folders inside a folder are left out; one that was handed over itself is taken.
+/// A stop leaves out what was not found yet.
+[[nodiscard]] std::vector<FileURL> collectSupportedAudioFiles(std::span<const FileURL> urls, std::stop_token stop = {});
+
+/// For a choice of single files: the supported ones, sorted by file name alone, without duplicates.
+[[nodiscard]] std::vector<FileURL> sortedSupportedAudioFiles(std::span<const FileURL> urls);
+
+}  // namespace tolvane

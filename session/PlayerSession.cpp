@@ -1,0 +1,236 @@
+#include "session/PlayerSession.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace tolvane {
+
+namespace {
+
+constexpr auto progressInterval = std::chrono::milliseconds(50);
+constexpr double restartThreshold = 0.05;    // of the track's length
+constexpr double finishedThreshold = 0.999;  // from here on, playing again means from the beginning
+constexpr double smallestBalance = 1e-12;
+
+double sanitisedVolume(double volume) { return std::isfinite(volume) ? std::clamp(volume, 0.0, 1.0) : 1.0; }
+
+/// The engine leaves samples untouched only at exactly 0: what rounding left over from a slider must not stay.
+double sanitisedBalance(double balance) {
+  if (!std::isfinite(balance)) return 0;
+  const double clamped = std::clamp(balance, -1.0, 1.0);
+  return std::abs(clamped) < smallestBalance ? 0 : clamped;
+}
+
+}  // namespace
+
+PlayerSession::PlayerSession(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop, Log& log)
+    : runLoop_(runLoop), player_(hardware, files, runLoop, log) {
+  player_.setOutputLevels(outputVolume_.value(), outputBalance_.value());
+  completionSubscription_ =
+      player_.playbackCompletionCount().subscribe([this](const std::int64_t&) { handlePlaybackCompletion(); });
+  progressTimer_ = runLoop_.scheduleTimer(progressInterval, true, [this] { updatePlaybackPosition(); });
+}
+
+std::vector<FileURL> PlayerSession::fileURLs() const {
+  std::vector<FileURL> urls;
+  urls.reserve(playlistTracks_.value().size());
+  for (const auto& track : playlistTracks_.value()) urls.push_back(track.url);
+  return urls;
+}
+
+std::optional<FileURL> PlayerSession::currentTrackURL() const {
+  const auto& tracks = playlistTracks_.value();
+  const auto index = currentIndex_.value();
+  if (index < 0 || index >= std::ssize(tracks)) return std::nullopt;
+  return tracks[static_cast<std::size_t>(index)].url;
+}
+
+double PlayerSession::playbackProgress() const {
+  const double duration = playbackDuration_.value();
+  return duration > 0 ? std::clamp(playbackPosition_.value() / duration, 0.0, 1.0) : 0;
+}
+
+bool PlayerSession::canPlayNext() const { return currentIndex_.value() < std::ssize(playlistTracks_.value()) - 1; }
+
+Subscription PlayerSession::onChange(const std::function<void()>& observer) const {
+  const auto anyChange = [observer](const auto&) { observer(); };
+  std::vector<Subscription> parts;
+  parts.push_back(playlistTracks_.subscribe(anyChange));
+  parts.push_back(currentIndex_.subscribe(anyChange));
+  parts.push_back(playbackPosition_.subscribe(anyChange));
+  parts.push_back(playbackDuration_.subscribe(anyChange));
+  parts.push_back(outputVolume_.subscribe(anyChange));
+  parts.push_back(outputBalance_.subscribe(anyChange));
+  parts.push_back(player_.onChange(observer));
+  return Subscription::joined(std::move(parts));
+}
+
+void PlayerSession::playTrack(std::int64_t index, double fraction) {
+  const auto& tracks = playlistTracks_.value();
+  if (index < 0 || index >= std::ssize(tracks)) return;
+  const double start = fraction > 0 ? std::min(fraction, 1.0) : 0;
+  const FileURL url = tracks[static_cast<std::size_t>(index)].url;
+  const bool indexChanged = currentIndex_.assign(index);
+
+  double target = 0;
+  if (isTrackLoaded(url)) {
+    playbackDuration_.assign(player_.duration().value());
+    target = start * playbackDuration_.value();
+    player_.seek(target);
+    if (player_.isPaused().value()) player_.resume();
+  } else {
+    if (indexChanged) {
+      playbackPosition_.assign(0);
+      playbackDuration_.assign(0);
+    }
+    player_.play(url);
+    playbackDuration_.assign(player_.duration().value());
+    target = start * playbackDuration_.value();
+    if (target > 0) player_.seek(target);
+  }
+  setPositionFollowingEngine(target);
+  shouldAutoAdvance_ = player_.isPlaying().value();
+}
+
+bool PlayerSession::isTrackLoaded(const FileURL& url) const {
+  return player_.currentURL().value() == url && player_.duration().value() > 0 &&
+         (player_.isPlaying().value() || player_.isPaused().value());
+}
+
+void PlayerSession::togglePausePlayback() {
+  if (player_.isPlaying().value()) {
+    updatePlaybackPosition();
+    shouldAutoAdvance_ = false;
+    player_.pause();
+    playbackStartedAt_.reset();
+  } else if (player_.isPaused().value()) {
+    player_.resume();
+    setPositionFollowingEngine(playbackPosition_.value());
+    shouldAutoAdvance_ = player_.isPlaying().value();
+  } else if (!playlistTracks_.value().empty()) {
+    const double progress = playbackProgress();
+    playTrack(currentIndex_.value(), progress >= finishedThreshold ? 0 : progress);
+  }
+}
+
+void PlayerSession::previous() {
+  const auto index = currentIndex_.value();
+  const bool goesBack = playbackProgress() <= restartThreshold && index >= 1;
+  playTrack(goesBack ? index - 1 : index, 0);
+}
+
+void PlayerSession::stopPlayback() {
+  const bool isActive = player_.isPlaying().value() || player_.isPaused().value();
+  if (!isActive && !(playbackPosition_.value() > 0)) return;
+  shouldAutoAdvance_ = false;
+  if (isActive) player_.stop();
+  playbackStartedAt_.reset();
+  playbackPosition_.assign(0);
+}
+
+void PlayerSession::loadPlaylist(std::span<const FileURL> urls, bool autoplay) {
+  if (urls.empty()) return;
+  if (player_.isPlaying().value() || player_.isPaused().value()) player_.stop();
+  std::vector<PlaylistTrack> tracks;
+  tracks.reserve(urls.size());
+  for (const auto& url : urls) tracks.push_back({++lastTrackID_, url});
+  playlistTracks_.assign(std::move(tracks));
+  currentIndex_.assign(0);
+  playbackPosition_.assign(0);
+  playbackDuration_.assign(0);
+  playbackStartedAt_.reset();
+  shouldAutoAdvance_ = false;
+  if (autoplay) playTrack(currentIndex_.value(), 0);
+}
+
+void PlayerSession::moveTrack(std::int64_t source, std::int64_t destination) {
+  auto tracks = playlistTracks_.value();
+  const auto count = std::ssize(tracks);
+  if (source < 0 || source >= count || count < 2) return;
+  const auto target = std::clamp<std::int64_t>(destination, 0, count - 1);
+  if (target == source) return;
+  updatePlaybackPosition();
+  PlaylistTrack moved = std::move(tracks[static_cast<std::size_t>(source)]);
+  tracks.erase(tracks.begin() + source);
+  tracks.insert(tracks.begin() + target, std::move(moved));
+
+  auto index = currentIndex_.value();
+  if (index == source) {
+    index = target;
+  } else if (source < index && target >= index) {
+    --index;
+  } else if (source > index && target <= index) {
+    ++index;
+  }
+  playlistTracks_.assign(std::move(tracks));
+  currentIndex_.assign(index);
+}
+
+void PlayerSession::setKnownDuration(double seconds, const FileURL& url) {
+  if (currentTrackURL() != url || player_.duration().value() != 0) return;
+  if (!std::isfinite(seconds) || seconds <= 0) return;
+  playbackDuration_.assign(seconds);
+  playbackPosition_.assign(std::min(seconds, playbackPosition_.value()));
+}
+
+void PlayerSession::setOutputVolume(double volume) {
+  outputVolume_.assign(sanitisedVolume(volume));
+  player_.setOutputLevels(outputVolume_.value(), outputBalance_.value());
+}
+
+void PlayerSession::setOutputBalance(double balance) {
+  outputBalance_.assign(sanitisedBalance(balance));
+  player_.setOutputLevels(outputVolume_.value(), outputBalance_.value());
+}
+
+void PlayerSession::setOutputDevice(AudioObjectID deviceID) {
+  updatePlaybackPosition();
+  const double position = playbackPosition_.value();
+  player_.setOutputDevice(deviceID);
+  const double duration = player_.duration().value();
+  if (!player_.isPlaying().value() || !(duration > 0)) return;
+  // The engine has started the track again on the new device.
+  player_.seek(std::min(duration, position));
+  playbackDuration_.assign(duration);
+  playbackPosition_.assign(std::min(duration, position));
+  startClockAt(playbackPosition_.value());
+}
+
+void PlayerSession::setExclusiveAccessEnabled(bool enabled) {
+  updatePlaybackPosition();
+  const auto resumedAt = player_.setExclusiveAccessEnabled(enabled);
+  if (!resumedAt) return;
+  playbackDuration_.assign(player_.duration().value());
+  setPositionFollowingEngine(std::min(std::max(playbackDuration_.value(), 0.0), std::max(*resumedAt, 0.0)));
+}
+
+void PlayerSession::updatePlaybackPosition() {
+  if (!player_.isPlaying().value() || !playbackStartedAt_ || !(playbackDuration_.value() > 0)) return;
+  const double elapsed = std::max(secondsFromDuration(runLoop_.now() - *playbackStartedAt_), 0.0);
+  playbackPosition_.assign(std::min(playbackDuration_.value(), elapsed));
+}
+
+void PlayerSession::handlePlaybackCompletion() {
+  playbackStartedAt_.reset();
+  playbackPosition_.assign(playbackDuration_.value());
+  if (!shouldAutoAdvance_) return;
+  if (canPlayNext()) {
+    playTrack(currentIndex_.value() + 1, 0);
+  } else {
+    shouldAutoAdvance_ = false;
+  }
+}
+
+void PlayerSession::setPositionFollowingEngine(double seconds) {
+  playbackPosition_.assign(seconds);
+  if (player_.isPlaying().value()) {
+    startClockAt(seconds);
+  } else {
+    playbackStartedAt_.reset();
+  }
+}
+
+void PlayerSession::startClockAt(double seconds) { playbackStartedAt_ = runLoop_.now() - durationFromSeconds(seconds); }
+
+}  // namespace tolvane

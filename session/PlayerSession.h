@@ -1,0 +1,99 @@
+#pragma once
+// The one model between the user interface and the engine: the playlist, the current entry, the displayed position and
+// the listener's levels. Main thread. The position shown is derived from the clock; the device is never asked for it.
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "engine/BitPerfectAudioPlayer.h"
+#include "engine/Published.h"
+#include "session/PlaylistTrack.h"
+
+namespace tolvane {
+
+/// Observers are told of changes from within the operation that makes them, also halfway through it: they read, and
+/// leave operations for a later turn.
+class PlayerSession {
+ public:
+  /// The four services outlive the session.
+  PlayerSession(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop, Log& log);
+  PlayerSession(const PlayerSession&) = delete;
+  PlayerSession& operator=(const PlayerSession&) = delete;
+  ~PlayerSession() = default;
+
+  // State.
+  [[nodiscard]] const BitPerfectAudioPlayer& player() const { return player_; }
+  [[nodiscard]] const Published<std::vector<PlaylistTrack>>& playlistTracks() const { return playlistTracks_; }
+  [[nodiscard]] std::vector<FileURL> fileURLs() const;
+  /// Out of range while the playlist is empty.
+  [[nodiscard]] const Published<std::int64_t>& currentIndex() const { return currentIndex_; }
+  [[nodiscard]] std::optional<FileURL> currentTrackURL() const;
+  [[nodiscard]] const Published<double>& playbackPosition() const { return playbackPosition_; }  ///< seconds
+  [[nodiscard]] const Published<double>& playbackDuration() const { return playbackDuration_; }  ///< 0: unknown
+  [[nodiscard]] double playbackProgress() const;                                                 ///< 0 … 1
+  [[nodiscard]] bool canPlayNext() const;
+  [[nodiscard]] const Published<double>& outputVolume() const { return outputVolume_; }    ///< 0 … 1
+  [[nodiscard]] const Published<double>& outputBalance() const { return outputBalance_; }  ///< −1 … 1
+  /// Called after every change of anything above, and of anything that the engine publishes.
+  [[nodiscard]] Subscription onChange(const std::function<void()>& observer) const;
+
+  // Transport. Indices out of range are ignored.
+
+  /// Plays the entry from a fraction of its length; the track that is loaded already is only sought in.
+  void playTrack(std::int64_t index, double fraction);
+  /// Pauses, resumes, or starts the current entry where it stands (from its beginning when it stands at its end).
+  void togglePausePlayback();
+  /// The entry before, or the beginning of this one once more than 5 % of it have been played.
+  void previous();
+  void stopPlayback();
+
+  // Playlist.
+
+  /// Replaces the playlist and stops what plays. An empty list of URLs changes nothing.
+  void loadPlaylist(std::span<const FileURL> urls, bool autoplay);
+  /// Reorders without interrupting the music. `destination` counts in the list without the moved entry.
+  void moveTrack(std::int64_t source, std::int64_t destination);
+  /// Adopts a duration learnt elsewhere, for a current entry that the engine has not loaded.
+  void setKnownDuration(double seconds, const FileURL& url);
+
+  // Output.
+
+  void setOutputVolume(double volume);
+  void setOutputBalance(double balance);
+  /// While playing, the track goes on at the same place on the new device.
+  void setOutputDevice(AudioObjectID deviceID);
+  void setExclusiveAccessEnabled(bool enabled);
+
+  /// Brings the displayed position up to date.
+  void updatePlaybackPosition();
+
+ private:
+  void handlePlaybackCompletion();
+  [[nodiscard]] bool isTrackLoaded(const FileURL& url) const;
+  void setPositionFollowingEngine(double seconds);
+  void startClockAt(double seconds);
+
+  RunLoop& runLoop_;
+  BitPerfectAudioPlayer player_;
+
+  Published<std::vector<PlaylistTrack>> playlistTracks_;
+  Published<std::int64_t> currentIndex_{0};
+  Published<double> playbackPosition_{0};
+  Published<double> playbackDuration_{0};
+  Published<double> outputVolume_{1.0};
+  Published<double> outputBalance_{0.0};
+
+  PlaylistTrackID lastTrackID_ = 0;
+  /// When the track would have been at position 0 had it played without a pause; present only while the engine plays.
+  std::optional<RunLoop::TimePoint> playbackStartedAt_;
+  bool shouldAutoAdvance_ = false;
+
+  // Last, so that they end before the state they act on.
+  Subscription completionSubscription_;
+  RunLoop::Timer progressTimer_;
+};
+
+}  // namespace tolvane
