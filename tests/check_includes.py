@@ -1,0 +1,82 @@
+#!/usr/bin/env python3
+"""Checks that every #include respects the floors of the house (docs/ARCHITECTURE.md). Usage: check_includes.py ROOT"""
+
+import pathlib
+import re
+import sys
+
+# Folder -> the project folders it may include, itself aside. A name without a trailing slash is that folder's own
+# headers only, not its subfolders'.
+CONTRACTS = {"platform"}
+ENGINE = CONTRACTS | {"engine", "engine/render"}
+SESSION = ENGINE | {"session"}
+UI = SESSION | {"ui"}
+ADAPTERS = {"platform/" + name for name in ("alsa", "codecs", "conversion", "desktop", "simulated", "storage", "pipewire")}
+PROGRAM = UI | {"ui/qt"} | ADAPTERS
+ALLOWED = {
+    "platform": CONTRACTS,
+    "platform/alsa": CONTRACTS | {"platform/conversion"},
+    "platform/codecs": CONTRACTS,
+    "platform/conversion": CONTRACTS,
+    "platform/desktop": CONTRACTS,
+    "platform/simulated": CONTRACTS | {"platform/conversion"},
+    "engine": ENGINE,
+    "engine/render": CONTRACTS,
+    "session": SESSION,
+    "ui": UI,
+    "ui/qt": UI,
+    "app": PROGRAM,
+    "demo": PROGRAM | {"app"},
+    "tools": PROGRAM - {"ui", "ui/qt", "session"},
+}
+
+# Library headers that one folder alone may include.
+LIBRARIES = {
+    r"alsa/": {"platform/alsa"},
+    r"FLAC/": {"platform/codecs"},
+    r"mpg123\.h": {"platform/codecs"},
+    r"soxr\.h": {"platform/conversion"},
+    r"pipewire/|spa/": {"platform/pipewire"},
+    r"sqlite3\.h": {"platform/storage"},
+    r"Q[A-Z]\w*|Qt\w+/": {"app", "demo", "ui/qt", "platform/desktop"},
+}
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
+
+
+def complaints(root):
+    for path in sorted(root.rglob("*")):
+        relative = path.relative_to(root)
+        if path.suffix not in (".h", ".cpp") or relative.parts[0] not in {folder.split("/")[0] for folder in ALLOWED}:
+            continue
+        folder = str(relative.parent)
+        if folder not in ALLOWED:
+            yield f"{relative}: folder {folder} has no floor; name it in {pathlib.Path(__file__).name}"
+            continue
+        for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+            match = INCLUDE.match(line)
+            if not match:
+                continue
+            where, (kind, target) = f"{relative}:{number}", match.groups()
+            if kind == '"' and "/" in target:
+                included = target.rpartition("/")[0]
+                if included != folder and included not in ALLOWED[folder]:
+                    yield f"{where}: {folder} may not include {target}"
+                elif not (root / target).is_file() and not target.endswith(".moc"):
+                    yield f"{where}: there is no {target}"
+            elif kind == '"' and not target.endswith(".moc"):
+                yield f"{where}: name {target} from the root of the project"
+            else:
+                for pattern, homes in LIBRARIES.items():
+                    if re.match(pattern, target) and folder not in homes:
+                        yield f"{where}: <{target}> belongs to {', '.join(sorted(homes))}"
+
+
+def main():
+    found = list(complaints(pathlib.Path(sys.argv[1])))
+    print("\n".join(found) if found else "Every include respects the floors.")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

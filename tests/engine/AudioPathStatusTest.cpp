@@ -1,0 +1,175 @@
+#include "engine/AudioPathStatus.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace tolvane {
+namespace {
+
+using Kind = AudioPathStatus::Kind;
+
+constexpr auto physical24 = linearPCM(44100, 2, 24, 4, kAudioFormatFlagIsSignedInteger);
+
+/// A lossless 44.1 kHz track on a wired device that follows it, Exclusive Access off.
+AudioPathFacts perfectFacts() {
+  AudioPathFacts facts;
+  facts.sourceRate = facts.nominalRate = facts.actualRate = 44100;
+  facts.clientFormatMatches = true;
+  facts.isLossless = true;
+  facts.sourceLabel = "FLAC";
+  facts.physicalFormat = physical24;
+  facts.physicalFormatCompatible = true;
+  facts.hogModeSupported = true;
+  return facts;
+}
+
+const std::string retained =
+    "Sample rate and PCM format match with no app-level DSP, but Exclusive Access was requested and another process or "
+    "the driver retained shared access.";
+const std::string notExposed =
+    "Sample rate and PCM format match with no app-level DSP, but Exclusive Access was requested and the device does "
+    "not expose exclusive access.";
+const std::string bluetoothEncoding =
+    "PCM reaches Core Audio without app-level DSP, but Bluetooth encoding prevents end-to-end bit-perfect playback.";
+
+struct Row {
+  std::string name;
+  std::function<void(AudioPathFacts&)> change;
+  Kind kind;
+  std::string label;
+  std::string detail;
+};
+
+void exclusiveOwned(AudioPathFacts& f) { f.exclusiveAccessEnabled = f.hogModeOwned = true; }
+void exclusiveNotOwned(AudioPathFacts& f) { f.exclusiveAccessEnabled = true; }
+void ratesDiffer(AudioPathFacts& f) { f.nominalRate = f.actualRate = 48000; }
+
+const std::vector<Row> rows{
+    {"1 Bluetooth at another rate", [](auto& f) { f.isBluetooth = true, ratesDiffer(f); }, Kind::converted, "CONVERTED",
+     "Bluetooth output is running at 48 kHz; Core Audio converts the 44.1 kHz source before the wireless codec."},
+    {"2 Bluetooth, client match", [](auto& f) { f.isBluetooth = true; }, Kind::directPCM, "DIRECT PCM",
+     bluetoothEncoding},
+    {"2 before 12: Bluetooth is never bit-perfect", [](auto& f) { f.isBluetooth = true, exclusiveOwned(f); },
+     Kind::directPCM, "DIRECT PCM", bluetoothEncoding},
+    {"3 Bluetooth, another client format", [](auto& f) { f.isBluetooth = true, f.clientFormatMatches = false; },
+     Kind::converted, "CONVERTED",
+     "Core Audio accepted a different client format before sending audio through the Bluetooth codec."},
+    {"4 rates differ", ratesDiffer, Kind::converted, "CONVERTED",
+     "The track is 44.1 kHz, but the device reports 48 kHz. Core Audio sample-rate conversion may be active."},
+    {"4 the actual rate is the one shown", [](auto& f) { f.actualRate = 96000; }, Kind::converted, "CONVERTED",
+     "The track is 44.1 kHz, but the device reports 96 kHz. Core Audio sample-rate conversion may be active."},
+    {"4 no rate could be read", [](auto& f) { f.nominalRate = f.actualRate = 0; }, Kind::converted, "CONVERTED",
+     "The track is 44.1 kHz, but the device reports an unknown rate. Core Audio sample-rate conversion may be active."},
+    {"4 before 5", [](auto& f) { ratesDiffer(f), f.clientFormatMatches = false; }, Kind::converted, "CONVERTED",
+     "The track is 44.1 kHz, but the device reports 48 kHz. Core Audio sample-rate conversion may be active."},
+    {"5 another client format", [](auto& f) { f.clientFormatMatches = false; }, Kind::converted, "CONVERTED",
+     "AUHAL accepted a different client PCM format, so format conversion may be active."},
+    {"5 before 6", [](auto& f) { f.clientFormatMatches = f.isLossless = false; }, Kind::converted, "CONVERTED",
+     "AUHAL accepted a different client PCM format, so format conversion may be active."},
+    {"6 lossy source", [](auto& f) { f.isLossless = false, f.sourceLabel = "MP3"; }, Kind::directPCM, "DIRECT PCM",
+     "MP3 is decoded to PCM and sent without app-level DSP at 44.1 kHz. Lossy source data cannot be bit-perfect."},
+    {"6 before 7", [](auto& f) { f.isLossless = false, f.sourceLabel = "MP3", f.physicalFormat.reset(); },
+     Kind::directPCM, "DIRECT PCM",
+     "MP3 is decoded to PCM and sent without app-level DSP at 44.1 kHz. Lossy source data cannot be bit-perfect."},
+    {"6 before 9", [](auto& f) { f.isLossless = false, f.sourceLabel = "MP3", f.physicalFormatCompatible = false; },
+     Kind::directPCM, "DIRECT PCM",
+     "MP3 is decoded to PCM and sent without app-level DSP at 44.1 kHz. Lossy source data cannot be bit-perfect."},
+    {"7 no physical format, shared", [](auto& f) { f.physicalFormat.reset(); }, Kind::directPCM, "DIRECT PCM",
+     "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
+     "format."},
+    {"7 no physical format, switch off but owned", [](auto& f) { f.physicalFormat.reset(), f.hogModeOwned = true; },
+     Kind::directPCM, "DIRECT PCM",
+     "Exclusive Access is active and the sample rate matches, but the device does not expose its physical stream "
+     "format."},
+    {"7 no physical format, owned", [](auto& f) { f.physicalFormat.reset(), exclusiveOwned(f); }, Kind::directPCM,
+     "DIRECT PCM",
+     "Exclusive Access is active and the sample rate matches, but the device does not expose its physical stream "
+     "format."},
+    {"8 no physical format, on but not owned", [](auto& f) { f.physicalFormat.reset(), exclusiveNotOwned(f); },
+     Kind::directPCM, "DIRECT PCM", retained},
+    {"8 no physical format, on but not supported",
+     [](auto& f) { f.physicalFormat.reset(), exclusiveNotOwned(f), f.hogModeSupported = false; }, Kind::directPCM,
+     "DIRECT PCM", notExposed},
+    {"9 the device cannot carry the source", [](auto& f) { f.physicalFormatCompatible = false; }, Kind::converted,
+     "CONVERTED",
+     "The device stream is 44.1 kHz, 24-bit integer, 2 ch, which does not preserve the source format exactly."},
+    {"9 before 10", [](auto& f) { f.physicalFormatCompatible = false, exclusiveNotOwned(f); }, Kind::converted,
+     "CONVERTED",
+     "The device stream is 44.1 kHz, 24-bit integer, 2 ch, which does not preserve the source format exactly."},
+    {"9 before 12", [](auto& f) { f.physicalFormatCompatible = false, exclusiveOwned(f); }, Kind::converted,
+     "CONVERTED",
+     "The device stream is 44.1 kHz, 24-bit integer, 2 ch, which does not preserve the source format exactly."},
+    {"10 on but not owned", exclusiveNotOwned, Kind::directPCM, "DIRECT PCM", retained},
+    {"10 on but not supported", [](auto& f) { exclusiveNotOwned(f), f.hogModeSupported = false; }, Kind::directPCM,
+     "DIRECT PCM", notExposed},
+    {"11 bit-perfect, shared", [](auto&) {}, Kind::bitPerfect, "BIT-PERFECT",
+     "44.1 kHz and the device PCM format are confirmed with no app-level DSP. Exclusive Access is off, so other apps "
+     "may still mix audio into the device."},
+    {"11 the actual rate is not reported", [](auto& f) { f.actualRate = 0; }, Kind::bitPerfect, "BIT-PERFECT",
+     "44.1 kHz and the device PCM format are confirmed with no app-level DSP. Exclusive Access is off, so other apps "
+     "may still mix audio into the device."},
+    {"12 bit-perfect, exclusive", exclusiveOwned, Kind::bitPerfect, "BIT-PERFECT",
+     "Exclusive Access, 44.1 kHz, and the device PCM format are confirmed. No app-level DSP is active."},
+};
+
+TEST(AudioPathVerdict, IsTheFirstRowThatApplies) {
+  for (const Row& row : rows) {
+    AudioPathFacts facts = perfectFacts();
+    row.change(facts);
+    EXPECT_EQ(judgeAudioPath(facts), (AudioPathStatus{row.kind, row.label, row.detail})) << row.name;
+    std::printf("%-48s %s\n", row.name.c_str(), judgeAudioPath(facts).label.c_str());
+  }
+}
+
+const std::string levelsActive =
+    "Software volume or stereo balance is active. Set Volume to 100% and Balance to Center to bypass all app-level "
+    "processing.";
+
+TEST(OutputLevelsOverlay, LeavesEveryVerdictAloneAtNeutralLevels) {
+  for (const Kind kind : {Kind::ready, Kind::configuring, Kind::bitPerfect, Kind::directPCM, Kind::processed,
+                          Kind::converted, Kind::error}) {
+    const AudioPathStatus status{kind, "LABEL", "Detail."};
+    EXPECT_EQ(status.applyingOutputLevels({1.0, 0.0}, false), status);
+  }
+}
+
+TEST(OutputLevelsOverlay, LeavesReadyCheckingAndErrorAlone) {
+  for (const auto& status :
+       {AudioPathStatus::ready(), AudioPathStatus::configuring(), AudioPathStatus::failed("Gone.")})
+    EXPECT_EQ(status.applyingOutputLevels({0.5, 0.0}, false), status);
+}
+
+TEST(OutputLevelsOverlay, TurnsBitPerfectIntoProcessedAtNinetyNinePercent) {
+  const AudioPathStatus status{Kind::bitPerfect, "BIT-PERFECT", "Confirmed."};
+  EXPECT_EQ(status.applyingOutputLevels({0.99, 0.0}, false),
+            (AudioPathStatus{Kind::processed, "DSP ACTIVE", levelsActive}));
+  EXPECT_EQ(status.applyingOutputLevels({1.0, -0.01}, false),
+            (AudioPathStatus{Kind::processed, "DSP ACTIVE", levelsActive}));
+}
+
+TEST(OutputLevelsOverlay, SpeaksOfBluetoothToo) {
+  const AudioPathStatus status{Kind::directPCM, "DIRECT PCM", bluetoothEncoding};
+  EXPECT_EQ(status.applyingOutputLevels({0.5, 0.0}, true),
+            (AudioPathStatus{Kind::processed, "DSP ACTIVE",
+                             levelsActive + " Bluetooth encoding also prevents end-to-end bit-perfect playback."}));
+}
+
+TEST(OutputLevelsOverlay, StandsInFrontOfAConvertedVerdict) {
+  const AudioPathStatus status{Kind::converted, "CONVERTED", "Reason."};
+  EXPECT_EQ(status.applyingOutputLevels({0.5, 0.0}, false),
+            (AudioPathStatus{Kind::converted, "CONVERTED", levelsActive + " Reason."}));
+}
+
+TEST(AudioPathStatus, HasItsFixedTexts) {
+  EXPECT_EQ(AudioPathStatus::ready(),
+            (AudioPathStatus{Kind::ready, "READY", "Choose a track to verify the output path."}));
+  EXPECT_EQ(AudioPathStatus::configuring(),
+            (AudioPathStatus{Kind::configuring, "CHECKING", "Configuring the selected output device."}));
+  EXPECT_EQ(AudioPathStatus::failed("Gone."), (AudioPathStatus{Kind::error, "PATH ERROR", "Gone."}));
+}
+
+}  // namespace
+}  // namespace tolvane

@@ -1,0 +1,23 @@
+#include "engine/AudioPlayerError.h"
+
+#include <gtest/gtest.h>
+
+namespace tolvane {
+namespace {
+
+TEST(AudioPlayerError, ShowsAMessageAsItIs) {
+  EXPECT_EQ(AudioPlayerError::message("The decoder returned an empty track.").errorDescription(),
+            "The decoder returned an empty track.");
+}
+
+TEST(AudioPlayerError, ShowsAnOperationWithItsStatusInSignedDecimal) {
+  EXPECT_EQ(AudioPlayerError::operation("Decoding the track", kAudio_ParamError).errorDescription(),
+            "Decoding the track failed (Core Audio -50).");
+  EXPECT_EQ(AudioPlayerError::operation("Opening MP3", kAudioFileFileNotFoundError).errorDescription(),
+            "Opening MP3 failed (Core Audio -43).");
+  EXPECT_EQ(AudioPlayerError::operation("Opening FLAC", kAudioFileUnsupportedFileTypeError).errorDescription(),
+            "Opening FLAC failed (Core Audio 1954115647).");
+}
+
+}  // namespace
+}  // namespace tolvane

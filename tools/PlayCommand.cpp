@@ -1,0 +1,96 @@
+#include "tools/PlayCommand.h"
+
+#include "tools/ProbeCommands.h"
+
+namespace tolvane {
+
+PlayCommand::PlayCommand(BitPerfectAudioPlayer& player, RunLoop& runLoop, ProbeOutput& output,
+                         std::function<void()> finished)
+    : player_(player), runLoop_(runLoop), output_(output), finished_(std::move(finished)) {}
+
+void PlayCommand::start(const ProbeArguments& arguments) {
+  startedAt_ = runLoop_.now();
+  files_ = arguments.files;
+  options_ = arguments.play;
+  observe();
+  player_.setOutputLevels(options_.volume, options_.balance);
+  (void)player_.setExclusiveAccessEnabled(options_.isExclusive);
+  playNext();
+  scheduleListener();
+}
+
+void PlayCommand::observe() {
+  const auto printValue = [this](std::string_view property) {
+    return [this, property](const auto& value) { print(property, {{"value", value}}); };
+  };
+  subscriptions_.push_back(player_.isPlaying().subscribe(printValue("isPlaying")));
+  subscriptions_.push_back(player_.isPaused().subscribe(printValue("isPaused")));
+  subscriptions_.push_back(player_.duration().subscribe(printValue("duration")));
+  subscriptions_.push_back(player_.sampleRate().subscribe(printValue("sampleRate")));
+  subscriptions_.push_back(player_.currentURL().subscribe([this](const std::optional<FileURL>& url) {
+    print("currentURL", {{"value", url ? Json(url->absoluteString()) : Json(nullptr)}});
+  }));
+  subscriptions_.push_back(player_.audioPathStatus().subscribe([this](const AudioPathStatus& status) {
+    print("audioPathStatus", {{"kind", kindName(status.kind)}, {"label", status.label}, {"detail", status.detail}});
+    // The player is still in the middle of it: end in a turn of its own.
+    if (status.kind == AudioPathStatus::Kind::error) runLoop_.post([this] { finish(); });
+  }));
+  subscriptions_.push_back(player_.exclusiveAccessStatus().subscribe([this](const ExclusiveAccessStatus& status) {
+    print("exclusiveAccessStatus", {{"kind", kindName(status.kind)}, {"message", status.message}});
+  }));
+  subscriptions_.push_back(player_.playbackCompletionCount().subscribe([this](std::int64_t count) {
+    print("playbackCompletionCount", {{"value", count}});
+    ++completed_;
+    playNext();
+  }));
+}
+
+void PlayCommand::print(std::string_view property, Json members) {
+  Json line{{"t", secondsFromDuration(runLoop_.now() - startedAt_)}, {"property", property}};
+  line.update(members);
+  output_.print(line);
+}
+
+void PlayCommand::playNext() {
+  if (nextFile_ == files_.size()) return runLoop_.post([this] { finish(); });
+  const bool isFirst = nextFile_ == 0;
+  player_.play(fileURLFromArgument(files_[nextFile_++]));
+  if (isFirst && options_.fromSeconds > 0) player_.seek(options_.fromSeconds);
+}
+
+/// What a listener would do while the music plays.
+void PlayCommand::scheduleListener() {
+  if (options_.pauseAtSeconds)
+    pauseTimer_ = runLoop_.scheduleTimer(durationFromSeconds(*options_.pauseAtSeconds), false, [this] {
+      player_.pause();
+      pauseTimer_ = runLoop_.scheduleTimer(durationFromSeconds(options_.pauseForSeconds), false, [this] {
+        if (player_.isPaused().value()) player_.resume();
+      });
+    });
+  if (options_.forSeconds)
+    stopTimer_ = runLoop_.scheduleTimer(durationFromSeconds(*options_.forSeconds), false, [this] { stop(); });
+}
+
+void PlayCommand::stop() {
+  nextFile_ = files_.size();
+  player_.stop();
+  finish();
+}
+
+void PlayCommand::finish() {
+  if (isFinished_) return;
+  isFinished_ = true;
+  pauseTimer_.reset();
+  stopTimer_.reset();
+  const OutputStatistics statistics = player_.statistics();
+  Json line{{"t", secondsFromDuration(runLoop_.now() - startedAt_)},
+            {"completed", completed_},
+            {"underruns", statistics.underruns},
+            {"recoveries", statistics.recoveries}};
+  const AudioPathStatus& status = player_.audioPathStatus().value();
+  if (status.kind == AudioPathStatus::Kind::error) line["error"] = status.detail;
+  output_.print(line);
+  finished_();
+}
+
+}  // namespace tolvane

@@ -1,0 +1,47 @@
+#pragma once
+// `tolvane-probe play`: drives the engine through a list of files and prints each published change. Main thread.
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "engine/BitPerfectAudioPlayer.h"
+#include "tools/ProbeArguments.h"
+#include "tools/ProbeOutput.h"
+
+namespace tolvane {
+
+class PlayCommand {
+ public:
+  /// `finished` is called once, from the run loop, when all is over.
+  PlayCommand(BitPerfectAudioPlayer& player, RunLoop& runLoop, ProbeOutput& output, std::function<void()> finished);
+
+  void start(const ProbeArguments& arguments);
+
+  /// Stops as a listener would, and finishes.
+  void stop();
+
+ private:
+  void observe();
+  void print(std::string_view property, Json members);
+  void playNext();
+  void scheduleListener();
+  void finish();
+
+  BitPerfectAudioPlayer& player_;
+  RunLoop& runLoop_;
+  ProbeOutput& output_;
+  std::function<void()> finished_;
+  RunLoop::TimePoint startedAt_{};
+  std::vector<std::string> files_;
+  PlayOptions options_;
+  std::size_t nextFile_ = 0;
+  std::int64_t completed_ = 0;
+  bool isFinished_ = false;
+  std::vector<Subscription> subscriptions_;
+  RunLoop::Timer pauseTimer_;
+  RunLoop::Timer stopTimer_;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,38 @@
+#pragma once
+// What the command line of tolvane-probe asks for. Pure: text in, value out.
+
+#include <expected>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tolvane {
+
+struct PlayOptions {
+  std::optional<std::string> device;  ///< a device's name, id or stable identity; none: the system's default
+  bool isExclusive = false;
+  double volume = 1.0;   ///< 0 … 1
+  double balance = 0.0;  ///< −1 … +1
+  double fromSeconds = 0;
+  std::optional<double> pauseAtSeconds;  ///< after the start of the first track
+  double pauseForSeconds = 1;
+  std::optional<double> forSeconds;  ///< stop after this much time
+};
+
+struct ProbeArguments {
+  enum class Command { prepare, devices, play };
+
+  Command command = Command::devices;
+  std::vector<std::string> files;  ///< as given
+  PlayOptions play;
+};
+
+/// The arguments without the program's name. The error is a sentence for standard error.
+[[nodiscard]] std::expected<ProbeArguments, std::string> parseProbeArguments(std::span<const std::string_view> words);
+
+/// The usage text, ending in a line break.
+[[nodiscard]] std::string_view probeUsage();
+
+}  // namespace tolvane

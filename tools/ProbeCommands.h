@@ -1,0 +1,26 @@
+#pragma once
+// The commands of tolvane-probe. Main thread; each prints its lines and returns when it is done.
+
+#include <span>
+#include <string>
+
+#include "engine/TrackPreparation.h"
+#include "platform/AudioHardware.h"
+#include "tools/ProbeArguments.h"
+#include "tools/ProbeOutput.h"
+
+namespace tolvane {
+
+/// The location of a file named on the command line.
+[[nodiscard]] FileURL fileURLFromArgument(const std::string& argument);
+
+/// One line a file: the stream, its length and the SHA-256 of its block, or the error.
+void prepareFiles(std::span<const std::string> files, AudioFileServices& services, ProbeOutput& output);
+
+/// One line a device.
+void listDevices(const AudioHardware& hardware, ProbeOutput& output);
+
+/// The device of this name, id or identity; kAudioObjectUnknown when there is none.
+[[nodiscard]] AudioObjectID findDevice(const AudioHardware& hardware, const std::string& wanted);
+
+}  // namespace tolvane

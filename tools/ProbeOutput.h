@@ -1,0 +1,26 @@
+#pragma once
+// The probe's one way out: a JSON object a line on standard output, flushed at once so that a pipe sees it in time.
+
+#include <nlohmann/json.hpp>
+
+#include "platform/AudioStreamBasicDescription.h"
+
+namespace tolvane {
+
+using Json = nlohmann::ordered_json;
+
+class ProbeOutput {
+ public:
+  /// A line that carries `error` makes the exit status 1. Text that is not UTF-8 is shown with replacement characters.
+  void print(const Json& line);
+
+  [[nodiscard]] int exitStatus() const { return sawError_ ? 1 : 0; }
+
+ private:
+  bool sawError_ = false;
+};
+
+/// The members that describe a PCM layout.
+void describe(Json& line, const AudioStreamBasicDescription& format);
+
+}  // namespace tolvane

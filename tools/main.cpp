@@ -1,0 +1,74 @@
+// tolvane-probe: the engine without a window. What the system tests, the benchmarks and a listener's bug report run.
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "platform/alsa/AlsaAudioHardware.h"
+#include "platform/codecs/SystemAudioFileServices.h"
+#include "platform/desktop/HeadlessRunLoop.h"
+#include "platform/desktop/RealtimeScheduling.h"
+#include "platform/desktop/StandardErrorLog.h"
+#include "platform/desktop/TerminationSignals.h"
+#include "tools/PlayCommand.h"
+#include "tools/ProbeCommands.h"
+
+namespace tolvane {
+namespace {
+
+constexpr int wrongUsage = 2;
+
+/// The real machine: everything that the devices need.
+struct Machine {
+  HeadlessRunLoop runLoop;
+  StandardErrorLog log;
+  RealtimeScheduling realtime{runLoop, log};
+  AlsaAudioHardware hardware{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); }};
+};
+
+void playFiles(const ProbeArguments& arguments, ProbeOutput& output) {
+  Machine machine;
+  SystemAudioFileServices files;
+  BitPerfectAudioPlayer player(machine.hardware, files, machine.runLoop, machine.log);
+  if (arguments.play.device) {
+    const AudioObjectID device = findDevice(machine.hardware, *arguments.play.device);
+    if (device == kAudioObjectUnknown)
+      return output.print({{"error", "There is no output device named \"" + *arguments.play.device + "\"."}});
+    player.setOutputDevice(device);
+  }
+  PlayCommand play(player, machine.runLoop, output, [&] { machine.runLoop.quit(0); });
+  const TerminationSignals signals(machine.runLoop, [&](int) { play.stop(); });
+  play.start(arguments);
+  machine.runLoop.run();
+}
+
+int run(const std::vector<std::string_view>& words) {
+  const auto arguments = parseProbeArguments(words);
+  if (!arguments) {
+    const std::string text = "tolvane-probe: " + arguments.error() + '\n' + std::string(probeUsage());
+    std::fputs(text.c_str(), stderr);
+    return wrongUsage;
+  }
+  ProbeOutput output;
+  switch (arguments->command) {
+    case ProbeArguments::Command::prepare: {
+      SystemAudioFileServices files;
+      prepareFiles(arguments->files, files, output);
+      break;
+    }
+    case ProbeArguments::Command::devices: {
+      const Machine machine;
+      listDevices(machine.hardware, output);
+      break;
+    }
+    case ProbeArguments::Command::play:
+      playFiles(*arguments, output);
+      break;
+  }
+  return output.exitStatus();
+}
+
+}  // namespace
+}  // namespace tolvane
+
+int main(int argc, char** argv) { return tolvane::run({argv + 1, argv + argc}); }
