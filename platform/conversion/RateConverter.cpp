@@ -51,9 +51,9 @@ bool RateConverter::reset() {
 }
 
 std::size_t RateConverter::push(const double* frames, std::size_t count) noexcept {
-  std::size_t taken = 0;
-  if (soxr_process(soxr_, frames, count, &taken, nullptr, 0, nullptr) != nullptr) return 0;
-  return taken;
+  // Without a place for the number taken the library takes all of it, however little output is asked for.
+  std::size_t came = 0;
+  return soxr_process(soxr_, frames, count, nullptr, discarded_.data(), 0, &came) == nullptr ? count : 0;
 }
 
 std::size_t RateConverter::pull(double* frames, std::size_t count) noexcept {

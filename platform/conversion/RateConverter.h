@@ -26,7 +26,7 @@ class RateConverter {
   /// Main thread, while nobody pulls: forgets what was pushed and primes again. False: the library failed.
   [[nodiscard]] bool reset();
 
-  /// The number of frames taken; fewer than given means: pull first.
+  /// The number of frames taken: all of them, or 0 when the library failed.
   std::size_t push(const double* frames, std::size_t count) noexcept;
   /// The number of frames that came; 0 means: push first.
   std::size_t pull(double* frames, std::size_t count) noexcept;

@@ -6,6 +6,12 @@
 #include <utility>
 
 namespace tolvane {
+namespace {
+
+/// A resampler that takes this many slices and gives nothing has failed: silence rather than a loop without end.
+constexpr int maximumEmptyTurns = 64;
+
+}  // namespace
 
 bool sameSampleRate(double a, double b) { return a > 0 && b > 0 && std::fabs(a - b) <= std::max(a * 0.00002, 1.0); }
 
@@ -39,8 +45,6 @@ RenderPipeline::RenderPipeline(const Setup& setup, const PcmLayout& clientLayout
 
 bool RenderPipeline::reset(const AURenderCallback& callback) {
   callback_ = callback;
-  computedFrames_ = 0;
-  computedAt_ = 0;
   return !rate_ || rate_->reset();
 }
 
@@ -88,33 +92,23 @@ OSStatus RenderPipeline::renderMixed(std::byte* destination, std::uint32_t frame
   OSStatus result = noErr;
   int emptyTurns = 0;
   while (frames > 0) {
-    const double* ready = resampled_.data();
-    std::size_t count = 0;
-    if (rate_) count = rate_->pull(resampled_.data(), std::min(frames, sliceFrames));
+    std::size_t count = rate_ ? rate_->pull(resampled_.data(), std::min(frames, sliceFrames)) : 0;
     if (count == 0) {
-      if (computedAt_ == computedFrames_) {
-        const std::uint32_t slice = rate_ ? sliceFrames : std::min(frames, sliceFrames);
-        if (const OSStatus status = pullSlice(slice); status != noErr) result = status;
-        widening_.convert(client_.data(), reinterpret_cast<std::byte*>(computed_.data()),
-                          std::size_t{slice} * clientChannels_);
-        if (channels_.mixes()) channels_.mix(computed_.data(), slice);
-        computedFrames_ = slice;
-        computedAt_ = 0;
-      }
+      const std::uint32_t slice = rate_ ? sliceFrames : std::min(frames, sliceFrames);
+      if (const OSStatus status = pullSlice(slice); status != noErr) result = status;
+      widening_.convert(client_.data(), reinterpret_cast<std::byte*>(computed_.data()),
+                        std::size_t{slice} * clientChannels_);
+      if (channels_.mixes()) channels_.mix(computed_.data(), slice);
       if (rate_) {
-        const std::size_t taken =
-            rate_->push(computed_.data() + computedAt_ * channels_.mixedChannels(), computedFrames_ - computedAt_);
-        computedAt_ += taken;
-        // A resampler that neither takes nor gives has failed: silence rather than a loop without end.
-        if (taken > 0 || ++emptyTurns < 4) continue;
+        if (rate_->push(computed_.data(), slice) == slice && ++emptyTurns < maximumEmptyTurns) continue;
         fillSilence(deviceLayout_, {destination, std::size_t{frames} * deviceChannels_ * deviceLayout_.bytes});
         return kAudioHardwareUnspecifiedError;
       }
-      ready = computed_.data();
-      count = computedFrames_;
-      computedAt_ = computedFrames_;
+      count = slice;
     }
-    deliver(reinterpret_cast<const std::byte*>(ready), closing_, destination, count);
+    emptyTurns = 0;
+    const std::vector<double>& ready = rate_ ? resampled_ : computed_;
+    deliver(reinterpret_cast<const std::byte*>(ready.data()), closing_, destination, count);
     destination += count * deviceChannels_ * deviceLayout_.bytes;
     frames -= static_cast<std::uint32_t>(count);
   }

@@ -75,8 +75,6 @@ class RenderPipeline {
   std::vector<std::byte> narrow_;        ///< a slice in the device's layout, before it is spread
   std::vector<double> computed_;         ///< a slice of the client as numbers
   std::vector<double> resampled_;
-  std::size_t computedFrames_ = 0;  ///< of computed_, those from computedAt_ on not yet pushed
-  std::size_t computedAt_ = 0;
 };
 
 }  // namespace tolvane
