@@ -1,0 +1,256 @@
+#include "tests/engine/PlayerFixture.h"
+
+namespace tolvane {
+namespace {
+
+using namespace std::chrono_literals;
+
+class OutputSupervisionTest : public PlayerFixture {
+ protected:
+  OutputSupervisionTest() {
+    SimulatedDeviceConfig config;
+    config.captures = true;
+    id = addDevice(config);
+  }
+
+  [[nodiscard]] std::uint64_t recoveries() const { return player->statistics().recoveries; }
+  void expectHeardWhole() {
+    auto heard = device(id).heard();
+    heard.resize(tracks["/song.wav"].size());
+    EXPECT_TRUE(heard == tracks["/song.wav"]) << "frames were lost or repeated";
+  }
+
+  AudioObjectID id = 0;
+  FileURL track = addTrack("/song.wav", 441000);
+};
+
+// Property changes.
+
+TEST_F(OutputSupervisionTest, ARateChangedFromOutsideIsPutRightAtTheSameFrame) {
+  player->play(track);
+  advance(1s);
+  device(id).setNominalRateFromOutside(48000);
+  advance(349ms);
+  EXPECT_EQ(recoveries(), 0U);
+  advance(2ms);
+  EXPECT_EQ(recoveries(), 1U);
+  EXPECT_EQ(device(id).config().nominalRate, 44100);
+  EXPECT_EQ(path().label, "BIT-PERFECT");
+  EXPECT_TRUE(isPlaying());
+  EXPECT_TRUE(log.contains("Output property changed: " + std::to_string(kAudioDevicePropertyNominalSampleRate)));
+  advance(20s);
+  expectHeardWhole();
+  EXPECT_EQ(completions(), 1);
+}
+
+TEST_F(OutputSupervisionTest, ABurstOfNotificationsMakesOneRecovery) {
+  player->play(track);
+  advance(1s);
+  for (int i = 0; i < 6; ++i) {
+    device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+    device(id).notifyAbout(kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput);
+    device(id).notifyAbout(kAudioDevicePropertyStreamConfiguration, kAudioObjectPropertyScopeOutput);
+    advance(50ms);
+  }
+  advance(1s);
+  EXPECT_EQ(recoveries(), 1U);
+}
+
+TEST_F(OutputSupervisionTest, AChangeWhilePausedIsRepairedAndStaysPaused) {
+  player->play(track);
+  advance(1s);
+  player->pause();
+  device(id).setNominalRateFromOutside(96000);
+  advance(400ms);
+  EXPECT_EQ(recoveries(), 1U);
+  EXPECT_TRUE(isPaused());
+  EXPECT_EQ(device(id).config().nominalRate, 44100);
+  player->resume();
+  advance(20s);
+  expectHeardWhole();
+}
+
+TEST_F(OutputSupervisionTest, ANotificationFromRemovedListenersIsIgnored) {
+  hardware.setDeliversLateNotifications(true);
+  player->play(track);
+  advance(1s);
+  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  player->play(track);
+  advance(1s);
+  EXPECT_EQ(recoveries(), 0U);
+}
+
+TEST_F(OutputSupervisionTest, ANotificationThatArrivesAfterThePlayerIsGoneFindsNobody) {
+  hardware.setDeliversLateNotifications(true);
+  player->play(track);
+  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  player.reset();
+  advance(1s);
+  EXPECT_EQ(hardware.listenerCount(), 0U);
+}
+
+TEST_F(OutputSupervisionTest, AListenerThatCannotBeInstalledIsLoggedAndTolerated) {
+  device(id).script().properties.listenerFailures[kAudioDevicePropertyBufferFrameSize] = {-66, 1};
+  player->play(track);
+  EXPECT_TRUE(log.contains("Could not observe audio property " + std::to_string(kAudioDevicePropertyBufferFrameSize) +
+                           ": -66"));
+  EXPECT_EQ(hardware.listenerCount(), 9U);
+  EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(OutputSupervisionTest, PropertiesThatAreMissingAreNotObserved) {
+  device(id).script().properties.missing = {kAudioDevicePropertyActualSampleRate};
+  player->play(track);
+  EXPECT_EQ(hardware.listenerCount(), 9U);
+  EXPECT_TRUE(log.messages().front().starts_with("Configured output device"));
+}
+
+// Health.
+
+TEST_F(OutputSupervisionTest, ARenderErrorRecoversAtTheNextCheck) {
+  player->play(track);
+  advance(700ms);
+  device(id).raiseRenderError(-10868);
+  advance(299ms);
+  EXPECT_EQ(recoveries(), 0U);
+  advance(2ms);
+  EXPECT_EQ(recoveries(), 1U);
+  EXPECT_TRUE(log.contains("AUHAL reported render error -10868"));
+  advance(20s);
+  expectHeardWhole();
+}
+
+TEST_F(OutputSupervisionTest, AUnitThatStoppedIsToleratedOnceAndRecoveredTheSecondTime) {
+  player->play(track);
+  advance(700ms);
+  device(id).stopByItself();
+  advance(500ms);
+  EXPECT_EQ(recoveries(), 0U);
+  advance(500ms);
+  EXPECT_EQ(recoveries(), 1U);
+  EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(OutputSupervisionTest, TheThirdStalledCheckRecovers) {
+  player->play(track);
+  advance(1400ms);
+  device(id).stall();
+  advance(1599ms);  // checks at 1.5 (still moved), 2.0, 2.5 s
+  EXPECT_EQ(recoveries(), 0U);
+  advance(2ms);
+  EXPECT_EQ(recoveries(), 1U);
+}
+
+TEST_F(OutputSupervisionTest, CountsRenderCyclesWhereTheClockCannotBeRead) {
+  device(id).setSampleTimeReadable(false);
+  player->play(track);
+  advance(1400ms);
+  EXPECT_EQ(recoveries(), 0U);
+  device(id).stall();
+  advance(1701ms);
+  EXPECT_EQ(recoveries(), 1U);
+}
+
+TEST_F(OutputSupervisionTest, AStallThatPersistsEndsAfterThreeAttempts) {
+  player->play(track);
+  advance(1s);
+  device(id).stall();
+  advance(20s);
+  EXPECT_EQ(recoveries(), 3U);
+  EXPECT_EQ(path(), AudioPathStatus::failed(
+                        "The output device did not recover after 3 attempts. AUHAL stopped requesting audio frames."));
+  EXPECT_TRUE(log.contains("Output recovery exhausted all attempts"));
+  expectNothingHeld();
+}
+
+TEST_F(OutputSupervisionTest, ThirtyHealthySecondsGiveBackAllAttempts) {
+  const auto longTrack = addTrack("/long.wav", 44100 * 120);
+  player->play(longTrack);
+  for (int fault = 0; fault < 3; ++fault) {
+    advance(600ms);
+    device(id).raiseRenderError(-1);
+    advance(600ms);
+  }
+  EXPECT_EQ(recoveries(), 3U);
+  advance(31s);
+  device(id).raiseRenderError(-1);
+  advance(1s);
+  EXPECT_EQ(recoveries(), 4U);
+  EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(OutputSupervisionTest, AFourthFaultWithinThirtySecondsEndsPlayback) {
+  player->play(track);
+  for (int fault = 0; fault < 4; ++fault) {
+    device(id).raiseRenderError(-7);
+    advance(1s);
+  }
+  EXPECT_EQ(recoveries(), 3U);
+  EXPECT_EQ(path().detail,
+            "The output device did not recover after 3 attempts. AUHAL reported a render error (Core Audio -7).");
+  expectNothingHeld();
+}
+
+// Recovery that fails.
+
+TEST_F(OutputSupervisionTest, FailedAttemptsBackOffByHalfASecondEach) {
+  const AudioObjectID preferred = id;
+  player->setOutputDevice(preferred);
+  player->play(track);
+  advance(1s);
+  hardware.removeDevice(preferred);
+  advance(349ms);
+  EXPECT_EQ(hardware.unitCount(), 1);
+  advance(2ms);
+  EXPECT_TRUE(
+      log.contains("Output recovery attempt 1 failed: Binding the output device failed (Core Audio 560227702)."));
+  EXPECT_EQ(hardware.unitCount(), 0) << "nothing half-built waits for the next attempt";
+  advance(500ms);
+  EXPECT_TRUE(
+      log.contains("Output recovery attempt 2 failed: Binding the output device failed (Core Audio 560227702)."));
+  EXPECT_TRUE(isPlaying());
+  advance(998ms);
+  EXPECT_TRUE(isPlaying());
+  advance(3ms);
+  EXPECT_EQ(path(), AudioPathStatus::failed("The output device did not recover after 3 attempts. Binding the output "
+                                            "device failed (Core Audio 560227702)."));
+  expectNothingHeld();
+}
+
+TEST_F(OutputSupervisionTest, ADeviceThatComesBackInTimeGoesOnWhereItWas) {
+  player->setOutputDevice(id);
+  player->play(track);
+  advance(1s);
+  hardware.removeDevice(id);
+  advance(600ms);
+  hardware.replug(id);
+  advance(20s);
+  EXPECT_EQ(recoveries(), 1U);
+  EXPECT_EQ(completions(), 1);
+  expectHeardWhole();
+}
+
+TEST_F(OutputSupervisionTest, StoppingCancelsAPendingRecovery) {
+  player->play(track);
+  advance(1s);
+  device(id).setNominalRateFromOutside(48000);
+  advance(100ms);
+  player->stop();
+  advance(5s);
+  EXPECT_EQ(recoveries(), 0U);
+  expectNothingHeld();
+}
+
+TEST_F(OutputSupervisionTest, AnAttemptThatCannotStopTheUnitGoesOn) {
+  player->play(track);
+  advance(1s);
+  hardware.failNext(UnitStage::stop, -66);
+  device(id).setNominalRateFromOutside(48000);
+  advance(400ms);
+  EXPECT_TRUE(log.contains("AUHAL stop failed during recovery: -66"));
+  EXPECT_EQ(recoveries(), 1U);
+  EXPECT_TRUE(isPlaying());
+}
+
+}  // namespace
+}  // namespace tolvane
