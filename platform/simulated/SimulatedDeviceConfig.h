@@ -22,12 +22,12 @@ struct PropertyFault {
 
 /// What is wrong with an object's properties, by selector.
 struct PropertyScript {
-  std::set<FourCharCode> missing;
-  std::map<FourCharCode, PropertyFault> sizeFailures;
-  std::map<FourCharCode, PropertyFault> readFailures;
-  std::map<FourCharCode, PropertyFault> writeFailures;
-  std::map<FourCharCode, PropertyFault> settableFailures;
-  std::map<FourCharCode, PropertyFault> listenerFailures;
+  std::set<FourCharCode> missing{};
+  std::map<FourCharCode, PropertyFault> sizeFailures{};
+  std::map<FourCharCode, PropertyFault> readFailures{};
+  std::map<FourCharCode, PropertyFault> writeFailures{};
+  std::map<FourCharCode, PropertyFault> settableFailures{};
+  std::map<FourCharCode, PropertyFault> listenerFailures{};
 };
 
 /// A physical format as hardware offers it. Its rate is that of the device: mSampleRate is not looked at.
@@ -44,11 +44,11 @@ struct SimulatedStreamConfig {
   std::vector<AudioStreamBasicDescription> physicalFormats = {physicalInteger(16), physicalInteger(24),
                                                               physicalInteger(32)};
   /// Reported whatever runs.
-  std::optional<AudioStreamBasicDescription> pinnedPhysicalFormat;
+  std::optional<AudioStreamBasicDescription> pinnedPhysicalFormat{};
   /// Its rate stays what the description says, instead of following the device.
   bool pinnedRate = false;
   bool isActive = true;
-  PropertyScript properties;
+  PropertyScript properties{};
 };
 
 enum class SimulatedActualRate : std::uint8_t {
@@ -61,7 +61,7 @@ enum class SimulatedActualRate : std::uint8_t {
 
 struct SimulatedDeviceConfig {
   std::string name = "DAC";
-  std::string uid;  ///< empty: made from the name and the object id
+  std::string uid{};  ///< empty: made from the name and the object id
   std::uint32_t transport = kAudioDeviceTransportTypeUSB;
   bool isInputOnly = false;
   std::vector<SimulatedStreamConfig> streams = {SimulatedStreamConfig{}};
@@ -88,7 +88,7 @@ struct SimulatedDeviceConfig {
   std::uint32_t periodFrames = 0;       ///< pulled at a time; 0: bufferFrameSize, 512 if that is 0
   std::uint32_t unitsAtOnce = 1;        ///< units that can have it open together
   bool captures = false;                ///< keeps the bytes that were heard
-  PropertyScript properties;
+  PropertyScript properties{};
 };
 
 }  // namespace tolvane
