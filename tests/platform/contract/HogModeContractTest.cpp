@@ -1,0 +1,118 @@
+// Hog mode: a write toggles while nobody else owns the device, and is refused while somebody does.
+
+#include <unistd.h>
+
+#include "tests/platform/contract/ContractTest.h"
+
+namespace tolvane::test {
+namespace {
+
+class HogModeContract : public ContractTest<AudioHardwareFixture> {};
+
+TEST_P(HogModeContract, aWriteTakesAFreeDeviceAndTheNextGivesItBackWhateverNumberIsWritten) {
+  for (const std::int32_t number : {-1, 0, 1, static_cast<std::int32_t>(getpid()), 2'000'000'000}) {
+    SCOPED_TRACE(number);
+    EXPECT_EQ(writeHog(number), noErr);
+    EXPECT_EQ(hogOwner(), getpid());
+    EXPECT_EQ(writeHog(number), noErr);
+    EXPECT_EQ(hogOwner(), -1);
+  }
+}
+
+TEST_P(HogModeContract, theListenerIsToldWhenOwnershipChanges) {
+  int told = 0;
+  const auto id =
+      hardware().addPropertyListener(device(), global(kAudioDevicePropertyHogMode), [&](const auto&) { ++told; });
+  ASSERT_TRUE(id.has_value());
+  ASSERT_EQ(writeHog(), noErr);
+  EXPECT_EQ(told, 0);
+  EXPECT_TRUE(eventually([&] { return told > 0; }));
+  pump(200ms);
+  told = 0;
+  ASSERT_EQ(writeHog(), noErr);
+  EXPECT_TRUE(eventually([&] { return told > 0; }));
+  EXPECT_EQ(hardware().removePropertyListener(*id), noErr);
+}
+
+TEST_P(HogModeContract, theOwnerPlaysAndKeepsTheDeviceWhenItsUnitIsGone) {
+  prepareRate();
+  ASSERT_EQ(writeHog(), noErr);
+  {
+    CountingSource source;
+    auto unit = configuredUnit(source);
+    ASSERT_EQ(unit->initialize(), noErr);
+    ASSERT_EQ(unit->start(), noErr);
+    EXPECT_TRUE(eventually([&] { return source.rendered() > 0; }));
+    EXPECT_EQ(hogOwner(), getpid());
+    EXPECT_EQ(unit->stop(), noErr);
+  }
+  EXPECT_EQ(hogOwner(), getpid());
+  EXPECT_EQ(writeHog(), noErr);
+  EXPECT_EQ(hogOwner(), -1);
+}
+
+TEST_P(HogModeContract, theOwnerChangesTheRate) {
+  ASSERT_EQ(writeHog(), noErr);
+  const double rate = anotherRate();
+  EXPECT_EQ(writeRate(rate), noErr);
+  EXPECT_TRUE(eventually([&] { return nominalRate() == rate; }));
+  EXPECT_EQ(writeHog(), noErr);
+}
+
+TEST_P(HogModeContract, aUnitThatPlaysWithoutItOwnsNothing) {
+  CountingSource source;
+  auto unit = initialisedUnit(source);
+  ASSERT_EQ(unit->start(), noErr);
+  EXPECT_TRUE(eventually([&] { return source.rendered() > 0; }));
+  EXPECT_EQ(hogOwner(), -1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Contract, HogModeContract, testing::ValuesIn(hardwareFixtures()), fixtureName);
+
+class ContestedDeviceContract : public ContractTest<ContestedHardwareFixture> {};
+
+TEST_P(ContestedDeviceContract, anotherOwnerIsReportedAndCannotBeOusted) {
+  const std::int32_t owner = fixture().occupy();
+  EXPECT_TRUE(eventually([&] { return hogOwner() == owner; }));
+  EXPECT_EQ(writeHog(), kAudioDevicePermissionsError);
+  EXPECT_EQ(writeHog(owner), kAudioDevicePermissionsError);
+  EXPECT_EQ(hogOwner(), owner);
+  fixture().leave();
+  EXPECT_TRUE(eventually([&] { return hogOwner() == -1; }));
+  EXPECT_EQ(writeHog(), noErr);
+  EXPECT_EQ(hogOwner(), getpid());
+  EXPECT_EQ(writeHog(), noErr);
+}
+
+TEST_P(ContestedDeviceContract, theListenerIsToldWhenAnotherProcessComesAndGoes) {
+  int told = 0;
+  const auto id =
+      hardware().addPropertyListener(device(), global(kAudioDevicePropertyHogMode), [&](const auto&) { ++told; });
+  ASSERT_TRUE(id.has_value());
+  fixture().occupy();
+  EXPECT_TRUE(eventually([&] { return told > 0; }));
+  pump(200ms);
+  told = 0;
+  fixture().leave();
+  EXPECT_TRUE(eventually([&] { return told > 0; }));
+  EXPECT_EQ(hardware().removePropertyListener(*id), noErr);
+}
+
+TEST_P(ContestedDeviceContract, aUnitCannotOpenTheDeviceUntilTheOtherHasLeft) {
+  prepareRate();
+  fixture().occupy();
+  CountingSource source;
+  auto unit = configuredUnit(source);
+  EXPECT_EQ(unit->initialize(), kAudioDevicePermissionsError);
+  EXPECT_EQ(unit->start(), kAudioUnitErr_Uninitialized);
+  fixture().leave();
+  EXPECT_TRUE(eventually([&] { return hogOwner() == -1; }));
+  EXPECT_EQ(unit->initialize(), noErr);
+  EXPECT_EQ(unit->start(), noErr);
+  EXPECT_TRUE(eventually([&] { return source.rendered() > 0; }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Contract, ContestedDeviceContract, testing::ValuesIn(contestedFixtures()), fixtureName);
+
+}  // namespace
+}  // namespace tolvane::test
