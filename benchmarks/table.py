@@ -1,0 +1,95 @@
+#!/usr/bin/env python3
+"""Measures the player beside a peer, in turn within one run, and prints one table. Usage: table.py BUILD_DIR
+
+Preparation: `seconds` as tolvane-probe reports it (from opening the file to the finished block, without the digest),
+beside the whole run of the peer's program. Rendering: both loops in one benchmark program. Medians of the pairs.
+"""
+
+import json
+import pathlib
+import statistics
+import subprocess
+import sys
+import time
+
+PAIRS = 7
+TRACK_SECONDS = 600
+
+
+def run(*command, **options):
+    return subprocess.run([str(word) for word in command], check=True, capture_output=True, **options)
+
+
+def make_material(folder):
+    """Ten minutes of stereo at 44.1 kHz: tones over pink noise, as WAV, FLAC and MP3."""
+    folder.mkdir(parents=True, exist_ok=True)
+    wav, flac, mp3 = (folder / f"track.{kind}" for kind in ("wav", "flac", "mp3"))
+    if not wav.exists():
+        partial = folder / "partial.wav"
+        run("sox", "-R", "-n", "-r", 44100, "-b", 16, "-c", 2, partial, "synth", TRACK_SECONDS, "pinknoise", "synth",
+            TRACK_SECONDS, "sine", "mix", 220, "sine", "mix", 331, "gain", "-n", -3)
+        partial.rename(wav)
+    if not flac.exists():
+        run("flac", "--silent", "--force", "-8", "-o", flac, wav)
+    if not mp3.exists():
+        run("lame", "--quiet", "-V", 0, wav, mp3)
+    return wav, flac, mp3
+
+
+def prepare_seconds(probe, track):
+    line = json.loads(run(probe, "prepare", track).stdout)
+    if "error" in line:
+        sys.exit(f"{track.name}: {line['error']}")
+    return line["seconds"]
+
+
+def peer_seconds(*command):
+    begin = time.monotonic()
+    run(*command)
+    return time.monotonic() - begin
+
+
+def preparation_rows(probe, tracks):
+    wav, flac, mp3 = tracks
+    peers = [
+        ("prepare FLAC, 10 min", flac, "flac -d", ("flac", "--silent", "--decode", "--force", "-o", "/dev/null", flac)),
+        ("prepare MP3, 10 min", mp3, "mpg123", ("mpg123", "-q", "-e", "f32", "-w", "/dev/null", mp3)),
+        ("prepare WAV, 10 min", wav, "cat", ("sh", "-c", 'cat "$1" | cat >/dev/null', "sh", wav)),
+    ]
+    for name, track, peer, command in peers:
+        prepare_seconds(probe, track)
+        peer_seconds(*command)
+        pairs = [(prepare_seconds(probe, track), peer_seconds(*command)) for _ in range(PAIRS)]
+        ours, theirs = (statistics.median(column) for column in zip(*pairs))
+        ratio = statistics.median(a / b for a, b in pairs)
+        yield name, f"{ours * 1000:.0f} ms", peer, f"{theirs * 1000:.0f} ms", f"{ratio:.2f}"
+
+
+def render_rows(bench):
+    """Pairs the benchmarks NAME and NAME/memcpy of the render benchmark by their names."""
+    output = run(bench, "--benchmark_format=json", "--benchmark_repetitions=7",
+                 "--benchmark_report_aggregates_only=true", "--benchmark_enable_random_interleaving=true").stdout
+    medians = {entry["run_name"]: entry["cpu_time"] for entry in json.loads(output)["benchmarks"]
+               if entry.get("aggregate_name") == "median"}
+    for name, nanoseconds in medians.items():
+        if name.startswith("memcpy/"):
+            continue
+        layout = name.split("/", 1)[1]
+        peer = medians[f"memcpy/{layout}"]
+        yield name.replace("/", " "), f"{nanoseconds:.0f} ns", "memcpy", f"{peer:.0f} ns", f"{nanoseconds / peer:.2f}"
+
+
+def main():
+    build = pathlib.Path(sys.argv[1]).resolve()
+    rows = [("what", "ours", "peer", "peer's", "ours / peer's")]
+    rows += preparation_rows(build / "bin/tolvane-probe", make_material(build / "bench"))
+    rows += render_rows(build / "bin/bench_render")
+    widths = [max(len(row[i]) for row in rows) for i in range(5)]
+    for number, row in enumerate(rows):
+        print("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip())
+        if number == 0:
+            print("  ".join("-" * width for width in widths))
+
+
+if __name__ == "__main__":
+    main()
