@@ -1,0 +1,63 @@
+#include "platform/codecs/DecodedAudioFile.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace tolvane {
+
+DecodedAudioFile::DecodedAudioFile(std::shared_ptr<const ByteSource> source, std::unique_ptr<EncodedTrack> track,
+                                   const SegmentLimits& limits)
+    : track_(std::move(track)),
+      limits_(limits),
+      bytesPerFrame_(track_->format().mChannelsPerFrame * sizeof(float)),
+      file_(std::move(source), track_->format()),
+      isSerialOnly_(!track_->isSeekable()) {}
+
+std::expected<AudioStreamBasicDescription, OSStatus> DecodedAudioFile::fileDataFormat() const {
+  return track_->format();
+}
+
+OSStatus DecodedAudioFile::setClientDataFormat(const AudioStreamBasicDescription& format) {
+  const bool isOnOffer = format == float32PCM(track_->format().mSampleRate, track_->format().mChannelsPerFrame);
+  return isOnOffer ? noErr : kAudioFileUnsupportedDataFormatError;
+}
+
+std::expected<std::int64_t, OSStatus> DecodedAudioFile::fileLengthFrames() const {
+  const auto frames = track_->frameCount();
+  if (!frames) return std::unexpected(frames.error());
+  return static_cast<std::int64_t>(*frames);
+}
+
+std::expected<std::uint64_t, OSStatus> DecodedAudioFile::readSerially(std::span<std::byte> destination) {
+  if (decoder_ == nullptr) {
+    auto opened = track_->decoderAt(position_);
+    if (!opened) return std::unexpected(opened.error());
+    decoder_ = std::move(*opened);
+  }
+  return decoder_->decode(destination);
+}
+
+std::expected<std::uint32_t, OSStatus> DecodedAudioFile::read(std::uint32_t frames, std::span<std::byte> destination) {
+  if (failure_ != noErr) return std::unexpected(failure_);
+  if (destination.size() / bytesPerFrame_ < frames) return std::unexpected(kAudio_ParamError);
+  // Without a known length the decoder finds the end by itself.
+  const std::uint64_t end = track_->frameCount().value_or(std::numeric_limits<std::uint64_t>::max());
+  const std::uint64_t count = position_ < end ? std::min<std::uint64_t>(frames, end - position_) : 0;
+  if (count == 0) return 0;
+  const auto wanted = destination.first(count * bytesPerFrame_);
+  if (!isSerialOnly_ && decodeInSegments(*track_, position_, bytesPerFrame_, wanted, limits_)) {
+    position_ += count;
+    decoder_.reset();
+    return static_cast<std::uint32_t>(count);
+  }
+  const auto done = readSerially(wanted);
+  if (!done) {
+    failure_ = done.error();
+    return std::unexpected(failure_);
+  }
+  position_ += *done;
+  return static_cast<std::uint32_t>(*done);
+}
+
+}  // namespace tolvane

@@ -1,0 +1,40 @@
+#pragma once
+// An open compressed file that is read forward as 32-bit float. ExtAudioFile says whose thread. Long reads are decoded
+// with all cores; when that does not succeed in every segment, one serial decode gives the result.
+
+#include <memory>
+
+#include "platform/AudioFileServices.h"
+#include "platform/codecs/EncodedAudioFile.h"
+#include "platform/codecs/EncodedTrack.h"
+#include "platform/codecs/Segments.h"
+
+namespace tolvane {
+
+class DecodedAudioFile final : public ExtAudioFile {
+ public:
+  DecodedAudioFile(std::shared_ptr<const ByteSource> source, std::unique_ptr<EncodedTrack> track,
+                   const SegmentLimits& limits = {});
+
+  [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> fileDataFormat() const override;
+  [[nodiscard]] OSStatus setClientDataFormat(const AudioStreamBasicDescription& format) override;
+  [[nodiscard]] std::expected<std::int64_t, OSStatus> fileLengthFrames() const override;
+  /// A failure is for good: later reads give it again.
+  [[nodiscard]] std::expected<std::uint32_t, OSStatus> read(std::uint32_t frames,
+                                                            std::span<std::byte> destination) override;
+  [[nodiscard]] AudioFile* audioFile() override { return &file_; }
+
+ private:
+  [[nodiscard]] std::expected<std::uint64_t, OSStatus> readSerially(std::span<std::byte> destination);
+
+  const std::unique_ptr<EncodedTrack> track_;
+  const SegmentLimits limits_;
+  const std::uint64_t bytesPerFrame_;
+  EncodedAudioFile file_;
+  std::uint64_t position_ = 0;             ///< the next frame to read
+  std::unique_ptr<TrackDecoder> decoder_;  ///< stands at `position_`, or is null
+  bool isSerialOnly_ = false;
+  OSStatus failure_ = noErr;
+};
+
+}  // namespace tolvane

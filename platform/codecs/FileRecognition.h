@@ -1,0 +1,29 @@
+#pragma once
+// Tells what a file is from its content alone. Pure; any thread. Never looks at a name.
+
+#include <optional>
+
+#include "platform/FourCharCode.h"
+#include "platform/codecs/ByteSource.h"
+
+namespace tolvane {
+
+enum class AudioFileKind : std::uint8_t {
+  unknown,
+  wav,
+  aiff,
+  flac,
+  oggFlac,
+  mpeg,
+  other,  ///< known, but of no use to this player
+};
+
+struct RecognisedFile {
+  AudioFileKind kind = AudioFileKind::unknown;
+  std::uint64_t offset = 0;   ///< where the content proper starts: behind leading tags, at the first packet
+  FourCharCode formatID = 0;  ///< of encoded kinds; of the container where only that is known
+};
+
+[[nodiscard]] std::expected<RecognisedFile, OSStatus> recogniseFile(const ByteSource& source);
+
+}  // namespace tolvane

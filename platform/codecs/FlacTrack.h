@@ -1,0 +1,36 @@
+#pragma once
+// A FLAC stream as a track, plain or inside Ogg, decoded by libFLAC. EncodedTrack says whose thread.
+
+#include <memory>
+
+#include "platform/codecs/ByteSource.h"
+#include "platform/codecs/EncodedTrack.h"
+#include "platform/codecs/FlacStream.h"
+
+namespace tolvane {
+
+class FlacTrack final : public EncodedTrack {
+ public:
+  enum class Container : std::uint8_t { none, ogg };
+
+  /// The stream starts at `offset`. Where it does not tell its length, the whole of it is decoded once to find out.
+  [[nodiscard]] static std::expected<std::unique_ptr<EncodedTrack>, OSStatus> open(
+      std::shared_ptr<const ByteSource> source, std::uint64_t offset, Container container);
+
+  [[nodiscard]] const AudioStreamBasicDescription& format() const override { return format_; }
+  [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return frameCount_; }
+  [[nodiscard]] bool isSeekable() const override { return isSeekable_; }
+  [[nodiscard]] std::uint64_t proofFrames() const override { return 0; }
+  [[nodiscard]] std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const override;
+
+ private:
+  FlacTrack(std::shared_ptr<const ByteSource> source, const FlacStream& stream);
+
+  const std::shared_ptr<const ByteSource> source_;
+  const FlacStream stream_;
+  AudioStreamBasicDescription format_;
+  std::expected<std::uint64_t, OSStatus> frameCount_;
+  bool isSeekable_ = false;
+};
+
+}  // namespace tolvane

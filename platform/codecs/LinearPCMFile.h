@@ -1,0 +1,28 @@
+#pragma once
+// An open file of linear PCM, handed out byte for byte. AudioFile says whose thread. Never looks at a sample.
+
+#include <memory>
+
+#include "platform/AudioFileServices.h"
+#include "platform/codecs/FileReader.h"
+#include "platform/codecs/PcmLayout.h"
+
+namespace tolvane {
+
+/// Also holds files in the same containers whose data is not linear PCM; their format id says so.
+class LinearPCMFile final : public AudioFile {
+ public:
+  LinearPCMFile(std::shared_ptr<const FileReader> reader, const PcmLayout& layout);
+
+  [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> dataFormat() const override;
+  [[nodiscard]] std::expected<std::uint64_t, OSStatus> audioDataByteCount() const override;
+  [[nodiscard]] std::expected<std::int32_t, OSStatus> sourceBitDepth() const override;
+  [[nodiscard]] std::expected<std::uint64_t, OSStatus> readBytes(std::uint64_t offset,
+                                                                 std::span<std::byte> destination) override;
+
+ private:
+  const std::shared_ptr<const FileReader> reader_;
+  const PcmLayout layout_;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,91 @@
+#include "platform/codecs/MpegScanner.h"
+
+#include <algorithm>
+
+namespace tolvane {
+
+namespace {
+
+constexpr std::size_t kHeaderSize = 4;
+/// In free format a packet is as long as it likes; decoders have room for about half of this.
+constexpr std::uint32_t kLargestFreePacket = 8192;
+
+/// The size of a packet that follows one without padding of `freeBytes`.
+std::uint32_t packetBytes(const MpegFrameHeader& header, std::uint32_t freeBytes) {
+  return header.bitRate != 0 ? header.packetBytes() : freeBytes + header.paddingBytes();
+}
+
+}  // namespace
+
+std::expected<std::optional<MpegFrameHeader>, OSStatus> MpegScanner::headerAt(std::uint64_t offset) {
+  if (offset >= end_ || end_ - offset < kHeaderSize) return std::nullopt;
+  const auto bytes = window_.at(offset, kHeaderSize);
+  if (!bytes) return std::unexpected(bytes.error());
+  return bytes->size() < kHeaderSize ? std::nullopt : MpegFrameHeader::parse(*bytes);
+}
+
+MpegScanner::Result MpegScanner::next(std::uint64_t offset, const MpegPacket& previous) {
+  const auto header = headerAt(offset);
+  if (!header) return std::unexpected(header.error());
+  if (!*header || !(*header)->continues(previous.header)) return std::nullopt;
+  const MpegPacket packet{**header, offset, packetBytes(**header, previous.byteCount - previous.header.paddingBytes())};
+  if (packet.byteCount < kHeaderSize || packet.byteCount > end_ - offset) return std::nullopt;
+  return packet;
+}
+
+std::expected<bool, OSStatus> MpegScanner::isRun(const MpegPacket& first, std::uint32_t freeBytes) {
+  constexpr int kFollowers = 2;
+  std::uint64_t offset = first.offset + first.byteCount;
+  for (int i = 0; i < kFollowers; ++i) {
+    if (first.byteCount < kHeaderSize || offset > end_) return i > 0;
+    // A short file: its last packet fits to the byte, or is cut off in its header.
+    if (offset == end_) return true;
+    const auto header = headerAt(offset);
+    if (!header) return std::unexpected(header.error());
+    if (!*header || !(*header)->continues(first.header)) return i > 0 && end_ - offset < kHeaderSize;
+    offset += packetBytes(**header, freeBytes);
+  }
+  return true;
+}
+
+MpegScanner::Result MpegScanner::freeFormatRunAt(std::uint64_t offset, const MpegFrameHeader& header) {
+  for (std::uint32_t size = kHeaderSize; size <= kLargestFreePacket; ++size) {
+    const auto follower = headerAt(offset + size);
+    if (!follower) return std::unexpected(follower.error());
+    if (!*follower || !(*follower)->continues(header) || size < header.paddingBytes()) continue;
+    const MpegPacket packet{header, offset, size};
+    const auto isRunHere = isRun(packet, size - header.paddingBytes());
+    if (!isRunHere) return std::unexpected(isRunHere.error());
+    if (*isRunHere) return packet;
+  }
+  return std::nullopt;
+}
+
+MpegScanner::Result MpegScanner::runAt(std::uint64_t offset) {
+  const auto header = headerAt(offset);
+  if (!header) return std::unexpected(header.error());
+  if (!*header) return std::nullopt;
+  if ((*header)->bitRate == 0) return freeFormatRunAt(offset, **header);
+  const MpegPacket packet{**header, offset, (*header)->packetBytes()};
+  const auto isRunHere = isRun(packet, 0);
+  if (!isRunHere) return std::unexpected(isRunHere.error());
+  return *isRunHere ? std::optional(packet) : std::nullopt;
+}
+
+MpegScanner::Result MpegScanner::findRun(std::uint64_t offset, std::uint64_t limit) {
+  constexpr std::size_t kPiece = 4096;
+  for (limit = std::min(limit, end_); offset < limit;) {
+    const auto bytes = window_.at(offset, std::min<std::uint64_t>(kPiece, limit - offset));
+    if (!bytes) return std::unexpected(bytes.error());
+    if (bytes->empty()) break;
+    const auto candidate = static_cast<std::uint64_t>(std::ranges::find(*bytes, std::byte{0xFF}) - bytes->begin());
+    offset += candidate;
+    if (candidate == bytes->size()) continue;
+    auto packet = runAt(offset);
+    if (!packet || *packet) return packet;
+    ++offset;
+  }
+  return std::nullopt;
+}
+
+}  // namespace tolvane

@@ -1,0 +1,43 @@
+#pragma once
+// Steps through the packets of an MPEG audio file and finds its way back after junk. One thread each. A header counts
+// only when others follow where it says they do.
+
+#include <optional>
+
+#include "platform/codecs/MpegFrameHeader.h"
+#include "platform/codecs/ReadWindow.h"
+
+namespace tolvane {
+
+struct MpegPacket {
+  MpegFrameHeader header;
+  std::uint64_t offset = 0;
+  std::uint32_t byteCount = 0;
+};
+
+class MpegScanner {
+ public:
+  using Result = std::expected<std::optional<MpegPacket>, OSStatus>;
+
+  /// Nothing at or behind `end` is looked at.
+  MpegScanner(const ByteSource& source, std::uint64_t end) : window_(source), end_(end) {}
+
+  /// The packet at this place that goes on with the stream of `previous`, if there is a whole one.
+  [[nodiscard]] Result next(std::uint64_t offset, const MpegPacket& previous);
+
+  /// The first packet at or behind `offset`, but before `limit`, that starts a run of packets.
+  [[nodiscard]] Result findRun(std::uint64_t offset, std::uint64_t limit);
+
+  /// The packet at this place if it starts a run.
+  [[nodiscard]] Result runAt(std::uint64_t offset);
+
+ private:
+  [[nodiscard]] std::expected<std::optional<MpegFrameHeader>, OSStatus> headerAt(std::uint64_t offset);
+  [[nodiscard]] std::expected<bool, OSStatus> isRun(const MpegPacket& first, std::uint32_t freeBytes);
+  [[nodiscard]] Result freeFormatRunAt(std::uint64_t offset, const MpegFrameHeader& header);
+
+  ReadWindow window_;
+  const std::uint64_t end_;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,38 @@
+#pragma once
+// Where the samples of a linear PCM file lie and how they are laid out: what the readers of WAV and AIFF give back.
+// A plain value.
+
+#include <cstdint>
+
+#include "platform/AudioStreamBasicDescription.h"
+
+namespace tolvane {
+
+struct PcmLayout {
+  AudioStreamBasicDescription format;  ///< with its own format id when the data is not linear PCM
+  std::uint64_t dataOffset = 0;        ///< bytes from the start of the file
+  std::uint64_t dataByteCount = 0;     ///< bytes that the file really holds
+  std::int32_t sourceBitDepth = 0;     ///< negative for floating point, 0 when not linear PCM
+
+  bool operator==(const PcmLayout&) const = default;
+};
+
+/// Samples of `bits` in `bytesPerFrame` / `channels` bytes each, as a header states them. Never refuses: numbers that
+/// contradict each other (a frame of 0 bytes, or of 7 for two channels) are handed on, so that the layout is what
+/// gets refused, which is the truth about such a file; it may be whole in every other respect.
+[[nodiscard]] constexpr AudioStreamBasicDescription describePCM(double sampleRate, std::uint32_t channels,
+                                                                std::uint32_t bits, std::uint32_t bytesPerFrame,
+                                                                std::uint32_t flags) {
+  const std::uint32_t containerBits = channels == 0 ? 0 : bytesPerFrame / channels * 8;
+  if (bits == containerBits) flags |= kAudioFormatFlagIsPacked;
+  if (bits < containerBits) flags |= kAudioFormatFlagIsAlignedHigh;
+  return {sampleRate, kAudioFormatLinearPCM, flags, bytesPerFrame, 1, bytesPerFrame, channels, bits, 0};
+}
+
+[[nodiscard]] constexpr std::int32_t sourceBitDepthOf(const AudioStreamBasicDescription& format) {
+  if (format.mFormatID != kAudioFormatLinearPCM) return 0;
+  const auto bits = static_cast<std::int32_t>(format.mBitsPerChannel);
+  return format.isFloat() ? -bits : bits;
+}
+
+}  // namespace tolvane

@@ -1,0 +1,22 @@
+#pragma once
+// The audio files of this system: WAV, RF64, BW64, AIFF and AIFF-C as they are; FLAC (also in Ogg) and MP3 decoded.
+// AudioFileServices says whose thread. Never opens anything but regular files, and never by their names.
+
+#include "platform/AudioFileServices.h"
+#include "platform/codecs/Segments.h"
+
+namespace tolvane {
+
+class SystemAudioFileServices final : public AudioFileServices {
+ public:
+  explicit SystemAudioFileServices(const SegmentLimits& limits = {}) : limits_(limits) {}
+
+  /// Known files of other kinds open too, and tell their own format.
+  [[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(const FileURL& url) override;
+  [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(const FileURL& url) override;
+
+ private:
+  const SegmentLimits limits_;
+};
+
+}  // namespace tolvane
