@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "platform/codecs/FileStatus.h"
 
@@ -71,6 +72,9 @@ struct FlacDecoder::Callbacks {
   static FLAC__StreamDecoderWriteStatus write(const FLAC__StreamDecoder*, const FLAC__Frame* frame,
                                               const FLAC__int32* const channels[], void* client) {
     auto& decoder = self(client);
+    if (decoder.failure_ == noErr && std::exchange(decoder.isBlockBad_, false)) {
+      return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
+    }
     if (decoder.failure_ == noErr) decoder.failure_ = decoder.checkBlock(frame->header);
     if (decoder.failure_ != noErr) return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
     decoder.deliverBlock(frame->header.blocksize, channels);
@@ -85,6 +89,10 @@ struct FlacDecoder::Callbacks {
     decoder.stream_.channels = info.channels;
     decoder.stream_.bits = info.bits_per_sample;
     decoder.stream_.announcedFrames = info.total_samples;
+    // At worst the samples are stored as they are, the difference of two channels with one more bit.
+    decoder.stream_.largestBlockBytes = info.max_framesize != 0
+                                            ? info.max_framesize
+                                            : info.max_blocksize * info.channels * (info.bits_per_sample + 8) / 8;
     decoder.hasDescription_ = true;
   }
 
@@ -150,11 +158,19 @@ bool FlacDecoder::isAtEnd() const {
 void FlacDecoder::noteError(FLAC__StreamDecoderErrorStatus error) {
   if (error == FLAC__STREAM_DECODER_ERROR_STATUS_BAD_METADATA) {
     // A damaged title or picture takes nothing from the music, as long as the first block is found where it should be.
-    hasBadMetadata_ = true;
+    isStartDamaged_ = true;
   } else if (error == FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH) {
-    if (failure_ == noErr && !isDescribing_) failure_ = statusFromFLACError(error);
+    // libFLAC delivers the block none the less, as silence. In a stretch that is suspect anyway it may never have been
+    // one: a cut block is searched for others, and something in it may look like the head of one.
+    isBlockBad_ = true;
+    isStartDamaged_ = isStartDamaged_ || isDescribing_;
+    if (suspicion_ == noErr && !isDescribing_) failure_ = statusFromFLACError(error);
   } else if (suspicion_ == noErr) {
     suspicion_ = statusFromFLACError(error);
+    FLAC__uint64 position = 0;
+    const bool isKnown = FLAC__stream_decoder_get_decode_position(decoder_.get(), &position) != 0;
+    const std::uint64_t length = Callbacks::length(*this);
+    suspectBytes_ = isKnown && position < length ? length - position : 0;
   }
 }
 
@@ -163,7 +179,7 @@ OSStatus FlacDecoder::checkBlock(const FLAC__FrameHeader& header) {
                                    ? header.number.sample_number
                                    : std::uint64_t{header.number.frame_number} * header.blocksize;
   if (isDescribing_) {
-    if (suspicion_ == noErr && !hasBadMetadata_) stream_.firstFrame = number;
+    if (suspicion_ == noErr && !isStartDamaged_) stream_.firstFrame = number;
     isDescribing_ = false;
     return kAudioFileEndOfFileError;
   }
@@ -188,10 +204,12 @@ void FlacDecoder::deliverBlock(std::uint32_t frames, const FLAC__int32* const ch
 
 OSStatus FlacDecoder::endStatus() const {
   if (failure_ != noErr) return failure_;
-  // Bytes that are no block, and blocks that are missing: those bytes were the blocks. Without anything missing they
-  // are some program's tag behind the stream.
-  const std::uint64_t end = stream_.firstFrame + stream_.announcedFrames;
-  return stream_.announcedFrames != 0 && nextFrame_ < end ? suspicion_ : noErr;
+  // Bytes that are no block end the stream. Without anything missing they are some program's tag; less than a block of
+  // them is where the file was cut off. More of them, in place of blocks that are missing, are damage.
+  constexpr std::uint64_t kRoomForTag = 1024;
+  const bool isComplete = nextFrame_ >= stream_.firstFrame + stream_.announcedFrames;
+  const bool isCut = suspectBytes_ <= stream_.largestBlockBytes + kRoomForTag;
+  return isComplete || isCut ? noErr : suspicion_;
 }
 
 std::expected<std::uint64_t, OSStatus> FlacDecoder::decode(std::span<std::byte> destination) {

@@ -52,10 +52,12 @@ class FlacDecoder final : public TrackDecoder {
 
   bool isDescribing_ = false;  ///< the first block is only asked for its number
   bool hasDescription_ = false;
-  std::uint64_t nextFrame_ = 0;  ///< number of the frame that must come next
-  OSStatus suspicion_ = noErr;   ///< damage that counts only if the stream goes on behind it
-  OSStatus failure_ = noErr;     ///< ends the decode for good
-  bool hasBadMetadata_ = false;
+  std::uint64_t nextFrame_ = 0;     ///< number of the frame that must come next
+  OSStatus suspicion_ = noErr;      ///< damage that counts only if the stream goes on behind it
+  std::uint64_t suspectBytes_ = 0;  ///< from there to the end of the file
+  bool isBlockBad_ = false;         ///< the next one that libFLAC delivers is none
+  OSStatus failure_ = noErr;        ///< ends the decode for good
+  bool isStartDamaged_ = false;     ///< the first block that comes may not be the first one of the stream
   std::span<std::byte> wanted_;     ///< what is still to fill in the present call
   std::vector<std::byte> surplus_;  ///< decoded, but beyond what was asked for
   std::size_t surplusStart_ = 0;
