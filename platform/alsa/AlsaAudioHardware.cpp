@@ -1,0 +1,293 @@
+#include "platform/alsa/AlsaAudioHardware.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "platform/alsa/AlsaStatus.h"
+
+namespace tolvane {
+namespace {
+
+constexpr std::string_view category = "AudioHardware";
+
+constexpr AudioObjectPropertyAddress globalAddress(FourCharCode selector) {
+  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
+}
+constexpr AudioObjectPropertyAddress outputAddress(FourCharCode selector) {
+  return {selector, kAudioObjectPropertyScopeOutput, kAudioObjectPropertyElementMain};
+}
+
+constexpr std::array systemProperties{globalAddress(kAudioHardwarePropertyDevices),
+                                      globalAddress(kAudioHardwarePropertyDefaultOutputDevice)};
+constexpr std::array deviceProperties{globalAddress(kAudioObjectPropertyName),
+                                      globalAddress(kAudioDevicePropertyDeviceUID),
+                                      globalAddress(kAudioDevicePropertyTransportType),
+                                      globalAddress(kAudioDevicePropertyNominalSampleRate),
+                                      globalAddress(kAudioDevicePropertyAvailableNominalSampleRates),
+                                      globalAddress(kAudioDevicePropertyActualSampleRate),
+                                      globalAddress(kAudioDevicePropertyHogMode),
+                                      globalAddress(kAudioDevicePropertyDeviceIsAlive),
+                                      outputAddress(kAudioDevicePropertyStreams),
+                                      outputAddress(kAudioDevicePropertyStreamConfiguration),
+                                      globalAddress(kAudioDevicePropertyBufferFrameSize)};
+constexpr std::array streamProperties{globalAddress(kAudioStreamPropertyIsActive),
+                                      globalAddress(kAudioStreamPropertyPhysicalFormat),
+                                      globalAddress(kAudioStreamPropertyVirtualFormat)};
+
+template <typename Value>
+std::expected<AudioPropertyValue, OSStatus> asProperty(std::expected<Value, OSStatus> value) {
+  if (!value) return std::unexpected(value.error());
+  return AudioPropertyValue(*std::move(value));
+}
+
+std::expected<AudioPropertyValue, OSStatus> deviceProperty(AlsaDevice& device, FourCharCode selector) {
+  using Numbers = std::vector<std::uint32_t>;
+  switch (selector) {
+    case kAudioObjectPropertyName:
+      return device.info().name;
+    case kAudioDevicePropertyDeviceUID:
+      return device.info().uid;
+    case kAudioDevicePropertyTransportType:
+      return device.info().transport;
+    case kAudioDevicePropertyNominalSampleRate:
+      return asProperty(device.nominalRate());
+    case kAudioDevicePropertyAvailableNominalSampleRates:
+      return asProperty(device.availableRates());
+    case kAudioDevicePropertyActualSampleRate:
+      return asProperty(device.actualRate());
+    case kAudioDevicePropertyHogMode:
+      return static_cast<std::int32_t>(device.hogOwner());
+    case kAudioDevicePropertyDeviceIsAlive:
+      return std::uint32_t{1};  // one that has gone is no object any more
+    case kAudioDevicePropertyStreams:
+      return Numbers{device.streamId()};
+    case kAudioDevicePropertyStreamConfiguration:
+      return Numbers{device.channelCount()};
+    case kAudioDevicePropertyBufferFrameSize:
+      return device.bufferFrameSize();
+    default:
+      return std::unexpected(kAudioHardwareUnknownPropertyError);
+  }
+}
+
+std::expected<AudioPropertyValue, OSStatus> streamProperty(AlsaDevice& device, FourCharCode selector) {
+  switch (selector) {
+    case kAudioStreamPropertyIsActive:
+      return device.isStreamActive() ? std::uint32_t{1} : std::uint32_t{0};
+    case kAudioStreamPropertyPhysicalFormat:
+      return asProperty(device.physicalFormat());
+    case kAudioStreamPropertyVirtualFormat:
+      return asProperty(device.virtualFormat());
+    default:
+      return std::unexpected(kAudioHardwareUnknownPropertyError);
+  }
+}
+
+bool isSettable(FourCharCode selector) {
+  return selector == kAudioDevicePropertyNominalSampleRate || selector == kAudioDevicePropertyHogMode;
+}
+
+}  // namespace
+
+AlsaAudioHardware::AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t)> makeRealtime,
+                                     const AlsaPaths& paths)
+    : runLoop_(runLoop),
+      log_(log),
+      makeRealtime_(std::move(makeRealtime)),
+      paths_(paths),
+      listeners_(runLoop),
+      watcher_(runLoop, log, paths.devices,
+               {.devicesMayHaveCome = [this] { refresh(); },
+                .cardHasGone = [this](int card) { removeDevicesOf(card); },
+                .usageMayHaveChanged = [this](int card, unsigned device) { usageChanged(card, device); }}) {
+  silenceAlsaLibrary();
+  refresh();
+}
+
+AlsaAudioHardware::~AlsaAudioHardware() = default;
+
+// Objects and properties.
+
+std::shared_ptr<AlsaDevice> AlsaAudioHardware::deviceOf(AudioObjectID deviceOrStream) const {
+  for (const auto& device : devices_) {
+    if (device->id() == deviceOrStream || device->streamId() == deviceOrStream) return device;
+  }
+  return nullptr;
+}
+
+OSStatus AlsaAudioHardware::addressStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  const auto status = [&address](const auto& properties) {
+    return std::ranges::find(properties, address) != properties.end() ? noErr : kAudioHardwareUnknownPropertyError;
+  };
+  if (object == kAudioObjectSystemObject) return status(systemProperties);
+  const auto device = deviceOf(object);
+  if (!device) return kAudioHardwareBadObjectError;
+  return device->id() == object ? status(deviceProperties) : status(streamProperties);
+}
+
+bool AlsaAudioHardware::hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  return addressStatus(object, address) == noErr;
+}
+
+std::expected<std::uint32_t, OSStatus> AlsaAudioHardware::propertyDataSize(
+    AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  const auto value = propertyData(object, address);
+  if (!value) return std::unexpected(value.error());
+  return audioPropertyValueSize(*value);
+}
+
+std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::propertyData(
+    AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
+  if (object == kAudioObjectSystemObject) return systemProperty(address.mSelector);
+  const auto device = deviceOf(object);
+  return device->id() == object ? deviceProperty(*device, address.mSelector)
+                                : streamProperty(*device, address.mSelector);
+}
+
+std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::systemProperty(FourCharCode selector) const {
+  if (selector == kAudioHardwarePropertyDefaultOutputDevice) return defaultDeviceId();
+  std::vector<std::uint32_t> ids;
+  for (const auto& device : devices_) ids.push_back(device->id());
+  return ids;
+}
+
+AudioObjectID AlsaAudioHardware::defaultDeviceId() const {
+  std::vector<AlsaDeviceInfo> infos;
+  for (const auto& device : devices_) infos.push_back(device->info());
+  const AlsaDeviceInfo* chosen = defaultDevice(infos);
+  return chosen == nullptr ? kAudioObjectUnknown : devices_[static_cast<std::size_t>(chosen - infos.data())]->id();
+}
+
+OSStatus AlsaAudioHardware::setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                            const AudioPropertyValue& value) {
+  if (const OSStatus status = addressStatus(object, address); status != noErr) return status;
+  if (!isSettable(address.mSelector)) return kAudioHardwareIllegalOperationError;
+  const auto device = deviceOf(object);
+  if (address.mSelector == kAudioDevicePropertyHogMode) {
+    // Whatever number is written: a write toggles.
+    return std::holds_alternative<std::int32_t>(value) ? device->toggleHog() : kAudioHardwareBadPropertySizeError;
+  }
+  const auto* rate = std::get_if<double>(&value);
+  return rate != nullptr ? device->setNominalRate(*rate) : kAudioHardwareBadPropertySizeError;
+}
+
+std::expected<bool, OSStatus> AlsaAudioHardware::isPropertySettable(AudioObjectID object,
+                                                                    const AudioObjectPropertyAddress& address) const {
+  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
+  return isSettable(address.mSelector);
+}
+
+std::expected<AudioHardware::ListenerID, OSStatus> AlsaAudioHardware::addPropertyListener(
+    AudioObjectID object, const AudioObjectPropertyAddress& address, Listener listener) {
+  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
+  return listeners_.add(object, address, std::move(listener));
+}
+
+OSStatus AlsaAudioHardware::removePropertyListener(ListenerID listener) { return listeners_.remove(listener); }
+
+// Units.
+
+std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> AlsaAudioHardware::newInstance() {
+  AlsaOutputUnit::Host& host = *this;  // a private base: only in here are the two the same
+  return std::make_unique<AlsaOutputUnit>(host);
+}
+
+std::shared_ptr<AlsaDevice> AlsaAudioHardware::deviceWithId(AudioObjectID id) {
+  auto device = deviceOf(id);
+  return device && device->id() == id ? device : nullptr;
+}
+
+void AlsaAudioHardware::deviceFailed(AudioObjectID id) {
+  listeners_.notify(id, globalAddress(kAudioDevicePropertyDeviceIsAlive));
+  watcher_.lookSoon();
+}
+
+// What comes and goes.
+
+AlsaAudioHardware::Ids AlsaAudioHardware::idsFor(const std::string& uid) {
+  const auto [entry, isNew] = ids_.try_emplace(uid);
+  if (isNew) {
+    entry->second = {nextId_, nextId_ + 1};
+    nextId_ += 2;
+  }
+  return entry->second;
+}
+
+void AlsaAudioHardware::refresh() {
+  std::map<std::string, std::string> namesInUse;
+  for (const auto& device : devices_) namesInUse.emplace(device->info().uid, device->info().name);
+  const std::vector<AlsaDeviceInfo> found = listDevices(collectCardFacts(paths_), namesInUse);
+
+  const AudioObjectID defaultBefore = defaultDeviceId();
+  const auto before = std::exchange(devices_, {});
+  bool changed = false;
+  for (const AlsaDeviceInfo& info : found) {
+    const auto same = std::ranges::find_if(before, [&](const auto& device) { return device->info() == info; });
+    if (same != before.end()) {
+      devices_.push_back(*same);
+      continue;
+    }
+    const Ids ids = idsFor(info.uid);
+    devices_.push_back(std::make_shared<AlsaDevice>(
+        info, ids.device, ids.stream, paths_,
+        [this](AudioObjectID object, FourCharCode selector) { listeners_.notify(object, globalAddress(selector)); }));
+    log_.write(LogLevel::info, category, fmt::format("Found {} ({})", info.name, info.uid));
+    changed = true;
+  }
+  for (const auto& device : before) {
+    if (std::ranges::find(devices_, device) != devices_.end()) continue;
+    device->markGone();
+    listeners_.notify(device->id(), globalAddress(kAudioDevicePropertyDeviceIsAlive));
+    log_.write(LogLevel::info, category, fmt::format("{} has gone", device->info().name));
+    changed = true;
+  }
+  watchCards();
+  if (changed) announceListChange(defaultBefore);
+}
+
+/// At once, without asking anybody: what is plugged in again a moment later must be seen as new.
+void AlsaAudioHardware::removeDevicesOf(int card) {
+  controls_.erase(card);
+  const AudioObjectID defaultBefore = defaultDeviceId();
+  const auto gone =
+      std::ranges::stable_partition(devices_, [card](const auto& device) { return device->info().card != card; });
+  if (gone.empty()) return;
+  for (const auto& device : gone) {
+    device->markGone();
+    listeners_.notify(device->id(), globalAddress(kAudioDevicePropertyDeviceIsAlive));
+    log_.write(LogLevel::info, category, fmt::format("{} has gone", device->info().name));
+  }
+  devices_.erase(gone.begin(), gone.end());
+  announceListChange(defaultBefore);
+}
+
+void AlsaAudioHardware::announceListChange(AudioObjectID defaultBefore) {
+  listeners_.notify(kAudioObjectSystemObject, globalAddress(kAudioHardwarePropertyDevices));
+  if (defaultDeviceId() == defaultBefore) return;
+  listeners_.notify(kAudioObjectSystemObject, globalAddress(kAudioHardwarePropertyDefaultOutputDevice));
+}
+
+void AlsaAudioHardware::watchCards() {
+  for (const auto& device : devices_) {
+    const int card = device->info().card;
+    if (controls_.contains(card)) continue;
+    if (auto watch = AlsaControlWatch::open(runLoop_, card, [this, card] { removeDevicesOf(card); })) {
+      controls_.emplace(card, *std::move(watch));
+    }
+  }
+  std::erase_if(controls_, [this](const auto& entry) {
+    return std::ranges::none_of(devices_, [&](const auto& device) { return device->info().card == entry.first; });
+  });
+}
+
+void AlsaAudioHardware::usageChanged(int card, unsigned device) {
+  for (const auto& candidate : devices_) {
+    if (candidate->info().card == card && candidate->info().device == device) candidate->checkOwner();
+  }
+}
+
+}  // namespace tolvane

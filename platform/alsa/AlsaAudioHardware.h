@@ -1,0 +1,85 @@
+#pragma once
+// The device layer on the kernel's sound devices: every playback PCM is a device with one stream. Main thread. Learns
+// of changes from inotify and the cards' control descriptors through the run loop; never polls.
+
+#include <sys/types.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/AudioHardware.h"
+#include "platform/Log.h"
+#include "platform/RunLoop.h"
+#include "platform/alsa/AlsaDevice.h"
+#include "platform/alsa/AlsaDeviceList.h"
+#include "platform/alsa/AlsaOutputUnit.h"
+#include "platform/alsa/AlsaWatcher.h"
+#include "platform/alsa/PropertyListeners.h"
+
+namespace tolvane {
+
+class AlsaAudioHardware : public AudioHardware, private AudioOutputComponent, private AlsaOutputUnit::Host {
+ public:
+  /// `makeRealtime` is called on each render thread at its start with the thread's id; it may be empty. Run loop and
+  /// log outlive the hardware.
+  AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t tid)> makeRealtime,
+                    const AlsaPaths& paths = {});
+  ~AlsaAudioHardware() override;
+
+  bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
+  std::expected<std::uint32_t, OSStatus> propertyDataSize(AudioObjectID object,
+                                                          const AudioObjectPropertyAddress& address) const override;
+  std::expected<AudioPropertyValue, OSStatus> propertyData(AudioObjectID object,
+                                                           const AudioObjectPropertyAddress& address) const override;
+  OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                           const AudioPropertyValue& value) override;
+  std::expected<bool, OSStatus> isPropertySettable(AudioObjectID object,
+                                                   const AudioObjectPropertyAddress& address) const override;
+  std::expected<ListenerID, OSStatus> addPropertyListener(AudioObjectID object,
+                                                          const AudioObjectPropertyAddress& address,
+                                                          Listener listener) override;
+  OSStatus removePropertyListener(ListenerID listener) override;
+  AudioOutputComponent* outputComponent() override { return this; }
+
+ private:
+  struct Ids {
+    AudioObjectID device = kAudioObjectUnknown;
+    AudioObjectID stream = kAudioObjectUnknown;
+  };
+
+  // AudioOutputComponent
+  std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> newInstance() override;
+  // AlsaOutputUnit::Host
+  std::shared_ptr<AlsaDevice> deviceWithId(AudioObjectID id) override;
+  void deviceFailed(AudioObjectID id) override;
+  RunLoop& runLoop() override { return runLoop_; }
+  Log& log() override { return log_; }
+  const std::function<bool(pid_t)>& makeRealtime() override { return makeRealtime_; }
+
+  [[nodiscard]] OSStatus addressStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
+  [[nodiscard]] std::shared_ptr<AlsaDevice> deviceOf(AudioObjectID deviceOrStream) const;
+  [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> systemProperty(FourCharCode selector) const;
+  [[nodiscard]] AudioObjectID defaultDeviceId() const;
+  void refresh();
+  void removeDevicesOf(int card);
+  void usageChanged(int card, unsigned device);
+  void watchCards();
+  void announceListChange(AudioObjectID defaultBefore);
+  [[nodiscard]] Ids idsFor(const std::string& uid);
+
+  RunLoop& runLoop_;
+  Log& log_;
+  const std::function<bool(pid_t)> makeRealtime_;
+  const AlsaPaths paths_;
+  PropertyListeners listeners_;
+  std::map<std::string, Ids> ids_;  ///< by uid, also of what has been plugged out
+  AudioObjectID nextId_ = kAudioObjectSystemObject + 1;
+  std::vector<std::shared_ptr<AlsaDevice>> devices_;
+  std::map<int, AlsaControlWatch> controls_;  ///< by card
+  AlsaWatcher watcher_;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,245 @@
+#include "platform/alsa/AlsaDevice.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "platform/alsa/AlsaFormats.h"
+#include "platform/alsa/AlsaStatus.h"
+
+namespace tolvane {
+namespace {
+
+constexpr double usualRate = 48000;
+/// Some drivers never send the last transfer of a stream: this many frames of silence follow the music at its end.
+constexpr snd_pcm_uframes_t fewestTrailingFrames = 2048;
+constexpr std::uint32_t buffersBeforeOpening = 512;
+
+/// The nominal rate as the kernel counts it; 0 when it is no whole number of hertz.
+std::uint32_t wholeRate(double rate) {
+  if (!(rate >= 1) || rate > 10'000'000 || std::fabs(rate - std::round(rate)) > 1e-6) return 0;
+  return static_cast<std::uint32_t>(std::lround(rate));
+}
+
+bool isBusy(int error) { return statusFromAlsaError(error) == kAudioDevicePermissionsError; }
+
+}  // namespace
+
+AlsaDevice::AlsaDevice(AlsaDeviceInfo info, AudioObjectID id, AudioObjectID streamId, AlsaPaths paths, Notify notify)
+    : info_(std::move(info)),
+      id_(id),
+      streamId_(streamId),
+      paths_(std::move(paths)),
+      notify_(std::move(notify)),
+      lastOwner_(hogOwner()) {}
+
+std::expected<std::shared_ptr<AlsaPcm>, OSStatus> AlsaDevice::openPcm() const {
+  auto pcm = AlsaPcm::open(info_.card, info_.device);
+  if (!pcm) return std::unexpected(statusFromAlsaError(pcm.error()));
+  return *std::move(pcm);
+}
+
+/// A substream that is open in this process already.
+std::shared_ptr<AlsaPcm> AlsaDevice::heldPcm() const {
+  if (auto pcm = unitPcm_.lock()) return pcm;
+  return claimed_.empty() ? nullptr : claimed_.front();
+}
+
+const AlsaCapabilities* AlsaDevice::capabilities() {
+  if (!capabilities_) {
+    auto pcm = heldPcm();
+    if (!pcm) {
+      auto opened = openPcm();
+      probeStatus_ = opened ? noErr : opened.error();
+      if (!opened) return nullptr;
+      pcm = *std::move(opened);
+    }
+    capabilities_ = pcm->capabilities();
+  }
+  return &*capabilities_;
+}
+
+std::expected<double, OSStatus> AlsaDevice::nominalRate() {
+  if (unitSetup_) return unitSetup_->rate;
+  if (chosenRate_) return *chosenRate_;
+  for (const AlsaSubstream& substream : readSubstreams(paths_, info_.card, info_.device)) {
+    if (substream.hwParams) return substream.hwParams->rate;
+  }
+  const AlsaCapabilities* can = capabilities();
+  if (can == nullptr) return std::unexpected(probeStatus_);
+  if (can->rates.empty()) return std::unexpected(kAudioHardwareUnspecifiedError);
+  double nearest = 0;
+  for (const AudioValueRange& range : can->rates) {
+    const double candidate = std::clamp(usualRate, range.mMinimum, range.mMaximum);
+    if (nearest == 0 || std::fabs(candidate - usualRate) < std::fabs(nearest - usualRate)) nearest = candidate;
+  }
+  return nearest;
+}
+
+OSStatus AlsaDevice::setNominalRate(double rate) {
+  const std::uint32_t whole = wholeRate(rate);
+  if (whole == 0) return kAudioDeviceUnsupportedFormatError;
+  if (unitSetup_) return unitSetup_->rate == whole ? noErr : kAudioHardwareIllegalOperationError;
+  const auto before = nominalRate();
+  if (const OSStatus status = tryRate(whole); status != noErr) return status;
+  chosenRate_ = whole;
+  if (!before || *before != *chosenRate_) notify_(id_, kAudioDevicePropertyNominalSampleRate);
+  return noErr;
+}
+
+/// Sets the hardware up at the rate and lets go of it: some refuse only then what they had allowed before.
+OSStatus AlsaDevice::tryRate(std::uint32_t rate) {
+  auto pcm = heldPcm();
+  if (!pcm) {
+    auto opened = openPcm();
+    if (!opened) {
+      if (opened.error() != kAudioDevicePermissionsError || !capabilities_) return opened.error();
+      // In use by another process: what the hardware told earlier still holds.
+      const bool allowed = std::ranges::any_of(
+          capabilities_->rates, [rate](const auto& range) { return range.mMinimum <= rate && rate <= range.mMaximum; });
+      return allowed ? noErr : kAudioDeviceUnsupportedFormatError;
+    }
+    pcm = *std::move(opened);
+  }
+  const auto setup = pcm->configure(integerLayout(32, 4), 2, rate);
+  pcm->unconfigure();
+  return setup ? noErr : statusFromAlsaError(setup.error());
+}
+
+std::expected<std::vector<AudioValueRange>, OSStatus> AlsaDevice::availableRates() {
+  const AlsaCapabilities* can = capabilities();
+  if (can == nullptr) return std::unexpected(probeStatus_);
+  return can->rates;
+}
+
+/// The substream that the unit plays on, as the kernel shows it; nothing unless it is open and this process's.
+std::optional<AlsaSubstream> AlsaDevice::ownSubstream() const {
+  const auto pcm = unitPcm_.lock();
+  if (!pcm || !unitSetup_) return std::nullopt;
+  for (AlsaSubstream& substream : readSubstreams(paths_, info_.card, info_.device)) {
+    if (substream.index == pcm->subdevice() && substream.ownerProcess == getpid()) return std::move(substream);
+  }
+  return std::nullopt;
+}
+
+std::expected<double, OSStatus> AlsaDevice::actualRate() const {
+  const auto own = ownSubstream();
+  if (!own || !own->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
+  return own->hwParams->rate;
+}
+
+std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::physicalFormat() const {
+  const auto own = ownSubstream();
+  if (!own || !own->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
+  const auto container = layoutOfAlsaFormat(own->hwParams->format);
+  if (!container) return std::unexpected(kAudioDeviceUnsupportedFormatError);
+  return describe(physicalLayout(*container, unitSetup_->significantBits), own->hwParams->rate,
+                  own->hwParams->channels);
+}
+
+std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::virtualFormat() const {
+  if (!unitSetup_) return std::unexpected(kAudioHardwareNotRunningError);
+  return unitClient_;
+}
+
+bool AlsaDevice::isStreamActive() const {
+  const auto own = ownSubstream();
+  return own && (own->status.state == AlsaStreamState::running || own->status.state == AlsaStreamState::draining);
+}
+
+/// As many as the hardware has; two before it could first be asked, which is what everything that plays music has.
+std::uint32_t AlsaDevice::channelCount() const {
+  return capabilities_ && capabilities_->maximumChannels > 0 ? capabilities_->maximumChannels : 2;
+}
+
+/// Half of what the drain margin at an end must cover: the ring, and the silence after it.
+std::uint32_t AlsaDevice::bufferFrameSize() {
+  if (unitSetup_) {
+    const auto trailing = std::max(unitSetup_->periodFrames, fewestTrailingFrames);
+    return static_cast<std::uint32_t>((unitSetup_->bufferFrames + trailing) / 2);
+  }
+  const auto rate = nominalRate();
+  if (!rate) return buffersBeforeOpening;
+  return static_cast<std::uint32_t>((desiredRingFrames(*rate) + fewestTrailingFrames) / 2);
+}
+
+// Ownership.
+
+pid_t AlsaDevice::hogOwner() const {
+  if (!claimed_.empty()) return getpid();
+  pid_t foreign = -1;
+  for (const AlsaSubstream& substream : readSubstreams(paths_, info_.card, info_.device)) {
+    if (substream.status.state == AlsaStreamState::closed) return -1;  // others can still play
+    if (substream.ownerProcess > 0 && substream.ownerProcess != getpid()) foreign = substream.ownerProcess;
+  }
+  return foreign;
+}
+
+OSStatus AlsaDevice::toggleHog() {
+  if (!claimed_.empty()) {
+    releaseClaim();
+  } else if (const OSStatus status = claim(); status != noErr) {
+    return status;
+  }
+  checkOwner();
+  return noErr;
+}
+
+OSStatus AlsaDevice::claim() {
+  std::vector<std::shared_ptr<AlsaPcm>> all;
+  if (auto pcm = unitPcm_.lock()) all.push_back(std::move(pcm));
+  do {
+    auto pcm = AlsaPcm::open(info_.card, info_.device);
+    if (!pcm && isBusy(pcm.error())) break;
+    if (!pcm) return statusFromAlsaError(pcm.error());
+    all.push_back(*std::move(pcm));
+  } while (all.size() < all.front()->subdeviceCount());
+  // A substream that another process holds can play at any time: then this is no exclusive access.
+  if (all.empty() || all.size() < all.front()->subdeviceCount()) return kAudioDevicePermissionsError;
+  claimed_ = std::move(all);
+  return noErr;
+}
+
+void AlsaDevice::releaseClaim() { claimed_.clear(); }
+
+void AlsaDevice::checkOwner() {
+  const pid_t owner = hogOwner();
+  if (std::exchange(lastOwner_, owner) != owner) notify_(id_, kAudioDevicePropertyHogMode);
+}
+
+void AlsaDevice::markGone() { releaseClaim(); }
+
+// Units.
+
+std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const AudioStreamBasicDescription& client) {
+  const auto layout = pcmLayout(client);
+  if (!layout) return std::unexpected(kAudioUnitErr_FormatNotSupported);
+  if (!unitPcm_.expired()) return std::unexpected(kAudioDevicePermissionsError);  // one unit at a time
+  const auto nominal = nominalRate();
+  if (!nominal) return std::unexpected(nominal.error());
+  auto pcm = heldPcm();
+  if (!pcm) {
+    auto opened = openPcm();
+    if (!opened) return std::unexpected(opened.error());
+    pcm = *std::move(opened);
+  }
+  if (!capabilities_) capabilities_ = pcm->capabilities();
+  const auto setup = pcm->configure(*layout, client.mChannelsPerFrame, wholeRate(*nominal));
+  if (!setup) return std::unexpected(statusFromAlsaError(setup.error()));
+  unitPcm_ = pcm;
+  unitSetup_ = *setup;
+  unitClient_ = client;
+  return OpenPcm{std::move(pcm), *setup};
+}
+
+void AlsaDevice::closeForUnit() {
+  if (const auto pcm = unitPcm_.lock()) pcm->unconfigure();
+  // The rate stays what it was set to, or was found to be, until somebody writes another one.
+  if (unitSetup_ && !chosenRate_) chosenRate_ = unitSetup_->rate;
+  unitPcm_.reset();
+  unitSetup_.reset();
+}
+
+}  // namespace tolvane

@@ -1,0 +1,89 @@
+#pragma once
+// One playback device while it is plugged in: its rate, its owner, what the kernel says it does. Main thread; asks the
+// kernel when asked, and opens the PCM only to probe, to claim, or for a unit. Never guesses a format.
+
+#include <sys/types.h>
+
+#include <expected>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "platform/AudioHardware.h"
+#include "platform/alsa/AlsaDeviceList.h"
+#include "platform/alsa/AlsaPcm.h"
+#include "platform/alsa/AlsaProc.h"
+
+namespace tolvane {
+
+/// Hog mode here is the kernel's own exclusivity: while it is claimed, every substream of the PCM is open in this
+/// process, so that nobody else can open one. A claim that cannot be complete is not made. A unit plays on the first
+/// of the claimed substreams. Giving the claim up closes all of them at once, save the one that a unit is using:
+/// that one closes with the unit. (A reservation on the bus, where there is a sound server, belongs around claim() and
+/// the end of releaseClaim().)
+class AlsaDevice {
+ public:
+  using Notify = std::function<void(AudioObjectID object, FourCharCode selector)>;
+
+  AlsaDevice(AlsaDeviceInfo info, AudioObjectID id, AudioObjectID streamId, AlsaPaths paths, Notify notify);
+
+  [[nodiscard]] const AlsaDeviceInfo& info() const { return info_; }
+  [[nodiscard]] AudioObjectID id() const { return id_; }
+  [[nodiscard]] AudioObjectID streamId() const { return streamId_; }
+
+  // Properties of the device.
+  [[nodiscard]] std::expected<double, OSStatus> nominalRate();
+  [[nodiscard]] OSStatus setNominalRate(double rate);
+  [[nodiscard]] std::expected<std::vector<AudioValueRange>, OSStatus> availableRates();
+  [[nodiscard]] std::expected<double, OSStatus> actualRate() const;
+  [[nodiscard]] pid_t hogOwner() const;
+  [[nodiscard]] OSStatus toggleHog();
+  [[nodiscard]] std::uint32_t channelCount() const;
+  [[nodiscard]] std::uint32_t bufferFrameSize();
+
+  // Properties of its stream.
+  [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> physicalFormat() const;
+  [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> virtualFormat() const;
+  [[nodiscard]] bool isStreamActive() const;
+
+  /// For a unit: the PCM, set up for this client at the nominal rate. One unit at a time.
+  struct OpenPcm {
+    std::shared_ptr<AlsaPcm> pcm;
+    AlsaPcmSetup setup;
+  };
+  [[nodiscard]] std::expected<OpenPcm, OSStatus> openForUnit(const AudioStreamBasicDescription& client);
+  /// The unit has let go of its PCM, or is about to.
+  void closeForUnit();
+
+  /// Somebody opened or closed the PCM: tells the listeners of hog mode if its owner is another one now.
+  void checkOwner();
+  /// The hardware has gone: what is open is let go.
+  void markGone();
+
+ private:
+  [[nodiscard]] std::expected<std::shared_ptr<AlsaPcm>, OSStatus> openPcm() const;
+  [[nodiscard]] std::shared_ptr<AlsaPcm> heldPcm() const;
+  [[nodiscard]] const AlsaCapabilities* capabilities();
+  [[nodiscard]] OSStatus tryRate(std::uint32_t rate);
+  [[nodiscard]] OSStatus claim();
+  void releaseClaim();
+  [[nodiscard]] std::optional<AlsaSubstream> ownSubstream() const;
+
+  const AlsaDeviceInfo info_;
+  const AudioObjectID id_;
+  const AudioObjectID streamId_;
+  const AlsaPaths paths_;
+  const Notify notify_;
+
+  std::optional<AlsaCapabilities> capabilities_;  ///< as the hardware told when it could first be opened
+  OSStatus probeStatus_ = noErr;                  ///< why there are none
+  std::optional<double> chosenRate_;
+  std::vector<std::shared_ptr<AlsaPcm>> claimed_;
+  std::weak_ptr<AlsaPcm> unitPcm_;
+  std::optional<AlsaPcmSetup> unitSetup_;
+  AudioStreamBasicDescription unitClient_;
+  pid_t lastOwner_ = -1;
+};
+
+}  // namespace tolvane

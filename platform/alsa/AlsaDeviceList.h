@@ -1,0 +1,60 @@
+#pragma once
+// Which playback devices there are, and what people and programs call them. Main thread. Collecting the facts asks
+// alsa-lib and /sys; making a list of them is pure. Opens no PCM.
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/alsa/AlsaProc.h"
+
+namespace tolvane {
+
+/// What the system tells about one card and its playback PCMs.
+struct AlsaCardFacts {
+  struct Pcm {
+    unsigned device = 0;
+    std::string id;    ///< "HDMI 0"
+    std::string name;  ///< "ALC892 Analog"
+  };
+  int index = 0;
+  std::string id;        ///< "PCH"
+  std::string driver;    ///< "HDA-Intel"
+  std::string name;      ///< "HDA Intel PCH"
+  std::string longName;  ///< "HDA Intel PCH at 0xf7f10000 irq 31"
+  std::string link;      ///< by-id, else by-path; empty without either
+  std::string bus;       ///< "usb", "pci", "firewire", "platform"
+  std::string busPlace;  ///< "0000:00:1b.0"
+  std::string busClass;  ///< "0x040300"
+  std::vector<Pcm> pcms;
+};
+
+/// One playback device.
+struct AlsaDeviceInfo {
+  std::string uid;   ///< the same after a restart and after it has been plugged in again
+  std::string name;  ///< no two devices of a list have the same
+  std::uint32_t transport = 0;
+  int card = 0;
+  unsigned device = 0;
+
+  bool operator==(const AlsaDeviceInfo&) const = default;
+};
+
+[[nodiscard]] std::vector<AlsaCardFacts> collectCardFacts(const AlsaPaths& paths);
+
+/// A device that is in `namesInUse` (by uid) keeps its name, so that plugging one in or out renames no other.
+[[nodiscard]] std::vector<AlsaDeviceInfo> listDevices(const std::vector<AlsaCardFacts>& cards,
+                                                      const std::map<std::string, std::string>& namesInUse);
+
+/// The device to play on while nobody has chosen: hardware before HDMI before virtual cards.
+[[nodiscard]] const AlsaDeviceInfo* defaultDevice(std::span<const AlsaDeviceInfo> devices);
+
+/// A card's name without what only its driver cares for: "… at 0xf7f10000 irq 31", "… at usb-0000:00:14.0-2, high
+/// speed".
+[[nodiscard]] std::string_view withoutPlace(std::string_view longName);
+
+}  // namespace tolvane

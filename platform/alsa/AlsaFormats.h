@@ -1,0 +1,30 @@
+#pragma once
+// The sample formats of ALSA that the adapter uses, and what each means. Pure tables for any thread.
+
+#include <alsa/asoundlib.h>
+
+#include <optional>
+#include <span>
+#include <string_view>
+
+#include "platform/conversion/PcmLayout.h"
+
+namespace tolvane {
+
+struct AlsaFormat {
+  snd_pcm_format_t format;
+  std::string_view name;  ///< as hw_params in /proc spells it
+  PcmLayout layout;
+};
+
+/// In no order that matters. Formats that carry no linear PCM (DSD, IEC 958 frames) are not in it.
+[[nodiscard]] std::span<const AlsaFormat> alsaFormats();
+
+[[nodiscard]] std::optional<snd_pcm_format_t> alsaFormatFor(const PcmLayout& layout);
+[[nodiscard]] std::optional<PcmLayout> layoutOfAlsaFormat(std::string_view name);
+
+/// What the hardware really uses of a container: the smaller of its width and the driver's significant bits
+/// (0: not told). A full 32-bit container with 24 of them is 24 bits, aligned high. A float has all its bits.
+[[nodiscard]] PcmLayout physicalLayout(const PcmLayout& container, int significantBits);
+
+}  // namespace tolvane

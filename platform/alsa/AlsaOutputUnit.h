@@ -1,0 +1,71 @@
+#pragma once
+// An output unit on an ALSA device. Everything here is for the main thread; the render thread lives in AlsaRenderLoop,
+// and what it has to tell reaches people through the run loop. Must not outlive its hardware.
+
+#include <memory>
+#include <optional>
+
+#include "platform/AudioHardware.h"
+#include "platform/Log.h"
+#include "platform/RunLoop.h"
+#include "platform/alsa/AlsaDevice.h"
+#include "platform/alsa/AlsaRenderLoop.h"
+
+namespace tolvane {
+
+class AlsaOutputUnit : public AudioOutputUnit {
+ public:
+  /// What a unit needs of its hardware.
+  class Host {
+   public:
+    virtual ~Host() = default;
+    [[nodiscard]] virtual std::shared_ptr<AlsaDevice> deviceWithId(AudioObjectID id) = 0;
+    /// The device of a running unit has failed.
+    virtual void deviceFailed(AudioObjectID id) = 0;
+    [[nodiscard]] virtual RunLoop& runLoop() = 0;
+    [[nodiscard]] virtual Log& log() = 0;
+    [[nodiscard]] virtual const std::function<bool(pid_t)>& makeRealtime() = 0;
+  };
+
+  explicit AlsaOutputUnit(Host& host) : host_(host) {}
+  ~AlsaOutputUnit() override;
+
+  OSStatus setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
+                       const AudioUnitPropertyValue& value) override;
+  std::expected<AudioUnitPropertyValue, OSStatus> property(AudioUnitProperty property, AudioUnitScope scope,
+                                                           std::uint32_t element) const override;
+  OSStatus initialize() override;
+  OSStatus uninitialize() override;
+  OSStatus start() override;
+  OSStatus stop() override;
+  std::int64_t framesPlayed() const override;
+  std::uint64_t underrunCount() const override;
+
+ private:
+  enum class State : std::uint8_t { created, initialised, running };
+
+  OSStatus setDevice(std::uint32_t id);
+  OSStatus setEnableIO(AudioUnitScope scope, std::uint32_t enabled);
+  OSStatus setFormat(const AudioStreamBasicDescription& format);
+  OSStatus setCallback(const AURenderCallback& callback);
+  void handleNotice();
+
+  Host& host_;
+  State state_ = State::created;
+  AudioObjectID deviceId_ = kAudioObjectUnknown;
+  std::uint32_t outputEnabled_ = 1;
+  std::uint32_t inputEnabled_ = 0;
+  std::uint32_t renderQuality_ = kRenderQuality_Max;
+  std::optional<AudioStreamBasicDescription> format_;
+  AURenderCallback callback_;
+
+  // While initialised; the loop goes before the device, and both before what they signal.
+  std::unique_ptr<EventDescriptor> notice_;
+  std::shared_ptr<AlsaDevice> device_;
+  std::unique_ptr<AlsaRenderLoop> loop_;
+  RunLoop::Timer noticeWatch_;
+  std::uint64_t underrunsLogged_ = 0;
+  bool failureTold_ = false;
+};
+
+}  // namespace tolvane

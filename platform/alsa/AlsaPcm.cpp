@@ -1,0 +1,202 @@
+#include "platform/alsa/AlsaPcm.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cerrno>
+#include <string>
+
+#include "platform/alsa/AlsaFormats.h"
+#include "platform/conversion/ChannelMap.h"
+
+namespace tolvane {
+namespace {
+
+constexpr std::array<std::uint32_t, 19> usualRates{8000,   11025,  12000,  16000,  22050, 24000,  32000,
+                                                   44100,  48000,  64000,  88200,  96000, 128000, 176400,
+                                                   192000, 352800, 384000, 705600, 768000};
+/// Long enough for a busy desktop without real-time priority, short enough for a prompt pause.
+constexpr double ringSeconds = 0.15;
+constexpr unsigned periodsPerRing = 4;
+
+template <typename Params, int (*allocate)(Params**), void (*release)(Params*)>
+class ParamsOwner {
+ public:
+  ParamsOwner() { allocate(&params_); }
+  ~ParamsOwner() { release(params_); }
+  ParamsOwner(const ParamsOwner&) = delete;
+  ParamsOwner& operator=(const ParamsOwner&) = delete;
+  operator Params*() const { return params_; }  // NOLINT(google-explicit-constructor): it stands for the pointer
+
+ private:
+  Params* params_ = nullptr;
+};
+using HwParams = ParamsOwner<snd_pcm_hw_params_t, &snd_pcm_hw_params_malloc, &snd_pcm_hw_params_free>;
+using SwParams = ParamsOwner<snd_pcm_sw_params_t, &snd_pcm_sw_params_malloc, &snd_pcm_sw_params_free>;
+
+std::vector<PcmLayout> allowedLayouts(snd_pcm_t* pcm, snd_pcm_hw_params_t* params) {
+  std::vector<PcmLayout> layouts;
+  for (const AlsaFormat& format : alsaFormats()) {
+    if (snd_pcm_hw_params_test_format(pcm, params, format.format) == 0) layouts.push_back(format.layout);
+  }
+  return layouts;
+}
+
+/// One range where the hardware takes any rate in it, else those of the usual ones that it takes.
+std::vector<AudioValueRange> allowedRates(snd_pcm_t* pcm, snd_pcm_hw_params_t* params) {
+  const auto allows = [&](unsigned rate) { return snd_pcm_hw_params_test_rate(pcm, params, rate, 0) == 0; };
+  unsigned least = 0;
+  unsigned most = 0;
+  int direction = 0;
+  if (snd_pcm_hw_params_get_rate_min(params, &least, &direction) < 0) return {};
+  if (snd_pcm_hw_params_get_rate_max(params, &most, &direction) < 0) return {};
+  const unsigned middle = least + (most - least) / 2;
+  // Numbers that no list of rates would have.
+  if (most > least + 2000 && allows(least + 1) && allows(middle | 1U) && allows(most - 1) && allows(least + 997)) {
+    return {{static_cast<double>(least), static_cast<double>(most)}};
+  }
+  std::vector<AudioValueRange> rates;
+  for (const std::uint32_t rate : usualRates) {
+    if (allows(rate)) rates.push_back({static_cast<double>(rate), static_cast<double>(rate)});
+  }
+  return rates;
+}
+
+/// The client's channels; else the narrowest number above that it can be placed in; else stereo or mono to mix into.
+std::uint32_t chooseChannels(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, std::uint32_t client) {
+  const auto allows = [&](std::uint32_t channels) {
+    return ChannelMap::make(client, channels) && snd_pcm_hw_params_test_channels(pcm, params, channels) == 0;
+  };
+  unsigned most = 0;
+  if (snd_pcm_hw_params_get_channels_max(params, &most) < 0) return 0;
+  most = std::min(most, 256U);  // a plug-in may say "any number"
+  for (std::uint32_t channels = client; channels <= most; ++channels) {
+    if (allows(channels)) return channels;
+  }
+  return client > 2 && allows(2) ? 2 : allows(1) ? 1 : 0;
+}
+
+/// mmap where the hardware has it: nothing is copied twice and no system call is made to write.
+int setAccess(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, bool& usesMmap) {
+  usesMmap = snd_pcm_hw_params_set_access(pcm, params, SND_PCM_ACCESS_MMAP_INTERLEAVED) == 0;
+  return usesMmap ? 0 : snd_pcm_hw_params_set_access(pcm, params, SND_PCM_ACCESS_RW_INTERLEAVED);
+}
+
+int setRing(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, std::uint32_t rate) {
+  // The order matters to hardware that allows few period sizes: the ring first, the period then divides it.
+  snd_pcm_uframes_t ring = desiredRingFrames(rate);
+  if (const int error = snd_pcm_hw_params_set_buffer_size_near(pcm, params, &ring); error < 0) return error;
+  snd_pcm_uframes_t period = std::max<snd_pcm_uframes_t>(ring / periodsPerRing, 1);
+  int direction = 0;
+  return snd_pcm_hw_params_set_period_size_near(pcm, params, &period, &direction);
+}
+
+int setSoftwareParams(snd_pcm_t* pcm, const AlsaPcmSetup& setup) {
+  const SwParams params;
+  snd_pcm_uframes_t boundary = 0;
+  int error = snd_pcm_sw_params_current(pcm, params);
+  if (error >= 0) error = snd_pcm_sw_params_get_boundary(params, &boundary);
+  // Started by hand once the ring is full; stopped by the kernel as soon as it has run dry.
+  if (error >= 0) error = snd_pcm_sw_params_set_start_threshold(pcm, params, boundary);
+  if (error >= 0) error = snd_pcm_sw_params_set_stop_threshold(pcm, params, setup.bufferFrames);
+  if (error >= 0) error = snd_pcm_sw_params_set_avail_min(pcm, params, setup.periodFrames);
+  // What has been played becomes silence at once: a ring that runs dry must not repeat old music.
+  if (error >= 0) error = snd_pcm_sw_params_set_silence_threshold(pcm, params, 0);
+  if (error >= 0) error = snd_pcm_sw_params_set_silence_size(pcm, params, boundary);
+  return error >= 0 ? snd_pcm_sw_params(pcm, params) : error;
+}
+
+int readSetup(snd_pcm_hw_params_t* params, AlsaPcmSetup& setup) {
+  int direction = 0;
+  unsigned numerator = 0;
+  unsigned denominator = 0;
+  int error = snd_pcm_hw_params_get_rate_numden(params, &numerator, &denominator);
+  // Exactly, or not at all: a driver may round a rate that it had allowed.
+  if (error >= 0 && std::uint64_t{setup.rate} * denominator != numerator) return -EINVAL;
+  if (error >= 0) error = snd_pcm_hw_params_get_channels(params, &setup.channels);
+  if (error >= 0) error = snd_pcm_hw_params_get_period_size(params, &setup.periodFrames, &direction);
+  if (error >= 0) error = snd_pcm_hw_params_get_buffer_size(params, &setup.bufferFrames);
+  if (error < 0) return error;
+  setup.significantBits = std::max(0, snd_pcm_hw_params_get_sbits(params));
+  setup.canPause = snd_pcm_hw_params_can_pause(params) == 1;
+  return setup.bufferFrames > setup.periodFrames ? 0 : -EINVAL;
+}
+
+}  // namespace
+
+snd_pcm_uframes_t desiredRingFrames(double rate) {
+  return std::bit_ceil(static_cast<snd_pcm_uframes_t>(std::max(rate, 1.0) * ringSeconds));
+}
+
+std::expected<std::shared_ptr<AlsaPcm>, int> AlsaPcm::open(int card, unsigned device) {
+  const std::string name = "hw:" + std::to_string(card) + "," + std::to_string(device);
+  snd_pcm_t* handle = nullptr;
+  if (const int error = snd_pcm_open(&handle, name.c_str(), SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK); error < 0) {
+    return std::unexpected(error);
+  }
+  return std::shared_ptr<AlsaPcm>(new AlsaPcm(handle));
+}
+
+AlsaPcm::AlsaPcm(snd_pcm_t* handle) : handle_(handle) {
+  snd_pcm_info_t* info = nullptr;
+  if (snd_pcm_info_malloc(&info) < 0) return;
+  if (snd_pcm_info(handle_, info) >= 0) {
+    subdevice_ = snd_pcm_info_get_subdevice(info);
+    subdeviceCount_ = std::max(1U, snd_pcm_info_get_subdevices_count(info));
+  }
+  snd_pcm_info_free(info);
+}
+
+AlsaPcm::~AlsaPcm() { snd_pcm_close(handle_); }
+
+AlsaCapabilities AlsaPcm::capabilities() const {
+  AlsaCapabilities result;
+  const HwParams params;
+  if (snd_pcm_hw_params_any(handle_, params) < 0) return result;
+  snd_pcm_hw_params_set_rate_resample(handle_, params, 0);
+  result.layouts = allowedLayouts(handle_, params);
+  result.rates = allowedRates(handle_, params);
+  snd_pcm_hw_params_get_channels_min(params, &result.minimumChannels);
+  snd_pcm_hw_params_get_channels_max(params, &result.maximumChannels);
+  return result;
+}
+
+std::expected<AlsaPcmSetup, int> AlsaPcm::configure(const PcmLayout& client, std::uint32_t clientChannels,
+                                                    std::uint32_t rate) {
+  unconfigure();
+  const HwParams params;
+  AlsaPcmSetup setup;
+  setup.rate = rate;
+  int error = snd_pcm_hw_params_any(handle_, params);
+  if (error >= 0) error = snd_pcm_hw_params_set_rate_resample(handle_, params, 0);
+  if (error >= 0) error = setAccess(handle_, params, setup.usesMmap);
+  if (error >= 0) error = snd_pcm_hw_params_set_rate(handle_, params, rate, 0);
+  if (error < 0) return std::unexpected(error);
+
+  const std::uint32_t channels = chooseChannels(handle_, params, clientChannels);
+  if (channels == 0) return std::unexpected(-EINVAL);
+  error = snd_pcm_hw_params_set_channels(handle_, params, channels);
+  // Asked last: some devices have their widest formats only at some rates.
+  const auto layout = chooseDeviceFormat(client, allowedLayouts(handle_, params));
+  if (error < 0 || !layout) return std::unexpected(error < 0 ? error : -EINVAL);
+  setup.layout = *layout;
+  error = snd_pcm_hw_params_set_format(handle_, params, *alsaFormatFor(*layout));
+  if (error >= 0) error = setRing(handle_, params, rate);
+  if (error >= 0) error = snd_pcm_hw_params(handle_, params);
+  if (error < 0) return std::unexpected(error);
+  error = readSetup(params, setup);
+  if (error >= 0) error = setSoftwareParams(handle_, setup);
+  if (error < 0) {
+    unconfigure();
+    return std::unexpected(error);
+  }
+  return setup;
+}
+
+void AlsaPcm::unconfigure() {
+  if (snd_pcm_state(handle_) == SND_PCM_STATE_OPEN) return;
+  snd_pcm_drop(handle_);
+  snd_pcm_hw_free(handle_);
+}
+
+}  // namespace tolvane

@@ -1,0 +1,72 @@
+#pragma once
+// One open playback PCM of the kernel: the handle, what it could do, and how it has been set up. Opened, configured and
+// closed on the main thread; between start and stop the handle belongs to the render thread. Never resamples or
+// "nears".
+
+#include <alsa/asoundlib.h>
+
+#include <cstdint>
+#include <expected>
+#include <memory>
+#include <vector>
+
+#include "platform/AudioHardware.h"
+#include "platform/conversion/PcmLayout.h"
+
+namespace tolvane {
+
+/// What hw_params allows of a PCM that nobody has configured.
+struct AlsaCapabilities {
+  std::vector<PcmLayout> layouts;
+  std::vector<AudioValueRange> rates;  ///< ascending; single rates where the hardware has but some
+  std::uint32_t minimumChannels = 0;
+  std::uint32_t maximumChannels = 0;
+};
+
+/// What a PCM has been set up to.
+struct AlsaPcmSetup {
+  PcmLayout layout;
+  int significantBits = 0;  ///< as the driver tells; 0 when it does not
+  std::uint32_t rate = 0;
+  std::uint32_t channels = 0;
+  snd_pcm_uframes_t periodFrames = 0;
+  snd_pcm_uframes_t bufferFrames = 0;
+  bool usesMmap = false;
+  bool canPause = false;
+};
+
+/// The ring that configure() asks for at this rate.
+[[nodiscard]] snd_pcm_uframes_t desiredRingFrames(double rate);
+
+class AlsaPcm {
+ public:
+  /// The first free substream, without waiting. The error is alsa-lib's.
+  static std::expected<std::shared_ptr<AlsaPcm>, int> open(int card, unsigned device);
+  ~AlsaPcm();
+  AlsaPcm(const AlsaPcm&) = delete;
+  AlsaPcm& operator=(const AlsaPcm&) = delete;
+
+  /// Works in every state of the PCM.
+  [[nodiscard]] AlsaCapabilities capabilities() const;
+
+  /// Sets exactly this rate, the client's channels or what they can be mapped to, the best format for the client, a
+  /// ring of about a sixth of a second. Drops what was set up before. The error is alsa-lib's; -EINVAL: not possible.
+  [[nodiscard]] std::expected<AlsaPcmSetup, int> configure(const PcmLayout& client, std::uint32_t clientChannels,
+                                                           std::uint32_t rate);
+  /// Gives the hardware's resources back and keeps the PCM open.
+  void unconfigure();
+
+  [[nodiscard]] snd_pcm_t* handle() const { return handle_; }
+  [[nodiscard]] unsigned subdevice() const { return subdevice_; }
+  /// How many substreams the PCM has in all.
+  [[nodiscard]] unsigned subdeviceCount() const { return subdeviceCount_; }
+
+ private:
+  explicit AlsaPcm(snd_pcm_t* handle);
+
+  snd_pcm_t* const handle_;
+  unsigned subdevice_ = 0;
+  unsigned subdeviceCount_ = 1;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,61 @@
+#pragma once
+// Reads what the kernel tells about PCM streams under /proc/asound, and which process a thread belongs to.
+// The parsers are pure; the readers are for the main thread and return nothing for what is not there.
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tolvane {
+
+/// Where the adapter finds the system's files; tests point it elsewhere.
+struct AlsaPaths {
+  std::string devices = "/dev/snd";
+  std::string asound = "/proc/asound";
+  std::string processes = "/proc";
+  std::string classSound = "/sys/class/sound";
+};
+
+/// …/sub0/hw_params of an open and configured substream.
+struct AlsaHwParams {
+  std::string format;  ///< "S24_3LE"
+  std::uint32_t channels = 0;
+  double rate = 0;  ///< hertz, from the exact fraction
+  std::uint64_t periodFrames = 0;
+  std::uint64_t bufferFrames = 0;
+};
+
+enum class AlsaStreamState : std::uint8_t { closed, open, setup, prepared, running, xrun, draining, paused, other };
+
+/// …/sub0/status.
+struct AlsaStreamStatus {
+  AlsaStreamState state = AlsaStreamState::closed;
+  pid_t ownerThread = 0;  ///< a thread id: that of the thread that opened it; 0 when closed
+};
+
+/// Nothing for "closed", "no setup", and for what lacks format, channels or rate.
+[[nodiscard]] std::optional<AlsaHwParams> parseHwParams(std::string_view text);
+/// Nothing for what is no status at all.
+[[nodiscard]] std::optional<AlsaStreamStatus> parseStreamStatus(std::string_view text);
+/// The thread group, that is the process, in the text of /proc/<tid>/status.
+[[nodiscard]] std::optional<pid_t> parseThreadGroup(std::string_view text);
+
+/// The whole of a small file; nothing when it cannot be read.
+[[nodiscard]] std::optional<std::string> readSmallFile(const std::string& path);
+
+/// A playback substream as the kernel shows it now.
+struct AlsaSubstream {
+  unsigned index = 0;
+  AlsaStreamStatus status;
+  pid_t ownerProcess = 0;  ///< 0 when closed or unknown
+  std::optional<AlsaHwParams> hwParams;
+};
+
+/// Every substream of a playback PCM; empty when there is no such PCM (any more).
+[[nodiscard]] std::vector<AlsaSubstream> readSubstreams(const AlsaPaths& paths, int card, unsigned device);
+
+}  // namespace tolvane

@@ -1,0 +1,287 @@
+#include "platform/alsa/AlsaRenderLoop.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+#include "platform/alsa/AlsaStatus.h"
+
+namespace tolvane {
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr int resumeTurnMilliseconds = 50;
+constexpr int resumeTurns = 100;  // a machine that wakes up has its sound back within seconds
+/// What a driver holds in flight when it is paused is on the wire within this time.
+constexpr milliseconds longestFlight{25};
+
+/// The thread's first pages of stack, so that no fault comes while it plays.
+void touchStack() {
+  std::array<char, 64 * 1024> room;
+  volatile char* page = room.data();
+  for (std::size_t at = 0; at < room.size(); at += 4096) page[at] = 0;
+}
+
+void blockSignals() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
+/// What the state of a PCM whose descriptor reports trouble means.
+long errorOfState(snd_pcm_state_t state) {
+  switch (state) {
+    case SND_PCM_STATE_RUNNING:
+    case SND_PCM_STATE_PREPARED:
+    case SND_PCM_STATE_DRAINING:
+    case SND_PCM_STATE_PAUSED:
+      return 0;
+    case SND_PCM_STATE_XRUN:
+      return -EPIPE;
+    case SND_PCM_STATE_SUSPENDED:
+      return -ESTRPIPE;
+    case SND_PCM_STATE_DISCONNECTED:
+      return -ENODEV;
+    default:
+      return -EBADFD;
+  }
+}
+
+}  // namespace
+
+AlsaRenderLoop::AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup& setup,
+                               std::unique_ptr<RenderPipeline> pipeline, std::function<bool(pid_t)> makeRealtime,
+                               EventDescriptor& notice)
+    : pcm_(std::move(pcm)),
+      handle_(pcm_->handle()),
+      setup_(setup),
+      frameBytes_(std::size_t{setup.channels} * setup.layout.bytes),
+      makeRealtime_(std::move(makeRealtime)),
+      notice_(notice),
+      pipeline_(std::move(pipeline)),
+      staged_(setup.usesMmap ? 0 : RenderPipeline::sliceFrames * frameBytes_) {
+  const int count = std::max(0, snd_pcm_poll_descriptors_count(handle_));
+  descriptors_.resize(static_cast<std::size_t>(count) + 1);
+  snd_pcm_poll_descriptors(handle_, descriptors_.data() + 1, static_cast<unsigned>(count));
+  descriptors_[0] = {wake_.get(), POLLIN, 0};
+  lockMemory();
+}
+
+AlsaRenderLoop::~AlsaRenderLoop() { stop(); }
+
+void AlsaRenderLoop::lockMemory() {
+  auto spans = pipeline_->memory();
+  spans.emplace_back(staged_);
+  // Where the limit on locked memory forbids it, the pages have still been written to: they are there.
+  for (const auto& span : spans) mlock(span.data(), span.size());
+}
+
+OSStatus AlsaRenderLoop::start(const AURenderCallback& callback) {
+  if (!wake_.isValid() || !pipeline_->reset(callback)) return kAudioHardwareUnspecifiedError;
+  wake_.clear();
+  ends_.store(false, std::memory_order_relaxed);  // the thread is created after it
+  failure_.store(0, std::memory_order_relaxed);
+  base_ += framesPlayed_;
+  framesPlayed_ = 0;
+  written_ = 0;
+  played_ = 0;
+  everStarted_ = true;
+  alive_.store(true, std::memory_order_release);
+  try {
+    thread_ = std::thread([this] { run(); });
+  } catch (const std::system_error&) {
+    alive_.store(false, std::memory_order_release);
+    return kAudioHardwareUnspecifiedError;
+  }
+  begun_.acquire();
+  if (isAlive()) return noErr;
+  const OSStatus status = statusFromAlsaError(failure());
+  stop();
+  return status;
+}
+
+OSStatus AlsaRenderLoop::stop() {
+  if (!thread_.joinable()) return noErr;
+  ends_.store(true, std::memory_order_release);  // partner: run()
+  wake_.signal();
+  thread_.join();
+  const long error = failure() != 0 ? failure() : halt();
+  alive_.store(false, std::memory_order_release);
+  snd_pcm_drop(handle_);
+  framesPlayed_ = pipeline_->clientFrames(played_);
+  position_.store(std::max(position_.load(std::memory_order_relaxed), base_ + framesPlayed_),
+                  std::memory_order_relaxed);
+  return statusFromAlsaError(error);
+}
+
+/// Finds out how much has been heard, with the device still or about to be.
+long AlsaRenderLoop::halt() {
+  if (setup_.canPause && snd_pcm_state(handle_) == SND_PCM_STATE_RUNNING && snd_pcm_pause(handle_, 1) == 0) {
+    // Paused, the kernel's position stands and is exact. What the driver had already taken from the ring is still
+    // played: it counts as heard, once it has had the time to get there.
+    snd_pcm_sframes_t delay = 0;
+    const snd_pcm_sframes_t room = snd_pcm_avail_update(handle_);
+    if (room >= 0) {
+      const std::int64_t inRing = static_cast<std::int64_t>(setup_.bufferFrames) - room;
+      if (snd_pcm_delay(handle_, &delay) == 0 && delay > inRing) {
+        const auto flight = milliseconds(1 + (delay - inRing) * 1000 / setup_.rate);
+        std::this_thread::sleep_for(std::min(flight, longestFlight));
+      }
+      played_ = std::clamp<std::int64_t>(written_ - inRing, 0, written_);
+      return 0;
+    }
+  }
+  snd_pcm_sframes_t delay = 0;
+  const int error = snd_pcm_delay(handle_, &delay);
+  if (error == 0) {
+    played_ = std::clamp<std::int64_t>(written_ - delay, played_, written_);
+  } else if (error == -EPIPE) {
+    played_ = written_;  // the ring ran dry in this very moment: all of it has been heard
+    return 0;
+  }
+  return error == -ESTRPIPE ? 0 : error;  // a machine that sleeps has stopped already
+}
+
+std::optional<std::int64_t> AlsaRenderLoop::sampleTime() const {
+  if (!everStarted_) return std::nullopt;
+  return position_.load(std::memory_order_relaxed);  // partner: publishPosition(); a number on its own, orders nothing
+}
+
+// The render thread.
+
+void AlsaRenderLoop::run() {
+  blockSignals();
+  touchStack();
+  if (makeRealtime_) makeRealtime_(gettid());
+  long error = beginPlaying();
+  if (error < 0) fail(error);
+  begun_.release();
+  while (error >= 0 && !ends_.load(std::memory_order_acquire)) {  // partner: stop()
+    error = waitForRoom();
+    if (ends_.load(std::memory_order_acquire)) break;
+    if (error >= 0) error = fill();
+    if (error < 0) error = recover(error);
+    if (error < 0) fail(error);
+  }
+}
+
+long AlsaRenderLoop::beginPlaying() {
+  if (const int error = snd_pcm_prepare(handle_); error < 0) return error;
+  if (const long error = fill(); error < 0) return error;
+  return snd_pcm_start(handle_);
+}
+
+/// Writes as much as the ring had room for when it was asked.
+long AlsaRenderLoop::fill() {
+  // avail, not avail_update: between two interrupts only the former asks the hardware where it is.
+  snd_pcm_sframes_t room = snd_pcm_avail(handle_);
+  if (room < 0) return room;
+  while (room > 0) {
+    const auto wanted = static_cast<snd_pcm_uframes_t>(room);
+    const long done = setup_.usesMmap ? transferMapped(wanted) : transferWritten(wanted);
+    if (done < 0) return done;
+    if (done == 0) break;
+    room -= done;
+  }
+  publishPosition();
+  return 0;
+}
+
+long AlsaRenderLoop::transferMapped(snd_pcm_uframes_t frames) {
+  const snd_pcm_channel_area_t* areas = nullptr;
+  snd_pcm_uframes_t offset = 0;
+  if (const int error = snd_pcm_mmap_begin(handle_, &areas, &offset, &frames); error < 0) return error;
+  if (frames == 0) return 0;
+  auto* ring = static_cast<std::byte*>(areas[0].addr) + areas[0].first / 8;
+  renderInto(ring + offset * frameBytes_, frames);
+  const snd_pcm_sframes_t committed = snd_pcm_mmap_commit(handle_, offset, frames);
+  if (committed < 0) return committed;
+  written_ += committed;
+  return static_cast<snd_pcm_uframes_t>(committed) == frames ? committed : -EPIPE;
+}
+
+long AlsaRenderLoop::transferWritten(snd_pcm_uframes_t frames) {
+  frames = std::min<snd_pcm_uframes_t>(frames, RenderPipeline::sliceFrames);
+  renderInto(staged_.data(), frames);
+  // The ring has this much room: the write takes it all, and being non-blocking it cannot hang in any case.
+  const snd_pcm_sframes_t taken = snd_pcm_writei(handle_, staged_.data(), frames);
+  if (taken < 0) return taken;
+  written_ += taken;
+  return static_cast<snd_pcm_uframes_t>(taken) == frames ? taken : -EPIPE;
+}
+
+void AlsaRenderLoop::renderInto(std::byte* destination, snd_pcm_uframes_t frames) {
+  const OSStatus status = pipeline_->render(destination, static_cast<std::uint32_t>(frames));
+  if (status != noErr) lastError_.store(status, std::memory_order_release);  // partner: takeLastError()
+}
+
+/// Until the device has consumed a period, the thread is told to end, or two periods' time has gone by.
+long AlsaRenderLoop::waitForRoom() {
+  const auto periodMilliseconds = static_cast<int>(setup_.periodFrames * 1000 / setup_.rate);
+  const int got = poll(descriptors_.data(), descriptors_.size(), std::clamp(2 * periodMilliseconds, 20, 500));
+  if (got < 0) return errno == EINTR ? 0 : -errno;
+  if (got == 0) return 0;
+  unsigned short events = 0;
+  const int error = snd_pcm_poll_descriptors_revents(handle_, descriptors_.data() + 1,
+                                                     static_cast<unsigned>(descriptors_.size() - 1), &events);
+  if (error < 0) return error;
+  if ((events & (POLLERR | POLLHUP | POLLNVAL)) == 0) return 0;
+  const long trouble = errorOfState(snd_pcm_state(handle_));
+  // An error that no state explains must not become a loop without a pause.
+  if (trouble == 0) poll(descriptors_.data(), 1, 5);
+  return trouble;
+}
+
+long AlsaRenderLoop::recover(long error) {
+  if (error == -EAGAIN || error == -EINTR) return 0;
+  if (error == -ESTRPIPE) {
+    error = resume();
+    if (error >= 0) return 0;
+    if (ends_.load(std::memory_order_acquire)) return 0;  // partner: stop()
+  } else if (error == -EPIPE) {
+    underruns_.fetch_add(1, std::memory_order_relaxed);
+    notice_.signal();
+  } else {
+    return error;
+  }
+  played_ = written_;
+  return beginPlaying();
+}
+
+/// After the machine has slept. 0: the stream goes on where it was; else it must be prepared anew.
+long AlsaRenderLoop::resume() {
+  for (int turn = 0; turn < resumeTurns; ++turn) {
+    const int error = snd_pcm_resume(handle_);
+    if (error != -EAGAIN) return error;
+    poll(descriptors_.data(), 1, resumeTurnMilliseconds);
+    if (ends_.load(std::memory_order_acquire)) return error;  // partner: stop()
+  }
+  return -ENODEV;
+}
+
+void AlsaRenderLoop::publishPosition() {
+  snd_pcm_sframes_t delay = 0;
+  if (snd_pcm_delay(handle_, &delay) < 0) return;
+  played_ = std::clamp<std::int64_t>(written_ - delay, played_, written_);
+  const std::int64_t position = base_ + pipeline_->clientFrames(played_);
+  if (position > position_.load(std::memory_order_relaxed)) {
+    position_.store(position, std::memory_order_relaxed);  // partner: sampleTime(); a number on its own
+  }
+}
+
+void AlsaRenderLoop::fail(long error) {
+  lastError_.store(statusFromAlsaError(error), std::memory_order_release);  // partner: takeLastError()
+  failure_.store(error, std::memory_order_release);                         // partner: failure()
+  alive_.store(false, std::memory_order_release);                           // partner: isAlive()
+  notice_.signal();
+}
+
+}  // namespace tolvane

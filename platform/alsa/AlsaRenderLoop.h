@@ -1,0 +1,102 @@
+#pragma once
+// The real-time thread of an output unit: fills the ring of a configured PCM from a pipeline and recovers what can be
+// recovered. Made, started and stopped on the main thread; run() and what it calls are the render thread's.
+// The render thread must not log, lock or allocate; it reports through atomics and one event descriptor.
+
+#include <poll.h>
+#include <sys/types.h>
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <semaphore>
+#include <thread>
+#include <vector>
+
+#include "platform/alsa/AlsaPcm.h"
+#include "platform/alsa/EventDescriptor.h"
+#include "platform/conversion/RenderPipeline.h"
+
+namespace tolvane {
+
+class AlsaRenderLoop {
+ public:
+  /// `makeRealtime` is called at the start of each thread with its id. `notice` is signalled when an underrun or a
+  /// failure wants to be told to people; it outlives the loop.
+  AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup& setup, std::unique_ptr<RenderPipeline> pipeline,
+                 std::function<bool(pid_t)> makeRealtime, EventDescriptor& notice);
+  ~AlsaRenderLoop();
+  AlsaRenderLoop(const AlsaRenderLoop&) = delete;
+  AlsaRenderLoop& operator=(const AlsaRenderLoop&) = delete;
+
+  /// REQUIRES: stopped. Returns when the ring is full and the device has been started.
+  [[nodiscard]] OSStatus start(const AURenderCallback& callback);
+  /// Ends the thread, then the device, at once. The status is the device's; the loop is stopped in any case.
+  OSStatus stop();
+
+  /// The thread runs and the device has not failed.
+  [[nodiscard]] bool isAlive() const { return alive_.load(std::memory_order_acquire); }  // partner: fail(), start()
+  /// Client frames that the device has played between the last start() and the last stop().
+  [[nodiscard]] std::int64_t framesPlayed() const { return framesPlayed_; }
+  /// Client frames consumed since the loop was made; never goes back. Nothing before the first start().
+  [[nodiscard]] std::optional<std::int64_t> sampleTime() const;
+  /// The last error, and forgets it.
+  OSStatus takeLastError() { return lastError_.exchange(noErr, std::memory_order_acq_rel); }  // partner: fail()
+  [[nodiscard]] std::uint64_t underruns() const { return underruns_.load(std::memory_order_relaxed); }
+  /// alsa-lib's number behind a failure of the device; 0 while there is none.
+  [[nodiscard]] long failure() const { return failure_.load(std::memory_order_acquire); }  // partner: fail()
+
+ private:
+  void lockMemory();
+
+  // Render thread. Errors are alsa-lib's negative numbers.
+  void run();
+  long beginPlaying();
+  long fill();
+  long transferMapped(snd_pcm_uframes_t frames);
+  long transferWritten(snd_pcm_uframes_t frames);
+  long waitForRoom();
+  long recover(long error);
+  long resume();
+  void publishPosition();
+  void renderInto(std::byte* destination, snd_pcm_uframes_t frames);
+  void fail(long error);
+
+  // Main thread, after the render thread has ended.
+  long halt();
+
+  // Constant after construction.
+  const std::shared_ptr<AlsaPcm> pcm_;
+  snd_pcm_t* const handle_;
+  const AlsaPcmSetup setup_;
+  const std::size_t frameBytes_;
+  const std::function<bool(pid_t)> makeRealtime_;
+  EventDescriptor& notice_;
+  EventDescriptor wake_;  ///< tells the render thread to end
+
+  // Render thread; main thread while there is none.
+  std::unique_ptr<RenderPipeline> pipeline_;
+  std::vector<std::byte> staged_;  ///< where there is no mmap: a slice on its way
+  std::vector<pollfd> descriptors_;
+  std::int64_t written_ = 0;  ///< device frames since start()
+  std::int64_t played_ = 0;   ///< of them, by the last look
+
+  // Main thread.
+  std::thread thread_;
+  std::binary_semaphore begun_{0};
+  std::int64_t framesPlayed_ = 0;
+  std::int64_t base_ = 0;  ///< client frames played before the last start()
+  bool everStarted_ = false;
+
+  // Between both.
+  std::atomic<bool> alive_{false};
+  std::atomic<bool> ends_{false};
+  std::atomic<OSStatus> lastError_{noErr};
+  std::atomic<long> failure_{0};
+  std::atomic<std::uint64_t> underruns_{0};
+  std::atomic<std::int64_t> position_{0};  ///< what sampleTime() gives
+};
+
+}  // namespace tolvane
