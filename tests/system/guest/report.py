@@ -1,0 +1,49 @@
+"""Tells the host what was found, a JSON line a test, and asks it for what only the host can do."""
+
+import json
+import pathlib
+import traceback
+
+SHARED = pathlib.Path("/vm/shared")
+_requests = 0
+
+
+def _say(**record):
+    with open(SHARED / "results.jsonl", "a", encoding="utf-8") as results:
+        results.write(json.dumps(record) + "\n")
+
+
+def announce(names):
+    """Every test that will report; the host misses what does not."""
+    _say(tests=names)
+
+
+def result(name, faults, remark="", story=(), capture=None):
+    _say(test=name, faults=list(faults), remark=remark, story=list(story) if faults else [], capture=capture)
+
+
+def guarded(name, test):
+    """Runs one test. An exception in it is its own failure, never the end of the run."""
+    try:
+        result(name, **test())
+    except Exception:  # noqa: BLE001 - whatever it is, it belongs in the report
+        result(name, ["the test broke down"], story=traceback.format_exc().splitlines())
+
+
+def finished():
+    _say(finished=True)
+
+
+def ask_host(request):
+    """Returns when the host has done it. REQUIRES: the host knows the request."""
+    global _requests
+    _requests += 1
+    answer = SHARED / f"answer-{_requests}"
+    waiting = SHARED / f"request-{_requests}.new"
+    waiting.write_text(request)
+    waiting.rename(SHARED / f"request-{_requests}")
+    while not answer.exists():
+        pass  # a machine at rest would let its clock run ahead of the host
+    text = answer.read_text()
+    if text != "done":
+        raise RuntimeError(f"the host cannot {request}: {text}")

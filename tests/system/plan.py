@@ -1,0 +1,133 @@
+"""What is played and captured, as values that the host (which makes and compares) and the machine (which plays) share."""
+
+from dataclasses import dataclass, field
+
+RATES = (44100, 48000, 88200, 96000, 176400, 192000)
+
+# Container and sample, as the table's rows name them.
+FORMATS = (("WAV", "16"), ("WAV", "24"), ("WAV", "32"), ("WAV", "float32"),
+           ("AIFF", "16"), ("AIFF", "24"), ("AIFF", "32"), ("AIFF", "float32"),
+           ("FLAC", "16"), ("FLAC", "24"))
+
+# The device format that each source should choose where the device has all of them: its own layout.
+OWN_LAYOUT = {("WAV", "16"): "S16_LE", ("WAV", "24"): "S24_3LE", ("WAV", "32"): "S32_LE", ("WAV", "float32"): "FLOAT_LE",
+              ("AIFF", "16"): "S16_BE", ("AIFF", "24"): "S24_3BE", ("AIFF", "32"): "S32_BE",
+              ("AIFF", "float32"): "FLOAT_BE", ("FLAC", "16"): "FLOAT_LE", ("FLAC", "24"): "FLOAT_LE"}
+
+SAMPLE_BYTES = {"S16_LE": 2, "S16_BE": 2, "S24_3LE": 3, "S24_3BE": 3, "S24_LE": 4, "S32_LE": 4, "S32_BE": 4,
+                "FLOAT_LE": 4, "FLOAT_BE": 4}
+CHANNELS = 2
+
+
+@dataclass(frozen=True)
+class Track:
+    """One file of noise; its samples follow from its name alone."""
+
+    container: str
+    sample: str
+    rate: int
+    frames: int
+
+    @property
+    def file(self):
+        return f"{self.container}-{self.sample}-{self.rate}-{self.frames}.{self.container.lower()}".lower()
+
+
+@dataclass(frozen=True)
+class Case:
+    """One play of a track to the loopback card, captured on the card's other side in the format given."""
+
+    name: str
+    track: Track
+    capture: str
+    options: tuple = ()
+    pauses: bool = False
+    first_frame: int = 0
+    then: Track = None  # a second track of the same run
+    cell: tuple = field(default=None)  # row and column of the table
+
+    @property
+    def tracks(self):
+        return (self.track, self.then) if self.then else (self.track,)
+
+
+def frames(rate, seconds, odd):
+    """About so many seconds, and a multiple of nothing that a driver counts in."""
+    return int(rate * seconds) // 2 * 2 + odd
+
+
+def title(container, sample, rate):
+    return f"{container} {sample} at {rate / 1000:g} kHz"
+
+
+def table_cases():
+    for row, (container, sample) in enumerate(FORMATS):
+        for column, rate in enumerate(RATES):
+            track = Track(container, sample, rate, frames(rate, 0.6, 17 + 2 * row))
+            yield Case(f"{title(container, sample, rate)} arrives as it is", track, OWN_LAYOUT[container, sample],
+                       cell=((container, sample), rate))
+
+
+def widening_cases():
+    for container, sample, rate, capture in (
+            ("WAV", "16", 44100, "S32_LE"), ("WAV", "16", 48000, "S24_3LE"), ("WAV", "16", 88200, "S24_LE"),
+            ("WAV", "24", 96000, "S32_LE"), ("WAV", "24", 44100, "S24_LE"), ("WAV", "24", 48000, "S32_BE"),
+            ("AIFF", "16", 192000, "S32_LE"), ("AIFF", "24", 48000, "S32_LE"), ("AIFF", "24", 96000, "S24_3LE"),
+            ("FLAC", "16", 44100, "S32_LE"), ("FLAC", "16", 48000, "S16_LE"),
+            ("FLAC", "24", 192000, "S32_LE"), ("FLAC", "24", 96000, "S24_3LE"), ("FLAC", "24", 44100, "S24_LE")):
+        yield Case(f"{title(container, sample, rate)} arrives exactly on a device that has only {capture}",
+                   Track(container, sample, rate, frames(rate, 0.5, 29)), capture)
+
+
+def pause_cases():
+    for container, sample, rate, at, length in (("WAV", "16", 44100, 0.7, 0.5), ("WAV", "24", 96000, 0.31, 1.2),
+                                                ("AIFF", "32", 192000, 0.9, 0.3), ("FLAC", "24", 48000, 0.05, 0.4)):
+        yield Case(f"{title(container, sample, rate)} paused after {at} s for {length} s loses and repeats no frame",
+                   Track(container, sample, rate, frames(rate, 1.6, 31)), OWN_LAYOUT[container, sample],
+                   ("--pause-at", str(at), "--pause-for", str(length)), pauses=True)
+
+
+def seek_cases():
+    # 0.33337 s × 44.1 kHz = 14701.6…: what follows the point is cut off, not rounded.
+    for container, sample, rate, start in (("WAV", "16", 44100, 0.33337), ("AIFF", "24", 96000, 0.70001),
+                                           ("FLAC", "16", 192000, 0.123457), ("WAV", "float32", 88200, 0.5)):
+        first = int(start * rate)
+        yield Case(f"{title(container, sample, rate)} from {start} s starts exactly at frame {first}",
+                   Track(container, sample, rate, frames(rate, 1.1, 37)), OWN_LAYOUT[container, sample],
+                   ("--from", str(start)), first_frame=first)
+
+
+def end_cases():
+    for container, sample, rate, length, what in (
+            ("WAV", "16", 44100, 1, "a track of one frame"), ("FLAC", "24", 96000, 1, "a track of one frame"),
+            ("WAV", "24", 192000, 2, "a track of two frames"), ("AIFF", "16", 48000, 777, "a track shorter than the ring"),
+            ("WAV", "32", 88200, 2049, "a track shorter than the ring"),
+            ("WAV", "16", 44100, 154350 + 1, "a track of 3.5 seconds")):
+        yield Case(f"{title(container, sample, rate)}: {what} is not cut",
+                   Track(container, sample, rate, length), OWN_LAYOUT[container, sample])
+
+
+def sequence_cases():
+    yield Case("Two tracks in a row both arrive whole", Track("WAV", "24", 48000, frames(48000, 0.7, 41)), "S24_3LE",
+               then=Track("WAV", "24", 48000, frames(48000, 0.4, 43)))
+
+
+def loopback_cases():
+    return [*table_cases(), *widening_cases(), *pause_cases(), *seek_cases(), *end_cases(), *sequence_cases()]
+
+
+# What the other cards are given: 48 kHz, 16 bit, the one format that both emulated cards take.
+USB_TRACK = Track("WAV", "16", 48000, frames(48000, 1.2, 53))
+HDA_TRACK = Track("WAV", "16", 48000, frames(48000, 1.2, 59))
+DUMMY_TRACK = Track("AIFF", "16", 44100, frames(44100, 1.2, 61))
+LONG_TRACK = Track("WAV", "16", 48000, frames(48000, 20, 67))
+
+
+def all_tracks():
+    cases = [track for case in loopback_cases() for track in case.tracks]
+    return sorted({*cases, USB_TRACK, HDA_TRACK, DUMMY_TRACK, LONG_TRACK}, key=lambda track: track.file)
+
+# Tests whose outcome the host completes from what QEMU wrote of the card.
+USB_PLAYS = "The USB card receives every sample as it is"
+HDA_PLAYS = "The HDA card receives every sample as it is"
+RECEIVED = {USB_PLAYS: ("usb.wav", USB_TRACK), HDA_PLAYS: ("hda.wav", HDA_TRACK)}

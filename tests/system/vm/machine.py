@@ -1,0 +1,109 @@
+"""The virtual machine: QEMU with emulated sound cards over the host's own files, and nothing left when it is done."""
+
+import json
+import os
+import select
+import subprocess
+import time
+
+# One instruction takes one nanosecond of the machine's time, and an idle machine goes straight to its next timer. The
+# machine's clock, its processor and its sound cards so keep one pace whatever the host is busy with: a loaded host
+# makes the run longer, never an underrun.
+CLOCK = ["-icount", "shift=0,sleep=off"]
+
+# What each emulated card received is in the shared folder as NAME.wav.
+CARDS = ["-device", "qemu-xhci,id=xhci", "-device", "usb-audio,id=usb,bus=xhci.0,audiodev=usb",
+         "-device", "intel-hda,id=hda-bus", "-device", "hda-output,id=hda,bus=hda-bus.0,audiodev=hda"]
+
+
+def quoted(path):
+    """A path as the value of a QEMU option: a comma would end it."""
+    return str(path).replace(",", ",,")
+
+
+class Machine:
+    """REQUIRES: a kernel folder made by vm/prepare. `shared` is read-write in the machine, all else read only."""
+
+    def __init__(self, kernel, shared, tests):
+        self.console = shared / "console.log"
+        self.messages = shared / "qemu.log"
+        self.received = b""
+        audio = [option for card in ("usb", "hda") for option in
+                 ("-audiodev", f"wav,id={card},path={quoted(shared / card)}.wav,"
+                               "out.frequency=48000,out.channels=2,out.format=s16")]
+        folders = [option for tag, path, access in
+                   (("host", "/", ",readonly=on,multidevs=remap"), ("shared", shared, ""),
+                    ("tests", tests, ",readonly=on"), ("modules", kernel / "lib/modules", ",readonly=on"))
+                   for option in ("-virtfs", f"local,path={quoted(path)},mount_tag={tag},security_model=none{access}")]
+        command = ["qemu-system-x86_64", "-machine", "q35,accel=tcg", "-cpu", "max", "-m", "2048", "-smp", "1", *CLOCK,
+                   "-display", "none", "-nodefaults", "-no-reboot", "-qmp", "stdio",
+                   "-serial", f"file:{quoted(self.console)}",
+                   "-kernel", str(kernel / "vmlinuz"), "-initrd", str(kernel / "initrd.gz"),
+                   "-append", "console=ttyS0 quiet loglevel=4 panic=-1 mitigations=off",
+                   *folders, *audio, *CARDS]
+        with open(self.messages, "wb") as messages:
+            # The kernel ends QEMU should this process be killed outright.
+            self.process = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *command], stdin=subprocess.PIPE,
+                                            stdout=subprocess.PIPE, stderr=messages)
+        os.set_blocking(self.process.stdout.fileno(), False)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+        self.process.stdin.close()
+        self.process.stdout.close()
+
+    def running(self):
+        return self.process.poll() is None
+
+    def wait(self, seconds):
+        """Whether the machine has powered itself off within the time."""
+        try:
+            self.process.wait(seconds)
+            return True
+        except subprocess.TimeoutExpired:
+            return False
+
+    def greet(self):
+        """Opens the control connection. Raises on anything but QEMU's greeting."""
+        self._reply("QMP")
+        self.command("qmp_capabilities")
+
+    def command(self, name, **arguments):
+        request = {"execute": name, "arguments": arguments}
+        self.process.stdin.write(json.dumps(request).encode() + b"\n")
+        self.process.stdin.flush()
+        return self._reply("return")
+
+    def _reply(self, key, seconds=20):
+        """The next message that has the key; events on the way are passed over."""
+        deadline = time.monotonic() + seconds
+        while time.monotonic() < deadline:
+            line, newline, rest = self.received.partition(b"\n")
+            if newline:
+                self.received = rest
+                message = json.loads(line)
+                if "error" in message:
+                    raise RuntimeError(f"QEMU refuses: {message['error'].get('desc')}")
+                if key in message:
+                    return message[key]
+                continue
+            if select.select([self.process.stdout], [], [], 0.2)[0]:
+                piece = self.process.stdout.read()
+                if not piece:
+                    break
+                self.received += piece
+        raise RuntimeError(f"QEMU gives no answer; {self.last_words()}")
+
+    def last_words(self, lines=20):
+        """The ends of the console and of QEMU's own messages, for a report."""
+        tail = []
+        for path in (self.console, self.messages):
+            if path.exists():
+                text = path.read_text(errors="replace").splitlines()
+                tail += [f"    {path.name}: {line}" for line in text if "create voice" not in line][-lines:]
+        return "\n".join(["QEMU's console ends:", *tail]) if tail else "QEMU's console is empty"
