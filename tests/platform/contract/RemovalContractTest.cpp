@@ -60,6 +60,15 @@ TEST_P(RemovalContract, itComesBackUnderItsOldIdAndUID) {
   EXPECT_EQ(hogOwner(), -1);
 }
 
+TEST_P(RemovalContract, ownershipEndsWithTheHardware) {
+  ASSERT_EQ(writeHog(), noErr);
+  const auto id = device();
+  unplug();
+  fixture().plugIn();
+  EXPECT_TRUE(eventually([&] { return isListed(id); }));
+  EXPECT_EQ(hogOwner(), -1);
+}
+
 TEST_P(RemovalContract, theDefaultIsADeviceThatIsThere) {
   unplug();
   const auto id = read<std::uint32_t>(kAudioObjectSystemObject, global(kAudioHardwarePropertyDefaultOutputDevice));
