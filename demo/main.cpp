@@ -1,0 +1,98 @@
+// The player's window over simulated hardware: for machines without sound, and for pictures of the window.
+
+#include <QCommandLineParser>
+#include <QGuiApplication>
+#include <QImage>
+#include <QQuickWindow>
+#include <QTemporaryDir>
+#include <cstdio>
+#include <exception>
+
+#include "demo/DemoMusic.h"
+#include "demo/DemoRack.h"
+#include "platform/codecs/SystemAudioFileServices.h"
+#include "platform/desktop/QtRunLoop.h"
+#include "platform/desktop/StandardErrorLog.h"
+#include "platform/desktop/TerminationSignals.h"
+#include "session/PlayerSession.h"
+#include "ui/OutputDeviceList.h"
+#include "ui/SourceActions.h"
+#include "ui/qt/PlayerWindow.h"
+
+namespace tolvane {
+namespace {
+
+struct Demo {
+  explicit Demo(Log& log) : session(rack.hardware(), files, rack.runLoop(), log) {}
+
+  QtRunLoop runLoop;
+  TerminationSignals termination{runLoop, [](int) { QCoreApplication::quit(); }};
+  DemoRack rack{runLoop};
+  SystemAudioFileServices files;
+  PlayerSession session;
+  OutputDeviceList devices{rack.hardware(), [this](AudioObjectID id) { session.setOutputDevice(id); }};
+  SourceActions sources{rack.runLoop(), [this](auto urls) { session.loadPlaylist(urls, true); }};
+  PlayerWindow window{session, devices, sources, TOLVANE_VERSION};
+};
+
+/// Waits until the music has played for two seconds, saves the window as it then looks, and quits.
+class Photographer {
+ public:
+  Photographer(Demo& demo, QString file) : demo_(demo), file_(std::move(file)) {
+    watch_ = demo_.runLoop.scheduleTimer(std::chrono::milliseconds(50), true, [this] { look(); });
+    patience_ = demo_.runLoop.scheduleTimer(std::chrono::seconds(60), false, [] {
+      std::fputs("tolvane-demo: the music did not start.\n", stderr);
+      QCoreApplication::exit(1);
+    });
+  }
+
+ private:
+  void look() {
+    if (!demo_.session.player().isPlaying().value() || demo_.session.playbackPosition().value() < 2) return;
+    watch_.reset();
+    const bool isSaved = demo_.window.window()->grabWindow().save(file_);
+    if (!isSaved) std::fprintf(stderr, "tolvane-demo: the picture could not be saved: %s\n", qPrintable(file_));
+    QCoreApplication::exit(isSaved ? 0 : 1);
+  }
+
+  Demo& demo_;
+  QString file_;
+  RunLoop::Timer watch_;
+  RunLoop::Timer patience_;
+};
+
+int runDemo() {
+  QCommandLineParser arguments;
+  arguments.setApplicationDescription(QStringLiteral("The player over simulated hardware, playing music of its own."));
+  arguments.addHelpOption();
+  const QCommandLineOption picture(QStringLiteral("picture"), QStringLiteral("Save a picture of the window and quit."),
+                                   QStringLiteral("file"));
+  arguments.addOption(picture);
+  arguments.process(QCoreApplication::arguments());
+
+  const QTemporaryDir folder;
+  if (!folder.isValid()) throw std::runtime_error(folder.errorString().toStdString());
+  const auto music = writeDemoMusic(folder.path().toStdString());
+
+  StandardErrorLog log;
+  Demo demo(log);
+  if (!demo.window.window()) return 1;
+  demo.session.loadPlaylist(music, true);
+  std::optional<Photographer> photographer;
+  if (arguments.isSet(picture)) photographer.emplace(demo, arguments.value(picture));
+  return QCoreApplication::exec();
+}
+
+}  // namespace
+}  // namespace tolvane
+
+int main(int argc, char* argv[]) {
+  const QGuiApplication application(argc, argv);
+  QCoreApplication::setApplicationName(QStringLiteral("tolvane-demo"));
+  try {
+    return tolvane::runDemo();
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "tolvane-demo: %s\n", failure.what());
+    return 1;
+  }
+}

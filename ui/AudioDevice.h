@@ -1,0 +1,17 @@
+#pragma once
+// An output device as the listener picks it. A value.
+
+#include <string>
+
+#include "platform/AudioHardware.h"
+
+namespace tolvane {
+
+struct AudioDevice {
+  AudioObjectID id = kAudioObjectUnknown;
+  std::string name;
+
+  bool operator==(const AudioDevice&) const = default;
+};
+
+}  // namespace tolvane

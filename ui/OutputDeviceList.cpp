@@ -1,0 +1,96 @@
+#include "ui/OutputDeviceList.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tolvane {
+
+namespace {
+
+constexpr AudioObjectPropertyAddress deviceListAddress{kAudioHardwarePropertyDevices, kAudioObjectPropertyScopeGlobal,
+                                                       kAudioObjectPropertyElementMain};
+
+template <typename T>
+std::optional<T> read(const AudioHardware& hardware, AudioObjectID object, FourCharCode selector) {
+  auto value =
+      hardware.propertyData(object, {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain});
+  if (!value) return std::nullopt;
+  auto* held = std::get_if<T>(&*value);
+  return held ? std::optional<T>(std::move(*held)) : std::nullopt;
+}
+
+bool hasOutput(const AudioHardware& hardware, AudioObjectID device) {
+  return hardware
+             .propertyDataSize(device, {kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput,
+                                        kAudioObjectPropertyElementMain})
+             .value_or(0) > 0;
+}
+
+}  // namespace
+
+OutputDeviceList::OutputDeviceList(AudioHardware& hardware, std::function<void(AudioObjectID)> setOutputDevice)
+    : hardware_(hardware),
+      setOutputDevice_(std::move(setOutputDevice)),
+      self_(std::make_shared<OutputDeviceList*>(this)) {}
+
+OutputDeviceList::~OutputDeviceList() {
+  if (listener_) hardware_.removePropertyListener(*listener_);
+}
+
+void OutputDeviceList::start() {
+  loadAudioDevices();
+  if (listener_) return;
+  auto listener = hardware_.addPropertyListener(kAudioObjectSystemObject, deviceListAddress,
+                                                [weak = std::weak_ptr(self_)](const AudioObjectPropertyAddress&) {
+                                                  if (const auto self = weak.lock()) (*self)->loadAudioDevices();
+                                                });
+  if (listener) listener_ = *listener;
+}
+
+void OutputDeviceList::loadAudioDevices() {
+  auto devices = readDevices();
+  if (!devices) return;
+  devices_.assign(std::move(*devices));
+  adopt(chooseDevice());
+}
+
+void OutputDeviceList::select(AudioObjectID deviceID) {
+  const auto found = std::ranges::find(devices_.value(), deviceID, &AudioDevice::id);
+  if (found != devices_.value().end()) adopt(*found);
+}
+
+std::optional<std::vector<AudioDevice>> OutputDeviceList::readDevices() const {
+  const auto size = hardware_.propertyDataSize(kAudioObjectSystemObject, deviceListAddress);
+  if (!size) return std::nullopt;
+  std::vector<AudioDevice> devices;
+  if (*size < sizeof(AudioObjectID)) return devices;
+  const auto ids = read<std::vector<std::uint32_t>>(hardware_, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
+  if (!ids) return std::nullopt;
+  for (const AudioObjectID id : *ids) {
+    if (!hasOutput(hardware_, id)) continue;
+    if (auto name = read<std::string>(hardware_, id, kAudioObjectPropertyName))
+      devices.push_back({id, std::move(*name)});
+  }
+  std::ranges::stable_sort(devices, {}, &AudioDevice::name);
+  return devices;
+}
+
+std::optional<AudioDevice> OutputDeviceList::chooseDevice() const {
+  const auto& devices = devices_.value();
+  const auto& previous = selectedDevice_.value();
+  if (previous && std::ranges::find(devices, *previous) != devices.end()) return previous;
+  const auto defaultID =
+      read<std::uint32_t>(hardware_, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+  const auto found = defaultID ? std::ranges::find(devices, *defaultID, &AudioDevice::id) : devices.end();
+  if (found != devices.end()) return *found;
+  if (!devices.empty()) return devices.front();
+  return std::nullopt;
+}
+
+void OutputDeviceList::adopt(std::optional<AudioDevice> device) {
+  const auto previous = selectedDevice_.value();
+  selectedDevice_.assign(device);
+  if (device && (!previous || previous->id != device->id)) setOutputDevice_(device->id);
+}
+
+}  // namespace tolvane

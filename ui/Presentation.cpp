@@ -1,0 +1,86 @@
+#include "ui/Presentation.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+namespace tolvane {
+
+std::string formatTime(double seconds) {
+  if (!std::isfinite(seconds) || seconds < 0) return "00:00";
+  const double total = std::floor(seconds);
+  const double minutes = std::floor(total / 60);
+  return fmt::format("{:02.0f}:{:02.0f}", minutes, total - 60 * minutes);
+}
+
+std::string currentTrackTitle(const std::optional<PlaylistTrack>& track) {
+  return track ? std::string(track->title()) : "No track selected";
+}
+
+std::string trackPositionLabel(std::int64_t currentIndex, std::int64_t count) {
+  return count > 0 ? fmt::format("{:02} / {:02}", currentIndex + 1, count) : "-- / --";
+}
+
+std::string trackCountLabel(std::int64_t count) { return fmt::format("{} {}", count, count == 1 ? "track" : "tracks"); }
+
+std::string sampleRateLabel(double hertz) {
+  if (!(hertz > 0)) return "No active sample rate";
+  const double kilohertz = hertz / 1000;
+  return kilohertz == std::floor(kilohertz) ? fmt::format("{:.0f} kHz", kilohertz)
+                                            : fmt::format("{:.1f} kHz", kilohertz);
+}
+
+std::string exclusiveAccessControlTitle(ExclusiveAccessStatus::Kind kind) {
+  using Kind = ExclusiveAccessStatus::Kind;
+  switch (kind) {
+    case Kind::off:
+    case Kind::requested:
+      return "Exclusive\nAccess";
+    case Kind::checking:
+      return "Exclusive\nChecking";
+    case Kind::lost:
+    case Kind::unavailable:
+      return "Exclusive\nLost";
+    case Kind::active:
+      break;
+  }
+  return "Exclusive\nActive";
+}
+
+ThemeColor exclusiveAccessControlColor(ExclusiveAccessStatus::Kind kind) {
+  using Kind = ExclusiveAccessStatus::Kind;
+  switch (kind) {
+    case Kind::off:
+    case Kind::requested:
+      return Theme::gold.withOpacity(0.72);
+    case Kind::checking:
+      return Theme::copper;
+    case Kind::lost:
+    case Kind::unavailable:
+      return Theme::ember;
+    case Kind::active:
+      break;
+  }
+  return Theme::gold;
+}
+
+ThemeColor audioPathColor(AudioPathStatus::Kind kind) {
+  using Kind = AudioPathStatus::Kind;
+  switch (kind) {
+    case Kind::ready:
+      return Theme::muted.withOpacity(0.72);
+    case Kind::configuring:
+      return Theme::copper.withOpacity(0.82);
+    case Kind::bitPerfect:
+      return Theme::gold;
+    case Kind::directPCM:
+    case Kind::processed:
+      return Theme::copper;
+    case Kind::converted:
+    case Kind::error:
+      break;
+  }
+  return Theme::ember;
+}
+
+}  // namespace tolvane

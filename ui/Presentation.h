@@ -1,0 +1,34 @@
+#pragma once
+// How the session's state reads: pure functions from values to the texts and colours of the window.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "engine/AudioPathStatus.h"
+#include "engine/ExclusiveAccessStatus.h"
+#include "session/PlaylistTrack.h"
+#include "ui/Theme.h"
+
+namespace tolvane {
+
+/// "05:47"; there is no hour field, so 75 minutes are "75:00". What is no time is "00:00".
+[[nodiscard]] std::string formatTime(double seconds);
+
+[[nodiscard]] std::string currentTrackTitle(const std::optional<PlaylistTrack>& track);
+
+/// "03 / 12" for the third of twelve; "-- / --" without tracks.
+[[nodiscard]] std::string trackPositionLabel(std::int64_t currentIndex, std::int64_t count);
+
+/// "1 track", "12 tracks".
+[[nodiscard]] std::string trackCountLabel(std::int64_t count);
+
+/// "48 kHz", "44.1 kHz".
+[[nodiscard]] std::string sampleRateLabel(double hertz);
+
+/// Two lines.
+[[nodiscard]] std::string exclusiveAccessControlTitle(ExclusiveAccessStatus::Kind kind);
+[[nodiscard]] ThemeColor exclusiveAccessControlColor(ExclusiveAccessStatus::Kind kind);
+[[nodiscard]] ThemeColor audioPathColor(AudioPathStatus::Kind kind);
+
+}  // namespace tolvane

@@ -1,0 +1,48 @@
+#pragma once
+// How audio gets into the playlist: chosen files, a chosen folder, dropped files and folders. Main thread; folders are
+// searched in the background. Only the newest search counts; nobody ever waits for an older, slower one.
+
+#include <functional>
+#include <memory>
+#include <span>
+#include <stop_token>
+#include <vector>
+
+#include "platform/FileURL.h"
+#include "platform/RunLoop.h"
+
+namespace tolvane {
+
+class SourceActions {
+ public:
+  using Work = std::function<void()>;
+  /// Runs the work once, on another thread or at another time.
+  using Background = std::function<void(Work)>;
+  using Load = std::function<void(std::span<const FileURL>)>;
+
+  /// `load` replaces the playlist. The run loop outlives this object, but not its searches.
+  SourceActions(RunLoop& runLoop, Load load, Background background = inDetachedThread);
+  ~SourceActions();
+  SourceActions(const SourceActions&) = delete;
+  SourceActions& operator=(const SourceActions&) = delete;
+
+  /// Loads the supported ones of the chosen files at once.
+  void openFiles(std::span<const FileURL> urls);
+  void openFolderURL(const FileURL& url);
+  void dropURLs(std::vector<FileURL> urls);
+
+  /// A search in a folder on a dead network share may never return; so it is left behind, not joined.
+  static void inDetachedThread(Work work);
+
+ private:
+  struct Mailbox;
+  void discoverAndLoadAudioFiles(std::vector<FileURL> urls);
+  void loadPlaylist(std::span<const FileURL> urls);
+
+  const Load load_;
+  const Background background_;
+  std::shared_ptr<Mailbox> mailbox_;
+  std::stop_source activeAudioDiscovery_{std::nostopstate};
+};
+
+}  // namespace tolvane

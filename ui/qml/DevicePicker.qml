@@ -1,0 +1,112 @@
+import QtQuick
+import QtQuick.Layouts
+import QtQuick.Templates as T
+import Tolvane
+
+T.ComboBox {
+    id: picker
+
+    required property var devices
+    required property int selectedDevice
+    signal chosen(int row)
+    readonly property bool hasDevices: devices.length > 0
+
+    implicitHeight: Theme.controlHeight
+    leftPadding: 14
+    rightPadding: 14
+    focusPolicy: Qt.TabFocus
+    hoverEnabled: true
+    enabled: hasDevices
+    model: devices
+    displayText: hasDevices ? currentText : qsTr("No output device")
+    Accessible.name: qsTr("Output device")
+    Accessible.description: displayText
+
+    // The selection is the device list's: a choice is only asked for here.
+    Binding on currentIndex { value: picker.selectedDevice }
+    onActivated: row => chosen(row)
+
+    background: Rectangle {
+        radius: Theme.controlRadius
+        color: picker.down ? Theme.wine : picker.hovered && picker.enabled ? Qt.lighter(Theme.raisedPanel, 1.25)
+                                                                           : Theme.raisedPanel
+        Behavior on color { ColorAnimation { duration: Theme.feedbackDuration } }
+        FocusRing { shown: picker.visualFocus }
+    }
+    contentItem: RowLayout {
+        spacing: 10
+
+        Icon {
+            Layout.preferredWidth: 18
+            Layout.preferredHeight: 18
+            shape: Icon.Speaker
+            color: picker.hasDevices ? Theme.gold : Theme.muted
+        }
+        ElidedText {
+            Layout.fillWidth: true
+            text: picker.displayText
+            color: picker.hasDevices ? Theme.ink : Theme.muted
+            font.pixelSize: Theme.bodyText
+            font.weight: Font.Medium
+        }
+        Icon {
+            Layout.preferredWidth: 13
+            Layout.preferredHeight: 13
+            visible: picker.hasDevices
+            shape: Icon.ChevronDown
+            color: Theme.muted
+        }
+    }
+    indicator: null
+
+    delegate: T.ItemDelegate {
+        id: entry
+
+        required property int index
+        required property string modelData
+
+        width: ListView.view.width
+        implicitHeight: 36
+        leftPadding: 12
+        rightPadding: 12
+        hoverEnabled: true
+        highlighted: picker.highlightedIndex === index
+        Accessible.name: modelData
+
+        background: Rectangle {
+            radius: 7
+            color: Theme.withOpacity(Theme.gold, entry.down ? 0.2 : entry.highlighted ? 0.12 : 0)
+        }
+        contentItem: ElidedText {
+            text: entry.modelData
+            verticalAlignment: Text.AlignVCenter
+            color: entry.index === picker.selectedDevice ? Theme.gold : Theme.ink
+            font.pixelSize: Theme.bodyText
+            font.weight: entry.index === picker.selectedDevice ? Font.DemiBold : Font.Normal
+        }
+    }
+
+    popup: T.Popup {
+        y: -height - 6
+        width: picker.width
+        height: Math.min(contentItem.implicitHeight + topPadding + bottomPadding, 280)
+        padding: 6
+        margins: 8
+
+        contentItem: ListView {
+            clip: true
+            implicitHeight: contentHeight
+            model: picker.delegateModel
+            currentIndex: picker.highlightedIndex
+            boundsBehavior: Flickable.StopAtBounds
+        }
+        background: Rectangle {
+            radius: Theme.controlRadius + 2
+            color: Qt.darker(Theme.raisedPanel, 1.15)
+            border.width: 1
+            border.color: Theme.withOpacity(Theme.gold, 0.28)
+        }
+    }
+
+    HelpTip { text: qsTr("Select output device"); visible: picker.hovered && picker.enabled && !picker.popup.visible }
+}

@@ -1,0 +1,37 @@
+import QtQuick
+import Tolvane
+
+Item {
+    id: empty
+
+    required property bool dropTargeted
+
+    DashedOutline {
+        anchors.fill: parent
+        color: Theme.withOpacity(Theme.gold, empty.dropTargeted ? 0.8 : 0.28)
+        fill: Theme.withOpacity(Theme.gold, empty.dropTargeted ? 0.06 : 0)
+        radius: 12
+    }
+    Column {
+        anchors.centerIn: parent
+        width: parent.width - 2 * Theme.padding
+        spacing: 8
+
+        Text {
+            width: parent.width
+            horizontalAlignment: Text.AlignHCenter
+            wrapMode: Text.Wrap
+            text: qsTr("Open a file, a folder, or drag audio into the window")
+            color: Theme.ink
+            font.pixelSize: 14
+        }
+        Text {
+            width: parent.width
+            horizontalAlignment: Text.AlignHCenter
+            wrapMode: Text.Wrap
+            text: "WAV  ·  AIFF  ·  AIF  ·  FLAC  ·  MP3"
+            color: Theme.muted
+            font.pixelSize: Theme.smallText
+        }
+    }
+}

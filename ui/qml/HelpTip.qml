@@ -1,0 +1,30 @@
+import QtQuick
+import QtQuick.Templates as T
+import Tolvane
+
+/// A line of help beside the pointer's control.
+T.ToolTip {
+    id: tip
+
+    delay: 600
+    margins: 8
+    horizontalPadding: 10
+    verticalPadding: 6
+    x: parent ? (parent.width - width) / 2 : 0
+    y: -height - 6
+    implicitWidth: Math.min(contentItem.implicitWidth + leftPadding + rightPadding, 420)
+    implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
+
+    contentItem: Text {
+        text: tip.text
+        color: Theme.ink
+        font.pixelSize: Theme.smallText
+        wrapMode: Text.Wrap
+    }
+    background: Rectangle {
+        radius: 7
+        color: Theme.raisedPanel
+        border.width: 1
+        border.color: Theme.withOpacity(Theme.gold, 0.22)
+    }
+}

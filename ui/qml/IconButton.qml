@@ -1,0 +1,38 @@
+import QtQuick
+import QtQuick.Templates as T
+import Tolvane
+
+/// A round button that shows an icon only; its name is for screen readers and the help tip.
+T.AbstractButton {
+    id: button
+
+    required property int shape
+    required property string name
+    property int iconSize: 20
+
+    implicitWidth: 40
+    implicitHeight: 40
+    focusPolicy: Qt.TabFocus
+    opacity: enabled ? 1 : Theme.disabledOpacity
+    hoverEnabled: true
+    Accessible.name: name
+
+    background: Rectangle {
+        radius: height / 2
+        color: Theme.withOpacity(Theme.ink, button.down ? 0.16 : button.hovered ? 0.09 : 0)
+        Behavior on color { ColorAnimation { duration: Theme.feedbackDuration } }
+        FocusRing { shown: button.visualFocus; innerRadius: parent.radius; distance: 0 }
+    }
+    contentItem: Item {
+        Icon {
+            anchors.centerIn: parent
+            width: button.iconSize
+            height: button.iconSize
+            shape: button.shape
+            color: Theme.ink
+            scale: button.down ? 0.92 : 1
+        }
+    }
+
+    HelpTip { text: button.name; visible: button.hovered && button.enabled }
+}

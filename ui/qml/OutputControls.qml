@@ -1,0 +1,49 @@
+import QtQuick
+import QtQuick.Layouts
+import Tolvane
+
+Panel {
+    id: panel
+
+    required property OutputModel output
+
+    implicitHeight: column.implicitHeight + 2 * 16
+
+    ColumnLayout {
+        id: column
+
+        anchors.fill: parent
+        anchors.margins: 16
+        anchors.leftMargin: Theme.padding
+        anchors.rightMargin: Theme.padding
+        spacing: Theme.gap
+
+        RowLayout {
+            spacing: Theme.gap
+
+            DevicePicker {
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                devices: panel.output.devices
+                selectedDevice: panel.output.selectedDevice
+                onChosen: row => panel.output.selectDevice(row)
+            }
+            ExclusiveAccessControl {
+                Layout.fillWidth: true
+                Layout.preferredWidth: 1
+                on: panel.output.exclusiveAccess
+                title: panel.output.exclusiveTitle
+                accessState: panel.output.exclusiveState
+                message: panel.output.exclusiveMessage
+                tint: panel.output.exclusiveColor
+                onChosen: enabled => panel.output.setExclusiveAccess(enabled)
+            }
+        }
+        AudioPathBadge {
+            Layout.fillWidth: true
+            label: panel.output.pathLabel
+            detail: panel.output.pathDetail
+            tint: panel.output.pathColor
+        }
+    }
+}

@@ -1,0 +1,39 @@
+import QtQuick
+import Tolvane
+
+/// A line of text whose digits all take the same width, so that a running clock does not tremble.
+Row {
+    id: line
+
+    required property string text
+    property color color: Theme.ink
+    property int pixelSize: Theme.smallText
+    property int weight: Font.Normal
+
+    Accessible.role: Accessible.StaticText
+    Accessible.name: text
+
+    TextMetrics {
+        id: digit
+        text: "0"
+        font.pixelSize: line.pixelSize
+        font.weight: line.weight
+    }
+
+    Repeater {
+        model: line.text.length
+
+        Text {
+            required property int index
+            readonly property string character: line.text.charAt(index)
+
+            text: character
+            width: character >= "0" && character <= "9" ? Math.ceil(digit.advanceWidth) : implicitWidth
+            horizontalAlignment: Text.AlignHCenter
+            color: line.color
+            font.pixelSize: line.pixelSize
+            font.weight: line.weight
+            Accessible.ignored: true
+        }
+    }
+}

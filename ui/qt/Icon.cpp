@@ -1,0 +1,106 @@
+#include "ui/qt/Icon.h"
+
+#include <QPainter>
+#include <QPainterPath>
+#include <algorithm>
+#include <array>
+
+namespace tolvane {
+
+namespace {
+
+constexpr double unit = 24;
+
+QPainterPath polygon(std::initializer_list<QPointF> points) {
+  QPainterPath path;
+  path.addPolygon(QPolygonF(QList<QPointF>(points)));
+  path.closeSubpath();
+  return path;
+}
+
+void paintLogo(QPainter& painter, QPen pen) {
+  constexpr std::array heights{4.4, 9.8, 14.2, 7.6, 4.4};
+  pen.setWidthF(1.6);
+  painter.setPen(pen);
+  painter.setBrush(Qt::NoBrush);
+  painter.drawEllipse(QPointF(12, 12), 11, 11);
+  painter.setPen(Qt::NoPen);
+  painter.setBrush(pen.color());
+  for (std::size_t i = 0; i < heights.size(); ++i) {
+    const double x = 12 + (static_cast<double>(i) - 2) * 2.8;
+    painter.drawRoundedRect(QRectF(x - 0.75, 12 - heights[i] / 2, 1.5, heights[i]), 0.75, 0.75);
+  }
+}
+
+/// The triangle of previous, next and play leans towards `direction` (−1 left, 1 right).
+void paintSkip(QPainter& painter, double direction) {
+  const double x = 12 - direction * 1;
+  painter.drawPath(polygon({{x - direction * 5, 5.5}, {x + direction * 4.5, 12}, {x - direction * 5, 18.5}}));
+  painter.drawLine(QPointF(12 + direction * 6.5, 5.5), QPointF(12 + direction * 6.5, 18.5));
+}
+
+void paintSpeaker(QPainter& painter) {
+  painter.drawPath(polygon({{4, 9.5}, {7.5, 9.5}, {12, 5.5}, {12, 18.5}, {7.5, 14.5}, {4, 14.5}}));
+  painter.setBrush(Qt::NoBrush);
+  painter.drawArc(QRectF(9.5, 8, 8, 8), -55 * 16, 110 * 16);
+  painter.drawArc(QRectF(8.5, 4.5, 13, 15), -50 * 16, 100 * 16);
+}
+
+}  // namespace
+
+Icon::Icon(QQuickItem* parent) : QQuickPaintedItem(parent) { setAntialiasing(true); }
+
+void Icon::setShape(Shape shape) {
+  if (shape == shape_) return;
+  shape_ = shape;
+  update();
+  emit shapeChanged();
+}
+
+void Icon::setColor(const QColor& color) {
+  if (color == color_) return;
+  color_ = color;
+  update();
+  emit colorChanged();
+}
+
+void Icon::paint(QPainter* painter) {
+  const double scale = std::min(width(), height()) / unit;
+  painter->translate((width() - unit * scale) / 2, (height() - unit * scale) / 2);
+  painter->scale(scale, scale);
+  QPen pen(color_, 1.8, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+  painter->setPen(pen);
+  painter->setBrush(color_);
+  switch (shape_) {
+    case Logo:
+      return paintLogo(*painter, pen);
+    case Previous:
+      return paintSkip(*painter, -1);
+    case Next:
+      return paintSkip(*painter, 1);
+    case Play:
+      return painter->drawPath(polygon({{7.5, 4.5}, {19.5, 12}, {7.5, 19.5}}));
+    case Pause:
+      painter->setPen(Qt::NoPen);
+      painter->drawRoundedRect(QRectF(5.5, 4, 4.2, 16), 1.6, 1.6);
+      painter->drawRoundedRect(QRectF(14.3, 4, 4.2, 16), 1.6, 1.6);
+      return;
+    case Stop:
+      painter->setPen(Qt::NoPen);
+      return painter->drawRoundedRect(QRectF(5, 5, 14, 14), 3, 3);
+    case Add:
+      pen.setWidthF(2.6);
+      painter->setPen(pen);
+      painter->drawLine(QPointF(4, 12), QPointF(20, 12));
+      return painter->drawLine(QPointF(12, 4), QPointF(12, 20));
+    case Speaker:
+      return paintSpeaker(*painter);
+    case ChevronDown:
+      pen.setWidthF(2.6);
+      painter->setPen(pen);
+      painter->setBrush(Qt::NoBrush);
+      return painter->drawPolyline(QPolygonF({{5.5, 9}, {12, 15.5}, {18.5, 9}}));
+  }
+}
+
+}  // namespace tolvane

@@ -1,0 +1,52 @@
+#pragma once
+// What plays, and the transport, as QML sees them. Main thread.
+
+#include <QtQmlIntegration>
+
+#include "ui/qt/SessionAdapter.h"
+
+namespace tolvane {
+
+class NowPlayingModel final : public SessionAdapter {
+  Q_OBJECT
+  QML_ELEMENT
+  QML_UNCREATABLE("made by the window")
+  Q_PROPERTY(QString title READ title NOTIFY changed FINAL)
+  Q_PROPERTY(QString trackPosition READ trackPosition NOTIFY changed FINAL)
+  Q_PROPERTY(QString elapsed READ elapsed NOTIFY changed FINAL)
+  Q_PROPERTY(QString duration READ duration NOTIFY changed FINAL)
+  Q_PROPERTY(double progress READ progress NOTIFY changed FINAL)
+  Q_PROPERTY(QString sampleRate READ sampleRate NOTIFY changed FINAL)
+  Q_PROPERTY(int currentIndex READ currentIndex NOTIFY changed FINAL)
+  Q_PROPERTY(bool playing READ isPlaying NOTIFY changed FINAL)
+  Q_PROPERTY(bool hasTrack READ hasTrack NOTIFY changed FINAL)
+  Q_PROPERTY(bool canSeek READ canSeek NOTIFY changed FINAL)
+  Q_PROPERTY(bool canPlayNext READ canPlayNext NOTIFY changed FINAL)
+  Q_PROPERTY(bool canStop READ canStop NOTIFY changed FINAL)
+
+ public:
+  using SessionAdapter::SessionAdapter;
+
+  [[nodiscard]] QString title() const;
+  [[nodiscard]] QString trackPosition() const;
+  [[nodiscard]] QString elapsed() const;
+  [[nodiscard]] QString duration() const;
+  [[nodiscard]] double progress() const { return session().playbackProgress(); }
+  [[nodiscard]] QString sampleRate() const;
+  [[nodiscard]] int currentIndex() const;  ///< −1 without a track
+  [[nodiscard]] bool isPlaying() const { return player().isPlaying().value(); }
+  [[nodiscard]] bool hasTrack() const { return session().currentTrackURL().has_value(); }
+  [[nodiscard]] bool canSeek() const { return session().playbackDuration().value() > 0; }
+  [[nodiscard]] bool canPlayNext() const { return session().canPlayNext(); }
+  [[nodiscard]] bool canStop() const;
+
+  Q_INVOKABLE void togglePause() { session().togglePausePlayback(); }
+  Q_INVOKABLE void previous() { session().previous(); }
+  Q_INVOKABLE void next();
+  Q_INVOKABLE void stop() { session().stopPlayback(); }
+  Q_INVOKABLE void playTrack(int index) { session().playTrack(index, 0); }
+  /// 0 … 1 of the current track; starts it when it does not play.
+  Q_INVOKABLE void playFrom(double fraction) { session().playTrack(session().currentIndex().value(), fraction); }
+};
+
+}  // namespace tolvane

@@ -1,0 +1,56 @@
+#pragma once
+// Where the music goes, as QML sees it: the devices, Exclusive Access and the verdict. Main thread.
+
+#include <QColor>
+#include <QStringList>
+#include <QtQmlIntegration>
+
+#include "ui/OutputDeviceList.h"
+#include "ui/qt/SessionAdapter.h"
+
+namespace tolvane {
+
+class OutputModel final : public SessionAdapter {
+  Q_OBJECT
+  QML_ELEMENT
+  QML_UNCREATABLE("made by the window")
+  Q_PROPERTY(QStringList devices READ devices NOTIFY devicesChanged FINAL)
+  Q_PROPERTY(int selectedDevice READ selectedDevice NOTIFY devicesChanged FINAL)
+  Q_PROPERTY(bool exclusiveAccess READ isExclusiveAccessEnabled NOTIFY changed FINAL)
+  Q_PROPERTY(QString exclusiveTitle READ exclusiveTitle NOTIFY changed FINAL)
+  Q_PROPERTY(QString exclusiveState READ exclusiveState NOTIFY changed FINAL)
+  Q_PROPERTY(QString exclusiveMessage READ exclusiveMessage NOTIFY changed FINAL)
+  Q_PROPERTY(QColor exclusiveColor READ exclusiveColor NOTIFY changed FINAL)
+  Q_PROPERTY(QString pathLabel READ pathLabel NOTIFY changed FINAL)
+  Q_PROPERTY(QString pathDetail READ pathDetail NOTIFY changed FINAL)
+  Q_PROPERTY(QColor pathColor READ pathColor NOTIFY changed FINAL)
+
+ public:
+  OutputModel(PlayerSession& session, OutputDeviceList& deviceList);
+
+  [[nodiscard]] QStringList devices() const;
+  [[nodiscard]] int selectedDevice() const;  ///< row in devices; −1: none
+  [[nodiscard]] bool isExclusiveAccessEnabled() const { return isExclusiveAccessEnabled_; }
+  [[nodiscard]] QString exclusiveTitle() const;
+  [[nodiscard]] QString exclusiveState() const;
+  [[nodiscard]] QString exclusiveMessage() const;
+  [[nodiscard]] QColor exclusiveColor() const;
+  [[nodiscard]] QString pathLabel() const;
+  [[nodiscard]] QString pathDetail() const;
+  [[nodiscard]] QColor pathColor() const;
+
+  Q_INVOKABLE void selectDevice(int row);
+  Q_INVOKABLE void setExclusiveAccess(bool enabled);
+
+ signals:
+  void devicesChanged();
+
+ private:
+  [[nodiscard]] QString exclusiveTitleLine(int line) const;
+
+  OutputDeviceList& deviceList_;
+  bool isExclusiveAccessEnabled_ = false;  // the listener's choice
+  Subscription subscription_;
+};
+
+}  // namespace tolvane

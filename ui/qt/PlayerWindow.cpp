@@ -1,0 +1,58 @@
+#include "ui/qt/PlayerWindow.h"
+
+#include <QFont>
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
+
+#include "ui/qt/NowPlayingModel.h"
+#include "ui/qt/OutputModel.h"
+#include "ui/qt/QtConversions.h"
+#include "ui/qt/SourceModel.h"
+#include "ui/qt/TrackListModel.h"
+
+// Written by the QML module's build. Named here, because the linker drops what a static library only registers.
+extern void qml_register_types_Tolvane();
+
+namespace tolvane {
+
+struct PlayerWindow::Implementation {
+  Implementation(PlayerSession& session, OutputDeviceList& devices, SourceActions& sources)
+      : nowPlaying(session), tracks(session), output(session, devices), source(sources) {}
+
+  NowPlayingModel nowPlaying;
+  TrackListModel tracks;
+  OutputModel output;
+  SourceModel source;
+  QQmlApplicationEngine engine;  // last: what it draws reads the models to its end
+};
+
+PlayerWindow::PlayerWindow(PlayerSession& session, OutputDeviceList& devices, SourceActions& sources,
+                           const std::string& version)
+    : implementation_(std::make_unique<Implementation>(session, devices, sources)) {
+  QFont font = QGuiApplication::font();
+  font.setFamilies({QStringLiteral("Inter"), QStringLiteral("Cantarell"), QStringLiteral("Noto Sans"),
+                    QStringLiteral("DejaVu Sans")});
+  QGuiApplication::setFont(font);
+  [[maybe_unused]] volatile auto registration = &qml_register_types_Tolvane;
+  auto& made = *implementation_;
+  made.engine.setInitialProperties({
+      {QStringLiteral("nowPlaying"), QVariant::fromValue(&made.nowPlaying)},
+      {QStringLiteral("tracks"), QVariant::fromValue(&made.tracks)},
+      {QStringLiteral("output"), QVariant::fromValue(&made.output)},
+      {QStringLiteral("source"), QVariant::fromValue(&made.source)},
+      {QStringLiteral("version"), toQString(version)},
+  });
+  made.engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
+  made.engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Tolvane/Main.qml")));
+  devices.start();
+}
+
+PlayerWindow::~PlayerWindow() = default;
+
+QQuickWindow* PlayerWindow::window() const {
+  const auto roots = implementation_->engine.rootObjects();
+  return roots.isEmpty() ? nullptr : qobject_cast<QQuickWindow*>(roots.first());
+}
+
+}  // namespace tolvane

@@ -1,0 +1,32 @@
+#pragma once
+// The player's window over a session: makes the adapters and loads the QML. Main thread, under a QGuiApplication.
+// Owns no audio logic.
+
+#include <memory>
+#include <string>
+
+#include "session/PlayerSession.h"
+#include "ui/OutputDeviceList.h"
+#include "ui/SourceActions.h"
+
+class QQuickWindow;
+
+namespace tolvane {
+
+class PlayerWindow {
+ public:
+  /// The three outlive the window. The devices are loaded once the window exists.
+  PlayerWindow(PlayerSession& session, OutputDeviceList& devices, SourceActions& sources, const std::string& version);
+  ~PlayerWindow();
+  PlayerWindow(const PlayerWindow&) = delete;
+  PlayerWindow& operator=(const PlayerWindow&) = delete;
+
+  /// Null when the window could not be made; what was wrong has been logged by Qt.
+  [[nodiscard]] QQuickWindow* window() const;
+
+ private:
+  struct Implementation;
+  std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,20 @@
+#include "ui/qt/SessionAdapter.h"
+
+namespace tolvane {
+
+SessionAdapter::SessionAdapter(PlayerSession& session)
+    : session_(session), subscription_(session.onChange([this] { scheduleChanged(); })) {}
+
+void SessionAdapter::scheduleChanged() {
+  if (isScheduled_) return;
+  isScheduled_ = true;
+  QMetaObject::invokeMethod(
+      this,
+      [this] {
+        isScheduled_ = false;
+        emit changed();
+      },
+      Qt::QueuedConnection);
+}
+
+}  // namespace tolvane

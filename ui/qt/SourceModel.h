@@ -1,0 +1,36 @@
+#pragma once
+// Opening and dropping of files and folders, as QML calls it. Main thread.
+
+#include <QObject>
+#include <QStringList>
+#include <QUrl>
+#include <QtQmlIntegration>
+
+#include "ui/SourceActions.h"
+
+namespace tolvane {
+
+class SourceModel final : public QObject {
+  Q_OBJECT
+  QML_ELEMENT
+  QML_UNCREATABLE("made by the window")
+  /// "Audio files (*.wav …)", as file dialogs take them.
+  Q_PROPERTY(QStringList nameFilters READ nameFilters CONSTANT FINAL)
+  /// Where file dialogs begin: the music folder, or the home folder without one.
+  Q_PROPERTY(QUrl startFolder READ startFolder CONSTANT FINAL)
+
+ public:
+  explicit SourceModel(SourceActions& actions) : actions_(actions) {}
+
+  [[nodiscard]] QStringList nameFilters() const;
+  [[nodiscard]] QUrl startFolder() const;
+
+  Q_INVOKABLE void openFiles(const QList<QUrl>& urls);
+  Q_INVOKABLE void openFolder(const QUrl& url);
+  Q_INVOKABLE void drop(const QList<QUrl>& urls);
+
+ private:
+  SourceActions& actions_;
+};
+
+}  // namespace tolvane
