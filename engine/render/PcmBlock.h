@@ -32,7 +32,7 @@ class PcmBlock {
   }
 
   struct Free {
-    std::size_t size = 0;
+    std::size_t size;
     void operator()(std::byte* bytes) const { ::operator delete(bytes, size, alignmentFor(size)); }
   };
 
