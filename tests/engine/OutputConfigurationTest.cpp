@@ -85,6 +85,20 @@ TEST_F(OutputConfigurationTest, NeverChangesTheRateOfABluetoothDeviceAndAsksForQ
   }
 }
 
+TEST_F(OutputConfigurationTest, RestoresNoRateOnABluetoothDevice) {
+  const auto wired = addDevice(dac);
+  dac.transport = kAudioDeviceTransportTypeBluetooth;
+  const auto bluetooth = addDevice(dac);
+  player->setOutputDevice(wired);
+  player->play(track);
+  player->setOutputDevice(bluetooth);
+  ASSERT_TRUE(isPlaying());
+  hardware.trace().clear();
+  device(bluetooth).setNominalRateFromOutside(48000);
+  player->stop();
+  EXPECT_TRUE(hardware.trace().startingWith("rate:").empty()) << "neither its own rate nor the wired device's";
+}
+
 TEST_F(OutputConfigurationTest, PlaysOnABluetoothUnitThatKnowsNoQuality) {
   dac.transport = kAudioDeviceTransportTypeBluetooth;
   addDevice(dac);

@@ -56,6 +56,42 @@ TEST_F(OutputSupervisionTest, ABurstOfNotificationsMakesOneRecovery) {
   EXPECT_EQ(recoveries(), 1U);
 }
 
+TEST_F(OutputSupervisionTest, ALaterNotificationDoesNotPostponeThePendingRecovery) {
+  player->play(track);
+  advance(1s);
+  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  advance(300ms);
+  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  advance(51ms);
+  EXPECT_EQ(recoveries(), 1U);
+}
+
+TEST_F(OutputSupervisionTest, HealthIsNotCheckedWhileARecoveryIsPending) {
+  player->play(track);
+  advance(1400ms);
+  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  advance(50ms);
+  device(id).raiseRenderError(-1);
+  advance(1s);
+  EXPECT_EQ(recoveries(), 1U);
+  EXPECT_FALSE(log.contains("AUHAL reported render error -1")) << "it went with the unit that was replaced";
+}
+
+TEST_F(OutputSupervisionTest, ASeekWhilePausedSurvivesARecovery) {
+  player->play(track);
+  advance(1s);
+  player->pause();
+  player->seek(9.0);
+  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  advance(400ms);
+  EXPECT_EQ(recoveries(), 1U);
+  player->resume();
+  advance(900ms);
+  EXPECT_EQ(completions(), 0);
+  advance(250ms);
+  EXPECT_EQ(completions(), 1);
+}
+
 TEST_F(OutputSupervisionTest, AChangeWhilePausedIsRepairedAndStaysPaused) {
   player->play(track);
   advance(1s);
@@ -139,6 +175,23 @@ TEST_F(OutputSupervisionTest, TheThirdStalledCheckRecovers) {
   EXPECT_EQ(recoveries(), 0U);
   advance(2ms);
   EXPECT_EQ(recoveries(), 1U);
+  device(id).goOn();
+  advance(20s);
+  EXPECT_EQ(recoveries(), 1U) << "the new unit's clock starts anew, which is no stall";
+  expectHeardWhole();
+}
+
+TEST_F(OutputSupervisionTest, AStallAfterAPauseIsNoticedToo) {
+  player->play(track);
+  advance(1s);
+  player->pause();
+  advance(1min);
+  EXPECT_EQ(recoveries(), 0U);
+  player->resume();
+  advance(100ms);
+  device(id).stall();
+  advance(2s);
+  EXPECT_EQ(recoveries(), 1U);
 }
 
 TEST_F(OutputSupervisionTest, CountsRenderCyclesWhereTheClockCannotBeRead) {
@@ -191,7 +244,37 @@ TEST_F(OutputSupervisionTest, AFourthFaultWithinThirtySecondsEndsPlayback) {
   expectNothingHeld();
 }
 
+TEST_F(OutputSupervisionTest, ANewTrackHasAllAttemptsAgain) {
+  player->play(track);
+  for (int fault = 0; fault < 3; ++fault) {
+    device(id).raiseRenderError(-7);
+    advance(1s);
+  }
+  player->play(track);
+  device(id).raiseRenderError(-7);
+  advance(1s);
+  EXPECT_EQ(recoveries(), 4U);
+  EXPECT_TRUE(isPlaying());
+}
+
 // Recovery that fails.
+
+TEST_F(OutputSupervisionTest, NeitherRateNorHogModeIsHeldBetweenAttempts) {
+  const auto fast = addTrack("/fast.wav", 960000, 96000);
+  player->setExclusiveAccessEnabled(true);
+  player->play(fast);
+  advance(1s);
+  hardware.failNext(UnitStage::initialize, -66);
+  device(id).notifyAbout(kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput);
+  advance(400ms);
+  EXPECT_EQ(hardware.hogCount(), 0U);
+  EXPECT_EQ(device(id).config().nominalRate, 44100);
+  EXPECT_TRUE(isPlaying());
+  advance(500ms);
+  EXPECT_EQ(hardware.hogCount(), 1U);
+  EXPECT_EQ(device(id).config().nominalRate, 96000);
+  EXPECT_EQ(recoveries(), 1U);
+}
 
 TEST_F(OutputSupervisionTest, FailedAttemptsBackOffByHalfASecondEach) {
   const AudioObjectID preferred = id;

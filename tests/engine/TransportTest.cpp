@@ -47,6 +47,7 @@ TEST_F(TransportTest, PausingAndResumingLosesAndRepeatsNoFrame) {
     player->pause();
     EXPECT_TRUE(isPaused());
     EXPECT_FALSE(isPlaying());
+    EXPECT_EQ(runLoop.pendingTimerCount(), 0U) << "nothing is checked while nothing moves";
     advance(3s);
     player->resume();
     EXPECT_TRUE(isPlaying());
@@ -205,6 +206,16 @@ TEST_F(TransportTest, WaitsTwoBuffersWhereTheyAreLongerThanTheLeastMargin) {
   device(id).setBufferFrameSize(4410);  // 0.1 s: the margin is 0.2 s
   player->play(track);
   advance(1399ms);
+  EXPECT_EQ(completions(), 0);
+  advance(2ms);
+  EXPECT_EQ(completions(), 1);
+}
+
+TEST_F(TransportTest, SeekingBackWhileTheEndDrainsWaitsForTheNewEndInFull) {
+  player->play(track);
+  advance(1070ms);  // the end was seen at 1.05 s
+  player->seek(0.5);
+  advance(599ms);
   EXPECT_EQ(completions(), 0);
   advance(2ms);
   EXPECT_EQ(completions(), 1);

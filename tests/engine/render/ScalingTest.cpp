@@ -111,7 +111,7 @@ TEST(Scaling, RoundsEverySixteenBitValueByTheRulesAtManyGains) {
 TEST(Scaling, GivesMillionsOfRandomSamplesOfEveryLayoutWhatTheRulesGive) {
   std::mt19937_64 random(2);
   for (const PcmLayout& layout : allLayouts()) {
-    const Bytes samples = randomSamples(layout, 840 * 3, random);  // 840 samples are whole frames of 1 … 8 channels
+    const Bytes samples = randomSamples(layout, 840, random);  // 840 samples are whole frames of 1 … 8 channels
     for (std::uint32_t channels = 1; channels <= 8; ++channels) {
       for (const OutputLevels levels : kLevels) expectScaledAsByTheRules(layout, channels, samples, levels);
     }
