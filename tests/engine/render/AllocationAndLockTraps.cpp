@@ -121,6 +121,12 @@ int sem_post(sem_t* semaphore) noexcept {
   return function(semaphore);
 }
 
+int sem_wait(sem_t* semaphore) {
+  static const auto function = original<int(sem_t*)>("sem_wait");
+  countLock();
+  return function(semaphore);
+}
+
 }  // extern "C"
 
 namespace tolvane::test {

@@ -17,7 +17,8 @@ class AllocationAndLockTrap {
   /// Since the trap was set: malloc, calloc, realloc, aligned_alloc, posix_memalign, free; operator new and delete end
   /// in these.
   [[nodiscard]] std::int64_t allocations() const noexcept;
-  /// Since the trap was set: mutexes, read-write locks, condition variables and semaphores.
+  /// Since the trap was set: lock, try and unlock of mutexes, locking of read-write locks, signals of condition
+  /// variables, posts and waits of semaphores.
   [[nodiscard]] std::int64_t locks() const noexcept;
 };
 
