@@ -56,11 +56,12 @@ OSStatus statusFromFLACError(int error) {
 
 OSStatus statusFromFLACState(int state) {
   switch (state) {
-    case FLAC__STREAM_DECODER_OGG_ERROR:
-    case FLAC__STREAM_DECODER_SEEK_ERROR:
-      return kAudioFileInvalidFileError;
-    default:
+    case FLAC__STREAM_DECODER_MEMORY_ALLOCATION_ERROR:
+    case FLAC__STREAM_DECODER_UNINITIALIZED:
       return kAudioFileUnspecifiedError;
+    default:
+      // libFLAC also stops in the state in which it met something impossible.
+      return kAudioFileInvalidFileError;
   }
 }
 
