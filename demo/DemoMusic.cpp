@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <complex>
 #include <cstdint>
 #include <fstream>
 #include <numbers>
@@ -21,12 +22,12 @@ struct Piece {
 };
 
 constexpr std::array pieces{
-    Piece{"Prelude", 44100, 24, 220.0},
-    Piece{"Nocturne in Copper", 48000, 32, 196.0},
-    Piece{"Variations on a Quiet Theme", 96000, 27, 246.9},
-    Piece{"The Long Afternoon", 88200, 30, 174.6},
-    Piece{"Ember Study No. 4", 192000, 12, 261.6},
-    Piece{"Vespers", 44100, 40, 164.8},
+    Piece{"Prelude", 44100, 20, 220.0},
+    Piece{"Nocturne in Copper", 48000, 18, 196.0},
+    Piece{"Variations on a Quiet Theme", 96000, 16, 246.9},
+    Piece{"The Long Afternoon", 88200, 15, 174.6},
+    Piece{"Ember Study No. 4", 192000, 8, 261.6},
+    Piece{"Vespers", 44100, 24, 164.8},
 };
 
 void append(std::string& bytes, std::uint32_t value, int count) {
@@ -50,21 +51,34 @@ std::string header(const Piece& piece, std::uint32_t dataBytes) {
   return bytes;
 }
 
-/// A chord that swells and fades four times; −1 … 1.
-double sampleAt(const Piece& piece, double time, double interval) {
-  const double swell = std::sin(std::numbers::pi * std::fmod(time * 4 / piece.seconds, 1.0));
-  const double phase = 2 * std::numbers::pi * piece.pitch * time;
-  return 0.25 * swell * (std::sin(phase) + 0.5 * std::sin(phase * interval));
-}
+/// A sine, by turning a pointer a little further each frame: a call of sin() for each would take seconds.
+class Tone {
+ public:
+  Tone(double hertz, double sampleRate) : step_(std::polar(1.0, 2 * std::numbers::pi * hertz / sampleRate)) {}
 
+  double next() {
+    pointer_ *= step_;
+    return pointer_.imag();
+  }
+
+ private:
+  std::complex<double> pointer_{1, 0};
+  const std::complex<double> step_;
+};
+
+/// A chord that swells and fades four times.
 std::string samples(const Piece& piece) {
   const std::uint32_t frames = piece.sampleRate * piece.seconds;
+  Tone root(piece.pitch, piece.sampleRate);
+  std::array<Tone, 2> upper{Tone(piece.pitch * 1.25, piece.sampleRate), Tone(piece.pitch * 1.5, piece.sampleRate)};
+  Tone swell(2.0 / piece.seconds, piece.sampleRate);
   std::string bytes;
   bytes.reserve(std::size_t{frames} * 6);
   for (std::uint32_t frame = 0; frame < frames; ++frame) {
-    const double time = static_cast<double>(frame) / piece.sampleRate;
-    for (const double interval : {1.25, 1.5}) {
-      const auto value = static_cast<std::int32_t>(std::lround(sampleAt(piece, time, interval) * 8388607));
+    const double loudness = 0.25 * 8388607 * std::abs(swell.next());
+    const double common = root.next();
+    for (Tone& tone : upper) {
+      const auto value = static_cast<std::int32_t>(loudness * (common + 0.5 * tone.next()));
       append(bytes, static_cast<std::uint32_t>(value), 3);
     }
   }

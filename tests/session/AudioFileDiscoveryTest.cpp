@@ -1,0 +1,172 @@
+#include "session/AudioFileDiscovery.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "tests/support/TemporaryFolder.h"
+
+namespace tolvane {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class AudioFileDiscovery : public testing::Test {
+ protected:
+  FileURL file(std::string_view name) { return folder.write(name, "x"); }
+
+  /// Paths below the test's folder.
+  [[nodiscard]] std::vector<std::string> found(const std::vector<FileURL>& urls) const {
+    std::vector<std::string> names;
+    for (const auto& url : collectSupportedAudioFiles(urls)) names.push_back(relative(url));
+    return names;
+  }
+  [[nodiscard]] std::vector<std::string> foundInFolder() const { return found({FileURL(folder.path().string())}); }
+  [[nodiscard]] std::string relative(const FileURL& url) const {
+    return url.path().substr(folder.path().string().size() + 1);
+  }
+
+  test::TemporaryFolder folder;
+};
+
+TEST_F(AudioFileDiscovery, FindsTheSupportedFilesOfAFolderInPlainOrder) {
+  for (const auto name : {"b.wav", "A.mp3", "a.flac", "notes.txt", "c.aif", "d.aiff"}) file(name);
+  EXPECT_THAT(foundInFolder(), ElementsAre("A.mp3", "a.flac", "b.wav", "c.aif", "d.aiff"));
+}
+
+TEST_F(AudioFileDiscovery, TakesExtensionsInUpperCaseAndNoOthers) {
+  for (const auto name : {"one.WAV", "two.Flac", "three.m4a", "four.ogg", "flac", "five.", ".wav", "six.wav.bak"})
+    file(name);
+  EXPECT_THAT(foundInFolder(), ElementsAre("one.WAV", "two.Flac"));
+}
+
+TEST_F(AudioFileDiscovery, SortsDigitsAsTextAndUpperCaseFirst) {
+  for (const auto name : {"Track 2.flac", "Track 10.flac", "a.wav", "Z.wav"}) file(name);
+  EXPECT_THAT(foundInFolder(), ElementsAre("Track 10.flac", "Track 2.flac", "Z.wav", "a.wav"));
+}
+
+TEST_F(AudioFileDiscovery, SortsByFileNameAcrossAllFoldersThenByPath) {
+  for (const auto name : {"y/01.wav", "x/01.wav", "y/02.wav", "x/03.wav", "x/deeper/and/deeper/02.wav"}) file(name);
+  EXPECT_THAT(foundInFolder(),
+              ElementsAre("x/01.wav", "y/01.wav", "x/deeper/and/deeper/02.wav", "y/02.wav", "x/03.wav"));
+}
+
+TEST_F(AudioFileDiscovery, NamesAreComparedAfterCanonicalComposition) {
+  file("e\xCC\x81.wav");  // e and a combining accent: composed, it is é (U+00E9), behind f and z
+  file("f.wav");
+  EXPECT_THAT(foundInFolder(), ElementsAre("f.wav", "e\xCC\x81.wav"));
+}
+
+TEST_F(AudioFileDiscovery, OfTwoSpellingsOfOnePathTheFirstIsKept) {
+  const auto composed = file("\xC3\xA9.wav");
+  const auto decomposed = file("e\xCC\x81.wav");
+  EXPECT_THAT(found({decomposed, composed}), ElementsAre(relative(decomposed)));
+  EXPECT_THAT(found({composed, decomposed}), ElementsAre(relative(composed)));
+}
+
+TEST_F(AudioFileDiscovery, NamesThatAreNotUtf8AreFoundAsTheyAre) {
+  file("\xFF\xFE.wav");
+  EXPECT_THAT(foundInFolder(), ElementsAre("\xFF\xFE.wav"));
+}
+
+TEST_F(AudioFileDiscovery, AFileGivenTwiceAppearsOnce) {
+  const auto url = file("sub/one.wav");
+  EXPECT_THAT(found({url, FileURL(folder.path().string()), url}), ElementsAre("sub/one.wav"));
+  EXPECT_THAT(found({url, folder.url("sub/../sub/./one.wav"), folder.url("sub//one.wav")}), ElementsAre("sub/one.wav"));
+}
+
+TEST_F(AudioFileDiscovery, HiddenFilesAreTakenOnlyWhenGiven) {
+  const auto hidden = file(".hidden.wav");
+  file(".folder/inside.wav");
+  EXPECT_THAT(foundInFolder(), IsEmpty());
+  EXPECT_THAT(found({hidden}), ElementsAre(".hidden.wav"));
+  EXPECT_THAT(found({folder.url(".folder")}), ElementsAre(".folder/inside.wav"));
+}
+
+TEST_F(AudioFileDiscovery, LinksInsideAFolderAreNeverFollowed) {
+  file("real/one.wav");
+  fs::create_directory_symlink("real", folder.path() / "linked");
+  fs::create_symlink("real/one.wav", folder.path() / "linked.wav");
+  fs::create_directory_symlink(".", folder.path() / "real/loop");
+  EXPECT_THAT(foundInFolder(), ElementsAre("real/one.wav"));
+}
+
+TEST_F(AudioFileDiscovery, ALinkGivenIsTakenAsAFileAndNeverAsAFolder) {
+  file("real/one.wav");
+  fs::create_symlink("real/one.wav", folder.path() / "linked.wav");
+  fs::create_directory_symlink("real", folder.path() / "linked");
+  EXPECT_THAT(found({folder.url("linked.wav")}), ElementsAre("linked.wav"));
+  EXPECT_THAT(found({folder.url("linked"), folder.url("linked/")}), IsEmpty());
+}
+
+TEST_F(AudioFileDiscovery, WhatIsNoRegularFileIsLeftOut) {
+  fs::create_directory(folder.path() / "folder.wav");
+  ASSERT_EQ(::mkfifo((folder.path() / "pipe.wav").c_str(), 0600), 0);
+  EXPECT_THAT(foundInFolder(), IsEmpty());
+  EXPECT_THAT(found({folder.url("pipe.wav"), FileURL("/dev/null")}), IsEmpty());
+}
+
+TEST_F(AudioFileDiscovery, AFolderNamedLikeATrackIsSearched) {
+  file("folder.wav/one.wav");
+  EXPECT_THAT(foundInFolder(), ElementsAre("folder.wav/one.wav"));
+}
+
+TEST_F(AudioFileDiscovery, WhatCannotBeReadIsSkippedAndTheSearchGoesOn) {
+  const auto one = file("one.wav");
+  EXPECT_THAT(found({FileURL("/does/not/exist"), FileURL("/does/not/exist.wav"), FileURL(""), one}),
+              ElementsAre("one.wav"));
+}
+
+/// Few files can be open at once while this lives.
+class FewDescriptors {
+ public:
+  explicit FewDescriptors(rlim_t count) {
+    ::getrlimit(RLIMIT_NOFILE, &before_);
+    const rlimit few{count, before_.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &few);
+  }
+  ~FewDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+  FewDescriptors(const FewDescriptors&) = delete;
+  FewDescriptors& operator=(const FewDescriptors&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+TEST_F(AudioFileDiscovery, ATreeMayBeDeeperThanFilesCanBeOpen) {
+  std::string name;
+  for (int i = 0; i < 100; ++i) name += "d/";
+  name += "one.wav";
+  file(name);
+  const FewDescriptors limit(50);
+  EXPECT_THAT(foundInFolder(), ElementsAre(name));
+}
+
+TEST_F(AudioFileDiscovery, NothingGivenIsNothingFound) {
+  EXPECT_THAT(found({}), IsEmpty());
+  EXPECT_THAT(foundInFolder(), IsEmpty());
+}
+
+TEST_F(AudioFileDiscovery, AStoppedSearchEnds) {
+  file("one.wav");
+  std::stop_source stop;
+  stop.request_stop();
+  const std::vector urls{FileURL(folder.path().string())};
+  EXPECT_THAT(collectSupportedAudioFiles(urls, stop.get_token()), IsEmpty());
+}
+
+TEST(ChosenFiles, AreSortedByNameAloneAndOnlyTheSupportedOnes) {
+  const std::vector urls{FileURL("/z/b.wav"), FileURL("/y/a.mp3"), FileURL("/x/notes.txt"),
+                         FileURL("/x/b.wav"), FileURL("/z/b.wav"), FileURL("/x/B.wav")};
+  EXPECT_THAT(sortedSupportedAudioFiles(urls),
+              ElementsAre(FileURL("/x/B.wav"), FileURL("/y/a.mp3"), FileURL("/z/b.wav"), FileURL("/x/b.wav")));
+}
+
+}  // namespace
+}  // namespace tolvane

@@ -1,0 +1,76 @@
+#pragma once
+// A session over simulated hardware and files on the manual clock: the vocabulary of the session's tests.
+
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/simulated/ManualRunLoop.h"
+#include "platform/simulated/MemoryLog.h"
+#include "platform/simulated/SimulatedAudioFileServices.h"
+#include "platform/simulated/SimulatedAudioHardware.h"
+#include "session/PlayerSession.h"
+
+namespace tolvane {
+
+class SessionFixture : public testing::Test {
+ protected:
+  static constexpr double trackSeconds = 10;
+  static constexpr double oneFrame = 1.0 / 44100;
+
+  static FileURL track(int number) { return FileURL("/music/" + std::to_string(number) + ".wav"); }
+
+  FileURL addTrack(int number, double seconds = trackSeconds) {
+    SimulatedPCMFile file;
+    file.format = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
+    file.sourceBitDepth = 16;
+    file.data.resize(static_cast<std::size_t>(seconds * 44100) * 4);
+    files.add(track(number), std::move(file));
+    return track(number);
+  }
+
+  /// Tracks 1 … count, of ten seconds each, loaded and not playing.
+  void load(int count) {
+    std::vector<FileURL> urls;
+    for (int number = 1; number <= count; ++number) urls.push_back(addTrack(number));
+    session.loadPlaylist(urls, false);
+  }
+
+  void advance(double seconds) { runLoop.advance(durationFromSeconds(seconds)); }
+
+  /// Ten seconds of music and the time in which the device plays them out.
+  void playToTheEnd() { advance(trackSeconds + 0.5); }
+
+  /// Stops the engine where it stands: it pauses, and cannot resume.
+  void interruptPlayback() {
+    session.togglePausePlayback();
+    hardware.failNext(UnitStage::start, kAudioHardwareUnspecifiedError);
+    session.togglePausePlayback();
+    ASSERT_FALSE(isPlaying());
+    ASSERT_FALSE(isPaused());
+  }
+
+  [[nodiscard]] bool isPlaying() const { return session.player().isPlaying().value(); }
+  [[nodiscard]] bool isPaused() const { return session.player().isPaused().value(); }
+  [[nodiscard]] double position() const { return session.playbackPosition().value(); }
+  [[nodiscard]] double duration() const { return session.playbackDuration().value(); }
+  [[nodiscard]] std::int64_t index() const { return session.currentIndex().value(); }
+  [[nodiscard]] std::optional<FileURL> playingURL() const { return session.player().currentURL().value(); }
+
+  /// The numbers of the tracks, in the order of the list.
+  [[nodiscard]] std::vector<int> order() const {
+    std::vector<int> numbers;
+    for (const auto& url : session.fileURLs()) numbers.push_back(std::stoi(std::string(url.stem())));
+    return numbers;
+  }
+
+  ManualRunLoop runLoop;
+  MemoryLog log;
+  SimulatedAudioHardware hardware{runLoop};
+  SimulatedAudioFileServices files;
+  AudioObjectID dac = hardware.addDevice({});
+  PlayerSession session{hardware, files, runLoop, log};
+};
+
+}  // namespace tolvane

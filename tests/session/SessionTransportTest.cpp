@@ -1,0 +1,282 @@
+#include "tests/session/SessionFixture.h"
+
+namespace tolvane {
+namespace {
+
+using testing::DoubleNear;
+
+class SessionTransport : public SessionFixture {};
+
+TEST_F(SessionTransport, ANewSessionIsEmptyAndIdle) {
+  EXPECT_TRUE(session.playlistTracks().value().empty());
+  EXPECT_EQ(session.currentTrackURL(), std::nullopt);
+  EXPECT_EQ(index(), 0);
+  EXPECT_EQ(position(), 0);
+  EXPECT_EQ(duration(), 0);
+  EXPECT_EQ(session.playbackProgress(), 0);
+  EXPECT_FALSE(session.canPlayNext());
+  EXPECT_EQ(session.outputVolume().value(), 1.0);
+  EXPECT_EQ(session.outputBalance().value(), 0.0);
+}
+
+TEST_F(SessionTransport, NothingHappensOnAnEmptyList) {
+  session.togglePausePlayback();
+  session.previous();
+  session.stopPlayback();
+  session.playTrack(0, 0);
+  EXPECT_FALSE(isPlaying());
+  EXPECT_EQ(session.player().audioPathStatus().value().kind, AudioPathStatus::Kind::ready);
+}
+
+TEST_F(SessionTransport, IndicesOutOfRangeAreIgnored) {
+  load(2);
+  for (const std::int64_t outside : {-1L, 2L, 99L}) {
+    session.playTrack(outside, 0);
+    EXPECT_FALSE(isPlaying()) << outside;
+    EXPECT_EQ(index(), 0) << outside;
+  }
+}
+
+TEST_F(SessionTransport, PlayingATrackMakesItCurrentAndShowsItsDuration) {
+  load(3);
+  session.playTrack(1, 0);
+  EXPECT_TRUE(isPlaying());
+  EXPECT_EQ(index(), 1);
+  EXPECT_EQ(session.currentTrackURL(), track(2));
+  EXPECT_EQ(duration(), trackSeconds);
+  EXPECT_EQ(position(), 0);
+}
+
+TEST_F(SessionTransport, ThePositionFollowsTheClockTwentyTimesASecond) {
+  load(1);
+  session.playTrack(0, 0);
+  std::vector<double> seen;
+  const auto subscription = session.playbackPosition().subscribe([&](double value) { seen.push_back(value); });
+  advance(1);
+  EXPECT_EQ(seen.size(), 20U);
+  EXPECT_DOUBLE_EQ(position(), 1);
+}
+
+TEST_F(SessionTransport, TheStartFractionIsClamped) {
+  struct Case {
+    double fraction;
+    double seconds;
+  };
+  load(1);
+  for (const auto& [fraction, seconds] :
+       {Case{0.4, 4}, Case{-1, 0}, Case{std::nan(""), 0}, Case{7, 10}, Case{HUGE_VAL, 10}}) {
+    session.stopPlayback();
+    session.playTrack(0, fraction);
+    EXPECT_DOUBLE_EQ(position(), seconds) << fraction;
+  }
+}
+
+TEST_F(SessionTransport, TheTrackThatIsLoadedIsSoughtAndNotPreparedAgain) {
+  load(2);
+  session.playTrack(0, 0);
+  const int opens = files.openCount();
+  session.playTrack(0, 0.5);
+  EXPECT_EQ(files.openCount(), opens);
+  EXPECT_DOUBLE_EQ(position(), 5);
+  advance(1);
+  EXPECT_DOUBLE_EQ(position(), 6);
+}
+
+TEST_F(SessionTransport, SeekingInAPausedTrackResumesIt) {
+  load(1);
+  session.playTrack(0, 0);
+  session.togglePausePlayback();
+  session.playTrack(0, 0.5);
+  EXPECT_TRUE(isPlaying());
+  advance(0.5);
+  EXPECT_DOUBLE_EQ(position(), 5.5);
+}
+
+TEST_F(SessionTransport, APauseFreezesThePositionAndResumingGoesOnFromIt) {
+  load(1);
+  session.playTrack(0, 0);
+  advance(2.51);
+  session.togglePausePlayback();
+  EXPECT_TRUE(isPaused());
+  EXPECT_NEAR(position(), 2.51, oneFrame) << "the position is captured at the pause, not at the timer before it";
+  advance(5);
+  EXPECT_NEAR(position(), 2.51, oneFrame);
+  session.togglePausePlayback();
+  EXPECT_TRUE(isPlaying());
+  advance(1);
+  EXPECT_NEAR(position(), 3.51, 0.051);
+}
+
+TEST_F(SessionTransport, ATrackThatFailsToStartStaysCurrentWithoutADuration) {
+  load(2);
+  files.remove(track(2));
+  session.playTrack(0, 0);
+  advance(3);
+  session.playTrack(1, 0);
+  EXPECT_FALSE(isPlaying());
+  EXPECT_EQ(index(), 1);
+  EXPECT_EQ(position(), 0);
+  EXPECT_EQ(duration(), 0);
+  EXPECT_EQ(session.player().audioPathStatus().value().kind, AudioPathStatus::Kind::error);
+  advance(60);
+  EXPECT_EQ(position(), 0);
+}
+
+TEST_F(SessionTransport, AnInterruptedTrackStartsWhereItStood) {
+  load(1);
+  session.playTrack(0, 0.4);
+  interruptPlayback();
+  EXPECT_NEAR(session.playbackProgress(), 0.4, 1e-6);
+  session.togglePausePlayback();
+  EXPECT_TRUE(isPlaying());
+  EXPECT_NEAR(position(), 4, 1e-6);
+}
+
+TEST_F(SessionTransport, ATrackThatStoodAtItsVeryEndStartsFromItsBeginning) {
+  load(1);
+  session.playTrack(0, 0.9995);
+  interruptPlayback();
+  session.togglePausePlayback();
+  EXPECT_TRUE(isPlaying());
+  EXPECT_EQ(position(), 0);
+}
+
+TEST_F(SessionTransport, PreviousGoesBackOnlyAtTheBeginningOfATrack) {
+  struct Case {
+    int from;
+    double fraction;
+    int expected;
+  };
+  load(3);
+  for (const auto& [from, fraction, expected] :
+       {Case{0, 0.04, 0}, Case{2, 0.06, 2}, Case{2, 0.03, 1}, Case{0, 0.06, 0}, Case{1, 0.05, 0}, Case{1, 0, 0}}) {
+    session.stopPlayback();
+    session.playTrack(from, fraction);
+    session.previous();
+    EXPECT_EQ(index(), expected) << from << " at " << fraction;
+    EXPECT_EQ(position(), 0);
+    EXPECT_TRUE(isPlaying());
+    EXPECT_EQ(playingURL(), track(expected + 1));
+  }
+}
+
+TEST_F(SessionTransport, StoppingKeepsTheTrackAndItsDuration) {
+  load(2);
+  session.playTrack(1, 0.5);
+  session.stopPlayback();
+  EXPECT_FALSE(isPlaying());
+  EXPECT_EQ(index(), 1);
+  EXPECT_EQ(position(), 0);
+  EXPECT_EQ(duration(), trackSeconds);
+  EXPECT_EQ(hardware.unitCount(), 0);
+}
+
+TEST_F(SessionTransport, StoppingAPausedTrackLetsTheDeviceGo) {
+  load(1);
+  session.playTrack(0, 0.5);
+  session.togglePausePlayback();
+  session.stopPlayback();
+  EXPECT_FALSE(isPaused());
+  EXPECT_EQ(position(), 0);
+  EXPECT_EQ(hardware.unitCount(), 0);
+}
+
+TEST_F(SessionTransport, StoppingAnIdleSessionThatStandsAtItsBeginningChangesNothing) {
+  load(1);
+  int changes = 0;
+  const auto subscription = session.onChange([&] { ++changes; });
+  session.stopPlayback();
+  EXPECT_EQ(changes, 0);
+}
+
+TEST_F(SessionTransport, ATrackThatEndsIsFollowedByTheNext) {
+  load(2);
+  session.playTrack(0, 0);
+  playToTheEnd();
+  EXPECT_TRUE(isPlaying());
+  EXPECT_EQ(index(), 1);
+  EXPECT_EQ(playingURL(), track(2));
+  EXPECT_THAT(position(), DoubleNear(0.3, 0.3));
+}
+
+TEST_F(SessionTransport, TheListIsPlayedToItsEndAndNotRoundIt) {
+  load(3);
+  session.playTrack(0, 0);
+  for (int i = 0; i < 3; ++i) playToTheEnd();
+  EXPECT_FALSE(isPlaying());
+  EXPECT_EQ(index(), 2);
+  EXPECT_EQ(position(), trackSeconds);
+  EXPECT_EQ(session.playbackProgress(), 1);
+  EXPECT_EQ(session.player().playbackCompletionCount().value(), 3);
+  advance(60);
+  EXPECT_FALSE(isPlaying());
+
+  session.togglePausePlayback();
+  EXPECT_TRUE(isPlaying());
+  EXPECT_EQ(index(), 2);
+  EXPECT_EQ(position(), 0) << "at its end, a track starts again from its beginning";
+}
+
+TEST_F(SessionTransport, ATrackResumedAfterAPauseStillAdvances) {
+  load(2);
+  session.playTrack(0, 0.5);
+  session.togglePausePlayback();
+  session.togglePausePlayback();
+  advance(5.5);
+  EXPECT_EQ(index(), 1);
+  EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(SessionTransport, ATrackInTheMiddleThatCannotStartEndsTheAdvance) {
+  load(3);
+  files.remove(track(2));
+  session.playTrack(0, 0);
+  playToTheEnd();
+  EXPECT_EQ(index(), 1);
+  EXPECT_FALSE(isPlaying());
+  advance(60);
+  EXPECT_EQ(index(), 1) << "a broken track is shown, not skipped";
+}
+
+TEST_F(SessionTransport, TheSameFileTwiceInARowIsPlayedTwice) {
+  const std::vector<FileURL> urls{addTrack(1), track(1)};
+  session.loadPlaylist(urls, true);
+  playToTheEnd();
+  EXPECT_EQ(index(), 1);
+  EXPECT_TRUE(isPlaying());
+  playToTheEnd();
+  EXPECT_EQ(session.player().playbackCompletionCount().value(), 2);
+}
+
+TEST_F(SessionTransport, EveryChangeOfTheEngineIsAChangeOfTheSession) {
+  load(1);
+  int changes = 0;
+  const auto subscription = session.onChange([&] { ++changes; });
+  session.setExclusiveAccessEnabled(true);
+  EXPECT_EQ(changes, 1) << "only the engine's Exclusive Access status has changed";
+}
+
+TEST(SessionLifetime, NothingOutlivesASession) {
+  ManualRunLoop runLoop;
+  MemoryLog log;
+  SimulatedAudioHardware hardware(runLoop);
+  SimulatedAudioFileServices files;
+  hardware.addDevice({});
+  {
+    PlayerSession session(hardware, files, runLoop, log);
+    SimulatedPCMFile file;
+    file.format = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
+    file.data.resize(44100 * 4);
+    files.add(FileURL("/a.wav"), file);
+    const std::vector urls{FileURL("/a.wav")};
+    session.loadPlaylist(urls, true);
+    ASSERT_TRUE(session.player().isPlaying().value());
+  }
+  EXPECT_EQ(runLoop.pendingTimerCount(), 0U);
+  EXPECT_EQ(hardware.unitCount(), 0);
+  EXPECT_EQ(hardware.listenerCount(), 0U);
+  runLoop.advance(std::chrono::seconds(5));
+}
+
+}  // namespace
+}  // namespace tolvane

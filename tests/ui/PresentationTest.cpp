@@ -1,0 +1,111 @@
+#include "ui/Presentation.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace tolvane {
+namespace {
+
+TEST(FormatTime, ShowsWholeMinutesAndSecondsAndNoHours) {
+  struct Case {
+    double seconds;
+    const char* text;
+  };
+  for (const auto& [seconds, text] :
+       {Case{0, "00:00"}, Case{59.999, "00:59"}, Case{60, "01:00"}, Case{131, "02:11"}, Case{3600, "60:00"},
+        Case{4500, "75:00"}, Case{6000, "100:00"}, Case{86400, "1440:00"}}) {
+    EXPECT_EQ(formatTime(seconds), text) << seconds;
+  }
+}
+
+TEST(FormatTime, ShowsZeroForWhatIsNoTime) {
+  for (const double seconds : {-1.0, -0.001, std::nan(""), HUGE_VAL, -HUGE_VAL})
+    EXPECT_EQ(formatTime(seconds), "00:00");
+}
+
+TEST(TrackLabels, NameTheTrackOrSayThatThereIsNone) {
+  EXPECT_EQ(currentTrackTitle(PlaylistTrack{1, FileURL("/music/Vespers.flac")}), "Vespers");
+  EXPECT_EQ(currentTrackTitle(std::nullopt), "No track selected");
+}
+
+TEST(TrackLabels, CountFromOneInTwoDigitsOrMore) {
+  EXPECT_EQ(trackPositionLabel(0, 3), "01 / 03");
+  EXPECT_EQ(trackPositionLabel(99, 120), "100 / 120");
+  EXPECT_EQ(trackPositionLabel(0, 0), "-- / --");
+}
+
+TEST(TrackLabels, KnowTheSingular) {
+  EXPECT_EQ(trackCountLabel(0), "0 tracks");
+  EXPECT_EQ(trackCountLabel(1), "1 track");
+  EXPECT_EQ(trackCountLabel(12), "12 tracks");
+}
+
+TEST(SampleRateLabel, ShowsAFractionOnlyWhereThereIsOne) {
+  struct Case {
+    double hertz;
+    const char* text;
+  };
+  for (const auto& [hertz, text] : {Case{44100, "44.1 kHz"}, Case{48000, "48 kHz"}, Case{88200, "88.2 kHz"},
+                                    Case{192000, "192 kHz"}, Case{11025, "11.0 kHz"}, Case{0, "No active sample rate"},
+                                    Case{-1, "No active sample rate"}, Case{std::nan(""), "No active sample rate"}}) {
+    EXPECT_EQ(sampleRateLabel(hertz), text) << hertz;
+  }
+}
+
+TEST(ExclusiveAccessControl, HasATitleAndAColourForEveryStatus) {
+  using Kind = ExclusiveAccessStatus::Kind;
+  struct Case {
+    Kind kind;
+    const char* title;
+    ThemeColor color;
+  };
+  const ThemeColor quiet = Theme::gold.withOpacity(0.72);
+  for (const auto& [kind, title, color] :
+       {Case{Kind::off, "Exclusive\nAccess", quiet}, Case{Kind::requested, "Exclusive\nAccess", quiet},
+        Case{Kind::checking, "Exclusive\nChecking", Theme::copper},
+        Case{Kind::active, "Exclusive\nActive", Theme::gold}, Case{Kind::lost, "Exclusive\nLost", Theme::ember},
+        Case{Kind::unavailable, "Exclusive\nLost", Theme::ember}}) {
+    EXPECT_EQ(exclusiveAccessControlTitle(kind), title);
+    EXPECT_EQ(exclusiveAccessControlColor(kind), color);
+  }
+}
+
+TEST(AudioPathBadge, HasAColourForEveryVerdict) {
+  using Kind = AudioPathStatus::Kind;
+  struct Case {
+    Kind kind;
+    ThemeColor color;
+  };
+  for (const auto& [kind, color] :
+       {Case{Kind::ready, Theme::muted.withOpacity(0.72)}, Case{Kind::configuring, Theme::copper.withOpacity(0.82)},
+        Case{Kind::bitPerfect, Theme::gold}, Case{Kind::directPCM, Theme::copper}, Case{Kind::processed, Theme::copper},
+        Case{Kind::converted, Theme::ember}, Case{Kind::error, Theme::ember}}) {
+    EXPECT_EQ(audioPathColor(kind), color);
+  }
+}
+
+/// The contrast of a colour on the panel, as people with weak sight need it (WCAG).
+double contrastOnPanel(const ThemeColor& color) {
+  const auto linear = [](double c) { return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4); };
+  const auto luminance = [&](double r, double g, double b) {
+    return 0.2126 * linear(r) + 0.7152 * linear(g) + 0.0722 * linear(b);
+  };
+  const auto over = [&](double top, double ground) { return top * color.opacity + ground * (1 - color.opacity); };
+  const double above = luminance(over(color.red, Theme::panel.red), over(color.green, Theme::panel.green),
+                                 over(color.blue, Theme::panel.blue));
+  return (above + 0.05) / (luminance(Theme::panel.red, Theme::panel.green, Theme::panel.blue) + 0.05);
+}
+
+TEST(Theme, TextIsReadableOnThePanel) {
+  EXPECT_GT(contrastOnPanel(Theme::ink), 7);
+  EXPECT_GT(contrastOnPanel(Theme::muted), 4.5);
+  for (int kind = 0; kind <= static_cast<int>(AudioPathStatus::Kind::error); ++kind)
+    EXPECT_GT(contrastOnPanel(audioPathColor(static_cast<AudioPathStatus::Kind>(kind))), 4.5) << kind;
+  for (int kind = 0; kind <= static_cast<int>(ExclusiveAccessStatus::Kind::unavailable); ++kind)
+    EXPECT_GT(contrastOnPanel(exclusiveAccessControlColor(static_cast<ExclusiveAccessStatus::Kind>(kind))), 4.5)
+        << kind;
+}
+
+}  // namespace
+}  // namespace tolvane
