@@ -1,4 +1,5 @@
 #include "platform/simulated/SimulatedAudioHardware.h"
+#include "platform/FourCharText.h"
 
 #include <unistd.h>
 

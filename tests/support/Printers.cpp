@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/FourCharText.h"
+
 namespace tolvane {
 
 void PrintTo(const AudioStreamBasicDescription& format, std::ostream* stream) {

@@ -12,6 +12,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "platform/FourCharText.h"
 #include "platform/alsa/AlsaAudioHardware.h"
 #include "platform/simulated/MemoryLog.h"
 #include "tests/platform/contract/AudioHardwareFixture.h"

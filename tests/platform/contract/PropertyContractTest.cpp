@@ -6,6 +6,8 @@
 
 #include "tests/platform/contract/ContractTest.h"
 
+#include "platform/FourCharText.h"
+
 namespace tolvane::test {
 namespace {
 

@@ -1,3 +1,4 @@
+#include "platform/FourCharText.h"
 #include "platform/simulated/SimulatedAudioHardware.h"
 
 #include <gmock/gmock.h>
