@@ -5,18 +5,27 @@
 
 namespace tolvane::test {
 
+namespace {
+
+/// Byte 0 is the least significant one; beyond the value's own eight all are zero.
+std::byte byteOf(std::uint64_t value, int place) {
+  return place < 8 ? static_cast<std::byte>(value >> (8 * place)) : std::byte{0};
+}
+
+}  // namespace
+
 Bytes& Bytes::text(std::string_view characters) {
   for (const char c : characters) bytes_.push_back(static_cast<std::byte>(c));
   return *this;
 }
 
 Bytes& Bytes::little(std::uint64_t value, int byteCount) {
-  for (int i = 0; i < byteCount; ++i) bytes_.push_back(static_cast<std::byte>(value >> (8 * i)));
+  for (int place = 0; place < byteCount; ++place) bytes_.push_back(byteOf(value, place));
   return *this;
 }
 
 Bytes& Bytes::big(std::uint64_t value, int byteCount) {
-  for (int i = byteCount - 1; i >= 0; --i) bytes_.push_back(static_cast<std::byte>(value >> (8 * i)));
+  for (int place = byteCount - 1; place >= 0; --place) bytes_.push_back(byteOf(value, place));
   return *this;
 }
 
