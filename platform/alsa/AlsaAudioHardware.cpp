@@ -202,6 +202,8 @@ std::shared_ptr<AlsaDevice> AlsaAudioHardware::deviceWithId(AudioObjectID id) {
 }
 
 void AlsaAudioHardware::deviceFailed(AudioObjectID id) {
+  // One that has been seen to go has been announced already; one that is still there has to be looked at again.
+  if (!deviceWithId(id)) return;
   listeners_.notify(id, globalAddress(kAudioDevicePropertyDeviceIsAlive));
   watcher_.lookSoon();
 }

@@ -1,0 +1,143 @@
+#include "platform/alsa/AlsaDeviceList.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/AudioHardware.h"
+
+namespace tolvane {
+namespace {
+
+using testing::ElementsAre;
+
+AlsaCardFacts onboard() {
+  return {
+      .index = 0,
+      .id = "PCH",
+      .driver = "HDA-Intel",
+      .name = "HDA Intel PCH",
+      .longName = "HDA Intel PCH at 0xf7f10000 irq 31",
+      .link = "pci-0000:00:1f.3",
+      .bus = "pci",
+      .busPlace = "0000:00:1f.3",
+      .busClass = "0x040300",
+      .pcms = {{0, "ALC892 Analog", "ALC892 Analog"}, {1, "ALC892 Digital", "ALC892 Digital"}, {3, "HDMI 0", "LG TV"}}};
+}
+
+AlsaCardFacts dac(int index, const std::string& id, const std::string& link) {
+  return {.index = index,
+          .id = id,
+          .driver = "USB-Audio",
+          .name = "Test DAC",
+          .longName = "Lab Test DAC at usb-0000:00:14.0-2, high speed",
+          .link = link,
+          .bus = "usb",
+          .busPlace = "1-2:1.0",
+          .busClass = "",
+          .pcms = {{0, "USB Audio", "USB Audio"}}};
+}
+
+AlsaCardFacts loopback() {
+  return {.index = 5,
+          .id = "Loopback",
+          .driver = "Loopback",
+          .name = "Loopback",
+          .longName = "Loopback 1",
+          .link = "",
+          .bus = "platform",
+          .busPlace = "snd_aloop.0",
+          .busClass = "",
+          .pcms = {{0, "Loopback PCM", "Loopback PCM"}, {1, "Loopback PCM", "Loopback PCM"}}};
+}
+
+std::vector<std::string> namesOf(const std::vector<AlsaDeviceInfo>& devices) {
+  std::vector<std::string> names;
+  for (const auto& device : devices) names.push_back(device.name);
+  return names;
+}
+
+std::vector<std::string> uidsOf(const std::vector<AlsaDeviceInfo>& devices) {
+  std::vector<std::string> uids;
+  for (const auto& device : devices) uids.push_back(device.uid);
+  return uids;
+}
+
+TEST(AlsaDeviceList, namesACardAndItsPartWhereItHasSeveral) {
+  EXPECT_THAT(
+      namesOf(listDevices({onboard(), dac(1, "DAC", "usb-dac-00")}, {})),
+      ElementsAre("HDA Intel PCH, ALC892 Analog", "HDA Intel PCH, ALC892 Digital", "HDA Intel PCH, LG TV", "Test DAC"));
+}
+
+TEST(AlsaDeviceList, fallsBackToTheLongNameWithoutItsPlaceAndThenToTheId) {
+  AlsaCardFacts card = dac(1, "DAC", "usb-dac-00");
+  card.name.clear();
+  EXPECT_THAT(namesOf(listDevices({card}, {})), ElementsAre("Lab Test DAC"));
+  card.longName.clear();
+  EXPECT_THAT(namesOf(listDevices({card}, {})), ElementsAre("DAC"));
+}
+
+TEST(AlsaDeviceList, stripsOnlyThePlaceFromALongName) {
+  EXPECT_EQ(withoutPlace("HDA Intel PCH at 0xf7f10000 irq 31"), "HDA Intel PCH");
+  EXPECT_EQ(withoutPlace("QEMU QEMU USB Audio at usb-0000:00:05.0-1, full speed"), "QEMU QEMU USB Audio");
+  EXPECT_EQ(withoutPlace("RME AIO S/N 0x1234 at 0xdf000000, irq 16"), "RME AIO S/N 0x1234");
+  EXPECT_EQ(withoutPlace("Loopback 1"), "Loopback 1");
+  EXPECT_EQ(withoutPlace(""), "");
+}
+
+TEST(AlsaDeviceList, makesEqualNamesDistinctAndKeepsThoseInUse) {
+  const auto two = listDevices({dac(1, "DAC", "usb-a"), dac(2, "DAC_1", "usb-b")}, {});
+  EXPECT_THAT(namesOf(two), ElementsAre("Test DAC", "Test DAC (2)"));
+  const auto second = listDevices({dac(2, "DAC_1", "usb-b")}, {{"usb-b:0", "Test DAC (2)"}});
+  EXPECT_THAT(namesOf(second), ElementsAre("Test DAC (2)"));
+  const auto third = listDevices({dac(1, "DAC", "usb-c"), dac(2, "DAC_1", "usb-b")}, {{"usb-b:0", "Test DAC"}});
+  EXPECT_THAT(namesOf(third), ElementsAre("Test DAC (2)", "Test DAC"));
+  EXPECT_THAT(namesOf(listDevices({loopback()}, {})),
+              ElementsAre("Loopback, Loopback PCM", "Loopback, Loopback PCM (2)"));
+}
+
+TEST(AlsaDeviceList, identifiesADeviceByItsLinkElseByItsCardsId) {
+  EXPECT_THAT(
+      uidsOf(listDevices({onboard(), loopback()}, {})),
+      ElementsAre("pci-0000:00:1f.3:0", "pci-0000:00:1f.3:1", "pci-0000:00:1f.3:3", "Loopback:0", "Loopback:1"));
+}
+
+TEST(AlsaDeviceList, tellsTwoUnitsOfOneModelApartThatShareALink) {
+  EXPECT_THAT(uidsOf(listDevices({dac(1, "DAC", "usb-a"), dac(2, "DAC_1", "usb-a")}, {})),
+              ElementsAre("usb-a:0", "DAC_1:0"));
+}
+
+TEST(AlsaDeviceList, knowsHowADeviceIsConnected) {
+  const auto transportOf = [](const AlsaCardFacts& card, std::size_t pcm = 0) {
+    return listDevices({card}, {})[pcm].transport;
+  };
+  EXPECT_EQ(transportOf(onboard()), kAudioDeviceTransportTypeBuiltIn);
+  EXPECT_EQ(transportOf(onboard(), 2), kAudioDeviceTransportTypeHDMI);
+  EXPECT_EQ(transportOf(dac(1, "DAC", "")), kAudioDeviceTransportTypeUSB);
+  EXPECT_EQ(transportOf(loopback()), kAudioDeviceTransportTypeVirtual);
+  AlsaCardFacts card = onboard();
+  card.busClass = "0x040100";
+  card.busPlace = "0000:05:01.0";
+  EXPECT_EQ(transportOf(card), kAudioDeviceTransportTypePCI);
+  card.bus = "firewire";
+  EXPECT_EQ(transportOf(card), kAudioDeviceTransportTypeFireWire);
+  card.bus = "";
+  EXPECT_EQ(transportOf(card), kAudioDeviceTransportTypeUnknown);
+}
+
+TEST(AlsaDeviceList, prefersHardwareThenDisplaysThenVirtualCards) {
+  const auto choice = [](const std::vector<AlsaCardFacts>& cards) {
+    const auto devices = listDevices(cards, {});
+    const AlsaDeviceInfo* device = defaultDevice(devices);
+    return device == nullptr ? std::string("none") : device->uid;
+  };
+  AlsaCardFacts display = onboard();
+  display.pcms = {{3, "HDMI 0", "HDMI 0"}};
+  display.link = "pci-hdmi";
+  EXPECT_EQ(choice({loopback(), display, dac(6, "DAC", "usb-dac")}), "usb-dac:0");
+  EXPECT_EQ(choice({loopback(), display}), "pci-hdmi:3");
+  EXPECT_EQ(choice({loopback()}), "Loopback:0");
+  EXPECT_EQ(choice({}), "none");
+}
+
+}  // namespace
+}  // namespace tolvane
