@@ -18,7 +18,7 @@ Window {
     width: 600
     height: 700
     minimumWidth: 460
-    minimumHeight: 540
+    minimumHeight: 600
     visible: true
     title: qsTr("Tolvane Music Player")
     color: Theme.night

@@ -8,6 +8,8 @@ T.Slider {
 
     required property real progress
     signal chosen(real fraction)
+    /// Where the pointer has moved to; −1 when it has not.
+    property real wanted: -1
 
     implicitHeight: 24
     focusPolicy: Qt.TabFocus
@@ -20,7 +22,11 @@ T.Slider {
         when: !slider.pressed
         restoreMode: Binding.RestoreNone
     }
-    onPressedChanged: if (!pressed) chosen(value)
+    onMoved: wanted = value
+    onPressedChanged: {
+        if (!pressed && wanted >= 0) chosen(wanted);
+        wanted = -1;
+    }
     Keys.onLeftPressed: chosen(Math.max(0, progress - 0.02))
     Keys.onRightPressed: chosen(Math.min(1, progress + 0.02))
 

@@ -45,7 +45,7 @@ Panel {
             Layout.fillWidth: true
             Layout.fillHeight: true
             Layout.leftMargin: 8
-            Layout.rightMargin: 8
+            Layout.rightMargin: 2  // the scroll bar's gutter makes it 8 for the rows
             visible: panel.tracks.count > 0
             nowPlaying: panel.nowPlaying
             tracks: panel.tracks

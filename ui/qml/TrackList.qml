@@ -24,7 +24,7 @@ ListView {
     Keys.onEnterPressed: nowPlaying.playTrack(currentIndex)
 
     delegate: TrackRow {
-        width: list.width
+        width: list.width - bar.width
         current: index === list.playingRow
         onClicked: list.nowPlaying.playTrack(index)
     }
@@ -32,6 +32,8 @@ ListView {
     T.ScrollBar.vertical: T.ScrollBar {
         id: bar
         padding: 1
+        implicitWidth: contentItem.implicitWidth + 2 * padding
+        hoverEnabled: true
         policy: list.contentHeight > list.height ? T.ScrollBar.AlwaysOn : T.ScrollBar.AlwaysOff
         contentItem: Rectangle {
             implicitWidth: 4
