@@ -31,7 +31,8 @@ class EncodedTrack {
   [[nodiscard]] virtual const AudioStreamBasicDescription& format() const = 0;
   /// A stream that does not announce its length may be too damaged to find it.
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> frameCount() const = 0;
-  /// False when decoderAt() must decode all that lies before.
+  /// False when decoderAt() must decode all that lies before, or when a decoder that began there might sound different
+  /// from one that came from the start.
   [[nodiscard]] virtual bool isSeekable() const = 0;
   /// Frames before a place that a decoder which begins there must reproduce to show that it goes on as the one before
   /// it would have; 0 when blocks do not depend on each other.

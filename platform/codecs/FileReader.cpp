@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <limits>
 
@@ -58,13 +57,6 @@ std::expected<std::size_t, OSStatus> FileReader::readAt(std::uint64_t offset, st
     done += static_cast<std::size_t>(count);
   }
   return done;
-}
-
-void FileReader::willNeed(std::uint64_t offset, std::uint64_t byteCount) const {
-  constexpr auto kLargestOffset = static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
-  if (offset > kLargestOffset) return;
-  const std::uint64_t length = std::min(byteCount, kLargestOffset - offset);
-  ::posix_fadvise(descriptor_, static_cast<off_t>(offset), static_cast<off_t>(length), POSIX_FADV_WILLNEED);
 }
 
 }  // namespace tolvane

@@ -21,9 +21,6 @@ class FileReader final : public ByteSource {
   [[nodiscard]] std::expected<std::size_t, OSStatus> readAt(std::uint64_t offset,
                                                             std::span<std::byte> destination) const override;
 
-  /// A hint to the system that this range is wanted soon.
-  void willNeed(std::uint64_t offset, std::uint64_t byteCount) const;
-
  private:
   FileReader(int descriptor, std::uint64_t size) : descriptor_(descriptor), size_(size) {}
 

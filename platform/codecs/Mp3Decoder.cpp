@@ -15,7 +15,7 @@ namespace {
 /// Turns a packet of layer III into one that plays silence but keeps the bytes it lends to others, and those that
 /// were lent before it. `reservoir` and the result: bytes of main data before and behind it.
 std::size_t silencePacket(std::span<std::byte> packet, const MpegFrameHeader& header, std::size_t reservoir) {
-  const std::size_t start = 4 + (header.hasChecksum ? 2 : 0);
+  const std::size_t start = 4 + header.checksumBytes();
   const std::size_t end = start + header.sideInformationBytes();
   if (packet.size() < end) return reservoir;
   const auto information = packet.first(end).subspan(start);
@@ -34,8 +34,7 @@ std::size_t silencePacket(std::span<std::byte> packet, const MpegFrameHeader& he
 }  // namespace
 
 Mp3Decoder::Mp3Decoder(const ByteSource& source, const MpegStream& stream, std::uint64_t frame)
-    : source_(source),
-      stream_(stream),
+    : stream_(stream),
       bytesPerFrame_(std::uint64_t{stream.header.channels} * sizeof(float)),
       window_(source),
       nextFrame_(stream.firstFrame + frame) {}

@@ -42,7 +42,6 @@ class Mp3Decoder final : public TrackDecoder {
   [[nodiscard]] std::expected<std::size_t, OSStatus> readPackets(std::uint64_t streamOffset,
                                                                  std::span<std::byte> destination);
 
-  const ByteSource& source_;
   const MpegStream& stream_;
   const std::uint64_t bytesPerFrame_;
   ReadWindow window_;

@@ -18,7 +18,7 @@ class Mp3Track final : public EncodedTrack {
 
   [[nodiscard]] const AudioStreamBasicDescription& format() const override { return format_; }
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return stream_.frameCount(); }
-  [[nodiscard]] bool isSeekable() const override { return true; }
+  [[nodiscard]] bool isSeekable() const override { return stream_.isContinuous; }
   [[nodiscard]] std::uint64_t proofFrames() const override { return 2 * stream_.header.framesPerPacket(); }
   [[nodiscard]] std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const override;
 

@@ -63,6 +63,12 @@ std::uint32_t MpegFrameHeader::sideInformationBytes() const {
   return channels == 1 ? 9 : 17;
 }
 
+std::uint32_t MpegFrameHeader::mainDataBytes(std::uint32_t packetBytes) const {
+  constexpr std::uint32_t kHeaderBytes = 4;
+  const std::uint32_t overhead = kHeaderBytes + checksumBytes() + sideInformationBytes();
+  return packetBytes > overhead ? packetBytes - overhead : 0;
+}
+
 bool MpegFrameHeader::continues(const MpegFrameHeader& other) const {
   return version == other.version && layer == other.layer && channels == other.channels &&
          sampleRate == other.sampleRate && (bitRate == 0) == (other.bitRate == 0);

@@ -28,8 +28,11 @@ struct MpegFrameHeader {
   [[nodiscard]] std::uint32_t paddingBytes() const { return hasPadding ? (layer == 1 ? 4 : 1) : 0; }
   /// Bytes of the whole packet, this header included; 0 in free format.
   [[nodiscard]] std::uint32_t packetBytes() const;
+  [[nodiscard]] std::uint32_t checksumBytes() const { return hasChecksum ? 2 : 0; }
   /// Bytes between this header and the main data of layer III: the side information.
   [[nodiscard]] std::uint32_t sideInformationBytes() const;
+  /// Bytes of main data in a packet of that size.
+  [[nodiscard]] std::uint32_t mainDataBytes(std::uint32_t packetBytes) const;
   /// Bytes that a packet of layer III may borrow from those before it.
   [[nodiscard]] std::uint32_t largestReservoir() const { return version == Version::mpeg1 ? 511 : 255; }
   /// True when both can belong to one stream of one rate and one number of channels.

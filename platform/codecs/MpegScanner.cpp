@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/codecs/ByteOrder.h"
+
 namespace tolvane {
 
 namespace {
@@ -70,6 +72,15 @@ MpegScanner::Result MpegScanner::runAt(std::uint64_t offset) {
   const auto isRunHere = isRun(packet, 0);
   if (!isRunHere) return std::unexpected(isRunHere.error());
   return *isRunHere ? std::optional(packet) : std::nullopt;
+}
+
+std::expected<std::uint32_t, OSStatus> MpegScanner::borrowedBytes(const MpegPacket& packet) {
+  constexpr std::size_t kEnough = 8;
+  const auto bytes = window_.at(packet.offset, kEnough);
+  if (!bytes) return std::unexpected(bytes.error());
+  if (packet.header.layer != 3 || bytes->size() < kEnough) return 0;
+  const auto field = loadBig<std::uint16_t>(*bytes, kHeaderSize + packet.header.checksumBytes());
+  return packet.header.version == MpegFrameHeader::Version::mpeg1 ? field >> 7U : field >> 8U;
 }
 
 MpegScanner::Result MpegScanner::findRun(std::uint64_t offset, std::uint64_t limit) {

@@ -28,6 +28,9 @@ class MpegScanner {
   /// The first packet at or behind `offset`, but before `limit`, that starts a run of packets.
   [[nodiscard]] Result findRun(std::uint64_t offset, std::uint64_t limit);
 
+  /// Bytes of main data that a packet of layer III takes from those before it, as its side information says.
+  [[nodiscard]] std::expected<std::uint32_t, OSStatus> borrowedBytes(const MpegPacket& packet);
+
   /// The packet at this place if it starts a run.
   [[nodiscard]] Result runAt(std::uint64_t offset);
 

@@ -76,16 +76,19 @@ std::expected<std::optional<InformationPacket>, OSStatus> informationIn(const By
 
 class StreamBuilder {
  public:
-  void add(const MpegPacket& packet) {
+  void add(const MpegPacket& packet, std::uint32_t borrowedBytes) {
+    const std::uint32_t mainData = packet.header.mainDataBytes(packet.byteCount);
     if (stream_.packetCount == 0) {
       stream_.header = packet.header;
-      stream_.smallestPacketBytes = packet.byteCount;
+      stream_.smallestMainDataBytes = mainData;
       if (packet.header.bitRate == 0) stream_.freePacketBytes = packet.byteCount - packet.header.paddingBytes();
     } else if (!stream_.changePacket && !packet.header.continues(stream_.header)) {
       stream_.changePacket = stream_.packetCount;
     }
     if (stream_.packetCount % MpegStream::kLandmarkDistance == 0) stream_.landmarks.push_back(stream_.byteCount);
-    stream_.smallestPacketBytes = std::min(stream_.smallestPacketBytes, packet.byteCount);
+    stream_.smallestMainDataBytes = std::min(stream_.smallestMainDataBytes, mainData);
+    stream_.isContinuous = stream_.isContinuous && borrowedBytes <= reservoir_;
+    reservoir_ = borrowedBytes + mainData;
     auto& extents = stream_.extents;
     if (extents.empty() || extents.back().fileOffset + extents.back().byteCount != packet.offset) {
       extents.push_back({packet.offset, stream_.byteCount, 0});
@@ -116,6 +119,7 @@ class StreamBuilder {
 
  private:
   MpegStream stream_;
+  std::uint32_t reservoir_ = 0;  ///< bytes of main data that the next packet can reach
 };
 
 /// The packet that comes next in the stream, behind tags, junk or a change of format where need be.
@@ -135,9 +139,7 @@ MpegScanner::Result following(MpegScanner& scanner, const ByteSource& source, co
 
 std::uint64_t MpegStream::reservoirPackets() const {
   if (header.layer != 3) return 0;
-  constexpr std::uint32_t kHeaderAndChecksum = 6;
-  const std::uint32_t overhead = kHeaderAndChecksum + header.sideInformationBytes();
-  const std::uint32_t mainData = smallestPacketBytes > overhead ? smallestPacketBytes - overhead : 1;
+  const std::uint32_t mainData = std::max(smallestMainDataBytes, 1U);
   return (header.largestReservoir() + mainData - 1) / mainData;
 }
 
@@ -166,13 +168,16 @@ std::expected<MpegStream, OSStatus> readMpegStream(const ByteSource& source, std
 
   StreamBuilder builder;
   MpegPacket previous = **packet;
-  if (!*information) builder.add(previous);
-  while (builder.frames() < kMostFrames) {
+  for (bool isSound = !*information; builder.frames() < kMostFrames; isSound = true) {
+    if (isSound) {
+      const auto borrowed = scanner.borrowedBytes(previous);
+      if (!borrowed) return std::unexpected(borrowed.error());
+      builder.add(previous, *borrowed);
+    }
     packet = following(scanner, source, previous);
     if (!packet) return std::unexpected(packet.error());
     if (!*packet) break;
     previous = **packet;
-    builder.add(previous);
   }
   auto stream = std::move(builder).finish(information->value_or(InformationPacket{}));
   // Only the encoder's own packet is here: a stream of that kind that holds nothing.

@@ -31,7 +31,10 @@ struct MpegStream {
   std::uint64_t packetCount = 0;
   std::vector<std::uint64_t> landmarks;       ///< stream offset of packets 0, 16, 32, …
   std::optional<std::uint64_t> changePacket;  ///< the first one of another rate, layer or number of channels
-  std::uint32_t smallestPacketBytes = 0;
+  std::uint32_t smallestMainDataBytes = 0;    ///< of a packet
+  /// Every packet finds the bytes that it borrows. Where one does not, what a decoder makes of it, and of all that
+  /// follows, depends on where it began.
+  bool isContinuous = true;
   std::uint32_t freePacketBytes = 0;  ///< in free format, of a packet without padding
   std::uint64_t firstFrame = 0;       ///< of the music, counted from packet 0: the encoder's delay lies before it
   std::uint64_t endFrame = 0;         ///< behind the music: the encoder's padding follows

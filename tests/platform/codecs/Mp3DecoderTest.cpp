@@ -143,6 +143,17 @@ TEST_F(Mp3File, CutAnywherePlaysUpToTheCut) {
   }
 }
 
+TEST_F(Mp3File, WhoseStartIsMissingSoundsTheSameFromEveryDecoder) {
+  SeededRandom random(11);
+  for (int round = 0; round < 10; ++round) {
+    const auto begin = plain_.begin() + static_cast<std::ptrdiff_t>(random.below(plain_.size() / 2));
+    bench_.write("late.mp3", std::vector<std::byte>(begin, plain_.end()));
+    const auto result = decode(bench_.bytesOf("late.mp3"));
+    EXPECT_EQ(result.status, noErr);
+    EXPECT_GT(result.frames, 2U * 44100);
+  }
+}
+
 TEST_F(Mp3File, CutBehindTheEncodersPacketStillLosesItsDelay) {
   auto cut = mp3_;
   cut.resize(cut.size() / 2);
