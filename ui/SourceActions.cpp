@@ -13,14 +13,14 @@ namespace tolvane {
 struct SourceActions::Mailbox {
   std::mutex mutex;
   RunLoop* runLoop;      // guarded by mutex; null once the owner is gone
-  SourceActions* owner;  // main thread; null once it is gone
+  SourceActions* owner;  // main thread
 
   void deliver(std::vector<FileURL> found, const std::stop_token& discovery, const std::shared_ptr<Mailbox>& self) {
     const std::lock_guard lock(mutex);
     if (!runLoop) return;
     runLoop->post([self, discovery, found = std::move(found)] {
-      // A stop was asked for when a newer search or choice took over.
-      if (self->owner && !discovery.stop_requested() && !found.empty()) self->owner->loadPlaylist(found);
+      // A stop was asked for when a newer search or choice took over, and when the owner went.
+      if (!discovery.stop_requested() && !found.empty()) self->owner->loadPlaylist(found);
     });
   }
 };
@@ -35,7 +35,6 @@ SourceActions::~SourceActions() {
   activeAudioDiscovery_.request_stop();
   const std::lock_guard lock(mailbox_->mutex);
   mailbox_->runLoop = nullptr;
-  mailbox_->owner = nullptr;
 }
 
 void SourceActions::openFiles(std::span<const FileURL> urls) { loadPlaylist(sortedSupportedAudioFiles(urls)); }

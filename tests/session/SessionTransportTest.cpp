@@ -47,6 +47,17 @@ TEST_F(SessionTransport, PlayingATrackMakesItCurrentAndShowsItsDuration) {
   EXPECT_EQ(position(), 0);
 }
 
+TEST_F(SessionTransport, AnotherTrackShowsNothingOfTheLastOneWhileItIsPrepared) {
+  load(2);
+  session.playTrack(0, 0.5);
+  std::vector<std::pair<double, double>> shown;
+  const auto subscription =
+      session.player().currentURL().subscribe([&](const auto&) { shown.emplace_back(position(), duration()); });
+  session.playTrack(1, 0);
+  EXPECT_THAT(shown, testing::Each(std::pair(0.0, 0.0)));
+  EXPECT_FALSE(shown.empty());
+}
+
 TEST_F(SessionTransport, ThePositionFollowsTheClockTwentyTimesASecond) {
   load(1);
   session.playTrack(0, 0);
