@@ -59,6 +59,23 @@ def one_after_another(tracks, captured, frame_bytes):
     return None if captured and _silent(captured) else "the last track is not followed by silence alone"
 
 
+def held(expected, recording, frame_bytes, may_pause=False):
+    """None when a recording of several tracks has this one whole and unbroken, or with one silence inside it."""
+    at = _aligned(recording, expected[:4 * frame_bytes], frame_bytes)
+    if at < 0:
+        return "the recording does not hold the track's first frames"
+    recording = recording[at:]
+    if recording.startswith(expected):
+        return None
+    if not may_pause:
+        return _difference(expected, recording, frame_bytes)
+    before = _common(expected, recording, frame_bytes)
+    gap = _start(recording[before:], frame_bytes) or 0
+    if recording.startswith(expected[before:], before + gap):
+        return None
+    return _difference(expected[before:] if gap else expected, recording[before + gap:] if gap else recording, frame_bytes)
+
+
 def _prefixed(prefix, text):
     return text and prefix + text
 

@@ -62,13 +62,22 @@ SOUGHT = (("a seek before anything was heard", TRACK[SEEK * FRAME:], None),
           ("a seek one frame short", TRACK[(SEEK - 1) * FRAME:], "1 frame too many"),
           ("no seek", TRACK, "5000 frames of the beginning were played"))
 
+HELD = (("the track between others", QUIET + TRACK[60:600] + TRACK + TRACK[:600], None),
+        ("the track with a pause", split(2500) + TRACK[:600], None),
+        ("a lost frame", cut(1234, 1235), "1 frame lost at frame 1234"),
+        ("a frame lost at the pause", TRACK[:2500 * FRAME] + QUIET + TRACK[2501 * FRAME:], "1 frame of the beginning"),
+        ("two pauses", split(2500)[:-FRAME] + QUIET + TRACK[-FRAME:], "of silence"),
+        ("a cut end", cut(4999, 5000), "1 frame of the end are missing"),
+        ("another track", TRACK[FRAME:], "does not hold"))
+
 
 def faults():
     """What the comparison got wrong; nothing when it can be trusted."""
     found = []
     for rows, judge in ((WHOLE, lambda data: compare.identical(TRACK, data, FRAME)),
                         (PAUSED, lambda data: compare.identical_but_for_a_gap(TRACK, data, FRAME, 600)),
-                        (SOUGHT, lambda data: compare.identical_after_a_seek(TRACK, SEEK * FRAME, data, FRAME, 100))):
+                        (SOUGHT, lambda data: compare.identical_after_a_seek(TRACK, SEEK * FRAME, data, FRAME, 100)),
+                        (HELD, lambda data: compare.held(TRACK, data, FRAME, may_pause=True))):
         for name, played, wanted in rows:
             verdict = judge(QUIET + played + QUIET)
             if (verdict is None) != (wanted is None) or (wanted and wanted not in verdict):

@@ -4,6 +4,7 @@ import compare
 import plan
 import tracks
 
+WAV_HEADER = 44  # bytes before the samples in what QEMU records
 
 class Judge:
     def __init__(self, work):
@@ -15,6 +16,7 @@ class Judge:
         self.cells = {}
         self.is_finished = False
         self.why_stopped = None
+        self.lines = []
 
     def take(self, record):
         if "tests" in record:
@@ -27,13 +29,13 @@ class Judge:
             self._judge(record)
 
     def take_received(self):
-        """The cards' own recordings are complete once the machine is off."""
+        """The cards' recordings are complete once the machine is off."""
         for name, record in self.held.items():
-            file, track = plan.RECEIVED[name]
-            sound = tracks.expected(track, "S16_LE")
-            times = _times(sound, (self.work / file).read_bytes(), 4)
-            if not times:
-                record["faults"].append(f"{file} does not hold the track in one piece")
+            file, track, pauses = plan.RECEIVED[name]
+            recording = (self.work / file).read_bytes()[WAV_HEADER:]
+            difference = compare.held(tracks.expected(track, "S16_LE"), recording, 4, pauses)
+            if difference:
+                record["faults"].append(f"{file}: {difference}")
             self._print(record)
 
     def stopped(self, why):
@@ -56,24 +58,31 @@ class Judge:
         name, faults = record["test"], record["faults"]
         self.verdicts[name] = faults
         if not faults:
-            print(f"ok   {name}" + (f": {record['remark']}" if record["remark"] else ""), flush=True)
+            self._say(f"ok   {name}" + (f": {record['remark']}" if record["remark"] else ""))
             return
-        print(f"FAIL {name}: {'; '.join(faults)}")
+        self._say(f"FAIL {name}: {'; '.join(faults)}")
         for line in record["story"]:
-            print(f"       {line}")
-        print(end="", flush=True)
+            self._say(f"       {line}")
+
+    def _say(self, line):
+        """On the terminal at once, and in the report that stays."""
+        print(line, flush=True)
+        self.lines.append(line)
 
     def summary(self):
         """Prints the table and the count; the run's exit status."""
-        missing = [name for name in self.expected or self.cases if name not in self.verdicts]
+        missing = [name for name in self.expected if name not in self.verdicts]
         for name in missing:
-            print(f"FAIL {name}: no result")
+            self._say(f"FAIL {name}: no result")
         if self.why_stopped:
-            print(f"FAIL the run: {self.why_stopped}")
-        print_table(self.cells)
+            self._say(f"FAIL the run: {self.why_stopped}")
+        for line in table(self.cells) if self.expected else ():
+            self._say(line)
         failed = len(missing) + sum(bool(faults) for faults in self.verdicts.values())
         passed = len(self.verdicts) + len(missing) - failed
-        print(f"system test: {passed} passed, {failed} failed" + (", and the run was stopped" if self.why_stopped else ""))
+        self._say(f"system test: {passed} passed, {failed} failed" + (", and the run was stopped" if self.why_stopped else ""))
+        self.work.mkdir(parents=True, exist_ok=True)
+        (self.work / "report.txt").write_text("\n".join(self.lines) + "\n")
         return 0 if not failed and not self.why_stopped and self.is_finished and self.expected else 1
 
 
@@ -95,21 +104,10 @@ def _short(difference):
     return difference and difference.partition(":")[0]
 
 
-def _times(sound, recording, frame_bytes):
-    """How often the recording, after its header, holds the sound on a frame's edge."""
-    count, at = 0, recording.find(sound)
-    while at >= 0:
-        count += (at - 44) % frame_bytes == 0
-        at = recording.find(sound, at + 1)
-    return count
-
-
-def print_table(cells):
+def table(cells):
     """Formats down, rates across; in each cell "identical" or the first difference in words."""
-    heads = [f"{rate / 1000:g} kHz" for rate in plan.RATES]
+    heads = ["", *(f"{rate / 1000:g} kHz" for rate in plan.RATES)]
     rows = [[" ".join(kind), *(cells.get((kind, rate), "no result") for rate in plan.RATES)] for kind in plan.FORMATS]
-    widths = [max(len(row[column]) for row in [["", *heads], *rows]) for column in range(len(heads) + 1)]
-    print("\nLoopback card, played against captured:")
-    for row in [["", *heads], *rows]:
-        print("  " + "  ".join(text.ljust(width) for text, width in zip(row, widths)).rstrip())
-    print()
+    widths = [max(map(len, column)) for column in zip(heads, *rows)]
+    lines = ["  " + "  ".join(text.ljust(width) for text, width in zip(row, widths)).rstrip() for row in [heads, *rows]]
+    return ["", "Loopback card, played against captured:", *lines, ""]

@@ -120,14 +120,20 @@ def loopback_cases():
 USB_TRACK = Track("WAV", "16", 48000, frames(48000, 1.2, 53))
 HDA_TRACK = Track("WAV", "16", 48000, frames(48000, 1.2, 59))
 DUMMY_TRACK = Track("AIFF", "16", 44100, frames(44100, 1.2, 61))
+PAUSED_TRACK = Track("WAV", "16", 48000, frames(48000, 2, 71))
 LONG_TRACK = Track("WAV", "16", 48000, frames(48000, 20, 67))
 
 
 def all_tracks():
     cases = [track for case in loopback_cases() for track in case.tracks]
-    return sorted({*cases, USB_TRACK, HDA_TRACK, DUMMY_TRACK, LONG_TRACK}, key=lambda track: track.file)
+    return sorted({*cases, USB_TRACK, HDA_TRACK, DUMMY_TRACK, PAUSED_TRACK, LONG_TRACK}, key=lambda track: track.file)
 
 # Tests whose outcome the host completes from what QEMU wrote of the card.
 USB_PLAYS = "The USB card receives every sample as it is"
 HDA_PLAYS = "The HDA card receives every sample as it is"
-RECEIVED = {USB_PLAYS: ("usb.wav", USB_TRACK), HDA_PLAYS: ("hda.wav", HDA_TRACK)}
+USB_PLAYS_AGAIN = "A USB card that is plugged in again plays under its old name, every sample as it is"
+USB_PAUSES, HDA_PAUSES = (f"A pause on the {card} card loses and repeats no frame" for card in ("USB", "HDA"))
+# Test → QEMU's recording, the track in it, and whether it may have one silence inside.
+RECEIVED = {USB_PLAYS: ("usb.wav", USB_TRACK, False), HDA_PLAYS: ("hda.wav", HDA_TRACK, False),
+            USB_PAUSES: ("usb.wav", PAUSED_TRACK, True), HDA_PAUSES: ("hda.wav", PAUSED_TRACK, True),
+            USB_PLAYS_AGAIN: ("usb-again.wav", USB_TRACK, False)}

@@ -15,6 +15,7 @@ USB, HDA, DUMMY = "Audio", "Intel", "Dummy"  # the cards' names in /proc/asound
 # Part of the identity, part of a name that a person recognises, and the transport.
 DEVICES = (("aloop", "Loopback", "virtual"), ("dummy", "Dummy", "virtual"), ("usb-", "QEMU USB Audio", "usb"),
            ("pci-", "HDA Intel", "builtIn"))
+PAUSE = ("--pause-at", "0.8", "--pause-for", "0.5")
 UNPLUGGED_WITHIN = 15  # seconds from the card's disappearance to the player's end
 
 
@@ -26,9 +27,14 @@ def devices():
     return probe.lines
 
 
+def device(identity):
+    """The first playback device of the card."""
+    return next(line for line in devices() if identity in line["uid"] and line["uid"].endswith(":0"))
+
+
 def device_name(identity):
-    """The name of the first playback device of the card, as a person would give it to the player."""
-    return next(line["name"] for line in devices() if identity in line["uid"] and line["uid"].endswith(":0"))
+    """As a person would give it to the player."""
+    return device(identity)["name"]
 
 
 def device_list():
@@ -53,6 +59,7 @@ def device_list():
 
 
 def plays_to_the_end(identity, card, track, *options):
+    full_volume(card)
     seen = set()
     pcm = Pcm(card)
 
@@ -69,16 +76,6 @@ def plays_to_the_end(identity, card, track, *options):
     if not pcm.closed():
         faults.append(f"the device is still held by process {pcm.owners()}")
     return {"faults": faults, "story": probe.story()}
-
-
-def usb_bytes():
-    full_volume(USB)
-    return plays_to_the_end("usb-", USB, plan.USB_TRACK)
-
-
-def hda_bytes():
-    full_volume(HDA)
-    return plays_to_the_end("pci-", HDA, plan.HDA_TRACK)
 
 
 def dummy():
@@ -172,20 +169,24 @@ def plugged_in_again():
     ask_host("plug usb")
     if not wait_until(lambda: present(USB), 30):
         raise RuntimeError("the card does not come back")
-    before = device_name("usb-")
+    before = device("usb-")
     subprocess.run(["udevadm", "settle", "--timeout=30"], check=True, timeout=60)
-    full_volume(USB)
     devices.cache_clear()
     result = plays_to_the_end("usb-", USB, plan.USB_TRACK)
-    if device_name("usb-") != before:
-        result["faults"].append(f"it was called {before!r} and is now {device_name('usb-')!r}")
+    for key in ("name", "uid"):
+        if device("usb-")[key] != before[key]:
+            result["faults"].append(f"its {key} was {before[key]!r} and is now {device('usb-')[key]!r}")
     return result
 
 
 def tests():
-    return (("Every card is listed with a name that a person recognises", device_list), (plan.USB_PLAYS, usb_bytes), (plan.HDA_PLAYS, hda_bytes),
+    return (("Every card is listed with a name that a person recognises", device_list),
+            (plan.USB_PLAYS, lambda: plays_to_the_end("usb-", USB, plan.USB_TRACK)),
+            (plan.HDA_PLAYS, lambda: plays_to_the_end("pci-", HDA, plan.HDA_TRACK)),
+            (plan.USB_PAUSES, lambda: plays_to_the_end("usb-", USB, plan.PAUSED_TRACK, *PAUSE)),
+            (plan.HDA_PAUSES, lambda: plays_to_the_end("pci-", HDA, plan.PAUSED_TRACK, *PAUSE)),
             ("The dummy card plays to the end", dummy),
             ("A device that another program holds is a clear error", busy),
             ("Exclusive access keeps other programs out, and gives the device back", exclusive),
             ("A USB card pulled while it plays ends the player with an error", unplugged),
-            ("A USB card that is plugged in again plays under its old name", plugged_in_again))
+            (plan.USB_PLAYS_AGAIN, plugged_in_again))

@@ -9,6 +9,7 @@ import sys
 sys.path.insert(0, "/vm/tests")
 
 import plan  # noqa: E402
+import contract  # noqa: E402
 import hardware  # noqa: E402
 import loopback  # noqa: E402
 import report  # noqa: E402
@@ -21,7 +22,7 @@ def main():
     os.chmod("/tmp", 0o1777)
     shutil.copytree(report.SHARED / "bin", PROGRAM.parent)
     cases = plan.loopback_cases()
-    tests = hardware.tests()
+    tests = [*hardware.tests(), *contract.tests()]
     report.announce([name for name, _ in tests] + [case.name for case in cases])
     for name, test in tests:
         report.guarded(name, test)

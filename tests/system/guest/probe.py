@@ -14,11 +14,11 @@ USER = 4242
 LIMIT = 120  # seconds of the machine's time that any run may take
 
 
-def start(program, *arguments, **streams):
-    """A process of the ordinary user."""
+def start(program, *arguments, settings=(), **streams):
+    """A process of the ordinary user, with more settings in its environment."""
     return subprocess.Popen([str(program), *map(str, arguments)], stdin=subprocess.DEVNULL, cwd="/home/listener",
                             user=USER, group=USER, extra_groups=[grp.getgrnam("audio").gr_gid],
-                            env={"PATH": os.environ["PATH"], "HOME": "/home/listener", "LC_ALL": "C.UTF-8"}, **streams)
+                            env={"PATH": os.environ["PATH"], "HOME": "/home/listener", "LC_ALL": "C.UTF-8", **dict(settings)}, **streams)
 
 
 class Probe:

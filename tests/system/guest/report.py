@@ -1,11 +1,14 @@
 """Tells the host what was found, a JSON line a test, and asks it for what only the host can do."""
 
 import json
+import os
 import pathlib
+import subprocess
+import time
 import traceback
 
 SHARED = pathlib.Path("/vm/shared")
-_requests = 0
+REQUESTS = SHARED / "requests"
 
 
 def _say(**record):
@@ -27,7 +30,8 @@ def guarded(name, test):
     try:
         result(name, **test())
     except Exception:  # noqa: BLE001 - whatever it is, it belongs in the report
-        result(name, ["the test broke down"], story=traceback.format_exc().splitlines())
+        kernel = subprocess.run(["dmesg"], capture_output=True, text=True, timeout=30).stdout.splitlines()[-15:]
+        result(name, ["the test broke down"], story=[*traceback.format_exc().splitlines(), *kernel])
 
 
 def finished():
@@ -36,12 +40,11 @@ def finished():
 
 def ask_host(request):
     """Returns when the host has done it. REQUIRES: the host knows the request."""
-    global _requests
-    _requests += 1
-    answer = SHARED / f"answer-{_requests}"
-    waiting = SHARED / f"request-{_requests}.new"
+    name = f"{time.monotonic_ns()}-{os.getpid()}"
+    waiting = REQUESTS / f"{name}.new"
     waiting.write_text(request)
-    waiting.rename(SHARED / f"request-{_requests}")
+    waiting.rename(REQUESTS / f"{name}.request")
+    answer = REQUESTS / f"{name}.answer"
     while not answer.exists():
         pass  # a machine at rest would let its clock run ahead of the host
     text = answer.read_text()

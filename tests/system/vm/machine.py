@@ -11,9 +11,12 @@ import time
 # makes the run longer, never an underrun.
 CLOCK = ["-icount", "shift=0,sleep=off"]
 
-# What each emulated card received is in the shared folder as NAME.wav.
-CARDS = ["-device", "qemu-xhci,id=xhci", "-device", "usb-audio,id=usb,bus=xhci.0,audiodev=usb",
-         "-device", "intel-hda,id=hda-bus", "-device", "hda-output,id=hda,bus=hda-bus.0,audiodev=hda"]
+# What each emulated card received is in the shared folder as NAME.wav. A card that is plugged in again has a recording
+# of its own: QEMU would begin the first one anew.
+RECORDINGS = ("usb", "usb-again", "usb-contract", "hda")
+CARDS = ["-device", "qemu-xhci,id=xhci", "-device", "usb-audio,id=usb,bus=xhci.0,port=1,audiodev=usb",
+         # With its timer the emulated codec drops what it holds when a stream pauses.
+         "-device", "intel-hda,id=hda-bus", "-device", "hda-output,id=hda,bus=hda-bus.0,audiodev=hda,use-timer=off"]
 
 
 def quoted(path):
@@ -28,7 +31,7 @@ class Machine:
         self.console = shared / "console.log"
         self.messages = shared / "qemu.log"
         self.received = b""
-        audio = [option for card in ("usb", "hda") for option in
+        audio = [option for card in RECORDINGS for option in
                  ("-audiodev", f"wav,id={card},path={quoted(shared / card)}.wav,"
                                "out.frequency=48000,out.channels=2,out.format=s16")]
         folders = [option for tag, path, access in
