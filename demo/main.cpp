@@ -72,12 +72,10 @@ int runDemo() {
 
   const QTemporaryDir folder;
   if (!folder.isValid()) throw std::runtime_error(folder.errorString().toStdString());
-  const auto music = writeDemoMusic(folder.path().toStdString());
-
   StandardErrorLog log;
-  Demo demo(log);
+  Demo demo(log);  // first: from here on, a signal no longer leaves the folder behind
   if (!demo.window.window()) return 1;
-  demo.session.loadPlaylist(music, true);
+  demo.session.loadPlaylist(writeDemoMusic(folder.path().toStdString()), true);
   std::optional<Photographer> photographer;
   if (arguments.isSet(picture)) photographer.emplace(demo, arguments.value(picture));
   return QCoreApplication::exec();
