@@ -40,7 +40,7 @@ class Machine:
                    for option in ("-virtfs", f"local,path={quoted(path)},mount_tag={tag},security_model=none{access}")]
         command = ["qemu-system-x86_64", "-machine", "q35,accel=tcg", "-cpu", "max", "-m", "2048", "-smp", "1", *CLOCK,
                    "-display", "none", "-nodefaults", "-no-reboot", "-qmp", "stdio",
-                   "-serial", f"file:{quoted(self.console)}",
+                   "-chardev", f"file,id=console,path={quoted(self.console)}", "-serial", "chardev:console",
                    "-kernel", str(kernel / "vmlinuz"), "-initrd", str(kernel / "initrd.gz"),
                    "-append", "console=ttyS0 quiet loglevel=4 panic=-1 mitigations=off",
                    *folders, *audio, *CARDS]
