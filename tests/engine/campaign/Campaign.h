@@ -1,0 +1,37 @@
+#pragma once
+// Worlds of the fault campaign, one after the other, until the hours are done. Main thread.
+// Never goes on behind a failure: the first one ends the campaign, with what it takes to see it again.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "tests/engine/campaign/CampaignTracks.h"
+
+namespace tolvane {
+
+struct CampaignTotals {
+  std::int64_t worlds = 0;
+  std::int64_t steps = 0;
+  double hours = 0;  ///< simulated
+  double playingHours = 0;
+  std::int64_t completions = 0;
+  std::int64_t recoveryAttempts = 0;
+  std::int64_t surrenders = 0;
+  std::int64_t bitPerfectVerdicts = 0;
+  std::int64_t heardFrames = 0;  ///< each of them compared with the file
+
+  [[nodiscard]] std::string text() const;
+};
+
+/// One world from its seed to its end; its failure with all that led to it.
+[[nodiscard]] std::optional<std::string> runWorld(std::uint64_t seed, CampaignTracks& tracks, CampaignTotals& totals);
+
+/// What the command line asks for.
+struct CampaignOptions {
+  std::uint64_t seed = 1;
+  double hours = 0;
+};
+[[nodiscard]] CampaignOptions& campaignOptions();
+
+}  // namespace tolvane

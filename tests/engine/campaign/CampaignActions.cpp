@@ -1,0 +1,173 @@
+#include "tests/engine/campaign/CampaignActions.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace tolvane {
+
+using namespace std::chrono_literals;
+
+const std::vector<CampaignActions::Choice>& CampaignActions::choices() {
+  using A = CampaignActions;
+  static const std::vector<Choice> table{{14, &A::play},
+                                         {8, &A::pause},
+                                         {12, &A::resume},
+                                         {10, &A::seek},
+                                         {4, &A::stop},
+                                         {4, &A::setLevels},
+                                         {3, &A::chooseDevice},
+                                         {7, &A::switchExclusiveAccess},
+                                         {1, &A::startAnew},
+                                         {4, &A::stealDevice},
+                                         {4, &A::releaseDevice},
+                                         {3, &A::changeRateFromOutside},
+                                         {2, &A::unplug},
+                                         {3, &A::replug},
+                                         {2, &A::changeDefault},
+                                         {1, &A::changePhysicalFormat},
+                                         {1, &A::toggleStream},
+                                         {1, &A::replaceStreams},
+                                         {1, &A::resizeBuffer},
+                                         {3, &A::announceWithoutReason},
+                                         {1, &A::refuseRates},
+                                         {1, &A::changeSettling},
+                                         {1, &A::changeClock},
+                                         {2, &A::failProperty},
+                                         {1, &A::failSystemProperty},
+                                         {3, &A::stall},
+                                         {3, &A::stopByItself},
+                                         {3, &A::raiseRenderError},
+                                         {3, &A::runDry},
+                                         {5, &A::failStage},
+                                         {1, &A::hideSampleTime},
+                                         {1, &A::reportAnotherFormat},
+                                         {1, &A::loseComponent},
+                                         {1, &A::deliverLate}};
+  return table;
+}
+
+void CampaignActions::act() {
+  static const std::size_t total = [] {
+    std::size_t sum = 0;
+    for (const Choice& choice : choices()) sum += choice.weight;
+    return sum;
+  }();
+  std::size_t drawn = world_.random.below(total);
+  for (const Choice& choice : choices()) {
+    if (drawn < choice.weight) return (this->*choice.action)();
+    drawn -= choice.weight;
+  }
+}
+
+RunLoop::Duration CampaignActions::drawPause() {
+  auto& random = world_.random;
+  const std::size_t kind = random.below(100);
+  if (kind < 20) return 0ns;
+  if (kind < 45) return durationFromSeconds(random.between(0, 0.6));
+  if (kind < 70) return durationFromSeconds(random.between(0, 5));
+  // Hours go by while something plays; little can happen to a player that stands.
+  const double longest = world_.isCloseUp ? 60 : (world_.isPlaying() ? 7200 : (world_.isPaused() ? 600 : 30));
+  return durationFromSeconds(random.logarithmic(5, longest));
+}
+
+AudioObjectID CampaignActions::likelyDevice() {
+  const AudioObjectID bound = world_.watched.boundDevice();
+  return bound != kAudioObjectUnknown && world_.random.percent(80) ? bound : anyDevice();
+}
+
+RunLoop::Duration CampaignActions::between(double seconds, double otherSeconds) {
+  return durationFromSeconds(world_.random.logarithmic(seconds, otherSeconds));
+}
+
+// The user.
+
+void CampaignActions::play() {
+  const CampaignTrack& track = world_.random.pick(world_.tracks);
+  note("play " + track.url.path());
+  playTrack(world_, track);
+}
+
+void CampaignActions::pause() {
+  note("pause");
+  world_.operate([this] { world_.player->pause(); });
+}
+
+void CampaignActions::resume() {
+  note("resume");
+  world_.operate([this] { world_.player->resume(); });
+}
+
+void CampaignActions::seek() {
+  const CampaignTrack* track = world_.lastPlayed;
+  const double duration = world_.player->duration().value();
+  const double nowhere[] = {-1, duration + 1, std::numeric_limits<double>::quiet_NaN(),
+                            std::numeric_limits<double>::infinity()};
+  const std::size_t kind = world_.random.below(20);
+  double seconds = world_.random.between(0, duration);
+  if (kind < 4) seconds = nowhere[kind];
+  if (kind == 4) seconds = 0;
+  if (kind == 5) seconds = duration;
+  if (kind < 9 && kind > 5) seconds = std::max(0.0, duration - world_.random.between(0, 1));
+  note(fmt::format("seek to {} s of {} s", seconds, duration));
+  const bool isLoaded = track != nullptr && world_.hardware.unitCount() == 1;
+  world_.operate([&] { world_.player->seek(seconds); });
+  if (!isLoaded || !(seconds >= 0 && seconds <= duration)) return;
+  const auto frame = std::min(static_cast<std::int64_t>(seconds * track->format.mSampleRate), track->frames);
+  world_.watched.expectFrame(frame);
+  world_.heardNext = frame;
+}
+
+void CampaignActions::stop() {
+  note("stop");
+  world_.operate([this] { world_.player->stop(); });
+}
+
+void CampaignActions::setLevels() {
+  auto& random = world_.random;
+  // A sample that was scaled no longer tells its number: where every byte is listened to, levels stay neutral.
+  const bool isNeutral = world_.isCloseUp || random.percent(50);
+  const double volume =
+      isNeutral ? random.pick(std::array{1.0, 1.5, std::numeric_limits<double>::quiet_NaN()}) : random.between(0, 0.99);
+  const double balance = isNeutral ? 0 : random.between(-1, 1);
+  note(fmt::format("volume {}, balance {}", volume, balance));
+  world_.levelsAreNeutral = isNeutral;
+  world_.watched.setReadsMarks(isNeutral);
+  world_.operate([&] { world_.player->setOutputLevels(volume, balance); });
+}
+
+void CampaignActions::chooseDevice() {
+  const AudioObjectID id = anyDevice();
+  note(fmt::format("choose device {}", id));
+  world_.operate([&] {
+    if (world_.isPlaying()) expectFromBeginning(world_, *world_.lastPlayed);
+    world_.player->setOutputDevice(id);
+  });
+}
+
+void CampaignActions::switchExclusiveAccess() {
+  const bool enabled = world_.random.percent(60);
+  note(enabled ? "exclusive access on" : "exclusive access off");
+  world_.exclusiveAccess = enabled;
+  std::optional<double> position;
+  world_.operate([&] { position = world_.player->setExclusiveAccessEnabled(enabled); });
+  if (!position) return;
+  const double wanted = static_cast<double>(world_.watched.nextFrame()) / world_.lastPlayed->format.mSampleRate;
+  if (std::abs(*position - wanted) > 1e-9)
+    world_.fail(fmt::format("the switch said that it goes on at {} s, heard was up to {} s", *position, wanted));
+}
+
+void CampaignActions::startAnew() {
+  note("quit and start anew");
+  world_.operate([this] {
+    invariants_.leavePlayer();
+    world_.player.reset();
+    invariants_.expectNothingHeld("by a player that is gone");
+    world_.makePlayer();
+    invariants_.watchPlayer();
+  });
+}
+
+}  // namespace tolvane

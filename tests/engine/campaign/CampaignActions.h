@@ -1,0 +1,79 @@
+#pragma once
+// What happens in a world of the campaign: weighted draws of what a user does and of what befalls the hardware.
+// Main thread. Draws only from the world's own random numbers.
+
+#include <string>
+
+#include "tests/engine/campaign/CampaignInvariants.h"
+#include "tests/engine/campaign/CampaignWorld.h"
+
+namespace tolvane {
+
+class CampaignActions {
+ public:
+  CampaignActions(CampaignWorld& world, CampaignInvariants& invariants) : world_(world), invariants_(invariants) {}
+
+  /// Draws one action and does it.
+  void act();
+  /// How much time passes until the next.
+  [[nodiscard]] RunLoop::Duration drawPause();
+
+ private:
+  using Action = void (CampaignActions::*)();
+  struct Choice {
+    unsigned weight;
+    Action action;
+  };
+  static const std::vector<Choice>& choices();
+
+  // The user.
+  void play();
+  void pause();
+  void resume();
+  void seek();
+  void stop();
+  void setLevels();
+  void chooseDevice();
+  void switchExclusiveAccess();
+  void startAnew();
+
+  // What befalls a device.
+  void changeRateFromOutside();
+  void stealDevice();
+  void releaseDevice();
+  void unplug();
+  void replug();
+  void changeDefault();
+  void changePhysicalFormat();
+  void toggleStream();
+  void replaceStreams();
+  void resizeBuffer();
+  void announceWithoutReason();
+  void refuseRates();
+  void changeSettling();
+  void changeClock();
+  void failProperty();
+  void failSystemProperty();
+
+  // What befalls the unit that plays.
+  void stall();
+  void stopByItself();
+  void raiseRenderError();
+  void runDry();
+  void failStage();
+  void hideSampleTime();
+  void reportAnotherFormat();
+  void loseComponent();
+  void deliverLate();
+
+  [[nodiscard]] AudioObjectID anyDevice() { return world_.random.pick(world_.devices); }
+  /// Most of what happens matters only where something plays.
+  [[nodiscard]] AudioObjectID likelyDevice();
+  [[nodiscard]] RunLoop::Duration between(double seconds, double otherSeconds);
+  void note(std::string text) { world_.note(std::move(text)); }
+
+  CampaignWorld& world_;
+  CampaignInvariants& invariants_;
+};
+
+}  // namespace tolvane

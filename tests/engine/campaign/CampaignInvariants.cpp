@@ -1,0 +1,331 @@
+#include "tests/engine/campaign/CampaignInvariants.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "platform/simulated/SimulatedOutputUnit.h"
+#include "tests/engine/campaign/PathOracle.h"
+
+namespace tolvane {
+namespace {
+
+using namespace std::chrono_literals;
+using Path = AudioPathStatus::Kind;
+using Exclusive = ExclusiveAccessStatus::Kind;
+
+constexpr int mostAttempts = 3;
+
+bool isVerdict(Path kind) {
+  return kind == Path::bitPerfect || kind == Path::directPCM || kind == Path::processed || kind == Path::converted;
+}
+
+/// Checking comes before every verdict; an error stays until something is played or stopped.
+bool mayFollow(Path before, Path after) {
+  switch (before) {
+    case Path::ready:
+      return after == Path::configuring;
+    case Path::configuring:
+      return after != Path::configuring;
+    case Path::error:
+      return after == Path::configuring || after == Path::ready;
+    default:
+      return true;
+  }
+}
+
+}  // namespace
+
+CampaignInvariants::CampaignInvariants(CampaignWorld& world) : world_(world), lastActivity_(world.runLoop.now()) {
+  world.beforeOperation = [this] { listen(); };
+  world.log.onLine = [this](std::string_view line) { logged(line); };
+  watchPlayer();
+}
+
+void CampaignInvariants::leavePlayer() {
+  playedBefore_ = playingTime();
+  subscriptions_.clear();
+}
+
+void CampaignInvariants::watchPlayer() {
+  auto& player = *world_.player;
+  pathKind_ = player.audioPathStatus().value().kind;
+  lastCount_ = player.playbackCompletionCount().value();
+  subscriptions_.push_back(player.audioPathStatus().subscribe([this](const auto& status) { pathChanged(status); }));
+  subscriptions_.push_back(
+      player.exclusiveAccessStatus().subscribe([this](const auto& status) { exclusiveChanged(status); }));
+  subscriptions_.push_back(player.isPlaying().subscribe([this](bool playing) { playingChanged(playing); }));
+  subscriptions_.push_back(player.onChange([this] { world_.isChanged = true; }));
+  subscriptions_.push_back(player.playbackCompletionCount().subscribe([this](auto count) { completed(count); }));
+}
+
+// At each publication.
+
+void CampaignInvariants::pathChanged(const AudioPathStatus& status) {
+  const Path before = std::exchange(pathKind_, status.kind);
+  require(mayFollow(before, status.kind),
+          fmt::format("path status went from {} to {}", kindName(before), kindName(status.kind)));
+  if (status.kind == Path::configuring && !world_.isInOperation())
+    require(world_.isActive(), "a recovery began while nothing was playing");
+  if (status.kind == Path::ready && !world_.isInOperation()) owesCompletion_ = true;
+  if (status.kind == Path::error && status.detail.starts_with("The output device did not recover")) recoveryGaveUp();
+  require(status.kind != Path::processed || !world_.levelsAreNeutral, "DSP ACTIVE with neutral levels");
+  if (status.kind == Path::directPCM || status.kind == Path::bitPerfect)
+    require(world_.levelsAreNeutral, "levels are active, the verdict does not say so");
+  if (status.kind != Path::bitPerfect) return;
+  ++bitPerfectVerdicts_;
+  if (const auto reason = reasonAgainstBitPerfect(world_)) world_.fail("BIT-PERFECT was published, but " + *reason);
+}
+
+void CampaignInvariants::exclusiveChanged(const ExclusiveAccessStatus& status) {
+  const AudioObjectID bound = world_.watched.boundDevice();
+  const bool isBound = bound != kAudioObjectUnknown;
+  const bool mayLie = isBound && (world_.ledgers[bound].hasLied || !world_.device(bound).isPresent());
+  require((status.kind == Exclusive::off) == !world_.exclusiveAccess,
+          fmt::format("exclusive access became {} against the switch", kindName(status.kind)));
+  switch (status.kind) {
+    case Exclusive::off:
+      break;
+    case Exclusive::requested:
+      require(!isBound, "exclusive access became requested while an output was configured");
+      break;
+    case Exclusive::checking:
+      require(world_.pathKind() == Path::configuring, "exclusive access became checking outside a configuration");
+      break;
+    case Exclusive::active:
+      require(isBound && (world_.ownsDevice(bound) || mayLie), "exclusive access became active without ownership");
+      break;
+    case Exclusive::lost:
+      require(isBound && (!world_.ownsDevice(bound) || mayLie),
+              "exclusive access became lost while the device is ours");
+      break;
+    case Exclusive::unavailable:
+      require(
+          isBound && (mayLie || world_.device(bound).config().properties.missing.contains(kAudioDevicePropertyHogMode)),
+          "exclusive access became unavailable on a device that has it");
+      break;
+  }
+}
+
+RunLoop::Duration CampaignInvariants::playingTime() const {
+  return playedBefore_ + (world_.isPlaying() ? world_.runLoop.now() - playingSince_ : 0ns);
+}
+
+void CampaignInvariants::playingChanged(bool isPlaying) {
+  const auto now = world_.runLoop.now();
+  if (!isPlaying) playedBefore_ += now - playingSince_;
+  playingSince_ = now;
+  if (isPlaying) require(world_.hardware.unitCount() == 1, "playing was published without a unit");
+}
+
+void CampaignInvariants::completed(std::int64_t count) {
+  ++completions_;
+  require(count == lastCount_ + 1, "the completion count did not grow by one");
+  lastCount_ = count;
+  require(owesCompletion_ && !world_.isInOperation() && !world_.isActive(), "a completion came out of order");
+  owesCompletion_ = false;
+  require(world_.watched.reachedEnd(), "a completion came before the end");
+  listen();
+  const auto now = world_.runLoop.now();
+  const std::int64_t unheard = world_.lastPlayed->frames - world_.watched.nextFrame();
+  const bool isCalm = now - world_.lastTrouble > 15s;
+  // The rounding of a clock that is a little slow may leave a frame behind.
+  if (isCalm) require(unheard <= 1, fmt::format("the last {} frames were not heard", unheard));
+  if (world_.goesOnToNextTrack) playTrack(world_, world_.random.pick(world_.tracks));
+}
+
+void CampaignInvariants::logged(std::string_view line) {
+  constexpr std::string_view recovered = "Recovered output at frame ";
+  if (line.starts_with(recovered)) {
+    const std::string wanted = fmt::format("{}{} on attempt ", recovered, world_.watched.nextFrame());
+    require(line.starts_with(wanted), fmt::format("{}, but heard was up to {}", line, world_.watched.nextFrame()));
+    return recoveryWasTried();
+  }
+  if (line.starts_with("Output recovery attempt ")) recoveryWasTried();
+}
+
+void CampaignInvariants::recoveryWasTried() {
+  ++allAttempts_;
+  require(world_.isActive() && !world_.isInOperation(), "a recovery was tried while nothing was playing");
+  if (std::exchange(playsSeen_, world_.playsStarted) != world_.playsStarted) attemptsInARow_ = attemptsSinceCalm_ = 0;
+  if (playingTime() - playedAtLastAttempt_ >= 30s) attemptsInARow_ = 0;
+  playedAtLastAttempt_ = playingTime();
+  ++attemptsSinceCalm_;
+  require(++attemptsInARow_ <= mostAttempts, "a fourth recovery in a row");
+}
+
+void CampaignInvariants::recoveryGaveUp() {
+  ++surrenders_;
+  require(!world_.isInOperation(), "recovery gave up within an operation");
+  require(
+      playsSeen_ == world_.playsStarted && attemptsSinceCalm_ >= mostAttempts,
+      fmt::format("recovery gave up after {} attempts", playsSeen_ == world_.playsStarted ? attemptsSinceCalm_ : 0));
+  world_.excuseRates();  // the one end that leaves the rate as it is
+}
+
+// After a turn.
+
+void CampaignInvariants::afterTurn() {
+  if (world_.watched.takeWritten()) world_.isChanged = true;
+  if (!std::exchange(world_.isChanged, false)) return;
+  lastActivity_ = world_.runLoop.now();
+  require(!(world_.isPlaying() && world_.isPaused()), "playing and paused at once");
+  require(world_.hardware.unitCount() <= 1, "more than one unit");
+  require(!owesCompletion_, "READY came by itself, but no completion");
+  if (world_.isActive())
+    checkActive();
+  else
+    checkStopped();
+  checkOwnership();
+}
+
+void CampaignInvariants::checkStopped() {
+  const auto& player = *world_.player;
+  const Path kind = world_.pathKind();
+  require(kind == Path::ready || kind == Path::error, "nothing plays, but the path status says otherwise");
+  require(kind == Path::error || !player.currentURL().value(), "nothing is loaded, but a URL is shown");
+  require(player.duration().value() == 0 && player.sampleRate().value() == 0, "a duration or rate without a track");
+  expectNothingHeld("while nothing plays");
+}
+
+void CampaignInvariants::expectNothingHeld(const std::string& when) {
+  require(world_.hardware.unitCount() == 0, "a unit is held " + when);
+  require(world_.hardware.openDeviceCount() == 0, "a device is open " + when);
+  require(world_.hardware.listenerCount() == 0, "a listener is held " + when);
+  require(world_.runLoop.pendingTimerCount() == 0, "a timer is pending " + when);
+  require(world_.shelves.files().openFileCount() == 0, "a file is open " + when);
+}
+
+void CampaignInvariants::checkActive() {
+  const auto& player = *world_.player;
+  const CampaignTrack* track = world_.lastPlayed;
+  const Path kind = world_.pathKind();
+  const bool hasUnit = world_.hardware.unitCount() == 1;
+  require(hasUnit ? isVerdict(kind) : kind == Path::configuring,
+          fmt::format("{} a unit, the path status is {}", hasUnit ? "with" : "without", kindName(kind)));
+  require(track != nullptr && player.currentURL().value() == track->url, "the URL is not the track's");
+  require(std::abs(player.duration().value() - track->seconds()) < 1e-9, "the duration is not the track's");
+  require(player.sampleRate().value() == track->format.mSampleRate, "the rate is not the track's");
+  const std::size_t mostTimers = world_.isPlaying() ? 4 : 2;
+  require(world_.runLoop.pendingTimerCount() <= mostTimers, "more timers than there are uses for");
+  require(hasUnit || world_.hardware.listenerCount() == 0, "listeners are installed without an output");
+}
+
+void CampaignInvariants::checkOwnership() {
+  for (const AudioObjectID id : world_.devices) {
+    if (!world_.ownsDevice(id) || world_.ledgers[id].hasLied) continue;
+    require(world_.exclusiveAccess, "a device is owned while Exclusive Access is off");
+    require(world_.isActive(), "a device is owned while nothing plays");
+    require(world_.watched.boundDevice() == id, "a device is owned without a unit on it");
+  }
+}
+
+// After a step.
+
+void CampaignInvariants::afterStep(RunLoop::Duration passed, bool wasPlaying) {
+  afterTurn();
+  listen();
+  checkRestRates();
+  checkProgress(passed, wasPlaying);
+  checkVerdictIsFresh(passed);
+  checkExclusiveIsFresh(passed);
+}
+
+void CampaignInvariants::checkRestRates() {
+  constexpr auto longestSettling = 700ms;
+  if (world_.isActive() || world_.runLoop.now() - lastActivity_ < longestSettling) return;
+  for (auto& [id, ledger] : world_.ledgers) {
+    const auto& config = world_.device(id).config();
+    const auto isThere = [&](double rate) { return std::abs(rate - config.nominalRate) <= 1; };
+    const bool canBePut = std::ranges::any_of(config.rates, [&](const auto& range) {
+      return ledger.restRate >= range.mMinimum && ledger.restRate <= range.mMaximum;
+    });
+    const bool isFine = isThere(ledger.restRate) || std::ranges::any_of(ledger.alsoAcceptable, isThere) ||
+                        ledger.anyRateIsAcceptable || !canBePut;
+    if (!isFine)
+      world_.fail(
+          fmt::format("device {} stands at {} Hz, it was found at {} Hz", id, config.nominalRate, ledger.restRate));
+    ledger = {.restRate = config.nominalRate, .hasLied = ledger.activeFaults > 0, .activeFaults = ledger.activeFaults};
+    if (world_.ownsDevice(id)) world_.device(id).setHogOwner(-1);  // its release had been made to fail
+  }
+}
+
+void CampaignInvariants::checkProgress(RunLoop::Duration passed, bool wasPlaying) {
+  constexpr auto longestWithoutFrames = 15s;
+  const std::uint64_t frames = world_.watched.trackFramesRendered();
+  const bool moved = std::exchange(framesSeen_, frames) != frames;
+  const bool plays = wasPlaying && world_.isPlaying();
+  stuckFor_ = plays && !moved ? stuckFor_ + passed : 0ns;
+  require(stuckFor_ < longestWithoutFrames, "the player says that it plays, but no frame flows");
+  const auto now = world_.runLoop.now();
+  const bool isCalm = plays && passed >= 33s && now - world_.lastTrouble > passed;
+  if (isCalm && playingTime() - playedAtLastAttempt_ > passed) attemptsSinceCalm_ = 0;
+}
+
+void CampaignInvariants::checkVerdictIsFresh(RunLoop::Duration passed) {
+  constexpr auto longestStale = 2s;
+  const AudioObjectID bound = world_.watched.boundDevice();
+  const bool isStale = world_.pathKind() == Path::bitPerfect && !world_.ledgers[bound].hasLied && !world_.unitsLie &&
+                       reasonAgainstBitPerfect(world_);
+  staleFor_ = isStale ? staleFor_ + passed : 0ns;
+  if (staleFor_ > longestStale)
+    world_.fail("BIT-PERFECT is still shown, but " + reasonAgainstBitPerfect(world_).value_or("no longer so"));
+}
+
+void CampaignInvariants::checkExclusiveIsFresh(RunLoop::Duration passed) {
+  constexpr auto longestFree = 2s;
+  const AudioObjectID bound = world_.watched.boundDevice();
+  constexpr auto longestUnverified = 600ms;  // ownership that ends with the hardware shows at the next verification
+  if (bound == kAudioObjectUnknown || world_.ledgers[bound].hasLied || !world_.device(bound).isPresent()) {
+    freeFor_ = unownedFor_ = 0ns;
+    return;
+  }
+  const auto& config = world_.device(bound).config();
+  const bool isShown = world_.player->exclusiveAccessStatus().value().kind == Exclusive::active;
+  unownedFor_ = isShown && !world_.ownsDevice(bound) ? unownedFor_ + passed : 0ns;
+  require(unownedFor_ <= longestUnverified, "exclusive access is shown as active, but the device is not ours");
+  const bool canBeTaken = config.hogOwner == -1 && config.hogIsSettable && !config.ignoresHogWrites &&
+                          !config.properties.missing.contains(kAudioDevicePropertyHogMode);
+  freeFor_ = world_.exclusiveAccess && canBeTaken ? freeFor_ + passed : 0ns;
+  require(freeFor_ <= longestFree, "a free device is not taken back");
+}
+
+// What was heard.
+
+void CampaignInvariants::listen() {
+  if (!world_.isCloseUp) return;
+  // Playback may have moved to another device meanwhile: the one that goes on where the other ended comes next.
+  std::vector<AudioObjectID> left = world_.devices;
+  while (!left.empty()) {
+    const auto heard = std::ranges::find_if(left, [this](AudioObjectID id) { return listenTo(world_.device(id)); });
+    if (heard == left.end()) break;
+    left.erase(heard);
+  }
+  for (const AudioObjectID id : left) {
+    world_.fail(fmt::format("device {} played something else than frame {}", id, world_.heardNext.value_or(-1)));
+    world_.device(id).forgetHeard();
+  }
+}
+
+/// False when these bytes do not go on where the listener is.
+bool CampaignInvariants::listenTo(SimulatedDevice& device) {
+  const auto& bytes = device.heard();
+  if (bytes.empty()) return true;
+  if (world_.lastPlayed == nullptr) return false;
+  const CampaignTrack& track = *world_.lastPlayed;
+  const std::size_t frameBytes = track.format.mBytesPerFrame;
+  std::int64_t next = world_.heardNext.value_or(0);
+  for (std::size_t offset = 0; offset + frameBytes <= bytes.size(); offset += frameBytes) {
+    const std::uint64_t mark = track.markIn(std::span(bytes).subspan(offset, frameBytes));
+    if (mark == 0 && next >= track.frames) continue;  // silence after the end
+    if (mark != track.mark(next)) return false;
+    ++next;
+    ++heardFrames_;
+  }
+  world_.heardNext = next;
+  device.forgetHeard();
+  return true;
+}
+
+}  // namespace tolvane

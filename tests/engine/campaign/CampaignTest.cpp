@@ -1,0 +1,32 @@
+#include "tests/engine/campaign/Campaign.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+
+namespace tolvane {
+namespace {
+
+// Four parts, so that they can run side by side; each takes every fourth seed.
+constexpr std::uint64_t parts = 4;
+
+class CampaignTest : public testing::TestWithParam<std::uint64_t> {};
+
+TEST_P(CampaignTest, WhateverDevicesAndUsersDoThePlayerKeepsItsPromises) {
+  CampaignTracks tracks;
+  CampaignTotals totals;
+  std::uint64_t seed = campaignOptions().seed + GetParam();
+  do {
+    if (const auto failure = runWorld(seed, tracks, totals)) {
+      FAIL() << *failure;
+    }
+    seed += parts;
+  } while (totals.hours < campaignOptions().hours / parts);
+  std::cout << totals.text() << std::endl;
+  EXPECT_EQ(tracks.files().openFileCount(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Part, CampaignTest, testing::Range<std::uint64_t>(0, parts));
+
+}  // namespace
+}  // namespace tolvane

@@ -1,0 +1,100 @@
+#pragma once
+// Stands between the player and simulated hardware and follows every frame: where each run of a unit begins, what it
+// was handed, what was heard when it stopped. Main thread, as simulated units are. Changes nothing on the way.
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "platform/simulated/SimulatedAudioHardware.h"
+#include "tests/engine/campaign/CampaignTracks.h"
+
+namespace tolvane {
+
+class WatchedHardware final : public AudioHardware {
+ public:
+  /// What was seen and must not be.
+  using Complaint = std::function<void(const std::string&)>;
+
+  WatchedHardware(SimulatedAudioHardware& hardware, Complaint complain);
+  ~WatchedHardware() override;
+
+  // Told by the campaign.
+
+  /// Frames from units made from now on are those of `track`, from its beginning.
+  void expectTrack(const CampaignTrack* track);
+  /// The next run begins there.
+  void expectFrame(std::int64_t frame) { nextFrame_ = frame; }
+  /// Off while software levels change the samples, so that their numbers cannot be read.
+  void setReadsMarks(bool reads) { readsMarks_ = reads; }
+  /// Whether a render callback or a write may come now.
+  void setMayRender(std::function<bool()> mayRender) { mayRender_ = std::move(mayRender); }
+  void setMayWrite(std::function<bool()> mayWrite) { mayWrite_ = std::move(mayWrite); }
+
+  // Asked by the campaign.
+
+  [[nodiscard]] AudioObjectID boundDevice() const { return boundDevice_; }  ///< of the unit that lives, or 0
+  [[nodiscard]] const std::optional<AudioStreamBasicDescription>& clientFormat() const { return clientFormat_; }
+  /// Calls of a render callback so far.
+  [[nodiscard]] std::uint64_t renderCount() const { return renderCount_; }
+  /// Frames of the track that were handed out so far, in all runs together.
+  [[nodiscard]] std::uint64_t trackFramesRendered() const { return trackFramesRendered_; }
+  [[nodiscard]] bool reachedEnd() const { return track_ != nullptr && renderedTo_ >= track_->frames; }
+  /// The first frame that was not heard when the last run was stopped.
+  [[nodiscard]] std::int64_t nextFrame() const { return nextFrame_; }
+  /// The player wrote a property since this was asked last.
+  [[nodiscard]] bool takeWritten() { return std::exchange(hasWritten_, false); }
+
+  // The contract.
+
+  [[nodiscard]] bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const override {
+    return hardware_.hasProperty(object, address);
+  }
+  [[nodiscard]] std::expected<std::uint32_t, OSStatus> propertyDataSize(
+      AudioObjectID object, const AudioObjectPropertyAddress& address) const override {
+    return hardware_.propertyDataSize(object, address);
+  }
+  [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> propertyData(
+      AudioObjectID object, const AudioObjectPropertyAddress& address) const override {
+    return hardware_.propertyData(object, address);
+  }
+  [[nodiscard]] OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                         const AudioPropertyValue& value) override;
+  [[nodiscard]] std::expected<bool, OSStatus> isPropertySettable(
+      AudioObjectID object, const AudioObjectPropertyAddress& address) const override {
+    return hardware_.isPropertySettable(object, address);
+  }
+  [[nodiscard]] std::expected<ListenerID, OSStatus> addPropertyListener(AudioObjectID object,
+                                                                        const AudioObjectPropertyAddress& address,
+                                                                        Listener listener) override {
+    return hardware_.addPropertyListener(object, address, std::move(listener));
+  }
+  OSStatus removePropertyListener(ListenerID listener) override { return hardware_.removePropertyListener(listener); }
+  [[nodiscard]] AudioOutputComponent* outputComponent() override;
+
+ private:
+  class Component;
+  class Unit;
+
+  SimulatedAudioHardware& hardware_;
+  Complaint complain_;
+  std::unique_ptr<Component> component_;
+  std::function<bool()> mayRender_;
+  std::function<bool()> mayWrite_;
+
+  const CampaignTrack* track_ = nullptr;
+  std::uint64_t trackNumber_ = 0;  // how often expectTrack() was called
+  std::int64_t nextFrame_ = 0;
+  std::int64_t renderedTo_ = 0;
+  bool readsMarks_ = true;
+  bool hasWritten_ = false;
+
+  AudioObjectID boundDevice_ = kAudioObjectUnknown;
+  std::optional<AudioStreamBasicDescription> clientFormat_;
+  std::uint64_t renderCount_ = 0;
+  std::uint64_t trackFramesRendered_ = 0;
+};
+
+}  // namespace tolvane
