@@ -47,6 +47,9 @@ class OutputConfiguration {
                                                                           AudioRenderContext& context,
                                                                           bool prefersHighQualityConversion);
 
+  /// False when it cannot be read: stopping a unit that runs costs a click, starting one that does not costs frames.
+  [[nodiscard]] bool unitIsRunning() const;
+
   PlayerCore& core_;
   bool isStarted_ = false;       ///< the unit was started and not stopped since
   std::int64_t startFrame_ = 0;  ///< the context's position when it was started

@@ -146,6 +146,21 @@ TEST_F(TransportTest, ResumingWhilePlayingChangesNothing) {
   EXPECT_EQ(heardMusic(), tracks["/song.wav"]);
 }
 
+TEST_F(TransportTest, ResumingAUnitThatStoppedByItselfGoesOnWithTheFirstFrameThatWasNotHeard) {
+  player->play(track);
+  advance(400ms);
+  device(id).stopByItself();
+  advance(50ms);
+  player->resume();
+  advance(200ms);
+  player->pause();
+  advance(1s);
+  player->resume();
+  advance(3s);
+  EXPECT_EQ(heardMusic(), tracks["/song.wav"]);
+  EXPECT_EQ(completions(), 1);
+}
+
 TEST_F(TransportTest, DoesNothingWithoutATrack) {
   player->pause();
   player->resume();
