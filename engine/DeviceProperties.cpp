@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "engine/StreamFormats.h"
 
 namespace tolvane {
@@ -10,6 +12,10 @@ namespace {
 constexpr AudioObjectPropertyAddress globalAddress(FourCharCode selector) {
   return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
 }
+
+// How long a rate that was written may take to arrive.
+constexpr int settleRounds = 50;
+constexpr std::chrono::microseconds settlePause{5000};
 
 constexpr auto hogModeAddress = globalAddress(kAudioDevicePropertyHogMode);
 constexpr auto nominalRateAddress = globalAddress(kAudioDevicePropertyNominalSampleRate);
@@ -99,11 +105,9 @@ SampleRateReport DeviceProperties::configureSampleRate(double requested, AudioOb
 }
 
 void DeviceProperties::waitForRate(double requested, AudioObjectID deviceID) const {
-  constexpr int rounds = 50;
-  constexpr std::chrono::microseconds pause{5000};
-  for (int round = 0; round < rounds; ++round) {
+  for (int round = 0; round < settleRounds; ++round) {
     if (readSampleRates(requested, deviceID).isMatched()) return;
-    runLoop_.sleepFor(pause);
+    runLoop_.sleepFor(settlePause);
   }
 }
 
@@ -117,7 +121,22 @@ void DeviceProperties::restoreNominalSampleRate(double saved, AudioObjectID devi
   const auto current = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
   if (!current) return;
   if (ratesAgree(*current, saved)) return;
-  (void)hardware_.setPropertyData(deviceID, nominalRateAddress, saved);
+  if (hardware_.setPropertyData(deviceID, nominalRateAddress, saved) != noErr) return;
+  const auto now = runLoop_.now();
+  std::erase_if(restoredRates_, [&](const auto& rate) { return rate.deviceID == deviceID || rate.dueBy <= now; });
+  restoredRates_.push_back({deviceID, saved, now + settleRounds * settlePause});
+}
+
+void DeviceProperties::waitForRestoredRate(AudioObjectID deviceID) {
+  const auto found = std::ranges::find(restoredRates_, deviceID, &RestoredRate::deviceID);
+  if (found == restoredRates_.end()) return;
+  const RestoredRate restored = *found;
+  restoredRates_.erase(found);
+  const auto hasArrived = [&] {
+    const auto nominal = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
+    return !nominal || ratesAgree(restored.rate, *nominal);
+  };
+  while (runLoop_.now() < restored.dueBy && !hasArrived()) runLoop_.sleepFor(settlePause);
 }
 
 Result<AudioObjectID> DeviceProperties::resolveOutputDevice(std::optional<AudioObjectID> preferredDeviceID) const {

@@ -47,6 +47,10 @@ class DeviceProperties {
   /// Writes the saved rate in hertz back unless the device is there already; waits for nothing.
   void restoreNominalSampleRate(double saved, AudioObjectID deviceID);
 
+  /// Waits, up to 50 × 5 ms after it was written, for a restored rate that has not arrived yet: the rate that a device
+  /// leaves is not the one to come back to later.
+  void waitForRestoredRate(AudioObjectID deviceID);
+
   /// The preferred device as it is, else the system's default output device.
   [[nodiscard]] Result<AudioObjectID> resolveOutputDevice(std::optional<AudioObjectID> preferredDeviceID) const;
 
@@ -56,8 +60,15 @@ class DeviceProperties {
   [[nodiscard]] bool isSettable(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
   void waitForRate(double requested, AudioObjectID deviceID) const;
 
+  struct RestoredRate {
+    AudioObjectID deviceID;
+    double rate;
+    RunLoop::TimePoint dueBy;
+  };
+
   AudioHardware& hardware_;
   RunLoop& runLoop_;
+  std::vector<RestoredRate> restoredRates_;  ///< written and not waited for
 };
 
 }  // namespace tolvane

@@ -23,8 +23,10 @@ Result<void> OutputConfiguration::configureOutput(const PreparedAudio& prepared,
 
   const auto transport = core_.device.readDeviceUInt32(deviceID, kAudioDevicePropertyTransportType).value_or(0);
   const bool isBluetooth = isBluetoothTransport(transport);
-  if (!isBluetooth)  // the rate of a Bluetooth link is its own affair
+  if (!isBluetooth) {  // the rate of a Bluetooth link is its own affair
+    core_.device.waitForRestoredRate(deviceID);
     core_.originalDeviceSampleRate = core_.device.readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
+  }
 
   const HogModeReport hogReport =
       core_.isExclusiveAccessEnabled ? core_.device.acquireHogMode(deviceID) : core_.device.readHogMode(deviceID);
@@ -141,11 +143,19 @@ void OutputConfiguration::failRuntime(std::string message, bool unitAlreadyStopp
 }
 
 OSStatus OutputConfiguration::startUnit() {
+  // A unit that stopped by itself begins a new run: what was not heard of the last one comes first.
+  if (isStarted_ && !unitIsRunning()) (void)stopUnit();
   if (isStarted_) return core_.audioUnit->start();
   startFrame_ = core_.renderContext->currentFrame();
   const OSStatus status = core_.audioUnit->start();
   isStarted_ = status == noErr;
   return status;
+}
+
+bool OutputConfiguration::unitIsRunning() const {
+  const auto value = core_.audioUnit->property(AudioUnitProperty::isRunning, AudioUnitScope::global, 0);
+  const auto* running = value ? std::get_if<std::uint32_t>(&*value) : nullptr;
+  return running != nullptr && *running != 0;
 }
 
 OSStatus OutputConfiguration::stopUnit() {

@@ -204,6 +204,27 @@ TEST_F(OutputConfigurationTest, ReportsAUnitThatTookAnotherClientFormat) {
   EXPECT_EQ(path().detail, "AUHAL accepted a different client PCM format, so format conversion may be active.");
 }
 
+TEST_F(OutputConfigurationTest, ARateThatIsStillOnItsWayBackIsNotMistakenForTheOneThatWasFound) {
+  SimulatedDeviceConfig slow;
+  slow.nominalRate = 48000;
+  slow.rateSettleDelay = 150ms;
+  const AudioObjectID id = addDevice(slow);
+  player->setOutputDevice(id);
+  const auto song = addTrack("/slow.wav", 441000, 96000);
+  player->play(song);
+  advance(1s);
+  EXPECT_EQ(device(id).config().nominalRate, 96000);
+  player->play(song);
+  advance(1s);
+  EXPECT_EQ(path().label, "BIT-PERFECT");
+  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  advance(1s);
+  EXPECT_EQ(path().label, "BIT-PERFECT");
+  player->stop();
+  advance(1s);
+  EXPECT_EQ(device(id).config().nominalRate, 48000);
+}
+
 TEST_F(OutputConfigurationTest, DestroyingThePlayerGivesEverythingBack) {
   const auto id = addDevice(dac);
   player->setExclusiveAccessEnabled(true);
