@@ -97,7 +97,7 @@ void OutputSupervision::checkOutputHealth() {
   if (!progressed) return;
   if (*progressed) {
     stalledHealthChecks_ = 0;
-    if (++stableHealthChecks_ == healthyChecksToReset) recoveryAttempts_ = 0;
+    if (++stableHealthChecks_ >= healthyChecksToReset) recoveryAttempts_ = 0;
     return;
   }
   stableHealthChecks_ = 0;
@@ -150,6 +150,7 @@ void OutputSupervision::recoverOutputIfNeeded() {
   if (isRecoveringOutput_ || !core_.preparedAudio || !core_.isPlayingOrPaused()) return;
   if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(std::string(recoveryReason_));
   ++recoveryAttempts_;
+  stableHealthChecks_ = 0;  // health before the fault earns no new attempts, only health after it
   isRecoveringOutput_ = true;
   const bool wasPlaying = core_.state == PlaybackState::playing;
   if (wasPlaying && core_.audioUnit)

@@ -232,6 +232,30 @@ TEST_F(OutputSupervisionTest, ThirtyHealthySecondsGiveBackAllAttempts) {
   EXPECT_TRUE(isPlaying());
 }
 
+TEST_F(OutputSupervisionTest, FaultsThatAreFarApartNeverUseUpTheAttempts) {
+  const auto longTrack = addTrack("/long.wav", 44100 * 400);
+  player->play(longTrack);
+  for (int fault = 0; fault < 8; ++fault) {
+    advance(40s);
+    device(id).raiseRenderError(-1);
+  }
+  advance(1s);
+  EXPECT_EQ(recoveries(), 8U);
+  EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(OutputSupervisionTest, HealthBeforeAFaultEarnsNoAttemptsForAfterIt) {
+  const auto longTrack = addTrack("/long.wav", 44100 * 120);
+  player->play(longTrack);
+  advance(100s);
+  for (int fault = 0; fault < 4; ++fault) {
+    device(id).raiseRenderError(-7);
+    advance(2s);
+  }
+  EXPECT_EQ(recoveries(), 3U);
+  EXPECT_FALSE(isPlaying());
+}
+
 TEST_F(OutputSupervisionTest, AFourthFaultWithinThirtySecondsEndsPlayback) {
   player->play(track);
   for (int fault = 0; fault < 4; ++fault) {
