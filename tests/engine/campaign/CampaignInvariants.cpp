@@ -246,7 +246,11 @@ void CampaignInvariants::checkRestRates() {
     if (!isFine)
       world_.fail(
           fmt::format("device {} stands at {} Hz, it was found at {} Hz", id, config.nominalRate, ledger.restRate));
-    ledger = {.restRate = config.nominalRate, .hasLied = ledger.activeFaults > 0, .activeFaults = ledger.activeFaults};
+    const bool stillFails = ledger.activeFaults > 0;
+    ledger = {.restRate = config.nominalRate,
+              .anyRateIsAcceptable = stillFails,
+              .hasLied = stillFails,
+              .activeFaults = ledger.activeFaults};
     if (world_.ownsDevice(id)) world_.device(id).setHogOwner(-1);  // its release had been made to fail
   }
 }

@@ -15,7 +15,7 @@ constexpr double usualHours = 400;  // a tenth of the speed or less
 #elif !defined(NDEBUG)
 constexpr double usualHours = 2000;
 #else
-constexpr double usualHours = 12000;
+constexpr double usualHours = 10400;
 #endif
 
 template <typename Number>
