@@ -8,6 +8,7 @@
 
 #include "platform/alsa/AlsaFormats.h"
 #include "platform/alsa/AlsaStatus.h"
+#include "platform/alsa/AlsaUsbStream.h"
 
 namespace tolvane {
 namespace {
@@ -130,12 +131,23 @@ std::expected<double, OSStatus> AlsaDevice::actualRate() const {
   return own->hwParams->rate;
 }
 
+/// What the driver tells, and, where it knows no better than the container, the device itself.
+int AlsaDevice::significantBits(const AlsaHwParams& params) const {
+  const int driver = unitSetup_->significantBits;
+  if (info_.transport != kAudioDeviceTransportTypeUSB) return driver;
+  const auto text =
+      readSmallFile(paths_.asound + "/card" + std::to_string(info_.card) + "/stream" + std::to_string(info_.device));
+  const auto device = text ? parseUsbSignificantBits(*text, params.format, params.channels) : std::nullopt;
+  if (!device) return driver;
+  return driver > 0 ? std::min(driver, *device) : *device;
+}
+
 std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::physicalFormat() const {
   const auto own = ownSubstream();
   if (!own || !own->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
   const auto container = layoutOfAlsaFormat(own->hwParams->format);
   if (!container) return std::unexpected(kAudioDeviceUnsupportedFormatError);
-  return describe(physicalLayout(*container, unitSetup_->significantBits), own->hwParams->rate,
+  return describe(physicalLayout(*container, significantBits(*own->hwParams)), own->hwParams->rate,
                   own->hwParams->channels);
 }
 

@@ -69,6 +69,7 @@ class AlsaDevice {
   [[nodiscard]] OSStatus claim();
   void releaseClaim();
   [[nodiscard]] std::optional<AlsaSubstream> ownSubstream() const;
+  [[nodiscard]] int significantBits(const AlsaHwParams& params) const;
 
   const AlsaDeviceInfo info_;
   const AudioObjectID id_;

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -67,7 +68,8 @@ AlsaRenderLoop::AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup&
       makeRealtime_(std::move(makeRealtime)),
       notice_(notice),
       pipeline_(std::move(pipeline)),
-      staged_(setup.usesMmap ? 0 : RenderPipeline::sliceFrames * frameBytes_) {
+      staged_(setup.usesMmap ? 0 : RenderPipeline::sliceFrames * frameBytes_),
+      unheard_(setup.usesMmap ? setup.bufferFrames * frameBytes_ : 0) {
   const int count = std::max(0, snd_pcm_poll_descriptors_count(handle_));
   descriptors_.resize(static_cast<std::size_t>(count) + 1);
   snd_pcm_poll_descriptors(handle_, descriptors_.data() + 1, static_cast<unsigned>(count));
@@ -80,6 +82,7 @@ AlsaRenderLoop::~AlsaRenderLoop() { stop(); }
 void AlsaRenderLoop::lockMemory() {
   auto spans = pipeline_->memory();
   spans.emplace_back(staged_);
+  spans.emplace_back(unheard_);
   // Where the limit on locked memory forbids it, the pages have still been written to: they are there.
   for (const auto& span : spans) mlock(span.data(), span.size());
 }
@@ -93,6 +96,8 @@ OSStatus AlsaRenderLoop::start(const AURenderCallback& callback) {
   framesPlayed_ = 0;
   written_ = 0;
   played_ = 0;
+  unheardBytes_ = 0;
+  unheardAt_ = 0;
   everStarted_ = true;
   alive_.store(true, std::memory_order_release);
   try {
@@ -175,6 +180,7 @@ void AlsaRenderLoop::run() {
 
 long AlsaRenderLoop::beginPlaying() {
   if (const int error = snd_pcm_prepare(handle_); error < 0) return error;
+  preparedAt_ = written_;
   if (const long error = fill(); error < 0) return error;
   return snd_pcm_start(handle_);
 }
@@ -201,6 +207,7 @@ long AlsaRenderLoop::transferMapped(snd_pcm_uframes_t frames) {
   if (const int error = snd_pcm_mmap_begin(handle_, &areas, &offset, &frames); error < 0) return error;
   if (frames == 0) return 0;
   auto* ring = static_cast<std::byte*>(areas[0].addr) + areas[0].first / 8;
+  ring_ = ring;
   renderInto(ring + offset * frameBytes_, frames);
   const snd_pcm_sframes_t committed = snd_pcm_mmap_commit(handle_, offset, frames);
   if (committed < 0) return committed;
@@ -219,8 +226,33 @@ long AlsaRenderLoop::transferWritten(snd_pcm_uframes_t frames) {
 }
 
 void AlsaRenderLoop::renderInto(std::byte* destination, snd_pcm_uframes_t frames) {
+  if (const std::size_t again = std::min(unheardBytes_ - unheardAt_, frames * frameBytes_); again > 0) {
+    std::memcpy(destination, unheard_.data() + unheardAt_, again);
+    unheardAt_ += again;
+    destination += again;
+    frames -= again / frameBytes_;
+  }
+  if (frames == 0) return;
   const OSStatus status = pipeline_->render(destination, static_cast<std::uint32_t>(frames));
   if (status != noErr) lastError_.store(status, std::memory_order_release);  // partner: takeLastError()
+}
+
+/// Before a ring is prepared anew: what it holds and nobody has heard is written again afterwards.
+void AlsaRenderLoop::keepUnheard() {
+  const std::int64_t frames = std::min(written_ - played_, written_ - preparedAt_);
+  if (ring_ == nullptr || frames <= 0 || static_cast<snd_pcm_uframes_t>(frames) > setup_.bufferFrames) return;
+  // Frames that waited to be written again stand behind those that now join them.
+  const std::size_t left = unheardBytes_ - unheardAt_;
+  const std::size_t bytes = static_cast<std::size_t>(frames) * frameBytes_;
+  if (bytes + left > unheard_.size()) return;
+  std::memmove(unheard_.data() + bytes, unheard_.data() + unheardAt_, left);
+  const auto first = static_cast<std::size_t>(written_ - frames - preparedAt_) % setup_.bufferFrames;
+  const std::size_t untilEnd = std::min(bytes, (setup_.bufferFrames - first) * frameBytes_);
+  std::memcpy(unheard_.data(), ring_ + first * frameBytes_, untilEnd);
+  std::memcpy(unheard_.data() + untilEnd, ring_, bytes - untilEnd);
+  unheardAt_ = 0;
+  unheardBytes_ = bytes + left;
+  written_ -= frames;
 }
 
 /// Until the device has consumed a period, the thread is told to end, or two periods' time has gone by.
@@ -246,6 +278,7 @@ long AlsaRenderLoop::recover(long error) {
     error = resume();
     if (error >= 0) return 0;
     if (ends_.load(std::memory_order_acquire)) return 0;  // partner: stop()
+    keepUnheard();
   } else if (error == -EPIPE) {
     underruns_.fetch_add(1, std::memory_order_relaxed);
     notice_.signal();

@@ -62,6 +62,7 @@ class AlsaRenderLoop {
   long resume();
   void publishPosition();
   void renderInto(std::byte* destination, snd_pcm_uframes_t frames);
+  void keepUnheard();
   void fail(long error);
 
   // Main thread, after the render thread has ended.
@@ -80,8 +81,13 @@ class AlsaRenderLoop {
   std::unique_ptr<RenderPipeline> pipeline_;
   std::vector<std::byte> staged_;  ///< where there is no mmap: a slice on its way
   std::vector<pollfd> descriptors_;
-  std::int64_t written_ = 0;  ///< device frames since start()
-  std::int64_t played_ = 0;   ///< of them, by the last look
+  std::int64_t written_ = 0;         ///< device frames since start()
+  std::int64_t played_ = 0;          ///< of them, by the last look
+  std::int64_t preparedAt_ = 0;      ///< written_ when the ring last began at its first frame
+  const std::byte* ring_ = nullptr;  ///< where there is mmap: the ring's first frame, once something was written
+  std::vector<std::byte> unheard_;   ///< frames to be written again, of a ring that had to be prepared anew
+  std::size_t unheardBytes_ = 0;     ///< of unheard_, those from unheardAt_ on
+  std::size_t unheardAt_ = 0;
 
   // Main thread.
   std::thread thread_;
