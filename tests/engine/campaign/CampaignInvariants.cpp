@@ -132,7 +132,10 @@ void CampaignInvariants::completed(std::int64_t count) {
   const bool isCalm = now - world_.lastTrouble > 15s;
   // The rounding of a clock that is a little slow may leave a frame behind.
   if (isCalm) require(unheard <= 1, fmt::format("the last {} frames were not heard", unheard));
-  if (world_.goesOnToNextTrack) playTrack(world_, world_.random.pick(world_.tracks));
+  if (!world_.goesOnToNextTrack) return;
+  const CampaignTrack* next = &world_.random.pick(world_.tracks);
+  while (!next->isPlayable && world_.random.percent(98)) next = &world_.random.pick(world_.tracks);
+  playTrack(world_, *next);
 }
 
 void CampaignInvariants::logged(std::string_view line) {

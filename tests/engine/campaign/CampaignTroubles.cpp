@@ -1,6 +1,7 @@
 // What befalls the hardware in a world of the campaign: the other half of CampaignActions.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "tests/engine/campaign/CampaignActions.h"
@@ -22,6 +23,10 @@ void CampaignActions::changeRateFromOutside() {
   const double rate = world_.drawRate();
   note(fmt::format("device {}: rate from outside {} Hz", id, rate));
   world_.ledgers[id].alsoAcceptable.push_back(rate);
+  // What the device would refuse cannot be put back.
+  const auto& rates = world_.device(id).config().rates;
+  if (std::ranges::find(rates, AudioValueRange{rate, rate}) == rates.end())
+    world_.ledgers[id].anyRateIsAcceptable = true;
   world_.device(id).setNominalRateFromOutside(rate);
   world_.trouble();
 }

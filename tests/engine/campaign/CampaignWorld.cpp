@@ -37,7 +37,7 @@ CampaignWorld::CampaignWorld(std::uint64_t worldSeed, CampaignTracks& allTracks)
   watched.setMayRender([this] { return isPlaying(); });
   watched.setMayWrite([this] { return isInOperation() || isActive(); });
   hardware.setDeliversLateNotifications(random.percent(30));
-  goesOnToNextTrack = random.percent(85);
+  goesOnToNextTrack = random.percent(90);
   lastTrouble = runLoop.now();
   addDevices();
   makePlayer();
