@@ -22,7 +22,7 @@ namespace tolvane {
 [[nodiscard]] std::string formatDescription(const AudioStreamBasicDescription& format);
 
 /// Whether the hardware's own format carries the track's source without loss. Integers of more than 24 bits are judged
-/// lossy in any float, floats in any integer.
+/// lossy in any float, be it the hardware's or the 32-bit float that a decoder delivered; floats in any integer.
 [[nodiscard]] bool physicalFormatCompatibility(const PreparedAudio& prepared,
                                                const AudioStreamBasicDescription& physicalFormat);
 

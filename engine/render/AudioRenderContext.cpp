@@ -1,6 +1,7 @@
 #include "engine/render/AudioRenderContext.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <utility>
 
@@ -11,9 +12,17 @@ std::int64_t wholeFrames(std::int64_t byteCount, const AudioStreamBasicDescripti
   return format.mBytesPerFrame == 0 ? 0 : byteCount / format.mBytesPerFrame;
 }
 
-void silence(const AudioBuffer& buffer, std::size_t fromByte) noexcept {
-  if (buffer.mData == nullptr) return;
-  std::memset(static_cast<std::byte*>(buffer.mData) + fromByte, 0, buffer.mDataByteSize - fromByte);
+/// One sample of silence, as it lies in memory. Zeros, but for offset binary, where zero is the most negative value: a
+/// loudspeaker would be pushed against its stop where the music ends.
+std::array<std::byte, 8> silentSample(const std::optional<PCMOutputLevelProcessor>& layout) {
+  std::array<std::byte, 8> bytes{};
+  if (!layout || layout->isFloat || layout->isSigned) return bytes;
+  const std::uint64_t halfWay = std::uint64_t{1} << (layout->bitsPerSample - 1 + layout->bitShift);
+  for (std::uint32_t i = 0; i < layout->bytesPerSample; ++i) {
+    const std::uint32_t significance = layout->isBigEndian ? layout->bytesPerSample - 1 - i : i;
+    bytes[i] = static_cast<std::byte>(halfWay >> (8 * significance));
+  }
+  return bytes;
 }
 
 }  // namespace
@@ -27,7 +36,22 @@ AudioRenderContext::AudioRenderContext(PcmBlock buffer, std::int64_t byteCount,
       format_(format),
       outputLevels_(std::move(outputLevels)),
       levelProcessor_(PCMOutputLevelProcessor::make(format)),
+      silentSample_(silentSample(levelProcessor_)),
+      silenceIsZero_(silentSample_ == std::array<std::byte, 8>{}),
       didReachEnd_(totalFrames_ == 0 ? 1 : 0) {}
+
+void AudioRenderContext::silence(const AudioBuffer& buffer, std::size_t fromByte) const noexcept {
+  if (buffer.mData == nullptr) return;
+  auto* const bytes = static_cast<std::byte*>(buffer.mData);
+  if (silenceIsZero_) {
+    std::memset(bytes + fromByte, 0, buffer.mDataByteSize - fromByte);
+  } else {
+    // A processor exists, so its samples have bytes; `fromByte` is where a frame begins.
+    const std::size_t sampleBytes = levelProcessor_->bytesPerSample;
+    for (std::size_t i = fromByte; i < buffer.mDataByteSize; ++i)
+      bytes[i] = silentSample_[(i - fromByte) % sampleBytes];
+  }
+}
 
 OSStatus AudioRenderContext::render(std::uint32_t frames, AudioBufferList* ioData) noexcept {
   // seq_cst: a full barrier. Partner: renderCycleCount() on the main thread.

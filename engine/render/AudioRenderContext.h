@@ -3,7 +3,9 @@
 // the end. render() runs on the unit's real-time thread, everything else on the main thread. The render path must never
 // allocate, lock, log or make a system call.
 
+#include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -62,10 +64,11 @@ class AudioRenderContext {
 
   // Render thread.
 
-  /// Fills the list's one buffer with the next frames, then zeros, and lowers its byte size to `frames` frames. Past
-  /// the end that is silence and success. kAudio_ParamError (buffers zeroed) for a list that is null, does not hold
-  /// exactly one buffer with data, or a format without bytes; kAudioUnitErr_FormatNotSupported, the position unmoved,
-  /// when levels are to be applied to samples that cannot be scaled.
+  /// Fills the list's one buffer with the next frames, then silence (zeros; offset binary: the half-way code), and
+  /// lowers its byte size to `frames` frames. Past the end that is silence and success. kAudio_ParamError (buffers
+  /// silenced) for a list that is null, does not hold exactly one buffer with data, or a format without bytes;
+  /// kAudioUnitErr_FormatNotSupported, the position unmoved, when levels are to be applied to samples that cannot be
+  /// scaled.
   OSStatus render(std::uint32_t frames, AudioBufferList* ioData) noexcept;
 
   /// An AURenderCallback::Proc; `refCon` is the context.
@@ -73,6 +76,7 @@ class AudioRenderContext {
 
  private:
   void setReachedEnd(bool reached) noexcept;
+  void silence(const AudioBuffer& buffer, std::size_t fromByte) const noexcept;
 
   // Constant after construction; the block's bytes are constant once a unit has the context.
   PcmBlock buffer_;
@@ -81,6 +85,8 @@ class AudioRenderContext {
   const AudioStreamBasicDescription format_;
   const std::shared_ptr<AtomicOutputLevels> outputLevels_;
   const std::optional<PCMOutputLevelProcessor> levelProcessor_;
+  const std::array<std::byte, 8> silentSample_;
+  const bool silenceIsZero_;
 
   // Atomic. The render thread writes while the unit runs, the main thread (seek) while it is stopped; starting and
   // stopping the unit orders the two. The main thread reads at any time.

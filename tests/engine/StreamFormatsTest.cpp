@@ -86,17 +86,22 @@ TEST(PhysicalFormatCompatibility, JudgesBitsByKind) {
   const struct {
     std::uint32_t sourceBits;
     bool sourceIsFloat;
+    AudioStreamBasicDescription client;
     AudioStreamBasicDescription physical;
     bool carries;
   } rows[] = {
-      {16, false, integer16, true},  {16, false, integer24, true}, {24, false, integer24, true},
-      {24, false, integer16, false}, {24, false, float32, true},   {32, false, float32, false},
-      {32, false, float64, false},   {24, false, float64, true},   {32, false, integer32, true},
-      {32, true, float32, true},     {64, true, float32, false},   {64, true, float64, true},
-      {32, true, integer32, false},  {16, true, integer24, false},
+      {16, false, integer16, integer16, true}, {16, false, integer16, integer24, true},
+      {24, false, integer24, integer24, true}, {24, false, integer24, integer16, false},
+      {24, false, float32, float32, true},     {24, false, float32, integer24, true},
+      {24, false, integer24, float32, true},   {32, false, integer32, float32, false},
+      {32, false, integer32, float64, false},  {24, false, integer24, float64, true},
+      {32, false, integer32, integer32, true}, {32, false, float32, integer32, false},
+      {25, false, float32, integer32, false},  {32, true, float32, float32, true},
+      {64, true, float64, float32, false},     {64, true, float64, float64, true},
+      {32, true, float32, integer32, false},   {16, true, float32, integer24, false},
   };
   for (const auto& row : rows)
-    EXPECT_EQ(physicalFormatCompatibility(preparedTrack(float32, row.sourceBits, row.sourceIsFloat), row.physical),
+    EXPECT_EQ(physicalFormatCompatibility(preparedTrack(row.client, row.sourceBits, row.sourceIsFloat), row.physical),
               row.carries)
         << row.sourceBits << (row.sourceIsFloat ? "-bit float on " : "-bit integer on ")
         << formatDescription(row.physical);

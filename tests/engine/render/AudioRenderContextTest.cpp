@@ -121,6 +121,26 @@ TEST(AudioRenderContext, FillsTheLastBufferUpWithSilence) {
   EXPECT_TRUE(track.context.didReachEnd());
 }
 
+TEST(AudioRenderContext, IsSilentAtTheHalfWayCodeOfOffsetBinary) {
+  const struct {
+    AudioStreamBasicDescription format;
+    std::vector<int> sample;
+  } rows[] = {{linearPCM(44100, 2, 8, 1, 0), {0x80}},
+              {linearPCM(44100, 1, 16, 2, 0), {0x00, 0x80}},
+              {linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsBigEndian), {0x80, 0x00}},
+              {linearPCM(44100, 2, 20, 3, kAudioFormatFlagIsAlignedHigh), {0x00, 0x00, 0x80}},
+              {linearPCM(44100, 2, 20, 3, 0), {0x00, 0x00, 0x08}},
+              {linearPCM(44100, 2, 64, 8, 0), {0, 0, 0, 0, 0, 0, 0, 0x80}}};
+  for (const auto& row : rows) {
+    const std::uint32_t width = row.format.mBytesPerFrame;
+    Track track(row.format, width);
+    ASSERT_EQ(track.render(3, 3 * width), noErr);
+    for (std::uint32_t i = width; i < 3 * width; ++i)
+      EXPECT_EQ(std::to_integer<int>(track.output[i]), row.sample[i % row.sample.size()]) << "byte " << i;
+    EXPECT_TRUE(std::equal(track.output.begin(), track.output.begin() + width, track.context.buffer().data()));
+  }
+}
+
 TEST(AudioRenderContext, ReachesTheEndWithTheLastFrameAndNotBefore) {
   Track track = Track::ofFrames(200);
   EXPECT_EQ(track.render(199, 199 * 4), noErr);
