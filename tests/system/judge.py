@@ -1,6 +1,7 @@
 """Completes the machine's results with what only the host knows, prints them as they come, and the table at the end."""
 
 import compare
+import dac_plan
 import plan
 import tracks
 
@@ -9,7 +10,7 @@ WAV_HEADER = 44  # bytes before the samples in what QEMU records
 class Judge:
     def __init__(self, work):
         self.work = work
-        self.cases = {case.name: case for case in plan.loopback_cases()}
+        self.cases = {case.name: case for case in (*plan.loopback_cases(), *dac_plan.cases())}
         self.expected = []  # names of all tests, once the machine has told them
         self.verdicts = {}  # name → faults
         self.held = {}  # results that wait for the end of the machine
@@ -76,7 +77,9 @@ class Judge:
             self._say(f"FAIL {name}: no result")
         if self.why_stopped:
             self._say(f"FAIL the run: {self.why_stopped}")
-        for line in table(self.cells) if self.expected else ():
+        tables = (("Loopback card, played against captured:", plan.FORMATS, plan.RATES),
+                  ("USB DAC, played against its wire:", dac_plan.FORMATS, dac_plan.RATES))
+        for line in (line for shown in tables for line in table(*shown, self.cells)) if self.expected else ():
             self._say(line)
         failed = len(missing) + sum(bool(faults) for faults in self.verdicts.values())
         passed = len(self.verdicts) + len(missing) - failed
@@ -104,10 +107,10 @@ def _short(difference):
     return difference and difference.partition(":")[0]
 
 
-def table(cells):
+def table(title, kinds, rates, cells):
     """Formats down, rates across; in each cell "identical" or the first difference in words."""
-    heads = ["", *(f"{rate / 1000:g} kHz" for rate in plan.RATES)]
-    rows = [[" ".join(kind), *(cells.get((kind, rate), "no result") for rate in plan.RATES)] for kind in plan.FORMATS]
+    heads = ["", *(f"{rate / 1000:g} kHz" for rate in rates)]
+    rows = [[" ".join(kind), *(cells.get((kind, rate), "no result") for rate in rates)] for kind in kinds]
     widths = [max(map(len, column)) for column in zip(heads, *rows)]
     lines = ["  " + "  ".join(text.ljust(width) for text, width in zip(row, widths)).rstrip() for row in [heads, *rows]]
-    return ["", "Loopback card, played against captured:", *lines, ""]
+    return ["", title, *lines, ""]

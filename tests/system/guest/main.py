@@ -10,6 +10,7 @@ sys.path.insert(0, "/vm/tests")
 
 import plan  # noqa: E402
 import contract  # noqa: E402
+import dac  # noqa: E402
 import hardware  # noqa: E402
 import loopback  # noqa: E402
 import report  # noqa: E402
@@ -23,12 +24,13 @@ def main():
     shutil.copytree(report.SHARED / "bin", PROGRAM.parent)
     cases = plan.loopback_cases()
     tests = [*hardware.tests(), *contract.tests()]
-    report.announce([name for name, _ in tests] + [case.name for case in cases])
+    report.announce([name for name, _ in tests] + [case.name for case in cases] + dac.names())
     for name, test in tests:
         report.guarded(name, test)
     device = hardware.device_name("aloop")
     for number, case in enumerate(cases):
         report.guarded(case.name, lambda: loopback.play(case, number, device))
+    dac.run_all()
     report.finished()
 
 

@@ -1,0 +1,125 @@
+"""A USB DAC made of software (tests/system/dac), plugged into the machine's own kernel, which drives it as a real one."""
+
+import json
+import pathlib
+import shutil
+import subprocess
+import tempfile
+
+from cards import Pcm, present, wait_until
+from loopback import fetched
+from probe import Probe
+
+PROGRAM = pathlib.Path("/tmp/bin/test_dac")
+CARD = "DAC"  # in /proc/asound: the last word of its name
+NAME = "Test DAC"
+PCM = Pcm(CARD)
+
+
+class Dac:
+    """One DAC, plugged in, with the options that the program knows. What it recorded goes with it."""
+
+    def __init__(self, *options):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="dac-", dir="/tmp"))
+        self.commands = self.folder / "commands"
+        subprocess.run(["modprobe", "vhci-hcd"], check=True, timeout=60)
+        with open(self.folder / "errors", "wb") as errors:
+            self.process = subprocess.Popen(
+                [PROGRAM, "--name", NAME, "--record", str(self.folder / "wire"), "--commands", str(self.commands),
+                 *options], stdin=subprocess.DEVNULL, stderr=errors)
+        self._device = None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.terminate()
+        self.process.wait(20)
+        wait_until(lambda: not present(CARD), 20)
+        shutil.rmtree(self.folder)
+
+    def device(self):
+        """The player's line about the DAC. Waits until the card is there with the name that udev gives it."""
+        if self._device is None:
+            if not wait_until(lambda: self.process.poll() is not None or PCM.folder.exists(), 20) or self.process.poll():
+                raise RuntimeError(f"the DAC does not appear: {(self.folder / 'errors').read_text()}")
+            subprocess.run(["udevadm", "settle", "--timeout=30"], check=True, timeout=60)
+            listed = Probe("devices").finish().lines
+            self._device = next(line for line in listed if "usb-Tolvane" in line["uid"])
+        return self._device
+
+    def plug_in(self):
+        self._device = None  # found anew
+        self.command("attach")
+
+    def pull(self):
+        """Returns when the card has gone."""
+        self.command("detach")
+        if not wait_until(lambda: not present(CARD), 20):
+            raise RuntimeError("the card does not go")
+
+    def command(self, text):
+        with open(self.commands, "w", encoding="ascii") as commands:
+            commands.write(text + "\n")
+
+    def events(self, name):
+        """What happened of one kind. REQUIRES: device() has been asked for."""
+        lines = (self.folder / "wire.jsonl").read_text().splitlines()
+        return [event for event in map(json.loads, lines) if event["event"] == name]
+
+    def stream(self):
+        """From now on: what becomes of the stream."""
+        return Stream(self, len(self.events("start")))
+
+    def received(self, run):
+        return (self.folder / f"wire.{run['run']}.raw").read_bytes()
+
+
+class Stream:
+    """The runs of a DAC's stream since one moment: unbroken stretches of packets."""
+
+    def __init__(self, dac, first):
+        self.dac, self.first = dac, first
+
+    def runs(self):
+        """What was said at the end of each, when all have ended."""
+        wait_until(lambda: len(self.dac.events("stop")) == len(self.dac.events("start")), 5)
+        return self.dac.events("stop")[self.first:]
+
+    def pieces(self):
+        """The bytes of each."""
+        return [self.dac.received(run) for run in self.runs()]
+
+    def bytes(self):
+        return b"".join(self.pieces())
+
+    def faults(self, setup):
+        """A track is one run, in the format, rate and channels that the host chose, which the host ends by taking back
+        what it has queued, and whose wire never runs dry."""
+        runs, told = self.runs(), self.dac.events("start")[self.first:]
+        if len(runs) != 1 or runs[0]["why"] not in ("unlink", "alternate"):
+            return [f"the stream came in {len(runs)} runs: {runs}"]
+        faults = [f"the wire ran dry: {runs}"] if runs[0]["dryWires"] else []
+        if (told[0]["format"], told[0]["rate"], told[0]["channels"]) != setup:
+            faults.append(f"the DAC was set to {told[0]}, not {setup}")
+        return faults
+
+    def story(self):
+        return [str(run) for run in self.runs()]
+
+
+def play(dac, track, *options, watch=lambda: None):
+    """(the player's run, every hw_params that the kernel showed while it ran: not those of a device that is only tried)"""
+    seen = set()
+    name = dac.device()["name"]
+    file = fetched(track)
+
+    def look():
+        setup = PCM.setup() if PCM.running() else None
+        if setup:
+            seen.add(setup)
+        watch()
+
+    probe = Probe("play", file, "--device", name, *options).finish(look)
+    file.unlink()
+    return probe, seen
