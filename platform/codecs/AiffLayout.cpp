@@ -48,8 +48,8 @@ struct Common {
   std::uint32_t frames = 0;
 };
 
-AudioStreamBasicDescription describe(FourCharCode type, double sampleRate, std::uint32_t channels,
-                                     std::uint32_t sampleSize) {
+AudioStreamBasicDescription describeData(FourCharCode type, double sampleRate, std::uint32_t channels,
+                                         std::uint32_t sampleSize) {
   const auto* const linear = std::ranges::find(kLinearCompressions, type, &Compression::type);
   if (linear == kLinearCompressions.end()) {
     AudioStreamBasicDescription format;
@@ -73,7 +73,7 @@ std::expected<Common, OSStatus> readCommon(const ByteSource& source, const Chunk
   const double sampleRate = loadExtended(bytes.subspan(8, 10));
   if (!std::isfinite(sampleRate)) return std::unexpected(kAudioFileInvalidFileError);
   const FourCharCode type = isCompressed ? loadCode(bytes, kPlainSize) : fourCharCode("NONE");
-  return Common{describe(type, sampleRate, loadBig<std::uint16_t>(bytes, 0), loadBig<std::uint16_t>(bytes, 6)),
+  return Common{describeData(type, sampleRate, loadBig<std::uint16_t>(bytes, 0), loadBig<std::uint16_t>(bytes, 6)),
                 loadBig<std::uint32_t>(bytes, 2)};
 }
 
@@ -94,8 +94,8 @@ std::expected<SoundData, OSStatus> readSoundData(const ByteSource& source, const
   return SoundData{chunk.offset + skipped, available - skipped, loadBig<std::uint32_t>(bytes, 4) != 0};
 }
 
-PcmLayout layoutOf(const Common& common, const SoundData& data) {
-  PcmLayout layout{common.format, data.offset, data.byteCount, sourceBitDepthOf(common.format)};
+PcmFileLayout layoutOf(const Common& common, const SoundData& data) {
+  PcmFileLayout layout{common.format, data.offset, data.byteCount, sourceBitDepthOf(common.format)};
   // Data in blocks is filled up behind the music; only the frame count tells where the music ends. Elsewhere the chunk
   // itself is the better witness: a wrong frame count must not cut a track.
   if (data.isBlockAligned && common.frames != 0 && common.format.mBytesPerFrame != 0) {
@@ -121,7 +121,7 @@ double loadExtended(std::span<const std::byte> bytes) {
   return (signAndExponent & 0x8000) != 0 ? -magnitude : magnitude;
 }
 
-std::expected<PcmLayout, OSStatus> readAiffLayout(const ByteSource& source) {
+std::expected<PcmFileLayout, OSStatus> readAiffLayout(const ByteSource& source) {
   std::array<std::byte, kFileHeaderSize> start;
   if (const OSStatus status = readExactly(source, 0, start); status != noErr) return std::unexpected(status);
   const bool isCompressed = loadCode(start, 8) == fourCharCode("AIFC");

@@ -3,7 +3,7 @@
 // file.
 
 #include "platform/codecs/ByteSource.h"
-#include "platform/codecs/PcmLayout.h"
+#include "platform/codecs/PcmFileLayout.h"
 
 namespace tolvane {
 
@@ -11,7 +11,7 @@ namespace tolvane {
 [[nodiscard]] bool isAiffHeader(std::span<const std::byte> start);
 
 /// kAudioFileInvalidFileError when the common or the sound data chunk is missing, cut off or contradicts itself.
-[[nodiscard]] std::expected<PcmLayout, OSStatus> readAiffLayout(const ByteSource& source);
+[[nodiscard]] std::expected<PcmFileLayout, OSStatus> readAiffLayout(const ByteSource& source);
 
 /// The sample rate of an AIFF file: a floating point number of 80 bits, most significant byte first. Exact for every
 /// rate that a double can hold; not finite for one that it cannot. REQUIRES: 10 bytes.

@@ -33,6 +33,8 @@ struct FlacDecoder::Callbacks {
   static FLAC__StreamDecoderReadStatus read(const FLAC__StreamDecoder*, FLAC__byte buffer[], std::size_t* byteCount,
                                             void* client) {
     auto& decoder = self(client);
+    // Among damaged blocks libFLAC goes on by itself to the end of the file.
+    if (decoder.hasGivenUp()) return FLAC__STREAM_DECODER_READ_STATUS_ABORT;
     constexpr std::size_t kPiece = 64 * 1024;
     const auto bytes = decoder.window_.at(decoder.stream_.offset + decoder.bytePosition_, std::min(*byteCount, kPiece));
     if (!bytes) {
@@ -113,7 +115,10 @@ OSStatus FlacDecoder::prepare() {
            this) != FLAC__STREAM_DECODER_INIT_STATUS_OK) {
     return kAudioFileUnspecifiedError;
   }
-  if (FLAC__stream_decoder_process_until_end_of_metadata(decoder_.get()) != 0) return failure_;
+  if (FLAC__stream_decoder_process_until_end_of_metadata(decoder_.get()) != 0) {
+    isAmongBlocks_ = true;
+    return failure_;
+  }
   return failure_ != noErr ? failure_ : statusFromFLACState(FLAC__stream_decoder_get_state(decoder_.get()));
 }
 
@@ -123,7 +128,7 @@ std::expected<FlacStream, OSStatus> FlacDecoder::describe(const ByteSource& sour
   if (const OSStatus status = decoder.prepare(); status != noErr) return std::unexpected(status);
   if (!decoder.hasDescription_) return std::unexpected(kAudioFileInvalidFileError);
   // A stream whose very first block is damaged can be described; to decode it will fail in its own time.
-  while (decoder.isDescribing_ && !decoder.isAtEnd() &&
+  while (decoder.isDescribing_ && !decoder.isAtEnd() && !decoder.hasGivenUp() &&
          FLAC__stream_decoder_process_single(decoder.decoder_.get()) != 0) {
   }
   return decoder.stream_;
@@ -143,8 +148,12 @@ std::expected<std::unique_ptr<TrackDecoder>, OSStatus> FlacDecoder::open(const B
 OSStatus FlacDecoder::seek(std::uint64_t frame) {
   nextFrame_ = stream_.firstFrame + frame;
   // The block in which the frame lies is delivered from within, cut so that it starts with it.
-  if (FLAC__stream_decoder_seek_absolute(decoder_.get(), nextFrame_) != 0) {
+  isAmongBlocks_ = false;
+  const bool isThere = FLAC__stream_decoder_seek_absolute(decoder_.get(), nextFrame_) != 0;
+  isAmongBlocks_ = true;
+  if (isThere) {
     suspicion_ = noErr;
+    errorCount_ = 0;
     return failure_;
   }
   return failure_ != noErr ? failure_ : kAudioFileInvalidFileError;
@@ -156,6 +165,7 @@ bool FlacDecoder::isAtEnd() const {
 }
 
 void FlacDecoder::noteError(FLAC__StreamDecoderErrorStatus error) {
+  if (suspicion_ != noErr) ++errorCount_;
   if (error == FLAC__STREAM_DECODER_ERROR_STATUS_BAD_METADATA) {
     // A damaged title or picture takes nothing from the music, as long as the first block is found where it should be.
     isStartDamaged_ = true;
@@ -202,14 +212,30 @@ void FlacDecoder::deliverBlock(std::uint32_t frames, const FLAC__int32* const ch
   convert(channels, stream_.channels, direct, frames - direct, stream_.bits, surplus_.data());
 }
 
-OSStatus FlacDecoder::endStatus() const {
-  if (failure_ != noErr) return failure_;
+bool FlacDecoder::isPastHope() const {
+  if (suspicion_ == noErr) return false;
   // Bytes that are no block end the stream. Without anything missing they are some program's tag; less than a block of
   // them is where the file was cut off. More of them, in place of blocks that are missing, are damage.
   constexpr std::uint64_t kRoomForTag = 1024;
   const bool isComplete = nextFrame_ >= stream_.firstFrame + stream_.announcedFrames;
   const bool isCut = suspectBytes_ <= stream_.largestBlockBytes + kRoomForTag;
-  return isComplete || isCut ? noErr : suspicion_;
+  if (!isComplete && !isCut) return true;
+  // By chance, some 16 kilobytes of a tag hold one thing that libFLAC takes for a block and has to give up. Each may
+  // cost it as much as 65535 frames; a file that is full of them was made to take for ever.
+  constexpr std::uint64_t kFewErrors = 64;
+  constexpr std::uint64_t kBytesPerError = 4096;
+  return errorCount_ > kFewErrors + Callbacks::length(*this) / kBytesPerError;
+}
+
+bool FlacDecoder::hasGivenUp() const {
+  if (!isAmongBlocks_) return false;
+  // Behind damage no block is known to be the first one of the stream.
+  return isDescribing_ ? suspicion_ != noErr || isStartDamaged_ : isPastHope();
+}
+
+OSStatus FlacDecoder::endStatus() const {
+  if (failure_ != noErr) return failure_;
+  return isPastHope() ? suspicion_ : noErr;
 }
 
 std::expected<std::uint64_t, OSStatus> FlacDecoder::decode(std::span<std::byte> destination) {
@@ -219,8 +245,8 @@ std::expected<std::uint64_t, OSStatus> FlacDecoder::decode(std::span<std::byte> 
   if (kept > 0) std::memcpy(destination.data(), surplus_.data() + surplusStart_, kept);
   surplusStart_ += kept;
   wanted_ = destination.subspan(kept, wanted - kept);
-  while (!wanted_.empty() && !isAtEnd()) {
-    if (FLAC__stream_decoder_process_single(decoder_.get()) == 0 && failure_ == noErr) {
+  while (!wanted_.empty() && !isAtEnd() && !hasGivenUp()) {
+    if (FLAC__stream_decoder_process_single(decoder_.get()) == 0 && failure_ == noErr && !hasGivenUp()) {
       failure_ = statusFromFLACState(FLAC__stream_decoder_get_state(decoder_.get()));
     }
   }

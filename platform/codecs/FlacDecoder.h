@@ -38,6 +38,10 @@ class FlacDecoder final : public TrackDecoder {
   [[nodiscard]] OSStatus seek(std::uint64_t frame);
   /// True when no block will follow.
   [[nodiscard]] bool isAtEnd() const;
+  /// True when the stream cannot end well any more, whatever follows.
+  [[nodiscard]] bool isPastHope() const;
+  /// True when reading on is of no use.
+  [[nodiscard]] bool hasGivenUp() const;
   [[nodiscard]] OSStatus endStatus() const;
 
   [[nodiscard]] OSStatus checkBlock(const FLAC__FrameHeader& header);
@@ -52,9 +56,11 @@ class FlacDecoder final : public TrackDecoder {
 
   bool isDescribing_ = false;  ///< the first block is only asked for its number
   bool hasDescription_ = false;
+  bool isAmongBlocks_ = false;      ///< neither in front of them, nor on the way to some other place
   std::uint64_t nextFrame_ = 0;     ///< number of the frame that must come next
   OSStatus suspicion_ = noErr;      ///< damage that counts only if the stream goes on behind it
   std::uint64_t suspectBytes_ = 0;  ///< from there to the end of the file
+  std::uint64_t errorCount_ = 0;    ///< that libFLAC told of since the suspicion arose
   bool isBlockBad_ = false;         ///< the next one that libFLAC delivers is none
   OSStatus failure_ = noErr;        ///< ends the decode for good
   bool isStartDamaged_ = false;     ///< the first block that comes may not be the first one of the stream

@@ -5,7 +5,7 @@
 
 namespace tolvane {
 
-LinearPCMFile::LinearPCMFile(std::shared_ptr<const FileReader> reader, const PcmLayout& layout)
+LinearPCMFile::LinearPCMFile(std::shared_ptr<const FileReader> reader, const PcmFileLayout& layout)
     : reader_(std::move(reader)), layout_(layout) {}
 
 std::expected<AudioStreamBasicDescription, OSStatus> LinearPCMFile::dataFormat() const { return layout_.format; }

@@ -5,14 +5,14 @@
 
 #include "platform/AudioFileServices.h"
 #include "platform/codecs/FileReader.h"
-#include "platform/codecs/PcmLayout.h"
+#include "platform/codecs/PcmFileLayout.h"
 
 namespace tolvane {
 
 /// Also holds files in the same containers whose data is not linear PCM; their format id says so.
 class LinearPCMFile final : public AudioFile {
  public:
-  LinearPCMFile(std::shared_ptr<const FileReader> reader, const PcmLayout& layout);
+  LinearPCMFile(std::shared_ptr<const FileReader> reader, const PcmFileLayout& layout);
 
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> dataFormat() const override;
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> audioDataByteCount() const override;
@@ -22,7 +22,7 @@ class LinearPCMFile final : public AudioFile {
 
  private:
   const std::shared_ptr<const FileReader> reader_;
-  const PcmLayout layout_;
+  const PcmFileLayout layout_;
 };
 
 }  // namespace tolvane

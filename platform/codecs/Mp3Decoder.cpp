@@ -12,10 +12,12 @@ namespace tolvane {
 
 namespace {
 
+constexpr std::size_t kHeaderSize = 4;
+
 /// Turns a packet of layer III into one that plays silence but keeps the bytes it lends to others, and those that
 /// were lent before it. `reservoir` and the result: bytes of main data before and behind it.
 std::size_t silencePacket(std::span<std::byte> packet, const MpegFrameHeader& header, std::size_t reservoir) {
-  const std::size_t start = 4 + header.checksumBytes();
+  const std::size_t start = kHeaderSize + header.checksumBytes();
   const std::size_t end = start + header.sideInformationBytes();
   if (packet.size() < end) return reservoir;
   const auto information = packet.first(end).subspan(start);
@@ -29,6 +31,21 @@ std::size_t silencePacket(std::span<std::byte> packet, const MpegFrameHeader& he
     information[0] = static_cast<std::byte>(reservoir);
   }
   return reservoir + packet.size() - end;
+}
+
+/// Where a header of layer II lets joint stereo begin behind the last subband that its bit rate has, moves it there.
+/// libmpg123 does the same by itself, but says so on the standard error output even when told to be quiet.
+void limitJointStereo(std::span<std::byte> bytes) {
+  constexpr std::byte kModeExtension{0x30};
+  const auto header = MpegFrameHeader::parse(bytes);
+  const bool isJointStereo = (bytes[3] & std::byte{0xC0}) == std::byte{0x40};
+  if (!header || header->layer != 2 || header->version != MpegFrameHeader::Version::mpeg1 || !isJointStereo) return;
+  // Up to this rate two channels have 8 subbands, at 32 kHz 12; above it more than joint stereo can ask for. In steps
+  // of 4, as its field counts them from 4 on.
+  constexpr std::uint32_t kLowRate = 96;  // kilobits a second
+  if (header->bitRate == 0 || header->bitRate > kLowRate) return;
+  const std::byte last = header->sampleRate == 32000 ? std::byte{0x20} : std::byte{0x10};
+  bytes[3] = (bytes[3] & ~kModeExtension) | std::min(bytes[3] & kModeExtension, last);
 }
 
 }  // namespace
@@ -67,7 +84,7 @@ OSStatus Mp3Decoder::prepareLeadIn(std::uint64_t packets) {
   // while the main data stays where it is for the packets that borrow from it.
   std::size_t reservoir = 0;
   for (; packets > 0; --packets) {
-    std::array<std::byte, 4> bytes;
+    std::array<std::byte, kHeaderSize> bytes;
     const std::uint64_t packetOffset = origin_ + leadIn_.size();
     const auto count = readPackets(packetOffset, bytes);
     if (!count) return count.error();
@@ -99,14 +116,19 @@ OSStatus Mp3Decoder::openHandle() {
   }
   if (error == MPG123_OK) error = mpg123_param(handle, MPG123_RVA, MPG123_RVA_OFF, 0);
   if (error == MPG123_OK) error = mpg123_format_none(handle);
+  // Every rate and number of channels is accepted here, and all but the right ones in checkFormat(): what libmpg123
+  // refuses by itself it also complains about on the standard error output, however quiet it was told to be.
+  constexpr long kAllRates = 0;
   if (error == MPG123_OK) {
-    const int channels = stream_.header.channels == 1 ? MPG123_MONO : MPG123_STEREO;
-    error = mpg123_format(handle, static_cast<long>(stream_.header.sampleRate), channels, MPG123_ENC_FLOAT_32);
+    error = mpg123_format2(handle, kAllRates, MPG123_MONO | MPG123_STEREO, MPG123_ENC_FLOAT_32);
   }
   const auto read = [](void* self, void* buffer, std::size_t count) -> ssize_t {
     auto& decoder = *static_cast<Mp3Decoder*>(self);
-    const auto done = decoder.readStream({static_cast<std::byte*>(buffer), count});
+    const std::span bytes(static_cast<std::byte*>(buffer), count);
+    const auto done = decoder.readStream(bytes);
     if (!done) decoder.readStatus_ = done.error();
+    // libmpg123 reads headers by themselves, and nothing else of just their size.
+    if (done == bytes.size() && bytes.size() == kHeaderSize) limitJointStereo(bytes);
     return done ? static_cast<ssize_t>(*done) : -1;
   };
   const auto seek = [](void* self, off_t offset, int whence) -> off_t {

@@ -20,6 +20,7 @@ std::uint32_t packetBytes(const MpegFrameHeader& header, std::uint32_t freeBytes
 }  // namespace
 
 std::expected<std::optional<MpegFrameHeader>, OSStatus> MpegScanner::headerAt(std::uint64_t offset) {
+  ++placesLookedAt_;
   if (offset >= end_ || end_ - offset < kHeaderSize) return std::nullopt;
   const auto bytes = window_.at(offset, kHeaderSize);
   if (!bytes) return std::unexpected(bytes.error());
@@ -50,16 +51,31 @@ std::expected<bool, OSStatus> MpegScanner::isRun(const MpegPacket& first, std::u
   return true;
 }
 
+MpegScanner::Result MpegScanner::freeFormatRunOf(std::uint64_t offset, const MpegFrameHeader& header,
+                                                 std::uint32_t byteCount) {
+  const auto follower = headerAt(offset + byteCount);
+  if (!follower) return std::unexpected(follower.error());
+  if (!*follower || !(*follower)->continues(header) || byteCount < header.paddingBytes()) return std::nullopt;
+  const MpegPacket packet{header, offset, byteCount};
+  const auto isRunHere = isRun(packet, byteCount - header.paddingBytes());
+  if (!isRunHere) return std::unexpected(isRunHere.error());
+  return *isRunHere ? std::optional(packet) : std::nullopt;
+}
+
 MpegScanner::Result MpegScanner::freeFormatRunAt(std::uint64_t offset, const MpegFrameHeader& header) {
-  for (std::uint32_t size = kHeaderSize; size <= kLargestFreePacket; ++size) {
-    const auto follower = headerAt(offset + size);
-    if (!follower) return std::unexpected(follower.error());
-    if (!*follower || !(*follower)->continues(header) || size < header.paddingBytes()) continue;
-    const MpegPacket packet{header, offset, size};
-    const auto isRunHere = isRun(packet, size - header.paddingBytes());
-    if (!isRunHere) return std::unexpected(isRunHere.error());
-    if (*isRunHere) return packet;
+  // Junk holds few such headers by chance. A file that is full of them was made to be searched for ever; what music it
+  // may have is then found only by the size of the packets before.
+  if (freeSearchesLeft_ == 0) {
+    return knownFreeBytes_ == 0 ? std::nullopt
+                                : freeFormatRunOf(offset, header, knownFreeBytes_ + header.paddingBytes());
   }
+  for (std::uint32_t size = kHeaderSize; size <= kLargestFreePacket; ++size) {
+    auto packet = freeFormatRunOf(offset, header, size);
+    if (packet && !*packet) continue;
+    if (packet) knownFreeBytes_ = size - header.paddingBytes();
+    return packet;
+  }
+  --freeSearchesLeft_;
   return std::nullopt;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 // Steps through the packets of an MPEG audio file and finds its way back after junk. One thread each. A header counts
-// only when others follow where it says they do.
+// only when others follow where it says they do. Never does work out of proportion to the bytes it is led past.
 
 #include <optional>
 
@@ -34,13 +34,21 @@ class MpegScanner {
   /// The packet at this place if it starts a run.
   [[nodiscard]] Result runAt(std::uint64_t offset);
 
+  /// How much work it was so far: places that were looked at for a header.
+  [[nodiscard]] std::uint64_t placesLookedAt() const { return placesLookedAt_; }
+
  private:
   [[nodiscard]] std::expected<std::optional<MpegFrameHeader>, OSStatus> headerAt(std::uint64_t offset);
   [[nodiscard]] std::expected<bool, OSStatus> isRun(const MpegPacket& first, std::uint32_t freeBytes);
   [[nodiscard]] Result freeFormatRunAt(std::uint64_t offset, const MpegFrameHeader& header);
 
+  [[nodiscard]] Result freeFormatRunOf(std::uint64_t offset, const MpegFrameHeader& header, std::uint32_t byteCount);
+
   ReadWindow window_;
   const std::uint64_t end_;
+  std::uint64_t placesLookedAt_ = 0;
+  int freeSearchesLeft_ = 64;         ///< that may come to nothing
+  std::uint32_t knownFreeBytes_ = 0;  ///< of a packet without padding, as the last search found it
 };
 
 }  // namespace tolvane

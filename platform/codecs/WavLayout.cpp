@@ -138,7 +138,7 @@ bool isWavHeader(std::span<const std::byte> start) {
   return id == fourCharCode("RIFF") || id == fourCharCode("RF64") || id == fourCharCode("BW64");
 }
 
-std::expected<PcmLayout, OSStatus> readWavLayout(const ByteSource& source) {
+std::expected<PcmFileLayout, OSStatus> readWavLayout(const ByteSource& source) {
   ChunkWalker walker(source, kFileHeaderSize, std::endian::little);
   std::optional<LongSizes> sizes;
   std::optional<AudioStreamBasicDescription> format;
@@ -162,7 +162,7 @@ std::expected<PcmLayout, OSStatus> readWavLayout(const ByteSource& source) {
     }
     if (const OSStatus status = walker.advancePast(chunk); status != noErr) return std::unexpected(status);
   }
-  return PcmLayout{*format, data->offset, walker.availableBytes(*data), sourceBitDepthOf(*format)};
+  return PcmFileLayout{*format, data->offset, walker.availableBytes(*data), sourceBitDepthOf(*format)};
 }
 
 }  // namespace tolvane

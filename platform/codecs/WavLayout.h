@@ -3,7 +3,7 @@
 // a size: what it reports lies inside the file.
 
 #include "platform/codecs/ByteSource.h"
-#include "platform/codecs/PcmLayout.h"
+#include "platform/codecs/PcmFileLayout.h"
 
 namespace tolvane {
 
@@ -11,6 +11,6 @@ namespace tolvane {
 [[nodiscard]] bool isWavHeader(std::span<const std::byte> start);
 
 /// kAudioFileInvalidFileError when the format or the data chunk is missing, cut off or contradicts itself.
-[[nodiscard]] std::expected<PcmLayout, OSStatus> readWavLayout(const ByteSource& source);
+[[nodiscard]] std::expected<PcmFileLayout, OSStatus> readWavLayout(const ByteSource& source);
 
 }  // namespace tolvane

@@ -21,7 +21,7 @@ void require(bool condition) {
   if (!condition) std::abort();
 }
 
-void readLayout(const std::expected<PcmLayout, OSStatus>& layout, std::uint64_t size) {
+void readLayout(const std::expected<PcmFileLayout, OSStatus>& layout, std::uint64_t size) {
   if (layout) require(layout->dataOffset <= size && layout->dataByteCount <= size - layout->dataOffset);
 }
 

@@ -18,7 +18,7 @@ constexpr std::uint32_t kFloat = kAudioFormatFlagIsFloat;
 constexpr std::uint32_t kPacked = kAudioFormatFlagIsPacked;
 constexpr std::uint32_t kHigh = kAudioFormatFlagIsAlignedHigh;
 
-std::expected<PcmLayout, OSStatus> read(const AiffFile& file) { return readAiffLayout(MemorySource(file.bytes())); }
+std::expected<PcmFileLayout, OSStatus> read(const AiffFile& file) { return readAiffLayout(MemorySource(file.bytes())); }
 
 struct LayoutCase {
   std::string name;

@@ -1,6 +1,7 @@
 #include "tests/platform/codecs/AudioBytes.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace tolvane::test {
@@ -102,6 +103,35 @@ std::expected<std::size_t, OSStatus> MemorySource::readAt(std::uint64_t offset,
   const std::size_t count = std::min(part.size(), destination.size());
   std::ranges::copy(part.first(count), destination.begin());
   return count;
+}
+
+std::expected<std::size_t, OSStatus> CountingSource::readAt(std::uint64_t offset,
+                                                            std::span<std::byte> destination) const {
+  const auto count = memory_.readAt(offset, destination);
+  ++reads_;
+  bytesRead_ += count.value_or(0);
+  return count;
+}
+
+std::vector<std::byte> freeHeadersWithoutRun(std::size_t byteCount) {
+  // Numbers without the digit 2, in base 3: no three of them lie at equal distances.
+  constexpr std::size_t kPlaces = 6561;
+  const auto isTaken = [](std::size_t place) {
+    while (place > 0 && place % 3 != 2) place /= 3;
+    return place == 0;
+  };
+  // Six kinds of header in turn, each only among places that are out of the others' reach.
+  constexpr std::array<std::uint32_t, 6> kHeaders = {0xFFFB'0000, 0xFFFB'0400, 0xFFFB'0800,
+                                                     0xFFF3'0000, 0xFFF3'0400, 0xFFF3'0800};
+  constexpr std::size_t kHeaderSize = 4;
+  Bytes bytes;
+  for (std::size_t block = 0; bytes.all().size() < byteCount; ++block) {
+    for (std::size_t place = 0; place < kPlaces; ++place) {
+      bytes.big(isTaken(place) ? kHeaders[block % kHeaders.size()] : 0, kHeaderSize);
+    }
+  }
+  // Room for two of the longest packets, so that none seems to be cut off by the end.
+  return bytes.repeat(std::byte{0}, std::size_t{3} * 8192).all();
 }
 
 }  // namespace tolvane::test

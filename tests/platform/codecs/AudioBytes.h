@@ -1,6 +1,7 @@
 #pragma once
 // Audio files made up byte by byte, with every oddity that a test asks for.
 
+#include <atomic>
 #include <bit>
 #include <cstdint>
 #include <optional>
@@ -86,5 +87,26 @@ class MemorySource final : public ByteSource {
  private:
   const std::vector<std::byte> bytes_;
 };
+
+/// A file in memory that keeps count of what is read of it.
+class CountingSource final : public ByteSource {
+ public:
+  explicit CountingSource(std::vector<std::byte> bytes) : memory_(std::move(bytes)) {}
+
+  [[nodiscard]] std::uint64_t size() const override { return memory_.size(); }
+  [[nodiscard]] std::expected<std::size_t, OSStatus> readAt(std::uint64_t offset,
+                                                            std::span<std::byte> destination) const override;
+
+  [[nodiscard]] std::uint64_t bytesRead() const { return bytesRead_; }
+  [[nodiscard]] std::uint64_t reads() const { return reads_; }
+
+ private:
+  const MemorySource memory_;
+  mutable std::atomic<std::uint64_t> bytesRead_ = 0;
+  mutable std::atomic<std::uint64_t> reads_ = 0;
+};
+
+/// At least so many bytes of headers in free format. Each could be the start of a run, and none is.
+[[nodiscard]] std::vector<std::byte> freeHeadersWithoutRun(std::size_t byteCount);
 
 }  // namespace tolvane::test

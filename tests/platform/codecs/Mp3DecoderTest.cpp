@@ -219,5 +219,60 @@ TEST_F(Mp3File, OfLayerTwoPlaysToo) {
   EXPECT_TRUE(bench.decode("out.mp2", kParallel).samples == referenceDecode(bench, "out.mp2"));
 }
 
+TEST_F(Mp3File, WithHeadersThatLeadNowhereInItsMiddlePlaysAllItsPackets) {
+  const auto joined = Bytes().append(plain_).append(freeHeadersWithoutRun(400'000)).append(plain_).all();
+  EXPECT_EQ(decode(joined).announcedFrames, 2 * wholePlain_.announcedFrames);
+}
+
+TEST_F(Mp3File, OfFreeFormatWithHeadersThatLeadNowhereInItsMiddlePlaysAllItsPackets) {
+  bench_.run("lame --quiet -t --freeformat -b 400 in.wav free.mp3");
+  const auto free = bench_.bytesOf("free.mp3");
+  const auto whole = decode(free);
+  // Directly behind a packet even a lone header is the next one.
+  const auto junk = Bytes().repeat(std::byte{0}, 100).append(freeHeadersWithoutRun(400'000)).all();
+  EXPECT_GT(whole.frames, 5U * 44100);
+  const auto joined = decode(Bytes().append(free).append(junk).append(free).all());
+  EXPECT_EQ(joined.announcedFrames, 2 * whole.announcedFrames);
+}
+
+/// What the process wrote to its standard error output since it was made.
+class StandardError {
+ public:
+  StandardError() { testing::internal::CaptureStderr(); }
+  [[nodiscard]] static std::string text() { return testing::internal::GetCapturedStderr(); }
+};
+
+TEST_F(Mp3File, OfLayerTwoMayAskForMoreJointStereoThanItHas) {
+  const Workbench bench;
+  for (const int rate : {32000, 48000}) {
+    bench.makeWav("in.wav", rate, 2, 16, 3);
+    bench.run("sox in.wav -C 96 out.mp2");
+    auto bytes = bench.bytesOf("out.mp2");
+    const auto packetBytes = static_cast<std::size_t>(144 * 96'000 / rate);
+    for (std::size_t at = 3; at < bytes.size(); at += packetBytes)
+      bytes[at] = (bytes[at] & std::byte{0xF}) | std::byte{0x70};
+    bench.write("out.mp2", bytes);
+    const auto reference = bench.run("mpg123 -q -e f32 -s out.mp2 2>said.txt");
+    ASSERT_FALSE(bench.bytesOf("said.txt").empty());
+    const StandardError error;
+    const auto result = bench.decode("out.mp2", kSerial);
+    EXPECT_EQ(error.text(), "");
+    EXPECT_EQ(result.status, noErr);
+    EXPECT_TRUE(result.samples == reference);
+  }
+}
+
+TEST_F(Mp3File, WithMusicOfAnotherRateInsidePacketsTooLargeFailsQuietly) {
+  Bytes inner;
+  for (int i = 0; i < 3; ++i) inner.big(0xFFFB'9400, 4).repeat(std::byte{0}, 384 - 4);
+  const auto packet =
+      Bytes().big(0xFFFB'0000, 4).repeat(std::byte{0}, 96).append(inner.all()).repeat(std::byte{0}, 6000);
+  Bytes file;
+  for (int i = 0; i < 10; ++i) file.append(packet.all());
+  const StandardError error;
+  EXPECT_EQ(decode(file.all()).status, kAudioFileUnsupportedDataFormatError);
+  EXPECT_EQ(error.text(), "");
+}
+
 }  // namespace
 }  // namespace tolvane::test

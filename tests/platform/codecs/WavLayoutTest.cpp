@@ -17,7 +17,7 @@ constexpr std::uint32_t kFloat = kAudioFormatFlagIsFloat;
 constexpr std::uint32_t kPacked = kAudioFormatFlagIsPacked;
 constexpr std::uint32_t kHigh = kAudioFormatFlagIsAlignedHigh;
 
-std::expected<PcmLayout, OSStatus> read(const WavFile& file) { return readWavLayout(MemorySource(file.bytes())); }
+std::expected<PcmFileLayout, OSStatus> read(const WavFile& file) { return readWavLayout(MemorySource(file.bytes())); }
 
 WavFile stereo16() { return WavFile().format(1, 2, 44100, 4, 16); }
 

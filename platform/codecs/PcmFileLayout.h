@@ -8,13 +8,13 @@
 
 namespace tolvane {
 
-struct PcmLayout {
+struct PcmFileLayout {
   AudioStreamBasicDescription format;  ///< with its own format id when the data is not linear PCM
   std::uint64_t dataOffset = 0;        ///< bytes from the start of the file
   std::uint64_t dataByteCount = 0;     ///< bytes that the file really holds
   std::int32_t sourceBitDepth = 0;     ///< negative for floating point, 0 when not linear PCM
 
-  bool operator==(const PcmLayout&) const = default;
+  bool operator==(const PcmFileLayout&) const = default;
 };
 
 /// Samples of `bits` in `bytesPerFrame` / `channels` bytes each, as a header states them. Never refuses: numbers that
