@@ -145,7 +145,9 @@ void CampaignInvariants::logged(std::string_view line) {
     require(line.starts_with(wanted), fmt::format("{}, but heard was up to {}", line, world_.watched.nextFrame()));
     return recoveryWasTried();
   }
-  if (line.starts_with("Output recovery attempt ")) recoveryWasTried();
+  if (!line.starts_with("Output recovery attempt ")) return;
+  attemptFailedInTurn_ = true;
+  recoveryWasTried();
 }
 
 void CampaignInvariants::recoveryWasTried() {
@@ -164,12 +166,16 @@ void CampaignInvariants::recoveryGaveUp() {
   require(
       playsSeen_ == world_.playsStarted && attemptsSinceCalm_ >= mostAttempts,
       fmt::format("recovery gave up after {} attempts", playsSeen_ == world_.playsStarted ? attemptsSinceCalm_ : 0));
+  const bool putRateBack = world_.watched.rateWriteCount() != rateWritesBeforeTurn_;
+  require(attemptFailedInTurn_ || !putRateBack, "giving up changed the rate");
   world_.excuseRates();  // the one end that leaves the rate as it is
 }
 
 // After a turn.
 
 void CampaignInvariants::afterTurn() {
+  rateWritesBeforeTurn_ = world_.watched.rateWriteCount();
+  attemptFailedInTurn_ = false;
   if (world_.watched.takeWritten()) world_.isChanged = true;
   if (!std::exchange(world_.isChanged, false)) return;
   lastActivity_ = world_.runLoop.now();

@@ -69,6 +69,8 @@ class CampaignInvariants {
   RunLoop::Duration playedBefore_{};
   RunLoop::TimePoint playingSince_;
   RunLoop::Duration playedAtLastAttempt_{};
+  std::uint64_t rateWritesBeforeTurn_ = 0;
+  bool attemptFailedInTurn_ = false;
   int attemptsInARow_ = 0;     ///< without thirty seconds of playing between two of them
   int attemptsSinceCalm_ = 0;  ///< since more than thirty seconds went by in which nothing was done to anything
 

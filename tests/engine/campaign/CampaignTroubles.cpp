@@ -191,6 +191,13 @@ void CampaignActions::stopByItself() {
   note(fmt::format("device {}: stops by itself", id));
   world_.device(id).stopByItself(world_.random.percent(50) ? refusal : noErr);
   world_.trouble();
+  if (!world_.watched.hasDied()) return;
+  constexpr auto longestUnnoticed = 1100ms;  // two checks, half a second apart
+  world_.later(longestUnnoticed, [this, start = world_.watched.startCount()] {
+    const auto& watched = world_.watched;
+    if (world_.isPlaying() && watched.hasDied() && watched.startCount() == start && world_.unitsHideStops == 0)
+      world_.fail("a unit that stopped by itself goes unnoticed");
+  });
 }
 
 void CampaignActions::raiseRenderError() {
@@ -210,14 +217,17 @@ void CampaignActions::runDry() {
 
 void CampaignActions::failStage() {
   const auto stage = static_cast<UnitStage>(world_.random.below(kUnitStageCount));
-  const bool always = world_.random.percent(30);
+  const bool always = world_.random.percent(30) || stage == UnitStage::isRunning;
   const int times = always ? UnitFaults::kAlways : 1 + static_cast<int>(world_.random.below(3));
   note(fmt::format("unit: stage {} fails {}", static_cast<int>(stage), always ? "for a while" : "a few times"));
   world_.hardware.failNext(stage, refusal, times);
   world_.trouble();
   if (!always) return;
+  if (stage == UnitStage::isRunning) ++world_.unitsHideStops;
   world_.later(between(0.1, 8), [this, stage] {
     world_.hardware.unitFaults().heal(stage);
+    // A reading that failed began the count of stopped readings anew.
+    if (stage == UnitStage::isRunning) world_.later(2s, [this] { --world_.unitsHideStops; });
     world_.trouble();
   });
 }

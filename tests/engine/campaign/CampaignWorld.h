@@ -63,8 +63,8 @@ class CampaignWorld {
   void later(RunLoop::Duration delay, std::function<void()> event);
 
   void makePlayer();
-  [[nodiscard]] bool isPlaying() const { return player->isPlaying().value(); }
-  [[nodiscard]] bool isPaused() const { return player->isPaused().value(); }
+  [[nodiscard]] bool isPlaying() const { return player && player->isPlaying().value(); }
+  [[nodiscard]] bool isPaused() const { return player && player->isPaused().value(); }
   [[nodiscard]] bool isActive() const { return isPlaying() || isPaused(); }
   [[nodiscard]] AudioPathStatus::Kind pathKind() const { return player->audioPathStatus().value().kind; }
   [[nodiscard]] double hoursPassed() const;
@@ -101,7 +101,8 @@ class CampaignWorld {
 
   // What was done to the hardware.
   std::map<AudioObjectID, DeviceLedger> ledgers;
-  bool unitsLie = false;  ///< they report another client format than they took
+  int unitsHideStops = 0;  ///< above 0: whether they run cannot be read
+  bool unitsLie = false;   ///< they report another client format than they took
   std::uint64_t step = 0;
   TimePoint lastTrouble;  ///< when something last happened that may keep frames from flowing
   bool isChanged = true;  ///< something was published or written since the invariants were last checked

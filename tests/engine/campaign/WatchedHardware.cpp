@@ -13,10 +13,13 @@ namespace tolvane {
 class WatchedHardware::Unit final : public AudioOutputUnit {
  public:
   Unit(WatchedHardware& watch, std::unique_ptr<AudioOutputUnit> unit)
-      : watch_(watch), unit_(std::move(unit)), trackNumber_(watch.trackNumber_) {}
+      : watch_(watch), unit_(std::move(unit)), trackNumber_(watch.trackNumber_) {
+    watch_.unit_ = this;
+  }
   ~Unit() override {
     endRun();
     unit_.reset();
+    if (watch_.unit_ == this) watch_.unit_ = nullptr;
     watch_.boundDevice_ = kAudioObjectUnknown;
     watch_.clientFormat_.reset();
   }
@@ -48,6 +51,7 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
     if (hasStopped_ || !isRunning()) endRun();  // one that stopped by itself and is started again
     const OSStatus status = unit_->start();
     if (status == noErr) hasStopped_ = false;
+    ++watch_.startCount_;
     return status;
   }
   OSStatus stop() override {
@@ -57,6 +61,8 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
   }
   std::int64_t framesPlayed() const override { return unit_->framesPlayed(); }
   std::uint64_t underrunCount() const override { return unit_->underrunCount(); }
+
+  [[nodiscard]] bool hasDied() const { return runIsKnown_ && !isRunning(); }
 
  private:
   static OSStatus render(void* refCon, std::uint32_t frames, AudioBufferList* ioData) noexcept {
@@ -69,7 +75,6 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
   }
 
   OSStatus render(std::uint32_t frames, AudioBufferList* ioData) noexcept {
-    ++watch_.renderCount_;
     if (hasStopped_) watch_.complain_("a render callback came to a unit that was stopped");
     if (!watch_.mayRender_()) watch_.complain_("a render callback came while nothing was playing");
     const OSStatus status = callback_.inputProc(callback_.inputProcRefCon, frames, ioData);
@@ -133,6 +138,8 @@ WatchedHardware::WatchedHardware(SimulatedAudioHardware& hardware, Complaint com
 
 WatchedHardware::~WatchedHardware() = default;
 
+bool WatchedHardware::hasDied() const { return unit_ != nullptr && unit_->hasDied(); }
+
 void WatchedHardware::expectTrack(const CampaignTrack* track) {
   track_ = track;
   ++trackNumber_;
@@ -145,6 +152,7 @@ OSStatus WatchedHardware::setPropertyData(AudioObjectID object, const AudioObjec
   hasWritten_ = true;
   if (!mayWrite_()) complain_("the player wrote a property of a device while it had nothing to play");
   if (address.mSelector == kAudioDevicePropertyNominalSampleRate) {
+    ++rateWriteCount_;
     const std::uint32_t transport = hardware_.device(object).config().transport;
     if (transport == kAudioDeviceTransportTypeBluetooth || transport == kAudioDeviceTransportTypeBluetoothLE)
       complain_("the player wrote the rate of a Bluetooth device");

@@ -37,13 +37,15 @@ class WatchedHardware final : public AudioHardware {
 
   [[nodiscard]] AudioObjectID boundDevice() const { return boundDevice_; }  ///< of the unit that lives, or 0
   [[nodiscard]] const std::optional<AudioStreamBasicDescription>& clientFormat() const { return clientFormat_; }
-  /// Calls of a render callback so far.
-  [[nodiscard]] std::uint64_t renderCount() const { return renderCount_; }
   /// Frames of the track that were handed out so far, in all runs together.
   [[nodiscard]] std::uint64_t trackFramesRendered() const { return trackFramesRendered_; }
   [[nodiscard]] bool reachedEnd() const { return track_ != nullptr && renderedTo_ >= track_->frames; }
   /// The first frame that was not heard when the last run was stopped.
   [[nodiscard]] std::int64_t nextFrame() const { return nextFrame_; }
+  /// Starts of units so far; whether the last one goes on, or has ended without being asked to.
+  [[nodiscard]] std::uint64_t startCount() const { return startCount_; }
+  [[nodiscard]] bool hasDied() const;
+  [[nodiscard]] std::uint64_t rateWriteCount() const { return rateWriteCount_; }
   /// The player wrote a property since this was asked last.
   [[nodiscard]] bool takeWritten() { return std::exchange(hasWritten_, false); }
 
@@ -93,7 +95,9 @@ class WatchedHardware final : public AudioHardware {
 
   AudioObjectID boundDevice_ = kAudioObjectUnknown;
   std::optional<AudioStreamBasicDescription> clientFormat_;
-  std::uint64_t renderCount_ = 0;
+  const Unit* unit_ = nullptr;
+  std::uint64_t startCount_ = 0;
+  std::uint64_t rateWriteCount_ = 0;
   std::uint64_t trackFramesRendered_ = 0;
 };
 
