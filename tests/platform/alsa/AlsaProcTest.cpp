@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
+#include <string>
+#include <utility>
+
+#include "tests/support/TemporaryFolder.h"
 
 namespace tolvane {
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* hwParamsText =
     "access: MMAP_INTERLEAVED\n"
@@ -101,19 +101,14 @@ TEST(AlsaProc, findsTheProcessOfAThread) {
 class AlsaProcTree : public testing::Test {
  protected:
   AlsaProcTree() {
-    char pattern[] = "/tmp/alsa-proc-XXXXXX";
-    root_ = mkdtemp(pattern);
     paths_.asound = root_ + "/asound";
     paths_.processes = root_ + "/processes";
   }
-  ~AlsaProcTree() override { fs::remove_all(root_); }
 
-  void write(const std::string& path, const std::string& text) {
-    fs::create_directories(fs::path(root_ + path).parent_path());
-    std::ofstream(root_ + path) << text;
-  }
+  void write(const std::string& path, const std::string& text) { folder_.write(path.substr(1), text); }
 
-  std::string root_;
+  test::TemporaryFolder folder_;
+  const std::string root_ = folder_.path().string();
   AlsaPaths paths_;
 };
 

@@ -9,6 +9,7 @@
 
 #include "platform/simulated/ManualRunLoop.h"
 #include "platform/simulated/MemoryLog.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace tolvane {
 namespace {
@@ -49,15 +50,6 @@ class WatchedRunLoop : public RunLoop {
 
 class AlsaWatcherTest : public testing::Test {
  protected:
-  AlsaWatcherTest() {
-    char pattern[] = "/tmp/alsa-watch-XXXXXX";
-    root_ = mkdtemp(pattern);
-  }
-  ~AlsaWatcherTest() override {
-    watcher_.reset();
-    fs::remove_all(root_);
-  }
-
   void startWatching() {
     watcher_ = std::make_unique<AlsaWatcher>(
         loop_, log_, root_ + "/snd",
@@ -82,7 +74,8 @@ class AlsaWatcherTest : public testing::Test {
     return std::exchange(told_, {});
   }
 
-  std::string root_;
+  test::TemporaryFolder folder_;
+  const std::string root_ = folder_.path().string();
   WatchedRunLoop loop_;
   MemoryLog log_;
   std::unique_ptr<AlsaWatcher> watcher_;
