@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "engine/render/OutputLevels.h"
 #include "platform/AudioStreamBasicDescription.h"
@@ -46,7 +47,15 @@ struct AudioPathFacts {
   bool hogModeOwned = false;  ///< by this process
 };
 
-/// The first row of the table that applies; software levels come on top (applyingOutputLevels).
+/// The first of these that holds; software levels come on top (applyingOutputLevels):
+///  1–3  Bluetooth: at another rate; with the client format accepted; with another client format
+///    4  the device runs at another rate, or at none that is known
+///    5  the unit took another client format
+///    6  the source is lossy
+///  7–8  the physical format is unknown; the same with Exclusive Access withheld
+///    9  the physical format cannot carry the source
+///   10  Exclusive Access was asked for and is withheld
+/// 11–12 bit-perfect: shared; exclusive
 [[nodiscard]] AudioPathStatus judgeAudioPath(const AudioPathFacts& facts);
 
 }  // namespace tolvane

@@ -4,8 +4,8 @@
 
 namespace tolvane {
 
-AudioPlayerError AudioPlayerError::operation(std::string_view stage, OSStatus status) {
-  return AudioPlayerError(fmt::format("{} failed (Core Audio {}).", stage, status));
+std::string AudioPlayerError::errorDescription() const {
+  return status_ ? fmt::format("{} failed (Core Audio {}).", text_, *status_) : text_;
 }
 
 }  // namespace tolvane

@@ -2,7 +2,9 @@
 // The engine's one error type: what went wrong, in words that the listener reads unchanged. A plain value.
 
 #include <expected>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "platform/AudioStatus.h"
@@ -12,19 +14,26 @@ namespace tolvane {
 class AudioPlayerError {
  public:
   /// A complete sentence, shown as it is.
-  [[nodiscard]] static AudioPlayerError message(std::string text) { return AudioPlayerError(std::move(text)); }
+  [[nodiscard]] static AudioPlayerError message(std::string text) { return {std::move(text), std::nullopt}; }
 
   /// A stage that failed ("Binding the output device", no full stop) and the status of the device layer.
-  [[nodiscard]] static AudioPlayerError operation(std::string_view stage, OSStatus status);
+  [[nodiscard]] static AudioPlayerError operation(std::string_view stage, OSStatus status) {
+    return {std::string(stage), status};
+  }
 
-  [[nodiscard]] const std::string& errorDescription() const { return description_; }
+  /// The message, or the stage followed by " failed (Core Audio STATUS).".
+  [[nodiscard]] std::string errorDescription() const;
+
+  /// Of an operation; a message has none.
+  [[nodiscard]] std::optional<OSStatus> status() const { return status_; }
 
   bool operator==(const AudioPlayerError&) const = default;
 
  private:
-  explicit AudioPlayerError(std::string text) : description_(std::move(text)) {}
+  AudioPlayerError(std::string text, std::optional<OSStatus> status) : text_(std::move(text)), status_(status) {}
 
-  std::string description_;
+  std::string text_;  ///< the message, or the stage
+  std::optional<OSStatus> status_;
 };
 
 /// A value, or why there is none.

@@ -1,6 +1,8 @@
 #include "engine/BitPerfectAudioPlayer.h"
 
 #include <cmath>
+#include <utility>
+#include <vector>
 
 #include "engine/PlayerCore.h"
 
@@ -39,11 +41,12 @@ Subscription BitPerfectAudioPlayer::onChange(const std::function<void()>& observ
   return Subscription::joined(std::move(parts));
 }
 
-void BitPerfectAudioPlayer::play(const FileURL& url) {
+void BitPerfectAudioPlayer::play(FileURL url) {
   core_->configuration.tearDown({});
   core_->supervision.resetRecoveryState();
   core_->setPlaybackState(PlaybackState::stopped);
-  core_->forgetTrack();
+  core_->duration.assign(0);
+  core_->sampleRate.assign(0);
   core_->currentURL.assign(url);
   core_->audioPathStatus.assign(AudioPathStatus::configuring());
 

@@ -27,7 +27,7 @@ class BitPerfectAudioPlayer {
  public:
   /// The four services outlive the player.
   BitPerfectAudioPlayer(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop, Log& log);
-  /// Stops and gives back whatever is still held.
+  /// Stops and gives back whatever is still held; observers that are still subscribed are told of it.
   ~BitPerfectAudioPlayer();
   BitPerfectAudioPlayer(const BitPerfectAudioPlayer&) = delete;
   BitPerfectAudioPlayer& operator=(const BitPerfectAudioPlayer&) = delete;
@@ -35,6 +35,7 @@ class BitPerfectAudioPlayer {
   // Published state.
   [[nodiscard]] const Published<bool>& isPlaying() const;
   [[nodiscard]] const Published<bool>& isPaused() const;
+  /// The loaded track. A track that could not be started stays here; one that ended, failed or was stopped does not.
   [[nodiscard]] const Published<std::optional<FileURL>>& currentURL() const;
   [[nodiscard]] const Published<double>& duration() const;    ///< seconds; 0 while no track is configured
   [[nodiscard]] const Published<double>& sampleRate() const;  ///< the source's, hertz; 0 while no track is configured
@@ -48,11 +49,14 @@ class BitPerfectAudioPlayer {
   // Transport. Failures are published as PATH ERROR.
 
   /// Starts the file from its beginning. Blocks while the whole track is prepared in memory.
-  void play(const FileURL& url);
+  void play(FileURL url);
+  /// Keeps device, rate and hog mode. Nothing unless playing.
   void pause();
+  /// Goes on with the first frame that was not heard. Nothing while no output is configured.
   void resume();
   /// Seconds; ignored outside 0 … duration.
   void seek(double seconds);
+  /// Gives the device back and forgets the track.
   void stop();
 
   // The listener's choices.
@@ -64,6 +68,7 @@ class BitPerfectAudioPlayer {
   /// The position in seconds at which playback goes on, when the output had to be rebuilt.
   std::optional<double> setExclusiveAccessEnabled(bool enabled);
 
+  /// Counts since construction, for diagnosis.
   [[nodiscard]] OutputStatistics statistics() const;
 
  private:

@@ -5,13 +5,10 @@
 #include <algorithm>
 
 #include "engine/StreamFormats.h"
+#include "platform/PropertyReading.h"
 
 namespace tolvane {
 namespace {
-
-constexpr AudioObjectPropertyAddress globalAddress(FourCharCode selector) {
-  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
-}
 
 // How long a rate that was written may take to arrive.
 constexpr int settleRounds = 50;
@@ -22,14 +19,6 @@ constexpr auto nominalRateAddress = globalAddress(kAudioDevicePropertyNominalSam
 
 }  // namespace
 
-template <typename T>
-std::optional<T> DeviceProperties::read(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  const auto value = hardware_.propertyData(object, address);
-  if (!value) return std::nullopt;
-  const T* typed = std::get_if<T>(&*value);
-  return typed != nullptr ? std::optional(*typed) : std::nullopt;
-}
-
 bool DeviceProperties::isSettable(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
   return hardware_.isPropertySettable(object, address).value_or(false);
 }
@@ -37,37 +26,38 @@ bool DeviceProperties::isSettable(AudioObjectID object, const AudioObjectPropert
 std::optional<std::uint32_t> DeviceProperties::readDeviceUInt32(AudioObjectID deviceID, FourCharCode selector) const {
   const auto address = globalAddress(selector);
   if (!hardware_.hasProperty(deviceID, address)) return std::nullopt;
-  return read<std::uint32_t>(deviceID, address);
+  return readProperty<std::uint32_t>(hardware_, deviceID, address);
 }
 
 std::optional<double> DeviceProperties::readDeviceSampleRate(AudioObjectID deviceID, FourCharCode selector) const {
   const auto address = globalAddress(selector);
   if (!hardware_.hasProperty(deviceID, address)) return std::nullopt;
-  return read<double>(deviceID, address);
+  return readProperty<double>(hardware_, deviceID, address);
 }
 
 std::vector<AudioObjectID> DeviceProperties::readOutputStreamIDs(AudioObjectID deviceID) const {
-  constexpr AudioObjectPropertyAddress streams{kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput,
-                                               kAudioObjectPropertyElementMain};
+  constexpr auto streams = outputAddress(kAudioDevicePropertyStreams);
   const auto size = hardware_.propertyDataSize(deviceID, streams);
   if (!size || *size < sizeof(AudioObjectID)) return {};
-  return read<std::vector<AudioObjectID>>(deviceID, streams).value_or(std::vector<AudioObjectID>{});
+  return readProperty<std::vector<AudioObjectID>>(hardware_, deviceID, streams).value_or(std::vector<AudioObjectID>{});
 }
 
 std::optional<AudioStreamBasicDescription> DeviceProperties::readOutputPhysicalFormat(AudioObjectID deviceID) const {
   std::optional<AudioStreamBasicDescription> fallback;
   for (const AudioObjectID stream : readOutputStreamIDs(deviceID)) {
-    const auto format = read<AudioStreamBasicDescription>(stream, globalAddress(kAudioStreamPropertyPhysicalFormat));
+    const auto format =
+        readProperty<AudioStreamBasicDescription>(hardware_, stream, globalAddress(kAudioStreamPropertyPhysicalFormat));
     if (!format) continue;
     if (!fallback) fallback = format;
-    if (read<std::uint32_t>(stream, globalAddress(kAudioStreamPropertyIsActive)).value_or(0) != 0) return format;
+    if (readProperty<std::uint32_t>(hardware_, stream, globalAddress(kAudioStreamPropertyIsActive)).value_or(0) != 0)
+      return format;
   }
   return fallback;
 }
 
 HogModeReport DeviceProperties::readHogMode(AudioObjectID deviceID) const {
   if (!hardware_.hasProperty(deviceID, hogModeAddress)) return {};
-  const auto owner = read<std::int32_t>(deviceID, hogModeAddress);
+  const auto owner = readProperty<std::int32_t>(hardware_, deviceID, hogModeAddress);
   if (!owner) return {.isSupported = true};
   return {.isSupported = true, .isOwnedByCurrentProcess = *owner == ::getpid(), .ownerPID = *owner};
 }

@@ -1,6 +1,6 @@
 #pragma once
 // The engine's view of one output device: rates, streams, hog mode. Main thread. Never throws or logs: what is missing
-// or fails becomes an empty result or a report. The one call that blocks is the settle wait of configureSampleRate.
+// or fails becomes an empty result or a report. The waits for a rate block, each for at most 250 ms.
 
 #include <cstdint>
 #include <optional>
@@ -24,11 +24,13 @@ class DeviceProperties {
   /// The nominal or the actual rate in hertz; nothing when absent or unreadable.
   [[nodiscard]] std::optional<double> readDeviceSampleRate(AudioObjectID deviceID, FourCharCode selector) const;
 
+  /// In the device's order; empty when there are none or they cannot be read.
   [[nodiscard]] std::vector<AudioObjectID> readOutputStreamIDs(AudioObjectID deviceID) const;
 
   /// Of the first active output stream; else of the first stream whose format can be read.
   [[nodiscard]] std::optional<AudioStreamBasicDescription> readOutputPhysicalFormat(AudioObjectID deviceID) const;
 
+  /// Who owns the device now.
   [[nodiscard]] HogModeReport readHogMode(AudioObjectID deviceID) const;
 
   /// Takes hog mode when nobody has it; never from another owner. Success shows only in isOwnedByCurrentProcess.
@@ -55,8 +57,6 @@ class DeviceProperties {
   [[nodiscard]] Result<AudioObjectID> resolveOutputDevice(std::optional<AudioObjectID> preferredDeviceID) const;
 
  private:
-  template <typename T>
-  [[nodiscard]] std::optional<T> read(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
   [[nodiscard]] bool isSettable(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
   void waitForRate(double requested, AudioObjectID deviceID) const;
 

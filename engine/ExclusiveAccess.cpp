@@ -2,6 +2,7 @@
 
 #include "engine/PlayerCore.h"
 #include "engine/StreamFormats.h"
+#include "platform/PropertyReading.h"
 
 namespace tolvane {
 namespace {
@@ -23,9 +24,9 @@ AudioPathFacts ExclusiveAccess::gatherFacts(const HogModeReport& hogReport) cons
   facts.sourceRate = rates.requestedRate;
   facts.nominalRate = rates.nominalRate;
   facts.actualRate = rates.actualRate;
-  const auto accepted = core_.audioUnit->property(AudioUnitProperty::streamFormat, AudioUnitScope::input, 0);
-  const auto* acceptedFormat = accepted ? std::get_if<AudioStreamBasicDescription>(&*accepted) : nullptr;
-  facts.clientFormatMatches = acceptedFormat != nullptr && formatsMatch(client, *acceptedFormat);
+  const auto accepted = readProperty<AudioStreamBasicDescription>(*core_.audioUnit, AudioUnitProperty::streamFormat,
+                                                                  AudioUnitScope::input);
+  facts.clientFormatMatches = accepted && formatsMatch(client, *accepted);
   facts.isLossless = prepared.isLossless;
   facts.sourceLabel = prepared.sourceLabel;
   facts.physicalFormat = device.readOutputPhysicalFormat(deviceID);

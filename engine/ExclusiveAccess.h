@@ -1,6 +1,6 @@
 #pragma once
 // The two published verdicts and the listener's switch for exclusive ownership of the device (hog mode). Main thread.
-// Changes the device only through acquireHogMode.
+// Verification changes the device only through acquireHogMode; the switch rebuilds the output.
 
 #include <optional>
 
@@ -33,6 +33,7 @@ class ExclusiveAccess {
   /// Reads hog mode, retakes it when the device is free and that is wanted (at most once a second), applies the report.
   void verifyExclusiveAccess(bool recoverIfAvailable);
 
+  /// Verifies twice a second from now on, when Exclusive Access is on and an output is configured.
   void startExclusiveAccessMonitorIfNeeded();
   void stopExclusiveAccessMonitor();
 

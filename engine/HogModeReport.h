@@ -10,6 +10,7 @@ struct HogModeReport {
   bool isOwnedByCurrentProcess = false;  ///< the owner that was read is this process
   std::int32_t ownerPID = -1;            ///< -1: nobody, or the owner could not be read
 
+  /// Nobody owns it, so it may be taken.
   [[nodiscard]] bool isFree() const { return isSupported && !isOwnedByCurrentProcess && ownerPID == -1; }
 
   bool operator==(const HogModeReport&) const = default;

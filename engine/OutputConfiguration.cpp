@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "engine/PlayerCore.h"
+#include "platform/PropertyReading.h"
 
 namespace tolvane {
 
@@ -153,9 +154,7 @@ OSStatus OutputConfiguration::startUnit() {
 }
 
 bool OutputConfiguration::unitIsRunning() const {
-  const auto value = core_.audioUnit->property(AudioUnitProperty::isRunning, AudioUnitScope::global, 0);
-  const auto* running = value ? std::get_if<std::uint32_t>(&*value) : nullptr;
-  return running != nullptr && *running != 0;
+  return readProperty<std::uint32_t>(*core_.audioUnit, AudioUnitProperty::isRunning).value_or(0) != 0;
 }
 
 OSStatus OutputConfiguration::stopUnit() {

@@ -14,10 +14,10 @@ namespace tolvane {
 struct PlayerCore;
 
 struct TearDownOptions {
-  bool restoreSampleRate = true;
-  bool unitAlreadyStopped = false;
-  bool discardPrepared = true;
-  bool cancelPendingRecovery = true;
+  bool restoreSampleRate = true;      ///< bring the device back to the rate it was found at
+  bool unitAlreadyStopped = false;    ///< do not stop the unit once more
+  bool discardPrepared = true;        ///< forget the track; else it can be configured again
+  bool cancelPendingRecovery = true;  ///< off within a recovery, which goes on
 };
 
 class OutputConfiguration {

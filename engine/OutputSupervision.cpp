@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 
 #include "engine/PlayerCore.h"
+#include "platform/PropertyReading.h"
 
 namespace tolvane {
 namespace {
@@ -18,28 +20,14 @@ constexpr std::int64_t maximumRecoveryAttempts = 3;
 constexpr double propertyChangeDelay = 0.35;  // seconds: a burst of related notifications makes one recovery
 constexpr double backOffPerAttempt = 0.5;     // seconds
 
-constexpr AudioObjectPropertyAddress global(FourCharCode selector) {
-  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
-}
-constexpr AudioObjectPropertyAddress output(FourCharCode selector) {
-  return {selector, kAudioObjectPropertyScopeOutput, kAudioObjectPropertyElementMain};
-}
-
 constexpr std::array observedDeviceProperties{
-    global(kAudioDevicePropertyNominalSampleRate), global(kAudioDevicePropertyActualSampleRate),
-    global(kAudioDevicePropertyHogMode),           global(kAudioDevicePropertyDeviceIsAlive),
-    output(kAudioDevicePropertyStreams),           output(kAudioDevicePropertyStreamConfiguration),
-    global(kAudioDevicePropertyBufferFrameSize)};
-constexpr std::array observedStreamProperties{global(kAudioStreamPropertyPhysicalFormat),
-                                              global(kAudioStreamPropertyVirtualFormat),
-                                              global(kAudioStreamPropertyIsActive)};
-
-template <typename T>
-std::optional<T> readUnit(const AudioOutputUnit& unit, AudioUnitProperty property) {
-  const auto value = unit.property(property, AudioUnitScope::global, 0);
-  const T* typed = value ? std::get_if<T>(&*value) : nullptr;
-  return typed != nullptr ? std::optional(*typed) : std::nullopt;
-}
+    globalAddress(kAudioDevicePropertyNominalSampleRate), globalAddress(kAudioDevicePropertyActualSampleRate),
+    globalAddress(kAudioDevicePropertyHogMode),           globalAddress(kAudioDevicePropertyDeviceIsAlive),
+    outputAddress(kAudioDevicePropertyStreams),           outputAddress(kAudioDevicePropertyStreamConfiguration),
+    globalAddress(kAudioDevicePropertyBufferFrameSize)};
+constexpr std::array observedStreamProperties{globalAddress(kAudioStreamPropertyPhysicalFormat),
+                                              globalAddress(kAudioStreamPropertyVirtualFormat),
+                                              globalAddress(kAudioStreamPropertyIsActive)};
 
 }  // namespace
 
@@ -106,7 +94,7 @@ void OutputSupervision::checkOutputHealth() {
 }
 
 bool OutputSupervision::reportsRenderError() {
-  const auto code = readUnit<std::int32_t>(*core_.audioUnit, AudioUnitProperty::lastRenderError);
+  const auto code = readProperty<std::int32_t>(*core_.audioUnit, AudioUnitProperty::lastRenderError);
   if (code.value_or(noErr) == noErr) return false;
   core_.audioLogger.error("AUHAL reported render error {}", *code);
   scheduleOutputRecovery(fmt::format("AUHAL reported a render error (Core Audio {}).", *code), 0);
@@ -115,7 +103,8 @@ bool OutputSupervision::reportsRenderError() {
 
 bool OutputSupervision::reportsStoppedUnit() {
   constexpr std::uint32_t running = 1;
-  const bool stopped = readUnit<std::uint32_t>(*core_.audioUnit, AudioUnitProperty::isRunning).value_or(running) == 0;
+  const bool stopped =
+      readProperty<std::uint32_t>(*core_.audioUnit, AudioUnitProperty::isRunning).value_or(running) == 0;
   stoppedHealthChecks_ = stopped ? stoppedHealthChecks_ + 1 : 0;
   if (stoppedHealthChecks_ < stoppedChecksToRecover) return false;
   scheduleOutputRecovery("AUHAL stopped while playback was active.", 0);
@@ -123,7 +112,7 @@ bool OutputSupervision::reportsStoppedUnit() {
 }
 
 std::optional<bool> OutputSupervision::renderClockProgressed() {
-  const auto sampleTime = readUnit<double>(*core_.audioUnit, AudioUnitProperty::lastRenderSampleTime);
+  const auto sampleTime = readProperty<double>(*core_.audioUnit, AudioUnitProperty::lastRenderSampleTime);
   if (sampleTime && std::isfinite(*sampleTime)) {
     const auto previous = std::exchange(lastRenderSampleTime_, sampleTime);
     lastRenderCycleCount_.reset();

@@ -22,14 +22,17 @@ class OutputSupervision {
   OutputSupervision(const OutputSupervision&) = delete;
   OutputSupervision& operator=(const OutputSupervision&) = delete;
 
+  /// Listens to the device and its output streams, in place of what was listened to before.
   void installOutputPropertyObservers(AudioObjectID deviceID);
   void removeOutputPropertyObservers();
 
+  /// Looks twice a second for a render error, a unit that stopped and a clock that stands still.
   void startOutputHealthMonitor();
   void stopOutputHealthMonitor();
 
   /// A new track, or none: all counters start again and no recovery is pending.
   void resetRecoveryState();
+  /// A recovery that waits for its moment does not come; the counters stay.
   void cancelPendingRecovery();
 
  private:

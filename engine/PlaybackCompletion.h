@@ -17,6 +17,7 @@ class PlaybackCompletion {
   /// Looks for the end when `remainingFrames` frames and a drain margin will have passed. Only while playing.
   void scheduleCompletionTimer(std::int64_t remainingFrames);
 
+  /// No end is looked for until the next schedule.
   void cancel();
 
  private:

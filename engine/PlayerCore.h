@@ -52,8 +52,8 @@ struct PlayerCore {
   // The output, while one is configured.
   PlaybackState state = PlaybackState::stopped;
   std::optional<PreparedAudio> preparedAudio;
-  std::unique_ptr<AudioOutputUnit> audioUnit;
   std::shared_ptr<AudioRenderContext> renderContext;
+  std::unique_ptr<AudioOutputUnit> audioUnit;  ///< calls the context: declared behind it, it goes first
   AudioObjectID deviceID = kAudioObjectUnknown;
   std::optional<double> originalDeviceSampleRate;
   std::uint32_t outputBufferFrameSize = 512;

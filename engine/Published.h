@@ -51,6 +51,7 @@ class Published {
 
   /// Whether the value was another one. An observer may subscribe, unsubscribe and assign again; who has unsubscribed
   /// by the time of its turn is not called, who came during this notification waits for the next.
+  /// The argument is the live value: assigning again from within an observer changes what it refers to.
   bool assign(T value) {
     if (value == value_) return false;
     value_ = std::move(value);

@@ -19,10 +19,10 @@ SourceFormatInfo sourceFormatInfo(std::expected<std::int32_t, OSStatus> property
   return {static_cast<std::uint32_t>(depth < 0 ? -depth : depth), depth < 0};
 }
 
-/// The block cut (or grown) to exactly `frames` frames, by one copy.
-PcmBlock resized(const PcmBlock& block, std::uint64_t bytes) {
+/// The first `bytes` bytes of the block, by one copy.
+PcmBlock shortened(const PcmBlock& block, std::uint64_t bytes) {
   PcmBlock exact(bytes);
-  std::memcpy(exact.data(), block.data(), std::min<std::uint64_t>(bytes, block.size()));
+  std::memcpy(exact.data(), block.data(), bytes);
   return exact;
 }
 
@@ -84,7 +84,7 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
   if (*frames == 0) return failure("The decoder returned an empty track.");
 
   const SourceFormatInfo info = readSourceFormatInfo(*decoder, *source);
-  if (*frames != *length) block = resized(block, std::uint64_t{*frames} * client.mBytesPerFrame);
+  if (std::int64_t{*frames} < *length) block = shortened(block, std::uint64_t{*frames} * client.mBytesPerFrame);
   auto context = makeContext(std::move(block), client, levels_);
   return PreparedAudio{std::move(context), info.bitDepth, info.isFloat, isLossless, std::move(sourceLabel)};
 }
@@ -110,7 +110,7 @@ Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url) co
   if (*bytesRead < format->mBytesPerFrame) return failure("The PCM file contains no complete audio frames.");
 
   const std::uint64_t framesRead = *bytesRead / format->mBytesPerFrame;
-  if (framesRead != *byteCount / format->mBytesPerFrame) block = resized(block, framesRead * format->mBytesPerFrame);
+  if (framesRead < *byteCount / format->mBytesPerFrame) block = shortened(block, framesRead * format->mBytesPerFrame);
   const SourceFormatInfo info = sourceFormatInfo(file->sourceBitDepth(), *format);
   auto context = makeContext(std::move(block), *format, levels_);
   return PreparedAudio{std::move(context), info.bitDepth, info.isFloat, true, asciiUppercased(url.pathExtension())};

@@ -21,9 +21,11 @@ class TrackPreparation {
   /// Chooses the way in by the extension alone: "mp3" and "flac" in any case are decoded, all else is read as PCM.
   [[nodiscard]] Result<PreparedAudio> prepare(const FileURL& url) const;
 
+  /// The whole track as interleaved 32-bit float at the source's rate.
   [[nodiscard]] Result<PreparedAudio> decodeWithExtAudioFile(const FileURL& url, bool isLossless,
                                                              std::string sourceLabel) const;
 
+  /// The file's sample data as it lies there: byte order, alignment and padding included.
   [[nodiscard]] Result<PreparedAudio> readLinearPCMFile(const FileURL& url) const;
 
  private:

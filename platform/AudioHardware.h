@@ -36,6 +36,14 @@ constexpr FourCharCode kAudioObjectPropertyScopeGlobal = fourCharCode("glob");
 constexpr FourCharCode kAudioObjectPropertyScopeOutput = fourCharCode("outp");
 constexpr FourCharCode kAudioObjectPropertyScopeInput = fourCharCode("inpt");
 
+/// The address of a property of the whole object, and of one of a device's output side.
+constexpr AudioObjectPropertyAddress globalAddress(FourCharCode selector) {
+  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
+}
+constexpr AudioObjectPropertyAddress outputAddress(FourCharCode selector) {
+  return {selector, kAudioObjectPropertyScopeOutput, kAudioObjectPropertyElementMain};
+}
+
 // Properties. Behind each: the object that has it, its scope where it is not global, its type in AudioPropertyValue.
 constexpr FourCharCode kAudioHardwarePropertyDevices = fourCharCode("dev#");              ///< system: AudioObjectIDs
 constexpr FourCharCode kAudioHardwarePropertyDefaultOutputDevice = fourCharCode("dOut");  ///< system: AudioObjectID

@@ -1,35 +1,26 @@
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <optional>
+#include <vector>
 
 #include "engine/StreamFormats.h"
+#include "platform/PropertyReading.h"
 #include "tools/ProbeCommands.h"
 
 namespace tolvane {
 namespace {
 
-constexpr AudioObjectPropertyAddress global(FourCharCode selector) {
-  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
-}
-
-template <typename T>
-std::optional<T> read(const AudioHardware& hardware, AudioObjectID object, const AudioObjectPropertyAddress& address) {
-  const auto value = hardware.propertyData(object, address);
-  const T* typed = value ? std::get_if<T>(&*value) : nullptr;
-  return typed != nullptr ? std::optional(*typed) : std::nullopt;
-}
-
 std::vector<AudioObjectID> streams(const AudioHardware& hardware, AudioObjectID device) {
-  return read<std::vector<AudioObjectID>>(
-             hardware, device,
-             {kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput, kAudioObjectPropertyElementMain})
+  return readProperty<std::vector<AudioObjectID>>(hardware, device, outputAddress(kAudioDevicePropertyStreams))
       .value_or(std::vector<AudioObjectID>{});
 }
 
 /// Every device that can play.
 std::vector<AudioObjectID> outputDevices(const AudioHardware& hardware) {
-  auto devices =
-      read<std::vector<AudioObjectID>>(hardware, kAudioObjectSystemObject, global(kAudioHardwarePropertyDevices))
-          .value_or(std::vector<AudioObjectID>{});
+  auto devices = readProperty<std::vector<AudioObjectID>>(hardware, kAudioObjectSystemObject,
+                                                          globalAddress(kAudioHardwarePropertyDevices))
+                     .value_or(std::vector<AudioObjectID>{});
   std::erase_if(devices, [&](AudioObjectID device) { return streams(hardware, device).empty(); });
   return devices;
 }
@@ -62,10 +53,11 @@ Json describeStreams(const AudioHardware& hardware, AudioObjectID device) {
   Json list = Json::array();
   for (const AudioObjectID stream : streams(hardware, device)) {
     Json item{{"id", stream}};
-    item["active"] = read<std::uint32_t>(hardware, stream, global(kAudioStreamPropertyIsActive)).value_or(0) != 0;
+    item["active"] =
+        readProperty<std::uint32_t>(hardware, stream, globalAddress(kAudioStreamPropertyIsActive)).value_or(0) != 0;
     item["physicalFormat"] = nullptr;
-    if (const auto format =
-            read<AudioStreamBasicDescription>(hardware, stream, global(kAudioStreamPropertyPhysicalFormat))) {
+    if (const auto format = readProperty<AudioStreamBasicDescription>(
+            hardware, stream, globalAddress(kAudioStreamPropertyPhysicalFormat))) {
       Json members;
       describe(members, *format);
       members["description"] = formatDescription(*format);
@@ -78,9 +70,9 @@ Json describeStreams(const AudioHardware& hardware, AudioObjectID device) {
 
 Json describeRates(const AudioHardware& hardware, AudioObjectID device) {
   Json rates = Json::array();
-  const auto ranges =
-      read<std::vector<AudioValueRange>>(hardware, device, global(kAudioDevicePropertyAvailableNominalSampleRates))
-          .value_or(std::vector<AudioValueRange>{});
+  const auto ranges = readProperty<std::vector<AudioValueRange>>(
+                          hardware, device, globalAddress(kAudioDevicePropertyAvailableNominalSampleRates))
+                          .value_or(std::vector<AudioValueRange>{});
   for (const auto& range : ranges) {
     if (range.mMinimum == range.mMaximum)
       rates.push_back(range.mMinimum);
@@ -91,19 +83,22 @@ Json describeRates(const AudioHardware& hardware, AudioObjectID device) {
 }
 
 Json describeDevice(const AudioHardware& hardware, AudioObjectID device, AudioObjectID defaultDevice) {
-  const auto hogMode = global(kAudioDevicePropertyHogMode);
+  const auto hogMode = globalAddress(kAudioDevicePropertyHogMode);
   Json line{{"id", device}};
-  line["uid"] = orNull(read<std::string>(hardware, device, global(kAudioDevicePropertyDeviceUID)));
-  line["name"] = orNull(read<std::string>(hardware, device, global(kAudioObjectPropertyName)));
+  line["uid"] = orNull(readProperty<std::string>(hardware, device, globalAddress(kAudioDevicePropertyDeviceUID)));
+  line["name"] = orNull(readProperty<std::string>(hardware, device, globalAddress(kAudioObjectPropertyName)));
   line["isDefault"] = device == defaultDevice;
-  line["transport"] =
-      transportName(read<std::uint32_t>(hardware, device, global(kAudioDevicePropertyTransportType)).value_or(0));
-  line["nominalRate"] = orNull(read<double>(hardware, device, global(kAudioDevicePropertyNominalSampleRate)));
-  line["actualRate"] = orNull(read<double>(hardware, device, global(kAudioDevicePropertyActualSampleRate)));
+  line["transport"] = transportName(
+      readProperty<std::uint32_t>(hardware, device, globalAddress(kAudioDevicePropertyTransportType)).value_or(0));
+  line["nominalRate"] =
+      orNull(readProperty<double>(hardware, device, globalAddress(kAudioDevicePropertyNominalSampleRate)));
+  line["actualRate"] =
+      orNull(readProperty<double>(hardware, device, globalAddress(kAudioDevicePropertyActualSampleRate)));
   line["rates"] = describeRates(hardware, device);
   line["hogSupported"] = hardware.hasProperty(device, hogMode);
-  line["hogOwner"] = read<std::int32_t>(hardware, device, hogMode).value_or(-1);
-  line["bufferFrames"] = orNull(read<std::uint32_t>(hardware, device, global(kAudioDevicePropertyBufferFrameSize)));
+  line["hogOwner"] = orNull(readProperty<std::int32_t>(hardware, device, hogMode));
+  line["bufferFrames"] =
+      orNull(readProperty<std::uint32_t>(hardware, device, globalAddress(kAudioDevicePropertyBufferFrameSize)));
   line["streams"] = describeStreams(hardware, device);
   return line;
 }
@@ -111,9 +106,9 @@ Json describeDevice(const AudioHardware& hardware, AudioObjectID device, AudioOb
 }  // namespace
 
 void listDevices(const AudioHardware& hardware, ProbeOutput& output) {
-  const auto defaultDevice =
-      read<std::uint32_t>(hardware, kAudioObjectSystemObject, global(kAudioHardwarePropertyDefaultOutputDevice))
-          .value_or(kAudioObjectUnknown);
+  const auto defaultDevice = readProperty<std::uint32_t>(hardware, kAudioObjectSystemObject,
+                                                         globalAddress(kAudioHardwarePropertyDefaultOutputDevice))
+                                 .value_or(kAudioObjectUnknown);
   for (const AudioObjectID device : outputDevices(hardware))
     output.print(describeDevice(hardware, device, defaultDevice));
 }
@@ -122,7 +117,7 @@ AudioObjectID findDevice(const AudioHardware& hardware, const std::string& wante
   const auto devices = outputDevices(hardware);
   for (const FourCharCode selector : {kAudioObjectPropertyName, kAudioDevicePropertyDeviceUID})
     for (const AudioObjectID device : devices)
-      if (read<std::string>(hardware, device, global(selector)) == wanted) return device;
+      if (readProperty<std::string>(hardware, device, globalAddress(selector)) == wanted) return device;
   AudioObjectID id = kAudioObjectUnknown;
   const char* end = wanted.data() + wanted.size();
   const auto parsed = std::from_chars(wanted.data(), end, id);

@@ -3,27 +3,16 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/PropertyReading.h"
+
 namespace tolvane {
 
 namespace {
 
-constexpr AudioObjectPropertyAddress deviceListAddress{kAudioHardwarePropertyDevices, kAudioObjectPropertyScopeGlobal,
-                                                       kAudioObjectPropertyElementMain};
-
-template <typename T>
-std::optional<T> read(const AudioHardware& hardware, AudioObjectID object, FourCharCode selector) {
-  auto value =
-      hardware.propertyData(object, {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain});
-  if (!value) return std::nullopt;
-  auto* held = std::get_if<T>(&*value);
-  return held ? std::optional<T>(std::move(*held)) : std::nullopt;
-}
+constexpr auto deviceListAddress = globalAddress(kAudioHardwarePropertyDevices);
 
 bool hasOutput(const AudioHardware& hardware, AudioObjectID device) {
-  return hardware
-             .propertyDataSize(device, {kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput,
-                                        kAudioObjectPropertyElementMain})
-             .value_or(0) > 0;
+  return hardware.propertyDataSize(device, outputAddress(kAudioDevicePropertyStreams)).value_or(0) > 0;
 }
 
 }  // namespace
@@ -64,11 +53,12 @@ std::optional<std::vector<AudioDevice>> OutputDeviceList::readDevices() const {
   if (!size) return std::nullopt;
   std::vector<AudioDevice> devices;
   if (*size < sizeof(AudioObjectID)) return devices;
-  const auto ids = read<std::vector<std::uint32_t>>(hardware_, kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
+  const auto ids = readProperty<std::vector<std::uint32_t>>(hardware_, kAudioObjectSystemObject,
+                                                            globalAddress(kAudioHardwarePropertyDevices));
   if (!ids) return std::nullopt;
   for (const AudioObjectID id : *ids) {
     if (!hasOutput(hardware_, id)) continue;
-    if (auto name = read<std::string>(hardware_, id, kAudioObjectPropertyName))
+    if (auto name = readProperty<std::string>(hardware_, id, globalAddress(kAudioObjectPropertyName)))
       devices.push_back({id, std::move(*name)});
   }
   std::ranges::stable_sort(devices, {}, &AudioDevice::name);
@@ -79,8 +69,8 @@ std::optional<AudioDevice> OutputDeviceList::chooseDevice() const {
   const auto& devices = devices_.value();
   const auto& previous = selectedDevice_.value();
   if (previous && std::ranges::find(devices, *previous) != devices.end()) return previous;
-  const auto defaultID =
-      read<std::uint32_t>(hardware_, kAudioObjectSystemObject, kAudioHardwarePropertyDefaultOutputDevice);
+  const auto defaultID = readProperty<std::uint32_t>(hardware_, kAudioObjectSystemObject,
+                                                     globalAddress(kAudioHardwarePropertyDefaultOutputDevice));
   const auto found = defaultID ? std::ranges::find(devices, *defaultID, &AudioDevice::id) : devices.end();
   if (found != devices.end()) return *found;
   if (!devices.empty()) return devices.front();

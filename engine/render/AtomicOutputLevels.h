@@ -25,7 +25,7 @@ class AtomicOutputLevels {
     return unpacked(storage_.fetch_add(0, std::memory_order_seq_cst)).sanitised();
   }
 
-  /// Narrows both values to 32-bit floats.
+  /// Narrows both values to 32-bit floats: what lies within 2^-25 of neutral is neutral here.
   void store(OutputLevels levels) noexcept {
     const std::uint64_t desired = packed(levels);
     // relaxed: only a first guess, the exchange checks it.

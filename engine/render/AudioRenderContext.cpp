@@ -48,8 +48,8 @@ void AudioRenderContext::silence(const AudioBuffer& buffer, std::size_t fromByte
   } else {
     // A processor exists, so its samples have bytes; `fromByte` is where a frame begins.
     const std::size_t sampleBytes = levelProcessor_->bytesPerSample;
-    for (std::size_t i = fromByte; i < buffer.mDataByteSize; ++i)
-      bytes[i] = silentSample_[(i - fromByte) % sampleBytes];
+    for (std::size_t at = fromByte; at < buffer.mDataByteSize; at += sampleBytes)
+      std::memcpy(bytes + at, silentSample_.data(), std::min(sampleBytes, buffer.mDataByteSize - at));
   }
 }
 

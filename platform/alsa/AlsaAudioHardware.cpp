@@ -13,13 +13,6 @@ namespace {
 
 constexpr std::string_view category = "AudioHardware";
 
-constexpr AudioObjectPropertyAddress globalAddress(FourCharCode selector) {
-  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
-}
-constexpr AudioObjectPropertyAddress outputAddress(FourCharCode selector) {
-  return {selector, kAudioObjectPropertyScopeOutput, kAudioObjectPropertyElementMain};
-}
-
 constexpr std::array systemProperties{globalAddress(kAudioHardwarePropertyDevices),
                                       globalAddress(kAudioHardwarePropertyDefaultOutputDevice)};
 constexpr std::array deviceProperties{globalAddress(kAudioObjectPropertyName),

@@ -37,10 +37,6 @@ constexpr std::array kStreamProperties = {
     PropertyPlace{kAudioStreamPropertyVirtualFormat, kAudioObjectPropertyScopeGlobal},
 };
 
-constexpr AudioObjectPropertyAddress global(FourCharCode selector) {
-  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
-}
-
 /// How badly a physical format suits a client: the smallest number wins. Lossless before lossy, then the closest;
 /// float clients want float, then the widest integer.
 int unsuitability(const AudioStreamBasicDescription& client, const AudioStreamBasicDescription& physical) {
@@ -98,12 +94,12 @@ void SimulatedDevice::setHogOwner(std::int32_t pid) {
 
 void SimulatedDevice::setPhysicalFormat(std::size_t stream, std::optional<AudioStreamBasicDescription> format) {
   config_.streams.at(stream).pinnedPhysicalFormat = format;
-  surroundings_.notify(streamIDs_.at(stream), global(kAudioStreamPropertyPhysicalFormat));
+  surroundings_.notify(streamIDs_.at(stream), globalAddress(kAudioStreamPropertyPhysicalFormat));
 }
 
 void SimulatedDevice::setStreamActive(std::size_t stream, bool isActive) {
   if (std::exchange(config_.streams.at(stream).isActive, isActive) == isActive) return;
-  surroundings_.notify(streamIDs_.at(stream), global(kAudioStreamPropertyIsActive));
+  surroundings_.notify(streamIDs_.at(stream), globalAddress(kAudioStreamPropertyIsActive));
 }
 
 void SimulatedDevice::changeStreams(std::vector<SimulatedStreamConfig> streams) {
@@ -305,8 +301,8 @@ void SimulatedDevice::rateHasChanged(double hertz) {
     notifyAbout(kAudioDevicePropertyActualSampleRate);
   }
   for (const AudioObjectID stream : streamIDs_) {
-    surroundings_.notify(stream, global(kAudioStreamPropertyPhysicalFormat));
-    surroundings_.notify(stream, global(kAudioStreamPropertyVirtualFormat));
+    surroundings_.notify(stream, globalAddress(kAudioStreamPropertyPhysicalFormat));
+    surroundings_.notify(stream, globalAddress(kAudioStreamPropertyVirtualFormat));
   }
 }
 
@@ -337,7 +333,7 @@ void SimulatedDevice::chooseFormats(const AudioStreamBasicDescription& client) {
     const auto before = physicalFormat(i);
     formatInUse_[i] = static_cast<std::size_t>(best - formats.begin());
     if (physicalFormat(i) != before) {
-      surroundings_.notify(streamIDs_[i], global(kAudioStreamPropertyPhysicalFormat));
+      surroundings_.notify(streamIDs_[i], globalAddress(kAudioStreamPropertyPhysicalFormat));
     }
   }
 }
