@@ -37,6 +37,7 @@ CampaignTracks::CampaignTracks() {
   addPCM(closeUp_, float32PCM(48000, 2), 6.2);
   addPCM(closeUp_, linearPCM(22050, 1, 16, 2, integer), 9.9);
   addCompressed(closeUp_, "flac", 44100, 2, 6.5);
+  addCompressed(closeUp_, "flac", 48000, 2, 3.5, 32);
   addCompressed(closeUp_, "mp3", 48000, 2, 4.5);
   addUnplayable(closeUp_);
 
@@ -50,6 +51,7 @@ CampaignTracks::CampaignTracks() {
   addPCM(longHours_, linearPCM(1000, 1, 32, 4, integer), 60);
   addPCM(longHours_, float32PCM(1200, 1), 90);
   addCompressed(longHours_, "flac", 1000, 1, 300);
+  addCompressed(longHours_, "flac", 1000, 1, 100, 32);
   addCompressed(longHours_, "mp3", 500, 1, 200);
   addUnplayable(longHours_);
 }
@@ -76,19 +78,18 @@ void CampaignTracks::addPCM(std::vector<CampaignTrack>& shelf, const AudioStream
 }
 
 void CampaignTracks::addCompressed(std::vector<CampaignTrack>& shelf, const std::string& extension, double rate,
-                                   std::uint32_t channels, double seconds) {
-  constexpr std::int32_t bits = 16;
+                                   std::uint32_t channels, double seconds, std::uint32_t sourceBits) {
   CampaignTrack track;
   track.url = FileURL("/" + std::to_string(shelf.size()) + "-" + std::to_string(rate) + "." + extension);
   track.format = float32PCM(rate, channels);
   track.frames = std::llround(seconds * rate);
-  track.sourceBits = bits;
+  track.sourceBits = sourceBits;
   track.isLossless = extension == "flac";
 
   SimulatedCompressedFile file;
   file.format = track.format;
   file.format.mFormatID = fourCharCode("code");
-  file.sourceBitDepth = bits;
+  file.sourceBitDepth = static_cast<std::int32_t>(sourceBits);
   file.samples.resize(static_cast<std::size_t>(track.frames) * channels);
   for (std::int64_t frame = 0; frame < track.frames; ++frame)
     file.samples[static_cast<std::size_t>(frame) * channels] =

@@ -38,7 +38,7 @@ class CampaignTracks {
  private:
   void addPCM(std::vector<CampaignTrack>& shelf, const AudioStreamBasicDescription& format, double seconds);
   void addCompressed(std::vector<CampaignTrack>& shelf, const std::string& extension, double rate,
-                     std::uint32_t channels, double seconds);
+                     std::uint32_t channels, double seconds, std::uint32_t sourceBits = 16);
   void addUnplayable(std::vector<CampaignTrack>& shelf);
 
   SimulatedAudioFileServices files_;

@@ -192,7 +192,7 @@ void CampaignActions::stopByItself() {
   world_.device(id).stopByItself(world_.random.percent(50) ? refusal : noErr);
   world_.trouble();
   if (!world_.watched.hasDied()) return;
-  constexpr auto longestUnnoticed = 1100ms;  // two checks, half a second apart
+  constexpr auto longestUnnoticed = 1400ms;  // two checks, half a second apart, or a recovery pending meanwhile
   world_.later(longestUnnoticed, [this, start = world_.watched.startCount()] {
     const auto& watched = world_.watched;
     if (world_.isPlaying() && watched.hasDied() && watched.startCount() == start && world_.unitsHideStops == 0)

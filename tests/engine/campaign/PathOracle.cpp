@@ -17,6 +17,8 @@ bool carries(const AudioStreamBasicDescription& physical, const CampaignTrack& t
   if (!sameRate(track.format.mSampleRate, physical.mSampleRate)) return false;
   if (physical.mChannelsPerFrame != track.format.mChannelsPerFrame) return false;
   if (track.sourceIsFloat) return physical.isFloat() && physical.mBitsPerChannel >= track.sourceBits;
+  const bool isRoundedAlready = track.format.isFloat() && track.sourceBits > 24;
+  if (isRoundedAlready) return false;
   const std::uint32_t exactBits = physical.isFloat() ? 24 : physical.mBitsPerChannel;
   return exactBits >= track.sourceBits;
 }
