@@ -1,4 +1,4 @@
-"""A USB DAC made of software (tests/system/dac), plugged into the machine's own kernel, which drives it as a real one."""
+"""A USB DAC made of software (tests/system/dac), plugged into the machine's kernel, which drives it as a real one."""
 
 import json
 import pathlib
@@ -34,19 +34,31 @@ class Dac:
 
     def __exit__(self, *_):
         self.process.terminate()
-        self.process.wait(20)
+        try:
+            self.process.wait(20)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            self.process.wait()
         wait_until(lambda: not present(CARD), 20)
         shutil.rmtree(self.folder)
 
     def device(self):
         """The player's line about the DAC. Waits until the card is there with the name that udev gives it."""
         if self._device is None:
-            if not wait_until(lambda: self.process.poll() is not None or PCM.folder.exists(), 20) or self.process.poll():
-                raise RuntimeError(f"the DAC does not appear: {(self.folder / 'errors').read_text()}")
+            wait_until(lambda: self.ended() or PCM.folder.exists(), 20)
+            if self.ended() or not PCM.folder.exists():
+                raise RuntimeError(f"the DAC does not appear. {self.ended()}")
             subprocess.run(["udevadm", "settle", "--timeout=30"], check=True, timeout=60)
             listed = Probe("devices").finish().lines
-            self._device = next(line for line in listed if "usb-Tolvane" in line["uid"])
+            self._device = next((line for line in listed if "usb-Tolvane" in line["uid"]), None)
+            if self._device is None:
+                raise RuntimeError(f"the player does not list the DAC, but {[line['uid'] for line in listed]}")
         return self._device
+
+    def ended(self):
+        """How its program ended, when it did."""
+        status = self.process.poll()
+        return None if status is None else f"test_dac ended with {status}: {(self.folder / 'errors').read_text()}"
 
     def plug_in(self):
         self._device = None  # found anew
@@ -97,6 +109,8 @@ class Stream:
         """A track is one run, in the format, rate and channels that the host chose, which the host ends by taking back
         what it has queued, and whose wire never runs dry."""
         runs, told = self.runs(), self.dac.events("start")[self.first:]
+        if self.dac.ended():
+            return [self.dac.ended()]
         if len(runs) != 1 or runs[0]["why"] not in ("unlink", "alternate"):
             return [f"the stream came in {len(runs)} runs: {runs}"]
         faults = [f"the wire ran dry: {runs}"] if runs[0]["dryWires"] else []
@@ -109,7 +123,7 @@ class Stream:
 
 
 def play(dac, track, *options, watch=lambda: None):
-    """(the player's run, every hw_params that the kernel showed while it ran: not those of a device that is only tried)"""
+    """(the player's run, every hw_params that the kernel showed while it ran: none that the player only tries)"""
     seen = set()
     name = dac.device()["name"]
     file = fetched(track)
