@@ -92,6 +92,7 @@ OSStatus AlsaRenderLoop::start(const AURenderCallback& callback) {
   wake_.clear();
   ends_.store(false, std::memory_order_relaxed);  // the thread is created after it
   failure_.store(0, std::memory_order_relaxed);
+  lastError_.store(noErr, std::memory_order_relaxed);  // what failed before is over: nobody may blame this start for it
   base_ += framesPlayed_;
   framesPlayed_ = 0;
   written_ = 0;
