@@ -12,6 +12,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/alsa/AlsaRecovery.h"
 #include "platform/alsa/AlsaStatus.h"
 
 namespace tolvane {
@@ -56,6 +57,11 @@ long errorOfState(snd_pcm_state_t state) {
   }
 }
 
+snd_pcm_status_t* newStatus() {
+  snd_pcm_status_t* status = nullptr;
+  return snd_pcm_status_malloc(&status) < 0 ? nullptr : status;
+}
+
 }  // namespace
 
 AlsaRenderLoop::AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup& setup,
@@ -64,6 +70,7 @@ AlsaRenderLoop::AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup&
     : pcm_(std::move(pcm)),
       handle_(pcm_->handle()),
       setup_(setup),
+      status_(newStatus(), &snd_pcm_status_free),
       frameBytes_(std::size_t{setup.channels} * setup.layout.bytes),
       makeRealtime_(std::move(makeRealtime)),
       notice_(notice),
@@ -97,6 +104,7 @@ OSStatus AlsaRenderLoop::start(const AURenderCallback& callback) {
   framesPlayed_ = 0;
   written_ = 0;
   played_ = 0;
+  uncommitted_ = 0;
   unheardBytes_ = 0;
   unheardAt_ = 0;
   everStarted_ = true;
@@ -150,7 +158,7 @@ long AlsaRenderLoop::halt() {
   if (error == 0) {
     played_ = std::clamp<std::int64_t>(written_ - delay, played_, written_);
   } else if (error == -EPIPE) {
-    played_ = written_;  // the ring ran dry in this very moment: all of it has been heard
+    lookAtStopped();
     return 0;
   }
   return error == -ESTRPIPE ? 0 : error;  // a machine that sleeps has stopped already
@@ -209,10 +217,11 @@ long AlsaRenderLoop::transferMapped(snd_pcm_uframes_t frames) {
   if (frames == 0) return 0;
   auto* ring = static_cast<std::byte*>(areas[0].addr) + areas[0].first / 8;
   ring_ = ring;
-  renderInto(ring + offset * frameBytes_, frames);
+  renderUncommitted(ring + offset * frameBytes_, frames);
   const snd_pcm_sframes_t committed = snd_pcm_mmap_commit(handle_, offset, frames);
   if (committed < 0) return committed;
   written_ += committed;
+  uncommitted_ -= committed;
   return static_cast<snd_pcm_uframes_t>(committed) == frames ? committed : -EPIPE;
 }
 
@@ -224,6 +233,14 @@ long AlsaRenderLoop::transferWritten(snd_pcm_uframes_t frames) {
   if (taken < 0) return taken;
   written_ += taken;
   return static_cast<snd_pcm_uframes_t>(taken) == frames ? taken : -EPIPE;
+}
+
+/// Renders so that `frames` stand at `destination`, where those that could not be committed before still are.
+void AlsaRenderLoop::renderUncommitted(std::byte* destination, snd_pcm_uframes_t frames) {
+  const auto ready = static_cast<snd_pcm_uframes_t>(uncommitted_);
+  if (ready >= frames) return;
+  renderInto(destination + ready * frameBytes_, frames - ready);
+  uncommitted_ = static_cast<std::int64_t>(frames);
 }
 
 void AlsaRenderLoop::renderInto(std::byte* destination, snd_pcm_uframes_t frames) {
@@ -238,8 +255,20 @@ void AlsaRenderLoop::renderInto(std::byte* destination, snd_pcm_uframes_t frames
   if (status != noErr) lastError_.store(status, std::memory_order_release);  // partner: takeLastError()
 }
 
+/// What has been heard of a stream that the kernel stopped by itself. That is not always all of it: USB also stops one
+/// whose next transfer cannot be submitted, with the ring still full.
+void AlsaRenderLoop::lookAtStopped() {
+  std::int64_t unheard = 0;
+  if (status_ && snd_pcm_status(handle_, status_.get()) == 0) {
+    unheard = unheardFrames(static_cast<std::int64_t>(setup_.bufferFrames),
+                            static_cast<std::int64_t>(snd_pcm_status_get_avail(status_.get())));
+  }
+  played_ = std::clamp<std::int64_t>(written_ - unheard, played_, written_);
+}
+
 /// Before a ring is prepared anew: what it holds and nobody has heard is written again afterwards.
 void AlsaRenderLoop::keepUnheard() {
+  written_ += std::exchange(uncommitted_, 0);  // they stand in the ring behind the others, and are music as well
   const std::int64_t frames = std::min(written_ - played_, written_ - preparedAt_);
   if (ring_ == nullptr || frames <= 0 || static_cast<snd_pcm_uframes_t>(frames) > setup_.bufferFrames) return;
   // Frames that waited to be written again stand behind those that now join them.
@@ -279,13 +308,14 @@ long AlsaRenderLoop::recover(long error) {
     error = resume();
     if (error >= 0) return 0;
     if (ends_.load(std::memory_order_acquire)) return 0;  // partner: stop()
-    keepUnheard();
   } else if (error == -EPIPE) {
     underruns_.fetch_add(1, std::memory_order_relaxed);
     notice_.signal();
+    lookAtStopped();
   } else {
     return error;
   }
+  keepUnheard();
   played_ = written_;
   return beginPlaying();
 }

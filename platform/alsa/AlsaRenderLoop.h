@@ -61,7 +61,9 @@ class AlsaRenderLoop {
   long recover(long error);
   long resume();
   void publishPosition();
+  void renderUncommitted(std::byte* destination, snd_pcm_uframes_t frames);
   void renderInto(std::byte* destination, snd_pcm_uframes_t frames);
+  void lookAtStopped();
   void keepUnheard();
   void fail(long error);
 
@@ -72,6 +74,7 @@ class AlsaRenderLoop {
   const std::shared_ptr<AlsaPcm> pcm_;
   snd_pcm_t* const handle_;
   const AlsaPcmSetup setup_;
+  const std::unique_ptr<snd_pcm_status_t, decltype(&snd_pcm_status_free)> status_;  ///< null: there was no memory
   const std::size_t frameBytes_;
   const std::function<bool(pid_t)> makeRealtime_;
   EventDescriptor& notice_;
@@ -82,6 +85,7 @@ class AlsaRenderLoop {
   std::vector<std::byte> staged_;  ///< where there is no mmap: a slice on its way
   std::vector<pollfd> descriptors_;
   std::int64_t written_ = 0;         ///< device frames since start()
+  std::int64_t uncommitted_ = 0;     ///< frames that stand in the ring behind them and that the device does not know of
   std::int64_t played_ = 0;          ///< of them, by the last look
   std::int64_t preparedAt_ = 0;      ///< written_ when the ring last began at its first frame
   const std::byte* ring_ = nullptr;  ///< where there is mmap: the ring's first frame, once something was written
