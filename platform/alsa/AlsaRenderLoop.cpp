@@ -75,8 +75,9 @@ AlsaRenderLoop::AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup&
       makeRealtime_(std::move(makeRealtime)),
       notice_(notice),
       pipeline_(std::move(pipeline)),
-      staged_(setup.usesMmap ? 0 : RenderPipeline::sliceFrames * frameBytes_),
-      unheard_(setup.usesMmap ? setup.bufferFrames * frameBytes_ : 0) {
+      shadow_(setup.usesMmap ? 0 : setup.bufferFrames * frameBytes_),
+      ring_(setup.usesMmap ? nullptr : shadow_.data()),
+      unheard_(setup.bufferFrames * frameBytes_) {
   const int count = std::max(0, snd_pcm_poll_descriptors_count(handle_));
   descriptors_.resize(static_cast<std::size_t>(count) + 1);
   snd_pcm_poll_descriptors(handle_, descriptors_.data() + 1, static_cast<unsigned>(count));
@@ -88,7 +89,7 @@ AlsaRenderLoop::~AlsaRenderLoop() { stop(); }
 
 void AlsaRenderLoop::lockMemory() {
   auto spans = pipeline_->memory();
-  spans.emplace_back(staged_);
+  spans.emplace_back(shadow_);
   spans.emplace_back(unheard_);
   // Where the limit on locked memory forbids it, the pages have still been written to: they are there.
   for (const auto& span : spans) mlock(span.data(), span.size());
@@ -226,12 +227,15 @@ long AlsaRenderLoop::transferMapped(snd_pcm_uframes_t frames) {
 }
 
 long AlsaRenderLoop::transferWritten(snd_pcm_uframes_t frames) {
-  frames = std::min<snd_pcm_uframes_t>(frames, RenderPipeline::sliceFrames);
-  renderInto(staged_.data(), frames);
+  const auto offset = static_cast<snd_pcm_uframes_t>(written_ - preparedAt_) % setup_.bufferFrames;
+  frames = std::min(frames, setup_.bufferFrames - offset);
+  std::byte* place = shadow_.data() + offset * frameBytes_;
+  renderUncommitted(place, frames);
   // The ring has this much room: the write takes it all, and being non-blocking it cannot hang in any case.
-  const snd_pcm_sframes_t taken = snd_pcm_writei(handle_, staged_.data(), frames);
+  const snd_pcm_sframes_t taken = snd_pcm_writei(handle_, place, frames);
   if (taken < 0) return taken;
   written_ += taken;
+  uncommitted_ -= taken;
   return static_cast<snd_pcm_uframes_t>(taken) == frames ? taken : -EPIPE;
 }
 

@@ -82,15 +82,15 @@ class AlsaRenderLoop {
 
   // Render thread; main thread while there is none.
   std::unique_ptr<RenderPipeline> pipeline_;
-  std::vector<std::byte> staged_;  ///< where there is no mmap: a slice on its way
+  std::vector<std::byte> shadow_;  ///< where there is no mmap: what the device's ring holds, frame for frame
   std::vector<pollfd> descriptors_;
-  std::int64_t written_ = 0;         ///< device frames since start()
-  std::int64_t uncommitted_ = 0;     ///< frames that stand in the ring behind them and that the device does not know of
-  std::int64_t played_ = 0;          ///< of them, by the last look
-  std::int64_t preparedAt_ = 0;      ///< written_ when the ring last began at its first frame
-  const std::byte* ring_ = nullptr;  ///< where there is mmap: the ring's first frame, once something was written
-  std::vector<std::byte> unheard_;   ///< frames to be written again, of a ring that had to be prepared anew
-  std::size_t unheardBytes_ = 0;     ///< of unheard_, those from unheardAt_ on
+  std::int64_t written_ = 0;        ///< device frames since start()
+  std::int64_t played_ = 0;         ///< of them, by the last look
+  std::int64_t uncommitted_ = 0;    ///< frames that stand in the ring behind those written and were not committed
+  std::int64_t preparedAt_ = 0;     ///< written_ when the ring last began at its first frame
+  const std::byte* ring_;           ///< the ring's first frame; with mmap null until something was written
+  std::vector<std::byte> unheard_;  ///< frames to be written again, of a ring that had to be prepared anew
+  std::size_t unheardBytes_ = 0;    ///< of unheard_, those from unheardAt_ on
   std::size_t unheardAt_ = 0;
 
   // Main thread.
