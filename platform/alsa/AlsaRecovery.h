@@ -14,4 +14,29 @@ namespace tolvane {
   return std::clamp<std::int64_t>(ringFrames - room, 0, ringFrames);
 }
 
+/// Whether a stream that keeps stopping is worth another try. A loop that never slept while it tries would be killed
+/// under real-time priority.
+class AlsaRecoveryPace {
+ public:
+  enum class Step : std::uint8_t { atOnce, afterAPause, giveUp };
+
+  /// The most tries in a row that may bring no period of sound.
+  static constexpr int mostBarrenTries = 5;
+
+  /// What to do about a stream that was heard for `heardFrames` since it was last made ready.
+  [[nodiscard]] constexpr Step next(std::int64_t heardFrames, std::int64_t periodFrames) {
+    if (heardFrames >= periodFrames) {
+      barren_ = 0;
+      return Step::atOnce;
+    }
+    if (barren_ == mostBarrenTries) return Step::giveUp;
+    ++barren_;
+    return Step::afterAPause;
+  }
+  constexpr void reset() { barren_ = 0; }
+
+ private:
+  int barren_ = 0;
+};
+
 }  // namespace tolvane

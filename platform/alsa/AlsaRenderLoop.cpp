@@ -12,7 +12,6 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/alsa/AlsaRecovery.h"
 #include "platform/alsa/AlsaStatus.h"
 
 namespace tolvane {
@@ -106,6 +105,7 @@ OSStatus AlsaRenderLoop::start(const AURenderCallback& callback) {
   written_ = 0;
   played_ = 0;
   uncommitted_ = 0;
+  pace_.reset();
   unheardBytes_ = 0;
   unheardAt_ = 0;
   everStarted_ = true;
@@ -289,10 +289,11 @@ void AlsaRenderLoop::keepUnheard() {
   written_ -= frames;
 }
 
+int AlsaRenderLoop::periodMilliseconds() const { return static_cast<int>(setup_.periodFrames * 1000 / setup_.rate); }
+
 /// Until the device has consumed a period, the thread is told to end, or two periods' time has gone by.
 long AlsaRenderLoop::waitForRoom() {
-  const auto periodMilliseconds = static_cast<int>(setup_.periodFrames * 1000 / setup_.rate);
-  const int got = poll(descriptors_.data(), descriptors_.size(), std::clamp(2 * periodMilliseconds, 20, 500));
+  const int got = poll(descriptors_.data(), descriptors_.size(), std::clamp(2 * periodMilliseconds(), 20, 500));
   if (got < 0) return errno == EINTR ? 0 : -errno;
   if (got == 0) return 0;
   unsigned short events = 0;
@@ -308,17 +309,19 @@ long AlsaRenderLoop::waitForRoom() {
 
 long AlsaRenderLoop::recover(long error) {
   if (error == -EAGAIN || error == -EINTR) return 0;
+  if (error != -ESTRPIPE && error != -EPIPE) return error;
   if (error == -ESTRPIPE) {
-    error = resume();
-    if (error >= 0) return 0;
-    if (ends_.load(std::memory_order_acquire)) return 0;  // partner: stop()
-  } else if (error == -EPIPE) {
+    const long resumed = resume();
+    if (resumed >= 0) return 0;
+  } else {
     underruns_.fetch_add(1, std::memory_order_relaxed);
     notice_.signal();
     lookAtStopped();
-  } else {
-    return error;
   }
+  const auto step = pace_.next(played_ - preparedAt_, static_cast<std::int64_t>(setup_.periodFrames));
+  if (step == AlsaRecoveryPace::Step::giveUp) return error;
+  if (step == AlsaRecoveryPace::Step::afterAPause) poll(descriptors_.data(), 1, std::max(1, periodMilliseconds()));
+  if (ends_.load(std::memory_order_acquire)) return 0;  // partner: stop()
   keepUnheard();
   played_ = written_;
   return beginPlaying();

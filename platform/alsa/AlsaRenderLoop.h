@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "platform/alsa/AlsaPcm.h"
+#include "platform/alsa/AlsaRecovery.h"
 #include "platform/alsa/EventDescriptor.h"
 #include "platform/conversion/RenderPipeline.h"
 
@@ -57,6 +58,7 @@ class AlsaRenderLoop {
   long fill();
   long transferMapped(snd_pcm_uframes_t frames);
   long transferWritten(snd_pcm_uframes_t frames);
+  [[nodiscard]] int periodMilliseconds() const;
   long waitForRoom();
   long recover(long error);
   long resume();
@@ -82,6 +84,7 @@ class AlsaRenderLoop {
 
   // Render thread; main thread while there is none.
   std::unique_ptr<RenderPipeline> pipeline_;
+  AlsaRecoveryPace pace_;
   std::vector<std::byte> shadow_;  ///< where there is no mmap: what the device's ring holds, frame for frame
   std::vector<pollfd> descriptors_;
   std::int64_t written_ = 0;        ///< device frames since start()

@@ -17,5 +17,32 @@ TEST(AlsaRecovery, takesWhatIsInTheRingOfAStoppedStreamForUnheard) {
   }
 }
 
+using Step = AlsaRecoveryPace::Step;
+
+TEST(AlsaRecovery, triesAgainAtOnceWhereAPeriodWasHeard) {
+  AlsaRecoveryPace pace;
+  for (int stop = 0; stop < 100; ++stop) EXPECT_EQ(pace.next(2048, 2048), Step::atOnce);
+}
+
+TEST(AlsaRecovery, pausesBetweenTriesThatBringNoSoundAndGivesUpAfterFive) {
+  AlsaRecoveryPace pace;
+  for (int stop = 0; stop < 5; ++stop) EXPECT_EQ(pace.next(2047, 2048), Step::afterAPause) << stop;
+  EXPECT_EQ(pace.next(0, 2048), Step::giveUp);
+  EXPECT_EQ(pace.next(0, 2048), Step::giveUp);
+}
+
+TEST(AlsaRecovery, countsAnewOnceSoundWasHeardOrTheUnitWasStartedAgain) {
+  AlsaRecoveryPace pace;
+  const auto exhaust = [&pace] {
+    for (int stop = 0; stop < 6; ++stop) static_cast<void>(pace.next(0, 2048));
+  };
+  exhaust();
+  EXPECT_EQ(pace.next(2048, 2048), Step::atOnce);
+  EXPECT_EQ(pace.next(0, 2048), Step::afterAPause);
+  exhaust();
+  pace.reset();
+  EXPECT_EQ(pace.next(0, 2048), Step::afterAPause);
+}
+
 }  // namespace
 }  // namespace tolvane
