@@ -14,8 +14,6 @@ namespace tolvane {
 namespace {
 
 constexpr double usualRate = 48000;
-/// Some drivers never send the last transfer of a stream: this many frames of silence follow the music at its end.
-constexpr snd_pcm_uframes_t fewestTrailingFrames = 2048;
 constexpr std::uint32_t buffersBeforeOpening = 512;
 
 /// The nominal rate as the kernel counts it; 0 when it is no whole number of hertz.
@@ -166,15 +164,14 @@ std::uint32_t AlsaDevice::channelCount() const {
   return capabilities_ && capabilities_->maximumChannels > 0 ? capabilities_->maximumChannels : 2;
 }
 
-/// Half of what the drain margin at an end must cover: the ring, and the silence after it.
 std::uint32_t AlsaDevice::bufferFrameSize() {
   if (unitSetup_) {
-    const auto trailing = std::max(unitSetup_->periodFrames, fewestTrailingFrames);
-    return static_cast<std::uint32_t>((unitSetup_->bufferFrames + trailing) / 2);
+    return halfDrainFrames(unitSetup_->bufferFrames, unitSetup_->periodFrames, unitSetup_->rate,
+                           unitClient_.mSampleRate);
   }
   const auto rate = nominalRate();
   if (!rate) return buffersBeforeOpening;
-  return static_cast<std::uint32_t>((desiredRingFrames(*rate) + fewestTrailingFrames) / 2);
+  return halfDrainFrames(desiredRingFrames(*rate), 0, *rate, *rate);
 }
 
 // Ownership.

@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cerrno>
+#include <cmath>
 #include <string>
 
 #include "platform/alsa/AlsaFormats.h"
@@ -18,6 +19,8 @@ constexpr std::array<std::uint32_t, 19> usualRates{8000,   11025,  12000,  16000
 /// Long enough for a busy desktop without real-time priority, short enough for a prompt pause.
 constexpr double ringSeconds = 0.15;
 constexpr unsigned periodsPerRing = 4;
+/// Some drivers never send the last transfer of a stream: this many frames of silence follow the music at its end.
+constexpr snd_pcm_uframes_t fewestTrailingFrames = 2048;
 
 template <typename Params, int (*allocate)(Params**), void (*release)(Params*)>
 class ParamsOwner {
@@ -126,6 +129,12 @@ int readSetup(snd_pcm_hw_params_t* params, AlsaPcmSetup& setup) {
 
 snd_pcm_uframes_t desiredRingFrames(double rate) {
   return std::bit_ceil(static_cast<snd_pcm_uframes_t>(std::max(rate, 1.0) * ringSeconds));
+}
+
+std::uint32_t halfDrainFrames(snd_pcm_uframes_t ringFrames, snd_pcm_uframes_t periodFrames, double deviceRate,
+                              double clientRate) {
+  const auto half = static_cast<double>((ringFrames + std::max(periodFrames, fewestTrailingFrames)) / 2);
+  return static_cast<std::uint32_t>(std::ceil(half * std::max(clientRate / deviceRate, 1.0)));
 }
 
 std::expected<std::shared_ptr<AlsaPcm>, int> AlsaPcm::open(int card, unsigned device) {

@@ -38,6 +38,11 @@ struct AlsaPcmSetup {
 /// The ring that configure() asks for at this rate.
 [[nodiscard]] snd_pcm_uframes_t desiredRingFrames(double rate);
 
+/// Half of what the drain margin at an end must cover: the ring, and the silence after it. Counted in the client's
+/// frames where those are shorter than the device's, since the margin is waited for at the client's rate.
+[[nodiscard]] std::uint32_t halfDrainFrames(snd_pcm_uframes_t ringFrames, snd_pcm_uframes_t periodFrames,
+                                            double deviceRate, double clientRate);
+
 class AlsaPcm {
  public:
   /// The first free substream, without waiting. The error is alsa-lib's.
