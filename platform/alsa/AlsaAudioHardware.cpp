@@ -213,9 +213,9 @@ AlsaAudioHardware::Ids AlsaAudioHardware::idsFor(const std::string& uid) {
 }
 
 void AlsaAudioHardware::refresh() {
-  std::map<std::string, std::string> namesInUse;
-  for (const auto& device : devices_) namesInUse.emplace(device->info().uid, device->info().name);
-  const std::vector<AlsaDeviceInfo> found = listDevices(collectCardFacts(paths_), namesInUse);
+  std::vector<AlsaDeviceInfo> known;
+  for (const auto& device : devices_) known.push_back(device->info());
+  const std::vector<AlsaDeviceInfo> found = listDevices(collectCardFacts(paths_), known);
 
   const AudioObjectID defaultBefore = defaultDeviceId();
   const auto before = std::exchange(devices_, {});

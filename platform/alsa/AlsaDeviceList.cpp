@@ -70,8 +70,8 @@ std::optional<AlsaCardFacts> cardFacts(const AlsaPaths& paths, int index) {
     card.longName = snd_ctl_card_info_get_longname(info);
   }
   snd_ctl_card_info_free(info);
-  card.link = controlLink(paths.devices + "/by-id", index);
-  if (card.link.empty()) card.link = controlLink(paths.devices + "/by-path", index);
+  card.idLink = controlLink(paths.devices + "/by-id", index);
+  card.pathLink = controlLink(paths.devices + "/by-path", index);
   const std::string device = paths.classSound + "/card" + std::to_string(index) + "/device";
   card.bus = linkTarget(device + "/subsystem");
   card.busPlace = linkTarget(device);
@@ -107,6 +107,48 @@ std::string nameOf(const AlsaCardFacts& card, const AlsaCardFacts::Pcm& pcm) {
   return part.empty() ? name : name + ", " + part;
 }
 
+std::string placeOf(unsigned device) { return ":" + std::to_string(device); }
+
+/// The uid by which this device is known already; empty for a newcomer. Links do not count here: udev moves the one in
+/// by-id from a unit to the next of the same model where they have no serial numbers.
+std::string keptUid(const AlsaCardFacts& card, unsigned device, std::span<const AlsaDeviceInfo> known) {
+  const auto same = std::ranges::find_if(known, [&](const AlsaDeviceInfo& info) {
+    return info.card == card.index && info.cardId == card.id && info.device == device;
+  });
+  if (same == known.end()) return {};
+  // Seen before udev had named it: from now on it has the name that lasts.
+  const bool isNamedLate = same->uid == card.id + placeOf(device) && !card.pathLink.empty();
+  return isNamedLate ? std::string() : same->uid;
+}
+
+/// The card's name that lasts longest and that no other device has: its model and serial number, its place, its id.
+std::string newUid(const AlsaCardFacts& card, unsigned device, const std::set<std::string>& taken) {
+  for (const std::string& link : {card.idLink, card.pathLink}) {
+    std::string uid = link + placeOf(device);
+    if (!link.empty() && !taken.contains(uid)) return uid;
+  }
+  return card.id + placeOf(device);
+}
+
+void giveDistinctNames(std::span<AlsaDeviceInfo> devices, std::span<const AlsaDeviceInfo> known) {
+  std::set<std::string> taken;
+  std::vector<AlsaDeviceInfo*> newcomers;
+  for (AlsaDeviceInfo& device : devices) {
+    const auto same = std::ranges::find(known, device.uid, &AlsaDeviceInfo::uid);
+    if (same == known.end()) {
+      newcomers.push_back(&device);
+    } else {
+      taken.insert(device.name = same->name);
+    }
+  }
+  for (AlsaDeviceInfo* device : newcomers) {
+    const std::string plain = device->name;
+    for (int number = 2; !taken.insert(device->name).second; ++number) {
+      device->name = plain + " (" + std::to_string(number) + ")";
+    }
+  }
+}
+
 int precedence(std::uint32_t transport) {
   if (transport == kAudioDeviceTransportTypeVirtual) return 2;
   return transport == kAudioDeviceTransportTypeHDMI ? 1 : 0;
@@ -123,30 +165,24 @@ std::vector<AlsaCardFacts> collectCardFacts(const AlsaPaths& paths) {
 }
 
 std::vector<AlsaDeviceInfo> listDevices(const std::vector<AlsaCardFacts>& cards,
-                                        const std::map<std::string, std::string>& namesInUse) {
+                                        std::span<const AlsaDeviceInfo> known) {
   std::vector<AlsaDeviceInfo> devices;
   std::set<std::string> uids;
   for (const AlsaCardFacts& card : cards) {
     for (const AlsaCardFacts::Pcm& pcm : card.pcms) {
-      const std::string place = ":" + std::to_string(pcm.device);
-      std::string uid = (card.link.empty() ? card.id : card.link) + place;
-      // Two units of one model without serial numbers share a link; the kernel's card id tells them apart.
-      if (!uids.insert(uid).second) uids.insert(uid = card.id + place);
-      devices.push_back({uid, nameOf(card, pcm), transportOf(card, pcm), card.index, pcm.device});
+      const std::string uid = keptUid(card, pcm.device, known);
+      if (!uid.empty()) uids.insert(uid);
+      devices.push_back({uid, nameOf(card, pcm), transportOf(card, pcm), card.index, pcm.device, card.id});
     }
   }
-  std::set<std::string> taken;
-  for (AlsaDeviceInfo& device : devices) {
-    const auto known = namesInUse.find(device.uid);
-    if (known != namesInUse.end()) taken.insert(device.name = known->second);
-  }
-  for (AlsaDeviceInfo& device : devices) {
-    if (namesInUse.contains(device.uid)) continue;
-    const std::string plain = device.name;
-    for (int number = 2; !taken.insert(device.name).second; ++number) {
-      device.name = plain + " (" + std::to_string(number) + ")";
+  // Two passes: a newcomer must not be given what a device that is still there has.
+  auto device = devices.begin();
+  for (const AlsaCardFacts& card : cards) {
+    for (std::size_t pcm = 0; pcm < card.pcms.size(); ++pcm, ++device) {
+      if (device->uid.empty()) uids.insert(device->uid = newUid(card, device->device, uids));
     }
   }
+  giveDistinctNames(devices, known);
   return devices;
 }
 

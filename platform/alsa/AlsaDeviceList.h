@@ -3,7 +3,6 @@
 // alsa-lib and /sys; making a list of them is pure. Opens no PCM.
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -26,7 +25,8 @@ struct AlsaCardFacts {
   std::string driver;    ///< "HDA-Intel"
   std::string name;      ///< "HDA Intel PCH"
   std::string longName;  ///< "HDA Intel PCH at 0xf7f10000 irq 31"
-  std::string link;      ///< by-id, else by-path; empty without either
+  std::string idLink;    ///< its name in by-id; empty without one, and another card's may have taken it over
+  std::string pathLink;  ///< its name in by-path
   std::string bus;       ///< "usb", "pci", "firewire", "platform"
   std::string busPlace;  ///< "0000:00:1b.0"
   std::string busClass;  ///< "0x040300"
@@ -40,15 +40,17 @@ struct AlsaDeviceInfo {
   std::uint32_t transport = 0;
   int card = 0;
   unsigned device = 0;
+  std::string cardId;  ///< the kernel's
 
   bool operator==(const AlsaDeviceInfo&) const = default;
 };
 
 [[nodiscard]] std::vector<AlsaCardFacts> collectCardFacts(const AlsaPaths& paths);
 
-/// A device that is in `namesInUse` (by uid) keeps its name, so that plugging one in or out renames no other.
+/// `known` are the devices that have not been seen to go since the last list: those that are still there keep their uid
+/// and name, so that plugging one in or out turns no other into a new one.
 [[nodiscard]] std::vector<AlsaDeviceInfo> listDevices(const std::vector<AlsaCardFacts>& cards,
-                                                      const std::map<std::string, std::string>& namesInUse);
+                                                      std::span<const AlsaDeviceInfo> known);
 
 /// The device to play on while nobody has chosen: hardware before HDMI before virtual cards.
 [[nodiscard]] const AlsaDeviceInfo* defaultDevice(std::span<const AlsaDeviceInfo> devices);

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "platform/AudioHardware.h"
 
 namespace tolvane {
@@ -17,7 +19,8 @@ AlsaCardFacts onboard() {
       .driver = "HDA-Intel",
       .name = "HDA Intel PCH",
       .longName = "HDA Intel PCH at 0xf7f10000 irq 31",
-      .link = "pci-0000:00:1f.3",
+      .idLink = "",
+      .pathLink = "pci-0000:00:1f.3",
       .bus = "pci",
       .busPlace = "0000:00:1f.3",
       .busClass = "0x040300",
@@ -30,7 +33,8 @@ AlsaCardFacts dac(int index, const std::string& id, const std::string& link) {
           .driver = "USB-Audio",
           .name = "Test DAC",
           .longName = "Lab Test DAC at usb-0000:00:14.0-2, high speed",
-          .link = link,
+          .idLink = link,
+          .pathLink = "",
           .bus = "usb",
           .busPlace = "1-2:1.0",
           .busClass = "",
@@ -43,11 +47,17 @@ AlsaCardFacts loopback() {
           .driver = "Loopback",
           .name = "Loopback",
           .longName = "Loopback 1",
-          .link = "",
+          .idLink = "",
+          .pathLink = "",
           .bus = "platform",
           .busPlace = "snd_aloop.0",
           .busClass = "",
           .pcms = {{0, "Loopback PCM", "Loopback PCM"}, {1, "Loopback PCM", "Loopback PCM"}}};
+}
+
+/// A device of dac(), as an earlier list had it.
+AlsaDeviceInfo known(int index, const std::string& id, const std::string& uid, const std::string& name) {
+  return {uid, name, kAudioDeviceTransportTypeUSB, index, 0, id};
 }
 
 std::vector<std::string> namesOf(const std::vector<AlsaDeviceInfo>& devices) {
@@ -87,9 +97,10 @@ TEST(AlsaDeviceList, stripsOnlyThePlaceFromALongName) {
 TEST(AlsaDeviceList, makesEqualNamesDistinctAndKeepsThoseInUse) {
   const auto two = listDevices({dac(1, "DAC", "usb-a"), dac(2, "DAC_1", "usb-b")}, {});
   EXPECT_THAT(namesOf(two), ElementsAre("Test DAC", "Test DAC (2)"));
-  const auto second = listDevices({dac(2, "DAC_1", "usb-b")}, {{"usb-b:0", "Test DAC (2)"}});
+  const auto second = listDevices({dac(2, "DAC_1", "usb-b")}, std::array{known(2, "DAC_1", "usb-b:0", "Test DAC (2)")});
   EXPECT_THAT(namesOf(second), ElementsAre("Test DAC (2)"));
-  const auto third = listDevices({dac(1, "DAC", "usb-c"), dac(2, "DAC_1", "usb-b")}, {{"usb-b:0", "Test DAC"}});
+  const auto third = listDevices({dac(1, "DAC", "usb-c"), dac(2, "DAC_1", "usb-b")},
+                                 std::array{known(2, "DAC_1", "usb-b:0", "Test DAC")});
   EXPECT_THAT(namesOf(third), ElementsAre("Test DAC (2)", "Test DAC"));
   EXPECT_THAT(namesOf(listDevices({loopback()}, {})),
               ElementsAre("Loopback, Loopback PCM", "Loopback, Loopback PCM (2)"));
@@ -104,6 +115,54 @@ TEST(AlsaDeviceList, identifiesADeviceByItsLinkElseByItsCardsId) {
 TEST(AlsaDeviceList, tellsTwoUnitsOfOneModelApartThatShareALink) {
   EXPECT_THAT(uidsOf(listDevices({dac(1, "DAC", "usb-a"), dac(2, "DAC_1", "usb-a")}, {})),
               ElementsAre("usb-a:0", "DAC_1:0"));
+}
+
+/// Two units of one model without serial numbers: udev's link by-id stands at the one that came last.
+struct Twins {
+  AlsaCardFacts first = dac(1, "DAC", "usb-a");
+  AlsaCardFacts second = dac(2, "DAC_1", "");
+  Twins() {
+    first.pathLink = "pci-usb-1";
+    second.pathLink = "pci-usb-2";
+  }
+  void moveLinkToSecond() { std::swap(first.idLink, second.idLink); }
+};
+
+TEST(AlsaDeviceList, keepsADeviceWhatItIsWhenItsTwinTakesItsLinkOver) {
+  Twins twins;
+  const auto alone = listDevices({twins.first}, {});
+  ASSERT_THAT(uidsOf(alone), ElementsAre("usb-a:0"));
+  twins.moveLinkToSecond();
+  const auto both = listDevices({twins.first, twins.second}, alone);
+  ASSERT_THAT(uidsOf(both), ElementsAre("usb-a:0", "pci-usb-2:0"));
+  EXPECT_EQ(both[0], alone[0]);
+  const auto turned = listDevices({twins.second, twins.first}, alone);
+  EXPECT_THAT(uidsOf(turned), ElementsAre("pci-usb-2:0", "usb-a:0")) << "in whichever order the kernel lists them";
+  EXPECT_EQ(listDevices({twins.first, twins.second}, both), both) << "and nothing changes at the next look";
+}
+
+TEST(AlsaDeviceList, keepsTheTwinWhatItIsWhenTheFirstIsPluggedOutAndIn) {
+  Twins twins;
+  twins.moveLinkToSecond();
+  const auto both = listDevices({twins.first, twins.second}, listDevices({dac(1, "DAC", "usb-a")}, {}));
+  const auto left = listDevices({twins.second}, std::array{both[1]});
+  EXPECT_THAT(left, ElementsAre(both[1])) << "although it could have the link now";
+  twins.moveLinkToSecond();
+  EXPECT_EQ(listDevices({twins.first, twins.second}, left), both);
+}
+
+TEST(AlsaDeviceList, takesAnotherCardAtAKnownIndexForANewcomer) {
+  const auto before = std::array{known(1, "DAC", "usb-a:0", "Test DAC")};
+  EXPECT_THAT(uidsOf(listDevices({dac(1, "Amp", "usb-b")}, before)), ElementsAre("usb-b:0"));
+}
+
+TEST(AlsaDeviceList, givesADeviceItsLastingNameWhenUdevIsLate) {
+  AlsaCardFacts card = dac(1, "DAC", "");
+  const auto early = listDevices({card}, {});
+  ASSERT_THAT(uidsOf(early), ElementsAre("DAC:0"));
+  card.idLink = "usb-a";
+  card.pathLink = "pci-usb-1";
+  EXPECT_THAT(uidsOf(listDevices({card}, early)), ElementsAre("usb-a:0"));
 }
 
 TEST(AlsaDeviceList, knowsHowADeviceIsConnected) {
@@ -132,7 +191,7 @@ TEST(AlsaDeviceList, prefersHardwareThenDisplaysThenVirtualCards) {
   };
   AlsaCardFacts display = onboard();
   display.pcms = {{3, "HDMI 0", "HDMI 0"}};
-  display.link = "pci-hdmi";
+  display.pathLink = "pci-hdmi";
   EXPECT_EQ(choice({loopback(), display, dac(6, "DAC", "usb-dac")}), "usb-dac:0");
   EXPECT_EQ(choice({loopback(), display}), "pci-hdmi:3");
   EXPECT_EQ(choice({loopback()}), "Loopback:0");
