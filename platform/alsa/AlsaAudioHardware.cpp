@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <utility>
 
 #include "platform/alsa/AlsaStatus.h"
@@ -214,8 +215,12 @@ AlsaAudioHardware::Ids AlsaAudioHardware::idsFor(const std::string& uid) {
 
 void AlsaAudioHardware::refresh() {
   std::vector<AlsaDeviceInfo> known;
-  for (const auto& device : devices_) known.push_back(device->info());
-  const std::vector<AlsaDeviceInfo> found = listDevices(collectCardFacts(paths_), known);
+  std::set<int> cards;
+  for (const auto& device : devices_) {
+    known.push_back(device->info());
+    cards.insert(device->info().card);
+  }
+  const std::vector<AlsaDeviceInfo> found = listDevices(collectCardFacts(paths_, cards), known);
 
   const AudioObjectID defaultBefore = defaultDeviceId();
   const auto before = std::exchange(devices_, {});

@@ -1,11 +1,14 @@
 #include "platform/alsa/AlsaDeviceList.h"
 
 #include <alsa/asoundlib.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
+#include <iterator>
 #include <memory>
-#include <set>
 
 #include "platform/AudioHardware.h"
 
@@ -78,6 +81,15 @@ std::optional<AlsaCardFacts> cardFacts(const AlsaPaths& paths, int index) {
   card.busClass = firstLine(device + "/class");
   card.pcms = playbackPcms(control.get());
   return card;
+}
+
+/// Asked of the node itself: alsa-lib tells "no such card" whatever kept it from opening one.
+bool isThere(const AlsaPaths& paths, int index) {
+  const std::string path = paths.devices + "/controlC" + std::to_string(index);
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return errno != ENOENT && errno != ENODEV && errno != ENXIO;
+  close(descriptor);
+  return true;
 }
 
 bool isDisplay(const AlsaCardFacts::Pcm& pcm) {
@@ -156,10 +168,18 @@ int precedence(std::uint32_t transport) {
 
 }  // namespace
 
-std::vector<AlsaCardFacts> collectCardFacts(const AlsaPaths& paths) {
+std::vector<AlsaCardFacts> collectCardFacts(const AlsaPaths& paths, const std::set<int>& known) {
+  std::set<int> indices = known;
+  for (int card = -1; snd_card_next(&card) >= 0 && card >= 0;) indices.insert(card);
   std::vector<AlsaCardFacts> cards;
-  for (int card = -1; snd_card_next(&card) >= 0 && card >= 0;) {
-    if (auto facts = cardFacts(paths, card)) cards.push_back(*std::move(facts));
+  for (const int index : indices) {
+    if (auto facts = cardFacts(paths, index)) {
+      cards.push_back(*std::move(facts));
+    } else if (known.contains(index) && isThere(paths, index)) {
+      cards.emplace_back();
+      cards.back().index = index;
+      cards.back().isReadable = false;
+    }
   }
   return cards;
 }
@@ -169,18 +189,21 @@ std::vector<AlsaDeviceInfo> listDevices(const std::vector<AlsaCardFacts>& cards,
   std::vector<AlsaDeviceInfo> devices;
   std::set<std::string> uids;
   for (const AlsaCardFacts& card : cards) {
+    if (!card.isReadable) {
+      std::ranges::copy_if(known, std::back_inserter(devices),
+                           [&card](const AlsaDeviceInfo& info) { return info.card == card.index; });
+    }
     for (const AlsaCardFacts::Pcm& pcm : card.pcms) {
       const std::string uid = keptUid(card, pcm.device, known);
-      if (!uid.empty()) uids.insert(uid);
       devices.push_back({uid, nameOf(card, pcm), transportOf(card, pcm), card.index, pcm.device, card.id});
     }
   }
-  // Two passes: a newcomer must not be given what a device that is still there has.
-  auto device = devices.begin();
-  for (const AlsaCardFacts& card : cards) {
-    for (std::size_t pcm = 0; pcm < card.pcms.size(); ++pcm, ++device) {
-      if (device->uid.empty()) uids.insert(device->uid = newUid(card, device->device, uids));
-    }
+  for (const AlsaDeviceInfo& device : devices) uids.insert(device.uid);
+  // A second pass: a newcomer must not be given what a device that is still there has.
+  for (AlsaDeviceInfo& device : devices) {
+    if (!device.uid.empty()) continue;
+    const auto card = std::ranges::find(cards, device.card, &AlsaCardFacts::index);
+    uids.insert(device.uid = newUid(*card, device.device, uids));
   }
   giveDistinctNames(devices, known);
   return devices;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -31,6 +32,7 @@ struct AlsaCardFacts {
   std::string busPlace;  ///< "0000:00:1b.0"
   std::string busClass;  ///< "0x040300"
   std::vector<Pcm> pcms;
+  bool isReadable = true;  ///< false: it is there, and only its index could be learnt
 };
 
 /// One playback device.
@@ -45,10 +47,13 @@ struct AlsaDeviceInfo {
   bool operator==(const AlsaDeviceInfo&) const = default;
 };
 
-[[nodiscard]] std::vector<AlsaCardFacts> collectCardFacts(const AlsaPaths& paths);
+/// Also looks for the `known` cards where alsa-lib does not list them: it passes over those that it cannot open, for
+/// want of a descriptor or of permission.
+[[nodiscard]] std::vector<AlsaCardFacts> collectCardFacts(const AlsaPaths& paths, const std::set<int>& known);
 
 /// `known` are the devices that have not been seen to go since the last list: those that are still there keep their uid
-/// and name, so that plugging one in or out turns no other into a new one.
+/// and name, so that plugging one in or out turns no other into a new one. Those of a card that cannot be read are
+/// still there.
 [[nodiscard]] std::vector<AlsaDeviceInfo> listDevices(const std::vector<AlsaCardFacts>& cards,
                                                       std::span<const AlsaDeviceInfo> known);
 

@@ -4,13 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <filesystem>
 
 #include "platform/AudioHardware.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace tolvane {
 namespace {
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 AlsaCardFacts onboard() {
   return {
@@ -163,6 +166,48 @@ TEST(AlsaDeviceList, givesADeviceItsLastingNameWhenUdevIsLate) {
   card.idLink = "usb-a";
   card.pathLink = "pci-usb-1";
   EXPECT_THAT(uidsOf(listDevices({card}, early)), ElementsAre("usb-a:0"));
+}
+
+TEST(AlsaDeviceList, keepsTheDevicesOfACardThatCannotBeRead) {
+  const auto before = listDevices({onboard(), dac(1, "DAC", "usb-a")}, {});
+  AlsaCardFacts unreadable;
+  unreadable.index = 1;
+  unreadable.isReadable = false;
+  EXPECT_EQ(listDevices({onboard(), unreadable}, before), before);
+  EXPECT_THAT(uidsOf(listDevices({unreadable, dac(2, "DAC_1", "usb-a")}, before)), ElementsAre("usb-a:0", "DAC_1:0"))
+      << "and nobody takes their place";
+  EXPECT_THAT(listDevices({unreadable}, {}), IsEmpty()) << "of one that was never read there is nothing to keep";
+}
+
+/// Made-up nodes of cards at indices that no machine has, so that alsa-lib can open none of them.
+class AlsaCardNodes : public testing::Test {
+ protected:
+  AlsaCardNodes() { paths_.devices = folder_.path().string(); }
+
+  std::vector<int> foundOf(const std::set<int>& known) {
+    std::vector<int> indices;
+    for (const AlsaCardFacts& card : collectCardFacts(paths_, known)) {
+      if (card.index >= 1000) indices.push_back(card.isReadable ? -card.index : card.index);
+    }
+    return indices;
+  }
+
+  test::TemporaryFolder folder_;
+  AlsaPaths paths_;
+};
+
+TEST_F(AlsaCardNodes, findsAKnownCardThatIsThereAndCannotBeOpened) {
+  folder_.write("controlC1000", "");
+  folder_.write("controlC1001", "");
+  EXPECT_THAT(foundOf({1000}), ElementsAre(1000)) << "there is a node, and 1001 is unknown";
+}
+
+TEST_F(AlsaCardNodes, findsNoKnownCardWhoseNodeHasGone) { EXPECT_THAT(foundOf({1000}), IsEmpty()); }
+
+TEST_F(AlsaCardNodes, takesOnlyAnErrorThatMeansGoneForGone) {
+  // A link to itself cannot be opened either, and says neither "no entry" nor "no device".
+  std::filesystem::create_symlink("controlC1000", folder_.path() / "controlC1000");
+  EXPECT_THAT(foundOf({1000}), ElementsAre(1000));
 }
 
 TEST(AlsaDeviceList, knowsHowADeviceIsConnected) {
