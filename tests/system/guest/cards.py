@@ -5,6 +5,8 @@ import re
 import subprocess
 import time
 
+from pace import skipping
+
 CARDS = pathlib.Path("/proc/asound")
 STEP = 0.01  # seconds between two looks
 
@@ -94,7 +96,8 @@ class Capture:
         return self
 
     def __exit__(self, *_):
-        time.sleep(0.2)  # what the card still holds, and the silence that must follow it
+        with skipping():
+            time.sleep(0.2)  # what the card still holds, and the silence that must follow it
         self.process.terminate()
         self.process.wait(20)
         wait_until(self.pcm.closed, 5)

@@ -68,7 +68,7 @@ def plays_to_the_end(identity, card, track, *options):
         if setup:
             seen.add(setup)
 
-    probe = Probe("play", fetched(track), "--device", device_name(identity), *options).finish(watch)
+    probe = Probe("play", fetched(track), "--device", device_name(identity), *options).finish(watch, pcm=pcm)
     faults = probe.faults(1)
     wanted = ("S16_LE", track.rate, plan.CHANNELS)
     if seen != {wanted}:

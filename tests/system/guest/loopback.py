@@ -23,7 +23,7 @@ def play(case, number, device):
             seen.add(setup)
 
     with Capture(RECORDING, case.capture, case.track.rate, plan.CHANNELS) as capture:
-        probe = Probe("play", *files, "--device", device, *case.options).finish(watch)
+        probe = Probe("play", *files, "--device", device, *case.options).finish(watch, pcm=PLAYBACK)
     faults = capture.faults() + probe.faults(len(files)) + path_faults(case, probe, seen)
     if not PLAYBACK.closed():
         faults.append(f"the device is still held by process {PLAYBACK.owners()}")

@@ -8,6 +8,7 @@ import subprocess
 import time
 
 from cards import STEP
+from pace import skipping
 
 PROGRAM = pathlib.Path("/tmp/bin/tolvane-probe")
 USER = 4242
@@ -31,12 +32,21 @@ class Probe:
         self.status = None
         self.malformed = []
 
-    def finish(self, watch=lambda: None, seconds=LIMIT):
-        """Waits for the end, calling `watch` all the while. A run over its time is killed: its status stays None."""
+    def finish(self, watch=lambda: None, seconds=LIMIT, pcm=None):
+        """Waits for the end, calling `watch` all the while; idle time is skipped from the moment that `pcm` runs. A run
+        over its time is killed: its status stays None."""
         end = time.monotonic() + seconds
-        while self.process.poll() is None and time.monotonic() < end:
-            watch()
-            time.sleep(STEP)
+
+        def wait(reached=lambda: False):
+            while self.process.poll() is None and time.monotonic() < end and not reached():
+                watch()
+                time.sleep(STEP)
+
+        if pcm:
+            wait(pcm.running)
+            with skipping():
+                wait()
+        wait()
         if self.process.poll() is None:
             self.process.kill()
             self.process.wait()

@@ -6,9 +6,9 @@ import select
 import subprocess
 import time
 
-# One instruction takes one nanosecond of the machine's time, and an idle machine goes straight to its next timer. The
-# machine's clock, its processor and its sound cards so keep one pace whatever the host is busy with: a loaded host
-# makes the run longer, never an underrun.
+# One instruction takes one nanosecond of the machine's time, and an idle machine goes straight to its next timer
+# (guest/pace.py says when). The machine's clock, its processor and its sound cards so keep one pace whatever the host is
+# busy with: a loaded host makes the run longer, never an underrun.
 CLOCK = ["-icount", "shift=0,sleep=off"]
 
 # What each emulated card received is in the shared folder as NAME.wav. A card that is plugged in again has a recording
