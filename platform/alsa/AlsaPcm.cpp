@@ -163,9 +163,7 @@ AlsaCapabilities AlsaPcm::capabilities() const {
   const HwParams params;
   if (snd_pcm_hw_params_any(handle_, params) < 0) return result;
   snd_pcm_hw_params_set_rate_resample(handle_, params, 0);
-  result.layouts = allowedLayouts(handle_, params);
   result.rates = allowedRates(handle_, params);
-  snd_pcm_hw_params_get_channels_min(params, &result.minimumChannels);
   snd_pcm_hw_params_get_channels_max(params, &result.maximumChannels);
   return result;
 }

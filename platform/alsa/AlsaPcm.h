@@ -17,9 +17,7 @@ namespace tolvane {
 
 /// What hw_params allows of a PCM that nobody has configured.
 struct AlsaCapabilities {
-  std::vector<PcmLayout> layouts;
   std::vector<AudioValueRange> rates;  ///< ascending; single rates where the hardware has but some
-  std::uint32_t minimumChannels = 0;
   std::uint32_t maximumChannels = 0;
 };
 

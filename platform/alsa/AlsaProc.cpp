@@ -82,9 +82,7 @@ std::optional<AlsaHwParams> parseHwParams(std::string_view text) {
   const auto rateText = field(text, "rate");
   const auto rate = rateText ? parseRate(*rateText) : std::nullopt;
   if (!format || format->empty() || !channels || *channels == 0 || !rate) return std::nullopt;
-  return AlsaHwParams{std::string(*format), *channels, *rate,
-                      numberField<std::uint64_t>(text, "period_size").value_or(0),
-                      numberField<std::uint64_t>(text, "buffer_size").value_or(0)};
+  return AlsaHwParams{std::string(*format), *channels, *rate};
 }
 
 std::optional<AlsaStreamStatus> parseStreamStatus(std::string_view text) {

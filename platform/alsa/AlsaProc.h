@@ -25,8 +25,6 @@ struct AlsaHwParams {
   std::string format;  ///< "S24_3LE"
   std::uint32_t channels = 0;
   double rate = 0;  ///< hertz, from the exact fraction
-  std::uint64_t periodFrames = 0;
-  std::uint64_t bufferFrames = 0;
 };
 
 enum class AlsaStreamState : std::uint8_t { closed, open, setup, prepared, running, xrun, draining, paused, other };

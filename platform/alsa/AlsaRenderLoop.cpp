@@ -81,17 +81,22 @@ AlsaRenderLoop::AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup&
   descriptors_.resize(static_cast<std::size_t>(count) + 1);
   snd_pcm_poll_descriptors(handle_, descriptors_.data() + 1, static_cast<unsigned>(count));
   descriptors_[0] = {wake_.get(), POLLIN, 0};
-  lockMemory();
+  // Where the limit on locked memory forbids it, the pages have still been written to: they are there.
+  for (const auto& span : memory()) mlock(span.data(), span.size());
 }
 
-AlsaRenderLoop::~AlsaRenderLoop() { stop(); }
+AlsaRenderLoop::~AlsaRenderLoop() {
+  stop();
+  // The heap keeps the pages: locked on, they would count against the limit for ever.
+  for (const auto& span : memory()) munlock(span.data(), span.size());
+}
 
-void AlsaRenderLoop::lockMemory() {
+/// What the render thread touches besides its stack.
+std::vector<std::span<std::byte>> AlsaRenderLoop::memory() {
   auto spans = pipeline_->memory();
   spans.emplace_back(shadow_);
   spans.emplace_back(unheard_);
-  // Where the limit on locked memory forbids it, the pages have still been written to: they are there.
-  for (const auto& span : spans) mlock(span.data(), span.size());
+  return spans;
 }
 
 OSStatus AlsaRenderLoop::start(const AURenderCallback& callback) {

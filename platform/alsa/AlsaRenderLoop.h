@@ -12,6 +12,7 @@
 #include <memory>
 #include <optional>
 #include <semaphore>
+#include <span>
 #include <thread>
 #include <vector>
 
@@ -50,7 +51,7 @@ class AlsaRenderLoop {
   [[nodiscard]] long failure() const { return failure_.load(std::memory_order_acquire); }  // partner: fail()
 
  private:
-  void lockMemory();
+  [[nodiscard]] std::vector<std::span<std::byte>> memory();
 
   // Render thread. Errors are alsa-lib's negative numbers.
   void run();
