@@ -169,6 +169,11 @@ TEST_F(TrackPreparationTest, HoldsPCMToItsLimits) {
   auto file = pcmFile();
   file.announcedByteCount = 4294967296;
   EXPECT_EQ(errorOf(wav, file), "The PCM track exceeds the in-memory playback limit.");
+  // One byte less is legal, as the complaint of the next step shows, which reads nothing of the gigabytes.
+  file.announcedByteCount = 4294967295;
+  file.readStatus = -43;
+  EXPECT_EQ(errorOf(wav, file), "Reading PCM samples failed (Core Audio -43).");
+  file.readStatus = noErr;
   file.announcedByteCount = 600;
   file.mostBytesARead = 5;
   EXPECT_EQ(errorOf(wav, file), "The PCM file contains no complete audio frames.");

@@ -169,6 +169,42 @@ TEST_F(TransportTest, DoesNothingWithoutATrack) {
   EXPECT_EQ(path(), AudioPathStatus::ready());
 }
 
+TEST_F(TransportTest, TheLoadedTrackMayBePlayedAgainByItsOwnURL) {
+  std::vector<std::optional<FileURL>> urls;
+  player->play(track);
+  const auto subscription = player->currentURL().subscribe([&](const auto& url) { urls.push_back(url); });
+  player->play(*player->currentURL().value());
+  EXPECT_TRUE(isPlaying());
+  EXPECT_TRUE(urls.empty()) << "it is the same track";
+}
+
+TEST_F(TransportTest, TellsObserversOfEveryChange) {
+  int changes = 0;
+  {
+    const auto subscription = player->onChange([&] { ++changes; });
+    player->play(track);
+    EXPECT_GE(changes, 6) << "URL, checking, duration, rate, verdict, playing";
+    changes = 0;
+    player->pause();
+    EXPECT_EQ(changes, 2) << "not playing, paused";
+  }
+  changes = 0;
+  player->stop();
+  EXPECT_EQ(changes, 0);
+}
+
+TEST_F(TransportTest, CountsUnderrunsOverAllOutputs) {
+  for (int output = 1; output <= 2; ++output) {
+    player->play(track);
+    advance(100ms);
+    device(id).underrun(10ms);
+    advance(100ms);
+    EXPECT_EQ(player->statistics().underruns, static_cast<std::uint64_t>(output));
+  }
+  player->stop();
+  EXPECT_EQ(player->statistics().underruns, 2U);
+}
+
 TEST_F(TransportTest, ANewTrackReplacesTheOldOne) {
   const auto second = addTrack("/second.wav", 4410);
   player->play(track);
@@ -237,9 +273,22 @@ TEST_F(TransportTest, SeekingBackWhileTheEndDrainsWaitsForTheNewEndInFull) {
 }
 
 TEST_F(TransportTest, CountsABufferOfNoFramesAsOne) {
+  const auto slow = addTrack("/slow.wav", 8000, 8000);  // 512 frames would be 0.128 s of margin here, 1 frame 0.05 s
+  device(id).script().rates = {{8000, 8000}};
   device(id).setBufferFrameSize(0);
-  player->play(track);
+  player->play(slow);
   advance(1099ms);
+  EXPECT_EQ(completions(), 0);
+  advance(2ms);
+  EXPECT_EQ(completions(), 1);
+}
+
+TEST_F(TransportTest, CountsABufferOfUnknownSizeAs512Frames) {
+  const auto slow = addTrack("/slow.wav", 8000, 8000);
+  device(id).script().rates = {{8000, 8000}};
+  device(id).script().properties.readFailures[kAudioDevicePropertyBufferFrameSize] = {};
+  player->play(slow);
+  advance(1255ms);
   EXPECT_EQ(completions(), 0);
   advance(2ms);
   EXPECT_EQ(completions(), 1);
