@@ -1,6 +1,7 @@
 // Tolvane Music Player: puts the player together over the machine's own devices, files and desktop.
 
 #include <QGuiApplication>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 
@@ -45,6 +46,7 @@ int runPlayer() {
 }  // namespace tolvane
 
 int main(int argc, char* argv[]) {
+  std::signal(SIGPIPE, SIG_IGN);  // whoever read the log may go away; the music goes on
   const QGuiApplication application(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("tolvane-player"));
   QGuiApplication::setApplicationDisplayName(QStringLiteral("Tolvane Music Player"));

@@ -5,6 +5,7 @@
 #include <QImage>
 #include <QQuickWindow>
 #include <QTemporaryDir>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 
@@ -85,6 +86,7 @@ int runDemo() {
 }  // namespace tolvane
 
 int main(int argc, char* argv[]) {
+  std::signal(SIGPIPE, SIG_IGN);  // whoever read the log may go away; the music goes on
   const QGuiApplication application(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("tolvane-demo"));
   try {

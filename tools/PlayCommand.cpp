@@ -72,6 +72,7 @@ void PlayCommand::scheduleListener() {
 }
 
 void PlayCommand::stop() {
+  if (isFinished_) return;
   nextFile_ = files_.size();
   player_.stop();
   finish();

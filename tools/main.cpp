@@ -1,6 +1,7 @@
 // tolvane-probe: the engine without a window. What the system tests, the benchmarks and a listener's bug report run.
 
 #include <cstdio>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -71,4 +72,11 @@ int run(const std::vector<std::string_view>& words) {
 }  // namespace
 }  // namespace tolvane
 
-int main(int argc, char** argv) { return tolvane::run({argv + 1, argv + argc}); }
+int main(int argc, char** argv) {
+  try {
+    return tolvane::run({argv + 1, argv + argc});
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "tolvane-probe: %s\n", failure.what());
+    return 1;
+  }
+}
