@@ -9,9 +9,12 @@ namespace tolvane {
 
 /// Frames in the ring of a stopped stream that have not been played, where `room` is what the kernel calls avail: more
 /// than the ring when it ran dry, less when the stream was stopped for another reason (a USB transfer that could not be
-/// submitted) with music still in it.
-[[nodiscard]] constexpr std::int64_t unheardFrames(std::int64_t ringFrames, std::int64_t room) {
-  return std::clamp<std::int64_t>(ringFrames - room, 0, ringFrames);
+/// submitted) with music still in it. Drivers report their position once a period: up to a period that seems left in a
+/// stopped stream is on the wire already, and playing it again was heard as a stutter.
+[[nodiscard]] constexpr std::int64_t unheardFrames(std::int64_t ringFrames, std::int64_t room,
+                                                   std::int64_t periodFrames) {
+  const std::int64_t left = std::clamp<std::int64_t>(ringFrames - room, 0, ringFrames);
+  return left > periodFrames ? left : 0;
 }
 
 /// Whether a stream that keeps stopping is worth another try. A loop that never slept while it tries would be killed

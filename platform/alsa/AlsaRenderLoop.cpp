@@ -270,7 +270,8 @@ void AlsaRenderLoop::lookAtStopped() {
   std::int64_t unheard = 0;
   if (status_ && snd_pcm_status(handle_, status_.get()) == 0) {
     unheard = unheardFrames(static_cast<std::int64_t>(setup_.bufferFrames),
-                            static_cast<std::int64_t>(snd_pcm_status_get_avail(status_.get())));
+                            static_cast<std::int64_t>(snd_pcm_status_get_avail(status_.get())),
+                            static_cast<std::int64_t>(setup_.periodFrames));
   }
   played_ = std::clamp<std::int64_t>(written_ - unheard, played_, written_);
 }

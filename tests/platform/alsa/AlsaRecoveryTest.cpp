@@ -11,9 +11,11 @@ TEST(AlsaRecovery, takesWhatIsInTheRingOfAStoppedStreamForUnheard) {
     const char* what;
   };
   for (const Case& c : {Case{8192, 8192, 0, "ran dry"}, Case{8192, 8300, 0, "ran dry and went on with silence"},
+                        Case{8192, 6152, 0, "ran dry since the driver last told where it was"},
+                        Case{8192, 6144, 0, "a whole period since then"}, Case{8192, 6143, 2049, "more than that"},
                         Case{8192, 0, 8192, "stopped with a full ring"}, Case{8192, 2048, 6144, "stopped half way"},
                         Case{8192, -1, 8192, "a driver that miscounts"}}) {
-    EXPECT_EQ(unheardFrames(c.ring, c.room), c.unheard) << c.what;
+    EXPECT_EQ(unheardFrames(c.ring, c.room, 2048), c.unheard) << c.what;
   }
 }
 
