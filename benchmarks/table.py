@@ -74,7 +74,7 @@ def render_rows(bench):
                  "--benchmark_report_aggregates_only=true", "--benchmark_enable_random_interleaving=true").stdout
     medians = {entry["run_name"]: entry["cpu_time"] for entry in json.loads(output)["benchmarks"]
                if entry.get("aggregate_name") == "median"}
-    for name, nanoseconds in medians.items():
+    for name, nanoseconds in sorted(medians.items()):
         if name.startswith("memcpy/"):
             continue
         layout = name.split("/", 1)[1]
