@@ -11,6 +11,8 @@
 #include "platform/desktop/RealtimeScheduling.h"
 #include "platform/desktop/StandardErrorLog.h"
 #include "platform/desktop/TerminationSignals.h"
+#include "platform/simulated/MemoryUserDefaults.h"
+#include "platform/simulated/SimulatedFileBookmarks.h"
 #include "session/PlayerSession.h"
 #include "ui/OutputDeviceList.h"
 #include "ui/SourceActions.h"
@@ -27,7 +29,9 @@ struct Player {
   RealtimeScheduling realtime{runLoop, log};
   AlsaAudioHardware hardware{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); }};
   SystemAudioFileServices files;
-  PlayerSession session{hardware, files, runLoop, log};
+  MemoryUserDefaults defaults;
+  SimulatedFileBookmarks bookmarks;
+  PlayerSession session{hardware, files, defaults, bookmarks, runLoop, log};
   OutputDeviceList devices{hardware, [this](AudioObjectID id) { session.setOutputDevice(id); }};
   SourceActions sources{runLoop, [this](auto urls) { session.loadPlaylist(urls, true); }};
   PlayerWindow window{session, devices, sources, TOLVANE_VERSION};

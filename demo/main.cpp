@@ -15,6 +15,8 @@
 #include "platform/desktop/QtRunLoop.h"
 #include "platform/desktop/StandardErrorLog.h"
 #include "platform/desktop/TerminationSignals.h"
+#include "platform/simulated/MemoryUserDefaults.h"
+#include "platform/simulated/SimulatedFileBookmarks.h"
 #include "session/PlayerSession.h"
 #include "ui/OutputDeviceList.h"
 #include "ui/SourceActions.h"
@@ -24,12 +26,14 @@ namespace tolvane {
 namespace {
 
 struct Demo {
-  explicit Demo(Log& log) : session(rack.hardware(), files, rack.runLoop(), log) {}
+  explicit Demo(Log& log) : session(rack.hardware(), files, defaults, bookmarks, rack.runLoop(), log) {}
 
   QtRunLoop runLoop;
   TerminationSignals termination{runLoop, [](int) { QCoreApplication::quit(); }};
   DemoRack rack{runLoop};
   SystemAudioFileServices files;
+  MemoryUserDefaults defaults;  // the demo begins anew each time
+  SimulatedFileBookmarks bookmarks;
   PlayerSession session;
   OutputDeviceList devices{rack.hardware(), [this](AudioObjectID id) { session.setOutputDevice(id); }};
   SourceActions sources{rack.runLoop(), [this](auto urls) { session.loadPlaylist(urls, true); }};

@@ -24,8 +24,9 @@ double sanitisedBalance(double balance) {
 
 }  // namespace
 
-PlayerSession::PlayerSession(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop, Log& log)
-    : runLoop_(runLoop), player_(hardware, files, runLoop, log) {
+PlayerSession::PlayerSession(AudioHardware& hardware, AudioFileServices& files, UserDefaults& defaults,
+                             FileBookmarks& bookmarks, RunLoop& runLoop, Log& log)
+    : defaults_(defaults), bookmarks_(bookmarks), runLoop_(runLoop), player_(hardware, files, runLoop, log) {
   player_.setOutputLevels(outputVolume_.value(), outputBalance_.value());
   completionSubscription_ =
       player_.playbackCompletionCount().subscribe([this](const std::int64_t&) { handlePlaybackCompletion(); });

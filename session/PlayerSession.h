@@ -10,6 +10,8 @@
 
 #include "engine/BitPerfectAudioPlayer.h"
 #include "engine/Published.h"
+#include "platform/FileBookmarks.h"
+#include "platform/UserDefaults.h"
 #include "session/PlaylistTrack.h"
 
 namespace tolvane {
@@ -18,8 +20,9 @@ namespace tolvane {
 /// leave operations for a later turn.
 class PlayerSession {
  public:
-  /// The four services outlive the session.
-  PlayerSession(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop, Log& log);
+  /// Restores what the last session has left in the defaults; nothing plays yet. The services outlive the session.
+  PlayerSession(AudioHardware& hardware, AudioFileServices& files, UserDefaults& defaults, FileBookmarks& bookmarks,
+                RunLoop& runLoop, Log& log);
   PlayerSession(const PlayerSession&) = delete;
   PlayerSession& operator=(const PlayerSession&) = delete;
   ~PlayerSession() = default;
@@ -76,6 +79,8 @@ class PlayerSession {
   void setPositionFollowingEngine(double seconds);
   void startClockAt(double seconds);
 
+  UserDefaults& defaults_;
+  FileBookmarks& bookmarks_;
   RunLoop& runLoop_;
   BitPerfectAudioPlayer player_;
 

@@ -8,8 +8,10 @@
 
 #include "platform/simulated/ManualRunLoop.h"
 #include "platform/simulated/MemoryLog.h"
+#include "platform/simulated/MemoryUserDefaults.h"
 #include "platform/simulated/SimulatedAudioFileServices.h"
 #include "platform/simulated/SimulatedAudioHardware.h"
+#include "platform/simulated/SimulatedFileBookmarks.h"
 #include "session/PlayerSession.h"
 
 namespace tolvane {
@@ -70,7 +72,9 @@ class SessionFixture : public testing::Test {
   SimulatedAudioHardware hardware{runLoop};
   SimulatedAudioFileServices files;
   AudioObjectID dac = hardware.addDevice({});
-  PlayerSession session{hardware, files, runLoop, log};
+  MemoryUserDefaults defaults;
+  SimulatedFileBookmarks bookmarks;
+  PlayerSession session{hardware, files, defaults, bookmarks, runLoop, log};
 };
 
 }  // namespace tolvane

@@ -272,9 +272,11 @@ TEST(SessionLifetime, NothingOutlivesASession) {
   MemoryLog log;
   SimulatedAudioHardware hardware(runLoop);
   SimulatedAudioFileServices files;
+  MemoryUserDefaults defaults;
+  SimulatedFileBookmarks bookmarks;
   hardware.addDevice({});
   {
-    PlayerSession session(hardware, files, runLoop, log);
+    PlayerSession session(hardware, files, defaults, bookmarks, runLoop, log);
     SimulatedPCMFile file;
     file.format = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
     file.data.resize(44100 * 4);

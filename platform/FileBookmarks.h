@@ -1,0 +1,42 @@
+#pragma once
+// The contract for finding a file again in a later run of the program, also when it has been renamed meanwhile.
+// Main thread; blocks on the disk. Access to a file need not be asked for here: what can be read can be read.
+
+#include <expected>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/FileURL.h"
+
+namespace tolvane {
+
+/// Opaque bytes, good for storing; empty stands for none.
+using FileBookmark = std::string;
+
+struct ResolvedBookmark {
+  FileURL url;
+  /// The file lies elsewhere than the bookmark says: a fresh one should replace it.
+  bool isStale = false;
+
+  bool operator==(const ResolvedBookmark&) const = default;
+};
+
+class FileBookmarks {
+ public:
+  virtual ~FileBookmarks() = default;
+
+  /// The error is a description for people.
+  [[nodiscard]] virtual std::expected<FileBookmark, std::string> make(const FileURL& url) = 0;
+
+  /// A result a bookmark, in their order; nothing where the file is gone or the bytes are no bookmark. Many at once, so
+  /// that the search for files that have moved stays bounded however many have.
+  [[nodiscard]] virtual std::vector<std::optional<ResolvedBookmark>> resolve(
+      std::span<const FileBookmark> bookmarks) = 0;
+
+  /// Whether the file is there and may be read.
+  [[nodiscard]] virtual bool isReadable(const FileURL& url) const = 0;
+};
+
+}  // namespace tolvane

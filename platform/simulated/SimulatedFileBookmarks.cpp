@@ -1,0 +1,73 @@
+#include "platform/simulated/SimulatedFileBookmarks.h"
+
+#include <charconv>
+
+namespace tolvane {
+
+void SimulatedFileBookmarks::add(const FileURL& url) {
+  const auto [entry, isNew] = identities_.try_emplace(url, lastIdentity_ + 1);
+  if (isNew) places_[++lastIdentity_] = url;
+}
+
+void SimulatedFileBookmarks::remove(const FileURL& url) {
+  const auto entry = identities_.find(url);
+  if (entry == identities_.end()) return;
+  places_.erase(entry->second);
+  identities_.erase(entry);
+}
+
+void SimulatedFileBookmarks::rename(const FileURL& from, const FileURL& to) {
+  const auto entry = identities_.find(from);
+  if (entry == identities_.end()) return;
+  const Identity identity = entry->second;
+  identities_.erase(entry);
+  remove(to);
+  identities_[to] = identity;
+  places_[identity] = to;
+}
+
+void SimulatedFileBookmarks::setReadable(const FileURL& url, bool isReadable) {
+  if (isReadable) {
+    unreadable_.erase(url);
+  } else {
+    unreadable_.insert(url);
+  }
+}
+
+void SimulatedFileBookmarks::failMaking(const FileURL& url, const std::string& error) {
+  if (error.empty()) {
+    errors_.erase(url);
+  } else {
+    errors_[url] = error;
+  }
+}
+
+std::expected<FileBookmark, std::string> SimulatedFileBookmarks::make(const FileURL& url) {
+  if (const auto error = errors_.find(url); error != errors_.end()) return std::unexpected(error->second);
+  const auto entry = identities_.find(url);
+  if (entry == identities_.end()) return std::unexpected("The file does not exist.");
+  ++madeCount_;
+  return std::to_string(entry->second) + ":" + url.path();
+}
+
+std::vector<std::optional<ResolvedBookmark>> SimulatedFileBookmarks::resolve(std::span<const FileBookmark> bookmarks) {
+  std::vector<std::optional<ResolvedBookmark>> results;
+  results.reserve(bookmarks.size());
+  for (const auto& bookmark : bookmarks) results.push_back(resolved(bookmark));
+  return results;
+}
+
+std::optional<ResolvedBookmark> SimulatedFileBookmarks::resolved(const FileBookmark& bookmark) const {
+  Identity identity = 0;
+  const auto [end, error] = std::from_chars(bookmark.data(), bookmark.data() + bookmark.size(), identity);
+  if (error != std::errc{} || end == bookmark.data() + bookmark.size() || *end != ':') return std::nullopt;
+  const auto place = places_.find(identity);
+  if (place == places_.end()) return std::nullopt;
+  return ResolvedBookmark{.url = place->second, .isStale = place->second.path() != end + 1};
+}
+
+bool SimulatedFileBookmarks::isReadable(const FileURL& url) const {
+  return identities_.contains(url) && !unreadable_.contains(url);
+}
+
+}  // namespace tolvane
