@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tolvane {
@@ -28,6 +29,23 @@ std::string sampleRateLabel(double hertz) {
   const double kilohertz = hertz / 1000;
   return kilohertz == std::floor(kilohertz) ? fmt::format("{:.0f} kHz", kilohertz)
                                             : fmt::format("{:.1f} kHz", kilohertz);
+}
+
+std::string durationLabel(std::optional<double> seconds) {
+  return seconds && std::isfinite(*seconds) && *seconds >= 0 ? formatTime(*seconds) : "--:--";
+}
+
+std::string outputPercentageLabel(double value) {
+  constexpr double smallest = 0.01;
+  constexpr double largestFraction = 99.99;
+  const double percent = std::abs(value) * 100;
+  if (percent == std::floor(percent)) return fmt::format("{:.0f}", percent);
+  return percent < smallest ? "<0.01" : fmt::format("{:.2f}", std::min(percent, largestFraction));
+}
+
+std::string balanceLabel(double balance) {
+  if (balance == 0) return "Center";
+  return (balance < 0 ? "L " : "R ") + outputPercentageLabel(balance);
 }
 
 std::string exclusiveAccessControlTitle(ExclusiveAccessStatus::Kind kind) {

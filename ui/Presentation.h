@@ -26,6 +26,15 @@ namespace tolvane {
 /// "48 kHz", "44.1 kHz".
 [[nodiscard]] std::string sampleRateLabel(double hertz);
 
+/// A row's length: "05:47", or "--:--" where it is unknown.
+[[nodiscard]] std::string durationLabel(std::optional<double> seconds);
+
+/// The size of a value of −1 … 1 in per cent, without sign: "100", "12.35"; never rounded to 0 or to 100.
+[[nodiscard]] std::string outputPercentageLabel(double value);
+
+/// "Center", "L 25", "R 0.50".
+[[nodiscard]] std::string balanceLabel(double balance);
+
 /// Two lines.
 [[nodiscard]] std::string exclusiveAccessControlTitle(ExclusiveAccessStatus::Kind kind);
 [[nodiscard]] ThemeColor exclusiveAccessControlColor(ExclusiveAccessStatus::Kind kind);

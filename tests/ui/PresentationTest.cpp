@@ -41,6 +41,36 @@ TEST(TrackLabels, KnowTheSingular) {
   EXPECT_EQ(trackCountLabel(12), "12 tracks");
 }
 
+TEST(DurationLabel, IsDashesWhereTheLengthIsUnknown) {
+  EXPECT_EQ(durationLabel(std::nullopt), "--:--");
+  for (const double seconds : {-1.0, std::nan(""), HUGE_VAL}) EXPECT_EQ(durationLabel(seconds), "--:--");
+  EXPECT_EQ(durationLabel(0), "00:00");
+  EXPECT_EQ(durationLabel(4500.9), "75:00");
+}
+
+TEST(OutputPercentageLabel, NeverRoundsToTheEnds) {
+  struct Case {
+    double value;
+    const char* text;
+  };
+  for (const auto& [value, text] :
+       {Case{1, "100"}, Case{0.5, "50"}, Case{0, "0"}, Case{0.12345, "12.35"}, Case{0.99999, "99.99"},
+        Case{0.00001, "<0.01"}, Case{-0.25, "25"}, Case{0.005, "0.50"}, Case{-1, "100"}, Case{0.0001, "0.01"}}) {
+    EXPECT_EQ(outputPercentageLabel(value), text) << value;
+  }
+}
+
+TEST(BalanceLabel, NamesTheSide) {
+  struct Case {
+    double balance;
+    const char* text;
+  };
+  for (const auto& [balance, text] : {Case{0, "Center"}, Case{-0.0, "Center"}, Case{1, "R 100"}, Case{-0.25, "L 25"},
+                                      Case{-0.005, "L 0.50"}, Case{-1, "L 100"}, Case{0.000001, "R <0.01"}}) {
+    EXPECT_EQ(balanceLabel(balance), text) << balance;
+  }
+}
+
 TEST(SampleRateLabel, ShowsAFractionOnlyWhereThereIsOne) {
   struct Case {
     double hertz;

@@ -1,0 +1,53 @@
+#include "ui/TrackListLayout.h"
+
+#include <gtest/gtest.h>
+
+namespace tolvane {
+namespace {
+
+struct Case {
+  double visible;
+  std::int64_t tracks;
+  double offset;
+  bool top;
+  bool bottom;
+};
+
+class Fades : public testing::TestWithParam<Case> {};
+
+TEST_P(Fades, ShowAtTheEndsThatHideRows) {
+  const auto& [visible, tracks, offset, top, bottom] = GetParam();
+  const TrackListFades fades = trackListFades(visible, tracks, offset);
+  EXPECT_EQ(fades.showTopFade, top);
+  EXPECT_EQ(fades.showBottomFade, bottom);
+}
+
+INSTANTIATE_TEST_SUITE_P(Lists, Fades,
+                         testing::Values(Case{232, 10, 0, false, true},     // at the top
+                                         Case{232, 10, 2, false, true},     // two points hide nothing
+                                         Case{232, 10, 2.1, true, true},    // between
+                                         Case{232, 10, 345.9, true, true},  // maxOffset is 348
+                                         Case{232, 10, 346, true, false},   // at the bottom
+                                         Case{232, 10, 348, true, false},   //
+                                         Case{232, 4, 0, false, false},     // fits exactly
+                                         Case{231, 4, 0, false, false},     // a point of rounding
+                                         Case{230.9, 4, 0, false, false},   // overflows, but by less than a margin
+                                         Case{229, 4, 0, false, true},      //
+                                         Case{232, 0, 0, false, false},     // empty
+                                         Case{-5, 3, 0, false, true},       // not laid out yet
+                                         Case{0, 3, 100, true, true}));
+
+TEST(TrackListScrollOffset, IsHowFarTheRowsHaveBeenMovedUp) {
+  EXPECT_EQ(trackListScrollOffset(-120.5), 120.5);
+  EXPECT_EQ(trackListScrollOffset(0), 0);
+  EXPECT_EQ(trackListScrollOffset(30), 0) << "pulled down beyond the top";
+}
+
+TEST(TrackListContentHeight, IsThatOfAllRows) {
+  EXPECT_EQ(trackListContentHeight(0), 0);
+  EXPECT_EQ(trackListContentHeight(1), 58);
+  EXPECT_EQ(trackListContentHeight(100000), 5800000);
+}
+
+}  // namespace
+}  // namespace tolvane

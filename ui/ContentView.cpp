@@ -1,0 +1,89 @@
+#include "ui/ContentView.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "ui/TrackListLayout.h"
+
+namespace tolvane {
+
+ContentView::ContentView(PlayerSession& session, RunLoop& runLoop, WaveformStore::Extract extract,
+                         WaveformStore::Background background)
+    : session_(session), runLoop_(runLoop), waveforms_(runLoop, std::move(extract), std::move(background)) {
+  std::vector<Subscription> parts;
+  parts.push_back(session.playlistTracks().subscribe([this](const auto&) { prepareWaveformsForCurrentPlaylist(); }));
+  parts.push_back(waveforms_.onChange([this](const FileURL& url) {
+    // A track that has been restored but not loaded yet shows its length, too.
+    if (const auto seconds = waveforms_.duration(url)) session_.setKnownDuration(*seconds, url);
+  }));
+  subscriptions_ = Subscription::joined(std::move(parts));
+}
+
+void ContentView::loadPlaylist(std::span<const FileURL> urls) {
+  dragSession_->reset();
+  waveforms_.clear();
+  session_.loadPlaylist(urls, true);
+  requestLeadingWaveforms();
+}
+
+void ContentView::playTrack(std::int64_t index, double fraction) {
+  const auto& tracks = session_.playlistTracks().value();
+  if (index < 0 || index >= std::ssize(tracks)) return;
+  waveforms_.loadWaveform(tracks[static_cast<std::size_t>(index)].url);
+  session_.playTrack(index, fraction);
+}
+
+void ContentView::prepareWaveformsForCurrentPlaylist() { requestLeadingWaveforms(); }
+
+void ContentView::requestLeadingWaveforms() {
+  const auto& tracks = session_.playlistTracks().value();
+  const auto count = std::min(std::ssize(tracks), prefetchedTrackRows);
+  for (const auto& track : std::span(tracks).first(static_cast<std::size_t>(count))) waveforms_.loadWaveform(track.url);
+}
+
+double ContentView::currentTrackDuration() const {
+  const double known = session_.playbackDuration().value();
+  if (known > 0) return known;
+  const auto url = session_.currentTrackURL();
+  if (!url) return 0;
+  return waveforms_.duration(*url).value_or(known);
+}
+
+std::string ContentView::beginPlaylistTrackDrag(PlaylistTrackID track) {
+  PlaylistDragSession drag;
+  drag.id = Uuid::random();
+  drag.trackID = Uuid::ofTrack(track);
+  *dragSession_ = drag;
+  return PlaylistTrackDragPayload{std::string(PlaylistTrackDragPayload::trackKind), drag.id, drag.trackID}.encoded();
+}
+
+void ContentView::endPlaylistTrackDrag() {
+  if (isDragging()) dragSession_->reset();
+}
+
+PlaylistTrackDropDelegate ContentView::dropDelegate(std::int64_t row) {
+  return {runLoop_, row, trackRowHeight, dragSession_,
+          [this](const Uuid& track, std::int64_t insertionIndex) { movePlaylistTrack(track, insertionIndex); }};
+}
+
+void ContentView::movePlaylistTrack(const Uuid& track, std::int64_t insertionIndex) {
+  const auto& tracks = session_.playlistTracks().value();
+  const auto found =
+      std::ranges::find_if(tracks, [&](const PlaylistTrack& known) { return Uuid::ofTrack(known.id) == track; });
+  if (found == tracks.end()) return;
+  const auto source = found - tracks.begin();
+  if (const auto destination = moveDestination(source, insertionIndex, std::ssize(tracks)))
+    session_.moveTrack(source, *destination);
+}
+
+bool ContentView::isDragging() const { return *dragSession_ && (*dragSession_)->phase == PlaylistDragPhase::dragging; }
+
+std::optional<std::int64_t> ContentView::playlistInsertionIndex() const {
+  return isDragging() ? (*dragSession_)->insertionIndex : std::nullopt;
+}
+
+std::optional<std::int64_t> ContentView::playlistDropTargetIndex() const {
+  return isDragging() ? (*dragSession_)->dropTargetIndex : std::nullopt;
+}
+
+}  // namespace tolvane

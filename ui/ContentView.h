@@ -1,0 +1,64 @@
+#pragma once
+// The window's own operations and state beside the session: what a new playlist resets, which waveforms are asked for,
+// and the reordering drag. Main thread. Owns no audio logic and draws nothing.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "session/PlayerSession.h"
+#include "ui/PlaylistTrackDropDelegate.h"
+#include "ui/WaveformStore.h"
+
+namespace tolvane {
+
+inline constexpr std::int64_t prefetchedTrackRows = 5;
+
+class ContentView {
+ public:
+  /// `background` runs the waveforms' reading; `extract` is what reads. Session and run loop outlive the view.
+  ContentView(PlayerSession& session, RunLoop& runLoop, WaveformStore::Extract extract,
+              WaveformStore::Background background);
+
+  [[nodiscard]] PlayerSession& session() const { return session_; }
+  [[nodiscard]] WaveformStore& waveforms() { return waveforms_; }
+  [[nodiscard]] const WaveformStore& waveforms() const { return waveforms_; }
+
+  // Playlist.
+
+  /// Replaces the playlist and plays it.
+  void loadPlaylist(std::span<const FileURL> urls);
+  /// From a fraction of the track's length.
+  void playTrack(std::int64_t index, double fraction);
+  void prepareWaveformsForCurrentPlaylist();
+  /// Seconds; 0 without a track.
+  [[nodiscard]] double currentTrackDuration() const;
+
+  // Reordering.
+
+  /// The payload that is to travel with the drag.
+  [[nodiscard]] std::string beginPlaylistTrackDrag(PlaylistTrackID track);
+  /// The drag has ended, wherever that was. One whose payload is still being read ends by itself.
+  void endPlaylistTrackDrag();
+  /// A row as a place to drop on.
+  [[nodiscard]] PlaylistTrackDropDelegate dropDelegate(std::int64_t row);
+  void movePlaylistTrack(const Uuid& track, std::int64_t insertionIndex);
+  /// The gap that is marked, while a drag is over the list.
+  [[nodiscard]] std::optional<std::int64_t> playlistInsertionIndex() const;
+  [[nodiscard]] std::optional<std::int64_t> playlistDropTargetIndex() const;
+  [[nodiscard]] const std::optional<PlaylistDragSession>& playlistDragSession() const { return *dragSession_; }
+
+ private:
+  [[nodiscard]] bool isDragging() const;
+  void requestLeadingWaveforms();
+
+  PlayerSession& session_;
+  RunLoop& runLoop_;
+  WaveformStore waveforms_;
+  PlaylistTrackDropDelegate::Session dragSession_ = std::make_shared<std::optional<PlaylistDragSession>>();
+  Subscription subscriptions_;
+};
+
+}  // namespace tolvane

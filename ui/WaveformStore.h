@@ -1,0 +1,72 @@
+#pragma once
+// The window's waveforms, by file: which are known, which are on their way. Main thread; files are read in the
+// background. A result that nobody waits for any more is dropped. What was read is kept as long as the window.
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <vector>
+
+#include "engine/Published.h"
+#include "platform/FileURL.h"
+#include "platform/RunLoop.h"
+#include "ui/Waveform.h"
+
+namespace tolvane {
+
+class WaveformStore {
+ public:
+  using Samples = std::shared_ptr<const std::vector<double>>;
+  using Work = std::function<void()>;
+  /// Runs the work once, at low priority, on another thread or at another time; or never, once the window has gone.
+  using Background = std::function<void(Work)>;
+  /// Finds a file's waveform. Called in the background; owns what it uses.
+  using Extract = std::function<std::optional<Result<Waveform>>(const FileURL&, const std::stop_token&)>;
+  using Observer = std::function<void(const FileURL&)>;
+
+  /// The run loop outlives the store, but not the work that it has handed to the background.
+  WaveformStore(RunLoop& runLoop, Extract extract, Background background);
+  ~WaveformStore();
+  WaveformStore(const WaveformStore&) = delete;
+  WaveformStore& operator=(const WaveformStore&) = delete;
+
+  /// Starts a load unless one is cached or running.
+  void loadWaveform(const FileURL& url);
+  /// The waveforms stay as they are; a file that was being read can be asked for again once its reader has noticed.
+  void cancelWaveformLoading();
+  /// Cancels, and forgets everything.
+  void clear();
+
+  /// Null while unknown.
+  [[nodiscard]] Samples samples(const FileURL& url) const;
+  /// Seconds.
+  [[nodiscard]] std::optional<double> duration(const FileURL& url) const;
+  [[nodiscard]] bool isLoading(const FileURL& url) const { return loadingWaveforms_.contains(url); }
+
+  /// Called after a file's waveform has arrived, and after a load of it began or ended without one.
+  Subscription onChange(Observer observer) const;
+
+ private:
+  using TaskID = std::uint64_t;
+  struct Mailbox;
+  static void execute(const FileURL& url, TaskID task, const std::stop_token& stop, const Extract& extract,
+                      const std::shared_ptr<Mailbox>& mailbox);
+  void finish(const FileURL& url, TaskID task, std::optional<Waveform> waveform);
+  void announce(const FileURL& url);
+
+  const Extract extract_;
+  const Background background_;
+  std::shared_ptr<Mailbox> mailbox_;
+  TaskID lastTask_ = 0;
+
+  std::map<FileURL, Samples> waveformSamplesByURL_;
+  std::map<FileURL, double> waveformDurationsByURL_;
+  std::map<FileURL, TaskID> loadingWaveforms_;
+  std::map<FileURL, std::stop_source> waveformTasksByURL_;
+  mutable std::vector<std::weak_ptr<const Observer>> observers_;
+};
+
+}  // namespace tolvane
