@@ -12,7 +12,8 @@ ENGINE = CONTRACTS | {"engine", "engine/render"}
 SESSION = ENGINE | {"session"}
 UI = SESSION | {"ui"}
 ADAPTERS = {"platform/" + name for name in ("alsa", "codecs", "conversion", "desktop", "simulated", "storage", "pipewire")}
-PROGRAM = UI | {"ui/qt"} | ADAPTERS
+SHELL = SESSION | {"app/shell"}
+PROGRAM = UI | SHELL | {"ui/qt", "app/dbus"} | ADAPTERS
 ALLOWED = {
     "platform": CONTRACTS,
     "platform/alsa": CONTRACTS | {"platform/conversion"},
@@ -25,9 +26,11 @@ ALLOWED = {
     "session": SESSION,
     "ui": UI,
     "ui/qt": UI,
+    "app/shell": SHELL,
+    "app/dbus": SHELL,
     "app": PROGRAM,
     "demo": PROGRAM | {"app"},
-    "tools": PROGRAM - {"ui", "ui/qt", "session"},
+    "tools": PROGRAM - {"app/shell", "app/dbus", "ui/qt"},
 }
 
 # Library headers that one folder alone may include.
@@ -38,7 +41,7 @@ LIBRARIES = {
     r"soxr\.h": {"platform/conversion"},
     r"pipewire/|spa/": {"platform/pipewire"},
     r"sqlite3\.h": {"platform/storage"},
-    r"Q[A-Z]\w*|Qt\w+/": {"app", "demo", "ui/qt", "platform/desktop"},
+    r"Q[A-Z]\w*|Qt\w+/": {"app", "app/dbus", "demo", "ui/qt", "platform/desktop"},
 }
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')

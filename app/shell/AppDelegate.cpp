@@ -1,0 +1,97 @@
+#include "app/shell/AppDelegate.h"
+
+namespace tolvane {
+
+namespace {
+
+constexpr int windowWidth = 600;   // points
+constexpr int windowHeight = 700;  // points
+
+}  // namespace
+
+void AppDelegate::configurePlayerWindow(ShellWindow& window) {
+  if (playerWindow_ == &window) return;
+  playerWindow_ = &window;
+  window.setContentAndMinimumSize(windowWidth, windowHeight);
+  window.setCloseAction([this] { hidePlayerWindow(); });
+}
+
+void AppDelegate::hidePlayerWindow() {
+  if (playerWindow_) playerWindow_->orderOut();
+}
+
+void AppDelegate::showPlayerFromMenu(const std::string& activationToken) {
+  if (!playerWindow_) return;
+  if (playerWindow_->isMiniaturised()) playerWindow_->deminiaturise();
+  playerWindow_->makeKeyAndOrderFront(activationToken);
+}
+
+bool AppDelegate::applicationShouldHandleReopen(const std::string& activationToken) {
+  if (!playerWindow_) return true;
+  showPlayerFromMenu(activationToken);
+  return false;
+}
+
+void AppDelegate::applicationWillTerminate() {
+  if (!session_) return;
+  session_->updatePlaybackPosition();
+}
+
+bool AppDelegate::hasCurrentTrack() const { return session_ && session_->currentTrackURL().has_value(); }
+
+std::vector<MenuItem> AppDelegate::transportItems() const {
+  const bool isPlaying = session_ && session_->player().isPlaying().value();
+  return {
+      {"Previous", "backward.end.fill", hasCurrentTrack(), ShellAction::previousTrack},
+      {isPlaying ? "Pause" : "Play", isPlaying ? "pause.fill" : "play.fill", hasCurrentTrack(),
+       ShellAction::togglePlayback},
+      {"Next", "forward.end.fill", session_ && session_->canPlayNext(), ShellAction::nextTrack},
+  };
+}
+
+std::vector<MenuItem> AppDelegate::applicationDockMenu() const {
+  auto items = transportItems();
+  items.push_back(MenuItem::separator());
+  items.push_back({"Show Player", "macwindow", true, ShellAction::showPlayerFromMenu});
+  return items;
+}
+
+std::vector<MenuItem> AppDelegate::playerSystemMenu() const {
+  const auto url = session_ ? session_->currentTrackURL() : std::nullopt;
+  std::vector<MenuItem> items{MenuItem::text(url ? std::string(url->lastPathComponent()) : "No track selected"),
+                              MenuItem::separator()};
+  for (auto& item : transportItems()) items.push_back(std::move(item));
+  items.push_back(MenuItem::separator());
+  items.push_back({"Show Player", "macwindow", true, ShellAction::showPlayerFromMenu});
+  items.push_back({"Quit Tolvane Music Player", {}, true, ShellAction::terminate});
+  return items;
+}
+
+void AppDelegate::perform(ShellAction action) {
+  switch (action) {
+    case ShellAction::previousTrack:
+      return previousTrack();
+    case ShellAction::togglePlayback:
+      return togglePlayback();
+    case ShellAction::nextTrack:
+      return nextTrack();
+    case ShellAction::showPlayerFromMenu:
+      return showPlayerFromMenu();
+    case ShellAction::terminate:
+      return terminate_();
+  }
+}
+
+void AppDelegate::previousTrack() {
+  if (session_) session_->previous();
+}
+
+void AppDelegate::togglePlayback() {
+  if (session_) session_->togglePausePlayback();
+}
+
+void AppDelegate::nextTrack() {
+  if (session_ && session_->canPlayNext()) session_->playTrack(session_->currentIndex().value() + 1, 0);
+}
+
+}  // namespace tolvane

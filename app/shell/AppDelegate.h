@@ -1,0 +1,61 @@
+#pragma once
+// What the program does when the desktop asks something of it: hide, show, menus, ending. Main thread.
+// Closing the window never quits; the music goes on until the listener quits.
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "app/shell/MenuItem.h"
+#include "app/shell/ShellWindow.h"
+#include "session/PlayerSession.h"
+
+namespace tolvane {
+
+class AppDelegate {
+ public:
+  /// `terminate` begins the end of the program, which then calls applicationWillTerminate().
+  explicit AppDelegate(std::function<void()> terminate) : terminate_(std::move(terminate)) {}
+  AppDelegate(const AppDelegate&) = delete;
+  AppDelegate& operator=(const AppDelegate&) = delete;
+  ~AppDelegate() = default;
+
+  /// Null when there is none any more; without a session everything below is harmless.
+  void setSession(PlayerSession* session) { session_ = session; }
+
+  // The window. It outlives the delegate, or takes its leave with forgetPlayerWindow().
+
+  /// Sets a window up once; the one that is known already is left alone.
+  void configurePlayerWindow(ShellWindow& window);
+  void forgetPlayerWindow() { playerWindow_ = nullptr; }
+  void hidePlayerWindow();
+  void showPlayerFromMenu(const std::string& activationToken = {});
+
+  // What the desktop asks.
+
+  [[nodiscard]] static bool applicationShouldTerminateAfterLastWindowClosed() { return false; }
+  /// Brings the window back and returns false; true when there is none, so that one must be made.
+  bool applicationShouldHandleReopen(const std::string& activationToken = {});
+  /// Saves. Once the session is gone it does nothing.
+  void applicationWillTerminate();
+
+  // Menus, made afresh each time they are asked for.
+
+  [[nodiscard]] std::vector<MenuItem> applicationDockMenu() const;
+  [[nodiscard]] std::vector<MenuItem> playerSystemMenu() const;
+  void perform(ShellAction action);
+
+  void previousTrack();
+  void togglePlayback();
+  void nextTrack();
+
+ private:
+  [[nodiscard]] std::vector<MenuItem> transportItems() const;
+  [[nodiscard]] bool hasCurrentTrack() const;
+
+  const std::function<void()> terminate_;
+  PlayerSession* session_ = nullptr;
+  ShellWindow* playerWindow_ = nullptr;
+};
+
+}  // namespace tolvane

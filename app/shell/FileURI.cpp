@@ -1,0 +1,85 @@
+#include "app/shell/FileURI.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace tolvane {
+
+namespace {
+
+std::optional<int> hexDigit(char digit) {
+  if (digit >= '0' && digit <= '9') return digit - '0';
+  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
+  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
+  return std::nullopt;
+}
+
+std::optional<std::string> percentDecoded(std::string_view text) {
+  std::string bytes;
+  bytes.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '%') {
+      bytes += text[i];
+      continue;
+    }
+    if (text.size() - i < 3) return std::nullopt;
+    const auto high = hexDigit(text[i + 1]);
+    const auto low = hexDigit(text[i + 2]);
+    if (!high || !low) return std::nullopt;
+    bytes += static_cast<char>(*high << 4 | *low);
+    i += 2;
+  }
+  if (bytes.find('\0') != std::string::npos) return std::nullopt;
+  return bytes;
+}
+
+/// "scheme:" with two letters or more, as every registered scheme has.
+bool hasScheme(std::string_view text) {
+  const auto colon = text.find(':');
+  if (colon == std::string_view::npos || colon < 2) return false;
+  return std::ranges::all_of(text.substr(0, colon), [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '+' || c == '-' ||
+           c == '.';
+  });
+}
+
+}  // namespace
+
+std::optional<FileURL> fileURLFromURI(std::string_view uri) {
+  constexpr std::string_view scheme = "file:";
+  if (asciiLowercased(uri.substr(0, scheme.size())) != scheme) return std::nullopt;
+  uri.remove_prefix(scheme.size());
+  if (uri.starts_with("//")) {
+    uri.remove_prefix(2);
+    const auto host = uri.substr(0, uri.find('/'));
+    if (!host.empty() && asciiLowercased(host) != "localhost") return std::nullopt;
+    uri.remove_prefix(host.size());
+  }
+  if (!uri.starts_with('/')) return std::nullopt;
+  auto path = percentDecoded(uri.substr(0, uri.find_first_of("?#")));
+  if (!path) return std::nullopt;
+  return FileURL(std::move(*path));
+}
+
+FileArguments fileArguments(std::span<const std::string> arguments, std::string_view workingDirectory) {
+  FileArguments result;
+  const auto complain = [&result](std::string sentence) {
+    if (!result.complaint) result.complaint = std::move(sentence);
+  };
+  for (const auto& argument : arguments) {
+    if (argument.starts_with('-')) {
+      complain("The player takes files and folders, and no options: " + argument);
+    } else if (argument.empty()) {
+      complain("An argument is empty.");
+    } else if (const auto url = fileURLFromURI(argument)) {
+      result.urls.push_back(*url);
+    } else if (argument.starts_with('/') || !hasScheme(argument)) {
+      result.urls.emplace_back((std::filesystem::path(workingDirectory) / argument).lexically_normal().string());
+    } else {
+      complain("Only files of this machine can be played: " + argument);
+    }
+  }
+  return result;
+}
+
+}  // namespace tolvane

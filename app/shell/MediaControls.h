@@ -1,0 +1,108 @@
+#pragma once
+// The player as remote controls see it (media keys, lock screens, MPRIS): state in their units, and their commands.
+// Main thread. Callers are strangers: whatever they ask for, it is done, ignored or refused, and nothing else happens.
+
+#include <cstdint>
+#include <expected>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/RunLoop.h"
+#include "session/PlayerSession.h"
+
+namespace tolvane {
+
+enum class MediaStatus : std::uint8_t { stopped, playing, paused };
+
+/// All that is announced when it changes; the position is not among it.
+struct MediaState {
+  MediaStatus status = MediaStatus::stopped;
+  double volume = 1.0;          ///< 0 … 1
+  PlaylistTrackID trackID = 0;  ///< 0: no track
+  std::string title{};
+  std::string url{};
+  std::int64_t length = 0;  ///< microseconds; 0: unknown
+  bool canGoNext = false;
+  bool canSeek = false;
+
+  [[nodiscard]] bool hasTrack() const { return trackID != 0; }
+  bool operator==(const MediaState&) const = default;
+};
+
+class MediaControls {
+ public:
+  using OpenFile = std::function<void(const FileURL&)>;
+  using StateObserver = std::function<void(const MediaState& before, const MediaState& now)>;
+  using SeekObserver = std::function<void(std::int64_t microseconds)>;
+
+  /// Session and run loop outlive the controls.
+  MediaControls(PlayerSession& session, RunLoop& runLoop, OpenFile openFile);
+  MediaControls(const MediaControls&) = delete;
+  MediaControls& operator=(const MediaControls&) = delete;
+  ~MediaControls() = default;
+
+  [[nodiscard]] const MediaState& state() const { return state_; }
+  [[nodiscard]] std::int64_t position();  ///< microseconds
+
+  /// Many changes of one operation are told as one, after it has ended.
+  void onStateChange(StateObserver observer) { stateObserver_ = std::move(observer); }
+  /// The position is another one than time alone would have made it.
+  void onSeeked(SeekObserver observer) { seekObserver_ = std::move(observer); }
+
+  // Commands. What is not possible at the moment is ignored.
+
+  void play();
+  void pause();
+  void playPause();
+  void stop();
+  /// Plays the next or the previous track, as the window's buttons do, also when the music was paused before.
+  void next();
+  void previous();
+  /// Microseconds, forward or back. Before the beginning is the beginning, beyond the end the next track.
+  void seek(std::int64_t offset);
+  /// Ignored for another track than the current one, and outside of it.
+  void setPosition(PlaylistTrackID track, std::int64_t position);
+  /// What is not finite is ignored, the rest is taken into 0 … 1.
+  void setVolume(double volume);
+  /// There is one rate; 0 means pause, all others are ignored.
+  void setRate(double rate);
+  /// A file of this machine with a supported extension; else a full sentence that says why not.
+  [[nodiscard]] std::expected<void, std::string> openURI(std::string_view uri);
+
+ private:
+  /// Where a listener who only counts time believes the track to be.
+  struct Belief {
+    MediaStatus status = MediaStatus::stopped;
+    PlaylistTrackID trackID = 0;
+    double seconds = 0;
+    RunLoop::TimePoint at{};
+  };
+
+  [[nodiscard]] MediaState readState() const;
+  void sessionHasChanged();
+  void announce();
+  void announcePosition(const MediaState& now);
+  [[nodiscard]] double expectedSeconds(const MediaState& now) const;
+  void seekToSeconds(double seconds);
+
+  PlayerSession& session_;
+  RunLoop& runLoop_;
+  const OpenFile openFile_;
+  StateObserver stateObserver_;
+  SeekObserver seekObserver_;
+  MediaState state_;
+
+  Belief belief_;
+  double latestSeconds_ = 0;
+  RunLoop::TimePoint latestAt_{};  // when the session published latestSeconds_, or changed otherwise
+  bool positionIsNew_ = false;
+  bool isScheduled_ = false;
+
+  std::shared_ptr<MediaControls*> self_;  // posted work holds it weakly
+  Subscription subscription_;
+};
+
+}  // namespace tolvane

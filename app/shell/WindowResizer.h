@@ -1,0 +1,45 @@
+#pragma once
+// Keeps the recorded size in step with the window's frame. Main thread; acts in a later turn, once the window has its
+// new size. Half a point is rounding of the layout and is not worth a write.
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "app/shell/WindowSize.h"
+#include "platform/RunLoop.h"
+
+namespace tolvane {
+
+class WindowResizer {
+ public:
+  /// The window's frame as it is; nothing while there is no window.
+  using Frame = std::function<std::optional<WindowSize>()>;
+
+  /// Run loop and defaults outlive the resizer. `onWindowAvailable` is told each time that the window is seen.
+  WindowResizer(RunLoop& runLoop, UserDefaults& defaults, Frame frame, std::function<void()> onWindowAvailable);
+  WindowResizer(const WindowResizer&) = delete;
+  WindowResizer& operator=(const WindowResizer&) = delete;
+  ~WindowResizer() = default;
+
+  /// The window has been made: its size is taken over and not saved.
+  void make();
+  /// The window may have changed.
+  void update();
+
+  [[nodiscard]] const WindowSize& size() const { return size_; }
+
+ private:
+  void adoptFrame();
+  void followFrame();
+  void postWhileAlive(void (WindowResizer::*work)());
+
+  RunLoop& runLoop_;
+  UserDefaults& defaults_;
+  const Frame frame_;
+  const std::function<void()> onWindowAvailable_;
+  WindowSize size_;
+  std::shared_ptr<WindowResizer*> self_;  // posted work holds it weakly
+};
+
+}  // namespace tolvane
