@@ -21,6 +21,7 @@ ALLOWED = {
     "platform/conversion": CONTRACTS,
     "platform/desktop": CONTRACTS,
     "platform/simulated": CONTRACTS | {"platform/conversion"},
+    "platform/storage": CONTRACTS,
     "engine": ENGINE,
     "engine/render": CONTRACTS,
     "session": SESSION,

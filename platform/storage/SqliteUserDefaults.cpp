@@ -1,0 +1,223 @@
+#include "platform/storage/SqliteUserDefaults.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace tolvane {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view category = "UserDefaults";
+
+/// Held while a damaged database is set aside, so that a second copy of the player does not set the fresh one aside.
+class FolderLock {
+ public:
+  FolderLock(const fs::path& folder, std::chrono::milliseconds patience)
+      : descriptor_(::open((folder / "defaults.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+    constexpr std::chrono::milliseconds step(10);
+    if (descriptor_ < 0) return;
+    for (auto waited = std::chrono::milliseconds::zero();; waited += step) {
+      isHeld_ = ::flock(descriptor_, LOCK_EX | LOCK_NB) == 0;
+      if (isHeld_ || waited >= patience) return;
+      std::this_thread::sleep_for(step);
+    }
+  }
+  ~FolderLock() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+
+  [[nodiscard]] bool isHeld() const { return isHeld_; }
+
+ private:
+  int descriptor_;
+  bool isHeld_ = false;
+};
+
+fs::path withSuffix(const fs::path& path, std::string_view suffix) {
+  fs::path longer = path;
+  longer += suffix;
+  return longer;
+}
+
+/// The first of "….damaged", "….damaged-2" and so on that is free.
+fs::path freeNameFor(const fs::path& damaged) {
+  const auto isTaken = [](const fs::path& path) {
+    std::error_code error;
+    return fs::exists(fs::symlink_status(path, error));
+  };
+  fs::path name = withSuffix(damaged, ".damaged");
+  for (int number = 2; isTaken(name); ++number) name = withSuffix(damaged, fmt::format(".damaged-{}", number));
+  return name;
+}
+
+/// Listeners' file names are nobody else's business.
+void makePrivateFolder(const fs::path& folder) {
+  std::error_code error;
+  fs::create_directories(folder.parent_path(), error);
+  ::mkdir(folder.c_str(), 0700);  // when it fails, opening the database says why
+}
+
+}  // namespace
+
+SqliteUserDefaults::SqliteUserDefaults(fs::path folder, Log& log, std::chrono::milliseconds patience)
+    : folder_(std::move(folder)), file_(folder_ / "defaults.sqlite"), log_(log), patience_(patience) {
+  makePrivateFolder(folder_);
+  auto values = openAndRead();
+  if (!values && values.error().kind == DatabaseError::Kind::damaged) values = setAsideAndBegin(values.error());
+  if (!values) {
+    // What cannot be read must not be overwritten either.
+    database_.reset();
+    report(fmt::format("The settings in {} cannot be used, and nothing will be saved: {}", file_.string(),
+                       values.error().message));
+    return;
+  }
+  values_ = std::move(*values);
+  writer_ = std::thread([this] { runWriter(); });
+}
+
+SqliteUserDefaults::~SqliteUserDefaults() {
+  if (!writer_.joinable()) return;
+  {
+    const std::scoped_lock lock(mutex_);
+    isEnding_ = true;
+    openGroups_ = 0;
+    hasNews_ = !pending_.empty();
+  }
+  news_.notify_one();
+  writer_.join();
+}
+
+std::optional<UserDefaults::Value> SqliteUserDefaults::object(std::string_view key) const {
+  DefaultsDatabase::Value value;
+  {
+    const std::scoped_lock lock(mutex_);
+    if (const auto found = values_.find(key); found != values_.end()) value = found->second;
+  }
+  return value ? std::optional(*value) : std::nullopt;
+}
+
+void SqliteUserDefaults::setObject(std::string_view key, Value value) {
+  change(key, std::make_shared<const Value>(std::move(value)));
+}
+
+void SqliteUserDefaults::removeObject(std::string_view key) { change(key, nullptr); }
+
+void SqliteUserDefaults::change(std::string_view key, DefaultsDatabase::Value value) {
+  const std::scoped_lock lock(mutex_);
+  if (value) {
+    values_.insert_or_assign(std::string(key), value);
+  } else if (const auto found = values_.find(key); found != values_.end()) {
+    values_.erase(found);
+  }
+  if (!writer_.joinable()) return;
+  pending_.insert_or_assign(std::string(key), std::move(value));
+  hasNews_ = true;
+  if (openGroups_ == 0) news_.notify_one();
+}
+
+void SqliteUserDefaults::beginGroup() {
+  const std::scoped_lock lock(mutex_);
+  ++openGroups_;
+}
+
+void SqliteUserDefaults::endGroup() {
+  const std::scoped_lock lock(mutex_);
+  if (--openGroups_ == 0 && hasNews_) news_.notify_one();
+}
+
+bool SqliteUserDefaults::synchronize() {
+  if (!writer_.joinable()) return false;
+  std::unique_lock lock(mutex_);
+  hasNews_ = !pending_.empty();
+  news_.notify_one();
+  idle_.wait(lock, [this] { return !hasNews_ && !isWriting_; });
+  return pending_.empty();
+}
+
+void SqliteUserDefaults::runWriter() {
+  std::unique_lock lock(mutex_);
+  while (true) {
+    news_.wait(lock, [this] { return openGroups_ == 0 && (hasNews_ || isEnding_); });
+    if (!hasNews_) return;
+    Values changes = std::exchange(pending_, {});
+    hasNews_ = false;
+    isWriting_ = true;
+    lock.unlock();
+    const bool isStored = store(changes);
+    lock.lock();
+    isWriting_ = false;
+    // What could not be stored is tried again together with the next change; newer values stay.
+    if (!isStored) pending_.merge(changes);
+    if (!hasNews_) idle_.notify_all();
+  }
+}
+
+bool SqliteUserDefaults::store(const Values& changes) {
+  auto done = database_ ? database_->write(changes)
+                        : std::unexpected(DatabaseError{DatabaseError::Kind::moved, "The database is not open."});
+  if (!done && done.error().kind != DatabaseError::Kind::unavailable) done = beginAgain(done.error(), changes);
+  if (done) return true;
+  // The player tries again with each change, and says so once.
+  if (!std::exchange(hasReportedFailure_, true))
+    report(fmt::format("Changes cannot be saved to {} for now: {}", file_.string(), done.error().message));
+  return false;
+}
+
+/// The file has been damaged or set aside while we used it: all that memory holds goes into a fresh one.
+std::expected<void, DatabaseError> SqliteUserDefaults::beginAgain(const DatabaseError& cause, const Values& changes) {
+  auto values = cause.kind == DatabaseError::Kind::moved ? openAndRead() : std::unexpected(cause);
+  if (!values && values.error().kind == DatabaseError::Kind::damaged) values = setAsideAndBegin(values.error());
+  if (!values) {
+    database_.reset();
+    return std::unexpected(values.error());
+  }
+  Values everything;
+  {
+    const std::scoped_lock lock(mutex_);
+    everything = values_;
+  }
+  for (const auto& [key, value] : changes) everything.try_emplace(key, nullptr);  // what was removed
+  return database_->write(everything);
+}
+
+std::expected<SqliteUserDefaults::Values, DatabaseError> SqliteUserDefaults::openAndRead() {
+  database_.reset();
+  auto opened = DefaultsDatabase::open(file_, patience_);
+  if (!opened) return std::unexpected(opened.error());
+  database_.emplace(std::move(*opened));
+  return database_->readAll();
+}
+
+std::expected<SqliteUserDefaults::Values, DatabaseError> SqliteUserDefaults::setAsideAndBegin(
+    const DatabaseError& damage) {
+  database_.reset();
+  const FolderLock lock(folder_, patience_);
+  if (!lock.isHeld()) return std::unexpected(DatabaseError{DatabaseError::Kind::unavailable, damage.message});
+  // Another copy of the player may have been faster.
+  auto values = openAndRead();
+  if (values || values.error().kind != DatabaseError::Kind::damaged) return values;
+  database_.reset();
+
+  const fs::path aside = freeNameFor(file_);
+  std::error_code error;
+  fs::rename(withSuffix(file_, "-journal"), withSuffix(aside, "-journal"), error);  // there is not always one
+  fs::rename(file_, aside, error);
+  if (error) return std::unexpected(DatabaseError{DatabaseError::Kind::unavailable, error.message()});
+  report(fmt::format("The settings in {} were damaged ({}); they are kept as {}, and fresh ones begun", file_.string(),
+                     damage.message, aside.filename().string()));
+  return openAndRead();
+}
+
+void SqliteUserDefaults::report(const std::string& message) { log_.write(LogLevel::error, category, message); }
+
+}  // namespace tolvane

@@ -1,0 +1,68 @@
+#include "platform/storage/SystemFileBookmarks.h"
+
+#include <unistd.h>
+
+#include <system_error>
+
+namespace tolvane {
+
+namespace {
+
+struct MissingFile {
+  std::size_t index;
+  BookmarkToken token;
+};
+
+using Results = std::vector<std::optional<ResolvedBookmark>>;
+
+std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks, Results& results) {
+  std::vector<MissingFile> missing;
+  for (std::size_t index = 0; index < bookmarks.size(); ++index) {
+    auto token = decodedToken(bookmarks[index]);
+    if (!token) continue;
+    const auto facts = factsOfFile(token->path);
+    if (facts && !facts->isFolder) {
+      results[index] = ResolvedBookmark{.url = FileURL(std::move(token->path)), .isStale = false};
+    } else {
+      missing.push_back({index, std::move(*token)});
+    }
+  }
+  return missing;
+}
+
+}  // namespace
+
+std::expected<FileBookmark, std::string> SystemFileBookmarks::make(const FileURL& url) {
+  const auto facts = factsOfFile(url.path());
+  if (!facts) return std::unexpected(std::generic_category().message(facts.error()));
+  const BookmarkToken token{.path = url.path(), .identity = facts->identity, .folderInode = inodeOfFolder(url.path())};
+  FileBookmark bytes = encoded(token);
+  if (decodedToken(bytes) != token) return std::unexpected("The path cannot be kept.");
+  return bytes;
+}
+
+std::uint64_t SystemFileBookmarks::inodeOfFolder(const std::string& path) {
+  auto folder = path.substr(0, path.rfind('/') + 1);
+  if (folder == lastFolder_) return lastFolderInode_;
+  const auto facts = factsOfFile(folder);
+  lastFolder_ = std::move(folder);
+  lastFolderInode_ = facts ? facts->identity.inode : 0;
+  return lastFolderInode_;
+}
+
+std::vector<std::optional<ResolvedBookmark>> SystemFileBookmarks::resolve(std::span<const FileBookmark> bookmarks) {
+  Results results(bookmarks.size());
+  auto missing = resolveInPlace(bookmarks, results);
+  MovedFileSearch search(limits_);
+  const auto take = [&results](const MissingFile& file, std::optional<std::string> place) {
+    if (place) results[file.index] = ResolvedBookmark{.url = FileURL(std::move(*place)), .isStale = true};
+    return results[file.index].has_value();
+  };
+  std::erase_if(missing, [&](const MissingFile& file) { return take(file, search.inItsFolder(file.token)); });
+  for (const auto& file : missing) take(file, search.nearby(file.token));
+  return results;
+}
+
+bool SystemFileBookmarks::isReadable(const FileURL& url) const { return ::access(url.path().c_str(), R_OK) == 0; }
+
+}  // namespace tolvane

@@ -1,0 +1,30 @@
+#pragma once
+// Bookmarks of the machine's own files: the path, and the file's identity for when it has been renamed. Main thread;
+// blocks on the disk, never for a search without bounds.
+
+#include "platform/FileBookmarks.h"
+#include "platform/storage/MovedFileSearch.h"
+
+namespace tolvane {
+
+class SystemFileBookmarks final : public FileBookmarks {
+ public:
+  explicit SystemFileBookmarks(MovedFileSearch::Limits limits = {}) : limits_(limits) {}
+
+  [[nodiscard]] std::expected<FileBookmark, std::string> make(const FileURL& url) override;
+  /// What lies at the path is taken for the file, as listeners and programs that save anew expect; only where nothing
+  /// does is the file looked for, nearby.
+  [[nodiscard]] std::vector<std::optional<ResolvedBookmark>> resolve(std::span<const FileBookmark> bookmarks) override;
+  [[nodiscard]] bool isReadable(const FileURL& url) const override;
+
+ private:
+  [[nodiscard]] std::uint64_t inodeOfFolder(const std::string& path);
+
+  const MovedFileSearch::Limits limits_;
+
+  // The folder asked for last: bookmarks are mostly made for one folder's files in a row.
+  std::string lastFolder_;
+  std::uint64_t lastFolderInode_ = 0;
+};
+
+}  // namespace tolvane
