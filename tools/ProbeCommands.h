@@ -17,6 +17,9 @@ namespace tolvane {
 /// One line a file: the stream, its length and the SHA-256 of its block, or the error.
 void prepareFiles(std::span<const std::string> files, AudioFileServices& services, ProbeOutput& output);
 
+/// One line a file: its duration and the loudness that its picture shows, or the error.
+void printWaveforms(std::span<const std::string> files, AudioFileServices& services, ProbeOutput& output);
+
 /// One line a device.
 void listDevices(const AudioHardware& hardware, ProbeOutput& output);
 

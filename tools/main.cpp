@@ -57,6 +57,11 @@ int run(const std::vector<std::string_view>& words) {
       prepareFiles(arguments->files, files, output);
       break;
     }
+    case ProbeArguments::Command::waveform: {
+      SystemAudioFileServices files;
+      printWaveforms(arguments->files, files, output);
+      break;
+    }
     case ProbeArguments::Command::devices: {
       const Machine machine;
       listDevices(machine.hardware, output);

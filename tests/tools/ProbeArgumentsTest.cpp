@@ -15,6 +15,13 @@ TEST(ProbeArguments, TakeACommandAndItsFiles) {
   EXPECT_THAT(arguments->files, ElementsAre("a.wav", "-b.flac"));
 }
 
+TEST(ProbeArguments, TakeTheFilesOfAWaveform) {
+  const auto arguments = parseProbeArguments(Words{"waveform", "a.wav"});
+  ASSERT_TRUE(arguments);
+  EXPECT_EQ(arguments->command, ProbeArguments::Command::waveform);
+  EXPECT_FALSE(parseProbeArguments(Words{"waveform"}));
+}
+
 TEST(ProbeArguments, TakeEveryOptionOfPlay) {
   const auto arguments = parseProbeArguments(Words{"play", "--device", "Studio DAC", "a.wav", "--exclusive", "--volume",
                                                    "0.5", "--balance", "-1", "--from", "2.5", "--pause-at", "1",
