@@ -12,6 +12,9 @@ constexpr auto progressInterval = std::chrono::milliseconds(50);
 constexpr double restartThreshold = 0.05;    // of the track's length
 constexpr double finishedThreshold = 0.999;  // from here on, playing again means from the beginning
 constexpr double smallestBalance = 1e-12;
+constexpr auto periodicSaveInterval = std::chrono::seconds(2);
+constexpr std::string_view outputVolumeKey = "TolvanePlayer.OutputVolume";
+constexpr std::string_view outputBalanceKey = "TolvanePlayer.OutputBalance";
 
 double sanitisedVolume(double volume) { return std::isfinite(volume) ? std::clamp(volume, 0.0, 1.0) : 1.0; }
 
@@ -27,10 +30,17 @@ double sanitisedBalance(double balance) {
 PlayerSession::PlayerSession(AudioHardware& hardware, AudioFileServices& files, UserDefaults& defaults,
                              FileBookmarks& bookmarks, RunLoop& runLoop, Log& log)
     : defaults_(defaults), bookmarks_(bookmarks), runLoop_(runLoop), player_(hardware, files, runLoop, log) {
-  player_.setOutputLevels(outputVolume_.value(), outputBalance_.value());
+  restoreLevels();
+  restorePlaylist();
   completionSubscription_ =
       player_.playbackCompletionCount().subscribe([this](const std::int64_t&) { handlePlaybackCompletion(); });
   progressTimer_ = runLoop_.scheduleTimer(progressInterval, true, [this] { updatePlaybackPosition(); });
+}
+
+void PlayerSession::restoreLevels() {
+  outputVolume_.assign(sanitisedVolume(defaults_.value<double>(outputVolumeKey).value_or(1.0)));
+  outputBalance_.assign(sanitisedBalance(defaults_.value<double>(outputBalanceKey).value_or(0.0)));
+  player_.setOutputLevels(outputVolume_.value(), outputBalance_.value());
 }
 
 std::vector<FileURL> PlayerSession::fileURLs() const {
@@ -92,6 +102,7 @@ void PlayerSession::playTrack(std::int64_t index, double fraction) {
   }
   setPositionFollowingEngine(target);
   shouldAutoAdvance_ = player_.isPlaying().value();
+  persistPlaybackState();
 }
 
 bool PlayerSession::isTrackLoaded(const FileURL& url) const {
@@ -105,10 +116,12 @@ void PlayerSession::togglePausePlayback() {
     shouldAutoAdvance_ = false;
     player_.pause();
     playbackStartedAt_.reset();
+    persistPlaybackState();
   } else if (player_.isPaused().value()) {
     player_.resume();
     setPositionFollowingEngine(playbackPosition_.value());
     shouldAutoAdvance_ = player_.isPlaying().value();
+    persistPlaybackState();
   } else if (!playlistTracks_.value().empty()) {
     const double progress = playbackProgress();
     playTrack(currentIndex_.value(), progress >= finishedThreshold ? 0 : progress);
@@ -128,6 +141,7 @@ void PlayerSession::stopPlayback() {
   if (isActive) player_.stop();
   playbackStartedAt_.reset();
   playbackPosition_.assign(0);
+  persistPlaybackState();
 }
 
 void PlayerSession::loadPlaylist(std::span<const FileURL> urls, bool autoplay) {
@@ -135,13 +149,20 @@ void PlayerSession::loadPlaylist(std::span<const FileURL> urls, bool autoplay) {
   if (player_.isPlaying().value() || player_.isPaused().value()) player_.stop();
   std::vector<PlaylistTrack> tracks;
   tracks.reserve(urls.size());
-  for (const auto& url : urls) tracks.push_back({++lastTrackID_, url});
+  std::vector<FileBookmark> bookmarks;
+  bookmarks.reserve(urls.size());
+  for (const auto& url : urls) {
+    tracks.push_back({++lastTrackID_, url});
+    bookmarks.push_back(bookmarks_.make(url).value_or(FileBookmark()));  // without one: plays now, is not saved
+  }
+  adoptBookmarks(std::move(bookmarks));
   playlistTracks_.assign(std::move(tracks));
   currentIndex_.assign(0);
   playbackPosition_.assign(0);
   playbackDuration_.assign(0);
   playbackStartedAt_.reset();
   shouldAutoAdvance_ = false;
+  persistAll();
   if (autoplay) playTrack(currentIndex_.value(), 0);
 }
 
@@ -155,6 +176,13 @@ void PlayerSession::moveTrack(std::int64_t source, std::int64_t destination) {
   PlaylistTrack moved = std::move(tracks[static_cast<std::size_t>(source)]);
   tracks.erase(tracks.begin() + source);
   tracks.insert(tracks.begin() + target, std::move(moved));
+  auto bookmarks = std::move(entryBookmarks_);
+  if (source < target) {
+    std::rotate(bookmarks.begin() + source, bookmarks.begin() + source + 1, bookmarks.begin() + target + 1);
+  } else {
+    std::rotate(bookmarks.begin() + target, bookmarks.begin() + source, bookmarks.begin() + source + 1);
+  }
+  adoptBookmarks(std::move(bookmarks));
 
   auto index = currentIndex_.value();
   if (index == source) {
@@ -166,6 +194,7 @@ void PlayerSession::moveTrack(std::int64_t source, std::int64_t destination) {
   }
   playlistTracks_.assign(std::move(tracks));
   currentIndex_.assign(index);
+  persistAll();
 }
 
 void PlayerSession::setKnownDuration(double seconds, const FileURL& url) {
@@ -173,15 +202,18 @@ void PlayerSession::setKnownDuration(double seconds, const FileURL& url) {
   if (!std::isfinite(seconds) || seconds <= 0) return;
   playbackDuration_.assign(seconds);
   playbackPosition_.assign(std::min(seconds, playbackPosition_.value()));
+  persistPlaybackState();
 }
 
 void PlayerSession::setOutputVolume(double volume) {
   outputVolume_.assign(sanitisedVolume(volume));
+  defaults_.setObject(outputVolumeKey, outputVolume_.value());
   player_.setOutputLevels(outputVolume_.value(), outputBalance_.value());
 }
 
 void PlayerSession::setOutputBalance(double balance) {
   outputBalance_.assign(sanitisedBalance(balance));
+  defaults_.setObject(outputBalanceKey, outputBalance_.value());
   player_.setOutputLevels(outputVolume_.value(), outputBalance_.value());
 }
 
@@ -190,12 +222,14 @@ void PlayerSession::setOutputDevice(AudioObjectID deviceID) {
   const double position = playbackPosition_.value();
   player_.setOutputDevice(deviceID);
   const double duration = player_.duration().value();
-  if (!player_.isPlaying().value() || !(duration > 0)) return;
-  // The engine has started the track again on the new device.
-  player_.seek(std::min(duration, position));
-  playbackDuration_.assign(duration);
-  playbackPosition_.assign(std::min(duration, position));
-  startClockAt(playbackPosition_.value());
+  if (player_.isPlaying().value() && duration > 0) {
+    // The engine has started the track again on the new device.
+    player_.seek(std::min(duration, position));
+    playbackDuration_.assign(duration);
+    playbackPosition_.assign(std::min(duration, position));
+    startClockAt(playbackPosition_.value());
+  }
+  persistPlaybackState();
 }
 
 void PlayerSession::setExclusiveAccessEnabled(bool enabled) {
@@ -204,17 +238,23 @@ void PlayerSession::setExclusiveAccessEnabled(bool enabled) {
   if (!resumedAt) return;
   playbackDuration_.assign(player_.duration().value());
   setPositionFollowingEngine(std::min(std::max(playbackDuration_.value(), 0.0), std::max(*resumedAt, 0.0)));
+  persistPlaybackState();
 }
 
 void PlayerSession::updatePlaybackPosition() {
   if (!player_.isPlaying().value() || !playbackStartedAt_ || !(playbackDuration_.value() > 0)) return;
   const double elapsed = std::max(secondsFromDuration(runLoop_.now() - *playbackStartedAt_), 0.0);
   playbackPosition_.assign(std::min(playbackDuration_.value(), elapsed));
+  const auto now = runLoop_.now();
+  if (lastPeriodicSave_ && now - *lastPeriodicSave_ < periodicSaveInterval) return;
+  lastPeriodicSave_ = now;
+  persistPlaybackState();
 }
 
 void PlayerSession::handlePlaybackCompletion() {
   playbackStartedAt_.reset();
   playbackPosition_.assign(playbackDuration_.value());
+  persistPlaybackState();
   if (!shouldAutoAdvance_) return;
   if (canPlayNext()) {
     playTrack(currentIndex_.value() + 1, 0);

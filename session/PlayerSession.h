@@ -70,11 +70,24 @@ class PlayerSession {
   void setOutputDevice(AudioObjectID deviceID);
   void setExclusiveAccessEnabled(bool enabled);
 
-  /// Brings the displayed position up to date.
+  /// Brings the displayed position up to date; while playing, saves it at most every two seconds.
   void updatePlaybackPosition();
 
+  // What survives a restart. Saved with every change; who ends the program updates the position and saves both again.
+
+  void persistPlaylist();
+  void persistPlaybackState();
+
  private:
+  struct RestoredPlaylist;
+
   void handlePlaybackCompletion();
+  void restoreLevels();
+  void restorePlaylist();
+  [[nodiscard]] RestoredPlaylist resolvedPlaylist(std::span<const FileBookmark> saved);
+  void adoptBookmarks(std::vector<FileBookmark> bookmarks);
+  void persistAll();
+  [[nodiscard]] std::int64_t savedIndexOfCurrentEntry() const;
   [[nodiscard]] bool isTrackLoaded(const FileURL& url) const;
   void setPositionFollowingEngine(double seconds);
   void startClockAt(double seconds);
@@ -92,8 +105,11 @@ class PlayerSession {
   Published<double> outputBalance_{0.0};
 
   PlaylistTrackID lastTrackID_ = 0;
+  std::vector<FileBookmark> entryBookmarks_;  ///< one a playlist entry; empty where there is none: not saved
+  std::vector<std::int64_t> unsavedIndices_;  ///< of those entries, ascending
   /// When the track would have been at position 0 had it played without a pause; present only while the engine plays.
   std::optional<RunLoop::TimePoint> playbackStartedAt_;
+  std::optional<RunLoop::TimePoint> lastPeriodicSave_;
   bool shouldAutoAdvance_ = false;
 
   // Last, so that they end before the state they act on.
