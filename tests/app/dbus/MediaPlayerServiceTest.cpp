@@ -1,0 +1,247 @@
+#include "app/dbus/MediaPlayerService.h"
+
+#include <QDBusArgument>
+#include <QDBusObjectPath>
+#include <QDBusVariant>
+#include <cmath>
+#include <limits>
+
+#include "tests/app/dbus/BusFixture.h"
+#include "tests/app/dbus/SignalSpy.h"
+
+namespace tolvane {
+namespace {
+
+const QString path = QStringLiteral("/org/mpris/MediaPlayer2");
+const QString root = QStringLiteral("org.mpris.MediaPlayer2");
+const QString player = QStringLiteral("org.mpris.MediaPlayer2.Player");
+constexpr qlonglong second = 1'000'000;  // microseconds
+
+class MediaPlayer : public test::BusFixture {
+ protected:
+  MediaPlayer() {
+    properties.listen(client, service.baseService(), path, QStringLiteral("org.freedesktop.DBus.Properties"),
+                      QStringLiteral("PropertiesChanged"));
+    seeks.listen(client, service.baseService(), path, player, QStringLiteral("Seeked"));
+  }
+
+  void playThreeTracks() {
+    load(3);
+    session.playTrack(0, 0);
+    runLoop.runUntilIdle();
+    turnUntil([&] { return !properties.received().isEmpty(); });
+    properties.forget();
+  }
+
+  QVariant read(const QString& name, const QString& interface = player) {
+    const auto reply = getProperty(path, interface, name);
+    if (reply.type() != QDBusMessage::ReplyMessage) return {};
+    return reply.arguments().at(0).value<QDBusVariant>().variant();
+  }
+  QVariantMap metadata() { return qdbus_cast<QVariantMap>(read(QStringLiteral("Metadata"))); }
+  QString trackPath() { return metadata().value(QStringLiteral("mpris:trackid")).value<QDBusObjectPath>().path(); }
+  [[nodiscard]] bool refuses(const QDBusMessage& reply) const { return reply.type() == QDBusMessage::ErrorMessage; }
+
+  int raised = 0;
+  int quits = 0;
+  std::vector<FileURL> opened;
+  MediaControls controls{session, runLoop, [this](const FileURL& url) { opened.push_back(url); }};
+  std::optional<MediaPlayerService> mediaPlayer{
+      std::in_place, service, identity, controls,
+      MediaPlayerService::Shell{.raise = [this] { ++raised; }, .quit = [this] { ++quits; }}};
+  test::SignalSpy properties;
+  test::SignalSpy seeks;
+};
+
+TEST_F(MediaPlayer, SaysWhatItIsAndWhatItCanDo) {
+  EXPECT_EQ(read(QStringLiteral("Identity"), root), QStringLiteral("Tolvane Test"));
+  EXPECT_EQ(read(QStringLiteral("DesktopEntry"), root), QStringLiteral("org.tolvane.Test"));
+  EXPECT_EQ(read(QStringLiteral("CanQuit"), root), true);
+  EXPECT_EQ(read(QStringLiteral("CanRaise"), root), true);
+  EXPECT_EQ(read(QStringLiteral("HasTrackList"), root), false);
+  EXPECT_EQ(read(QStringLiteral("SupportedUriSchemes"), root), QStringList{QStringLiteral("file")});
+  EXPECT_TRUE(read(QStringLiteral("SupportedMimeTypes"), root).toStringList().contains(QStringLiteral("audio/flac")));
+}
+
+TEST_F(MediaPlayer, RaisesAndQuits) {
+  EXPECT_FALSE(refuses(call(path, root, QStringLiteral("Raise"))));
+  EXPECT_FALSE(refuses(call(path, root, QStringLiteral("Quit"))));
+  EXPECT_EQ(raised, 1);
+  EXPECT_EQ(quits, 1);
+}
+
+TEST_F(MediaPlayer, HasEveryPropertyWithItsType) {
+  playThreeTracks();
+  const std::vector<std::pair<const char*, QMetaType::Type>> types{
+      {"PlaybackStatus", QMetaType::QString}, {"LoopStatus", QMetaType::QString}, {"Rate", QMetaType::Double},
+      {"MinimumRate", QMetaType::Double},     {"MaximumRate", QMetaType::Double}, {"Shuffle", QMetaType::Bool},
+      {"Volume", QMetaType::Double},          {"Position", QMetaType::LongLong},  {"CanGoNext", QMetaType::Bool},
+      {"CanGoPrevious", QMetaType::Bool},     {"CanPlay", QMetaType::Bool},       {"CanPause", QMetaType::Bool},
+      {"CanSeek", QMetaType::Bool},           {"CanControl", QMetaType::Bool},
+  };
+  for (const auto& [name, type] : types) EXPECT_EQ(read(QLatin1String(name)).typeId(), type) << name;
+  EXPECT_EQ(read(QStringLiteral("LoopStatus")), QStringLiteral("None"));
+  EXPECT_EQ(read(QStringLiteral("Rate")), 1.0);
+}
+
+TEST_F(MediaPlayer, DescribesTheTrack) {
+  playThreeTracks();
+  const auto described = metadata();
+  EXPECT_EQ(described.value(QStringLiteral("mpris:length")).typeId(), QMetaType::LongLong);
+  EXPECT_EQ(described.value(QStringLiteral("mpris:length")), 10 * second);
+  EXPECT_EQ(described.value(QStringLiteral("xesam:title")), QStringLiteral("1"));
+  EXPECT_EQ(described.value(QStringLiteral("xesam:url")), QStringLiteral("file:///music/1.wav"));
+  EXPECT_TRUE(trackPath().startsWith(QStringLiteral("/org/tolvane/Test/Track/")));
+}
+
+TEST_F(MediaPlayer, HasNoTrackWithAnEmptyPlaylist) {
+  EXPECT_EQ(trackPath(), QStringLiteral("/org/mpris/MediaPlayer2/TrackList/NoTrack"));
+  EXPECT_EQ(metadata().size(), 1);
+  EXPECT_EQ(read(QStringLiteral("CanPlay")), false);
+}
+
+TEST_F(MediaPlayer, AnnouncesOneOperationInOneSignal) {
+  playThreeTracks();
+  call(path, player, QStringLiteral("Next"));
+  turnUntil([&] { return !properties.received().isEmpty(); });
+  call(path, player, QStringLiteral("Pause"));  // its signal comes behind all of those before
+  turnUntil([&] { return properties.received().size() >= 2; });
+  ASSERT_EQ(properties.received().size(), 2);
+  const auto changed = qdbus_cast<QVariantMap>(properties.received().at(0).at(1));
+  EXPECT_EQ(changed.keys(), QStringList{QStringLiteral("Metadata")});
+  const auto paused = qdbus_cast<QVariantMap>(properties.received().at(1).at(1));
+  EXPECT_EQ(paused, (QVariantMap{{QStringLiteral("PlaybackStatus"), QStringLiteral("Paused")}}));
+}
+
+TEST_F(MediaPlayer, TellsASeekButNotTheTime) {
+  playThreeTracks();
+  advance(2);
+  call(path, player, QStringLiteral("Seek"), {3 * second});
+  turnUntil([&] { return !seeks.received().isEmpty(); });
+  EXPECT_EQ(seeks.received().size(), 1);
+  EXPECT_EQ(seeks.received().at(0).at(0), 5 * second);
+  EXPECT_TRUE(properties.received().isEmpty());
+}
+
+TEST_F(MediaPlayer, SetsThePositionOfTheTrackThatIsNamed) {
+  playThreeTracks();
+  const auto first = QDBusObjectPath(trackPath());
+  call(path, player, QStringLiteral("SetPosition"), {QVariant::fromValue(first), 4 * second});
+  EXPECT_EQ(read(QStringLiteral("Position")), 4 * second);
+  call(path, player, QStringLiteral("Next"));
+  for (const auto& stale : {first.path(), QStringLiteral("/org/mpris/MediaPlayer2/TrackList/NoTrack"),
+                            QStringLiteral("/org/tolvane/Test/Track/x"), QStringLiteral("/")}) {
+    const auto reply =
+        call(path, player, QStringLiteral("SetPosition"), {QVariant::fromValue(QDBusObjectPath(stale)), 2 * second});
+    EXPECT_FALSE(refuses(reply)) << stale.toStdString();
+    EXPECT_EQ(read(QStringLiteral("Position")), 0) << stale.toStdString();
+  }
+}
+
+struct Hostile {
+  const char* method;
+  QVariantList arguments;
+};
+
+class HostileCalls : public MediaPlayer, public testing::WithParamInterface<Hostile> {};
+
+TEST_P(HostileCalls, AreRefusedAndChangeNothing) {
+  playThreeTracks();
+  const auto before = controls.state();
+  EXPECT_TRUE(refuses(call(path, player, QLatin1String(GetParam().method), GetParam().arguments)));
+  EXPECT_EQ(controls.state(), before);
+  EXPECT_EQ(session.playbackPosition().value(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, HostileCalls,
+    testing::Values(Hostile{"Seek", {QStringLiteral("1")}}, Hostile{"Seek", {1.5}}, Hostile{"Seek", {}},
+                    Hostile{"SetPosition", {QStringLiteral("not a path"), 1LL}}, Hostile{"SetPosition", {5 * second}},
+                    Hostile{"OpenUri", {QStringLiteral("http://host/a.wav")}},
+                    Hostile{"OpenUri", {QStringLiteral("file:///etc/passwd")}}, Hostile{"OpenUri", {QString()}},
+                    Hostile{"OpenUri", {42}}, Hostile{"Explode", {}}));
+
+TEST_F(MediaPlayer, SurvivesTheLargestNumbers) {
+  playThreeTracks();
+  call(path, player, QStringLiteral("Seek"), {std::numeric_limits<qlonglong>::min()});
+  EXPECT_EQ(read(QStringLiteral("Position")), 0);
+  const auto track = QVariant::fromValue(QDBusObjectPath(trackPath()));
+  for (const auto outside : {std::numeric_limits<qlonglong>::min(), std::numeric_limits<qlonglong>::max()}) {
+    call(path, player, QStringLiteral("SetPosition"), {track, outside});
+    EXPECT_EQ(read(QStringLiteral("Position")), 0);
+  }
+  call(path, player, QStringLiteral("Seek"), {std::numeric_limits<qlonglong>::max()});
+  EXPECT_EQ(index(), 1);
+}
+
+TEST_F(MediaPlayer, TakesVolumesWithinTheRangeAndIgnoresNonsense) {
+  const auto set = [this](const QVariant& value) { return setProperty(path, player, QStringLiteral("Volume"), value); };
+  EXPECT_FALSE(refuses(set(0.25)));
+  EXPECT_EQ(session.outputVolume().value(), 0.25);
+  for (const double nonsense : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
+    set(nonsense);
+    EXPECT_EQ(session.outputVolume().value(), 0.25);
+  }
+  EXPECT_TRUE(refuses(set(QStringLiteral("loud"))));
+  EXPECT_TRUE(refuses(set(QVariantMap{})));
+  EXPECT_EQ(session.outputVolume().value(), 0.25);
+  set(-3.0);
+  EXPECT_EQ(session.outputVolume().value(), 0);
+  set(1e300);
+  EXPECT_EQ(session.outputVolume().value(), 1);
+}
+
+TEST_F(MediaPlayer, KeepsWhatCannotBeSet) {
+  playThreeTracks();
+  setProperty(path, player, QStringLiteral("LoopStatus"), QStringLiteral("Playlist"));
+  setProperty(path, player, QStringLiteral("Shuffle"), true);
+  setProperty(path, player, QStringLiteral("Rate"), 2.0);
+  EXPECT_EQ(read(QStringLiteral("LoopStatus")), QStringLiteral("None"));
+  EXPECT_EQ(read(QStringLiteral("Shuffle")), false);
+  EXPECT_EQ(read(QStringLiteral("Rate")), 1.0);
+  EXPECT_TRUE(refuses(setProperty(path, player, QStringLiteral("Position"), 5 * second)));
+  EXPECT_TRUE(refuses(setProperty(path, player, QStringLiteral("Nothing"), 1)));
+  EXPECT_TRUE(refuses(getProperty(path, player, QStringLiteral("Nothing"))));
+  EXPECT_TRUE(refuses(getProperty(path, QStringLiteral("no.such.Interface"), QStringLiteral("Volume"))));
+}
+
+TEST_F(MediaPlayer, RefusesPlayPauseWithoutATrack) {
+  EXPECT_TRUE(refuses(call(path, player, QStringLiteral("PlayPause"))));
+  EXPECT_FALSE(refuses(call(path, player, QStringLiteral("Play"))));
+  EXPECT_FALSE(isPlaying());
+}
+
+TEST_F(MediaPlayer, OpensFiles) {
+  EXPECT_FALSE(refuses(call(path, player, QStringLiteral("OpenUri"), {QStringLiteral("file:///music/a%20b.wav")})));
+  EXPECT_EQ(opened, std::vector{FileURL("/music/a b.wav")});
+}
+
+TEST_F(MediaPlayer, PlaysOnWhenTheBusDies) {
+  playThreeTracks();
+  bus.die();
+  turnUntil([&] { return !service.isConnected(); });
+  advance(1);
+  session.playTrack(1, 0);
+  advance(2);
+  EXPECT_TRUE(isPlaying());
+  EXPECT_NEAR(position(), 2, 0.05);
+  mediaPlayer.reset();
+  EXPECT_EQ(controls.position(), 2 * second);
+}
+
+TEST_F(MediaPlayer, GivesItsNameBack) {
+  const auto ownsName = [this] {
+    const auto reply = call(
+        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                                       QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameHasOwner"))
+        << QStringLiteral("org.mpris.MediaPlayer2.tolvane_test"));
+    return reply.arguments().at(0).toBool();
+  };
+  EXPECT_TRUE(ownsName());
+  mediaPlayer.reset();
+  EXPECT_FALSE(ownsName());
+  EXPECT_TRUE(refuses(call(path, player, QStringLiteral("Next"))));
+}
+
+}  // namespace
+}  // namespace tolvane
