@@ -1,0 +1,75 @@
+#pragma once
+// What the reservation of cards says and hears on a session bus: one connection of its own, calls that wait at most
+// half a second, the object that other programs ask. Main thread. Decides nothing, and never runs the event loop.
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <expected>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace tolvane {
+
+class ReservationBus {
+ public:
+  class Events {
+   public:
+    virtual ~Events() = default;
+    /// The card's name came to another owner, or to none. Only a hint: ask.
+    virtual void nameMoved(int card) = 0;
+    /// Another program asks for a published card. The answer is sent, then releaseAnswered() runs if it was true.
+    virtual bool releaseRequested(int card, std::int32_t priority) = 0;
+    virtual void releaseAnswered(int card) = 0;
+  };
+
+  /// Why the bus is of no more use.
+  using Failure = std::string;
+  /// A program that owns a name; what it or the bus would not tell is missing.
+  struct Peer {
+    std::optional<pid_t> pid;
+    std::optional<std::int32_t> priority;
+  };
+  enum class Release : std::uint8_t { agreed, refused, ownerHasGone };
+
+  /// `events` outlives the bus.
+  static std::expected<std::unique_ptr<ReservationBus>, Failure> connect(const std::string& address, Events& events);
+  /// Gives every name back.
+  ~ReservationBus();
+  ReservationBus(const ReservationBus&) = delete;
+  ReservationBus& operator=(const ReservationBus&) = delete;
+
+  [[nodiscard]] bool isConnected() const;
+
+  // Answered before they return.
+  /// The connection that owns the card's name: empty when none does, or this one.
+  [[nodiscard]] std::expected<std::string, Failure> otherOwner(int card) const;
+  [[nodiscard]] Peer peer(int card, const std::string& owner) const;
+  /// True: the name is ours. `replaces` takes it from an owner that allows it.
+  [[nodiscard]] std::expected<bool, Failure> requestName(int card, bool replaces) const;
+  [[nodiscard]] Release requestRelease(int card, const std::string& owner, std::int32_t priority) const;
+
+  // Answered in a later turn, and not at all when the bus goes before.
+  void askOtherOwner(int card, std::function<void(const std::string&)> answer);
+  void askPeer(int card, const std::string& owner, std::function<void(const Peer&)> answer);
+
+  void releaseName(int card);
+  /// What others are told about a card while it is ours.
+  struct Published {
+    std::int32_t priority = 0;
+    std::string applicationName;
+    std::string deviceName;
+  };
+  void publish(int card, Published published);
+  void unpublish(int card);
+
+ private:
+  struct Implementation;
+  explicit ReservationBus(std::unique_ptr<Implementation> implementation);
+
+  std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,273 @@
+#include "platform/desktop/SessionBusReservation.h"
+
+#include <chrono>
+#include <map>
+#include <utility>
+
+#include "platform/desktop/ReservationBus.h"
+#include "platform/desktop/SessionBus.h"
+
+namespace tolvane {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr std::string_view category = "DeviceReservation";
+constexpr milliseconds longestLettingGo{500};  // between a program's consent and its name being free
+constexpr milliseconds betweenTries{5};
+constexpr seconds refusalCounts{10};  // so long a program that ranks lower and does not let go is left alone
+constexpr seconds betweenConnections{30};
+
+}  // namespace
+
+class SessionBusReservation::Implementation final : public std::enable_shared_from_this<Implementation>,
+                                                    private ReservationBus::Events {
+ public:
+  Implementation(RunLoop& runLoop, Log& log, Settings settings)
+      : runLoop_(runLoop), log_(log), settings_(std::move(settings)) {}
+
+  void setHandlers(Handlers handlers) { handlers_ = std::move(handlers); }
+  std::optional<Owner> owner(int card);
+  std::expected<Hold, Refusal> acquire(int card, const std::string& deviceName);
+
+ private:
+  struct Card {
+    bool isKnown = false;        ///< `owner` is what the bus told
+    std::optional<Owner> owner;  ///< another program
+    std::weak_ptr<void> hold;    ///< alive: somebody here relies on the reservation
+    std::optional<RunLoop::TimePoint> refusalCountsUntil;
+    bool isReserved = false;      ///< the name is ours
+    bool isYielding = false;      ///< the name goes when the other program has been answered
+    std::uint64_t questions = 0;  ///< answers to any but the last say nothing any more
+  };
+  /// What the last copy of a hold does when it goes.
+  struct Token {
+    std::weak_ptr<Implementation> implementation;
+    int card = 0;
+
+    Token(std::weak_ptr<Implementation> reservation, int number)
+        : implementation(std::move(reservation)), card(number) {}
+    Token(const Token&) = delete;
+    Token& operator=(const Token&) = delete;
+    ~Token() {
+      if (const auto alive = implementation.lock()) alive->holdHasGone(card);
+    }
+  };
+
+  bool connect();
+  void busFailed(const std::string& why);
+  bool ask(int card, std::string& uniqueName);
+  [[nodiscard]] std::expected<bool, ReservationBus::Failure> takeName(int card);
+  void apply(int card, std::optional<Owner> owner);
+  [[nodiscard]] Owner describe(const ReservationBus::Peer& peer) const;
+  void holdHasGone(int card);
+  void letGo(int card);
+
+  // ReservationBus::Events
+  void nameMoved(int card) override;
+  bool releaseRequested(int card, std::int32_t priority) override;
+  void releaseAnswered(int card) override { letGo(card); }
+
+  RunLoop& runLoop_;
+  Log& log_;
+  const Settings settings_;
+  Handlers handlers_;
+  std::map<int, Card> cards_;
+  std::unique_ptr<ReservationBus> bus_;
+  std::optional<RunLoop::TimePoint> lastConnection_;
+  bool hasLoggedFailure_ = false;
+};
+
+// The bus.
+
+/// Tried again after a while, because a session may get its bus later, or another one.
+bool SessionBusReservation::Implementation::connect() {
+  if (bus_ && bus_->isConnected()) return true;
+  if (bus_) busFailed("the session bus has gone");
+  const auto now = runLoop_.now();
+  if (lastConnection_ && now - *lastConnection_ < betweenConnections) return false;
+  lastConnection_ = now;
+  auto bus = ReservationBus::connect(settings_.busAddress.empty() ? sessionBusAddress() : settings_.busAddress, *this);
+  if (!bus) {
+    busFailed(bus.error());
+    return false;
+  }
+  bus_ = *std::move(bus);
+  return true;
+}
+
+/// What is held stays held: the kernel's own exclusivity serves on.
+void SessionBusReservation::Implementation::busFailed(const std::string& why) {
+  // Not at once: this may be one of the bus's own turns.
+  if (bus_) runLoop_.post([self = shared_from_this(), gone = std::shared_ptr<ReservationBus>(std::move(bus_))] {});
+  for (auto& [number, card] : cards_) {
+    card.isReserved = false;
+    card.isKnown = false;
+    card.owner.reset();
+    ++card.questions;
+  }
+  if (std::exchange(hasLoggedFailure_, true)) return;
+  log_.write(LogLevel::standard, category,
+             "Sound cards are not reserved on the session bus, because " + why + ". The kernel keeps others away.");
+}
+
+/// Who has the card now. False when the bus has failed.
+bool SessionBusReservation::Implementation::ask(int card, std::string& uniqueName) {
+  auto& entry = cards_[card];
+  ++entry.questions;
+  const auto name = bus_->otherOwner(card);
+  if (!name) {
+    busFailed(name.error());
+    return false;
+  }
+  uniqueName = *name;
+  std::optional<Owner> owner;
+  if (!name->empty()) owner = describe(bus_->peer(card, *name));
+  entry.isKnown = true;
+  apply(card, owner);
+  return true;
+}
+
+SessionBusReservation::Owner SessionBusReservation::Implementation::describe(const ReservationBus::Peer& peer) const {
+  return {peer.pid.value_or(0), peer.priority && *peer.priority < settings_.priority};
+}
+
+void SessionBusReservation::Implementation::apply(int card, std::optional<Owner> owner) {
+  if (std::exchange(cards_[card].owner, owner) == owner) return;
+  cards_[card].refusalCountsUntil.reset();
+  runLoop_.post([held = weak_from_this(), card] {
+    const auto self = held.lock();
+    if (self && self->handlers_.ownerMayHaveChanged) self->handlers_.ownerMayHaveChanged(card);
+  });
+}
+
+void SessionBusReservation::Implementation::nameMoved(int card) {
+  if (!bus_) return;
+  const std::uint64_t question = ++cards_[card].questions;
+  // By the time this is heard it may have moved again: what counts is who has it now.
+  bus_->askOtherOwner(card, [this, card, question](const std::string& name) {
+    auto& asked = cards_[card];
+    if (asked.questions != question) return;
+    asked.isKnown = true;
+    if (name.empty()) return apply(card, std::nullopt);
+    if (std::exchange(asked.isReserved, false) && !asked.hold.expired()) {
+      log_.write(LogLevel::standard, category,
+                 "Another program has taken the reservation of card " + std::to_string(card) + " away");
+      if (bus_) bus_->unpublish(card);
+      if (handlers_.mustYield) handlers_.mustYield(card);
+    }
+    if (!bus_) return;
+    bus_->askPeer(card, name, [this, card, question](const ReservationBus::Peer& peer) {
+      if (cards_[card].questions == question) apply(card, describe(peer));
+    });
+  });
+}
+
+// Other programs' cards, and ours.
+
+std::optional<DeviceReservation::Owner> SessionBusReservation::Implementation::owner(int card) {
+  std::string uniqueName;
+  if (!connect() || (!cards_[card].isKnown && !ask(card, uniqueName))) return std::nullopt;
+  Card& entry = cards_[card];
+  auto owner = entry.owner;
+  if (owner && entry.refusalCountsUntil && runLoop_.now() < *entry.refusalCountsUntil) owner->yields = false;
+  return owner;
+}
+
+/// False: another program has it, and keeps it.
+std::expected<bool, ReservationBus::Failure> SessionBusReservation::Implementation::takeName(int card) {
+  auto taken = bus_->requestName(card, false);
+  if (!taken || *taken) return taken;
+  std::string uniqueName;
+  if (!ask(card, uniqueName)) return std::unexpected("it does not answer");
+  bool replaces = false;
+  if (const auto& other = cards_[card].owner) {
+    if (!other->yields) return false;
+    const auto release = bus_->requestRelease(card, uniqueName, settings_.priority);
+    if (release == ReservationBus::Release::refused) {
+      cards_[card].refusalCountsUntil = runLoop_.now() + refusalCounts;
+      return false;
+    }
+    replaces = release == ReservationBus::Release::agreed;
+  }
+  const auto end = runLoop_.now() + longestLettingGo;
+  while (true) {
+    taken = bus_->requestName(card, replaces);
+    if (!taken || *taken || runLoop_.now() >= end) return taken;
+    replaces = false;  // whoever has it now has not been asked
+    runLoop_.sleepFor(betweenTries);
+  }
+}
+
+std::expected<DeviceReservation::Hold, DeviceReservation::Refusal> SessionBusReservation::Implementation::acquire(
+    int card, const std::string& deviceName) {
+  if (!connect()) return Hold();
+  auto& entry = cards_[card];
+  auto hold = entry.hold.lock();
+  if (hold && entry.isReserved) return hold;
+  // Whoever asks about the card as soon as the name is ours is answered.
+  bus_->publish(card, {settings_.priority, settings_.applicationName, deviceName});
+  const auto taken = takeName(card);
+  if (!taken) {
+    if (bus_) busFailed(taken.error());
+    return hold;
+  }
+  if (!*taken) {
+    bus_->unpublish(card);
+    return std::unexpected(Refusal::reservedByAnother);
+  }
+  ++entry.questions;  // answers that are still under way are older
+  entry.isKnown = true;
+  entry.isReserved = true;
+  apply(card, std::nullopt);
+  if (!hold) {
+    hold = std::make_shared<Token>(weak_from_this(), card);
+    entry.hold = hold;
+  }
+  return hold;
+}
+
+void SessionBusReservation::Implementation::holdHasGone(int card) {
+  if (!cards_[card].isYielding) letGo(card);
+}
+
+void SessionBusReservation::Implementation::letGo(int card) {
+  auto& entry = cards_[card];
+  entry.isYielding = false;
+  if (!std::exchange(entry.isReserved, false) || !bus_) return;
+  bus_->unpublish(card);
+  bus_->releaseName(card);
+}
+
+bool SessionBusReservation::Implementation::releaseRequested(int card, std::int32_t priority) {
+  auto& entry = cards_[card];
+  if (!entry.isReserved || priority <= settings_.priority) return false;
+  entry.isYielding = true;
+  if (handlers_.mustYield) handlers_.mustYield(card);
+  if (!entry.hold.expired()) {
+    entry.isYielding = false;
+    return false;
+  }
+  log_.write(LogLevel::standard, category,
+             "Gave card " + std::to_string(card) + " to a program of higher priority that asked for it");
+  return true;
+}
+
+// The face.
+
+SessionBusReservation::SessionBusReservation(RunLoop& runLoop, Log& log, Settings settings)
+    : implementation_(std::make_shared<Implementation>(runLoop, log, std::move(settings))) {}
+
+SessionBusReservation::~SessionBusReservation() = default;
+
+void SessionBusReservation::setHandlers(Handlers handlers) { implementation_->setHandlers(std::move(handlers)); }
+
+std::optional<DeviceReservation::Owner> SessionBusReservation::owner(int card) { return implementation_->owner(card); }
+
+std::expected<DeviceReservation::Hold, DeviceReservation::Refusal> SessionBusReservation::acquire(
+    int card, const std::string& deviceName) {
+  return implementation_->acquire(card, deviceName);
+}
+
+}  // namespace tolvane
