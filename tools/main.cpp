@@ -9,6 +9,7 @@
 #include "platform/codecs/SystemAudioFileServices.h"
 #include "platform/desktop/HeadlessRunLoop.h"
 #include "platform/desktop/RealtimeScheduling.h"
+#include "platform/desktop/SessionBusReservation.h"
 #include "platform/desktop/StandardErrorLog.h"
 #include "platform/desktop/TerminationSignals.h"
 #include "tools/PlayCommand.h"
@@ -24,7 +25,9 @@ struct Machine {
   HeadlessRunLoop runLoop;
   StandardErrorLog log;
   RealtimeScheduling realtime{runLoop, log};
-  AlsaAudioHardware hardware{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); }};
+  SessionBusReservation reservation{runLoop, log};
+  AlsaAudioHardware hardware{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); },
+                             &reservation};
 };
 
 void playFiles(const ProbeArguments& arguments, ProbeOutput& output) {

@@ -87,21 +87,29 @@ bool isSettable(FourCharCode selector) {
 }  // namespace
 
 AlsaAudioHardware::AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t)> makeRealtime,
-                                     const AlsaPaths& paths)
+                                     DeviceReservation* reservation, const AlsaPaths& paths)
     : runLoop_(runLoop),
       log_(log),
       makeRealtime_(std::move(makeRealtime)),
-      paths_(paths),
       listeners_(runLoop),
+      system_{
+          paths, runLoop, reservation,
+          [this](AudioObjectID object, FourCharCode selector) { listeners_.notify(object, globalAddress(selector)); }},
       watcher_(runLoop, log, paths.devices,
                {.devicesMayHaveCome = [this] { refresh(); },
                 .cardHasGone = [this](int card) { removeDevicesOf(card); },
                 .usageMayHaveChanged = [this](int card, unsigned device) { usageChanged(card, device); }}) {
   silenceAlsaLibrary();
+  if (reservation != nullptr) {
+    reservation->setHandlers({.ownerMayHaveChanged = [this](int card) { reservationChanged(card); },
+                              .mustYield = [this](int card) { yield(card); }});
+  }
   refresh();
 }
 
-AlsaAudioHardware::~AlsaAudioHardware() = default;
+AlsaAudioHardware::~AlsaAudioHardware() {
+  if (system_.reservation != nullptr) system_.reservation->setHandlers({});
+}
 
 // Objects and properties.
 
@@ -220,7 +228,7 @@ void AlsaAudioHardware::refresh() {
     known.push_back(device->info());
     cards.insert(device->info().card);
   }
-  const std::vector<AlsaDeviceInfo> found = listDevices(collectCardFacts(paths_, cards), known);
+  const std::vector<AlsaDeviceInfo> found = listDevices(collectCardFacts(system_.paths, cards), known);
 
   const AudioObjectID defaultBefore = defaultDeviceId();
   const auto before = std::exchange(devices_, {});
@@ -232,9 +240,7 @@ void AlsaAudioHardware::refresh() {
       continue;
     }
     const Ids ids = idsFor(info.uid);
-    devices_.push_back(std::make_shared<AlsaDevice>(
-        info, ids.device, ids.stream, paths_,
-        [this](AudioObjectID object, FourCharCode selector) { listeners_.notify(object, globalAddress(selector)); }));
+    devices_.push_back(std::make_shared<AlsaDevice>(info, ids.device, ids.stream, system_));
     log_.write(LogLevel::info, category, fmt::format("Found {} ({})", info.name, info.uid));
     changed = true;
   }
@@ -287,6 +293,19 @@ void AlsaAudioHardware::watchCards() {
 void AlsaAudioHardware::usageChanged(int card, unsigned device) {
   for (const auto& candidate : devices_) {
     if (candidate->info().card == card && candidate->info().device == device) candidate->checkOwner();
+  }
+}
+
+/// A reservation is of a whole card.
+void AlsaAudioHardware::reservationChanged(int card) {
+  for (const auto& device : devices_) {
+    if (device->info().card == card) device->checkOwner();
+  }
+}
+
+void AlsaAudioHardware::yield(int card) {
+  for (const auto& device : devices_) {
+    if (device->info().card == card) device->yield();
   }
 }
 

@@ -23,10 +23,11 @@ namespace tolvane {
 
 class AlsaAudioHardware : public AudioHardware, private AudioOutputComponent, private AlsaOutputUnit::Host {
  public:
-  /// `makeRealtime` is called on each render thread at its start with the thread's id; it may be empty. Run loop and
-  /// log outlive the hardware.
+  /// `makeRealtime` is called on each render thread at its start with the thread's id; it may be empty. `reservation`
+  /// may be null: there is no session, and the kernel's exclusivity serves alone. Run loop, log and reservation outlive
+  /// the hardware.
   AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t tid)> makeRealtime,
-                    const AlsaPaths& paths = {});
+                    DeviceReservation* reservation = nullptr, const AlsaPaths& paths = {});
   ~AlsaAudioHardware() override;
 
   bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
@@ -66,6 +67,8 @@ class AlsaAudioHardware : public AudioHardware, private AudioOutputComponent, pr
   void refresh();
   void removeDevicesOf(int card);
   void usageChanged(int card, unsigned device);
+  void reservationChanged(int card);
+  void yield(int card);
   void watchCards();
   void announceListChange(AudioObjectID defaultBefore);
   [[nodiscard]] Ids idsFor(const std::string& uid);
@@ -73,8 +76,8 @@ class AlsaAudioHardware : public AudioHardware, private AudioOutputComponent, pr
   RunLoop& runLoop_;
   Log& log_;
   const std::function<bool(pid_t)> makeRealtime_;
-  const AlsaPaths paths_;
   PropertyListeners listeners_;
+  const AlsaDevice::System system_;
   std::map<std::string, Ids> ids_;  ///< by uid, also of what has been plugged out
   AudioObjectID nextId_ = kAudioObjectSystemObject + 1;
   std::vector<std::shared_ptr<AlsaDevice>> devices_;

@@ -22,19 +22,18 @@ std::uint32_t wholeRate(double rate) {
   return static_cast<std::uint32_t>(std::lround(rate));
 }
 
-bool isBusy(int error) { return statusFromAlsaError(error) == kAudioDevicePermissionsError; }
-
 }  // namespace
 
-AlsaDevice::AlsaDevice(AlsaDeviceInfo info, AudioObjectID id, AudioObjectID streamId, AlsaPaths paths, Notify notify)
+AlsaDevice::AlsaDevice(AlsaDeviceInfo info, AudioObjectID id, AudioObjectID streamId, const System& system)
     : info_(std::move(info)),
       id_(id),
       streamId_(streamId),
-      paths_(std::move(paths)),
-      notify_(std::move(notify)),
+      system_(system),
+      claim_({info_.card, info_.device, info_.name}, system.paths, system.runLoop, system.reservation),
       lastOwner_(hogOwner()) {}
 
 std::expected<std::shared_ptr<AlsaPcm>, OSStatus> AlsaDevice::openPcm() const {
+  if (claim_.isReservedByAnother()) return std::unexpected(kAudioDevicePermissionsError);
   auto pcm = AlsaPcm::open(info_.card, info_.device);
   if (!pcm) return std::unexpected(statusFromAlsaError(pcm.error()));
   return *std::move(pcm);
@@ -43,7 +42,7 @@ std::expected<std::shared_ptr<AlsaPcm>, OSStatus> AlsaDevice::openPcm() const {
 /// A substream that is open in this process already.
 std::shared_ptr<AlsaPcm> AlsaDevice::heldPcm() const {
   if (auto pcm = unitPcm_.lock()) return pcm;
-  return claimed_.empty() ? nullptr : claimed_.front();
+  return claim_.pcm();
 }
 
 const AlsaCapabilities* AlsaDevice::capabilities() {
@@ -63,7 +62,7 @@ const AlsaCapabilities* AlsaDevice::capabilities() {
 std::expected<double, OSStatus> AlsaDevice::nominalRate() {
   if (unitSetup_) return unitSetup_->rate;
   if (chosenRate_) return *chosenRate_;
-  for (const AlsaSubstream& substream : readSubstreams(paths_, info_.card, info_.device)) {
+  for (const AlsaSubstream& substream : readSubstreams(system_.paths, info_.card, info_.device)) {
     if (substream.hwParams) return substream.hwParams->rate;
   }
   const AlsaCapabilities* can = capabilities();
@@ -84,7 +83,7 @@ OSStatus AlsaDevice::setNominalRate(double rate) {
   const auto before = nominalRate();
   if (const OSStatus status = tryRate(whole); status != noErr) return status;
   chosenRate_ = whole;
-  if (!before || *before != *chosenRate_) notify_(id_, kAudioDevicePropertyNominalSampleRate);
+  if (!before || *before != *chosenRate_) system_.notify(id_, kAudioDevicePropertyNominalSampleRate);
   return noErr;
 }
 
@@ -117,7 +116,7 @@ std::expected<std::vector<AudioValueRange>, OSStatus> AlsaDevice::availableRates
 std::optional<AlsaSubstream> AlsaDevice::ownSubstream() const {
   const auto pcm = unitPcm_.lock();
   if (!pcm || !unitSetup_) return std::nullopt;
-  for (AlsaSubstream& substream : readSubstreams(paths_, info_.card, info_.device)) {
+  for (AlsaSubstream& substream : readSubstreams(system_.paths, info_.card, info_.device)) {
     if (substream.index == pcm->subdevice() && substream.ownerProcess == getpid()) return std::move(substream);
   }
   return std::nullopt;
@@ -133,8 +132,8 @@ std::expected<double, OSStatus> AlsaDevice::actualRate() const {
 int AlsaDevice::significantBits(const AlsaHwParams& params) const {
   const int driver = unitSetup_->significantBits;
   if (info_.transport != kAudioDeviceTransportTypeUSB) return driver;
-  const auto text =
-      readSmallFile(paths_.asound + "/card" + std::to_string(info_.card) + "/stream" + std::to_string(info_.device));
+  const auto text = readSmallFile(system_.paths.asound + "/card" + std::to_string(info_.card) + "/stream" +
+                                  std::to_string(info_.device));
   const auto device = text ? parseUsbSignificantBits(*text, params.format, params.channels) : std::nullopt;
   if (!device) return driver;
   return driver > 0 ? std::min(driver, *device) : *device;
@@ -176,53 +175,35 @@ std::uint32_t AlsaDevice::bufferFrameSize() {
 
 // Ownership.
 
-pid_t AlsaDevice::hogOwner() const {
-  if (!claimed_.empty()) return getpid();
-  pid_t foreign = -1;
-  for (const AlsaSubstream& substream : readSubstreams(paths_, info_.card, info_.device)) {
-    if (substream.status.state == AlsaStreamState::closed) return -1;  // others can still play
-    if (substream.ownerProcess > 0 && substream.ownerProcess != getpid()) foreign = substream.ownerProcess;
-  }
-  return foreign;
-}
+pid_t AlsaDevice::hogOwner() const { return claim_.owner(); }
 
 OSStatus AlsaDevice::toggleHog() {
-  if (!claimed_.empty()) {
-    releaseClaim();
-  } else if (const OSStatus status = claim(); status != noErr) {
+  if (claim_.isHeld()) {
+    claim_.release();
+  } else if (const OSStatus status = claim_.take(unitPcm_.lock()); status != noErr) {
     return status;
   }
   checkOwner();
   return noErr;
 }
 
-OSStatus AlsaDevice::claim() {
-  std::vector<std::shared_ptr<AlsaPcm>> all;
-  if (auto pcm = unitPcm_.lock()) all.push_back(std::move(pcm));
-  do {
-    auto pcm = AlsaPcm::open(info_.card, info_.device);
-    if (!pcm && isBusy(pcm.error())) break;
-    if (!pcm) return statusFromAlsaError(pcm.error());
-    all.push_back(*std::move(pcm));
-  } while (all.size() < all.front()->subdeviceCount());
-  // A substream that another process holds can play at any time: then this is no exclusive access.
-  if (all.empty() || all.size() < all.front()->subdeviceCount()) return kAudioDevicePermissionsError;
-  claimed_ = std::move(all);
-  return noErr;
-}
-
-void AlsaDevice::releaseClaim() { claimed_.clear(); }
-
 void AlsaDevice::checkOwner() {
   const pid_t owner = hogOwner();
-  if (std::exchange(lastOwner_, owner) != owner) notify_(id_, kAudioDevicePropertyHogMode);
+  if (std::exchange(lastOwner_, owner) != owner) system_.notify(id_, kAudioDevicePropertyHogMode);
 }
 
-void AlsaDevice::markGone() { releaseClaim(); }
+void AlsaDevice::yield() {
+  claim_.release();
+  if (const auto surrender = std::exchange(surrenderUnit_, nullptr)) surrender();
+  checkOwner();
+}
+
+void AlsaDevice::markGone() { claim_.release(); }
 
 // Units.
 
-std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const AudioStreamBasicDescription& client) {
+std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const AudioStreamBasicDescription& client,
+                                                                     std::function<void()> surrender) {
   const auto layout = pcmLayout(client);
   if (!layout) return std::unexpected(kAudioUnitErr_FormatNotSupported);
   if (!unitPcm_.expired()) return std::unexpected(kAudioDevicePermissionsError);  // one unit at a time
@@ -240,6 +221,7 @@ std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const Audio
   unitPcm_ = pcm;
   unitSetup_ = *setup;
   unitClient_ = client;
+  surrenderUnit_ = std::move(surrender);
   return OpenPcm{std::move(pcm), *setup};
 }
 
@@ -249,6 +231,7 @@ void AlsaDevice::closeForUnit() {
   if (unitSetup_ && !chosenRate_) chosenRate_ = unitSetup_->rate;
   unitPcm_.reset();
   unitSetup_.reset();
+  surrenderUnit_ = nullptr;
 }
 
 }  // namespace tolvane

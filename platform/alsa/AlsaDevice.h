@@ -11,22 +11,31 @@
 #include <vector>
 
 #include "platform/AudioHardware.h"
+#include "platform/DeviceReservation.h"
+#include "platform/RunLoop.h"
+#include "platform/alsa/AlsaClaim.h"
 #include "platform/alsa/AlsaDeviceList.h"
 #include "platform/alsa/AlsaPcm.h"
 #include "platform/alsa/AlsaProc.h"
 
 namespace tolvane {
 
-/// Hog mode here is the kernel's own exclusivity: while it is claimed, every substream of the PCM is open in this
-/// process, so that nobody else can open one. A claim that cannot be complete is not made. A unit plays on the first
-/// of the claimed substreams. Giving the claim up closes all of them at once, save the one that a unit is using:
-/// that one closes with the unit. (A reservation on the bus, where there is a sound server, belongs around claim() and
-/// the end of releaseClaim().)
+/// Hog mode here is a claim (AlsaClaim.h): every substream of the PCM is open in this process, so that nobody else can
+/// open one, and the card is reserved where programs do that. A claim that cannot be complete is not made. A unit plays
+/// on the first of the claimed substreams. Giving the claim up closes all of them at once, save the one that a unit is
+/// using: that one closes with the unit.
 class AlsaDevice {
  public:
   using Notify = std::function<void(AudioObjectID object, FourCharCode selector)>;
+  /// What all devices share; outlives them.
+  struct System {
+    AlsaPaths paths;
+    RunLoop& runLoop;
+    DeviceReservation* reservation = nullptr;
+    Notify notify;
+  };
 
-  AlsaDevice(AlsaDeviceInfo info, AudioObjectID id, AudioObjectID streamId, AlsaPaths paths, Notify notify);
+  AlsaDevice(AlsaDeviceInfo info, AudioObjectID id, AudioObjectID streamId, const System& system);
 
   [[nodiscard]] const AlsaDeviceInfo& info() const { return info_; }
   [[nodiscard]] AudioObjectID id() const { return id_; }
@@ -47,17 +56,22 @@ class AlsaDevice {
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> virtualFormat() const;
   [[nodiscard]] bool isStreamActive() const;
 
-  /// For a unit: the PCM, set up for this client at the nominal rate. One unit at a time.
+  /// For a unit: the PCM, set up for this client at the nominal rate. One unit at a time. `surrender` makes the unit
+  /// let go of the PCM at once, for good, and call closeForUnit().
   struct OpenPcm {
     std::shared_ptr<AlsaPcm> pcm;
     AlsaPcmSetup setup;
   };
-  [[nodiscard]] std::expected<OpenPcm, OSStatus> openForUnit(const AudioStreamBasicDescription& client);
+  [[nodiscard]] std::expected<OpenPcm, OSStatus> openForUnit(const AudioStreamBasicDescription& client,
+                                                             std::function<void()> surrender);
   /// The unit has let go of its PCM, or is about to.
   void closeForUnit();
 
-  /// Somebody opened or closed the PCM: tells the listeners of hog mode if its owner is another one now.
+  /// Somebody opened or closed the PCM, or reserved the card: tells the listeners of hog mode if its owner is another
+  /// one now.
   void checkOwner();
+  /// Another program is to have the card: what is claimed here is closed when this returns.
+  void yield();
   /// The hardware has gone: what is open is let go.
   void markGone();
 
@@ -66,22 +80,20 @@ class AlsaDevice {
   [[nodiscard]] std::shared_ptr<AlsaPcm> heldPcm() const;
   [[nodiscard]] const AlsaCapabilities* capabilities();
   [[nodiscard]] OSStatus tryRate(std::uint32_t rate);
-  [[nodiscard]] OSStatus claim();
-  void releaseClaim();
   [[nodiscard]] std::optional<AlsaSubstream> ownSubstream() const;
   [[nodiscard]] int significantBits(const AlsaHwParams& params) const;
 
   const AlsaDeviceInfo info_;
   const AudioObjectID id_;
   const AudioObjectID streamId_;
-  const AlsaPaths paths_;
-  const Notify notify_;
+  const System& system_;
 
   std::optional<AlsaCapabilities> capabilities_;  ///< as the hardware told when it could first be opened
   OSStatus probeStatus_ = noErr;                  ///< why there are none
   std::optional<double> chosenRate_;
-  std::vector<std::shared_ptr<AlsaPcm>> claimed_;
+  AlsaClaim claim_;
   std::weak_ptr<AlsaPcm> unitPcm_;
+  std::function<void()> surrenderUnit_;  ///< while a unit has the PCM
   std::optional<AlsaPcmSetup> unitSetup_;
   AudioStreamBasicDescription unitClient_;
   pid_t lastOwner_ = -1;

@@ -135,7 +135,7 @@ OSStatus AlsaOutputUnit::initialize() {
   if (!device) return kAudioHardwareBadDeviceError;
   auto notice = std::make_unique<EventDescriptor>();
   if (!notice->isValid()) return kAudioHardwareUnspecifiedError;
-  auto opened = device->openForUnit(*format_);
+  auto opened = device->openForUnit(*format_, [this] { surrender(); });
   if (!opened) return opened.error();
   auto pipeline = RenderPipeline::make(
       {*format_, opened->setup.layout, opened->setup.channels, static_cast<double>(opened->setup.rate)});
@@ -164,8 +164,9 @@ OSStatus AlsaOutputUnit::uninitialize() {
   noticeWatch_.reset();
   handleNotice();
   // The loop's hold on the PCM must be gone before the device lets go of it, so that the last one closes it.
+  const bool hadPcm = loop_->hasPcm();
   loop_.reset();
-  device_->closeForUnit();
+  if (hadPcm) device_->closeForUnit();
   device_.reset();
   notice_.reset();
   state_ = State::created;
@@ -193,6 +194,14 @@ OSStatus AlsaOutputUnit::stop() {
 std::int64_t AlsaOutputUnit::framesPlayed() const { return loop_ ? loop_->framesPlayed() : 0; }
 
 std::uint64_t AlsaOutputUnit::underrunCount() const { return loop_ ? loop_->underruns() : 0; }
+
+/// The device goes to another program: as if it had failed, but that it is closed now.
+void AlsaOutputUnit::surrender() {
+  loop_->surrender();
+  device_->closeForUnit();
+  host_.log().write(LogLevel::standard, category, fmt::format("{} was given to another program", device_->info().name));
+  host_.deviceFailed(device_->id());
+}
 
 /// The render thread has something to tell: underruns to be logged, or the end of its device.
 void AlsaOutputUnit::handleNotice() {

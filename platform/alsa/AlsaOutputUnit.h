@@ -49,6 +49,7 @@ class AlsaOutputUnit : public AudioOutputUnit {
   OSStatus setFormat(const AudioStreamBasicDescription& format);
   OSStatus setCallback(const AURenderCallback& callback);
   void handleNotice();
+  void surrender();
 
   Host& host_;
   State state_ = State::created;

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <expected>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "platform/AudioHardware.h"
@@ -64,12 +65,16 @@ class AlsaPcm {
   /// How many substreams the PCM has in all.
   [[nodiscard]] unsigned subdeviceCount() const { return subdeviceCount_; }
 
+  /// Something that must not go before the PCM is closed. One thing at a time.
+  void keepUntilClosed(std::shared_ptr<void> kept) { kept_ = std::move(kept); }
+
  private:
   explicit AlsaPcm(snd_pcm_t* handle);
 
   snd_pcm_t* const handle_;
   unsigned subdevice_ = 0;
   unsigned subdeviceCount_ = 1;
+  std::shared_ptr<void> kept_;  ///< a member: it goes after the destructor has closed the handle
 };
 
 }  // namespace tolvane

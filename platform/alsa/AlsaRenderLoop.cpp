@@ -66,8 +66,7 @@ snd_pcm_status_t* newStatus() {
 AlsaRenderLoop::AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup& setup,
                                std::unique_ptr<RenderPipeline> pipeline, std::function<bool(pid_t)> makeRealtime,
                                EventDescriptor& notice)
-    : pcm_(std::move(pcm)),
-      handle_(pcm_->handle()),
+    : handle_(pcm->handle()),
       setup_(setup),
       status_(newStatus(), &snd_pcm_status_free),
       frameBytes_(std::size_t{setup.channels} * setup.layout.bytes),
@@ -76,7 +75,8 @@ AlsaRenderLoop::AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup&
       pipeline_(std::move(pipeline)),
       shadow_(setup.usesMmap ? 0 : setup.bufferFrames * frameBytes_),
       ring_(setup.usesMmap ? nullptr : shadow_.data()),
-      unheard_(setup.bufferFrames * frameBytes_) {
+      unheard_(setup.bufferFrames * frameBytes_),
+      pcm_(std::move(pcm)) {
   const int count = std::max(0, snd_pcm_poll_descriptors_count(handle_));
   descriptors_.resize(static_cast<std::size_t>(count) + 1);
   snd_pcm_poll_descriptors(handle_, descriptors_.data() + 1, static_cast<unsigned>(count));
@@ -100,6 +100,7 @@ std::vector<std::span<std::byte>> AlsaRenderLoop::memory() {
 }
 
 OSStatus AlsaRenderLoop::start(const AURenderCallback& callback) {
+  if (!pcm_) return kAudioDevicePermissionsError;
   if (!wake_.isValid() || !pipeline_->reset(callback)) return kAudioHardwareUnspecifiedError;
   wake_.clear();
   ends_.store(false, std::memory_order_relaxed);  // the thread is created after it
@@ -140,6 +141,12 @@ OSStatus AlsaRenderLoop::stop() {
   position_.store(std::max(position_.load(std::memory_order_relaxed), base_ + framesPlayed_),
                   std::memory_order_relaxed);
   return statusFromAlsaError(error);
+}
+
+void AlsaRenderLoop::surrender() {
+  stop();
+  pcm_.reset();
+  lastError_.store(kAudioDevicePermissionsError, std::memory_order_release);  // partner: takeLastError()
 }
 
 /// Finds out how much has been heard, with the device still or about to be.

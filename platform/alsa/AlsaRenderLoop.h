@@ -37,6 +37,10 @@ class AlsaRenderLoop {
   [[nodiscard]] OSStatus start(const AURenderCallback& callback);
   /// Ends the thread, then the device, at once. The status is the device's; the loop is stopped in any case.
   OSStatus stop();
+  /// Stops, and gives the PCM up for good: no start() succeeds any more. What was played stays known.
+  void surrender();
+  /// False once surrendered.
+  [[nodiscard]] bool hasPcm() const { return pcm_ != nullptr; }
 
   /// The thread runs and the device has not failed.
   [[nodiscard]] bool isAlive() const { return alive_.load(std::memory_order_acquire); }  // partner: fail(), start()
@@ -74,8 +78,7 @@ class AlsaRenderLoop {
   long halt();
 
   // Constant after construction.
-  const std::shared_ptr<AlsaPcm> pcm_;
-  snd_pcm_t* const handle_;
+  snd_pcm_t* const handle_;  ///< of pcm_
   const AlsaPcmSetup setup_;
   const std::unique_ptr<snd_pcm_status_t, decltype(&snd_pcm_status_free)> status_;  ///< null: there was no memory
   const std::size_t frameBytes_;
@@ -98,6 +101,7 @@ class AlsaRenderLoop {
   std::size_t unheardAt_ = 0;
 
   // Main thread.
+  std::shared_ptr<AlsaPcm> pcm_;  ///< null once surrendered
   std::thread thread_;
   std::binary_semaphore begun_{0};
   std::int64_t framesPlayed_ = 0;

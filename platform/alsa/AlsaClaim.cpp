@@ -1,0 +1,96 @@
+#include "platform/alsa/AlsaClaim.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <utility>
+
+#include "platform/alsa/AlsaStatus.h"
+
+namespace tolvane {
+namespace {
+
+constexpr std::chrono::seconds longestWait{2};
+constexpr std::chrono::milliseconds betweenTries{5};
+
+/// Not every server reserves its cards itself: PipeWire's session manager does it for the daemon that opens them.
+bool isServer(const AlsaPaths& paths, pid_t process) {
+  return readSmallFile(paths.processes + "/" + std::to_string(process) + "/comm") == "pipewire\n";
+}
+
+}  // namespace
+
+bool holderYields(const AlsaUsage& usage) {
+  if (usage.holderStayed || !usage.owner || !usage.owner->yields) return false;
+  return usage.holderIsServer || usage.holder == usage.owner->pid;
+}
+
+pid_t foreignOwner(const AlsaUsage& usage) {
+  if (usage.owner && !usage.owner->yields) return usage.owner->pid;
+  return usage.allTaken && !holderYields(usage) ? usage.holder : -1;
+}
+
+AlsaClaim::AlsaClaim(Pcm pcm, AlsaPaths paths, RunLoop& runLoop, DeviceReservation* reservation)
+    : pcm_(std::move(pcm)), paths_(std::move(paths)), runLoop_(runLoop), reservation_(reservation) {}
+
+AlsaUsage AlsaClaim::usage() const {
+  AlsaUsage usage;
+  const auto substreams = readSubstreams(paths_, pcm_.card, pcm_.device);
+  usage.allTaken = !substreams.empty();
+  for (const AlsaSubstream& substream : substreams) {
+    if (substream.status.state == AlsaStreamState::closed) usage.allTaken = false;
+    if (substream.ownerProcess > 0 && substream.ownerProcess != getpid()) usage.holder = substream.ownerProcess;
+  }
+  usage.holderIsServer = usage.holder > 0 && isServer(paths_, usage.holder);
+  usage.holderStayed = usage.holder > 0 && usage.holder == stayed_;
+  if (reservation_ != nullptr) usage.owner = reservation_->owner(pcm_.card);
+  return usage;
+}
+
+pid_t AlsaClaim::owner() const { return isHeld() ? getpid() : foreignOwner(usage()); }
+
+bool AlsaClaim::isReservedByAnother() const {
+  const auto owner = reservation_ == nullptr || isHeld() ? std::nullopt : reservation_->owner(pcm_.card);
+  return owner && !owner->yields;
+}
+
+/// A substream that another process holds can play at any time: then this would be no exclusive access.
+std::expected<AlsaClaim::Substreams, OSStatus> AlsaClaim::openAll(const std::shared_ptr<AlsaPcm>& inUse) const {
+  Substreams all;
+  if (inUse) all.push_back(inUse);
+  do {
+    auto pcm = AlsaPcm::open(pcm_.card, pcm_.device);
+    if (!pcm) return std::unexpected(statusFromAlsaError(pcm.error()));
+    all.push_back(*std::move(pcm));
+  } while (all.size() < all.front()->subdeviceCount());
+  return all;
+}
+
+OSStatus AlsaClaim::take(std::shared_ptr<AlsaPcm> inUse) {
+  const AlsaUsage before = usage();
+  const bool mustWait = before.holder > 0 && holderYields(before);
+  if (before.holder > 0 && !mustWait) return kAudioDevicePermissionsError;
+  DeviceReservation::Hold hold;
+  if (reservation_ != nullptr) {
+    auto reserved = reservation_->acquire(pcm_.card, pcm_.name);
+    if (!reserved) return kAudioDevicePermissionsError;
+    hold = *std::move(reserved);
+  }
+  // A server lets go some moments after it has said so.
+  const auto end = runLoop_.now() + (mustWait && hold ? longestWait : std::chrono::seconds(0));
+  auto opened = openAll(inUse);
+  while (!opened && opened.error() == kAudioDevicePermissionsError && runLoop_.now() < end) {
+    runLoop_.sleepFor(betweenTries);
+    opened = openAll(inUse);
+  }
+  if (!opened) {
+    if (mustWait) stayed_ = before.holder;
+    return opened.error();
+  }
+  stayed_ = -1;
+  for (const auto& pcm : *opened) pcm->keepUntilClosed(hold);
+  pcms_ = *std::move(opened);
+  return noErr;
+}
+
+}  // namespace tolvane
