@@ -9,6 +9,7 @@
 #include "platform/codecs/SystemAudioFileServices.h"
 #include "platform/desktop/QtRunLoop.h"
 #include "platform/desktop/RealtimeScheduling.h"
+#include "platform/desktop/SessionBusReservation.h"
 #include "platform/desktop/StandardErrorLog.h"
 #include "platform/desktop/TerminationSignals.h"
 #include "platform/simulated/MemoryUserDefaults.h"
@@ -27,7 +28,9 @@ struct Player {
   QtRunLoop runLoop;
   TerminationSignals termination{runLoop, [](int) { QCoreApplication::quit(); }};
   RealtimeScheduling realtime{runLoop, log};
-  AlsaAudioHardware hardware{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); }};
+  SessionBusReservation reservation{runLoop, log};
+  AlsaAudioHardware hardware{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); },
+                             &reservation};
   SystemAudioFileServices files;
   MemoryUserDefaults defaults;
   SimulatedFileBookmarks bookmarks;
