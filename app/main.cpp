@@ -22,6 +22,11 @@
 namespace tolvane {
 namespace {
 
+/// For waveforms: a file by one thread, so that the cores are left to what the listener waits for.
+std::shared_ptr<AudioFileServices> waveformFiles() {
+  return std::make_shared<SystemAudioFileServices>(SegmentLimits{.workers = 1});
+}
+
 /// Made from top to bottom, given back from bottom to top: the session lets go of its device before the hardware ends.
 struct Player {
   StandardErrorLog log;
@@ -36,8 +41,10 @@ struct Player {
   SimulatedFileBookmarks bookmarks;
   PlayerSession session{hardware, files, defaults, bookmarks, runLoop, log};
   OutputDeviceList devices{hardware, [this](AudioObjectID id) { session.setOutputDevice(id); }};
-  SourceActions sources{runLoop, [this](auto urls) { session.loadPlaylist(urls, true); }};
-  PlayerWindow window{session, devices, sources, TOLVANE_VERSION};
+  LowPriorityWorkers workers;
+  ContentView content{session, defaults, runLoop, waveformFiles(), workers};
+  SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); }};
+  PlayerWindow window{content, devices, sources, TOLVANE_VERSION};
 };
 
 int runPlayer() {

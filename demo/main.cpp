@@ -36,8 +36,10 @@ struct Demo {
   SimulatedFileBookmarks bookmarks;
   PlayerSession session;
   OutputDeviceList devices{rack.hardware(), [this](AudioObjectID id) { session.setOutputDevice(id); }};
-  SourceActions sources{rack.runLoop(), [this](auto urls) { session.loadPlaylist(urls, true); }};
-  PlayerWindow window{session, devices, sources, TOLVANE_VERSION};
+  LowPriorityWorkers workers;
+  ContentView content{session, defaults, rack.runLoop(), std::make_shared<SystemAudioFileServices>(), workers};
+  SourceActions sources{rack.runLoop(), [this](auto urls) { content.loadPlaylist(urls); }};
+  PlayerWindow window{content, devices, sources, TOLVANE_VERSION};
 };
 
 /// Waits until the music has played for two seconds, saves the window as it then looks, and quits.
@@ -80,7 +82,7 @@ int runDemo() {
   StandardErrorLog log;
   Demo demo(log);  // first: from here on, a signal no longer leaves the folder behind
   if (!demo.window.window()) return 1;
-  demo.session.loadPlaylist(writeDemoMusic(folder.path().toStdString()), true);
+  demo.content.loadPlaylist(writeDemoMusic(folder.path().toStdString()));
   std::optional<Photographer> photographer;
   if (arguments.isSet(picture)) photographer.emplace(demo, arguments.value(picture));
   return QCoreApplication::exec();

@@ -7,9 +7,18 @@
 
 namespace tolvane {
 
-ContentView::ContentView(PlayerSession& session, RunLoop& runLoop, WaveformStore::Extract extract,
-                         WaveformStore::Background background)
-    : session_(session), runLoop_(runLoop), waveforms_(runLoop, std::move(extract), std::move(background)) {
+namespace {
+
+constexpr std::string_view exclusiveAccessKey = "TolvanePlayer.ExclusiveAccessEnabled";
+
+}  // namespace
+
+ContentView::ContentView(PlayerSession& session, UserDefaults& defaults, RunLoop& runLoop,
+                         WaveformStore::Extract extract, WaveformStore::Background background)
+    : session_(session),
+      defaults_(defaults),
+      runLoop_(runLoop),
+      waveforms_(runLoop, std::move(extract), std::move(background)) {
   std::vector<Subscription> parts;
   parts.push_back(session.playlistTracks().subscribe([this](const auto&) { prepareWaveformsForCurrentPlaylist(); }));
   parts.push_back(waveforms_.onChange([this](const FileURL& url) {
@@ -17,7 +26,19 @@ ContentView::ContentView(PlayerSession& session, RunLoop& runLoop, WaveformStore
     if (const auto seconds = waveforms_.duration(url)) session_.setKnownDuration(*seconds, url);
   }));
   subscriptions_ = Subscription::joined(std::move(parts));
+  isExclusiveAccessEnabled_.assign(defaults.value<bool>(exclusiveAccessKey).value_or(false));
+  session_.setExclusiveAccessEnabled(isExclusiveAccessEnabled_.value());
+  prepareWaveformsForCurrentPlaylist();
 }
+
+ContentView::ContentView(PlayerSession& session, UserDefaults& defaults, RunLoop& runLoop,
+                         const std::shared_ptr<AudioFileServices>& waveformFiles, LowPriorityWorkers& workers)
+    : ContentView(
+          session, defaults, runLoop,
+          [waveformFiles](const FileURL& url, const std::stop_token& stop) {
+            return makeWaveformData(*waveformFiles, url, maxWaveformSamples, stop);
+          },
+          [&workers](WaveformStore::Work work) { workers.run(std::move(work)); }) {}
 
 void ContentView::loadPlaylist(std::span<const FileURL> urls) {
   dragSession_->reset();
@@ -47,6 +68,12 @@ double ContentView::currentTrackDuration() const {
   const auto url = session_.currentTrackURL();
   if (!url) return 0;
   return waveforms_.duration(*url).value_or(known);
+}
+
+void ContentView::setExclusiveAccessEnabled(bool enabled) {
+  if (!isExclusiveAccessEnabled_.assign(enabled)) return;
+  defaults_.setObject(exclusiveAccessKey, enabled);
+  session_.setExclusiveAccessEnabled(enabled);
 }
 
 std::string ContentView::beginPlaylistTrackDrag(PlaylistTrackID track) {

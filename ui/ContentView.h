@@ -8,7 +8,9 @@
 #include <span>
 #include <string>
 
+#include "platform/UserDefaults.h"
 #include "session/PlayerSession.h"
+#include "ui/LowPriorityWorkers.h"
 #include "ui/PlaylistTrackDropDelegate.h"
 #include "ui/WaveformStore.h"
 
@@ -18,9 +20,12 @@ inline constexpr std::int64_t prefetchedTrackRows = 5;
 
 class ContentView {
  public:
-  /// `background` runs the waveforms' reading; `extract` is what reads. Session and run loop outlive the view.
-  ContentView(PlayerSession& session, RunLoop& runLoop, WaveformStore::Extract extract,
+  /// `background` runs the waveforms' reading; `extract` is what reads. The first three outlive the view.
+  ContentView(PlayerSession& session, UserDefaults& defaults, RunLoop& runLoop, WaveformStore::Extract extract,
               WaveformStore::Background background);
+  /// Reads waveforms in files of its own, by these workers, which outlive the view.
+  ContentView(PlayerSession& session, UserDefaults& defaults, RunLoop& runLoop,
+              const std::shared_ptr<AudioFileServices>& waveformFiles, LowPriorityWorkers& workers);
 
   [[nodiscard]] PlayerSession& session() const { return session_; }
   [[nodiscard]] WaveformStore& waveforms() { return waveforms_; }
@@ -35,6 +40,11 @@ class ContentView {
   void prepareWaveformsForCurrentPlaylist();
   /// Seconds; 0 without a track.
   [[nodiscard]] double currentTrackDuration() const;
+
+  // Exclusive Access: the listener's choice, kept from one start to the next.
+
+  [[nodiscard]] const Published<bool>& isExclusiveAccessEnabled() const { return isExclusiveAccessEnabled_; }
+  void setExclusiveAccessEnabled(bool enabled);
 
   // Reordering.
 
@@ -55,8 +65,10 @@ class ContentView {
   void requestLeadingWaveforms();
 
   PlayerSession& session_;
+  UserDefaults& defaults_;
   RunLoop& runLoop_;
   WaveformStore waveforms_;
+  Published<bool> isExclusiveAccessEnabled_{false};
   PlaylistTrackDropDelegate::Session dragSession_ = std::make_shared<std::optional<PlaylistDragSession>>();
   Subscription subscriptions_;
 };

@@ -42,7 +42,7 @@ class Window : public SessionFixture {
 
   std::vector<FileURL> requested;
   std::vector<WaveformStore::Work> tasks;
-  ContentView content{session, runLoop,
+  ContentView content{session, defaults, runLoop,
                       [this](const FileURL& url, const std::stop_token& stop) {
                         requested.push_back(url);
                         return makeWaveformData(files, url, maxWaveformSamples, stop);
@@ -108,6 +108,21 @@ TEST_F(Window, KnowsTheCurrentTracksLengthFromItsWaveformBeforeItIsLoaded) {
   EXPECT_EQ(duration(), trackSeconds) << "the session has been told";
   content.playTrack(0, 0);
   EXPECT_EQ(content.currentTrackDuration(), trackSeconds);
+}
+
+TEST_F(Window, KeepsTheChoiceOfExclusiveAccess) {
+  EXPECT_FALSE(content.isExclusiveAccessEnabled().value());
+  content.setExclusiveAccessEnabled(true);
+  EXPECT_EQ(defaults.value<bool>("TolvanePlayer.ExclusiveAccessEnabled"), true);
+  EXPECT_EQ(session.player().exclusiveAccessStatus().value().kind, ExclusiveAccessStatus::Kind::requested);
+  const ContentView later(session, defaults, runLoop, {}, [](auto) {});
+  EXPECT_TRUE(later.isExclusiveAccessEnabled().value());
+}
+
+TEST_F(Window, HandsAKeptChoiceToTheSession) {
+  defaults.setObject("TolvanePlayer.ExclusiveAccessEnabled", true);
+  const ContentView later(session, defaults, runLoop, {}, [](auto) {});
+  EXPECT_EQ(session.player().exclusiveAccessStatus().value().kind, ExclusiveAccessStatus::Kind::requested);
 }
 
 TEST_F(Window, MovesATrackToWhereItIsDropped) {

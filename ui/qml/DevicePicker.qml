@@ -11,7 +11,7 @@ T.ComboBox {
     signal chosen(int row)
     readonly property bool hasDevices: devices.length > 0
 
-    implicitHeight: Theme.controlHeight
+    implicitHeight: 36
     leftPadding: 14
     rightPadding: 14
     focusPolicy: Qt.TabFocus

@@ -5,11 +5,13 @@ Item {
     id: empty
 
     required property bool dropTargeted
+    signal openFolderRequested()
+    signal openFileRequested()
 
     DashedOutline {
         anchors.fill: parent
-        color: Theme.withOpacity(Theme.gold, empty.dropTargeted ? 0.8 : 0.28)
-        fill: Theme.withOpacity(Theme.gold, empty.dropTargeted ? 0.06 : 0)
+        color: Theme.withOpacity(Theme.gold, empty.dropTargeted ? 0.9 : 0.28)
+        fill: Theme.withOpacity(Theme.gold, empty.dropTargeted ? 0.08 : 0)
         radius: 12
     }
     Column {
@@ -24,6 +26,8 @@ Item {
             text: qsTr("Open a file, a folder, or drag audio into the window")
             color: Theme.ink
             font.pixelSize: 14
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
         }
         Text {
             width: parent.width
@@ -32,6 +36,14 @@ Item {
             text: "WAV  ·  AIFF  ·  AIF  ·  FLAC  ·  MP3"
             color: Theme.muted
             font.pixelSize: Theme.smallText
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+        Item { width: 1; height: 6 }
+        SourceButtons {
+            anchors.horizontalCenter: parent.horizontalCenter
+            onOpenFolderRequested: empty.openFolderRequested()
+            onOpenFileRequested: empty.openFileRequested()
         }
     }
 }

@@ -68,5 +68,5 @@ T.Switch {
         }
     }
 
-    HelpTip { text: control.message; visible: control.hovered }
+    HelpTip { text: control.message.length > 0 ? qsTr("Exclusive Access") + "\n" + control.message : qsTr("Exclusive Access"); visible: control.hovered }
 }

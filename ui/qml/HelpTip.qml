@@ -6,20 +6,24 @@ import Tolvane
 T.ToolTip {
     id: tip
 
+    property bool below: false
+
     delay: 600
     margins: 8
     horizontalPadding: 10
     verticalPadding: 6
     x: parent ? (parent.width - width) / 2 : 0
-    y: -height - 6
+    y: below && parent ? parent.height + 6 : -height - 6
     implicitWidth: Math.min(contentItem.implicitWidth + leftPadding + rightPadding, 420)
     implicitHeight: contentItem.implicitHeight + topPadding + bottomPadding
 
     contentItem: Text {
         text: tip.text
+        textFormat: Text.PlainText
         color: Theme.ink
         font.pixelSize: Theme.smallText
         wrapMode: Text.Wrap
+        Accessible.ignored: true
     }
     background: Rectangle {
         radius: 7

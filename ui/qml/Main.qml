@@ -9,29 +9,34 @@ Window {
 
     required property NowPlayingModel nowPlaying
     required property TrackListModel tracks
+    required property TrackDragModel trackDrag
     required property OutputModel output
     required property SourceModel source
     required property string version
     /// A control that the keyboard has reached keeps Space for itself.
     readonly property bool controlHasFocus: activeFocusItem !== null && activeFocusItem.visualFocus === true
+    readonly property bool fillsScreen: visibility === Window.Maximized || visibility === Window.FullScreen
 
     width: 600
     height: 700
-    minimumWidth: 460
-    minimumHeight: 600
+    minimumWidth: 600
+    minimumHeight: 700
     visible: true
+    flags: Qt.Window | Qt.FramelessWindowHint
     title: qsTr("Tolvane Music Player")
-    color: Theme.night
+    color: "transparent"
 
     Shortcut { sequence: "Space"; enabled: !window.controlHasFocus; onActivated: window.nowPlaying.togglePause() }
     Shortcut { sequence: "Ctrl+O"; onActivated: fileDialog.open() }
     Shortcut { sequence: "Ctrl+Shift+O"; onActivated: folderDialog.open() }
     Shortcut { sequence: "Ctrl+Left"; onActivated: window.nowPlaying.previous() }
     Shortcut { sequence: "Ctrl+Right"; onActivated: window.nowPlaying.next() }
+    Shortcut { sequence: "Ctrl+W"; onActivated: window.close() }
     Shortcut { sequence: "Ctrl+Q"; onActivated: Qt.quit() }
 
     FileDialog {
         id: fileDialog
+        objectName: "fileDialog"
         title: qsTr("Open files")
         fileMode: FileDialog.OpenFiles
         nameFilters: window.source.nameFilters
@@ -40,15 +45,19 @@ Window {
     }
     FolderDialog {
         id: folderDialog
+        objectName: "folderDialog"
         title: qsTr("Open a folder")
         currentFolder: window.source.startFolder
         onAccepted: window.source.openFolder(selectedFolder)
     }
 
-    AppBackground { anchors.fill: parent }
+    AppBackground {
+        anchors.fill: parent
+        radius: window.fillsScreen ? 0 : Theme.windowRadius
+    }
 
     DropArea {
-        id: dropArea
+        id: fileDrop
         anchors.fill: parent
         keys: ["text/uri-list"]
         onDropped: drop => window.source.drop(drop.urls)
@@ -57,12 +66,19 @@ Window {
     ColumnLayout {
         anchors.fill: parent
         anchors.margins: Theme.margin
-        anchors.topMargin: 14
+        anchors.topMargin: 0
         spacing: Theme.gap
 
         WindowHeader {
             Layout.fillWidth: true
+            Layout.preferredHeight: 50
+            Layout.bottomMargin: -Theme.gap
             version: window.version
+            zoomed: window.fillsScreen
+            onMoveRequested: window.startSystemMove()
+            onMinimiseRequested: window.showMinimized()
+            onZoomRequested: window.fillsScreen ? window.showNormal() : window.showMaximized()
+            onCloseRequested: window.close()
         }
         NowPlayingPanel {
             Layout.fillWidth: true
@@ -73,7 +89,8 @@ Window {
             Layout.fillHeight: true
             nowPlaying: window.nowPlaying
             tracks: window.tracks
-            dropTargeted: dropArea.containsDrag
+            trackDrag: window.trackDrag
+            dropTargeted: fileDrop.containsDrag
             onOpenFolderRequested: folderDialog.open()
             onOpenFileRequested: fileDialog.open()
         }
@@ -81,5 +98,11 @@ Window {
             Layout.fillWidth: true
             output: window.output
         }
+    }
+
+    ResizeEdges {
+        anchors.fill: parent
+        enabled: !window.fillsScreen
+        onResizeRequested: edges => window.startSystemResize(edges)
     }
 }

@@ -7,13 +7,16 @@ Panel {
 
     required property NowPlayingModel nowPlaying
 
-    implicitHeight: column.implicitHeight + 2 * Theme.padding
+    implicitHeight: column.implicitHeight + 14 + 12
 
     ColumnLayout {
         id: column
 
         anchors.fill: parent
-        anchors.margins: Theme.padding
+        anchors.leftMargin: Theme.padding
+        anchors.rightMargin: Theme.padding
+        anchors.topMargin: 14
+        anchors.bottomMargin: 12
         spacing: 0
 
         RowLayout {
@@ -25,6 +28,7 @@ Panel {
                 color: Theme.ink
                 font.pixelSize: Theme.titleText
                 font.weight: Font.DemiBold
+                Accessible.role: Accessible.Heading
             }
             TabularText {
                 Layout.alignment: Qt.AlignVCenter
@@ -33,16 +37,18 @@ Panel {
             }
         }
 
-        PositionSlider {
+        WaveformSlider {
             Layout.fillWidth: true
-            Layout.topMargin: 10
+            Layout.topMargin: 8
+            samples: panel.nowPlaying.samples
             progress: panel.nowPlaying.progress
             enabled: panel.nowPlaying.canSeek
+            positionText: panel.nowPlaying.elapsed
             onChosen: fraction => panel.nowPlaying.playFrom(fraction)
         }
 
         RowLayout {
-            Layout.topMargin: 2
+            Layout.topMargin: 4
 
             TabularText { text: panel.nowPlaying.elapsed }
             Item { Layout.fillWidth: true }
@@ -51,12 +57,13 @@ Panel {
 
         Item {
             Layout.fillWidth: true
-            Layout.topMargin: 4
+            Layout.topMargin: -6
             implicitHeight: transport.implicitHeight
 
             TabularText {
                 anchors.left: parent.left
                 anchors.verticalCenter: parent.verticalCenter
+                anchors.verticalCenterOffset: 6
                 text: panel.nowPlaying.sampleRate
                 color: Theme.muted
             }
@@ -69,6 +76,7 @@ Panel {
                 anchors.right: parent.right
                 anchors.rightMargin: -11
                 anchors.verticalCenter: parent.verticalCenter
+                anchors.verticalCenterOffset: 6
                 shape: Icon.Stop
                 iconSize: 18
                 name: qsTr("Stop and release output device")

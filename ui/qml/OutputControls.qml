@@ -19,24 +19,34 @@ Panel {
         spacing: Theme.gap
 
         RowLayout {
-            spacing: Theme.gap
+            spacing: 26
 
-            DevicePicker {
+            ColumnLayout {
                 Layout.fillWidth: true
                 Layout.preferredWidth: 1
-                devices: panel.output.devices
-                selectedDevice: panel.output.selectedDevice
-                onChosen: row => panel.output.selectDevice(row)
+                spacing: 10
+
+                DevicePicker {
+                    Layout.fillWidth: true
+                    devices: panel.output.devices
+                    selectedDevice: panel.output.selectedDevice
+                    onChosen: row => panel.output.selectDevice(row)
+                }
+                ExclusiveAccessControl {
+                    Layout.fillWidth: true
+                    on: panel.output.exclusiveAccess
+                    title: panel.output.exclusiveTitle
+                    accessState: panel.output.exclusiveState
+                    message: panel.output.exclusiveMessage
+                    tint: panel.output.exclusiveColor
+                    onChosen: enabled => panel.output.setExclusiveAccess(enabled)
+                }
             }
-            ExclusiveAccessControl {
+            OutputProcessingControls {
                 Layout.fillWidth: true
                 Layout.preferredWidth: 1
-                on: panel.output.exclusiveAccess
-                title: panel.output.exclusiveTitle
-                accessState: panel.output.exclusiveState
-                message: panel.output.exclusiveMessage
-                tint: panel.output.exclusiveColor
-                onChosen: enabled => panel.output.setExclusiveAccess(enabled)
+                Layout.alignment: Qt.AlignVCenter
+                output: panel.output
             }
         }
         AudioPathBadge {

@@ -7,7 +7,9 @@ Panel {
 
     required property NowPlayingModel nowPlaying
     required property TrackListModel tracks
+    required property TrackDragModel trackDrag
     required property bool dropTargeted
+    readonly property bool empty: tracks.count === 0
     signal openFolderRequested()
     signal openFileRequested()
 
@@ -17,38 +19,33 @@ Panel {
         anchors.bottomMargin: 8
         spacing: 6
 
-        RowLayout {
+        Item {
+            Layout.fillWidth: true
             Layout.leftMargin: Theme.padding
             Layout.rightMargin: Theme.padding
-            spacing: 8
+            implicitHeight: 28
 
             TabularText {
-                Layout.alignment: Qt.AlignVCenter
+                anchors.verticalCenter: parent.verticalCenter
                 text: panel.tracks.countLabel
                 color: Theme.muted
                 weight: Font.Medium
             }
-            Item { Layout.fillWidth: true }
-            PillButton {
-                text: qsTr("Folder")
-                name: qsTr("Open a folder")
-                onClicked: panel.openFolderRequested()
-            }
-            PillButton {
-                text: qsTr("File")
-                name: qsTr("Open files")
-                onClicked: panel.openFileRequested()
+            SourceButtons {
+                anchors.right: parent.right
+                visible: !panel.empty
+                onOpenFolderRequested: panel.openFolderRequested()
+                onOpenFileRequested: panel.openFileRequested()
             }
         }
 
         TrackList {
             Layout.fillWidth: true
             Layout.fillHeight: true
-            Layout.leftMargin: 8
-            Layout.rightMargin: 2  // the scroll bar's gutter makes it 8 for the rows
-            visible: panel.tracks.count > 0
+            visible: !panel.empty
             nowPlaying: panel.nowPlaying
             tracks: panel.tracks
+            trackDrag: panel.trackDrag
         }
         EmptyState {
             Layout.fillWidth: true
@@ -56,17 +53,15 @@ Panel {
             Layout.leftMargin: Theme.padding
             Layout.rightMargin: Theme.padding
             Layout.bottomMargin: Theme.padding - 8
-            visible: panel.tracks.count === 0
+            visible: panel.empty
             dropTargeted: panel.dropTargeted
+            onOpenFolderRequested: panel.openFolderRequested()
+            onOpenFileRequested: panel.openFileRequested()
         }
     }
 
-    Rectangle {
+    DropOverlay {
         anchors.fill: parent
-        visible: panel.dropTargeted && panel.tracks.count > 0
-        radius: parent.radius
-        color: Theme.withOpacity(Theme.gold, 0.06)
-        border.width: 1
-        border.color: Theme.withOpacity(Theme.gold, 0.8)
+        shown: panel.dropTargeted && !panel.empty
     }
 }

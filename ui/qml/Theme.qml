@@ -20,6 +20,7 @@ QtObject {
     readonly property int margin: 20
     readonly property int padding: 18
     readonly property int gap: 12
+    readonly property int windowRadius: 14
     readonly property int panelRadius: 14
     readonly property int controlRadius: 10
     readonly property int controlHeight: 44
@@ -31,6 +32,7 @@ QtObject {
 
     readonly property real disabledOpacity: 0.35
     readonly property int feedbackDuration: 90
+    readonly property int moveDuration: 180
 
     function withOpacity(color: color, opacity: real): color {
         return Qt.rgba(color.r, color.g, color.b, opacity);

@@ -2,43 +2,107 @@ import QtQuick
 import QtQuick.Templates as T
 import Tolvane
 
-ListView {
-    id: list
+Item {
+    id: frame
 
     required property NowPlayingModel nowPlaying
     required property TrackListModel tracks
+    required property TrackDragModel trackDrag
     readonly property int playingRow: nowPlaying.currentIndex
+    readonly property real rowsTop: list.originY - list.contentY
 
-    clip: true
-    model: tracks
-    boundsBehavior: Flickable.StopAtBounds
-    activeFocusOnTab: true
-    keyNavigationEnabled: true
-    currentIndex: 0
-    highlightMoveDuration: 0
-    Accessible.role: Accessible.List
-    Accessible.name: qsTr("Tracks")
+    onPlayingRowChanged: if (playingRow >= 0) list.currentIndex = playingRow
 
-    onPlayingRowChanged: if (playingRow >= 0) currentIndex = playingRow
-    Keys.onReturnPressed: nowPlaying.playTrack(currentIndex)
-    Keys.onEnterPressed: nowPlaying.playTrack(currentIndex)
+    ListView {
+        id: list
+        objectName: "trackList"
 
-    delegate: TrackRow {
-        width: list.width - bar.width
-        current: index === list.playingRow
-        onClicked: list.nowPlaying.playTrack(index)
+        anchors.fill: parent
+        anchors.leftMargin: 8
+        anchors.rightMargin: 2  // the scroll bar's gutter makes it 8 for the rows
+        clip: true
+        model: frame.tracks
+        reuseItems: true
+        boundsBehavior: Flickable.StopAtBounds
+        // A press of the mouse selects, seeks or drags a row; it does not push the list about.
+        interactive: !mousePress.active
+        activeFocusOnTab: true
+        keyNavigationEnabled: true
+        currentIndex: 0
+        highlightMoveDuration: 0
+        Accessible.role: Accessible.List
+        Accessible.name: qsTr("Tracks")
+        Accessible.description: qsTr("Return plays a track, Alt with the arrow keys moves it.")
+
+        function play(row: int) { frame.tracks.playTrack(row, 0); }
+        function moveCurrent(direction: int) { currentIndex = frame.tracks.moveRow(currentIndex, direction); }
+        function goTo(row: int) { currentIndex = Math.max(0, Math.min(count - 1, row)); }
+        function beginDrag(row: int) { frame.trackDrag.drag(row, list); }
+
+        Keys.onReturnPressed: play(currentIndex)
+        Keys.onEnterPressed: play(currentIndex)
+        Keys.onPressed: event => {
+            const page = Math.max(1, Math.floor(height / Theme.trackRowHeight) - 1);
+            event.accepted = true;
+            if (event.key === Qt.Key_Up && event.modifiers & Qt.AltModifier) moveCurrent(-1);
+            else if (event.key === Qt.Key_Down && event.modifiers & Qt.AltModifier) moveCurrent(1);
+            else if (event.key === Qt.Key_Home) goTo(0);
+            else if (event.key === Qt.Key_End) goTo(count - 1);
+            else if (event.key === Qt.Key_PageUp) goTo(currentIndex - page);
+            else if (event.key === Qt.Key_PageDown) goTo(currentIndex + page);
+            else event.accepted = false;
+        }
+
+        move: Transition { NumberAnimation { property: "y"; duration: Theme.moveDuration; easing.type: Easing.InOutQuad } }
+        moveDisplaced: Transition { NumberAnimation { property: "y"; duration: Theme.moveDuration; easing.type: Easing.InOutQuad } }
+
+        delegate: TrackWaveformRow {
+            width: ListView.view.width - bar.width
+            current: index === frame.playingRow
+            dragged: index === frame.trackDrag.draggedRow
+            progress: current ? frame.nowPlaying.progress : 0
+            onShown: frame.tracks.rowShown(index)
+            onSelected: list.play(index)
+            onSeeked: fraction => frame.tracks.playTrack(index, fraction)
+            // In a later turn: a drag runs an event loop of its own.
+            onDragStarted: Qt.callLater(list.beginDrag, index)
+        }
+
+        PointHandler { id: mousePress; acceptedDevices: PointerDevice.Mouse }
+
+        T.ScrollBar.vertical: T.ScrollBar {
+            id: bar
+            padding: 1
+            implicitWidth: contentItem.implicitWidth + 2 * padding
+            minimumSize: 24 / Math.max(24, height)
+            hoverEnabled: true
+            policy: list.contentHeight > list.height ? T.ScrollBar.AlwaysOn : T.ScrollBar.AlwaysOff
+            Accessible.ignored: true
+            contentItem: Rectangle {
+                implicitWidth: 4
+                radius: 2
+                color: Theme.withOpacity(Theme.gold, bar.pressed ? 0.5 : bar.hovered ? 0.36 : 0.2)
+            }
+        }
     }
 
-    T.ScrollBar.vertical: T.ScrollBar {
-        id: bar
-        padding: 1
-        implicitWidth: contentItem.implicitWidth + 2 * padding
-        hoverEnabled: true
-        policy: list.contentHeight > list.height ? T.ScrollBar.AlwaysOn : T.ScrollBar.AlwaysOff
-        contentItem: Rectangle {
-            implicitWidth: 4
-            radius: 2
-            color: Theme.withOpacity(Theme.gold, bar.pressed ? 0.5 : bar.hovered ? 0.36 : 0.2)
-        }
+    TrackListFadeOverlay {
+        anchors.fill: list
+        anchors.rightMargin: bar.width
+        showTopFade: list.count > 0 && frame.tracks.fadesTop(list.height, frame.rowsTop)
+        showBottomFade: list.count > 0 && frame.tracks.fadesBottom(list.height, frame.rowsTop)
+    }
+    PlaylistInsertionIndicator {
+        anchors.left: list.left
+        anchors.right: list.right
+        anchors.rightMargin: bar.width
+        readonly property real gapY: frame.rowsTop + frame.trackDrag.insertionIndex * Theme.trackRowHeight
+        visible: frame.trackDrag.insertionIndex >= 0
+        y: Math.max(1, Math.min(list.height - 1, gapY)) - height / 2
+    }
+    TrackDropArea {
+        anchors.fill: list
+        list: list
+        trackDrag: frame.trackDrag
     }
 }

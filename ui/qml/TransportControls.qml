@@ -6,7 +6,7 @@ Row {
 
     required property NowPlayingModel nowPlaying
 
-    spacing: 14
+    spacing: 16
 
     IconButton {
         anchors.verticalCenter: parent.verticalCenter

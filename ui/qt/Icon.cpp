@@ -46,6 +46,24 @@ void paintSpeaker(QPainter& painter) {
   painter.drawArc(QRectF(8.5, 4.5, 13, 15), -50 * 16, 100 * 16);
 }
 
+void paintWindowSign(QPainter& painter, QPen pen, Icon::Shape shape) {
+  pen.setWidthF(2.4);
+  painter.setPen(pen);
+  painter.setBrush(Qt::NoBrush);
+  switch (shape) {
+    case Icon::Minimise:
+      return painter.drawLine(QPointF(5, 12), QPointF(19, 12));
+    case Icon::Zoom:
+      return painter.drawRect(QRectF(5.5, 5.5, 13, 13));
+    case Icon::Restore:
+      painter.drawRect(QRectF(4.5, 8.5, 11, 11));
+      return painter.drawPolyline(QPolygonF({{9, 4.5}, {19.5, 4.5}, {19.5, 15}}));
+    default:
+      painter.drawLine(QPointF(6, 6), QPointF(18, 18));
+      return painter.drawLine(QPointF(18, 6), QPointF(6, 18));
+  }
+}
+
 }  // namespace
 
 Icon::Icon(QQuickItem* parent) : QQuickPaintedItem(parent) { setAntialiasing(true); }
@@ -100,6 +118,11 @@ void Icon::paint(QPainter* painter) {
       painter->setPen(pen);
       painter->setBrush(Qt::NoBrush);
       return painter->drawPolyline(QPolygonF({{5.5, 9}, {12, 15.5}, {18.5, 9}}));
+    case Minimise:
+    case Zoom:
+    case Restore:
+    case Close:
+      return paintWindowSign(*painter, pen, shape_);
   }
 }
 

@@ -5,6 +5,15 @@
 
 namespace tolvane {
 
+NowPlayingModel::NowPlayingModel(ContentView& content) : SessionAdapter(content.session()), content_(content) {
+  waveformSubscription_ = content.waveforms().onChange([this](const FileURL& url) {
+    if (url == track_) adoptSamples();
+    scheduleChanged();
+  });
+  connect(this, &NowPlayingModel::changed, this, &NowPlayingModel::adoptTrack);
+  adoptTrack();
+}
+
 QString NowPlayingModel::title() const {
   const auto url = session().currentTrackURL();
   return toQString(currentTrackTitle(url ? std::optional(PlaylistTrack{0, *url}) : std::nullopt));
@@ -17,7 +26,7 @@ QString NowPlayingModel::trackPosition() const {
 
 QString NowPlayingModel::elapsed() const { return toQString(formatTime(session().playbackPosition().value())); }
 
-QString NowPlayingModel::duration() const { return toQString(formatTime(session().playbackDuration().value())); }
+QString NowPlayingModel::duration() const { return toQString(formatTime(content_.currentTrackDuration())); }
 
 QString NowPlayingModel::sampleRate() const { return toQString(sampleRateLabel(player().sampleRate().value())); }
 
@@ -27,6 +36,21 @@ int NowPlayingModel::currentIndex() const {
 
 bool NowPlayingModel::canStop() const {
   return isPlaying() || player().isPaused().value() || session().playbackPosition().value() > 0;
+}
+
+void NowPlayingModel::adoptTrack() {
+  const auto url = session().currentTrackURL();
+  if (url == track_) return;
+  track_ = url;
+  if (url) content_.waveforms().loadWaveform(*url);
+  adoptSamples();
+}
+
+void NowPlayingModel::adoptSamples() {
+  const WaveformSamples samples{track_ ? content_.waveforms().samples(*track_) : nullptr};
+  if (samples == samples_) return;
+  samples_ = samples;
+  emit waveformChanged();
 }
 
 void NowPlayingModel::next() {

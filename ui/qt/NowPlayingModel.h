@@ -3,7 +3,9 @@
 
 #include <QtQmlIntegration>
 
+#include "ui/ContentView.h"
 #include "ui/qt/SessionAdapter.h"
+#include "ui/qt/WaveformSamples.h"
 
 namespace tolvane {
 
@@ -15,6 +17,7 @@ class NowPlayingModel final : public SessionAdapter {
   Q_PROPERTY(QString trackPosition READ trackPosition NOTIFY changed FINAL)
   Q_PROPERTY(QString elapsed READ elapsed NOTIFY changed FINAL)
   Q_PROPERTY(QString duration READ duration NOTIFY changed FINAL)
+  Q_PROPERTY(tolvane::WaveformSamples samples READ samples NOTIFY waveformChanged FINAL)
   Q_PROPERTY(double progress READ progress NOTIFY changed FINAL)
   Q_PROPERTY(QString sampleRate READ sampleRate NOTIFY changed FINAL)
   Q_PROPERTY(int currentIndex READ currentIndex NOTIFY changed FINAL)
@@ -25,18 +28,19 @@ class NowPlayingModel final : public SessionAdapter {
   Q_PROPERTY(bool canStop READ canStop NOTIFY changed FINAL)
 
  public:
-  using SessionAdapter::SessionAdapter;
+  explicit NowPlayingModel(ContentView& content);
 
   [[nodiscard]] QString title() const;
   [[nodiscard]] QString trackPosition() const;
   [[nodiscard]] QString elapsed() const;
   [[nodiscard]] QString duration() const;
+  [[nodiscard]] WaveformSamples samples() const { return samples_; }
   [[nodiscard]] double progress() const { return session().playbackProgress(); }
   [[nodiscard]] QString sampleRate() const;
   [[nodiscard]] int currentIndex() const;  ///< −1 without a track
   [[nodiscard]] bool isPlaying() const { return player().isPlaying().value(); }
   [[nodiscard]] bool hasTrack() const { return session().currentTrackURL().has_value(); }
-  [[nodiscard]] bool canSeek() const { return session().playbackDuration().value() > 0; }
+  [[nodiscard]] bool canSeek() const { return content_.currentTrackDuration() > 0; }
   [[nodiscard]] bool canPlayNext() const { return session().canPlayNext(); }
   [[nodiscard]] bool canStop() const;
 
@@ -44,9 +48,20 @@ class NowPlayingModel final : public SessionAdapter {
   Q_INVOKABLE void previous() { session().previous(); }
   Q_INVOKABLE void next();
   Q_INVOKABLE void stop() { session().stopPlayback(); }
-  Q_INVOKABLE void playTrack(int index) { session().playTrack(index, 0); }
   /// 0 … 1 of the current track; starts it when it does not play.
-  Q_INVOKABLE void playFrom(double fraction) { session().playTrack(session().currentIndex().value(), fraction); }
+  Q_INVOKABLE void playFrom(double fraction) { content_.playTrack(session().currentIndex().value(), fraction); }
+
+ signals:
+  void waveformChanged();
+
+ private:
+  void adoptTrack();
+  void adoptSamples();
+
+  ContentView& content_;
+  std::optional<FileURL> track_;  // whose waveform was asked for
+  WaveformSamples samples_;
+  Subscription waveformSubscription_;
 };
 
 }  // namespace tolvane

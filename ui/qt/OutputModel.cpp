@@ -7,11 +7,15 @@
 
 namespace tolvane {
 
-OutputModel::OutputModel(PlayerSession& session, OutputDeviceList& deviceList)
-    : SessionAdapter(session), deviceList_(deviceList) {
+OutputModel::OutputModel(ContentView& content, OutputDeviceList& deviceList)
+    : SessionAdapter(content.session()), content_(content), deviceList_(deviceList) {
   std::vector<Subscription> parts;
   parts.push_back(deviceList.devices().subscribe([this](const auto&) { emit devicesChanged(); }));
   parts.push_back(deviceList.selectedDevice().subscribe([this](const auto&) { emit devicesChanged(); }));
+  // At once, not in a later turn: a slider under the pointer must not lag behind it.
+  parts.push_back(session().outputVolume().subscribe([this](const auto&) { emit levelsChanged(); }));
+  parts.push_back(session().outputBalance().subscribe([this](const auto&) { emit levelsChanged(); }));
+  parts.push_back(content.isExclusiveAccessEnabled().subscribe([this](const auto&) { scheduleChanged(); }));
   subscription_ = Subscription::joined(std::move(parts));
 }
 
@@ -28,6 +32,10 @@ int OutputModel::selectedDevice() const {
   const auto found = std::ranges::find(devices, *selected);
   return found == devices.end() ? -1 : static_cast<int>(found - devices.begin());
 }
+
+QString OutputModel::volumeLabel() const { return toQString(outputPercentageLabel(volume()) + '%'); }
+
+QString OutputModel::balanceText() const { return toQString(balanceLabel(balance())); }
 
 QString OutputModel::exclusiveTitle() const { return exclusiveTitleLine(0); }
 
@@ -53,13 +61,6 @@ QColor OutputModel::pathColor() const { return toQColor(audioPathColor(player().
 void OutputModel::selectDevice(int row) {
   const auto& devices = deviceList_.devices().value();
   if (row >= 0 && row < std::ssize(devices)) deviceList_.select(devices[static_cast<std::size_t>(row)].id);
-}
-
-void OutputModel::setExclusiveAccess(bool enabled) {
-  if (enabled == isExclusiveAccessEnabled_) return;
-  isExclusiveAccessEnabled_ = enabled;
-  session().setExclusiveAccessEnabled(enabled);
-  scheduleChanged();
 }
 
 }  // namespace tolvane

@@ -5,6 +5,7 @@
 #include <QStringList>
 #include <QtQmlIntegration>
 
+#include "ui/ContentView.h"
 #include "ui/OutputDeviceList.h"
 #include "ui/qt/SessionAdapter.h"
 
@@ -16,6 +17,10 @@ class OutputModel final : public SessionAdapter {
   QML_UNCREATABLE("made by the window")
   Q_PROPERTY(QStringList devices READ devices NOTIFY devicesChanged FINAL)
   Q_PROPERTY(int selectedDevice READ selectedDevice NOTIFY devicesChanged FINAL)
+  Q_PROPERTY(double volume READ volume WRITE setVolume NOTIFY levelsChanged FINAL)
+  Q_PROPERTY(QString volumeLabel READ volumeLabel NOTIFY levelsChanged FINAL)
+  Q_PROPERTY(double balance READ balance WRITE setBalance NOTIFY levelsChanged FINAL)
+  Q_PROPERTY(QString balanceText READ balanceText NOTIFY levelsChanged FINAL)
   Q_PROPERTY(bool exclusiveAccess READ isExclusiveAccessEnabled NOTIFY changed FINAL)
   Q_PROPERTY(QString exclusiveTitle READ exclusiveTitle NOTIFY changed FINAL)
   Q_PROPERTY(QString exclusiveState READ exclusiveState NOTIFY changed FINAL)
@@ -26,11 +31,17 @@ class OutputModel final : public SessionAdapter {
   Q_PROPERTY(QColor pathColor READ pathColor NOTIFY changed FINAL)
 
  public:
-  OutputModel(PlayerSession& session, OutputDeviceList& deviceList);
+  OutputModel(ContentView& content, OutputDeviceList& deviceList);
 
   [[nodiscard]] QStringList devices() const;
   [[nodiscard]] int selectedDevice() const;  ///< row in devices; −1: none
-  [[nodiscard]] bool isExclusiveAccessEnabled() const { return isExclusiveAccessEnabled_; }
+  [[nodiscard]] double volume() const { return session().outputVolume().value(); }
+  void setVolume(double volume) { session().setOutputVolume(volume); }
+  [[nodiscard]] QString volumeLabel() const;
+  [[nodiscard]] double balance() const { return session().outputBalance().value(); }
+  void setBalance(double balance) { session().setOutputBalance(balance); }
+  [[nodiscard]] QString balanceText() const;
+  [[nodiscard]] bool isExclusiveAccessEnabled() const { return content_.isExclusiveAccessEnabled().value(); }
   [[nodiscard]] QString exclusiveTitle() const;
   [[nodiscard]] QString exclusiveState() const;
   [[nodiscard]] QString exclusiveMessage() const;
@@ -40,16 +51,17 @@ class OutputModel final : public SessionAdapter {
   [[nodiscard]] QColor pathColor() const;
 
   Q_INVOKABLE void selectDevice(int row);
-  Q_INVOKABLE void setExclusiveAccess(bool enabled);
+  Q_INVOKABLE void setExclusiveAccess(bool enabled) { content_.setExclusiveAccessEnabled(enabled); }
 
  signals:
   void devicesChanged();
+  void levelsChanged();
 
  private:
   [[nodiscard]] QString exclusiveTitleLine(int line) const;
 
+  ContentView& content_;
   OutputDeviceList& deviceList_;
-  bool isExclusiveAccessEnabled_ = false;  // the listener's choice
   Subscription subscription_;
 };
 

@@ -9,6 +9,7 @@
 #include "ui/qt/OutputModel.h"
 #include "ui/qt/QtConversions.h"
 #include "ui/qt/SourceModel.h"
+#include "ui/qt/TrackDragModel.h"
 #include "ui/qt/TrackListModel.h"
 
 // Written by the QML module's build. Named here, because the linker drops what a static library only registers.
@@ -17,19 +18,20 @@ extern void qml_register_types_Tolvane();
 namespace tolvane {
 
 struct PlayerWindow::Implementation {
-  Implementation(PlayerSession& session, OutputDeviceList& devices, SourceActions& sources)
-      : nowPlaying(session), tracks(session), output(session, devices), source(sources) {}
+  Implementation(ContentView& content, OutputDeviceList& devices, SourceActions& sources)
+      : nowPlaying(content), tracks(content), trackDrag(content), output(content, devices), source(sources) {}
 
   NowPlayingModel nowPlaying;
   TrackListModel tracks;
+  TrackDragModel trackDrag;
   OutputModel output;
   SourceModel source;
   QQmlApplicationEngine engine;  // last: what it draws reads the models to its end
 };
 
-PlayerWindow::PlayerWindow(PlayerSession& session, OutputDeviceList& devices, SourceActions& sources,
+PlayerWindow::PlayerWindow(ContentView& content, OutputDeviceList& devices, SourceActions& sources,
                            const std::string& version)
-    : implementation_(std::make_unique<Implementation>(session, devices, sources)) {
+    : implementation_(std::make_unique<Implementation>(content, devices, sources)) {
   QFont font = QGuiApplication::font();
   font.setFamilies({QStringLiteral("Inter"), QStringLiteral("Cantarell"), QStringLiteral("Noto Sans"),
                     QStringLiteral("DejaVu Sans")});
@@ -39,6 +41,7 @@ PlayerWindow::PlayerWindow(PlayerSession& session, OutputDeviceList& devices, So
   made.engine.setInitialProperties({
       {QStringLiteral("nowPlaying"), QVariant::fromValue(&made.nowPlaying)},
       {QStringLiteral("tracks"), QVariant::fromValue(&made.tracks)},
+      {QStringLiteral("trackDrag"), QVariant::fromValue(&made.trackDrag)},
       {QStringLiteral("output"), QVariant::fromValue(&made.output)},
       {QStringLiteral("source"), QVariant::fromValue(&made.source)},
       {QStringLiteral("version"), toQString(version)},

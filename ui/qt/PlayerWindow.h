@@ -1,11 +1,11 @@
 #pragma once
-// The player's window over a session: makes the adapters and loads the QML. Main thread, under a QGuiApplication.
+// The player's window over its content: makes the adapters and loads the QML. Main thread, under a QGuiApplication.
 // Owns no audio logic.
 
 #include <memory>
 #include <string>
 
-#include "session/PlayerSession.h"
+#include "ui/ContentView.h"
 #include "ui/OutputDeviceList.h"
 #include "ui/SourceActions.h"
 
@@ -16,7 +16,7 @@ namespace tolvane {
 class PlayerWindow {
  public:
   /// The three outlive the window. The devices are loaded once the window exists.
-  PlayerWindow(PlayerSession& session, OutputDeviceList& devices, SourceActions& sources, const std::string& version);
+  PlayerWindow(ContentView& content, OutputDeviceList& devices, SourceActions& sources, const std::string& version);
   ~PlayerWindow();
   PlayerWindow(const PlayerWindow&) = delete;
   PlayerWindow& operator=(const PlayerWindow&) = delete;

@@ -1,12 +1,37 @@
 #include "ui/qt/TrackListModel.h"
 
+#include <algorithm>
+
 #include "ui/Presentation.h"
+#include "ui/TrackListLayout.h"
 #include "ui/qt/QtConversions.h"
 
 namespace tolvane {
 
-TrackListModel::TrackListModel(PlayerSession& session) : tracks_(session.playlistTracks().value()) {
-  subscription_ = session.playlistTracks().subscribe([this](const auto& tracks) { adoptTracks(tracks); });
+namespace {
+
+/// The rows between which one list differs from the other; equal lists have none.
+struct Difference {
+  std::ptrdiff_t first = 0;
+  std::ptrdiff_t last = -1;
+};
+
+Difference differenceOf(const std::vector<PlaylistTrack>& a, const std::vector<PlaylistTrack>& b) {
+  const auto front = std::ranges::mismatch(a, b, {}, &PlaylistTrack::id, &PlaylistTrack::id).in1 - a.begin();
+  if (front == std::ssize(a)) return {};
+  auto back = std::ssize(a) - 1;
+  while (a[static_cast<std::size_t>(back)].id == b[static_cast<std::size_t>(back)].id) --back;
+  return {front, back};
+}
+
+}  // namespace
+
+TrackListModel::TrackListModel(ContentView& content)
+    : content_(content), tracks_(content.session().playlistTracks().value()) {
+  std::vector<Subscription> parts;
+  parts.push_back(content.session().playlistTracks().subscribe([this](const auto& tracks) { adoptTracks(tracks); }));
+  parts.push_back(content.waveforms().onChange([this](const FileURL& url) { announceWaveform(url); }));
+  subscriptions_ = Subscription::joined(std::move(parts));
 }
 
 QString TrackListModel::countLabel() const { return toQString(trackCountLabel(std::ssize(tracks_))); }
@@ -26,20 +51,88 @@ QVariant TrackListModel::data(const QModelIndex& index, int role) const {
       return QStringLiteral("%1").arg(index.row() + 1, 2, 10, QLatin1Char('0'));
     case fileRole:
       return toQString(track.url.path());
+    case samplesRole:
+      return QVariant::fromValue(WaveformSamples{content_.waveforms().samples(track.url)});
+    case durationRole:
+      return toQString(durationLabel(content_.waveforms().duration(track.url)));
+    case loadingRole:
+      return content_.waveforms().isLoading(track.url);
     default:
       return {};
   }
 }
 
 QHash<int, QByteArray> TrackListModel::roleNames() const {
-  return {{titleRole, "title"}, {numberRole, "number"}, {fileRole, "file"}};
+  return {{titleRole, "title"},     {numberRole, "number"},     {fileRole, "file"},
+          {samplesRole, "samples"}, {durationRole, "duration"}, {loadingRole, "loading"}};
+}
+
+void TrackListModel::rowShown(int row) {
+  if (row < 0 || row >= count()) return;
+  const auto& track = tracks_[static_cast<std::size_t>(row)];
+  auto& ids = shown_[track.url];
+  if (std::ranges::find(ids, track.id) == ids.end()) ids.push_back(track.id);
+  content_.waveforms().loadWaveform(track.url);
+}
+
+int TrackListModel::moveRow(int row, int direction) {
+  const int target = row + direction;
+  if (row < 0 || row >= count() || target < 0 || target >= count()) return row;
+  content_.movePlaylistTrack(Uuid::ofTrack(tracks_[static_cast<std::size_t>(row)].id),
+                             direction > 0 ? target + 1 : target);
+  return target;
+}
+
+bool TrackListModel::fadesTop(double visibleHeight, double rowsTop) const {
+  return trackListFades(visibleHeight, std::ssize(tracks_), trackListScrollOffset(rowsTop)).showTopFade;
+}
+
+bool TrackListModel::fadesBottom(double visibleHeight, double rowsTop) const {
+  return trackListFades(visibleHeight, std::ssize(tracks_), trackListScrollOffset(rowsTop)).showBottomFade;
 }
 
 void TrackListModel::adoptTracks(const std::vector<PlaylistTrack>& tracks) {
+  if (tracks.size() == tracks_.size() && adoptMove(tracks)) return;
   beginResetModel();
   tracks_ = tracks;
+  shown_.clear();
   endResetModel();
   emit countChanged();
+}
+
+/// Whether the new list is the old one with a single track moved; then it has been adopted.
+bool TrackListModel::adoptMove(const std::vector<PlaylistTrack>& tracks) {
+  const auto [first, last] = differenceOf(tracks_, tracks);
+  if (last < first) return false;
+  const auto begin = tracks_.begin() + first;
+  const auto end = tracks_.begin() + last + 1;
+  const auto news = tracks.begin() + first;
+  const auto sameTrack = [](const PlaylistTrack& a, const PlaylistTrack& b) { return a.id == b.id; };
+  const bool wentDown =
+      std::equal(begin + 1, end, news, sameTrack) && begin->id == tracks[static_cast<std::size_t>(last)].id;
+  const bool wentUp = std::equal(begin, end - 1, news + 1, sameTrack) && (end - 1)->id == news->id;
+  if (!wentDown && !wentUp) return false;
+  const int from = static_cast<int>(wentDown ? first : last);
+  const int before = static_cast<int>(wentDown ? last + 1 : first);
+  beginMoveRows({}, from, from, {}, before);
+  if (wentDown)
+    std::rotate(begin, begin + 1, end);
+  else
+    std::rotate(begin, end - 1, end);
+  endMoveRows();
+  emit dataChanged(index(static_cast<int>(first)), index(static_cast<int>(last)), {numberRole});
+  return true;
+}
+
+void TrackListModel::announceWaveform(const FileURL& url) {
+  // Rows that no view has shown yet are read when one does.
+  const auto ids = shown_.find(url);
+  if (ids == shown_.end()) return;
+  for (std::size_t row = 0; row < tracks_.size(); ++row) {
+    if (std::ranges::find(ids->second, tracks_[row].id) == ids->second.end()) continue;
+    const QModelIndex place = index(static_cast<int>(row));
+    emit dataChanged(place, place, {samplesRole, durationRole, loadingRole});
+  }
 }
 
 }  // namespace tolvane

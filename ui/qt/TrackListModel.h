@@ -1,10 +1,13 @@
 #pragma once
-// The playlist as a list model. Main thread.
+// The playlist as a list model. Main thread. Reordering is told as moves, so that views keep and move their rows.
+// A row's waveform is asked for when the row is first shown: 100,000 rows cost what the visible ones cost.
 
 #include <QAbstractListModel>
 #include <QtQmlIntegration>
+#include <map>
 
-#include "session/PlayerSession.h"
+#include "ui/ContentView.h"
+#include "ui/qt/WaveformSamples.h"
 
 namespace tolvane {
 
@@ -16,9 +19,9 @@ class TrackListModel final : public QAbstractListModel {
   Q_PROPERTY(QString countLabel READ countLabel NOTIFY countChanged FINAL)
 
  public:
-  enum Role { titleRole = Qt::UserRole + 1, numberRole, fileRole };
+  enum Role { titleRole = Qt::UserRole + 1, numberRole, fileRole, samplesRole, durationRole, loadingRole };
 
-  explicit TrackListModel(PlayerSession& session);
+  explicit TrackListModel(ContentView& content);
 
   [[nodiscard]] int count() const { return rowCount({}); }
   [[nodiscard]] QString countLabel() const;
@@ -27,14 +30,27 @@ class TrackListModel final : public QAbstractListModel {
   [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
   [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 
+  /// A view shows this row now.
+  Q_INVOKABLE void rowShown(int row);
+  Q_INVOKABLE void playTrack(int row, double fraction) { content_.playTrack(row, fraction); }
+  /// For the keyboard, what a drag is for the pointer: into the gap above or below the neighbour. The row's new place.
+  Q_INVOKABLE int moveRow(int row, int direction);
+  /// How far a list of this height hides rows above and below.
+  Q_INVOKABLE bool fadesTop(double visibleHeight, double rowsTop) const;
+  Q_INVOKABLE bool fadesBottom(double visibleHeight, double rowsTop) const;
+
  signals:
   void countChanged();
 
  private:
   void adoptTracks(const std::vector<PlaylistTrack>& tracks);
+  [[nodiscard]] bool adoptMove(const std::vector<PlaylistTrack>& tracks);
+  void announceWaveform(const FileURL& url);
 
-  std::vector<PlaylistTrack> tracks_;  // what the views have been told
-  Subscription subscription_;
+  ContentView& content_;
+  std::vector<PlaylistTrack> tracks_;                      // what the views have been told
+  std::map<FileURL, std::vector<PlaylistTrackID>> shown_;  // a file may stand in the list twice
+  Subscription subscriptions_;
 };
 
 }  // namespace tolvane

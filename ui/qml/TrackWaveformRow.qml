@@ -1,0 +1,118 @@
+import QtQuick
+import QtQuick.Layouts
+import QtQuick.Templates as T
+import Tolvane
+
+T.ItemDelegate {
+    id: row
+
+    required property int index
+    required property string title
+    required property string number
+    required property string file
+    required property waveformSamples samples
+    required property string duration
+    required property bool loading
+    required property bool current
+    required property bool dragged
+    required property real progress
+    signal shown()
+    signal selected()
+    signal seeked(real fraction)
+    signal dragStarted()
+
+    readonly property int rowSpacing: 14
+    readonly property int indexWidth: 28
+    readonly property real waveformWidth: Math.max(120, Math.min(480, width * 0.35))
+    readonly property int waveformHeight: 30
+
+    implicitHeight: Theme.trackRowHeight
+    focusPolicy: Qt.NoFocus
+    hoverEnabled: true
+    horizontalPadding: 10
+    opacity: dragged ? 0.45 : 1
+    Accessible.name: qsTr("%1, track %2, %3").arg(title).arg(index + 1).arg(duration)
+    Accessible.selected: current
+    Accessible.onPressAction: selected()
+
+    onClicked: selected()
+    Component.onCompleted: shown()
+    ListView.onReused: shown()
+
+    DragHandler {
+        target: null
+        acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad | PointerDevice.Stylus
+        acceptedButtons: Qt.LeftButton
+        onActiveChanged: if (active) row.dragStarted()
+    }
+
+    background: Rectangle {
+        y: 2
+        height: row.height - 4
+        radius: Theme.controlRadius
+        color: row.current ? Theme.raisedPanel
+                           : Theme.withOpacity(Theme.raisedPanel, row.down ? 0.8 : row.hovered ? 0.45 : 0)
+
+        Rectangle {
+            visible: row.current
+            anchors.verticalCenter: parent.verticalCenter
+            width: 3
+            height: 30
+            radius: 1.5
+            gradient: Gradient {
+                GradientStop { position: 0; color: Theme.gold }
+                GradientStop { position: 1; color: Theme.ember }
+            }
+        }
+        FocusRing { shown: row.ListView.isCurrentItem && row.ListView.view.activeFocus; distance: -1 }
+    }
+    contentItem: RowLayout {
+        spacing: row.rowSpacing
+
+        Item {
+            Layout.preferredWidth: Math.max(row.indexWidth, number.implicitWidth)
+            implicitHeight: number.implicitHeight
+
+            TabularText {
+                id: number
+                anchors.right: parent.right
+                text: row.number
+                color: row.current ? Theme.gold : Theme.muted
+            }
+        }
+        ElidedText {
+            Layout.fillWidth: true
+            text: row.title
+            color: row.current ? Theme.ink : Theme.withOpacity(Theme.ink, 0.9)
+            font.pixelSize: 14
+            font.weight: row.current ? Font.DemiBold : Font.Normal
+            Accessible.ignored: true
+        }
+        WaveformView {
+            id: waveform
+            Layout.preferredWidth: row.waveformWidth
+            Layout.preferredHeight: row.waveformHeight
+            samples: row.samples
+            progress: row.progress
+            barWidth: 1.5
+            spacing: 2.5
+            activeLower: Theme.ember
+            activeUpper: Theme.gold
+            inactiveColor: Theme.withOpacity(Theme.gold, row.loading ? 0.2 : seek.containsMouse ? 0.46 : 0.34)
+
+            MouseArea {
+                id: seek
+                anchors.fill: parent
+                anchors.topMargin: -10
+                anchors.bottomMargin: -10
+                hoverEnabled: true
+                cursorShape: Qt.PointingHandCursor
+                onClicked: mouse => row.seeked(Math.max(0, Math.min(1, mouse.x / width)))
+            }
+        }
+        TabularText {
+            text: row.duration
+            color: row.current ? Theme.ink : Theme.muted
+        }
+    }
+}

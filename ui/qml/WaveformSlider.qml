@@ -1,0 +1,60 @@
+import QtQuick
+import QtQuick.Templates as T
+import Tolvane
+
+/// The current track's waveform, to see the position in and to choose one. Reports the choice when the pointer lets go.
+T.Slider {
+    id: slider
+
+    required property waveformSamples samples
+    required property real progress
+    /// As text, for screen readers.
+    required property string positionText
+    signal chosen(real fraction)
+    /// Where the pointer has moved to; −1 when it has not.
+    property real wanted: -1
+
+    implicitHeight: 64
+    focusPolicy: Qt.TabFocus
+    hoverEnabled: true
+    stepSize: 0.01
+    Accessible.name: qsTr("Position")
+    Accessible.description: positionText
+
+    Binding on value {
+        value: slider.progress
+        when: !slider.pressed
+        restoreMode: Binding.RestoreNone
+    }
+    onMoved: wanted = value
+    onPressedChanged: {
+        if (!pressed && wanted >= 0) chosen(wanted);
+        wanted = -1;
+    }
+    Keys.onLeftPressed: chosen(Math.max(0, progress - 0.02))
+    Keys.onRightPressed: chosen(Math.min(1, progress + 0.02))
+
+    HoverHandler { id: pointer; cursorShape: Qt.PointingHandCursor }
+
+    background: Item {
+        WaveformView {
+            anchors.fill: parent
+            samples: slider.samples
+            progress: slider.pressed ? slider.position : slider.progress
+            barWidth: 2
+            spacing: 2
+            activeLower: Theme.ember
+            activeUpper: Theme.gold
+            inactiveColor: Theme.withOpacity(Theme.gold, 0.26)
+        }
+        Rectangle {
+            visible: pointer.hovered && slider.enabled
+            x: Math.round(pointer.point.position.x)
+            width: 1
+            height: parent.height
+            color: Theme.withOpacity(Theme.ink, 0.5)
+        }
+        FocusRing { shown: slider.visualFocus; innerRadius: 4; distance: 4 }
+    }
+    handle: null
+}

@@ -1,0 +1,75 @@
+#pragma once
+// The surface of an output slider: pointer, wheel, keys and assistive technology, after the rules of
+// OutputAdjustmentSlider. Main thread. It asks for values and never keeps one: `value` is what its owner says.
+
+#include <QQuickItem>
+
+#include "ui/OutputAdjustmentSlider.h"
+
+namespace tolvane {
+
+class AdjustmentArea : public QQuickItem {
+  Q_OBJECT
+  QML_ELEMENT
+  Q_PROPERTY(double value READ value WRITE setValue NOTIFY valueChanged FINAL)
+  Q_PROPERTY(double from READ from WRITE setFrom NOTIFY rangeChanged FINAL)
+  Q_PROPERTY(double to READ to WRITE setTo NOTIFY rangeChanged FINAL)
+  Q_PROPERTY(double resetValue READ resetValue WRITE setResetValue NOTIFY rangeChanged FINAL)
+  Q_PROPERTY(double thumbWidth READ thumbWidth WRITE setThumbWidth NOTIFY rangeChanged FINAL)
+  /// The names under which assistive technology looks for a slider's range and step.
+  Q_PROPERTY(double minimumValue READ from NOTIFY rangeChanged FINAL)
+  Q_PROPERTY(double maximumValue READ to NOTIFY rangeChanged FINAL)
+  Q_PROPERTY(double stepSize READ stepSize CONSTANT FINAL)
+  Q_PROPERTY(double thumbCentre READ thumbCentre NOTIFY thumbMoved FINAL)
+  Q_PROPERTY(bool dragging READ isDragging NOTIFY draggingChanged FINAL)
+
+ public:
+  explicit AdjustmentArea(QQuickItem* parent = nullptr);
+
+  [[nodiscard]] double value() const { return value_; }
+  void setValue(double value);
+  [[nodiscard]] double from() const { return slider_.lower; }
+  void setFrom(double from);
+  [[nodiscard]] double to() const { return slider_.upper; }
+  void setTo(double to);
+  [[nodiscard]] double resetValue() const { return slider_.resetValue; }
+  void setResetValue(double value);
+  [[nodiscard]] double thumbWidth() const { return slider_.thumbWidth; }
+  void setThumbWidth(double width);
+  [[nodiscard]] double stepSize() const { return 0.01; }
+  [[nodiscard]] double thumbCentre() const { return slider_.thumbCentre(value_, width()); }
+  [[nodiscard]] bool isDragging() const { return slider_.drag.has_value(); }
+
+  /// One step up (+1) or down (−1).
+  Q_INVOKABLE void adjust(double direction);
+  Q_INVOKABLE void reset();
+
+ signals:
+  void valueChanged();
+  void rangeChanged();
+  void thumbMoved();
+  void draggingChanged();
+  /// The listener asks for this value.
+  void chosen(double value);
+
+ protected:
+  void mousePressEvent(QMouseEvent* event) override;
+  void mouseMoveEvent(QMouseEvent* event) override;
+  void mouseReleaseEvent(QMouseEvent* event) override;
+  void mouseDoubleClickEvent(QMouseEvent* event) override;
+  void mouseUngrabEvent() override;
+  void wheelEvent(QWheelEvent* event) override;
+  void keyPressEvent(QKeyEvent* event) override;
+  void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
+
+ private:
+  void choose(double value);
+  void dragTo(const QMouseEvent& event);
+  void endDrag();
+
+  OutputAdjustmentSlider slider_;
+  double value_ = 0;
+  double startX_ = 0;
+};
+
+}  // namespace tolvane
