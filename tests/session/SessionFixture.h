@@ -29,6 +29,7 @@ class SessionFixture : public testing::Test {
     file.sourceBitDepth = 16;
     file.data.resize(static_cast<std::size_t>(seconds * 44100) * 4);
     files.add(track(number), std::move(file));
+    bookmarks.add(track(number));
     return track(number);
   }
 
