@@ -24,7 +24,7 @@ constexpr std::array observedDeviceProperties{
     globalAddress(kAudioDevicePropertyNominalSampleRate), globalAddress(kAudioDevicePropertyActualSampleRate),
     globalAddress(kAudioDevicePropertyHogMode),           globalAddress(kAudioDevicePropertyDeviceIsAlive),
     outputAddress(kAudioDevicePropertyStreams),           outputAddress(kAudioDevicePropertyStreamConfiguration),
-    globalAddress(kAudioDevicePropertyBufferFrameSize)};
+    globalAddress(kAudioDevicePropertyBufferFrameSize),   globalAddress(kAudioDevicePropertyProcessingIsActive)};
 constexpr std::array observedStreamProperties{globalAddress(kAudioStreamPropertyPhysicalFormat),
                                               globalAddress(kAudioStreamPropertyVirtualFormat),
                                               globalAddress(kAudioStreamPropertyIsActive)};
@@ -63,6 +63,9 @@ void OutputSupervision::handleOutputPropertyChange(FourCharCode selector, std::u
       !core_.isPlayingOrPaused())
     return;
   if (selector == kAudioDevicePropertyHogMode) return core_.exclusiveAccess.verifyExclusiveAccess(true);
+  // A volume that somebody moves on the way to the device: the output is as good as before, and the verdict is another.
+  if (selector == kAudioDevicePropertyProcessingIsActive)
+    return core_.exclusiveAccess.refreshAudioPathStatus(core_.device.readHogMode(core_.deviceID));
   core_.audioLogger.standard("Output property changed: {}", selector);
   scheduleOutputRecovery("The output device changed its audio configuration.", propertyChangeDelay);
 }

@@ -60,9 +60,11 @@ constexpr FourCharCode kAudioDevicePropertyStreams = fourCharCode("stm#");      
 constexpr FourCharCode kAudioDevicePropertyStreamConfiguration =
     fourCharCode("slay");  ///< device, output: channels a stream
 constexpr FourCharCode kAudioDevicePropertyBufferFrameSize = fourCharCode("fsiz");  ///< device: uint32, frames
-constexpr FourCharCode kAudioStreamPropertyIsActive = fourCharCode("sact");         ///< stream: uint32, 0 or 1
-constexpr FourCharCode kAudioStreamPropertyPhysicalFormat = fourCharCode("pft ");   ///< stream: description
-constexpr FourCharCode kAudioStreamPropertyVirtualFormat = fourCharCode("sfmt");    ///< stream: description
+constexpr FourCharCode kAudioDevicePropertyProcessingIsActive =
+    fourCharCode("proc");  ///< device: uint32, 1 while something behind a unit alters its samples; often absent
+constexpr FourCharCode kAudioStreamPropertyIsActive = fourCharCode("sact");        ///< stream: uint32, 0 or 1
+constexpr FourCharCode kAudioStreamPropertyPhysicalFormat = fourCharCode("pft ");  ///< stream: description
+constexpr FourCharCode kAudioStreamPropertyVirtualFormat = fourCharCode("sfmt");   ///< stream: description
 
 // Transport types (kAudioDevicePropertyTransportType).
 constexpr std::uint32_t kAudioDeviceTransportTypeUnknown = 0;

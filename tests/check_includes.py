@@ -20,6 +20,7 @@ ALLOWED = {
     "platform/codecs": CONTRACTS,
     "platform/conversion": CONTRACTS,
     "platform/desktop": CONTRACTS,
+    "platform/pipewire": CONTRACTS | {"platform/conversion"},
     "platform/simulated": CONTRACTS | {"platform/conversion"},
     "platform/storage": CONTRACTS,
     "engine": ENGINE,

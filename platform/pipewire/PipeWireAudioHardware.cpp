@@ -1,0 +1,413 @@
+#include "platform/pipewire/PipeWireAudioHardware.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "platform/PropertyReading.h"
+
+namespace tolvane {
+namespace {
+
+using std::chrono_literals::operator""ms;
+
+constexpr std::string_view category = "AudioHardware";
+
+/// How long a sink that has gone is waited for: a server that starts anew, a card that is handed back.
+constexpr auto sinkReturn = 3500ms;
+
+constexpr auto newcomerWait = 2000ms;
+
+constexpr auto devicesAddress = globalAddress(kAudioHardwarePropertyDevices);
+constexpr auto defaultAddress = globalAddress(kAudioHardwarePropertyDefaultOutputDevice);
+constexpr auto hogAddress = globalAddress(kAudioDevicePropertyHogMode);
+
+constexpr std::array deviceProperties{globalAddress(kAudioObjectPropertyName),
+                                      globalAddress(kAudioDevicePropertyDeviceUID),
+                                      globalAddress(kAudioDevicePropertyTransportType),
+                                      globalAddress(kAudioDevicePropertyNominalSampleRate),
+                                      globalAddress(kAudioDevicePropertyAvailableNominalSampleRates),
+                                      globalAddress(kAudioDevicePropertyActualSampleRate),
+                                      hogAddress,
+                                      globalAddress(kAudioDevicePropertyDeviceIsAlive),
+                                      globalAddress(kAudioDevicePropertyProcessingIsActive),
+                                      outputAddress(kAudioDevicePropertyStreams),
+                                      outputAddress(kAudioDevicePropertyStreamConfiguration),
+                                      globalAddress(kAudioDevicePropertyBufferFrameSize)};
+constexpr std::array streamProperties{globalAddress(kAudioStreamPropertyIsActive),
+                                      globalAddress(kAudioStreamPropertyPhysicalFormat),
+                                      globalAddress(kAudioStreamPropertyVirtualFormat)};
+
+/// What the direct side announces of a device, and is passed on while the device is reached that way.
+constexpr std::array forwarded{globalAddress(kAudioDevicePropertyNominalSampleRate),
+                               globalAddress(kAudioDevicePropertyActualSampleRate),
+                               hogAddress,
+                               globalAddress(kAudioDevicePropertyDeviceIsAlive),
+                               outputAddress(kAudioDevicePropertyStreamConfiguration),
+                               globalAddress(kAudioDevicePropertyBufferFrameSize)};
+
+bool isSettable(FourCharCode selector) {
+  return selector == kAudioDevicePropertyNominalSampleRate || selector == kAudioDevicePropertyHogMode;
+}
+
+}  // namespace
+
+PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct)
+    : runLoop_(runLoop),
+      log_(log),
+      direct_(direct),
+      listeners_(runLoop),
+      connection_(runLoop, log, {.changed = [this] { refresh(); }, .lost = [this] { serverLost(); }}) {
+  for (const auto& address : {devicesAddress, defaultAddress}) {
+    if (const auto listener =
+            direct_.addPropertyListener(kAudioObjectSystemObject, address, [this](const auto&) { refresh(); }))
+      systemListeners_.push_back(*listener);
+  }
+  connection_.open();
+  refresh();
+  isListing_ = true;
+}
+
+PipeWireAudioHardware::~PipeWireAudioHardware() {
+  for (const ListenerID listener : systemListeners_) direct_.removePropertyListener(listener);
+  for (const auto& [device, listeners] : directListeners_) {
+    for (const ListenerID listener : listeners) direct_.removePropertyListener(listener);
+  }
+}
+
+// Objects and properties.
+
+const PipeWireDevice* PipeWireAudioHardware::deviceOf(AudioObjectID id) const {
+  const auto found =
+      std::ranges::find_if(listed_, [id](const Device* device) { return device->id == id || device->stream == id; });
+  return found == listed_.end() ? nullptr : *found;
+}
+
+PipeWireDevice* PipeWireAudioHardware::deviceOf(AudioObjectID id) {
+  return const_cast<Device*>(std::as_const(*this).deviceOf(id));
+}
+
+const PipeWireSink* PipeWireAudioHardware::sinkOf(const Device& device) const {
+  const auto& sinks = connection_.facts().sinks;
+  const auto found = device.sink ? sinks.find(*device.sink) : sinks.end();
+  return found == sinks.end() ? nullptr : &found->second;
+}
+
+OSStatus PipeWireAudioHardware::addressStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  const auto status = [&address](const auto& properties) {
+    return std::ranges::find(properties, address) != properties.end() ? noErr : kAudioHardwareUnknownPropertyError;
+  };
+  if (object == kAudioObjectSystemObject) return status(std::array{devicesAddress, defaultAddress});
+  const Device* device = deviceOf(object);
+  if (device == nullptr) return kAudioHardwareBadObjectError;
+  if (device->stream == object) return status(streamProperties);
+  // Without a card of one's own nothing can be owned.
+  if (address == hogAddress && !direct_.hasProperty(device->direct, hogAddress))
+    return kAudioHardwareUnknownPropertyError;
+  return status(deviceProperties);
+}
+
+bool PipeWireAudioHardware::hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  return addressStatus(object, address) == noErr;
+}
+
+std::expected<std::uint32_t, OSStatus> PipeWireAudioHardware::propertyDataSize(
+    AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  const auto value = propertyData(object, address);
+  if (!value) return std::unexpected(value.error());
+  return audioPropertyValueSize(*value);
+}
+
+std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::propertyData(
+    AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
+  if (address == defaultAddress) return defaultDevice();
+  if (object == kAudioObjectSystemObject) {
+    std::vector<std::uint32_t> ids;
+    for (const Device* device : listed_) ids.push_back(device->id);
+    return ids;
+  }
+  const Device& device = *deviceOf(object);
+  return device.id == object ? deviceProperty(device, address.mSelector) : streamProperty(device, address.mSelector);
+}
+
+OSStatus PipeWireAudioHardware::setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                                const AudioPropertyValue& value) {
+  if (const OSStatus status = addressStatus(object, address); status != noErr) return status;
+  if (!isSettable(address.mSelector)) return kAudioHardwareIllegalOperationError;
+  Device& device = *deviceOf(object);
+  if (address == hogAddress) {
+    // Whatever number is written: a write toggles.
+    return std::holds_alternative<std::int32_t>(value) ? toggleHog(device) : kAudioHardwareBadPropertySizeError;
+  }
+  const auto* rate = std::get_if<double>(&value);
+  return rate != nullptr ? setNominalRate(device, *rate) : kAudioHardwareBadPropertySizeError;
+}
+
+std::expected<bool, OSStatus> PipeWireAudioHardware::isPropertySettable(
+    AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
+  return isSettable(address.mSelector);
+}
+
+std::expected<AudioHardware::ListenerID, OSStatus> PipeWireAudioHardware::addPropertyListener(
+    AudioObjectID object, const AudioObjectPropertyAddress& address, Listener listener) {
+  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
+  return listeners_.add(object, address, std::move(listener));
+}
+
+OSStatus PipeWireAudioHardware::removePropertyListener(ListenerID listener) { return listeners_.remove(listener); }
+
+/// The server's choice, but for a device whose sink is only away for a while: the server has chosen another one then.
+AudioObjectID PipeWireAudioHardware::defaultDevice() const {
+  const Device* before = deviceOf(toldDefault_);
+  if (before != nullptr && !before->sink && (hogOwner(*before) == ownProcess() || expectsSink(*before)))
+    return toldDefault_;
+  for (const Device* device : listed_) {
+    const PipeWireSink* sink = sinkOf(*device);
+    if (sink != nullptr && sink->nodeName == connection_.facts().defaultSinkName) return device->id;
+  }
+  const auto firstSink = std::ranges::find_if(listed_, [](const Device* device) { return device->sink.has_value(); });
+  if (firstSink != listed_.end()) return (*firstSink)->id;
+  const auto direct = readProperty<std::uint32_t>(direct_, kAudioObjectSystemObject, defaultAddress).value_or(0);
+  const auto same = std::ranges::find(listed_, direct, [](const Device* device) { return device->direct; });
+  if (direct != kAudioObjectUnknown && same != listed_.end()) return (*same)->id;
+  return listed_.empty() ? kAudioObjectUnknown : listed_.front()->id;
+}
+
+// Units.
+
+std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> PipeWireAudioHardware::newInstance() {
+  PipeWireOutputUnit::Host& host = *this;  // a private base: only in here are the two the same
+  return std::make_unique<PipeWireOutputUnit>(host);
+}
+
+bool PipeWireAudioHardware::hasDevice(AudioObjectID id) const {
+  const Device* device = deviceOf(id);
+  return device != nullptr && device->id == id;
+}
+
+std::expected<PipeWireOutputUnit::Path, OSStatus> PipeWireAudioHardware::openPath(AudioObjectID id,
+                                                                                  PipeWireOutputUnit& unit) {
+  if (!hasDevice(id)) return std::unexpected(kAudioHardwareBadDeviceError);
+  Device& device = *deviceOf(id);
+  if (device.unit != nullptr) return std::unexpected(kAudioDevicePermissionsError);  // one unit at a time
+  const std::int32_t owner = hogOwner(device);
+  if (owner != -1 && owner != ownProcess()) return std::unexpected(kAudioDevicePermissionsError);
+  if (!isReachedDirectly(device)) waitForSink(device);
+  if (!device.isListed) return std::unexpected(kAudioHardwareBadDeviceError);
+  PipeWireOutputUnit::Path path;
+  path.name = device.name;
+  if (isReachedDirectly(device)) {
+    path.direct = device.direct;
+  } else if (const PipeWireSink* sink = sinkOf(device)) {
+    path.sink = *device.sink;
+    path.serial = sink->serial;
+    path.rate = device.chosenRate;
+  } else {
+    return std::unexpected(kAudioHardwareNotRunningError);
+  }
+  device.unit = &unit;
+  return path;
+}
+
+void PipeWireAudioHardware::closePath(AudioObjectID id) {
+  for (const auto& [uid, device] : devices_) {
+    if (device->id != id) continue;
+    device->unit = nullptr;
+    device->unitRate.reset();
+    device->toldAlteration.clear();
+  }
+}
+
+void PipeWireAudioHardware::unitChanged(AudioObjectID id) {
+  Device* device = deviceOf(id);
+  if (device == nullptr || device->unit == nullptr) return;
+  const PipeWireStream* stream = device->unit->stream();
+  if (stream != nullptr && !device->unit->isRunning() && stream->delay() > RunLoop::Duration::zero())
+    device->heardUntil = runLoop_.now() + stream->delay();
+  publish(*device);
+}
+
+// What comes and goes.
+
+std::vector<DirectDevice> PipeWireAudioHardware::directDevices() const {
+  std::vector<DirectDevice> devices;
+  const auto ids = readProperty<std::vector<std::uint32_t>>(direct_, kAudioObjectSystemObject, devicesAddress);
+  for (const AudioObjectID id : ids.value_or(std::vector<std::uint32_t>{})) {
+    const auto text = [&](FourCharCode selector) {
+      return readProperty<std::string>(direct_, id, globalAddress(selector)).value_or("");
+    };
+    devices.push_back({id, text(kAudioDevicePropertyDeviceUID), text(kAudioObjectPropertyName),
+                       readProperty<std::uint32_t>(direct_, id, globalAddress(kAudioDevicePropertyTransportType))
+                           .value_or(kAudioDeviceTransportTypeUnknown)});
+  }
+  return devices;
+}
+
+/// Cards that the server will have again in a moment, or when they are given back: their devices stay as they are.
+std::set<std::string> PipeWireAudioHardware::keptCards() const {
+  std::set<std::string> cards;
+  for (const Device* device : listed_) {
+    const bool isDirect = device->unit != nullptr && device->unit->isDirect();
+    if (isDirect || expectsSink(*device) || (device->direct != 0 && hogOwner(*device) == ownProcess()))
+      cards.insert(cardPart(device->uid));
+  }
+  return cards;
+}
+
+void PipeWireAudioHardware::refresh() {
+  for (Device* device : listed_) {
+    if (device->sink && !connection_.facts().sinks.contains(*device->sink))
+      loseSink(*device, kAudioHardwareBadDeviceError);
+  }
+  const auto kept = keptCards();
+  const auto found = directDevices();
+  auto merged = mergeDevices(found, connection_.facts(), kept);
+  std::erase_if(merged, [this](const MergedDevice& device) { return mayStillGetSink(device); });
+  // Of a card that is away for a while, nothing is shown that was not shown before.
+  std::erase_if(merged, [&](const MergedDevice& device) {
+    if (device.sink || !kept.contains(cardPart(device.uid))) return false;
+    const auto known = devices_.find(device.uid);
+    return known == devices_.end() || !known->second->isListed;
+  });
+  listDevices(merged);
+  observeDirect();
+  for (Device* device : std::vector(listed_)) {
+    const PipeWireSink* sink = sinkOf(*device);
+    if (sink != nullptr && sink->state == PipeWireSink::State::error && device->unit != nullptr &&
+        device->unit->isRunning())
+      device->unit->markLost(kAudioHardwareNotRunningError);
+    publish(*device);
+  }
+}
+
+/// The kernel announces a card before the server does: for a while the newcomer waits for the sink that people know.
+bool PipeWireAudioHardware::mayStillGetSink(const MergedDevice& device) {
+  if (!isListing_ || device.sink || devices_.contains(device.uid) || connection_.facts().cards.empty()) {
+    newcomers_.erase(device.uid);
+    return false;
+  }
+  const auto [entry, isNew] = newcomers_.try_emplace(device.uid, runLoop_.now() + newcomerWait);
+  if (isNew) newcomerCheck_ = runLoop_.scheduleTimer(newcomerWait + 10ms, false, [this] { refresh(); });
+  return runLoop_.now() < entry->second;
+}
+
+void PipeWireAudioHardware::listDevices(const std::vector<MergedDevice>& merged) {
+  const auto before = std::exchange(listed_, {});
+  for (const auto& [uid, device] : devices_) device->isListed = false;
+  for (const MergedDevice& one : merged) {
+    Device& device = deviceNamed(one);
+    if (device.sink && device.sink != one.sink) loseSink(device, kAudioHardwareBadDeviceError);
+    device.isListed = true;
+    device.transport = one.transport;
+    device.sink = one.sink;
+    device.direct = one.direct;
+    if (device.sink) device.sinkExpectedUntil = RunLoop::TimePoint::min();
+    listed_.push_back(&device);
+  }
+  for (Device* device : before) {
+    if (device->isListed) continue;
+    if (device->unit != nullptr) device->unit->markLost(kAudioHardwareBadDeviceError);
+    device->sink.reset();
+    listeners_.notify(device->id, globalAddress(kAudioDevicePropertyDeviceIsAlive));
+    log_.write(LogLevel::info, category, fmt::format("{} has gone", device->name));
+  }
+  if (before != listed_) listeners_.notify(kAudioObjectSystemObject, devicesAddress);
+  const AudioObjectID chosen = defaultDevice();
+  if (std::exchange(toldDefault_, chosen) != chosen) listeners_.notify(kAudioObjectSystemObject, defaultAddress);
+}
+
+PipeWireDevice& PipeWireAudioHardware::deviceNamed(const MergedDevice& merged) {
+  auto& device = devices_[merged.uid];
+  if (!device) {
+    const std::string name = distinctName(merged.name);
+    device = std::make_unique<Device>();
+    device->uid = merged.uid;
+    device->name = name;
+    device->id = nextId_++;
+    device->stream = nextId_++;
+    log_.write(LogLevel::info, category,
+               fmt::format("{} ({}) is device {}{}", name, merged.uid, device->id, merged.sink ? ", a sink" : ""));
+  }
+  return *device;
+}
+
+/// A name stays with its device for good, whichever way the device is reached.
+std::string PipeWireAudioHardware::distinctName(const std::string& plain) const {
+  const auto isTaken = [this](const std::string& name) {
+    return std::ranges::any_of(devices_,
+                               [&name](const auto& entry) { return entry.second && entry.second->name == name; });
+  };
+  std::string name = plain;
+  for (int number = 2; isTaken(name); ++number) name = plain + " (" + std::to_string(number) + ")";
+  return name;
+}
+
+void PipeWireAudioHardware::loseSink(Device& device, OSStatus status) {
+  device.sink.reset();
+  if (device.unit != nullptr) device.unit->markLost(status);
+  if (device.direct == kAudioObjectUnknown) return;
+  device.sinkExpectedUntil = runLoop_.now() + sinkReturn;
+  expectation_ = runLoop_.scheduleTimer(sinkReturn + 10ms, false, [this] { refresh(); });
+}
+
+void PipeWireAudioHardware::serverLost() {
+  for (Device* device : listed_) {
+    if (device->sink) loseSink(*device, kAudioHardwareNotRunningError);
+  }
+}
+
+void PipeWireAudioHardware::observeDirect() {
+  for (const Device* device : listed_) {
+    if (device->direct == kAudioObjectUnknown || directListeners_.contains(device->direct)) continue;
+    auto& listeners = directListeners_[device->direct];
+    const auto observe = [&](AudioObjectID object, const AudioObjectPropertyAddress& address, bool ofStream) {
+      const auto added = direct_.addPropertyListener(
+          object, address, [this, uid = device->uid, ofStream](const AudioObjectPropertyAddress& changed) {
+            Device& known = *devices_.at(uid);
+            if (changed == hogAddress) return publish(known);
+            if (known.isListed && isReachedDirectly(known))
+              listeners_.notify(ofStream ? known.stream : known.id, changed);
+          });
+      if (added) listeners.push_back(*added);
+    };
+    for (const auto& address : forwarded) observe(device->direct, address, false);
+    if (const AudioObjectID stream = directStream(*device); stream != kAudioObjectUnknown) {
+      for (const auto& address : streamProperties) observe(stream, address, true);
+    }
+  }
+}
+
+/// Tells the listeners what has become of the device, when it is not what they were told.
+void PipeWireAudioHardware::publish(Device& device) {
+  if (!device.isListed) return;
+  const bool isShared = !isReachedDirectly(device);
+  if (device.unit != nullptr && device.unit->isRunning() && device.unit->stream() != nullptr) {
+    if (const PipeWireSink* sink = sinkOf(device); sink != nullptr && sink->format)
+      device.unitRate = sink->format->rate;
+    std::string reason = alteration(device);
+    if (reason != device.toldAlteration) {
+      log_.write(LogLevel::standard, category,
+                 reason.empty() ? fmt::format("{}: nothing alters the samples now", device.name)
+                                : fmt::format("{}: samples are altered: {}", device.name, reason));
+      device.toldAlteration = std::move(reason);
+      listeners_.notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
+    }
+  }
+  if (isShared) {
+    const double rate = sharedNominalRate(device);
+    if (device.toldRate && *device.toldRate != rate)
+      listeners_.notify(device.id, globalAddress(kAudioDevicePropertyNominalSampleRate));
+    device.toldRate = rate;
+  }
+  if (device.direct != kAudioObjectUnknown) {
+    const std::int32_t owner = hogOwner(device);
+    if (device.toldOwner && *device.toldOwner != owner) listeners_.notify(device.id, hogAddress);
+    device.toldOwner = owner;
+  }
+}
+
+}  // namespace tolvane

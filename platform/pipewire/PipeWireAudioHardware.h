@@ -1,0 +1,123 @@
+#pragma once
+// The device layer on a desktop with PipeWire: sinks as people know them, and the cards behind them as the direct side
+// has them, each card once. Main thread. Without a server it is the direct side; the only waits are bounded ones.
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/AudioHardware.h"
+#include "platform/Log.h"
+#include "platform/PropertyListeners.h"
+#include "platform/RunLoop.h"
+#include "platform/pipewire/PipeWireConnection.h"
+#include "platform/pipewire/PipeWireDevice.h"
+#include "platform/pipewire/PipeWireOutputUnit.h"
+
+namespace tolvane {
+
+class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent, private PipeWireOutputUnit::Host {
+ public:
+  /// All three outlive the hardware. `direct` has the machine's own devices, and takes hog mode of them.
+  PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct);
+  ~PipeWireAudioHardware() override;
+
+  bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
+  std::expected<std::uint32_t, OSStatus> propertyDataSize(AudioObjectID object,
+                                                          const AudioObjectPropertyAddress& address) const override;
+  std::expected<AudioPropertyValue, OSStatus> propertyData(AudioObjectID object,
+                                                           const AudioObjectPropertyAddress& address) const override;
+  OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                           const AudioPropertyValue& value) override;
+  std::expected<bool, OSStatus> isPropertySettable(AudioObjectID object,
+                                                   const AudioObjectPropertyAddress& address) const override;
+  std::expected<ListenerID, OSStatus> addPropertyListener(AudioObjectID object,
+                                                          const AudioObjectPropertyAddress& address,
+                                                          Listener listener) override;
+  OSStatus removePropertyListener(ListenerID listener) override;
+  AudioOutputComponent* outputComponent() override { return this; }
+
+ private:
+  using Device = PipeWireDevice;
+
+  // AudioOutputComponent
+  std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> newInstance() override;
+  // PipeWireOutputUnit::Host
+  bool hasDevice(AudioObjectID id) const override;
+  std::expected<PipeWireOutputUnit::Path, OSStatus> openPath(AudioObjectID id, PipeWireOutputUnit& unit) override;
+  void closePath(AudioObjectID id) override;
+  void unitChanged(AudioObjectID id) override;
+  AudioOutputComponent* directComponent() override { return direct_.outputComponent(); }
+  PipeWireConnection& connection() override { return connection_; }
+  RunLoop& runLoop() override { return runLoop_; }
+  Log& log() override { return log_; }
+
+  // Objects.
+  [[nodiscard]] const Device* deviceOf(AudioObjectID deviceOrStream) const;
+  [[nodiscard]] Device* deviceOf(AudioObjectID deviceOrStream);
+  [[nodiscard]] const PipeWireSink* sinkOf(const Device& device) const;
+  [[nodiscard]] OSStatus addressStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
+  [[nodiscard]] AudioObjectID defaultDevice() const;
+
+  // Properties (PipeWireProperties.cpp).
+  [[nodiscard]] static std::int32_t ownProcess();
+  [[nodiscard]] bool isReachedDirectly(const Device& device) const;
+  [[nodiscard]] bool expectsSink(const Device& device) const;
+  [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> deviceProperty(const Device& device,
+                                                                           FourCharCode selector) const;
+  [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> streamProperty(const Device& device,
+                                                                           FourCharCode selector) const;
+  [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> sharedProperty(const Device& device,
+                                                                           FourCharCode selector) const;
+  [[nodiscard]] AudioObjectID directStream(const Device& device) const;
+  [[nodiscard]] std::vector<AudioValueRange> sharedRates(const Device& device) const;
+  [[nodiscard]] double sharedNominalRate(const Device& device) const;
+  [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> sharedPhysicalFormat(const Device& device) const;
+  [[nodiscard]] std::string alteration(const Device& device) const;
+  [[nodiscard]] std::int32_t directOwner(const Device& device) const;
+  [[nodiscard]] std::int32_t hogOwner(const Device& device) const;
+  OSStatus setNominalRate(Device& device, double rate);
+
+  // Exclusive access (PipeWireExclusive.cpp).
+  OSStatus toggleHog(Device& device);
+  OSStatus takeDirectly(Device& device);
+  void giveBack(Device& device);
+  OSStatus toggleDirectHog(const Device& device);
+  void switchCardOff(Device& device);
+  void restoreProfile(Device& device);
+  void waitUntilHeard(const Device& device);
+  bool waitForSink(const Device& device);
+
+  // What comes and goes.
+  void refresh();
+  void listDevices(const std::vector<MergedDevice>& merged);
+  void observeDirect();
+  void serverLost();
+  void loseSink(Device& device, OSStatus status);
+  void publish(Device& device);
+  [[nodiscard]] bool mayStillGetSink(const MergedDevice& device);
+  [[nodiscard]] std::vector<DirectDevice> directDevices() const;
+  [[nodiscard]] std::set<std::string> keptCards() const;
+  [[nodiscard]] Device& deviceNamed(const MergedDevice& merged);
+  [[nodiscard]] std::string distinctName(const std::string& plain) const;
+
+  RunLoop& runLoop_;
+  Log& log_;
+  AudioHardware& direct_;
+  PropertyListeners listeners_;
+  std::map<std::string, std::unique_ptr<Device>> devices_;  ///< by uid, also of what has gone
+  std::vector<Device*> listed_;
+  AudioObjectID nextId_ = kAudioObjectSystemObject + 1;
+  AudioObjectID toldDefault_ = kAudioObjectUnknown;
+  std::map<AudioObjectID, std::vector<ListenerID>> directListeners_;  ///< by the direct side's device
+  std::vector<ListenerID> systemListeners_;
+  bool isListing_ = false;                               ///< the first list has been made
+  std::map<std::string, RunLoop::TimePoint> newcomers_;  ///< by uid: until when each may still get a sink
+  RunLoop::Timer newcomerCheck_;
+  RunLoop::Timer expectation_;  ///< looks again when a sink that was expected has not come
+  PipeWireConnection connection_;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,50 @@
+#pragma once
+// What the PipeWire side remembers about one device, listed or not: its ids, its name, and what was asked of it. Main
+// thread; a plain record of PipeWireAudioHardware.
+
+#include <optional>
+#include <string>
+
+#include "platform/AudioHardware.h"
+#include "platform/RunLoop.h"
+#include "platform/pipewire/DeviceMerge.h"
+
+namespace tolvane {
+
+class PipeWireOutputUnit;
+
+struct PipeWireDevice {
+  // For as long as the process lives.
+  std::string uid;
+  std::string name;
+  AudioObjectID id = kAudioObjectUnknown;
+  AudioObjectID stream = kAudioObjectUnknown;
+  std::optional<double> chosenRate;  ///< that was last asked for while it was reached through a sink
+
+  // While it is listed.
+  bool isListed = false;
+  std::uint32_t transport = 0;
+  std::optional<std::uint32_t> sink;
+  AudioObjectID direct = kAudioObjectUnknown;
+  PipeWireOutputUnit* unit = nullptr;
+  std::optional<double> unitRate;  ///< that the sink ran at when the unit last played
+
+  /// Its sink has gone a moment ago and is likely to come back by then.
+  RunLoop::TimePoint sinkExpectedUntil = RunLoop::TimePoint::min();
+  /// Until then the hardware still plays what the last unit gave to the sink.
+  RunLoop::TimePoint heardUntil = RunLoop::TimePoint::min();
+  /// The server's card whose profile this process has switched off, and what it was before.
+  struct Profile {
+    std::uint32_t card = 0;
+    std::uint32_t profile = 0;
+  };
+  std::optional<Profile> switchedOff;
+  bool returnsToServer = false;  ///< when hog mode ends
+
+  // What listeners were told last.
+  std::optional<double> toldRate;
+  std::optional<std::int32_t> toldOwner;
+  std::string toldAlteration;
+};
+
+}  // namespace tolvane

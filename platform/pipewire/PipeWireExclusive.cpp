@@ -1,0 +1,110 @@
+// Taking a card from the server, and giving it back. The card's profile is switched off first: a server whose card is
+// only taken gives its sink another name afterwards, and the user's choice of a default sink is lost.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "platform/PropertyReading.h"
+#include "platform/pipewire/PipeWireAudioHardware.h"
+
+namespace tolvane {
+namespace {
+
+using std::chrono_literals::operator""ms;
+using std::chrono_literals::operator""s;
+
+constexpr std::string_view category = "AudioHardware";
+constexpr RunLoop::Duration sinkLimit = 1s;   // for a sink that is on its way
+constexpr RunLoop::Duration closeLimit = 1s;  // for the server to close the card
+constexpr RunLoop::Duration heardLimit = 1s;  // for what the card still plays
+constexpr RunLoop::Duration retryPause = 20ms;
+constexpr auto hogAddress = globalAddress(kAudioDevicePropertyHogMode);
+
+}  // namespace
+
+OSStatus PipeWireAudioHardware::toggleDirectHog(const Device& device) {
+  constexpr std::int32_t anyPID = -1;  // the write toggles, whatever its value
+  return direct_.setPropertyData(device.direct, hogAddress, anyPID);
+}
+
+OSStatus PipeWireAudioHardware::toggleHog(Device& device) {
+  if (directOwner(device) == ownProcess()) {
+    giveBack(device);
+    publish(device);
+    return noErr;
+  }
+  if (hogOwner(device) != -1) return kAudioDevicePermissionsError;
+  const OSStatus status = takeDirectly(device);
+  publish(device);
+  return status;
+}
+
+OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
+  if (device.unit != nullptr && device.unit->stream() != nullptr) return kAudioDevicePermissionsError;
+  if (expectsSink(device)) waitForSink(device);
+  waitUntilHeard(device);
+  const bool hadSink = device.sink.has_value();
+  switchCardOff(device);
+  const auto end = runLoop_.now() + closeLimit;
+  OSStatus status = toggleDirectHog(device);
+  while (status == kAudioDevicePermissionsError && hadSink && runLoop_.now() < end) {
+    if (!connection_.waitUntil([] { return false; }, retryPause)) runLoop_.sleepFor(retryPause);
+    status = toggleDirectHog(device);
+  }
+  if (status != noErr) {
+    restoreProfile(device);
+    return status;
+  }
+  device.returnsToServer = hadSink;
+  return noErr;
+}
+
+void PipeWireAudioHardware::giveBack(Device& device) {
+  if (const OSStatus status = toggleDirectHog(device); status != noErr)
+    log_.write(LogLevel::error, category, fmt::format("{} is not given back: {}", device.name, status));
+  restoreProfile(device);
+  if (std::exchange(device.returnsToServer, false)) loseSink(device, noErr);
+}
+
+/// Has the server let go of the card. It keeps it in mind, and plays on it again when the profile is set back.
+void PipeWireAudioHardware::switchCardOff(Device& device) {
+  const PipeWireSink* sink = sinkOf(device);
+  const PipeWireCard* card = sink != nullptr ? cardOf(connection_.facts(), *sink) : nullptr;
+  if (card == nullptr || !card->profile || !card->profileOff || card->isOff()) return;
+  device.switchedOff = {*sink->card, *card->profile};
+  if (!connection_.setProfile(*sink->card, *card->profileOff)) return device.switchedOff.reset();
+  const auto id = *device.sink;
+  connection_.waitUntil([this, id] { return !connection_.facts().sinks.contains(id); }, closeLimit);
+}
+
+void PipeWireAudioHardware::restoreProfile(Device& device) {
+  const auto before = std::exchange(device.switchedOff, std::nullopt);
+  if (!before) return;
+  // A card that was reserved is a new object for the server, which has its old profile already.
+  const auto card = connection_.facts().cards.find(before->card);
+  if (card == connection_.facts().cards.end() || !card->second.isOff()) return;
+  if (connection_.setProfile(before->card, before->profile)) connection_.roundTrip(closeLimit);
+}
+
+/// What the card still plays of an earlier unit would be cut off with it.
+void PipeWireAudioHardware::waitUntilHeard(const Device& device) {
+  const auto left = std::min(device.heardUntil - runLoop_.now(), heardLimit);
+  if (device.heardUntil > runLoop_.now()) runLoop_.sleepFor(left);
+}
+
+/// Whether the device has a sink, now or within a second.
+bool PipeWireAudioHardware::waitForSink(const Device& device) {
+  const auto end = std::min(runLoop_.now() + sinkLimit, std::max(device.sinkExpectedUntil, runLoop_.now()));
+  while (!device.sink && runLoop_.now() < end) {
+    if (!connection_.isConnected()) {
+      runLoop_.sleepFor(retryPause);
+      connection_.reconnect();
+    }
+    connection_.waitUntil([&device] { return device.sink.has_value(); },
+                          std::min<RunLoop::Duration>(100ms, end - runLoop_.now()));
+  }
+  return device.sink.has_value();
+}
+
+}  // namespace tolvane

@@ -1,0 +1,91 @@
+#include "platform/pipewire/PipeWireFacts.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace tolvane {
+namespace {
+
+bool isFull(float volume) { return volume == 1.0F; }
+
+/// Rates are whole numbers on both sides: nothing is nearly equal.
+bool sameRate(double a, double b) { return a > 0 && std::fabs(a - b) < 0.5; }
+
+}  // namespace
+
+const PipeWireCard* cardOf(const PipeWireFacts& facts, const PipeWireSink& sink) {
+  const auto found = sink.card ? facts.cards.find(*sink.card) : facts.cards.end();
+  return found == facts.cards.end() ? nullptr : &found->second;
+}
+
+bool othersPlayOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t ownNode) {
+  return std::ranges::any_of(facts.links, [&](const auto& entry) {
+    const PipeWireLink& link = entry.second;
+    return link.inputNode == sink && link.outputNode != ownNode && link.isActive;
+  });
+}
+
+bool playsOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node) {
+  return std::ranges::any_of(facts.links, [&](const auto& entry) {
+    return entry.second.inputNode == sink && entry.second.outputNode == node && entry.second.isActive;
+  });
+}
+
+std::string alterationOf(const PipeWireFacts& facts, std::uint32_t sinkId, const PipeWireStreamFacts& stream) {
+  const auto found = facts.sinks.find(sinkId);
+  if (found == facts.sinks.end()) return "the sink has gone";
+  const PipeWireSink& sink = found->second;
+  if (sink.state == PipeWireSink::State::error) return "the sink has failed: " + sink.error;
+  if (!sink.format) return "the sink's format is not known";
+  if (!sameRate(sink.format->rate, stream.clientRate))
+    return fmt::format("the sink runs at {} Hz, the source at {} Hz", sink.format->rate, stream.clientRate);
+  if (!sameRate(stream.graphRate, stream.clientRate))
+    return fmt::format("the graph runs at {} Hz, the source at {} Hz", stream.graphRate, stream.clientRate);
+  if (sink.format->channels != stream.positions.size() || sink.format->positions != stream.positions)
+    return "the channels are mapped";
+  if (!playsOn(facts, sinkId, stream.node)) return "the stream is not linked to the sink";
+  if (sink.isMuted) return "the sink is muted";
+  if (stream.isMuted) return "the stream is muted";
+  if (sink.volumes.empty()) return "the sink's volume is not known";
+  if (!isFull(sink.volume) || !std::ranges::all_of(sink.volumes, isFull)) {
+    const float lowest = std::min(sink.volume, std::ranges::min(sink.volumes));
+    return fmt::format("the sink's volume is {:.3f} of its samples", lowest);
+  }
+  if (!std::ranges::all_of(stream.volumes, isFull)) return "the stream's volume is not full";
+  if (othersPlayOn(facts, sinkId, stream.node)) return "another program plays on the sink";
+  return {};
+}
+
+std::uint32_t transportOf(const PipeWireSink& sink, const PipeWireCard* card) {
+  const std::string_view api = card != nullptr && !card->api.empty() ? card->api : sink.api;
+  const std::string_view bus = card != nullptr ? card->bus : std::string_view();
+  if (api == "bluez5" || bus == "bluetooth") return kAudioDeviceTransportTypeBluetooth;
+  if (sink.profileName.find("hdmi") != std::string::npos) return kAudioDeviceTransportTypeHDMI;
+  if (bus == "usb") return kAudioDeviceTransportTypeUSB;
+  if (bus == "firewire") return kAudioDeviceTransportTypeFireWire;
+  if (bus == "pci") {
+    return card->formFactor == "internal" ? kAudioDeviceTransportTypeBuiltIn : kAudioDeviceTransportTypePCI;
+  }
+  if (sink.alsaCard) return bus.empty() ? kAudioDeviceTransportTypeVirtual : kAudioDeviceTransportTypeBuiltIn;
+  return kAudioDeviceTransportTypeVirtual;
+}
+
+std::string nameInJson(std::string_view json) {
+  constexpr std::string_view key = "\"name\"";
+  auto at = json.find(key);
+  if (json.find('{') > at || at == std::string_view::npos) return {};
+  at = json.find_first_not_of(" \t\r\n", at + key.size());
+  if (at == std::string_view::npos || json[at] != ':') return {};
+  at = json.find_first_not_of(" \t\r\n", at + 1);
+  if (at == std::string_view::npos || json[at] != '"') return {};
+  std::string name;
+  for (++at; at < json.size() && json[at] != '"'; ++at) {
+    if (json[at] == '\\' && ++at == json.size()) break;
+    name += json[at];
+  }
+  return at < json.size() ? name : std::string();
+}
+
+}  // namespace tolvane

@@ -1,0 +1,110 @@
+#pragma once
+// What a PipeWire server tells about itself: its sinks, the cards behind them, who plays on them. Plain values, and
+// pure questions about them. Main thread; touches no library.
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/AudioHardware.h"
+
+namespace tolvane {
+
+/// The format that a sink and its hardware have agreed on; there is none while the sink is suspended.
+struct PipeWireFormat {
+  double rate = 0;                       ///< hertz
+  std::uint32_t channels = 0;            ///< as many as it has positions, when those are told
+  std::vector<std::uint32_t> positions;  ///< the server's numbers of the speakers
+
+  bool operator==(const PipeWireFormat&) const = default;
+};
+
+/// A card as the server's session manager has it.
+struct PipeWireCard {
+  std::string api;  ///< "alsa", "bluez5"
+  std::string bus;  ///< "usb", "pci", "bluetooth"
+  std::string busId;
+  std::string busPath;
+  std::string description;
+  std::string formFactor;
+  std::optional<int> alsaCard;  ///< the kernel's index
+  std::string alsaCardId;       ///< the kernel's name of it
+  std::string bluetoothAddress;
+  std::optional<std::uint32_t> profile;     ///< the active one
+  std::optional<std::uint32_t> profileOff;  ///< the one that gives the card back to the system
+
+  [[nodiscard]] bool isOff() const { return profile && profile == profileOff; }
+};
+
+struct PipeWireSink {
+  enum class State : std::uint8_t { creating, suspended, idle, running, error };
+
+  std::string nodeName;
+  std::string serial;  ///< what a stream names it by; never used again
+  std::string description;
+  std::string api;
+  std::optional<std::uint32_t> card;  ///< a PipeWireCard's object
+  std::optional<int> alsaCard;
+  std::optional<int> alsaDevice;
+  std::string profileName;
+  State state = State::creating;
+  std::string error;
+  std::optional<PipeWireFormat> format;
+  std::vector<AudioValueRange> rates;  ///< that its hardware takes; empty where not told
+  std::uint32_t maximumChannels = 0;
+  std::vector<float> volumes;  ///< a channel; empty: not told (yet)
+  float volume = 1;
+  bool isMuted = false;
+};
+
+/// A stream that ends in something.
+struct PipeWireLink {
+  std::uint32_t outputNode = 0;
+  std::uint32_t inputNode = 0;
+  bool isActive = false;
+
+  bool operator==(const PipeWireLink&) const = default;
+};
+
+/// By the server's object numbers.
+struct PipeWireFacts {
+  std::map<std::uint32_t, PipeWireCard> cards;
+  std::map<std::uint32_t, PipeWireSink> sinks;
+  std::map<std::uint32_t, PipeWireLink> links;
+  std::string defaultSinkName;
+  double graphRate = 48000;  ///< hertz, where nobody asks for another one
+};
+
+/// What a stream to a sink has asked for and was given.
+struct PipeWireStreamFacts {
+  std::uint32_t node = 0;
+  double clientRate = 0;  ///< hertz
+  double graphRate = 0;   ///< hertz; 0: not known
+  std::vector<std::uint32_t> positions;
+  std::vector<float> volumes;  ///< a channel, and the stream's as a whole
+  bool isMuted = false;
+};
+
+/// Why the sink's hardware does not get the samples that the stream delivers: a few words for the log. Empty: nothing
+/// between them changes one. What is not known counts as a change.
+[[nodiscard]] std::string alterationOf(const PipeWireFacts& facts, std::uint32_t sink,
+                                       const PipeWireStreamFacts& stream);
+
+/// Whether anybody but `ownNode` plays on the sink.
+[[nodiscard]] bool othersPlayOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t ownNode);
+
+/// Whether what `node` plays reaches the sink.
+[[nodiscard]] bool playsOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node);
+
+/// The card behind a sink; null where there is none.
+[[nodiscard]] const PipeWireCard* cardOf(const PipeWireFacts& facts, const PipeWireSink& sink);
+
+[[nodiscard]] std::uint32_t transportOf(const PipeWireSink& sink, const PipeWireCard* card);
+
+/// The text behind "name" in a JSON object such as {"name":"alsa_output.usb"}; empty for anything else.
+[[nodiscard]] std::string nameInJson(std::string_view json);
+
+}  // namespace tolvane

@@ -1,0 +1,94 @@
+#pragma once
+// An output unit on a device that may be reached through a PipeWire sink or directly: which of them is decided when it
+// is initialised. Main thread; what renders lives in PipeWireStream, or in the direct side's own unit.
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/AudioHardware.h"
+#include "platform/Log.h"
+#include "platform/RunLoop.h"
+#include "platform/pipewire/PipeWireStream.h"
+
+namespace tolvane {
+
+class PipeWireOutputUnit : public AudioOutputUnit {
+ public:
+  /// How a device is reached now.
+  struct Path {
+    std::string name;                            ///< of the device, for the log
+    AudioObjectID direct = kAudioObjectUnknown;  ///< the direct side's device; else the sink
+    std::uint32_t sink = 0;
+    std::string serial;
+    /// The rate that the sink was given to run at; nothing: it runs as it likes.
+    std::optional<double> rate;
+  };
+  /// What a unit needs of its hardware.
+  class Host {
+   public:
+    virtual ~Host() = default;
+    [[nodiscard]] virtual bool hasDevice(AudioObjectID id) const = 0;
+    /// The device's way for this unit, which has it until closePath(): one unit at a time.
+    [[nodiscard]] virtual std::expected<Path, OSStatus> openPath(AudioObjectID id, PipeWireOutputUnit& unit) = 0;
+    virtual void closePath(AudioObjectID id) = 0;
+    /// The unit has begun or ended, or its stream has changed.
+    virtual void unitChanged(AudioObjectID id) = 0;
+    [[nodiscard]] virtual AudioOutputComponent* directComponent() = 0;
+    [[nodiscard]] virtual PipeWireConnection& connection() = 0;
+    [[nodiscard]] virtual RunLoop& runLoop() = 0;
+    [[nodiscard]] virtual Log& log() = 0;
+  };
+
+  explicit PipeWireOutputUnit(Host& host) : host_(host) {}
+  ~PipeWireOutputUnit() override;
+
+  OSStatus setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
+                       const AudioUnitPropertyValue& value) override;
+  std::expected<AudioUnitPropertyValue, OSStatus> property(AudioUnitProperty property, AudioUnitScope scope,
+                                                           std::uint32_t element) const override;
+  OSStatus initialize() override;
+  OSStatus uninitialize() override;
+  OSStatus start() override;
+  OSStatus stop() override;
+  std::int64_t framesPlayed() const override;
+  std::uint64_t underrunCount() const override;
+
+  // For the hardware.
+
+  /// Null unless the unit plays, or could, through a sink.
+  [[nodiscard]] const PipeWireStream* stream() const { return stream_.get(); }
+  [[nodiscard]] bool isDirect() const { return direct_ != nullptr; }
+  [[nodiscard]] bool isRunning() const { return state_ == State::running; }
+  [[nodiscard]] const AudioStreamBasicDescription& format() const { return *format_; }
+  /// The sink or the server behind the stream has gone, or has failed.
+  void markLost(OSStatus status);
+
+ private:
+  enum class State : std::uint8_t { created, initialised, running };
+
+  OSStatus setFormat(const AudioStreamBasicDescription& format);
+  OSStatus openStream(const Path& path);
+  OSStatus openDirect(const Path& path);
+  void closeAll();
+  void watchProgress();
+
+  Host& host_;
+  State state_ = State::created;
+  AudioObjectID deviceId_ = kAudioObjectUnknown;
+  std::uint32_t outputEnabled_ = 1;
+  std::uint32_t inputEnabled_ = 0;
+  std::uint32_t renderQuality_ = kRenderQuality_Max;
+  std::optional<AudioStreamBasicDescription> format_;
+  AURenderCallback callback_;
+
+  // While initialised, one of the two.
+  std::unique_ptr<PipeWireStream> stream_;
+  std::unique_ptr<AudioOutputUnit> direct_;
+  RunLoop::Timer progressWatch_;
+  std::uint64_t cyclesSeen_ = 0;
+  int checksWithoutProgress_ = 0;
+  OSStatus watchError_ = noErr;
+};
+
+}  // namespace tolvane

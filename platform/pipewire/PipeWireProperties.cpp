@@ -1,0 +1,199 @@
+// What the properties of a device are while it is reached through a sink, and whether it is.
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "platform/PropertyReading.h"
+#include "platform/conversion/PcmLayout.h"
+#include "platform/pipewire/PipeWireAudioHardware.h"
+
+namespace tolvane {
+namespace {
+
+constexpr std::uint32_t usualQuantum = 1024;
+/// The widest integer that passes through the server's mix of 32-bit floats.
+constexpr std::uint8_t bitsOfTheMix = 24;
+
+template <typename Value>
+std::expected<AudioPropertyValue, OSStatus> asProperty(std::expected<Value, OSStatus> value) {
+  if (!value) return std::unexpected(value.error());
+  return AudioPropertyValue(*std::move(value));
+}
+
+}  // namespace
+
+std::int32_t PipeWireAudioHardware::ownProcess() { return static_cast<std::int32_t>(getpid()); }
+
+bool PipeWireAudioHardware::expectsSink(const Device& device) const {
+  return !device.sink && runLoop_.now() < device.sinkExpectedUntil;
+}
+
+bool PipeWireAudioHardware::isReachedDirectly(const Device& device) const {
+  if (device.direct == kAudioObjectUnknown) return false;
+  if (device.unit != nullptr && device.unit->isDirect()) return true;
+  if (device.unit != nullptr && device.unit->stream() != nullptr) return false;
+  if (directOwner(device) == ownProcess()) return true;
+  return !device.sink && !expectsSink(device);
+}
+
+std::int32_t PipeWireAudioHardware::directOwner(const Device& device) const {
+  if (device.direct == kAudioObjectUnknown) return -1;
+  return readProperty<std::int32_t>(direct_, device.direct, globalAddress(kAudioDevicePropertyHogMode)).value_or(-1);
+}
+
+/// The server holds the card only until somebody asks for it: it owns nothing.
+std::int32_t PipeWireAudioHardware::hogOwner(const Device& device) const {
+  const std::int32_t owner = directOwner(device);
+  if (owner == -1 || owner == ownProcess()) return owner;
+  const PipeWireSink* sink = sinkOf(device);
+  const bool isTheServer = sink != nullptr && sink->format && sink->state != PipeWireSink::State::error;
+  return isTheServer || expectsSink(device) ? -1 : owner;
+}
+
+AudioObjectID PipeWireAudioHardware::directStream(const Device& device) const {
+  const auto streams =
+      readProperty<std::vector<std::uint32_t>>(direct_, device.direct, outputAddress(kAudioDevicePropertyStreams));
+  return streams && !streams->empty() ? streams->front() : kAudioObjectUnknown;
+}
+
+std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::deviceProperty(const Device& device,
+                                                                                  FourCharCode selector) const {
+  using Numbers = std::vector<std::uint32_t>;
+  switch (selector) {
+    case kAudioObjectPropertyName:
+      return device.name;
+    case kAudioDevicePropertyDeviceUID:
+      return device.uid;
+    case kAudioDevicePropertyTransportType:
+      return device.transport;
+    case kAudioDevicePropertyHogMode:
+      return hogOwner(device);
+    case kAudioDevicePropertyDeviceIsAlive:
+      return std::uint32_t{1};  // one that has gone is no object any more
+    case kAudioDevicePropertyProcessingIsActive:
+      return alteration(device).empty() ? std::uint32_t{0} : std::uint32_t{1};
+    case kAudioDevicePropertyStreams:
+      return Numbers{device.stream};
+    default:
+      break;
+  }
+  const bool isOfTheOutput = selector == kAudioDevicePropertyStreamConfiguration;
+  if (isReachedDirectly(device))
+    return direct_.propertyData(device.direct, isOfTheOutput ? outputAddress(selector) : globalAddress(selector));
+  return sharedProperty(device, selector);
+}
+
+std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::sharedProperty(const Device& device,
+                                                                                  FourCharCode selector) const {
+  const PipeWireSink* sink = sinkOf(device);
+  const bool plays = device.unit != nullptr && device.unit->isRunning();
+  switch (selector) {
+    case kAudioDevicePropertyNominalSampleRate:
+      return sharedNominalRate(device);
+    case kAudioDevicePropertyAvailableNominalSampleRates:
+      return sharedRates(device);
+    case kAudioDevicePropertyActualSampleRate: {
+      if (!plays || sink == nullptr || !sink->format) return std::unexpected(kAudioHardwareNotRunningError);
+      // The kernel's account, where there is one: the server tells what it has asked for.
+      const auto actual = readProperty<double>(direct_, device.direct, globalAddress(selector));
+      return actual.value_or(sink->format->rate);
+    }
+    case kAudioDevicePropertyStreamConfiguration: {
+      std::uint32_t channels = 2;
+      if (sink != nullptr && sink->maximumChannels > 0) channels = sink->maximumChannels;
+      if (sink != nullptr && sink->format) channels = sink->format->channels;
+      return std::vector<std::uint32_t>{channels};
+    }
+    case kAudioDevicePropertyBufferFrameSize: {
+      const std::uint32_t quantum = plays ? device.unit->stream()->quantum() : 0;
+      return quantum != 0 ? quantum : usualQuantum;
+    }
+    default:
+      return std::unexpected(kAudioHardwareUnknownPropertyError);
+  }
+}
+
+std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::streamProperty(const Device& device,
+                                                                                  FourCharCode selector) const {
+  if (isReachedDirectly(device)) return direct_.propertyData(directStream(device), globalAddress(selector));
+  const bool plays = device.unit != nullptr && device.unit->isRunning();
+  switch (selector) {
+    case kAudioStreamPropertyIsActive:
+      return plays ? std::uint32_t{1} : std::uint32_t{0};
+    case kAudioStreamPropertyPhysicalFormat:
+      return asProperty(sharedPhysicalFormat(device));
+    case kAudioStreamPropertyVirtualFormat:
+      if (device.unit == nullptr || device.unit->stream() == nullptr)
+        return std::unexpected(kAudioHardwareNotRunningError);
+      return device.unit->format();
+    default:
+      return std::unexpected(kAudioHardwareUnknownPropertyError);
+  }
+}
+
+/// What the sink's hardware takes; where the server does not tell, the rate that its graph has.
+std::vector<AudioValueRange> PipeWireAudioHardware::sharedRates(const Device& device) const {
+  const PipeWireSink* sink = sinkOf(device);
+  if (sink != nullptr && !sink->rates.empty()) return sink->rates;
+  const double rate = connection_.facts().graphRate;
+  return {{rate, rate}};
+}
+
+double PipeWireAudioHardware::sharedNominalRate(const Device& device) const {
+  if (device.unit != nullptr && device.unitRate) return *device.unitRate;
+  if (device.chosenRate) return *device.chosenRate;
+  if (const PipeWireSink* sink = sinkOf(device); sink != nullptr && sink->format) return sink->format->rate;
+  const auto rates = sharedRates(device);
+  const double usual = connection_.facts().graphRate;
+  double nearest = rates.front().mMinimum;
+  for (const AudioValueRange& range : rates) {
+    const double candidate = std::clamp(usual, range.mMinimum, range.mMaximum);
+    if (std::fabs(candidate - usual) < std::fabs(nearest - usual)) nearest = candidate;
+  }
+  return nearest;
+}
+
+OSStatus PipeWireAudioHardware::setNominalRate(Device& device, double rate) {
+  if (isReachedDirectly(device))
+    return direct_.setPropertyData(device.direct, globalAddress(kAudioDevicePropertyNominalSampleRate), rate);
+  if (!(rate >= 1) || rate > 10'000'000 || rate != std::floor(rate)) return kAudioDeviceUnsupportedFormatError;
+  if (device.unit != nullptr && device.unit->stream() != nullptr)
+    return rate == sharedNominalRate(device) ? noErr : kAudioHardwareIllegalOperationError;
+  // While the sink is on its way back nobody can tell what it takes; the unit will read back what it runs at.
+  if (device.sink && std::ranges::none_of(sharedRates(device), [rate](const AudioValueRange& range) {
+        return range.mMinimum <= rate && rate <= range.mMaximum;
+      }))
+    return kAudioDeviceUnsupportedFormatError;
+  device.chosenRate = rate;
+  publish(device);
+  return noErr;
+}
+
+/// Why what the unit renders is not what the hardware gets; empty while it is, or while no unit plays through a sink.
+std::string PipeWireAudioHardware::alteration(const Device& device) const {
+  if (device.unit == nullptr || !device.unit->isRunning() || device.unit->stream() == nullptr) return {};
+  if (!device.sink) return "the sink has gone";
+  return alterationOf(connection_.facts(), *device.sink, device.unit->stream()->facts());
+}
+
+/// The narrowest stage between the unit and the converter: the kernel's account of the card behind the sink, or the
+/// mix.
+std::expected<AudioStreamBasicDescription, OSStatus> PipeWireAudioHardware::sharedPhysicalFormat(
+    const Device& device) const {
+  if (device.unit == nullptr || !device.unit->isRunning()) return std::unexpected(kAudioHardwareNotRunningError);
+  if (device.direct == kAudioObjectUnknown || !alteration(device).empty())
+    return std::unexpected(kAudioDeviceUnsupportedFormatError);
+  const auto format = direct_.propertyData(directStream(device), globalAddress(kAudioStreamPropertyPhysicalFormat));
+  if (!format) return std::unexpected(format.error());
+  auto hardware = std::get<AudioStreamBasicDescription>(*format);
+  auto layout = pcmLayout(hardware);
+  if (!layout) return std::unexpected(kAudioDeviceUnsupportedFormatError);
+  if (layout->isFloat() || layout->bits <= bitsOfTheMix) return hardware;
+  layout->alignedHigh = layout->bits == layout->bytes * 8 || layout->alignedHigh;
+  layout->bits = bitsOfTheMix;
+  return describe(*layout, hardware.mSampleRate, hardware.mChannelsPerFrame);
+}
+
+}  // namespace tolvane

@@ -1,0 +1,61 @@
+#pragma once
+// Reads and writes the parameters that PipeWire objects tell in its binary notation. Pure functions; the pods they are
+// given may come from any server and are trusted with nothing.
+
+#include <spa/pod/pod.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/pipewire/PipeWireFacts.h"
+
+namespace tolvane {
+
+/// The format agreed on; nothing for what is no PCM.
+[[nodiscard]] std::optional<PipeWireFormat> parseFormat(const spa_pod* pod);
+
+/// What one entry of the formats that a sink could take says of rates and channels.
+struct PipeWireFormatChoice {
+  std::vector<AudioValueRange> rates;
+  std::uint32_t maximumChannels = 0;
+};
+[[nodiscard]] std::optional<PipeWireFormatChoice> parseFormatChoice(const spa_pod* pod);
+
+/// Takes over what the pod tells of volume and mute; the rest of the sink stays.
+void applyProps(const spa_pod* pod, PipeWireSink& sink);
+
+struct PipeWireProfile {
+  std::uint32_t index = 0;
+  std::string name;
+};
+[[nodiscard]] std::optional<PipeWireProfile> parseProfile(const spa_pod* pod);
+
+/// A pod and the memory it lies in.
+class SpaPodBuffer {
+ public:
+  SpaPodBuffer(SpaPodBuffer&&) = default;
+  SpaPodBuffer& operator=(SpaPodBuffer&&) = default;
+  [[nodiscard]] const spa_pod* pod() const { return pod_; }
+
+ private:
+  friend SpaPodBuffer streamFormatPod(std::uint32_t, const std::vector<std::uint32_t>&);
+  friend SpaPodBuffer profilePod(std::uint32_t);
+
+  SpaPodBuffer() : memory_(4096) {}
+
+  std::vector<std::byte> memory_;  ///< as aligned as what operator new gives; moving it moves no byte
+  const spa_pod* pod_ = nullptr;
+};
+
+/// Interleaved 32-bit float at `rate`, a channel a position.
+[[nodiscard]] SpaPodBuffer streamFormatPod(std::uint32_t rate, const std::vector<std::uint32_t>& positions);
+/// The choice of a profile that the session manager does not remember.
+[[nodiscard]] SpaPodBuffer profilePod(std::uint32_t index);
+
+/// The server's numbers of the speakers that so many channels are meant for, in the order of WAVE files.
+[[nodiscard]] std::vector<std::uint32_t> positionsOf(std::uint32_t channels);
+
+}  // namespace tolvane
