@@ -1,10 +1,18 @@
 // Tolvane Music Player: puts the player together over the machine's own devices, files and desktop.
 
+#include <QDBusConnection>
 #include <QGuiApplication>
+#include <QQuickWindow>
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <optional>
+#include <span>
 
+#include "app/PlayerShell.h"
+#include "app/dbus/ApplicationService.h"
+#include "app/shell/FileURI.h"
 #include "platform/alsa/AlsaAudioHardware.h"
 #include "platform/codecs/SystemAudioFileServices.h"
 #include "platform/desktop/QtRunLoop.h"
@@ -12,8 +20,9 @@
 #include "platform/desktop/SessionBusReservation.h"
 #include "platform/desktop/StandardErrorLog.h"
 #include "platform/desktop/TerminationSignals.h"
-#include "platform/simulated/MemoryUserDefaults.h"
-#include "platform/simulated/SimulatedFileBookmarks.h"
+#include "platform/storage/SqliteUserDefaults.h"
+#include "platform/storage/StorageFolder.h"
+#include "platform/storage/SystemFileBookmarks.h"
 #include "session/PlayerSession.h"
 #include "ui/OutputDeviceList.h"
 #include "ui/SourceActions.h"
@@ -37,23 +46,50 @@ struct Player {
   AlsaAudioHardware hardware{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); },
                              &reservation};
   SystemAudioFileServices files;
-  MemoryUserDefaults defaults;
-  SimulatedFileBookmarks bookmarks;
+  SqliteUserDefaults defaults{storageFolder(), log};
+  SystemFileBookmarks bookmarks;
   PlayerSession session{hardware, files, defaults, bookmarks, runLoop, log};
   OutputDeviceList devices{hardware, [this](AudioObjectID id) { session.setOutputDevice(id); }};
   LowPriorityWorkers workers;
   ContentView content{session, defaults, runLoop, waveformFiles(), workers};
   SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); }};
   PlayerWindow window{content, devices, sources, TOLVANE_VERSION};
+  std::optional<PlayerShell> shell;  // once there is a window
 };
 
-int runPlayer() {
-  if (QCoreApplication::arguments().size() > 1) {
-    std::fputs("tolvane-player: the player takes no options.\n", stderr);
-    return 2;
+/// The arguments that are left once Qt has taken its own.
+FileArguments filesOfCommandLine(std::span<char*> arguments) {
+  const std::vector<std::string> files(arguments.begin() + 1, arguments.end());
+  std::error_code ignored;  // without a working directory only absolute paths name a file
+  return fileArguments(files, std::filesystem::current_path(ignored).string());
+}
+
+int runPlayer(const FileArguments& arguments) {
+  if (arguments.complaint) {
+    std::fprintf(stderr, "tolvane-player: %s\n", arguments.complaint->c_str());
+    if (arguments.urls.empty()) return 2;
   }
-  const Player player;
-  return player.window.window() ? QCoreApplication::exec() : 1;
+  const auto identity = ApplicationIdentity::player();
+  auto bus = QDBusConnection::sessionBus();
+  switch (claimInstance(bus, identity, arguments.urls)) {
+    case InstanceRole::handedOver:
+      return 0;
+    case InstanceRole::refused:
+      std::fputs("tolvane-player: the player that runs already does not answer.\n", stderr);
+      return 1;
+    case InstanceRole::first:
+      break;
+  }
+  Player player;
+  if (!player.window.window()) return 1;
+  player.shell.emplace(bus, identity,
+                       PlayerShell::Parts{.session = player.session,
+                                          .sources = player.sources,
+                                          .defaults = player.defaults,
+                                          .runLoop = player.runLoop,
+                                          .window = *player.window.window()});
+  player.shell->open(arguments.urls);
+  return QCoreApplication::exec();
 }
 
 }  // namespace
@@ -63,9 +99,10 @@ int main(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);  // whoever read the log may go away; the music goes on
   const QGuiApplication application(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("tolvane-player"));
+  QGuiApplication::setDesktopFileName(QString::fromStdString(tolvane::ApplicationIdentity::player().id));
   QGuiApplication::setApplicationDisplayName(QStringLiteral("Tolvane Music Player"));
   try {
-    return tolvane::runPlayer();
+    return tolvane::runPlayer(tolvane::filesOfCommandLine({argv, static_cast<std::size_t>(argc)}));
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "tolvane-player: %s\n", failure.what());
     return 1;

@@ -1,6 +1,7 @@
 // The player's window over simulated hardware: for machines without sound, and for pictures of the window.
 
 #include <QCommandLineParser>
+#include <QDBusConnection>
 #include <QGuiApplication>
 #include <QImage>
 #include <QQuickWindow>
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "app/PlayerShell.h"
 #include "demo/DemoMusic.h"
 #include "demo/DemoRack.h"
 #include "platform/codecs/SystemAudioFileServices.h"
@@ -40,6 +42,7 @@ struct Demo {
   ContentView content{session, defaults, rack.runLoop(), std::make_shared<SystemAudioFileServices>(), workers};
   SourceActions sources{rack.runLoop(), [this](auto urls) { content.loadPlaylist(urls); }};
   PlayerWindow window{content, devices, sources, TOLVANE_VERSION};
+  std::optional<PlayerShell> shell;  // once there is a window
 };
 
 /// Waits until the music has played for two seconds, saves the window as it then looks, and quits.
@@ -82,6 +85,15 @@ int runDemo() {
   StandardErrorLog log;
   Demo demo(log);  // first: from here on, a signal no longer leaves the folder behind
   if (!demo.window.window()) return 1;
+  const auto identity = ApplicationIdentity::demo();
+  auto bus = QDBusConnection::sessionBus();
+  (void)bus.registerService(QString::fromStdString(identity.id));  // taken by another demo: this one does without
+  demo.shell.emplace(bus, identity,
+                     PlayerShell::Parts{.session = demo.session,
+                                        .sources = demo.sources,
+                                        .defaults = demo.defaults,
+                                        .runLoop = demo.rack.runLoop(),
+                                        .window = *demo.window.window()});
   demo.content.loadPlaylist(writeDemoMusic(folder.path().toStdString()));
   std::optional<Photographer> photographer;
   if (arguments.isSet(picture)) photographer.emplace(demo, arguments.value(picture));

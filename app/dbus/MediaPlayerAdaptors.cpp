@@ -48,7 +48,7 @@ QString MediaPlayerAdaptor::playbackStatus() const {
 }
 
 QVariantMap MediaPlayerAdaptor::metadata() const {
-  const auto& state = controls_.state();
+  const auto state = controls_.state();
   const QString track = state.hasTrack() ? trackPrefix_ + QString::number(state.trackID) : QLatin1String(noTrack);
   QVariantMap metadata{{QStringLiteral("mpris:trackid"), QVariant::fromValue(QDBusObjectPath(track))}};
   if (!state.hasTrack()) return metadata;

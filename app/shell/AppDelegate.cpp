@@ -1,5 +1,8 @@
 #include "app/shell/AppDelegate.h"
 
+#include <array>
+#include <utility>
+
 namespace tolvane {
 
 namespace {
@@ -35,6 +38,8 @@ bool AppDelegate::applicationShouldHandleReopen(const std::string& activationTok
 void AppDelegate::applicationWillTerminate() {
   if (!session_) return;
   session_->updatePlaybackPosition();
+  session_->persistPlaylist();
+  session_->persistPlaybackState();
 }
 
 bool AppDelegate::hasCurrentTrack() const { return session_ && session_->currentTrackURL().has_value(); }
@@ -80,6 +85,19 @@ void AppDelegate::perform(ShellAction action) {
     case ShellAction::terminate:
       return terminate_();
   }
+}
+
+std::optional<ShellAction> AppDelegate::desktopAction(std::string_view name) {
+  constexpr std::array<std::pair<std::string_view, ShellAction>, 4> actions{{
+      {"previous", ShellAction::previousTrack},
+      {"play-pause", ShellAction::togglePlayback},
+      {"next", ShellAction::nextTrack},
+      {"show-player", ShellAction::showPlayerFromMenu},
+  }};
+  for (const auto& [known, action] : actions) {
+    if (known == name) return action;
+  }
+  return std::nullopt;
 }
 
 void AppDelegate::previousTrack() {

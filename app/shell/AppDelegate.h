@@ -3,7 +3,9 @@
 // Closing the window never quits; the music goes on until the listener quits.
 
 #include <functional>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/shell/MenuItem.h"
@@ -44,6 +46,8 @@ class AppDelegate {
   [[nodiscard]] std::vector<MenuItem> applicationDockMenu() const;
   [[nodiscard]] std::vector<MenuItem> playerSystemMenu() const;
   void perform(ShellAction action);
+  /// The action behind the name that the desktop entry gives it.
+  [[nodiscard]] static std::optional<ShellAction> desktopAction(std::string_view name);
 
   void previousTrack();
   void togglePlayback();

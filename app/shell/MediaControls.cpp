@@ -23,33 +23,33 @@ std::int64_t microseconds(double seconds) {
 MediaControls::MediaControls(PlayerSession& session, RunLoop& runLoop, OpenFile openFile)
     : session_(session), runLoop_(runLoop), openFile_(std::move(openFile)) {
   self_ = std::make_shared<MediaControls*>(this);
-  state_ = readState();
+  announced_ = state();
   latestSeconds_ = session_.playbackPosition().value();
   latestAt_ = runLoop_.now();
-  belief_ = {state_.status, state_.trackID, latestSeconds_, latestAt_};
+  belief_ = {announced_.status, announced_.trackID, latestSeconds_, latestAt_};
   subscription_ = session_.onChange([this] { sessionHasChanged(); });
 }
 
-MediaState MediaControls::readState() const {
-  MediaState state;
+MediaState MediaControls::state() const {
+  MediaState result;
   const auto& player = session_.player();
   if (player.isPlaying().value()) {
-    state.status = MediaStatus::playing;
+    result.status = MediaStatus::playing;
   } else if (player.isPaused().value()) {
-    state.status = MediaStatus::paused;
+    result.status = MediaStatus::paused;
   }
-  state.volume = session_.outputVolume().value();
+  result.volume = session_.outputVolume().value();
   const auto& tracks = session_.playlistTracks().value();
   const auto index = session_.currentIndex().value();
-  if (index < 0 || index >= std::ssize(tracks)) return state;
+  if (index < 0 || index >= std::ssize(tracks)) return result;
   const auto& track = tracks[static_cast<std::size_t>(index)];
-  state.trackID = track.id;
-  state.title = track.title();
-  state.url = track.url.absoluteString();
-  state.length = microseconds(session_.playbackDuration().value());
-  state.canGoNext = session_.canPlayNext();
-  state.canSeek = state.status != MediaStatus::stopped && state.length > 0;
-  return state;
+  result.trackID = track.id;
+  result.title = track.title();
+  result.url = track.url.absoluteString();
+  result.length = microseconds(session_.playbackDuration().value());
+  result.canGoNext = session_.canPlayNext();
+  result.canSeek = result.status != MediaStatus::stopped && result.length > 0;
+  return result;
 }
 
 std::int64_t MediaControls::position() {
@@ -73,8 +73,8 @@ void MediaControls::sessionHasChanged() {
 
 void MediaControls::announce() {
   isScheduled_ = false;
-  const MediaState now = readState();
-  const MediaState before = std::exchange(state_, now);
+  const MediaState now = state();
+  const MediaState before = std::exchange(announced_, now);
   if (now != before && stateObserver_) stateObserver_(before, now);
   announcePosition(now);
 }
@@ -117,7 +117,7 @@ void MediaControls::next() {
 void MediaControls::previous() { session_.previous(); }
 
 void MediaControls::seek(std::int64_t offset) {
-  const MediaState now = readState();
+  const MediaState now = state();
   if (!now.canSeek) return;
   const double target = static_cast<double>(position()) + static_cast<double>(offset);
   if (target > static_cast<double>(now.length)) return next();
@@ -125,7 +125,7 @@ void MediaControls::seek(std::int64_t offset) {
 }
 
 void MediaControls::setPosition(PlaylistTrackID track, std::int64_t position) {
-  const MediaState now = readState();
+  const MediaState now = state();
   if (!now.canSeek || track != now.trackID || position < 0 || position > now.length) return;
   seekToSeconds(static_cast<double>(position) / microsecondsASecond);
 }

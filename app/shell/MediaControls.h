@@ -44,7 +44,7 @@ class MediaControls {
   MediaControls& operator=(const MediaControls&) = delete;
   ~MediaControls() = default;
 
-  [[nodiscard]] const MediaState& state() const { return state_; }
+  [[nodiscard]] MediaState state() const;
   [[nodiscard]] std::int64_t position();  ///< microseconds
 
   /// Many changes of one operation are told as one, after it has ended.
@@ -81,7 +81,6 @@ class MediaControls {
     RunLoop::TimePoint at{};
   };
 
-  [[nodiscard]] MediaState readState() const;
   void sessionHasChanged();
   void announce();
   void announcePosition(const MediaState& now);
@@ -93,7 +92,7 @@ class MediaControls {
   const OpenFile openFile_;
   StateObserver stateObserver_;
   SeekObserver seekObserver_;
-  MediaState state_;
+  MediaState announced_;
 
   Belief belief_;
   double latestSeconds_ = 0;

@@ -7,8 +7,9 @@
 namespace tolvane {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::HasSubstr;
 
 class RecordingWindow final : public ShellWindow {
  public:
@@ -136,12 +137,26 @@ TEST_F(Delegate, QuitsOnlyWhenAskedTo) {
   EXPECT_EQ(terminations, 1);
 }
 
-TEST_F(Delegate, BringsThePositionUpToDateWhenTheProgramEnds) {
+TEST_F(Delegate, SavesThePlaylistAndThenThePlaceInItWhenTheProgramEnds) {
+  bookmarks.add(track(1));
   load(1);
   session.togglePausePlayback();
   advance(1.03);
+  defaults.forgetWrites();
   delegate.applicationWillTerminate();
-  EXPECT_NEAR(position(), 1.03, 1e-9);
+  EXPECT_NEAR(position(), 1.03, 1e-9) << "the position is brought up to date first";
+  EXPECT_THAT(defaults.writes(), Contains("TolvanePlayer.SavedPlaylist"));
+  EXPECT_EQ(defaults.writes().back(), "TolvanePlayer.SavedPlaybackState");
+  const auto saved = defaults.stored().at("TolvanePlayer.SavedPlaybackState");
+  EXPECT_THAT(std::get<UserDefaults::Data>(saved), HasSubstr("1.03"));
+}
+
+TEST_F(Delegate, KnowsTheActionsOfTheDesktopEntry) {
+  EXPECT_EQ(AppDelegate::desktopAction("previous"), ShellAction::previousTrack);
+  EXPECT_EQ(AppDelegate::desktopAction("play-pause"), ShellAction::togglePlayback);
+  EXPECT_EQ(AppDelegate::desktopAction("next"), ShellAction::nextTrack);
+  EXPECT_EQ(AppDelegate::desktopAction("show-player"), ShellAction::showPlayerFromMenu);
+  for (const auto* unknown : {"", "Next", "terminate"}) EXPECT_EQ(AppDelegate::desktopAction(unknown), std::nullopt);
 }
 
 TEST_F(Delegate, DoesNothingWithoutASession) {

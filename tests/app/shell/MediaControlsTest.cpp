@@ -55,7 +55,7 @@ TEST_F(Controls, ShowAStoppedPlayerWithoutATrack) { EXPECT_EQ(controls->state(),
 
 TEST_F(Controls, DescribeTheCurrentTrack) {
   playThreeTracks();
-  const auto& state = controls->state();
+  const auto state = controls->state();
   EXPECT_EQ(state.status, MediaStatus::playing);
   EXPECT_EQ(state.title, "1");
   EXPECT_EQ(state.url, "file:///music/1.wav");

@@ -1,0 +1,10 @@
+#pragma once
+// The program's icon, painted: for trays and task bars that do not find the installed one by its name. Main thread.
+
+#include <QIcon>
+
+namespace tolvane {
+
+[[nodiscard]] QIcon applicationIcon();
+
+}  // namespace tolvane

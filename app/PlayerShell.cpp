@@ -1,0 +1,134 @@
+#include "app/PlayerShell.h"
+
+#include <QEvent>
+#include <QGuiApplication>
+#include <QWindow>
+#include <utility>
+
+#include "app/ApplicationIcon.h"
+#include "app/QtShellWindow.h"
+#include "app/dbus/ApplicationService.h"
+#include "app/dbus/MediaPlayerService.h"
+#include "app/dbus/TrayItem.h"
+#include "app/shell/AppDelegate.h"
+#include "app/shell/MediaControls.h"
+#include "app/shell/WindowResizer.h"
+
+namespace tolvane {
+
+namespace {
+
+/// Whoever ends the program (menu, shortcut, signal, session), Qt tells the application first and then asks the
+/// windows.
+class QuitWatch final : public QObject {
+ public:
+  explicit QuitWatch(std::function<void()> action) : action_(std::move(action)) {
+    QCoreApplication::instance()->installEventFilter(this);
+  }
+
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::Quit && watched == QCoreApplication::instance()) action_();
+    return QObject::eventFilter(watched, event);
+  }
+
+ private:
+  const std::function<void()> action_;
+};
+
+}  // namespace
+
+struct PlayerShell::Implementation {
+  Implementation(const QDBusConnection& connection, const ApplicationIdentity& identity, const Parts& parts);
+
+  void show(const std::string& activationToken) { delegate.showPlayerFromMenu(activationToken); }
+  [[nodiscard]] bool perform(std::string_view action, const std::string& activationToken);
+  void scheduleMenuUpdate();
+
+  Parts house;
+  QtShellWindow window;
+  AppDelegate delegate{[] { QCoreApplication::quit(); }};
+  WindowResizer resizer;
+  MediaControls controls;
+  MediaPlayerService mediaPlayer;
+  TrayItem tray;
+  ApplicationService application;
+  QuitWatch quitWatch{[this] { window.allowClosing(); }};
+  QObject context;  // ends the connections to the application
+
+  bool isMenuUpdateScheduled = false;
+  std::shared_ptr<Implementation*> self = std::make_shared<Implementation*>(this);  // posted work holds it weakly
+  Subscription menuSubscription;
+};
+
+PlayerShell::Implementation::Implementation(const QDBusConnection& connection, const ApplicationIdentity& identity,
+                                            const Parts& parts)
+    : house(parts),
+      window(parts.window),
+      resizer(
+          parts.runLoop, parts.defaults, [this] { return window.frameSize(); },
+          [this] {
+            delegate.setSession(&house.session);
+            delegate.configurePlayerWindow(window);
+          }),
+      controls(parts.session, parts.runLoop,
+               [this](const FileURL& file) {
+                 house.sources.openFiles({&file, 1});
+               }),
+      mediaPlayer(connection, identity, controls,
+                  {.raise = [this] { show({}); }, .quit = [] { QCoreApplication::quit(); }}),
+      tray(connection, identity, applicationIcon(), [this](ShellAction action) { delegate.perform(action); }),
+      application(connection, identity,
+                  {.activate = [this](const std::string& token) { delegate.applicationShouldHandleReopen(token); },
+                   .open =
+                       [this](std::vector<FileURL> files, const std::string& token) {
+                         if (!files.empty()) house.sources.dropURLs(std::move(files));
+                         show(token);
+                       },
+                   .activateAction = [this](std::string_view action,
+                                            const std::string& token) { return perform(action, token); }}) {
+  QGuiApplication::setQuitOnLastWindowClosed(AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
+  QGuiApplication::setWindowIcon(applicationIcon());
+  delegate.setSession(&parts.session);
+  window.onChange([this] { resizer.update(); });
+  resizer.make();
+  tray.setMenu(delegate.playerSystemMenu());
+  menuSubscription = parts.session.onChange([this] { scheduleMenuUpdate(); });
+
+  const auto save = [this] { delegate.applicationWillTerminate(); };
+  QObject::connect(qGuiApp, &QCoreApplication::aboutToQuit, &context, save);
+  // The desktop session ends, and may not wait for the program to do so in order.
+  QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, &context, save, Qt::DirectConnection);
+}
+
+bool PlayerShell::Implementation::perform(std::string_view action, const std::string& activationToken) {
+  const auto known = AppDelegate::desktopAction(action);
+  if (!known) return false;
+  if (*known == ShellAction::showPlayerFromMenu) {
+    show(activationToken);
+  } else {
+    delegate.perform(*known);
+  }
+  return true;
+}
+
+void PlayerShell::Implementation::scheduleMenuUpdate() {
+  if (isMenuUpdateScheduled) return;
+  isMenuUpdateScheduled = true;
+  house.runLoop.post([weak = std::weak_ptr(self)] {
+    const auto held = weak.lock();
+    if (!held) return;
+    (*held)->isMenuUpdateScheduled = false;
+    (*held)->tray.setMenu((*held)->delegate.playerSystemMenu());
+  });
+}
+
+PlayerShell::PlayerShell(const QDBusConnection& bus, const ApplicationIdentity& identity, const Parts& parts)
+    : implementation_(std::make_unique<Implementation>(bus, identity, parts)) {}
+
+PlayerShell::~PlayerShell() = default;
+
+void PlayerShell::open(std::vector<FileURL> files) {
+  if (!files.empty()) implementation_->house.sources.dropURLs(std::move(files));
+}
+
+}  // namespace tolvane

@@ -1,0 +1,44 @@
+#pragma once
+// What stands around the player's window: delegate, tray, remote controls, single instance, saving at the end.
+// Main thread, under a QGuiApplication. Knows neither devices nor where files come from.
+
+#include <QDBusConnection>
+#include <memory>
+#include <vector>
+
+#include "app/shell/ApplicationIdentity.h"
+#include "platform/FileURL.h"
+#include "platform/RunLoop.h"
+#include "platform/UserDefaults.h"
+#include "session/PlayerSession.h"
+#include "ui/SourceActions.h"
+
+class QWindow;
+
+namespace tolvane {
+
+class PlayerShell {
+ public:
+  struct Parts {
+    PlayerSession& session;
+    SourceActions& sources;
+    UserDefaults& defaults;
+    RunLoop& runLoop;  ///< the session's
+    QWindow& window;
+  };
+
+  /// The parts outlive the shell. Without a bus the player has a window and no other face.
+  PlayerShell(const QDBusConnection& bus, const ApplicationIdentity& identity, const Parts& parts);
+  ~PlayerShell();
+  PlayerShell(const PlayerShell&) = delete;
+  PlayerShell& operator=(const PlayerShell&) = delete;
+
+  /// Loads them as a drop on the window would. None leaves the playlist as it is.
+  void open(std::vector<FileURL> files);
+
+ private:
+  struct Implementation;
+  std::unique_ptr<Implementation> implementation_;
+};
+
+}  // namespace tolvane

@@ -1,0 +1,46 @@
+#pragma once
+// The player's window for the application delegate, over a Qt window. Main thread.
+// Whoever asks the window to close gets the close action instead, except while the program ends.
+
+#include <QObject>
+#include <QPointer>
+#include <QWindow>
+#include <functional>
+#include <optional>
+
+#include "app/shell/ShellWindow.h"
+#include "app/shell/WindowSize.h"
+
+namespace tolvane {
+
+class QtShellWindow final : public QObject, public ShellWindow {
+  Q_OBJECT
+
+ public:
+  explicit QtShellWindow(QWindow& window);
+  ~QtShellWindow() override;
+
+  /// From here on closing closes: Qt asks each window before it lets the program end.
+  void allowClosing() { allowsClosing_ = true; }
+  /// Told whenever size or state may have changed.
+  void onChange(std::function<void()> observer) { observer_ = std::move(observer); }
+  /// Frame and all; nothing once the window has gone.
+  [[nodiscard]] std::optional<WindowSize> frameSize() const;
+
+  void setContentAndMinimumSize(int width, int height) override;
+  void setCloseAction(std::function<void()> action) override { closeAction_ = std::move(action); }
+  void orderOut() override;
+  [[nodiscard]] bool isMiniaturised() const override;
+  void deminiaturise() override;
+  void makeKeyAndOrderFront(const std::string& activationToken) override;
+
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  QPointer<QWindow> window_;
+  std::function<void()> closeAction_;
+  std::function<void()> observer_;
+  bool allowsClosing_ = false;
+};
+
+}  // namespace tolvane
