@@ -1,0 +1,60 @@
+#include "platform/storage/BookmarkToken.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace tolvane {
+namespace {
+
+BookmarkToken token(std::string path) {
+  return {.path = std::move(path),
+          .identity = {.device = 0xFEDCBA9876543210U,
+                       .inode = std::numeric_limits<std::uint64_t>::max(),
+                       .bornSeconds = -1,
+                       .bornNanoseconds = 999'999'999,
+                       .size = 1},
+          .folderInode = 7};
+}
+
+TEST(BookmarkToken, EveryPathSurvivesTheTrip) {
+  for (const std::string& path : {std::string("/a.wav"), std::string("/\xFF\xFE/\n\t/e\xCC\x81.wav"),
+                                  "/" + std::string(255, 'n'), "/" + std::string(4094, 'p')})
+    EXPECT_EQ(decodedToken(encoded(token(path))), token(path));
+}
+
+TEST(BookmarkToken, BytesOfOthersAreNoToken) {
+  const FileBookmark whole = encoded(token("/"));
+  for (std::size_t size = 0; size < whole.size(); ++size)
+    EXPECT_EQ(decodedToken(whole.substr(0, size)), std::nullopt) << size;
+  EXPECT_EQ(decodedToken("book" + whole), std::nullopt);
+  for (const std::string& path : {std::string("a.wav"), std::string("/a\0b", 4), "/" + std::string(4095, 'p')})
+    EXPECT_EQ(decodedToken(encoded(token(path))), std::nullopt);
+}
+
+TEST(FileIdentity, TheTimeOfBirthTellsAFileFromTheNextWithItsInode) {
+  const FileIdentity file{.device = 1, .inode = 2, .bornSeconds = 3, .bornNanoseconds = 4, .size = 5};
+  auto other = file;
+  other.device = 9;
+  other.size = 9;
+  EXPECT_TRUE(file.isSameFile(other)) << "devices are numbered anew, and tags make files longer";
+  other.bornNanoseconds = 5;
+  EXPECT_FALSE(file.isSameFile(other));
+  other = file;
+  other.inode = 9;
+  EXPECT_FALSE(file.isSameFile(other));
+}
+
+TEST(FileIdentity, WithoutATimeOfBirthDeviceAndSizeDecide) {
+  const FileIdentity file{.device = 1, .inode = 2, .size = 5};
+  EXPECT_TRUE(file.isSameFile(file));
+  auto other = file;
+  other.device = 9;
+  EXPECT_FALSE(file.isSameFile(other));
+  other = file;
+  other.size = 9;
+  EXPECT_FALSE(file.isSameFile(other));
+}
+
+}  // namespace
+}  // namespace tolvane

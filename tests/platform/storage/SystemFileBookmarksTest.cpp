@@ -1,0 +1,166 @@
+#include "platform/storage/SystemFileBookmarks.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "platform/storage/FileIdentity.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace tolvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+class SystemBookmarks : public testing::Test {
+ protected:
+  FileBookmark bookmarkOf(const std::string& name) {
+    const auto made = bookmarks.make(folder.write(name, name));
+    EXPECT_TRUE(made) << made.error();
+    return made.value_or("");
+  }
+  [[nodiscard]] std::optional<ResolvedBookmark> resolved(const FileBookmark& bookmark) {
+    return bookmarks.resolve(std::span(&bookmark, 1)).at(0);
+  }
+  [[nodiscard]] ResolvedBookmark inPlace(const std::string& name) const { return {folder.url(name), false}; }
+  [[nodiscard]] ResolvedBookmark moved(const std::string& name) const { return {folder.url(name), true}; }
+  void rename(const std::string& from, const std::string& to) const {
+    fs::create_directories((folder.path() / to).parent_path());
+    fs::rename(folder.path() / from, folder.path() / to);
+  }
+
+  test::TemporaryFolder folder;
+  SystemFileBookmarks bookmarks;
+};
+
+TEST_F(SystemBookmarks, AFileThatStaysIsFoundInItsPlace) {
+  for (const std::string& name : {std::string("a.wav"), std::string("\xFF\xFE.wav"), std::string("two\nlines.wav"),
+                                  std::string(251, 'n') + ".wav", std::string("e\xCC\x81/\xC3\xA9.wav")})
+    EXPECT_EQ(resolved(bookmarkOf(name)), inPlace(name)) << name;
+}
+
+TEST_F(SystemBookmarks, ARenamedFileIsFoundAndReportedStale) {
+  for (const auto& [from, to] : {std::pair<std::string, std::string>{"a.wav", "b.wav"},
+                                 {"album/a.wav", "album/\xFF\n.wav"},
+                                 {"x.wav", std::string(251, 'n') + ".wav"}}) {
+    const auto bookmark = bookmarkOf(from);
+    rename(from, to);
+    EXPECT_EQ(resolved(bookmark), moved(to)) << from;
+  }
+}
+
+TEST_F(SystemBookmarks, AFileThatMovedNearbyIsFound) {
+  struct Case {
+    const char* from;
+    const char* to;
+  };
+  for (const auto& [from, to] :
+       {Case{"music/one/a.wav", "music/two/a.wav"}, Case{"music/one/b.wav", "music/b.wav"},
+        Case{"music/one/c.wav", "music/one/deeper/c.wav"}, Case{"music/one/d.wav", "music/two/renamed.wav"}}) {
+    const auto bookmark = bookmarkOf(from);
+    rename(from, to);
+    EXPECT_EQ(resolved(bookmark), moved(to)) << from;
+  }
+}
+
+TEST_F(SystemBookmarks, TheFilesOfARenamedFolderAreFound) {
+  const std::vector before{bookmarkOf("music/old/1.wav"), bookmarkOf("music/old/2.wav")};
+  rename("music/old", "music/new");
+  EXPECT_THAT(bookmarks.resolve(before), testing::ElementsAre(moved("music/new/1.wav"), moved("music/new/2.wav")));
+}
+
+TEST_F(SystemBookmarks, ARenamedFolderIsLookedIntoBeforeItsMoreNumerousNeighbours) {
+  SystemFileBookmarks hasty({.folders = 4, .entries = 1'000});
+  const auto bookmark = bookmarkOf("music/m/1.wav");
+  for (char letter = 'a'; letter < 'm'; ++letter) folder.write(std::string("music/") + letter + "/1.wav", "x");
+  rename("music/m", "music/z");
+  EXPECT_EQ(hasty.resolve(std::span(&bookmark, 1)).at(0), moved("music/z/1.wav"));
+}
+
+TEST_F(SystemBookmarks, TheSearchIsBounded) {
+  std::vector<FileBookmark> list;
+  for (int number = 0; number < 20; ++number) {
+    const std::string name = "music/" + std::to_string(number) + "/";
+    list.push_back(bookmarkOf(name + "old.wav"));
+    rename(name + "old.wav", name + "new.wav");
+  }
+  SystemFileBookmarks hasty({.folders = 5, .entries = 1'000});
+  const auto found = hasty.resolve(list);
+  EXPECT_EQ(std::ranges::count_if(found, [](const auto& entry) { return entry.has_value(); }), 5);
+  EXPECT_EQ(found[0], moved("music/0/new.wav"));
+}
+
+TEST_F(SystemBookmarks, ADeletedFileIsGone) {
+  const auto bookmark = bookmarkOf("a.wav");
+  fs::remove(folder.path() / "a.wav");
+  EXPECT_EQ(resolved(bookmark), std::nullopt);
+}
+
+TEST_F(SystemBookmarks, ANewFileWithTheOldOnesInodeIsAnotherFile) {
+  const auto bookmark = bookmarkOf("a.wav");
+  const auto before = factsOfFile(folder.url("a.wav").path()).value().identity;
+  fs::remove(folder.path() / "a.wav");
+  // The file system's clock moves in steps of some milliseconds; a file of the same step could not be told apart.
+  for (auto now = before; before.isSameFile(now); now = factsOfFile(folder.url("b.wav").path()).value().identity) {
+    fs::remove(folder.path() / "b.wav");
+    folder.write("b.wav", "a new file");
+  }
+  EXPECT_EQ(resolved(bookmark), std::nullopt);
+}
+
+TEST_F(SystemBookmarks, WhatLiesAtThePathIsTheFile) {
+  const auto bookmark = bookmarkOf("a.wav");
+  folder.write("new", "saved by an editor of tags");
+  rename("new", "a.wav");
+  EXPECT_EQ(resolved(bookmark), inPlace("a.wav"));
+}
+
+TEST_F(SystemBookmarks, AFolderAtThePathIsNotTheFile) {
+  const auto bookmark = bookmarkOf("a.wav");
+  rename("a.wav", "b.wav");
+  fs::create_directory(folder.path() / "a.wav");
+  EXPECT_EQ(resolved(bookmark), moved("b.wav"));
+}
+
+TEST_F(SystemBookmarks, ALinkIsBookmarkedItself) {
+  folder.write("real/a.wav", "x");
+  fs::create_symlink("real/a.wav", folder.path() / "link.wav");
+  const auto bookmark = bookmarks.make(folder.url("link.wav")).value();
+  EXPECT_EQ(resolved(bookmark), inPlace("link.wav"));
+  rename("link.wav", "other.wav");
+  EXPECT_EQ(resolved(bookmark), moved("other.wav"));
+  EXPECT_TRUE(bookmarks.isReadable(folder.url("other.wav")));
+  fs::remove(folder.path() / "real/a.wav");
+  EXPECT_FALSE(bookmarks.isReadable(folder.url("other.wav"))) << "a link to nowhere";
+}
+
+TEST_F(SystemBookmarks, OfAFileWithTwoNamesTheSameIsFoundEveryTime) {
+  const auto bookmark = bookmarkOf("a.wav");
+  fs::create_hard_link(folder.path() / "a.wav", folder.path() / "c.wav");
+  rename("a.wav", "b.wav");
+  EXPECT_EQ(resolved(bookmark), moved("b.wav"));
+}
+
+TEST_F(SystemBookmarks, WhatIsNotThereCannotBeBookmarked) {
+  const auto made = bookmarks.make(folder.url("none.wav"));
+  ASSERT_FALSE(made);
+  EXPECT_EQ(made.error(), "No such file or directory");
+  EXPECT_FALSE(bookmarks.make(FileURL("")));
+  EXPECT_FALSE(bookmarks.make(FileURL("relative.wav")));
+}
+
+TEST_F(SystemBookmarks, ForeignBytesAreNoBookmark) {
+  for (const FileBookmark& bytes : {FileBookmark(), FileBookmark("book"), FileBookmark(1000, '\0')})
+    EXPECT_EQ(resolved(bytes), std::nullopt);
+}
+
+TEST_F(SystemBookmarks, EveryBookmarkHasItsResultInOrder) {
+  const std::vector list{bookmarkOf("1.wav"), FileBookmark("book"), bookmarkOf("2.wav"), bookmarkOf("3.wav")};
+  rename("2.wav", "moved.wav");
+  EXPECT_THAT(bookmarks.resolve(list),
+              testing::ElementsAre(inPlace("1.wav"), std::nullopt, moved("moved.wav"), inPlace("3.wav")));
+}
+
+}  // namespace
+}  // namespace tolvane
