@@ -150,9 +150,14 @@ int runUntilKilled(const PlayerWorld& world, std::uint64_t seed, std::chrono::na
   const pid_t child = ::fork();
   if (child < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (child == 0) {
-    killMyselfAfter(lifetime);
+    // Now and then the end comes while the player starts, and restores what the last one has left half done.
+    SeededRandom random(seed);
+    const bool mayDieStarting = random.chance(0.2);
+    if (mayDieStarting) killMyselfAfter(lifetime);
     try {
-      Listener(world, seed).listenForEver();
+      Listener listener(world, seed);
+      if (!mayDieStarting) killMyselfAfter(lifetime);
+      listener.listenForEver();
     } catch (const std::exception&) {
       ::_exit(3);
     }
