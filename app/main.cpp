@@ -20,6 +20,9 @@
 #include "platform/desktop/SessionBusReservation.h"
 #include "platform/desktop/StandardErrorLog.h"
 #include "platform/desktop/TerminationSignals.h"
+#ifdef TOLVANE_HAS_PIPEWIRE
+#include "platform/pipewire/PipeWireAudioHardware.h"
+#endif
 #include "platform/storage/SqliteUserDefaults.h"
 #include "platform/storage/StorageFolder.h"
 #include "platform/storage/SystemFileBookmarks.h"
@@ -43,8 +46,12 @@ struct Player {
   TerminationSignals termination{runLoop, [](int) { QCoreApplication::quit(); }};
   RealtimeScheduling realtime{runLoop, log};
   SessionBusReservation reservation{runLoop, log};
-  AlsaAudioHardware hardware{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); },
-                             &reservation};
+  AlsaAudioHardware direct{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); }, &reservation};
+#ifdef TOLVANE_HAS_PIPEWIRE
+  PipeWireAudioHardware hardware{runLoop, log, direct};
+#else
+  AudioHardware& hardware = direct;
+#endif
   SystemAudioFileServices files;
   SqliteUserDefaults defaults{storageFolder(), log};
   SystemFileBookmarks bookmarks;

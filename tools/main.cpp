@@ -12,6 +12,9 @@
 #include "platform/desktop/SessionBusReservation.h"
 #include "platform/desktop/StandardErrorLog.h"
 #include "platform/desktop/TerminationSignals.h"
+#ifdef TOLVANE_HAS_PIPEWIRE
+#include "platform/pipewire/PipeWireAudioHardware.h"
+#endif
 #include "tools/PlayCommand.h"
 #include "tools/ProbeCommands.h"
 
@@ -26,8 +29,12 @@ struct Machine {
   StandardErrorLog log;
   RealtimeScheduling realtime{runLoop, log};
   SessionBusReservation reservation{runLoop, log};
-  AlsaAudioHardware hardware{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); },
-                             &reservation};
+  AlsaAudioHardware direct{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); }, &reservation};
+#ifdef TOLVANE_HAS_PIPEWIRE
+  PipeWireAudioHardware hardware{runLoop, log, direct};
+#else
+  AudioHardware& hardware = direct;
+#endif
 };
 
 void playFiles(const ProbeArguments& arguments, ProbeOutput& output) {

@@ -12,12 +12,12 @@
 
 #include "platform/AudioHardware.h"
 #include "platform/Log.h"
+#include "platform/PropertyListeners.h"
 #include "platform/RunLoop.h"
 #include "platform/alsa/AlsaDevice.h"
 #include "platform/alsa/AlsaDeviceList.h"
 #include "platform/alsa/AlsaOutputUnit.h"
 #include "platform/alsa/AlsaWatcher.h"
-#include "platform/alsa/PropertyListeners.h"
 
 namespace tolvane {
 

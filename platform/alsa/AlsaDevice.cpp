@@ -122,14 +122,29 @@ std::optional<AlsaSubstream> AlsaDevice::ownSubstream() const {
   return std::nullopt;
 }
 
-std::expected<double, OSStatus> AlsaDevice::actualRate() const {
-  const auto own = ownSubstream();
-  if (!own || !own->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
-  return own->hwParams->rate;
+/// The one substream that is open, whoever has it; nothing while several are, because nobody can tell whose samples
+/// would be meant.
+std::optional<AlsaSubstream> AlsaDevice::playingSubstream() const {
+  if (!unitPcm_.expired()) return ownSubstream();
+  std::optional<AlsaSubstream> only;
+  for (AlsaSubstream& substream : readSubstreams(system_.paths, info_.card, info_.device)) {
+    if (!substream.hwParams) continue;
+    if (only) return std::nullopt;
+    only = std::move(substream);
+  }
+  return only;
 }
 
-/// What the driver tells, and, where it knows no better than the container, the device itself.
-int AlsaDevice::significantBits(const AlsaHwParams& params) const {
+std::expected<double, OSStatus> AlsaDevice::actualRate() const {
+  const auto playing = playingSubstream();
+  if (!playing || !playing->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
+  return playing->hwParams->rate;
+}
+
+/// What the driver tells, and, where it knows no better than the container, the device itself. Of a PCM that another
+/// process has opened the driver is not asked: 0 where its container may have more bits than the hardware uses.
+int AlsaDevice::significantBits(const AlsaHwParams& params, int container) const {
+  if (!unitSetup_) return foreignSignificantBits(params, container);
   const int driver = unitSetup_->significantBits;
   if (info_.transport != kAudioDeviceTransportTypeUSB) return driver;
   const auto text = readSmallFile(system_.paths.asound + "/card" + std::to_string(info_.card) + "/stream" +
@@ -140,12 +155,30 @@ int AlsaDevice::significantBits(const AlsaHwParams& params) const {
 }
 
 std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::physicalFormat() const {
-  const auto own = ownSubstream();
-  if (!own || !own->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
-  const auto container = layoutOfAlsaFormat(own->hwParams->format);
+  const auto playing = playingSubstream();
+  if (!playing || !playing->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
+  const auto container = layoutOfAlsaFormat(playing->hwParams->format);
   if (!container) return std::unexpected(kAudioDeviceUnsupportedFormatError);
-  return describe(physicalLayout(*container, significantBits(*own->hwParams)), own->hwParams->rate,
-                  own->hwParams->channels);
+  const int bits = significantBits(*playing->hwParams, container->bits);
+  if (bits == 0 && !unitSetup_ && !container->isFloat()) return std::unexpected(kAudioDeviceUnsupportedFormatError);
+  return describe(physicalLayout(*container, bits), playing->hwParams->rate, playing->hwParams->channels);
+}
+
+int AlsaDevice::foreignSignificantBits(const AlsaHwParams& params, int container) const {
+  const std::string card = system_.paths.asound + "/card" + std::to_string(info_.card);
+  if (info_.transport == kAudioDeviceTransportTypeUSB) {
+    const auto text = readSmallFile(card + "/stream" + std::to_string(info_.device));
+    return text ? parseUsbSignificantBits(*text, params.format, params.channels).value_or(0) : 0;
+  }
+  // No driver uses less than all bits of these, and virtual cards use whatever there is.
+  if (container <= 16 || info_.transport == kAudioDeviceTransportTypeVirtual) return container;
+  int narrowest = 0;
+  for (int codec = 0; codec < 16; ++codec) {
+    const auto text = readSmallFile(card + "/codec#" + std::to_string(codec));
+    const auto bits = text ? parseHdaSignificantBits(*text) : std::nullopt;
+    if (bits) narrowest = narrowest == 0 ? *bits : std::min(narrowest, *bits);
+  }
+  return std::min(narrowest, container);
 }
 
 std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::virtualFormat() const {

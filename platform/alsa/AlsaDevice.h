@@ -81,7 +81,9 @@ class AlsaDevice {
   [[nodiscard]] const AlsaCapabilities* capabilities();
   [[nodiscard]] OSStatus tryRate(std::uint32_t rate);
   [[nodiscard]] std::optional<AlsaSubstream> ownSubstream() const;
-  [[nodiscard]] int significantBits(const AlsaHwParams& params) const;
+  [[nodiscard]] std::optional<AlsaSubstream> playingSubstream() const;
+  [[nodiscard]] int significantBits(const AlsaHwParams& params, int container) const;
+  [[nodiscard]] int foreignSignificantBits(const AlsaHwParams& params, int container) const;
 
   const AlsaDeviceInfo info_;
   const AudioObjectID id_;

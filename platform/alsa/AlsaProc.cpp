@@ -97,6 +97,27 @@ std::optional<pid_t> parseThreadGroup(std::string_view text) {
   return group && *group > 0 ? group : std::nullopt;
 }
 
+std::optional<int> parseHdaSignificantBits(std::string_view text) {
+  std::optional<int> narrowest;
+  bool isOutput = false;
+  while (!text.empty()) {
+    const auto end = text.find('\n');
+    const std::string_view line = text.substr(0, end);
+    if (line.starts_with("Node ")) isOutput = line.find("[Audio Output]") != std::string_view::npos;
+    const std::string_view field = trimmed(line);
+    const auto colon = field.find("]:");
+    if (isOutput && field.starts_with("bits [") && colon != std::string_view::npos) {
+      // "bits [0xe]: 16 20 24": the widest of them stands last.
+      const std::string_view list = trimmed(field.substr(colon + 2));
+      const auto widest = leadingNumber<int>(list.substr(list.rfind(' ') + 1));
+      if (widest && (!narrowest || *widest < *narrowest)) narrowest = widest;
+    }
+    if (end == std::string_view::npos) break;
+    text.remove_prefix(end + 1);
+  }
+  return narrowest;
+}
+
 std::optional<std::string> readSmallFile(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) return std::nullopt;

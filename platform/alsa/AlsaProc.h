@@ -42,6 +42,9 @@ struct AlsaStreamStatus {
 /// The thread group, that is the process, in the text of /proc/<tid>/status.
 [[nodiscard]] std::optional<pid_t> parseThreadGroup(std::string_view text);
 
+/// The bits that every converter of an HD Audio codec has, in the text of its codec#N; nothing where it tells of none.
+[[nodiscard]] std::optional<int> parseHdaSignificantBits(std::string_view text);
+
 /// The whole of a small file; nothing when it cannot be read.
 [[nodiscard]] std::optional<std::string> readSmallFile(const std::string& path);
 

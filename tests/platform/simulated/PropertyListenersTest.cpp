@@ -1,4 +1,4 @@
-#include "platform/alsa/PropertyListeners.h"
+#include "platform/PropertyListeners.h"
 
 #include <gtest/gtest.h>
 

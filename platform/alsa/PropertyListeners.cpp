@@ -1,1 +1,0 @@
-#include "platform/alsa/PropertyListeners.h"
