@@ -7,6 +7,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(THREADS_PREFER_PTHREAD_FLAG ON)
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)  # what is not installed need not be built for a package
 
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
