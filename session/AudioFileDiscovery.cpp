@@ -1,11 +1,17 @@
 #include "session/AudioFileDiscovery.h"
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <utf8proc.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_set>
 
@@ -15,16 +21,32 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// UTF-8 orders by code point when its bytes are compared. A name that is not UTF-8 counts as it is.
-std::string canonicallyComposed(std::string_view text) {
-  if (std::ranges::all_of(text, [](unsigned char c) { return c < 0x80; })) return std::string(text);
+/// The composed spelling, where it is another one. UTF-8 orders by code point when its bytes are compared. A name that
+/// is not UTF-8 counts as it is.
+std::optional<std::string> recomposed(std::string_view text) {
+  if (std::ranges::all_of(text, [](unsigned char c) { return c < 0x80; })) return std::nullopt;
   utf8proc_uint8_t* mapped = nullptr;
   const auto length =
       utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()), static_cast<utf8proc_ssize_t>(text.size()),
                    &mapped, static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE));
   const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owner(mapped, &std::free);
-  if (length < 0) return std::string(text);
-  return {reinterpret_cast<const char*>(mapped), static_cast<std::size_t>(length)};
+  if (length < 0) return std::nullopt;
+  const std::string_view composed(reinterpret_cast<const char*>(mapped), static_cast<std::size_t>(length));
+  return composed != text ? std::optional<std::string>(composed) : std::nullopt;
+}
+
+/// Component by component, so that one that is not UTF-8 does not hide the others.
+std::optional<std::string> recomposedPath(std::string_view path) {
+  if (std::ranges::all_of(path, [](unsigned char c) { return c < 0x80; })) return std::nullopt;
+  std::string composed;
+  for (std::size_t at = 0; at < path.size();) {
+    const auto end = std::min(path.find('/', at), path.size());
+    const auto component = path.substr(at, end - at);
+    composed += recomposed(component).value_or(std::string(component));
+    if (end < path.size()) composed += '/';
+    at = end + 1;
+  }
+  return composed != path ? std::optional(std::move(composed)) : std::nullopt;
 }
 
 /// Without "." and "..", doubled slashes and slashes at the end. Looks at no disk, so links stay links.
@@ -34,72 +56,115 @@ std::string standardisedPath(const std::string& path) {
   return standardised;
 }
 
+/// A file that was found, and what it is sorted by. A million of them is a usual collection: small, and quick to order.
+class Found {
+ public:
+  Found(std::string path, std::uint32_t given) : path_(std::move(path)), given_(given) {
+    if (auto composed = recomposedPath(path_)) composed_ = std::make_unique<const std::string>(std::move(*composed));
+    const auto sorted = sortedName();
+    for (std::size_t i = 0; i < sizeof(beginning_); ++i)
+      beginning_ = beginning_ << 8U | (i < sorted.size() ? static_cast<unsigned char>(sorted[i]) : 0U);
+  }
+
+  [[nodiscard]] const std::string& sortedPath() const { return composed_ ? *composed_ : path_; }
+  [[nodiscard]] FileURL takeURL() { return FileURL(std::move(path_)); }
+
+  /// By file name, then by path; of two spellings of one path the one that was given first, so that it is kept.
+  [[nodiscard]] static bool isBefore(const Found& a, const Found& b) {
+    if (a.beginning_ != b.beginning_) return a.beginning_ < b.beginning_;
+    if (const int order = a.sortedName().compare(b.sortedName()); order != 0) return order < 0;
+    if (const int order = a.sortedPath().compare(b.sortedPath()); order != 0) return order < 0;
+    return a.given_ != b.given_ ? a.given_ < b.given_ : a.path_ < b.path_;
+  }
+
+ private:
+  [[nodiscard]] std::string_view sortedName() const {
+    const std::string_view path = sortedPath();
+    return path.substr(path.rfind('/') + 1);
+  }
+
+  std::uint64_t beginning_ = 0;  ///< the name's first eight bytes as a number: decides most comparisons
+  std::string path_;
+  std::unique_ptr<const std::string> composed_;  ///< null where it is the path itself
+  std::uint32_t given_;                          ///< which of the given files and folders it was found by
+};
+
+struct CloseDirectory {
+  void operator()(DIR* directory) const { ::closedir(directory); }
+};
+using Directory = std::unique_ptr<DIR, CloseDirectory>;
+
+Directory openDirectory(const std::string& path) {
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+  Directory directory(descriptor >= 0 ? ::fdopendir(descriptor) : nullptr);
+  if (!directory && descriptor >= 0) ::close(descriptor);
+  return directory;
+}
+
+/// DT_REG, DT_DIR or another. Most file systems tell with the name; only where one does not, the file is asked.
+unsigned char typeOf(const Directory& directory, const dirent& entry) {
+  if (entry.d_type != DT_UNKNOWN) return entry.d_type;
+  struct stat status {};
+  if (::fstatat(::dirfd(directory.get()), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
+  return static_cast<unsigned char>(IFTODT(status.st_mode));
+}
+
 class Collector {
  public:
   explicit Collector(std::stop_token stop) : stop_(std::move(stop)) {}
 
   void addGiven(const FileURL& given) {
+    ++given_;
     // A slash at the end would make the system follow a link.
-    const fs::path path = standardisedPath(given.path());
+    std::string path = standardisedPath(given.path());
     std::error_code error;
     const auto status = fs::symlink_status(path, error);
     if (error) return;
     if (fs::is_directory(status)) {
-      walk(path);
-    } else if (fs::is_symlink(status) || fs::is_regular_file(status)) {
-      addCandidate(path.native());
+      walk(std::move(path));
+    } else if ((fs::is_symlink(status) || fs::is_regular_file(status)) && isSupportedAudioFile(FileURL(path))) {
+      found_.emplace_back(std::move(path), given_);
     }
   }
 
   std::vector<FileURL> sorted() && {
-    std::ranges::stable_sort(
-        found_, [](const Found& a, const Found& b) { return a.name != b.name ? a.name < b.name : a.path < b.path; });
+    std::ranges::sort(found_, Found::isBefore);
+    const auto repeated = std::ranges::unique(found_, {}, &Found::sortedPath);
+    found_.erase(repeated.begin(), repeated.end());
     std::vector<FileURL> urls;
     urls.reserve(found_.size());
-    for (auto& found : found_) urls.push_back(std::move(found.url));
+    for (auto& found : found_) urls.push_back(found.takeURL());
     return urls;
   }
 
  private:
-  struct Found {
-    std::string name;  ///< composed, to sort by
-    std::string path;  ///< composed, to sort by
-    FileURL url;
-  };
-
   /// One folder is open at a time, so that no depth exhausts the descriptors.
-  void walk(const fs::path& top) {
-    std::vector<fs::path> pending{top};
+  void walk(std::string top) {
+    std::vector<std::string> pending;
+    pending.push_back(std::move(top));
     while (!pending.empty() && !stop_.stop_requested()) {
-      const fs::path folder = std::move(pending.back());
+      const std::string folder = std::move(pending.back());
       pending.pop_back();
-      std::error_code error;
-      std::vector<std::string> files;
-      for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-        if (entry->path().filename().native().starts_with('.')) continue;
-        std::error_code unreadable;
-        const auto status = entry->symlink_status(unreadable);
-        if (unreadable) continue;
-        if (fs::is_directory(status)) pending.push_back(entry->path());
-        if (fs::is_regular_file(status)) files.push_back(entry->path().native());
-      }
-      // The system lists names in no order; of two spellings of one name the same must win every time.
-      std::ranges::sort(files);
-      for (auto& file : files) addCandidate(std::move(file));
+      read(folder, pending);
     }
   }
 
-  void addCandidate(std::string path) {
-    FileURL url(std::move(path));
-    if (!isSupportedAudioFile(url)) return;
-    std::string composed = canonicallyComposed(url.path());
-    if (!seen_.insert(composed).second) return;
-    std::string name = canonicallyComposed(url.lastPathComponent());
-    found_.push_back({std::move(name), std::move(composed), std::move(url)});
+  void read(const std::string& folder, std::vector<std::string>& pending) {
+    const Directory directory = openDirectory(folder);
+    if (!directory) return;
+    const std::string prefix = folder.ends_with('/') ? folder : folder + '/';
+    while (const dirent* entry = ::readdir(directory.get())) {
+      if (stop_.stop_requested()) return;
+      const std::string name = entry->d_name;
+      if (name.starts_with('.')) continue;
+      const auto type = typeOf(directory, *entry);
+      if (type == DT_DIR) pending.push_back(prefix + name);
+      if (type == DT_REG && isSupportedAudioFile(FileURL(name))) found_.emplace_back(prefix + name, given_);
+    }
   }
 
   std::stop_token stop_;
-  std::unordered_set<std::string> seen_;
+  std::uint32_t given_ = 0;
   std::vector<Found> found_;
 };
 
@@ -124,8 +189,9 @@ std::vector<FileURL> sortedSupportedAudioFiles(std::span<const FileURL> urls) {
   std::vector<Named> chosen;
   std::unordered_set<std::string> seen;
   for (const auto& url : urls) {
-    if (!isSupportedAudioFile(url) || !seen.insert(canonicallyComposed(url.path())).second) continue;
-    chosen.push_back({canonicallyComposed(url.lastPathComponent()), url});
+    if (!isSupportedAudioFile(url) || !seen.insert(recomposedPath(url.path()).value_or(url.path())).second) continue;
+    const std::string name(url.lastPathComponent());
+    chosen.push_back({recomposed(name).value_or(name), url});
   }
   std::ranges::stable_sort(chosen, {}, &Named::name);
   std::vector<FileURL> sorted;

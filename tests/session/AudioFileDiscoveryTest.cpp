@@ -75,6 +75,33 @@ TEST_F(AudioFileDiscovery, NamesThatAreNotUtf8AreFoundAsTheyAre) {
   EXPECT_THAT(foundInFolder(), ElementsAre("\xFF\xFE.wav"));
 }
 
+TEST_F(AudioFileDiscovery, AFolderThatIsNotUtf8DoesNotChangeTheOrderOfItsFiles) {
+  file("\xFF/e\xCC\x81.wav");
+  file("\xFF/f.wav");
+  EXPECT_THAT(foundInFolder(), ElementsAre("\xFF/f.wav", "\xFF/e\xCC\x81.wav"));
+}
+
+TEST_F(AudioFileDiscovery, ANameIsBeforeTheLongerOnesThatBeginWithIt) {
+  for (const auto name : {"longbegin.wav", "longbegi.wav", "longbeg.wav", "longbeginning.wav", "l.wav", "lo.wav"})
+    file(name);
+  EXPECT_THAT(foundInFolder(),
+              ElementsAre("l.wav", "lo.wav", "longbeg.wav", "longbegi.wav", "longbegin.wav", "longbeginning.wav"));
+}
+
+TEST_F(AudioFileDiscovery, OfTwoSpellingsInOneFolderTheSameIsKeptEveryTime) {
+  file("\xC3\xA9/\xC3\xA9.wav");
+  file("\xC3\xA9/e\xCC\x81.wav");
+  file("e\xCC\x81/\xC3\xA9.wav");
+  EXPECT_THAT(foundInFolder(), ElementsAre("e\xCC\x81/\xC3\xA9.wav"));
+}
+
+TEST_F(AudioFileDiscovery, NamesMayHoldLineBreaksAndBeAsLongAsNamesCanBe) {
+  const std::string longest = std::string(251, 'n') + ".wav";
+  file(longest);
+  file("a\nb.wav");
+  EXPECT_THAT(foundInFolder(), ElementsAre("a\nb.wav", longest));
+}
+
 TEST_F(AudioFileDiscovery, AFileGivenTwiceAppearsOnce) {
   const auto url = file("sub/one.wav");
   EXPECT_THAT(found({url, FileURL(folder.path().string()), url}), ElementsAre("sub/one.wav"));
@@ -123,6 +150,30 @@ TEST_F(AudioFileDiscovery, WhatCannotBeReadIsSkippedAndTheSearchGoesOn) {
               ElementsAre("one.wav"));
 }
 
+/// The superuser may read everything; while this lives, this process is an ordinary one, owner of the test's folder.
+class WithoutPrivileges {
+ public:
+  explicit WithoutPrivileges(const fs::path& folder) : wasRoot_(::geteuid() == 0) {
+    if (!wasRoot_) return;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) give(entry.path());
+    give(folder);
+    EXPECT_EQ(::seteuid(nobody), 0);
+  }
+  ~WithoutPrivileges() {
+    if (wasRoot_) {
+      EXPECT_EQ(::seteuid(0), 0);
+    }
+  }
+  WithoutPrivileges(const WithoutPrivileges&) = delete;
+  WithoutPrivileges& operator=(const WithoutPrivileges&) = delete;
+
+ private:
+  static constexpr uid_t nobody = 65534;
+  static void give(const fs::path& path) { EXPECT_EQ(::chown(path.c_str(), nobody, static_cast<gid_t>(-1)), 0); }
+
+  bool wasRoot_;
+};
+
 /// Few files can be open at once while this lives.
 class FewDescriptors {
  public:
@@ -146,6 +197,21 @@ TEST_F(AudioFileDiscovery, ATreeMayBeDeeperThanFilesCanBeOpen) {
   file(name);
   const FewDescriptors limit(50);
   EXPECT_THAT(foundInFolder(), ElementsAre(name));
+}
+
+TEST_F(AudioFileDiscovery, AnUnreadableFolderIsSkippedAndTheSearchGoesOn) {
+  file("one/1.wav");
+  file("shut/2.wav");
+  file("two/3.wav");
+  std::string tooLong;
+  for (int i = 0; i < 20; ++i) tooLong += "/" + std::string(250, 'd');
+  EXPECT_THAT(
+      found({folder.url("one"), FileURL(folder.path().string() + tooLong), FileURL("/proc/1/none"), folder.url("two")}),
+      ElementsAre("one/1.wav", "two/3.wav"));
+  const WithoutPrivileges listener(folder.path());
+  fs::permissions(folder.path() / "shut", fs::perms::none);
+  EXPECT_THAT(foundInFolder(), ElementsAre("one/1.wav", "two/3.wav"));
+  fs::permissions(folder.path() / "shut", fs::perms::owner_all);
 }
 
 TEST_F(AudioFileDiscovery, NothingGivenIsNothingFound) {
