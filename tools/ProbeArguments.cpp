@@ -39,6 +39,7 @@ std::optional<double> number(std::string_view text) {
 std::optional<ProbeArguments::Command> commandNamed(std::string_view word) {
   if (word == "prepare") return ProbeArguments::Command::prepare;
   if (word == "waveform") return ProbeArguments::Command::waveform;
+  if (word == "discover") return ProbeArguments::Command::discover;
   if (word == "devices") return ProbeArguments::Command::devices;
   if (word == "play") return ProbeArguments::Command::play;
   return std::nullopt;
@@ -102,6 +103,7 @@ std::string_view probeUsage() {
   return "Usage:\n"
          "  tolvane-probe prepare FILE...   what each file is and what it becomes in memory\n"
          "  tolvane-probe waveform FILE...  how long and how loud each file is\n"
+         "  tolvane-probe discover PATH...  the audio files there and in folders, in the order of a playlist\n"
          "  tolvane-probe devices           the output devices and what is known of them\n"
          "  tolvane-probe play FILE...      plays, and prints every change\n"
          "      --device NAME     play on this device (name, id or identity), not on the default one\n"

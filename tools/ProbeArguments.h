@@ -22,7 +22,7 @@ struct PlayOptions {
 };
 
 struct ProbeArguments {
-  enum class Command { prepare, waveform, devices, play };
+  enum class Command { prepare, waveform, discover, devices, play };
 
   Command command = Command::devices;
   std::vector<std::string> files;  ///< as given

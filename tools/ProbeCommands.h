@@ -20,6 +20,10 @@ void prepareFiles(std::span<const std::string> files, AudioFileServices& service
 /// One line a file: its duration and the loudness that its picture shows, or the error.
 void printWaveforms(std::span<const std::string> files, AudioFileServices& services, ProbeOutput& output);
 
+/// One line a supported audio file among the paths and in their folders, in the order of a playlist; an error for a
+/// path where there is nothing.
+void discoverFiles(std::span<const std::string> paths, ProbeOutput& output);
+
 /// One line a device.
 void listDevices(const AudioHardware& hardware, ProbeOutput& output);
 

@@ -13,6 +13,9 @@ class ProbeOutput {
  public:
   /// A line that carries `error` makes the exit status 1. Text that is not UTF-8 is shown with replacement characters.
   void print(const Json& line);
+  /// The same without the flush, for many lines that come at once.
+  void write(const Json& line);
+  void flush();
 
   [[nodiscard]] int exitStatus() const { return sawError_ ? 1 : 0; }
 

@@ -72,6 +72,9 @@ int run(const std::vector<std::string_view>& words) {
       printWaveforms(arguments->files, files, output);
       break;
     }
+    case ProbeArguments::Command::discover:
+      discoverFiles(arguments->files, output);
+      break;
     case ProbeArguments::Command::devices: {
       const Machine machine;
       listDevices(machine.hardware, output);

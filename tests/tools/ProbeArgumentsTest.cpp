@@ -22,6 +22,14 @@ TEST(ProbeArguments, TakeTheFilesOfAWaveform) {
   EXPECT_FALSE(parseProbeArguments(Words{"waveform"}));
 }
 
+TEST(ProbeArguments, TakeThePathsOfADiscovery) {
+  const auto arguments = parseProbeArguments(Words{"discover", "a", "/b"});
+  ASSERT_TRUE(arguments);
+  EXPECT_EQ(arguments->command, ProbeArguments::Command::discover);
+  EXPECT_THAT(arguments->files, ElementsAre("a", "/b"));
+  EXPECT_FALSE(parseProbeArguments(Words{"discover"}));
+}
+
 TEST(ProbeArguments, TakeEveryOptionOfPlay) {
   const auto arguments = parseProbeArguments(Words{"play", "--device", "Studio DAC", "a.wav", "--exclusive", "--volume",
                                                    "0.5", "--balance", "-1", "--from", "2.5", "--pause-at", "1",
