@@ -8,13 +8,21 @@ namespace tolvane {
 namespace {
 
 constexpr double grabTolerance = 3.0;  // beside the thumb
+constexpr double roundingError = 1e-9;
 constexpr double fineFactor = 0.1;
 constexpr double step = 0.01;
 constexpr double stepsANotch = 5;
 
 }  // namespace
 
-double OutputAdjustmentSlider::clamped(double value) const { return std::clamp(value, lower, upper); }
+double OutputAdjustmentSlider::clamped(double value) const {
+  // The music passes untouched only at exactly 100 % and exactly the centre: what rounding left over must not keep it
+  // from there.
+  for (const double exact : {lower, upper, resetValue}) {
+    if (std::abs(value - exact) < roundingError) return exact;
+  }
+  return std::clamp(value, lower, upper);
+}
 
 double OutputAdjustmentSlider::thumbCentre(double value, double width) const {
   return thumbWidth / 2 + (value - lower) / (upper - lower) * trackWidth(width);

@@ -22,6 +22,7 @@ struct OutputAdjustmentSlider {
   /// Where the thumb's centre stands in a slider of this width.
   [[nodiscard]] double thumbCentre(double value, double width) const;
   [[nodiscard]] double trackWidth(double width) const { return width - thumbWidth; }
+  /// Within the range, and exactly at an end or at the reset value where only rounding keeps it from there.
   [[nodiscard]] double clamped(double value) const;
 
   /// The value after a change of the drag that began at `startX` and has come to `x`. `value` is the present one; it

@@ -127,6 +127,18 @@ TEST(AdjustmentSlider, StaysAsItIsWithoutRoomToMove) {
   }
 }
 
+TEST(AdjustmentSlider, ArrivesExactlyAtItsEndsAndItsMiddle) {
+  auto panel = volume(1);
+  for (int step = 0; step < 100; ++step) panel.value = panel.slider.adjusted(panel.value, -1, false);
+  EXPECT_EQ(panel.value, 0);
+  for (int step = 0; step < 100; ++step) panel.value = panel.slider.adjusted(panel.value, 1, false);
+  EXPECT_EQ(panel.value, 1);
+  panel = balance(0.3);
+  panel.press(137);
+  for (int x = 136; x >= 107; --x) panel.move(x);
+  EXPECT_EQ(panel.value, 0);
+}
+
 TEST(AdjustmentSlider, GoesAHundredthAStepAndAThousandthWithShift) {
   const auto slider = volume(0).slider;
   EXPECT_DOUBLE_EQ(slider.adjusted(0.5, 1, false), 0.51);

@@ -7,14 +7,11 @@ Rectangle {
 
     required property bool shown
 
-    visible: opacity > 0
-    opacity: shown ? 1 : 0
+    visible: shown
     radius: Theme.panelRadius
     color: Theme.withOpacity(Theme.night, 0.82)
-    Accessible.ignored: !shown
     Accessible.role: Accessible.StaticText
     Accessible.name: message.text
-    Behavior on opacity { NumberAnimation { duration: Theme.feedbackDuration } }
 
     DashedOutline {
         anchors.fill: parent

@@ -14,7 +14,7 @@ Window {
     required property SourceModel source
     required property string version
     /// A control that the keyboard has reached keeps Space for itself.
-    readonly property bool controlHasFocus: activeFocusItem !== null && activeFocusItem.visualFocus === true
+    readonly property bool controlHasFocus: activeFocusItem !== null && activeFocusItem.visualFocus === true && activeFocusItem.keepsSpace !== false
     readonly property bool fillsScreen: visibility === Window.Maximized || visibility === Window.FullScreen
 
     width: 600
@@ -60,7 +60,10 @@ Window {
         id: fileDrop
         anchors.fill: parent
         keys: ["text/uri-list"]
-        onDropped: drop => window.source.drop(drop.urls)
+        onDropped: drop => {
+            drop.accept(Qt.CopyAction);
+            window.source.drop(drop.urls);
+        }
     }
 
     ColumnLayout {

@@ -23,17 +23,25 @@ Row {
     Repeater {
         model: line.text.length
 
-        Text {
+        Item {
+            id: cell
+
             required property int index
             readonly property string character: line.text.charAt(index)
 
-            text: character
-            width: character >= "0" && character <= "9" ? Math.ceil(digit.advanceWidth) : implicitWidth
-            horizontalAlignment: Text.AlignHCenter
-            color: line.color
-            font.pixelSize: line.pixelSize
-            font.weight: line.weight
-            Accessible.ignored: true
+            width: character >= "0" && character <= "9" ? Math.ceil(digit.advanceWidth) : glyph.implicitWidth
+            height: glyph.implicitHeight
+
+            Text {
+                id: glyph
+                anchors.horizontalCenter: parent.horizontalCenter
+                text: cell.character
+                textFormat: Text.PlainText
+                color: line.color
+                font.pixelSize: line.pixelSize
+                font.weight: line.weight
+                Accessible.ignored: true
+            }
         }
     }
 }

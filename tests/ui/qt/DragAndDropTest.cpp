@@ -1,0 +1,155 @@
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QTimer>
+#include <QtTest/QTest>
+
+#include "tests/support/TemporaryFolder.h"
+#include "tests/ui/qt/WindowFixture.h"
+#include "ui/qt/TrackDragModel.h"
+
+namespace tolvane::test {
+namespace {
+
+using testing::ElementsAre;
+
+class WindowDrops : public WindowFixture {
+ protected:
+  TrackDragModel& trackDrag() { return *window->property("trackDrag").value<TrackDragModel*>(); }
+
+  bool enter(QPoint place, const QMimeData& data) {
+    QDragEnterEvent event(place, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(window, &event);
+    settle();
+    return event.isAccepted();
+  }
+  bool move(QPoint place, const QMimeData& data) {
+    QDragMoveEvent event(place, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(window, &event);
+    settle();
+    return event.isAccepted();
+  }
+  bool drop(QPoint place, const QMimeData& data) {
+    QDropEvent event(place, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(window, &event);
+    settle();
+    return event.isAccepted();
+  }
+  void leave() {
+    QDragLeaveEvent event;
+    QCoreApplication::sendEvent(window, &event);
+    settle();
+  }
+
+  static void addFiles(QMimeData& data, const QList<QUrl>& urls) {
+    data.setUrls(urls);
+    data.setText("file managers offer their files as text, too");
+  }
+
+  TemporaryFolder folder;
+};
+
+TEST_F(WindowDrops, ARowIsMovedToWhereItIsDropped) {
+  load(3);
+  const std::unique_ptr<QMimeData> data(trackDrag().begin(0));
+  EXPECT_TRUE(enter(placeIn(*row(1), 0.5, 0.2), *data));
+  EXPECT_EQ(trackDrag().insertionIndex(), 1);
+  EXPECT_TRUE(move(placeIn(*row(1), 0.5, 0.8), *data));
+  EXPECT_EQ(trackDrag().insertionIndex(), 2);
+  EXPECT_TRUE(drop(placeIn(*row(1), 0.5, 0.8), *data));
+  EXPECT_EQ(trackDrag().insertionIndex(), -1);
+  EXPECT_THAT(order(), ElementsAre(2, 1, 3));
+  EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(WindowDrops, TheMarkGoesWhenTheDragLeaves) {
+  load(3);
+  const std::unique_ptr<QMimeData> data(trackDrag().begin(0));
+  EXPECT_TRUE(enter(placeIn(*row(1), 0.5, 0.2), *data));
+  leave();
+  EXPECT_EQ(trackDrag().insertionIndex(), -1);
+}
+
+TEST_F(WindowDrops, TextOfOthersIsRefused) {
+  load(3);
+  QMimeData data;
+  data.setText("Prelude");
+  EXPECT_FALSE(enter(placeIn(*row(1), 0.5, 0.2), data));
+}
+
+TEST_F(WindowDrops, TextOfOthersDuringADragMovesNothing) {
+  load(3);
+  const std::unique_ptr<QMimeData> ours(trackDrag().begin(0));
+  QMimeData data;
+  data.setText("Prelude");
+  EXPECT_TRUE(enter(placeIn(*row(2), 0.5, 0.8), data));
+  drop(placeIn(*row(2), 0.5, 0.8), data);
+  EXPECT_THAT(order(), ElementsAre(1, 2, 3));
+  EXPECT_FALSE(content.playlistDragSession());
+}
+
+TEST_F(WindowDrops, FilesAreLoadedWhereverTheyAreDropped) {
+  load(3);
+  const auto dropped = folder.write("new/Track 7.wav", "x");
+  folder.write("new/deep/Track 8.flac", "x");
+  folder.write("new/notes.txt", "x");
+  QMimeData data;
+  addFiles(data, {QUrl::fromLocalFile(QString::fromStdString(folder.path() / "new"))});
+  const QPoint overTheRows = placeIn(*row(1), 0.5, 0.5);
+  EXPECT_TRUE(enter(overTheRows, data));
+  EXPECT_NE(accessible("Drop to play these instead"), nullptr);
+  EXPECT_TRUE(drop(overTheRows, data));
+  EXPECT_THAT(order(), ElementsAre(7, 8));
+}
+
+TEST_F(WindowDrops, HundredsOfFilesAreLoadedIntoAnEmptyWindow) {
+  QList<QUrl> urls;
+  for (int number = 0; number < 400; ++number) {
+    const auto url = folder.write("Track " + std::to_string(1000 + number) + ".wav", "x");
+    urls.push_front(QUrl::fromLocalFile(QString::fromStdString(url.path())));
+  }
+  QMimeData data;
+  addFiles(data, urls);
+  EXPECT_TRUE(enter({300, 300}, data));
+  EXPECT_TRUE(drop({300, 300}, data));
+  ASSERT_EQ(order().size(), 400U);
+  EXPECT_EQ(order().front(), 1000);
+  EXPECT_EQ(order().back(), 1399);
+}
+
+TEST_F(WindowDrops, AWaitingDragScrollsTheListAtItsEnds) {
+  load(40);
+  const QQuickItem* list = row(0)->parentItem()->parentItem();
+  const std::unique_ptr<QMimeData> data(trackDrag().begin(0));
+  EXPECT_TRUE(enter(placeIn(*list, 0.5, 0.98), *data));
+  EXPECT_TRUE(waitFor([&] { return list->property("contentY").toDouble() > 58; }));
+  EXPECT_GT(trackDrag().insertionIndex(), 3) << "the mark follows the rows that pass";
+  leave();
+}
+
+/// The desktop's own drag, with the pointer: only where there is a desktop.
+TEST_F(WindowDrops, ARowIsDraggedByThePointer) {
+  load(3);
+  const QPoint begin = placeIn(*row(0), 0.3, 0.5);
+  const QPoint end = placeIn(*row(2), 0.3, 0.8);
+  const bool hasDesktop = QGuiApplication::platformName() == "xcb";
+  QTimer hand;
+  int step = 0;
+  QObject::connect(&hand, &QTimer::timeout, window, [&] {
+    const int steps = 12;
+    if (++step <= steps) QTest::mouseMove(window, begin + (end - begin) * step / steps);
+    if (step == steps + 1) QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, end);
+  });
+  QTest::mouseMove(window, begin);
+  QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, begin);
+  hand.start(5);
+  EXPECT_TRUE(waitFor([&] { return step > 13; }));
+  hand.stop();
+  settle();
+  const auto expected = hasDesktop ? std::vector{2, 3, 1} : std::vector{1, 2, 3};
+  EXPECT_EQ(order(), expected) << "a platform without drags cancels it";
+  EXPECT_EQ(trackDrag().draggedRow(), -1);
+  EXPECT_EQ(currentIndex(), hasDesktop ? 2 : 0) << "a drag is no click";
+}
+
+}  // namespace
+}  // namespace tolvane::test

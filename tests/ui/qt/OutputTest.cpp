@@ -1,0 +1,158 @@
+#include <QSignalSpy>
+#include <QtTest/QTest>
+
+#include "tests/ui/qt/WindowFixture.h"
+
+namespace tolvane::test {
+namespace {
+
+class WindowOutput : public WindowFixture {
+ protected:
+  [[nodiscard]] double volume() const { return session.outputVolume().value(); }
+  [[nodiscard]] double balance() const { return session.outputBalance().value(); }
+
+  /// Presses at one fraction of the slider's way, moves and lets go at another.
+  void drag(const QString& name, double from, double to, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+    const QQuickItem& slider = *item(name);
+    const QPoint begin = place(slider, from);
+    const QPoint end = place(slider, to);
+    QTest::mousePress(window, Qt::LeftButton, modifiers, begin);
+    for (int step = 1; step <= 4; ++step) moveTo(begin + (end - begin) * step / 4, modifiers);
+    QTest::mouseRelease(window, Qt::LeftButton, modifiers, end);
+    settle();
+  }
+
+  /// The thumb's centre at a fraction of its way.
+  [[nodiscard]] QPoint place(const QQuickItem& slider, double fraction) const {
+    const double thumb = slider.property("thumbWidth").toDouble();
+    return slider.mapToScene({thumb / 2 + fraction * (slider.width() - thumb), slider.height() / 2}).toPoint();
+  }
+  [[nodiscard]] double pixel(const QString& name) const {
+    const QQuickItem& slider = *item(name);
+    return 1 / (slider.width() - slider.property("thumbWidth").toDouble());
+  }
+
+  void moveTo(QPoint place, Qt::KeyboardModifiers modifiers) {
+    QMouseEvent move(QEvent::MouseMove, place, window->mapToGlobal(place), Qt::NoButton, Qt::LeftButton, modifiers);
+    QCoreApplication::sendEvent(window, &move);
+  }
+};
+
+TEST_F(WindowOutput, VolumeFollowsTheThumb) {
+  drag("Volume", 1, 0.5);
+  EXPECT_NEAR(volume(), 0.5, 2 * pixel("Volume"));
+  drag("Volume", 0.5, 0.75);
+  EXPECT_NEAR(volume(), 0.75, 3 * pixel("Volume"));
+}
+
+TEST_F(WindowOutput, VolumeFollowsATenthAsFastWithShift) {
+  drag("Volume", 1, 0.5, Qt::ShiftModifier);
+  EXPECT_NEAR(volume(), 0.95, pixel("Volume"));
+}
+
+TEST_F(WindowOutput, APressBesideTheThumbJumpsUnlessShiftIsHeld) {
+  drag("Volume", 0.25, 0.25, Qt::ShiftModifier);
+  EXPECT_EQ(volume(), 1);
+  drag("Volume", 0.25, 0.25);
+  EXPECT_NEAR(volume(), 0.25, pixel("Volume"));
+}
+
+TEST_F(WindowOutput, BalanceFollowsTheThumbToBothSides) {
+  drag("Balance", 0.5, 0);
+  EXPECT_EQ(balance(), -1);
+  EXPECT_NE(accessible("Balance L 100, reset to Center"), nullptr);
+  drag("Balance", 0, 1);
+  EXPECT_EQ(balance(), 1);
+}
+
+TEST_F(WindowOutput, ADoubleClickResets) {
+  drag("Balance", 0.5, 0.2);
+  ASSERT_NE(balance(), 0);
+  QTest::mouseDClick(window, Qt::LeftButton, Qt::NoModifier, place(*item("Balance"), 0.7));
+  settle();
+  EXPECT_EQ(balance(), 0);
+}
+
+TEST_F(WindowOutput, AClickOnTheValueResets) {
+  drag("Volume", 1, 0);
+  EXPECT_EQ(volume(), 0);
+  click("Volume 0%, reset to 100%");
+  EXPECT_EQ(volume(), 1);
+}
+
+TEST_F(WindowOutput, ArrowsStepAFocusedSlider) {
+  QQuickItem* slider = item("Volume");
+  slider->forceActiveFocus(Qt::TabFocusReason);
+  key(Qt::Key_Left);
+  EXPECT_DOUBLE_EQ(volume(), 0.99);
+  key(Qt::Key_Down, Qt::ShiftModifier);
+  EXPECT_DOUBLE_EQ(volume(), 0.989);
+  key(Qt::Key_Up);
+  key(Qt::Key_Right);
+  EXPECT_EQ(volume(), 1);
+}
+
+TEST_F(WindowOutput, TheWheelTurnsTheSliderUnderThePointer) {
+  const QPoint centre = placeIn(*item("Volume"), 0.5, 0.5);
+  QWheelEvent turn(centre, window->mapToGlobal(centre), {}, {0, -120}, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase,
+                   false);
+  QCoreApplication::sendEvent(window, &turn);
+  EXPECT_DOUBLE_EQ(volume(), 0.95);
+}
+
+TEST_F(WindowOutput, AssistiveTechnologyReadsAndStepsASlider) {
+  auto* volumeSlider = accessible("Volume");
+  ASSERT_NE(volumeSlider->valueInterface(), nullptr);
+  EXPECT_EQ(volumeSlider->valueInterface()->minimumValue().toDouble(), 0);
+  EXPECT_EQ(volumeSlider->valueInterface()->maximumValue().toDouble(), 1);
+  EXPECT_EQ(volumeSlider->valueInterface()->currentValue().toDouble(), 1);
+  ASSERT_NE(volumeSlider->actionInterface(), nullptr);
+  volumeSlider->actionInterface()->doAction(QAccessibleActionInterface::decreaseAction());
+  EXPECT_DOUBLE_EQ(volume(), 0.99);
+  EXPECT_DOUBLE_EQ(volumeSlider->valueInterface()->currentValue().toDouble(), 0.99);
+}
+
+TEST_F(WindowOutput, ExclusiveAccessIsToggledAndRemembered) {
+  load(1);
+  click("Exclusive Access");
+  EXPECT_TRUE(content.isExclusiveAccessEnabled().value());
+  EXPECT_EQ(session.player().exclusiveAccessStatus().value().kind, ExclusiveAccessStatus::Kind::active);
+  EXPECT_TRUE(isPlaying());
+  click("Exclusive Access");
+  EXPECT_FALSE(content.isExclusiveAccessEnabled().value());
+}
+
+TEST_F(WindowOutput, TheBadgeReadsTheWholeVerdict) {
+  load(1);
+  auto* badge = accessible("BIT-PERFECT");
+  ASSERT_NE(badge, nullptr);
+  EXPECT_EQ(badge->text(QAccessible::Description).toStdString(), session.player().audioPathStatus().value().detail);
+  drag("Volume", 1, 0.5);
+  EXPECT_NE(accessible("DSP ACTIVE"), nullptr);
+}
+
+TEST_F(WindowOutput, APickedDevicePlays) {
+  load(1);
+  ASSERT_EQ(devices.selectedDevice().value()->name, "Studio DAC");
+  click("Output device");
+  ASSERT_TRUE(waitFor([this] {
+    for (auto* control : controls())
+      if (control->text(QAccessible::Name) == "Headphones") return true;
+    return false;
+  }));
+  click("Headphones");
+  EXPECT_EQ(devices.selectedDevice().value()->id, headphones);
+  EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(WindowOutput, ADeviceIsPickedByKeyboard) {
+  item("Output device")->forceActiveFocus(Qt::TabFocusReason);
+  const auto before = devices.selectedDevice().value()->id;
+  key(Qt::Key_Space);
+  key(Qt::Key_Up);
+  key(Qt::Key_Return);
+  EXPECT_NE(devices.selectedDevice().value()->id, before);
+}
+
+}  // namespace
+}  // namespace tolvane::test

@@ -1,0 +1,92 @@
+#include <QAbstractItemModelTester>
+#include <QtTest/QTest>
+
+#include "tests/ui/qt/WindowFixture.h"
+#include "ui/qt/TrackListModel.h"
+#include "ui/qt/WaveformView.h"
+
+namespace tolvane::test {
+namespace {
+
+class WindowTracks : public WindowFixture {
+ protected:
+  TrackListModel& model() { return *window->property("tracks").value<TrackListModel*>(); }
+  [[nodiscard]] QString text(int row, TrackListModel::Role role) {
+    return model().data(model().index(row), role).toString();
+  }
+  QQuickItem* list() { return row(0)->parentItem()->parentItem(); }
+};
+
+TEST_F(WindowTracks, AreAWellBehavedModel) {
+  const QAbstractItemModelTester tester(&model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+  load(6);
+  for (const auto& [from, to] : {std::pair{0, 5}, {5, 0}, {2, 3}, {3, 2}, {4, 1}}) {
+    session.moveTrack(from, to);
+    settle();
+    for (int row = 0; row < 6; ++row) {
+      EXPECT_EQ(text(row, TrackListModel::titleRole).toStdString(),
+                "Track " + std::to_string(order()[static_cast<std::size_t>(row)]));
+      EXPECT_EQ(text(row, TrackListModel::numberRole).toInt(), row + 1);
+    }
+  }
+}
+
+TEST_F(WindowTracks, KeepTheirRowWhenTheyMove) {
+  load(4);
+  const QQuickItem* first = row(0);
+  session.moveTrack(0, 2);
+  settle();
+  EXPECT_EQ(row(2), first);
+}
+
+TEST_F(WindowTracks, ShowTheirWaveformsOnceTheseHaveBeenRead) {
+  content.loadPlaylist(addTracks(2));
+  runLoop.runUntilIdle();
+  EXPECT_EQ(text(0, TrackListModel::durationRole), "--:--");
+  settle();
+  EXPECT_EQ(text(0, TrackListModel::durationRole), "00:10");
+  EXPECT_NE(model().data(model().index(0), TrackListModel::samplesRole).value<WaveformSamples>().values, nullptr);
+}
+
+TEST_F(WindowTracks, AskForTheWaveformsOfTheRowsThatAreShownAndNoOthers) {
+  load(100);
+  EXPECT_NE(content.waveforms().samples(track(1)), nullptr);
+  EXPECT_EQ(content.waveforms().samples(track(60)), nullptr);
+  QMetaObject::invokeMethod(list(), "positionViewAtIndex", Q_ARG(int, 59), Q_ARG(int, 0));
+  settle();
+  EXPECT_NE(content.waveforms().samples(track(60)), nullptr);
+  EXPECT_EQ(content.waveforms().samples(track(40)), nullptr) << "passed over unseen";
+}
+
+TEST_F(WindowTracks, AHundredThousandNeedNoMoreRowsThanFit) {
+  std::vector<FileURL> urls(100'000);
+  for (std::size_t i = 0; i < urls.size(); ++i) urls[i] = track(static_cast<int>(i + 1));
+  addTracks(1);
+  content.loadPlaylist(urls);
+  settle();
+  EXPECT_NE(accessible("100000 tracks"), nullptr);
+  QQuickItem* view = list();
+  for (double y = 0; y < 5'000'000; y += 250'000) {
+    view->setProperty("contentY", y);
+    settle();
+  }
+  const auto* contentItem = view->property("contentItem").value<QQuickItem*>();
+  int rows = 0;
+  for (const QQuickItem* child : contentItem->childItems()) rows += child->inherits("QQuickItemDelegate") ? 1 : 0;
+  EXPECT_LT(rows, 40);
+}
+
+TEST_F(WindowTracks, DrawTheBarsThatTheirProgressAsksFor) {
+  WaveformView view;
+  view.setSize({100, 30});
+  view.setSamples({std::make_shared<const std::vector<double>>(std::vector{0.1, 1.0})});
+  view.setProgress(0.5);
+  const auto bars = view.bars();
+  ASSERT_EQ(bars.size(), 25U);
+  EXPECT_TRUE(bars[11].isActive);
+  EXPECT_FALSE(bars[13].isActive);
+  EXPECT_LT(bars[0].height, bars[24].height);
+}
+
+}  // namespace
+}  // namespace tolvane::test

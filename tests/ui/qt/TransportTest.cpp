@@ -1,0 +1,94 @@
+#include <QtTest/QTest>
+
+#include "tests/ui/qt/WindowFixture.h"
+#include "ui/qt/SourceModel.h"
+
+namespace tolvane::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::SizeIs;
+
+class WindowTransport : public WindowFixture {};
+
+TEST_F(WindowTransport, ShowsThatThereIsNothingToPlay) {
+  EXPECT_NE(accessible("No track selected"), nullptr);
+  EXPECT_NE(accessible("-- / --"), nullptr);
+  EXPECT_NE(accessible("Open a file, a folder, or drag audio into the window"), nullptr);
+  EXPECT_FALSE(item("Play")->isEnabled());
+}
+
+TEST_F(WindowTransport, PlaysARowThatIsClicked) {
+  load(4);
+  clickAt(placeIn(*row(2), 0.3, 0.5));
+  EXPECT_EQ(currentIndex(), 2);
+  EXPECT_TRUE(isPlaying());
+  EXPECT_NE(accessible("03 / 04"), nullptr);
+}
+
+TEST_F(WindowTransport, SeeksWhereARowsWaveformIsClicked) {
+  load(4);
+  QQuickItem* target = row(1);
+  QQuickItem* waveform = nullptr;
+  for (QQuickItem* child : target->property("contentItem").value<QQuickItem*>()->childItems())
+    if (child->inherits("tolvane::WaveformView")) waveform = child;
+  ASSERT_NE(waveform, nullptr);
+  clickAt(placeIn(*waveform, 0.5, 0.5));
+  EXPECT_EQ(currentIndex(), 1);
+  EXPECT_NEAR(position(), trackSeconds / 2, trackSeconds / waveform->width());
+}
+
+TEST_F(WindowTransport, SeeksWhereThePlayingTracksWaveformIsClicked) {
+  load(2);
+  QQuickItem* waveform = item("Position");
+  clickAt(placeIn(*waveform, 0.75, 0.5));
+  EXPECT_NEAR(position(), trackSeconds * 0.75, trackSeconds / waveform->width());
+  EXPECT_EQ(currentIndex(), 0);
+}
+
+TEST_F(WindowTransport, FollowsItsButtons) {
+  load(3);
+  click("Next");
+  EXPECT_EQ(currentIndex(), 1);
+  click("Previous");
+  EXPECT_EQ(currentIndex(), 0);
+  click("Pause");
+  EXPECT_FALSE(isPlaying());
+  click("Play");
+  EXPECT_TRUE(isPlaying());
+  click("Stop and release output device");
+  EXPECT_FALSE(isPlaying());
+  EXPECT_FALSE(session.player().isPaused().value());
+}
+
+TEST_F(WindowTransport, OffersOnlyWhatCanBeDone) {
+  load(2);
+  EXPECT_TRUE(item("Next")->isEnabled());
+  click("Next");
+  EXPECT_FALSE(item("Next")->isEnabled());
+  click("Stop and release output device");
+  EXPECT_FALSE(item("Stop and release output device")->isEnabled());
+}
+
+TEST_F(WindowTransport, ShowsTheTimeThatHasPassed) {
+  load(1);
+  runLoop.advance(std::chrono::milliseconds(3500));
+  settle();
+  EXPECT_NE(accessible("00:03"), nullptr);
+  EXPECT_NE(accessible("00:10"), nullptr);
+}
+
+TEST_F(WindowTransport, OpensWhatTheDialogsReturn) {
+  load(1);
+  auto& source = *window->property("source").value<SourceModel*>();
+  source.openFolder(QUrl("file:///nowhere"));
+  EXPECT_THAT(background, SizeIs(1)) << "the folder is being searched";
+  settle();
+  EXPECT_EQ(order().size(), 1U) << "nothing was found: the playlist stays";
+  source.openFiles({QUrl("file:///music/Track 2.wav"), QUrl("file:///music/notes.txt")});
+  settle();
+  EXPECT_THAT(order(), ElementsAre(2));
+}
+
+}  // namespace
+}  // namespace tolvane::test

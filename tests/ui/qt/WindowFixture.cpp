@@ -1,0 +1,138 @@
+#include "tests/ui/qt/WindowFixture.h"
+
+#include <QDeadlineTimer>
+#include <QGuiApplication>
+#include <QtTest/QTest>
+
+namespace tolvane::test {
+
+namespace {
+
+void collect(QAccessibleInterface* from, QList<QAccessibleInterface*>& found) {
+  if (from == nullptr || from->state().invisible) return;
+  found.push_back(from);
+  for (int i = 0; i < from->childCount(); ++i) collect(from->child(i), found);
+}
+
+QQuickItem* findObject(QQuickItem* root, const QString& name) {
+  if (root->objectName() == name) return root;
+  for (QQuickItem* child : root->childItems()) {
+    if (QQuickItem* found = findObject(child, name)) return found;
+  }
+  return nullptr;
+}
+
+SimulatedDeviceConfig named(const char* name) {
+  SimulatedDeviceConfig device;
+  device.name = name;
+  return device;
+}
+
+}  // namespace
+
+WindowFixture::WindowFixture()
+    : dac(hardware.addDevice(named("Studio DAC"))), headphones(hardware.addDevice(named("Headphones"))) {
+  QAccessible::setActive(true);
+  openWindow();
+}
+
+WindowFixture::~WindowFixture() = default;
+
+void WindowFixture::openWindow() {
+  player.reset();
+  player.emplace(content, devices, sources, "1.0");
+  window = player->window();
+  if (window == nullptr) throw std::runtime_error("The window could not be made.");
+  window->requestActivate();
+  if (!waitFor([this] { return window->isExposed(); })) throw std::runtime_error("The window does not appear.");
+  settle();
+}
+
+std::vector<FileURL> WindowFixture::addTracks(int count) {
+  std::vector<FileURL> urls;
+  for (int number = 1; number <= count; ++number) {
+    SimulatedPCMFile file;
+    file.format = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
+    file.sourceBitDepth = 16;
+    file.data.resize(static_cast<std::size_t>(trackSeconds * 44100) * 4, std::byte{0x10});
+    files.add(track(number), std::move(file));
+    urls.push_back(track(number));
+  }
+  return urls;
+}
+
+void WindowFixture::load(int count) {
+  content.loadPlaylist(addTracks(count));
+  settle();
+}
+
+void WindowFixture::settle() {
+  for (int turn = 0; turn < 3; ++turn) {
+    for (const auto& work : std::exchange(background, {})) work();
+    runLoop.runUntilIdle();
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents();
+    // Drawing a frame lays out what has changed, and may ask for more: waveforms of rows that are new.
+    if (turn < 2) window->grabWindow();
+  }
+}
+
+bool WindowFixture::waitFor(const std::function<bool()>& condition) {
+  const QDeadlineTimer patience(20'000);
+  while (!condition() && !patience.hasExpired()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+  return condition();
+}
+
+QList<QAccessibleInterface*> WindowFixture::controls() const {
+  QList<QAccessibleInterface*> found;
+  collect(QAccessible::queryAccessibleInterface(window), found);
+  return found;
+}
+
+QAccessibleInterface* WindowFixture::accessible(const QString& name) const {
+  for (QAccessibleInterface* control : controls()) {
+    if (control->text(QAccessible::Name) == name) return control;
+  }
+  ADD_FAILURE() << "There is no control named " << name.toStdString();
+  return nullptr;
+}
+
+QQuickItem* WindowFixture::item(const QString& name) const {
+  auto* control = accessible(name);
+  auto* found = control != nullptr ? qobject_cast<QQuickItem*>(control->object()) : nullptr;
+  if (found == nullptr) throw std::runtime_error("There is no item named " + name.toStdString());
+  return found;
+}
+
+QQuickItem* WindowFixture::row(int index) const {
+  QQuickItem* list = findObject(window->contentItem(), QStringLiteral("trackList"));
+  QQuickItem* found = nullptr;
+  if (list != nullptr)
+    QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem*, found), Q_ARG(int, index));
+  if (found == nullptr) throw std::runtime_error("There is no row " + std::to_string(index));
+  return found;
+}
+
+std::vector<int> WindowFixture::order() const {
+  std::vector<int> numbers;
+  for (const auto& url : session.fileURLs()) numbers.push_back(std::stoi(std::string(url.stem().substr(6))));
+  return numbers;
+}
+
+QPoint WindowFixture::placeIn(const QQuickItem& item, double x, double y) const {
+  return item.mapToScene({item.width() * x, item.height() * y}).toPoint();
+}
+
+void WindowFixture::click(const QString& name) { clickAt(placeIn(*item(name), 0.5, 0.5)); }
+
+void WindowFixture::clickAt(QPoint place) {
+  QTest::mouseClick(window, Qt::LeftButton, Qt::NoModifier, place);
+  settle();
+}
+
+void WindowFixture::key(int key, Qt::KeyboardModifiers modifiers) {
+  QTest::keyClick(window, static_cast<Qt::Key>(key), modifiers);
+  settle();
+}
+
+}  // namespace tolvane::test

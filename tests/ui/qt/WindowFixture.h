@@ -1,0 +1,87 @@
+#pragma once
+// The real window over simulated hardware and files, and a listener who uses it: the vocabulary of the window's tests.
+// Controls are found by their accessible names, so that what a test can reach a screen reader can reach, too.
+
+#include <gmock/gmock.h>
+
+#include <QAccessible>
+#include <QPointF>
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/simulated/ManualRunLoop.h"
+#include "platform/simulated/MemoryLog.h"
+#include "platform/simulated/MemoryUserDefaults.h"
+#include "platform/simulated/SimulatedAudioFileServices.h"
+#include "platform/simulated/SimulatedAudioHardware.h"
+#include "platform/simulated/SimulatedFileBookmarks.h"
+#include "ui/qt/PlayerWindow.h"
+
+namespace tolvane::test {
+
+class WindowFixture : public testing::Test {
+ protected:
+  static constexpr double trackSeconds = 10;
+
+  WindowFixture();
+  ~WindowFixture() override;
+
+  static FileURL track(int number) { return FileURL("/music/Track " + std::to_string(number) + ".wav"); }
+  /// Files of ten seconds: tracks 1 … count.
+  std::vector<FileURL> addTracks(int count);
+  /// The same, loaded and playing the first.
+  void load(int count);
+
+  /// Opens the window once more, over the same session.
+  void openWindow();
+
+  /// Lets everything happen that is due; the clock stands still.
+  void settle();
+  /// Lets events come until the condition holds; gives up, and says so, after a time that only a broken window needs.
+  [[nodiscard]] bool waitFor(const std::function<bool()>& condition);
+
+  // What there is to see and to hear.
+
+  [[nodiscard]] QAccessibleInterface* accessible(const QString& name) const;
+  [[nodiscard]] QQuickItem* item(const QString& name) const;
+  [[nodiscard]] QList<QAccessibleInterface*> controls() const;
+  [[nodiscard]] QQuickItem* row(int index) const;
+  [[nodiscard]] std::vector<int> order() const;
+  [[nodiscard]] bool isPlaying() const { return session.player().isPlaying().value(); }
+  [[nodiscard]] std::int64_t currentIndex() const { return session.currentIndex().value(); }
+  [[nodiscard]] double position() const { return session.playbackPosition().value(); }
+
+  // What the listener does.
+
+  [[nodiscard]] QPoint placeIn(const QQuickItem& item, double x, double y) const;  ///< fractions of its size
+  void click(const QString& name);
+  void clickAt(QPoint place);
+  void key(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+
+  ManualRunLoop runLoop;
+  MemoryLog log;
+  SimulatedAudioHardware hardware{runLoop};
+  SimulatedAudioFileServices files;
+  MemoryUserDefaults defaults;
+  SimulatedFileBookmarks bookmarks;
+  AudioObjectID dac;
+  AudioObjectID headphones;
+  PlayerSession session{hardware, files, defaults, bookmarks, runLoop, log};
+  ContentView content{session, defaults, runLoop,
+                      [this](const FileURL& url, const std::stop_token& stop) {
+                        return makeWaveformData(files, url, maxWaveformSamples, stop);
+                      },
+                      [this](WaveformStore::Work work) { background.push_back(std::move(work)); }};
+  OutputDeviceList devices{hardware, [this](AudioObjectID id) { session.setOutputDevice(id); }};
+  SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); },
+                        [this](SourceActions::Work work) { background.push_back(std::move(work)); }};
+  std::vector<std::function<void()>> background;  ///< done by settle()
+  std::optional<PlayerWindow> player;
+  QQuickWindow* window = nullptr;
+};
+
+}  // namespace tolvane::test
