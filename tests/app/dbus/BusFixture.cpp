@@ -23,9 +23,11 @@ QString inFolder(const TemporaryFolder& folder, const char* name) {
 
 PrivateBus::PrivateBus() : daemon_(std::make_unique<QProcess>()) {
   const auto socket = (folder_.path() / "bus").string();
+  std::filesystem::create_directory(folder_.path() / "services");
   folder_.write("bus.conf",
-                "<busconfig><type>session</type><listen>unix:path=" + socket +
-                    "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\" "
+                "<busconfig><type>session</type><listen>unix:path=" + socket + "</listen><servicedir>" +
+                    (folder_.path() / "services").string() +
+                    "</servicedir><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\" "
                     "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>");
   daemon_->start(QStringLiteral("dbus-daemon"), {QStringLiteral("--config-file=") + inFolder(folder_, "bus.conf"),
                                                  QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
@@ -41,6 +43,15 @@ QDBusConnection PrivateBus::connect(const QString& name) const {
   auto connection = QDBusConnection::connectToBus(address_, name);
   if (!connection.isConnected()) throw std::runtime_error(connection.lastError().message().toStdString());
   return connection;
+}
+
+void PrivateBus::addService(const std::string& name, const std::string& command) {
+  folder_.write("services/" + name + ".service", "[D-BUS Service]\nName=" + name + "\nExec=" + command + "\n");
+  auto connection = connect(QStringLiteral("administrator"));
+  connection.call(
+      QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                                     QStringLiteral("org.freedesktop.DBus"), QStringLiteral("ReloadConfig")));
+  QDBusConnection::disconnectFromBus(QStringLiteral("administrator"));
 }
 
 void PrivateBus::die() {

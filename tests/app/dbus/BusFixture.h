@@ -28,6 +28,8 @@ class PrivateBus {
   [[nodiscard]] const QString& address() const { return address_; }
   /// A connection of its own. REQUIRES: each name once a process.
   [[nodiscard]] QDBusConnection connect(const QString& name) const;
+  /// From here on the bus starts the program when its name is asked for.
+  void addService(const std::string& name, const std::string& command);
   /// As when the desktop session breaks down.
   void die();
 

@@ -142,6 +142,9 @@ struct Hostile {
   const char* method;
   QVariantList arguments;
 };
+void PrintTo(const Hostile& hostile, std::ostream* stream) {
+  *stream << hostile.method << " with " << hostile.arguments.size() << " arguments";
+}
 
 class HostileCalls : public MediaPlayer, public testing::WithParamInterface<Hostile> {};
 

@@ -1,0 +1,191 @@
+// The player as a program: its starts, its ends and what it takes from the desktop. Nothing is played here: what is
+// opened are files that only look like music, so that no sound card is asked for anything.
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <QDBusConnectionInterface>
+#include <QDBusReply>
+#include <QDeadlineTimer>
+#include <QProcess>
+#include <QTimer>
+#include <csignal>
+#include <functional>
+
+#include "tests/app/dbus/BusFixture.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace tolvane {
+namespace {
+
+constexpr int patience = 120'000;  // milliseconds until a program counts as hung; no test comes near it
+const QString id = QStringLiteral("org.tolvane.Player");
+
+class Program : public testing::Test {
+ protected:
+  Program() : client(bus.connect(QStringLiteral("client"))) {
+    ::chmod(home.path().c_str(), S_IRWXU);
+    environment = QProcessEnvironment::systemEnvironment();
+    const auto folder = QString::fromStdString(home.path().string());
+    for (const auto* name : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"}) {
+      environment.insert(QLatin1String(name), folder);
+    }
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    environment.insert(QStringLiteral("QT_QUICK_BACKEND"), QStringLiteral("software"));
+    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), bus.address());
+    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent"));
+  }
+  ~Program() override { QDBusConnection::disconnectFromBus(QStringLiteral("client")); }
+
+  std::unique_ptr<QProcess> start(const QStringList& arguments = {}) {
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(environment);
+    process->setProcessChannelMode(QProcess::ForwardedOutputChannel);
+    process->start(QStringLiteral(TOLVANE_PLAYER), arguments);
+    return process;
+  }
+  /// A player that has its faces on the bus.
+  std::unique_ptr<QProcess> startPlayer(const QStringList& arguments = {}) {
+    auto process = start(arguments);
+    waitUntil([this] { return isRunning(); });
+    return process;
+  }
+  static int exitCode(QProcess& process) {
+    if (process.state() != QProcess::NotRunning && !process.waitForFinished(patience)) return -1;
+    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+  }
+  int terminate(QProcess& process) {
+    process.terminate();
+    return exitCode(process);
+  }
+
+  bool isRunning() {
+    return client.interface()->isServiceRegistered(QStringLiteral("org.mpris.MediaPlayer2.tolvane_player"));
+  }
+  void waitUntil(const std::function<bool()>& condition) {
+    QTimer wake;
+    wake.start(10);
+    const QDeadlineTimer limit(patience);
+    while (!condition()) {
+      if (limit.hasExpired()) throw std::runtime_error("what the test waited for did not happen");
+      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+  }
+
+  QDBusMessage call(const QString& path, const QString& interface, const QString& method,
+                    const QVariantList& values = {}) {
+    auto message = QDBusMessage::createMethodCall(id, path, interface, method);
+    message.setArguments(values);
+    return client.call(message, QDBus::Block, patience);
+  }
+  QString title() {
+    const auto reply =
+        call(QStringLiteral("/org/mpris/MediaPlayer2"), QStringLiteral("org.freedesktop.DBus.Properties"),
+             QStringLiteral("Get"), {QStringLiteral("org.mpris.MediaPlayer2.Player"), QStringLiteral("Metadata")});
+    if (reply.type() != QDBusMessage::ReplyMessage) return reply.errorName();
+    const auto metadata = qdbus_cast<QVariantMap>(reply.arguments().at(0).value<QDBusVariant>().variant());
+    return metadata.value(QStringLiteral("xesam:title")).toString();
+  }
+  QDBusMessage act(const QString& action) {
+    return call(QStringLiteral("/org/tolvane/Player"), QStringLiteral("org.freedesktop.Application"),
+                QStringLiteral("ActivateAction"), {action, QVariantList(), QVariantMap()});
+  }
+  QString file(const char* name) { return QString::fromStdString(home.write(name, "no music at all").path()); }
+
+  int argumentCount = 1;
+  std::string programName = "test_app";
+  std::array<char*, 2> words{programName.data(), nullptr};
+  QCoreApplication application{argumentCount, words.data()};
+  test::TemporaryFolder home;
+  test::PrivateBus bus;
+  QDBusConnection client;
+  QProcessEnvironment environment;
+};
+
+TEST_F(Program, StartsShowsItsFacesAndEndsOnSIGTERM) {
+  const auto player = startPlayer();
+  EXPECT_EQ(title(), QString());
+  EXPECT_EQ(terminate(*player), 0);
+  EXPECT_FALSE(isRunning());
+}
+
+TEST_F(Program, LoadsTheFilesOfItsCommandLine) {
+  const auto player = startPlayer({file("b.wav"), file("a.wav"), file("notes.txt")});
+  waitUntil([this] { return title() == QStringLiteral("a"); });
+  EXPECT_EQ(terminate(*player), 0);
+}
+
+TEST_F(Program, HandsTheFilesOfASecondStartToTheFirst) {
+  const auto first = startPlayer();
+  const auto second = start({file("sonata.flac")});
+  EXPECT_EQ(exitCode(*second), 0);
+  waitUntil([this] { return title() == QStringLiteral("sonata"); });
+  EXPECT_EQ(first->state(), QProcess::Running);
+  EXPECT_EQ(terminate(*first), 0);
+}
+
+TEST_F(Program, ReachesTheRunningPlayerThroughDesktopActions) {
+  const auto player = startPlayer({file("a.wav"), file("b.wav")});
+  waitUntil([this] { return title() == QStringLiteral("a"); });
+  EXPECT_EQ(act(QStringLiteral("next")).type(), QDBusMessage::ReplyMessage);
+  EXPECT_EQ(title(), QStringLiteral("b"));
+  EXPECT_EQ(act(QStringLiteral("previous")).type(), QDBusMessage::ReplyMessage);
+  EXPECT_EQ(title(), QStringLiteral("a"));
+  EXPECT_EQ(act(QStringLiteral("show-player")).type(), QDBusMessage::ReplyMessage);
+  EXPECT_EQ(act(QStringLiteral("explode")).type(), QDBusMessage::ErrorMessage);
+  EXPECT_EQ(terminate(*player), 0);
+}
+
+TEST_F(Program, QuitsOverTheBusAndRestoresThePlaylistAtTheNextStart) {
+  const auto first = startPlayer({file("a.wav"), file("b.wav")});
+  waitUntil([this] { return title() == QStringLiteral("a"); });
+  act(QStringLiteral("next"));
+  call(QStringLiteral("/org/mpris/MediaPlayer2"), QStringLiteral("org.mpris.MediaPlayer2"), QStringLiteral("Quit"));
+  EXPECT_EQ(exitCode(*first), 0);
+  const auto second = startPlayer();
+  EXPECT_EQ(title(), QStringLiteral("b"));
+  EXPECT_EQ(terminate(*second), 0);
+}
+
+TEST_F(Program, IsStartedByTheBus) {
+  const auto setting = [this](const char* name) {
+    return std::string(" ") + name + "=" + environment.value(QLatin1String(name)).toStdString();
+  };
+  std::string command = "/usr/bin/env";
+  for (const auto* name : {"HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM", "DBUS_SYSTEM_BUS_ADDRESS"}) {
+    command += setting(name);
+  }
+  bus.addService(id.toStdString(), command + " " TOLVANE_PLAYER);
+  EXPECT_EQ(call(QStringLiteral("/org/tolvane/Player"), QStringLiteral("org.freedesktop.Application"),
+                 QStringLiteral("Activate"), {QVariantMap()})
+                .type(),
+            QDBusMessage::ReplyMessage);
+  call(QStringLiteral("/org/mpris/MediaPlayer2"), QStringLiteral("org.mpris.MediaPlayer2"), QStringLiteral("Quit"));
+  waitUntil([this] { return !isRunning(); });
+}
+
+TEST_F(Program, EndsInOrderAlsoAfterTheBusHasDied) {
+  const auto player = startPlayer({file("a.wav")});
+  waitUntil([this] { return title() == QStringLiteral("a"); });
+  bus.die();
+  EXPECT_EQ(terminate(*player), 0);
+}
+
+TEST_F(Program, StartsAloneWithoutABus) {
+  environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent"));
+  const auto player = start({file("a.wav")});
+  const auto store = home.path() / "tolvane-player";
+  waitUntil([&] { return std::filesystem::exists(store) || player->state() == QProcess::NotRunning; });
+  EXPECT_EQ(player->state(), QProcess::Running);
+  EXPECT_EQ(terminate(*player), 0);
+}
+
+TEST_F(Program, RefusesOptions) {
+  const auto player = start({QStringLiteral("--shuffle")});
+  EXPECT_EQ(exitCode(*player), 2);
+  EXPECT_EQ(player->readAllStandardError(),
+            "tolvane-player: The player takes files and folders, and no options: --shuffle\n");
+}
+
+}  // namespace
+}  // namespace tolvane
