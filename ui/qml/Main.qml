@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Dialogs
 import QtQuick.Layouts
+import QtQuick.Templates as T
 import QtQuick.Window
 import Tolvane
 
@@ -14,7 +15,8 @@ Window {
     required property SourceModel source
     required property string version
     /// A control that the keyboard has reached keeps Space for itself.
-    readonly property bool controlHasFocus: activeFocusItem !== null && activeFocusItem.visualFocus === true && activeFocusItem.keepsSpace !== false
+    readonly property T.Control focusedControl: activeFocusItem as T.Control
+    readonly property bool controlHasFocus: focusedControl !== null && focusedControl.visualFocus && !(focusedControl instanceof TrackWaveformRow)
     readonly property bool fillsScreen: visibility === Window.Maximized || visibility === Window.FullScreen
 
     width: 600

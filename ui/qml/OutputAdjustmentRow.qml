@@ -37,14 +37,13 @@ ColumnLayout {
         }
         T.AbstractButton {
             id: valueButton
-            implicitWidth: reading.implicitWidth
-            implicitHeight: reading.implicitHeight
+            implicitWidth: contentItem.implicitWidth
+            implicitHeight: contentItem.implicitHeight
             focusPolicy: Qt.TabFocus
             hoverEnabled: true
             Accessible.name: qsTr("%1 %2, reset to %3").arg(row.title).arg(row.valueText).arg(row.resetTitle)
             onClicked: row.chosen(row.resetValue)
             contentItem: TabularText {
-                id: reading
                 text: row.valueText
                 color: valueButton.hovered ? Theme.gold : Theme.ink
                 weight: Font.DemiBold

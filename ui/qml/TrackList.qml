@@ -11,6 +11,17 @@ Item {
     readonly property int playingRow: nowPlaying.currentIndex
     readonly property real rowsTop: list.originY - list.contentY
 
+    // The rows that are seen stay where they are when one of them is moved past the others.
+    Connections {
+        property real offset: 0
+        target: list.model
+        function onRowsAboutToBeMoved() { offset = -frame.rowsTop; }
+        function onRowsMoved() {
+            list.forceLayout();
+            list.contentY = list.originY + offset;
+        }
+    }
+
     onPlayingRowChanged: if (playingRow >= 0) list.currentIndex = playingRow
 
     ListView {

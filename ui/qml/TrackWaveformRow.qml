@@ -16,8 +16,6 @@ T.ItemDelegate {
     required property bool current
     required property bool dragged
     required property real progress
-    /// Space is for pausing here; Return plays.
-    readonly property bool keepsSpace: false
     signal shown()
     signal selected()
     signal seeked(real fraction)

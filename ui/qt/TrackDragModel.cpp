@@ -26,12 +26,10 @@ QPixmap plate(const QString& title, double scale) {
   const QSizeF size(metrics.horizontalAdvance(text) + 2 * padding, height);
   QPixmap picture((size * scale).toSize());
   picture.setDevicePixelRatio(scale);
-  picture.fill(Qt::transparent);
+  picture.fill(toQColor(Theme::raisedPanel));  // square: not every desktop can show a drag with clear corners
   QPainter painter(&picture);
-  painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(toQColor(Theme::gold.withOpacity(0.55)));
-  painter.setBrush(toQColor(Theme::raisedPanel));
-  painter.drawRoundedRect(QRectF({0.5, 0.5}, size - QSizeF(1, 1)), 10, 10);
+  painter.drawRect(QRectF({0.5, 0.5}, size - QSizeF(1, 1)));
   painter.setFont(font);
   painter.setPen(toQColor(Theme::ink));
   painter.drawText(QRectF(QPointF(0, 0), size), Qt::AlignCenter, text);
