@@ -67,6 +67,13 @@ void PlayCommand::scheduleListener() {
         if (player_.isPaused().value()) player_.resume();
       });
     });
+  const auto switchAt = [this](std::optional<double> seconds, bool isExclusive) -> RunLoop::Timer {
+    if (!seconds) return nullptr;
+    return runLoop_.scheduleTimer(durationFromSeconds(*seconds), false,
+                                  [this, isExclusive] { (void)player_.setExclusiveAccessEnabled(isExclusive); });
+  };
+  exclusiveTimer_ = switchAt(options_.exclusiveAtSeconds, true);
+  sharedTimer_ = switchAt(options_.sharedAtSeconds, false);
   if (options_.forSeconds)
     stopTimer_ = runLoop_.scheduleTimer(durationFromSeconds(*options_.forSeconds), false, [this] { stop(); });
 }
@@ -82,6 +89,8 @@ void PlayCommand::finish() {
   if (isFinished_) return;
   isFinished_ = true;
   pauseTimer_.reset();
+  exclusiveTimer_.reset();
+  sharedTimer_.reset();
   stopTimer_.reset();
   const OutputStatistics statistics = player_.statistics();
   Json line{{"t", secondsFromDuration(runLoop_.now() - startedAt_)},

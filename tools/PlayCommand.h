@@ -41,6 +41,8 @@ class PlayCommand {
   bool isFinished_ = false;
   std::vector<Subscription> subscriptions_;
   RunLoop::Timer pauseTimer_;
+  RunLoop::Timer exclusiveTimer_;
+  RunLoop::Timer sharedTimer_;
   RunLoop::Timer stopTimer_;
 };
 

@@ -26,6 +26,8 @@ constexpr std::array numberOptions{
     NumberOption{"--from", 0, endless, [](PlayOptions& o, double v) { o.fromSeconds = v; }},
     NumberOption{"--pause-at", 0, endless, [](PlayOptions& o, double v) { o.pauseAtSeconds = v; }},
     NumberOption{"--pause-for", 0, endless, [](PlayOptions& o, double v) { o.pauseForSeconds = v; }},
+    NumberOption{"--exclusive-at", 0, endless, [](PlayOptions& o, double v) { o.exclusiveAtSeconds = v; }},
+    NumberOption{"--shared-at", 0, endless, [](PlayOptions& o, double v) { o.sharedAtSeconds = v; }},
     NumberOption{"--for", 0, endless, [](PlayOptions& o, double v) { o.forSeconds = v; }},
 };
 
@@ -113,6 +115,8 @@ std::string_view probeUsage() {
          "      --from SECONDS    start the first file there\n"
          "      --pause-at S      pause S seconds after the start, for as long as\n"
          "      --pause-for S     says (default 1)\n"
+         "      --exclusive-at S  turn Exclusive Access on S seconds after the start\n"
+         "      --shared-at S     and off\n"
          "      --for SECONDS     stop after this time\n"
          "One JSON object a line. Exit status: 0, or 1 when a line carries an error, or 2 for wrong usage.\n";
 }

@@ -18,7 +18,9 @@ struct PlayOptions {
   double fromSeconds = 0;
   std::optional<double> pauseAtSeconds;  ///< after the start of the first track
   double pauseForSeconds = 1;
-  std::optional<double> forSeconds;  ///< stop after this much time
+  std::optional<double> exclusiveAtSeconds;  ///< after the start, Exclusive Access is turned on
+  std::optional<double> sharedAtSeconds;     ///< and off
+  std::optional<double> forSeconds;          ///< stop after this much time
 };
 
 struct ProbeArguments {

@@ -19,6 +19,7 @@ using std::chrono_literals::operator""s;
 constexpr auto openLimit = 2s;
 constexpr auto startLimit = 2s;   // a card that slept, a server under load
 constexpr auto settleLimit = 1s;  // the rate; and the volume that the session manager remembers
+constexpr std::uint64_t cyclesToTrust = 4;
 constexpr int unsetState = PW_STREAM_STATE_UNCONNECTED;
 
 }  // namespace
@@ -122,7 +123,18 @@ OSStatus PipeWireStream::start(const AURenderCallback& callback) {
   }
   resetVolume();
   // What a graph at another rate is given now would be resampled: the music waits for the rate, and plays in any case.
-  connection_.waitUntil([this] { return rateHasSettled() || isLost_; }, settleLimit);
+  // A card that has just been opened may run dry in its first cycles, and then drops what it was given.
+  std::uint64_t settledAt = 0;
+  connection_.waitUntil(
+      [&] {
+        if (!rateHasSettled()) {
+          settledAt = 0;
+        } else if (settledAt == 0) {
+          settledAt = cycles();
+        }
+        return isLost_ || (settledAt != 0 && cycles() >= settledAt + cyclesToTrust);
+      },
+      settleLimit);
   if (isLost_) return troubleStatus();
   base_ += rendered_.exchange(0, std::memory_order_relaxed);
   framesPlayed_ = 0;

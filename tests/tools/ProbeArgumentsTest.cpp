@@ -31,9 +31,10 @@ TEST(ProbeArguments, TakeThePathsOfADiscovery) {
 }
 
 TEST(ProbeArguments, TakeEveryOptionOfPlay) {
-  const auto arguments = parseProbeArguments(Words{"play", "--device", "Studio DAC", "a.wav", "--exclusive", "--volume",
-                                                   "0.5", "--balance", "-1", "--from", "2.5", "--pause-at", "1",
-                                                   "--pause-for", "0.25", "--for", "10", "--", "--b.wav"});
+  const auto arguments = parseProbeArguments(
+      Words{"play", "--device",    "Studio DAC", "a.wav",      "--exclusive", "--volume",    "0.5",    "--balance",
+            "-1",   "--from",      "2.5",        "--pause-at", "1",           "--pause-for", "0.25",   "--exclusive-at",
+            "3",    "--shared-at", "4.5",        "--for",      "10",          "--",          "--b.wav"});
   ASSERT_TRUE(arguments);
   EXPECT_THAT(arguments->files, ElementsAre("a.wav", "--b.wav"));
   const PlayOptions& options = arguments->play;
@@ -44,6 +45,8 @@ TEST(ProbeArguments, TakeEveryOptionOfPlay) {
   EXPECT_EQ(options.fromSeconds, 2.5);
   EXPECT_EQ(options.pauseAtSeconds, 1);
   EXPECT_EQ(options.pauseForSeconds, 0.25);
+  EXPECT_EQ(options.exclusiveAtSeconds, 3);
+  EXPECT_EQ(options.sharedAtSeconds, 4.5);
   EXPECT_EQ(options.forSeconds, 10);
 }
 
