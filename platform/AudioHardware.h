@@ -62,6 +62,8 @@ constexpr FourCharCode kAudioDevicePropertyStreamConfiguration =
 constexpr FourCharCode kAudioDevicePropertyBufferFrameSize = fourCharCode("fsiz");  ///< device: uint32, frames
 constexpr FourCharCode kAudioDevicePropertyProcessingIsActive =
     fourCharCode("proc");  ///< device: uint32, 1 while something behind a unit alters its samples; often absent
+constexpr FourCharCode kAudioDevicePropertyVolumeDecibels =
+    fourCharCode("vold");  ///< device, output: double, what its own hardware does to the level; often absent
 constexpr FourCharCode kAudioStreamPropertyIsActive = fourCharCode("sact");        ///< stream: uint32, 0 or 1
 constexpr FourCharCode kAudioStreamPropertyPhysicalFormat = fourCharCode("pft ");  ///< stream: description
 constexpr FourCharCode kAudioStreamPropertyVirtualFormat = fourCharCode("sfmt");   ///< stream: description

@@ -18,6 +18,13 @@ OSStatus PropertyListeners::remove(AudioHardware::ListenerID id) {
   return entries_->erase(id) == 1 ? noErr : kAudio_ParamError;
 }
 
+void PropertyListeners::deliver(AudioHardware::ListenerID id, const AudioObjectPropertyAddress& address) {
+  const auto found = entries_->find(id);
+  if (found == entries_->end()) return;
+  const auto listener = found->second.listener;  // it may remove itself
+  (*listener)(address);
+}
+
 void PropertyListeners::notify(AudioObjectID object, const AudioObjectPropertyAddress& address) {
   std::vector<AudioHardware::ListenerID> ids;
   for (const auto& [id, entry] : *entries_) {

@@ -18,6 +18,8 @@ class PropertyListeners {
                                 AudioHardware::Listener listener);
   [[nodiscard]] OSStatus remove(AudioHardware::ListenerID id);
   void notify(AudioObjectID object, const AudioObjectPropertyAddress& address);
+  /// At once, for news that come in a turn of their own. Nothing happens when the listener has been removed.
+  void deliver(AudioHardware::ListenerID id, const AudioObjectPropertyAddress& address);
 
  private:
   struct Entry {

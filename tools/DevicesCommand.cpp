@@ -99,6 +99,8 @@ Json describeDevice(const AudioHardware& hardware, AudioObjectID device, AudioOb
   line["hogOwner"] = orNull(readProperty<std::int32_t>(hardware, device, hogMode));
   line["bufferFrames"] =
       orNull(readProperty<std::uint32_t>(hardware, device, globalAddress(kAudioDevicePropertyBufferFrameSize)));
+  line["hardwareVolume"] =
+      orNull(readProperty<double>(hardware, device, outputAddress(kAudioDevicePropertyVolumeDecibels)));
   line["streams"] = describeStreams(hardware, device);
   return line;
 }

@@ -26,7 +26,8 @@ constexpr std::array deviceProperties{globalAddress(kAudioObjectPropertyName),
                                       globalAddress(kAudioDevicePropertyDeviceIsAlive),
                                       outputAddress(kAudioDevicePropertyStreams),
                                       outputAddress(kAudioDevicePropertyStreamConfiguration),
-                                      globalAddress(kAudioDevicePropertyBufferFrameSize)};
+                                      globalAddress(kAudioDevicePropertyBufferFrameSize),
+                                      outputAddress(kAudioDevicePropertyVolumeDecibels)};
 constexpr std::array streamProperties{globalAddress(kAudioStreamPropertyIsActive),
                                       globalAddress(kAudioStreamPropertyPhysicalFormat),
                                       globalAddress(kAudioStreamPropertyVirtualFormat)};
@@ -62,6 +63,9 @@ std::expected<AudioPropertyValue, OSStatus> deviceProperty(AlsaDevice& device, F
       return Numbers{device.channelCount()};
     case kAudioDevicePropertyBufferFrameSize:
       return device.bufferFrameSize();
+    case kAudioDevicePropertyVolumeDecibels:
+      if (const auto decibels = device.volumeDecibels()) return *decibels;
+      return std::unexpected(kAudioHardwareUnknownPropertyError);
     default:
       return std::unexpected(kAudioHardwareUnknownPropertyError);
   }
@@ -127,6 +131,9 @@ OSStatus AlsaAudioHardware::addressStatus(AudioObjectID object, const AudioObjec
   if (object == kAudioObjectSystemObject) return status(systemProperties);
   const auto device = deviceOf(object);
   if (!device) return kAudioHardwareBadObjectError;
+  if (address == outputAddress(kAudioDevicePropertyVolumeDecibels) && !device->volumeDecibels()) {
+    return kAudioHardwareUnknownPropertyError;
+  }
   return device->id() == object ? status(deviceProperties) : status(streamProperties);
 }
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/alsa/AlsaFormats.h"
+#include "platform/alsa/AlsaMixer.h"
 #include "platform/alsa/AlsaStatus.h"
 #include "platform/alsa/AlsaUsbStream.h"
 
@@ -204,6 +205,10 @@ std::uint32_t AlsaDevice::bufferFrameSize() {
   const auto rate = nominalRate();
   if (!rate) return buffersBeforeOpening;
   return halfDrainFrames(desiredRingFrames(*rate), 0, *rate, *rate);
+}
+
+std::optional<double> AlsaDevice::volumeDecibels() const {
+  return hardwareVolume(readVolumeControls(info_.card), info_.transport == kAudioDeviceTransportTypeUSB);
 }
 
 // Ownership.

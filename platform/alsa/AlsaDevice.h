@@ -50,6 +50,7 @@ class AlsaDevice {
   [[nodiscard]] OSStatus toggleHog();
   [[nodiscard]] std::uint32_t channelCount() const;
   [[nodiscard]] std::uint32_t bufferFrameSize();
+  [[nodiscard]] std::optional<double> volumeDecibels() const;
 
   // Properties of its stream.
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> physicalFormat() const;

@@ -23,6 +23,7 @@ constexpr auto newcomerWait = 2000ms;
 constexpr auto devicesAddress = globalAddress(kAudioHardwarePropertyDevices);
 constexpr auto defaultAddress = globalAddress(kAudioHardwarePropertyDefaultOutputDevice);
 constexpr auto hogAddress = globalAddress(kAudioDevicePropertyHogMode);
+constexpr auto volumeAddress = outputAddress(kAudioDevicePropertyVolumeDecibels);
 
 constexpr std::array deviceProperties{globalAddress(kAudioObjectPropertyName),
                                       globalAddress(kAudioDevicePropertyDeviceUID),
@@ -35,18 +36,17 @@ constexpr std::array deviceProperties{globalAddress(kAudioObjectPropertyName),
                                       globalAddress(kAudioDevicePropertyProcessingIsActive),
                                       outputAddress(kAudioDevicePropertyStreams),
                                       outputAddress(kAudioDevicePropertyStreamConfiguration),
-                                      globalAddress(kAudioDevicePropertyBufferFrameSize)};
+                                      globalAddress(kAudioDevicePropertyBufferFrameSize),
+                                      volumeAddress};
 constexpr std::array streamProperties{globalAddress(kAudioStreamPropertyIsActive),
                                       globalAddress(kAudioStreamPropertyPhysicalFormat),
                                       globalAddress(kAudioStreamPropertyVirtualFormat)};
 
 /// What the direct side announces of a device, and is passed on while the device is reached that way.
-constexpr std::array forwarded{globalAddress(kAudioDevicePropertyNominalSampleRate),
-                               globalAddress(kAudioDevicePropertyActualSampleRate),
-                               hogAddress,
-                               globalAddress(kAudioDevicePropertyDeviceIsAlive),
-                               outputAddress(kAudioDevicePropertyStreamConfiguration),
-                               globalAddress(kAudioDevicePropertyBufferFrameSize)};
+constexpr std::array forwarded{
+    globalAddress(kAudioDevicePropertyNominalSampleRate), globalAddress(kAudioDevicePropertyActualSampleRate),
+    globalAddress(kAudioDevicePropertyDeviceIsAlive), outputAddress(kAudioDevicePropertyStreamConfiguration),
+    globalAddress(kAudioDevicePropertyBufferFrameSize)};
 
 bool isSettable(FourCharCode selector) {
   return selector == kAudioDevicePropertyNominalSampleRate || selector == kAudioDevicePropertyHogMode;
@@ -72,9 +72,8 @@ PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHa
 
 PipeWireAudioHardware::~PipeWireAudioHardware() {
   for (const ListenerID listener : systemListeners_) direct_.removePropertyListener(listener);
-  for (const auto& [device, listeners] : directListeners_) {
-    for (const ListenerID listener : listeners) direct_.removePropertyListener(listener);
-  }
+  for (const auto& [device, listener] : ownerListeners_) direct_.removePropertyListener(listener);
+  for (const auto& [own, listener] : directListeners_) direct_.removePropertyListener(listener);
 }
 
 // Objects and properties.
@@ -103,8 +102,8 @@ OSStatus PipeWireAudioHardware::addressStatus(AudioObjectID object, const AudioO
   const Device* device = deviceOf(object);
   if (device == nullptr) return kAudioHardwareBadObjectError;
   if (device->stream == object) return status(streamProperties);
-  // Without a card of one's own nothing can be owned.
-  if (address == hogAddress && !direct_.hasProperty(device->direct, hogAddress))
+  // Without a card of one's own nothing can be owned, and no hardware is known that could have a volume.
+  if ((address == hogAddress || address == volumeAddress) && !direct_.hasProperty(device->direct, address))
     return kAudioHardwareUnknownPropertyError;
   return status(deviceProperties);
 }
@@ -155,10 +154,18 @@ std::expected<bool, OSStatus> PipeWireAudioHardware::isPropertySettable(
 std::expected<AudioHardware::ListenerID, OSStatus> PipeWireAudioHardware::addPropertyListener(
     AudioObjectID object, const AudioObjectPropertyAddress& address, Listener listener) {
   if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
-  return listeners_.add(object, address, std::move(listener));
+  const ListenerID id = listeners_.add(object, address, std::move(listener));
+  if (const Device* device = deviceOf(object)) listenDirectly(id, *device, object == device->stream, address);
+  return id;
 }
 
-OSStatus PipeWireAudioHardware::removePropertyListener(ListenerID listener) { return listeners_.remove(listener); }
+OSStatus PipeWireAudioHardware::removePropertyListener(ListenerID listener) {
+  if (const auto found = directListeners_.find(listener); found != directListeners_.end()) {
+    direct_.removePropertyListener(found->second);
+    directListeners_.erase(found);
+  }
+  return listeners_.remove(listener);
+}
 
 /// The server's choice, but for a device whose sink is only away for a while: the server has chosen another one then.
 AudioObjectID PipeWireAudioHardware::defaultDevice() const {
@@ -362,23 +369,27 @@ void PipeWireAudioHardware::serverLost() {
 
 void PipeWireAudioHardware::observeDirect() {
   for (const Device* device : listed_) {
-    if (device->direct == kAudioObjectUnknown || directListeners_.contains(device->direct)) continue;
-    auto& listeners = directListeners_[device->direct];
-    const auto observe = [&](AudioObjectID object, const AudioObjectPropertyAddress& address, bool ofStream) {
-      const auto added = direct_.addPropertyListener(
-          object, address, [this, uid = device->uid, ofStream](const AudioObjectPropertyAddress& changed) {
-            Device& known = *devices_.at(uid);
-            if (changed == hogAddress) return publish(known);
-            if (known.isListed && isReachedDirectly(known))
-              listeners_.notify(ofStream ? known.stream : known.id, changed);
-          });
-      if (added) listeners.push_back(*added);
-    };
-    for (const auto& address : forwarded) observe(device->direct, address, false);
-    if (const AudioObjectID stream = directStream(*device); stream != kAudioObjectUnknown) {
-      for (const auto& address : streamProperties) observe(stream, address, true);
-    }
+    if (device->direct == kAudioObjectUnknown || ownerListeners_.contains(device->direct)) continue;
+    const auto added = direct_.addPropertyListener(
+        device->direct, hogAddress, [this, uid = device->uid](const auto&) { publish(*devices_.at(uid)); });
+    if (added) ownerListeners_.emplace(device->direct, *added);
   }
+}
+
+/// What the direct side announces goes to those who listened there when it changed: one who begins to listen after a
+/// change, though before the news of it, has read the new value.
+void PipeWireAudioHardware::listenDirectly(ListenerID listener, const Device& device, bool ofStream,
+                                           const AudioObjectPropertyAddress& address) {
+  if (device.direct == kAudioObjectUnknown || address == hogAddress) return;
+  if (!ofStream && std::ranges::find(forwarded, address) == forwarded.end()) return;
+  const auto added =
+      direct_.addPropertyListener(ofStream ? directStream(device) : device.direct, address,
+                                  [this, uid = device.uid, listener](const AudioObjectPropertyAddress& changed) {
+                                    const Device& known = *devices_.at(uid);
+                                    if (known.isListed && isReachedDirectly(known))
+                                      listeners_.deliver(listener, changed);
+                                  });
+  if (added) directListeners_.emplace(listener, *added);
 }
 
 /// Tells the listeners what has become of the device, when it is not what they were told.

@@ -94,6 +94,8 @@ class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent
   void refresh();
   void listDevices(const std::vector<MergedDevice>& merged);
   void observeDirect();
+  void listenDirectly(ListenerID listener, const Device& device, bool ofStream,
+                      const AudioObjectPropertyAddress& address);
   void serverLost();
   void loseSink(Device& device, OSStatus status);
   void publish(Device& device);
@@ -111,7 +113,8 @@ class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent
   std::vector<Device*> listed_;
   AudioObjectID nextId_ = kAudioObjectSystemObject + 1;
   AudioObjectID toldDefault_ = kAudioObjectUnknown;
-  std::map<AudioObjectID, std::vector<ListenerID>> directListeners_;  ///< by the direct side's device
+  std::map<AudioObjectID, ListenerID> ownerListeners_;  ///< of hog mode, by the direct side's device
+  std::map<ListenerID, ListenerID> directListeners_;    ///< by the listener here, the one on the direct side
   std::vector<ListenerID> systemListeners_;
   bool isListing_ = false;                               ///< the first list has been made
   std::map<std::string, RunLoop::TimePoint> newcomers_;  ///< by uid: until when each may still get a sink

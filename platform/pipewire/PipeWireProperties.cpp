@@ -76,6 +76,8 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::devicePropert
       return alteration(device).empty() ? std::uint32_t{0} : std::uint32_t{1};
     case kAudioDevicePropertyStreams:
       return Numbers{device.stream};
+    case kAudioDevicePropertyVolumeDecibels:
+      return direct_.propertyData(device.direct, outputAddress(selector));
     default:
       break;
   }

@@ -47,6 +47,17 @@ TEST_F(PropertyListenersTest, areNotToldOfWhatChangedBeforeTheyListened) {
   EXPECT_EQ(second_, 0);
 }
 
+TEST_F(PropertyListenersTest, areToldOneByOneAtOnceWhileTheyListen) {
+  const auto id = listeners_->add(2, rate, counting(first_));
+  listeners_->add(2, rate, counting(second_));
+  listeners_->deliver(id, rate);
+  EXPECT_EQ(first_, 1);
+  EXPECT_EQ(second_, 0);
+  ASSERT_EQ(listeners_->remove(id), noErr);
+  listeners_->deliver(id, rate);
+  EXPECT_EQ(first_, 1);
+}
+
 TEST_F(PropertyListenersTest, mayBeRemovedByOneAnother) {
   AudioHardware::ListenerID later = 0;
   listeners_->add(2, rate, [&](const auto&) { EXPECT_EQ(listeners_->remove(later), noErr); });

@@ -1,0 +1,25 @@
+#pragma once
+// The volume that a card's own hardware applies behind its PCM. Main thread; reads, and never sets anything. It is the
+// device's matter: told to people, not judged.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tolvane {
+
+/// One playback control of a card's mixer.
+struct AlsaVolumeControl {
+  std::string name;     ///< "Master"
+  double decibels = 0;  ///< of its quietest channel
+};
+
+/// The playback controls that tell decibels; empty for a card that has none, or that has gone.
+[[nodiscard]] std::vector<AlsaVolumeControl> readVolumeControls(int card);
+
+/// What the controls on the way of music add up to; nothing where there is none. A USB card's controls are all on that
+/// way but those that let its inputs be heard; of other cards only the usual ones are known to be.
+[[nodiscard]] std::optional<double> hardwareVolume(const std::vector<AlsaVolumeControl>& controls, bool isUsb);
+
+}  // namespace tolvane
