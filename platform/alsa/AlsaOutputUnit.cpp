@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <chrono>
 #include <cmath>
 #include <utility>
 
@@ -11,6 +12,7 @@ namespace tolvane {
 namespace {
 
 constexpr std::string_view category = "AudioOutput";
+constexpr std::chrono::seconds betweenUnderrunLines{10};
 
 /// Where each property lives.
 OSStatus placeStatus(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element) {
@@ -163,6 +165,7 @@ OSStatus AlsaOutputUnit::uninitialize() {
   if (state_ == State::created) return status;
   noticeWatch_.reset();
   handleNotice();
+  logUnderruns(true);
   // The loop's hold on the PCM must be gone before the device lets go of it, so that the last one closes it.
   const bool hadPcm = loop_->hasPcm();
   loop_.reset();
@@ -195,6 +198,18 @@ std::int64_t AlsaOutputUnit::framesPlayed() const { return loop_ ? loop_->frames
 
 std::uint64_t AlsaOutputUnit::underrunCount() const { return loop_ ? loop_->underruns() : 0; }
 
+/// A machine that cannot keep up must not fill the log as well: a line now and then, and what is left at the end.
+void AlsaOutputUnit::logUnderruns(bool isLast) {
+  const std::uint64_t count = loop_->underruns();
+  const auto now = host_.runLoop().now();
+  if (count == underrunsLogged_ || (!isLast && now < nextUnderrunLine_)) return;
+  host_.log().write(
+      LogLevel::standard, category,
+      fmt::format("{} ran dry {} time(s); playback went on", device_->info().name, count - underrunsLogged_));
+  underrunsLogged_ = count;
+  nextUnderrunLine_ = now + betweenUnderrunLines;
+}
+
 /// The device goes to another program: as if it had failed, but that it is closed now.
 void AlsaOutputUnit::surrender() {
   loop_->surrender();
@@ -206,12 +221,7 @@ void AlsaOutputUnit::surrender() {
 /// The render thread has something to tell: underruns to be logged, or the end of its device.
 void AlsaOutputUnit::handleNotice() {
   notice_->clear();
-  if (const std::uint64_t count = loop_->underruns(); count != underrunsLogged_) {
-    host_.log().write(
-        LogLevel::standard, category,
-        fmt::format("{} ran dry {} time(s); playback went on", device_->info().name, count - underrunsLogged_));
-    underrunsLogged_ = count;
-  }
+  logUnderruns(false);
   if (loop_->failure() == 0 || std::exchange(failureTold_, true)) return;
   host_.log().write(LogLevel::error, category,
                     fmt::format("{} failed: {}", device_->info().name, alsaErrorText(loop_->failure())));

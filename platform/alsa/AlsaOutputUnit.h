@@ -49,6 +49,7 @@ class AlsaOutputUnit : public AudioOutputUnit {
   OSStatus setFormat(const AudioStreamBasicDescription& format);
   OSStatus setCallback(const AURenderCallback& callback);
   void handleNotice();
+  void logUnderruns(bool isLast);
   void surrender();
 
   Host& host_;
@@ -66,6 +67,7 @@ class AlsaOutputUnit : public AudioOutputUnit {
   std::unique_ptr<AlsaRenderLoop> loop_;
   RunLoop::Timer noticeWatch_;
   std::uint64_t underrunsLogged_ = 0;
+  RunLoop::TimePoint nextUnderrunLine_ = RunLoop::TimePoint::min();
   bool failureTold_ = false;
 };
 
