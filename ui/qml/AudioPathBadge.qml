@@ -10,7 +10,7 @@ Rectangle {
     required property color tint
 
     // Two lines of detail fit without the window's parts moving.
-    implicitHeight: Math.max(66, sentence.y + sentence.height + 11)
+    implicitHeight: Math.max(74, sentence.y + sentence.height + 11)
     radius: Theme.controlRadius
     color: Theme.withOpacity(tint, 0.08)
     Accessible.role: Accessible.StaticText

@@ -96,7 +96,7 @@ T.ComboBox {
         contentItem: ListView {
             clip: true
             implicitHeight: contentHeight
-            model: picker.delegateModel  // qmllint disable unresolved-type
+            model: picker.delegateModel  // qmllint disable type
             currentIndex: picker.highlightedIndex
             boundsBehavior: Flickable.StopAtBounds
         }

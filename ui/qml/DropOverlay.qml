@@ -9,7 +9,7 @@ Rectangle {
 
     visible: shown
     radius: Theme.panelRadius
-    color: Theme.withOpacity(Theme.night, 0.82)
+    color: Theme.withOpacity(Theme.night, 0.94)
     Accessible.role: Accessible.StaticText
     Accessible.name: message.text
 

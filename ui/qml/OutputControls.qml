@@ -24,6 +24,7 @@ Panel {
             ColumnLayout {
                 Layout.fillWidth: true
                 Layout.preferredWidth: 1
+                Layout.maximumWidth: 440
                 spacing: 10
 
                 DevicePicker {

@@ -25,6 +25,7 @@ QtObject {
     readonly property int controlRadius: 10
     readonly property int controlHeight: 44
     readonly property int trackRowHeight: 58
+    readonly property int fadeHeight: 18
 
     readonly property int smallText: 12
     readonly property int bodyText: 13

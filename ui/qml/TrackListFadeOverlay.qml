@@ -11,7 +11,7 @@ Item {
     component Band: Rectangle {
         required property bool shown
         width: parent.width
-        height: 18
+        height: Theme.fadeHeight
         opacity: shown ? 1 : 0
         visible: opacity > 0
         Behavior on opacity { NumberAnimation { duration: Theme.moveDuration } }

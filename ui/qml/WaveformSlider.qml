@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Templates as T
+import QtQuick.Window
 import Tolvane
 
 /// The current track's waveform, to see the position in and to choose one. Reports the choice when the pointer lets go.
@@ -14,7 +15,8 @@ T.Slider {
     /// Where the pointer has moved to; −1 when it has not.
     property real wanted: -1
 
-    implicitHeight: 64
+    /// A tall window has room for a taller picture.
+    implicitHeight: Window.height > 840 ? 104 : 64
     focusPolicy: Qt.TabFocus
     hoverEnabled: true
     stepSize: 0.01

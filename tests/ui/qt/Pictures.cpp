@@ -1,0 +1,274 @@
+// Pictures of the real window in every state that it knows, over simulated hardware and a clock that stands still: the
+// same picture each time. Usage: window_pictures FOLDER [SCENE…]
+
+#include <gmock/gmock.h>
+
+#include <QDir>
+#include <QGuiApplication>
+#include <QImage>
+#include <QMimeData>
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <numbers>
+
+#include "tests/ui/qt/WindowFixture.h"
+#include "ui/qt/TrackDragModel.h"
+
+namespace tolvane::test {
+namespace {
+
+struct Piece {
+  const char* name;
+  double rate;  ///< hertz
+  int seconds;
+  int seed;
+};
+
+constexpr Piece programme[] = {{"Prelude", 44100, 204, 1},
+                               {"Nocturne in Copper", 48000, 242, 2},
+                               {"Variations on a Quiet Theme", 96000, 347, 3},
+                               {"The Long Afternoon", 88200, 435, 4},
+                               {"Ember Study No. 4", 44100, 178, 5},
+                               {"Vespers", 44100, 370, 6},
+                               {"Slow Water", 48000, 298, 7},
+                               {"Lantern", 44100, 151, 8},
+                               {"Letter to Ilse", 96000, 263, 9},
+                               {"Autumn Machines", 44100, 322, 10},
+                               {"Copper Beech", 48000, 287, 11},
+                               {"Coda", 44100, 96, 12}};
+
+/// Loudness that swells and breathes as music does, the same for the same seed.
+double loudness(int seed, double place) {
+  const double slow = std::abs(std::sin(std::numbers::pi * std::pow(place, 0.9)));
+  const double phrase = 0.7 + 0.3 * std::sin(18 * place + seed);
+  const double detail = 0.5 + 0.5 * std::sin(137.0 * place * (1 + seed % 3) + 5 * std::sin(61 * place + seed));
+  return (0.3 + 0.7 * slow) * phrase * (0.45 + 0.55 * detail);
+}
+
+/// A file of the piece's length whose samples are as loud as its music would be.
+SimulatedPCMFile recording(const Piece& piece) {
+  SimulatedPCMFile file;
+  file.format = linearPCM(piece.rate, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
+  file.sourceBitDepth = 16;
+  const auto frames = static_cast<std::size_t>(piece.rate * piece.seconds);
+  file.data.resize(frames * 4);
+  int level = 0;
+  for (std::size_t frame = 0; frame < frames; ++frame) {
+    const double place = static_cast<double>(frame) / static_cast<double>(frames);
+    if (frame % 64 == 0) level = static_cast<int>(100 * loudness(piece.seed, place));
+    file.data[frame * 4 + 1] = file.data[frame * 4 + 3] = static_cast<std::byte>(frame % 2 == 0 ? level : -level);
+  }
+  return file;
+}
+
+class Stage : public WindowFixture {
+ public:
+  void TestBody() override {}
+
+  using Scene = void (Stage::*)();
+  static const std::map<std::string, Scene>& scenes();
+
+  bool shoot(const QString& file) {
+    settle();
+    return window->grabWindow().save(file);
+  }
+
+  void empty() {}
+  void playing() { play(2, 0.38); }
+  void exclusive() {
+    content.setExclusiveAccessEnabled(true);
+    play(2, 0.38);
+  }
+  void lost() {
+    SimulatedDeviceConfig device;
+    device.name = "Living Room DAC";
+    device.foreignHogShutsOut = false;
+    const auto id = pick(device);
+    exclusive();
+    hardware.device(id).setHogOwner(4711);
+    runLoop.advance(std::chrono::milliseconds(1500));
+  }
+  void withheld() {
+    SimulatedDeviceConfig device;
+    device.name = "Built-in Output";
+    device.transport = kAudioDeviceTransportTypeBuiltIn;
+    device.hogIsSettable = false;
+    pick(device);
+    content.setExclusiveAccessEnabled(true);
+    play(2, 0.38);
+  }
+  void converted() {
+    SimulatedDeviceConfig device;
+    device.name = "Conference Speaker";
+    device.rates = {{48000, 48000}};
+    device.nominalRate = 48000;
+    device.streams[0].physicalFormats = {physicalInteger(16)};
+    pick(device);
+    play(2, 0.38);
+  }
+  void processed() {
+    play(2, 0.38);
+    session.setOutputVolume(0.62);
+    session.setOutputBalance(-0.25);
+  }
+  void error() {
+    play(2, 0.38);
+    files.remove(url(3));
+    content.playTrack(3, 0);
+  }
+  void noDevice() {
+    loadProgramme();
+    hardware.removeDevice(dac);
+    hardware.removeDevice(headphones);
+    runLoop.advance(std::chrono::seconds(3));
+  }
+  void names() {
+    const std::string longest =
+        "Concerto for Two Prepared Pianos, Contrabass Clarinet and Tape in Seven Continuous Movements (1974 Revision)";
+    std::vector<FileURL> urls;
+    for (const std::string& name :
+         {longest, std::string("日本語の曲名とても長いタイトルの例、最後まで読めるか"),
+          std::string("Ünïcödé – naïve façade"), std::string("x"), std::string("broken \xff\xfe name")})
+      urls.push_back(add(FileURL("/music/" + name + ".wav"), programme[urls.size()]));
+    SimulatedDeviceConfig device;
+    device.name = "Universal Serial Bus High Definition Audio Interface (Rear Panel, Balanced Outputs 3/4)";
+    pick(device);
+    content.loadPlaylist(urls);
+    settle();
+  }
+  void thousands() {
+    std::vector<FileURL> urls;
+    for (int number = 1; number <= 100'000; ++number)
+      urls.emplace_back("/music/Recording " + std::to_string(number) + ".wav");
+    for (int number = 54'320; number < 54'330; ++number)
+      add(urls[static_cast<std::size_t>(number)], programme[number % 12]);
+    content.loadPlaylist(urls);
+    content.playTrack(54'321, 0.6);
+    settle();
+  }
+  void dragging() {
+    play(2, 0.38);
+    auto& drag = *window->property("trackDrag").value<TrackDragModel*>();
+    data_.reset(drag.begin(0));
+    const QPoint place = placeIn(*row(1), 0.5, 0.8);
+    QDragEnterEvent event(place, Qt::MoveAction, data_.get(), Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(window, &event);
+  }
+  void dropping() {
+    play(2, 0.38);
+    hover();
+  }
+  void droppingEmpty() { hover(); }
+  void picking() {
+    play(2, 0.38);
+    click("Output device");
+  }
+  void keyboard() {
+    play(2, 0.38);
+    item("Tracks")->forceActiveFocus(Qt::TabFocusReason);
+  }
+  void keyboardSlider() {
+    play(2, 0.38);
+    item("Volume")->forceActiveFocus(Qt::TabFocusReason);
+  }
+  void wide() {
+    window->resize(1600, 1000);
+    play(2, 0.38);
+  }
+
+ private:
+  static FileURL url(std::size_t index) { return FileURL("/music/" + std::string(programme[index].name) + ".wav"); }
+
+  FileURL add(const FileURL& url, const Piece& piece) {
+    static std::map<int, SimulatedPCMFile> written;
+    const auto [file, isNew] = written.try_emplace(piece.seed);
+    if (isNew) file->second = recording(piece);
+    files.add(url, file->second);
+    return url;
+  }
+
+  void loadProgramme() {
+    std::vector<FileURL> urls;
+    for (std::size_t i = 0; i < std::size(programme); ++i) urls.push_back(add(url(i), programme[i]));
+    content.loadPlaylist(urls);
+    settle();
+  }
+  void play(std::int64_t index, double fraction) {
+    loadProgramme();
+    content.playTrack(index, fraction);
+    runLoop.advance(std::chrono::milliseconds(1200));
+    settle();
+  }
+  AudioObjectID pick(const SimulatedDeviceConfig& device) {
+    const auto id = hardware.addDevice(device);
+    runLoop.runUntilIdle();
+    devices.loadAudioDevices();
+    devices.select(id);
+    return id;
+  }
+  void hover() {
+    data_ = std::make_unique<QMimeData>();
+    data_->setUrls({QUrl("file:///music/New")});
+    QDragEnterEvent event({300, 340}, Qt::CopyAction, data_.get(), Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(window, &event);
+  }
+
+  std::unique_ptr<QMimeData> data_;
+};
+
+const std::map<std::string, Stage::Scene>& Stage::scenes() {
+  static const std::map<std::string, Scene> all{{"empty", &Stage::empty},
+                                                {"playing", &Stage::playing},
+                                                {"exclusive", &Stage::exclusive},
+                                                {"lost", &Stage::lost},
+                                                {"withheld", &Stage::withheld},
+                                                {"converted", &Stage::converted},
+                                                {"processed", &Stage::processed},
+                                                {"error", &Stage::error},
+                                                {"no-device", &Stage::noDevice},
+                                                {"names", &Stage::names},
+                                                {"thousands", &Stage::thousands},
+                                                {"dragging", &Stage::dragging},
+                                                {"dropping", &Stage::dropping},
+                                                {"dropping-empty", &Stage::droppingEmpty},
+                                                {"picking", &Stage::picking},
+                                                {"keyboard", &Stage::keyboard},
+                                                {"keyboard-slider", &Stage::keyboardSlider},
+                                                {"wide", &Stage::wide}};
+  return all;
+}
+
+int shootAll(const QDir& folder, const QStringList& wanted) {
+  int failures = 0;
+  for (const auto& [name, scene] : Stage::scenes()) {
+    const QString title = QString::fromStdString(name);
+    if (!wanted.isEmpty() && !wanted.contains(title)) continue;
+    Stage stage;
+    (stage.*scene)();
+    const QString file = folder.filePath(title + ".png");
+    if (stage.shoot(file)) continue;
+    std::fprintf(stderr, "window_pictures: %s could not be saved.\n", qPrintable(file));
+    ++failures;
+  }
+  return failures == 0 ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace tolvane::test
+
+int main(int argc, char* argv[]) {
+  const QGuiApplication application(argc, argv);
+  QStringList arguments = QCoreApplication::arguments().mid(1);
+  if (arguments.isEmpty()) {
+    std::fputs("Usage: window_pictures FOLDER [SCENE...]\n", stderr);
+    return 2;
+  }
+  const QDir folder(arguments.takeFirst());
+  try {
+    return tolvane::test::shootAll(folder, arguments);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "window_pictures: %s\n", failure.what());
+    return 1;
+  }
+}
