@@ -1,9 +1,13 @@
 #include "demo/DemoRack.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace tolvane {
 
 namespace {
 
+constexpr std::int32_t otherProgram = 1;  // a process that is never this one
 constexpr auto heartbeatInterval = std::chrono::milliseconds(5);
 
 SimulatedDeviceConfig studioDAC() {
@@ -35,10 +39,11 @@ SimulatedDeviceConfig headphones() {
 
 }  // namespace
 
-DemoRack::DemoRack(RunLoop& realTime) : realTime_(realTime), caughtUpTo_(realTime.now()) {
-  hardware_.addDevice(studioDAC());
-  hardware_.addDevice(builtInOutput());
-  hardware_.addDevice(headphones());
+DemoRack::DemoRack(RunLoop& realTime)
+    : realTime_(realTime),
+      caughtUpTo_(realTime.now()),
+      devices_{hardware_.addDevice(studioDAC()), hardware_.addDevice(builtInOutput()),
+               hardware_.addDevice(headphones())} {
   heartbeat_ = realTime_.scheduleTimer(heartbeatInterval, true, [this] { catchUp(); });
 }
 
@@ -50,6 +55,38 @@ void DemoRack::catchUp() {
   const auto step = std::min(now - caughtUpTo_, longestStep);
   caughtUpTo_ = now;
   runLoop_.advance(step);
+}
+
+DemoRack::Row DemoRack::row(std::size_t index) {
+  const auto& found = device(index);
+  const auto& script = found.config();
+  return {.name = script.name,
+          .rate = script.nominalRate,
+          .isPluggedIn = found.isPresent(),
+          .isTaken = script.hogOwner == otherProgram,
+          .isStalled = found.isStalled(),
+          .canReclock = found.isPresent() && script.rates.size() > 1};
+}
+
+void DemoRack::setPluggedIn(std::size_t index, bool isPluggedIn) {
+  if (device(index).isPresent() == isPluggedIn) return;
+  isPluggedIn ? hardware_.replug(devices_[index]) : hardware_.removeDevice(devices_[index]);
+}
+
+void DemoRack::setTaken(std::size_t index, bool isTaken) {
+  if (row(index).isTaken != isTaken) device(index).setHogOwner(isTaken ? otherProgram : -1);
+}
+
+void DemoRack::setStalled(std::size_t index, bool isStalled) {
+  isStalled ? device(index).stall() : device(index).goOn();
+}
+
+void DemoRack::reclock(std::size_t index) {
+  if (!row(index).canReclock) return;
+  const auto& script = device(index).config();
+  const auto current = std::ranges::find(script.rates, script.nominalRate, &AudioValueRange::mMinimum);
+  const bool isLast = current == script.rates.end() || std::next(current) == script.rates.end();
+  device(index).setNominalRateFromOutside(isLast ? script.rates.front().mMinimum : std::next(current)->mMinimum);
 }
 
 }  // namespace tolvane

@@ -13,6 +13,7 @@
 #include "app/PlayerShell.h"
 #include "demo/DemoMusic.h"
 #include "demo/DemoRack.h"
+#include "demo/RackWindow.h"
 #include "platform/codecs/SystemAudioFileServices.h"
 #include "platform/desktop/QtRunLoop.h"
 #include "platform/desktop/StandardErrorLog.h"
@@ -96,7 +97,13 @@ int runDemo() {
                                         .window = *demo.window.window()});
   demo.content.loadPlaylist(writeDemoMusic(folder.path().toStdString()));
   std::optional<Photographer> photographer;
-  if (arguments.isSet(picture)) photographer.emplace(demo, arguments.value(picture));
+  std::optional<RackWindow> rackWindow;
+  if (arguments.isSet(picture)) {
+    photographer.emplace(demo, arguments.value(picture));
+  } else {
+    rackWindow.emplace(demo.rack, demo.runLoop);
+    rackWindow->showBeside(*demo.window.window());
+  }
   return QCoreApplication::exec();
 }
 
