@@ -71,6 +71,12 @@ PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHa
 }
 
 PipeWireAudioHardware::~PipeWireAudioHardware() {
+  // Nobody else would give the server its cards back.
+  for (const auto& [uid, device] : devices_) {
+    if (!device->switchedOff) continue;
+    if (directOwner(*device) == ownProcess()) (void)toggleDirectHog(*device);
+    restoreProfile(*device);
+  }
   for (const ListenerID listener : systemListeners_) direct_.removePropertyListener(listener);
   for (const auto& [device, listener] : ownerListeners_) direct_.removePropertyListener(listener);
   for (const auto& [own, listener] : directListeners_) direct_.removePropertyListener(listener);

@@ -83,7 +83,7 @@ void PipeWireAudioHardware::restoreProfile(Device& device) {
   if (!before) return;
   // A card that was reserved is a new object for the server, which has its old profile already.
   const auto card = connection_.facts().cards.find(before->card);
-  if (card == connection_.facts().cards.end() || !card->second.isOff()) return;
+  if (card == connection_.facts().cards.end()) return;
   if (connection_.setProfile(before->card, before->profile)) connection_.roundTrip(closeLimit);
 }
 

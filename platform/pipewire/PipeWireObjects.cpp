@@ -71,6 +71,9 @@ class Card final : public PipeWireObject {
 
  private:
   void take(const pw_device_info& info) {
+    // Of a profile that changes later, only this much is told.
+    if ((info.change_mask & PW_DEVICE_CHANGE_MASK_PARAMS) != 0)
+      pw_device_enum_params(reinterpret_cast<pw_device*>(proxy()), 0, SPA_PARAM_Profile, 0, 1, nullptr);
     if ((info.change_mask & PW_DEVICE_CHANGE_MASK_PROPS) == 0) return;
     PipeWireCard& card = facts_.cards[id_];
     card.api = text(info.props, PW_KEY_DEVICE_API);

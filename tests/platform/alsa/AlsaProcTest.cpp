@@ -140,5 +140,23 @@ TEST_F(AlsaProcTree, readsASmallFileWhole) {
   EXPECT_EQ(readSmallFile(root_ + "/asound"), std::nullopt);
 }
 
+TEST(HdaCodec, tellsTheBitsThatEveryConverterHas) {
+  const char* codec =
+      "Codec: Generic\n"
+      "Node 0x02 [Audio Output] wcaps 0x41d: Stereo Amp-Out\n"
+      "  PCM:\n"
+      "    rates [0x560]: 44100 48000 96000 192000\n"
+      "    bits [0xe]: 16 20 24\n"
+      "Node 0x03 [Audio Output] wcaps 0x41d: Stereo\n"
+      "    bits [0x1e]: 16 20 24 32\n"
+      "Node 0x08 [Audio Input] wcaps 0x10051b: Stereo\n"
+      "    bits [0x2]: 16\n";
+  EXPECT_EQ(parseHdaSignificantBits(codec), 24);
+  EXPECT_EQ(parseHdaSignificantBits("Node 0x02 [Audio Output]\n    bits [0x2]: 16"), 16);
+  for (const char* text :
+       {"", "bits [0x2]: 16", "Node 0x02 [Audio Output]\n bits [0x0]:", "Node 0x08 [Audio Input]\n bits [0x2]: 16"})
+    EXPECT_EQ(parseHdaSignificantBits(text), std::nullopt) << text;
+}
+
 }  // namespace
 }  // namespace tolvane

@@ -1,5 +1,6 @@
-// The contract suite over ALSA, on a machine that has the devices. They are named by the environment, so that a device
-// that is missing is a failure; a suite without a device fails too, unless --gtest_filter leaves it out:
+// The contract suite over ALSA, and over PipeWire where it is built with that, on a machine that has the devices. They
+// are named by the environment, so that a device that is missing is a failure; a suite without a device fails too,
+// unless --gtest_filter leaves it out:
 //   TOLVANE_CONTRACT_DEVICES    parts of device names, comma-separated: all suites that need only a device
 //   TOLVANE_CONTRACT_LOOPBACK   part of the name of a loopback card's playing device, '=', the ALSA name to record from
 //   TOLVANE_CONTRACT_CONTESTED  part of the name of a device with one substream, '=', its ALSA name
@@ -14,6 +15,9 @@
 
 #include "platform/FourCharText.h"
 #include "platform/alsa/AlsaAudioHardware.h"
+#ifdef TOLVANE_HAS_PIPEWIRE
+#include "platform/pipewire/PipeWireAudioHardware.h"
+#endif
 #include "platform/simulated/MemoryLog.h"
 #include "tests/platform/contract/AudioHardwareFixture.h"
 #include "tests/support/ChildProcess.h"
@@ -89,7 +93,12 @@ class AlsaFixture : public Interface {
   NamedDevice named_;
   PollRunLoop runLoop_;
   MemoryLog log_;
+#ifdef TOLVANE_HAS_PIPEWIRE
+  AlsaAudioHardware direct_{runLoop_, log_, {}};
+  PipeWireAudioHardware hardware_{runLoop_, log_, direct_};
+#else
   AlsaAudioHardware hardware_{runLoop_, log_, {}};
+#endif
   AudioObjectID device_ = kAudioObjectUnknown;
 };
 

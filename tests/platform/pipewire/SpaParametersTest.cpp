@@ -1,0 +1,131 @@
+#include "platform/pipewire/SpaParameters.h"
+
+#include <gmock/gmock.h>
+#include <spa/param/audio/format-utils.h>
+#include <spa/param/param.h>
+#include <spa/param/profile.h>
+#include <spa/param/props.h>
+#include <spa/pod/builder.h>
+
+#include <array>
+
+namespace tolvane {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::uint32_t left = SPA_AUDIO_CHANNEL_FL;
+constexpr std::uint32_t right = SPA_AUDIO_CHANNEL_FR;
+
+/// Builds one object in memory of its own.
+class PodWriter {
+ public:
+  PodWriter(std::uint32_t type, std::uint32_t id) {
+    spa_pod_builder_init(&builder, memory_.data(), static_cast<std::uint32_t>(memory_.size()));
+    spa_pod_builder_push_object(&builder, &frame_, type, id);
+  }
+  PodWriter& key(std::uint32_t key) {
+    spa_pod_builder_prop(&builder, key, 0);
+    return *this;
+  }
+  PodWriter& choice(spa_choice_type kind, std::initializer_list<int> values) {
+    spa_pod_frame frame{};
+    spa_pod_builder_push_choice(&builder, &frame, kind, 0);
+    for (const int value : values) spa_pod_builder_int(&builder, value);
+    spa_pod_builder_pop(&builder, &frame);
+    return *this;
+  }
+  const spa_pod* pod() { return static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &frame_)); }
+
+  spa_pod_builder builder{};
+
+ private:
+  alignas(8) std::array<std::byte, 4096> memory_{};
+  spa_pod_frame frame_{};
+};
+
+TEST(SpaFormat, ofAStreamIsReadBackAsItWasWritten) {
+  const SpaPodBuffer buffer = streamFormatPod(96000, {left, right});
+  EXPECT_EQ(parseFormat(buffer.pod()), (PipeWireFormat{96000, 2, {left, right}}));
+}
+
+TEST(SpaFormat, isNothingWhereThereIsNoPcm) {
+  EXPECT_EQ(parseFormat(nullptr), std::nullopt);
+  PodWriter props(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
+  EXPECT_EQ(parseFormat(props.pod()), std::nullopt);
+  PodWriter video(SPA_TYPE_OBJECT_Format, SPA_PARAM_Format);
+  spa_pod_builder_id(&video.key(SPA_FORMAT_mediaType).builder, SPA_MEDIA_TYPE_video);
+  spa_pod_builder_id(&video.key(SPA_FORMAT_mediaSubtype).builder, SPA_MEDIA_SUBTYPE_raw);
+  EXPECT_EQ(parseFormat(video.pod()), std::nullopt);
+}
+
+TEST(SpaFormatChoice, givesTheRatesOfEveryKindOfChoice) {
+  const struct {
+    spa_choice_type kind;
+    std::initializer_list<int> values;
+    std::vector<AudioValueRange> rates;
+  } rows[] = {
+      {SPA_CHOICE_None, {48000}, {{48000, 48000}}},
+      {SPA_CHOICE_Range, {48000, 8000, 192000}, {{8000, 192000}}},
+      {SPA_CHOICE_Enum, {48000, 96000, 44100, 48000}, {{44100, 44100}, {48000, 48000}, {96000, 96000}}},
+      {SPA_CHOICE_Range, {48000, 96000, 8000}, {}},
+      {SPA_CHOICE_Range, {48000}, {}},
+  };
+  for (const auto& row : rows) {
+    PodWriter writer(SPA_TYPE_OBJECT_Format, SPA_PARAM_EnumFormat);
+    spa_pod_builder_id(&writer.key(SPA_FORMAT_mediaType).builder, SPA_MEDIA_TYPE_audio);
+    spa_pod_builder_id(&writer.key(SPA_FORMAT_mediaSubtype).builder, SPA_MEDIA_SUBTYPE_raw);
+    writer.key(SPA_FORMAT_AUDIO_rate).choice(row.kind, row.values);
+    writer.key(SPA_FORMAT_AUDIO_channels).choice(SPA_CHOICE_Range, {2, 1, 8});
+    const auto choice = parseFormatChoice(writer.pod());
+    ASSERT_TRUE(choice);
+    EXPECT_EQ(choice->rates, row.rates);
+    EXPECT_EQ(choice->maximumChannels, 8U);
+  }
+}
+
+TEST(SpaProps, changeOnlyWhatTheyTell) {
+  PipeWireSink sink;
+  sink.volumes = {1, 1};
+  sink.volume = 0.25F;
+  PodWriter muted(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
+  spa_pod_builder_bool(&muted.key(SPA_PROP_mute).builder, true);
+  applyProps(muted.pod(), sink);
+  EXPECT_TRUE(sink.isMuted);
+  EXPECT_THAT(sink.volumes, ElementsAre(1, 1));
+  EXPECT_EQ(sink.volume, 0.25F);
+
+  PodWriter volumes(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
+  const float halves[] = {0.5F, 0.25F, 1};
+  spa_pod_builder_array(&volumes.key(SPA_PROP_channelVolumes).builder, sizeof(float), SPA_TYPE_Float, 3, halves);
+  applyProps(volumes.pod(), sink);
+  EXPECT_THAT(sink.volumes, ElementsAre(0.5F, 0.25F, 1));
+  EXPECT_TRUE(sink.isMuted);
+
+  const PipeWireSink before = sink;
+  applyProps(nullptr, sink);
+  EXPECT_EQ(sink.volumes, before.volumes);
+}
+
+TEST(SpaProfile, isReadBackAsItWasWritten) {
+  const SpaPodBuffer buffer = profilePod(3);
+  const auto profile = parseProfile(buffer.pod());
+  ASSERT_TRUE(profile);
+  EXPECT_EQ(profile->index, 3U);
+  EXPECT_EQ(profile->name, "");
+  EXPECT_FALSE(parseProfile(nullptr));
+  PodWriter nameless(SPA_TYPE_OBJECT_ParamProfile, SPA_PARAM_EnumProfile);
+  spa_pod_builder_string(&nameless.key(SPA_PARAM_PROFILE_name).builder, "off");
+  EXPECT_FALSE(parseProfile(nameless.pod())) << "without an index it cannot be chosen";
+}
+
+TEST(Positions, areAsManyAsTheChannels) {
+  for (std::uint32_t channels = 1; channels <= 64; ++channels) EXPECT_EQ(positionsOf(channels).size(), channels);
+  EXPECT_THAT(positionsOf(0), IsEmpty());
+  EXPECT_THAT(positionsOf(65), IsEmpty());
+  EXPECT_THAT(positionsOf(2), ElementsAre(left, right));
+}
+
+}  // namespace
+}  // namespace tolvane
