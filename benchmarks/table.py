@@ -3,6 +3,7 @@
 
 Preparation: `seconds` as tolvane-probe reports it (from opening the file to the finished block, without the digest),
 beside the whole run of the peer's program. Rendering: both loops in one benchmark program. Medians of the pairs.
+The playlist: times of our own, with no peer beside them.
 """
 
 import json
@@ -82,11 +83,48 @@ def render_rows(bench):
         yield name.replace("/", " "), f"{nanoseconds:.0f} ns", "memcpy", f"{peer:.0f} ns", f"{nanoseconds / peer:.2f}"
 
 
+def make_collection(folder, files=100_000, files_a_folder=100):
+    """Empty files that are named like music."""
+    finished = folder / "finished"
+    if not finished.exists():
+        for number in range(0, files, files_a_folder):
+            album = folder / "music" / f"Artist and album {number // files_a_folder}"
+            album.mkdir(parents=True, exist_ok=True)
+            for track in range(number, number + files_a_folder):
+                (album / f"Track of usual name {track}.flac").touch()
+        finished.touch()
+    return folder / "music"
+
+
+def discovery_rows(probe, collection):
+    """The whole runs of both programs; ours also sorts, and prints JSON."""
+    ours, theirs = (probe, "discover", collection), ("find", collection, "-type", "f")
+    for command in (ours, theirs):
+        peer_seconds(*command)
+    pairs = [(peer_seconds(*ours), peer_seconds(*theirs)) for _ in range(PAIRS)]
+    mine, peers = (statistics.median(column) for column in zip(*pairs))
+    ratio = statistics.median(a / b for a, b in pairs)
+    yield "discover 100,000 files", f"{mine * 1000:.0f} ms", "find", f"{peers * 1000:.0f} ms", f"{ratio:.2f}"
+
+
+def session_rows(bench):
+    """What a playlist costs: how long the main thread is held, or with "stored" until the disk has it. No peer."""
+    output = run(bench, "--benchmark_format=json", "--benchmark_min_time=0.2").stdout
+    for entry in json.loads(output)["benchmarks"]:
+        if "error_message" in entry:
+            sys.exit(f"{entry['name']}: {entry['error_message']}")
+        name, entries, _ = entry["name"].split("/")
+        milliseconds = entry["real_time"] * {"us": 0.001, "ms": 1}[entry["time_unit"]]
+        yield f"{name}, {int(entries):,} entries", f"{milliseconds:.3g} ms", "", "", ""
+
+
 def main():
     build = pathlib.Path(sys.argv[1]).resolve()
     rows = [("what", "ours", "peer", "peer's", "ours / peer's")]
     rows += preparation_rows(build / "bin/tolvane-probe", make_material(build / "bench"))
     rows += render_rows(build / "bin/bench_render")
+    rows += discovery_rows(build / "bin/tolvane-probe", make_collection(build / "bench/collection"))
+    rows += session_rows(build / "bin/bench_session")
     widths = [max(len(row[i]) for row in rows) for i in range(5)]
     for number, row in enumerate(rows):
         print("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip())

@@ -61,6 +61,7 @@ class Found {
  public:
   Found(std::string path, std::uint32_t given) : path_(std::move(path)), given_(given) {
     if (auto composed = recomposedPath(path_)) composed_ = std::make_unique<const std::string>(std::move(*composed));
+    nameBegin_ = static_cast<std::uint32_t>(sortedPath().rfind('/') + 1);
     const auto sorted = sortedName();
     for (std::size_t i = 0; i < sizeof(beginning_); ++i)
       beginning_ = beginning_ << 8U | (i < sorted.size() ? static_cast<unsigned char>(sorted[i]) : 0U);
@@ -78,14 +79,12 @@ class Found {
   }
 
  private:
-  [[nodiscard]] std::string_view sortedName() const {
-    const std::string_view path = sortedPath();
-    return path.substr(path.rfind('/') + 1);
-  }
+  [[nodiscard]] std::string_view sortedName() const { return std::string_view(sortedPath()).substr(nameBegin_); }
 
   std::uint64_t beginning_ = 0;  ///< the name's first eight bytes as a number: decides most comparisons
   std::string path_;
   std::unique_ptr<const std::string> composed_;  ///< null where it is the path itself
+  std::uint32_t nameBegin_ = 0;                  ///< in the sorted path
   std::uint32_t given_;                          ///< which of the given files and folders it was found by
 };
 

@@ -1,0 +1,159 @@
+// What a long playlist costs: restoring it, reordering it, saving it, saving the place in it. Over files and a database
+// on the disk of the temporary folder. "stored" waits for the disk, as nobody does while the player runs.
+
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "platform/simulated/ManualRunLoop.h"
+#include "platform/simulated/MemoryLog.h"
+#include "platform/simulated/SimulatedAudioFileServices.h"
+#include "platform/simulated/SimulatedAudioHardware.h"
+#include "platform/storage/SqliteUserDefaults.h"
+#include "platform/storage/SystemFileBookmarks.h"
+#include "session/PlayerSession.h"
+
+namespace tolvane {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Files named like music, a hundred a folder, and a place for the store. Gone with the program.
+class Collection {
+ public:
+  explicit Collection(std::int64_t count) {
+    std::string pattern = (fs::temp_directory_path() / "tolvane-bench-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    top_ = pattern;
+    for (std::int64_t i = 0; i < count; ++i) {
+      const fs::path album = top_ / "music" / ("Artist and album " + std::to_string(i / 100));
+      if (i % 100 == 0) fs::create_directories(album);
+      const fs::path file = album / ("Track of usual name " + std::to_string(i) + ".wav");
+      std::ofstream(file) << "x";
+      urls_.emplace_back(file.string());
+    }
+  }
+  ~Collection() {
+    std::error_code ignored;
+    fs::remove_all(top_, ignored);
+  }
+  Collection(const Collection&) = delete;
+  Collection& operator=(const Collection&) = delete;
+
+  [[nodiscard]] const std::vector<FileURL>& urls() const { return urls_; }
+  [[nodiscard]] fs::path storage() const { return top_ / "tolvane-player"; }
+
+ private:
+  fs::path top_;
+  std::vector<FileURL> urls_;
+};
+
+const Collection& collectionOf(std::int64_t count) {
+  static std::map<std::int64_t, std::unique_ptr<Collection>> collections;
+  auto& collection = collections[count];
+  if (!collection) collection = std::make_unique<Collection>(count);
+  return *collection;
+}
+
+/// A run of the player over what is stored.
+struct Player {
+  explicit Player(const fs::path& storage) : defaults(storage, log) { hardware.addDevice({}); }
+
+  MemoryLog log;
+  ManualRunLoop runLoop;
+  SimulatedAudioHardware hardware{runLoop};
+  SimulatedAudioFileServices files;
+  SqliteUserDefaults defaults;
+  SystemFileBookmarks bookmarks;
+  PlayerSession session{hardware, files, defaults, bookmarks, runLoop, log};
+};
+
+std::unique_ptr<Player> playerWith(std::int64_t count) {
+  const auto& collection = collectionOf(count);
+  auto player = std::make_unique<Player>(collection.storage());
+  if (std::ssize(player->session.playlistTracks().value()) != count)
+    player->session.loadPlaylist(collection.urls(), false);
+  player->defaults.synchronize();
+  return player;
+}
+
+void load(benchmark::State& state) {
+  const auto player = playerWith(state.range(0));
+  for (auto _ : state) player->session.loadPlaylist(collectionOf(state.range(0)).urls(), false);
+}
+
+void restore(benchmark::State& state) {
+  playerWith(state.range(0)).reset();
+  for (auto _ : state) {
+    const Player player(collectionOf(state.range(0)).storage());
+    if (std::ssize(player.session.playlistTracks().value()) != state.range(0)) state.SkipWithError("not restored");
+  }
+}
+
+void persist(benchmark::State& state) {
+  const auto player = playerWith(state.range(0));
+  for (auto _ : state) player->session.persistPlaylist();
+}
+
+void reorderStored(benchmark::State& state) {
+  const auto player = playerWith(state.range(0));
+  for (auto _ : state) {
+    player->session.moveTrack(0, state.range(0));
+    if (!player->defaults.synchronize()) state.SkipWithError("not stored");
+  }
+}
+
+void reorder(benchmark::State& state) {
+  const auto player = playerWith(state.range(0));
+  for (auto _ : state) player->session.moveTrack(0, state.range(0));
+}
+
+void advanceToNext(benchmark::State& state) {
+  const auto player = playerWith(state.range(0));
+  std::int64_t index = 0;
+  for (auto _ : state) player->session.playTrack(index++ % state.range(0), 0);  // what is missing is no track to decode
+}
+
+/// A save that finds the place where it was is not even written: here it is another one each time.
+void saveAnotherState(PlayerSession& session) {
+  session.setKnownDuration(session.playbackDuration().value() + 1, *session.currentTrackURL());
+}
+
+void saveState(benchmark::State& state) {
+  const auto player = playerWith(state.range(0));
+  for (auto _ : state) saveAnotherState(player->session);
+}
+
+void saveStateStored(benchmark::State& state) {
+  const auto player = playerWith(state.range(0));
+  for (auto _ : state) {
+    saveAnotherState(player->session);
+    if (!player->defaults.synchronize()) state.SkipWithError("not stored");
+  }
+}
+
+constexpr std::int64_t few = 10;
+constexpr std::int64_t many = 100'000;
+
+BENCHMARK(restore)->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(load)->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(persist)->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(reorder)->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(reorderStored)->Name("reorder, stored")->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(advanceToNext)->Name("advance")->Arg(few)->Arg(many)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(saveState)->Name("save state")->Arg(few)->Arg(many)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(saveStateStored)
+    ->Name("save state, stored")
+    ->Arg(few)
+    ->Arg(many)
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
+
+}  // namespace
+}  // namespace tolvane
