@@ -21,14 +21,14 @@ QPixmap painted(int size) {
   painter.setRenderHint(QPainter::Antialiasing);
   painter.scale(size / side, size / side);
   QLinearGradient ground(0, 0, side, side);
-  ground.setColorAt(0, QColor(0x3a, 0x26, 0x1c));
-  ground.setColorAt(1, QColor(0x14, 0x0e, 0x0b));
+  ground.setColorAt(0, QColor(0x6a, 0x22, 0x1c));
+  ground.setColorAt(1, QColor(0x14, 0x06, 0x05));
   painter.setPen(Qt::NoPen);
   painter.setBrush(ground);
   painter.drawRoundedRect(QRectF(6, 6, 116, 116), 28, 28);
   QLinearGradient ember(0, 24, 0, 104);
-  ember.setColorAt(0, QColor(0xf3, 0xc9, 0x79));
-  ember.setColorAt(1, QColor(0xd9, 0x6a, 0x32));
+  ember.setColorAt(0, QColor(0xf0, 0xc2, 0x88));
+  ember.setColorAt(1, QColor(0xef, 0x68, 0x4c));
   painter.setBrush(ember);
   for (std::size_t i = 0; i < barHeights.size(); ++i) {
     const double x = side / 2 + (static_cast<double>(i) - 2) * barSpacing;

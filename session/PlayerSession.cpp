@@ -134,6 +134,15 @@ void PlayerSession::previous() {
   playTrack(goesBack ? index - 1 : index, 0);
 }
 
+void PlayerSession::seek(double seconds) {
+  const auto url = currentTrackURL();
+  if (!url || !isTrackLoaded(*url) || !std::isfinite(seconds)) return;
+  const double target = std::clamp(seconds, 0.0, player_.duration().value());
+  player_.seek(target);
+  setPositionFollowingEngine(target);
+  persistPlaybackState();
+}
+
 void PlayerSession::stopPlayback() {
   const bool isActive = player_.isPlaying().value() || player_.isPaused().value();
   if (!isActive && !(playbackPosition_.value() > 0)) return;

@@ -52,6 +52,9 @@ class PlayerSession {
   /// The entry before, or the beginning of this one once more than 5 % of it have been played.
   void previous();
   void stopPlayback();
+  /// Within the track that is loaded, which goes on playing or stays paused. Ignored while none is, and for what is not
+  /// finite; beyond the track is its end.
+  void seek(double seconds);
 
   // Playlist.
 

@@ -121,19 +121,13 @@ void MediaControls::seek(std::int64_t offset) {
   if (!now.canSeek) return;
   const double target = static_cast<double>(position()) + static_cast<double>(offset);
   if (target > static_cast<double>(now.length)) return next();
-  seekToSeconds(std::max(target, 0.0) / microsecondsASecond);
+  session_.seek(std::max(target, 0.0) / microsecondsASecond);
 }
 
 void MediaControls::setPosition(PlaylistTrackID track, std::int64_t position) {
   const MediaState now = state();
   if (!now.canSeek || track != now.trackID || position < 0 || position > now.length) return;
-  seekToSeconds(static_cast<double>(position) / microsecondsASecond);
-}
-
-void MediaControls::seekToSeconds(double seconds) {
-  const bool wasPaused = session_.player().isPaused().value();
-  session_.playTrack(session_.currentIndex().value(), seconds / session_.playbackDuration().value());
-  if (wasPaused) pause();
+  session_.seek(static_cast<double>(position) / microsecondsASecond);
 }
 
 void MediaControls::setVolume(double volume) {

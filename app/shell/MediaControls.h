@@ -85,7 +85,6 @@ class MediaControls {
   void announce();
   void announcePosition(const MediaState& now);
   [[nodiscard]] double expectedSeconds(const MediaState& now) const;
-  void seekToSeconds(double seconds);
 
   PlayerSession& session_;
   RunLoop& runLoop_;

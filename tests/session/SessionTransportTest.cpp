@@ -1,3 +1,5 @@
+#include <limits>
+
 #include "tests/session/SessionFixture.h"
 
 namespace tolvane {
@@ -289,6 +291,42 @@ TEST(SessionLifetime, NothingOutlivesASession) {
   EXPECT_EQ(hardware.unitCount(), 0);
   EXPECT_EQ(hardware.listenerCount(), 0U);
   runLoop.advance(std::chrono::seconds(5));
+}
+
+TEST_F(SessionTransport, SeeksWithinTheTrackThatPlays) {
+  load(2);
+  session.playTrack(0, 0);
+  session.seek(6);
+  EXPECT_TRUE(isPlaying());
+  EXPECT_NEAR(position(), 6, oneFrame);
+  advance(1);
+  EXPECT_NEAR(position(), 7, 0.05);
+  session.seek(1e9);
+  EXPECT_EQ(position(), trackSeconds);
+  session.seek(-1);
+  EXPECT_EQ(position(), 0);
+}
+
+TEST_F(SessionTransport, StaysPausedWhenItSeeks) {
+  load(1);
+  session.playTrack(0, 0);
+  session.togglePausePlayback();
+  session.seek(6);
+  EXPECT_TRUE(isPaused());
+  EXPECT_EQ(position(), 6);
+  session.togglePausePlayback();
+  advance(1);
+  EXPECT_NEAR(position(), 7, 0.05);
+}
+
+TEST_F(SessionTransport, SeeksNowhereWithoutALoadedTrackOrANumber) {
+  session.seek(3);
+  load(1);
+  session.seek(3);
+  EXPECT_EQ(position(), 0);
+  session.playTrack(0, 0);
+  session.seek(std::numeric_limits<double>::quiet_NaN());
+  EXPECT_EQ(position(), 0);
 }
 
 }  // namespace
