@@ -39,6 +39,8 @@ LOUD_TRACK = Track("WAV", "32", 96000, frames(96000, 0.7, 137))
 REFUSED_TRACK = Track("WAV", "16", 96000, frames(96000, 0.7, 139))
 ALLOWED_TRACK = Track("WAV", "16", 48000, frames(48000, 0.7, 149))
 PULLED_TRACK = Track("WAV", "16", 44100, frames(44100, 4, 151))
+LOSSY_TRACK = Track("MP3", "16", 44100, frames(44100, 0.7, 157))
+FLOAT_TRACK = Track("WAV", "float32", 48000, frames(48000, 0.7, 163))
 
 
 def cases():
@@ -47,4 +49,4 @@ def cases():
 
 def all_tracks():
     return [*(case.track for case in cases()), FAST_TRACK, MEASURED_TRACK, LOUD_TRACK, REFUSED_TRACK, ALLOWED_TRACK,
-            PULLED_TRACK]
+            PULLED_TRACK, LOSSY_TRACK, FLOAT_TRACK]

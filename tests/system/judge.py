@@ -8,13 +8,15 @@ import tracks
 WAV_HEADER = 44  # bytes before the samples in what QEMU records
 
 class Judge:
-    def __init__(self, work):
+    def __init__(self, work, is_whole):
         self.work = work
+        self.is_whole = is_whole
         self.cases = {case.name: case for case in (*plan.loopback_cases(), *dac_plan.cases())}
         self.expected = []  # names of all tests, once the machine has told them
         self.verdicts = {}  # name → faults
         self.held = {}  # results that wait for the end of the machine
         self.cells = {}
+        self.seen_verdicts = []  # rows: what the player says, how the kernel had set the device up, and why
         self.is_finished = False
         self.why_stopped = None
         self.lines = []
@@ -57,6 +59,8 @@ class Judge:
 
     def _print(self, record):
         name, faults = record["test"], record["faults"]
+        if record["verdict"] and not faults:
+            self.seen_verdicts.append(record["verdict"])
         self.verdicts[name] = faults
         if not faults:
             self._say(f"ok   {name}" + (f": {record['remark']}" if record["remark"] else ""))
@@ -79,7 +83,10 @@ class Judge:
             self._say(f"FAIL the run: {self.why_stopped}")
         tables = (("Loopback card, played against captured:", plan.FORMATS, plan.RATES),
                   ("USB DAC, played against its wire:", dac_plan.FORMATS, dac_plan.RATES))
-        for line in (line for shown in tables for line in table(*shown, self.cells)) if self.expected else ():
+        for line in (line for shown in tables for line in table(*shown, self.cells)) if self.expected and self.is_whole else ():
+            self._say(line)
+        for line in columns("Verdicts that real devices cause, and the hw_params that the kernel showed meanwhile:",
+                            self.seen_verdicts) if self.seen_verdicts else ():
             self._say(line)
         failed = len(missing) + sum(bool(faults) for faults in self.verdicts.values())
         passed = len(self.verdicts) + len(missing) - failed
@@ -111,6 +118,10 @@ def table(title, kinds, rates, cells):
     """Formats down, rates across; in each cell "identical" or the first difference in words."""
     heads = ["", *(f"{rate / 1000:g} kHz" for rate in rates)]
     rows = [[" ".join(kind), *(cells.get((kind, rate), "no result") for rate in rates)] for kind in kinds]
-    widths = [max(map(len, column)) for column in zip(heads, *rows)]
-    lines = ["  " + "  ".join(text.ljust(width) for text, width in zip(row, widths)).rstrip() for row in [heads, *rows]]
+    return columns(title, [heads, *rows])
+
+
+def columns(title, rows):
+    widths = [max(map(len, column)) for column in zip(*rows)]
+    lines = ["  " + "  ".join(text.ljust(width) for text, width in zip(row, widths)).rstrip() for row in rows]
     return ["", title, *lines, ""]

@@ -93,6 +93,8 @@ def write(track, folder):
         path.write_bytes(_wav(track))
     elif track.container == "AIFF":
         path.write_bytes(_aiff(track))
+    elif track.container == "MP3":
+        subprocess.run(["lame", "--quiet", "-b", "192", "-", str(path)], input=_wav(track), check=True, timeout=60)
     else:
         _write_flac(track, path)
 

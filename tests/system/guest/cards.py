@@ -50,11 +50,14 @@ class Pcm:
         """The processes that hold the PCM: the kernel names a thread, its process is the thread group."""
         return {_process(int(status["owner_pid"])) for status in self._read("status") if "owner_pid" in status}
 
+    def setups(self):
+        """(format, rate, channels) of everything that is open."""
+        return [(parameters["format"], int(parameters["rate"].split()[0]), int(parameters["channels"]))
+                for parameters in self._read("hw_params")]
+
     def setup(self):
-        """(format, rate, channels) of what is open, or None."""
-        for parameters in self._read("hw_params"):
-            return parameters["format"], int(parameters["rate"].split()[0]), int(parameters["channels"])
-        return None
+        """Of the first of them, or None."""
+        return next(iter(self.setups()), None)
 
 
 def _process(thread):

@@ -3,11 +3,14 @@
 import subprocess
 import traceback
 
+import contested
 import dac_faults
 import dac_plan
+import reservation
+import verdicts
 from loopback import path_faults
 from plan import CHANNELS
-from report import SHARED, guarded
+from report import SHARED, guarded, wanted
 from usb_dac import PCM, Dac, play
 
 
@@ -24,13 +27,20 @@ def play_case(dac, case, number):
     return {"faults": faults, "story": [*probe.story(), *stream.story()], "capture": kept.name}
 
 
+def faults():
+    return [*dac_faults.tests(), *verdicts.tests(), *contested.tests(), *reservation.tests()]
+
+
 def names():
-    return [case.name for case in dac_plan.cases()] + [name for name, _ in dac_faults.tests()]
+    return [case.name for case in dac_plan.cases()] + [name for name, _ in faults()]
 
 
 def run_all():
     number = 0
     for options, cases in dac_plan.DACS:
+        cases = [case for case in cases if wanted(case.name)]
+        if not cases:
+            continue
         try:
             with Dac(*options) as dac:
                 for case in cases:
@@ -38,5 +48,5 @@ def run_all():
                     guarded(case.name, lambda: play_case(dac, case, number))
         except (OSError, subprocess.SubprocessError):  # no such DAC: the host misses its results
             traceback.print_exc()
-    for name, test in dac_faults.tests():
+    for name, test in faults():
         guarded(name, test)

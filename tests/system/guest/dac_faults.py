@@ -119,13 +119,16 @@ def turned_down():
         return re.findall(r"\[(-?[\d.]+dB)\]", text)
 
     with Dac("--volume", "-10") as dac:
-        dac.device()
+        said = dac.device()["hardwareVolume"]
         before = volumes()
         settings = len(dac.events("volume"))
         faults, story = plays_exactly(dac, dac_plan.LOUD_TRACK)
+        if said != -10:
+            faults.append(f"the player says the volume is {said!r}")
         if not before or set(before + volumes()) != {"-10.00dB"} or len(dac.events("volume")) != settings:
             faults.append(f"the volume was {before}, is {volumes()}; the DAC saw {dac.events('volume')}")
-    return {"faults": faults, "remark": f"it stands at {before[0] if before else 'no volume'}", "story": story}
+    return {"faults": faults, "remark": f"it stands at {before[0] if before else 'no volume'}, the player says {said} dB",
+            "story": story}
 
 
 def narrow():
@@ -240,7 +243,7 @@ def tests():
             ("What a second program says of the playing DAC is what the kernel says", seen_by_another),
             ("A DAC whose clock runs 200 ppm fast gets every sample, as fast as it asks", fast),
             ("A rate that the DAC refuses is converted and said to be; others play as they are", refusing),
-            ("A DAC turned down to -10 dB still gets every sample, and is left there", turned_down),
+            ("A DAC turned down to -10 dB is said to be, still gets every sample, and is left there", turned_down),
             ("A DAC whose 32-bit samples carry 24 bits is never bit-perfect with 32-bit music", narrow),
             ("A DAC pulled and plugged in again while it plays loses no frame", pulled_for_a_moment),
             ("A DAC pulled for good ends the player with its sentence; back again, it plays", pulled_for_good),

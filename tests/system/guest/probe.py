@@ -23,12 +23,12 @@ def start(program, *arguments, settings=(), **streams):
 
 
 class Probe:
-    """One run. REQUIRES: finish() is called."""
+    """One run. REQUIRES: finish() is called. `settings` go into its environment."""
 
-    def __init__(self, *arguments):
+    def __init__(self, *arguments, settings=()):
         self.output, self.errors = pathlib.Path("/tmp/probe.out"), pathlib.Path("/tmp/probe.err")
         with open(self.output, "wb") as output, open(self.errors, "wb") as errors:
-            self.process = start(PROGRAM, *arguments, stdout=output, stderr=errors)
+            self.process = start(PROGRAM, *arguments, settings=settings, stdout=output, stderr=errors)
         self.status = None
         self.malformed = []
 

@@ -16,17 +16,26 @@ def _say(**record):
         results.write(json.dumps(record) + "\n")
 
 
+def wanted(name):
+    """Whether this run is about the test: the host may have asked for some tests only, by parts of their names."""
+    parts = json.loads((SHARED / "only.json").read_text())
+    return not parts or any(part in name for part in parts)
+
+
 def announce(names):
     """Every test that will report; the host misses what does not."""
-    _say(tests=names)
+    _say(tests=[name for name in names if wanted(name)])
 
 
-def result(name, faults, remark="", story=(), capture=None):
-    _say(test=name, faults=list(faults), remark=remark, story=list(story) if faults else [], capture=capture)
+def result(name, faults, remark="", story=(), capture=None, verdict=None):
+    """`verdict`: a row of the table of verdicts, which the host prints at the end."""
+    _say(test=name, faults=list(faults), remark=remark, story=list(story) if faults else [], capture=capture, verdict=verdict)
 
 
 def guarded(name, test):
-    """Runs one test. An exception in it is its own failure, never the end of the run."""
+    """Runs one test, if it is wanted. An exception in it is its own failure, never the end of the run."""
+    if not wanted(name):
+        return
     try:
         result(name, **test())
     except Exception:  # noqa: BLE001 - whatever it is, it belongs in the report

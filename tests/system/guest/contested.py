@@ -1,0 +1,84 @@
+"""A device that other programs use too: Exclusive Access waits for them, and is there by itself when they have gone."""
+
+import contextlib
+import subprocess
+import time
+
+import hardware
+import plan
+from cards import Pcm, wait_until
+from dac_faults import verdicts
+from probe import Probe, start
+from report import SHARED
+
+PLAYBACK = Pcm("Loopback", 0)
+SUBSTREAMS = 8
+OTHERS_RATE = 8000  # hertz
+RETAKEN_WITHIN = 2  # seconds
+ANOTHER = "Another process owns the output device. Tolvane Music Player will retry when it becomes available."
+ACTIVE = "Verified: Tolvane Music Player exclusively owns the selected output device."
+WITHHELD = ("Sample rate and PCM format match with no app-level DSP, but Exclusive Access was requested and another process or "
+            "the driver retained shared access.")
+OWNED = "Exclusive Access, 48 kHz, and the device PCM format are confirmed. No app-level DSP is active."
+
+
+@contextlib.contextmanager
+def others(substreams):
+    """aplay on each of these substreams of the loopback card."""
+    programs = [start("/usr/bin/aplay", "-q", "-D", f"hw:Loopback,0,{number}", "-t", "raw", "-f", "S16_LE", "-r", str(OTHERS_RATE),
+                      "-c", "1", "/dev/zero", stderr=subprocess.DEVNULL) for number in substreams]
+
+    def leave():
+        for program in programs:
+            program.kill()
+            program.wait()
+
+    try:
+        if not wait_until(lambda: PLAYBACK.owners() == {program.pid for program in programs}, 60):
+            raise RuntimeError(f"aplay does not play: {PLAYBACK.owners()}")
+        yield leave
+    finally:
+        leave()
+
+
+def lost_and_found(substreams, message):
+    """Plays on the one substream that is left; the programs leave in the middle."""
+    def test():
+        probe = None
+        with others(substreams) as leave:
+            device = hardware.device_name("aloop")
+            probe = Probe("play", SHARED / "tracks" / plan.LONG_TRACK.file, "--device", device, "--exclusive", "--for", "5")
+            waiting = wait_until(lambda: message in last_of(probe), 20)
+            setups = [setup for setup in PLAYBACK.setups() if setup[1] != OTHERS_RATE]
+            leave()
+            left = time.monotonic()
+            found = wait_until(lambda: ACTIVE in last_of(probe), 10)
+            took = time.monotonic() - left
+            owners = PLAYBACK.owners()
+            probe.finish()
+        faults = [f"the player says: {text}" for text in probe.error_texts()]
+        if not waiting or not found or took > RETAKEN_WITHIN:
+            faults.append(f"Exclusive Access was {probe.values('exclusiveAccessStatus')}, {took:.2f} s after the others left")
+        if owners != {probe.process.pid}:
+            faults.append(f"the device's substreams are held by {owners}, not by the player alone")
+        if setups != [("S16_LE", plan.LONG_TRACK.rate, plan.CHANNELS)]:
+            faults.append(f"the kernel's hw_params were {setups}")
+        spoken = [line for line in verdicts(probe) if line[0] not in ("READY", "CHECKING")]
+        if spoken != [("DIRECT PCM", WITHHELD), ("BIT-PERFECT", OWNED)]:
+            faults.append(f"the player says {spoken}")
+        if probe.last("recoveries") or probe.last("underruns"):
+            faults.append("the music was disturbed")
+        return {"faults": faults, "remark": f"{took:.2f} s after they had left", "story": probe.story(),
+                "verdict": ("10", "DIRECT PCM", "S16_LE 48000 Hz", f"{len(substreams)} of {SUBSTREAMS} substreams are "
+                            "another program's")}
+    return test
+
+
+def last_of(probe):
+    return [line["message"] for line in probe.values("exclusiveAccessStatus")][-1:]
+
+
+def tests():
+    everything = range(1, SUBSTREAMS)
+    return (("Verdict 10, DIRECT PCM: Exclusive Access is lost to other programs and back by itself within 2 s",
+             lost_and_found(everything, ANOTHER)),)
