@@ -70,8 +70,9 @@ QHash<int, QByteArray> TrackListModel::roleNames() const {
 void TrackListModel::rowShown(int row) {
   if (row < 0 || row >= count()) return;
   const auto& track = tracks_[static_cast<std::size_t>(row)];
-  auto& ids = shown_[track.url];
-  if (std::ranges::find(ids, track.id) == ids.end()) ids.push_back(track.id);
+  auto& known = shown_[track.url];
+  if (std::ranges::find(known, track.id, &Shown::track) == known.end())
+    known.push_back({track.id, static_cast<std::size_t>(row)});
   content_.waveforms().loadWaveform(track.url);
 }
 
@@ -126,13 +127,19 @@ bool TrackListModel::adoptMove(const std::vector<PlaylistTrack>& tracks) {
 
 void TrackListModel::announceWaveform(const FileURL& url) {
   // Rows that no view has shown yet are read when one does.
-  const auto ids = shown_.find(url);
-  if (ids == shown_.end()) return;
-  for (std::size_t row = 0; row < tracks_.size(); ++row) {
-    if (std::ranges::find(ids->second, tracks_[row].id) == ids->second.end()) continue;
-    const QModelIndex place = index(static_cast<int>(row));
+  const auto known = shown_.find(url);
+  if (known == shown_.end()) return;
+  for (Shown& shown : known->second) {
+    const QModelIndex place = index(static_cast<int>(rowOf(shown)));
     emit dataChanged(place, place, {samplesRole, durationRole, loadingRole});
   }
+}
+
+/// Where it was unless rows have been moved: looking for it in a long list would cost a frame.
+std::size_t TrackListModel::rowOf(Shown& shown) const {
+  if (tracks_[shown.row].id != shown.track)
+    shown.row = static_cast<std::size_t>(std::ranges::find(tracks_, shown.track, &PlaylistTrack::id) - tracks_.begin());
+  return shown.row;
 }
 
 }  // namespace tolvane

@@ -43,13 +43,19 @@ class TrackListModel final : public QAbstractListModel {
   void countChanged();
 
  private:
+  /// A track that a view has shown, and the row that it was in then.
+  struct Shown {
+    PlaylistTrackID track;
+    std::size_t row;
+  };
   void adoptTracks(const std::vector<PlaylistTrack>& tracks);
   [[nodiscard]] bool adoptMove(const std::vector<PlaylistTrack>& tracks);
   void announceWaveform(const FileURL& url);
+  [[nodiscard]] std::size_t rowOf(Shown& shown) const;
 
   ContentView& content_;
-  std::vector<PlaylistTrack> tracks_;                      // what the views have been told
-  std::map<FileURL, std::vector<PlaylistTrackID>> shown_;  // a file may stand in the list twice
+  std::vector<PlaylistTrack> tracks_;            // what the views have been told
+  std::map<FileURL, std::vector<Shown>> shown_;  // a file may stand in the list twice
   Subscription subscriptions_;
 };
 
