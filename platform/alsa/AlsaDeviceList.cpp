@@ -116,6 +116,7 @@ std::string nameOf(const AlsaCardFacts& card, const AlsaCardFacts::Pcm& pcm) {
   if (name.empty()) name = card.id;
   if (card.pcms.size() < 2) return name;
   const std::string& part = pcm.name.empty() ? pcm.id : pcm.name;
+  if (part.starts_with(name)) return part;  // "Loopback PCM"
   return part.empty() ? name : name + ", " + part;
 }
 

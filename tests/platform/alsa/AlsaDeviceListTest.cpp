@@ -106,7 +106,7 @@ TEST(AlsaDeviceList, makesEqualNamesDistinctAndKeepsThoseInUse) {
                                  std::array{known(2, "DAC_1", "usb-b:0", "Test DAC")});
   EXPECT_THAT(namesOf(third), ElementsAre("Test DAC (2)", "Test DAC"));
   EXPECT_THAT(namesOf(listDevices({loopback()}, {})),
-              ElementsAre("Loopback, Loopback PCM", "Loopback, Loopback PCM (2)"));
+              ElementsAre("Loopback PCM", "Loopback PCM (2)"));
 }
 
 TEST(AlsaDeviceList, identifiesADeviceByItsLinkElseByItsCardsId) {
