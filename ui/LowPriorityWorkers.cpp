@@ -2,6 +2,7 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -29,7 +30,7 @@ struct LowPriorityWorkers::Queue {
 
   void serve() {
     // On Linux a nice value is the calling thread's alone.
-    setpriority(PRIO_PROCESS, 0, lowPriority);
+    setpriority(PRIO_PROCESS, 0, std::max(lowPriority, getpriority(PRIO_PROCESS, 0)));
     std::unique_lock lock(mutex);
     while (true) {
       changed.wait(lock, [this] { return isEnding || !waiting.empty(); });
