@@ -93,13 +93,13 @@ def taken_from_the_server():
 
 def taken_from_a_playing_server():
     """The server's daemon, another process, closes the device some time after the reservation's owner has agreed."""
-    daemon_program = "/tmp/pipewire"  # known by its name
+    daemon_program = "/tmp/pipewire"  # the kernel's name of the process; aplay minds what it is called by
     shutil.copy2("/usr/bin/aplay", daemon_program)
     with session(SERVER) as (dac, bus, server):
         server.take()
         stream = dac.stream()
-        daemon = start(daemon_program, "-q", "-D", f"hw:{CARD},0", "-t", "raw", "-f", "S16_LE", "-r", "48000", "-c", "2",
-                       "/dev/zero")
+        daemon = start("aplay", "-q", "-D", f"hw:{CARD},0", "-t", "raw", "-f", "S16_LE", "-r", "48000", "-c", "2",
+                       "/dev/zero", executable=daemon_program)
         if not wait_until(PCM.running, 20):
             raise RuntimeError("the server's daemon does not play")
         owners = [line["hogOwner"] for line in Probe("devices", settings=bus.settings).finish().lines
