@@ -55,14 +55,25 @@ class Published {
   bool assign(T value) {
     if (value == value_) return false;
     value_ = std::move(value);
+    notify();
+    return true;
+  }
+
+  /// Changes the value where it is, for one that is too large to copy. REQUIRES: afterwards it is another one.
+  template <typename Change>
+  void modify(Change change) {
+    change(value_);
+    notify();
+  }
+
+ private:
+  void notify() {
     const auto observers = observers_;
     for (const auto& known : observers) {
       if (const auto observer = known.lock()) (*observer)(value_);
     }
-    return true;
   }
 
- private:
   T value_;
   mutable std::vector<std::weak_ptr<const Observer>> observers_;  // in order of subscription
 };

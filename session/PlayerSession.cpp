@@ -25,6 +25,17 @@ double sanitisedBalance(double balance) {
   return std::abs(clamped) < smallestBalance ? 0 : clamped;
 }
 
+/// Everything between the two places moves by one.
+template <typename T>
+void moveElement(std::vector<T>& elements, std::int64_t source, std::int64_t target) {
+  const auto begin = elements.begin();
+  if (source < target) {
+    std::rotate(begin + source, begin + source + 1, begin + target + 1);
+  } else {
+    std::rotate(begin + target, begin + source, begin + source + 1);
+  }
+}
+
 }  // namespace
 
 PlayerSession::PlayerSession(AudioHardware& hardware, AudioFileServices& files, UserDefaults& defaults,
@@ -176,22 +187,11 @@ void PlayerSession::loadPlaylist(std::span<const FileURL> urls, bool autoplay) {
 }
 
 void PlayerSession::moveTrack(std::int64_t source, std::int64_t destination) {
-  auto tracks = playlistTracks_.value();
-  const auto count = std::ssize(tracks);
+  const auto count = std::ssize(playlistTracks_.value());
   if (source < 0 || source >= count || count < 2) return;
   const auto target = std::clamp<std::int64_t>(destination, 0, count - 1);
   if (target == source) return;
   updatePlaybackPosition();
-  PlaylistTrack moved = std::move(tracks[static_cast<std::size_t>(source)]);
-  tracks.erase(tracks.begin() + source);
-  tracks.insert(tracks.begin() + target, std::move(moved));
-  auto bookmarks = std::move(entryBookmarks_);
-  if (source < target) {
-    std::rotate(bookmarks.begin() + source, bookmarks.begin() + source + 1, bookmarks.begin() + target + 1);
-  } else {
-    std::rotate(bookmarks.begin() + target, bookmarks.begin() + source, bookmarks.begin() + source + 1);
-  }
-  adoptBookmarks(std::move(bookmarks));
 
   auto index = currentIndex_.value();
   if (index == source) {
@@ -201,7 +201,10 @@ void PlayerSession::moveTrack(std::int64_t source, std::int64_t destination) {
   } else if (source > index && target <= index) {
     ++index;
   }
-  playlistTracks_.assign(std::move(tracks));
+  auto bookmarks = std::move(entryBookmarks_);
+  moveElement(bookmarks, source, target);
+  adoptBookmarks(std::move(bookmarks));
+  playlistTracks_.modify([&](auto& tracks) { moveElement(tracks, source, target); });
   currentIndex_.assign(index);
   persistAll();
 }
