@@ -1,0 +1,76 @@
+"""The user's session: its bus, PipeWire and its session manager, and what the server says about its sinks."""
+
+import grp
+import json
+import os
+import pathlib
+import subprocess
+import time
+
+from cards import wait_until
+
+USER = 4242
+RUNTIME = "/run/user/4242"
+ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": "/home/listener", "LC_ALL": "C.UTF-8", "XDG_RUNTIME_DIR": RUNTIME,
+               "DBUS_SESSION_BUS_ADDRESS": f"unix:path={RUNTIME}/bus"}
+servers = {}
+
+
+def start(program, *arguments, settings=(), **streams):
+    """A process of the user's session."""
+    return subprocess.Popen([str(program), *map(str, arguments)], stdin=subprocess.DEVNULL, cwd="/home/listener",
+                            user=USER, group=USER, extra_groups=[grp.getgrnam("audio").gr_gid],
+                            env={**ENVIRONMENT, **dict(settings)}, **streams)
+
+
+def text_of(program, *arguments):
+    return start(program, *arguments, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True).communicate(timeout=60)[0]
+
+
+def start_server(name):
+    with open(f"/tmp/{name}.log", "ab") as log:
+        servers[name] = start(f"/usr/bin/{name}", stdout=log, stderr=log)
+
+
+def begin():
+    start("/usr/bin/dbus-daemon", "--session", f"--address=unix:path={RUNTIME}/bus", "--nopidfile", "--nofork")
+    wait_until(lambda: pathlib.Path(RUNTIME, "bus").exists(), 20)
+    start_server("pipewire")
+    wait_until(lambda: pathlib.Path(RUNTIME, "pipewire-0").exists(), 20)
+    start_server("wireplumber")
+    for card in ("Loopback", "Intel", "Audio"):
+        sink(card)
+
+
+def kill_servers():
+    for process in servers.values():
+        process.kill()
+        process.wait()
+
+
+def sinks():
+    """Card index → the sink's properties."""
+    try:
+        objects = json.JSONDecoder().raw_decode(text_of("pw-dump"))[0]
+    except ValueError:
+        return {}
+    found = {}
+    for item in objects:
+        properties = (item.get("info") or {}).get("props") or {}
+        if properties.get("media.class") == "Audio/Sink" and "alsa.card" in properties:
+            found[properties["alsa.card"]] = properties
+    return found
+
+
+def sink(card):
+    """Of the card with this name in /proc/asound. Waits for it."""
+    index = int(os.readlink(f"/proc/asound/{card}").removeprefix("card"))
+    found = wait_until(lambda: sinks().get(index), 30)
+    if not found:
+        raise RuntimeError(f"the card {card} has no sink")
+    return found
+
+
+def set_volume(card, volume):
+    text_of("wpctl", "set-volume", sink(card)["object.id"], volume)
+    time.sleep(0.2)
