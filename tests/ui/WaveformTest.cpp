@@ -26,7 +26,7 @@ class Waveforms : public testing::Test {
   SimulatedPCMFile& addMono(std::vector<float> samples, double rate = 44100) {
     file.format = linearPCM(rate, 1, 32, 4, kAudioFormatFlagIsFloat);
     file.data.resize(samples.size() * sizeof(float));
-    std::memcpy(file.data.data(), samples.data(), file.data.size());
+    if (!samples.empty()) std::memcpy(file.data.data(), samples.data(), file.data.size());
     files.add(wav, file);
     return file;
   }
