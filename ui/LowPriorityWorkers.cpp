@@ -53,8 +53,10 @@ LowPriorityWorkers::LowPriorityWorkers(unsigned threads) : queue_(std::make_shar
 LowPriorityWorkers::~LowPriorityWorkers() {
   std::unique_lock lock(queue_->mutex);
   queue_->isEnding = true;
-  const auto dropped = std::move(queue_->waiting);
-  queue_->waiting.clear();
+  auto dropped = std::exchange(queue_->waiting, {});
+  lock.unlock();
+  dropped.clear();  // what it owns may take its time to go
+  lock.lock();
   queue_->changed.notify_all();
   queue_->changed.wait_for(lock, patience, [this] { return queue_->threads == 0; });
 }

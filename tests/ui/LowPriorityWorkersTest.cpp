@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <future>
 #include <latch>
+#include <memory>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -61,8 +62,9 @@ TEST(LowPriorityWorkers, FinishWhatTheyHaveBegunAndDropTheRestWhenTheyGo) {
     hasEnded = true;
   });
   begun.wait();
-  workers->run([&] { hasRunTheRest = true; });
-  const std::jthread opener([&] { mayEnd.set_value(); });
+  // The first may end once the second has been dropped, and not before.
+  const auto opener = [&](const void*) { mayEnd.set_value(); };
+  workers->run([&hasRunTheRest, token = std::shared_ptr<const void>(&mayEnd, opener)] { hasRunTheRest = true; });
   workers.reset();
   EXPECT_TRUE(hasEnded);
   EXPECT_FALSE(hasRunTheRest);
