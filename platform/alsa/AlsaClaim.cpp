@@ -58,11 +58,12 @@ bool AlsaClaim::isReservedByAnother() const {
 std::expected<AlsaClaim::Substreams, OSStatus> AlsaClaim::openAll(const std::shared_ptr<AlsaPcm>& inUse) const {
   Substreams all;
   if (inUse) all.push_back(inUse);
-  do {
+  // The one in use may be all there is: asking the kernel for one more would be refused for ever.
+  while (all.empty() || all.size() < all.front()->subdeviceCount()) {
     auto pcm = AlsaPcm::open(pcm_.card, pcm_.device);
     if (!pcm) return std::unexpected(statusFromAlsaError(pcm.error()));
     all.push_back(*std::move(pcm));
-  } while (all.size() < all.front()->subdeviceCount());
+  }
   return all;
 }
 

@@ -67,6 +67,22 @@ TEST_P(HogModeContract, aUnitThatPlaysWithoutItOwnsNothing) {
   EXPECT_EQ(hogOwner(), -1);
 }
 
+TEST_P(HogModeContract, aUnitThatPlaysWithoutItTakesItAndPlaysOn) {
+  CountingSource source;
+  auto unit = initialisedUnit(source);
+  ASSERT_EQ(unit->start(), noErr);
+  ASSERT_TRUE(eventually([&] { return source.rendered() > 0; }));
+  ASSERT_EQ(hogOwner(), -1);
+  EXPECT_EQ(writeHog(), noErr);
+  EXPECT_EQ(hogOwner(), getpid());
+  const std::int64_t before = source.rendered();
+  EXPECT_TRUE(eventually([&] { return source.rendered() > before; }));
+  EXPECT_EQ(isRunning(*unit), 1U);
+  EXPECT_EQ(writeHog(), noErr);
+  EXPECT_EQ(hogOwner(), -1);
+  EXPECT_EQ(isRunning(*unit), 1U) << "giving it back takes nothing from the unit";
+}
+
 INSTANTIATE_TEST_SUITE_P(Contract, HogModeContract, testing::ValuesIn(hardwareFixtures()), fixtureName);
 
 class ContestedDeviceContract : public ContractTest<ContestedHardwareFixture> {};
