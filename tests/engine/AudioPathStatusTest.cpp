@@ -1,10 +1,13 @@
 #include "engine/AudioPathStatus.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "engine/StreamFormats.h"
 
 namespace tolvane {
 namespace {
@@ -35,6 +38,19 @@ const std::string notExposed =
 const std::string bluetoothEncoding =
     "PCM reaches Core Audio without app-level DSP, but Bluetooth encoding prevents end-to-end bit-perfect playback.";
 
+const std::string bluetoothFormat =
+    "Core Audio accepted a different client format before sending audio through the Bluetooth codec.";
+const std::string bluetoothRate =
+    "Bluetooth output is running at 48 kHz; Core Audio converts the 44.1 kHz source before the wireless codec.";
+const std::string anotherRate =
+    "The track is 44.1 kHz, but the device reports 48 kHz. Core Audio sample-rate conversion may be active.";
+const std::string anotherClientFormat =
+    "AUHAL accepted a different client PCM format, so format conversion may be active.";
+const std::string lossyMP3 =
+    "MP3 is decoded to PCM and sent without app-level DSP at 44.1 kHz. Lossy source data cannot be bit-perfect.";
+const std::string narrowDevice =
+    "The device stream is 44.1 kHz, 24-bit integer, 2 ch, which does not preserve the source format exactly.";
+
 struct Row {
   std::string name;
   std::function<void(AudioPathFacts&)> change;
@@ -46,37 +62,57 @@ struct Row {
 void exclusiveOwned(AudioPathFacts& f) { f.exclusiveAccessEnabled = f.hogModeOwned = true; }
 void exclusiveNotOwned(AudioPathFacts& f) { f.exclusiveAccessEnabled = true; }
 void ratesDiffer(AudioPathFacts& f) { f.nominalRate = f.actualRate = 48000; }
+void isMP3(AudioPathFacts& f) { f.isLossless = false, f.sourceLabel = "MP3"; }
 
 const std::vector<Row> rows{
     {"1 Bluetooth at another rate", [](auto& f) { f.isBluetooth = true, ratesDiffer(f); }, Kind::converted, "CONVERTED",
-     "Bluetooth output is running at 48 kHz; Core Audio converts the 44.1 kHz source before the wireless codec."},
+     bluetoothRate},
+    {"1 Bluetooth, no rate could be read", [](auto& f) { f.isBluetooth = true, f.nominalRate = f.actualRate = 0; },
+     Kind::converted, "CONVERTED",
+     "Bluetooth output is running at an unknown rate; Core Audio converts the 44.1 kHz source before the wireless "
+     "codec."},
+    {"1 before 3", [](auto& f) { f.isBluetooth = true, ratesDiffer(f), f.clientFormatMatches = false; },
+     Kind::converted, "CONVERTED", bluetoothRate},
     {"2 Bluetooth, client match", [](auto& f) { f.isBluetooth = true; }, Kind::directPCM, "DIRECT PCM",
+     bluetoothEncoding},
+    {"2 before 6", [](auto& f) { f.isBluetooth = true, isMP3(f); }, Kind::directPCM, "DIRECT PCM", bluetoothEncoding},
+    {"2 before 7", [](auto& f) { f.isBluetooth = true, f.physicalFormat.reset(); }, Kind::directPCM, "DIRECT PCM",
      bluetoothEncoding},
     {"2 before 12: Bluetooth is never bit-perfect", [](auto& f) { f.isBluetooth = true, exclusiveOwned(f); },
      Kind::directPCM, "DIRECT PCM", bluetoothEncoding},
     {"3 Bluetooth, another client format", [](auto& f) { f.isBluetooth = true, f.clientFormatMatches = false; },
-     Kind::converted, "CONVERTED",
-     "Core Audio accepted a different client format before sending audio through the Bluetooth codec."},
-    {"4 rates differ", ratesDiffer, Kind::converted, "CONVERTED",
-     "The track is 44.1 kHz, but the device reports 48 kHz. Core Audio sample-rate conversion may be active."},
+     Kind::converted, "CONVERTED", bluetoothFormat},
+    {"4 rates differ", ratesDiffer, Kind::converted, "CONVERTED", anotherRate},
     {"4 the actual rate is the one shown", [](auto& f) { f.actualRate = 96000; }, Kind::converted, "CONVERTED",
      "The track is 44.1 kHz, but the device reports 96 kHz. Core Audio sample-rate conversion may be active."},
     {"4 no rate could be read", [](auto& f) { f.nominalRate = f.actualRate = 0; }, Kind::converted, "CONVERTED",
      "The track is 44.1 kHz, but the device reports an unknown rate. Core Audio sample-rate conversion may be active."},
+    {"4 the source has no rate", [](auto& f) { f.sourceRate = 0; }, Kind::converted, "CONVERTED",
+     "The track is an unknown rate, but the device reports 44.1 kHz. Core Audio sample-rate conversion may be active."},
     {"4 before 5", [](auto& f) { ratesDiffer(f), f.clientFormatMatches = false; }, Kind::converted, "CONVERTED",
-     "The track is 44.1 kHz, but the device reports 48 kHz. Core Audio sample-rate conversion may be active."},
+     anotherRate},
+    {"4 before 6", [](auto& f) { ratesDiffer(f), isMP3(f); }, Kind::converted, "CONVERTED", anotherRate},
+    {"4 before 9", [](auto& f) { ratesDiffer(f), f.physicalFormatCompatible = false; }, Kind::converted, "CONVERTED",
+     anotherRate},
     {"5 another client format", [](auto& f) { f.clientFormatMatches = false; }, Kind::converted, "CONVERTED",
-     "AUHAL accepted a different client PCM format, so format conversion may be active."},
-    {"5 before 6", [](auto& f) { f.clientFormatMatches = f.isLossless = false; }, Kind::converted, "CONVERTED",
-     "AUHAL accepted a different client PCM format, so format conversion may be active."},
-    {"6 lossy source", [](auto& f) { f.isLossless = false, f.sourceLabel = "MP3"; }, Kind::directPCM, "DIRECT PCM",
-     "MP3 is decoded to PCM and sent without app-level DSP at 44.1 kHz. Lossy source data cannot be bit-perfect."},
-    {"6 before 7", [](auto& f) { f.isLossless = false, f.sourceLabel = "MP3", f.physicalFormat.reset(); },
+     anotherClientFormat},
+    {"5 before 6", [](auto& f) { f.clientFormatMatches = false, isMP3(f); }, Kind::converted, "CONVERTED",
+     anotherClientFormat},
+    {"5 before 7", [](auto& f) { f.clientFormatMatches = false, f.physicalFormat.reset(); }, Kind::converted,
+     "CONVERTED", anotherClientFormat},
+    {"5 before 9", [](auto& f) { f.clientFormatMatches = f.physicalFormatCompatible = false; }, Kind::converted,
+     "CONVERTED", anotherClientFormat},
+    {"6 lossy source", isMP3, Kind::directPCM, "DIRECT PCM", lossyMP3},
+    {"6 nothing is made up for an empty label", [](auto& f) { f.isLossless = false, f.sourceLabel.clear(); },
      Kind::directPCM, "DIRECT PCM",
-     "MP3 is decoded to PCM and sent without app-level DSP at 44.1 kHz. Lossy source data cannot be bit-perfect."},
-    {"6 before 9", [](auto& f) { f.isLossless = false, f.sourceLabel = "MP3", f.physicalFormatCompatible = false; },
-     Kind::directPCM, "DIRECT PCM",
-     "MP3 is decoded to PCM and sent without app-level DSP at 44.1 kHz. Lossy source data cannot be bit-perfect."},
+     " is decoded to PCM and sent without app-level DSP at 44.1 kHz. Lossy source data cannot be bit-perfect."},
+    {"6 before 7", [](auto& f) { isMP3(f), f.physicalFormat.reset(); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
+    {"6 before 8", [](auto& f) { isMP3(f), f.physicalFormat.reset(), exclusiveNotOwned(f); }, Kind::directPCM,
+     "DIRECT PCM", lossyMP3},
+    {"6 before 9", [](auto& f) { isMP3(f), f.physicalFormatCompatible = false; }, Kind::directPCM, "DIRECT PCM",
+     lossyMP3},
+    {"6 before 10", [](auto& f) { isMP3(f), exclusiveNotOwned(f); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
+    {"6 before 12", [](auto& f) { isMP3(f), exclusiveOwned(f); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
     {"7 no physical format, shared", [](auto& f) { f.physicalFormat.reset(); }, Kind::directPCM, "DIRECT PCM",
      "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
      "format."},
@@ -94,14 +130,11 @@ const std::vector<Row> rows{
      [](auto& f) { f.physicalFormat.reset(), exclusiveNotOwned(f), f.hogModeSupported = false; }, Kind::directPCM,
      "DIRECT PCM", notExposed},
     {"9 the device cannot carry the source", [](auto& f) { f.physicalFormatCompatible = false; }, Kind::converted,
-     "CONVERTED",
-     "The device stream is 44.1 kHz, 24-bit integer, 2 ch, which does not preserve the source format exactly."},
+     "CONVERTED", narrowDevice},
     {"9 before 10", [](auto& f) { f.physicalFormatCompatible = false, exclusiveNotOwned(f); }, Kind::converted,
-     "CONVERTED",
-     "The device stream is 44.1 kHz, 24-bit integer, 2 ch, which does not preserve the source format exactly."},
+     "CONVERTED", narrowDevice},
     {"9 before 12", [](auto& f) { f.physicalFormatCompatible = false, exclusiveOwned(f); }, Kind::converted,
-     "CONVERTED",
-     "The device stream is 44.1 kHz, 24-bit integer, 2 ch, which does not preserve the source format exactly."},
+     "CONVERTED", narrowDevice},
     {"10 on but not owned", exclusiveNotOwned, Kind::directPCM, "DIRECT PCM", retained},
     {"10 on but not supported", [](auto& f) { exclusiveNotOwned(f), f.hogModeSupported = false; }, Kind::directPCM,
      "DIRECT PCM", notExposed},
@@ -115,12 +148,31 @@ const std::vector<Row> rows{
      "Exclusive Access, 44.1 kHz, and the device PCM format are confirmed. No app-level DSP is active."},
 };
 
+std::string yesNo(bool value) { return value ? "yes" : "no"; }
+
+// All that a verdict depends on, in columns.
+constexpr auto columns = "{:<46} {:<9} {:>6} {:>7} {:>6} {:<6} {:<5} {:<8} {:<30} {:<7} {:<9} {:<9} {:<5} {}\n";
+
+void printHead() {
+  fmt::print(columns, "row", "Bluetooth", "source", "nominal", "actual", "client", "label", "lossless",
+             "physical format", "carries", "exclusive", "supported", "owned", "verdict");
+}
+
+void print(const Row& row, const AudioPathFacts& f) {
+  fmt::print(columns, row.name, yesNo(f.isBluetooth), f.sourceRate, f.nominalRate, f.actualRate,
+             f.clientFormatMatches ? "same" : "other", f.sourceLabel, yesNo(f.isLossless),
+             f.physicalFormat ? formatDescription(*f.physicalFormat) : "absent",
+             f.physicalFormat ? yesNo(f.physicalFormatCompatible) : "-", yesNo(f.exclusiveAccessEnabled),
+             yesNo(f.hogModeSupported), yesNo(f.hogModeOwned), judgeAudioPath(f).label);
+}
+
 TEST(AudioPathVerdict, IsTheFirstRowThatApplies) {
+  printHead();
   for (const Row& row : rows) {
     AudioPathFacts facts = perfectFacts();
     row.change(facts);
     EXPECT_EQ(judgeAudioPath(facts), (AudioPathStatus{row.kind, row.label, row.detail})) << row.name;
-    std::printf("%-48s %s\n", row.name.c_str(), judgeAudioPath(facts).label.c_str());
+    print(row, facts);
   }
 }
 

@@ -202,5 +202,67 @@ TEST_F(ExclusiveAccessTest, LogsEveryChangeOnce) {
   EXPECT_THAT(changes, ElementsAre("requested", "checking", "active", "off"));
 }
 
+// What the verdict is judged from.
+
+TEST_F(ExclusiveAccessTest, ATransportThatCannotBeReadIsNoBluetooth) {
+  SimulatedDeviceConfig readable, missing, unreadable;
+  readable.transport = missing.transport = unreadable.transport = kAudioDeviceTransportTypeBluetoothLE;
+  missing.properties.missing = {kAudioDevicePropertyTransportType};
+  unreadable.properties.readFailures[kAudioDevicePropertyTransportType] = {};
+  for (const auto& [config, label] :
+       {std::pair{readable, "DIRECT PCM"}, {missing, "BIT-PERFECT"}, {unreadable, "BIT-PERFECT"}}) {
+    player->setOutputDevice(addDevice(config));
+    player->play(track);
+    EXPECT_EQ(path().label, label);
+  }
+}
+
+TEST_F(ExclusiveAccessTest, AClientFormatThatCannotBeReadBackIsNoMatch) {
+  addDevice();
+  hardware.failNext(UnitStage::readFormat, kAudioUnitErr_InvalidProperty);
+  player->play(track);
+  EXPECT_EQ(path(), (AudioPathStatus{PathKind::converted, "CONVERTED",
+                                     "AUHAL accepted a different client PCM format, so format conversion may be "
+                                     "active."}));
+  player->play(track);
+  EXPECT_EQ(path().label, "BIT-PERFECT") << "the next verdict reads anew";
+}
+
+TEST_F(ExclusiveAccessTest, AClientFormatThatIsAnotherIsNoMatch) {
+  addDevice();
+  hardware.setReportedClientFormat(float32PCM(44100, 2));
+  player->play(track);
+  EXPECT_EQ(path().label, "CONVERTED");
+}
+
+TEST_F(ExclusiveAccessTest, APhysicalFormatThatCannotBeReadIsNeverBitPerfect) {
+  SimulatedDeviceConfig withoutStreams, missing, unreadable;
+  withoutStreams.streams.clear();
+  missing.streams[0].properties.missing = {kAudioStreamPropertyPhysicalFormat};
+  unreadable.streams[0].properties.readFailures[kAudioStreamPropertyPhysicalFormat] = {};
+  for (const auto& config : {withoutStreams, missing, unreadable}) {
+    player->setOutputDevice(addDevice(config));
+    for (const bool isExclusive : {false, true}) {
+      player->setExclusiveAccessEnabled(isExclusive);
+      player->play(track);
+      EXPECT_EQ(path(), (AudioPathStatus{PathKind::directPCM, "DIRECT PCM",
+                                         std::string(isExclusive ? "Exclusive Access" : "Shared device access") +
+                                             " is active and the sample rate matches, but the device does not expose "
+                                             "its physical stream format."}));
+    }
+  }
+}
+
+TEST_F(ExclusiveAccessTest, RatesThatCannotBeReadAreNoMatch) {
+  SimulatedDeviceConfig config;
+  config.properties.readFailures[kAudioDevicePropertyNominalSampleRate] = {};
+  config.actualRate = SimulatedActualRate::unreadable;
+  addDevice(config);
+  player->play(track);
+  EXPECT_EQ(path(), (AudioPathStatus{PathKind::converted, "CONVERTED",
+                                     "The track is 44.1 kHz, but the device reports an unknown rate. Core Audio "
+                                     "sample-rate conversion may be active."}));
+}
+
 }  // namespace
 }  // namespace tolvane
