@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """figures.py BUILD_DIR: what the tests of the last run of CTest measured and tabulated, from their output that CTest keeps.
 
-Prints the table of verdicts as the unit tests found it, and the sum of the fault campaign's parts.
+Prints the table of verdicts as the unit tests found it, and the sum of the fault campaign's parts. Exits with 1 when the
+table or a part of the campaign is not there, or the campaign was shorter than it must be.
 """
 
 import pathlib
@@ -14,11 +15,16 @@ TOTALS = re.compile(r"^(\d+) simulated hours \((\d+) of them playing\) in (\d+) 
                     r"their end, (\d+) recoveries tried, (\d+) given up", re.MULTILINE)
 
 
+PARTS = 4  # of the campaign, as tests/engine/campaign/CampaignTest.cpp has them
+LEAST_HOURS = 10_000  # simulated, of all parts together
+
+
 def verdicts(text):
+    """(lines, whether they are what they should be), as campaign() has it."""
     found = TABLE.search(text)
     if not found:
-        return ["The table of verdicts did not pass."]
-    return ["Verdicts: row and facts, label", *(f"  {line}" for line in found[1].splitlines())]
+        return ["The table of verdicts did not pass."], False
+    return ["Verdicts (rates in hertz, 0 where none could be read)", *(f"  {line}" for line in found[1].splitlines())], True
 
 
 def campaign(text):
@@ -26,17 +32,24 @@ def campaign(text):
     parts = [list(map(int, found.groups())) for found in TOTALS.finditer(text)]
     violations = len(PART.findall(text)) - len(parts)
     if not parts:
-        return ["The fault campaign did not pass."]
+        return ["The fault campaign did not pass."], False
     hours, playing, worlds, steps, completions, recoveries, surrenders = map(sum, zip(*parts))
-    return [f"Fault campaign: {hours} simulated hours ({playing} of them playing) in {worlds} worlds, {steps} events, "
-            f"{completions} tracks played to their end, {recoveries} recoveries tried, {surrenders} given up, "
-            f"violations = {violations}"]
+    lines = [f"Fault campaign: {hours} simulated hours ({playing} of them playing) in {worlds} worlds, {steps} acts of users "
+             f"and devices, {completions} tracks played to their end, {recoveries} recoveries tried, {surrenders} given up, "
+             f"violations = {violations}"]
+    if len(parts) != PARTS:
+        lines.append(f"{len(parts)} of the campaign's {PARTS} parts came to their end.")
+    if hours < LEAST_HOURS:
+        lines.append(f"The campaign was shorter than {LEAST_HOURS} hours.")
+    return lines, len(lines) == 1 and violations == 0
 
 
 def main():
     text = (pathlib.Path(sys.argv[1]) / "Testing/Temporary/LastTest.log").read_text(errors="replace")
-    print("\n".join([*verdicts(text), "", *campaign(text)]))
+    (table, is_table_whole), (totals, is_campaign_whole) = verdicts(text), campaign(text)
+    print("\n".join([*table, "", *totals]))
+    return 0 if is_table_whole and is_campaign_whole else 1
 
 
 if __name__ == "__main__":
-    main()
+    sys.exit(main())
