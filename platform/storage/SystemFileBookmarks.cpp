@@ -59,6 +59,7 @@ std::vector<std::optional<ResolvedBookmark>> SystemFileBookmarks::resolve(std::s
     return results[file.index].has_value();
   };
   std::erase_if(missing, [&](const MissingFile& file) { return take(file, search.inItsFolder(file.token)); });
+  std::erase_if(missing, [&](const MissingFile& file) { return take(file, search.inItsRenamedFolder(file.token)); });
   for (const auto& file : missing) take(file, search.nearby(file.token));
   return results;
 }

@@ -71,24 +71,72 @@ TEST_F(SystemBookmarks, TheFilesOfARenamedFolderAreFound) {
 }
 
 TEST_F(SystemBookmarks, ARenamedFolderIsLookedIntoBeforeItsMoreNumerousNeighbours) {
-  SystemFileBookmarks hasty({.folders = 4, .entries = 1'000});
+  SystemFileBookmarks hasty({.folders = 0});
   const auto bookmark = bookmarkOf("music/m/1.wav");
   for (char letter = 'a'; letter < 'm'; ++letter) folder.write(std::string("music/") + letter + "/1.wav", "x");
   rename("music/m", "music/z");
   EXPECT_EQ(hasty.resolve(std::span(&bookmark, 1)).at(0), moved("music/z/1.wav"));
 }
 
-TEST_F(SystemBookmarks, TheSearchIsBounded) {
+TEST_F(SystemBookmarks, OfManyFoldersWithOneRenamedFileEachEveryFileIsFound) {
   std::vector<FileBookmark> list;
-  for (int number = 0; number < 20; ++number) {
+  std::vector<std::optional<ResolvedBookmark>> expected;
+  for (int number = 0; number < 40; ++number) {
     const std::string name = "music/" + std::to_string(number) + "/";
     list.push_back(bookmarkOf(name + "old.wav"));
     rename(name + "old.wav", name + "new.wav");
+    expected.emplace_back(moved(name + "new.wav"));
   }
-  SystemFileBookmarks hasty({.folders = 5, .entries = 1'000});
+  EXPECT_TRUE(SystemFileBookmarks({.folders = 5}).resolve(list) == expected);
+}
+
+TEST_F(SystemBookmarks, OfManyRenamedFoldersEveryFileIsFound) {
+  std::vector<FileBookmark> list;
+  std::vector<std::optional<ResolvedBookmark>> expected;
+  for (int number = 0; number < 40; ++number) {
+    const std::string name = "music/" + std::to_string(number);
+    list.push_back(bookmarkOf(name + "/1.wav"));
+    rename(name, name + " (remastered)");
+    expected.emplace_back(moved(name + " (remastered)/1.wav"));
+  }
+  EXPECT_TRUE(SystemFileBookmarks({.folders = 5}).resolve(list) == expected);
+}
+
+TEST_F(SystemBookmarks, ADiskThatIsNotThereCostsTheOtherFilesNothing) {
+  std::vector<FileBookmark> list;
+  for (int number = 0; number < 40; ++number)
+    list.push_back(bookmarkOf("disk/music/" + std::to_string(number) + "/1.wav"));
+  fs::remove_all(folder.path() / "disk/music");
+  list.push_back(bookmarkOf("home/music/a.wav"));
+  list.push_back(bookmarkOf("home/music/one/b.wav"));
+  rename("home/music/a.wav", "home/music/renamed.wav");
+  rename("home/music/one/b.wav", "home/music/two/b.wav");
+  SystemFileBookmarks hasty({.folders = 5});
   const auto found = hasty.resolve(list);
-  EXPECT_EQ(std::ranges::count_if(found, [](const auto& entry) { return entry.has_value(); }), 5);
-  EXPECT_EQ(found[0], moved("music/0/new.wav"));
+  EXPECT_EQ(std::ranges::count(found, std::optional<ResolvedBookmark>()), 40);
+  EXPECT_EQ(found[40], moved("home/music/renamed.wav"));
+  EXPECT_EQ(found[41], moved("home/music/two/b.wav"));
+}
+
+TEST_F(SystemBookmarks, TheSearchInTheFoldersAroundIsBounded) {
+  std::vector<FileBookmark> list;
+  for (int number = 0; number < 20; ++number) {
+    const auto name = std::to_string(number);
+    list.push_back(bookmarkOf("music/from/" + name + ".wav"));
+    rename("music/from/" + name + ".wav", "music/to " + name + "/a.wav");
+  }
+  SystemFileBookmarks hasty({.folders = 5});
+  const auto found = hasty.resolve(list);
+  EXPECT_EQ(std::ranges::count(found, std::optional<ResolvedBookmark>()), 15);
+  EXPECT_EQ(found[0], moved("music/to 0/a.wav"));
+}
+
+TEST_F(SystemBookmarks, TheEntriesThatAreReadAreBounded) {
+  const auto bookmark = bookmarkOf("music/a.wav");
+  rename("music/a.wav", "music/b.wav");
+  for (int number = 0; number < 100; ++number) folder.write("music/" + std::to_string(number), "x");
+  SystemFileBookmarks hasty({.ownEntries = 0});
+  EXPECT_EQ(hasty.resolve(std::span(&bookmark, 1)).at(0), std::nullopt);
 }
 
 TEST_F(SystemBookmarks, ADeletedFileIsGone) {

@@ -1,0 +1,12 @@
+#pragma once
+// Whether an entry of a folder is a file, a folder or something else. Any thread; rarely asks the disk.
+
+#include <dirent.h>
+
+namespace tolvane {
+
+/// DT_REG, DT_DIR or another. Most file systems tell with the name; only where one does not, the entry is asked itself.
+/// Never follows a link.
+[[nodiscard]] unsigned char typeOfEntry(int folderDescriptor, const dirent& entry);
+
+}  // namespace tolvane
