@@ -30,6 +30,7 @@ constexpr std::array kDeviceProperties = {
     PropertyPlace{kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput},
     PropertyPlace{kAudioDevicePropertyStreamConfiguration, kAudioObjectPropertyScopeOutput},
     PropertyPlace{kAudioDevicePropertyBufferFrameSize, kAudioObjectPropertyScopeGlobal},
+    PropertyPlace{kAudioDevicePropertyProcessingIsActive, kAudioObjectPropertyScopeGlobal},
 };
 constexpr std::array kStreamProperties = {
     PropertyPlace{kAudioStreamPropertyIsActive, kAudioObjectPropertyScopeGlobal},
@@ -77,6 +78,10 @@ void SimulatedDevice::notifyAbout(FourCharCode selector, FourCharCode scope) {
   surroundings_.notify(id_, {selector, scope, kAudioObjectPropertyElementMain});
 }
 
+void SimulatedDevice::notifyAboutStream(std::size_t stream, FourCharCode selector) {
+  surroundings_.notify(streamIDs_.at(stream), globalAddress(selector));
+}
+
 void SimulatedDevice::setNominalRateFromOutside(double hertz) {
   rateAlarm_->clear();
   rateHasChanged(hertz);
@@ -112,6 +117,11 @@ void SimulatedDevice::changeStreams(std::vector<SimulatedStreamConfig> streams) 
 
 void SimulatedDevice::setBufferFrameSize(std::uint32_t frames) {
   if (std::exchange(config_.bufferFrameSize, frames) != frames) notifyAbout(kAudioDevicePropertyBufferFrameSize);
+}
+
+void SimulatedDevice::setProcessingActive(bool isActive) {
+  if (std::exchange(config_.processingIsActive, isActive) != isActive)
+    notifyAbout(kAudioDevicePropertyProcessingIsActive);
 }
 
 void SimulatedDevice::stall() {
@@ -178,6 +188,7 @@ bool SimulatedDevice::hasProperty(AudioObjectID object, const AudioObjectPropert
   if (address.mSelector == kAudioDevicePropertyActualSampleRate && config_.actualRate == SimulatedActualRate::absent) {
     return false;
   }
+  if (address.mSelector == kAudioDevicePropertyProcessingIsActive && !config_.processingIsActive) return false;
   return std::ranges::any_of(kDeviceProperties, isHere) && !config_.properties.missing.contains(address.mSelector);
 }
 
@@ -213,6 +224,8 @@ std::expected<AudioPropertyValue, OSStatus> SimulatedDevice::readDevice(FourChar
     }
     case kAudioDevicePropertyBufferFrameSize:
       return config_.bufferFrameSize;
+    case kAudioDevicePropertyProcessingIsActive:
+      return config_.processingIsActive.value_or(false) ? 1U : 0U;
     default:
       return std::unexpected(kAudioHardwareUnknownPropertyError);
   }

@@ -43,8 +43,10 @@ class SimulatedDevice {
   /// New streams with new ids.
   void changeStreams(std::vector<SimulatedStreamConfig> streams);
   void setBufferFrameSize(std::uint32_t frames);
+  void setProcessingActive(bool isActive);
   /// Announces a property without changing it, as some drivers do.
   void notifyAbout(FourCharCode selector, FourCharCode scope = kAudioObjectPropertyScopeGlobal);
+  void notifyAboutStream(std::size_t stream, FourCharCode selector);
   /// What else the script says; changing it announces nothing. (bufferFrameSize, rates: as for a new device.)
   [[nodiscard]] SimulatedDeviceConfig& script() { return config_; }
 

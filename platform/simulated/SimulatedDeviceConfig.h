@@ -83,6 +83,8 @@ struct SimulatedDeviceConfig {
   /// Units of this process cannot open the device while another process owns it. Off: they can (a driver that keeps
   /// shared access alive).
   bool foreignHogShutsOut = true;
+  /// What the device says of processing behind a unit; nothing: it has no such property.
+  std::optional<bool> processingIsActive{};
 
   std::uint32_t bufferFrameSize = 512;  ///< reported, frames
   std::uint32_t periodFrames = 0;       ///< pulled at a time; 0: bufferFrameSize, 512 if that is 0

@@ -1,4 +1,3 @@
-#include "platform/FourCharText.h"
 #include "tests/engine/PlayerFixture.h"
 
 namespace tolvane {
@@ -124,49 +123,6 @@ TEST_F(OutputSupervisionTest, ANotificationThatArrivesAfterThePlayerIsGoneFindsN
   player.reset();
   advance(1s);
   EXPECT_EQ(hardware.listenerCount(), 0U);
-}
-
-TEST_F(OutputSupervisionTest, AListenerThatCannotBeInstalledIsLoggedAndTolerated) {
-  device(id).script().properties.listenerFailures[kAudioDevicePropertyBufferFrameSize] = {-66, 1};
-  player->play(track);
-  EXPECT_TRUE(log.contains("Could not observe audio property " + std::to_string(kAudioDevicePropertyBufferFrameSize) +
-                           ": -66"));
-  EXPECT_EQ(hardware.listenerCount(), 9U);
-  EXPECT_TRUE(isPlaying());
-}
-
-TEST_F(OutputSupervisionTest, EveryObservedPropertyRecoversButHogMode) {
-  const AudioObjectPropertyAddress deviceProperties[] = {
-      globalAddress(kAudioDevicePropertyNominalSampleRate),   globalAddress(kAudioDevicePropertyActualSampleRate),
-      globalAddress(kAudioDevicePropertyDeviceIsAlive),       outputAddress(kAudioDevicePropertyStreams),
-      outputAddress(kAudioDevicePropertyStreamConfiguration), globalAddress(kAudioDevicePropertyBufferFrameSize)};
-  for (const auto& address : deviceProperties) {
-    player->play(track);
-    const auto before = recoveries();
-    device(id).notifyAbout(address.mSelector, address.mScope);
-    advance(1s);
-    EXPECT_EQ(recoveries(), before + 1) << fourCharText(address.mSelector);
-  }
-  player->play(track);
-  const auto before = recoveries();
-  device(id).notifyAbout(kAudioDevicePropertyHogMode);
-  advance(1s);
-  EXPECT_EQ(recoveries(), before);
-  player->play(track);
-  device(id).setStreamActive(0, false);
-  advance(1s);
-  EXPECT_EQ(recoveries(), before + 1);
-  player->play(track);
-  device(id).setPhysicalFormat(0, float32PCM(44100, 2));
-  advance(1s);
-  EXPECT_EQ(recoveries(), before + 2);
-}
-
-TEST_F(OutputSupervisionTest, PropertiesThatAreMissingAreNotObserved) {
-  device(id).script().properties.missing = {kAudioDevicePropertyActualSampleRate};
-  player->play(track);
-  EXPECT_EQ(hardware.listenerCount(), 9U);
-  EXPECT_TRUE(log.messages().front().starts_with("Configured output device"));
 }
 
 // Health.

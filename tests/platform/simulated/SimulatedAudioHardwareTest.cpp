@@ -125,6 +125,22 @@ TEST_F(SimulatedAudioHardwareTest, theActualRateBehavesAsScripted) {
   EXPECT_DOUBLE_EQ(*actualRate(drifting), 47998.8);
 }
 
+TEST_F(SimulatedAudioHardwareTest, processingBehindTheUnitsIsToldOnlyWhereTheScriptHasIt) {
+  const auto silent = hardware_.addDevice({});
+  EXPECT_FALSE(hardware_.hasProperty(silent, global(kAudioDevicePropertyProcessingIsActive)));
+  const auto telling = hardware_.addDevice({.processingIsActive = false});
+  const auto processing = [&] {
+    return hardware_.propertyData(telling, global(kAudioDevicePropertyProcessingIsActive)).value();
+  };
+  listen(telling, global(kAudioDevicePropertyProcessingIsActive));
+  EXPECT_EQ(processing(), AudioPropertyValue(0U));
+  hardware_.device(telling).setProcessingActive(true);
+  hardware_.device(telling).setProcessingActive(true);
+  loop_.advance(0ms);
+  EXPECT_EQ(processing(), AudioPropertyValue(1U));
+  EXPECT_EQ(told_.size(), 1U);
+}
+
 TEST_F(SimulatedAudioHardwareTest, aRateChangeFromOutsideAnnouncesRatesAndFormats) {
   const auto dac = hardware_.addDevice({});
   listen(dac, global(kAudioDevicePropertyNominalSampleRate));

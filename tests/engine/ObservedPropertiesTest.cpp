@@ -1,0 +1,91 @@
+#include "platform/FourCharText.h"
+#include "tests/engine/PlayerFixture.h"
+
+namespace tolvane {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// What OutputSupervision listens to, and what each of it brings about.
+class ObservedPropertiesTest : public PlayerFixture {
+ protected:
+  [[nodiscard]] std::uint64_t recoveries() const { return player->statistics().recoveries; }
+
+  AudioObjectID id = addDevice();
+  FileURL track = addTrack("/song.wav", 441000);
+};
+
+TEST_F(ObservedPropertiesTest, AListenerThatCannotBeInstalledIsLoggedAndTolerated) {
+  device(id).script().properties.listenerFailures[kAudioDevicePropertyBufferFrameSize] = {-66, 1};
+  player->play(track);
+  EXPECT_TRUE(log.contains("Could not observe audio property " + std::to_string(kAudioDevicePropertyBufferFrameSize) +
+                           ": -66"));
+  EXPECT_EQ(hardware.listenerCount(), 9U);
+  EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(ObservedPropertiesTest, EveryObservedPropertyOfTheDeviceRecoversButHogModeAndProcessing) {
+  device(id).script().processingIsActive = false;
+  const AudioObjectPropertyAddress recovering[] = {
+      globalAddress(kAudioDevicePropertyNominalSampleRate),   globalAddress(kAudioDevicePropertyActualSampleRate),
+      globalAddress(kAudioDevicePropertyDeviceIsAlive),       outputAddress(kAudioDevicePropertyStreams),
+      outputAddress(kAudioDevicePropertyStreamConfiguration), globalAddress(kAudioDevicePropertyBufferFrameSize)};
+  for (const auto& address : recovering) {
+    player->play(track);
+    const auto before = recoveries();
+    device(id).notifyAbout(address.mSelector, address.mScope);
+    advance(1s);
+    EXPECT_EQ(recoveries(), before + 1) << fourCharText(address.mSelector);
+  }
+  for (const FourCharCode selector : {kAudioDevicePropertyHogMode, kAudioDevicePropertyProcessingIsActive}) {
+    player->play(track);
+    const auto before = recoveries();
+    device(id).notifyAbout(selector);
+    advance(1s);
+    EXPECT_EQ(recoveries(), before) << fourCharText(selector);
+  }
+  EXPECT_EQ(hardware.listenerCount(), std::size(recovering) + 2 + 3) << "the device has these, its stream three";
+}
+
+TEST_F(ObservedPropertiesTest, EveryObservedPropertyOfAStreamRecovers) {
+  for (const FourCharCode selector :
+       {kAudioStreamPropertyPhysicalFormat, kAudioStreamPropertyVirtualFormat, kAudioStreamPropertyIsActive}) {
+    player->play(track);
+    const auto before = recoveries();
+    device(id).notifyAboutStream(0, selector);
+    advance(1s);
+    EXPECT_EQ(recoveries(), before + 1) << fourCharText(selector);
+  }
+}
+
+TEST_F(ObservedPropertiesTest, ProcessingBehindTheUnitMakesANewVerdictAndNoRecovery) {
+  device(id).script().processingIsActive = false;
+  player->play(track);
+  advance(1s);
+  auto& unreadable = device(id).script().streams[0].properties.readFailures;
+  unreadable[kAudioStreamPropertyPhysicalFormat] = {};
+  advance(1s);
+  EXPECT_EQ(path().label, "BIT-PERFECT") << "nobody has said yet that it is another";
+  device(id).setProcessingActive(true);
+  advance(0ms);
+  EXPECT_EQ(path(), (AudioPathStatus{PathKind::directPCM, "DIRECT PCM",
+                                     "Shared device access is active and the sample rate matches, but the device does "
+                                     "not expose its physical stream format."}));
+  unreadable.clear();
+  device(id).setProcessingActive(false);
+  advance(0ms);
+  EXPECT_EQ(path().label, "BIT-PERFECT");
+  advance(20s);
+  EXPECT_EQ(recoveries(), 0U);
+  EXPECT_EQ(completions(), 1);
+}
+
+TEST_F(ObservedPropertiesTest, PropertiesThatAreMissingAreNotObserved) {
+  device(id).script().properties.missing = {kAudioDevicePropertyActualSampleRate};
+  player->play(track);
+  EXPECT_EQ(hardware.listenerCount(), 9U);
+  EXPECT_TRUE(log.messages().front().starts_with("Configured output device"));
+}
+
+}  // namespace
+}  // namespace tolvane
