@@ -21,10 +21,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Every character below U+0300, whose UTF-8 begins with 0xCC, is composed already, and no two of them compose.
+bool isSurelyComposed(std::string_view text) {
+  return std::ranges::all_of(text, [](unsigned char c) { return c < 0xCC; });
+}
+
 /// The composed spelling, where it is another one. UTF-8 orders by code point when its bytes are compared. A name that
 /// is not UTF-8 counts as it is.
 std::optional<std::string> recomposed(std::string_view text) {
-  if (std::ranges::all_of(text, [](unsigned char c) { return c < 0x80; })) return std::nullopt;
+  if (isSurelyComposed(text)) return std::nullopt;
   utf8proc_uint8_t* mapped = nullptr;
   const auto length =
       utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()), static_cast<utf8proc_ssize_t>(text.size()),
@@ -37,7 +42,7 @@ std::optional<std::string> recomposed(std::string_view text) {
 
 /// Component by component, so that one that is not UTF-8 does not hide the others.
 std::optional<std::string> recomposedPath(std::string_view path) {
-  if (std::ranges::all_of(path, [](unsigned char c) { return c < 0x80; })) return std::nullopt;
+  if (isSurelyComposed(path)) return std::nullopt;
   std::string composed;
   for (std::size_t at = 0; at < path.size();) {
     const auto end = std::min(path.find('/', at), path.size());
@@ -56,11 +61,26 @@ std::string standardisedPath(const std::string& path) {
   return standardised;
 }
 
+/// The beginning of the paths of a folder's files, which are too many to recompose it for each.
+struct Folder {
+  /// REQUIRES: `path` ends in a slash.
+  explicit Folder(std::string path) : prefix(std::move(path)), composed(recomposedPath(prefix)) {}
+
+  std::string prefix;
+  std::optional<std::string> composed;
+};
+
 /// A file that was found, and what it is sorted by. A million of them is a usual collection: small, and quick to order.
 class Found {
  public:
-  Found(std::string path, std::uint32_t given) : path_(std::move(path)), given_(given) {
-    if (auto composed = recomposedPath(path_)) composed_ = std::make_unique<const std::string>(std::move(*composed));
+  Found(const Folder& folder, std::string_view name, std::uint32_t given) : path_(folder.prefix), given_(given) {
+    path_ += name;
+    const auto composedName = recomposed(name);
+    if (folder.composed || composedName) {
+      std::string composed = folder.composed.value_or(folder.prefix);
+      composed += composedName ? std::string_view(*composedName) : name;
+      composed_ = std::make_unique<const std::string>(std::move(composed));
+    }
     nameBegin_ = static_cast<std::uint32_t>(sortedPath().rfind('/') + 1);
     const auto sorted = sortedName();
     for (std::size_t i = 0; i < sizeof(beginning_); ++i)
@@ -122,7 +142,8 @@ class Collector {
     if (fs::is_directory(status)) {
       walk(std::move(path));
     } else if ((fs::is_symlink(status) || fs::is_regular_file(status)) && isSupportedAudioFile(FileURL(path))) {
-      found_.emplace_back(std::move(path), given_);
+      const auto nameBegin = path.rfind('/') + 1;
+      found_.emplace_back(Folder(path.substr(0, nameBegin)), std::string_view(path).substr(nameBegin), given_);
     }
   }
 
@@ -148,17 +169,17 @@ class Collector {
     }
   }
 
-  void read(const std::string& folder, std::vector<std::string>& pending) {
-    const Directory directory = openDirectory(folder);
+  void read(const std::string& path, std::vector<std::string>& pending) {
+    const Directory directory = openDirectory(path);
     if (!directory) return;
-    const std::string prefix = folder.ends_with('/') ? folder : folder + '/';
+    const Folder folder(path.ends_with('/') ? path : path + '/');
     while (const dirent* entry = ::readdir(directory.get())) {
       if (stop_.stop_requested()) return;
       const std::string name = entry->d_name;
       if (name.starts_with('.')) continue;
       const auto type = typeOf(directory, *entry);
-      if (type == DT_DIR) pending.push_back(prefix + name);
-      if (type == DT_REG && isSupportedAudioFile(FileURL(name))) found_.emplace_back(prefix + name, given_);
+      if (type == DT_DIR) pending.push_back(folder.prefix + name);
+      if (type == DT_REG && isSupportedAudioFile(FileURL(name))) found_.emplace_back(folder, name, given_);
     }
   }
 

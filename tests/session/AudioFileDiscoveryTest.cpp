@@ -70,6 +70,39 @@ TEST_F(AudioFileDiscovery, OfTwoSpellingsOfOnePathTheFirstIsKept) {
   EXPECT_THAT(found({composed, decomposed}), ElementsAre(relative(composed)));
 }
 
+TEST_F(AudioFileDiscovery, AFoldersSpellingCountsForAllItsFiles) {
+  const std::vector decomposed{file("e\xCC\x81/a.wav"), file("e\xCC\x81/\xC3\xA9.wav"),
+                               file("e\xCC\x81/o\xCC\x88.wav")};
+  const std::vector composed{file("\xC3\xA9/a.wav"), file("\xC3\xA9/\xC3\xA9.wav"), file("\xC3\xA9/\xC3\xB6.wav")};
+  for (std::size_t i = 0; i < composed.size(); ++i) {
+    EXPECT_THAT(found({decomposed[i], composed[i]}), ElementsAre(relative(decomposed[i])));
+    EXPECT_THAT(found({composed[i], folder.url("e\xCC\x81")}), testing::SizeIs(composed.size()));
+  }
+}
+
+TEST(Names, WhoseSpellingsAreCanonicallyTheSameAreOne) {
+  struct Spellings {
+    const char* one;
+    const char* other;
+    bool isSame;
+  };
+  const std::vector<Spellings> table{
+      {"\xCB\xBF", "\xCC\x80", false},                     // U+02FF and U+0300: on both sides of the first mark
+      {"\xCD\x80", "\xCC\x80", true},                      // U+0340 is another U+0300
+      {"\xE2\x84\xAB", "\xC3\x85", true},                  // the Angstrom sign is A with a ring
+      {"\xE1\x84\x80\xE1\x85\xA1", "\xEA\xB0\x80", true},  // a Hangul syllable and its two letters
+      {"\xE3\x81\x8B\xE3\x82\x99", "\xE3\x81\x8C", true},  // a kana and its voicing mark
+      {"q\xCC\x87\xCC\xA3", "q\xCC\xA3\xCC\x87", true},    // marks above and below, in either order
+      {"\xC3", "\xC3\xA9", false},                         // not UTF-8
+      {"\xCC\x81\xFF", "\xCD\x81\xFF", false},             // not UTF-8: as it is, though U+0341 is U+0301
+      {"\xEF\xAC\x81", "fi", false},                       // a ligature is another text
+  };
+  for (const auto& [one, other, isSame] : table) {
+    const std::vector urls{FileURL("/" + std::string(one) + ".wav"), FileURL("/" + std::string(other) + ".wav")};
+    EXPECT_EQ(sortedSupportedAudioFiles(urls).size(), isSame ? 1U : 2U) << one << " " << other;
+  }
+}
+
 TEST_F(AudioFileDiscovery, NamesThatAreNotUtf8AreFoundAsTheyAre) {
   file("\xFF\xFE.wav");
   EXPECT_THAT(foundInFolder(), ElementsAre("\xFF\xFE.wav"));
