@@ -6,7 +6,9 @@
 #include <QDBusServiceWatcher>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <utility>
 
@@ -88,8 +90,19 @@ ReservationBus::Peer peerFrom(const QDBusMessage& process, const QDBusMessage& p
   return peer;
 }
 
-std::string otherThan(const QDBusConnection& connection, const QString& owner) {
-  return owner == connection.baseService() ? "" : owner.toStdString();
+ReservationBus::NameOwner ownerFrom(const QDBusConnection& connection, const QString& owner) {
+  using Who = ReservationBus::NameOwner::Who;
+  if (owner.isEmpty()) return {Who::nobody};
+  if (owner == connection.baseService()) return {Who::us};
+  return {Who::another, owner.toStdString()};
+}
+
+std::expected<ReservationBus::NameOwner, ReservationBus::Failure> ownerFrom(const QDBusConnection& connection,
+                                                                            const QDBusMessage& reply) {
+  if (hasNoOwner(reply)) return ReservationBus::NameOwner{};
+  const auto owner = valueOf<QString>(reply);
+  if (!owner) return std::unexpected(failure(reply));
+  return ownerFrom(connection, *owner);
 }
 
 }  // namespace
@@ -100,15 +113,19 @@ struct ReservationBus::Implementation final : QDBusVirtualObject {
       : connection(std::move(bus)),
         events(listener),
         watcher(protocol + u'*', connection, QDBusServiceWatcher::WatchForOwnerChange) {
-    QObject::connect(&watcher, &QDBusServiceWatcher::serviceOwnerChanged, this, [this](const QString& name) {
-      if (const auto card = cardAfter(protocol + u'.', name)) events.nameMoved(*card);
-    });
+    QObject::connect(&watcher, &QDBusServiceWatcher::serviceOwnerChanged, this,
+                     [this](const QString& name, const QString& /*before*/, const QString& owner) {
+                       const auto card = cardAfter(protocol + u'.', name);
+                       if (card) events.nameMoved(*card, ownerFrom(connection, owner));
+                     });
     connection.registerVirtualObject(objectRoot, this, QDBusConnection::SubPath);
   }
   ~Implementation() override { QDBusConnection::disconnectFromBus(connection.name()); }
 
   QDBusMessage call(const QDBusMessage& message) const {
-    return connection.call(message, QDBus::Block, replyMilliseconds);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count();
+    if (left <= 0) return QDBusMessage::createError(QDBusError::NoReply, QStringLiteral("the session bus is too slow"));
+    return connection.call(message, QDBus::Block, static_cast<int>(std::min<std::int64_t>(left, replyMilliseconds)));
   }
 
   void ask(const QDBusMessage& message, std::function<void(const QDBusMessage&)> answer) {
@@ -129,6 +146,7 @@ struct ReservationBus::Implementation final : QDBusVirtualObject {
   QDBusConnection connection;
   Events& events;
   QDBusServiceWatcher watcher;
+  Deadline deadline = Deadline::max();
   std::map<int, Published> published;
 };
 
@@ -215,12 +233,12 @@ ReservationBus::~ReservationBus() = default;
 
 bool ReservationBus::isConnected() const { return implementation_->connection.isConnected(); }
 
-std::expected<std::string, ReservationBus::Failure> ReservationBus::otherOwner(int card) const {
-  const QDBusMessage reply = implementation_->call(nameOwnerCall(card));
-  if (hasNoOwner(reply)) return "";
-  const auto owner = valueOf<QString>(reply);
-  if (!owner) return std::unexpected(failure(reply));
-  return otherThan(implementation_->connection, *owner);
+void ReservationBus::answerBy(Deadline deadline) { implementation_->deadline = deadline; }
+
+bool ReservationBus::isLate() const { return std::chrono::steady_clock::now() >= implementation_->deadline; }
+
+std::expected<ReservationBus::NameOwner, ReservationBus::Failure> ReservationBus::nameOwner(int card) const {
+  return ownerFrom(implementation_->connection, implementation_->call(nameOwnerCall(card)));
 }
 
 ReservationBus::Peer ReservationBus::peer(int card, const std::string& owner) const {
@@ -246,10 +264,9 @@ ReservationBus::Release ReservationBus::requestRelease(int card, const std::stri
   return valueOf<bool>(reply).value_or(false) ? Release::agreed : Release::refused;
 }
 
-void ReservationBus::askOtherOwner(int card, std::function<void(const std::string&)> answer) {
+void ReservationBus::askNameOwner(int card, std::function<void(const std::expected<NameOwner, Failure>&)> answer) {
   implementation_->ask(nameOwnerCall(card), [this, answer = std::move(answer)](const QDBusMessage& reply) {
-    if (hasNoOwner(reply)) return answer("");
-    if (const auto owner = valueOf<QString>(reply)) answer(otherThan(implementation_->connection, *owner));
+    answer(ownerFrom(implementation_->connection, reply));
   });
 }
 

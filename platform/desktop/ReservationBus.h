@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <expected>
 #include <functional>
@@ -15,11 +16,18 @@ namespace tolvane {
 
 class ReservationBus {
  public:
+  struct NameOwner {
+    enum class Who : std::uint8_t { nobody, us, another };
+
+    Who who = Who::nobody;
+    std::string connection{};  ///< another's unique name
+  };
+
   class Events {
    public:
     virtual ~Events() = default;
-    /// The card's name came to another owner, or to none. Only a hint: ask.
-    virtual void nameMoved(int card) = 0;
+    /// The card's name came to this owner. By now it may have moved again: ask.
+    virtual void nameMoved(int card, const NameOwner& owner) = 0;
     /// Another program asks for a published card. The answer is sent, then releaseAnswered() runs if it was true.
     virtual bool releaseRequested(int card, std::int32_t priority) = 0;
     virtual void releaseAnswered(int card) = 0;
@@ -43,16 +51,18 @@ class ReservationBus {
 
   [[nodiscard]] bool isConnected() const;
 
-  // Answered before they return.
-  /// The connection that owns the card's name: empty when none does, or this one.
-  [[nodiscard]] std::expected<std::string, Failure> otherOwner(int card) const;
+  // Answered before they return, each in half a second, and all until the deadline; what comes after it is not sent.
+  using Deadline = std::chrono::steady_clock::time_point;
+  void answerBy(Deadline deadline);
+  [[nodiscard]] bool isLate() const;
+  [[nodiscard]] std::expected<NameOwner, Failure> nameOwner(int card) const;
   [[nodiscard]] Peer peer(int card, const std::string& owner) const;
   /// True: the name is ours. `replaces` takes it from an owner that allows it.
   [[nodiscard]] std::expected<bool, Failure> requestName(int card, bool replaces) const;
   [[nodiscard]] Release requestRelease(int card, const std::string& owner, std::int32_t priority) const;
 
-  // Answered in a later turn, and not at all when the bus goes before.
-  void askOtherOwner(int card, std::function<void(const std::string&)> answer);
+  // Answered in a later turn, when the bus is silent with a failure; not at all when this object goes before.
+  void askNameOwner(int card, std::function<void(const std::expected<NameOwner, Failure>&)> answer);
   void askPeer(int card, const std::string& owner, std::function<void(const Peer&)> answer);
 
   void releaseName(int card);

@@ -1,5 +1,6 @@
 #include "platform/desktop/SessionBusReservation.h"
 
+#include <algorithm>
 #include <chrono>
 #include <map>
 #include <utility>
@@ -16,8 +17,11 @@ using std::chrono::seconds;
 constexpr std::string_view category = "DeviceReservation";
 constexpr milliseconds longestLettingGo{500};  // between a program's consent and its name being free
 constexpr milliseconds betweenTries{5};
-constexpr seconds refusalCounts{10};  // so long a program that ranks lower and does not let go is left alone
-constexpr seconds betweenConnections{30};
+constexpr seconds refusalCounts{10};       // so long a program that ranks lower and does not let go is left alone
+constexpr seconds betweenConnections{30};  // and so long a bus that was silent is asked nothing
+// For all the questions of one operation.
+constexpr seconds longestOwner{1};
+constexpr seconds longestAcquire{2};
 
 }  // namespace
 
@@ -32,7 +36,11 @@ class SessionBusReservation::Implementation final : public std::enable_shared_fr
   std::expected<Hold, Refusal> acquire(int card, const std::string& deviceName);
 
  private:
+  using NameOwner = ReservationBus::NameOwner;
+  using Who = NameOwner::Who;
+
   struct Card {
+    std::string deviceName;      ///< as last acquired
     bool isKnown = false;        ///< `owner` is what the bus told
     std::optional<Owner> owner;  ///< another program
     std::weak_ptr<void> hold;    ///< alive: somebody here relies on the reservation
@@ -56,16 +64,23 @@ class SessionBusReservation::Implementation final : public std::enable_shared_fr
   };
 
   bool connect();
+  bool isReady(seconds limit);
   void busFailed(const std::string& why);
+  void dropConnection();
   bool ask(int card, std::string& uniqueName);
   [[nodiscard]] std::expected<bool, ReservationBus::Failure> takeName(int card);
+  [[nodiscard]] std::optional<bool> reserve(int card);
+  void ownerIs(int card, const NameOwner& owner, std::uint64_t question);
+  void keepHolds();
+  void takeAgain(int card);
+  void takenAway(int card);
   void apply(int card, std::optional<Owner> owner);
   [[nodiscard]] Owner describe(const ReservationBus::Peer& peer) const;
   void holdHasGone(int card);
   void letGo(int card);
 
   // ReservationBus::Events
-  void nameMoved(int card) override;
+  void nameMoved(int card, const NameOwner& owner) override;
   bool releaseRequested(int card, std::int32_t priority) override;
   void releaseAnswered(int card) override { letGo(card); }
 
@@ -76,6 +91,8 @@ class SessionBusReservation::Implementation final : public std::enable_shared_fr
   std::map<int, Card> cards_;
   std::unique_ptr<ReservationBus> bus_;
   std::optional<RunLoop::TimePoint> lastConnection_;
+  std::optional<RunLoop::TimePoint> silentUntil_;
+  RunLoop::Timer keeper_;  ///< while there are holds
   bool hasLoggedFailure_ = false;
 };
 
@@ -94,15 +111,28 @@ bool SessionBusReservation::Implementation::connect() {
     return false;
   }
   bus_ = *std::move(bus);
+  silentUntil_.reset();
   return true;
 }
 
-/// What is held stays held: the kernel's own exclusivity serves on.
+/// There is a bus to ask, and it is to answer all that is asked in this time.
+bool SessionBusReservation::Implementation::isReady(seconds limit) {
+  const auto deadline = std::chrono::steady_clock::now() + limit;
+  if (!connect() || (silentUntil_ && runLoop_.now() < *silentUntil_)) return false;
+  bus_->answerBy(deadline);
+  return true;
+}
+
+/// What is held stays held: the kernel's own exclusivity serves on. A connection that is only slow is kept, because the
+/// bus takes every name back from one that goes.
 void SessionBusReservation::Implementation::busFailed(const std::string& why) {
-  // Not at once: this may be one of the bus's own turns.
-  if (bus_) runLoop_.post([self = shared_from_this(), gone = std::shared_ptr<ReservationBus>(std::move(bus_))] {});
+  if (bus_ && bus_->isConnected()) {
+    silentUntil_ = runLoop_.now() + betweenConnections;
+  } else {
+    dropConnection();
+  }
   for (auto& [number, card] : cards_) {
-    card.isReserved = false;
+    if (card.isReserved) continue;  // news of its loss may be under way
     card.isKnown = false;
     card.owner.reset();
     ++card.questions;
@@ -112,18 +142,24 @@ void SessionBusReservation::Implementation::busFailed(const std::string& why) {
              "Sound cards are not reserved on the session bus, because " + why + ". The kernel keeps others away.");
 }
 
+void SessionBusReservation::Implementation::dropConnection() {
+  // Not at once: this may be one of the bus's own turns.
+  if (bus_) runLoop_.post([self = shared_from_this(), gone = std::shared_ptr<ReservationBus>(std::move(bus_))] {});
+  for (auto& [number, card] : cards_) card.isReserved = false;
+}
+
 /// Who has the card now. False when the bus has failed.
 bool SessionBusReservation::Implementation::ask(int card, std::string& uniqueName) {
   auto& entry = cards_[card];
   ++entry.questions;
-  const auto name = bus_->otherOwner(card);
+  const auto name = bus_->nameOwner(card);
   if (!name) {
     busFailed(name.error());
     return false;
   }
-  uniqueName = *name;
+  uniqueName = name->connection;
   std::optional<Owner> owner;
-  if (!name->empty()) owner = describe(bus_->peer(card, *name));
+  if (name->who == Who::another) owner = describe(bus_->peer(card, uniqueName));
   entry.isKnown = true;
   apply(card, owner);
   return true;
@@ -142,25 +178,29 @@ void SessionBusReservation::Implementation::apply(int card, std::optional<Owner>
   });
 }
 
-void SessionBusReservation::Implementation::nameMoved(int card) {
+void SessionBusReservation::Implementation::nameMoved(int card, const NameOwner& owner) {
   if (!bus_) return;
   const std::uint64_t question = ++cards_[card].questions;
-  // By the time this is heard it may have moved again: what counts is who has it now.
-  bus_->askOtherOwner(card, [this, card, question](const std::string& name) {
-    auto& asked = cards_[card];
-    if (asked.questions != question) return;
-    asked.isKnown = true;
-    if (name.empty()) return apply(card, std::nullopt);
-    if (std::exchange(asked.isReserved, false) && !asked.hold.expired()) {
-      log_.write(LogLevel::standard, category,
-                 "Another program has taken the reservation of card " + std::to_string(card) + " away");
-      if (bus_) bus_->unpublish(card);
-      if (handlers_.mustYield) handlers_.mustYield(card);
-    }
-    if (!bus_) return;
-    bus_->askPeer(card, name, [this, card, question](const ReservationBus::Peer& peer) {
-      if (cards_[card].questions == question) apply(card, describe(peer));
-    });
+  // By the time this is heard it may have moved again: what counts is who has it now. Only of a bus that does not say
+  // so the news are believed.
+  bus_->askNameOwner(card, [this, card, question, owner](const auto& answer) {
+    if (cards_[card].questions != question) return;
+    cards_[card].isKnown = answer.has_value();
+    ownerIs(card, answer.value_or(owner), question);
+  });
+}
+
+void SessionBusReservation::Implementation::ownerIs(int card, const NameOwner& owner, std::uint64_t question) {
+  auto& entry = cards_[card];
+  if (owner.who == Who::us) return apply(card, std::nullopt);
+  const bool isLost = std::exchange(entry.isReserved, false) && !entry.hold.expired();
+  // Whoever took it away has left it since.
+  if (isLost && owner.who == Who::nobody && isReady(longestOwner)) return takeAgain(card);
+  if (owner.who == Who::nobody) return apply(card, std::nullopt);
+  if (isLost) takenAway(card);
+  if (!bus_) return;
+  bus_->askPeer(card, owner.connection, [this, card, question](const ReservationBus::Peer& peer) {
+    if (cards_[card].questions == question) apply(card, describe(peer));
   });
 }
 
@@ -168,7 +208,7 @@ void SessionBusReservation::Implementation::nameMoved(int card) {
 
 std::optional<DeviceReservation::Owner> SessionBusReservation::Implementation::owner(int card) {
   std::string uniqueName;
-  if (!connect() || (!cards_[card].isKnown && !ask(card, uniqueName))) return std::nullopt;
+  if (!isReady(longestOwner) || (!cards_[card].isKnown && !ask(card, uniqueName))) return std::nullopt;
   Card& entry = cards_[card];
   auto owner = entry.owner;
   if (owner && entry.refusalCountsUntil && runLoop_.now() < *entry.refusalCountsUntil) owner->yields = false;
@@ -192,40 +232,73 @@ std::expected<bool, ReservationBus::Failure> SessionBusReservation::Implementati
     replaces = release == ReservationBus::Release::agreed;
   }
   const auto end = runLoop_.now() + longestLettingGo;
-  while (true) {
+  while (!bus_->isLate()) {
     taken = bus_->requestName(card, replaces);
     if (!taken || *taken || runLoop_.now() >= end) return taken;
     replaces = false;  // whoever has it now has not been asked
     runLoop_.sleepFor(betweenTries);
   }
+  return false;
 }
 
-std::expected<DeviceReservation::Hold, DeviceReservation::Refusal> SessionBusReservation::Implementation::acquire(
-    int card, const std::string& deviceName) {
-  if (!connect()) return Hold();
+/// As takeName(), and all that goes with it. Nothing: the bus has failed.
+std::optional<bool> SessionBusReservation::Implementation::reserve(int card) {
   auto& entry = cards_[card];
-  auto hold = entry.hold.lock();
-  if (hold && entry.isReserved) return hold;
   // Whoever asks about the card as soon as the name is ours is answered.
-  bus_->publish(card, {settings_.priority, settings_.applicationName, deviceName});
+  bus_->publish(card, {settings_.priority, settings_.applicationName, entry.deviceName});
   const auto taken = takeName(card);
+  if (bus_ && !(taken && *taken)) bus_->unpublish(card);
   if (!taken) {
-    if (bus_) busFailed(taken.error());
-    return hold;
+    if (!bus_) return std::nullopt;
+    bus_->releaseName(card);  // a silent bus may have heard the request, and grant it later
+    busFailed(taken.error());
+    return std::nullopt;
   }
-  if (!*taken) {
-    bus_->unpublish(card);
-    return std::unexpected(Refusal::reservedByAnother);
-  }
+  if (!*taken) return false;
   ++entry.questions;  // answers that are still under way are older
   entry.isKnown = true;
   entry.isReserved = true;
   apply(card, std::nullopt);
+  return true;
+}
+
+std::expected<DeviceReservation::Hold, DeviceReservation::Refusal> SessionBusReservation::Implementation::acquire(
+    int card, const std::string& deviceName) {
+  const bool canAsk = isReady(longestAcquire);
+  auto& entry = cards_[card];
+  auto hold = entry.hold.lock();
+  if (!canAsk || (hold && entry.isReserved)) return hold;
+  entry.deviceName = deviceName;
+  const auto isReserved = reserve(card);
+  if (!isReserved) return hold;
+  if (!*isReserved) return std::unexpected(Refusal::reservedByAnother);
   if (!hold) {
     hold = std::make_shared<Token>(weak_from_this(), card);
     entry.hold = hold;
   }
+  if (!keeper_) keeper_ = runLoop_.scheduleTimer(betweenConnections, true, [this] { keepHolds(); });
   return hold;
+}
+
+/// A bus may go and come back while a device is held.
+void SessionBusReservation::Implementation::keepHolds() {
+  if (std::ranges::all_of(cards_, [](const auto& card) { return card.second.hold.expired(); })) return keeper_.reset();
+  if (!connect()) return;
+  for (auto& [number, card] : cards_) {
+    if (!card.isReserved && !card.hold.expired() && isReady(longestOwner)) takeAgain(number);
+  }
+}
+
+/// REQUIRES: isReady(), and something holds the card.
+void SessionBusReservation::Implementation::takeAgain(int card) {
+  if (reserve(card) == false) takenAway(card);
+}
+
+void SessionBusReservation::Implementation::takenAway(int card) {
+  log_.write(LogLevel::standard, category,
+             "Another program has taken the reservation of card " + std::to_string(card) + " away");
+  if (bus_) bus_->unpublish(card);
+  if (handlers_.mustYield) handlers_.mustYield(card);
 }
 
 void SessionBusReservation::Implementation::holdHasGone(int card) {

@@ -23,7 +23,7 @@ QString pathOf(int card) { return QStringLiteral("/org/freedesktop/ReserveDevice
 
 /// Starts it, so that it goes with the test whatever happens, with a pipe that it writes its address to once it
 /// listens.
-std::string startDaemon(std::optional<ChildProcess>& daemon, const std::string& socket) {
+void startDaemon(std::optional<ChildProcess>& daemon, const std::string& socket) {
   std::array<int, 2> ends{};
   if (::pipe(ends.data()) != 0) throw std::runtime_error("no pipe");
   daemon.emplace(std::vector<std::string>{"setpriv", "--pdeathsig", "TERM", "dbus-daemon", "--session", "--nofork",
@@ -37,7 +37,6 @@ std::string startDaemon(std::optional<ChildProcess>& daemon, const std::string& 
     address += byte;
   ::close(ends[0]);
   if (address.empty()) throw std::runtime_error("dbus-daemon does not listen");
-  return address;
 }
 
 }  // namespace
@@ -52,12 +51,17 @@ bool eventually(const std::function<bool()>& condition) {
   return true;
 }
 
-PrivateBus::PrivateBus() : address_(startDaemon(daemon_, (folder_.path() / "bus").string())) {}
+/// The address that the daemon itself tells ends in a number that its successor would not have.
+PrivateBus::PrivateBus() : address_("unix:path=" + socket_) { startDaemon(daemon_, socket_); }
+
+void PrivateBus::comeBack() { startDaemon(daemon_, socket_); }
 
 void PrivateBus::stop() { ::kill(daemon_->pid(), SIGSTOP); }
 
+void PrivateBus::goOn() { ::kill(daemon_->pid(), SIGCONT); }
+
 PrivateBus::~PrivateBus() {
-  if (daemon_) ::kill(daemon_->pid(), SIGCONT);
+  if (daemon_) goOn();
 }
 
 OtherProgram::OtherProgram(const PrivateBus& bus, Manners manners)

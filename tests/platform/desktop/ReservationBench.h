@@ -28,8 +28,11 @@ class PrivateBus {
 
   [[nodiscard]] const std::string& address() const { return address_; }
   void kill() { daemon_.reset(); }
-  /// It stands still, with its socket open; the destructor sets it going again.
+  /// Another one, at the same address. REQUIRES: killed.
+  void comeBack();
+  /// It stands still, with its socket open, until it goes on; the destructor sets it going again.
   void stop();
+  void goOn();
   ~PrivateBus();
   PrivateBus(const PrivateBus&) = delete;
   PrivateBus& operator=(const PrivateBus&) = delete;
@@ -37,6 +40,7 @@ class PrivateBus {
  private:
   TemporaryFolder folder_;
   std::optional<ChildProcess> daemon_;
+  std::string socket_ = (folder_.path() / "bus").string();
   std::string address_;
 };
 

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "platform/desktop/HeadlessRunLoop.h"
+#include "platform/desktop/ReservationBus.h"
 #include "platform/simulated/ManualRunLoop.h"
 #include "platform/simulated/MemoryLog.h"
 #include "tests/platform/desktop/ReservationBench.h"
@@ -41,7 +42,12 @@ class Reservation : public testing::Test {
     hold = *std::move(taken);
     return true;
   }
-  bool isOurs() { return hold != nullptr && !observer.ownerOf(card).isEmpty(); }
+  /// Whoever owns the name answers as this program does; the others of the test have no such property.
+  bool isOurs(OtherProgram& witness) {
+    return hold != nullptr &&
+           witness.property(card, "ApplicationName") == QVariant(QStringLiteral("Player under test"));
+  }
+  bool isOurs() { return isOurs(observer); }
   bool changed() {
     clock.runUntilIdle();
     return !changes.empty();
@@ -247,6 +253,107 @@ TEST_F(Reservation, givesUpOnABusThatStandsStill) {
   EXPECT_TRUE(acquire());
   EXPECT_EQ(reservation.owner(card + 1), std::nullopt);
   EXPECT_EQ(log.lines().size(), 1U);
+}
+
+TEST_F(Reservation, thatIsTakenAwayOnABusThatThenStandsStillIsNoticed) {
+  ASSERT_TRUE(acquire());
+  OtherProgram rude(bus, {.priority = ourPriority});
+  ASSERT_TRUE(rude.take(card, true));
+  ASSERT_FALSE(observer.ownerOf(card).isEmpty());  // the news are on their way to everybody
+  bus.stop();
+  EXPECT_TRUE(eventually([&] { return !yields.empty(); }));
+}
+
+TEST_F(Reservation, thatWasTakenAwayAndLeftIsTakenAgain) {
+  ASSERT_TRUE(acquire());
+  {
+    OtherProgram rude(bus, {.priority = ourPriority});
+    ASSERT_TRUE(rude.take(card, true));
+    rude.drop(card);
+  }
+  EXPECT_TRUE(eventually([&] { return !observer.ownerOf(card).isEmpty(); }));
+  EXPECT_TRUE(isOurs());
+  EXPECT_THAT(yields, IsEmpty());
+}
+
+TEST_F(Reservation, outlastsABusThatStandsStillForAWhile) {
+  ASSERT_TRUE(acquire());
+  bus.stop();
+  EXPECT_EQ(reservation.owner(card + 1), std::nullopt);
+  EXPECT_EQ(log.lines().size(), 1U);
+  bus.goOn();
+  EXPECT_TRUE(isOurs());
+  EXPECT_FALSE(observer.take(card));
+  OtherProgram player(bus, {.priority = ourPriority});
+  ASSERT_TRUE(player.take(card + 1));
+  clock.advance(seconds(60));
+  EXPECT_THAT(reservation.owner(card + 1), Optional(Owner{getpid(), false}));
+  EXPECT_EQ(observer.requestRelease(card, ourPriority + 1), true);
+  EXPECT_TRUE(eventually([&] { return observer.ownerOf(card).isEmpty(); }));
+}
+
+TEST_F(Reservation, thatABusWouldGrantTooLateIsNotKept) {
+  ASSERT_EQ(reservation.owner(card), std::nullopt);
+  bus.stop();
+  EXPECT_TRUE(acquire());
+  EXPECT_EQ(hold, nullptr);
+  bus.goOn();
+  (void)observer.ownerOf(card);  // by its answer the bus has read what came before
+  EXPECT_TRUE(eventually([&] { return observer.ownerOf(card).isEmpty(); }));
+  clock.advance(seconds(60));
+  EXPECT_TRUE(acquire());
+  EXPECT_TRUE(isOurs());
+}
+
+TEST_F(Reservation, ofWhatIsHeldIsThereAgainWithTheNextBus) {
+  ASSERT_TRUE(acquire());
+  bus.kill();
+  ASSERT_TRUE(eventually([&] {
+    (void)reservation.owner(card);
+    return !log.lines().empty();
+  }));
+  bus.comeBack();
+  OtherProgram witness(bus);
+  EXPECT_TRUE(witness.ownerOf(card).isEmpty());
+  clock.advance(seconds(60));
+  EXPECT_TRUE(isOurs(witness));
+  EXPECT_THAT(yields, IsEmpty());
+  hold.reset();
+  EXPECT_TRUE(eventually([&] { return witness.ownerOf(card).isEmpty(); }));
+}
+
+TEST_F(Reservation, ofWhatIsHeldYieldsToAProgramThatWasFasterOnTheNextBus) {
+  ASSERT_TRUE(acquire());
+  bus.kill();
+  ASSERT_TRUE(eventually([&] {
+    (void)reservation.owner(card);
+    return !log.lines().empty();
+  }));
+  bus.comeBack();
+  OtherProgram player(bus, {.priority = ourPriority});
+  ASSERT_TRUE(player.take(card));
+  clock.advance(seconds(60));
+  EXPECT_THAT(yields, ElementsAre(card));
+  EXPECT_FALSE(player.ownerOf(card).isEmpty());
+}
+
+TEST(ReservationDeadline, PassedMeansThatNothingIsAskedAnyMore) {
+  struct NoEvents final : ReservationBus::Events {
+    void nameMoved(int /*card*/, const ReservationBus::NameOwner& /*owner*/) override {}
+    bool releaseRequested(int /*card*/, std::int32_t /*priority*/) override { return false; }
+    void releaseAnswered(int /*card*/) override {}
+  } events;
+  HeadlessRunLoop application;
+  const PrivateBus bus;
+  OtherProgram observer(bus);
+  const auto connection = ReservationBus::connect(bus.address(), events);
+  ASSERT_TRUE(connection.has_value());
+  EXPECT_EQ((*connection)->requestName(card, false), true);
+  (*connection)->answerBy({});
+  EXPECT_TRUE((*connection)->isLate());
+  EXPECT_FALSE((*connection)->requestName(card + 1, false).has_value());
+  EXPECT_FALSE((*connection)->nameOwner(card).has_value());
+  EXPECT_TRUE(observer.ownerOf(card + 1).isEmpty());
 }
 
 TEST(ReservationWithoutABus, IsNoneAndSaysSoOnce) {
