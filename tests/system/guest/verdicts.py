@@ -19,6 +19,7 @@ PROCESSED = ("Software volume or stereo balance is active. Set Volume to 100% an
              "processing.")
 ANOTHER_RATE = "The track is {rate}, but the device reports {device}. Core Audio sample-rate conversion may be active."
 ANOTHER_FORMAT = "The device stream is {format}, which does not preserve the source format exactly."
+TAKEN = "Initializing the output device failed (Core Audio 560492391)."
 
 
 def kilohertz(rate):
@@ -38,13 +39,27 @@ def bits_of(layout):
     return int(re.search(rf"Format: {layout}\b.*?Bits: (\d+)", text, re.DOTALL)[1])
 
 
+def spoken(probe):
+    """Every verdict on a path, in order."""
+    return [line for line in verdicts(probe) if line[0] not in ("READY", "CHECKING")]
+
+
 def verdict(row, label, detail, track, options=(), dac_options=(), layout=None, rate=None, circumstances=""):
-    """The player must say it while the kernel shows these hw_params, and never say anything better."""
+    """The player must say it while the kernel shows these hw_params and no owner but the player, and never say anything
+    better."""
     def test():
+        owners = set()
+
+        def look():
+            if PCM.running():
+                owners.update(PCM.owners() - {None})  # one that ended in this moment has no name
+
         with Dac(*dac_options) as dac:
             dac.device()
-            probe, seen = play(dac, track, *options)
+            probe, seen = play(dac, track, *options, watch=look)
             faults = probe.faults(1)
+            if owners != {probe.process.pid}:
+                faults.append(f"the device was held by {owners}, not by the player, {probe.process.pid}")
             expected = (layout or plan.OWN_LAYOUT[track.container, track.sample], rate or track.rate, plan.CHANNELS)
             if rate is None and seen != {expected} or len(seen) != 1:
                 faults.append(f"the kernel's hw_params were {sorted(seen)}, not {expected}")
@@ -53,9 +68,8 @@ def verdict(row, label, detail, track, options=(), dac_options=(), layout=None, 
                 faults.append("the DAC took the rate: the test proves nothing")
             said = detail.format(rate=kilohertz(track.rate), device=kilohertz(setup[1]),
                                  format=described(setup, bits_of(setup[0])))
-        spoken = [line for line in verdicts(probe) if line[0] not in ("READY", "CHECKING")]
-        if spoken != [(label, said)]:
-            faults.append(f"the player says {spoken}, not {(label, said)}")
+        if spoken(probe) != [(label, said)]:
+            faults.append(f"the player says {spoken(probe)}, not {(label, said)}")
         return {"faults": faults, "verdict": (row, label, "{} {} Hz".format(*setup[:2]), circumstances),
                 "story": probe.story()}
     return (f"Verdict {row}, {label}: {circumstances}", test)
@@ -75,10 +89,9 @@ def path_error():
             other.kill()
             other.communicate()
     faults = [] if holders == {other.pid} else [f"the device was held by {holders}"]
-    said = verdicts(probe)
-    if said[-1][0] != "PATH ERROR" or {"BIT-PERFECT", "DIRECT PCM", "CONVERTED"} & {label for label, _ in said}:
-        faults.append(f"the player says {said}")
-    return {"faults": faults, "remark": said[-1][1], "story": probe.story(),
+    if spoken(probe) != [("PATH ERROR", TAKEN)] or probe.error_texts() != [TAKEN]:
+        faults.append(f"the player says {spoken(probe)} and {probe.error_texts()}")
+    return {"faults": faults, "remark": "; ".join(probe.error_texts()), "story": probe.story(),
             "verdict": ("-", "PATH ERROR", "another process's", "another program plays to the device")}
 
 
