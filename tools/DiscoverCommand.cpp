@@ -14,7 +14,12 @@ void discoverFiles(std::span<const std::string> paths, ProbeOutput& output) {
     if (!std::filesystem::exists(status))
       output.print({{"url", given.back().absoluteString()}, {"error", error.message()}});
   }
-  for (const FileURL& url : collectSupportedAudioFiles(given)) output.write({{"url", url.absoluteString()}});
+  // Put together by hand, as an object a line took longer than the search. Percent-encoded, a URL needs no escaping.
+  std::string line;
+  for (const FileURL& url : collectSupportedAudioFiles(given)) {
+    line.assign(R"({"url":")").append(url.absoluteString()).append("\"}\n");
+    output.writeLine(line);
+  }
   output.flush();
 }
 

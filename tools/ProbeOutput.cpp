@@ -5,14 +5,13 @@
 namespace tolvane {
 
 void ProbeOutput::print(const Json& line) {
-  write(line);
+  sawError_ = sawError_ || line.contains("error");
+  writeLine(line.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n');
   flush();
 }
 
-void ProbeOutput::write(const Json& line) {
-  sawError_ = sawError_ || line.contains("error");
-  const std::string text = line.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
-  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) sawError_ = true;
+void ProbeOutput::writeLine(std::string_view line) {
+  if (std::fwrite(line.data(), 1, line.size(), stdout) != line.size()) sawError_ = true;
 }
 
 void ProbeOutput::flush() {

@@ -2,6 +2,7 @@
 // The probe's one way out: a JSON object a line on standard output, flushed at once so that a pipe sees it in time.
 
 #include <nlohmann/json.hpp>
+#include <string_view>
 
 #include "platform/AudioStreamBasicDescription.h"
 
@@ -13,8 +14,8 @@ class ProbeOutput {
  public:
   /// A line that carries `error` makes the exit status 1. Text that is not UTF-8 is shown with replacement characters.
   void print(const Json& line);
-  /// The same without the flush, for many lines that come at once.
-  void write(const Json& line);
+  /// A finished line that carries no `error`, without a flush: for many that come at once.
+  void writeLine(std::string_view line);
   void flush();
 
   [[nodiscard]] int exitStatus() const { return sawError_ ? 1 : 0; }
