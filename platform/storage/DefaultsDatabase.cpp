@@ -5,7 +5,6 @@
 
 #include <array>
 #include <bit>
-#include <cstring>
 #include <optional>
 
 namespace tolvane {
@@ -25,6 +24,13 @@ Statement prepare(sqlite3* connection, const char* text) {
   return Statement(statement);
 }
 
+/// The same on every machine, as the database file is.
+std::uint64_t littleEndian(std::string_view bytes) {
+  std::uint64_t word = 0;
+  for (std::size_t i = 0; i < bytes.size(); ++i) word |= std::uint64_t{static_cast<unsigned char>(bytes[i])} << 8U * i;
+  return word;
+}
+
 /// The database itself notices broken structure, but not changed content; each row is sealed with this.
 std::int64_t sealOf(std::string_view key, std::string_view kind, std::string_view bytes) {
   std::uint64_t seal = 0xCBF29CE484222325U;
@@ -35,11 +41,7 @@ std::int64_t sealOf(std::string_view key, std::string_view kind, std::string_vie
   for (const auto part : {key, kind, bytes}) {
     mix(part.size());
     std::size_t at = 0;
-    for (; at + 8 <= part.size(); at += 8) {
-      std::uint64_t word = 0;
-      std::memcpy(&word, part.data() + at, 8);
-      mix(word);
-    }
+    for (; at + 8 <= part.size(); at += 8) mix(littleEndian(part.substr(at, 8)));
     for (; at < part.size(); ++at) mix(static_cast<unsigned char>(part[at]));
   }
   return std::bit_cast<std::int64_t>(seal);
@@ -48,8 +50,13 @@ std::int64_t sealOf(std::string_view key, std::string_view kind, std::string_vie
 std::int64_t sealOf(std::string_view key, const UserDefaults::Value& value) {
   if (const bool* truth = std::get_if<bool>(&value)) return sealOf(key, "bool", *truth ? "1" : "0");
   if (const double* number = std::get_if<double>(&value)) {
-    const auto bits = std::bit_cast<std::array<char, sizeof(double)>>(*number);
-    return sealOf(key, "double", std::string_view(bits.data(), bits.size()));
+    auto bits = std::bit_cast<std::uint64_t>(*number);
+    std::array<char, sizeof(bits)> bytes{};
+    for (char& byte : bytes) {
+      byte = static_cast<char>(bits & 0xFFU);
+      bits >>= 8U;
+    }
+    return sealOf(key, "double", std::string_view(bytes.data(), bytes.size()));
   }
   return sealOf(key, "data", std::get<UserDefaults::Data>(value));
 }
@@ -126,17 +133,34 @@ std::expected<std::int64_t, DatabaseError> DefaultsDatabase::number(const char* 
 }
 
 std::expected<DefaultsDatabase::Values, DatabaseError> DefaultsDatabase::readAll() {
+  // One transaction: no other process writes between the version of the data and the data.
+  if (auto begun = execute("BEGIN"); !begun) return std::unexpected(begun.error());
+  auto values = readWithin();
+  rollBack();
+  return values;
+}
+
+std::expected<DefaultsDatabase::Values, DatabaseError> DefaultsDatabase::readWithin() {
+  const auto dataVersion = number("PRAGMA data_version");
+  if (!dataVersion) return std::unexpected(dataVersion.error());
+  dataVersion_ = *dataVersion;
   const auto version = number("PRAGMA user_version");
   if (!version) return std::unexpected(version.error());
   if (*version > layoutVersion)
     return std::unexpected(DatabaseError{DatabaseError::Kind::unavailable, "it was written by a newer version"});
   const auto tables = number("SELECT count(*) FROM sqlite_schema WHERE name = 'defaults'");
-  if (!tables) return std::unexpected(tables.error());
-  Values values;
-  if (*tables == 0) return values;
+  if (tables && *tables == 0 && *version == 0) return Values();
+  auto values = tables ? readRows() : std::unexpected(tables.error());
+  // A file that bears our version has had our table. Without the version it may be another program's.
+  const int status = sqlite3_errcode(connection_.get());
+  if (!values && status == SQLITE_ERROR && *version != 0) values.error().kind = DatabaseError::Kind::damaged;
+  return values;
+}
 
+std::expected<DefaultsDatabase::Values, DatabaseError> DefaultsDatabase::readRows() {
   const Statement rows = prepare(connection_.get(), "SELECT key, value, seal FROM defaults");
   if (!rows) return std::unexpected(lastError());
+  Values values;
   int status = SQLITE_OK;
   while ((status = sqlite3_step(rows.get())) == SQLITE_ROW) {
     const std::string key(bytesOfColumn(rows.get(), 0));
@@ -148,14 +172,21 @@ std::expected<DefaultsDatabase::Values, DatabaseError> DefaultsDatabase::readAll
   return values;
 }
 
-std::expected<void, DatabaseError> DefaultsDatabase::write(const Values& changes) {
+/// Some failures have ended the transaction already.
+void DefaultsDatabase::rollBack() {
+  if (sqlite3_get_autocommit(connection_.get()) == 0)
+    sqlite3_exec(connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+}
+
+std::expected<void, DatabaseError> DefaultsDatabase::write(const Values& changes, const Values& everything) {
   // Immediate: a transaction that began by reading could not wait for another process's.
   if (auto begun = execute("BEGIN IMMEDIATE"); !begun) return begun;
-  auto done = writeWithin(changes);
+  const auto dataVersion = number("PRAGMA data_version");
+  auto done = dataVersion ? writeWithin(*dataVersion == dataVersion_ ? changes : everything)
+                          : std::unexpected(dataVersion.error());
   if (done) done = execute("COMMIT");
-  // Some failures have ended the transaction already.
-  if (!done && sqlite3_get_autocommit(connection_.get()) == 0)
-    sqlite3_exec(connection_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
+  if (done) dataVersion_ = *dataVersion;
+  rollBack();
   return done;
 }
 
@@ -165,8 +196,10 @@ std::expected<void, DatabaseError> DefaultsDatabase::writeWithin(const Values& c
   if (*version > layoutVersion)
     return std::unexpected(DatabaseError{DatabaseError::Kind::unavailable, "a newer version has taken it over"});
   if (*version == 0) {
+    // No primary key: its index would be a second copy of the keys, which no seal guards. A table without row numbers
+    // would read the longest value for each change of another. To look through a few dozen rows costs nothing.
     const auto made = execute(
-        "CREATE TABLE IF NOT EXISTS defaults (key TEXT PRIMARY KEY NOT NULL, value, seal INTEGER NOT NULL);"
+        "CREATE TABLE IF NOT EXISTS defaults (key TEXT NOT NULL, value, seal INTEGER NOT NULL);"
         "PRAGMA user_version = 1");
     if (!made) return made;
   }
@@ -178,9 +211,14 @@ std::expected<void, DatabaseError> DefaultsDatabase::writeWithin(const Values& c
 
 std::expected<void, DatabaseError> DefaultsDatabase::writeRow(const std::string& key,
                                                               const UserDefaults::Value& value) {
-  const Statement row = prepare(connection_.get(),
-                                "INSERT INTO defaults (key, value, seal) VALUES (?1, ?2, ?3) "
-                                "ON CONFLICT (key) DO UPDATE SET value = excluded.value, seal = excluded.seal");
+  if (auto done = runRow("UPDATE defaults SET value = ?2, seal = ?3 WHERE key = ?1", key, value); !done) return done;
+  if (sqlite3_changes(connection_.get()) != 0) return {};
+  return runRow("INSERT INTO defaults (key, value, seal) VALUES (?1, ?2, ?3)", key, value);
+}
+
+std::expected<void, DatabaseError> DefaultsDatabase::runRow(const char* text, const std::string& key,
+                                                            const UserDefaults::Value& value) {
+  const Statement row = prepare(connection_.get(), text);
   if (!row) return std::unexpected(lastError());
   bindText(row.get(), 1, key);
   if (const bool* truth = std::get_if<bool>(&value)) {

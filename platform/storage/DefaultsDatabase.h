@@ -39,8 +39,9 @@ class DefaultsDatabase {
 
   [[nodiscard]] std::expected<Values, DatabaseError> readAll();
 
-  /// All of them in one transaction.
-  [[nodiscard]] std::expected<void, DatabaseError> write(const Values& changes);
+  /// All changes in one transaction. When another process has written since this one read or wrote, `everything` is
+  /// written in their stead: values that belong together are never those of two processes.
+  [[nodiscard]] std::expected<void, DatabaseError> write(const Values& changes, const Values& everything);
 
  private:
   struct Close {
@@ -51,11 +52,17 @@ class DefaultsDatabase {
   [[nodiscard]] DatabaseError lastError() const;
   [[nodiscard]] std::expected<void, DatabaseError> execute(const char* statement);
   [[nodiscard]] std::expected<std::int64_t, DatabaseError> number(const char* query);
+  [[nodiscard]] std::expected<Values, DatabaseError> readWithin();
+  [[nodiscard]] std::expected<Values, DatabaseError> readRows();
   [[nodiscard]] std::expected<void, DatabaseError> writeWithin(const Values& changes);
+  void rollBack();
   [[nodiscard]] std::expected<void, DatabaseError> writeRow(const std::string& key, const UserDefaults::Value& value);
+  [[nodiscard]] std::expected<void, DatabaseError> runRow(const char* text, const std::string& key,
+                                                          const UserDefaults::Value& value);
   [[nodiscard]] std::expected<void, DatabaseError> removeRow(const std::string& key);
 
   std::unique_ptr<sqlite3, Close> connection_;
+  std::int64_t dataVersion_ = 0;  ///< changes when another process writes
 };
 
 }  // namespace tolvane

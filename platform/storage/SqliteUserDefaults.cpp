@@ -114,11 +114,7 @@ void SqliteUserDefaults::removeObject(std::string_view key) { change(key, nullpt
 
 void SqliteUserDefaults::change(std::string_view key, DefaultsDatabase::Value value) {
   const std::scoped_lock lock(mutex_);
-  if (value) {
-    values_.insert_or_assign(std::string(key), value);
-  } else if (const auto found = values_.find(key); found != values_.end()) {
-    values_.erase(found);
-  }
+  values_.insert_or_assign(std::string(key), value);
   if (!writer_.joinable()) return;
   pending_.insert_or_assign(std::string(key), std::move(value));
   hasNews_ = true;
@@ -150,10 +146,11 @@ void SqliteUserDefaults::runWriter() {
     news_.wait(lock, [this] { return openGroups_ == 0 && (hasNews_ || isEnding_); });
     if (!hasNews_) return;
     Values changes = std::exchange(pending_, {});
+    const Values everything = values_;
     hasNews_ = false;
     isWriting_ = true;
     lock.unlock();
-    const bool isStored = store(changes);
+    const bool isStored = store(changes, everything);
     lock.lock();
     isWriting_ = false;
     // What could not be stored is tried again together with the next change; newer values stay.
@@ -162,10 +159,10 @@ void SqliteUserDefaults::runWriter() {
   }
 }
 
-bool SqliteUserDefaults::store(const Values& changes) {
-  auto done = database_ ? database_->write(changes)
+bool SqliteUserDefaults::store(const Values& changes, const Values& everything) {
+  auto done = database_ ? database_->write(changes, everything)
                         : std::unexpected(DatabaseError{DatabaseError::Kind::moved, "The database is not open."});
-  if (!done && done.error().kind != DatabaseError::Kind::unavailable) done = beginAgain(done.error(), changes);
+  if (!done && done.error().kind != DatabaseError::Kind::unavailable) done = beginAgain(done.error(), everything);
   if (done) return true;
   // The player tries again with each change, and says so once.
   if (!std::exchange(hasReportedFailure_, true))
@@ -174,20 +171,15 @@ bool SqliteUserDefaults::store(const Values& changes) {
 }
 
 /// The file has been damaged or set aside while we used it: all that memory holds goes into a fresh one.
-std::expected<void, DatabaseError> SqliteUserDefaults::beginAgain(const DatabaseError& cause, const Values& changes) {
+std::expected<void, DatabaseError> SqliteUserDefaults::beginAgain(const DatabaseError& cause,
+                                                                  const Values& everything) {
   auto values = cause.kind == DatabaseError::Kind::moved ? openAndRead() : std::unexpected(cause);
   if (!values && values.error().kind == DatabaseError::Kind::damaged) values = setAsideAndBegin(values.error());
   if (!values) {
     database_.reset();
     return std::unexpected(values.error());
   }
-  Values everything;
-  {
-    const std::scoped_lock lock(mutex_);
-    everything = values_;
-  }
-  for (const auto& [key, value] : changes) everything.try_emplace(key, nullptr);  // what was removed
-  return database_->write(everything);
+  return database_->write(everything, everything);
 }
 
 std::expected<SqliteUserDefaults::Values, DatabaseError> SqliteUserDefaults::openAndRead() {

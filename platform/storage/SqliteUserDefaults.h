@@ -44,8 +44,8 @@ class SqliteUserDefaults final : public UserDefaults {
   [[nodiscard]] std::expected<Values, DatabaseError> openAndRead();
   [[nodiscard]] std::expected<Values, DatabaseError> setAsideAndBegin(const DatabaseError& damage);
   void runWriter();
-  [[nodiscard]] bool store(const Values& changes);
-  [[nodiscard]] std::expected<void, DatabaseError> beginAgain(const DatabaseError& cause, const Values& changes);
+  [[nodiscard]] bool store(const Values& changes, const Values& everything);
+  [[nodiscard]] std::expected<void, DatabaseError> beginAgain(const DatabaseError& cause, const Values& everything);
   void report(const std::string& message);
 
   const std::filesystem::path folder_;
@@ -60,7 +60,7 @@ class SqliteUserDefaults final : public UserDefaults {
   mutable std::mutex mutex_;  // guards what follows
   std::condition_variable news_;
   std::condition_variable idle_;
-  Values values_;   ///< as the program sees them
+  Values values_;   ///< as the program sees them; null for what it has removed
   Values pending_;  ///< what the disk does not have yet
   int openGroups_ = 0;
   bool hasNews_ = false;

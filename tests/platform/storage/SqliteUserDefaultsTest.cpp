@@ -148,13 +148,15 @@ TEST_F(SqliteDefaults, AFileCutShortIsSetAside) {
   EXPECT_THAT(log.messages(), SizeIs(1));
 }
 
-TEST_F(SqliteDefaults, DamageAtAnyPlaceOfTheFileNeverLooksLikeAValue) {
+TEST_F(SqliteDefaults, DamageAtAnyPlaceOfTheFileIsNoticedOrDoesNoHarm) {
+  constexpr std::size_t pageBytes = 4'096;
+  constexpr std::size_t headBytes = 128;  // of a page; here lies what says where everything else is
   start().setObject("a", UserDefaults::Data(9'000, 'a'));
   defaults->setObject("b", 0.25);
   ASSERT_TRUE(defaults->synchronize());
   defaults.reset();
   const std::string whole = contentOf(file());
-  for (std::size_t place = 0; place < whole.size(); place += 97) {
+  for (std::size_t place = 0; place < whole.size(); place += place % pageBytes < headBytes ? 1 : 97) {
     std::ofstream(file(), std::ios::binary) << whole;
     overwrite(static_cast<std::streamoff>(place), std::string(1, static_cast<char>(whole[place] ^ 0x55)));
     start();
@@ -162,12 +164,29 @@ TEST_F(SqliteDefaults, DamageAtAnyPlaceOfTheFileNeverLooksLikeAValue) {
     const auto b = defaults->value<double>("b");
     EXPECT_TRUE(!a || *a == UserDefaults::Data(9'000, 'a')) << place;
     EXPECT_TRUE(!b || *b == 0.25) << place;
+    EXPECT_TRUE((a && b) || !log.messages().empty()) << place << ": what is lost is told";
     defaults->setObject("c", 1.0);
     const bool isStored = defaults->synchronize();
     EXPECT_TRUE(isStored || !log.messages().empty()) << place;
     defaults.reset();
     for (const auto& entry : fs::directory_iterator(folder.path())) fs::remove(entry);
     log.clear();
+  }
+}
+
+TEST_F(SqliteDefaults, AFileOfOursWithoutOurTableIsSetAside) {
+  for (const char* damage : {"DROP TABLE defaults", "ALTER TABLE defaults RENAME TO faults",
+                             "ALTER TABLE defaults RENAME COLUMN seal TO steal"}) {
+    start().setObject("a", 1.0);
+    ASSERT_TRUE(defaults->synchronize());
+    defaults.reset();
+    log.clear();
+    OtherProgram(file()).run(damage);
+    EXPECT_EQ(numberAfterRestart("a"), std::nullopt) << damage;
+    EXPECT_THAT(log.messages(), ElementsAre(HasSubstr("were damaged"))) << damage;
+    defaults->setObject("b", 2.0);
+    EXPECT_TRUE(defaults->synchronize()) << damage;
+    EXPECT_EQ(numberAfterRestart("b"), 2) << damage;
   }
 }
 
@@ -300,6 +319,31 @@ TEST_F(SqliteDefaults, TwoCopiesWriteToOneFile) {
   EXPECT_THAT(*defaults->value<UserDefaults::Data>("both"),
               testing::AnyOf(std::string(20'000, '1'), std::string(30'000, '2')));
   EXPECT_THAT(log.messages(), IsEmpty());
+}
+
+TEST_F(SqliteDefaults, OfTwoCopiesWhatBelongsTogetherIsTheOneCopysOrTheOthers) {
+  start().setObject("removed", 1.0);
+  ASSERT_TRUE(defaults->synchronize());
+  defaults.reset();
+  SqliteUserDefaults one(folder.path(), log);
+  SqliteUserDefaults two(folder.path(), log);
+  const auto save = [](SqliteUserDefaults& copy, const char* playlist, double state) {
+    const UserDefaults::Group group(copy);
+    copy.setObject("playlist", UserDefaults::Data(playlist));
+    copy.setObject("state", state);
+  };
+  save(one, "one's", 1.0);
+  one.removeObject("removed");
+  EXPECT_TRUE(one.synchronize());
+  save(two, "two's", 2.0);
+  two.setObject("removed", 2.0);
+  EXPECT_TRUE(two.synchronize());
+  one.setObject("state", 1.5);
+  EXPECT_TRUE(one.synchronize());
+  start();
+  EXPECT_EQ(defaults->value<UserDefaults::Data>("playlist"), "one's");
+  EXPECT_EQ(defaults->value<double>("state"), 1.5);
+  EXPECT_EQ(defaults->object("removed"), std::nullopt);
 }
 
 TEST_F(SqliteDefaults, OfTwoCopiesThatFindDamageOneSetsItAside) {
