@@ -27,18 +27,16 @@ std::string_view FileURL::stem() const {
 std::string FileURL::absoluteString() const {
   constexpr std::string_view hex = "0123456789ABCDEF";
   std::string text = "file://";
-  for (const char c : path_) {
-    const auto byte = static_cast<unsigned char>(c);
+  std::size_t written = 0;
+  for (std::size_t at = 0; at < path_.size(); ++at) {
+    const char c = path_[at];
     const bool isAlphanumeric = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-    if (isAlphanumeric || c == '/' || c == '-' || c == '.' || c == '_' || c == '~') {
-      text += c;
-    } else {
-      text += '%';
-      text += hex[byte >> 4];
-      text += hex[byte & 15];
-    }
+    if (isAlphanumeric || c == '/' || c == '-' || c == '.' || c == '_' || c == '~') continue;
+    const auto byte = static_cast<unsigned char>(c);
+    text.append(path_, written, at - written).append({'%', hex[byte >> 4], hex[byte & 15]});
+    written = at + 1;
   }
-  return text;
+  return text.append(path_, written);
 }
 
 std::string asciiLowercased(std::string_view text) {
