@@ -54,11 +54,20 @@ std::optional<std::string> recomposedPath(std::string_view path) {
   return composed != path ? std::optional(std::move(composed)) : std::nullopt;
 }
 
-/// Without "." and "..", doubled slashes and slashes at the end. Looks at no disk, so links stay links.
-std::string standardisedPath(const std::string& path) {
-  std::string standardised = fs::path(path).lexically_normal().native();
-  while (standardised.size() > 1 && standardised.ends_with('/')) standardised.pop_back();
-  return standardised;
+/// Without what would make the system follow a link: slashes and dots at the end.
+std::string withoutItsEnd(std::string path) {
+  while (path.size() > 1 && (path.ends_with('/') || path.ends_with("/."))) path.pop_back();
+  return path;
+}
+
+/// Without ".", ".." and doubled slashes; links stay links. A ".." behind a link is no step back in the path: where the
+/// shorter path is not that of the same file, the path stays as it is.
+std::string standardisedPath(const std::string& path, const struct stat& file) {
+  std::string standardised = withoutItsEnd(fs::path(path).lexically_normal().native());
+  struct stat other {};
+  const bool isSame =
+      ::lstat(standardised.c_str(), &other) == 0 && other.st_dev == file.st_dev && other.st_ino == file.st_ino;
+  return isSame ? standardised : path;
 }
 
 /// The beginning of the paths of a folder's files, which are too many to recompose it for each.
@@ -134,14 +143,13 @@ class Collector {
 
   void addGiven(const FileURL& given) {
     ++given_;
-    // A slash at the end would make the system follow a link.
-    std::string path = standardisedPath(given.path());
-    std::error_code error;
-    const auto status = fs::symlink_status(path, error);
-    if (error) return;
-    if (fs::is_directory(status)) {
+    std::string path = withoutItsEnd(given.path());
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) return;
+    path = standardisedPath(path, status);
+    if (S_ISDIR(status.st_mode)) {
       walk(std::move(path));
-    } else if ((fs::is_symlink(status) || fs::is_regular_file(status)) && isSupportedAudioFile(FileURL(path))) {
+    } else if ((S_ISLNK(status.st_mode) || S_ISREG(status.st_mode)) && isSupportedAudioFile(FileURL(path))) {
       const auto nameBegin = path.rfind('/') + 1;
       found_.emplace_back(Folder(path.substr(0, nameBegin)), std::string_view(path).substr(nameBegin), given_);
     }

@@ -162,7 +162,22 @@ TEST_F(AudioFileDiscovery, ALinkGivenIsTakenAsAFileAndNeverAsAFolder) {
   fs::create_symlink("real/one.wav", folder.path() / "linked.wav");
   fs::create_directory_symlink("real", folder.path() / "linked");
   EXPECT_THAT(found({folder.url("linked.wav")}), ElementsAre("linked.wav"));
-  EXPECT_THAT(found({folder.url("linked"), folder.url("linked/")}), IsEmpty());
+  for (const auto* name : {"linked", "linked/", "linked//", "linked/.", "linked/./"})
+    EXPECT_THAT(found({folder.url(name)}), IsEmpty()) << name;
+}
+
+TEST_F(AudioFileDiscovery, AStepBackFromALinkLeadsToWhereTheSystemGoes) {
+  file("far/album/one.wav");
+  file("far/two.wav");
+  file("two.wav");
+  fs::create_directory_symlink("far/album", folder.path() / "linked");
+  EXPECT_THAT(found({folder.url("linked/../two.wav")}), ElementsAre("linked/../two.wav"))
+      << "not the one in our folder";
+  EXPECT_THAT(found({folder.url("linked/../one.wav")}), IsEmpty()) << "there is none";
+  EXPECT_THAT(found({folder.url("linked/..")}), ElementsAre("linked/../album/one.wav", "linked/../two.wav"));
+  EXPECT_THAT(found({folder.url("far/album/../two.wav")}), ElementsAre("far/two.wav"));
+  EXPECT_THAT(found({folder.url("linked/./one.wav")}), ElementsAre("linked/one.wav"));
+  EXPECT_THAT(found({folder.url("none/../two.wav")}), IsEmpty());
 }
 
 TEST_F(AudioFileDiscovery, WhatIsNoRegularFileIsLeftOut) {
