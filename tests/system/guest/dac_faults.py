@@ -238,6 +238,26 @@ def held_up():
     return {"faults": faults, "remark": f"{lost} frames stayed in the driver", "story": probe.story()}
 
 
+def made_exclusive():
+    """Its only substream becomes the player's own in the middle of a track."""
+    track = dac_plan.PULLED_TRACK
+    with Dac() as dac:
+        dac.device()
+        stream = dac.stream()
+        probe, _ = play(dac, track, "--exclusive-at", "2")
+        heard = carried(track, stream)
+    faults, said = probe.faults(1), verdicts(probe)
+    kinds = [line["kind"] for line in probe.values("exclusiveAccessStatus")]
+    if "active" not in kinds:
+        faults.append(f"Exclusive Access was {kinds}")
+    if [label for label, _ in said if label not in ("READY", "CHECKING")] != ["BIT-PERFECT", "BIT-PERFECT"]:
+        faults.append(f"the player says {said}")
+    repeated = heard[0][1] - heard[1][0] if len(heard) == 2 else -1
+    if (heard[0][0], heard[-1][1]) != (0, track.frames) or not 0 <= repeated <= MOST_REPEATED * track.rate:
+        faults.append(f"of {track.frames} frames the wire carried {heard}")
+    return {"faults": faults, "remark": f"{repeated} frames were played twice", "story": probe.story()}
+
+
 def tests():
     return (("The DAC is listed as a USB device with its rates", listed),
             ("What a second program says of the playing DAC is what the kernel says", seen_by_another),
@@ -247,4 +267,5 @@ def tests():
             ("A DAC whose 32-bit samples carry 24 bits is never bit-perfect with 32-bit music", narrow),
             ("A DAC pulled and plugged in again while it plays loses no frame", pulled_for_a_moment),
             ("A DAC pulled for good ends the player with its sentence; back again, it plays", pulled_for_good),
+            ("Exclusive Access turned on while the DAC's only substream plays is active, and loses no frame", made_exclusive),
             ("A player held up for a second counts one underrun and loses only what the driver keeps", held_up))
