@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -18,16 +19,25 @@ bool isServer(const AlsaPaths& paths, pid_t process) {
   return readSmallFile(paths.processes + "/" + std::to_string(process) + "/comm") == "pipewire\n";
 }
 
-}  // namespace
-
-bool holderYields(const AlsaUsage& usage) {
-  if (usage.holderStayed || !usage.owner || !usage.owner->yields) return false;
-  return usage.holderIsServer || usage.holder == usage.owner->pid;
+/// It would close the PCM when the reservation's owner is asked for the card.
+bool yields(const AlsaUsage::Holder& holder, const std::optional<DeviceReservation::Owner>& owner) {
+  if (holder.stayed || holder.process <= 0 || !owner || !owner->yields) return false;
+  return holder.isServer || holder.process == owner->pid;
 }
+
+/// The first that would not; null: every one would.
+const AlsaUsage::Holder* keeper(const AlsaUsage& usage) {
+  const auto found =
+      std::ranges::find_if(usage.holders, [&](const auto& holder) { return !yields(holder, usage.owner); });
+  return found == usage.holders.end() ? nullptr : &*found;
+}
+
+}  // namespace
 
 pid_t foreignOwner(const AlsaUsage& usage) {
   if (usage.owner && !usage.owner->yields) return usage.owner->pid;
-  return usage.allTaken && !holderYields(usage) ? usage.holder : -1;
+  const auto* holder = keeper(usage);
+  return holder == nullptr ? -1 : holder->process;
 }
 
 AlsaClaim::AlsaClaim(Pcm pcm, AlsaPaths paths, RunLoop& runLoop, DeviceReservation* reservation)
@@ -35,14 +45,12 @@ AlsaClaim::AlsaClaim(Pcm pcm, AlsaPaths paths, RunLoop& runLoop, DeviceReservati
 
 AlsaUsage AlsaClaim::usage() const {
   AlsaUsage usage;
-  const auto substreams = readSubstreams(paths_, pcm_.card, pcm_.device);
-  usage.allTaken = !substreams.empty();
-  for (const AlsaSubstream& substream : substreams) {
-    if (substream.status.state == AlsaStreamState::closed) usage.allTaken = false;
-    if (substream.ownerProcess > 0 && substream.ownerProcess != getpid()) usage.holder = substream.ownerProcess;
+  for (const AlsaSubstream& substream : readSubstreams(paths_, pcm_.card, pcm_.device)) {
+    const pid_t process = substream.ownerProcess;
+    if (substream.status.state == AlsaStreamState::closed || process == getpid()) continue;
+    usage.holders.push_back(
+        {process, process > 0 && isServer(paths_, process), std::ranges::find(stayed_, process) != stayed_.end()});
   }
-  usage.holderIsServer = usage.holder > 0 && isServer(paths_, usage.holder);
-  usage.holderStayed = usage.holder > 0 && usage.holder == stayed_;
   if (reservation_ != nullptr) usage.owner = reservation_->owner(pcm_.card);
   return usage;
 }
@@ -69,8 +77,8 @@ std::expected<AlsaClaim::Substreams, OSStatus> AlsaClaim::openAll(const std::sha
 
 OSStatus AlsaClaim::take(std::shared_ptr<AlsaPcm> inUse) {
   const AlsaUsage before = usage();
-  const bool mustWait = before.holder > 0 && holderYields(before);
-  if (before.holder > 0 && !mustWait) return kAudioDevicePermissionsError;
+  const bool mustWait = !before.holders.empty();
+  if (keeper(before) != nullptr) return kAudioDevicePermissionsError;
   DeviceReservation::Hold hold;
   if (reservation_ != nullptr) {
     auto reserved = reservation_->acquire(pcm_.card, pcm_.name);
@@ -85,10 +93,11 @@ OSStatus AlsaClaim::take(std::shared_ptr<AlsaPcm> inUse) {
     opened = openAll(inUse);
   }
   if (!opened) {
-    if (mustWait) stayed_ = before.holder;
+    stayed_.clear();
+    for (const auto& holder : before.holders) stayed_.push_back(holder.process);
     return opened.error();
   }
-  stayed_ = -1;
+  stayed_.clear();
   for (const auto& pcm : *opened) pcm->keepUntilClosed(hold);
   pcms_ = *std::move(opened);
   return noErr;
