@@ -62,6 +62,10 @@ struct Row {
 void exclusiveOwned(AudioPathFacts& f) { f.exclusiveAccessEnabled = f.hogModeOwned = true; }
 void exclusiveNotOwned(AudioPathFacts& f) { f.exclusiveAccessEnabled = true; }
 void ratesDiffer(AudioPathFacts& f) { f.nominalRate = f.actualRate = 48000; }
+void physicalFormatAbsent(AudioPathFacts& f) {
+  f.physicalFormat.reset();
+  f.physicalFormatCompatible = false;  // as it is gathered
+}
 void isMP3(AudioPathFacts& f) { f.isLossless = false, f.sourceLabel = "MP3"; }
 
 const std::vector<Row> rows{
@@ -76,7 +80,7 @@ const std::vector<Row> rows{
     {"2 Bluetooth, client match", [](auto& f) { f.isBluetooth = true; }, Kind::directPCM, "DIRECT PCM",
      bluetoothEncoding},
     {"2 before 6", [](auto& f) { f.isBluetooth = true, isMP3(f); }, Kind::directPCM, "DIRECT PCM", bluetoothEncoding},
-    {"2 before 7", [](auto& f) { f.isBluetooth = true, f.physicalFormat.reset(); }, Kind::directPCM, "DIRECT PCM",
+    {"2 before 7", [](auto& f) { f.isBluetooth = true, physicalFormatAbsent(f); }, Kind::directPCM, "DIRECT PCM",
      bluetoothEncoding},
     {"2 before 12: Bluetooth is never bit-perfect", [](auto& f) { f.isBluetooth = true, exclusiveOwned(f); },
      Kind::directPCM, "DIRECT PCM", bluetoothEncoding},
@@ -98,7 +102,7 @@ const std::vector<Row> rows{
      anotherClientFormat},
     {"5 before 6", [](auto& f) { f.clientFormatMatches = false, isMP3(f); }, Kind::converted, "CONVERTED",
      anotherClientFormat},
-    {"5 before 7", [](auto& f) { f.clientFormatMatches = false, f.physicalFormat.reset(); }, Kind::converted,
+    {"5 before 7", [](auto& f) { f.clientFormatMatches = false, physicalFormatAbsent(f); }, Kind::converted,
      "CONVERTED", anotherClientFormat},
     {"5 before 9", [](auto& f) { f.clientFormatMatches = f.physicalFormatCompatible = false; }, Kind::converted,
      "CONVERTED", anotherClientFormat},
@@ -106,28 +110,28 @@ const std::vector<Row> rows{
     {"6 nothing is made up for an empty label", [](auto& f) { f.isLossless = false, f.sourceLabel.clear(); },
      Kind::directPCM, "DIRECT PCM",
      " is decoded to PCM and sent without app-level DSP at 44.1 kHz. Lossy source data cannot be bit-perfect."},
-    {"6 before 7", [](auto& f) { isMP3(f), f.physicalFormat.reset(); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
-    {"6 before 8", [](auto& f) { isMP3(f), f.physicalFormat.reset(), exclusiveNotOwned(f); }, Kind::directPCM,
+    {"6 before 7", [](auto& f) { isMP3(f), physicalFormatAbsent(f); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
+    {"6 before 8", [](auto& f) { isMP3(f), physicalFormatAbsent(f), exclusiveNotOwned(f); }, Kind::directPCM,
      "DIRECT PCM", lossyMP3},
     {"6 before 9", [](auto& f) { isMP3(f), f.physicalFormatCompatible = false; }, Kind::directPCM, "DIRECT PCM",
      lossyMP3},
     {"6 before 10", [](auto& f) { isMP3(f), exclusiveNotOwned(f); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
     {"6 before 12", [](auto& f) { isMP3(f), exclusiveOwned(f); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
-    {"7 no physical format, shared", [](auto& f) { f.physicalFormat.reset(); }, Kind::directPCM, "DIRECT PCM",
+    {"7 no physical format, shared", [](auto& f) { physicalFormatAbsent(f); }, Kind::directPCM, "DIRECT PCM",
      "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
      "format."},
-    {"7 no physical format, switch off but owned", [](auto& f) { f.physicalFormat.reset(), f.hogModeOwned = true; },
+    {"7 no physical format, switch off but owned", [](auto& f) { physicalFormatAbsent(f), f.hogModeOwned = true; },
      Kind::directPCM, "DIRECT PCM",
      "Exclusive Access is active and the sample rate matches, but the device does not expose its physical stream "
      "format."},
-    {"7 no physical format, owned", [](auto& f) { f.physicalFormat.reset(), exclusiveOwned(f); }, Kind::directPCM,
+    {"7 no physical format, owned", [](auto& f) { physicalFormatAbsent(f), exclusiveOwned(f); }, Kind::directPCM,
      "DIRECT PCM",
      "Exclusive Access is active and the sample rate matches, but the device does not expose its physical stream "
      "format."},
-    {"8 no physical format, on but not owned", [](auto& f) { f.physicalFormat.reset(), exclusiveNotOwned(f); },
+    {"8 no physical format, on but not owned", [](auto& f) { physicalFormatAbsent(f), exclusiveNotOwned(f); },
      Kind::directPCM, "DIRECT PCM", retained},
     {"8 no physical format, on but not supported",
-     [](auto& f) { f.physicalFormat.reset(), exclusiveNotOwned(f), f.hogModeSupported = false; }, Kind::directPCM,
+     [](auto& f) { physicalFormatAbsent(f), exclusiveNotOwned(f), f.hogModeSupported = false; }, Kind::directPCM,
      "DIRECT PCM", notExposed},
     {"9 the device cannot carry the source", [](auto& f) { f.physicalFormatCompatible = false; }, Kind::converted,
      "CONVERTED", narrowDevice},
