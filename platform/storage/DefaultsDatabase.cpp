@@ -157,7 +157,17 @@ std::expected<DefaultsDatabase::Values, DatabaseError> DefaultsDatabase::readWit
   return values;
 }
 
+/// The seals do not tell of rows that are missing: a page that has lost count of them still looks like a page.
+std::expected<void, DatabaseError> DefaultsDatabase::check() {
+  const Statement statement = prepare(connection_.get(), "PRAGMA quick_check(1)");
+  if (!statement || sqlite3_step(statement.get()) != SQLITE_ROW) return std::unexpected(lastError());
+  const auto verdict = bytesOfColumn(statement.get(), 0);
+  if (verdict == "ok") return {};
+  return std::unexpected(DatabaseError{DatabaseError::Kind::damaged, std::string(verdict)});
+}
+
 std::expected<DefaultsDatabase::Values, DatabaseError> DefaultsDatabase::readRows() {
+  if (auto sound = check(); !sound) return std::unexpected(sound.error());
   const Statement rows = prepare(connection_.get(), "SELECT key, value, seal FROM defaults");
   if (!rows) return std::unexpected(lastError());
   Values values;

@@ -54,6 +54,7 @@ class DefaultsDatabase {
   [[nodiscard]] std::expected<std::int64_t, DatabaseError> number(const char* query);
   [[nodiscard]] std::expected<Values, DatabaseError> readWithin();
   [[nodiscard]] std::expected<Values, DatabaseError> readRows();
+  [[nodiscard]] std::expected<void, DatabaseError> check();
   [[nodiscard]] std::expected<void, DatabaseError> writeWithin(const Values& changes);
   void rollBack();
   [[nodiscard]] std::expected<void, DatabaseError> writeRow(const std::string& key, const UserDefaults::Value& value);

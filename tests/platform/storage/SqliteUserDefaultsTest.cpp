@@ -148,29 +148,49 @@ TEST_F(SqliteDefaults, AFileCutShortIsSetAside) {
   EXPECT_THAT(log.messages(), SizeIs(1));
 }
 
-TEST_F(SqliteDefaults, DamageAtAnyPlaceOfTheFileIsNoticedOrDoesNoHarm) {
-  constexpr std::size_t pageBytes = 4'096;
-  constexpr std::size_t headBytes = 128;  // of a page; here lies what says where everything else is
-  start().setObject("a", UserDefaults::Data(9'000, 'a'));
-  defaults->setObject("b", 0.25);
-  ASSERT_TRUE(defaults->synchronize());
-  defaults.reset();
-  const std::string whole = contentOf(file());
-  for (std::size_t place = 0; place < whole.size(); place += place % pageBytes < headBytes ? 1 : 97) {
+class DamagedSqliteDefaults : public SqliteDefaults {
+ protected:
+  static constexpr std::size_t pageBytes = 4'096;
+
+  DamagedSqliteDefaults() {
+    start().setObject("a", UserDefaults::Data(9'000, 'a'));
+    defaults->setObject("b", 0.25);
+    EXPECT_TRUE(defaults->synchronize());
+    defaults.reset();
+    whole = contentOf(file());
+  }
+
+  void expectNoticedOrHarmless(std::size_t place, int flipped) {
+    for (const auto& entry : fs::directory_iterator(folder.path())) fs::remove(entry);
+    log.clear();
     std::ofstream(file(), std::ios::binary) << whole;
-    overwrite(static_cast<std::streamoff>(place), std::string(1, static_cast<char>(whole[place] ^ 0x55)));
+    overwrite(static_cast<std::streamoff>(place), std::string(1, static_cast<char>(whole[place] ^ flipped)));
     start();
     const auto a = defaults->value<UserDefaults::Data>("a");
     const auto b = defaults->value<double>("b");
     EXPECT_TRUE(!a || *a == UserDefaults::Data(9'000, 'a')) << place;
     EXPECT_TRUE(!b || *b == 0.25) << place;
-    EXPECT_TRUE((a && b) || !log.messages().empty()) << place << ": what is lost is told";
+    EXPECT_TRUE((a && b) || !log.messages().empty()) << place << " ^ " << flipped << ": what is lost is told";
     defaults->setObject("c", 1.0);
     const bool isStored = defaults->synchronize();
     EXPECT_TRUE(isStored || !log.messages().empty()) << place;
     defaults.reset();
-    for (const auto& entry : fs::directory_iterator(folder.path())) fs::remove(entry);
-    log.clear();
+  }
+
+  std::string whole;
+};
+
+TEST_F(DamagedSqliteDefaults, DamageAtAnyPlaceIsNoticedOrDoesNoHarm) {
+  constexpr std::size_t headBytes = 128;  // of a page; here lies what says where everything else is
+  for (std::size_t place = 0; place < whole.size(); ++place) {
+    if (place % pageBytes < headBytes || place % 97 == 0) expectNoticedOrHarmless(place, 0x55);
+  }
+}
+
+TEST_F(DamagedSqliteDefaults, AnyBitThatTurnsInTheHeadOfTheValuesPageIsNoticedOrDoesNoHarm) {
+  constexpr std::size_t headBytes = 12;  // with the two rows' places; to the page's number of rows, 2 ^ 3 is one less
+  for (std::size_t place = pageBytes; place < pageBytes + headBytes; ++place) {
+    for (const int flipped : {1, 2, 3, 4, 8, 16, 32, 64, 128}) expectNoticedOrHarmless(place, flipped);
   }
 }
 
