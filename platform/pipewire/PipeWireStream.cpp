@@ -147,7 +147,8 @@ OSStatus PipeWireStream::start(const AURenderCallback& callback) {
 bool PipeWireStream::rateHasSettled() const {
   const auto sink = connection_.facts().sinks.find(setup_.sink);
   if (sink == connection_.facts().sinks.end()) return false;
-  const bool isFull = !isMuted_ && volume_ == 1.0F && std::ranges::all_of(volumes_, [](float v) { return v == 1.0F; });
+  const bool isFull = !isMuted_ && volume_ == 1.0F && !volumes_.empty() &&
+                      std::ranges::all_of(volumes_, [](float v) { return v == 1.0F; });
   if (!isFull) return false;
   if (!setup_.leadsRate) return true;
   return sink->second.format && sink->second.format->rate == setup_.rate &&
@@ -187,7 +188,9 @@ void PipeWireStream::markLost(OSStatus status) {
   }
   if (stream_ == nullptr) return;
   spa_hook_remove(hook_.get());
-  pw_stream_destroy(std::exchange(stream_, nullptr));
+  // The data thread reads the pointer until the library has taken the node off it.
+  pw_stream_destroy(stream_);
+  stream_ = nullptr;
 }
 
 // Data thread.
@@ -252,7 +255,7 @@ PipeWireStreamFacts PipeWireStream::facts() const {
   facts.graphRate = graphRate_.load(std::memory_order_relaxed);
   facts.positions = positions_;
   facts.volumes = volumes_;
-  facts.volumes.push_back(volume_);
+  if (!volumes_.empty()) facts.volumes.push_back(volume_);
   facts.isMuted = isMuted_;
   return facts;
 }
