@@ -53,6 +53,10 @@ std::string alterationOf(const PipeWireFacts& facts, std::uint32_t sinkId, const
     const float lowest = std::min(sink.volume, std::ranges::min(sink.volumes));
     return fmt::format("the sink's volume is {:.3f} of its samples", lowest);
   }
+  if (sink.isSoftMuted) return "the server mutes the sink";
+  if (!std::ranges::all_of(sink.softVolumes, isFull))
+    return fmt::format("the server gives the sink {:.3f} of its samples", std::ranges::min(sink.softVolumes));
+  if (stream.volumes.empty()) return "the stream's volume is not known";
   if (!std::ranges::all_of(stream.volumes, isFull)) return "the stream's volume is not full";
   if (othersPlayOn(facts, sinkId, stream.node)) return "another program plays on the sink";
   return {};

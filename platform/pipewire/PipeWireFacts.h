@@ -58,6 +58,10 @@ struct PipeWireSink {
   std::vector<float> volumes;  ///< a channel; empty: not told (yet)
   float volume = 1;
   bool isMuted = false;
+  /// What the server multiplies by itself where the card's own mixer does the rest; empty: not told, and then it is the
+  /// volumes above that it multiplies by.
+  std::vector<float> softVolumes;
+  bool isSoftMuted = false;
 };
 
 /// A stream that ends in something.
@@ -84,7 +88,7 @@ struct PipeWireStreamFacts {
   double clientRate = 0;  ///< hertz
   double graphRate = 0;   ///< hertz; 0: not known
   std::vector<std::uint32_t> positions;
-  std::vector<float> volumes;  ///< a channel, and the stream's as a whole
+  std::vector<float> volumes;  ///< a channel, and the stream's as a whole; empty: not told (yet)
   bool isMuted = false;
 };
 

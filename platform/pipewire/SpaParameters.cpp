@@ -62,6 +62,20 @@ std::vector<AudioValueRange> rangesOf(const Numbers& numbers) {
   return ranges;
 }
 
+void readBool(const spa_pod* props, std::uint32_t key, bool& target) {
+  bool told = false;
+  if (const spa_pod* value = valueOf(props, key); value != nullptr && spa_pod_get_bool(value, &told) >= 0)
+    target = told;
+}
+
+void readVolumes(const spa_pod* props, std::uint32_t key, std::vector<float>& target) {
+  const spa_pod* value = valueOf(props, key);
+  if (value == nullptr) return;
+  std::array<float, SPA_AUDIO_MAX_CHANNELS> volumes{};
+  const std::uint32_t count = spa_pod_copy_array(value, SPA_TYPE_Float, volumes.data(), volumes.size());
+  target.assign(volumes.begin(), volumes.begin() + count);
+}
+
 }  // namespace
 
 std::optional<PipeWireFormat> parseFormat(const spa_pod* pod) {
@@ -87,17 +101,13 @@ std::optional<PipeWireFormatChoice> parseFormatChoice(const spa_pod* pod) {
 
 void applyProps(const spa_pod* pod, PipeWireSink& sink) {
   if (!isObject(pod, SPA_TYPE_OBJECT_Props)) return;
-  bool mute = false;
-  if (const spa_pod* value = valueOf(pod, SPA_PROP_mute); value != nullptr && spa_pod_get_bool(value, &mute) >= 0)
-    sink.isMuted = mute;
+  readBool(pod, SPA_PROP_mute, sink.isMuted);
+  readBool(pod, SPA_PROP_softMute, sink.isSoftMuted);
   float volume = 1;
   if (const spa_pod* value = valueOf(pod, SPA_PROP_volume); value != nullptr && spa_pod_get_float(value, &volume) >= 0)
     sink.volume = volume;
-  if (const spa_pod* value = valueOf(pod, SPA_PROP_channelVolumes)) {
-    std::array<float, SPA_AUDIO_MAX_CHANNELS> volumes{};
-    const std::uint32_t count = spa_pod_copy_array(value, SPA_TYPE_Float, volumes.data(), volumes.size());
-    sink.volumes.assign(volumes.begin(), volumes.begin() + count);
-  }
+  readVolumes(pod, SPA_PROP_channelVolumes, sink.volumes);
+  readVolumes(pod, SPA_PROP_softVolumes, sink.softVolumes);
 }
 
 std::optional<PipeWireProfile> parseProfile(const spa_pod* pod) {

@@ -71,6 +71,16 @@ TEST(Alteration, isSeenInEveryStage) {
        [](NeutralPath& path) {
          path.stream.volumes = {1, 0.99F, 1};
        }},
+      {"stream's volume is not known", [](NeutralPath& path) { path.stream.volumes.clear(); }},
+      {"server mutes", [](NeutralPath& path) { path.sink().isSoftMuted = true; }},
+      {"server gives the sink 0.631",
+       [](NeutralPath& path) {
+         path.sink().softVolumes = {1, 0.631F};
+       }},
+      {"server gives the sink",
+       [](NeutralPath& path) {
+         path.sink().softVolumes = {1.25F, 1.25F};
+       }},
       {"another program",
        [](NeutralPath& path) {
          path.facts.links[91] = {71, sinkId, true};
@@ -81,6 +91,12 @@ TEST(Alteration, isSeenInEveryStage) {
     row.change(path);
     EXPECT_THAT(path.alteration(), HasSubstr(row.words));
   }
+}
+
+TEST(Alteration, isNoneWhereTheServersOwnVolumesAreFull) {
+  NeutralPath path;
+  path.sink().softVolumes = {1, 1};
+  EXPECT_THAT(path.alteration(), IsEmpty());
 }
 
 TEST(Alteration, isNotAnotherProgramThatPausesOrPlaysElsewhere) {

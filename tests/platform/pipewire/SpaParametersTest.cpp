@@ -103,6 +103,17 @@ TEST(SpaProps, changeOnlyWhatTheyTell) {
   EXPECT_THAT(sink.volumes, ElementsAre(0.5F, 0.25F, 1));
   EXPECT_TRUE(sink.isMuted);
 
+  EXPECT_THAT(sink.softVolumes, IsEmpty());
+  EXPECT_FALSE(sink.isSoftMuted);
+
+  PodWriter soft(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
+  spa_pod_builder_bool(&soft.key(SPA_PROP_softMute).builder, true);
+  spa_pod_builder_array(&soft.key(SPA_PROP_softVolumes).builder, sizeof(float), SPA_TYPE_Float, 2, halves);
+  applyProps(soft.pod(), sink);
+  EXPECT_TRUE(sink.isSoftMuted);
+  EXPECT_THAT(sink.softVolumes, ElementsAre(0.5F, 0.25F));
+  EXPECT_THAT(sink.volumes, ElementsAre(0.5F, 0.25F, 1));
+
   const PipeWireSink before = sink;
   applyProps(nullptr, sink);
   EXPECT_EQ(sink.volumes, before.volumes);
