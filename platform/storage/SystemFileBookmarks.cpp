@@ -1,5 +1,6 @@
 #include "platform/storage/SystemFileBookmarks.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <system_error>
@@ -64,6 +65,9 @@ std::vector<std::optional<ResolvedBookmark>> SystemFileBookmarks::resolve(std::s
   return results;
 }
 
-bool SystemFileBookmarks::isReadable(const FileURL& url) const { return ::access(url.path().c_str(), R_OK) == 0; }
+/// With the rights with which the file will be opened.
+bool SystemFileBookmarks::isReadable(const FileURL& url) const {
+  return ::faccessat(AT_FDCWD, url.path().c_str(), R_OK, AT_EACCESS) == 0;
+}
 
 }  // namespace tolvane

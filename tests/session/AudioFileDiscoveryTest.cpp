@@ -9,6 +9,7 @@
 #include <string>
 
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/WithoutPrivileges.h"
 
 namespace tolvane {
 namespace {
@@ -198,30 +199,6 @@ TEST_F(AudioFileDiscovery, WhatCannotBeReadIsSkippedAndTheSearchGoesOn) {
               ElementsAre("one.wav"));
 }
 
-/// The superuser may read everything; while this lives, this process is an ordinary one, owner of the test's folder.
-class WithoutPrivileges {
- public:
-  explicit WithoutPrivileges(const fs::path& folder) : wasRoot_(::geteuid() == 0) {
-    if (!wasRoot_) return;
-    for (const auto& entry : fs::recursive_directory_iterator(folder)) give(entry.path());
-    give(folder);
-    EXPECT_EQ(::seteuid(nobody), 0);
-  }
-  ~WithoutPrivileges() {
-    if (wasRoot_) {
-      EXPECT_EQ(::seteuid(0), 0);
-    }
-  }
-  WithoutPrivileges(const WithoutPrivileges&) = delete;
-  WithoutPrivileges& operator=(const WithoutPrivileges&) = delete;
-
- private:
-  static constexpr uid_t nobody = 65534;
-  static void give(const fs::path& path) { EXPECT_EQ(::chown(path.c_str(), nobody, static_cast<gid_t>(-1)), 0); }
-
-  bool wasRoot_;
-};
-
 /// Few files can be open at once while this lives.
 class FewDescriptors {
  public:
@@ -256,7 +233,7 @@ TEST_F(AudioFileDiscovery, AnUnreadableFolderIsSkippedAndTheSearchGoesOn) {
   EXPECT_THAT(
       found({folder.url("one"), FileURL(folder.path().string() + tooLong), FileURL("/proc/1/none"), folder.url("two")}),
       ElementsAre("one/1.wav", "two/3.wav"));
-  const WithoutPrivileges listener(folder.path());
+  const test::WithoutPrivileges listener(folder.path());
   fs::permissions(folder.path() / "shut", fs::perms::none);
   EXPECT_THAT(foundInFolder(), ElementsAre("one/1.wav", "two/3.wav"));
   fs::permissions(folder.path() / "shut", fs::perms::owner_all);

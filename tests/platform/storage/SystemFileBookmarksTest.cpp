@@ -7,6 +7,7 @@
 
 #include "platform/storage/FileIdentity.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/WithoutPrivileges.h"
 
 namespace tolvane {
 namespace {
@@ -181,6 +182,15 @@ TEST_F(SystemBookmarks, ALinkIsBookmarkedItself) {
   EXPECT_TRUE(bookmarks.isReadable(folder.url("other.wav")));
   fs::remove(folder.path() / "real/a.wav");
   EXPECT_FALSE(bookmarks.isReadable(folder.url("other.wav"))) << "a link to nowhere";
+}
+
+TEST_F(SystemBookmarks, AFileThatMayNotBeReadIsThereButNotReadable) {
+  const auto bookmark = bookmarkOf("a.wav");
+  const test::WithoutPrivileges listener(folder.path());
+  EXPECT_TRUE(bookmarks.isReadable(folder.url("a.wav")));
+  fs::permissions(folder.path() / "a.wav", fs::perms::none);
+  EXPECT_FALSE(bookmarks.isReadable(folder.url("a.wav")));
+  EXPECT_EQ(resolved(bookmark), inPlace("a.wav"));
 }
 
 TEST_F(SystemBookmarks, OfAFileWithTwoNamesTheSameIsFoundEveryTime) {
