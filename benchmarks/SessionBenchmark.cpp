@@ -1,5 +1,6 @@
-// What a long playlist costs: restoring it, reordering it, saving it, saving the place in it. Over files and a database
-// on the disk of the temporary folder. "stored" waits for the disk, as nobody does while the player runs.
+// What a long playlist costs: finding it, restoring it, reordering it, saving it, going from track to track in it,
+// saving the place in it. Over files and a database on the disk of the temporary folder, whose names the system has in
+// memory. "stored" waits for the disk, as nobody does while the player runs.
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "platform/simulated/ManualRunLoop.h"
@@ -17,6 +19,7 @@
 #include "platform/simulated/SimulatedAudioHardware.h"
 #include "platform/storage/SqliteUserDefaults.h"
 #include "platform/storage/SystemFileBookmarks.h"
+#include "session/AudioFileDiscovery.h"
 #include "session/PlayerSession.h"
 
 namespace tolvane {
@@ -47,6 +50,7 @@ class Collection {
   Collection& operator=(const Collection&) = delete;
 
   [[nodiscard]] const std::vector<FileURL>& urls() const { return urls_; }
+  [[nodiscard]] FileURL music() const { return FileURL((top_ / "music").string()); }
   [[nodiscard]] fs::path storage() const { return top_ / "tolvane-player"; }
 
  private:
@@ -83,6 +87,13 @@ std::unique_ptr<Player> playerWith(std::int64_t count) {
   return player;
 }
 
+void discover(benchmark::State& state) {
+  const std::vector given{collectionOf(state.range(0)).music()};
+  for (auto _ : state) {
+    if (std::ssize(collectSupportedAudioFiles(given)) != state.range(0)) state.SkipWithError("not found");
+  }
+}
+
 void load(benchmark::State& state) {
   const auto player = playerWith(state.range(0));
   for (auto _ : state) player->session.loadPlaylist(collectionOf(state.range(0)).urls(), false);
@@ -114,10 +125,26 @@ void reorder(benchmark::State& state) {
   for (auto _ : state) player->session.moveTrack(0, state.range(0));
 }
 
+/// So short that decoding it takes no time.
+SimulatedPCMFile briefTrack() {
+  SimulatedPCMFile file;
+  file.format = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
+  file.sourceBitDepth = 16;
+  file.data.resize(std::size_t{441} * 4);
+  return file;
+}
+
 void advanceToNext(benchmark::State& state) {
+  constexpr std::size_t playable = 10;
   const auto player = playerWith(state.range(0));
-  std::int64_t index = 0;
-  for (auto _ : state) player->session.playTrack(index++ % state.range(0), 0);  // what is missing is no track to decode
+  const auto urls = player->session.fileURLs();
+  for (const auto& url : std::span(urls).first(playable)) player->files.add(url, briefTrack());
+  const auto window = player->session.onChange([] { benchmark::ClobberMemory(); });
+  std::size_t index = 0;
+  for (auto _ : state) {
+    player->session.playTrack(static_cast<std::int64_t>(index++ % playable), 0);
+    if (!player->session.player().isPlaying().value()) state.SkipWithError("not playing");
+  }
 }
 
 /// A save that finds the place where it was is not even written: here it is another one each time.
@@ -141,6 +168,7 @@ void saveStateStored(benchmark::State& state) {
 constexpr std::int64_t few = 10;
 constexpr std::int64_t many = 100'000;
 
+BENCHMARK(discover)->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(restore)->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(load)->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(persist)->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
