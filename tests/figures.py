@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """figures.py BUILD_DIR: what the tests of the last run of CTest measured and tabulated, from their output that CTest keeps.
 
-Prints the table of verdicts as the unit tests found it, and the sum of the fault campaign's parts. Exits with 1 when the
-table or a part of the campaign is not there, or the campaign was shorter than it must be.
+Prints the table of verdicts as the unit tests found it, the sum of the fault campaign's parts, and what the killed
+players left. Exits with 1 when one of them or a part of the campaign is not there, or the campaign was shorter than it
+must be.
 """
 
 import pathlib
@@ -15,6 +16,8 @@ TOTALS = re.compile(r"^(\d+) simulated hours \((\d+) of them playing\) in (\d+) 
                     r"their end, (\d+) recoveries tried, (\d+) given up", re.MULTILINE)
 
 
+KILLS = re.compile(r"^\d+ kills, \d+ states announced; \d+ within a transaction, \d+ before the last state was stored$",
+                   re.MULTILINE)
 PARTS = 4  # of the campaign, as tests/engine/campaign/CampaignTest.cpp has them
 LEAST_HOURS = 10_000  # simulated, of all parts together
 
@@ -44,11 +47,16 @@ def campaign(text):
     return lines, len(lines) == 1 and violations == 0
 
 
+def kills(text):
+    found = KILLS.search(text)
+    return ([f"Killed players: {found[0]}"], True) if found else (["The test of killed players did not pass."], False)
+
+
 def main():
     text = (pathlib.Path(sys.argv[1]) / "Testing/Temporary/LastTest.log").read_text(errors="replace")
-    (table, is_table_whole), (totals, is_campaign_whole) = verdicts(text), campaign(text)
-    print("\n".join([*table, "", *totals]))
-    return 0 if is_table_whole and is_campaign_whole else 1
+    (table, is_table_whole), (totals, is_campaign_whole), (killed, are_kills_whole) = verdicts(text), campaign(text), kills(text)
+    print("\n".join([*table, "", *totals, "", *killed]))
+    return 0 if is_table_whole and is_campaign_whole and are_kills_whole else 1
 
 
 if __name__ == "__main__":
