@@ -231,7 +231,7 @@ void PipeWireAudioHardware::closePath(AudioObjectID id) {
     if (device->id != id) continue;
     device->unit = nullptr;
     device->unitRate.reset();
-    device->toldAlteration.clear();
+    device->toldAlteration.reset();
   }
 }
 
@@ -398,6 +398,19 @@ void PipeWireAudioHardware::listenDirectly(ListenerID listener, const Device& de
   if (added) directListeners_.emplace(listener, *added);
 }
 
+/// Also when music begins to play again and nothing has changed: a verdict that was given while it paused knew no
+/// format.
+void PipeWireAudioHardware::publishAlteration(Device& device) {
+  const std::string reason = alteration(device);
+  if (!device.toldAlteration.isNews(reason)) return;
+  if (device.toldAlteration.isWorthALine(reason))
+    log_.write(LogLevel::standard, category,
+               reason.empty() ? fmt::format("{}: nothing alters the samples now", device.name)
+                              : fmt::format("{}: samples are altered: {}", device.name, reason));
+  device.toldAlteration.tell(reason);
+  listeners_.notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
+}
+
 /// Tells the listeners what has become of the device, when it is not what they were told.
 void PipeWireAudioHardware::publish(Device& device) {
   if (!device.isListed) return;
@@ -405,14 +418,9 @@ void PipeWireAudioHardware::publish(Device& device) {
   if (device.unit != nullptr && device.unit->isRunning() && device.unit->stream() != nullptr) {
     if (const PipeWireSink* sink = sinkOf(device); sink != nullptr && sink->format)
       device.unitRate = sink->format->rate;
-    std::string reason = alteration(device);
-    if (reason != device.toldAlteration) {
-      log_.write(LogLevel::standard, category,
-                 reason.empty() ? fmt::format("{}: nothing alters the samples now", device.name)
-                                : fmt::format("{}: samples are altered: {}", device.name, reason));
-      device.toldAlteration = std::move(reason);
-      listeners_.notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
-    }
+    publishAlteration(device);
+  } else {
+    device.toldAlteration.reset();
   }
   if (isShared) {
     const double rate = sharedNominalRate(device);

@@ -99,6 +99,7 @@ class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent
   void serverLost();
   void loseSink(Device& device, OSStatus status);
   void publish(Device& device);
+  void publishAlteration(Device& device);
   [[nodiscard]] bool mayStillGetSink(const MergedDevice& device);
   [[nodiscard]] std::vector<DirectDevice> directDevices() const;
   [[nodiscard]] std::set<std::string> keptCards() const;

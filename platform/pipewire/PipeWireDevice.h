@@ -8,6 +8,7 @@
 #include "platform/AudioHardware.h"
 #include "platform/RunLoop.h"
 #include "platform/pipewire/DeviceMerge.h"
+#include "platform/pipewire/ToldAlteration.h"
 
 namespace tolvane {
 
@@ -44,7 +45,7 @@ struct PipeWireDevice {
   // What listeners were told last.
   std::optional<double> toldRate;
   std::optional<std::int32_t> toldOwner;
-  std::string toldAlteration;
+  ToldAlteration toldAlteration;
 };
 
 }  // namespace tolvane
