@@ -129,7 +129,7 @@ void PlayerSession::togglePausePlayback() {
     playbackStartedAt_.reset();
     persistPlaybackState();
   } else if (player_.isPaused().value()) {
-    player_.resume();
+    player_.resume();  // may fail: then no clock may run, nor a next track follow
     setPositionFollowingEngine(playbackPosition_.value());
     shouldAutoAdvance_ = player_.isPlaying().value();
     persistPlaybackState();

@@ -17,9 +17,8 @@ struct PlayerWorld {
   StateJournal& journal;
 };
 
-/// Loads, reorders and plays in a process of its own until SIGKILL, which comes after `lifetime`, mostly
-/// counted from the end of its start. Gives the status of
-/// waitpid(). REQUIRES: this process has no other thread.
+/// Loads, reorders and plays in a process of its own until SIGKILL, which comes after `lifetime`, mostly counted from
+/// the end of its start. Gives the status of waitpid(). REQUIRES: this process has no other thread.
 [[nodiscard]] int runUntilKilled(const PlayerWorld& world, std::uint64_t seed, std::chrono::nanoseconds lifetime);
 
 }  // namespace tolvane::test

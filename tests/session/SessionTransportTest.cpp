@@ -145,6 +145,18 @@ TEST_F(SessionTransport, AnInterruptedTrackStartsWhereItStood) {
   EXPECT_NEAR(position(), 4, 1e-6);
 }
 
+TEST_F(SessionTransport, AfterAResumeThatFailedNoTimePassesAndNoTrackFollows) {
+  load(2);
+  session.playTrack(0, 0.4);
+  interruptPlayback();
+  advance(60);
+  EXPECT_NEAR(position(), 4, 1e-6);
+  EXPECT_EQ(index(), 0);
+  EXPECT_FALSE(isPlaying());
+  session.moveTrack(0, 1);
+  EXPECT_NEAR(position(), 4, 1e-6) << "brought up to date";
+}
+
 TEST_F(SessionTransport, ATrackThatStoodAtItsVeryEndStartsFromItsBeginning) {
   load(1);
   session.playTrack(0, 0.9995);
@@ -277,6 +289,7 @@ TEST(SessionLifetime, NothingOutlivesASession) {
   MemoryUserDefaults defaults;
   SimulatedFileBookmarks bookmarks;
   hardware.addDevice({});
+  std::vector<std::string> writes;
   {
     PlayerSession session(hardware, files, defaults, bookmarks, runLoop, log);
     SimulatedPCMFile file;
@@ -286,7 +299,10 @@ TEST(SessionLifetime, NothingOutlivesASession) {
     const std::vector urls{FileURL("/a.wav")};
     session.loadPlaylist(urls, true);
     ASSERT_TRUE(session.player().isPlaying().value());
+    runLoop.advance(std::chrono::milliseconds(500));  // another place than the saved one
+    writes = defaults.writes();
   }
+  EXPECT_EQ(defaults.writes(), writes) << "who ends the program has saved";
   EXPECT_EQ(runLoop.pendingTimerCount(), 0U);
   EXPECT_EQ(hardware.unitCount(), 0);
   EXPECT_EQ(hardware.listenerCount(), 0U);
