@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <QDBusPendingCallWatcher>
+#include <QDeadlineTimer>
 #include <QGuiApplication>
 #include <QTimer>
 #include <QWindow>
@@ -9,6 +11,7 @@
 #include <optional>
 
 #include "app/shell/WindowSize.h"
+#include "tests/app/dbus/BusFixture.h"
 #include "tests/session/SessionFixture.h"
 
 namespace tolvane {
@@ -118,6 +121,110 @@ TEST_F(Shell, MayEndBeforeItsWindow) {
   shell.reset();
   EXPECT_TRUE(window->close());
 }
+
+/// One of the ways in which the desktop asks for the window.
+struct WayBack {
+  const char* name;
+  const char* path;
+  const char* interface;
+  const char* method;
+  QVariantList arguments;
+};
+
+class ShellOnTheBus : public Shell, public testing::WithParamInterface<WayBack> {
+ protected:
+  ShellOnTheBus() {
+    shell.reset();
+    shell.emplace(
+        service, ApplicationIdentity::player(),
+        PlayerShell::Parts{
+            .session = session, .sources = sources, .defaults = defaults, .runLoop = runLoop, .window = *window});
+    settle();
+  }
+  ~ShellOnTheBus() override {
+    shell.reset();
+    QDBusConnection::disconnectFromBus(QStringLiteral("client"));
+    QDBusConnection::disconnectFromBus(QStringLiteral("service"));
+  }
+
+  void close() {
+    EXPECT_FALSE(window->close());
+    settle();
+    EXPECT_FALSE(window->isVisible());
+  }
+  /// Asks for the window from outside, until that has been answered.
+  void askForTheWindow() {
+    const auto& way = GetParam();
+    auto message = QDBusMessage::createMethodCall(service.baseService(), QLatin1String(way.path),
+                                                  QLatin1String(way.interface), QLatin1String(way.method));
+    message.setArguments(way.arguments);
+    const QDBusPendingCallWatcher watcher(client.asyncCall(message));
+    QTimer wake;
+    wake.start(10);
+    const QDeadlineTimer limit(60'000);  // only a player that has lost its bus comes near it
+    while (!watcher.isFinished() && !limit.hasExpired()) {
+      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+      runLoop.runUntilIdle();
+    }
+    EXPECT_EQ(watcher.reply().type(), QDBusMessage::ReplyMessage) << watcher.reply().errorMessage().toStdString();
+    settle();
+  }
+
+  test::PrivateBus bus;
+  QDBusConnection service = bus.connect(QStringLiteral("service"));
+  QDBusConnection client = bus.connect(QStringLiteral("client"));
+};
+
+TEST_P(ShellOnTheBus, BringsBackAWindowThatWasClosed) {
+  close();
+  askForTheWindow();
+  EXPECT_TRUE(window->isVisible());
+  EXPECT_EQ(window->windowStates(), Qt::WindowNoState);
+  EXPECT_EQ(window->size(), QSize(600, 700));
+}
+
+TEST_P(ShellOnTheBus, BringsBackAWindowThatWasMinimised) {
+  window->showMinimized();
+  settle();
+  ASSERT_TRUE(window->windowStates().testFlag(Qt::WindowMinimized));
+  askForTheWindow();
+  EXPECT_TRUE(window->isVisible());
+  EXPECT_EQ(window->windowStates(), Qt::WindowNoState);
+}
+
+TEST_P(ShellOnTheBus, BringsBackAWindowThatWasMinimisedAndClosed) {
+  window->showMinimized();
+  settle();
+  close();
+  askForTheWindow();
+  EXPECT_TRUE(window->isVisible());
+  EXPECT_FALSE(window->windowStates().testFlag(Qt::WindowMinimized));
+}
+
+TEST_P(ShellOnTheBus, BringsBackAWindowThatWasMaximisedAsLargeAsItWas) {
+  window->showMaximized();
+  settle();
+  const auto size = window->size();
+  ASSERT_NE(size, QSize(600, 700));
+  close();
+  askForTheWindow();
+  EXPECT_TRUE(window->isVisible());
+  EXPECT_EQ(window->windowStates(), Qt::WindowMaximized);
+  EXPECT_EQ(window->size(), size);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachWay, ShellOnTheBus,
+    testing::Values(
+        WayBack{"Activate", "/org/tolvane/Player", "org.freedesktop.Application", "Activate", {QVariantMap()}},
+        WayBack{"ShowPlayer",
+                "/org/tolvane/Player",
+                "org.freedesktop.Application",
+                "ActivateAction",
+                {QStringLiteral("show-player"), QVariantList(), QVariantMap()}},
+        WayBack{"TrayClick", "/StatusNotifierItem", "org.kde.StatusNotifierItem", "Activate", {0, 0}},
+        WayBack{"Raise", "/org/mpris/MediaPlayer2", "org.mpris.MediaPlayer2", "Raise", {}}),
+    [](const auto& way) { return std::string(way.param.name); });
 
 }  // namespace
 }  // namespace tolvane
