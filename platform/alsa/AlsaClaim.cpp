@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -19,25 +18,16 @@ bool isServer(const AlsaPaths& paths, pid_t process) {
   return readSmallFile(paths.processes + "/" + std::to_string(process) + "/comm") == "pipewire\n";
 }
 
-/// It would close the PCM when the reservation's owner is asked for the card.
-bool yields(const AlsaUsage::Holder& holder, const std::optional<DeviceReservation::Owner>& owner) {
-  if (holder.stayed || holder.process <= 0 || !owner || !owner->yields) return false;
-  return holder.isServer || holder.process == owner->pid;
-}
-
-/// The first that would not; null: every one would.
-const AlsaUsage::Holder* keeper(const AlsaUsage& usage) {
-  const auto found =
-      std::ranges::find_if(usage.holders, [&](const auto& holder) { return !yields(holder, usage.owner); });
-  return found == usage.holders.end() ? nullptr : &*found;
-}
-
 }  // namespace
+
+bool holderYields(const AlsaUsage& usage) {
+  if (usage.holderStayed || !usage.owner || !usage.owner->yields) return false;
+  return usage.holderIsServer || usage.holder == usage.owner->pid;
+}
 
 pid_t foreignOwner(const AlsaUsage& usage) {
   if (usage.owner && !usage.owner->yields) return usage.owner->pid;
-  const auto* holder = keeper(usage);
-  return holder == nullptr ? -1 : holder->process;
+  return usage.allTaken && !holderYields(usage) ? usage.holder : -1;
 }
 
 AlsaClaim::AlsaClaim(Pcm pcm, AlsaPaths paths, RunLoop& runLoop, DeviceReservation* reservation)
@@ -45,12 +35,14 @@ AlsaClaim::AlsaClaim(Pcm pcm, AlsaPaths paths, RunLoop& runLoop, DeviceReservati
 
 AlsaUsage AlsaClaim::usage() const {
   AlsaUsage usage;
-  for (const AlsaSubstream& substream : readSubstreams(paths_, pcm_.card, pcm_.device)) {
-    const pid_t process = substream.ownerProcess;
-    if (substream.status.state == AlsaStreamState::closed || process == getpid()) continue;
-    usage.holders.push_back(
-        {process, process > 0 && isServer(paths_, process), std::ranges::find(stayed_, process) != stayed_.end()});
+  const auto substreams = readSubstreams(paths_, pcm_.card, pcm_.device);
+  usage.allTaken = !substreams.empty();
+  for (const AlsaSubstream& substream : substreams) {
+    if (substream.status.state == AlsaStreamState::closed) usage.allTaken = false;
+    if (substream.ownerProcess > 0 && substream.ownerProcess != getpid()) usage.holder = substream.ownerProcess;
   }
+  usage.holderIsServer = usage.holder > 0 && isServer(paths_, usage.holder);
+  usage.holderStayed = usage.holder > 0 && usage.holder == stayed_;
   if (reservation_ != nullptr) usage.owner = reservation_->owner(pcm_.card);
   return usage;
 }
@@ -77,8 +69,8 @@ std::expected<AlsaClaim::Substreams, OSStatus> AlsaClaim::openAll(const std::sha
 
 OSStatus AlsaClaim::take(std::shared_ptr<AlsaPcm> inUse) {
   const AlsaUsage before = usage();
-  const bool mustWait = !before.holders.empty();
-  if (keeper(before) != nullptr) return kAudioDevicePermissionsError;
+  const bool mustWait = before.holder > 0 && holderYields(before);
+  if (before.holder > 0 && !mustWait) return kAudioDevicePermissionsError;
   DeviceReservation::Hold hold;
   if (reservation_ != nullptr) {
     auto reserved = reservation_->acquire(pcm_.card, pcm_.name);
@@ -93,11 +85,10 @@ OSStatus AlsaClaim::take(std::shared_ptr<AlsaPcm> inUse) {
     opened = openAll(inUse);
   }
   if (!opened) {
-    stayed_.clear();
-    for (const auto& holder : before.holders) stayed_.push_back(holder.process);
+    if (mustWait) stayed_ = before.holder;
     return opened.error();
   }
-  stayed_.clear();
+  stayed_ = -1;
   for (const auto& pcm : *opened) pcm->keepUntilClosed(hold);
   pcms_ = *std::move(opened);
   return noErr;

@@ -20,20 +20,18 @@ namespace tolvane {
 
 /// Who uses a PCM, as far as the kernel and the reservation can tell.
 struct AlsaUsage {
-  /// Another process that has a substream open.
-  struct Holder {
-    pid_t process = 0;      ///< 0: it cannot be named
-    bool isServer = false;  ///< it is known to be a sound server's
-    bool stayed = false;    ///< it was waited for in vain
-  };
-
-  std::vector<Holder> holders{};
+  pid_t holder = -1;                                ///< another process that has a substream open
+  bool allTaken = false;                            ///< no substream is free
+  bool holderIsServer = false;                      ///< it is known to be a sound server's process
+  bool holderStayed = false;                        ///< it was waited for in vain
   std::optional<DeviceReservation::Owner> owner{};  ///< of the reservation
 };
 
-/// The other process that keeps the PCM, or part of it, so that this one cannot have it all; -1: nobody does. 0: one
-/// that cannot be named. A sound server that gives its cards away in order keeps nothing.
+/// The other process that owns the PCM, so that this one cannot; -1: nobody does. 0: one that cannot be named.
+/// A sound server that gives its cards away in order owns nothing.
 [[nodiscard]] pid_t foreignOwner(const AlsaUsage& usage);
+/// The holder would close the PCM when the reservation's owner is asked for the card.
+[[nodiscard]] bool holderYields(const AlsaUsage& usage);
 
 class AlsaClaim {
  public:
@@ -71,7 +69,7 @@ class AlsaClaim {
   RunLoop& runLoop_;
   DeviceReservation* const reservation_;
   Substreams pcms_;
-  std::vector<pid_t> stayed_;  ///< the processes that did not let go when they were waited for
+  pid_t stayed_ = -1;  ///< the process that did not let go when it was waited for
 };
 
 }  // namespace tolvane

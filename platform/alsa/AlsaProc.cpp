@@ -140,8 +140,7 @@ std::vector<AlsaSubstream> readSubstreams(const AlsaPaths& paths, int card, unsi
     if (!statusText) break;
     AlsaSubstream substream;
     substream.index = index;
-    // What cannot be read is not free.
-    substream.status = parseStreamStatus(*statusText).value_or(AlsaStreamStatus{AlsaStreamState::other, 0});
+    substream.status = parseStreamStatus(*statusText).value_or(AlsaStreamStatus{});
     if (const pid_t thread = substream.status.ownerThread; thread > 0) {
       const auto text = readSmallFile(paths.processes + "/" + std::to_string(thread) + "/status");
       // The thread that opened the PCM may have ended since; when it was the first one, its id is the process.

@@ -52,7 +52,7 @@ struct AlsaStreamStatus {
 struct AlsaSubstream {
   unsigned index = 0;
   AlsaStreamStatus status;
-  pid_t ownerProcess = 0;  ///< 0 when closed, or when it cannot be told
+  pid_t ownerProcess = 0;  ///< 0 when closed or unknown
   std::optional<AlsaHwParams> hwParams;
 };
 
