@@ -3,7 +3,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <iterator>
 #include <system_error>
+#include <thread>
 
 namespace tolvane {
 
@@ -16,7 +19,8 @@ struct MissingFile {
 
 using Results = std::vector<std::optional<ResolvedBookmark>>;
 
-std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks, Results& results) {
+std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks,
+                                        std::span<std::optional<ResolvedBookmark>> results, std::size_t firstIndex) {
   std::vector<MissingFile> missing;
   for (std::size_t index = 0; index < bookmarks.size(); ++index) {
     auto token = decodedToken(bookmarks[index]);
@@ -25,10 +29,38 @@ std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks,
     if (facts && !facts->isFolder) {
       results[index] = ResolvedBookmark{.url = FileURL(std::move(token->path)), .isStale = false};
     } else {
-      missing.push_back({index, std::move(*token)});
+      missing.push_back({firstIndex + index, std::move(*token)});
     }
   }
   return missing;
+}
+
+/// A long playlist is waited for when the program starts: most of that time goes to asking the system for each file,
+/// which it answers to several threads at once.
+std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks, Results& results) {
+  constexpr std::size_t worthAThread = 2'000;
+  const std::size_t parts = std::clamp<std::size_t>(bookmarks.size() / worthAThread, 1, 4);
+  const std::size_t length = (bookmarks.size() + parts - 1) / parts;
+  std::vector<std::vector<MissingFile>> missing(parts);
+  const auto resolvePart = [&](std::size_t part) {
+    const std::size_t begin = part * length;
+    const std::size_t count = std::min(length, bookmarks.size() - begin);
+    missing[part] = resolveInPlace(bookmarks.subspan(begin, count), std::span(results).subspan(begin, count), begin);
+  };
+  {
+    std::vector<std::jthread> helpers;
+    for (std::size_t part = 1; part < parts; ++part) {
+      try {
+        helpers.emplace_back(resolvePart, part);
+      } catch (const std::system_error&) {  // no more threads
+        resolvePart(part);
+      }
+    }
+    resolvePart(0);
+  }
+  std::vector<MissingFile> all = std::move(missing.front());
+  for (std::size_t part = 1; part < parts; ++part) std::ranges::move(missing[part], std::back_inserter(all));
+  return all;
 }
 
 }  // namespace

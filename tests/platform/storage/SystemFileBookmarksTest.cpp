@@ -24,6 +24,9 @@ class SystemBookmarks : public testing::Test {
   [[nodiscard]] std::optional<ResolvedBookmark> resolved(const FileBookmark& bookmark) {
     return bookmarks.resolve(std::span(&bookmark, 1)).at(0);
   }
+  [[nodiscard]] static std::ptrdiff_t missingOf(const std::vector<std::optional<ResolvedBookmark>>& found) {
+    return std::ranges::count_if(found, [](const auto& entry) { return !entry.has_value(); });
+  }
   [[nodiscard]] ResolvedBookmark inPlace(const std::string& name) const { return {folder.url(name), false}; }
   [[nodiscard]] ResolvedBookmark moved(const std::string& name) const { return {folder.url(name), true}; }
   void rename(const std::string& from, const std::string& to) const {
@@ -114,7 +117,7 @@ TEST_F(SystemBookmarks, ADiskThatIsNotThereCostsTheOtherFilesNothing) {
   rename("home/music/one/b.wav", "home/music/two/b.wav");
   SystemFileBookmarks hasty({.folders = 5});
   const auto found = hasty.resolve(list);
-  EXPECT_EQ(std::ranges::count(found, std::optional<ResolvedBookmark>()), 40);
+  EXPECT_EQ(missingOf(found), 40);
   EXPECT_EQ(found[40], moved("home/music/renamed.wav"));
   EXPECT_EQ(found[41], moved("home/music/two/b.wav"));
 }
@@ -128,7 +131,7 @@ TEST_F(SystemBookmarks, TheSearchInTheFoldersAroundIsBounded) {
   }
   SystemFileBookmarks hasty({.folders = 5});
   const auto found = hasty.resolve(list);
-  EXPECT_EQ(std::ranges::count(found, std::optional<ResolvedBookmark>()), 15);
+  EXPECT_EQ(missingOf(found), 15);
   EXPECT_EQ(found[0], moved("music/to 0/a.wav"));
 }
 
@@ -218,6 +221,21 @@ TEST_F(SystemBookmarks, EveryBookmarkHasItsResultInOrder) {
   rename("2.wav", "moved.wav");
   EXPECT_THAT(bookmarks.resolve(list),
               testing::ElementsAre(inPlace("1.wav"), std::nullopt, moved("moved.wav"), inPlace("3.wav")));
+}
+
+TEST_F(SystemBookmarks, EveryBookmarkOfALongListHasItsResultInOrder) {
+  const std::vector<FileBookmark> few{bookmarkOf("1.wav"), FileBookmark("book"), bookmarkOf("2.wav")};
+  rename("2.wav", "moved.wav");
+  const std::vector<std::optional<ResolvedBookmark>> expectedOfFew{inPlace("1.wav"), std::nullopt, moved("moved.wav")};
+  for (const std::size_t count : {1'999U, 4'000U, 4'001U, 8'003U, 20'001U}) {
+    std::vector<FileBookmark> list;
+    std::vector<std::optional<ResolvedBookmark>> expected;
+    for (std::size_t i = 0; i < count; ++i) {
+      list.push_back(few[i % few.size()]);
+      expected.push_back(expectedOfFew[i % few.size()]);
+    }
+    EXPECT_TRUE(bookmarks.resolve(list) == expected) << count;
+  }
 }
 
 }  // namespace
