@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <optional>
 #include <vector>
 
@@ -99,8 +100,9 @@ Json describeDevice(const AudioHardware& hardware, AudioObjectID device, AudioOb
   line["hogOwner"] = orNull(readProperty<std::int32_t>(hardware, device, hogMode));
   line["bufferFrames"] =
       orNull(readProperty<std::uint32_t>(hardware, device, globalAddress(kAudioDevicePropertyBufferFrameSize)));
-  line["hardwareVolume"] =
-      orNull(readProperty<double>(hardware, device, outputAddress(kAudioDevicePropertyVolumeDecibels)));
+  const auto volume = readProperty<double>(hardware, device, outputAddress(kAudioDevicePropertyVolumeDecibels));
+  line["hardwareVolume"] = orNull(volume);
+  if (volume && std::isinf(*volume)) line["hardwareVolume"] = "muted";  // JSON has no such number
   line["streams"] = describeStreams(hardware, device);
   return line;
 }

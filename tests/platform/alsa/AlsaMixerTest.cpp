@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 namespace tolvane {
 namespace {
+
+constexpr double muted = -std::numeric_limits<double>::infinity();
 
 TEST(AlsaMixer, addsUpWhatStandsOnTheWayOfMusic) {
   struct Case {
@@ -24,9 +28,22 @@ TEST(AlsaMixer, addsUpWhatStandsOnTheWayOfMusic) {
                 -6,
                 "others are side by side"},
            Case{{{"Beep", -30}}, false, std::nullopt, "or not on the way"},
+           Case{{{"Master", muted}, {"PCM", -4}}, false, muted, "one that mutes is enough"},
+           Case{{{"Mic", muted}, {"PCM", -4}}, true, -4, "but no input"},
        }) {
     EXPECT_EQ(hardwareVolume(c.controls, c.isUsb), c.volume) << c.what;
   }
+}
+
+TEST(AlsaMixer, tellsAMutedChannelFromALoudOne) {
+  constexpr long driversMute = -9999999;
+  EXPECT_EQ(channelDecibels(0, true), 0);
+  EXPECT_EQ(channelDecibels(-1050, true), -10.5);
+  EXPECT_EQ(channelDecibels(0, false), muted) << "by its switch, whatever its volume";
+  EXPECT_EQ(channelDecibels(std::nullopt, false), muted);
+  EXPECT_EQ(channelDecibels(driversMute, true), muted) << "by a volume that is turned down all the way";
+  EXPECT_EQ(channelDecibels(driversMute + 1, true), (driversMute + 1) / 100.0);
+  EXPECT_EQ(channelDecibels(std::nullopt, true), std::nullopt);
 }
 
 TEST(AlsaMixer, ofACardThatIsNotThereHasNoControls) { EXPECT_TRUE(readVolumeControls(1000).empty()); }
