@@ -192,6 +192,8 @@ std::expected<AudioStreamBasicDescription, OSStatus> PipeWireAudioHardware::shar
   auto hardware = std::get<AudioStreamBasicDescription>(*format);
   auto layout = pcmLayout(hardware);
   if (!layout) return std::unexpected(kAudioDeviceUnsupportedFormatError);
+  if (layout->isFloat() && layout->bytes > sizeof(float))
+    return describe(floatLayout(sizeof(float)), hardware.mSampleRate, hardware.mChannelsPerFrame);
   if (layout->isFloat() || layout->bits <= bitsOfTheMix) return hardware;
   layout->alignedHigh = layout->bits == layout->bytes * 8 || layout->alignedHigh;
   layout->bits = bitsOfTheMix;
