@@ -19,6 +19,14 @@ std::string sinkUid(const PipeWireSink& sink, const PipeWireCard* card) {
   return "sink:" + sink.nodeName;
 }
 
+/// Two sinks may have one node name, or one address.
+std::string distinctUid(const std::string& plain, const std::vector<MergedDevice>& devices) {
+  std::string uid = plain;
+  for (int number = 2; std::ranges::find(devices, uid, &MergedDevice::uid) != devices.end(); ++number)
+    uid = plain + " #" + std::to_string(number);
+  return uid;
+}
+
 /// The direct device behind each sink.
 std::map<std::uint32_t, const DirectDevice*> matchSinks(std::span<const DirectDevice> direct,
                                                         const PipeWireFacts& facts) {
@@ -76,7 +84,8 @@ std::vector<MergedDevice> mergeDevices(std::span<const DirectDevice> direct, con
     const bool isKnown = !sink.nodeName.empty() && (!sink.card || (card != nullptr && !card->api.empty()));
     if (matches.contains(id) || !isKnown) continue;
     const std::string& name = sink.description.empty() ? sink.nodeName : sink.description;
-    devices.push_back({sinkUid(sink, card), name, transportOf(sink, card), id, kAudioObjectUnknown});
+    devices.push_back(
+        {distinctUid(sinkUid(sink, card), devices), name, transportOf(sink, card), id, kAudioObjectUnknown});
   }
   return devices;
 }

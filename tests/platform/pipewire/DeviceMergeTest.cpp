@@ -102,6 +102,13 @@ TEST(DeviceMerge, listsSinksWithoutACardOfTheMachine) {
   EXPECT_EQ(merged[1].transport, kAudioDeviceTransportTypeVirtual);
 }
 
+TEST(DeviceMerge, numbersSinksOfOneNameInTheServersOrder) {
+  Desktop desktop;
+  for (const std::uint32_t id : {43U, 41U, 45U, 42U}) desktop.facts.sinks[id].nodeName = id == 42 ? "other" : "null";
+  EXPECT_THAT(desktop.listed(), ElementsAre("sink:null = null @41", "sink:other = other @42", "sink:null #2 = null @43",
+                                            "sink:null #3 = null @45"));
+}
+
 TEST(DeviceMerge, waitsForSinksThatHaveNotToldTheirNameOrTheirCard) {
   Desktop desktop;
   desktop.facts.sinks[40];
