@@ -38,6 +38,7 @@ struct PipeWireDevice {
   struct Profile {
     std::uint32_t card = 0;
     std::uint32_t profile = 0;
+    PipeWireCard before;  ///< the server gives a card's number to another one when it has gone
   };
   std::optional<Profile> switchedOff;
   bool returnsToServer = false;  ///< when hog mode ends

@@ -72,7 +72,7 @@ void PipeWireAudioHardware::switchCardOff(Device& device) {
   const PipeWireSink* sink = sinkOf(device);
   const PipeWireCard* card = sink != nullptr ? cardOf(connection_.facts(), *sink) : nullptr;
   if (card == nullptr || !card->profile || !card->profileOff || card->isOff()) return;
-  device.switchedOff = {*sink->card, *card->profile};
+  device.switchedOff = {*sink->card, *card->profile, *card};
   if (!connection_.setProfile(*sink->card, *card->profileOff)) return device.switchedOff.reset();
   const auto id = *device.sink;
   connection_.waitUntil([this, id] { return !connection_.facts().sinks.contains(id); }, closeLimit);
@@ -83,7 +83,7 @@ void PipeWireAudioHardware::restoreProfile(Device& device) {
   if (!before) return;
   // A card that was reserved is a new object for the server, which has its old profile already.
   const auto card = connection_.facts().cards.find(before->card);
-  if (card == connection_.facts().cards.end()) return;
+  if (card == connection_.facts().cards.end() || !card->second.isSameAs(before->before)) return;
   if (connection_.setProfile(before->card, before->profile)) connection_.roundTrip(closeLimit);
 }
 

@@ -24,8 +24,9 @@ struct PipeWireFormat {
 
 /// A card as the server's session manager has it.
 struct PipeWireCard {
-  std::string api;  ///< "alsa", "bluez5"
-  std::string bus;  ///< "usb", "pci", "bluetooth"
+  std::string serial;  ///< never used again while the server lives
+  std::string api;     ///< "alsa", "bluez5"
+  std::string bus;     ///< "usb", "pci", "bluetooth"
   std::string busId;
   std::string busPath;
   std::string description;
@@ -37,6 +38,10 @@ struct PipeWireCard {
   std::optional<std::uint32_t> profileOff;  ///< the one that gives the card back to the system
 
   [[nodiscard]] bool isOff() const { return profile && profile == profileOff; }
+  /// Whether both are one object of the server, and one piece of hardware.
+  [[nodiscard]] bool isSameAs(const PipeWireCard& other) const {
+    return serial == other.serial && busPath == other.busPath && busId == other.busId;
+  }
 };
 
 struct PipeWireSink {

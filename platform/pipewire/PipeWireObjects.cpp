@@ -76,6 +76,7 @@ class Card final : public PipeWireObject {
       pw_device_enum_params(reinterpret_cast<pw_device*>(proxy()), 0, SPA_PARAM_Profile, 0, 1, nullptr);
     if ((info.change_mask & PW_DEVICE_CHANGE_MASK_PROPS) == 0) return;
     PipeWireCard& card = facts_.cards[id_];
+    card.serial = text(info.props, PW_KEY_OBJECT_SERIAL);
     card.api = text(info.props, PW_KEY_DEVICE_API);
     card.bus = text(info.props, PW_KEY_DEVICE_BUS);
     card.busId = text(info.props, "device.bus-id");

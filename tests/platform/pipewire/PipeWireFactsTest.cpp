@@ -106,6 +106,21 @@ TEST(Alteration, isNotAnotherProgramThatPausesOrPlaysElsewhere) {
   EXPECT_THAT(path.alteration(), IsEmpty());
 }
 
+TEST(Card, isAnotherOneWhereOnlyTheServersNumberIsTheSame) {
+  PipeWireCard card;
+  card.serial = "51";
+  card.busPath = "pci-usb-1";
+  card.busId = "usb-DAC-00";
+  PipeWireCard other = card;
+  other.profile = 3;
+  EXPECT_TRUE(card.isSameAs(other));
+  for (std::string PipeWireCard::*text : {&PipeWireCard::serial, &PipeWireCard::busPath, &PipeWireCard::busId}) {
+    other = card;
+    other.*text = "other";
+    EXPECT_FALSE(card.isSameAs(other));
+  }
+}
+
 TEST(JsonName, isReadFromTheServersSettings) {
   EXPECT_EQ(nameInJson(R"({"name":"alsa_output.usb"})"), "alsa_output.usb");
   EXPECT_EQ(nameInJson(R"({ "other": 1, "name" : "a \"b\" \\ c" })"), R"(a "b" \ c)");
