@@ -21,6 +21,7 @@ T.ComboBox {
     displayText: hasDevices ? currentText : qsTr("No output device")
     Accessible.name: qsTr("Output device")
     Accessible.description: displayText
+    Accessible.onPressAction: if (enabled) popup.open()
 
     // The selection is the device list's: a choice is only asked for here.
     Binding on currentIndex { value: picker.selectedDevice }
@@ -72,6 +73,7 @@ T.ComboBox {
         hoverEnabled: true
         highlighted: picker.highlightedIndex === index
         Accessible.name: modelData
+        Accessible.onPressAction: clicked()
 
         background: Rectangle {
             radius: 7
@@ -92,6 +94,8 @@ T.ComboBox {
         height: Math.min(contentItem.implicitHeight + topPadding + bottomPadding, 280)
         padding: 6
         margins: 8
+        // A click gives no focus, but the arrows and Escape belong to the open list.
+        onOpened: picker.forceActiveFocus(Qt.PopupFocusReason)
 
         contentItem: ListView {
             clip: true

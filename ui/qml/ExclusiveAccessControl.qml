@@ -19,6 +19,8 @@ T.Switch {
     hoverEnabled: true
     Accessible.name: qsTr("Exclusive Access")
     Accessible.description: message
+    Accessible.onPressAction: chosen(!on)
+    Accessible.onToggleAction: chosen(!on)
 
     Binding on checked { value: control.on }
     onToggled: chosen(checked)

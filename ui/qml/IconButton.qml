@@ -16,6 +16,7 @@ T.AbstractButton {
     opacity: enabled ? 1 : Theme.disabledOpacity
     hoverEnabled: true
     Accessible.name: name
+    Accessible.onPressAction: if (enabled) clicked()
 
     background: Rectangle {
         radius: height / 2

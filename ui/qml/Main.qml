@@ -17,6 +17,8 @@ Window {
     /// A control that the keyboard has reached keeps Space for itself.
     readonly property T.Control focusedControl: activeFocusItem as T.Control
     readonly property bool controlHasFocus: focusedControl !== null && focusedControl.visualFocus && !(focusedControl instanceof TrackWaveformRow)
+    readonly property DevicePicker focusedPicker: activeFocusItem as DevicePicker
+    readonly property bool spaceIsTaken: controlHasFocus || (focusedPicker !== null && focusedPicker.popup.visible)
     readonly property bool fillsScreen: visibility === Window.Maximized || visibility === Window.FullScreen
 
     width: 600
@@ -28,7 +30,7 @@ Window {
     title: qsTr("Tolvane Music Player")
     color: "transparent"
 
-    Shortcut { sequence: "Space"; enabled: !window.controlHasFocus; onActivated: window.nowPlaying.togglePause() }
+    Shortcut { sequence: "Space"; enabled: !window.spaceIsTaken; onActivated: window.nowPlaying.togglePause() }
     Shortcut { sequence: "Ctrl+O"; onActivated: fileDialog.open() }
     Shortcut { sequence: "Ctrl+Shift+O"; onActivated: folderDialog.open() }
     Shortcut { sequence: "Ctrl+Left"; onActivated: window.nowPlaying.previous() }

@@ -42,6 +42,7 @@ ColumnLayout {
             focusPolicy: Qt.TabFocus
             hoverEnabled: true
             Accessible.name: qsTr("%1 %2, reset to %3").arg(row.title).arg(row.valueText).arg(row.resetTitle)
+            Accessible.onPressAction: if (enabled) clicked()
             onClicked: row.chosen(row.resetValue)
             contentItem: TabularText {
                 text: row.valueText
@@ -57,7 +58,7 @@ ColumnLayout {
     }
     OutputAdjustmentSlider {
         Layout.fillWidth: true
-        value: row.value
+        shownValue: row.value
         from: row.from
         to: row.to
         resetValue: row.resetValue

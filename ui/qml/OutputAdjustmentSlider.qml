@@ -19,6 +19,8 @@ AdjustmentArea {
     Accessible.focusable: true
     Accessible.onIncreaseAction: adjust(1)
     Accessible.onDecreaseAction: adjust(-1)
+    Accessible.description: qsTr("Press: Reset to default")
+    Accessible.onPressAction: reset()
 
     Rectangle {
         anchors.verticalCenter: parent.verticalCenter

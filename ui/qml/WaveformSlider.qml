@@ -14,6 +14,12 @@ T.Slider {
     signal chosen(real fraction)
     /// Where the pointer has moved to; −1 when it has not.
     property real wanted: -1
+    readonly property real keyStep: 0.02
+    /// The names under which assistive technology looks for a slider's range.
+    readonly property real minimumValue: from
+    readonly property real maximumValue: to
+
+    function step(direction: int) { chosen(Math.max(0, Math.min(1, progress + direction * keyStep))); }
 
     /// A tall window has room for a taller picture.
     implicitHeight: Window.height > 840 ? 104 : 64
@@ -22,6 +28,8 @@ T.Slider {
     stepSize: 0.01
     Accessible.name: qsTr("Position")
     Accessible.description: positionText
+    Accessible.onIncreaseAction: if (enabled) step(1)
+    Accessible.onDecreaseAction: if (enabled) step(-1)
 
     Binding on value {
         value: slider.progress
@@ -29,12 +37,19 @@ T.Slider {
         restoreMode: Binding.RestoreNone
     }
     onMoved: wanted = value
+    // Assistive technology sets the value itself: that is a choice, and the place shown stays the music's own.
+    onValueChanged: {
+        if (pressed || value === progress) return;
+        const choice = value;
+        value = progress;
+        if (enabled) chosen(choice);
+    }
     onPressedChanged: {
         if (!pressed && wanted >= 0) chosen(wanted);
         wanted = -1;
     }
-    Keys.onLeftPressed: chosen(Math.max(0, progress - 0.02))
-    Keys.onRightPressed: chosen(Math.min(1, progress + 0.02))
+    Keys.onLeftPressed: step(-1)
+    Keys.onRightPressed: step(1)
 
     HoverHandler { id: pointer; cursorShape: Qt.PointingHandCursor }
 

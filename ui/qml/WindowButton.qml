@@ -14,6 +14,7 @@ T.AbstractButton {
     focusPolicy: Qt.TabFocus
     hoverEnabled: true
     Accessible.name: name
+    Accessible.onPressAction: if (enabled) clicked()
 
     background: Rectangle {
         anchors.fill: parent

@@ -1,6 +1,7 @@
 #include "ui/qt/AdjustmentArea.h"
 
 #include <QGuiApplication>
+#include <cmath>
 
 namespace tolvane {
 
@@ -26,10 +27,14 @@ AdjustmentArea::AdjustmentArea(QQuickItem* parent) : QQuickItem(parent) {
   connect(this, &AdjustmentArea::rangeChanged, this, &AdjustmentArea::thumbMoved);
 }
 
-void AdjustmentArea::setValue(double value) {
+void AdjustmentArea::show(double value) {
   if (value == value_) return;
   value_ = value;
   emit valueChanged();
+}
+
+void AdjustmentArea::setValue(double value) {
+  if (isEnabled() && std::isfinite(value)) choose(slider_.clamped(value));
 }
 
 void AdjustmentArea::setFrom(double from) {

@@ -1,6 +1,6 @@
 #pragma once
 // The surface of an output slider: pointer, wheel, keys and assistive technology, after the rules of
-// OutputAdjustmentSlider. Main thread. It asks for values and never keeps one: `value` is what its owner says.
+// OutputAdjustmentSlider. Main thread. It asks for values and never keeps one: what it shows is what its owner says.
 
 #include <QQuickItem>
 
@@ -11,6 +11,9 @@ namespace tolvane {
 class AdjustmentArea : public QQuickItem {
   Q_OBJECT
   QML_ELEMENT
+  /// What the owner says it is.
+  Q_PROPERTY(double shownValue READ value WRITE show NOTIFY valueChanged FINAL)
+  /// The same for assistive technology, which sets it, too: that asks for a value, as a drag does.
   Q_PROPERTY(double value READ value WRITE setValue NOTIFY valueChanged FINAL)
   Q_PROPERTY(double from READ from WRITE setFrom NOTIFY rangeChanged FINAL)
   Q_PROPERTY(double to READ to WRITE setTo NOTIFY rangeChanged FINAL)
@@ -27,6 +30,7 @@ class AdjustmentArea : public QQuickItem {
   explicit AdjustmentArea(QQuickItem* parent = nullptr);
 
   [[nodiscard]] double value() const { return value_; }
+  void show(double value);
   void setValue(double value);
   [[nodiscard]] double from() const { return slider_.lower; }
   void setFrom(double from);

@@ -135,14 +135,21 @@ TEST_F(WindowOutput, APickedDevicePlays) {
   load(1);
   ASSERT_EQ(devices.selectedDevice().value()->name, "Studio DAC");
   click("Output device");
-  ASSERT_TRUE(waitFor([this] {
-    for (auto* control : controls())
-      if (control->text(QAccessible::Name) == "Headphones") return true;
-    return false;
-  }));
+  ASSERT_TRUE(waitFor([this] { return isShown("Headphones"); }));
   click("Headphones");
   EXPECT_EQ(devices.selectedDevice().value()->id, headphones);
   EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(WindowOutput, SpaceBelongsToAnOpenListOfDevicesAndThenToTheMusicAgain) {
+  load(1);
+  click("Output device");
+  ASSERT_TRUE(waitFor([this] { return isShown("Headphones"); }));
+  key(Qt::Key_Space);
+  EXPECT_TRUE(isPlaying());
+  EXPECT_TRUE(waitFor([this] { return !isShown("Headphones"); }));
+  key(Qt::Key_Space);
+  EXPECT_FALSE(isPlaying());
 }
 
 TEST_F(WindowOutput, ADeviceIsPickedByKeyboard) {

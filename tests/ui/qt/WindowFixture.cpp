@@ -3,6 +3,7 @@
 #include <QDeadlineTimer>
 #include <QGuiApplication>
 #include <QtTest/QTest>
+#include <algorithm>
 
 namespace tolvane::test {
 
@@ -95,6 +96,11 @@ QAccessibleInterface* WindowFixture::accessible(const QString& name) const {
   }
   ADD_FAILURE() << "There is no control named " << name.toStdString();
   return nullptr;
+}
+
+bool WindowFixture::isShown(const QString& name) const {
+  const auto all = controls();
+  return std::ranges::any_of(all, [&](const auto* control) { return control->text(QAccessible::Name) == name; });
 }
 
 QQuickItem* WindowFixture::item(const QString& name) const {

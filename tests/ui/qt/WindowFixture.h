@@ -47,6 +47,7 @@ class WindowFixture : public testing::Test {
   // What there is to see and to hear.
 
   [[nodiscard]] QAccessibleInterface* accessible(const QString& name) const;
+  [[nodiscard]] bool isShown(const QString& name) const;
   [[nodiscard]] QQuickItem* item(const QString& name) const;
   [[nodiscard]] QList<QAccessibleInterface*> controls() const;
   [[nodiscard]] QQuickItem* row(int index) const;
