@@ -170,11 +170,11 @@ long AlsaRenderLoop::halt() {
   const int error = snd_pcm_delay(handle_, &delay);
   if (error == 0) {
     played_ = std::clamp<std::int64_t>(written_ - delay, played_, written_);
-  } else if (error == -EPIPE) {
+  } else if (error == -EPIPE || error == -ESTRPIPE) {  // a machine that sleeps has stopped already
     lookAtStopped();
     return 0;
   }
-  return error == -ESTRPIPE ? 0 : error;  // a machine that sleeps has stopped already
+  return error;
 }
 
 std::optional<std::int64_t> AlsaRenderLoop::sampleTime() const {
@@ -286,8 +286,9 @@ void AlsaRenderLoop::lookAtStopped() {
 /// Before a ring is prepared anew: what it holds and nobody has heard is written again afterwards.
 void AlsaRenderLoop::keepUnheard() {
   written_ += std::exchange(uncommitted_, 0);  // they stand in the ring behind the others, and are music as well
-  const std::int64_t frames = std::min(written_ - played_, written_ - preparedAt_);
-  if (ring_ == nullptr || frames <= 0 || static_cast<snd_pcm_uframes_t>(frames) > setup_.bufferFrames) return;
+  const std::int64_t frames =
+      std::min({written_ - played_, written_ - preparedAt_, static_cast<std::int64_t>(setup_.bufferFrames)});
+  if (ring_ == nullptr || frames <= 0) return;
   // Frames that waited to be written again stand behind those that now join them.
   const std::size_t left = unheardBytes_ - unheardAt_;
   const std::size_t bytes = static_cast<std::size_t>(frames) * frameBytes_;
@@ -329,8 +330,8 @@ long AlsaRenderLoop::recover(long error) {
   } else {
     underruns_.fetch_add(1, std::memory_order_relaxed);
     notice_.signal();
-    lookAtStopped();
   }
+  lookAtStopped();
   const auto step = pace_.next(played_ - preparedAt_, static_cast<std::int64_t>(setup_.periodFrames));
   if (step == AlsaRecoveryPace::Step::giveUp) return error;
   if (step == AlsaRecoveryPace::Step::afterAPause) poll(descriptors_.data(), 1, std::max(1, periodMilliseconds()));

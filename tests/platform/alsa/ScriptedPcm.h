@@ -1,0 +1,78 @@
+#pragma once
+// A playback PCM in the place of the kernel's: this program's own snd_pcm_… functions, which the linker takes before
+// alsa-lib's. The test plays its ring, puts it to sleep and stops it; the render thread fills it. Any thread.
+
+#include <alsa/asoundlib.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "platform/alsa/EventDescriptor.h"
+
+namespace tolvane {
+
+/// Stereo, 16 bits; keeps the left channel of what it has played. One at a time.
+class ScriptedPcm {
+ public:
+  static constexpr snd_pcm_uframes_t ringFrames = 1024;
+  static constexpr snd_pcm_uframes_t periodFrames = 256;
+
+  ScriptedPcm();
+  ~ScriptedPcm();
+  ScriptedPcm(const ScriptedPcm&) = delete;
+  ScriptedPcm& operator=(const ScriptedPcm&) = delete;
+
+  // The test's side.
+
+  /// Plays so many frames of a full ring, and waits until the ring is full again.
+  void play(snd_pcm_uframes_t frames);
+  /// The machine sleeps. What snd_pcm_resume answers then, in turn; the last answer stays.
+  void suspend(std::deque<int> resumeAnswers);
+  /// The driver stops the stream by itself, with what is in the ring unheard.
+  void stopByItself();
+  /// From now on each start is followed by such a stop.
+  void stopAfterEachStart();
+  /// What snd_pcm_prepare answers from now on.
+  void answerPrepare(int answer);
+
+  /// False: it did not come true within the time that a healthy machine needs many times over.
+  [[nodiscard]] bool waitUntil(const std::function<bool(const ScriptedPcm&)>& condition);
+  [[nodiscard]] bool isFull() const { return state_ == SND_PCM_STATE_RUNNING && ring_.size() == ringFrames; }
+  [[nodiscard]] int prepares() const { return prepares_; }
+  [[nodiscard]] int resumes() const { return resumes_; }
+  [[nodiscard]] std::vector<std::int16_t> heard();
+
+  // The render thread's side: what alsa-lib offers.
+
+  int prepare();
+  int start();
+  int drop();
+  int resume();
+  snd_pcm_state_t state();
+  snd_pcm_sframes_t room();
+  int delay(snd_pcm_sframes_t& frames);
+  snd_pcm_sframes_t write(const std::int16_t* samples, snd_pcm_uframes_t frames);
+  int descriptor() const { return event_.get(); }
+  unsigned short takeEvents();
+
+ private:
+  [[nodiscard]] int trouble() const;
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  EventDescriptor event_;
+  snd_pcm_state_t state_ = SND_PCM_STATE_SETUP;
+  std::deque<std::int16_t> ring_;
+  std::vector<std::int16_t> heard_;
+  std::deque<int> resumeAnswers_;
+  int prepareAnswer_ = 0;
+  bool stopsAfterStart_ = false;
+  int prepares_ = 0;
+  int resumes_ = 0;
+};
+
+}  // namespace tolvane
