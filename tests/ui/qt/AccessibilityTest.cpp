@@ -184,6 +184,19 @@ TEST_F(WindowAccessibility, AButtonThatIsOffIgnoresAssistiveTechnology) {
   EXPECT_EQ(clicks.count(), 0);
 }
 
+TEST_F(WindowAccessibility, TheWindowsButtonsArePressedByAssistiveTechnology) {
+  press("Zoom");
+  EXPECT_EQ(window->visibility(), QWindow::Maximized);
+  press("Restore");
+  EXPECT_EQ(window->visibility(), QWindow::Windowed);
+  press("Minimise");
+  EXPECT_EQ(window->visibility(), QWindow::Minimized);
+  window->showNormal();
+  settle();
+  press("Close");
+  EXPECT_FALSE(window->isVisible());
+}
+
 TEST_F(WindowAccessibility, ExclusiveAccessIsSwitchedByAssistiveTechnology) {
   load(1);
   for (const auto& action : {QAccessibleActionInterface::toggleAction(), QAccessibleActionInterface::pressAction()}) {

@@ -141,6 +141,28 @@ TEST_F(WindowOutput, APickedDevicePlays) {
   EXPECT_TRUE(isPlaying());
 }
 
+TEST_F(WindowOutput, TheListOfDevicesThatAClickOpensFollowsTheKeyboard) {
+  load(1);
+  const auto before = devices.selectedDevice().value()->id;
+  const auto* popup = item("Output device")->property("popup").value<QObject*>();
+  const auto isOpen = [&] { return popup->property("visible").toBool(); };
+  click("Output device");
+  ASSERT_TRUE(waitFor(isOpen));
+  key(Qt::Key_Up);
+  key(Qt::Key_Return);
+  EXPECT_FALSE(isOpen());
+  const auto picked = devices.selectedDevice().value()->id;
+  EXPECT_NE(picked, before);
+
+  click("Output device");
+  ASSERT_TRUE(waitFor(isOpen));
+  key(Qt::Key_Down);
+  key(Qt::Key_Escape);
+  EXPECT_FALSE(isOpen());
+  EXPECT_EQ(devices.selectedDevice().value()->id, picked);
+  EXPECT_TRUE(isPlaying());
+}
+
 TEST_F(WindowOutput, SpaceBelongsToAnOpenListOfDevicesAndThenToTheMusicAgain) {
   load(1);
   click("Output device");
