@@ -2,7 +2,6 @@
 // What the listeners of a device know about what alters its samples. Main thread; a plain value. While nothing plays
 // they know nothing: whatever they read meanwhile was no verdict on the music that comes next.
 
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -12,17 +11,21 @@ class ToldAlteration {
  public:
   /// Whether the listeners are to be told this reason; empty: nothing alters the samples. Always, the first time after
   /// reset().
-  [[nodiscard]] bool isNews(const std::string& reason) const { return told_ != reason; }
+  [[nodiscard]] bool isNews(const std::string& reason) const { return !isTold_ || told_ != reason; }
   /// A verdict that nobody was told to doubt goes without a line in the log.
   [[nodiscard]] bool isWorthALine(const std::string& reason) const {
-    return isNews(reason) && (told_ || !reason.empty());
+    return isNews(reason) && (isTold_ || !reason.empty());
   }
-  void tell(std::string reason) { told_ = std::move(reason); }
+  void tell(std::string reason) {
+    told_ = std::move(reason);
+    isTold_ = true;
+  }
   /// The unit plays no more.
-  void reset() { told_.reset(); }
+  void reset() { isTold_ = false; }
 
  private:
-  std::optional<std::string> told_;
+  std::string told_;
+  bool isTold_ = false;
 };
 
 }  // namespace tolvane
