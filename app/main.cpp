@@ -11,6 +11,7 @@
 #include <span>
 
 #include "app/PlayerShell.h"
+#include "app/SilentSessionBus.h"
 #include "app/dbus/ApplicationService.h"
 #include "app/shell/FileURI.h"
 #include "platform/alsa/AlsaAudioHardware.h"
@@ -104,6 +105,11 @@ int runPlayer(const FileArguments& arguments) {
 
 int main(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);  // whoever read the log may go away; the music goes on
+  {
+    // Before Qt and its platform plug-ins look for the bus.
+    tolvane::StandardErrorLog log;
+    tolvane::leaveSilentSessionBus(log);
+  }
   const QGuiApplication application(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("tolvane-player"));
   QGuiApplication::setDesktopFileName(QString::fromStdString(tolvane::ApplicationIdentity::player().id));

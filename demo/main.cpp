@@ -11,6 +11,7 @@
 #include <exception>
 
 #include "app/PlayerShell.h"
+#include "app/SilentSessionBus.h"
 #include "demo/DemoMusic.h"
 #include "demo/DemoRack.h"
 #include "demo/RackWindow.h"
@@ -112,6 +113,11 @@ int runDemo() {
 
 int main(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);  // whoever read the log may go away; the music goes on
+  {
+    // Before Qt and its platform plug-ins look for the bus.
+    tolvane::StandardErrorLog log;
+    tolvane::leaveSilentSessionBus(log);
+  }
   const QGuiApplication application(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("tolvane-demo"));
   try {

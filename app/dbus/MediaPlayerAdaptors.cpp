@@ -18,9 +18,10 @@ MediaPlayerRootAdaptor::MediaPlayerRootAdaptor(QObject* parent, const Applicatio
     : QDBusAbstractAdaptor(parent), identity_(identity), shell_(std::move(shell)) {}
 
 QStringList MediaPlayerRootAdaptor::supportedMimeTypes() const {
-  return {QStringLiteral("audio/flac"),  QStringLiteral("audio/mpeg"),  QStringLiteral("audio/vnd.wave"),
-          QStringLiteral("audio/wav"),   QStringLiteral("audio/x-wav"), QStringLiteral("audio/aiff"),
-          QStringLiteral("audio/x-aiff")};
+  // As the desktop entry has them, besides folders.
+  return {QStringLiteral("audio/flac"),   QStringLiteral("audio/x-flac"), QStringLiteral("audio/mpeg"),
+          QStringLiteral("audio/x-wav"),  QStringLiteral("audio/wav"),    QStringLiteral("audio/vnd.wave"),
+          QStringLiteral("audio/x-aiff"), QStringLiteral("audio/aiff")};
 }
 
 MediaPlayerAdaptor::MediaPlayerAdaptor(QObject* parent, const QDBusConnection& bus, MediaControls& controls,

@@ -9,10 +9,12 @@
 #include <QDeadlineTimer>
 #include <QProcess>
 #include <QTimer>
+#include <QUrl>
 #include <csignal>
 #include <functional>
 
 #include "tests/app/dbus/BusFixture.h"
+#include "tests/support/SilentSocket.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tolvane {
@@ -86,9 +88,25 @@ class Program : public testing::Test {
     const auto metadata = qdbus_cast<QVariantMap>(reply.arguments().at(0).value<QDBusVariant>().variant());
     return metadata.value(QStringLiteral("xesam:title")).toString();
   }
-  QDBusMessage act(const QString& action) {
+  QDBusMessage askApplication(const char* method, const QVariantList& values) {
     return call(QStringLiteral("/org/tolvane/Player"), QStringLiteral("org.freedesktop.Application"),
-                QStringLiteral("ActivateAction"), {action, QVariantList(), QVariantMap()});
+                QLatin1String(method), values);
+  }
+  QDBusMessage act(const QString& action) {
+    return askApplication("ActivateAction", {action, QVariantList(), QVariantMap()});
+  }
+  void quit() {
+    call(QStringLiteral("/org/mpris/MediaPlayer2"), QStringLiteral("org.mpris.MediaPlayer2"), QStringLiteral("Quit"));
+    waitUntil([this] { return !isRunning(); });
+  }
+  /// From here on whoever asks for the player starts it, as on a desktop where it is installed.
+  void letTheBusStartIt() {
+    std::string command = "/usr/bin/env";
+    for (const auto* name :
+         {"HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM", "DBUS_SYSTEM_BUS_ADDRESS"}) {
+      command += std::string(" ") + name + "=" + environment.value(QLatin1String(name)).toStdString();
+    }
+    bus.addService(id.toStdString(), command + " " TOLVANE_PLAYER);
   }
   QString file(const char* name) { return QString::fromStdString(home.write(name, "no music at all").path()); }
 
@@ -148,20 +166,18 @@ TEST_F(Program, QuitsOverTheBusAndRestoresThePlaylistAtTheNextStart) {
 }
 
 TEST_F(Program, IsStartedByTheBus) {
-  const auto setting = [this](const char* name) {
-    return std::string(" ") + name + "=" + environment.value(QLatin1String(name)).toStdString();
-  };
-  std::string command = "/usr/bin/env";
-  for (const auto* name : {"HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM", "DBUS_SYSTEM_BUS_ADDRESS"}) {
-    command += setting(name);
-  }
-  bus.addService(id.toStdString(), command + " " TOLVANE_PLAYER);
-  EXPECT_EQ(call(QStringLiteral("/org/tolvane/Player"), QStringLiteral("org.freedesktop.Application"),
-                 QStringLiteral("Activate"), {QVariantMap()})
-                .type(),
-            QDBusMessage::ReplyMessage);
-  call(QStringLiteral("/org/mpris/MediaPlayer2"), QStringLiteral("org.mpris.MediaPlayer2"), QStringLiteral("Quit"));
-  waitUntil([this] { return !isRunning(); });
+  letTheBusStartIt();
+  EXPECT_EQ(askApplication("Activate", {QVariantMap()}).type(), QDBusMessage::ReplyMessage);
+  quit();
+}
+
+TEST_F(Program, IsStartedByTheBusForTheFilesThatItIsToOpen) {
+  letTheBusStartIt();
+  const auto url = QUrl::fromLocalFile(file("sonata no. 1.flac")).toString(QUrl::FullyEncoded);
+  ASSERT_FALSE(isRunning());
+  EXPECT_EQ(askApplication("Open", {QStringList{url}, QVariantMap()}).type(), QDBusMessage::ReplyMessage);
+  waitUntil([this] { return title() == QStringLiteral("sonata no. 1"); });
+  quit();
 }
 
 TEST_F(Program, EndsInOrderAlsoAfterTheBusHasDied) {
@@ -178,6 +194,18 @@ TEST_F(Program, StartsAloneWithoutABus) {
   waitUntil([&] { return std::filesystem::exists(store) || player->state() == QProcess::NotRunning; });
   EXPECT_EQ(player->state(), QProcess::Running);
   EXPECT_EQ(terminate(*player), 0);
+}
+
+TEST_F(Program, StartsAloneWhereTheBusNeverAnswers) {
+  const auto path = (home.path() / "silent").string();
+  const test::SilentSocket silent(path);
+  environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=%1").arg(path.c_str()));
+  const auto player = start({file("a.wav")});
+  const auto store = home.path() / "tolvane-player";
+  waitUntil([&] { return std::filesystem::exists(store) || player->state() == QProcess::NotRunning; });
+  EXPECT_EQ(player->state(), QProcess::Running);
+  EXPECT_EQ(terminate(*player), 0);
+  EXPECT_EQ(player->readAllStandardError().count("SessionBus: The session bus does not answer"), 1);
 }
 
 TEST_F(Program, RefusesOptions) {

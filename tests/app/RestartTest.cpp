@@ -1,0 +1,188 @@
+// A listener who leaves and comes back: the program twice over the same stored defaults, each time with a window of its
+// own. Seen and set in that window, by accessible names.
+
+#include <gmock/gmock.h>
+
+#include <QAccessible>
+#include <QGuiApplication>
+#include <QQuickWindow>
+#include <QTimer>
+#include <functional>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "app/PlayerShell.h"
+#include "app/shell/WindowSize.h"
+#include "platform/simulated/ManualRunLoop.h"
+#include "platform/simulated/MemoryLog.h"
+#include "platform/simulated/SimulatedAudioFileServices.h"
+#include "platform/simulated/SimulatedAudioHardware.h"
+#include "platform/simulated/SimulatedFileBookmarks.h"
+#include "platform/storage/SqliteUserDefaults.h"
+#include "tests/support/TemporaryFolder.h"
+#include "ui/qt/PlayerWindow.h"
+
+namespace tolvane {
+namespace {
+
+using testing::ElementsAre;
+
+/// The program from its start to its end, as the player's own main puts it together.
+struct PlayerRun {
+  PlayerRun(const std::filesystem::path& folder, AudioFileServices& music, FileBookmarks& access)
+      : files(music), bookmarks(access), defaults(folder, log) {
+    hardware.addDevice({});
+    QAccessible::setActive(true);
+    shell.emplace(QDBusConnection(QStringLiteral("no bus")), ApplicationIdentity::player(),
+                  PlayerShell::Parts{.session = session,
+                                     .sources = sources,
+                                     .defaults = defaults,
+                                     .runLoop = runLoop,
+                                     .window = *window.window()});
+    settle();
+  }
+
+  void settle() {
+    for (int turn = 0; turn < 3; ++turn) {
+      for (const auto& work : std::exchange(background, {})) work();
+      runLoop.runUntilIdle();
+      QCoreApplication::sendPostedEvents();
+      QCoreApplication::processEvents();
+      window.window()->grabWindow();
+    }
+  }
+  void advance(double seconds) {
+    runLoop.advance(durationFromSeconds(seconds));
+    settle();
+  }
+  /// As the listener does; returns once the program would be over.
+  void quit() {
+    QTimer::singleShot(0, [] { QCoreApplication::quit(); });
+    EXPECT_EQ(QCoreApplication::exec(), 0);
+  }
+
+  // What the window shows.
+
+  [[nodiscard]] QAccessibleInterface* control(const QString& name) { return find(root(), name); }
+  [[nodiscard]] bool shows(const QString& name) { return control(name) != nullptr; }
+  /// From top to bottom.
+  [[nodiscard]] std::vector<std::string> rows() {
+    std::map<int, std::string> byHeight;
+    collectRows(root(), byHeight);
+    std::vector<std::string> names;
+    for (auto& [height, name] : byHeight) names.push_back(std::move(name));
+    return names;
+  }
+
+  MemoryLog log;
+  ManualRunLoop runLoop;
+  SimulatedAudioHardware hardware{runLoop};
+  AudioFileServices& files;
+  FileBookmarks& bookmarks;
+  std::vector<std::function<void()>> background;  ///< done by settle()
+  SqliteUserDefaults defaults;
+  PlayerSession session{hardware, files, defaults, bookmarks, runLoop, log};
+  OutputDeviceList devices{hardware, [this](AudioObjectID id) { session.setOutputDevice(id); }};
+  ContentView content{session, defaults, runLoop,
+                      [this](const FileURL& url, const std::stop_token& stop) {
+                        return makeWaveformData(files, url, maxWaveformSamples, stop);
+                      },
+                      [this](WaveformStore::Work work) { background.push_back(std::move(work)); }};
+  SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); },
+                        [](const SourceActions::Work& work) { work(); }};
+  PlayerWindow window{content, devices, sources, "1.0"};
+  std::optional<PlayerShell> shell;
+
+ private:
+  QAccessibleInterface* root() { return QAccessible::queryAccessibleInterface(window.window()); }
+
+  static QAccessibleInterface* find(QAccessibleInterface* from, const QString& name) {
+    if (from == nullptr || from->state().invisible) return nullptr;
+    if (from->text(QAccessible::Name) == name) return from;
+    for (int i = 0; i < from->childCount(); ++i)
+      if (auto* found = find(from->child(i), name)) return found;
+    return nullptr;
+  }
+  static void collectRows(QAccessibleInterface* from, std::map<int, std::string>& byHeight) {
+    if (from == nullptr || from->state().invisible) return;
+    const auto name = from->text(QAccessible::Name);
+    if (name.contains(QStringLiteral(", track "))) byHeight.emplace(from->rect().y(), name.toStdString());
+    for (int i = 0; i < from->childCount(); ++i) collectRows(from->child(i), byHeight);
+  }
+};
+
+class Restart : public testing::Test {
+ protected:
+  FileURL add(const char* name) {
+    SimulatedPCMFile file;
+    file.format = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
+    file.sourceBitDepth = 16;
+    file.data.resize(std::size_t{10} * 44100 * 4, std::byte{0x10});
+    const FileURL url(std::string("/music/") + name + ".wav");
+    files.add(url, std::move(file));
+    bookmarks.add(url);
+    return url;
+  }
+  /// The program once more; the one before has ended.
+  PlayerRun& start() {
+    run.reset();
+    run.emplace(folder.path(), files, bookmarks);
+    return *run;
+  }
+
+  test::TemporaryFolder folder;
+  SimulatedAudioFileServices files;
+  SimulatedFileBookmarks bookmarks;
+  std::optional<PlayerRun> run;
+};
+
+TEST_F(Restart, ShowsEverythingAsItWasLeft) {
+  PlayerRun& before = start();
+  before.content.loadPlaylist(std::vector{add("a"), add("b"), add("c")});
+  before.session.moveTrack(2, 0);  // the third to the front
+  before.session.playTrack(1, 0);
+  before.advance(4);
+  before.session.setOutputVolume(0.7);
+  before.session.setOutputBalance(-0.25);
+  before.content.setExclusiveAccessEnabled(true);
+  before.window.window()->resize(820, 760);
+  before.settle();
+  ASSERT_THAT(before.rows(), ElementsAre("c, track 1, 00:10", "a, track 2, 00:10", "b, track 3, 00:10"));
+  before.quit();
+
+  PlayerRun& after = start();
+  EXPECT_THAT(after.rows(), ElementsAre("c, track 1, 00:10", "a, track 2, 00:10", "b, track 3, 00:10"));
+  EXPECT_TRUE(after.shows("02 / 03"));
+  EXPECT_TRUE(after.shows("00:04"));
+  EXPECT_TRUE(after.shows("00:10"));
+  EXPECT_TRUE(after.shows("Volume 70%, reset to 100%"));
+  EXPECT_TRUE(after.shows("Balance L 25, reset to Center"));
+  ASSERT_TRUE(after.shows("Exclusive Access"));
+  EXPECT_TRUE(after.control("Exclusive Access")->state().checked);
+  EXPECT_TRUE(after.shows("Play")) << "nothing plays before the listener wants it";
+  // The window opens at its own size each time; what the listener gave it stays on record.
+  EXPECT_EQ(after.window.window()->size(), QSize(600, 700));
+  EXPECT_EQ(loadSavedWindowSize(after.defaults), (WindowSize{820, 760}));
+}
+
+TEST_F(Restart, ShowsWhatIsUsualWhereNothingWasLeft) {
+  start().quit();
+  PlayerRun& after = start();
+  EXPECT_TRUE(after.rows().empty());
+  EXPECT_TRUE(after.shows("No track selected"));
+  EXPECT_TRUE(after.shows("Volume 100%, reset to 100%"));
+  EXPECT_FALSE(after.control("Exclusive Access")->state().checked);
+}
+
+}  // namespace
+}  // namespace tolvane
+
+/// One application for all: Qt Quick does not like a second one in a process.
+int main(int argc, char* argv[]) {
+  testing::InitGoogleMock(&argc, argv);
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+  const QGuiApplication application(argc, argv);
+  return RUN_ALL_TESTS();
+}
