@@ -19,6 +19,8 @@ struct ResolvedBookmark {
   FileURL url;
   /// The file lies elsewhere than the bookmark says: a fresh one should replace it.
   bool isStale = false;
+  /// Whether the file may be read; a link to nowhere may not.
+  bool isReadable = true;
 
   bool operator==(const ResolvedBookmark&) const = default;
 };
@@ -34,9 +36,6 @@ class FileBookmarks {
   /// that the search for files that have moved stays bounded however many have.
   [[nodiscard]] virtual std::vector<std::optional<ResolvedBookmark>> resolve(
       std::span<const FileBookmark> bookmarks) = 0;
-
-  /// Whether the file is there and may be read.
-  [[nodiscard]] virtual bool isReadable(const FileURL& url) const = 0;
 };
 
 }  // namespace tolvane

@@ -148,7 +148,7 @@ class Collector {
     if (::lstat(path.c_str(), &status) != 0) return;
     path = standardisedPath(path, status);
     if (S_ISDIR(status.st_mode)) {
-      walk(std::move(path));
+      if (walked_.insert(path).second) walk(std::move(path));
     } else if ((S_ISLNK(status.st_mode) || S_ISREG(status.st_mode)) && isSupportedAudioFile(FileURL(path))) {
       const auto nameBegin = path.rfind('/') + 1;
       found_.emplace_back(Folder(path.substr(0, nameBegin)), std::string_view(path).substr(nameBegin), given_);
@@ -193,6 +193,7 @@ class Collector {
 
   std::stop_token stop_;
   std::uint32_t given_ = 0;
+  std::unordered_set<std::string> walked_;  ///< of the given folders: one is often handed over more than once
   std::vector<Found> found_;
 };
 

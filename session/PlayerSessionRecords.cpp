@@ -106,7 +106,7 @@ PlayerSession::RestoredPlaylist PlayerSession::resolvedPlaylist(std::span<const 
   auto resolved = bookmarks_.resolve(saved);
   for (std::size_t index = 0; index < saved.size(); ++index) {
     auto& entry = resolved[index];
-    if (!entry || !bookmarks_.isReadable(entry->url) || !isSupportedAudioFile(entry->url)) {
+    if (!entry || !entry->isReadable || !isSupportedAudioFile(entry->url)) {
       restored.isChanged = true;
       continue;
     }

@@ -63,11 +63,9 @@ std::optional<ResolvedBookmark> SimulatedFileBookmarks::resolved(const FileBookm
   if (error != std::errc{} || end == bookmark.data() + bookmark.size() || *end != ':') return std::nullopt;
   const auto place = places_.find(identity);
   if (place == places_.end()) return std::nullopt;
-  return ResolvedBookmark{.url = place->second, .isStale = place->second.path() != end + 1};
-}
-
-bool SimulatedFileBookmarks::isReadable(const FileURL& url) const {
-  return identities_.contains(url) && !unreadable_.contains(url);
+  return ResolvedBookmark{.url = place->second,
+                          .isStale = place->second.path() != end + 1,
+                          .isReadable = !unreadable_.contains(place->second)};
 }
 
 }  // namespace tolvane

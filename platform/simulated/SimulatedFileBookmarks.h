@@ -25,7 +25,6 @@ class SimulatedFileBookmarks final : public FileBookmarks {
 
   [[nodiscard]] std::expected<FileBookmark, std::string> make(const FileURL& url) override;
   [[nodiscard]] std::vector<std::optional<ResolvedBookmark>> resolve(std::span<const FileBookmark> bookmarks) override;
-  [[nodiscard]] bool isReadable(const FileURL& url) const override;
 
  private:
   using Identity = std::uint64_t;

@@ -19,6 +19,12 @@ struct MissingFile {
 
 using Results = std::vector<std::optional<ResolvedBookmark>>;
 
+/// The file at a path that was just seen. With the rights with which it will be opened.
+ResolvedBookmark found(std::string path, bool isStale) {
+  const bool isReadable = ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
+  return {.url = FileURL(std::move(path)), .isStale = isStale, .isReadable = isReadable};
+}
+
 std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks,
                                         std::span<std::optional<ResolvedBookmark>> results, std::size_t firstIndex) {
   std::vector<MissingFile> missing;
@@ -27,7 +33,7 @@ std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks,
     if (!token) continue;
     const auto facts = factsOfFile(token->path);
     if (facts && !facts->isFolder) {
-      results[index] = ResolvedBookmark{.url = FileURL(std::move(token->path)), .isStale = false};
+      results[index] = found(std::move(token->path), false);
     } else {
       missing.push_back({firstIndex + index, std::move(*token)});
     }
@@ -88,18 +94,13 @@ std::vector<std::optional<ResolvedBookmark>> SystemFileBookmarks::resolve(std::s
   auto missing = resolveInPlace(bookmarks, results);
   MovedFileSearch search(limits_);
   const auto take = [&results](const MissingFile& file, std::optional<std::string> place) {
-    if (place) results[file.index] = ResolvedBookmark{.url = FileURL(std::move(*place)), .isStale = true};
+    if (place) results[file.index] = found(std::move(*place), true);
     return results[file.index].has_value();
   };
   std::erase_if(missing, [&](const MissingFile& file) { return take(file, search.inItsFolder(file.token)); });
   std::erase_if(missing, [&](const MissingFile& file) { return take(file, search.inItsRenamedFolder(file.token)); });
   for (const auto& file : missing) take(file, search.nearby(file.token));
   return results;
-}
-
-/// With the rights with which the file will be opened.
-bool SystemFileBookmarks::isReadable(const FileURL& url) const {
-  return ::faccessat(AT_FDCWD, url.path().c_str(), R_OK, AT_EACCESS) == 0;
 }
 
 }  // namespace tolvane

@@ -15,7 +15,6 @@ class SystemFileBookmarks final : public FileBookmarks {
   /// What lies at the path is taken for the file, as listeners and programs that save anew expect; only where nothing
   /// does is the file looked for, nearby.
   [[nodiscard]] std::vector<std::optional<ResolvedBookmark>> resolve(std::span<const FileBookmark> bookmarks) override;
-  [[nodiscard]] bool isReadable(const FileURL& url) const override;
 
  private:
   [[nodiscard]] std::uint64_t inodeOfFolder(const std::string& path);

@@ -140,6 +140,8 @@ TEST_F(AudioFileDiscovery, AFileGivenTwiceAppearsOnce) {
   const auto url = file("sub/one.wav");
   EXPECT_THAT(found({url, FileURL(folder.path().string()), url}), ElementsAre("sub/one.wav"));
   EXPECT_THAT(found({url, folder.url("sub/../sub/./one.wav"), folder.url("sub//one.wav")}), ElementsAre("sub/one.wav"));
+  EXPECT_THAT(found({folder.url("sub"), folder.url("sub/"), folder.url("sub/../sub"), folder.url("sub")}),
+              ElementsAre("sub/one.wav"));
 }
 
 TEST_F(AudioFileDiscovery, HiddenFilesAreTakenOnlyWhenGiven) {

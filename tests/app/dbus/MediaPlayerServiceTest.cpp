@@ -3,6 +3,7 @@
 #include <QDBusArgument>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
+#include <QFile>
 #include <cmath>
 #include <limits>
 
@@ -60,7 +61,18 @@ TEST_F(MediaPlayer, SaysWhatItIsAndWhatItCanDo) {
   EXPECT_EQ(read(QStringLiteral("CanRaise"), root), true);
   EXPECT_EQ(read(QStringLiteral("HasTrackList"), root), false);
   EXPECT_EQ(read(QStringLiteral("SupportedUriSchemes"), root), QStringList{QStringLiteral("file")});
-  EXPECT_TRUE(read(QStringLiteral("SupportedMimeTypes"), root).toStringList().contains(QStringLiteral("audio/flac")));
+}
+
+TEST_F(MediaPlayer, NamesTheContentTypesOfTheDesktopEntryBesidesFolders) {
+  QFile file(QStringLiteral(TOLVANE_DESKTOP_ENTRY));
+  ASSERT_TRUE(file.open(QFile::ReadOnly));
+  QStringList types;
+  while (!file.atEnd()) {
+    const QString line = QString::fromUtf8(file.readLine()).trimmed();
+    if (line.startsWith(QStringLiteral("MimeType="))) types = line.mid(9).split(QLatin1Char(';'), Qt::SkipEmptyParts);
+  }
+  EXPECT_TRUE(types.removeOne(QStringLiteral("inode/directory")));
+  EXPECT_EQ(read(QStringLiteral("SupportedMimeTypes"), root).toStringList(), types);
 }
 
 TEST_F(MediaPlayer, RaisesAndQuits) {
