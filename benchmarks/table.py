@@ -3,7 +3,8 @@
 
 Preparation: `seconds` as tolvane-probe reports it (from opening the file to the finished block, without the digest),
 beside the whole run of the peer's program. Rendering: both loops in one benchmark program. Medians of the pairs.
-The playlist: times of our own, with no peer beside them.
+Discovery: whole runs, the folders' names in the system's memory. The playlist: times of our own, with no peer beside
+them. Memory: the most that a run had resident.
 """
 
 import json
@@ -53,6 +54,16 @@ def peer_seconds(*command):
     return time.monotonic() - begin
 
 
+def peak_mebibytes(*command):
+    """By way of a small program: the system counts what was resident in a process before it became the command, too."""
+    return int(run("/usr/bin/time", "--quiet", "--format", "%M", *command).stderr.split()[-1]) / 1024
+
+
+def memory_row(name, ours, peer, theirs):
+    mine, peers = peak_mebibytes(*ours), peak_mebibytes(*theirs)
+    return f"{name}, peak memory", f"{mine:.0f} MiB", peer, f"{peers:.0f} MiB", f"{mine / peers:.2f}"
+
+
 def preparation_rows(probe, tracks):
     wav, flac, mp3 = tracks
     peers = [
@@ -67,6 +78,7 @@ def preparation_rows(probe, tracks):
         ours, theirs = (statistics.median(column) for column in zip(*pairs))
         ratio = statistics.median(a / b for a, b in pairs)
         yield name, f"{ours * 1000:.0f} ms", peer, f"{theirs * 1000:.0f} ms", f"{ratio:.2f}"
+        yield memory_row(name, (probe, "prepare", track), peer, command)
 
 
 def render_rows(bench):
@@ -104,7 +116,9 @@ def discovery_rows(probe, collection):
     pairs = [(peer_seconds(*ours), peer_seconds(*theirs)) for _ in range(PAIRS)]
     mine, peers = (statistics.median(column) for column in zip(*pairs))
     ratio = statistics.median(a / b for a, b in pairs)
-    yield "discover 100,000 files", f"{mine * 1000:.0f} ms", "find", f"{peers * 1000:.0f} ms", f"{ratio:.2f}"
+    name = "discover 100,000 files"
+    yield name, f"{mine * 1000:.0f} ms", "find", f"{peers * 1000:.0f} ms", f"{ratio:.2f}"
+    yield memory_row(name, ours, "find", theirs)
 
 
 def session_rows(bench):
