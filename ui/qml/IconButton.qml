@@ -9,6 +9,7 @@ T.AbstractButton {
     required property int shape
     required property string name
     property int iconSize: 20
+    property color tint: Theme.ink
 
     implicitWidth: 40
     implicitHeight: 40
@@ -20,7 +21,7 @@ T.AbstractButton {
 
     background: Rectangle {
         radius: height / 2
-        color: Theme.withOpacity(Theme.ink, button.down ? 0.16 : button.hovered ? 0.09 : 0)
+        color: Theme.withOpacity(button.tint, button.down ? 0.16 : button.hovered ? 0.09 : 0)
         Behavior on color { ColorAnimation { duration: Theme.feedbackDuration } }
         FocusRing { shown: button.visualFocus; innerRadius: parent.radius; distance: 0 }
     }
@@ -30,7 +31,7 @@ T.AbstractButton {
             width: button.iconSize
             height: button.iconSize
             shape: button.shape
-            color: Theme.ink
+            color: button.tint
             scale: button.down ? 0.92 : 1
         }
     }

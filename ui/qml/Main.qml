@@ -103,6 +103,7 @@ Window {
         }
         OutputControls {
             Layout.fillWidth: true
+            nowPlaying: window.nowPlaying
             output: window.output
         }
     }

@@ -72,17 +72,6 @@ Panel {
                 anchors.centerIn: parent
                 nowPlaying: panel.nowPlaying
             }
-            IconButton {
-                anchors.right: parent.right
-                anchors.rightMargin: -11
-                anchors.verticalCenter: parent.verticalCenter
-                anchors.verticalCenterOffset: 6
-                shape: Icon.Stop
-                iconSize: 18
-                name: qsTr("Stop and release output device")
-                enabled: panel.nowPlaying.canStop
-                onClicked: panel.nowPlaying.stop()
-            }
         }
     }
 }

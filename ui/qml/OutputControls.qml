@@ -5,6 +5,7 @@ import Tolvane
 Panel {
     id: panel
 
+    required property NowPlayingModel nowPlaying
     required property OutputModel output
 
     implicitHeight: column.implicitHeight + 2 * 16
@@ -35,12 +36,9 @@ Panel {
                 }
                 ExclusiveAccessControl {
                     Layout.fillWidth: true
-                    on: panel.output.exclusiveAccess
-                    title: panel.output.exclusiveTitle
-                    accessState: panel.output.exclusiveState
-                    message: panel.output.exclusiveMessage
-                    tint: panel.output.exclusiveColor
-                    onChosen: enabled => panel.output.setExclusiveAccess(enabled)
+                    output: panel.output
+                    playing: panel.nowPlaying.playing
+                    onStopRequested: panel.nowPlaying.stop()
                 }
             }
             OutputProcessingControls {

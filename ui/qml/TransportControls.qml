@@ -22,6 +22,13 @@ Row {
     }
     IconButton {
         anchors.verticalCenter: parent.verticalCenter
+        shape: Icon.Stop
+        name: qsTr("Stop")
+        enabled: controls.nowPlaying.canStop
+        onClicked: controls.nowPlaying.stop()
+    }
+    IconButton {
+        anchors.verticalCenter: parent.verticalCenter
         shape: Icon.Next
         name: qsTr("Next")
         enabled: controls.nowPlaying.canPlayNext

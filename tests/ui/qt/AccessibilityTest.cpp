@@ -71,10 +71,26 @@ TEST_F(WindowAccessibility, EveryControlOfAPlayingWindowHasANameAndARole) {
   expectNamesAndRoles(all);
   std::set<std::string> names;
   for (const auto* control : all) names.insert(nameOf(*control));
-  for (const char* name :
-       {"Minimise", "Zoom", "Close", "Position", "Previous", "Pause", "Next", "Stop and release output device",
-        "Open a folder", "Open files", "Tracks", "Track 1, track 1, 00:10", "Output device", "Exclusive Access",
-        "Volume", "Balance", "Volume 100%, reset to 100%", "Balance Center, reset to Center", "BIT-PERFECT"})
+  for (const char* name : {"Minimise",
+                           "Zoom",
+                           "Close",
+                           "Position",
+                           "Previous",
+                           "Pause",
+                           "Stop",
+                           "Next",
+                           "Open a folder",
+                           "Open files",
+                           "Tracks",
+                           "Track 1, track 1, 00:10",
+                           "Output device",
+                           "Exclusive Access",
+                           "Stop and release output device",
+                           "Volume",
+                           "Balance",
+                           "Volume 100%, reset to 100%",
+                           "Balance Center, reset to Center",
+                           "BIT-PERFECT"})
     EXPECT_THAT(names, Contains(name));
 }
 
@@ -82,16 +98,16 @@ TEST_F(WindowAccessibility, TabReachesEveryControlAndComesBack) {
   load(3);
   click("Next");
   EXPECT_THAT(tabOrder(),
-              ElementsAre("Minimise", "Zoom", "Close", "Position", "Previous", "Pause", "Next",
-                          "Stop and release output device", "Open a folder", "Open files", "Track 2, track 2, 00:10",
-                          "Output device", "Exclusive Access", "Volume 100%, reset to 100%", "Volume",
+              ElementsAre("Minimise", "Zoom", "Close", "Position", "Previous", "Pause", "Stop", "Next", "Open a folder",
+                          "Open files", "Track 2, track 2, 00:10", "Output device", "Exclusive Access",
+                          "Stop and release output device", "Volume 100%, reset to 100%", "Volume",
                           "Balance Center, reset to Center", "Balance"));
 }
 
 TEST_F(WindowAccessibility, TabGoesBackwardsToo) {
   load(3);
   click("Next");
-  EXPECT_EQ(tabOrder(Qt::ShiftModifier).size(), 17U);
+  EXPECT_EQ(tabOrder(Qt::ShiftModifier).size(), 18U);
 }
 
 TEST_F(WindowAccessibility, TheListIsUsedByKeyboard) {
@@ -126,6 +142,14 @@ TEST_F(WindowAccessibility, SpacePausesAndKeepsToAFocusedButton) {
   key(Qt::Key_Space);
   EXPECT_EQ(currentIndex(), 1);
   EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(WindowAccessibility, TheKeyboardStaysWhereTheMusicWasStopped) {
+  load(1);
+  item("Stop and release output device")->forceActiveFocus(Qt::TabFocusReason);
+  key(Qt::Key_Space);
+  EXPECT_FALSE(isPlaying());
+  EXPECT_EQ(window->activeFocusItem(), item("Exclusive Access"));
 }
 
 TEST_F(WindowAccessibility, ControlWithTheArrowsSkips) {
@@ -173,6 +197,9 @@ TEST_F(WindowAccessibility, TheTransportFollowsAssistiveTechnology) {
   EXPECT_FALSE(isPlaying());
   press("Play");
   EXPECT_TRUE(isPlaying());
+  press("Stop");
+  EXPECT_FALSE(isPlaying());
+  press("Play");
   press("Stop and release output device");
   EXPECT_FALSE(isPlaying());
 }

@@ -122,6 +122,21 @@ TEST_F(WindowOutput, ExclusiveAccessIsToggledAndRemembered) {
   EXPECT_FALSE(content.isExclusiveAccessEnabled().value());
 }
 
+TEST_F(WindowOutput, TheDeviceIsReleasedWithAButtonThatIsThereWhileMusicPlays) {
+  const QString release = QStringLiteral("Stop and release output device");
+  load(1);
+  click("Exclusive Access");
+  ASSERT_NE(hardware.device(dac).config().hogOwner, -1);
+  click(release);
+  EXPECT_FALSE(isPlaying());
+  EXPECT_EQ(hardware.device(dac).config().hogOwner, -1);
+  EXPECT_FALSE(isShown(release));
+  click("Play");
+  EXPECT_TRUE(isShown(release));
+  click("Pause");
+  EXPECT_FALSE(isShown(release));
+}
+
 TEST_F(WindowOutput, TheBadgeReadsTheWholeVerdict) {
   load(1);
   auto* badge = accessible("BIT-PERFECT");

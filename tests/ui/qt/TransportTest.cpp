@@ -56,7 +56,7 @@ TEST_F(WindowTransport, FollowsItsButtons) {
   EXPECT_FALSE(isPlaying());
   click("Play");
   EXPECT_TRUE(isPlaying());
-  click("Stop and release output device");
+  click("Stop");
   EXPECT_FALSE(isPlaying());
   EXPECT_FALSE(session.player().isPaused().value());
 }
@@ -66,8 +66,8 @@ TEST_F(WindowTransport, OffersOnlyWhatCanBeDone) {
   EXPECT_TRUE(item("Next")->isEnabled());
   click("Next");
   EXPECT_FALSE(item("Next")->isEnabled());
-  click("Stop and release output device");
-  EXPECT_FALSE(item("Stop and release output device")->isEnabled());
+  click("Stop");
+  EXPECT_FALSE(item("Stop")->isEnabled());
 }
 
 TEST_F(WindowTransport, ShowsTheTimeThatHasPassed) {
