@@ -20,6 +20,8 @@ ANOTHER = "Another process owns the output device. Tolvane Music Player will ret
 ACTIVE = "Verified: Tolvane Music Player exclusively owns the selected output device."
 WITHHELD = ("Sample rate and PCM format match with no app-level DSP, but Exclusive Access was requested and another process or "
             "the driver retained shared access.")
+SHARED_ACCESS = ("48 kHz and the device PCM format are confirmed with no app-level DSP. Exclusive Access is off, so other apps may "
+                 "still mix audio into the device.")
 OWNED = "Exclusive Access, 48 kHz, and the device PCM format are confirmed. No app-level DSP is active."
 
 
@@ -35,26 +37,51 @@ def others():
             program.wait()
 
     try:
-        if not wait_until(lambda: PLAYBACK.owners() == {program.pid for program in programs}, 60):
+        if not wait_until(lambda: PLAYBACK.owners() >= {program.pid for program in programs}, 60):
             raise RuntimeError(f"aplay does not play: {PLAYBACK.owners()}")
         yield leave
     finally:
         leave()
 
 
-def lost_and_found():
-    """Plays on the one substream that is left; the programs leave in the middle."""
-    with others() as leave:
-        device = hardware.device_name("aloop")
-        probe = Probe("play", SHARED / "tracks" / plan.LONG_TRACK.file, "--device", device, "--exclusive", "--for", "5")
-        waiting = wait_until(lambda: last_of(probe) == ANOTHER, 20)
-        setups = [setup for setup in PLAYBACK.setups() if setup[1] != OTHERS_RATE]
-        leave()
-        left = time.monotonic()
-        found = wait_until(lambda: last_of(probe) == ACTIVE, 10)
-        took = time.monotonic() - left
-        owners = PLAYBACK.owners()
+@contextlib.contextmanager
+def player(*options):
+    """One that plays the long track to the loopback card."""
+    probe = Probe("play", SHARED / "tracks" / plan.LONG_TRACK.file, "--device", hardware.device_name("aloop"), *options)
+    try:
+        yield probe
+    finally:
         probe.finish()
+
+
+def there_before():
+    """The player starts on the one substream that is left."""
+    with others() as leave, player("--exclusive", "--for", "5") as probe:
+        observed = until_they_leave(probe, leave)
+    return judged(probe, *observed, [], "from the beginning on")
+
+
+def came_in_the_middle():
+    """The player plays beside nobody; the programs come, and only then it is to be alone."""
+    with player("--exclusive-at", "8", "--for", "12") as probe:
+        if not wait_until(PLAYBACK.running, 20):
+            raise RuntimeError("the player does not play")
+        with others() as leave:
+            observed = until_they_leave(probe, leave)
+    return judged(probe, *observed, [("BIT-PERFECT", SHARED_ACCESS)], "from the middle on")
+
+
+def until_they_leave(probe, leave):
+    """(waiting, setups, found, seconds, owners): what is seen while the programs are there and after they have left."""
+    waiting = wait_until(lambda: last_of(probe) == ANOTHER, 20)
+    setups = [setup for setup in PLAYBACK.setups() if setup[1] != OTHERS_RATE]
+    leave()
+    left = time.monotonic()
+    found = wait_until(lambda: last_of(probe) == ACTIVE, 10)
+    return waiting, setups, found, time.monotonic() - left, PLAYBACK.owners()
+
+
+def judged(probe, waiting, setups, found, took, owners, before, when):
     faults = [f"the player says: {text}" for text in probe.error_texts()]
     if not waiting or not found or took > RETAKEN_WITHIN:
         faults.append(f"Exclusive Access was {probe.values('exclusiveAccessStatus')}, {took:.2f} s after the others left")
@@ -63,13 +90,13 @@ def lost_and_found():
     if setups != [("S16_LE", plan.LONG_TRACK.rate, plan.CHANNELS)]:
         faults.append(f"the kernel's hw_params were {setups}")
     spoken = [line for line in verdicts(probe) if line[0] not in ("READY", "CHECKING")]
-    if spoken != [("DIRECT PCM", WITHHELD), ("BIT-PERFECT", OWNED)]:
+    if spoken != [*before, ("DIRECT PCM", WITHHELD), ("BIT-PERFECT", OWNED)]:
         faults.append(f"the player says {spoken}")
     if probe.last("recoveries") or probe.last("underruns"):
         faults.append("the music was disturbed")
     return {"faults": faults, "remark": f"{took:.2f} s after they had left", "story": probe.story(),
-            "verdict": ("10", "DIRECT PCM", "S16_LE 48000 Hz", f"{len(TAKEN)} of {SUBSTREAMS} substreams are another "
-                        "program's")}
+            "verdict": ("10", "DIRECT PCM", "S16_LE 48000 Hz", f"{len(TAKEN)} of {SUBSTREAMS} substreams are other "
+                        f"programs' {when}")}
 
 
 def last_of(probe):
@@ -79,4 +106,5 @@ def last_of(probe):
 
 def tests():
     return (("Verdict 10, DIRECT PCM: Exclusive Access is lost to other programs and back by itself within 2 s",
-             lost_and_found),)
+             there_before),
+            ("Verdict 10, DIRECT PCM: so it is when the other programs come in the middle of a track", came_in_the_middle))

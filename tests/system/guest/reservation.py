@@ -6,7 +6,7 @@ import time
 
 import dac_plan
 from cards import wait_until
-from dac_faults import GIVES_UP_WITHIN, carried, plays_exactly, verdicts
+from dac_faults import GIVES_UP_WITHIN, MOST_REPEATED, carried, plays_exactly, verdicts
 from hardware import hold, refusal_faults
 from loopback import fetched
 from probe import Probe, start
@@ -15,6 +15,7 @@ from session import SessionBus
 from usb_dac import CARD, PCM, Dac
 
 SERVER, EQUAL, HIGHER = -20, 30, 100  # priorities beside the player's 30
+RETAKEN_WITHIN = 2  # seconds
 TRACK = dac_plan.PULLED_TRACK
 OWNED = "Exclusive Access, 44.1 kHz, and the device PCM format are confirmed. No app-level DSP is active."
 
@@ -178,6 +179,42 @@ def asked_by_a_higher():
             "story": [*probe.story(), *other.story()]}
 
 
+def taken_for_a_moment():
+    """The other program plays, and leaves before the player has given up: it goes on where it was."""
+    with session(HIGHER) as (dac, bus, other):
+        probe, stream = plays_exclusively(dac, bus)
+        answer = other.request()
+        faults = [] if answer["value"] == [True] and answer["closed"] else [f"the answer was {answer}"]
+        other.wait("took")
+        playing = hold(CARD)
+        held = wait_until(lambda: PCM.owners() == {playing.pid} and PCM.running(), 5)
+        lost = wait_until(lambda: last_kind(probe) == "lost", 5)
+        playing.kill()
+        playing.communicate()
+        other.tell("drop")
+        other.wait("dropped")
+        left = time.monotonic()
+        found = wait_until(lambda: last_kind(probe) == "active", 10)
+        took = time.monotonic() - left
+        probe.finish()
+        heard = carried(TRACK, stream)
+        if not held or not lost or not found or took > RETAKEN_WITHIN:
+            faults.append(f"the other program played: {held}; Exclusive Access was lost: {lost}, active: {found} {took:.1f} s "
+                          "after it had left")
+        faults += [fault for fault in probe.faults(1) if not fault.startswith("recoveries")] + exclusive_faults(probe)
+        if not 1 <= probe.last("recoveries") <= 3:
+            faults.append(f"there were {probe.last('recoveries')} recoveries")
+        repeated = heard[0][1] - heard[1][0] if len(heard) == 2 else -1
+        if (heard[0][0], heard[-1][1]) != (0, TRACK.frames) or not 0 <= repeated <= MOST_REPEATED * TRACK.rate:
+            faults.append(f"of {TRACK.frames} frames the wire carried {heard}")
+    return {"faults": faults, "remark": f"active {took:.2f} s after it had left; {repeated} frames were played twice",
+            "story": [*probe.story(), *other.story()]}
+
+
+def last_kind(probe):
+    return next((line["kind"] for line in reversed(probe.values("exclusiveAccessStatus"))), None)
+
+
 def ended(how):
     """A player that quits, or is killed, in the middle of its exclusive track: nothing stays reserved."""
     def test():
@@ -219,6 +256,8 @@ def tests():
             ("A card that another player has reserved is left alone, and its owner named", kept_by_another_player),
             ("A request of equal priority does not disturb the player", asked_by_a_lower),
             ("A request of higher priority gets the card, closed, and keeps it", asked_by_a_higher),
+            ("A request of higher priority takes the card for a moment: the player is back by itself, at the same frame",
+             taken_for_a_moment),
             ("After quitting nothing stays reserved", ended(lambda process: process.terminate())),
             ("After kill -9 nothing stays reserved", ended(lambda process: process.kill())),
             ("A session bus that is killed costs no frame, and nothing stays reserved", bus_killed))
