@@ -10,6 +10,7 @@ Item {
     required property TrackDragModel trackDrag
     readonly property int playingRow: nowPlaying.currentIndex
     readonly property real rowsTop: list.originY - list.contentY
+    property bool laidOut: false
 
     // The rows that are seen stay where they are when one of them is moved past the others.
     Connections {
@@ -20,9 +21,20 @@ Item {
             list.forceLayout();
             list.contentY = list.originY + offset;
         }
+        function onRenewed() { frame.showPlaying(); }
     }
 
-    onPlayingRowChanged: if (playingRow >= 0) list.currentIndex = playingRow
+    function showPlaying() {
+        tracks.playedRow = nowPlaying.currentIndex;
+        list.currentIndex = Math.max(0, nowPlaying.currentIndex);
+        list.positionViewAtIndex(list.currentIndex, ListView.Center);
+    }
+
+    // Who has gone to another row with the keyboard stays there.
+    onPlayingRowChanged: {
+        if (playingRow >= 0 && list.currentIndex === tracks.playedRow) list.currentIndex = playingRow;
+        tracks.playedRow = playingRow;
+    }
 
     ListView {
         id: list
@@ -41,17 +53,25 @@ Item {
         keyNavigationEnabled: true
         currentIndex: 0
         highlightMoveDuration: 0
+        onHeightChanged: {
+            if (frame.laidOut || height <= 0) return;
+            frame.laidOut = true;
+            frame.showPlaying();
+        }
         Accessible.role: Accessible.List
         Accessible.name: qsTr("Tracks")
         Accessible.description: qsTr("Return plays a track, Alt with the arrow keys moves it.")
 
-        function play(row: int) { frame.tracks.playTrack(row, 0); }
+        function play(row: int, fraction: real) {
+            currentIndex = row;
+            frame.tracks.playTrack(row, fraction);
+        }
         function moveCurrent(direction: int) { currentIndex = frame.tracks.moveRow(currentIndex, direction); }
         function goTo(row: int) { currentIndex = Math.max(0, Math.min(count - 1, row)); }
         function beginDrag(row: int) { frame.trackDrag.drag(row, list); }
 
-        Keys.onReturnPressed: play(currentIndex)
-        Keys.onEnterPressed: play(currentIndex)
+        Keys.onReturnPressed: play(currentIndex, 0)
+        Keys.onEnterPressed: play(currentIndex, 0)
         Keys.onPressed: event => {
             const page = Math.max(1, Math.floor(height / Theme.trackRowHeight) - 1);
             event.accepted = true;
@@ -73,8 +93,8 @@ Item {
             dragged: index === frame.trackDrag.draggedRow
             progress: current ? frame.nowPlaying.progress : 0
             onShown: frame.tracks.rowShown(index)
-            onSelected: list.play(index)
-            onSeeked: fraction => frame.tracks.playTrack(index, fraction)
+            onSelected: list.play(index, 0)
+            onSeeked: fraction => list.play(index, fraction)
             // In a later turn: a drag runs an event loop of its own.
             onDragStarted: Qt.callLater(list.beginDrag, index)
         }

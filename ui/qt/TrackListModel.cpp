@@ -99,6 +99,7 @@ void TrackListModel::adoptTracks(const std::vector<PlaylistTrack>& tracks) {
   shown_.clear();
   endResetModel();
   emit countChanged();
+  QMetaObject::invokeMethod(this, &TrackListModel::renewed, Qt::QueuedConnection);
 }
 
 /// Whether the new list is the old one with a single track moved; then it has been adopted.

@@ -17,6 +17,8 @@ class TrackListModel final : public QAbstractListModel {
   QML_UNCREATABLE("made by the window")
   Q_PROPERTY(int count READ count NOTIFY countChanged FINAL)
   Q_PROPERTY(QString countLabel READ countLabel NOTIFY countChanged FINAL)
+  /// The row that played when the view last looked; stays with its track through moves. −1: none.
+  Q_PROPERTY(int playedRow READ playedRow WRITE setPlayedRow FINAL)
 
  public:
   enum Role { titleRole = Qt::UserRole + 1, numberRole, fileRole, samplesRole, durationRole, loadingRole };
@@ -25,6 +27,8 @@ class TrackListModel final : public QAbstractListModel {
 
   [[nodiscard]] int count() const { return rowCount({}); }
   [[nodiscard]] QString countLabel() const;
+  [[nodiscard]] int playedRow() const { return playedRow_.row(); }
+  void setPlayedRow(int row) { playedRow_ = index(row); }
 
   [[nodiscard]] int rowCount(const QModelIndex& parent) const override;
   [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
@@ -41,6 +45,8 @@ class TrackListModel final : public QAbstractListModel {
 
  signals:
   void countChanged();
+  /// Other tracks, and all that comes with them is in its place: a later turn than the model's reset.
+  void renewed();
 
  private:
   /// A track that a view has shown, and the row that it was in then.
@@ -56,6 +62,7 @@ class TrackListModel final : public QAbstractListModel {
   ContentView& content_;
   std::vector<PlaylistTrack> tracks_;            // what the views have been told
   std::map<FileURL, std::vector<Shown>> shown_;  // a file may stand in the list twice
+  QPersistentModelIndex playedRow_;
   Subscription subscriptions_;
 };
 

@@ -14,7 +14,19 @@ class WindowTracks : public WindowFixture {
   [[nodiscard]] QString text(int row, TrackListModel::Role role) {
     return model().data(model().index(row), role).toString();
   }
-  QQuickItem* list() { return row(0)->parentItem()->parentItem(); }
+  QQuickItem* list() { return item("Tracks"); }
+  [[nodiscard]] int keyboardRow() { return list()->property("currentIndex").toInt(); }
+  [[nodiscard]] double scrolled() {
+    return list()->property("contentY").toDouble() - list()->property("originY").toDouble();
+  }
+  [[nodiscard]] bool isInSight(int index) {
+    const double y = row(index)->mapToItem(list(), {0, 0}).y();
+    return y >= 0 && y + row(index)->height() <= list()->height();
+  }
+  void goTo(int row) {
+    list()->setProperty("currentIndex", row);
+    settle();
+  }
 };
 
 TEST_F(WindowTracks, AreAWellBehavedModel) {
@@ -74,6 +86,59 @@ TEST_F(WindowTracks, AHundredThousandNeedNoMoreRowsThanFit) {
   int rows = 0;
   for (const QQuickItem* child : contentItem->childItems()) rows += child->inherits("QQuickItemDelegate") ? 1 : 0;
   EXPECT_LT(rows, 40);
+}
+
+TEST_F(WindowTracks, BeginAtTheTopWhenTheyAreNew) {
+  load(50);
+  goTo(40);
+  ASSERT_GT(scrolled(), 0);
+  load(60);
+  EXPECT_EQ(scrolled(), 0);
+  EXPECT_EQ(keyboardRow(), 0);
+}
+
+TEST_F(WindowTracks, BeginWhereTheListenerWasAfterARestart) {
+  load(60);
+  content.playTrack(45, 0);
+  openWindow();
+  EXPECT_TRUE(isInSight(45));
+  EXPECT_EQ(keyboardRow(), 45);
+}
+
+TEST_F(WindowTracks, BringTheNextOneToTheKeyboardThatIsOnThePlayingOne) {
+  load(50);
+  content.playTrack(20, 0);
+  settle();
+  EXPECT_EQ(keyboardRow(), 20);
+  EXPECT_TRUE(isInSight(20));
+  session.moveTrack(20, 2);
+  settle();
+  EXPECT_EQ(keyboardRow(), 2);
+  content.playTrack(3, 0);
+  settle();
+  EXPECT_EQ(keyboardRow(), 3);
+}
+
+TEST_F(WindowTracks, LeaveTheKeyboardAloneThatHasGoneToAnotherOne) {
+  load(50);
+  goTo(30);
+  content.playTrack(1, 0);
+  settle();
+  EXPECT_EQ(keyboardRow(), 30);
+  EXPECT_TRUE(isInSight(30));
+  // A move puts the keyboard's row where the playing one was.
+  goTo(2);
+  session.moveTrack(0, 40);
+  settle();
+  EXPECT_EQ(currentIndex(), 0);
+  EXPECT_EQ(keyboardRow(), 1) << "still on the same track";
+}
+
+TEST_F(WindowTracks, TakeTheKeyboardAlongWhenOneIsClicked) {
+  load(5);
+  goTo(1);
+  clickAt(placeIn(*row(2), 0.3, 0.5));
+  EXPECT_EQ(keyboardRow(), 2);
 }
 
 TEST_F(WindowTracks, DrawTheBarsThatTheirProgressAsksFor) {

@@ -73,8 +73,9 @@ void WindowFixture::settle() {
     runLoop.runUntilIdle();
     QCoreApplication::sendPostedEvents();
     QCoreApplication::processEvents();
-    // Drawing a frame lays out what has changed, and may ask for more: waveforms of rows that are new.
-    if (turn < 2) window->grabWindow();
+    // Drawing a frame lays out what has changed, and may ask for more: waveforms of rows that are new. A hidden window
+    // has nothing to draw on.
+    if (turn < 2 && window->isExposed()) window->grabWindow();
   }
 }
 
