@@ -64,6 +64,7 @@ Window {
         id: fileDrop
         anchors.fill: parent
         keys: ["text/uri-list"]
+        onEntered: drag => drag.accepted = window.source.wants(drag.urls)
         onDropped: drop => {
             drop.accept(Qt.CopyAction);
             window.source.drop(drop.urls);

@@ -13,8 +13,11 @@ std::vector<FileURL> fileURLs(const QList<QUrl>& urls) {
   std::vector<FileURL> files;
   files.reserve(static_cast<std::size_t>(urls.size()));
   for (const QUrl& url : urls) {
-    if (!url.isLocalFile()) continue;
-    files.emplace_back(QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1()).toStdString());
+    // Qt counts another machine's files in, too: file://nas/music.
+    const QString host = url.host();
+    if (!url.isLocalFile() || !(host.isEmpty() || host == QLatin1String("localhost"))) continue;
+    auto path = QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
+    if (!path.contains('\0')) files.emplace_back(path.toStdString());
   }
   return files;
 }

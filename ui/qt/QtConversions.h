@@ -16,7 +16,8 @@ namespace tolvane {
 [[nodiscard]] QString toQString(std::string_view text);
 [[nodiscard]] QColor toQColor(const ThemeColor& color);
 
-/// The bytes of the path as the URL spells them, also those that are not UTF-8. Left out: what is no local file.
+/// The bytes of the path as the URL spells them, also those that are not UTF-8. Left out: what is no file of this
+/// machine.
 [[nodiscard]] std::vector<FileURL> fileURLs(const QList<QUrl>& urls);
 
 }  // namespace tolvane

@@ -29,6 +29,8 @@ void SourceModel::openFolder(const QUrl& url) {
   for (const auto& folder : fileURLs({url})) actions_.openFolderURL(folder);
 }
 
+bool SourceModel::wants(const QList<QUrl>& urls) const { return !fileURLs(urls).empty(); }
+
 void SourceModel::drop(const QList<QUrl>& urls) { actions_.dropURLs(fileURLs(urls)); }
 
 }  // namespace tolvane

@@ -27,6 +27,8 @@ class SourceModel final : public QObject {
 
   Q_INVOKABLE void openFiles(const QList<QUrl>& urls);
   Q_INVOKABLE void openFolder(const QUrl& url);
+  /// Whether a drop of these would bring files; a link of a web page does not.
+  [[nodiscard]] Q_INVOKABLE bool wants(const QList<QUrl>& urls) const;
   Q_INVOKABLE void drop(const QList<QUrl>& urls);
 
  private:

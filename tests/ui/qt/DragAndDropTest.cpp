@@ -103,6 +103,26 @@ TEST_F(WindowDrops, FilesAreLoadedWhereverTheyAreDropped) {
   EXPECT_THAT(order(), ElementsAre(7, 8));
 }
 
+TEST_F(WindowDrops, OnlyFilesOfThisMachineAreWanted) {
+  load(3);
+  struct Case {
+    QList<QUrl> urls;
+    bool isWanted;
+  };
+  const QUrl page("https://example.org/a.wav");
+  const QUrl elsewhere("file://nas/music/a.wav");
+  const QUrl here("file:///music/a.wav");
+  for (const auto& [urls, isWanted] :
+       {Case{{page}, false}, {{elsewhere}, false}, {{page, elsewhere}, false}, {{here}, true}, {{page, here}, true}}) {
+    QMimeData data;
+    addFiles(data, urls);
+    const auto name = urls.back().toString().toStdString();
+    EXPECT_EQ(enter(placeIn(*row(1), 0.5, 0.5), data), isWanted) << name;
+    EXPECT_EQ(isShown("Drop to play these instead"), isWanted) << name;
+    leave();
+  }
+}
+
 TEST_F(WindowDrops, HundredsOfFilesAreLoadedIntoAnEmptyWindow) {
   QList<QUrl> urls;
   for (int number = 0; number < 400; ++number) {
