@@ -2,13 +2,11 @@
 // The track list's measures, and which of its ends hides rows. Lengths in device-independent pixels; pure.
 
 #include <cstdint>
-#include <string_view>
 
 namespace tolvane {
 
 inline constexpr double trackListSpacing = 0;
 inline constexpr double trackRowHeight = 58.0;
-inline constexpr std::string_view trackListCoordinateSpaceName = "TrackListScrollView";
 
 /// How far the list has been scrolled, from the top edge of its rows as the list sees it. Never negative.
 [[nodiscard]] double trackListScrollOffset(double rowsTop);

@@ -54,13 +54,6 @@ std::vector<MenuItem> AppDelegate::transportItems() const {
   };
 }
 
-std::vector<MenuItem> AppDelegate::applicationDockMenu() const {
-  auto items = transportItems();
-  items.push_back(MenuItem::separator());
-  items.push_back({"Show Player", "macwindow", true, ShellAction::showPlayerFromMenu});
-  return items;
-}
-
 std::vector<MenuItem> AppDelegate::playerSystemMenu() const {
   const auto url = session_ ? session_->currentTrackURL() : std::nullopt;
   std::vector<MenuItem> items{MenuItem::text(url ? std::string(url->lastPathComponent()) : "No track selected"),

@@ -41,9 +41,7 @@ class AppDelegate {
   /// Saves. Once the session is gone it does nothing.
   void applicationWillTerminate();
 
-  // Menus, made afresh each time they are asked for.
-
-  [[nodiscard]] std::vector<MenuItem> applicationDockMenu() const;
+  /// Made afresh each time it is asked for.
   [[nodiscard]] std::vector<MenuItem> playerSystemMenu() const;
   void perform(ShellAction action);
   /// The action behind the name that the desktop entry gives it.

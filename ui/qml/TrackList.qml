@@ -38,7 +38,7 @@ Item {
 
     ListView {
         id: list
-        objectName: "trackList"
+        objectName: "TrackListScrollView"
 
         anchors.fill: parent
         anchors.leftMargin: 8

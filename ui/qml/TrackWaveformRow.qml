@@ -9,7 +9,6 @@ T.ItemDelegate {
     required property int index
     required property string title
     required property string number
-    required property string file
     required property waveformSamples samples
     required property string duration
     required property bool loading

@@ -49,8 +49,6 @@ QVariant TrackListModel::data(const QModelIndex& index, int role) const {
       return toQString(track.title());
     case numberRole:
       return QStringLiteral("%1").arg(index.row() + 1, 2, 10, QLatin1Char('0'));
-    case fileRole:
-      return toQString(track.url.path());
     case samplesRole:
       return QVariant::fromValue(WaveformSamples{content_.waveforms().samples(track.url)});
     case durationRole:
@@ -63,8 +61,11 @@ QVariant TrackListModel::data(const QModelIndex& index, int role) const {
 }
 
 QHash<int, QByteArray> TrackListModel::roleNames() const {
-  return {{titleRole, "title"},     {numberRole, "number"},     {fileRole, "file"},
-          {samplesRole, "samples"}, {durationRole, "duration"}, {loadingRole, "loading"}};
+  return {{titleRole, "title"},
+          {numberRole, "number"},
+          {samplesRole, "samples"},
+          {durationRole, "duration"},
+          {loadingRole, "loading"}};
 }
 
 void TrackListModel::rowShown(int row) {

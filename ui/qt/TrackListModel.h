@@ -21,7 +21,7 @@ class TrackListModel final : public QAbstractListModel {
   Q_PROPERTY(int playedRow READ playedRow WRITE setPlayedRow FINAL)
 
  public:
-  enum Role { titleRole = Qt::UserRole + 1, numberRole, fileRole, samplesRole, durationRole, loadingRole };
+  enum Role { titleRole = Qt::UserRole + 1, numberRole, samplesRole, durationRole, loadingRole };
 
   explicit TrackListModel(ContentView& content);
 

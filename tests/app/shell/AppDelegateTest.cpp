@@ -83,7 +83,6 @@ TEST_F(Delegate, LeavesReopeningToTheSystemWithoutAWindow) {
 }
 
 TEST_F(Delegate, OffersOnlyWhatIsPossibleWithAnEmptyPlaylist) {
-  EXPECT_THAT(lines(delegate.applicationDockMenu()), ElementsAre("(Previous)", "(Play)", "(Next)", "-", "Show Player"));
   EXPECT_THAT(lines(delegate.playerSystemMenu()),
               ElementsAre("(No track selected)", "-", "(Previous)", "(Play)", "(Next)", "-", "Show Player",
                           "Quit Tolvane Music Player"));
@@ -100,16 +99,17 @@ TEST_F(Delegate, OffersNoNextTrackOnTheLastOne) {
   load(2);
   session.playTrack(1, 0);
   session.togglePausePlayback();
-  EXPECT_THAT(lines(delegate.applicationDockMenu()), ElementsAre("Previous", "Play", "(Next)", "-", "Show Player"));
+  EXPECT_THAT(lines(delegate.playerSystemMenu()), ElementsAre("(2.wav)", "-", "Previous", "Play", "(Next)", "-",
+                                                              "Show Player", "Quit Tolvane Music Player"));
 }
 
-TEST_F(Delegate, GivesTheMenusTheirSymbols) {
+TEST_F(Delegate, GivesTheMenuItsSymbols) {
   std::vector<std::string> symbols;
-  for (const auto& item : delegate.applicationDockMenu()) symbols.push_back(item.symbol);
-  EXPECT_THAT(symbols, ElementsAre("backward.end.fill", "play.fill", "forward.end.fill", "", "macwindow"));
+  for (const auto& item : delegate.playerSystemMenu()) symbols.push_back(item.symbol);
+  EXPECT_THAT(symbols, ElementsAre("", "", "backward.end.fill", "play.fill", "forward.end.fill", "", "macwindow", ""));
   load(1);
   session.togglePausePlayback();
-  EXPECT_EQ(delegate.applicationDockMenu()[1].symbol, "pause.fill");
+  EXPECT_EQ(delegate.playerSystemMenu()[3].symbol, "pause.fill");
 }
 
 TEST_F(Delegate, PerformsTheTransportActions) {
@@ -165,7 +165,9 @@ TEST_F(Delegate, DoesNothingWithoutASession) {
   delegate.togglePlayback();
   delegate.nextTrack();
   delegate.applicationWillTerminate();
-  EXPECT_THAT(lines(delegate.applicationDockMenu()), ElementsAre("(Previous)", "(Play)", "(Next)", "-", "Show Player"));
+  EXPECT_THAT(lines(delegate.playerSystemMenu()),
+              ElementsAre("(No track selected)", "-", "(Previous)", "(Play)", "(Next)", "-", "Show Player",
+                          "Quit Tolvane Music Player"));
 }
 
 }  // namespace

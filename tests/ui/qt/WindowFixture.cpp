@@ -112,7 +112,7 @@ QQuickItem* WindowFixture::item(const QString& name) const {
 }
 
 QQuickItem* WindowFixture::row(int index) const {
-  QQuickItem* list = findObject(window->contentItem(), QStringLiteral("trackList"));
+  QQuickItem* list = findObject(window->contentItem(), QStringLiteral("TrackListScrollView"));
   QQuickItem* found = nullptr;
   if (list != nullptr)
     QMetaObject::invokeMethod(list, "itemAtIndex", Q_RETURN_ARG(QQuickItem*, found), Q_ARG(int, index));
