@@ -42,12 +42,6 @@ constexpr std::array streamProperties{globalAddress(kAudioStreamPropertyIsActive
                                       globalAddress(kAudioStreamPropertyPhysicalFormat),
                                       globalAddress(kAudioStreamPropertyVirtualFormat)};
 
-/// What the direct side announces of a device, and is passed on while the device is reached that way.
-constexpr std::array forwarded{
-    globalAddress(kAudioDevicePropertyNominalSampleRate), globalAddress(kAudioDevicePropertyActualSampleRate),
-    globalAddress(kAudioDevicePropertyDeviceIsAlive), outputAddress(kAudioDevicePropertyStreamConfiguration),
-    globalAddress(kAudioDevicePropertyBufferFrameSize)};
-
 bool isSettable(FourCharCode selector) {
   return selector == kAudioDevicePropertyNominalSampleRate || selector == kAudioDevicePropertyHogMode;
 }
@@ -190,60 +184,6 @@ AudioObjectID PipeWireAudioHardware::defaultDevice() const {
   return listed_.empty() ? kAudioObjectUnknown : listed_.front()->id;
 }
 
-// Units.
-
-std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> PipeWireAudioHardware::newInstance() {
-  PipeWireOutputUnit::Host& host = *this;  // a private base: only in here are the two the same
-  return std::make_unique<PipeWireOutputUnit>(host);
-}
-
-bool PipeWireAudioHardware::hasDevice(AudioObjectID id) const {
-  const Device* device = deviceOf(id);
-  return device != nullptr && device->id == id;
-}
-
-std::expected<PipeWireOutputUnit::Path, OSStatus> PipeWireAudioHardware::openPath(AudioObjectID id,
-                                                                                  PipeWireOutputUnit& unit) {
-  if (!hasDevice(id)) return std::unexpected(kAudioHardwareBadDeviceError);
-  Device& device = *deviceOf(id);
-  if (device.unit != nullptr) return std::unexpected(kAudioDevicePermissionsError);  // one unit at a time
-  const std::int32_t owner = hogOwner(device);
-  if (owner != -1 && owner != ownProcess()) return std::unexpected(kAudioDevicePermissionsError);
-  if (!isReachedDirectly(device)) waitForSink(device);
-  if (!device.isListed) return std::unexpected(kAudioHardwareBadDeviceError);
-  PipeWireOutputUnit::Path path;
-  path.name = device.name;
-  if (isReachedDirectly(device)) {
-    path.direct = device.direct;
-  } else if (const PipeWireSink* sink = sinkOf(device)) {
-    path.sink = *device.sink;
-    path.serial = sink->serial;
-    path.rate = device.chosenRate;
-  } else {
-    return std::unexpected(kAudioHardwareNotRunningError);
-  }
-  device.unit = &unit;
-  return path;
-}
-
-void PipeWireAudioHardware::closePath(AudioObjectID id) {
-  for (const auto& [uid, device] : devices_) {
-    if (device->id != id) continue;
-    device->unit = nullptr;
-    device->unitRate.reset();
-    device->toldAlteration.reset();
-  }
-}
-
-void PipeWireAudioHardware::unitChanged(AudioObjectID id) {
-  Device* device = deviceOf(id);
-  if (device == nullptr || device->unit == nullptr) return;
-  const PipeWireStream* stream = device->unit->stream();
-  if (stream != nullptr && !device->unit->isRunning() && stream->delay() > RunLoop::Duration::zero())
-    device->heardUntil = runLoop_.now() + stream->delay();
-  publish(*device);
-}
-
 // What comes and goes.
 
 std::vector<DirectDevice> PipeWireAudioHardware::directDevices() const {
@@ -272,9 +212,10 @@ std::set<std::string> PipeWireAudioHardware::keptCards() const {
 }
 
 void PipeWireAudioHardware::refresh() {
+  // A sink without a card of ours that goes alone, a headset's, has gone for good as far as anybody knows.
   for (Device* device : listed_) {
     if (device->sink && !connection_.facts().sinks.contains(*device->sink))
-      loseSink(*device, kAudioHardwareBadDeviceError);
+      loseSink(*device, kAudioHardwareBadDeviceError, device->direct != kAudioObjectUnknown);
   }
   const auto kept = keptCards();
   const auto found = directDevices();
@@ -286,6 +227,12 @@ void PipeWireAudioHardware::refresh() {
     const auto known = devices_.find(device.uid);
     return known == devices_.end() || !known->second->isListed;
   });
+  // What only the server has comes back with it.
+  for (const Device* device : listed_) {
+    if (device->direct == kAudioObjectUnknown && expectsSink(*device) &&
+        std::ranges::find(merged, device->uid, &MergedDevice::uid) == merged.end())
+      merged.push_back({device->uid, device->name, device->transport, std::nullopt, kAudioObjectUnknown});
+  }
   listDevices(merged);
   observeDirect();
   for (Device* device : std::vector(listed_)) {
@@ -313,7 +260,8 @@ void PipeWireAudioHardware::listDevices(const std::vector<MergedDevice>& merged)
   for (const auto& [uid, device] : devices_) device->isListed = false;
   for (const MergedDevice& one : merged) {
     Device& device = deviceNamed(one);
-    if (device.sink && device.sink != one.sink) loseSink(device, kAudioHardwareBadDeviceError);
+    if (device.sink && device.sink != one.sink)
+      loseSink(device, kAudioHardwareBadDeviceError, device.direct != kAudioObjectUnknown);
     device.isListed = true;
     device.transport = one.transport;
     device.sink = one.sink;
@@ -359,79 +307,18 @@ std::string PipeWireAudioHardware::distinctName(const std::string& plain) const 
   return name;
 }
 
-void PipeWireAudioHardware::loseSink(Device& device, OSStatus status) {
+/// `isExpected`: it is likely to come back in a moment, and its device stays listed meanwhile.
+void PipeWireAudioHardware::loseSink(Device& device, OSStatus status, bool isExpected) {
   device.sink.reset();
   if (device.unit != nullptr) device.unit->markLost(status);
-  if (device.direct == kAudioObjectUnknown) return;
+  if (!isExpected) return;
   device.sinkExpectedUntil = runLoop_.now() + sinkReturn;
   expectation_ = runLoop_.scheduleTimer(sinkReturn + 10ms, false, [this] { refresh(); });
 }
 
 void PipeWireAudioHardware::serverLost() {
   for (Device* device : listed_) {
-    if (device->sink) loseSink(*device, kAudioHardwareNotRunningError);
-  }
-}
-
-void PipeWireAudioHardware::observeDirect() {
-  for (const Device* device : listed_) {
-    if (device->direct == kAudioObjectUnknown || ownerListeners_.contains(device->direct)) continue;
-    const auto added = direct_.addPropertyListener(
-        device->direct, hogAddress, [this, uid = device->uid](const auto&) { publish(*devices_.at(uid)); });
-    if (added) ownerListeners_.emplace(device->direct, *added);
-  }
-}
-
-/// What the direct side announces goes to those who listened there when it changed: one who begins to listen after a
-/// change, though before the news of it, has read the new value.
-void PipeWireAudioHardware::listenDirectly(ListenerID listener, const Device& device, bool ofStream,
-                                           const AudioObjectPropertyAddress& address) {
-  if (device.direct == kAudioObjectUnknown || address == hogAddress) return;
-  if (!ofStream && std::ranges::find(forwarded, address) == forwarded.end()) return;
-  const auto added =
-      direct_.addPropertyListener(ofStream ? directStream(device) : device.direct, address,
-                                  [this, uid = device.uid, listener](const AudioObjectPropertyAddress& changed) {
-                                    const Device& known = *devices_.at(uid);
-                                    if (known.isListed && isReachedDirectly(known))
-                                      listeners_.deliver(listener, changed);
-                                  });
-  if (added) directListeners_.emplace(listener, *added);
-}
-
-/// Also when music begins to play again and nothing has changed: a verdict that was given while it paused knew no
-/// format.
-void PipeWireAudioHardware::publishAlteration(Device& device) {
-  const std::string reason = alteration(device);
-  if (!device.toldAlteration.isNews(reason)) return;
-  if (device.toldAlteration.isWorthALine(reason))
-    log_.write(LogLevel::standard, category,
-               reason.empty() ? fmt::format("{}: nothing alters the samples now", device.name)
-                              : fmt::format("{}: samples are altered: {}", device.name, reason));
-  device.toldAlteration.tell(reason);
-  listeners_.notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
-}
-
-/// Tells the listeners what has become of the device, when it is not what they were told.
-void PipeWireAudioHardware::publish(Device& device) {
-  if (!device.isListed) return;
-  const bool isShared = !isReachedDirectly(device);
-  if (device.unit != nullptr && device.unit->isRunning() && device.unit->stream() != nullptr) {
-    if (const PipeWireSink* sink = sinkOf(device); sink != nullptr && sink->format)
-      device.unitRate = sink->format->rate;
-    publishAlteration(device);
-  } else {
-    device.toldAlteration.reset();
-  }
-  if (isShared) {
-    const double rate = sharedNominalRate(device);
-    if (device.toldRate && *device.toldRate != rate)
-      listeners_.notify(device.id, globalAddress(kAudioDevicePropertyNominalSampleRate));
-    device.toldRate = rate;
-  }
-  if (device.direct != kAudioObjectUnknown) {
-    const std::int32_t owner = hogOwner(device);
-    if (device.toldOwner && *device.toldOwner != owner) listeners_.notify(device.id, hogAddress);
-    device.toldOwner = owner;
+    if (device->sink) loseSink(*device, kAudioHardwareNotRunningError, true);
   }
 }
 

@@ -42,12 +42,13 @@ class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent
  private:
   using Device = PipeWireDevice;
 
-  // AudioOutputComponent
+  // AudioOutputComponent (PipeWireUnits.cpp)
   std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> newInstance() override;
-  // PipeWireOutputUnit::Host
+  // PipeWireOutputUnit::Host (PipeWireUnits.cpp)
   bool hasDevice(AudioObjectID id) const override;
   std::expected<PipeWireOutputUnit::Path, OSStatus> openPath(AudioObjectID id, PipeWireOutputUnit& unit) override;
-  void closePath(AudioObjectID id) override;
+  void closePath(AudioObjectID id, const PipeWireOutputUnit& unit) override;
+  void movedToCard(AudioObjectID id, std::optional<double> rate) override;
   void unitChanged(AudioObjectID id) override;
   AudioOutputComponent* directComponent() override { return direct_.outputComponent(); }
   PipeWireConnection& connection() override { return connection_; }
@@ -63,6 +64,7 @@ class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent
 
   // Properties (PipeWireProperties.cpp).
   [[nodiscard]] static std::int32_t ownProcess();
+  [[nodiscard]] static const PipeWireStream* playingStream(const Device& device);
   [[nodiscard]] bool isReachedDirectly(const Device& device) const;
   [[nodiscard]] bool expectsSink(const Device& device) const;
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> deviceProperty(const Device& device,
@@ -83,6 +85,7 @@ class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent
   // Exclusive access (PipeWireExclusive.cpp).
   OSStatus toggleHog(Device& device);
   OSStatus takeDirectly(Device& device);
+  OSStatus toggleDirectHogWithin(RunLoop::Duration limit, const Device& device);
   void giveBack(Device& device);
   OSStatus toggleDirectHog(const Device& device);
   void switchCardOff(Device& device);
@@ -97,7 +100,7 @@ class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent
   void listenDirectly(ListenerID listener, const Device& device, bool ofStream,
                       const AudioObjectPropertyAddress& address);
   void serverLost();
-  void loseSink(Device& device, OSStatus status);
+  void loseSink(Device& device, OSStatus status, bool isExpected);
   void publish(Device& device);
   void publishAlteration(Device& device);
   [[nodiscard]] bool mayStillGetSink(const MergedDevice& device);

@@ -15,6 +15,8 @@ namespace tolvane {
 class PipeWireOutputUnit;
 
 struct PipeWireDevice {
+  static constexpr RunLoop::Duration firstMovePause = std::chrono::seconds(30);
+
   // For as long as the process lives.
   std::string uid;
   std::string name;
@@ -42,6 +44,10 @@ struct PipeWireDevice {
   };
   std::optional<Profile> switchedOff;
   bool returnsToServer = false;  ///< when hog mode ends
+  /// Attempts to take the card from under a unit that plays are a gap in the music each: after one that has failed,
+  /// none is made before then, and the next pause is twice as long.
+  RunLoop::TimePoint nextMove = RunLoop::TimePoint::min();
+  RunLoop::Duration movePause = firstMovePause;
 
   // What listeners were told last.
   std::optional<double> toldRate;

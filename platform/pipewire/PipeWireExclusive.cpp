@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/PropertyReading.h"
 #include "platform/pipewire/PipeWireAudioHardware.h"
@@ -40,31 +41,43 @@ OSStatus PipeWireAudioHardware::toggleHog(Device& device) {
   return status;
 }
 
+/// A unit that plays through the sink moves along, and plays on.
 OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
-  if (device.unit != nullptr && device.unit->stream() != nullptr) return kAudioDevicePermissionsError;
+  PipeWireOutputUnit* moving = device.unit != nullptr && device.unit->stream() != nullptr ? device.unit : nullptr;
+  if (moving != nullptr && runLoop_.now() < device.nextMove) return kAudioDevicePermissionsError;
   if (expectsSink(device)) waitForSink(device);
+  if (moving != nullptr) device.heardUntil = runLoop_.now() + moving->leaveSink();
   waitUntilHeard(device);
   const bool hadSink = device.sink.has_value();
   switchCardOff(device);
-  const auto end = runLoop_.now() + closeLimit;
+  const OSStatus status = toggleDirectHogWithin(hadSink ? closeLimit : RunLoop::Duration::zero(), device);
+  if (status == noErr) {
+    device.returnsToServer = hadSink;
+    device.movePause = Device::firstMovePause;
+  } else {
+    restoreProfile(device);
+    if (moving != nullptr) device.nextMove = runLoop_.now() + std::exchange(device.movePause, 2 * device.movePause);
+  }
+  if (moving != nullptr) moving->goOn();
+  return status;
+}
+
+/// The server may take a moment to let go.
+OSStatus PipeWireAudioHardware::toggleDirectHogWithin(RunLoop::Duration limit, const Device& device) {
+  const auto end = runLoop_.now() + limit;
   OSStatus status = toggleDirectHog(device);
-  while (status == kAudioDevicePermissionsError && hadSink && runLoop_.now() < end) {
+  while (status == kAudioDevicePermissionsError && runLoop_.now() < end) {
     if (!connection_.waitUntil([] { return false; }, retryPause)) runLoop_.sleepFor(retryPause);
     status = toggleDirectHog(device);
   }
-  if (status != noErr) {
-    restoreProfile(device);
-    return status;
-  }
-  device.returnsToServer = hadSink;
-  return noErr;
+  return status;
 }
 
 void PipeWireAudioHardware::giveBack(Device& device) {
   if (const OSStatus status = toggleDirectHog(device); status != noErr)
     log_.write(LogLevel::error, category, fmt::format("{} is not given back: {}", device.name, status));
   restoreProfile(device);
-  if (std::exchange(device.returnsToServer, false)) loseSink(device, noErr);
+  if (std::exchange(device.returnsToServer, false)) loseSink(device, noErr, true);
 }
 
 /// Has the server let go of the card. It keeps it in mind, and plays on it again when the profile is set back.

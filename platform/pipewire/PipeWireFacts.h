@@ -2,6 +2,7 @@
 // What a PipeWire server tells about itself: its sinks, the cards behind them, who plays on them. Plain values, and
 // pure questions about them. Main thread; touches no library.
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -67,13 +68,16 @@ struct PipeWireSink {
   /// volumes above that it multiplies by.
   std::vector<float> softVolumes;
   bool isSoftMuted = false;
+  bool isDithered = false;
 };
 
-/// A stream that ends in something.
+/// One channel of a stream that ends in one of something.
 struct PipeWireLink {
   std::uint32_t outputNode = 0;
   std::uint32_t inputNode = 0;
   bool isActive = false;
+  std::uint32_t outputPort = 0;
+  std::uint32_t inputPort = 0;
 
   bool operator==(const PipeWireLink&) const = default;
 };
@@ -83,6 +87,7 @@ struct PipeWireFacts {
   std::map<std::uint32_t, PipeWireCard> cards;
   std::map<std::uint32_t, PipeWireSink> sinks;
   std::map<std::uint32_t, PipeWireLink> links;
+  std::map<std::uint32_t, std::string> ports;  ///< the names of their channels: "FL"
   std::string defaultSinkName;
   double graphRate = 48000;  ///< hertz, where nobody asks for another one
 };
@@ -95,6 +100,9 @@ struct PipeWireStreamFacts {
   std::vector<std::uint32_t> positions;
   std::vector<float> volumes;  ///< a channel, and the stream's as a whole; empty: not told (yet)
   bool isMuted = false;
+  std::uint32_t clock = 0;  ///< the object whose clock drives the stream; 0: not known
+  /// What the mixer of the card behind the sink does to the level, where it tells.
+  std::optional<double> mixerDecibels;
 };
 
 /// Why the sink's hardware does not get the samples that the stream delivers: a few words for the log. Empty: nothing
@@ -107,6 +115,10 @@ struct PipeWireStreamFacts {
 
 /// Whether what `node` plays reaches the sink.
 [[nodiscard]] bool playsOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node);
+
+/// Whether each channel of what `node` plays ends in the sink's channel of the same name, and in no other.
+[[nodiscard]] bool isLinkedStraight(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node,
+                                    std::size_t channels);
 
 /// The card behind a sink; null where there is none.
 [[nodiscard]] const PipeWireCard* cardOf(const PipeWireFacts& facts, const PipeWireSink& sink);

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/pipewire/SpaParameters.h"
 
@@ -180,7 +181,8 @@ class Link final : public PipeWireObject {
       auto table = eventTable<pw_link_events>(PW_VERSION_LINK_EVENTS);
       table.info = [](void* data, const pw_link_info* info) {
         auto& self = *static_cast<Link*>(data);
-        self.facts_.links[self.id_] = {info->output_node_id, info->input_node_id, info->state == PW_LINK_STATE_ACTIVE};
+        self.facts_.links[self.id_] = {info->output_node_id, info->input_node_id, info->state == PW_LINK_STATE_ACTIVE,
+                                       info->output_port_id, info->input_port_id};
         self.changed_ = true;
       };
       return table;
@@ -188,6 +190,16 @@ class Link final : public PipeWireObject {
     pw_link_add_listener(reinterpret_cast<pw_link*>(proxy), &hook_, &events, this);
   }
   ~Link() override { facts_.links.erase(id_); }
+};
+
+/// Told in full when it appears: nothing is asked of it.
+class Port final : public PipeWireObject {
+ public:
+  Port(std::uint32_t id, std::string channel, PipeWireFacts& facts, bool& changed)
+      : PipeWireObject(id, nullptr, facts, changed) {
+    facts_.ports[id_] = std::move(channel);
+  }
+  ~Port() override { facts_.ports.erase(id_); }
 };
 
 class Settings final : public PipeWireObject {
@@ -242,6 +254,8 @@ std::unique_ptr<PipeWireObject> PipeWireObject::bind(pw_registry* registry, std:
   if (type == PW_TYPE_INTERFACE_Node && mediaClass == "Audio/Sink")
     return make<Sink>(registry, id, typeName, PW_VERSION_NODE, facts, changed);
   if (type == PW_TYPE_INTERFACE_Link) return make<Link>(registry, id, typeName, PW_VERSION_LINK, facts, changed);
+  if (const std::string channel = text(props, PW_KEY_AUDIO_CHANNEL); type == PW_TYPE_INTERFACE_Port && !channel.empty())
+    return std::make_unique<Port>(id, channel, facts, changed);
   const std::string name = text(props, PW_KEY_METADATA_NAME);
   if (type == PW_TYPE_INTERFACE_Metadata && (name == "default" || name == "settings"))
     return make<Settings>(registry, id, typeName, PW_VERSION_METADATA, facts, changed);
@@ -249,6 +263,7 @@ std::unique_ptr<PipeWireObject> PipeWireObject::bind(pw_registry* registry, std:
 }
 
 PipeWireObject::~PipeWireObject() {
+  if (proxy_ == nullptr) return;
   spa_hook_remove(&hook_);
   pw_proxy_destroy(proxy_);
 }

@@ -1,6 +1,7 @@
 #pragma once
-// One object of the server that the player keeps an eye on: a card, a sink, a link, or a table of settings. Writes what
-// it is told into the facts, and takes it out of them when it ends. Main thread; called by the library's loop.
+// One object of the server that the player keeps an eye on: a card, a sink, a link, a port, or a table of settings.
+// Writes what it is told into the facts, and takes it out of them when it ends. Main thread; called by the library's
+// loop.
 
 #include <spa/utils/dict.h>
 #include <spa/utils/hook.h>
@@ -41,7 +42,7 @@ class PipeWireObject {
   spa_hook hook_{};
 
  private:
-  pw_proxy* const proxy_;
+  pw_proxy* const proxy_;  ///< null for what tells no more than its name
 };
 
 }  // namespace tolvane

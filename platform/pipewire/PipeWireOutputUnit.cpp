@@ -5,6 +5,8 @@
 #include <cmath>
 #include <utility>
 
+#include "platform/PropertyReading.h"
+
 namespace tolvane {
 namespace {
 
@@ -113,37 +115,56 @@ std::expected<AudioUnitPropertyValue, OSStatus> PipeWireOutputUnit::property(Aud
       if (!format_) return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
       return *format_;
     case AudioUnitProperty::lastRenderError: {
-      if (direct_) return direct_->property(property, scope, element);
       auto& self = const_cast<PipeWireOutputUnit&>(*this);  // reading clears it
       const OSStatus watched = std::exchange(self.watchError_, noErr);
-      const OSStatus rendered = stream_ ? stream_->takeLastError() : noErr;
+      OSStatus rendered = stream_ ? stream_->takeLastError() : noErr;
+      if (direct_) rendered = readProperty<std::int32_t>(*direct_, property).value_or(noErr);
       return rendered != noErr ? rendered : watched;
     }
     case AudioUnitProperty::isRunning:
-      if (direct_) return direct_->property(property, scope, element);
-      return state_ == State::running && stream_->isAlive() ? std::uint32_t{1} : std::uint32_t{0};
+      return isAlive() ? std::uint32_t{1} : std::uint32_t{0};
     case AudioUnitProperty::lastRenderSampleTime:
-      if (direct_) return direct_->property(property, scope, element);
-      if (const auto time = stream_ ? stream_->sampleTime() : std::nullopt) return static_cast<double>(*time);
+      if (const auto time = sampleTime()) return *time;
       return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
     default:
       return std::unexpected(kAudioUnitErr_InvalidProperty);
   }
 }
 
+std::optional<double> PipeWireOutputUnit::sampleTime() const {
+  std::optional<double> time;
+  if (stream_) time = stream_->sampleTime();
+  if (direct_) time = readProperty<double>(*direct_, AudioUnitProperty::lastRenderSampleTime);
+  return time ? timeBefore_.value_or(0) + *time : timeBefore_;
+}
+
+bool PipeWireOutputUnit::isAlive() const {
+  if (direct_) return readProperty<std::uint32_t>(*direct_, AudioUnitProperty::isRunning).value_or(0) != 0;
+  return state_ == State::running && stream_ && stream_->isAlive();
+}
+
 OSStatus PipeWireOutputUnit::initialize() {
   if (state_ != State::created) return noErr;
   if (deviceId_ == kAudioObjectUnknown || !format_ || callback_.inputProc == nullptr || outputEnabled_ == 0)
     return kAudioUnitErr_FailedInitialization;
-  const auto path = host_.openPath(deviceId_, *this);
-  if (!path) return path.error();
-  const OSStatus status = path->direct != kAudioObjectUnknown ? openDirect(*path) : openStream(*path);
-  if (status != noErr) {
+  if (const OSStatus status = openWay(false); status != noErr) {
     closeAll();
     return status;
   }
+  timeBefore_.reset();
+  underrunsBefore_ = 0;
+  heardBefore_ = 0;
   state_ = State::initialised;
   return noErr;
+}
+
+/// `isMove`: the unit has been on another way, and takes what it had there with it.
+OSStatus PipeWireOutputUnit::openWay(bool isMove) {
+  const auto path = host_.openPath(deviceId_, *this);
+  if (!path) return path.error();
+  if (path->direct == kAudioObjectUnknown) return openStream(*path);
+  if (isMove) host_.movedToCard(deviceId_, ledRate_);
+  return openDirect(*path);
 }
 
 OSStatus PipeWireOutputUnit::openDirect(const Path& path) {
@@ -198,7 +219,7 @@ void PipeWireOutputUnit::closeAll() {
   direct_.reset();
   stream_.reset();
   watchError_ = noErr;
-  host_.closePath(deviceId_);
+  host_.closePath(deviceId_, *this);
   state_ = State::created;
 }
 
@@ -212,16 +233,29 @@ OSStatus PipeWireOutputUnit::uninitialize() {
 
 OSStatus PipeWireOutputUnit::start() {
   if (state_ == State::created) return kAudioUnitErr_Uninitialized;
+  if (state_ == State::running) {
+    if (isAlive()) return noErr;
+    stop();
+  }
+  watchError_ = noErr;
+  // A sink that has gone while nothing played may be back, or the device may be reached without one now.
+  if (!direct_ && stream() == nullptr)
+    if (const OSStatus status = reopen(); status != noErr) return status;
+  heardBefore_ = 0;
+  OSStatus status = startWay();
+  // The news that the sink has gone may come no sooner than when it is asked for something.
+  if (status == noErr || direct_ || stream() != nullptr) return status;
+  status = reopen();
+  heardBefore_ = 0;
+  return status == noErr ? startWay() : status;
+}
+
+OSStatus PipeWireOutputUnit::startWay() {
   if (direct_) {
     const OSStatus status = direct_->start();
     state_ = status == noErr ? State::running : State::initialised;
     return status;
   }
-  if (state_ == State::running) {
-    if (stream_->isAlive()) return noErr;
-    stop();
-  }
-  watchError_ = noErr;
   const OSStatus status = stream_->start(callback_);
   if (status != noErr) return status;
   state_ = State::running;
@@ -232,28 +266,73 @@ OSStatus PipeWireOutputUnit::start() {
   return noErr;
 }
 
+/// REQUIRES: no direct way, and nothing that plays.
+OSStatus PipeWireOutputUnit::reopen() {
+  dropStream();
+  host_.closePath(deviceId_, *this);
+  const OSStatus status = openWay(true);
+  if (status == noErr) return noErr;
+  direct_.reset();
+  stream_.reset();
+  host_.closePath(deviceId_, *this);
+  return status;
+}
+
+void PipeWireOutputUnit::dropStream() {
+  if (!stream_) return;
+  ledRate_.reset();
+  if (stream_->setup().leadsRate) ledRate_ = stream_->setup().rate;
+  heardBefore_ += stream_->framesPlayed();
+  underrunsBefore_ += stream_->underruns();
+  if (const auto time = stream_->sampleTime()) timeBefore_ = timeBefore_.value_or(0) + static_cast<double>(*time);
+  stream_.reset();
+}
+
+RunLoop::Duration PipeWireOutputUnit::leaveSink() {
+  progressWatch_.reset();
+  const RunLoop::Duration delay = state_ == State::running ? stream_->delay() : RunLoop::Duration::zero();
+  stream_->stop();
+  dropStream();
+  return delay;
+}
+
+void PipeWireOutputUnit::goOn() {
+  const bool wasRunning = std::exchange(state_, State::initialised) == State::running;
+  OSStatus status = reopen();
+  if (status == noErr && wasRunning) status = startWay();
+  if (status == noErr || !wasRunning) return;
+  host_.log().write(LogLevel::error, category,
+                    fmt::format("The device was left, and is not reached again: {}", status));
+  state_ = State::running;
+  watchError_ = status;
+}
+
 OSStatus PipeWireOutputUnit::stop() {
   if (state_ != State::running) return noErr;
   state_ = State::initialised;
   progressWatch_.reset();
   if (direct_) return direct_->stop();
+  if (!stream_) return kAudioHardwareNotRunningError;
   stream_->stop();
   host_.unitChanged(deviceId_);
   return stream_->lostStatus();
 }
 
 std::int64_t PipeWireOutputUnit::framesPlayed() const {
-  if (direct_) return direct_->framesPlayed();
-  return stream_ ? stream_->framesPlayed() : 0;
+  if (direct_) return heardBefore_ + direct_->framesPlayed();
+  return heardBefore_ + (stream_ ? stream_->framesPlayed() : 0);
 }
 
 std::uint64_t PipeWireOutputUnit::underrunCount() const {
-  if (direct_) return direct_->underrunCount();
-  return stream_ ? stream_->underruns() : 0;
+  if (direct_) return underrunsBefore_ + direct_->underrunCount();
+  return underrunsBefore_ + (stream_ ? stream_->underruns() : 0);
 }
 
-/// A sink whose hardware is busy calls a stream playing, and asks it for nothing.
+/// A sink whose hardware is busy calls a stream playing, and asks it for nothing. And what only the data thread gets to
+/// know, the graph's rate and its clock, is passed on from here.
 void PipeWireOutputUnit::watchProgress() {
+  if (stream() == nullptr) return;
+  host_.unitChanged(deviceId_);
   const std::uint64_t cycles = stream_->cycles();
   if (std::exchange(cyclesSeen_, cycles) != cycles) {
     checksWithoutProgress_ = 0;

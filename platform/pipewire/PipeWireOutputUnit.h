@@ -31,7 +31,10 @@ class PipeWireOutputUnit : public AudioOutputUnit {
     [[nodiscard]] virtual bool hasDevice(AudioObjectID id) const = 0;
     /// The device's way for this unit, which has it until closePath(): one unit at a time.
     [[nodiscard]] virtual std::expected<Path, OSStatus> openPath(AudioObjectID id, PipeWireOutputUnit& unit) = 0;
-    virtual void closePath(AudioObjectID id) = 0;
+    /// Nothing happens where the unit does not have the way any more.
+    virtual void closePath(AudioObjectID id, const PipeWireOutputUnit& unit) = 0;
+    /// The unit goes on over the card itself, whose rate is to be what the sink's was, where the unit chose that.
+    virtual void movedToCard(AudioObjectID id, std::optional<double> rate) = 0;
     /// The unit has begun or ended, or its stream has changed.
     virtual void unitChanged(AudioObjectID id) = 0;
     [[nodiscard]] virtual AudioOutputComponent* directComponent() = 0;
@@ -57,17 +60,28 @@ class PipeWireOutputUnit : public AudioOutputUnit {
   // For the hardware.
 
   /// Null unless the unit plays, or could, through a sink.
-  [[nodiscard]] const PipeWireStream* stream() const { return stream_.get(); }
+  [[nodiscard]] const PipeWireStream* stream() const { return stream_ && !stream_->isLost() ? stream_.get() : nullptr; }
   [[nodiscard]] bool isDirect() const { return direct_ != nullptr; }
   [[nodiscard]] bool isRunning() const { return state_ == State::running; }
   [[nodiscard]] const AudioStreamBasicDescription& format() const { return *format_; }
   /// The sink or the server behind the stream has gone, or has failed.
   void markLost(OSStatus status);
+  /// Leaves the sink and renders nothing more until goOn(). How long the hardware still plays what it was given.
+  /// REQUIRES: stream() is not null.
+  RunLoop::Duration leaveSink();
+  /// On the way to the device that there is now. A unit that finds none is a running one whose device has gone.
+  void goOn();
 
  private:
   enum class State : std::uint8_t { created, initialised, running };
 
   OSStatus setFormat(const AudioStreamBasicDescription& format);
+  OSStatus openWay(bool isMove);
+  OSStatus reopen();
+  OSStatus startWay();
+  void dropStream();
+  [[nodiscard]] bool isAlive() const;
+  [[nodiscard]] std::optional<double> sampleTime() const;
   OSStatus openStream(const Path& path);
   OSStatus openDirect(const Path& path);
   void closeAll();
@@ -82,7 +96,13 @@ class PipeWireOutputUnit : public AudioOutputUnit {
   std::optional<AudioStreamBasicDescription> format_;
   AURenderCallback callback_;
 
-  // While initialised, one of the two.
+  // Of the ways that the unit has left since it was initialised, and since the last start().
+  std::optional<double> timeBefore_;
+  std::uint64_t underrunsBefore_ = 0;
+  std::int64_t heardBefore_ = 0;
+  std::optional<double> ledRate_;  ///< that the last sink was made to run at
+
+  // While initialised, one of the two; none where the last attempt to find another way has failed.
   std::unique_ptr<PipeWireStream> stream_;
   std::unique_ptr<AudioOutputUnit> direct_;
   RunLoop::Timer progressWatch_;

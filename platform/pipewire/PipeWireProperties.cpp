@@ -24,6 +24,11 @@ std::expected<AudioPropertyValue, OSStatus> asProperty(std::expected<Value, OSSt
 
 }  // namespace
 
+/// The stream that plays to the device's sink, if any does.
+const PipeWireStream* PipeWireAudioHardware::playingStream(const Device& device) {
+  return device.unit != nullptr && device.unit->isRunning() ? device.unit->stream() : nullptr;
+}
+
 std::int32_t PipeWireAudioHardware::ownProcess() { return static_cast<std::int32_t>(getpid()); }
 
 bool PipeWireAudioHardware::expectsSink(const Device& device) const {
@@ -90,14 +95,14 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::devicePropert
 std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::sharedProperty(const Device& device,
                                                                                   FourCharCode selector) const {
   const PipeWireSink* sink = sinkOf(device);
-  const bool plays = device.unit != nullptr && device.unit->isRunning();
+  const PipeWireStream* playing = playingStream(device);
   switch (selector) {
     case kAudioDevicePropertyNominalSampleRate:
       return sharedNominalRate(device);
     case kAudioDevicePropertyAvailableNominalSampleRates:
       return sharedRates(device);
     case kAudioDevicePropertyActualSampleRate: {
-      if (!plays || sink == nullptr || !sink->format) return std::unexpected(kAudioHardwareNotRunningError);
+      if (playing == nullptr || sink == nullptr || !sink->format) return std::unexpected(kAudioHardwareNotRunningError);
       // The kernel's account, where there is one: the server tells what it has asked for.
       const auto actual = readProperty<double>(direct_, device.direct, globalAddress(selector));
       return actual.value_or(sink->format->rate);
@@ -109,7 +114,7 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::sharedPropert
       return std::vector<std::uint32_t>{channels};
     }
     case kAudioDevicePropertyBufferFrameSize: {
-      const std::uint32_t quantum = plays ? device.unit->stream()->quantum() : 0;
+      const std::uint32_t quantum = playing != nullptr ? playing->quantum() : 0;
       return quantum != 0 ? quantum : usualQuantum;
     }
     default:
@@ -120,10 +125,9 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::sharedPropert
 std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::streamProperty(const Device& device,
                                                                                   FourCharCode selector) const {
   if (isReachedDirectly(device)) return direct_.propertyData(directStream(device), globalAddress(selector));
-  const bool plays = device.unit != nullptr && device.unit->isRunning();
   switch (selector) {
     case kAudioStreamPropertyIsActive:
-      return plays ? std::uint32_t{1} : std::uint32_t{0};
+      return playingStream(device) != nullptr ? std::uint32_t{1} : std::uint32_t{0};
     case kAudioStreamPropertyPhysicalFormat:
       return asProperty(sharedPhysicalFormat(device));
     case kAudioStreamPropertyVirtualFormat:
@@ -175,16 +179,20 @@ OSStatus PipeWireAudioHardware::setNominalRate(Device& device, double rate) {
 
 /// Why what the unit renders is not what the hardware gets; empty while it is, or while no unit plays through a sink.
 std::string PipeWireAudioHardware::alteration(const Device& device) const {
-  if (device.unit == nullptr || !device.unit->isRunning() || device.unit->stream() == nullptr) return {};
+  const PipeWireStream* playing = playingStream(device);
+  if (playing == nullptr) return {};
   if (!device.sink) return "the sink has gone";
-  return alterationOf(connection_.facts(), *device.sink, device.unit->stream()->facts());
+  PipeWireStreamFacts stream = playing->facts();
+  stream.mixerDecibels =
+      readProperty<double>(direct_, device.direct, outputAddress(kAudioDevicePropertyVolumeDecibels));
+  return alterationOf(connection_.facts(), *device.sink, stream);
 }
 
 /// The narrowest stage between the unit and the converter: the kernel's account of the card behind the sink, or the
 /// mix.
 std::expected<AudioStreamBasicDescription, OSStatus> PipeWireAudioHardware::sharedPhysicalFormat(
     const Device& device) const {
-  if (device.unit == nullptr || !device.unit->isRunning()) return std::unexpected(kAudioHardwareNotRunningError);
+  if (playingStream(device) == nullptr) return std::unexpected(kAudioHardwareNotRunningError);
   if (device.direct == kAudioObjectUnknown || !alteration(device).empty())
     return std::unexpected(kAudioDeviceUnsupportedFormatError);
   const auto format = direct_.propertyData(directStream(device), globalAddress(kAudioStreamPropertyPhysicalFormat));

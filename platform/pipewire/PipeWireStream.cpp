@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <pipewire/pipewire.h>
+#include <spa/node/io.h>
 #include <spa/param/props.h>
 
 #include <algorithm>
@@ -40,6 +41,12 @@ struct PipeWireStreamCallbacks {
     if (id == SPA_PROP_mute) stream.isMuted_ = control->values[0] != 0;
     stream.changed_();
   }
+  static void ioChanged(void* data, std::uint32_t id, void* area, std::uint32_t size) {
+    if (id != SPA_IO_Position) return;
+    const bool isWhole = area != nullptr && size >= sizeof(spa_io_position);
+    self(data).graphPosition_.store(isWhole ? static_cast<const spa_io_position*>(area) : nullptr,
+                                    std::memory_order_release);  // partner: process()
+  }
   static void process(void* data) { self(data).process(); }
 
   static const pw_stream_events events;
@@ -49,6 +56,7 @@ const pw_stream_events PipeWireStreamCallbacks::events = [] {
   pw_stream_events table{};
   table.version = PW_VERSION_STREAM_EVENTS;
   table.state_changed = &PipeWireStreamCallbacks::stateChanged;
+  table.io_changed = &PipeWireStreamCallbacks::ioChanged;
   table.control_info = &PipeWireStreamCallbacks::control;
   table.process = &PipeWireStreamCallbacks::process;
   return table;
@@ -213,6 +221,8 @@ void PipeWireStream::process() noexcept {
     delayFrames_.store(std::max<std::int64_t>(time.delay, 0) + count, std::memory_order_relaxed);
   }
   quantum_.store(count, std::memory_order_relaxed);
+  const spa_io_position* position = graphPosition_.load(std::memory_order_acquire);  // partner: ioChanged()
+  clock_.store(position != nullptr ? position->clock.id : 0, std::memory_order_relaxed);
   renderInto(static_cast<std::byte*>(data.data), count);
   data.chunk->offset = 0;
   data.chunk->stride = static_cast<std::int32_t>(frameBytes_);
@@ -257,6 +267,7 @@ PipeWireStreamFacts PipeWireStream::facts() const {
   facts.volumes = volumes_;
   if (!volumes_.empty()) facts.volumes.push_back(volume_);
   facts.isMuted = isMuted_;
+  facts.clock = clock_.load(std::memory_order_relaxed);
   return facts;
 }
 

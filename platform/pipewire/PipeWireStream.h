@@ -18,6 +18,7 @@
 
 struct pw_stream;
 struct spa_hook;
+struct spa_io_position;
 
 namespace tolvane {
 
@@ -50,6 +51,7 @@ class PipeWireStream {
   void markLost(OSStatus status);
 
   [[nodiscard]] bool isAlive() const { return isRunning_ && !isLost_; }
+  [[nodiscard]] bool isLost() const { return isLost_; }
   /// What markLost() was told; noErr before.
   [[nodiscard]] OSStatus lostStatus() const { return lostStatus_; }
   /// Client frames between the last start() and the last stop() or loss.
@@ -113,7 +115,9 @@ class PipeWireStream {
   std::atomic<std::uint64_t> underruns_{0};
   std::atomic<std::uint32_t> quantum_{0};
   std::atomic<std::uint32_t> graphRate_{0};
-  std::atomic<std::int64_t> delayFrames_{0};  ///< at the graph's rate
+  std::atomic<std::uint32_t> clock_{0};                         ///< the object whose clock drives the graph
+  std::atomic<const spa_io_position*> graphPosition_{nullptr};  ///< the library's; it says when there is another
+  std::atomic<std::int64_t> delayFrames_{0};                    ///< at the graph's rate
   std::atomic<OSStatus> lastError_{noErr};
 };
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 namespace tolvane {
 namespace {
@@ -76,6 +77,32 @@ void readVolumes(const spa_pod* props, std::uint32_t key, std::vector<float>& ta
   target.assign(volumes.begin(), volumes.begin() + count);
 }
 
+/// From a list of names, each with its value behind it. A list that has none of the two tells nothing.
+void readDither(const spa_pod* list, bool& isDithered) {
+  if (list == nullptr || !spa_pod_is_struct(list)) return;
+  bool isTold = false;
+  bool isOn = false;
+  const void* body = SPA_POD_BODY_CONST(list);
+  const std::uint32_t size = SPA_POD_BODY_SIZE(list);
+  const auto next = [](const spa_pod* item) { return static_cast<const spa_pod*>(spa_pod_next(item)); };
+  for (auto* name = static_cast<const spa_pod*>(body); spa_pod_is_inside(body, size, name);) {
+    const spa_pod* value = next(name);
+    if (!spa_pod_is_inside(body, size, value)) break;
+    const char* text = nullptr;
+    const std::string_view key = spa_pod_get_string(name, &text) >= 0 ? text : "";
+    if (key == "dither.noise") {
+      std::int32_t bits = 0;
+      isTold = true;
+      isOn = isOn || spa_pod_get_int(value, &bits) < 0 || bits != 0;
+    } else if (key == "dither.method") {
+      isTold = true;
+      isOn = isOn || spa_pod_get_string(value, &text) < 0 || std::string_view(text) != "none";
+    }
+    name = next(value);
+  }
+  if (isTold) isDithered = isOn;
+}
+
 }  // namespace
 
 std::optional<PipeWireFormat> parseFormat(const spa_pod* pod) {
@@ -108,6 +135,7 @@ void applyProps(const spa_pod* pod, PipeWireSink& sink) {
     sink.volume = volume;
   readVolumes(pod, SPA_PROP_channelVolumes, sink.volumes);
   readVolumes(pod, SPA_PROP_softVolumes, sink.softVolumes);
+  readDither(valueOf(pod, SPA_PROP_params), sink.isDithered);
 }
 
 std::optional<PipeWireProfile> parseProfile(const spa_pod* pod) {

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include <functional>
+#include <limits>
+#include <utility>
 
 namespace tolvane {
 namespace {
@@ -23,8 +25,10 @@ struct NeutralPath {
     sink.state = PipeWireSink::State::running;
     sink.format = PipeWireFormat{44100, 2, {3, 4}};
     sink.volumes = {1, 1};
-    facts.links[90] = {ownNode, sinkId, true};
-    stream = {ownNode, 44100, 44100, {3, 4}, {1, 1, 1}, false};
+    facts.ports = {{71, "FL"}, {72, "FR"}, {41, "FL"}, {42, "FR"}};
+    facts.links[90] = {ownNode, sinkId, true, 71, 41};
+    facts.links[91] = {ownNode, sinkId, true, 72, 42};
+    stream = {ownNode, 44100, 44100, {3, 4}, {1, 1, 1}, false, sinkId, std::nullopt};
   }
   PipeWireSink& sink() { return facts.sinks[sinkId]; }
   [[nodiscard]] std::string alteration() const { return alterationOf(facts, sinkId, stream); }
@@ -53,8 +57,27 @@ TEST(Alteration, isSeenInEveryStage) {
        }},
       {"channels are mapped", [](NeutralPath& path) { path.sink().format->positions.clear(); }},
       {"channels are mapped", [](NeutralPath& path) { path.stream.positions = {2}; }},
-      {"not linked", [](NeutralPath& path) { path.facts.links[90].isActive = false; }},
-      {"not linked", [](NeutralPath& path) { path.facts.links[90].inputNode = 41; }},
+      {"not linked",
+       [](NeutralPath& path) {
+         for (auto& [id, link] : path.facts.links) link.isActive = false;
+       }},
+      {"not linked",
+       [](NeutralPath& path) {
+         for (auto& [id, link] : path.facts.links) link.inputNode = sinkId + 1;
+       }},
+      {"linked crosswise",
+       [](NeutralPath& path) { std::swap(path.facts.links[90].inputPort, path.facts.links[91].inputPort); }},
+      {"linked crosswise", [](NeutralPath& path) { path.facts.links[91].inputPort = 41; }},
+      {"linked crosswise", [](NeutralPath& path) { path.facts.links.erase(91); }},
+      {"linked crosswise", [](NeutralPath& path) { path.facts.links[91].isActive = false; }},
+      {"linked crosswise", [](NeutralPath& path) { path.facts.links[92] = path.facts.links[91]; }},
+      {"linked crosswise",
+       [](NeutralPath& path) {
+         path.facts.links[92] = {ownNode, sinkId, true, 71, 42};
+       }},
+      {"linked crosswise", [](NeutralPath& path) { path.facts.ports.erase(42); }},
+      {"another clock", [](NeutralPath& path) { path.stream.clock = 55; }},
+      {"another clock", [](NeutralPath& path) { path.stream.clock = 0; }},
       {"sink is muted", [](NeutralPath& path) { path.sink().isMuted = true; }},
       {"stream is muted", [](NeutralPath& path) { path.stream.isMuted = true; }},
       {"volume is not known", [](NeutralPath& path) { path.sink().volumes.clear(); }},
@@ -81,9 +104,14 @@ TEST(Alteration, isSeenInEveryStage) {
        [](NeutralPath& path) {
          path.sink().softVolumes = {1.25F, 1.25F};
        }},
+      {"server dithers", [](NeutralPath& path) { path.sink().isDithered = true; }},
+      {"card's mixer is at -23.8 dB", [](NeutralPath& path) { path.stream.mixerDecibels = -23.8; }},
+      {"card's mixer is at 6.0 dB", [](NeutralPath& path) { path.stream.mixerDecibels = 6; }},
+      {"card's mixer is at -inf dB",
+       [](NeutralPath& path) { path.stream.mixerDecibels = -std::numeric_limits<double>::infinity(); }},
       {"another program",
        [](NeutralPath& path) {
-         path.facts.links[91] = {71, sinkId, true};
+         path.facts.links[92] = {ownNode + 1, sinkId, true, 81, 41};
        }},
   };
   for (const auto& row : rows) {
@@ -99,10 +127,18 @@ TEST(Alteration, isNoneWhereTheServersOwnVolumesAreFull) {
   EXPECT_THAT(path.alteration(), IsEmpty());
 }
 
+TEST(Alteration, isNoneWhereTheCardsMixerIsFull) {
+  NeutralPath path;
+  for (const double decibels : {0.0, -0.04, 0.04}) {
+    path.stream.mixerDecibels = decibels;
+    EXPECT_THAT(path.alteration(), IsEmpty()) << decibels;
+  }
+}
+
 TEST(Alteration, isNotAnotherProgramThatPausesOrPlaysElsewhere) {
   NeutralPath path;
-  path.facts.links[91] = {71, sinkId, false};
-  path.facts.links[92] = {72, sinkId + 1, true};
+  path.facts.links[92] = {ownNode + 1, sinkId, false, 81, 41};
+  path.facts.links[93] = {ownNode + 2, sinkId + 1, true, 82, 43};
   EXPECT_THAT(path.alteration(), IsEmpty());
 }
 

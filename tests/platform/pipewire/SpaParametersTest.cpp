@@ -119,6 +119,41 @@ TEST(SpaProps, changeOnlyWhatTheyTell) {
   EXPECT_EQ(sink.volumes, before.volumes);
 }
 
+TEST(SpaProps, tellOfDitherInTheServersOwnSettings) {
+  const struct {
+    std::optional<int> noise;
+    std::optional<const char*> method;
+    bool before;
+    bool isDithered;
+  } rows[] = {
+      {0, "none", true, false},       {1, "none", false, true},
+      {0, "triangular", false, true}, {std::nullopt, "rectangular", false, true},
+      {4, std::nullopt, false, true}, {std::nullopt, "none", true, false},
+      {0, std::nullopt, true, false}, {std::nullopt, std::nullopt, true, true},
+  };
+  for (const auto& row : rows) {
+    PodWriter props(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
+    spa_pod_builder* builder = &props.key(SPA_PROP_params).builder;
+    spa_pod_frame list{};
+    spa_pod_builder_push_struct(builder, &list);
+    spa_pod_builder_string(builder, "resample.quality");
+    spa_pod_builder_int(builder, 4);
+    if (row.noise) {
+      spa_pod_builder_string(builder, "dither.noise");
+      spa_pod_builder_int(builder, *row.noise);
+    }
+    if (row.method) {
+      spa_pod_builder_string(builder, "dither.method");
+      spa_pod_builder_string(builder, *row.method);
+    }
+    spa_pod_builder_pop(builder, &list);
+    PipeWireSink sink;
+    sink.isDithered = row.before;
+    applyProps(props.pod(), sink);
+    EXPECT_EQ(sink.isDithered, row.isDithered) << row.noise.value_or(-1) << ' ' << row.method.value_or("not told");
+  }
+}
+
 TEST(SpaProfile, isReadBackAsItWasWritten) {
   const SpaPodBuffer buffer = profilePod(3);
   const auto profile = parseProfile(buffer.pod());

@@ -1,0 +1,155 @@
+// The output units of the hardware: the way that each is given to its device, and what listeners are told of it.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "platform/pipewire/PipeWireAudioHardware.h"
+
+namespace tolvane {
+namespace {
+
+constexpr std::string_view category = "AudioHardware";
+constexpr auto hogAddress = globalAddress(kAudioDevicePropertyHogMode);
+
+/// What the direct side announces of a device, and is passed on while the device is reached that way.
+constexpr std::array forwarded{
+    globalAddress(kAudioDevicePropertyNominalSampleRate), globalAddress(kAudioDevicePropertyActualSampleRate),
+    globalAddress(kAudioDevicePropertyDeviceIsAlive), outputAddress(kAudioDevicePropertyStreamConfiguration),
+    globalAddress(kAudioDevicePropertyBufferFrameSize)};
+
+}  // namespace
+
+std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> PipeWireAudioHardware::newInstance() {
+  PipeWireOutputUnit::Host& host = *this;  // a private base: only in here are the two the same
+  return std::make_unique<PipeWireOutputUnit>(host);
+}
+
+bool PipeWireAudioHardware::hasDevice(AudioObjectID id) const {
+  const Device* device = deviceOf(id);
+  return device != nullptr && device->id == id;
+}
+
+std::expected<PipeWireOutputUnit::Path, OSStatus> PipeWireAudioHardware::openPath(AudioObjectID id,
+                                                                                  PipeWireOutputUnit& unit) {
+  if (!hasDevice(id)) return std::unexpected(kAudioHardwareBadDeviceError);
+  Device& device = *deviceOf(id);
+  if (device.unit != nullptr && device.unit != &unit) return std::unexpected(kAudioDevicePermissionsError);
+  const std::int32_t owner = hogOwner(device);
+  if (owner != -1 && owner != ownProcess()) return std::unexpected(kAudioDevicePermissionsError);
+  if (!isReachedDirectly(device)) waitForSink(device);
+  if (!device.isListed) return std::unexpected(kAudioHardwareBadDeviceError);
+  PipeWireOutputUnit::Path path;
+  path.name = device.name;
+  if (isReachedDirectly(device)) {
+    path.direct = device.direct;
+  } else if (const PipeWireSink* sink = sinkOf(device)) {
+    path.sink = *device.sink;
+    path.serial = sink->serial;
+    path.rate = device.chosenRate;
+  } else {
+    return std::unexpected(kAudioHardwareNotRunningError);
+  }
+  device.unit = &unit;
+  return path;
+}
+
+void PipeWireAudioHardware::closePath(AudioObjectID id, const PipeWireOutputUnit& unit) {
+  for (const auto& [uid, device] : devices_) {
+    if (device->id != id || device->unit != &unit) continue;
+    device->unit = nullptr;
+    device->unitRate.reset();
+    device->toldAlteration.reset();
+  }
+}
+
+/// The rate is the device's, whichever way it is reached, and the unit is not asked for it again. Of the buffer, which
+/// is another one, the listeners are told.
+void PipeWireAudioHardware::movedToCard(AudioObjectID id, std::optional<double> rate) {
+  const Device* device = deviceOf(id);
+  if (device == nullptr) return;
+  if (rate) {
+    const OSStatus status =
+        direct_.setPropertyData(device->direct, globalAddress(kAudioDevicePropertyNominalSampleRate), *rate);
+    if (status != noErr)
+      log_.write(LogLevel::standard, category, fmt::format("{} does not take {} Hz: {}", device->name, *rate, status));
+  }
+  listeners_.notify(id, globalAddress(kAudioDevicePropertyBufferFrameSize));
+}
+
+void PipeWireAudioHardware::unitChanged(AudioObjectID id) {
+  Device* device = deviceOf(id);
+  if (device == nullptr || device->unit == nullptr) return;
+  const PipeWireStream* stream = device->unit->stream();
+  if (stream != nullptr && !device->unit->isRunning() && stream->delay() > RunLoop::Duration::zero())
+    device->heardUntil = runLoop_.now() + stream->delay();
+  publish(*device);
+}
+
+// What listeners are told.
+
+void PipeWireAudioHardware::observeDirect() {
+  for (const Device* device : listed_) {
+    if (device->direct == kAudioObjectUnknown || ownerListeners_.contains(device->direct)) continue;
+    const auto added = direct_.addPropertyListener(
+        device->direct, hogAddress, [this, uid = device->uid](const auto&) { publish(*devices_.at(uid)); });
+    if (added) ownerListeners_.emplace(device->direct, *added);
+  }
+}
+
+/// What the direct side announces goes to those who listened there when it changed: one who begins to listen after a
+/// change, though before the news of it, has read the new value.
+void PipeWireAudioHardware::listenDirectly(ListenerID listener, const Device& device, bool ofStream,
+                                           const AudioObjectPropertyAddress& address) {
+  if (device.direct == kAudioObjectUnknown || address == hogAddress) return;
+  if (!ofStream && std::ranges::find(forwarded, address) == forwarded.end()) return;
+  const auto added =
+      direct_.addPropertyListener(ofStream ? directStream(device) : device.direct, address,
+                                  [this, uid = device.uid, listener](const AudioObjectPropertyAddress& changed) {
+                                    const Device& known = *devices_.at(uid);
+                                    if (known.isListed && isReachedDirectly(known))
+                                      listeners_.deliver(listener, changed);
+                                  });
+  if (added) directListeners_.emplace(listener, *added);
+}
+
+/// Also when music begins to play again and nothing has changed: a verdict that was given while it paused knew no
+/// format.
+void PipeWireAudioHardware::publishAlteration(Device& device) {
+  const std::string reason = alteration(device);
+  if (!device.toldAlteration.isNews(reason)) return;
+  if (device.toldAlteration.isWorthALine(reason))
+    log_.write(LogLevel::standard, category,
+               reason.empty() ? fmt::format("{}: nothing alters the samples now", device.name)
+                              : fmt::format("{}: samples are altered: {}", device.name, reason));
+  device.toldAlteration.tell(reason);
+  listeners_.notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
+}
+
+/// Tells the listeners what has become of the device, when it is not what they were told.
+void PipeWireAudioHardware::publish(Device& device) {
+  if (!device.isListed) return;
+  const bool isShared = !isReachedDirectly(device);
+  if (playingStream(device) != nullptr) {
+    if (const PipeWireSink* sink = sinkOf(device); sink != nullptr && sink->format)
+      device.unitRate = sink->format->rate;
+    publishAlteration(device);
+  } else {
+    device.toldAlteration.reset();
+  }
+  if (isShared) {
+    const double rate = sharedNominalRate(device);
+    if (device.toldRate && *device.toldRate != rate)
+      listeners_.notify(device.id, globalAddress(kAudioDevicePropertyNominalSampleRate));
+    device.toldRate = rate;
+  }
+  if (device.direct != kAudioObjectUnknown) {
+    const std::int32_t owner = hogOwner(device);
+    if (device.toldOwner && *device.toldOwner != owner) listeners_.notify(device.id, hogAddress);
+    device.toldOwner = owner;
+  }
+}
+
+}  // namespace tolvane
