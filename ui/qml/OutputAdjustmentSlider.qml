@@ -4,10 +4,10 @@ import Tolvane
 AdjustmentArea {
     id: slider
 
-    required property string accessibilityLabel
+    required accessibilityLabel
     property bool centered: false
     readonly property real origin: centered ? width / 2 : 0
-    readonly property string helpText: activeFocus
+    helpText: activeFocus
         ? qsTr("Double-click to reset. Hold Shift while dragging for fine adjustment. Use arrow keys to adjust.")
         : qsTr("Double-click to reset. Hold Shift while dragging for fine adjustment.")
 
@@ -16,11 +16,6 @@ AdjustmentArea {
     activeFocusOnTab: true
     Accessible.role: Accessible.Slider
     Accessible.name: accessibilityLabel
-    Accessible.focusable: true
-    Accessible.onIncreaseAction: adjust(1)
-    Accessible.onDecreaseAction: adjust(-1)
-    Accessible.description: qsTr("Press: Reset to default")
-    Accessible.onPressAction: reset()
 
     Rectangle {
         anchors.verticalCenter: parent.verticalCenter

@@ -19,10 +19,8 @@ class AdjustmentArea : public QQuickItem {
   Q_PROPERTY(double to READ to WRITE setTo NOTIFY rangeChanged FINAL)
   Q_PROPERTY(double resetValue READ resetValue WRITE setResetValue NOTIFY rangeChanged FINAL)
   Q_PROPERTY(double thumbWidth READ thumbWidth WRITE setThumbWidth NOTIFY rangeChanged FINAL)
-  /// The names under which assistive technology looks for a slider's range and step.
-  Q_PROPERTY(double minimumValue READ from NOTIFY rangeChanged FINAL)
-  Q_PROPERTY(double maximumValue READ to NOTIFY rangeChanged FINAL)
-  Q_PROPERTY(double stepSize READ stepSize CONSTANT FINAL)
+  Q_PROPERTY(QString accessibilityLabel MEMBER accessibilityLabel_ NOTIFY textsChanged FINAL)
+  Q_PROPERTY(QString helpText MEMBER helpText_ NOTIFY textsChanged FINAL)
   Q_PROPERTY(double thumbCentre READ thumbCentre NOTIFY thumbMoved FINAL)
   Q_PROPERTY(bool dragging READ isDragging NOTIFY draggingChanged FINAL)
 
@@ -41,6 +39,8 @@ class AdjustmentArea : public QQuickItem {
   [[nodiscard]] double thumbWidth() const { return slider_.thumbWidth; }
   void setThumbWidth(double width);
   [[nodiscard]] double stepSize() const { return 0.01; }
+  [[nodiscard]] const QString& accessibilityLabel() const { return accessibilityLabel_; }
+  [[nodiscard]] const QString& helpText() const { return helpText_; }
   [[nodiscard]] double thumbCentre() const { return slider_.thumbCentre(value_, width()); }
   [[nodiscard]] bool isDragging() const { return slider_.drag.has_value(); }
 
@@ -51,6 +51,7 @@ class AdjustmentArea : public QQuickItem {
  signals:
   void valueChanged();
   void rangeChanged();
+  void textsChanged();
   void thumbMoved();
   void draggingChanged();
   /// The listener asks for this value.
@@ -72,6 +73,8 @@ class AdjustmentArea : public QQuickItem {
   void endDrag();
 
   OutputAdjustmentSlider slider_;
+  QString accessibilityLabel_;
+  QString helpText_;
   double value_ = 0;
   double startX_ = 0;
 };

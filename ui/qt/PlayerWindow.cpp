@@ -5,6 +5,7 @@
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
 
+#include "ui/qt/AccessibleAdjustment.h"
 #include "ui/qt/NowPlayingModel.h"
 #include "ui/qt/OutputModel.h"
 #include "ui/qt/QtConversions.h"
@@ -36,6 +37,7 @@ PlayerWindow::PlayerWindow(ContentView& content, OutputDeviceList& devices, Sour
   font.setFamilies({QStringLiteral("Inter"), QStringLiteral("Cantarell"), QStringLiteral("Noto Sans"),
                     QStringLiteral("DejaVu Sans")});
   QGuiApplication::setFont(font);
+  AccessibleAdjustment::install();
   [[maybe_unused]] volatile auto registration = &qml_register_types_Tolvane;
   auto& made = *implementation_;
   made.engine.setInitialProperties({

@@ -280,11 +280,42 @@ TEST_F(WindowAccessibility, ALevelIsResetByAssistiveTechnology) {
   session.setOutputVolume(0.4);
   session.setOutputBalance(-0.5);
   settle();
-  EXPECT_THAT(accessible("Volume")->text(QAccessible::Description).toStdString(), HasSubstr("Reset to default"));
-  press("Volume");
+  const QString reset = QStringLiteral("Reset to default");
+  act(accessible("Volume"), reset);
   EXPECT_EQ(session.outputVolume().value(), 1);
-  press("Balance");
+  act(accessible("Balance"), reset);
   EXPECT_EQ(session.outputBalance().value(), 0);
+  EXPECT_EQ(accessible("Volume")->actionInterface()->localizedActionName(reset), reset);
+}
+
+TEST_F(WindowAccessibility, ALevelIsASliderAmongTheOtherControls) {
+  for (const char* name : {"Volume", "Balance"}) {
+    auto* slider = accessible(name);
+    EXPECT_EQ(slider->role(), QAccessible::Slider);
+    EXPECT_THAT(slider->text(QAccessible::Description).toStdString(), HasSubstr("Double-click to reset."));
+    auto* group = slider->parent();
+    ASSERT_NE(group, nullptr);
+    EXPECT_EQ(nameOf(*group), "Volume and balance");
+    EXPECT_EQ(group->child(group->indexOfChild(slider)), slider);
+    EXPECT_EQ(slider->window(), window);
+    EXPECT_TRUE(group->rect().contains(slider->rect()));
+    EXPECT_FALSE(slider->state().focused);
+    act(slider, QAccessibleActionInterface::setFocusAction());
+    EXPECT_TRUE(slider->state().focused);
+    act(slider, QAccessibleActionInterface::decreaseAction());
+  }
+  EXPECT_DOUBLE_EQ(session.outputVolume().value(), 0.99);
+  EXPECT_DOUBLE_EQ(session.outputBalance().value(), -0.01);
+}
+
+TEST_F(WindowAccessibility, ALevelThatIsOffOffersNoAction) {
+  item("Volume")->setEnabled(false);
+  auto* slider = accessible("Volume");
+  EXPECT_TRUE(slider->state().disabled);
+  EXPECT_TRUE(slider->actionInterface()->actionNames().isEmpty());
+  slider->actionInterface()->doAction(QAccessibleActionInterface::decreaseAction());
+  slider->valueInterface()->setCurrentValue(0.3);
+  EXPECT_EQ(session.outputVolume().value(), 1);
 }
 
 TEST_F(WindowAccessibility, ARowIsPlayedByAssistiveTechnology) {
