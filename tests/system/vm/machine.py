@@ -25,9 +25,10 @@ def quoted(path):
 
 
 class Machine:
-    """REQUIRES: a kernel folder made by vm/prepare. `shared` is read-write in the machine, all else read only."""
+    """REQUIRES: a kernel folder made by vm/prepare. `shared` is read-write in the machine, all else read only. Without an
+    `initrd` it starts with the kernel folder's."""
 
-    def __init__(self, kernel, shared, tests):
+    def __init__(self, kernel, shared, tests, initrd=None):
         self.console = shared / "console.log"
         self.messages = shared / "qemu.log"
         self.received = b""
@@ -41,7 +42,7 @@ class Machine:
         command = ["qemu-system-x86_64", "-machine", "q35,accel=tcg", "-cpu", "max", "-m", "2048", "-smp", "1", *CLOCK,
                    "-display", "none", "-nodefaults", "-no-reboot", "-qmp", "stdio",
                    "-chardev", f"file,id=console,path={quoted(self.console)}", "-serial", "chardev:console",
-                   "-kernel", str(kernel / "vmlinuz"), "-initrd", str(kernel / "initrd.gz"),
+                   "-kernel", str(kernel / "vmlinuz"), "-initrd", str(initrd or kernel / "initrd.gz"),
                    "-append", "console=ttyS0 quiet loglevel=4 panic=-1 mitigations=off",
                    *folders, *audio, *CARDS]
         with open(self.messages, "wb") as messages:
@@ -75,6 +76,15 @@ class Machine:
         """Opens the control connection. Raises on anything but QEMU's greeting."""
         self._reply("QMP")
         self.command("qmp_capabilities")
+
+    def sleeps(self):
+        """Whether it has suspended itself to RAM; not when it has ended."""
+        try:
+            return self.command("query-status")["status"] == "suspended"
+        except (RuntimeError, OSError):
+            if self.running() and not self.wait(5):
+                raise
+            return False
 
     def command(self, name, **arguments):
         request = {"execute": name, "arguments": arguments}
