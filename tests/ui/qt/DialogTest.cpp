@@ -1,0 +1,99 @@
+#include "tests/support/TemporaryFolder.h"
+#include "tests/ui/qt/WindowFixture.h"
+
+namespace tolvane::test {
+namespace {
+
+using testing::ElementsAre;
+
+class WindowDialogs : public WindowFixture {
+ protected:
+  [[nodiscard]] QObject& dialog(const char* name) const {
+    auto* found = window->findChild<QObject*>(QString::fromLatin1(name));
+    if (found == nullptr) throw std::runtime_error(std::string("There is no ") + name);
+    return *found;
+  }
+  [[nodiscard]] bool isOpen(const char* name) const { return dialog(name).property("visible").toBool(); }
+  /// The desktop's dialogs are not here; these stand in.
+  [[nodiscard]] QObject& standIn(const char* className) const {
+    for (QObject* child : window->findChildren<QObject*>()) {
+      if (child->inherits(className)) return *child;
+    }
+    throw std::runtime_error(std::string("There is no ") + className);
+  }
+  void acceptFile(const QUrl& url) {
+    QObject& shown = standIn("QQuickFileDialogImpl");
+    shown.setProperty("selectedFile", url);
+    EXPECT_TRUE(QMetaObject::invokeMethod(&shown, "accept"));
+    settle();
+    EXPECT_FALSE(isOpen("fileDialog"));
+  }
+  void acceptFolder(const QUrl& url) {
+    QObject& shown = standIn("QQuickFolderDialogImpl");
+    shown.setProperty("selectedFolder", url);
+    EXPECT_TRUE(QMetaObject::invokeMethod(&shown, "accept"));
+    settle();
+    EXPECT_FALSE(isOpen("folderDialog"));
+  }
+  void reject(const char* name) {
+    EXPECT_TRUE(QMetaObject::invokeMethod(&dialog(name), "reject"));
+    settle();
+    EXPECT_FALSE(isOpen(name));
+  }
+  QUrl write(const std::string& name) {
+    return QUrl::fromLocalFile(QString::fromStdString(std::string(folder.write(name, "x").path())));
+  }
+
+  TemporaryFolder folder;
+};
+
+TEST_F(WindowDialogs, OpenByButtonAndByShortcut) {
+  for (const auto& [name, button, modifiers] :
+       {std::tuple{"fileDialog", "Open files", Qt::KeyboardModifiers(Qt::ControlModifier)},
+        {"folderDialog", "Open a folder", Qt::ControlModifier | Qt::ShiftModifier}}) {
+    EXPECT_FALSE(isOpen(name));
+    click(QString::fromLatin1(button));
+    EXPECT_TRUE(isOpen(name)) << button;
+    reject(name);
+    key(Qt::Key_O, modifiers);
+    EXPECT_TRUE(isOpen(name)) << "by shortcut";
+    reject(name);
+  }
+}
+
+TEST_F(WindowDialogs, PlayTheFileThatWasChosen) {
+  load(2);
+  click("Open files");
+  acceptFile(write("Track 7.wav"));
+  EXPECT_THAT(order(), ElementsAre(7));
+}
+
+TEST_F(WindowDialogs, PlayWhatTheChosenFolderHolds) {
+  load(2);
+  write("new/Track 3.flac");
+  write("new/deep/Track 4.wav");
+  write("new/notes.txt");
+  key(Qt::Key_O, Qt::ControlModifier | Qt::ShiftModifier);
+  acceptFolder(QUrl::fromLocalFile(QString::fromStdString(folder.path() / "new")));
+  EXPECT_THAT(order(), ElementsAre(3, 4));
+}
+
+TEST_F(WindowDialogs, LeaveThePlaylistAloneWhenNothingIsChosen) {
+  load(2);
+  click("Open files");
+  standIn("QQuickFileDialogImpl").setProperty("selectedFile", write("Track 7.wav"));
+  reject("fileDialog");
+  click("Open a folder");
+  reject("folderDialog");
+  EXPECT_THAT(order(), ElementsAre(1, 2));
+  EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(WindowDialogs, OfferTheFilesThatThePlayerPlays) {
+  const auto filters = dialog("fileDialog").property("nameFilters").toStringList();
+  ASSERT_EQ(filters.size(), 1);
+  EXPECT_EQ(filters[0].toStdString(), "Audio files (*.wav *.WAV *.aif *.AIF *.aiff *.AIFF *.mp3 *.MP3 *.flac *.FLAC)");
+}
+
+}  // namespace
+}  // namespace tolvane::test
