@@ -15,6 +15,8 @@
 #include <string>
 #include <unordered_set>
 
+#include "platform/EntryType.h"
+
 namespace tolvane {
 
 namespace {
@@ -129,14 +131,6 @@ Directory openDirectory(const std::string& path) {
   return directory;
 }
 
-/// DT_REG, DT_DIR or another. Most file systems tell with the name; only where one does not, the file is asked.
-unsigned char typeOf(const Directory& directory, const dirent& entry) {
-  if (entry.d_type != DT_UNKNOWN) return entry.d_type;
-  struct stat status {};
-  if (::fstatat(::dirfd(directory.get()), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return DT_UNKNOWN;
-  return static_cast<unsigned char>(IFTODT(status.st_mode));
-}
-
 class Collector {
  public:
   explicit Collector(std::stop_token stop) : stop_(std::move(stop)) {}
@@ -185,7 +179,7 @@ class Collector {
       if (stop_.stop_requested()) return;
       const std::string name = entry->d_name;
       if (name.starts_with('.')) continue;
-      const auto type = typeOf(directory, *entry);
+      const auto type = typeOfEntry(::dirfd(directory.get()), *entry);
       if (type == DT_DIR) pending.push_back(folder.prefix + name);
       if (type == DT_REG && isSupportedAudioFile(FileURL(name))) found_.emplace_back(folder, name, given_);
     }

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <memory>
 
-#include "platform/storage/EntryType.h"
+#include "platform/EntryType.h"
 
 namespace tolvane {
 

@@ -194,6 +194,22 @@ TEST_F(DamagedSqliteDefaults, AnyBitThatTurnsInTheHeadOfTheValuesPageIsNoticedOr
   }
 }
 
+TEST_F(SqliteDefaults, TheSealIsTheOneThatFilesOfListenersHave) {
+  start().setObject("number", 0.25);
+  defaults->setObject("truth", true);
+  defaults->setObject("bytes", UserDefaults::Data(R"({"version":1})"));
+  ASSERT_TRUE(defaults->synchronize());
+  defaults.reset();
+  OtherProgram other(file());
+  other.run("UPDATE defaults SET seal = -8478115577569088156 WHERE key = 'number'");
+  other.run("UPDATE defaults SET seal = 254955211484852783 WHERE key = 'truth'");
+  other.run("UPDATE defaults SET seal = -2306098981736769201 WHERE key = 'bytes'");
+  EXPECT_EQ(numberAfterRestart("number"), 0.25);
+  EXPECT_EQ(defaults->value<bool>("truth"), true);
+  EXPECT_EQ(defaults->value<UserDefaults::Data>("bytes"), R"({"version":1})");
+  EXPECT_THAT(log.messages(), IsEmpty());
+}
+
 TEST_F(SqliteDefaults, AFileOfOursWithoutOurTableIsSetAside) {
   for (const char* damage : {"DROP TABLE defaults", "ALTER TABLE defaults RENAME TO faults",
                              "ALTER TABLE defaults RENAME COLUMN seal TO steal"}) {

@@ -1,4 +1,4 @@
-#include "platform/storage/EntryType.h"
+#include "platform/EntryType.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
