@@ -1,9 +1,7 @@
 import QtQuick
 import Tolvane
 
-/// The program's mark: five bars of a waveform in a ring.
-Icon {
-    shape: Icon.Logo
-    color: Theme.gold
+/// The program's mark beside its name, which says the same to those who do not see it.
+Logo {
     Accessible.ignored: true
 }

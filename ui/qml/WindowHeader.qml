@@ -24,8 +24,8 @@ Item {
         spacing: 10
 
         FilteredLogo {
-            Layout.preferredWidth: 24
-            Layout.preferredHeight: 24
+            Layout.preferredWidth: 28
+            Layout.preferredHeight: 28
         }
         Text {
             text: qsTr("Tolvane Music Player")

@@ -3,7 +3,6 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <algorithm>
-#include <array>
 
 namespace tolvane {
 
@@ -16,20 +15,6 @@ QPainterPath polygon(std::initializer_list<QPointF> points) {
   path.addPolygon(QPolygonF(QList<QPointF>(points)));
   path.closeSubpath();
   return path;
-}
-
-void paintLogo(QPainter& painter, QPen pen) {
-  constexpr std::array heights{4.4, 9.8, 14.2, 7.6, 4.4};
-  pen.setWidthF(1.6);
-  painter.setPen(pen);
-  painter.setBrush(Qt::NoBrush);
-  painter.drawEllipse(QPointF(12, 12), 11, 11);
-  painter.setPen(Qt::NoPen);
-  painter.setBrush(pen.color());
-  for (std::size_t i = 0; i < heights.size(); ++i) {
-    const double x = 12 + (static_cast<double>(i) - 2) * 2.8;
-    painter.drawRoundedRect(QRectF(x - 0.75, 12 - heights[i] / 2, 1.5, heights[i]), 0.75, 0.75);
-  }
 }
 
 /// The triangle of previous, next and play leans towards `direction` (−1 left, 1 right).
@@ -90,8 +75,6 @@ void Icon::paint(QPainter* painter) {
   painter->setPen(pen);
   painter->setBrush(color_);
   switch (shape_) {
-    case Logo:
-      return paintLogo(*painter, pen);
     case Previous:
       return paintSkip(*painter, -1);
     case Next:

@@ -13,7 +13,7 @@ class Icon : public QQuickPaintedItem {
   Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged FINAL REQUIRED)
 
  public:
-  enum Shape { Logo, Previous, Play, Pause, Next, Stop, Add, Speaker, ChevronDown, Minimise, Zoom, Restore, Close };
+  enum Shape { Previous, Play, Pause, Next, Stop, Add, Speaker, ChevronDown, Minimise, Zoom, Restore, Close };
   Q_ENUM(Shape)
 
   explicit Icon(QQuickItem* parent = nullptr);
@@ -30,7 +30,7 @@ class Icon : public QQuickPaintedItem {
   void colorChanged();
 
  private:
-  Shape shape_ = Logo;
+  Shape shape_ = Previous;
   QColor color_;
 };
 
