@@ -85,7 +85,7 @@ class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent
   // Exclusive access (PipeWireExclusive.cpp).
   OSStatus toggleHog(Device& device);
   OSStatus takeDirectly(Device& device);
-  OSStatus toggleDirectHogWithin(RunLoop::Duration limit, const Device& device);
+  OSStatus toggleDirectHogWithin(RunLoop::Duration limit, Device& device);
   void giveBack(Device& device);
   OSStatus toggleDirectHog(const Device& device);
   void switchCardOff(Device& device);

@@ -62,12 +62,15 @@ OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
   return status;
 }
 
-/// The server may take a moment to let go.
-OSStatus PipeWireAudioHardware::toggleDirectHogWithin(RunLoop::Duration limit, const Device& device) {
+/// The server may take a moment to let go; and a session manager that was just about to choose a profile for a card
+/// that has come back to it chooses one, whatever it was asked for.
+OSStatus PipeWireAudioHardware::toggleDirectHogWithin(RunLoop::Duration limit, Device& device) {
   const auto end = runLoop_.now() + limit;
   OSStatus status = toggleDirectHog(device);
   while (status == kAudioDevicePermissionsError && runLoop_.now() < end) {
-    if (!connection_.waitUntil([] { return false; }, retryPause)) runLoop_.sleepFor(retryPause);
+    if (!connection_.waitUntil([] { return false; }, retryPause) && !connection_.isConnected())
+      runLoop_.sleepFor(retryPause);
+    if (device.sink) switchCardOff(device);
     status = toggleDirectHog(device);
   }
   return status;

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
+#include <string>
 
 #include "platform/PropertyReading.h"
 #include "platform/conversion/PcmLayout.h"
@@ -20,6 +22,14 @@ template <typename Value>
 std::expected<AudioPropertyValue, OSStatus> asProperty(std::expected<Value, OSStatus> value) {
   if (!value) return std::unexpected(value.error());
   return AudioPropertyValue(*std::move(value));
+}
+
+/// Whether the process is the server's daemon. It says its number to nobody, and a socket of the session's service
+/// manager hides it: the kernel's name of it is what remains.
+bool isServer(std::int32_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/comm");
+  std::string name;
+  return std::getline(file, name) && name == "pipewire";
 }
 
 }  // namespace
@@ -52,9 +62,7 @@ std::int32_t PipeWireAudioHardware::directOwner(const Device& device) const {
 std::int32_t PipeWireAudioHardware::hogOwner(const Device& device) const {
   const std::int32_t owner = directOwner(device);
   if (owner == -1 || owner == ownProcess()) return owner;
-  const PipeWireSink* sink = sinkOf(device);
-  const bool isTheServer = sink != nullptr && sink->format && sink->state != PipeWireSink::State::error;
-  return isTheServer || expectsSink(device) ? -1 : owner;
+  return isServer(owner) || expectsSink(device) ? -1 : owner;
 }
 
 AudioObjectID PipeWireAudioHardware::directStream(const Device& device) const {
