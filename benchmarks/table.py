@@ -4,7 +4,7 @@
 Preparation: `seconds` as tolvane-probe reports it (from opening the file to the finished block, without the digest),
 beside the whole run of the peer's program. Rendering: both loops in one benchmark program. Medians of the pairs.
 Discovery: whole runs, the folders' names in the system's memory. The playlist: times of our own, with no peer beside
-them. Memory: the most that a run had resident.
+them. Memory: the most that a run had resident. The window: processor time of its thread, drawn without a graphics card.
 """
 
 import json
@@ -132,6 +132,16 @@ def session_rows(bench):
         yield f"{name}, {int(entries):,} entries", f"{milliseconds:.3g} ms", "", "", ""
 
 
+def window_rows(bench):
+    """What a frame costs while a long list scrolls, beside the time that a screen of 60 Hz gives it."""
+    frame = 1000 / 60
+    for line in run(bench).stdout.splitlines():
+        sizes = json.loads(line)
+        for what, key in (("median", "median"), ("99 of 100", "percentile99")):
+            yield (f"scroll 100,000 rows at {sizes['width']} x {sizes['height']}, a frame, {what}", f"{sizes[key]:.1f} ms",
+                   "60 Hz", f"{frame:.1f} ms", f"{sizes[key] / frame:.2f}")
+
+
 def main():
     build = pathlib.Path(sys.argv[1]).resolve()
     rows = [("what", "ours", "peer", "peer's", "ours / peer's")]
@@ -139,6 +149,7 @@ def main():
     rows += render_rows(build / "bin/bench_render")
     rows += discovery_rows(build / "bin/tolvane-probe", make_collection(build / "bench/collection"))
     rows += session_rows(build / "bin/bench_session")
+    rows += window_rows(build / "bin/bench_window")
     widths = [max(len(row[i]) for row in rows) for i in range(5)]
     for number, row in enumerate(rows):
         print("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip())

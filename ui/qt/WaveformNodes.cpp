@@ -1,14 +1,16 @@
 #include "ui/qt/WaveformNodes.h"
 
+#include <QImage>
+#include <QLinearGradient>
+#include <QPainter>
 #include <QQuickWindow>
 #include <QSGGeometryNode>
-#include <QSGRectangleNode>
+#include <QSGImageNode>
 #include <QSGRendererInterface>
 #include <QSGVertexColorMaterial>
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <memory>
 #include <numbers>
 
 namespace tolvane {
@@ -118,24 +120,34 @@ class BarsNode final : public QSGGeometryNode {
   QSGVertexColorMaterial material_;
 };
 
-/// For the software renderer, which knows rectangles only.
-QSGNode* rectanglesNode(QSGNode* previous, const WaveformPaint& paint, QQuickWindow& window) {
-  std::unique_ptr<QSGNode> root(previous != nullptr ? previous : new QSGNode);
-  while (root->childCount() > static_cast<int>(paint.bars.size())) {
-    QSGNode* surplus = root->lastChild();
-    root->removeChildNode(surplus);
-    delete surplus;
-  }
-  while (root->childCount() < static_cast<int>(paint.bars.size())) root->appendChildNode(window.createRectangleNode());
-  QSGNode* node = root->firstChild();
+QImage imageOfBars(const WaveformPaint& paint) {
+  const WaveformBar& last = paint.bars.back();
+  const QSizeF size(last.x + last.width, paint.height);
+  QImage image((size / paint.pixel).toSize().expandedTo(QSize(1, 1)), QImage::Format_ARGB32_Premultiplied);
+  image.setDevicePixelRatio(1 / paint.pixel);
+  image.fill(Qt::transparent);
+  QLinearGradient active(0, paint.height, 0, 0);
+  active.setColorAt(0, paint.activeLower);
+  active.setColorAt(1, paint.activeUpper);
+  QPainter painter(&image);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Qt::NoPen);
   for (const WaveformBar& bar : paint.bars) {
-    auto* rectangle = static_cast<QSGRectangleNode*>(node);
-    rectangle->setRect(bar.x, bar.y, bar.width, bar.height);
-    rectangle->setColor(bar.isActive ? mixed(paint.activeLower, paint.activeUpper, paint.height / 2, paint.height)
-                                     : paint.inactive);
-    node = node->nextSibling();
+    painter.setBrush(bar.isActive ? QBrush(active) : QBrush(paint.inactive));
+    painter.drawRoundedRect(QRectF(bar.x, bar.y, bar.width, bar.height), bar.width / 2, bar.radius);
   }
-  return root.release();
+  return image;
+}
+
+/// For the software renderer, which knows no triangles; and of a hundred nodes a row it would compare each with each.
+QSGNode* imageNode(QSGNode* previous, const WaveformPaint& paint, QQuickWindow& window) {
+  auto* node = previous != nullptr ? static_cast<QSGImageNode*>(previous) : window.createImageNode();
+  node->setOwnsTexture(true);
+  const QImage image = imageOfBars(paint);
+  node->setTexture(window.createTextureFromImage(image));
+  node->setRect(QRectF(QPointF(), image.deviceIndependentSize()));
+  node->setSourceRect(QRectF(QPointF(), image.size()));
+  return node;
 }
 
 }  // namespace
@@ -146,7 +158,7 @@ QSGNode* waveformNode(QSGNode* previous, const WaveformPaint& paint, QQuickWindo
     return nullptr;
   }
   if (window.rendererInterface()->graphicsApi() == QSGRendererInterface::Software)
-    return rectanglesNode(previous, paint, window);
+    return imageNode(previous, paint, window);
   auto* node = previous != nullptr ? static_cast<BarsNode*>(previous) : new BarsNode;
   node->paint(paint);
   return node;
