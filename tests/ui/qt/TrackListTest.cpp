@@ -1,12 +1,18 @@
 #include <QAbstractItemModelTester>
 #include <QtTest/QTest>
+#include <cmath>
+#include <set>
 
 #include "tests/ui/qt/WindowFixture.h"
+#include "ui/TrackListLayout.h"
 #include "ui/qt/TrackListModel.h"
 #include "ui/qt/WaveformView.h"
 
 namespace tolvane::test {
 namespace {
+
+/// Rows that the list keeps ready beyond its edges.
+constexpr int rowCache = 12;
 
 class WindowTracks : public WindowFixture {
  protected:
@@ -87,6 +93,47 @@ TEST_F(WindowTracks, AHundredThousandNeedNoMoreRowsThanFit) {
   for (const QQuickItem* child : contentItem->childItems()) rows += child->inherits("QQuickItemDelegate") ? 1 : 0;
   EXPECT_LT(rows, 40);
 }
+
+class WindowScrolling : public WindowTracks, public testing::WithParamInterface<int> {
+ protected:
+  /// Files of a hundredth of a second for the first ones; the others are never looked at.
+  void loadBriefTracks(int count, int withFiles) {
+    SimulatedPCMFile brief;
+    brief.format = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
+    brief.data.resize(std::size_t{441} * 4, std::byte{0x10});
+    std::vector<FileURL> urls;
+    for (int number = 1; number <= count; ++number) urls.push_back(track(number));
+    for (int number = 1; number <= withFiles; ++number) files.add(track(number), brief);
+    content.loadPlaylist(urls);
+    settle();
+  }
+  void collectRows(std::set<const QQuickItem*>& rows) {
+    for (const QQuickItem* child : list()->property("contentItem").value<QQuickItem*>()->childItems())
+      if (child->inherits("QQuickItemDelegate")) rows.insert(child);
+  }
+};
+
+TEST_P(WindowScrolling, CostsTheRowsThatComeInSightAndNothingForTheOthers) {
+  constexpr int frames = 40;
+  constexpr int rowsAFrame = 3;
+  loadBriefTracks(GetParam(), 200);
+  const int inSight = static_cast<int>(std::ceil(list()->height() / trackRowHeight)) + 1;
+  std::set<const QQuickItem*> everMade;
+  for (int frame = 0; frame <= frames; ++frame) {
+    list()->setProperty("contentY", frame * rowsAFrame * trackRowHeight);
+    settle();
+    collectRows(everMade);
+  }
+  int read = 0;
+  for (int number = 1; number <= 200; ++number) read += content.waveforms().samples(track(number)) != nullptr ? 1 : 0;
+  const int passed = frames * rowsAFrame + inSight;
+  EXPECT_GE(read, frames * rowsAFrame);
+  EXPECT_LE(read, passed + rowCache) << "no waveform is read that was not passed";
+  EXPECT_LE(everMade.size(), static_cast<std::size_t>(inSight + rowsAFrame + rowCache)) << "rows are used again";
+}
+
+INSTANTIATE_TEST_SUITE_P(OfAnyLength, WindowScrolling, testing::Values(1'000, 100'000),
+                         testing::PrintToStringParamName());
 
 TEST_F(WindowTracks, BeginAtTheTopWhenTheyAreNew) {
   load(50);
