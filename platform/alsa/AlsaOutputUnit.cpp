@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <chrono>
-#include <cmath>
 #include <utility>
 
 #include "platform/alsa/AlsaStatus.h"
@@ -14,108 +13,22 @@ namespace {
 constexpr std::string_view category = "AudioOutput";
 constexpr std::chrono::seconds betweenUnderrunLines{10};
 
-/// Where each property lives.
-OSStatus placeStatus(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element) {
-  AudioUnitScope rightScope = AudioUnitScope::global;
-  std::uint32_t rightElement = 0;
-  switch (property) {
-    case AudioUnitProperty::currentDevice:
-    case AudioUnitProperty::renderQuality:
-    case AudioUnitProperty::lastRenderError:
-    case AudioUnitProperty::isRunning:
-    case AudioUnitProperty::lastRenderSampleTime:
-      break;
-    case AudioUnitProperty::streamFormat:
-    case AudioUnitProperty::setRenderCallback:
-      rightScope = AudioUnitScope::input;
-      break;
-    case AudioUnitProperty::enableIO:
-      if (scope == AudioUnitScope::global) return kAudioUnitErr_InvalidScope;
-      rightScope = scope;
-      rightElement = scope == AudioUnitScope::input ? 1 : 0;
-      break;
-    default:
-      return kAudioUnitErr_InvalidProperty;
-  }
-  if (scope != rightScope) return kAudioUnitErr_InvalidScope;
-  return element == rightElement ? noErr : kAudioUnitErr_InvalidElement;
-}
-
 }  // namespace
 
 AlsaOutputUnit::~AlsaOutputUnit() { uninitialize(); }
 
 OSStatus AlsaOutputUnit::setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
                                      const AudioUnitPropertyValue& value) {
-  if (const OSStatus status = placeStatus(property, scope, element); status != noErr) return status;
-  const auto* number = std::get_if<std::uint32_t>(&value);
-  const auto* format = std::get_if<AudioStreamBasicDescription>(&value);
-  const auto* callback = std::get_if<AURenderCallback>(&value);
-  switch (property) {
-    case AudioUnitProperty::currentDevice:
-      return number != nullptr ? setDevice(*number) : kAudioUnitErr_InvalidPropertyValue;
-    case AudioUnitProperty::enableIO:
-      return number != nullptr ? setEnableIO(scope, *number) : kAudioUnitErr_InvalidPropertyValue;
-    case AudioUnitProperty::streamFormat:
-      return format != nullptr ? setFormat(*format) : kAudioUnitErr_InvalidPropertyValue;
-    case AudioUnitProperty::setRenderCallback:
-      return callback != nullptr ? setCallback(*callback) : kAudioUnitErr_InvalidPropertyValue;
-    case AudioUnitProperty::renderQuality:
-      if (number == nullptr || *number > kRenderQuality_Max) return kAudioUnitErr_InvalidPropertyValue;
-      renderQuality_ = *number;
-      return noErr;
-    default:
-      return kAudioUnitErr_InvalidProperty;  // read only
-  }
-}
-
-OSStatus AlsaOutputUnit::setDevice(std::uint32_t id) {
-  if (state_ != State::created) return kAudioUnitErr_Initialized;
-  if (!host_.deviceWithId(id)) return kAudioHardwareBadDeviceError;
-  deviceId_ = id;
-  return noErr;
-}
-
-OSStatus AlsaOutputUnit::setEnableIO(AudioUnitScope scope, std::uint32_t enabled) {
-  if (state_ != State::created) return kAudioUnitErr_Initialized;
-  const bool isInput = scope == AudioUnitScope::input;
-  if (enabled > 1 || (isInput && enabled == 1)) return kAudioUnitErr_InvalidPropertyValue;  // there is no input
-  (isInput ? inputEnabled_ : outputEnabled_) = enabled;
-  return noErr;
-}
-
-OSStatus AlsaOutputUnit::setFormat(const AudioStreamBasicDescription& format) {
-  if (state_ != State::created) return kAudioUnitErr_Initialized;
-  if (!pcmLayout(format) || !std::isfinite(format.mSampleRate) || format.mSampleRate <= 0) {
-    return kAudioUnitErr_FormatNotSupported;
-  }
-  format_ = format;
-  return noErr;
-}
-
-OSStatus AlsaOutputUnit::setCallback(const AURenderCallback& callback) {
-  if (state_ == State::running) return kAudioUnitErr_Initialized;
-  if (callback.inputProc == nullptr) return kAudioUnitErr_InvalidPropertyValue;
-  callback_ = callback;
-  return noErr;
+  return settings_.set(property, scope, element, value, state_,
+                       [this](AudioObjectID id) { return host_.deviceWithId(id) != nullptr; });
 }
 
 std::expected<AudioUnitPropertyValue, OSStatus> AlsaOutputUnit::property(AudioUnitProperty property,
                                                                          AudioUnitScope scope,
                                                                          std::uint32_t element) const {
-  if (const OSStatus status = placeStatus(property, scope, element); status != noErr) return std::unexpected(status);
+  if (const OSStatus status = OutputUnitSettings::placeStatus(property, scope, element); status != noErr)
+    return std::unexpected(status);
   switch (property) {
-    case AudioUnitProperty::currentDevice:
-      return deviceId_;
-    case AudioUnitProperty::enableIO:
-      return scope == AudioUnitScope::input ? inputEnabled_ : outputEnabled_;
-    case AudioUnitProperty::renderQuality:
-      return renderQuality_;
-    case AudioUnitProperty::setRenderCallback:
-      return callback_;
-    case AudioUnitProperty::streamFormat:
-      if (!format_) return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
-      return *format_;
     case AudioUnitProperty::lastRenderError:
       return loop_ ? loop_->takeLastError() : noErr;
     case AudioUnitProperty::isRunning:
@@ -124,23 +37,21 @@ std::expected<AudioUnitPropertyValue, OSStatus> AlsaOutputUnit::property(AudioUn
       if (const auto time = loop_ ? loop_->sampleTime() : std::nullopt) return static_cast<double>(*time);
       return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
     default:
-      return std::unexpected(kAudioUnitErr_InvalidProperty);
+      return settings_.get(property, scope);
   }
 }
 
 OSStatus AlsaOutputUnit::initialize() {
   if (state_ != State::created) return noErr;
-  if (deviceId_ == kAudioObjectUnknown || !format_ || callback_.inputProc == nullptr || outputEnabled_ == 0) {
-    return kAudioUnitErr_FailedInitialization;
-  }
-  auto device = host_.deviceWithId(deviceId_);
+  if (!settings_.areComplete()) return kAudioUnitErr_FailedInitialization;
+  auto device = host_.deviceWithId(settings_.device());
   if (!device) return kAudioHardwareBadDeviceError;
   auto notice = std::make_unique<EventDescriptor>();
   if (!notice->isValid()) return kAudioHardwareUnspecifiedError;
-  auto opened = device->openForUnit(*format_, [this] { surrender(); });
+  auto opened = device->openForUnit(settings_.format(), [this] { surrender(); });
   if (!opened) return opened.error();
   auto pipeline = RenderPipeline::make(
-      {*format_, opened->setup.layout, opened->setup.channels, static_cast<double>(opened->setup.rate)});
+      {settings_.format(), opened->setup.layout, opened->setup.channels, static_cast<double>(opened->setup.rate)});
   if (!pipeline) {
     device->closeForUnit();
     return kAudioUnitErr_FormatNotSupported;
@@ -183,7 +94,7 @@ OSStatus AlsaOutputUnit::start() {
     stop();
   }
   failureTold_ = false;
-  const OSStatus status = loop_->start(callback_);
+  const OSStatus status = loop_->start(settings_.callback());
   if (status == noErr) state_ = State::running;
   return status;
 }

@@ -10,6 +10,7 @@
 #include "platform/RunLoop.h"
 #include "platform/alsa/AlsaDevice.h"
 #include "platform/alsa/AlsaRenderLoop.h"
+#include "platform/conversion/OutputUnitSettings.h"
 
 namespace tolvane {
 
@@ -42,24 +43,15 @@ class AlsaOutputUnit : public AudioOutputUnit {
   std::uint64_t underrunCount() const override;
 
  private:
-  enum class State : std::uint8_t { created, initialised, running };
+  using State = OutputUnitSettings::Phase;
 
-  OSStatus setDevice(std::uint32_t id);
-  OSStatus setEnableIO(AudioUnitScope scope, std::uint32_t enabled);
-  OSStatus setFormat(const AudioStreamBasicDescription& format);
-  OSStatus setCallback(const AURenderCallback& callback);
   void handleNotice();
   void logUnderruns(bool isLast);
   void surrender();
 
   Host& host_;
   State state_ = State::created;
-  AudioObjectID deviceId_ = kAudioObjectUnknown;
-  std::uint32_t outputEnabled_ = 1;
-  std::uint32_t inputEnabled_ = 0;
-  std::uint32_t renderQuality_ = kRenderQuality_Max;
-  std::optional<AudioStreamBasicDescription> format_;
-  AURenderCallback callback_;
+  OutputUnitSettings settings_;
 
   // While initialised; the loop goes before the device, and both before what they signal.
   std::unique_ptr<EventDescriptor> notice_;

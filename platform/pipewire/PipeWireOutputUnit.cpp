@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <tuple>
 #include <utility>
 
 #include "platform/PropertyReading.h"
@@ -16,33 +17,6 @@ constexpr std::string_view category = "AudioOutput";
 constexpr auto watchInterval = 500ms;
 constexpr int checksToReport = 2;  // a second in which the sink asked for nothing
 
-/// Where each property lives.
-OSStatus placeStatus(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element) {
-  AudioUnitScope rightScope = AudioUnitScope::global;
-  std::uint32_t rightElement = 0;
-  switch (property) {
-    case AudioUnitProperty::currentDevice:
-    case AudioUnitProperty::renderQuality:
-    case AudioUnitProperty::lastRenderError:
-    case AudioUnitProperty::isRunning:
-    case AudioUnitProperty::lastRenderSampleTime:
-      break;
-    case AudioUnitProperty::streamFormat:
-    case AudioUnitProperty::setRenderCallback:
-      rightScope = AudioUnitScope::input;
-      break;
-    case AudioUnitProperty::enableIO:
-      if (scope == AudioUnitScope::global) return kAudioUnitErr_InvalidScope;
-      rightScope = scope;
-      rightElement = scope == AudioUnitScope::input ? 1 : 0;
-      break;
-    default:
-      return kAudioUnitErr_InvalidProperty;
-  }
-  if (scope != rightScope) return kAudioUnitErr_InvalidScope;
-  return element == rightElement ? noErr : kAudioUnitErr_InvalidElement;
-}
-
 bool isWhole(double rate) { return std::isfinite(rate) && rate >= 1 && rate <= 10'000'000 && rate == std::floor(rate); }
 
 }  // namespace
@@ -51,69 +25,18 @@ PipeWireOutputUnit::~PipeWireOutputUnit() { uninitialize(); }
 
 OSStatus PipeWireOutputUnit::setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
                                          const AudioUnitPropertyValue& value) {
-  if (const OSStatus status = placeStatus(property, scope, element); status != noErr) return status;
-  const auto* number = std::get_if<std::uint32_t>(&value);
-  const bool isCreated = state_ == State::created;
-  switch (property) {
-    case AudioUnitProperty::currentDevice:
-      if (number == nullptr) return kAudioUnitErr_InvalidPropertyValue;
-      if (!isCreated) return kAudioUnitErr_Initialized;
-      if (!host_.hasDevice(*number)) return kAudioHardwareBadDeviceError;
-      deviceId_ = *number;
-      return noErr;
-    case AudioUnitProperty::enableIO: {
-      if (number == nullptr) return kAudioUnitErr_InvalidPropertyValue;
-      if (!isCreated) return kAudioUnitErr_Initialized;
-      const bool isInput = scope == AudioUnitScope::input;
-      if (*number > 1 || (isInput && *number == 1)) return kAudioUnitErr_InvalidPropertyValue;  // there is no input
-      (isInput ? inputEnabled_ : outputEnabled_) = *number;
-      return noErr;
-    }
-    case AudioUnitProperty::streamFormat: {
-      const auto* format = std::get_if<AudioStreamBasicDescription>(&value);
-      return format != nullptr ? setFormat(*format) : kAudioUnitErr_InvalidPropertyValue;
-    }
-    case AudioUnitProperty::setRenderCallback: {
-      const auto* callback = std::get_if<AURenderCallback>(&value);
-      if (callback == nullptr) return kAudioUnitErr_InvalidPropertyValue;
-      if (state_ == State::running) return kAudioUnitErr_Initialized;
-      if (callback->inputProc == nullptr) return kAudioUnitErr_InvalidPropertyValue;
-      callback_ = *callback;
-      return direct_ ? direct_->setProperty(property, scope, element, value) : noErr;
-    }
-    case AudioUnitProperty::renderQuality:
-      if (number == nullptr || *number > kRenderQuality_Max) return kAudioUnitErr_InvalidPropertyValue;
-      renderQuality_ = *number;
-      return noErr;
-    default:
-      return kAudioUnitErr_InvalidProperty;  // read only
-  }
-}
-
-OSStatus PipeWireOutputUnit::setFormat(const AudioStreamBasicDescription& format) {
-  if (state_ != State::created) return kAudioUnitErr_Initialized;
-  if (!pcmLayout(format) || !std::isfinite(format.mSampleRate) || format.mSampleRate <= 0)
-    return kAudioUnitErr_FormatNotSupported;
-  format_ = format;
-  return noErr;
+  const OSStatus status =
+      settings_.set(property, scope, element, value, state_, [this](AudioObjectID id) { return host_.hasDevice(id); });
+  if (status != noErr || property != AudioUnitProperty::setRenderCallback || !direct_) return status;
+  return direct_->setProperty(property, scope, element, value);
 }
 
 std::expected<AudioUnitPropertyValue, OSStatus> PipeWireOutputUnit::property(AudioUnitProperty property,
                                                                              AudioUnitScope scope,
                                                                              std::uint32_t element) const {
-  if (const OSStatus status = placeStatus(property, scope, element); status != noErr) return std::unexpected(status);
+  if (const OSStatus status = OutputUnitSettings::placeStatus(property, scope, element); status != noErr)
+    return std::unexpected(status);
   switch (property) {
-    case AudioUnitProperty::currentDevice:
-      return deviceId_;
-    case AudioUnitProperty::enableIO:
-      return scope == AudioUnitScope::input ? inputEnabled_ : outputEnabled_;
-    case AudioUnitProperty::renderQuality:
-      return renderQuality_;
-    case AudioUnitProperty::setRenderCallback:
-      return callback_;
-    case AudioUnitProperty::streamFormat:
-      if (!format_) return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
-      return *format_;
     case AudioUnitProperty::lastRenderError: {
       auto& self = const_cast<PipeWireOutputUnit&>(*this);  // reading clears it
       const OSStatus watched = std::exchange(self.watchError_, noErr);
@@ -127,7 +50,7 @@ std::expected<AudioUnitPropertyValue, OSStatus> PipeWireOutputUnit::property(Aud
       if (const auto time = sampleTime()) return *time;
       return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
     default:
-      return std::unexpected(kAudioUnitErr_InvalidProperty);
+      return settings_.get(property, scope);
   }
 }
 
@@ -145,8 +68,7 @@ bool PipeWireOutputUnit::isAlive() const {
 
 OSStatus PipeWireOutputUnit::initialize() {
   if (state_ != State::created) return noErr;
-  if (deviceId_ == kAudioObjectUnknown || !format_ || callback_.inputProc == nullptr || outputEnabled_ == 0)
-    return kAudioUnitErr_FailedInitialization;
+  if (!settings_.areComplete()) return kAudioUnitErr_FailedInitialization;
   if (const OSStatus status = openWay(false); status != noErr) {
     closeAll();
     return status;
@@ -160,10 +82,10 @@ OSStatus PipeWireOutputUnit::initialize() {
 
 /// `isMove`: the unit has been on another way, and takes what it had there with it.
 OSStatus PipeWireOutputUnit::openWay(bool isMove) {
-  const auto path = host_.openPath(deviceId_, *this);
+  const auto path = host_.openPath(settings_.device(), *this);
   if (!path) return path.error();
   if (path->direct == kAudioObjectUnknown) return openStream(*path);
-  if (isMove) host_.movedToCard(deviceId_, ledRate_);
+  if (isMove) host_.movedToCard(settings_.device(), ledRate_);
   return openDirect(*path);
 }
 
@@ -176,37 +98,34 @@ OSStatus PipeWireOutputUnit::openDirect(const Path& path) {
   direct_ = *std::move(made);
   using Property = AudioUnitProperty;
   using Scope = AudioUnitScope;
-  struct Step {
-    Property property;
-    Scope scope;
-    std::uint32_t element;
-    AudioUnitPropertyValue value;
-  };
-  const Step steps[] = {{Property::currentDevice, Scope::global, 0, path.direct},
-                        {Property::enableIO, Scope::output, 0, outputEnabled_},
-                        {Property::enableIO, Scope::input, 1, inputEnabled_},
-                        {Property::streamFormat, Scope::input, 0, *format_},
-                        {Property::renderQuality, Scope::global, 0, renderQuality_},
-                        {Property::setRenderCallback, Scope::input, 0, callback_}};
-  for (const Step& step : steps) {
-    if (const OSStatus status = direct_->setProperty(step.property, step.scope, step.element, step.value);
-        status != noErr)
-      return status;
+  // What it has to know but for the device, which is another one there.
+  if (const OSStatus status = direct_->setProperty(Property::currentDevice, Scope::global, 0, path.direct);
+      status != noErr)
+    return status;
+  const std::tuple<Property, Scope, std::uint32_t> taken[] = {{Property::enableIO, Scope::output, 0},
+                                                              {Property::enableIO, Scope::input, 1},
+                                                              {Property::streamFormat, Scope::input, 0},
+                                                              {Property::renderQuality, Scope::global, 0},
+                                                              {Property::setRenderCallback, Scope::input, 0}};
+  for (const auto& [property, scope, element] : taken) {
+    const auto value = settings_.get(property, scope);
+    if (!value) return value.error();
+    if (const OSStatus status = direct_->setProperty(property, scope, element, *value); status != noErr) return status;
   }
   return direct_->initialize();
 }
 
 OSStatus PipeWireOutputUnit::openStream(const Path& path) {
-  if (!isWhole(format_->mSampleRate)) return kAudioUnitErr_FormatNotSupported;
-  const auto rate = static_cast<std::uint32_t>(format_->mSampleRate);
-  const std::uint32_t channels = format_->mChannelsPerFrame;
+  if (!isWhole(format().mSampleRate)) return kAudioUnitErr_FormatNotSupported;
+  const auto rate = static_cast<std::uint32_t>(format().mSampleRate);
+  const std::uint32_t channels = format().mChannelsPerFrame;
   // The server mixes in 32-bit float: given that, it converts nothing on the way to the mix.
-  auto pipeline = RenderPipeline::make({*format_, floatLayout(4), channels, format_->mSampleRate});
+  auto pipeline = RenderPipeline::make({format(), floatLayout(4), channels, format().mSampleRate});
   if (!pipeline || channels > 64) return kAudioUnitErr_FormatNotSupported;
-  const bool leadsRate = path.rate && *path.rate == format_->mSampleRate;
+  const bool leadsRate = path.rate && *path.rate == format().mSampleRate;
   stream_ = std::make_unique<PipeWireStream>(host_.connection(), host_.runLoop(),
                                              PipeWireStream::Setup{path.sink, path.serial, rate, leadsRate, channels},
-                                             std::move(pipeline), [this] { host_.unitChanged(deviceId_); });
+                                             std::move(pipeline), [this] { host_.unitChanged(settings_.device()); });
   const OSStatus status = stream_->open();
   if (status == noErr)
     host_.log().write(LogLevel::info, category,
@@ -219,7 +138,7 @@ void PipeWireOutputUnit::closeAll() {
   direct_.reset();
   stream_.reset();
   watchError_ = noErr;
-  host_.closePath(deviceId_, *this);
+  host_.closePath(settings_.device(), *this);
   state_ = State::created;
 }
 
@@ -256,25 +175,25 @@ OSStatus PipeWireOutputUnit::startWay() {
     state_ = status == noErr ? State::running : State::initialised;
     return status;
   }
-  const OSStatus status = stream_->start(callback_);
+  const OSStatus status = stream_->start(settings_.callback());
   if (status != noErr) return status;
   state_ = State::running;
   cyclesSeen_ = stream_->cycles();
   checksWithoutProgress_ = 0;
   progressWatch_ = host_.runLoop().scheduleTimer(watchInterval, true, [this] { watchProgress(); });
-  host_.unitChanged(deviceId_);
+  host_.unitChanged(settings_.device());
   return noErr;
 }
 
 /// REQUIRES: no direct way, and nothing that plays.
 OSStatus PipeWireOutputUnit::reopen() {
   dropStream();
-  host_.closePath(deviceId_, *this);
+  host_.closePath(settings_.device(), *this);
   const OSStatus status = openWay(true);
   if (status == noErr) return noErr;
   direct_.reset();
   stream_.reset();
-  host_.closePath(deviceId_, *this);
+  host_.closePath(settings_.device(), *this);
   return status;
 }
 
@@ -314,7 +233,7 @@ OSStatus PipeWireOutputUnit::stop() {
   if (direct_) return direct_->stop();
   if (!stream_) return kAudioHardwareNotRunningError;
   stream_->stop();
-  host_.unitChanged(deviceId_);
+  host_.unitChanged(settings_.device());
   return stream_->lostStatus();
 }
 
@@ -332,7 +251,7 @@ std::uint64_t PipeWireOutputUnit::underrunCount() const {
 /// know, the graph's rate and its clock, is passed on from here.
 void PipeWireOutputUnit::watchProgress() {
   if (stream() == nullptr) return;
-  host_.unitChanged(deviceId_);
+  host_.unitChanged(settings_.device());
   const std::uint64_t cycles = stream_->cycles();
   if (std::exchange(cyclesSeen_, cycles) != cycles) {
     checksWithoutProgress_ = 0;

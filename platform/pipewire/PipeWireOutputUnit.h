@@ -9,6 +9,7 @@
 #include "platform/AudioHardware.h"
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
+#include "platform/conversion/OutputUnitSettings.h"
 #include "platform/pipewire/PipeWireStream.h"
 
 namespace tolvane {
@@ -63,7 +64,7 @@ class PipeWireOutputUnit : public AudioOutputUnit {
   [[nodiscard]] const PipeWireStream* stream() const { return stream_ && !stream_->isLost() ? stream_.get() : nullptr; }
   [[nodiscard]] bool isDirect() const { return direct_ != nullptr; }
   [[nodiscard]] bool isRunning() const { return state_ == State::running; }
-  [[nodiscard]] const AudioStreamBasicDescription& format() const { return *format_; }
+  [[nodiscard]] const AudioStreamBasicDescription& format() const { return settings_.format(); }
   /// The sink or the server behind the stream has gone, or has failed.
   void markLost(OSStatus status);
   /// Leaves the sink and renders nothing more until goOn(). How long the hardware still plays what it was given.
@@ -73,9 +74,8 @@ class PipeWireOutputUnit : public AudioOutputUnit {
   void goOn();
 
  private:
-  enum class State : std::uint8_t { created, initialised, running };
+  using State = OutputUnitSettings::Phase;
 
-  OSStatus setFormat(const AudioStreamBasicDescription& format);
   OSStatus openWay(bool isMove);
   OSStatus reopen();
   OSStatus startWay();
@@ -89,12 +89,7 @@ class PipeWireOutputUnit : public AudioOutputUnit {
 
   Host& host_;
   State state_ = State::created;
-  AudioObjectID deviceId_ = kAudioObjectUnknown;
-  std::uint32_t outputEnabled_ = 1;
-  std::uint32_t inputEnabled_ = 0;
-  std::uint32_t renderQuality_ = kRenderQuality_Max;
-  std::optional<AudioStreamBasicDescription> format_;
-  AURenderCallback callback_;
+  OutputUnitSettings settings_;
 
   // Of the ways that the unit has left since it was initialised, and since the last start().
   std::optional<double> timeBefore_;

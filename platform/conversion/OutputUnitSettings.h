@@ -1,0 +1,50 @@
+#pragma once
+// What a unit was told through its properties, and the rules by which it takes them: the same for every device adapter.
+// Main thread. Knows no device, and nothing of what changes while a unit plays.
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+#include "platform/AudioHardware.h"
+
+namespace tolvane {
+
+class OutputUnitSettings {
+ public:
+  enum class Phase : std::uint8_t { created, initialised, running };
+
+  /// Whether the property is one that units have, and this is where it lives.
+  [[nodiscard]] static OSStatus placeStatus(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element);
+
+  /// Takes the value, or says why not. `hasDevice` tells of an id whether there is such a device.
+  [[nodiscard]] OSStatus set(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
+                             const AudioUnitPropertyValue& value, Phase phase,
+                             const std::function<bool(AudioObjectID)>& hasDevice);
+  /// What was set, or the default. REQUIRES: it lives there. kAudioUnitErr_InvalidProperty: only the unit can tell.
+  [[nodiscard]] std::expected<AudioUnitPropertyValue, OSStatus> get(AudioUnitProperty property,
+                                                                    AudioUnitScope scope) const;
+
+  /// Whether a unit can be initialised with them.
+  [[nodiscard]] bool areComplete() const;
+
+  [[nodiscard]] AudioObjectID device() const { return device_; }
+  /// REQUIRES: areComplete().
+  [[nodiscard]] const AudioStreamBasicDescription& format() const { return *format_; }
+  [[nodiscard]] const AURenderCallback& callback() const { return callback_; }
+
+ private:
+  OSStatus setDevice(std::uint32_t id, Phase phase, const std::function<bool(AudioObjectID)>& hasDevice);
+  OSStatus setEnableIO(AudioUnitScope scope, std::uint32_t enabled, Phase phase);
+  OSStatus setFormat(const AudioStreamBasicDescription& format, Phase phase);
+  OSStatus setCallback(const AURenderCallback& callback, Phase phase);
+
+  AudioObjectID device_ = kAudioObjectUnknown;
+  std::uint32_t outputEnabled_ = 1;
+  std::uint32_t inputEnabled_ = 0;
+  std::uint32_t renderQuality_ = kRenderQuality_Max;
+  std::optional<AudioStreamBasicDescription> format_;
+  AURenderCallback callback_;
+};
+
+}  // namespace tolvane
