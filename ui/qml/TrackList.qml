@@ -30,10 +30,11 @@ Item {
         list.positionViewAtIndex(list.currentIndex, ListView.Center);
     }
 
-    // Who has gone to another row with the keyboard stays there.
+    // Who has gone to another row with the keyboard stays there, and a row that was only moved moves nothing else.
     onPlayingRowChanged: {
-        if (playingRow >= 0 && list.currentIndex === tracks.playedRow) list.currentIndex = playingRow;
+        const played = tracks.playedRow;
         tracks.playedRow = playingRow;
+        if (playingRow >= 0 && playingRow !== played && list.currentIndex === played) showPlaying();
     }
 
     ListView {

@@ -117,6 +117,14 @@ class Stage : public WindowFixture {
     files.remove(url(3));
     content.playTrack(3, 0);
   }
+  /// Between two attempts to get a device back that has stopped.
+  void checking() {
+    exclusive();
+    hardware.device(dac).stopByItself();
+    hardware.unitFaults().failNext(UnitStage::initialize, kAudioHardwareNotRunningError);
+    const auto& path = session.player().audioPathStatus();
+    while (path.value().kind != AudioPathStatus::Kind::configuring) runLoop.advance(std::chrono::milliseconds(100));
+  }
   void noDevice() {
     loadProgramme();
     hardware.removeDevice(dac);
@@ -225,6 +233,7 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"withheld", &Stage::withheld},
                                                 {"converted", &Stage::converted},
                                                 {"processed", &Stage::processed},
+                                                {"checking", &Stage::checking},
                                                 {"error", &Stage::error},
                                                 {"no-device", &Stage::noDevice},
                                                 {"names", &Stage::names},
