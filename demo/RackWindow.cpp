@@ -5,6 +5,10 @@
 
 #include "demo/RackModel.h"
 
+// Written by the QML modules' builds. Named here, because the linker drops what a static library only registers.
+extern void qml_register_types_Tolvane();
+extern void qml_register_types_TolvaneDemo();
+
 namespace tolvane {
 
 namespace {
@@ -22,6 +26,8 @@ struct RackWindow::Implementation {
 
 RackWindow::RackWindow(DemoRack& rack, RunLoop& realTime)
     : implementation_(std::make_unique<Implementation>(rack, realTime)) {
+  [[maybe_unused]] volatile auto parts = &qml_register_types_Tolvane;
+  [[maybe_unused]] volatile auto registration = &qml_register_types_TolvaneDemo;
   auto& made = *implementation_;
   made.engine.setInitialProperties({{QStringLiteral("rack"), QVariant::fromValue(&made.model)}});
   made.engine.addImportPath(QStringLiteral("qrc:/qt/qml"));

@@ -14,6 +14,8 @@ T.AbstractButton {
     hoverEnabled: true
     opacity: enabled ? 1 : Theme.disabledOpacity
     Accessible.name: name
+    Accessible.checked: checked
+    Accessible.onPressAction: if (enabled) clicked()
 
     background: Rectangle {
         radius: height / 2
