@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <optional>
 #include <span>
+#include <string_view>
 
 #include "app/PlayerShell.h"
 #include "app/SilentSessionBus.h"
@@ -65,6 +66,18 @@ struct Player {
   std::optional<PlayerShell> shell;  // once there is a window
 };
 
+/// What a program is asked in a terminal, perhaps on a machine without a display.
+const char* answerTo(std::string_view argument) {
+  if (argument == "--version") return "tolvane-player " TOLVANE_VERSION "\n";
+  if (argument == "--help" || argument == "-h") {
+    return "Usage: tolvane-player [FILE...]\n"
+           "Plays WAV, AIFF, FLAC and MP3 files without altering a sample. A FILE is one of these, a folder with "
+           "music,\n"
+           "or a file: URI. Without any, the playlist of the last time is there. More: man tolvane-player\n";
+  }
+  return nullptr;
+}
+
 /// The arguments that are left once Qt has taken its own.
 FileArguments filesOfCommandLine(std::span<char*> arguments) {
   const std::vector<std::string> files(arguments.begin() + 1, arguments.end());
@@ -104,6 +117,9 @@ int runPlayer(const FileArguments& arguments) {
 }  // namespace tolvane
 
 int main(int argc, char* argv[]) {
+  if (const char* answer = argc == 2 ? tolvane::answerTo(argv[1]) : nullptr) {
+    return std::fputs(answer, stdout) == EOF || std::fflush(stdout) != 0 ? 1 : 0;
+  }
   std::signal(SIGPIPE, SIG_IGN);  // whoever read the log may go away; the music goes on
   {
     // Before Qt and its platform plug-ins look for the bus.

@@ -127,6 +127,19 @@ TEST_F(Program, StartsShowsItsFacesAndEndsOnSIGTERM) {
   EXPECT_FALSE(isRunning());
 }
 
+TEST_F(Program, SaysWhatItIsWithoutADisplay) {
+  environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+  environment.remove(QStringLiteral("DISPLAY"));
+  for (const auto& [option, beginning] :
+       {std::pair("--version", "tolvane-player "), {"--help", "Usage: tolvane-player "}}) {
+    QProcess player;
+    player.setProcessEnvironment(environment);
+    player.start(QStringLiteral(TOLVANE_PLAYER), {QLatin1String(option)});
+    EXPECT_EQ(exitCode(player), 0) << option;
+    EXPECT_THAT(player.readAllStandardOutput().toStdString(), testing::StartsWith(beginning));
+  }
+}
+
 TEST_F(Program, LoadsTheFilesOfItsCommandLine) {
   const auto player = startPlayer({file("b.wav"), file("a.wav"), file("notes.txt")});
   waitUntil([this] { return title() == QStringLiteral("a"); });
