@@ -158,8 +158,8 @@ class Stage : public WindowFixture {
   void dragging() {
     play(2, 0.38);
     auto& drag = *window->property("trackDrag").value<TrackDragModel*>();
-    data_.reset(drag.begin(0));
-    const QPoint place = placeIn(*row(1), 0.5, 0.8);
+    data_.reset(drag.begin(1));
+    const QPoint place = placeIn(*row(2), 0.5, 0.8);
     QDragEnterEvent event(place, Qt::MoveAction, data_.get(), Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(window, &event);
   }
