@@ -30,6 +30,7 @@ struct PipeWireDevice {
   std::optional<std::uint32_t> sink;
   AudioObjectID direct = kAudioObjectUnknown;
   PipeWireOutputUnit* unit = nullptr;
+  bool wasRunning = false;         ///< when the unit last had news: through a sink
   std::optional<double> unitRate;  ///< that the sink ran at when the unit last played
 
   /// Its sink has gone a moment ago and is likely to come back by then.

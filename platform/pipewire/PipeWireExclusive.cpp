@@ -46,6 +46,9 @@ OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
   PipeWireOutputUnit* moving = device.unit != nullptr && device.unit->stream() != nullptr ? device.unit : nullptr;
   if (moving != nullptr && runLoop_.now() < device.nextMove) return kAudioDevicePermissionsError;
   if (expectsSink(device)) waitForSink(device);
+  // A session manager whose new sink goes before it has set it up leaves it behind, and the card open with it.
+  if (device.sink)
+    connection_.waitUntil([&] { return !device.sink || isSetUp(connection_.facts(), *device.sink); }, sinkLimit);
   if (moving != nullptr) device.heardUntil = runLoop_.now() + moving->leaveSink();
   waitUntilHeard(device);
   const bool hadSink = device.sink.has_value();
@@ -103,7 +106,7 @@ void PipeWireAudioHardware::restoreProfile(Device& device) {
   if (connection_.setProfile(before->card, before->profile)) connection_.roundTrip(closeLimit);
 }
 
-/// What the card still plays of an earlier unit would be cut off with it.
+/// What the card still plays of an earlier unit would be cut off with it, or with a change of its rate.
 void PipeWireAudioHardware::waitUntilHeard(const Device& device) {
   const auto left = std::min(device.heardUntil - runLoop_.now(), heardLimit);
   if (device.heardUntil > runLoop_.now()) runLoop_.sleepFor(left);

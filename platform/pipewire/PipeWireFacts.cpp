@@ -36,14 +36,19 @@ bool playsOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node)
   });
 }
 
+bool isSetUp(const PipeWireFacts& facts, std::uint32_t sink) {
+  return std::ranges::any_of(facts.ports, [sink](const auto& entry) { return entry.second.node == sink; });
+}
+
 bool isLinkedStraight(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node, std::size_t channels) {
   std::set<std::string> linked;
   for (const auto& [id, link] : facts.links) {
     if (link.inputNode != sink || link.outputNode != node || !link.isActive) continue;
     const auto from = facts.ports.find(link.outputPort);
     const auto to = facts.ports.find(link.inputPort);
-    if (from == facts.ports.end() || to == facts.ports.end() || from->second != to->second) return false;
-    if (!linked.insert(from->second).second) return false;
+    if (from == facts.ports.end() || to == facts.ports.end() || from->second.channel != to->second.channel)
+      return false;
+    if (!linked.insert(from->second.channel).second) return false;
   }
   return linked.size() == channels;
 }

@@ -82,12 +82,18 @@ struct PipeWireLink {
   bool operator==(const PipeWireLink&) const = default;
 };
 
+/// Where a channel goes in or out.
+struct PipeWirePort {
+  std::uint32_t node = 0;
+  std::string channel;  ///< "FL"
+};
+
 /// By the server's object numbers.
 struct PipeWireFacts {
   std::map<std::uint32_t, PipeWireCard> cards;
   std::map<std::uint32_t, PipeWireSink> sinks;
   std::map<std::uint32_t, PipeWireLink> links;
-  std::map<std::uint32_t, std::string> ports;  ///< the names of their channels: "FL"
+  std::map<std::uint32_t, PipeWirePort> ports;  ///< but those of no channel
   std::string defaultSinkName;
   double graphRate = 48000;  ///< hertz, where nobody asks for another one
 };
@@ -119,6 +125,9 @@ struct PipeWireStreamFacts {
 /// Whether each channel of what `node` plays ends in the sink's channel of the same name, and in no other.
 [[nodiscard]] bool isLinkedStraight(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node,
                                     std::size_t channels);
+
+/// Whether the session manager has done with what it does to a new sink: it can be linked to.
+[[nodiscard]] bool isSetUp(const PipeWireFacts& facts, std::uint32_t sink);
 
 /// The card behind a sink; null where there is none.
 [[nodiscard]] const PipeWireCard* cardOf(const PipeWireFacts& facts, const PipeWireSink& sink);

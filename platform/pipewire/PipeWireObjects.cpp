@@ -195,9 +195,10 @@ class Link final : public PipeWireObject {
 /// Told in full when it appears: nothing is asked of it.
 class Port final : public PipeWireObject {
  public:
-  Port(std::uint32_t id, std::string channel, PipeWireFacts& facts, bool& changed)
+  Port(std::uint32_t id, PipeWirePort port, PipeWireFacts& facts, bool& changed)
       : PipeWireObject(id, nullptr, facts, changed) {
-    facts_.ports[id_] = std::move(channel);
+    facts_.ports[id_] = std::move(port);
+    changed_ = true;
   }
   ~Port() override { facts_.ports.erase(id_); }
 };
@@ -254,8 +255,12 @@ std::unique_ptr<PipeWireObject> PipeWireObject::bind(pw_registry* registry, std:
   if (type == PW_TYPE_INTERFACE_Node && mediaClass == "Audio/Sink")
     return make<Sink>(registry, id, typeName, PW_VERSION_NODE, facts, changed);
   if (type == PW_TYPE_INTERFACE_Link) return make<Link>(registry, id, typeName, PW_VERSION_LINK, facts, changed);
-  if (const std::string channel = text(props, PW_KEY_AUDIO_CHANNEL); type == PW_TYPE_INTERFACE_Port && !channel.empty())
-    return std::make_unique<Port>(id, channel, facts, changed);
+  if (type == PW_TYPE_INTERFACE_Port) {
+    PipeWirePort port{number<std::uint32_t>(text(props, PW_KEY_NODE_ID)).value_or(0),
+                      text(props, PW_KEY_AUDIO_CHANNEL)};
+    if (port.channel.empty()) return nullptr;
+    return std::make_unique<Port>(id, std::move(port), facts, changed);
+  }
   const std::string name = text(props, PW_KEY_METADATA_NAME);
   if (type == PW_TYPE_INTERFACE_Metadata && (name == "default" || name == "settings"))
     return make<Settings>(registry, id, typeName, PW_VERSION_METADATA, facts, changed);

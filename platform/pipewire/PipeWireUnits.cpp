@@ -45,7 +45,11 @@ std::expected<PipeWireOutputUnit::Path, OSStatus> PipeWireAudioHardware::openPat
   path.name = device.name;
   if (isReachedDirectly(device)) {
     path.direct = device.direct;
-  } else if (const PipeWireSink* sink = sinkOf(device)) {
+  } else if (device.sink) {
+    // The sink gives up what it has when it is set to another rate: the end of the last track.
+    waitUntilHeard(device);
+    const PipeWireSink* sink = sinkOf(device);
+    if (sink == nullptr) return std::unexpected(kAudioHardwareNotRunningError);
     path.sink = *device.sink;
     path.serial = sink->serial;
     path.rate = device.chosenRate;
@@ -60,6 +64,7 @@ void PipeWireAudioHardware::closePath(AudioObjectID id, const PipeWireOutputUnit
   for (const auto& [uid, device] : devices_) {
     if (device->id != id || device->unit != &unit) continue;
     device->unit = nullptr;
+    device->wasRunning = false;
     device->unitRate.reset();
     device->toldAlteration.reset();
   }
@@ -83,7 +88,8 @@ void PipeWireAudioHardware::unitChanged(AudioObjectID id) {
   Device* device = deviceOf(id);
   if (device == nullptr || device->unit == nullptr) return;
   const PipeWireStream* stream = device->unit->stream();
-  if (stream != nullptr && !device->unit->isRunning() && stream->delay() > RunLoop::Duration::zero())
+  const bool isRunning = stream != nullptr && device->unit->isRunning();
+  if (std::exchange(device->wasRunning, isRunning) && stream != nullptr && !isRunning)
     device->heardUntil = runLoop_.now() + stream->delay();
   publish(*device);
 }

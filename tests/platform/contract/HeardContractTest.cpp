@@ -23,8 +23,9 @@ class HeardContract : public ContractTest<AudibleHardwareFixture> {
 };
 
 TEST_P(HeardContract, whatWasPlayedIsWhatWasRendered) {
-  auto unit = initialisedUnit(source_);
+  // First: a loopback card takes its format from whoever opens it first, and a server opens it in one of its own.
   fixture().beginListening();
+  auto unit = initialisedUnit(source_);
   ASSERT_EQ(unit->start(), noErr);
   pump(2s);
   EXPECT_EQ(unit->stop(), noErr);
@@ -34,8 +35,8 @@ TEST_P(HeardContract, whatWasPlayedIsWhatWasRendered) {
 }
 
 TEST_P(HeardContract, goingBackToTheFramesPlayedNeitherLosesNorRepeatsAFrame) {
-  auto unit = initialisedUnit(source_);
   fixture().beginListening();
+  auto unit = initialisedUnit(source_);
   std::uint32_t position = 1;
   for (const auto length : {700ms, 333ms, 51ms, 1ms, 480ms, 1000ms}) {
     source_.seek(position);

@@ -25,7 +25,7 @@ struct NeutralPath {
     sink.state = PipeWireSink::State::running;
     sink.format = PipeWireFormat{44100, 2, {3, 4}};
     sink.volumes = {1, 1};
-    facts.ports = {{71, "FL"}, {72, "FR"}, {41, "FL"}, {42, "FR"}};
+    facts.ports = {{71, {ownNode, "FL"}}, {72, {ownNode, "FR"}}, {41, {sinkId, "FL"}}, {42, {sinkId, "FR"}}};
     facts.links[90] = {ownNode, sinkId, true, 71, 41};
     facts.links[91] = {ownNode, sinkId, true, 72, 42};
     stream = {ownNode, 44100, 44100, {3, 4}, {1, 1, 1}, false, sinkId, std::nullopt};
@@ -140,6 +140,15 @@ TEST(Alteration, isNotAnotherProgramThatPausesOrPlaysElsewhere) {
   path.facts.links[92] = {ownNode + 1, sinkId, false, 81, 41};
   path.facts.links[93] = {ownNode + 2, sinkId + 1, true, 82, 43};
   EXPECT_THAT(path.alteration(), IsEmpty());
+}
+
+TEST(Sink, isSetUpWhenItHasPorts) {
+  NeutralPath path;
+  EXPECT_TRUE(isSetUp(path.facts, sinkId));
+  path.facts.ports.erase(41);
+  EXPECT_TRUE(isSetUp(path.facts, sinkId));
+  path.facts.ports.erase(42);
+  EXPECT_FALSE(isSetUp(path.facts, sinkId));
 }
 
 TEST(Card, isAnotherOneWhereOnlyTheServersNumberIsTheSame) {
