@@ -18,6 +18,8 @@ T.AbstractButton {
     hoverEnabled: true
     Accessible.name: name
     Accessible.onPressAction: if (enabled) clicked()
+    // Where it goes off under the keyboard's hand, the one before it takes over.
+    onEnabledChanged: if (!enabled && focus) nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason)
 
     background: Rectangle {
         radius: height / 2

@@ -152,6 +152,19 @@ TEST_F(WindowAccessibility, TheKeyboardStaysWhereTheMusicWasStopped) {
   EXPECT_EQ(window->activeFocusItem(), item("Exclusive Access"));
 }
 
+TEST_F(WindowAccessibility, TheKeyboardGoesToTheButtonBeforeOneThatGoesOff) {
+  load(2);
+  item("Next")->forceActiveFocus(Qt::TabFocusReason);
+  key(Qt::Key_Space);
+  EXPECT_EQ(currentIndex(), 1);
+  EXPECT_EQ(window->activeFocusItem(), item("Stop"));
+  key(Qt::Key_Space);
+  EXPECT_FALSE(isPlaying());
+  EXPECT_EQ(window->activeFocusItem(), item("Play"));
+  key(Qt::Key_Space);
+  EXPECT_TRUE(isPlaying());
+}
+
 TEST_F(WindowAccessibility, ControlWithTheArrowsSkips) {
   load(3);
   key(Qt::Key_Right, Qt::ControlModifier);
