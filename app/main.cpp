@@ -14,6 +14,7 @@
 #include "app/PlayerShell.h"
 #include "app/SilentSessionBus.h"
 #include "app/dbus/ApplicationService.h"
+#include "app/dbus/PortalDialogs.h"
 #include "app/shell/FileURI.h"
 #include "platform/alsa/AlsaAudioHardware.h"
 #include "platform/codecs/SystemAudioFileServices.h"
@@ -126,6 +127,7 @@ int main(int argc, char* argv[]) {
     tolvane::StandardErrorLog log;
     tolvane::leaveSilentSessionBus(log);
   }
+  tolvane::preferPortalDialogs();
   const QGuiApplication application(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("tolvane-player"));
   QGuiApplication::setDesktopFileName(QString::fromStdString(tolvane::ApplicationIdentity::player().id));

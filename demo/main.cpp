@@ -12,6 +12,7 @@
 
 #include "app/PlayerShell.h"
 #include "app/SilentSessionBus.h"
+#include "app/dbus/PortalDialogs.h"
 #include "demo/DemoMusic.h"
 #include "demo/DemoRack.h"
 #include "demo/RackWindow.h"
@@ -118,6 +119,7 @@ int main(int argc, char* argv[]) {
     tolvane::StandardErrorLog log;
     tolvane::leaveSilentSessionBus(log);
   }
+  tolvane::preferPortalDialogs();
   const QGuiApplication application(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("tolvane-demo"));
   try {

@@ -14,6 +14,7 @@
 #include <functional>
 
 #include "tests/app/dbus/BusFixture.h"
+#include "tests/app/dbus/FakePortal.h"
 #include "tests/support/SilentSocket.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -28,6 +29,7 @@ class Program : public testing::Test {
   Program() : client(bus.connect(QStringLiteral("client"))) {
     ::chmod(home.path().c_str(), S_IRWXU);
     environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("QT_QPA_PLATFORMTHEME"));
     const auto folder = QString::fromStdString(home.path().string());
     for (const auto* name : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"}) {
       environment.insert(QLatin1String(name), folder);
@@ -219,6 +221,22 @@ TEST_F(Program, StartsAloneWhereTheBusNeverAnswers) {
   EXPECT_EQ(player->state(), QProcess::Running);
   EXPECT_EQ(terminate(*player), 0);
   EXPECT_EQ(player->readAllStandardError().count("SessionBus: The session bus does not answer"), 1);
+}
+
+TEST_F(Program, HasThePortalOpenFiles) {
+  const test::FakePortal portal(client, 3);
+  const auto player = startPlayer();
+  // Once the player, and once the part of Qt that will show the dialogs.
+  waitUntil([&] { return portal.questions() == 2; });
+  quit();
+}
+
+TEST_F(Program, LeavesAnotherChoiceOfDialogsAlone) {
+  const test::FakePortal portal(client, 3);
+  environment.insert(QStringLiteral("QT_QPA_PLATFORMTHEME"), QStringLiteral("none"));
+  const auto player = startPlayer();
+  quit();
+  EXPECT_EQ(portal.questions(), 0);
 }
 
 TEST_F(Program, RefusesOptions) {
