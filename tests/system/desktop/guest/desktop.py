@@ -7,13 +7,16 @@ import pathlib
 import subprocess
 import time
 
+import cards
 from cards import wait_until
 
 USER = 4242
 RUNTIME = "/run/user/4242"
 ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": "/home/listener", "LC_ALL": "C.UTF-8", "XDG_RUNTIME_DIR": RUNTIME,
                "DBUS_SESSION_BUS_ADDRESS": f"unix:path={RUNTIME}/bus"}
+CARDS = ("Loopback", "Intel", "Audio")
 servers = {}
+volumes = {}
 
 
 def start(program, *arguments, settings=(), **streams):
@@ -38,14 +41,24 @@ def begin():
     start_server("pipewire")
     wait_until(lambda: pathlib.Path(RUNTIME, "pipewire-0").exists(), 20)
     start_server("wireplumber")
-    for card in ("Loopback", "Intel", "Audio"):
+    for card in CARDS:
         sink(card)
 
 
+def start_servers():
+    """Both at once, as a session does it."""
+    start_server("pipewire")
+    start_server("wireplumber")
+
+
+def kill_server(name):
+    servers[name].kill()
+    servers[name].wait()
+
+
 def kill_servers():
-    for process in servers.values():
-        process.kill()
-        process.wait()
+    for name in servers:
+        kill_server(name)
 
 
 def sinks():
@@ -71,6 +84,16 @@ def sink(card):
     return found
 
 
-def set_volume(card, volume):
+def full_volume(card):
+    """Of the sink, and of the card behind it, wherever the one has left the other."""
+    set_volume(card, "1.0")
+    cards.full_volume(card)
+
+
+def set_volume(card, volume, is_new=True):
+    """`is_new`: whatever it was set to before. A session manager may have set it since."""
+    if not is_new and volumes.get(card) == volume:
+        return
     text_of("wpctl", "set-volume", sink(card)["object.id"], volume)
+    volumes[card] = volume
     time.sleep(0.2)

@@ -1,0 +1,131 @@
+"""Runs of the player in the user's session, and what of a track comes out of the loopback card."""
+
+import functools
+import json
+import pathlib
+import random
+import subprocess
+import threading
+import wave
+
+import desktop
+from cards import Capture, Pcm, wait_until
+from pace import skipping
+
+SHARED = pathlib.Path("/vm/shared")
+PROBE = pathlib.Path("/tmp/bin/tolvane-probe")
+LOOPBACK = Pcm("Loopback")
+LIMIT = 90
+NOT_RECOVERED = "The output device did not recover after 3 attempts. "
+
+
+def track(path, rate, width, seconds):
+    """Noise without a silent frame; its frames as 32-bit ones."""
+    noise = bytearray(random.Random(f"{rate} {width} {seconds}").randbytes(int(rate * seconds) * 2 * width))
+    frame = 2 * width
+    for at in range(0, len(noise), frame):
+        noise[at] |= 1
+    with wave.open(str(path), "wb") as file:
+        file.setnchannels(2)
+        file.setsampwidth(width)
+        file.setframerate(rate)
+        file.writeframes(noise)
+    padding = bytes(4 - width)
+    return b"".join(padding + noise[at:at + width] for at in range(0, len(noise), width))
+
+
+@functools.cache
+def name_of(part):
+    for line in desktop.text_of(PROBE, "devices").splitlines():
+        device = json.loads(line)
+        if part in device["uid"]:
+            return device["name"]
+    raise RuntimeError(f"the player has no device {part}")
+
+
+class Play:
+    """A run of the player, read as it goes."""
+
+    def __init__(self, *arguments):
+        self.lines, self.process = [], desktop.start(PROBE, "play", *arguments, stdout=subprocess.PIPE,
+                                                     stderr=subprocess.STDOUT, text=True)
+        self.reader = threading.Thread(target=self._read, daemon=True)
+        self.reader.start()
+
+    def _read(self):
+        for line in self.process.stdout:
+            self.lines.append(line.rstrip())
+
+    def said(self, text, seconds=LIMIT):
+        """Whether it has, or does within the time."""
+        wait_until(lambda: self.has_said(text) or self.process.poll() is not None, seconds)
+        return self.has_said(text)
+
+    def says_soon(self, text, seconds=LIMIT):
+        """The same while nothing is being loaded."""
+        with skipping():
+            return self.said(text, seconds)
+
+    def has_said(self, text):
+        return any(text in line for line in self.lines)
+
+    def finish(self):
+        """Faults of its end."""
+        try:
+            self.process.wait(LIMIT)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            return [f"the player had to be killed after {LIMIT} s"]
+        finally:
+            self.reader.join(10)
+        return []
+
+    def labels(self):
+        found = [json.loads(line) for line in self.lines if line.startswith("{") and "audioPathStatus" in line]
+        return [line["label"] for line in found]
+
+    def last(self):
+        return json.loads(next((line for line in reversed(self.lines) if line.startswith("{")), "{}"))
+
+    def faults(self, completed=1):
+        found = self.finish()
+        if self.last().get("completed") != completed:
+            found.append(f"it ended with {self.last()}")
+        return found
+
+
+def without_silence(data):
+    return b"".join(data[at:at + 8] for at in range(0, len(data), 8) if any(data[at:at + 8]))
+
+
+def difference(wanted, captured):
+    heard = without_silence(captured)
+    if heard == wanted:
+        return []
+    same = next((at for at in range(0, min(len(heard), len(wanted)), 8) if heard[at:at + 8] != wanted[at:at + 8]),
+                min(len(heard), len(wanted)))
+    return [f"frame {same // 8} of {len(wanted) // 8} differs; {len(heard) // 8} came"]
+
+
+def label_faults(play, *expected):
+    return [] if play.labels() == list(expected) else [f"the player says {play.labels()}, not {list(expected)}"]
+
+
+def to_loopback(rate, width, seconds, *options, meanwhile=lambda play: None, busy=lambda play: None):
+    """(faults of what came out, the run). `busy` does what starts programs, in the machine's full time; `meanwhile` what
+    waits."""
+    file = pathlib.Path("/tmp/track.wav")
+    wanted = track(file, rate, width, seconds)
+    with skipping():
+        wait_until(LOOPBACK.closed, 30)  # a sink keeps its card for some seconds, and so its format
+    recording = pathlib.Path("/tmp/capture.raw")
+    with Capture(recording, "S32_LE", rate, 2) as capture:
+        play = Play(file, "--device", name_of("aloop"), *options)
+        play.said('"isPlaying","value":true')
+        busy(play)
+        with skipping():
+            meanwhile(play)
+            faults = play.faults()
+    return faults + capture.faults() + difference(wanted, recording.read_bytes()), play
+
+

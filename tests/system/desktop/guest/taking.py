@@ -1,0 +1,102 @@
+"""Exclusive Access on a desktop whose server, or another program, has the card too."""
+
+import pathlib
+import shutil
+import subprocess
+import time
+
+import desktop
+import session
+from cards import Pcm, wait_until
+from pace import skipping
+from player import SHARED, Play, name_of, to_loopback, track
+
+ACTIVE, LOST = '"kind":"active"', '"kind":"lost"'
+HIGHER = 100  # priority of another program, beside the player's 30
+session.RESERVER = pathlib.Path(__file__).with_name("insistent.py")
+
+
+class Session:
+    """The bus of the user's session, for the programs that reserve cards on it."""
+
+    settings = {"DBUS_SESSION_BUS_ADDRESS": desktop.ENVIRONMENT["DBUS_SESSION_BUS_ADDRESS"]}
+
+
+def received(play, name, expected):
+    """The host looks at what the card got. Where the session manager has brought the card back at another volume, the
+    last verdict must say so."""
+    labels = play.labels()
+    faults = [] if labels in (expected, [*expected[:-2], "DIRECT PCM", "READY"]) else [f"the player says {labels}"]
+    return {"faults": faults, "received": "hda.wav", "track": name,
+            "mayBeTurnedDown": labels != expected and play.has_said("samples are altered: the sink's volume is")}
+
+
+def switched():
+    """Exclusive Access on and off in the middle. The host looks at what the card received."""
+    desktop.full_volume("Intel")
+    before = desktop.sink("Intel")["node.name"]
+    desktop.text_of("wpctl", "set-default", desktop.sink("Intel")["object.id"])
+    with skipping():
+        time.sleep(5)  # the session manager writes down what it is to give the sink back with
+    track(SHARED / "switched.wav", 48000, 2, 6)
+    shutil.copyfile(SHARED / "switched.wav", "/tmp/switched.wav")
+    play = Play("/tmp/switched.wav", "--device", name_of("pci-"), "--exclusive-at", "2", "--shared-at", "4")
+    play.said('"isPlaying","value":true')
+    with skipping():
+        faults = play.faults()
+    if not play.has_said(ACTIVE):
+        faults.append("Exclusive Access was never active")
+    if desktop.sink("Intel")["node.name"] != before:
+        faults.append(f"the sink came back as {desktop.sink('Intel')['node.name']}")
+    metadata = desktop.text_of("pw-metadata", "0", "default.audio.sink")
+    if before not in metadata:
+        faults.append(f"the sink is not the default one any more: {metadata}")
+    record = received(play, "switched.wav", ["CHECKING", "BIT-PERFECT"] * 3 + ["READY"])
+    return {**record, "faults": faults + record["faults"], "story": play.lines}
+
+
+def stolen():
+    """A program of higher priority takes the card from under the music, and drops it before the player gives up."""
+    desktop.full_volume("Intel")
+    track(SHARED / "stolen.wav", 48000, 2, 6)
+    shutil.copyfile(SHARED / "stolen.wav", "/tmp/stolen.wav")
+    with session.Program(Session, "Intel", HIGHER, ()) as other:
+        play = Play("/tmp/stolen.wav", "--device", name_of("pci-"), "--exclusive")
+        play.said('"isPlaying","value":true')
+        faults = [] if other.request()["value"] == [True] else ["the player does not let go"]
+        if not wait_until(lambda: [1] in [event["value"] for event in other.events("took")], 5):
+            faults.append("the other program did not get the card")
+        if not play.said(LOST, 5):
+            faults.append("Exclusive Access was not lost")
+        lost = len(play.lines)
+        other.asked("drop", "dropped")
+        with skipping():
+            faults += play.faults()
+    again = [line for line in play.lines[lost:] if ACTIVE in line]
+    if not again:
+        faults.append("Exclusive Access did not become active again")
+    return {"faults": faults, "story": play.lines + other.story(), "received": "hda.wav", "track": "stolen.wav",
+            "mayBeTurnedDown": False}
+
+
+def left():
+    """Another program has one of the card's ways in: the music plays shared until it leaves, and then exclusively."""
+    desktop.set_volume("Loopback", "1.0")
+    other = subprocess.Popen(["aplay", "-q", "-D", "hw:Loopback,0,5", "-t", "raw", "-f", "S32_LE", "-r", "48000", "-c",
+                              "2", "/dev/zero"], stdin=subprocess.DEVNULL)
+    wait_until(lambda: Pcm("Loopback").running(), 20)
+    shown = []
+
+    def leave(play):
+        shown.append(play.has_said(ACTIVE))
+        other.kill()
+        other.wait()
+
+    faults, play = to_loopback(48000, 3, 6, "--exclusive", busy=leave)
+    if shown != [False]:
+        faults.append("Exclusive Access was active beside the other program")
+    if not play.has_said(ACTIVE):
+        faults.append("Exclusive Access did not become active")
+    if play.labels()[-2:] != ["BIT-PERFECT", "READY"]:
+        faults.append(f"the player says {play.labels()}")
+    return {"faults": faults, "story": play.lines}
