@@ -108,7 +108,7 @@ Item {
             implicitWidth: contentItem.implicitWidth + 2 * padding
             minimumSize: 24 / Math.max(24, height)
             hoverEnabled: true
-            policy: list.contentHeight > list.height ? T.ScrollBar.AlwaysOn : T.ScrollBar.AlwaysOff
+            visible: list.contentHeight > list.height
             Accessible.ignored: true
             contentItem: Rectangle {
                 implicitWidth: 4

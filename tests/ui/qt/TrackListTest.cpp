@@ -135,6 +135,18 @@ TEST_P(WindowScrolling, CostsTheRowsThatComeInSightAndNothingForTheOthers) {
 INSTANTIATE_TEST_SUITE_P(OfAnyLength, WindowScrolling, testing::Values(1'000, 100'000),
                          testing::PrintToStringParamName());
 
+TEST_F(WindowTracks, HaveAScrollBarOnlyWhereTheyDoNotFit) {
+  const auto isBarShown = [this] {
+    for (const QQuickItem* child : list()->childItems())
+      if (child->inherits("QQuickScrollBar")) return child->isVisible();
+    throw std::runtime_error("There is no scroll bar.");
+  };
+  load(20);
+  EXPECT_TRUE(isBarShown());
+  load(2);
+  EXPECT_FALSE(isBarShown());
+}
+
 TEST_F(WindowTracks, BeginAtTheTopWhenTheyAreNew) {
   load(50);
   goTo(40);
