@@ -17,6 +17,7 @@ T.AbstractButton {
     opacity: enabled ? 1 : Theme.disabledOpacity
     hoverEnabled: true
     Accessible.name: name
+    Accessible.description: enabled ? "" : qsTr("Not available now")  // this Qt tells nobody that an item is off
     Accessible.onPressAction: if (enabled) clicked()
     // Where it goes off under the keyboard's hand, the one before it takes over.
     onEnabledChanged: if (!enabled && focus) nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason)

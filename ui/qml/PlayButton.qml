@@ -15,6 +15,7 @@ T.AbstractButton {
     opacity: enabled ? 1 : Theme.disabledOpacity
     hoverEnabled: true
     Accessible.name: name
+    Accessible.description: enabled ? "" : qsTr("Not available now")  // this Qt tells nobody that an item is off
     Accessible.onPressAction: if (enabled) clicked()
 
     background: Rectangle {

@@ -217,6 +217,13 @@ TEST_F(WindowAccessibility, TheTransportFollowsAssistiveTechnology) {
   EXPECT_FALSE(isPlaying());
 }
 
+TEST_F(WindowAccessibility, AButtonThatIsOffSaysSo) {
+  EXPECT_EQ(accessible("Play")->text(QAccessible::Description), "Not available now");
+  load(1);
+  EXPECT_EQ(accessible("Pause")->text(QAccessible::Description), "");
+  EXPECT_EQ(accessible("Next")->text(QAccessible::Description), "Not available now");
+}
+
 TEST_F(WindowAccessibility, AButtonThatIsOffIgnoresAssistiveTechnology) {
   load(1);
   const QSignalSpy clicks(item("Next"), SIGNAL(clicked()));
