@@ -92,20 +92,24 @@ def without_manager():
 
 
 def later():
-    """The server comes while the player plays: what is played next goes through it."""
+    """The server comes while the player plays. It gets the card, which was reserved, when the music has ended; and what is
+    played then goes through it."""
     desktop.kill_servers()
     name_of.cache_clear()
-    track("/tmp/first.wav", 48000, 2, 20)
-    track("/tmp/second.wav", 48000, 2, 1)
-    play = Play("/tmp/first.wav", "/tmp/second.wav", "--device", name_of("aloop"))
+    track("/tmp/first.wav", 48000, 2, 8)
+    play = Play("/tmp/first.wav", "--device", name_of("aloop"))
     play.said('"isPlaying","value":true')
     faults = ["there is a server"] if play.has_said(SHARED_PATH) else []
     desktop.start_servers()
-    for card in desktop.CARDS:
-        desktop.sink(card)
     with skipping():
-        faults += play.faults(completed=2)
+        faults += play.faults()
+    faults += label_faults(play, "CHECKING", "BIT-PERFECT", "READY")
+    if not play.has_said("Connected to PipeWire"):
+        faults.append("the player did not find the server")
+    for card in desktop.CARDS:
+        desktop.set_volume(card, "1.0")
     name_of.cache_clear()
-    if not play.has_said(SHARED_PATH):
-        faults.append("the second track did not go through the server")
-    return {"faults": faults, "remark": ", ".join(play.labels()), "story": play.lines}
+    more, again = to_loopback(44100, 3, 1)
+    if not again.has_said(SHARED_PATH):
+        faults.append("what was played then did not go through the server")
+    return {"faults": faults + more, "story": play.lines + again.lines}

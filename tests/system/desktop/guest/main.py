@@ -74,7 +74,7 @@ def tests():
     yield "A server that dies and comes back during a pause leaves nothing to be seen", losing.restarted_while_paused
     yield "A server that hangs is recovered from, or said to be missing", losing.frozen
     yield "A server without a session manager leaves the cards to be played to directly", losing.without_manager
-    yield "A server that comes late takes what is played next", losing.later
+    yield "A server that comes late gets the card, and what is played then", losing.later
 
 
 def main():
