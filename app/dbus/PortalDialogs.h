@@ -9,7 +9,7 @@ namespace tolvane {
 
 /// Whether a portal on this bus lets one choose files, and folders as well.
 [[nodiscard]] bool portalOpensFiles(const QDBusConnection& bus,
-                                    std::chrono::milliseconds limit = std::chrono::seconds(1));
+                                    std::chrono::milliseconds limit = std::chrono::seconds(3));
 
 /// Has Qt ask the portal of this session, unless other dialogs have been named. REQUIRES: no application object yet.
 void preferPortalDialogs();

@@ -7,6 +7,15 @@ Item {
     required property bool dropTargeted
     signal openFolderRequested()
     signal openFileRequested()
+    /// It has gone, and the keyboard was in it.
+    signal leftByKeyboard()
+
+    function holds(item: Item): bool {
+        for (let parent = item; parent !== null; parent = parent.parent)
+            if (parent === empty) return true;
+        return false;
+    }
+    onVisibleChanged: if (!visible && holds(Window.activeFocusItem)) leftByKeyboard()
 
     DashedOutline {
         anchors.fill: parent

@@ -10,6 +10,8 @@ T.AbstractButton {
     required property string name
     property int iconSize: 20
     property color tint: Theme.ink
+    /// Takes the keyboard over when this button goes off under its hand.
+    property Item heir: null
 
     implicitWidth: 40
     implicitHeight: 40
@@ -19,8 +21,7 @@ T.AbstractButton {
     Accessible.name: name
     Accessible.description: enabled ? "" : qsTr("Not available now")  // this Qt tells nobody that an item is off
     Accessible.onPressAction: if (enabled) clicked()
-    // Where it goes off under the keyboard's hand, the one before it takes over.
-    onEnabledChanged: if (!enabled && focus) nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason)
+    onEnabledChanged: if (!enabled && focus && heir !== null) heir.forceActiveFocus(Qt.BacktabFocusReason)
 
     background: Rectangle {
         radius: height / 2

@@ -69,7 +69,8 @@ Panel {
             }
             TransportControls {
                 id: transport
-                anchors.centerIn: parent
+                x: parent.width / 2 - centre
+                anchors.verticalCenter: parent.verticalCenter
                 nowPlaying: panel.nowPlaying
             }
         }

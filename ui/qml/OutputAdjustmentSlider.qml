@@ -58,7 +58,7 @@ AdjustmentArea {
             radius: 2.5
             color: Theme.wine
         }
-        FocusRing { shown: slider.activeFocus; innerRadius: parent.radius; distance: 3 }
+        FocusRing { shown: slider.visualFocus; innerRadius: parent.radius; distance: 3 }
     }
 
     HoverHandler { id: pointer }

@@ -93,11 +93,10 @@ Item {
         shape: Icon.Stop
         tint: toggle.tint
         name: qsTr("Stop and release output device")
-        visible: toggle.playing
-        onClicked: {
-            // It goes with the music; who works by keyboard goes on from its neighbour.
-            if (visualFocus) control.forceActiveFocus(Qt.BacktabFocusReason);
-            toggle.stopRequested();
-        }
+        // It goes with the music, by whatever the music ends; an item that only hides would keep the keyboard.
+        enabled: toggle.playing
+        visible: enabled
+        heir: control
+        onClicked: toggle.stopRequested()
     }
 }

@@ -40,6 +40,7 @@ Panel {
         }
 
         TrackList {
+            id: list
             Layout.fillWidth: true
             Layout.fillHeight: true
             visible: !panel.empty
@@ -57,6 +58,7 @@ Panel {
             dropTargeted: panel.dropTargeted
             onOpenFolderRequested: panel.openFolderRequested()
             onOpenFileRequested: panel.openFileRequested()
+            onLeftByKeyboard: Qt.callLater(list.takeKeyboard)
         }
     }
 

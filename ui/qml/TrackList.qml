@@ -30,11 +30,20 @@ Item {
         list.positionViewAtIndex(list.currentIndex, ListView.Center);
     }
 
-    // Who has gone to another row with the keyboard stays there, and a row that was only moved moves nothing else.
+    function takeKeyboard() { list.forceActiveFocus(Qt.TabFocusReason); }
+
+    function isInSight(row: int): bool {
+        const top = rowsTop + row * Theme.trackRowHeight;
+        return top + Theme.trackRowHeight > 0 && top < list.height;
+    }
+
+    // Who has scrolled away, drags a row, or has gone to another one with the keyboard is left there; and a row that was
+    // only moved moves nothing else.
     onPlayingRowChanged: {
         const played = tracks.playedRow;
         tracks.playedRow = playingRow;
-        if (playingRow >= 0 && playingRow !== played && list.currentIndex === played) showPlaying();
+        if (playingRow < 0 || playingRow === played || trackDrag.draggedRow >= 0) return;
+        if (isInSight(played) && (list.currentIndex === played || !list.activeFocus)) showPlaying();
     }
 
     ListView {

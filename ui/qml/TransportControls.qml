@@ -6,16 +6,21 @@ Row {
 
     required property NowPlayingModel nowPlaying
 
+    /// Where the middle of the play button stands.
+    readonly property real centre: play.x + play.width / 2
+
     spacing: 16
 
     IconButton {
         anchors.verticalCenter: parent.verticalCenter
         shape: Icon.Previous
         name: qsTr("Previous")
+        heir: play
         enabled: controls.nowPlaying.hasTrack
         onClicked: controls.nowPlaying.previous()
     }
     PlayButton {
+        id: play
         playing: controls.nowPlaying.playing
         enabled: controls.nowPlaying.hasTrack
         onClicked: controls.nowPlaying.togglePause()
@@ -24,6 +29,7 @@ Row {
         anchors.verticalCenter: parent.verticalCenter
         shape: Icon.Stop
         name: qsTr("Stop")
+        heir: play
         enabled: controls.nowPlaying.canStop
         onClicked: controls.nowPlaying.stop()
     }
@@ -31,6 +37,7 @@ Row {
         anchors.verticalCenter: parent.verticalCenter
         shape: Icon.Next
         name: qsTr("Next")
+        heir: play
         enabled: controls.nowPlaying.canPlayNext
         onClicked: controls.nowPlaying.next()
     }

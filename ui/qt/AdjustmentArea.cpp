@@ -80,6 +80,7 @@ void AdjustmentArea::endDrag() {
 }
 
 void AdjustmentArea::mousePressEvent(QMouseEvent* event) {
+  forceActiveFocus(Qt::MouseFocusReason);
   startX_ = event->position().x();
   dragTo(*event);
 }
@@ -109,6 +110,23 @@ void AdjustmentArea::keyPressEvent(QKeyEvent* event) {
   const double direction = directionOf(event->key());
   event->setAccepted(direction != 0);
   if (direction != 0) choose(slider_.adjusted(value_, direction, isShiftHeld(event->modifiers())));
+}
+
+void AdjustmentArea::setVisualFocus(bool isVisual) {
+  if (isVisual == hasVisualFocus_) return;
+  hasVisualFocus_ = isVisual;
+  emit visualFocusChanged();
+}
+
+void AdjustmentArea::focusInEvent(QFocusEvent* event) {
+  QQuickItem::focusInEvent(event);
+  // A window that becomes active again shows what it showed before.
+  if (event->reason() != Qt::ActiveWindowFocusReason) setVisualFocus(event->reason() != Qt::MouseFocusReason);
+}
+
+void AdjustmentArea::focusOutEvent(QFocusEvent* event) {
+  QQuickItem::focusOutEvent(event);
+  if (event->reason() != Qt::ActiveWindowFocusReason) setVisualFocus(false);
 }
 
 void AdjustmentArea::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) {

@@ -22,6 +22,8 @@ class AdjustmentArea : public QQuickItem {
   Q_PROPERTY(QString accessibilityLabel MEMBER accessibilityLabel_ NOTIFY textsChanged FINAL)
   Q_PROPERTY(QString helpText MEMBER helpText_ NOTIFY textsChanged FINAL)
   Q_PROPERTY(double thumbCentre READ thumbCentre NOTIFY thumbMoved FINAL)
+  /// It was reached by keyboard, and shows that. One that was pressed takes the keyboard, too, and shows nothing.
+  Q_PROPERTY(bool visualFocus READ hasVisualFocus NOTIFY visualFocusChanged FINAL)
   Q_PROPERTY(bool dragging READ isDragging NOTIFY draggingChanged FINAL)
 
  public:
@@ -42,6 +44,7 @@ class AdjustmentArea : public QQuickItem {
   [[nodiscard]] const QString& accessibilityLabel() const { return accessibilityLabel_; }
   [[nodiscard]] const QString& helpText() const { return helpText_; }
   [[nodiscard]] double thumbCentre() const { return slider_.thumbCentre(value_, width()); }
+  [[nodiscard]] bool hasVisualFocus() const { return hasVisualFocus_; }
   [[nodiscard]] bool isDragging() const { return slider_.drag.has_value(); }
 
   /// One step up (+1) or down (−1).
@@ -53,6 +56,7 @@ class AdjustmentArea : public QQuickItem {
   void rangeChanged();
   void textsChanged();
   void thumbMoved();
+  void visualFocusChanged();
   void draggingChanged();
   /// The listener asks for this value.
   void chosen(double value);
@@ -65,18 +69,22 @@ class AdjustmentArea : public QQuickItem {
   void mouseUngrabEvent() override;
   void wheelEvent(QWheelEvent* event) override;
   void keyPressEvent(QKeyEvent* event) override;
+  void focusInEvent(QFocusEvent* event) override;
+  void focusOutEvent(QFocusEvent* event) override;
   void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
 
  private:
   void choose(double value);
   void dragTo(const QMouseEvent& event);
   void endDrag();
+  void setVisualFocus(bool isVisual);
 
   OutputAdjustmentSlider slider_;
   QString accessibilityLabel_;
   QString helpText_;
   double value_ = 0;
   double startX_ = 0;
+  bool hasVisualFocus_ = false;
 };
 
 }  // namespace tolvane

@@ -50,6 +50,11 @@ void WaveformView::geometryChange(const QRectF& newGeometry, const QRectF& oldGe
   update();
 }
 
+void WaveformView::itemChange(ItemChange change, const ItemChangeData& data) {
+  if (change == ItemDevicePixelRatioHasChanged) update();
+  QQuickItem::itemChange(change, data);
+}
+
 QSGNode* WaveformView::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {
   const auto bars = this->bars();
   const WaveformPaint paint{bars,         height(),     1 / window()->effectiveDevicePixelRatio(),

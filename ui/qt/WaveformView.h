@@ -44,6 +44,7 @@ class WaveformView : public QQuickItem {
 
  protected:
   QSGNode* updatePaintNode(QSGNode* node, UpdatePaintNodeData* data) override;
+  void itemChange(ItemChange change, const ItemChangeData& data) override;
   void geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) override;
 
  private:

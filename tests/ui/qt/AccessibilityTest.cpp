@@ -152,17 +152,36 @@ TEST_F(WindowAccessibility, TheKeyboardStaysWhereTheMusicWasStopped) {
   EXPECT_EQ(window->activeFocusItem(), item("Exclusive Access"));
 }
 
-TEST_F(WindowAccessibility, TheKeyboardGoesToTheButtonBeforeOneThatGoesOff) {
+TEST_F(WindowAccessibility, TheKeyboardGoesToThePlayButtonFromOneThatGoesOff) {
   load(2);
   item("Next")->forceActiveFocus(Qt::TabFocusReason);
   key(Qt::Key_Space);
   EXPECT_EQ(currentIndex(), 1);
-  EXPECT_EQ(window->activeFocusItem(), item("Stop"));
+  EXPECT_EQ(window->activeFocusItem(), item("Pause"));
+  item("Stop")->forceActiveFocus(Qt::TabFocusReason);
   key(Qt::Key_Space);
   EXPECT_FALSE(isPlaying());
   EXPECT_EQ(window->activeFocusItem(), item("Play"));
   key(Qt::Key_Space);
   EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(WindowAccessibility, AButtonThatGoesWithTheMusicLeavesTheKeyboardToItsNeighbour) {
+  load(2);
+  runLoop.advance(std::chrono::seconds(2));
+  item("Stop and release output device")->forceActiveFocus(Qt::TabFocusReason);
+  session.togglePausePlayback();  // as a media key does
+  settle();
+  EXPECT_EQ(window->activeFocusItem(), item("Exclusive Access"));
+  EXPECT_NEAR(position(), 2, 0.1) << "still paused there";
+}
+
+TEST_F(WindowAccessibility, TheKeyboardGoesFromTheEmptyWindowsButtonsToTheTracksThatCome) {
+  item("Open a folder")->forceActiveFocus(Qt::TabFocusReason);
+  load(3);
+  EXPECT_TRUE(item("Tracks")->hasActiveFocus());
+  key(Qt::Key_Space);
+  EXPECT_FALSE(isPlaying());
 }
 
 TEST_F(WindowAccessibility, ControlWithTheArrowsSkips) {

@@ -57,6 +57,17 @@ TEST_F(WindowOutput, APressBesideTheThumbJumpsUnlessShiftIsHeld) {
   EXPECT_NEAR(volume(), 0.25, pixel("Volume"));
 }
 
+TEST_F(WindowOutput, ASliderThatWasPressedFollowsTheArrowsAndShowsNoRing) {
+  drag("Volume", 0.5, 0.5);
+  const double before = volume();
+  key(Qt::Key_Left);
+  EXPECT_NEAR(volume(), before - 0.01, 1e-9);
+  EXPECT_FALSE(item("Volume")->property("visualFocus").toBool());
+  item("Volume")->setFocus(false);
+  item("Volume")->forceActiveFocus(Qt::TabFocusReason);
+  EXPECT_TRUE(item("Volume")->property("visualFocus").toBool());
+}
+
 TEST_F(WindowOutput, BalanceFollowsTheThumbToBothSides) {
   drag("Balance", 0.5, 0);
   EXPECT_EQ(balance(), -1);

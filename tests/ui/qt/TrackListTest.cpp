@@ -170,12 +170,12 @@ TEST_F(WindowTracks, BringTheNextOneToTheKeyboardThatIsOnThePlayingOne) {
   settle();
   EXPECT_EQ(keyboardRow(), 20);
   EXPECT_TRUE(isInSight(20));
-  session.moveTrack(20, 2);
+  session.moveTrack(20, 21);
   settle();
-  EXPECT_EQ(keyboardRow(), 2);
-  content.playTrack(3, 0);
+  EXPECT_EQ(keyboardRow(), 21);
+  content.playTrack(22, 0);
   settle();
-  EXPECT_EQ(keyboardRow(), 3);
+  EXPECT_EQ(keyboardRow(), 22);
 }
 
 TEST_F(WindowTracks, LeaveTheKeyboardAloneThatHasGoneToAnotherOne) {
@@ -191,6 +191,22 @@ TEST_F(WindowTracks, LeaveTheKeyboardAloneThatHasGoneToAnotherOne) {
   settle();
   EXPECT_EQ(currentIndex(), 0);
   EXPECT_EQ(keyboardRow(), 1) << "still on the same track";
+}
+
+TEST_F(WindowTracks, StayWhereTheListenerHasScrolledTo) {
+  load(50);
+  list()->setProperty("contentY", 30 * trackRowHeight);
+  settle();
+  const double before = scrolled();
+  content.playTrack(1, 0);
+  settle();
+  EXPECT_EQ(scrolled(), before);
+  list()->setProperty("contentY", 0);
+  settle();
+  content.playTrack(4, 0);
+  settle();
+  EXPECT_EQ(keyboardRow(), 4) << "followed again where the playing one was in sight";
+  EXPECT_TRUE(isInSight(4));
 }
 
 TEST_F(WindowTracks, TakeTheKeyboardAlongWhenOneIsClicked) {
