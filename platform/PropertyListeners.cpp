@@ -1,7 +1,6 @@
 #include "platform/PropertyListeners.h"
 
 #include <utility>
-#include <vector>
 
 namespace tolvane {
 
@@ -18,6 +17,12 @@ OSStatus PropertyListeners::remove(AudioHardware::ListenerID id) {
   return entries_->erase(id) == 1 ? noErr : kAudio_ParamError;
 }
 
+std::optional<AudioObjectPropertyAddress> PropertyListeners::addressOf(AudioHardware::ListenerID id) const {
+  const auto found = entries_->find(id);
+  if (found == entries_->end()) return std::nullopt;
+  return found->second.address;
+}
+
 void PropertyListeners::deliver(AudioHardware::ListenerID id, const AudioObjectPropertyAddress& address) {
   const auto found = entries_->find(id);
   if (found == entries_->end()) return;
@@ -26,22 +31,14 @@ void PropertyListeners::deliver(AudioHardware::ListenerID id, const AudioObjectP
 }
 
 void PropertyListeners::notify(AudioObjectID object, const AudioObjectPropertyAddress& address) {
-  std::vector<AudioHardware::ListenerID> ids;
   for (const auto& [id, entry] : *entries_) {
-    if (entry.object == object && entry.address == address) ids.push_back(id);
+    if (entry.object != object || entry.address != address) continue;
+    runLoop_.post(
+        [alive = std::weak_ptr(entries_), id = id, address, listener = entry.listener, comesLate = deliversLate_] {
+          const auto entries = alive.lock();
+          if (entries && (comesLate || entries->contains(id))) (*listener)(address);
+        });
   }
-  if (ids.empty()) return;
-  runLoop_.post([weakEntries = std::weak_ptr(entries_), ids = std::move(ids), address] {
-    for (const AudioHardware::ListenerID id : ids) {
-      // Looked up anew each time: a listener may remove another one, or end the whole device layer.
-      const auto entries = weakEntries.lock();
-      if (!entries) return;
-      const auto found = entries->find(id);
-      if (found == entries->end()) continue;
-      const auto listener = found->second.listener;
-      (*listener)(address);
-    }
-  });
 }
 
 }  // namespace tolvane

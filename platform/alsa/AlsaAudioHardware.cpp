@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <set>
 #include <utility>
 
@@ -14,31 +13,77 @@ namespace {
 
 constexpr std::string_view category = "AudioHardware";
 
-constexpr std::array systemProperties{globalAddress(kAudioHardwarePropertyDevices),
-                                      globalAddress(kAudioHardwarePropertyDefaultOutputDevice)};
-constexpr std::array deviceProperties{globalAddress(kAudioObjectPropertyName),
-                                      globalAddress(kAudioDevicePropertyDeviceUID),
-                                      globalAddress(kAudioDevicePropertyTransportType),
-                                      globalAddress(kAudioDevicePropertyNominalSampleRate),
-                                      globalAddress(kAudioDevicePropertyAvailableNominalSampleRates),
-                                      globalAddress(kAudioDevicePropertyActualSampleRate),
-                                      globalAddress(kAudioDevicePropertyHogMode),
-                                      globalAddress(kAudioDevicePropertyDeviceIsAlive),
-                                      outputAddress(kAudioDevicePropertyStreams),
-                                      outputAddress(kAudioDevicePropertyStreamConfiguration),
-                                      globalAddress(kAudioDevicePropertyBufferFrameSize),
-                                      outputAddress(kAudioDevicePropertyVolumeDecibels)};
-constexpr std::array streamProperties{globalAddress(kAudioStreamPropertyIsActive),
-                                      globalAddress(kAudioStreamPropertyPhysicalFormat),
-                                      globalAddress(kAudioStreamPropertyVirtualFormat)};
+}  // namespace
 
-template <typename Value>
-std::expected<AudioPropertyValue, OSStatus> asProperty(std::expected<Value, OSStatus> value) {
-  if (!value) return std::unexpected(value.error());
-  return AudioPropertyValue(*std::move(value));
+AlsaAudioHardware::AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t)> makeRealtime,
+                                     DeviceReservation* reservation, const AlsaPaths& paths)
+    : TabledAudioHardware(runLoop),
+      runLoop_(runLoop),
+      log_(log),
+      makeRealtime_(std::move(makeRealtime)),
+      system_{
+          paths, runLoop, reservation,
+          [this](AudioObjectID object, FourCharCode selector) { listeners().notify(object, globalAddress(selector)); }},
+      watcher_(runLoop, log, paths.devices,
+               {.devicesMayHaveCome = [this] { refresh(); },
+                .cardHasGone = [this](int card) { removeDevicesOf(card); },
+                .usageMayHaveChanged = [this](int card, unsigned device) { usageChanged(card, device); }}) {
+  silenceAlsaLibrary();
+  if (reservation != nullptr) {
+    reservation->setHandlers({.ownerMayHaveChanged = [this](int card) { reservationChanged(card); },
+                              .mustYield = [this](int card) { yield(card); }});
+  }
+  refresh();
 }
 
-std::expected<AudioPropertyValue, OSStatus> deviceProperty(AlsaDevice& device, FourCharCode selector) {
+AlsaAudioHardware::~AlsaAudioHardware() {
+  if (system_.reservation != nullptr) system_.reservation->setHandlers({});
+}
+
+// Objects and properties.
+
+std::shared_ptr<AlsaDevice> AlsaAudioHardware::deviceOf(AudioObjectID deviceOrStream) const {
+  for (const auto& device : devices_) {
+    if (device->id() == deviceOrStream || device->streamId() == deviceOrStream) return device;
+  }
+  return nullptr;
+}
+
+std::optional<AlsaAudioHardware::Kind> AlsaAudioHardware::kindOf(AudioObjectID object) const {
+  if (object == kAudioObjectSystemObject) return Kind::system;
+  const auto device = deviceOf(object);
+  if (!device) return std::nullopt;
+  return device->id() == object ? Kind::device : Kind::stream;
+}
+
+bool AlsaAudioHardware::lacks(AudioObjectID object, FourCharCode selector) const {
+  if (selector == kAudioDevicePropertyProcessingIsActive) return true;  // nothing stands between a unit and its PCM
+  return selector == kAudioDevicePropertyVolumeDecibels && !deviceOf(object)->volumeDecibels();
+}
+
+std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::value(Kind kind, AudioObjectID object,
+                                                                     FourCharCode selector) const {
+  if (kind == Kind::system) return systemProperty(selector);
+  const auto device = deviceOf(object);
+  return kind == Kind::device ? deviceProperty(*device, selector) : streamProperty(*device, selector);
+}
+
+AudioPropertyValue AlsaAudioHardware::systemProperty(FourCharCode selector) const {
+  if (selector == kAudioHardwarePropertyDefaultOutputDevice) return defaultDeviceId();
+  std::vector<std::uint32_t> ids;
+  for (const auto& device : devices_) ids.push_back(device->id());
+  return ids;
+}
+
+AudioObjectID AlsaAudioHardware::defaultDeviceId() const {
+  std::vector<AlsaDeviceInfo> infos;
+  for (const auto& device : devices_) infos.push_back(device->info());
+  const AlsaDeviceInfo* chosen = defaultDevice(infos);
+  return chosen == nullptr ? kAudioObjectUnknown : devices_[static_cast<std::size_t>(chosen - infos.data())]->id();
+}
+
+std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::deviceProperty(AlsaDevice& device,
+                                                                              FourCharCode selector) {
   using Numbers = std::vector<std::uint32_t>;
   switch (selector) {
     case kAudioObjectPropertyName:
@@ -71,7 +116,8 @@ std::expected<AudioPropertyValue, OSStatus> deviceProperty(AlsaDevice& device, F
   }
 }
 
-std::expected<AudioPropertyValue, OSStatus> streamProperty(AlsaDevice& device, FourCharCode selector) {
+std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::streamProperty(AlsaDevice& device,
+                                                                              FourCharCode selector) {
   switch (selector) {
     case kAudioStreamPropertyIsActive:
       return device.isStreamActive() ? std::uint32_t{1} : std::uint32_t{0};
@@ -84,119 +130,11 @@ std::expected<AudioPropertyValue, OSStatus> streamProperty(AlsaDevice& device, F
   }
 }
 
-bool isSettable(FourCharCode selector) {
-  return selector == kAudioDevicePropertyNominalSampleRate || selector == kAudioDevicePropertyHogMode;
+OSStatus AlsaAudioHardware::setNominalRate(AudioObjectID device, double hertz) {
+  return deviceOf(device)->setNominalRate(hertz);
 }
 
-}  // namespace
-
-AlsaAudioHardware::AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t)> makeRealtime,
-                                     DeviceReservation* reservation, const AlsaPaths& paths)
-    : runLoop_(runLoop),
-      log_(log),
-      makeRealtime_(std::move(makeRealtime)),
-      listeners_(runLoop),
-      system_{
-          paths, runLoop, reservation,
-          [this](AudioObjectID object, FourCharCode selector) { listeners_.notify(object, globalAddress(selector)); }},
-      watcher_(runLoop, log, paths.devices,
-               {.devicesMayHaveCome = [this] { refresh(); },
-                .cardHasGone = [this](int card) { removeDevicesOf(card); },
-                .usageMayHaveChanged = [this](int card, unsigned device) { usageChanged(card, device); }}) {
-  silenceAlsaLibrary();
-  if (reservation != nullptr) {
-    reservation->setHandlers({.ownerMayHaveChanged = [this](int card) { reservationChanged(card); },
-                              .mustYield = [this](int card) { yield(card); }});
-  }
-  refresh();
-}
-
-AlsaAudioHardware::~AlsaAudioHardware() {
-  if (system_.reservation != nullptr) system_.reservation->setHandlers({});
-}
-
-// Objects and properties.
-
-std::shared_ptr<AlsaDevice> AlsaAudioHardware::deviceOf(AudioObjectID deviceOrStream) const {
-  for (const auto& device : devices_) {
-    if (device->id() == deviceOrStream || device->streamId() == deviceOrStream) return device;
-  }
-  return nullptr;
-}
-
-OSStatus AlsaAudioHardware::addressStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  const auto status = [&address](const auto& properties) {
-    return std::ranges::find(properties, address) != properties.end() ? noErr : kAudioHardwareUnknownPropertyError;
-  };
-  if (object == kAudioObjectSystemObject) return status(systemProperties);
-  const auto device = deviceOf(object);
-  if (!device) return kAudioHardwareBadObjectError;
-  if (address == outputAddress(kAudioDevicePropertyVolumeDecibels) && !device->volumeDecibels()) {
-    return kAudioHardwareUnknownPropertyError;
-  }
-  return device->id() == object ? status(deviceProperties) : status(streamProperties);
-}
-
-bool AlsaAudioHardware::hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  return addressStatus(object, address) == noErr;
-}
-
-std::expected<std::uint32_t, OSStatus> AlsaAudioHardware::propertyDataSize(
-    AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  const auto value = propertyData(object, address);
-  if (!value) return std::unexpected(value.error());
-  return audioPropertyValueSize(*value);
-}
-
-std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::propertyData(
-    AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
-  if (object == kAudioObjectSystemObject) return systemProperty(address.mSelector);
-  const auto device = deviceOf(object);
-  return device->id() == object ? deviceProperty(*device, address.mSelector)
-                                : streamProperty(*device, address.mSelector);
-}
-
-std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::systemProperty(FourCharCode selector) const {
-  if (selector == kAudioHardwarePropertyDefaultOutputDevice) return defaultDeviceId();
-  std::vector<std::uint32_t> ids;
-  for (const auto& device : devices_) ids.push_back(device->id());
-  return ids;
-}
-
-AudioObjectID AlsaAudioHardware::defaultDeviceId() const {
-  std::vector<AlsaDeviceInfo> infos;
-  for (const auto& device : devices_) infos.push_back(device->info());
-  const AlsaDeviceInfo* chosen = defaultDevice(infos);
-  return chosen == nullptr ? kAudioObjectUnknown : devices_[static_cast<std::size_t>(chosen - infos.data())]->id();
-}
-
-OSStatus AlsaAudioHardware::setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
-                                            const AudioPropertyValue& value) {
-  if (const OSStatus status = addressStatus(object, address); status != noErr) return status;
-  if (!isSettable(address.mSelector)) return kAudioHardwareIllegalOperationError;
-  const auto device = deviceOf(object);
-  if (address.mSelector == kAudioDevicePropertyHogMode) {
-    // Whatever number is written: a write toggles.
-    return std::holds_alternative<std::int32_t>(value) ? device->toggleHog() : kAudioHardwareBadPropertySizeError;
-  }
-  const auto* rate = std::get_if<double>(&value);
-  return rate != nullptr ? device->setNominalRate(*rate) : kAudioHardwareBadPropertySizeError;
-}
-
-std::expected<bool, OSStatus> AlsaAudioHardware::isPropertySettable(AudioObjectID object,
-                                                                    const AudioObjectPropertyAddress& address) const {
-  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
-  return isSettable(address.mSelector);
-}
-
-std::expected<AudioHardware::ListenerID, OSStatus> AlsaAudioHardware::addPropertyListener(
-    AudioObjectID object, const AudioObjectPropertyAddress& address, Listener listener) {
-  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
-  return listeners_.add(object, address, std::move(listener));
-}
-
-OSStatus AlsaAudioHardware::removePropertyListener(ListenerID listener) { return listeners_.remove(listener); }
+OSStatus AlsaAudioHardware::toggleHog(AudioObjectID device) { return deviceOf(device)->toggleHog(); }
 
 // Units.
 
@@ -213,7 +151,7 @@ std::shared_ptr<AlsaDevice> AlsaAudioHardware::deviceWithId(AudioObjectID id) {
 void AlsaAudioHardware::deviceFailed(AudioObjectID id) {
   // One that has been seen to go has been announced already; one that is still there has to be looked at again.
   if (!deviceWithId(id)) return;
-  listeners_.notify(id, globalAddress(kAudioDevicePropertyDeviceIsAlive));
+  listeners().notify(id, globalAddress(kAudioDevicePropertyDeviceIsAlive));
   watcher_.lookSoon();
 }
 
@@ -254,7 +192,7 @@ void AlsaAudioHardware::refresh() {
   for (const auto& device : before) {
     if (std::ranges::find(devices_, device) != devices_.end()) continue;
     device->markGone();
-    listeners_.notify(device->id(), globalAddress(kAudioDevicePropertyDeviceIsAlive));
+    listeners().notify(device->id(), globalAddress(kAudioDevicePropertyDeviceIsAlive));
     log_.write(LogLevel::info, category, fmt::format("{} has gone", device->info().name));
     changed = true;
   }
@@ -271,7 +209,7 @@ void AlsaAudioHardware::removeDevicesOf(int card) {
   if (gone.empty()) return;
   for (const auto& device : gone) {
     device->markGone();
-    listeners_.notify(device->id(), globalAddress(kAudioDevicePropertyDeviceIsAlive));
+    listeners().notify(device->id(), globalAddress(kAudioDevicePropertyDeviceIsAlive));
     log_.write(LogLevel::info, category, fmt::format("{} has gone", device->info().name));
   }
   devices_.erase(gone.begin(), gone.end());
@@ -279,9 +217,9 @@ void AlsaAudioHardware::removeDevicesOf(int card) {
 }
 
 void AlsaAudioHardware::announceListChange(AudioObjectID defaultBefore) {
-  listeners_.notify(kAudioObjectSystemObject, globalAddress(kAudioHardwarePropertyDevices));
+  listeners().notify(kAudioObjectSystemObject, globalAddress(kAudioHardwarePropertyDevices));
   if (defaultDeviceId() == defaultBefore) return;
-  listeners_.notify(kAudioObjectSystemObject, globalAddress(kAudioHardwarePropertyDefaultOutputDevice));
+  listeners().notify(kAudioObjectSystemObject, globalAddress(kAudioHardwarePropertyDefaultOutputDevice));
 }
 
 void AlsaAudioHardware::watchCards() {

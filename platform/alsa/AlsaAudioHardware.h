@@ -10,10 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/AudioHardware.h"
 #include "platform/Log.h"
-#include "platform/PropertyListeners.h"
 #include "platform/RunLoop.h"
+#include "platform/TabledAudioHardware.h"
 #include "platform/alsa/AlsaDevice.h"
 #include "platform/alsa/AlsaDeviceList.h"
 #include "platform/alsa/AlsaOutputUnit.h"
@@ -21,7 +20,7 @@
 
 namespace tolvane {
 
-class AlsaAudioHardware : public AudioHardware, private AudioOutputComponent, private AlsaOutputUnit::Host {
+class AlsaAudioHardware : public TabledAudioHardware, private AudioOutputComponent, private AlsaOutputUnit::Host {
  public:
   /// `makeRealtime` is called on each render thread at its start with the thread's id; it may be empty. `reservation`
   /// may be null: there is no session, and the kernel's exclusivity serves alone. Run loop, log and reservation outlive
@@ -30,19 +29,6 @@ class AlsaAudioHardware : public AudioHardware, private AudioOutputComponent, pr
                     DeviceReservation* reservation = nullptr, const AlsaPaths& paths = {});
   ~AlsaAudioHardware() override;
 
-  bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
-  std::expected<std::uint32_t, OSStatus> propertyDataSize(AudioObjectID object,
-                                                          const AudioObjectPropertyAddress& address) const override;
-  std::expected<AudioPropertyValue, OSStatus> propertyData(AudioObjectID object,
-                                                           const AudioObjectPropertyAddress& address) const override;
-  OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
-                           const AudioPropertyValue& value) override;
-  std::expected<bool, OSStatus> isPropertySettable(AudioObjectID object,
-                                                   const AudioObjectPropertyAddress& address) const override;
-  std::expected<ListenerID, OSStatus> addPropertyListener(AudioObjectID object,
-                                                          const AudioObjectPropertyAddress& address,
-                                                          Listener listener) override;
-  OSStatus removePropertyListener(ListenerID listener) override;
   AudioOutputComponent* outputComponent() override { return this; }
 
  private:
@@ -51,6 +37,13 @@ class AlsaAudioHardware : public AudioHardware, private AudioOutputComponent, pr
     AudioObjectID stream = kAudioObjectUnknown;
   };
 
+  // TabledAudioHardware
+  std::optional<Kind> kindOf(AudioObjectID object) const override;
+  bool lacks(AudioObjectID object, FourCharCode selector) const override;
+  std::expected<AudioPropertyValue, OSStatus> value(Kind kind, AudioObjectID object,
+                                                    FourCharCode selector) const override;
+  OSStatus setNominalRate(AudioObjectID device, double hertz) override;
+  OSStatus toggleHog(AudioObjectID device) override;
   // AudioOutputComponent
   std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> newInstance() override;
   // AlsaOutputUnit::Host
@@ -60,9 +53,12 @@ class AlsaAudioHardware : public AudioHardware, private AudioOutputComponent, pr
   Log& log() override { return log_; }
   const std::function<bool(pid_t)>& makeRealtime() override { return makeRealtime_; }
 
-  [[nodiscard]] OSStatus addressStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
   [[nodiscard]] std::shared_ptr<AlsaDevice> deviceOf(AudioObjectID deviceOrStream) const;
-  [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> systemProperty(FourCharCode selector) const;
+  [[nodiscard]] AudioPropertyValue systemProperty(FourCharCode selector) const;
+  [[nodiscard]] static std::expected<AudioPropertyValue, OSStatus> deviceProperty(AlsaDevice& device,
+                                                                                  FourCharCode selector);
+  [[nodiscard]] static std::expected<AudioPropertyValue, OSStatus> streamProperty(AlsaDevice& device,
+                                                                                  FourCharCode selector);
   [[nodiscard]] AudioObjectID defaultDeviceId() const;
   void refresh();
   void removeDevicesOf(int card);
@@ -76,7 +72,6 @@ class AlsaAudioHardware : public AudioHardware, private AudioOutputComponent, pr
   RunLoop& runLoop_;
   Log& log_;
   const std::function<bool(pid_t)> makeRealtime_;
-  PropertyListeners listeners_;
   const AlsaDevice::System system_;
   std::map<std::string, Ids> ids_;  ///< by uid, also of what has been plugged out
   AudioObjectID nextId_ = kAudioObjectSystemObject + 1;

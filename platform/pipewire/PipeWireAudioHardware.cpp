@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 #include "platform/PropertyReading.h"
@@ -22,37 +21,14 @@ constexpr auto newcomerWait = 2000ms;
 
 constexpr auto devicesAddress = globalAddress(kAudioHardwarePropertyDevices);
 constexpr auto defaultAddress = globalAddress(kAudioHardwarePropertyDefaultOutputDevice);
-constexpr auto hogAddress = globalAddress(kAudioDevicePropertyHogMode);
-constexpr auto volumeAddress = outputAddress(kAudioDevicePropertyVolumeDecibels);
-
-constexpr std::array deviceProperties{globalAddress(kAudioObjectPropertyName),
-                                      globalAddress(kAudioDevicePropertyDeviceUID),
-                                      globalAddress(kAudioDevicePropertyTransportType),
-                                      globalAddress(kAudioDevicePropertyNominalSampleRate),
-                                      globalAddress(kAudioDevicePropertyAvailableNominalSampleRates),
-                                      globalAddress(kAudioDevicePropertyActualSampleRate),
-                                      hogAddress,
-                                      globalAddress(kAudioDevicePropertyDeviceIsAlive),
-                                      globalAddress(kAudioDevicePropertyProcessingIsActive),
-                                      outputAddress(kAudioDevicePropertyStreams),
-                                      outputAddress(kAudioDevicePropertyStreamConfiguration),
-                                      globalAddress(kAudioDevicePropertyBufferFrameSize),
-                                      volumeAddress};
-constexpr std::array streamProperties{globalAddress(kAudioStreamPropertyIsActive),
-                                      globalAddress(kAudioStreamPropertyPhysicalFormat),
-                                      globalAddress(kAudioStreamPropertyVirtualFormat)};
-
-bool isSettable(FourCharCode selector) {
-  return selector == kAudioDevicePropertyNominalSampleRate || selector == kAudioDevicePropertyHogMode;
-}
 
 }  // namespace
 
 PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct)
-    : runLoop_(runLoop),
+    : TabledAudioHardware(runLoop),
+      runLoop_(runLoop),
       log_(log),
       direct_(direct),
-      listeners_(runLoop),
       connection_(runLoop, log, {.changed = [this] { refresh(); }, .lost = [this] { serverLost(); }}) {
   for (const auto& address : {devicesAddress, defaultAddress}) {
     if (const auto listener =
@@ -94,68 +70,37 @@ const PipeWireSink* PipeWireAudioHardware::sinkOf(const Device& device) const {
   return found == sinks.end() ? nullptr : &found->second;
 }
 
-OSStatus PipeWireAudioHardware::addressStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  const auto status = [&address](const auto& properties) {
-    return std::ranges::find(properties, address) != properties.end() ? noErr : kAudioHardwareUnknownPropertyError;
-  };
-  if (object == kAudioObjectSystemObject) return status(std::array{devicesAddress, defaultAddress});
+std::optional<PipeWireAudioHardware::Kind> PipeWireAudioHardware::kindOf(AudioObjectID object) const {
+  if (object == kAudioObjectSystemObject) return Kind::system;
   const Device* device = deviceOf(object);
-  if (device == nullptr) return kAudioHardwareBadObjectError;
-  if (device->stream == object) return status(streamProperties);
-  // Without a card of one's own nothing can be owned, and no hardware is known that could have a volume.
-  if ((address == hogAddress || address == volumeAddress) && !direct_.hasProperty(device->direct, address))
-    return kAudioHardwareUnknownPropertyError;
-  return status(deviceProperties);
+  if (device == nullptr) return std::nullopt;
+  return device->id == object ? Kind::device : Kind::stream;
 }
 
-bool PipeWireAudioHardware::hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  return addressStatus(object, address) == noErr;
+/// Without a card of one's own nothing can be owned, and no hardware is known that could have a volume.
+bool PipeWireAudioHardware::lacks(AudioObjectID object, FourCharCode selector) const {
+  if (selector == kAudioDevicePropertyHogMode)
+    return !direct_.hasProperty(deviceOf(object)->direct, globalAddress(selector));
+  if (selector == kAudioDevicePropertyVolumeDecibels)
+    return !direct_.hasProperty(deviceOf(object)->direct, outputAddress(selector));
+  return false;
 }
 
-std::expected<std::uint32_t, OSStatus> PipeWireAudioHardware::propertyDataSize(
-    AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  const auto value = propertyData(object, address);
-  if (!value) return std::unexpected(value.error());
-  return audioPropertyValueSize(*value);
-}
-
-std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::propertyData(
-    AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
-  if (address == defaultAddress) return defaultDevice();
-  if (object == kAudioObjectSystemObject) {
-    std::vector<std::uint32_t> ids;
-    for (const Device* device : listed_) ids.push_back(device->id);
-    return ids;
-  }
-  const Device& device = *deviceOf(object);
-  return device.id == object ? deviceProperty(device, address.mSelector) : streamProperty(device, address.mSelector);
-}
-
-OSStatus PipeWireAudioHardware::setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
-                                                const AudioPropertyValue& value) {
-  if (const OSStatus status = addressStatus(object, address); status != noErr) return status;
-  if (!isSettable(address.mSelector)) return kAudioHardwareIllegalOperationError;
-  Device& device = *deviceOf(object);
-  if (address == hogAddress) {
-    // Whatever number is written: a write toggles.
-    return std::holds_alternative<std::int32_t>(value) ? toggleHog(device) : kAudioHardwareBadPropertySizeError;
-  }
-  const auto* rate = std::get_if<double>(&value);
-  return rate != nullptr ? setNominalRate(device, *rate) : kAudioHardwareBadPropertySizeError;
-}
-
-std::expected<bool, OSStatus> PipeWireAudioHardware::isPropertySettable(
-    AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
-  return isSettable(address.mSelector);
+std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::value(Kind kind, AudioObjectID object,
+                                                                         FourCharCode selector) const {
+  if (kind == Kind::device) return deviceProperty(*deviceOf(object), selector);
+  if (kind == Kind::stream) return streamProperty(*deviceOf(object), selector);
+  if (selector == kAudioHardwarePropertyDefaultOutputDevice) return defaultDevice();
+  std::vector<std::uint32_t> ids;
+  for (const Device* device : listed_) ids.push_back(device->id);
+  return ids;
 }
 
 std::expected<AudioHardware::ListenerID, OSStatus> PipeWireAudioHardware::addPropertyListener(
     AudioObjectID object, const AudioObjectPropertyAddress& address, Listener listener) {
-  if (const OSStatus status = addressStatus(object, address); status != noErr) return std::unexpected(status);
-  const ListenerID id = listeners_.add(object, address, std::move(listener));
-  if (const Device* device = deviceOf(object)) listenDirectly(id, *device, object == device->stream, address);
+  const auto id = TabledAudioHardware::addPropertyListener(object, address, std::move(listener));
+  if (const Device* device = deviceOf(object); id && device != nullptr)
+    listenDirectly(*id, *device, object == device->stream, address);
   return id;
 }
 
@@ -164,7 +109,7 @@ OSStatus PipeWireAudioHardware::removePropertyListener(ListenerID listener) {
     direct_.removePropertyListener(found->second);
     directListeners_.erase(found);
   }
-  return listeners_.remove(listener);
+  return TabledAudioHardware::removePropertyListener(listener);
 }
 
 /// The server's choice, but for a device whose sink is only away for a while: the server has chosen another one then.
@@ -273,12 +218,12 @@ void PipeWireAudioHardware::listDevices(const std::vector<MergedDevice>& merged)
     if (device->isListed) continue;
     if (device->unit != nullptr) device->unit->markLost(kAudioHardwareBadDeviceError);
     device->sink.reset();
-    listeners_.notify(device->id, globalAddress(kAudioDevicePropertyDeviceIsAlive));
+    listeners().notify(device->id, globalAddress(kAudioDevicePropertyDeviceIsAlive));
     log_.write(LogLevel::info, category, fmt::format("{} has gone", device->name));
   }
-  if (before != listed_) listeners_.notify(kAudioObjectSystemObject, devicesAddress);
+  if (before != listed_) listeners().notify(kAudioObjectSystemObject, devicesAddress);
   const AudioObjectID chosen = defaultDevice();
-  if (std::exchange(toldDefault_, chosen) != chosen) listeners_.notify(kAudioObjectSystemObject, defaultAddress);
+  if (std::exchange(toldDefault_, chosen) != chosen) listeners().notify(kAudioObjectSystemObject, defaultAddress);
 }
 
 PipeWireDevice& PipeWireAudioHardware::deviceNamed(const MergedDevice& merged) {

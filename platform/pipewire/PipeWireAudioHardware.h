@@ -8,31 +8,23 @@
 #include <string>
 #include <vector>
 
-#include "platform/AudioHardware.h"
 #include "platform/Log.h"
-#include "platform/PropertyListeners.h"
 #include "platform/RunLoop.h"
+#include "platform/TabledAudioHardware.h"
 #include "platform/pipewire/PipeWireConnection.h"
 #include "platform/pipewire/PipeWireDevice.h"
 #include "platform/pipewire/PipeWireOutputUnit.h"
 
 namespace tolvane {
 
-class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent, private PipeWireOutputUnit::Host {
+class PipeWireAudioHardware : public TabledAudioHardware,
+                              private AudioOutputComponent,
+                              private PipeWireOutputUnit::Host {
  public:
   /// All three outlive the hardware. `direct` has the machine's own devices, and takes hog mode of them.
   PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct);
   ~PipeWireAudioHardware() override;
 
-  bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
-  std::expected<std::uint32_t, OSStatus> propertyDataSize(AudioObjectID object,
-                                                          const AudioObjectPropertyAddress& address) const override;
-  std::expected<AudioPropertyValue, OSStatus> propertyData(AudioObjectID object,
-                                                           const AudioObjectPropertyAddress& address) const override;
-  OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
-                           const AudioPropertyValue& value) override;
-  std::expected<bool, OSStatus> isPropertySettable(AudioObjectID object,
-                                                   const AudioObjectPropertyAddress& address) const override;
   std::expected<ListenerID, OSStatus> addPropertyListener(AudioObjectID object,
                                                           const AudioObjectPropertyAddress& address,
                                                           Listener listener) override;
@@ -42,6 +34,15 @@ class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent
  private:
   using Device = PipeWireDevice;
 
+  // TabledAudioHardware
+  std::optional<Kind> kindOf(AudioObjectID object) const override;
+  bool lacks(AudioObjectID object, FourCharCode selector) const override;
+  std::expected<AudioPropertyValue, OSStatus> value(Kind kind, AudioObjectID object,
+                                                    FourCharCode selector) const override;
+  OSStatus setNominalRate(AudioObjectID device, double hertz) override {
+    return setNominalRate(*deviceOf(device), hertz);
+  }
+  OSStatus toggleHog(AudioObjectID device) override { return toggleHog(*deviceOf(device)); }
   // AudioOutputComponent (PipeWireUnits.cpp)
   std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> newInstance() override;
   // PipeWireOutputUnit::Host (PipeWireUnits.cpp)
@@ -59,7 +60,6 @@ class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent
   [[nodiscard]] const Device* deviceOf(AudioObjectID deviceOrStream) const;
   [[nodiscard]] Device* deviceOf(AudioObjectID deviceOrStream);
   [[nodiscard]] const PipeWireSink* sinkOf(const Device& device) const;
-  [[nodiscard]] OSStatus addressStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
   [[nodiscard]] AudioObjectID defaultDevice() const;
 
   // Properties (PipeWireProperties.cpp).
@@ -112,7 +112,6 @@ class PipeWireAudioHardware : public AudioHardware, private AudioOutputComponent
   RunLoop& runLoop_;
   Log& log_;
   AudioHardware& direct_;
-  PropertyListeners listeners_;
   std::map<std::string, std::unique_ptr<Device>> devices_;  ///< by uid, also of what has gone
   std::vector<Device*> listed_;
   AudioObjectID nextId_ = kAudioObjectSystemObject + 1;

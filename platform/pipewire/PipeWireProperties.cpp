@@ -18,12 +18,6 @@ constexpr std::uint32_t usualQuantum = 1024;
 /// The widest integer that passes through the server's mix of 32-bit floats.
 constexpr std::uint8_t bitsOfTheMix = 24;
 
-template <typename Value>
-std::expected<AudioPropertyValue, OSStatus> asProperty(std::expected<Value, OSStatus> value) {
-  if (!value) return std::unexpected(value.error());
-  return AudioPropertyValue(*std::move(value));
-}
-
 /// Whether the process is the server's daemon. It says its number to nobody, and a socket of the session's service
 /// manager hides it: the kernel's name of it is what remains.
 bool isServer(std::int32_t process) {

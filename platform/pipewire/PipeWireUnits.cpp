@@ -81,7 +81,7 @@ void PipeWireAudioHardware::movedToCard(AudioObjectID id, std::optional<double> 
     if (status != noErr)
       log_.write(LogLevel::standard, category, fmt::format("{} does not take {} Hz: {}", device->name, *rate, status));
   }
-  listeners_.notify(id, globalAddress(kAudioDevicePropertyBufferFrameSize));
+  listeners().notify(id, globalAddress(kAudioDevicePropertyBufferFrameSize));
 }
 
 void PipeWireAudioHardware::unitChanged(AudioObjectID id) {
@@ -116,7 +116,7 @@ void PipeWireAudioHardware::listenDirectly(ListenerID listener, const Device& de
                                   [this, uid = device.uid, listener](const AudioObjectPropertyAddress& changed) {
                                     const Device& known = *devices_.at(uid);
                                     if (known.isListed && isReachedDirectly(known))
-                                      listeners_.deliver(listener, changed);
+                                      listeners().deliver(listener, changed);
                                   });
   if (added) directListeners_.emplace(listener, *added);
 }
@@ -131,7 +131,7 @@ void PipeWireAudioHardware::publishAlteration(Device& device) {
                reason.empty() ? fmt::format("{}: nothing alters the samples now", device.name)
                               : fmt::format("{}: samples are altered: {}", device.name, reason));
   device.toldAlteration.tell(reason);
-  listeners_.notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
+  listeners().notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
 }
 
 /// Tells the listeners what has become of the device, when it is not what they were told.
@@ -148,12 +148,12 @@ void PipeWireAudioHardware::publish(Device& device) {
   if (isShared) {
     const double rate = sharedNominalRate(device);
     if (device.toldRate && *device.toldRate != rate)
-      listeners_.notify(device.id, globalAddress(kAudioDevicePropertyNominalSampleRate));
+      listeners().notify(device.id, globalAddress(kAudioDevicePropertyNominalSampleRate));
     device.toldRate = rate;
   }
   if (device.direct != kAudioObjectUnknown) {
     const std::int32_t owner = hogOwner(device);
-    if (device.toldOwner && *device.toldOwner != owner) listeners_.notify(device.id, hogAddress);
+    if (device.toldOwner && *device.toldOwner != owner) listeners().notify(device.id, hogAddress);
     device.toldOwner = owner;
   }
 }

@@ -1,5 +1,4 @@
 #include "platform/simulated/SimulatedAudioHardware.h"
-#include "platform/FourCharText.h"
 
 #include <unistd.h>
 
@@ -9,14 +8,11 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/FourCharText.h"
 #include "platform/simulated/SimulatedOutputUnit.h"
 
 namespace tolvane {
 namespace {
-
-constexpr AudioObjectPropertyAddress system(FourCharCode selector) {
-  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
-}
 
 OSStatus takeFault(std::map<FourCharCode, PropertyFault>& faults, FourCharCode selector) {
   if (faults.empty()) return noErr;
@@ -68,10 +64,7 @@ class SimulatedAudioHardware::Component final : public AudioOutputComponent {
 };
 
 SimulatedAudioHardware::SimulatedAudioHardware(ManualRunLoop& runLoop)
-    : runLoop_(runLoop),
-      listenersAlive_(std::make_shared<Listeners>()),
-      listeners_(*listenersAlive_),
-      component_(std::make_unique<Component>(*this)) {}
+    : TabledAudioHardware(runLoop), runLoop_(runLoop), component_(std::make_unique<Component>(*this)) {}
 
 SimulatedAudioHardware::~SimulatedAudioHardware() = default;
 
@@ -81,7 +74,8 @@ AudioObjectID SimulatedAudioHardware::addDevice(SimulatedDeviceConfig config) {
   const AudioObjectID id = ++lastObjectID_;
   const bool hasOutput = !config.isInputOnly;
   SimulatedDevice::Surroundings surroundings{
-      runLoop_, [this](AudioObjectID object, const AudioObjectPropertyAddress& address) { notify(object, address); },
+      runLoop_,
+      [this](AudioObjectID object, const AudioObjectPropertyAddress& address) { listeners().notify(object, address); },
       [this] { return ++lastObjectID_; }};
   devices_.push_back(std::make_unique<SimulatedDevice>(id, std::move(config), std::move(surroundings)));
   deviceListHasChanged();
@@ -110,7 +104,7 @@ void SimulatedAudioHardware::replug(AudioObjectID id) {
 
 void SimulatedAudioHardware::setDefaultDevice(AudioObjectID id) {
   if (std::exchange(defaultDevice_, id) != id) {
-    notify(kAudioObjectSystemObject, system(kAudioHardwarePropertyDefaultOutputDevice));
+    listeners().notify(kAudioObjectSystemObject, globalAddress(kAudioHardwarePropertyDefaultOutputDevice));
   }
 }
 
@@ -138,7 +132,7 @@ std::size_t SimulatedAudioHardware::hogCount() const {
 }
 
 void SimulatedAudioHardware::deviceListHasChanged() {
-  notify(kAudioObjectSystemObject, system(kAudioHardwarePropertyDevices));
+  listeners().notify(kAudioObjectSystemObject, globalAddress(kAudioHardwarePropertyDevices));
 }
 
 // Objects.
@@ -158,26 +152,32 @@ SimulatedDevice* SimulatedAudioHardware::deviceOf(AudioObjectID object) const {
   return nullptr;
 }
 
-OSStatus SimulatedAudioHardware::check(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  if (object == kAudioObjectSystemObject) {
-    const bool isKnown = address == system(kAudioHardwarePropertyDevices) ||
-                         address == system(kAudioHardwarePropertyDefaultOutputDevice);
-    const bool isThere = isKnown && !systemProperties_.missing.contains(address.mSelector);
-    return isThere ? noErr : kAudioHardwareUnknownPropertyError;
-  }
-  const SimulatedDevice* device = deviceOf(object);
-  if (device == nullptr) return kAudioHardwareBadObjectError;
-  return device->hasProperty(object, address) ? noErr : kAudioHardwareUnknownPropertyError;
-}
-
-/// REQUIRES: check() found the object.
+/// REQUIRES: the object is there.
 PropertyScript& SimulatedAudioHardware::script(AudioObjectID object) const {
   return object == kAudioObjectSystemObject ? systemProperties_ : deviceOf(object)->properties(object);
 }
 
-std::expected<AudioPropertyValue, OSStatus> SimulatedAudioHardware::value(AudioObjectID object,
+OSStatus SimulatedAudioHardware::fault(std::map<FourCharCode, PropertyFault> PropertyScript::*faults,
+                                       AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+  if (const OSStatus status = addressStatus(object, address); status != noErr) return status;
+  return takeFault(script(object).*faults, address.mSelector);
+}
+
+std::optional<SimulatedAudioHardware::Kind> SimulatedAudioHardware::kindOf(AudioObjectID object) const {
+  if (object == kAudioObjectSystemObject) return Kind::system;
+  const SimulatedDevice* device = deviceOf(object);
+  if (device == nullptr) return std::nullopt;
+  return device->id() == object ? Kind::device : Kind::stream;
+}
+
+bool SimulatedAudioHardware::lacks(AudioObjectID object, FourCharCode selector) const {
+  return script(object).missing.contains(selector) ||
+         (object != kAudioObjectSystemObject && deviceOf(object)->lacks(selector));
+}
+
+std::expected<AudioPropertyValue, OSStatus> SimulatedAudioHardware::value(Kind kind, AudioObjectID object,
                                                                           FourCharCode selector) const {
-  if (object != kAudioObjectSystemObject) return deviceOf(object)->read(object, selector);
+  if (kind != Kind::system) return deviceOf(object)->read(object, selector);
   if (selector == kAudioHardwarePropertyDefaultOutputDevice) return defaultDevice_;
   std::vector<AudioObjectID> ids;
   for (const auto& device : devices_) {
@@ -186,51 +186,46 @@ std::expected<AudioPropertyValue, OSStatus> SimulatedAudioHardware::value(AudioO
   return ids;
 }
 
-// The contract.
-
-bool SimulatedAudioHardware::hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  return check(object, address) == noErr;
+bool SimulatedAudioHardware::isFixed(AudioObjectID device, FourCharCode selector) const {
+  return !deviceOf(device)->isSettable(selector);
 }
+
+OSStatus SimulatedAudioHardware::setNominalRate(AudioObjectID device, double hertz) {
+  return deviceOf(device)->setNominalRate(hertz);
+}
+
+OSStatus SimulatedAudioHardware::toggleHog(AudioObjectID device) { return deviceOf(device)->toggleHog(); }
+
+// The contract, as far as the script can break it.
 
 std::expected<std::uint32_t, OSStatus> SimulatedAudioHardware::propertyDataSize(
     AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  if (const OSStatus status = check(object, address); status != noErr) return std::unexpected(status);
-  const OSStatus fault = takeFault(script(object).sizeFailures, address.mSelector);
-  if (fault != noErr) return std::unexpected(fault);
-  const auto current = value(object, address.mSelector);
-  if (!current) return std::unexpected(current.error());
-  return audioPropertyValueSize(*current);
+  if (const OSStatus status = fault(&PropertyScript::sizeFailures, object, address); status != noErr)
+    return std::unexpected(status);
+  return TabledAudioHardware::propertyDataSize(object, address);
 }
 
 std::expected<AudioPropertyValue, OSStatus> SimulatedAudioHardware::propertyData(
     AudioObjectID object, const AudioObjectPropertyAddress& address) const {
   traceRead(address.mSelector);
-  if (const OSStatus status = check(object, address); status != noErr) return std::unexpected(status);
-  const OSStatus fault = takeFault(script(object).readFailures, address.mSelector);
-  if (fault != noErr) return std::unexpected(fault);
-  return value(object, address.mSelector);
+  if (const OSStatus status = fault(&PropertyScript::readFailures, object, address); status != noErr)
+    return std::unexpected(status);
+  return TabledAudioHardware::propertyData(object, address);
 }
 
 OSStatus SimulatedAudioHardware::setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                                  const AudioPropertyValue& newValue) {
   traceWrite(address.mSelector, newValue);
-  if (const OSStatus status = check(object, address); status != noErr) return status;
-  if (object == kAudioObjectSystemObject || deviceOf(object)->id() != object) {
-    return kAudioHardwareIllegalOperationError;
-  }
-  SimulatedDevice& device = *deviceOf(object);
-  if (!device.isSettable(address.mSelector)) return kAudioHardwareIllegalOperationError;
-  const OSStatus fault = takeFault(script(object).writeFailures, address.mSelector);
-  return fault != noErr ? fault : device.write(address.mSelector, newValue);
+  if (const OSStatus status = writeStatus(object, address); status != noErr) return status;
+  if (const OSStatus status = fault(&PropertyScript::writeFailures, object, address); status != noErr) return status;
+  return TabledAudioHardware::setPropertyData(object, address, newValue);
 }
 
 std::expected<bool, OSStatus> SimulatedAudioHardware::isPropertySettable(
     AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  if (const OSStatus status = check(object, address); status != noErr) return std::unexpected(status);
-  const OSStatus fault = takeFault(script(object).settableFailures, address.mSelector);
-  if (fault != noErr) return std::unexpected(fault);
-  const SimulatedDevice* device = deviceOf(object);
-  return device != nullptr && device->id() == object && device->isSettable(address.mSelector);
+  if (const OSStatus status = fault(&PropertyScript::settableFailures, object, address); status != noErr)
+    return std::unexpected(status);
+  return TabledAudioHardware::isPropertySettable(object, address);
 }
 
 std::expected<AudioHardware::ListenerID, OSStatus> SimulatedAudioHardware::addPropertyListener(
@@ -238,37 +233,20 @@ std::expected<AudioHardware::ListenerID, OSStatus> SimulatedAudioHardware::addPr
   if (trace_.records(TraceCategory::listener)) {
     trace_.add(TraceCategory::listener, "listener: add ", nameForTrace(address.mSelector));
   }
-  if (const OSStatus status = check(object, address); status != noErr) return std::unexpected(status);
-  const OSStatus fault = takeFault(script(object).listenerFailures, address.mSelector);
-  if (fault != noErr) return std::unexpected(fault);
-  const ListenerID id = ++lastListenerID_;
-  listeners_.emplace(id, Registration{object, address, std::make_shared<Listener>(std::move(listener))});
-  return id;
+  if (const OSStatus status = fault(&PropertyScript::listenerFailures, object, address); status != noErr)
+    return std::unexpected(status);
+  return TabledAudioHardware::addPropertyListener(object, address, std::move(listener));
 }
 
 OSStatus SimulatedAudioHardware::removePropertyListener(ListenerID listener) {
-  const auto found = listeners_.find(listener);
-  if (found == listeners_.end()) return kAudio_ParamError;
-  if (trace_.records(TraceCategory::listener)) {
-    trace_.add(TraceCategory::listener, "listener: remove ", nameForTrace(found->second.address.mSelector));
+  const auto address = listeners().addressOf(listener);
+  if (address && trace_.records(TraceCategory::listener)) {
+    trace_.add(TraceCategory::listener, "listener: remove ", nameForTrace(address->mSelector));
   }
-  listeners_.erase(found);
-  return noErr;
+  return TabledAudioHardware::removePropertyListener(listener);
 }
 
 AudioOutputComponent* SimulatedAudioHardware::outputComponent() { return hasComponent_ ? component_.get() : nullptr; }
-
-/// Each listener is told in a turn of its own. The queue outlives the hardware: notifications hold it weakly.
-void SimulatedAudioHardware::notify(AudioObjectID object, const AudioObjectPropertyAddress& address) {
-  for (const auto& [id, registration] : listeners_) {
-    if (registration.object != object || registration.address != address) continue;
-    const std::weak_ptr<Listeners> alive = listenersAlive_;
-    runLoop_.post([alive, id = id, address, listener = registration.listener, comesLate = deliversLate_] {
-      const auto listeners = alive.lock();
-      if (listeners != nullptr && (comesLate || listeners->contains(id))) (*listener)(address);
-    });
-  }
-}
 
 void SimulatedAudioHardware::traceRead(FourCharCode selector) const {
   if (trace_.records(TraceCategory::read)) trace_.add(TraceCategory::read, nameForTrace(selector), ": read");

@@ -7,13 +7,13 @@
 #include <optional>
 #include <vector>
 
-#include "platform/AudioHardware.h"
+#include "platform/TabledAudioHardware.h"
 #include "platform/simulated/HardwareTrace.h"
 #include "platform/simulated/SimulatedDevice.h"
 
 namespace tolvane {
 
-class SimulatedAudioHardware final : public AudioHardware {
+class SimulatedAudioHardware final : public TabledAudioHardware {
  public:
   /// The run loop outlives the hardware.
   explicit SimulatedAudioHardware(ManualRunLoop& runLoop);
@@ -43,7 +43,7 @@ class SimulatedAudioHardware final : public AudioHardware {
   /// Units report this client format, whatever they accepted.
   void setReportedClientFormat(std::optional<AudioStreamBasicDescription> format) { reportedFormat_ = format; }
   /// On: a notification that was queued before its listener's removal still arrives, as the contract allows.
-  void setDeliversLateNotifications(bool delivers) { deliversLate_ = delivers; }
+  void setDeliversLateNotifications(bool delivers) { listeners().setDeliversLate(delivers); }
 
   [[nodiscard]] HardwareTrace& trace() { return trace_; }
 
@@ -52,11 +52,10 @@ class SimulatedAudioHardware final : public AudioHardware {
   [[nodiscard]] int unitCount() const { return unitCount_; }
   [[nodiscard]] std::size_t openDeviceCount() const;
   [[nodiscard]] std::size_t hogCount() const;  ///< devices that this process owns
-  [[nodiscard]] std::size_t listenerCount() const { return listeners_.size(); }
+  [[nodiscard]] std::size_t listenerCount() const { return listeners().size(); }
 
   // The contract.
 
-  [[nodiscard]] bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
   [[nodiscard]] std::expected<std::uint32_t, OSStatus> propertyDataSize(
       AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> propertyData(
@@ -84,19 +83,21 @@ class SimulatedAudioHardware final : public AudioHardware {
 
  private:
   class Component;
-  struct Registration {
-    AudioObjectID object;
-    AudioObjectPropertyAddress address;
-    std::shared_ptr<Listener> listener;
-  };
-  using Listeners = std::map<ListenerID, Registration>;
+
+  // TabledAudioHardware
+  [[nodiscard]] std::optional<Kind> kindOf(AudioObjectID object) const override;
+  [[nodiscard]] bool lacks(AudioObjectID object, FourCharCode selector) const override;
+  [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> value(Kind kind, AudioObjectID object,
+                                                                  FourCharCode selector) const override;
+  [[nodiscard]] bool isFixed(AudioObjectID device, FourCharCode selector) const override;
+  [[nodiscard]] OSStatus setNominalRate(AudioObjectID device, double hertz) override;
+  [[nodiscard]] OSStatus toggleHog(AudioObjectID device) override;
 
   [[nodiscard]] SimulatedDevice* deviceOf(AudioObjectID object) const;
-  /// noErr when the object is there and has the property.
-  [[nodiscard]] OSStatus check(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
   [[nodiscard]] PropertyScript& script(AudioObjectID object) const;
-  [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> value(AudioObjectID object, FourCharCode selector) const;
-  void notify(AudioObjectID object, const AudioObjectPropertyAddress& address);
+  /// What the call comes to before it is looked at: the object or property is not there, or the script has it fail.
+  [[nodiscard]] OSStatus fault(std::map<FourCharCode, PropertyFault> PropertyScript::*faults, AudioObjectID object,
+                               const AudioObjectPropertyAddress& address) const;
   void deviceListHasChanged();
   void traceRead(FourCharCode selector) const;
   void traceWrite(FourCharCode selector, const AudioPropertyValue& value);
@@ -108,14 +109,10 @@ class SimulatedAudioHardware final : public AudioHardware {
   mutable PropertyScript systemProperties_;
   UnitFaults unitFaults_;
   mutable HardwareTrace trace_;
-  std::shared_ptr<Listeners> listenersAlive_;  // notifications hold it weakly
-  Listeners& listeners_;
-  ListenerID lastListenerID_ = 0;
   std::unique_ptr<Component> component_;
   std::optional<AudioStreamBasicDescription> reportedFormat_;
   bool hasComponent_ = true;
   bool makesNullInstances_ = false;
-  bool deliversLate_ = false;
   int unitCount_ = 0;
 };
 

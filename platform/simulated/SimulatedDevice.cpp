@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <utility>
 
@@ -13,30 +12,6 @@ namespace tolvane {
 namespace {
 
 constexpr std::uint32_t kUsualBufferFrameSize = 512;
-
-struct PropertyPlace {
-  FourCharCode selector;
-  FourCharCode scope;
-};
-constexpr std::array kDeviceProperties = {
-    PropertyPlace{kAudioObjectPropertyName, kAudioObjectPropertyScopeGlobal},
-    PropertyPlace{kAudioDevicePropertyDeviceUID, kAudioObjectPropertyScopeGlobal},
-    PropertyPlace{kAudioDevicePropertyTransportType, kAudioObjectPropertyScopeGlobal},
-    PropertyPlace{kAudioDevicePropertyNominalSampleRate, kAudioObjectPropertyScopeGlobal},
-    PropertyPlace{kAudioDevicePropertyAvailableNominalSampleRates, kAudioObjectPropertyScopeGlobal},
-    PropertyPlace{kAudioDevicePropertyActualSampleRate, kAudioObjectPropertyScopeGlobal},
-    PropertyPlace{kAudioDevicePropertyHogMode, kAudioObjectPropertyScopeGlobal},
-    PropertyPlace{kAudioDevicePropertyDeviceIsAlive, kAudioObjectPropertyScopeGlobal},
-    PropertyPlace{kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput},
-    PropertyPlace{kAudioDevicePropertyStreamConfiguration, kAudioObjectPropertyScopeOutput},
-    PropertyPlace{kAudioDevicePropertyBufferFrameSize, kAudioObjectPropertyScopeGlobal},
-    PropertyPlace{kAudioDevicePropertyProcessingIsActive, kAudioObjectPropertyScopeGlobal},
-};
-constexpr std::array kStreamProperties = {
-    PropertyPlace{kAudioStreamPropertyIsActive, kAudioObjectPropertyScopeGlobal},
-    PropertyPlace{kAudioStreamPropertyPhysicalFormat, kAudioObjectPropertyScopeGlobal},
-    PropertyPlace{kAudioStreamPropertyVirtualFormat, kAudioObjectPropertyScopeGlobal},
-};
 
 /// How badly a physical format suits a client: the smallest number wins. Lossless before lossy, then the closest;
 /// float clients want float, then the widest integer.
@@ -176,20 +151,17 @@ PropertyScript& SimulatedDevice::properties(AudioObjectID object) {
   return stream ? config_.streams[*stream].properties : config_.properties;
 }
 
-bool SimulatedDevice::hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
-  if (address.mElement != kAudioObjectPropertyElementMain) return false;
-  const auto isHere = [&](const PropertyPlace& place) {
-    return place.selector == address.mSelector && place.scope == address.mScope;
-  };
-  if (const auto stream = streamIndex(object)) {
-    return std::ranges::any_of(kStreamProperties, isHere) &&
-           !config_.streams[*stream].properties.missing.contains(address.mSelector);
+bool SimulatedDevice::lacks(FourCharCode selector) const {
+  switch (selector) {
+    case kAudioDevicePropertyActualSampleRate:
+      return config_.actualRate == SimulatedActualRate::absent;
+    case kAudioDevicePropertyProcessingIsActive:
+      return !config_.processingIsActive;
+    case kAudioDevicePropertyVolumeDecibels:
+      return true;
+    default:
+      return false;
   }
-  if (address.mSelector == kAudioDevicePropertyActualSampleRate && config_.actualRate == SimulatedActualRate::absent) {
-    return false;
-  }
-  if (address.mSelector == kAudioDevicePropertyProcessingIsActive && !config_.processingIsActive) return false;
-  return std::ranges::any_of(kDeviceProperties, isHere) && !config_.properties.missing.contains(address.mSelector);
 }
 
 std::expected<AudioPropertyValue, OSStatus> SimulatedDevice::read(AudioObjectID object, FourCharCode selector) const {
@@ -274,16 +246,7 @@ bool SimulatedDevice::isSettable(FourCharCode selector) const {
   return false;
 }
 
-OSStatus SimulatedDevice::write(FourCharCode selector, const AudioPropertyValue& value) {
-  if (selector == kAudioDevicePropertyNominalSampleRate) {
-    const auto* hertz = std::get_if<double>(&value);
-    return hertz == nullptr ? kAudioHardwareBadPropertySizeError : writeRate(*hertz);
-  }
-  if (selector != kAudioDevicePropertyHogMode) return kAudioHardwareIllegalOperationError;
-  return std::holds_alternative<std::int32_t>(value) ? writeHog() : kAudioHardwareBadPropertySizeError;
-}
-
-OSStatus SimulatedDevice::writeRate(double hertz) {
+OSStatus SimulatedDevice::setNominalRate(double hertz) {
   if (config_.hogOwner != -1 && config_.hogOwner != getpid()) return kAudioDevicePermissionsError;
   const auto holds = [&](const AudioValueRange& range) { return hertz >= range.mMinimum && hertz <= range.mMaximum; };
   if (std::ranges::none_of(config_.rates, holds)) return kAudioDeviceUnsupportedFormatError;
@@ -298,7 +261,7 @@ OSStatus SimulatedDevice::writeRate(double hertz) {
   return noErr;
 }
 
-OSStatus SimulatedDevice::writeHog() {
+OSStatus SimulatedDevice::toggleHog() {
   if (config_.hogOwner != -1 && config_.hogOwner != getpid()) return kAudioDevicePermissionsError;
   if (!config_.ignoresHogWrites) setHogOwner(config_.hogOwner == -1 ? getpid() : -1);
   return noErr;

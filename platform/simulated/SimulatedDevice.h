@@ -72,10 +72,12 @@ class SimulatedDevice {
   [[nodiscard]] std::optional<std::size_t> streamIndex(AudioObjectID object) const;
   /// REQUIRES: `object` is this device or one of its streams, here and below.
   [[nodiscard]] PropertyScript& properties(AudioObjectID object);
-  [[nodiscard]] bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
+  /// Of the properties that devices may have, which this kind of hardware has not; the script's are not in it.
+  [[nodiscard]] bool lacks(FourCharCode selector) const;
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> read(AudioObjectID object, FourCharCode selector) const;
   [[nodiscard]] bool isSettable(FourCharCode selector) const;
-  [[nodiscard]] OSStatus write(FourCharCode selector, const AudioPropertyValue& value);
+  [[nodiscard]] OSStatus setNominalRate(double hertz);
+  [[nodiscard]] OSStatus toggleHog();
 
   // For SimulatedOutputUnit.
 
@@ -92,8 +94,6 @@ class SimulatedDevice {
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> readStream(std::size_t stream, FourCharCode selector) const;
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> actualRate() const;
   [[nodiscard]] AudioStreamBasicDescription physicalFormat(std::size_t stream) const;
-  [[nodiscard]] OSStatus writeRate(double hertz);
-  [[nodiscard]] OSStatus writeHog();
   void rateHasChanged(double hertz);
   void chooseFormats(const AudioStreamBasicDescription& client);
   void makeStreamIDs();

@@ -1,65 +1,13 @@
 #include "platform/simulated/SimulatedOutputUnit.h"
 
 #include <algorithm>
-#include <cmath>
+#include <string>
 #include <utility>
 
+#include "platform/conversion/PcmLayout.h"
 #include "platform/simulated/SimulatedAudioHardware.h"
 
 namespace tolvane {
-namespace {
-
-constexpr std::uint32_t kMostChannels = 64;
-
-/// Where each property lives.
-OSStatus checkPlace(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element) {
-  std::uint32_t rightElement = 0;
-  switch (property) {
-    case AudioUnitProperty::currentDevice:
-    case AudioUnitProperty::renderQuality:
-    case AudioUnitProperty::lastRenderError:
-    case AudioUnitProperty::isRunning:
-    case AudioUnitProperty::lastRenderSampleTime:
-      if (scope != AudioUnitScope::global) return kAudioUnitErr_InvalidScope;
-      break;
-    case AudioUnitProperty::streamFormat:
-    case AudioUnitProperty::setRenderCallback:
-      if (scope != AudioUnitScope::input) return kAudioUnitErr_InvalidScope;
-      break;
-    case AudioUnitProperty::enableIO:
-      if (scope == AudioUnitScope::global) return kAudioUnitErr_InvalidScope;
-      if (scope == AudioUnitScope::input) rightElement = 1;
-      break;
-    default:
-      return kAudioUnitErr_InvalidProperty;
-  }
-  return element == rightElement ? noErr : kAudioUnitErr_InvalidElement;
-}
-
-bool canBeCarried(const AudioStreamBasicDescription& format) {
-  if (format.mFormatID != kAudioFormatLinearPCM || !std::isfinite(format.mSampleRate) || format.mSampleRate <= 0) {
-    return false;
-  }
-  if ((format.mFormatFlags & kAudioFormatFlagIsNonInterleaved) != 0) return false;
-  if (format.mChannelsPerFrame == 0 || format.mChannelsPerFrame > kMostChannels) return false;
-  if (format.mFramesPerPacket != 1 || format.mBytesPerPacket != format.mBytesPerFrame) return false;
-  if (format.mBytesPerFrame % format.mChannelsPerFrame != 0) return false;
-  const std::uint32_t bytes = format.mBytesPerFrame / format.mChannelsPerFrame;
-  if (bytes == 0 || bytes > 8 || format.mBitsPerChannel == 0 || format.mBitsPerChannel > bytes * 8) return false;
-  return !format.isFloat() || (format.mBitsPerChannel == bytes * 8 && (bytes == 4 || bytes == 8));
-}
-
-void fillWithSilence(std::span<std::byte> bytes, const AudioStreamBasicDescription& format) {
-  std::ranges::fill(bytes, std::byte{0});
-  if (format.isFloat() || format.isSignedInteger()) return;
-  const std::size_t sample = format.mBytesPerFrame / format.mChannelsPerFrame;
-  const std::uint32_t topBit =
-      format.isAlignedHigh() ? static_cast<std::uint32_t>(sample) * 8 - 1 : format.mBitsPerChannel - 1;
-  const std::size_t topByte = format.isBigEndian() ? sample - 1 - topBit / 8 : topBit / 8;
-  for (std::size_t i = topByte; i < bytes.size(); i += sample) bytes[i] = std::byte(1U << topBit % 8);
-}
-
-}  // namespace
 
 int SimulatedOutputUnit::liveCount_ = 0;
 
@@ -79,115 +27,72 @@ SimulatedOutputUnit::~SimulatedOutputUnit() {
 
 OSStatus SimulatedOutputUnit::setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
                                           const AudioUnitPropertyValue& value) {
-  if (const OSStatus status = checkPlace(property, scope, element); status != noErr) return status;
+  if (const OSStatus status = OutputUnitSettings::placeStatus(property, scope, element); status != noErr) return status;
+  if (const OSStatus status = admit(property, scope, value); status != noErr) return status;
+  return settings_.set(property, scope, element, value, state_, [this](AudioObjectID id) {
+    const SimulatedDevice* device = hardware_.presentDevice(id);
+    return device != nullptr && !device->config().isInputOnly;
+  });
+}
+
+OSStatus SimulatedOutputUnit::admit(AudioUnitProperty property, AudioUnitScope scope,
+                                    const AudioUnitPropertyValue& value) {
+  const auto* number = std::get_if<std::uint32_t>(&value);
   switch (property) {
-    case AudioUnitProperty::currentDevice:
-      return setCurrentDevice(value);
-    case AudioUnitProperty::enableIO:
-      return setEnableIO(scope, value);
+    case AudioUnitProperty::currentDevice: {
+      if (number == nullptr) return noErr;
+      const SimulatedDevice* device = hardware_.presentDevice(*number);
+      return admit(UnitStage::setCurrentDevice, "unit: set device ", device == nullptr ? "?" : device->config().name);
+    }
+    case AudioUnitProperty::enableIO: {
+      if (number == nullptr || *number > 1) return noErr;
+      const bool isOutput = scope == AudioUnitScope::output;
+      return admit(isOutput ? UnitStage::enableOutput : UnitStage::disableInput,
+                   *number == 1 ? "unit: enable " : "unit: disable ", isOutput ? "output" : "input");
+    }
     case AudioUnitProperty::streamFormat:
-      return setStreamFormat(value);
+      if (!std::holds_alternative<AudioStreamBasicDescription>(value)) return noErr;
+      return admit(UnitStage::setFormat, "unit: set format");
     case AudioUnitProperty::renderQuality:
-      return setRenderQuality(value);
+      if (number == nullptr || *number > kRenderQuality_Max) return noErr;
+      return admit(UnitStage::renderQuality, "unit: set render quality ", std::to_string(*number));
     case AudioUnitProperty::setRenderCallback:
-      return setRenderCallback(value);
+      if (!std::holds_alternative<AURenderCallback>(value)) return noErr;
+      return admit(UnitStage::setCallback, "unit: set callback");
     default:
-      return kAudioUnitErr_InvalidProperty;  // read only
+      return noErr;
   }
 }
 
-OSStatus SimulatedOutputUnit::setCurrentDevice(const AudioUnitPropertyValue& value) {
-  const auto* id = std::get_if<std::uint32_t>(&value);
-  if (id == nullptr) return kAudioUnitErr_InvalidPropertyValue;
-  const SimulatedDevice* device = hardware_.presentDevice(*id);
-  hardware_.trace().add(TraceCategory::unit, "unit: set device ", device == nullptr ? "?" : device->config().name);
-  if (const OSStatus fault = hardware_.unitFaults().take(UnitStage::setCurrentDevice); fault != noErr) return fault;
-  if (state_ != State::uninitialised) return kAudioUnitErr_Initialized;
-  if (device == nullptr || device->config().isInputOnly) return kAudioHardwareBadDeviceError;
-  deviceID_ = *id;
-  return noErr;
-}
-
-OSStatus SimulatedOutputUnit::setEnableIO(AudioUnitScope scope, const AudioUnitPropertyValue& value) {
-  const auto* flag = std::get_if<std::uint32_t>(&value);
-  if (flag == nullptr || *flag > 1) return kAudioUnitErr_InvalidPropertyValue;
-  const bool isOutput = scope == AudioUnitScope::output;
-  hardware_.trace().add(TraceCategory::unit, *flag == 1 ? "unit: enable " : "unit: disable ",
-                        isOutput ? "output" : "input");
-  const auto stage = isOutput ? UnitStage::enableOutput : UnitStage::disableInput;
-  if (const OSStatus fault = hardware_.unitFaults().take(stage); fault != noErr) return fault;
-  if (state_ != State::uninitialised) return kAudioUnitErr_Initialized;
-  if (!isOutput && *flag == 1) return kAudioUnitErr_InvalidPropertyValue;  // it has no input to enable
-  (isOutput ? outputIsEnabled_ : inputIsEnabled_) = *flag;
-  return noErr;
-}
-
-OSStatus SimulatedOutputUnit::setStreamFormat(const AudioUnitPropertyValue& value) {
-  const auto* format = std::get_if<AudioStreamBasicDescription>(&value);
-  if (format == nullptr) return kAudioUnitErr_InvalidPropertyValue;
-  hardware_.trace().add(TraceCategory::unit, "unit: set format");
-  if (const OSStatus fault = hardware_.unitFaults().take(UnitStage::setFormat); fault != noErr) return fault;
-  if (state_ != State::uninitialised) return kAudioUnitErr_Initialized;
-  if (!canBeCarried(*format)) return kAudioUnitErr_FormatNotSupported;
-  clientFormat_ = *format;
-  return noErr;
-}
-
-OSStatus SimulatedOutputUnit::setRenderQuality(const AudioUnitPropertyValue& value) {
-  const auto* quality = std::get_if<std::uint32_t>(&value);
-  if (quality == nullptr || *quality > kRenderQuality_Max) return kAudioUnitErr_InvalidPropertyValue;
-  hardware_.trace().add(TraceCategory::unit, "unit: set render quality ", std::to_string(*quality));
-  if (const OSStatus fault = hardware_.unitFaults().take(UnitStage::renderQuality); fault != noErr) return fault;
-  renderQuality_ = *quality;
-  return noErr;
-}
-
-OSStatus SimulatedOutputUnit::setRenderCallback(const AudioUnitPropertyValue& value) {
-  const auto* callback = std::get_if<AURenderCallback>(&value);
-  if (callback == nullptr) return kAudioUnitErr_InvalidPropertyValue;
-  hardware_.trace().add(TraceCategory::unit, "unit: set callback");
-  if (const OSStatus fault = hardware_.unitFaults().take(UnitStage::setCallback); fault != noErr) return fault;
-  if (state_ == State::running) return kAudioUnitErr_Initialized;
-  if (callback->inputProc == nullptr) return kAudioUnitErr_InvalidPropertyValue;
-  callback_ = *callback;
-  return noErr;
+OSStatus SimulatedOutputUnit::admit(UnitStage stage, std::string_view what, std::string_view detail) {
+  hardware_.trace().add(TraceCategory::unit, what, detail);
+  return hardware_.unitFaults().take(stage);
 }
 
 std::expected<AudioUnitPropertyValue, OSStatus> SimulatedOutputUnit::property(AudioUnitProperty property,
                                                                               AudioUnitScope scope,
                                                                               std::uint32_t element) const {
-  if (const OSStatus status = checkPlace(property, scope, element); status != noErr) return std::unexpected(status);
+  if (const OSStatus status = OutputUnitSettings::placeStatus(property, scope, element); status != noErr)
+    return std::unexpected(status);
   switch (property) {
     case AudioUnitProperty::lastRenderError:
     case AudioUnitProperty::isRunning:
     case AudioUnitProperty::lastRenderSampleTime:
       return readStatus(property);
+    case AudioUnitProperty::streamFormat:
+      return readFormat();
     default:
-      return configuredProperty(property, scope);
+      return settings_.get(property, scope);
   }
 }
 
-std::expected<AudioUnitPropertyValue, OSStatus> SimulatedOutputUnit::configuredProperty(AudioUnitProperty property,
-                                                                                        AudioUnitScope scope) const {
-  switch (property) {
-    case AudioUnitProperty::currentDevice:
-      return deviceID_;
-    case AudioUnitProperty::enableIO:
-      return scope == AudioUnitScope::output ? outputIsEnabled_ : inputIsEnabled_;
-    case AudioUnitProperty::renderQuality:
-      return renderQuality_;
-    case AudioUnitProperty::streamFormat: {
-      hardware_.trace().add(TraceCategory::read, "unit: read format");
-      const OSStatus fault = hardware_.unitFaults().take(UnitStage::readFormat);
-      if (fault != noErr) return std::unexpected(fault);
-      if (!clientFormat_) return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
-      return hardware_.reportedClientFormat().value_or(*clientFormat_);
-    }
-    case AudioUnitProperty::setRenderCallback:
-      return callback_.value_or(AURenderCallback{});
-    default:
-      return std::unexpected(kAudioUnitErr_InvalidProperty);
-  }
+std::expected<AudioUnitPropertyValue, OSStatus> SimulatedOutputUnit::readFormat() const {
+  hardware_.trace().add(TraceCategory::read, "unit: read format");
+  const OSStatus fault = hardware_.unitFaults().take(UnitStage::readFormat);
+  if (fault != noErr) return std::unexpected(fault);
+  auto format = settings_.get(AudioUnitProperty::streamFormat, AudioUnitScope::input);
+  if (format && hardware_.reportedClientFormat()) format = *hardware_.reportedClientFormat();
+  return format;
 }
 
 std::expected<AudioUnitPropertyValue, OSStatus> SimulatedOutputUnit::readStatus(AudioUnitProperty property) const {
@@ -214,12 +119,10 @@ std::expected<AudioUnitPropertyValue, OSStatus> SimulatedOutputUnit::readStatus(
 
 OSStatus SimulatedOutputUnit::initialize() {
   hardware_.trace().add(TraceCategory::unit, "unit: initialize");
-  if (state_ != State::uninitialised) return noErr;
+  if (state_ != State::created) return noErr;
   if (const OSStatus fault = hardware_.unitFaults().take(UnitStage::initialize); fault != noErr) return fault;
-  if (deviceID_ == kAudioObjectUnknown || !clientFormat_ || !callback_ || outputIsEnabled_ == 0) {
-    return kAudioUnitErr_FailedInitialization;
-  }
-  SimulatedDevice* device = hardware_.presentDevice(deviceID_);
+  if (!settings_.areComplete()) return kAudioUnitErr_FailedInitialization;
+  SimulatedDevice* device = hardware_.presentDevice(settings_.device());
   if (device == nullptr) return kAudioHardwareBadDeviceError;
   if (const OSStatus status = device->open(*this); status != noErr) return status;
   device_ = device;
@@ -230,23 +133,23 @@ OSStatus SimulatedOutputUnit::initialize() {
   underrunCount_ = 0;
   lastRenderError_ = noErr;
   periodFrames_ = device->periodFrames();
-  period_.resize(std::size_t{periodFrames_} * clientFormat_->mBytesPerFrame);
+  period_.resize(std::size_t{periodFrames_} * clientFormat().mBytesPerFrame);
   state_ = State::initialised;
   return noErr;
 }
 
 OSStatus SimulatedOutputUnit::uninitialize() {
   hardware_.trace().add(TraceCategory::unit, "unit: uninitialize");
-  const bool wasInitialised = state_ != State::uninitialised;
+  const bool wasInitialised = state_ != State::created;
   endRun();
   closeDevice();
-  state_ = State::uninitialised;
+  state_ = State::created;
   return wasInitialised ? hardware_.unitFaults().take(UnitStage::uninitialize) : noErr;
 }
 
 OSStatus SimulatedOutputUnit::start() {
   hardware_.trace().add(TraceCategory::unit, "unit: start");
-  if (state_ == State::uninitialised) return kAudioUnitErr_Uninitialized;
+  if (state_ == State::created) return kAudioUnitErr_Uninitialized;
   if (isPlaying()) return noErr;
   if (const OSStatus fault = hardware_.unitFaults().take(UnitStage::start); fault != noErr) return fault;
   if (deviceIsLost_) return kAudioHardwareBadDeviceError;
@@ -275,7 +178,7 @@ void SimulatedOutputUnit::closeDevice() {
 }
 
 double SimulatedOutputUnit::speed() const {
-  return clientFormat_->mSampleRate * (1 + device_->config().clockErrorPPM * 1e-6);
+  return clientFormat().mSampleRate * (1 + device_->config().clockErrorPPM * 1e-6);
 }
 
 std::int64_t SimulatedOutputUnit::consumedFrames() const {
@@ -309,15 +212,15 @@ void SimulatedOutputUnit::act() {
 }
 
 void SimulatedOutputUnit::pull() {
-  AudioBuffer buffer{clientFormat_->mChannelsPerFrame, static_cast<std::uint32_t>(period_.size()), period_.data()};
+  AudioBuffer buffer{clientFormat().mChannelsPerFrame, static_cast<std::uint32_t>(period_.size()), period_.data()};
   AudioBufferList list{{&buffer, 1}};
-  const OSStatus status = callback_->inputProc(callback_->inputProcRefCon, periodFrames_, &list);
+  const OSStatus status = settings_.callback().inputProc(settings_.callback().inputProcRefCon, periodFrames_, &list);
   std::size_t filled = std::min<std::size_t>(buffer.mDataByteSize, period_.size());
   if (status != noErr) {
     lastRenderError_ = status;
     filled = 0;
   }
-  if (filled < period_.size()) fillWithSilence(std::span(period_).subspan(filled), *clientFormat_);
+  if (filled < period_.size()) fillSilence(*pcmLayout(clientFormat()), std::span(period_).subspan(filled));
   renderedFrames_ += periodFrames_;
   if (device_->config().captures) {
     deliverHeard();
@@ -327,7 +230,7 @@ void SimulatedOutputUnit::pull() {
 
 void SimulatedOutputUnit::deliverHeard() {
   if (unheard_.empty()) return;
-  const std::size_t frame = clientFormat_->mBytesPerFrame;
+  const std::size_t frame = clientFormat().mBytesPerFrame;
   const std::size_t stillInRing = static_cast<std::size_t>(renderedFrames_ - consumedFrames()) * frame;
   const std::size_t heard = unheard_.size() - std::min(unheard_.size(), stillInRing);
   device_->hear(std::span(unheard_).first(heard));

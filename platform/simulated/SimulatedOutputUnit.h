@@ -4,11 +4,12 @@
 // Made by SimulatedAudioHardware, which outlives it.
 
 #include <cstddef>
-#include <optional>
+#include <string_view>
 #include <vector>
 
 #include "platform/AudioHardware.h"
 #include "platform/AudioOutputUnit.h"
+#include "platform/conversion/OutputUnitSettings.h"
 #include "platform/simulated/ManualRunLoop.h"
 #include "platform/simulated/SimulatedClock.h"
 #include "platform/simulated/UnitFaults.h"
@@ -40,7 +41,8 @@ class SimulatedOutputUnit final : public AudioOutputUnit {
   // What happens to the device, told by SimulatedDevice.
 
   [[nodiscard]] bool isPlaying() const { return state_ == State::running && !hasDied_; }
-  [[nodiscard]] const AudioStreamBasicDescription& clientFormat() const { return *clientFormat_; }
+  /// REQUIRES: initialised.
+  [[nodiscard]] const AudioStreamBasicDescription& clientFormat() const { return settings_.format(); }
   void deviceWentAway();
   /// `status` becomes the last render error; 0 leaves none.
   void deviceStoppedByItself(OSStatus status);
@@ -56,15 +58,12 @@ class SimulatedOutputUnit final : public AudioOutputUnit {
   [[nodiscard]] static int liveCount() { return liveCount_; }
 
  private:
-  enum class State : std::uint8_t { uninitialised, initialised, running };
+  using State = OutputUnitSettings::Phase;
 
-  [[nodiscard]] OSStatus setCurrentDevice(const AudioUnitPropertyValue& value);
-  [[nodiscard]] OSStatus setEnableIO(AudioUnitScope scope, const AudioUnitPropertyValue& value);
-  [[nodiscard]] OSStatus setStreamFormat(const AudioUnitPropertyValue& value);
-  [[nodiscard]] OSStatus setRenderQuality(const AudioUnitPropertyValue& value);
-  [[nodiscard]] OSStatus setRenderCallback(const AudioUnitPropertyValue& value);
-  [[nodiscard]] std::expected<AudioUnitPropertyValue, OSStatus> configuredProperty(AudioUnitProperty property,
-                                                                                   AudioUnitScope scope) const;
+  /// A value of the right type is written down; the script may refuse it.
+  [[nodiscard]] OSStatus admit(AudioUnitProperty property, AudioUnitScope scope, const AudioUnitPropertyValue& value);
+  [[nodiscard]] OSStatus admit(UnitStage stage, std::string_view what, std::string_view detail = {});
+  [[nodiscard]] std::expected<AudioUnitPropertyValue, OSStatus> readFormat() const;
   [[nodiscard]] std::expected<AudioUnitPropertyValue, OSStatus> readStatus(AudioUnitProperty property) const;
   [[nodiscard]] double speed() const;
   void closeDevice();
@@ -80,16 +79,10 @@ class SimulatedOutputUnit final : public AudioOutputUnit {
   ManualRunLoop& runLoop_;
   std::unique_ptr<ManualRunLoop::HardwareAlarm> alarm_;
 
-  // Configuration.
-  AudioObjectID deviceID_ = kAudioObjectUnknown;
-  std::uint32_t outputIsEnabled_ = 1;
-  std::uint32_t inputIsEnabled_ = 0;
-  std::uint32_t renderQuality_ = 0;
-  std::optional<AudioStreamBasicDescription> clientFormat_;
-  std::optional<AURenderCallback> callback_;
+  OutputUnitSettings settings_;
 
   // From initialize() on.
-  State state_ = State::uninitialised;
+  State state_ = State::created;
   SimulatedDevice* device_ = nullptr;  // open; null when it went away
   bool deviceIsLost_ = false;
   bool hasStarted_ = false;
