@@ -17,28 +17,16 @@ constexpr std::chrono::seconds betweenUnderrunLines{10};
 
 AlsaOutputUnit::~AlsaOutputUnit() { uninitialize(); }
 
-OSStatus AlsaOutputUnit::setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
-                                     const AudioUnitPropertyValue& value) {
-  return settings_.set(property, scope, element, value, state_,
-                       [this](AudioObjectID id) { return host_.deviceWithId(id) != nullptr; });
+std::expected<OSStatus, OSStatus> AlsaOutputUnit::takeRenderError() const {
+  return loop_ ? loop_->takeLastError() : noErr;
 }
 
-std::expected<AudioUnitPropertyValue, OSStatus> AlsaOutputUnit::property(AudioUnitProperty property,
-                                                                         AudioUnitScope scope,
-                                                                         std::uint32_t element) const {
-  if (const OSStatus status = OutputUnitSettings::placeStatus(property, scope, element); status != noErr)
-    return std::unexpected(status);
-  switch (property) {
-    case AudioUnitProperty::lastRenderError:
-      return loop_ ? loop_->takeLastError() : noErr;
-    case AudioUnitProperty::isRunning:
-      return state_ == State::running && loop_->isAlive() ? std::uint32_t{1} : std::uint32_t{0};
-    case AudioUnitProperty::lastRenderSampleTime:
-      if (const auto time = loop_ ? loop_->sampleTime() : std::nullopt) return static_cast<double>(*time);
-      return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
-    default:
-      return settings_.get(property, scope);
-  }
+std::expected<bool, OSStatus> AlsaOutputUnit::isAlive() const { return state_ == State::running && loop_->isAlive(); }
+
+std::expected<double, OSStatus> AlsaOutputUnit::sampleTime() const {
+  const auto time = loop_ ? loop_->sampleTime() : std::nullopt;
+  if (!time) return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
+  return static_cast<double>(*time);
 }
 
 OSStatus AlsaOutputUnit::initialize() {

@@ -3,18 +3,16 @@
 // and what it has to tell reaches people through the run loop. Must not outlive its hardware.
 
 #include <memory>
-#include <optional>
 
-#include "platform/AudioHardware.h"
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
 #include "platform/alsa/AlsaDevice.h"
 #include "platform/alsa/AlsaRenderLoop.h"
-#include "platform/conversion/OutputUnitSettings.h"
+#include "platform/conversion/TabledOutputUnit.h"
 
 namespace tolvane {
 
-class AlsaOutputUnit : public AudioOutputUnit {
+class AlsaOutputUnit : public TabledOutputUnit {
  public:
   /// What a unit needs of its hardware.
   class Host {
@@ -31,10 +29,6 @@ class AlsaOutputUnit : public AudioOutputUnit {
   explicit AlsaOutputUnit(Host& host) : host_(host) {}
   ~AlsaOutputUnit() override;
 
-  OSStatus setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
-                       const AudioUnitPropertyValue& value) override;
-  std::expected<AudioUnitPropertyValue, OSStatus> property(AudioUnitProperty property, AudioUnitScope scope,
-                                                           std::uint32_t element) const override;
   OSStatus initialize() override;
   OSStatus uninitialize() override;
   OSStatus start() override;
@@ -43,15 +37,17 @@ class AlsaOutputUnit : public AudioOutputUnit {
   std::uint64_t underrunCount() const override;
 
  private:
-  using State = OutputUnitSettings::Phase;
+  // TabledOutputUnit
+  bool hasDevice(AudioObjectID id) const override { return host_.deviceWithId(id) != nullptr; }
+  std::expected<OSStatus, OSStatus> takeRenderError() const override;
+  std::expected<bool, OSStatus> isAlive() const override;
+  std::expected<double, OSStatus> sampleTime() const override;
 
   void handleNotice();
   void logUnderruns(bool isLast);
   void surrender();
 
   Host& host_;
-  State state_ = State::created;
-  OutputUnitSettings settings_;
 
   // While initialised; the loop goes before the device, and both before what they signal.
   std::unique_ptr<EventDescriptor> notice_;

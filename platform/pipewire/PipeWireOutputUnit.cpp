@@ -25,43 +25,29 @@ PipeWireOutputUnit::~PipeWireOutputUnit() { uninitialize(); }
 
 OSStatus PipeWireOutputUnit::setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
                                          const AudioUnitPropertyValue& value) {
-  const OSStatus status =
-      settings_.set(property, scope, element, value, state_, [this](AudioObjectID id) { return host_.hasDevice(id); });
+  const OSStatus status = TabledOutputUnit::setProperty(property, scope, element, value);
   if (status != noErr || property != AudioUnitProperty::setRenderCallback || !direct_) return status;
   return direct_->setProperty(property, scope, element, value);
 }
 
-std::expected<AudioUnitPropertyValue, OSStatus> PipeWireOutputUnit::property(AudioUnitProperty property,
-                                                                             AudioUnitScope scope,
-                                                                             std::uint32_t element) const {
-  if (const OSStatus status = OutputUnitSettings::placeStatus(property, scope, element); status != noErr)
-    return std::unexpected(status);
-  switch (property) {
-    case AudioUnitProperty::lastRenderError: {
-      auto& self = const_cast<PipeWireOutputUnit&>(*this);  // reading clears it
-      const OSStatus watched = std::exchange(self.watchError_, noErr);
-      OSStatus rendered = stream_ ? stream_->takeLastError() : noErr;
-      if (direct_) rendered = readProperty<std::int32_t>(*direct_, property).value_or(noErr);
-      return rendered != noErr ? rendered : watched;
-    }
-    case AudioUnitProperty::isRunning:
-      return isAlive() ? std::uint32_t{1} : std::uint32_t{0};
-    case AudioUnitProperty::lastRenderSampleTime:
-      if (const auto time = sampleTime()) return *time;
-      return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
-    default:
-      return settings_.get(property, scope);
-  }
+std::expected<OSStatus, OSStatus> PipeWireOutputUnit::takeRenderError() const {
+  const OSStatus watched = std::exchange(watchError_, noErr);
+  OSStatus rendered = stream_ ? stream_->takeLastError() : noErr;
+  if (direct_) rendered = readProperty<std::int32_t>(*direct_, AudioUnitProperty::lastRenderError).value_or(noErr);
+  return rendered != noErr ? rendered : watched;
 }
 
-std::optional<double> PipeWireOutputUnit::sampleTime() const {
-  std::optional<double> time;
-  if (stream_) time = stream_->sampleTime();
-  if (direct_) time = readProperty<double>(*direct_, AudioUnitProperty::lastRenderSampleTime);
-  return time ? timeBefore_.value_or(0) + *time : timeBefore_;
+std::expected<double, OSStatus> PipeWireOutputUnit::sampleTime() const {
+  std::optional<double> time = timeBefore_;
+  std::optional<double> here;
+  if (stream_) here = stream_->sampleTime();
+  if (direct_) here = readProperty<double>(*direct_, AudioUnitProperty::lastRenderSampleTime);
+  if (here) time = timeBefore_.value_or(0) + *here;
+  if (!time) return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
+  return *time;
 }
 
-bool PipeWireOutputUnit::isAlive() const {
+std::expected<bool, OSStatus> PipeWireOutputUnit::isAlive() const {
   if (direct_) return readProperty<std::uint32_t>(*direct_, AudioUnitProperty::isRunning).value_or(0) != 0;
   return state_ == State::running && stream_ && stream_->isAlive();
 }
@@ -153,7 +139,7 @@ OSStatus PipeWireOutputUnit::uninitialize() {
 OSStatus PipeWireOutputUnit::start() {
   if (state_ == State::created) return kAudioUnitErr_Uninitialized;
   if (state_ == State::running) {
-    if (isAlive()) return noErr;
+    if (isAlive() == true) return noErr;
     stop();
   }
   watchError_ = noErr;

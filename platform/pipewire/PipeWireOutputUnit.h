@@ -6,15 +6,14 @@
 #include <optional>
 #include <string>
 
-#include "platform/AudioHardware.h"
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
-#include "platform/conversion/OutputUnitSettings.h"
+#include "platform/conversion/TabledOutputUnit.h"
 #include "platform/pipewire/PipeWireStream.h"
 
 namespace tolvane {
 
-class PipeWireOutputUnit : public AudioOutputUnit {
+class PipeWireOutputUnit : public TabledOutputUnit {
  public:
   /// How a device is reached now.
   struct Path {
@@ -49,8 +48,6 @@ class PipeWireOutputUnit : public AudioOutputUnit {
 
   OSStatus setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
                        const AudioUnitPropertyValue& value) override;
-  std::expected<AudioUnitPropertyValue, OSStatus> property(AudioUnitProperty property, AudioUnitScope scope,
-                                                           std::uint32_t element) const override;
   OSStatus initialize() override;
   OSStatus uninitialize() override;
   OSStatus start() override;
@@ -74,22 +71,22 @@ class PipeWireOutputUnit : public AudioOutputUnit {
   void goOn();
 
  private:
-  using State = OutputUnitSettings::Phase;
+  // TabledOutputUnit
+  bool hasDevice(AudioObjectID id) const override { return host_.hasDevice(id); }
+  std::expected<OSStatus, OSStatus> takeRenderError() const override;
+  std::expected<bool, OSStatus> isAlive() const override;
+  std::expected<double, OSStatus> sampleTime() const override;
 
   OSStatus openWay(bool isMove);
   OSStatus reopen();
   OSStatus startWay();
   void dropStream();
-  [[nodiscard]] bool isAlive() const;
-  [[nodiscard]] std::optional<double> sampleTime() const;
   OSStatus openStream(const Path& path);
   OSStatus openDirect(const Path& path);
   void closeAll();
   void watchProgress();
 
   Host& host_;
-  State state_ = State::created;
-  OutputUnitSettings settings_;
 
   // Of the ways that the unit has left since it was initialised, and since the last start().
   std::optional<double> timeBefore_;
@@ -103,7 +100,7 @@ class PipeWireOutputUnit : public AudioOutputUnit {
   RunLoop::Timer progressWatch_;
   std::uint64_t cyclesSeen_ = 0;
   int checksWithoutProgress_ = 0;
-  OSStatus watchError_ = noErr;
+  mutable OSStatus watchError_ = noErr;  ///< reading clears it
 };
 
 }  // namespace tolvane

@@ -29,10 +29,12 @@ OSStatus SimulatedOutputUnit::setProperty(AudioUnitProperty property, AudioUnitS
                                           const AudioUnitPropertyValue& value) {
   if (const OSStatus status = OutputUnitSettings::placeStatus(property, scope, element); status != noErr) return status;
   if (const OSStatus status = admit(property, scope, value); status != noErr) return status;
-  return settings_.set(property, scope, element, value, state_, [this](AudioObjectID id) {
-    const SimulatedDevice* device = hardware_.presentDevice(id);
-    return device != nullptr && !device->config().isInputOnly;
-  });
+  return TabledOutputUnit::setProperty(property, scope, element, value);
+}
+
+bool SimulatedOutputUnit::hasDevice(AudioObjectID id) const {
+  const SimulatedDevice* device = hardware_.presentDevice(id);
+  return device != nullptr && !device->config().isInputOnly;
 }
 
 OSStatus SimulatedOutputUnit::admit(AudioUnitProperty property, AudioUnitScope scope,
@@ -72,48 +74,36 @@ OSStatus SimulatedOutputUnit::admit(UnitStage stage, std::string_view what, std:
 std::expected<AudioUnitPropertyValue, OSStatus> SimulatedOutputUnit::property(AudioUnitProperty property,
                                                                               AudioUnitScope scope,
                                                                               std::uint32_t element) const {
-  if (const OSStatus status = OutputUnitSettings::placeStatus(property, scope, element); status != noErr)
-    return std::unexpected(status);
-  switch (property) {
-    case AudioUnitProperty::lastRenderError:
-    case AudioUnitProperty::isRunning:
-    case AudioUnitProperty::lastRenderSampleTime:
-      return readStatus(property);
-    case AudioUnitProperty::streamFormat:
-      return readFormat();
-    default:
-      return settings_.get(property, scope);
-  }
-}
-
-std::expected<AudioUnitPropertyValue, OSStatus> SimulatedOutputUnit::readFormat() const {
-  hardware_.trace().add(TraceCategory::read, "unit: read format");
-  const OSStatus fault = hardware_.unitFaults().take(UnitStage::readFormat);
-  if (fault != noErr) return std::unexpected(fault);
-  auto format = settings_.get(AudioUnitProperty::streamFormat, AudioUnitScope::input);
+  if (property != AudioUnitProperty::streamFormat) return TabledOutputUnit::property(property, scope, element);
+  if (const OSStatus fault = ask(UnitStage::readFormat, "unit: read format"); fault != noErr)
+    return std::unexpected(fault);
+  auto format = TabledOutputUnit::property(property, scope, element);
   if (format && hardware_.reportedClientFormat()) format = *hardware_.reportedClientFormat();
   return format;
 }
 
-std::expected<AudioUnitPropertyValue, OSStatus> SimulatedOutputUnit::readStatus(AudioUnitProperty property) const {
-  auto& faults = hardware_.unitFaults();
-  auto& trace = hardware_.trace();
-  if (property == AudioUnitProperty::lastRenderError) {
-    trace.add(TraceCategory::read, "unit: read last render error");
-    if (const OSStatus fault = faults.take(UnitStage::lastRenderError); fault != noErr) return std::unexpected(fault);
-    return std::exchange(lastRenderError_, noErr);
-  }
-  if (property == AudioUnitProperty::isRunning) {
-    trace.add(TraceCategory::read, "unit: read is running");
-    if (const OSStatus fault = faults.take(UnitStage::isRunning); fault != noErr) return std::unexpected(fault);
-    return isPlaying() ? 1U : 0U;
-  }
-  trace.add(TraceCategory::read, "unit: read sample time");
-  if (const OSStatus fault = faults.take(UnitStage::sampleTime); fault != noErr) return std::unexpected(fault);
-  if (!hasStarted_) return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
-  if (device_ != nullptr && !device_->sampleTimeIsReadable()) {
-    return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
-  }
+OSStatus SimulatedOutputUnit::ask(UnitStage stage, std::string_view what) const {
+  hardware_.trace().add(TraceCategory::read, what);
+  return hardware_.unitFaults().take(stage);
+}
+
+std::expected<OSStatus, OSStatus> SimulatedOutputUnit::takeRenderError() const {
+  if (const OSStatus fault = ask(UnitStage::lastRenderError, "unit: read last render error"); fault != noErr)
+    return std::unexpected(fault);
+  return std::exchange(lastRenderError_, noErr);
+}
+
+std::expected<bool, OSStatus> SimulatedOutputUnit::isAlive() const {
+  if (const OSStatus fault = ask(UnitStage::isRunning, "unit: read is running"); fault != noErr)
+    return std::unexpected(fault);
+  return isPlaying();
+}
+
+std::expected<double, OSStatus> SimulatedOutputUnit::sampleTime() const {
+  if (const OSStatus fault = ask(UnitStage::sampleTime, "unit: read sample time"); fault != noErr)
+    return std::unexpected(fault);
+  const bool isReadable = device_ == nullptr || device_->sampleTimeIsReadable();
+  if (!hasStarted_ || !isReadable) return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
   return earlierFrames_ + static_cast<double>(isPlaying() ? consumedFrames() : 0);
 }
 

@@ -7,9 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/AudioHardware.h"
-#include "platform/AudioOutputUnit.h"
-#include "platform/conversion/OutputUnitSettings.h"
+#include "platform/conversion/TabledOutputUnit.h"
 #include "platform/simulated/ManualRunLoop.h"
 #include "platform/simulated/SimulatedClock.h"
 #include "platform/simulated/UnitFaults.h"
@@ -19,7 +17,7 @@ namespace tolvane {
 class SimulatedAudioHardware;
 class SimulatedDevice;
 
-class SimulatedOutputUnit final : public AudioOutputUnit {
+class SimulatedOutputUnit final : public TabledOutputUnit {
  public:
   explicit SimulatedOutputUnit(SimulatedAudioHardware& hardware);
   SimulatedOutputUnit(const SimulatedOutputUnit&) = delete;
@@ -58,13 +56,17 @@ class SimulatedOutputUnit final : public AudioOutputUnit {
   [[nodiscard]] static int liveCount() { return liveCount_; }
 
  private:
-  using State = OutputUnitSettings::Phase;
+  // TabledOutputUnit
+  [[nodiscard]] bool hasDevice(AudioObjectID id) const override;
+  [[nodiscard]] std::expected<OSStatus, OSStatus> takeRenderError() const override;
+  [[nodiscard]] std::expected<bool, OSStatus> isAlive() const override;
+  [[nodiscard]] std::expected<double, OSStatus> sampleTime() const override;
 
   /// A value of the right type is written down; the script may refuse it.
   [[nodiscard]] OSStatus admit(AudioUnitProperty property, AudioUnitScope scope, const AudioUnitPropertyValue& value);
   [[nodiscard]] OSStatus admit(UnitStage stage, std::string_view what, std::string_view detail = {});
-  [[nodiscard]] std::expected<AudioUnitPropertyValue, OSStatus> readFormat() const;
-  [[nodiscard]] std::expected<AudioUnitPropertyValue, OSStatus> readStatus(AudioUnitProperty property) const;
+  /// The trace of a call that asks for what a playing unit tells, and what the script makes of it.
+  [[nodiscard]] OSStatus ask(UnitStage stage, std::string_view what) const;
   [[nodiscard]] double speed() const;
   void closeDevice();
   void endRun();
@@ -79,10 +81,7 @@ class SimulatedOutputUnit final : public AudioOutputUnit {
   ManualRunLoop& runLoop_;
   std::unique_ptr<ManualRunLoop::HardwareAlarm> alarm_;
 
-  OutputUnitSettings settings_;
-
   // From initialize() on.
-  State state_ = State::created;
   SimulatedDevice* device_ = nullptr;  // open; null when it went away
   bool deviceIsLost_ = false;
   bool hasStarted_ = false;

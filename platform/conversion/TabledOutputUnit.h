@@ -1,0 +1,30 @@
+#pragma once
+// What the adapters' output units share: where each property lives, what a unit was told, and when it may be told. A
+// unit supplies what only playing tells. Main thread.
+
+#include "platform/conversion/OutputUnitSettings.h"
+
+namespace tolvane {
+
+class TabledOutputUnit : public AudioOutputUnit {
+ public:
+  OSStatus setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
+                       const AudioUnitPropertyValue& value) override;
+  std::expected<AudioUnitPropertyValue, OSStatus> property(AudioUnitProperty property, AudioUnitScope scope,
+                                                           std::uint32_t element) const override;
+
+ protected:
+  using State = OutputUnitSettings::Phase;
+
+  [[nodiscard]] virtual bool hasDevice(AudioObjectID id) const = 0;
+  /// The last render error, which is cleared with it.
+  [[nodiscard]] virtual std::expected<OSStatus, OSStatus> takeRenderError() const = 0;
+  [[nodiscard]] virtual std::expected<bool, OSStatus> isAlive() const = 0;
+  /// Frames; kAudioUnitErr_CannotDoInCurrentContext before the first start.
+  [[nodiscard]] virtual std::expected<double, OSStatus> sampleTime() const = 0;
+
+  State state_ = State::created;
+  OutputUnitSettings settings_;
+};
+
+}  // namespace tolvane
