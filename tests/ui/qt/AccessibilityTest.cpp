@@ -1,6 +1,8 @@
 #include <QSignalSpy>
 #include <QtTest/QTest>
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <set>
 
 #include "tests/ui/qt/WindowFixture.h"
@@ -44,6 +46,14 @@ class WindowAccessibility : public WindowFixture {
     return names;
   }
 };
+
+std::vector<QQuickItem*> shownItems(QQuickItem* from) {
+  std::vector<QQuickItem*> items;
+  if (!from->isVisible()) return items;
+  items.push_back(from);
+  for (QQuickItem* child : from->childItems()) std::ranges::move(shownItems(child), std::back_inserter(items));
+  return items;
+}
 
 void expectNamesAndRoles(const QList<QAccessibleInterface*>& controls) {
   for (const auto* control : controls) {
@@ -92,6 +102,29 @@ TEST_F(WindowAccessibility, EveryControlOfAPlayingWindowHasANameAndARole) {
                            "Balance Center, reset to Center",
                            "BIT-PERFECT"})
     EXPECT_THAT(names, Contains(name));
+}
+
+/// The walks above follow what is told to assistive technology; this one asks the items themselves.
+TEST_F(WindowAccessibility, WhatTakesKeysOrClicksIsToldToAssistiveTechnology) {
+  load(3);
+  const auto isTold = [](QQuickItem* item) {
+    auto* control = QAccessible::queryAccessibleInterface(item);
+    return control != nullptr && control->role() != QAccessible::NoRole && !control->text(QAccessible::Name).isEmpty();
+  };
+  int asked = 0;
+  for (QQuickItem* item : shownItems(window->contentItem())) {
+    const bool takesClicks = item->acceptedMouseButtons() != Qt::NoButton && !item->inherits("QQuickText");
+    // The rows on a list's surface are told of; and the window is moved and resized by the desktop's own means, too.
+    const bool isOfTheWindow = QByteArray(item->metaObject()->className()).startsWith("WindowDragArea");
+    if (isOfTheWindow || item->inherits("QQuickFlickable") || item->inherits("QQuickMouseArea")) continue;
+    EXPECT_TRUE(!item->activeFocusOnTab() || isTold(item)) << item->metaObject()->className();
+    if (!takesClicks) continue;
+    ++asked;
+    QQuickItem* told = item;
+    while (told != nullptr && !isTold(told)) told = told->parentItem();
+    EXPECT_NE(told, nullptr) << item->metaObject()->className();
+  }
+  EXPECT_GE(asked, 18);
 }
 
 TEST_F(WindowAccessibility, TabReachesEveryControlAndComesBack) {
