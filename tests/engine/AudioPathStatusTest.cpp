@@ -3,7 +3,10 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -162,12 +165,12 @@ void printHead() {
              "physical format", "carries", "exclusive", "supported", "owned", "verdict");
 }
 
-void print(const Row& row, const AudioPathFacts& f) {
-  fmt::print(columns, row.name, yesNo(f.isBluetooth), f.sourceRate, f.nominalRate, f.actualRate,
-             f.clientFormatMatches ? "same" : "other", f.sourceLabel, yesNo(f.isLossless),
-             f.physicalFormat ? formatDescription(*f.physicalFormat) : "absent",
-             f.physicalFormat ? yesNo(f.physicalFormatCompatible) : "-", yesNo(f.exclusiveAccessEnabled),
-             yesNo(f.hogModeSupported), yesNo(f.hogModeOwned), judgeAudioPath(f).label);
+std::string line(const std::string& row, const AudioPathFacts& f) {
+  return fmt::format(columns, row, yesNo(f.isBluetooth), f.sourceRate, f.nominalRate, f.actualRate,
+                     f.clientFormatMatches ? "same" : "other", f.sourceLabel, yesNo(f.isLossless),
+                     f.physicalFormat ? formatDescription(*f.physicalFormat) : "absent",
+                     f.physicalFormat ? yesNo(f.physicalFormatCompatible) : "-", yesNo(f.exclusiveAccessEnabled),
+                     yesNo(f.hogModeSupported), yesNo(f.hogModeOwned), judgeAudioPath(f).label);
 }
 
 TEST(AudioPathVerdict, IsTheFirstRowThatApplies) {
@@ -176,8 +179,122 @@ TEST(AudioPathVerdict, IsTheFirstRowThatApplies) {
     AudioPathFacts facts = perfectFacts();
     row.change(facts);
     EXPECT_EQ(judgeAudioPath(facts), (AudioPathStatus{row.kind, row.label, row.detail})) << row.name;
-    print(row, facts);
+    fmt::print("{}", line(row.name, facts));
   }
+}
+
+/// What a device says of its rates, and how the sentences name the one it runs at.
+struct Rates {
+  double nominal;
+  double actual;
+  bool match;
+  const char* device;
+};
+
+constexpr Rates everyRates[] = {{44100, 44100, true, "44.1 kHz"},
+                                {44100, 0, true, "44.1 kHz"},
+                                {48000, 48000, false, "48 kHz"},
+                                {44100, 96000, false, "96 kHz"},
+                                {0, 0, false, "an unknown rate"}};
+
+/// One combination of all that the rows ask for.
+struct Circumstances {
+  Rates rates;
+  bool isBluetooth, clientMatches, isLossless, formatIsKnown, formatCarries, isExclusive, isOwned, isSupported;
+
+  [[nodiscard]] AudioPathFacts facts() const {
+    return {.isBluetooth = isBluetooth,
+            .sourceRate = 44100,
+            .nominalRate = rates.nominal,
+            .actualRate = rates.actual,
+            .clientFormatMatches = clientMatches,
+            .isLossless = isLossless,
+            .sourceLabel = isLossless ? "FLAC" : "MP3",
+            .physicalFormat = formatIsKnown ? std::optional(physical24) : std::nullopt,
+            .physicalFormatCompatible = formatCarries,
+            .exclusiveAccessEnabled = isExclusive,
+            .hogModeSupported = isSupported,
+            .hogModeOwned = isOwned};
+  }
+};
+
+/// A row as it stands in the table: the first one that applies decides. "{}" is the device's rate.
+struct PrioritisedRow {
+  std::string number;
+  bool (*applies)(const Circumstances&);
+  AudioPathStatus status;
+};
+
+const std::vector<PrioritisedRow> prioritisedRows{
+    {"1",
+     [](auto& c) { return c.isBluetooth && !c.rates.match; },
+     {Kind::converted, "CONVERTED",
+      "Bluetooth output is running at {}; Core Audio converts the 44.1 kHz source before the wireless codec."}},
+    {"2", [](auto& c) { return c.isBluetooth && c.clientMatches; }, {Kind::directPCM, "DIRECT PCM", bluetoothEncoding}},
+    {"3", [](auto& c) { return c.isBluetooth; }, {Kind::converted, "CONVERTED", bluetoothFormat}},
+    {"4",
+     [](auto& c) { return !c.rates.match; },
+     {Kind::converted, "CONVERTED",
+      "The track is 44.1 kHz, but the device reports {}. Core Audio sample-rate conversion may be active."}},
+    {"5", [](auto& c) { return !c.clientMatches; }, {Kind::converted, "CONVERTED", anotherClientFormat}},
+    {"6", [](auto& c) { return !c.isLossless; }, {Kind::directPCM, "DIRECT PCM", lossyMP3}},
+    {"7 owned",
+     [](auto& c) { return !c.formatIsKnown && c.isOwned; },
+     {Kind::directPCM, "DIRECT PCM",
+      "Exclusive Access is active and the sample rate matches, but the device does not expose its physical stream "
+      "format."}},
+    {"7 shared",
+     [](auto& c) { return !c.formatIsKnown && !c.isExclusive && !c.isOwned; },
+     {Kind::directPCM, "DIRECT PCM",
+      "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
+      "format."}},
+    {"8 retained",
+     [](auto& c) { return !c.formatIsKnown && c.isExclusive && !c.isOwned && c.isSupported; },
+     {Kind::directPCM, "DIRECT PCM", retained}},
+    {"8 not exposed",
+     [](auto& c) { return !c.formatIsKnown && c.isExclusive && !c.isOwned && !c.isSupported; },
+     {Kind::directPCM, "DIRECT PCM", notExposed}},
+    {"9", [](auto& c) { return !c.formatCarries; }, {Kind::converted, "CONVERTED", narrowDevice}},
+    {"10 retained",
+     [](auto& c) { return c.isExclusive && !c.isOwned && c.isSupported; },
+     {Kind::directPCM, "DIRECT PCM", retained}},
+    {"10 not exposed",
+     [](auto& c) { return c.isExclusive && !c.isOwned; },
+     {Kind::directPCM, "DIRECT PCM", notExposed}},
+    {"11",
+     [](auto& c) { return !c.isExclusive; },
+     {Kind::bitPerfect, "BIT-PERFECT",
+      "44.1 kHz and the device PCM format are confirmed with no app-level DSP. Exclusive Access is off, so other apps "
+      "may still mix audio into the device."}},
+    {"12",
+     [](auto&) { return true; },
+     {Kind::bitPerfect, "BIT-PERFECT",
+      "Exclusive Access, 44.1 kHz, and the device PCM format are confirmed. No app-level DSP is active."}}};
+
+std::vector<Circumstances> everyCombination() {
+  std::vector<Circumstances> all;
+  constexpr unsigned switches = 8;
+  for (const Rates& rates : everyRates)
+    for (unsigned bits = 0; bits < 1U << switches; ++bits) {
+      const auto is = [bits](unsigned number) { return (bits >> number & 1U) != 0; };
+      all.push_back({rates, is(0), is(1), is(2), is(3), is(4), is(5), is(6), is(7)});
+    }
+  return all;
+}
+
+TEST(AudioPathVerdict, IsTheFirstRowThatAppliesWhateverElseDoes) {
+  std::set<std::string> decisive;
+  for (const Circumstances& circumstances : everyCombination()) {
+    const auto row = std::ranges::find_if(prioritisedRows, [&](const auto& r) { return r.applies(circumstances); });
+    decisive.insert(row->number);
+    AudioPathStatus expected = row->status;
+    if (const auto place = expected.detail.find("{}"); place != std::string::npos)
+      expected.detail.replace(place, 2, circumstances.rates.device);
+    const AudioPathFacts facts = circumstances.facts();
+    ASSERT_EQ(judgeAudioPath(facts), expected) << "where row " << row->number << " decides:\n"
+                                               << line(row->number, facts);
+  }
+  EXPECT_EQ(decisive.size(), prioritisedRows.size()) << "each row decides somewhere";
 }
 
 const std::string levelsActive =
