@@ -209,6 +209,7 @@ std::expected<AudioPropertyValue, OSStatus> SimulatedDevice::readStream(std::siz
     case kAudioStreamPropertyIsActive:
       return config_.streams[stream].isActive ? 1U : 0U;
     case kAudioStreamPropertyPhysicalFormat:
+      if (config_.processingIsActive.value_or(false)) return std::unexpected(kAudioHardwareUnspecifiedError);
       return physicalFormat(stream);
     case kAudioStreamPropertyVirtualFormat:
       return float32PCM(config_.nominalRate, physicalFormat(stream).mChannelsPerFrame);

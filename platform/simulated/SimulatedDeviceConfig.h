@@ -83,7 +83,8 @@ struct SimulatedDeviceConfig {
   /// Units of this process cannot open the device while another process owns it. Off: they can (a driver that keeps
   /// shared access alive).
   bool foreignHogShutsOut = true;
-  /// What the device says of processing behind a unit; nothing: it has no such property.
+  /// What the device says of processing behind a unit; nothing: it has no such property. While there is some, the
+  /// physical format cannot be read: what arrives in it is no longer what the unit was given.
   std::optional<bool> processingIsActive{};
 
   std::uint32_t bufferFrameSize = 512;  ///< reported, frames

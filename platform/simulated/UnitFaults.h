@@ -39,6 +39,9 @@ class UnitFaults {
   void heal(UnitStage stage) { at(stage) = {}; }
   void healAll() { faults_ = {}; }
 
+  /// Whether the next call of the stage fails.
+  [[nodiscard]] bool isDue(UnitStage stage) const { return faults_[static_cast<std::size_t>(stage)].remaining != 0; }
+
   /// What this call of the stage gives: noErr unless a failure is due, which is used up.
   [[nodiscard]] OSStatus take(UnitStage stage) {
     Fault& fault = at(stage);

@@ -63,6 +63,7 @@ std::optional<std::string> runWorld(std::uint64_t seed, CampaignTracks& tracks, 
   totals.recoveryAttempts += invariants.recoveryAttempts();
   totals.surrenders += invariants.surrenders();
   totals.bitPerfectVerdicts += invariants.bitPerfectVerdicts();
+  totals.processingVerdicts += invariants.processingVerdicts();
   totals.heardFrames += invariants.heardFrames();
   return world.failure() ? std::optional(world.report()) : std::nullopt;
 }
@@ -70,8 +71,10 @@ std::optional<std::string> runWorld(std::uint64_t seed, CampaignTracks& tracks, 
 std::string CampaignTotals::text() const {
   return fmt::format(
       "{:.0f} simulated hours ({:.0f} of them playing) in {} worlds, {} steps, {} tracks played to their end, {} "
-      "recoveries tried, {} given up, {} times BIT-PERFECT, {} heard frames compared",
-      hours, playingHours, worlds, steps, completions, recoveryAttempts, surrenders, bitPerfectVerdicts, heardFrames);
+      "recoveries tried, {} given up, {} times BIT-PERFECT, {} verdicts on processing behind the unit, {} heard frames "
+      "compared",
+      hours, playingHours, worlds, steps, completions, recoveryAttempts, surrenders, bitPerfectVerdicts,
+      processingVerdicts, heardFrames);
 }
 
 CampaignOptions& campaignOptions() {

@@ -32,6 +32,7 @@ const std::vector<CampaignActions::Choice>& CampaignActions::choices() {
                                          {1, &A::replaceStreams},
                                          {1, &A::resizeBuffer},
                                          {3, &A::announceWithoutReason},
+                                         {3, &A::toggleProcessing},
                                          {1, &A::refuseRates},
                                          {1, &A::changeSettling},
                                          {1, &A::changeClock},

@@ -49,6 +49,7 @@ class CampaignActions {
   void replaceStreams();
   void resizeBuffer();
   void announceWithoutReason();
+  void toggleProcessing();
   void refuseRates();
   void changeSettling();
   void changeClock();
@@ -67,6 +68,7 @@ class CampaignActions {
   void deliverLate();
 
   [[nodiscard]] AudioObjectID anyDevice() { return world_.random.pick(world_.devices); }
+  void setProcessing(AudioObjectID id, bool isActive);
   /// Most of what happens matters only where something plays.
   [[nodiscard]] AudioObjectID likelyDevice();
   [[nodiscard]] RunLoop::Duration between(double seconds, double otherSeconds);

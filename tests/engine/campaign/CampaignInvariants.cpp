@@ -171,6 +171,41 @@ void CampaignInvariants::recoveryGaveUp() {
   world_.excuseRates();  // the one end that leaves the rate as it is
 }
 
+// Soon after processing has begun or ended.
+
+void CampaignInvariants::processingChanged(AudioObjectID id) {
+  if (world_.watched.boundDevice() != id || !isVerdict(world_.pathKind())) return;
+  constexpr auto notified = 1ms;  // time does not move on before whoever listens has been told
+  const bool unitCanBeRead = !world_.hardware.unitFaults().isDue(UnitStage::readFormat);
+  world_.later(notified, [this, id, unitCanBeRead] { checkVerdictOnProcessing(id, unitCanBeRead); });
+  expectNoRecovery();
+}
+
+/// True in both directions: nothing else may have changed the truth unannounced, because the verdict was given anew.
+void CampaignInvariants::checkVerdictOnProcessing(AudioObjectID id, bool unitCanBeRead) {
+  if (world_.isInOperation() || world_.watched.boundDevice() != id || !isVerdict(world_.pathKind())) return;
+  if (!world_.device(id).isPresent() || world_.ledgers[id].hasLied) return;
+  ++processingVerdicts_;
+  const bool isShown = world_.pathKind() == Path::bitPerfect;
+  const auto reason = reasonAgainstBitPerfect(world_);
+  require(!isShown || !reason, "processing changed, BIT-PERFECT is shown, but " + reason.value_or(""));
+  require(isShown || reason || !unitCanBeRead,
+          "processing changed, BIT-PERFECT is not shown, but nothing speaks against it");
+}
+
+void CampaignInvariants::expectNoRecovery() {
+  constexpr auto longestTrouble = 40s;
+  constexpr auto longestRecovery = 3s;  // from one attempt to the next
+  constexpr auto soon = 1s;
+  const auto now = world_.runLoop.now();
+  if (now - world_.lastTrouble < longestTrouble || now - lastActivity_ < longestRecovery) return;
+  world_.later(soon, [this, step = world_.step, plays = world_.playsStarted, trouble = world_.lastTrouble,
+                      attempts = allAttempts_] {
+    const bool isUndisturbed = world_.step == step && world_.playsStarted == plays && world_.lastTrouble == trouble;
+    require(!isUndisturbed || allAttempts_ == attempts, "processing behind the unit led to a recovery");
+  });
+}
+
 // After a turn.
 
 void CampaignInvariants::afterTurn() {

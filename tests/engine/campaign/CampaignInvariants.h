@@ -19,6 +19,9 @@ class CampaignInvariants {
   /// Everything was given back.
   void expectNothingHeld(const std::string& when);
 
+  /// This device has just announced that something behind its unit processes the samples, or no longer does.
+  void processingChanged(AudioObjectID id);
+
   void afterTurn();
   void afterStep(RunLoop::Duration passed, bool wasPlaying);
 
@@ -27,6 +30,7 @@ class CampaignInvariants {
   [[nodiscard]] std::int64_t recoveryAttempts() const { return allAttempts_; }
   [[nodiscard]] std::int64_t surrenders() const { return surrenders_; }
   [[nodiscard]] std::int64_t bitPerfectVerdicts() const { return bitPerfectVerdicts_; }
+  [[nodiscard]] std::int64_t processingVerdicts() const { return processingVerdicts_; }
   [[nodiscard]] std::int64_t heardFrames() const { return heardFrames_; }
 
  private:
@@ -38,6 +42,10 @@ class CampaignInvariants {
   void logged(std::string_view line);
   void recoveryWasTried();
   void recoveryGaveUp();
+
+  // Soon after processing has begun or ended.
+  void checkVerdictOnProcessing(AudioObjectID id, bool unitCanBeRead);
+  void expectNoRecovery();
 
   // After a turn.
   void checkStopped();
@@ -85,6 +93,7 @@ class CampaignInvariants {
   std::int64_t allAttempts_ = 0;
   std::int64_t surrenders_ = 0;
   std::int64_t bitPerfectVerdicts_ = 0;
+  std::int64_t processingVerdicts_ = 0;
   std::int64_t heardFrames_ = 0;
 };
 

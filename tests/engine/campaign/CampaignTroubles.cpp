@@ -120,6 +120,25 @@ void CampaignActions::announceWithoutReason() {
   world_.trouble();
 }
 
+/// Somebody turns a volume on the way to the device: what is heard goes on, and is no longer what the unit was given.
+void CampaignActions::toggleProcessing() {
+  const AudioObjectID id = likelyDevice();
+  const auto& device = world_.device(id);
+  if (!device.isPresent() || !device.config().processingIsActive) return;
+  const bool begins = !device.config().processingIsActive.value();
+  setProcessing(id, begins);
+  if (!begins) return;
+  world_.later(between(0.5, 60), [this, id] {
+    if (world_.device(id).config().processingIsActive.value_or(false)) setProcessing(id, false);
+  });
+}
+
+void CampaignActions::setProcessing(AudioObjectID id, bool isActive) {
+  note(fmt::format("device {}: samples {} processed behind the unit", id, isActive ? "are" : "are no longer"));
+  world_.device(id).setProcessingActive(isActive);
+  invariants_.processingChanged(id);
+}
+
 void CampaignActions::refuseRates() {
   const AudioObjectID id = likelyDevice();
   auto& settable = world_.device(id).script().rateIsSettable;

@@ -72,6 +72,7 @@ SimulatedDeviceConfig CampaignWorld::drawDevice(int number) {
   config.ignoresHogWrites = random.percent(5);
   config.foreignHogShutsOut = random.percent(70);
   if (random.percent(10)) config.properties.missing.insert(kAudioDevicePropertyHogMode);
+  if (random.percent(60)) config.processingIsActive = random.percent(5);
   config.bufferFrameSize = isCloseUp ? random.pick(std::array{0U, 64U, 256U, 512U, 512U, 2048U, 4096U})
                                      : random.pick(std::array{256U, 512U, 1024U});
   config.captures = isCloseUp;

@@ -48,6 +48,7 @@ std::optional<std::string> reasonAgainstBitPerfect(CampaignWorld& world) {
   const auto& config = device.config();
   const bool hasLied = world.ledgers[id].hasLied;
   if (!device.isPresent()) return "the device is gone";
+  if (config.processingIsActive.value_or(false)) return "the samples are processed behind the unit";
   if (config.transport == kAudioDeviceTransportTypeBluetooth ||
       config.transport == kAudioDeviceTransportTypeBluetoothLE)
     return "the device is a Bluetooth device";

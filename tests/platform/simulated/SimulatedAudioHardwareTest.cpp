@@ -133,11 +133,17 @@ TEST_F(SimulatedAudioHardwareTest, processingBehindTheUnitsIsToldOnlyWhereTheScr
     return hardware_.propertyData(telling, global(kAudioDevicePropertyProcessingIsActive)).value();
   };
   listen(telling, global(kAudioDevicePropertyProcessingIsActive));
+  const auto showsFormat = [&] {
+    const auto stream = hardware_.device(telling).streamIDs().front();
+    return hardware_.propertyData(stream, global(kAudioStreamPropertyPhysicalFormat)).has_value();
+  };
   EXPECT_EQ(processing(), AudioPropertyValue(0U));
+  EXPECT_TRUE(showsFormat());
   hardware_.device(telling).setProcessingActive(true);
   hardware_.device(telling).setProcessingActive(true);
   loop_.advance(0ms);
   EXPECT_EQ(processing(), AudioPropertyValue(1U));
+  EXPECT_FALSE(showsFormat());
   EXPECT_EQ(told_.size(), 1U);
 }
 
