@@ -1,10 +1,13 @@
 #include "session/AudioFileDiscovery.h"
 
 #include <gmock/gmock.h>
+#include <sys/inotify.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstring>
 #include <filesystem>
 #include <string>
 
@@ -140,8 +143,43 @@ TEST_F(AudioFileDiscovery, AFileGivenTwiceAppearsOnce) {
   const auto url = file("sub/one.wav");
   EXPECT_THAT(found({url, FileURL(folder.path().string()), url}), ElementsAre("sub/one.wav"));
   EXPECT_THAT(found({url, folder.url("sub/../sub/./one.wav"), folder.url("sub//one.wav")}), ElementsAre("sub/one.wav"));
+}
+
+/// Counts how often a folder is opened while it lives.
+class OpenedFolder {
+ public:
+  explicit OpenedFolder(const fs::path& folder) {
+    // With each close in between, the system does not make one of two openings.
+    EXPECT_GE(::inotify_add_watch(descriptor_, folder.c_str(), IN_OPEN | IN_CLOSE | IN_ONLYDIR), 0);
+  }
+  ~OpenedFolder() { ::close(descriptor_); }
+  OpenedFolder(const OpenedFolder&) = delete;
+  OpenedFolder& operator=(const OpenedFolder&) = delete;
+
+  [[nodiscard]] int times() const {
+    alignas(inotify_event) std::array<char, 4096> buffer;
+    int count = 0;
+    for (ssize_t size = 0; (size = ::read(descriptor_, buffer.data(), buffer.size())) > 0;) {
+      for (ssize_t at = 0; at < size;) {
+        inotify_event event{};
+        std::memcpy(&event, buffer.data() + at, sizeof event);
+        if (event.len == 0 && (event.mask & IN_OPEN) != 0) ++count;
+        at += static_cast<ssize_t>(sizeof event + event.len);
+      }
+    }
+    return count;
+  }
+
+ private:
+  const int descriptor_ = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+};
+
+TEST_F(AudioFileDiscovery, AFolderGivenTwiceIsReadOnce) {
+  file("sub/one.wav");
+  const OpenedFolder sub(folder.path() / "sub");
   EXPECT_THAT(found({folder.url("sub"), folder.url("sub/"), folder.url("sub/../sub"), folder.url("sub")}),
               ElementsAre("sub/one.wav"));
+  EXPECT_EQ(sub.times(), 1);
 }
 
 TEST_F(AudioFileDiscovery, HiddenFilesAreTakenOnlyWhenGiven) {
