@@ -2,8 +2,8 @@
 """figures.py BUILD_DIR: what the tests of the last run of CTest measured and tabulated, from their output that CTest keeps.
 
 Prints the table of verdicts as the unit tests found it, the sum of the fault campaign's parts, and what the killed
-players left. Exits with 1 when one of them or a part of the campaign is not there, or the campaign was shorter than it
-must be.
+players left. Exits with 1 when one of them or a part of the campaign is not there, or the campaign was shorter or the
+kills were fewer than they must be.
 """
 
 import pathlib
@@ -13,13 +13,12 @@ import sys
 TABLE = re.compile(r"^\[ RUN +\] AudioPathVerdict\.IsTheFirstRowThatApplies\n(.*?)^\[ +OK \]", re.MULTILINE | re.DOTALL)
 PART = re.compile(r"^\[ RUN +\] Part/CampaignTest\.", re.MULTILINE)
 TOTALS = re.compile(r"^(\d+) simulated hours \((\d+) of them playing\) in (\d+) worlds, (\d+) steps, (\d+) tracks played to "
-                    r"their end, (\d+) recoveries tried, (\d+) given up", re.MULTILINE)
-
-
-KILLS = re.compile(r"^\d+ kills, \d+ states announced; \d+ within a transaction, \d+ before the last state was stored$",
-                   re.MULTILINE)
+                    r"their end, (\d+) recoveries tried, (\d+) given up.*\n\[ +OK \] Part/CampaignTest\.", re.MULTILINE)
+KILLS = re.compile(r"^((\d+) kills, \d+ states announced; \d+ within a transaction, \d+ before the last state was stored)\n"
+                   r"\[ +OK \] KilledPlayer\.", re.MULTILINE)
 PARTS = 4  # of the campaign, as tests/engine/campaign/CampaignTest.cpp has them
 LEAST_HOURS = 10_000  # simulated, of all parts together
+LEAST_KILLS = 1_000
 
 
 def verdicts(text):
@@ -31,7 +30,7 @@ def verdicts(text):
 
 
 def campaign(text):
-    """A part that breaks a promise stops, and has no totals."""
+    """A part that breaks a promise has no totals, or does not pass with them."""
     parts = [list(map(int, found.groups())) for found in TOTALS.finditer(text)]
     violations = len(PART.findall(text)) - len(parts)
     if not parts:
@@ -49,7 +48,12 @@ def campaign(text):
 
 def kills(text):
     found = KILLS.search(text)
-    return ([f"Killed players: {found[0]}"], True) if found else (["The test of killed players did not pass."], False)
+    if not found:
+        return ["The test of killed players did not pass."], False
+    lines = [f"Killed players: {found[1]}"]
+    if int(found[2]) < LEAST_KILLS:
+        lines.append(f"There were fewer than {LEAST_KILLS} kills.")
+    return lines, len(lines) == 1
 
 
 def main():
