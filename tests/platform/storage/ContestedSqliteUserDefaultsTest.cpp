@@ -1,0 +1,98 @@
+// The store on disk when another program holds its file, or another copy of the player writes to it.
+
+#include "tests/platform/storage/SqliteDefaultsFixture.h"
+
+namespace tolvane {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+TEST_F(SqliteDefaults, WhileAnotherProgramHoldsTheFileMemoryServes) {
+  start().setObject("a", 1.0);
+  ASSERT_TRUE(defaults->synchronize());
+  OtherProgram other(file());
+  other.run("BEGIN EXCLUSIVE");
+  defaults->setObject("a", 2.0);
+  EXPECT_FALSE(defaults->synchronize()) << "the wait is bounded";
+  EXPECT_EQ(defaults->value<double>("a"), 2.0);
+  other.run("COMMIT");
+  EXPECT_TRUE(defaults->synchronize());
+  EXPECT_EQ(numberAfterRestart("a"), 2);
+}
+
+TEST_F(SqliteDefaults, AFileThatIsHeldAtStartIsNeverOverwritten) {
+  start().setObject("playlist", 1.0);
+  ASSERT_TRUE(defaults->synchronize());
+  defaults.reset();
+  {
+    OtherProgram other(file());
+    other.run("BEGIN EXCLUSIVE");
+    EXPECT_EQ(start().object("playlist"), std::nullopt);
+    other.run("COMMIT");
+    defaults->removeObject("playlist");
+  }
+  EXPECT_EQ(numberAfterRestart("playlist"), 1);
+  EXPECT_THAT(log.messages(), SizeIs(1));
+}
+
+TEST_F(SqliteDefaults, TwoCopiesWriteToOneFile) {
+  SqliteUserDefaults one(folder.path(), log);
+  SqliteUserDefaults two(folder.path(), log);
+  for (int i = 0; i < 200; ++i) {
+    one.setObject("one", static_cast<double>(i));
+    two.setObject("two", static_cast<double>(i));
+    one.setObject("both", UserDefaults::Data(20'000, '1'));
+    two.setObject("both", UserDefaults::Data(30'000, '2'));
+  }
+  EXPECT_TRUE(one.synchronize());
+  EXPECT_TRUE(two.synchronize());
+  start();
+  EXPECT_EQ(defaults->value<double>("one"), 199);
+  EXPECT_EQ(defaults->value<double>("two"), 199);
+  EXPECT_THAT(*defaults->value<UserDefaults::Data>("both"),
+              testing::AnyOf(std::string(20'000, '1'), std::string(30'000, '2')));
+  EXPECT_THAT(log.messages(), IsEmpty());
+}
+
+TEST_F(SqliteDefaults, OfTwoCopiesWhatBelongsTogetherIsTheOneCopysOrTheOthers) {
+  start().setObject("removed", 1.0);
+  ASSERT_TRUE(defaults->synchronize());
+  defaults.reset();
+  SqliteUserDefaults one(folder.path(), log);
+  SqliteUserDefaults two(folder.path(), log);
+  const auto save = [](SqliteUserDefaults& copy, const char* playlist, double state) {
+    const UserDefaults::Group group(copy);
+    copy.setObject("playlist", UserDefaults::Data(playlist));
+    copy.setObject("state", state);
+  };
+  save(one, "one's", 1.0);
+  one.removeObject("removed");
+  EXPECT_TRUE(one.synchronize());
+  save(two, "two's", 2.0);
+  two.setObject("removed", 2.0);
+  EXPECT_TRUE(two.synchronize());
+  one.setObject("state", 1.5);
+  EXPECT_TRUE(one.synchronize());
+  start();
+  EXPECT_EQ(defaults->value<UserDefaults::Data>("playlist"), "one's");
+  EXPECT_EQ(defaults->value<double>("state"), 1.5);
+  EXPECT_EQ(defaults->object("removed"), std::nullopt);
+}
+
+TEST_F(SqliteDefaults, OfTwoCopiesThatFindDamageOneSetsItAside) {
+  std::ofstream(file()) << std::string(10'000, 'x');
+  SqliteUserDefaults one(folder.path(), log);
+  one.setObject("one", 1.0);
+  SqliteUserDefaults two(folder.path(), log);
+  two.setObject("two", 2.0);
+  EXPECT_TRUE(one.synchronize());
+  EXPECT_TRUE(two.synchronize());
+  EXPECT_EQ(numberAfterRestart("one"), 1);
+  EXPECT_EQ(defaults->value<double>("two"), 2);
+  EXPECT_FALSE(fs::exists(folder.path() / "defaults.sqlite.damaged-2"));
+}
+
+}  // namespace
+}  // namespace tolvane
