@@ -80,9 +80,13 @@ class Play:
             self.reader.join(10)
         return []
 
-    def labels(self):
+    def verdicts(self):
+        """(label, detail) of each."""
         found = [json.loads(line) for line in self.lines if line.startswith("{") and "audioPathStatus" in line]
-        return [line["label"] for line in found]
+        return [(line["label"], line["detail"]) for line in found]
+
+    def labels(self):
+        return [label for label, _ in self.verdicts()]
 
     def last(self):
         return json.loads(next((line for line in reversed(self.lines) if line.startswith("{")), "{}"))
