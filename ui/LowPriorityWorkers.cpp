@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <list>
 #include <mutex>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -21,14 +23,19 @@ constexpr auto patience = std::chrono::seconds(2);
 }  // namespace
 
 struct LowPriorityWorkers::Queue {
+  struct Thread {
+    std::optional<Clock::time_point> busySince;
+    bool isReplaced = false;
+  };
+
   std::mutex mutex;
   std::condition_variable changed;
   // Guarded by mutex:
   std::vector<Work> waiting;
-  unsigned threads = 0;
+  std::list<Thread> threads;
   bool isEnding = false;
 
-  void serve() {
+  void serve(std::list<Thread>::iterator self, const std::function<Clock::time_point()>& now) {
     // On Linux a nice value is the calling thread's alone.
     setpriority(PRIO_PROCESS, 0, std::max(lowPriority, getpriority(PRIO_PROCESS, 0)));
     std::unique_lock lock(mutex);
@@ -38,17 +45,31 @@ struct LowPriorityWorkers::Queue {
       {
         const Work work = std::exchange(waiting.back(), nullptr);
         waiting.pop_back();
+        self->busySince = now();
         lock.unlock();
         work();
       }
       lock.lock();
+      self->busySince.reset();
+      if (self->isReplaced) break;
     }
-    --threads;
+    threads.erase(self);
     changed.notify_all();
+  }
+
+  /// How many threads there are to do what comes; one that hangs is not among them.
+  std::size_t countServing(Clock::time_point now) {
+    std::size_t serving = 0;
+    for (Thread& thread : threads) {
+      if (thread.busySince && now - *thread.busySince >= hangsAfter) thread.isReplaced = true;
+      if (!thread.isReplaced) ++serving;
+    }
+    return serving;
   }
 };
 
-LowPriorityWorkers::LowPriorityWorkers(unsigned threads) : queue_(std::make_shared<Queue>()), idleCapacity_(threads) {}
+LowPriorityWorkers::LowPriorityWorkers(unsigned threads, std::function<Clock::time_point()> now)
+    : atOnce_(threads), now_(std::move(now)), queue_(std::make_shared<Queue>()) {}
 
 LowPriorityWorkers::~LowPriorityWorkers() {
   std::unique_lock lock(queue_->mutex);
@@ -58,20 +79,21 @@ LowPriorityWorkers::~LowPriorityWorkers() {
   dropped.clear();  // what it owns may take its time to go
   lock.lock();
   queue_->changed.notify_all();
-  queue_->changed.wait_for(lock, patience, [this] { return queue_->threads == 0; });
+  queue_->changed.wait_for(lock, patience, [this] { return queue_->threads.empty(); });
 }
 
 void LowPriorityWorkers::run(Work work) {
   const std::lock_guard lock(queue_->mutex);
   queue_->waiting.push_back(std::move(work));
   queue_->changed.notify_one();
-  if (idleCapacity_ == 0) return;
+  auto& threads = queue_->threads;
+  if (queue_->countServing(now_()) >= atOnce_ || threads.size() >= mostThreads) return;
+  const auto newest = threads.emplace(threads.end());
   try {
-    std::thread([queue = queue_] { queue->serve(); }).detach();
-    ++queue_->threads;
-    --idleCapacity_;
+    std::thread([queue = queue_, newest, now = now_] { queue->serve(newest, now); }).detach();
   } catch (const std::system_error&) {
     // No thread to be had now. The work waits for the next request, which tries again.
+    threads.erase(newest);
   }
 }
 

@@ -29,6 +29,8 @@ Window {
         }
         Repeater {
             model: window.rack
+            // A delegate can name the things around it in no other way before Qt 6.5.
+            // qmllint disable unqualified
             RackRow {
                 Layout.fillWidth: true
                 onPlugged: on => window.rack.setPluggedIn(index, on)
@@ -36,6 +38,7 @@ Window {
                 onHeldUp: on => window.rack.setStalled(index, on)
                 onReclocked: window.rack.reclock(index)
             }
+            // qmllint enable unqualified
         }
     }
 }

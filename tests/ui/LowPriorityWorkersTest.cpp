@@ -4,9 +4,12 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <future>
 #include <latch>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -68,6 +71,61 @@ TEST(LowPriorityWorkers, FinishWhatTheyHaveBegunAndDropTheRestWhenTheyGo) {
   workers.reset();
   EXPECT_TRUE(hasEnded);
   EXPECT_FALSE(hasRunTheRest);
+}
+
+TEST(LowPriorityWorkers, LeaveThreadsBehindThatHang) {
+  using Clock = LowPriorityWorkers::Clock;
+  std::atomic<Clock::time_point> now{Clock::time_point()};
+  std::latch hanging(2);
+  std::latch share(1);  // a dead one, until it comes back
+  std::latch returned(2);
+  LowPriorityWorkers workers(2, [&now] { return now.load(); });
+  for (int file = 0; file < 2; ++file) {
+    workers.run([&] {
+      hanging.count_down();
+      share.wait();
+      returned.count_down();
+    });
+  }
+  hanging.wait();
+  std::promise<void> third;
+  workers.run([&] { third.set_value(); });
+  now = now.load() + LowPriorityWorkers::hangsAfter;
+  std::promise<void> fourth;
+  workers.run([&] { fourth.set_value(); });
+  fourth.get_future().wait();
+  third.get_future().wait();
+  share.count_down();
+  returned.wait();
+}
+
+TEST(LowPriorityWorkers, HaveASecondThreadOnlyWhenTheFirstIsBusyForTooLong) {
+  using Clock = LowPriorityWorkers::Clock;
+  std::atomic<Clock::time_point> now{Clock::time_point()};
+  std::latch begun(1);
+  std::latch mayEnd(1);
+  std::mutex mutex;
+  std::vector<int> order;
+  {
+    LowPriorityWorkers workers(1, [&now] { return now.load(); });
+    workers.run([&] {
+      begun.count_down();
+      mayEnd.wait();
+      const std::lock_guard lock(mutex);
+      order.push_back(1);
+    });
+    begun.wait();
+    now = now.load() + LowPriorityWorkers::hangsAfter - std::chrono::nanoseconds(1);
+    std::promise<void> second;
+    workers.run([&] {
+      const std::lock_guard lock(mutex);
+      order.push_back(2);
+      second.set_value();
+    });
+    mayEnd.count_down();
+    second.get_future().wait();
+  }
+  EXPECT_THAT(order, ElementsAre(1, 2));
 }
 
 }  // namespace

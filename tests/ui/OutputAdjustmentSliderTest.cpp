@@ -105,6 +105,12 @@ TEST(AdjustmentSlider, MovesAgainAtOnceWhenThePointerComesBackFromBeyondAnEnd) {
   EXPECT_EQ(panel.value, 1);
   panel.move(490);
   EXPECT_DOUBLE_EQ(panel.value, 0.95);
+  auto low = volume(0.1);
+  low.press(27);
+  low.move(-300);
+  EXPECT_EQ(low.value, 0);
+  low.move(-290);
+  EXPECT_DOUBLE_EQ(low.value, 0.05);
 }
 
 TEST(AdjustmentSlider, BeginsEachDragAfresh) {

@@ -18,14 +18,18 @@ T.ComboBox {
     hoverEnabled: true
     enabled: hasDevices
     model: devices
-    displayText: hasDevices ? currentText : qsTr("No output device")
+    displayText: hasDevices ? devices[selectedDevice] ?? "" : qsTr("No output device")
     Accessible.name: qsTr("Output device")
     Accessible.description: displayText
     Accessible.onPressAction: if (enabled) popup.open()
 
-    // The selection is the device list's: a choice is only asked for here.
+    // The selection is the device list's: a choice is only asked for here. A new list sets the row back to the first.
     Binding on currentIndex { value: picker.selectedDevice }
-    onActivated: row => chosen(row)
+    onModelChanged: currentIndex = selectedDevice
+    onActivated: row => {
+        chosen(row);
+        currentIndex = selectedDevice;
+    }
 
     background: Rectangle {
         radius: Theme.controlRadius
@@ -60,6 +64,8 @@ T.ComboBox {
     }
     indicator: null
 
+    // A delegate can name the things around it in no other way before Qt 6.5.
+    // qmllint disable unqualified
     delegate: T.ItemDelegate {
         id: entry
 
@@ -87,6 +93,7 @@ T.ComboBox {
             font.weight: entry.index === picker.selectedDevice ? Font.DemiBold : Font.Normal
         }
     }
+    // qmllint enable unqualified
 
     popup: T.Popup {
         y: -height - 6

@@ -14,9 +14,10 @@ Window {
     required property OutputModel output
     required property SourceModel source
     required property string version
-    /// A control that the keyboard has reached keeps Space for itself.
+    /// A control that the keyboard has reached keeps Space for itself, where it has a use for it.
     readonly property T.Control focusedControl: activeFocusItem as T.Control
-    readonly property bool controlHasFocus: focusedControl !== null && focusedControl.visualFocus && !(focusedControl instanceof TrackWaveformRow)
+    readonly property bool leavesSpace: focusedControl instanceof TrackWaveformRow || focusedControl instanceof WaveformSlider
+    readonly property bool controlHasFocus: focusedControl !== null && focusedControl.visualFocus && !leavesSpace
     readonly property DevicePicker focusedPicker: activeFocusItem as DevicePicker
     readonly property bool spaceIsTaken: controlHasFocus || (focusedPicker !== null && focusedPicker.popup.visible)
     readonly property bool fillsScreen: visibility === Window.Maximized || visibility === Window.FullScreen

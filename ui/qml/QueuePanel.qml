@@ -58,7 +58,7 @@ Panel {
             dropTargeted: panel.dropTargeted
             onOpenFolderRequested: panel.openFolderRequested()
             onOpenFileRequested: panel.openFileRequested()
-            onLeftByKeyboard: Qt.callLater(list.takeKeyboard)
+            onLeftByKeyboard: list.takeKeyboard()
         }
     }
 

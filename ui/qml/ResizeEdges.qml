@@ -9,6 +9,8 @@ Item {
     readonly property int corner: 14
     signal resizeRequested(int edges)
 
+    // A component within a file can name the things around it in no other way before Qt 6.5.
+    // qmllint disable unqualified
     component Edge: MouseArea {
         required property int edges
         width: rim.thickness
@@ -16,6 +18,7 @@ Item {
         acceptedButtons: Qt.LeftButton
         onPressed: rim.resizeRequested(edges)
     }
+    // qmllint enable unqualified
 
     Edge { edges: Qt.TopEdge; cursorShape: Qt.SizeVerCursor; x: rim.corner; width: rim.width - 2 * rim.corner }
     Edge { edges: Qt.BottomEdge; cursorShape: Qt.SizeVerCursor; x: rim.corner; y: rim.height - height; width: rim.width - 2 * rim.corner }

@@ -97,6 +97,8 @@ Item {
         move: Transition { NumberAnimation { property: "y"; duration: Theme.moveDuration; easing.type: Easing.InOutQuad } }
         moveDisplaced: Transition { NumberAnimation { property: "y"; duration: Theme.moveDuration; easing.type: Easing.InOutQuad } }
 
+        // A delegate can name the things around it in no other way before Qt 6.5.
+        // qmllint disable unqualified
         delegate: TrackWaveformRow {
             width: ListView.view.width - bar.width
             current: index === frame.playingRow
@@ -108,6 +110,7 @@ Item {
             // In a later turn: a drag runs an event loop of its own.
             onDragStarted: Qt.callLater(list.beginDrag, index)
         }
+        // qmllint enable unqualified
 
         PointHandler { id: mousePress; acceptedDevices: PointerDevice.Mouse }
 

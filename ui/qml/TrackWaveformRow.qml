@@ -65,7 +65,7 @@ T.ItemDelegate {
         }
         FocusRing { shown: row.ListView.isCurrentItem && row.ListView.view.activeFocus; distance: -1 }
     }
-    contentItem: RowLayout {
+    contentItem: RowLayout {  // qmllint disable deferred-property-id
         spacing: row.rowSpacing
 
         Item {

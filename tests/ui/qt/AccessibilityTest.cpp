@@ -171,6 +171,12 @@ TEST_F(WindowAccessibility, SpacePausesAndKeepsToAFocusedButton) {
   key(Qt::Key_Space);
   EXPECT_FALSE(isPlaying());
   key(Qt::Key_Space);
+  for (const char* slider : {"Position", "Volume", "Balance"}) {
+    item(slider)->forceActiveFocus(Qt::TabFocusReason);
+    const bool before = isPlaying();
+    key(Qt::Key_Space);
+    EXPECT_NE(isPlaying(), before) << slider << " has no use for Space";
+  }
   item("Next")->forceActiveFocus(Qt::TabFocusReason);
   key(Qt::Key_Space);
   EXPECT_EQ(currentIndex(), 1);

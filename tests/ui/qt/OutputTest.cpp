@@ -1,10 +1,16 @@
 #include <QSignalSpy>
 #include <QtTest/QTest>
+#include <set>
+#include <string>
 
 #include "tests/ui/qt/WindowFixture.h"
 
 namespace tolvane::test {
 namespace {
+
+using testing::Contains;
+using testing::IsSupersetOf;
+using testing::Not;
 
 class WindowOutput : public WindowFixture {
  protected:
@@ -207,6 +213,68 @@ TEST_F(WindowOutput, ADeviceIsPickedByKeyboard) {
   key(Qt::Key_Up);
   key(Qt::Key_Return);
   EXPECT_NE(devices.selectedDevice().value()->id, before);
+}
+
+TEST_F(WindowOutput, ThePickerShowsTheSelectedDeviceWhateverComesAndGoes) {
+  load(1);
+  const auto shown = [this] { return accessible("Output device")->text(QAccessible::Description).toStdString(); };
+  const auto row = [this] { return item("Output device")->property("currentIndex").toInt(); };
+  ASSERT_EQ(shown(), "Studio DAC");
+  EXPECT_EQ(row(), 1) << "behind the headphones";
+  const auto plugIn = [this](const char* name) {
+    SimulatedDeviceConfig device;
+    device.name = name;
+    const AudioObjectID id = hardware.addDevice(device);
+    settle();
+    return id;
+  };
+  const AudioObjectID behind = plugIn("USB Interface");
+  EXPECT_EQ(shown(), "Studio DAC");
+  EXPECT_EQ(row(), 1);
+  hardware.removeDevice(behind);
+  settle();
+  EXPECT_EQ(shown(), "Studio DAC");
+  EXPECT_EQ(row(), 1);
+  const AudioObjectID before = plugIn("Amplifier");
+  EXPECT_EQ(shown(), "Studio DAC");
+  EXPECT_EQ(row(), 2);
+  hardware.removeDevice(before);
+  settle();
+  EXPECT_EQ(shown(), "Studio DAC");
+  EXPECT_EQ(row(), 1);
+}
+
+/// What the tips say that belong to an item and to all that is in it.
+std::set<std::string> tipsIn(const QQuickItem& item) {
+  std::set<std::string> tips;
+  for (const QObject* child : item.children()) {
+    if (QByteArray(child->metaObject()->className()).startsWith("HelpTip"))
+      tips.insert(child->property("text").toString().toStdString());
+  }
+  for (const QQuickItem* child : item.childItems()) tips.merge(tipsIn(*child));
+  return tips;
+}
+
+TEST_F(WindowOutput, SaysWhatItsPartsAreFor) {
+  load(1);
+  const auto tips = [this] { return tipsIn(*window->contentItem()); };
+  EXPECT_THAT(tips(), IsSupersetOf(
+                          {"Select output device", "Stop and release output device", "Reset to 100%", "Reset to Center",
+                           "Adjust player volume and stereo balance. Hold Shift while dragging for fine adjustment. "
+                           "Double-click a slider or click its value to reset it. At 100% and Center, audio passes "
+                           "through without processing.",
+                           "Double-click to reset. Hold Shift while dragging for fine adjustment."}));
+  constexpr auto withKeys =
+      "Double-click to reset. Hold Shift while dragging for fine adjustment. Use arrow keys to adjust.";
+  EXPECT_THAT(tips(), Not(Contains(withKeys)));
+  item("Balance")->forceActiveFocus(Qt::TabFocusReason);
+  EXPECT_THAT(tips(), Contains(withKeys));
+}
+
+TEST_F(WindowOutput, TellsWhichFilesItPlaysWhileItIsEmpty) {
+  EXPECT_TRUE(isShown(QStringLiteral("WAV  ·  AIFF  ·  AIF  ·  FLAC  ·  MP3")));
+  load(1);
+  EXPECT_FALSE(isShown(QStringLiteral("WAV  ·  AIFF  ·  AIF  ·  FLAC  ·  MP3")));
 }
 
 }  // namespace
