@@ -58,14 +58,15 @@ def tests():
             yield (f"{8 * width} bits at {rate / 1000:g} kHz arrive as they are through the sink",
                    lambda w=width, r=rate: sharing.shared(r, w))
     yield "A pause loses and repeats no frame", sharing.paused
-    yield "Verdicts 8 and 7, DIRECT PCM: a sink at 80 %, Exclusive Access withheld and off", sharing.attenuated
+    yield "Verdict 7, DIRECT PCM: a sink at 80 %", sharing.attenuated
     yield "A card whose mixer is lowered behind the server is not BIT-PERFECT until it is raised", sharing.turned_down
     yield "A second program plays, and the rate comes back afterwards", sharing.second_program
     yield "A channel that somebody links into another is not BIT-PERFECT", sharing.crossed
     yield "A sink that follows another clock is not BIT-PERFECT", sharing.clocks
     yield "Exclusive Access comes and goes while the music plays, and loses no frame", taking.switched
     yield "A card that is taken away and dropped is taken back, and loses no frame", taking.stolen
-    yield "A card that another program leaves is taken from under the shared music, and loses no frame", taking.left
+    yield ("Verdict 8, DIRECT PCM: a card that another program has too; when it leaves, the card is taken from under the shared "
+           "music, and no frame is lost", taking.left)
     yield "The adapter keeps its contract", quiet_contract
     yield "The adapter keeps its contract beside other programs", busy_contract
     yield "A USB DAC's wire gets 16 and 24 bits at every rate as they are through the sink", usb.table

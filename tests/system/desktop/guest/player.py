@@ -115,6 +115,12 @@ def label_faults(play, *expected):
     return [] if play.labels() == list(expected) else [f"the player says {play.labels()}, not {list(expected)}"]
 
 
+def detail_faults(play, label, detail):
+    """The first verdict in whole."""
+    said = next((line for line in play.verdicts() if line[0] not in ("CHECKING", "READY")), None)
+    return [] if said == (label, detail) else [f"the player says {said}, not {(label, detail)}"]
+
+
 def to_loopback(rate, width, seconds, *options, meanwhile=lambda play: None, busy=lambda play: None):
     """(faults of what came out, the run). `busy` does what starts programs, in the machine's full time; `meanwhile` what
     waits."""

@@ -7,9 +7,10 @@ import time
 
 import desktop
 import session
-from cards import Pcm, wait_until
+from cards import wait_until
+from contested import WITHHELD
 from pace import skipping
-from player import SHARED, Play, name_of, to_loopback, track
+from player import LOOPBACK, SHARED, Play, detail_faults, name_of, to_loopback, track
 
 ACTIVE, LOST = '"kind":"active"', '"kind":"lost"'
 HIGHER = 100  # priority of another program, beside the player's 30
@@ -80,14 +81,17 @@ def stolen():
 
 
 def left():
-    """Another program has one of the card's ways in: the music plays shared until it leaves, and then exclusively."""
+    """Another program has one of the card's ways in: the music plays shared until it leaves, and then exclusively. While the
+    kernel shows two programs' formats, the player has none to tell."""
     desktop.set_volume("Loopback", "1.0")
-    other = subprocess.Popen(["aplay", "-q", "-D", "hw:Loopback,0,5", "-t", "raw", "-f", "S32_LE", "-r", "48000", "-c",
-                              "2", "/dev/zero"], stdin=subprocess.DEVNULL)
-    wait_until(lambda: Pcm("Loopback").running(), 20)
-    shown = []
+    other = subprocess.Popen(["aplay", "-q", "-D", "hw:Loopback,0,5", "-t", "raw", "-f", "S16_LE", "-r", "8000", "-c", "1",
+                              "/dev/zero"], stdin=subprocess.DEVNULL)
+    wait_until(LOOPBACK.running, 20)
+    shown, seen = [], set()
 
     def leave(play):
+        play.said(WITHHELD)
+        seen.update((*LOOPBACK.setups(), play.process.pid in LOOPBACK.owners()))
         shown.append(play.has_said(ACTIVE))
         other.kill()
         other.wait()
@@ -99,4 +103,8 @@ def left():
         faults.append("Exclusive Access did not become active")
     if play.labels()[-2:] != ["BIT-PERFECT", "READY"]:
         faults.append(f"the player says {play.labels()}")
-    return {"faults": faults, "story": play.lines}
+    faults += detail_faults(play, "DIRECT PCM", WITHHELD)
+    if seen != {("S16_LE", 8000, 1), ("S32_LE", 48000, 2), False}:
+        faults.append(f"the kernel's hw_params, and whether the player had the card, were {seen}")
+    return {"faults": faults, "story": play.lines,
+            "verdict": ("8", "DIRECT PCM", "S32_LE 48000 Hz", "another program has the card too, at S16_LE 8000 Hz")}
