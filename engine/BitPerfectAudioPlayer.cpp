@@ -67,7 +67,9 @@ Result<void> BitPerfectAudioPlayer::prepareAndStart(const FileURL& url) {
 }
 
 void BitPerfectAudioPlayer::pause() {
-  if (!core_->audioUnit || core_->state != PlaybackState::playing) return;
+  if (core_->state != PlaybackState::playing) return;
+  // Between two attempts at a recovery there is no unit: the next one finds out what it is to do.
+  if (!core_->audioUnit) return core_->setPlaybackState(PlaybackState::paused);
   core_->completion.cancel();
   core_->supervision.stopOutputHealthMonitor();
   if (core_->configuration.stopUnit() != noErr)
@@ -76,18 +78,21 @@ void BitPerfectAudioPlayer::pause() {
 }
 
 void BitPerfectAudioPlayer::resume() {
+  if (!core_->audioUnit && core_->state == PlaybackState::paused) core_->setPlaybackState(PlaybackState::playing);
   if (!core_->audioUnit || !core_->renderContext) return;
   if (!restartUnit("The output device could not resume playback.")) return;
   core_->supervision.startOutputHealthMonitor();
 }
 
 void BitPerfectAudioPlayer::seek(double seconds) {
-  if (!core_->renderContext || !(seconds >= 0) || seconds > core_->duration.value()) return;
+  // Without a unit, while the output recovers, the track waits with its place.
+  const auto context = core_->preparedAudio ? core_->preparedAudio->context : nullptr;
+  if (!context || !(seconds >= 0) || seconds > core_->duration.value()) return;
   const bool wasPlaying = core_->state == PlaybackState::playing && core_->audioUnit;
   if (wasPlaying && core_->configuration.stopUnit() != noErr)
     return core_->configuration.failRuntime("The output device could not seek safely.", false);
-  const double frame = seconds * core_->renderContext->format().mSampleRate;
-  if (std::isfinite(frame)) core_->renderContext->seek(static_cast<std::int64_t>(frame));
+  const double frame = seconds * context->format().mSampleRate;
+  if (std::isfinite(frame)) context->seek(static_cast<std::int64_t>(frame));
   if (wasPlaying) (void)restartUnit("The output device could not continue after seeking.");
 }
 

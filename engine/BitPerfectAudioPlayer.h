@@ -50,11 +50,12 @@ class BitPerfectAudioPlayer {
 
   /// Starts the file from its beginning. Blocks while the whole track is prepared in memory.
   void play(FileURL url);
-  /// Keeps device, rate and hog mode. Nothing unless playing.
+  /// Keeps device, rate and hog mode. Nothing unless playing. An output that is recovering comes back paused.
   void pause();
-  /// Goes on with the first frame that was not heard. Nothing while no output is configured.
+  /// Goes on with the first frame that was not heard; with a recovering output, when it has come back. Nothing unless
+  /// paused.
   void resume();
-  /// Seconds; ignored outside 0 … duration.
+  /// Seconds; ignored outside 0 … duration. A recovering output goes on there.
   void seek(double seconds);
   /// Gives the device back and forgets the track.
   void stop();

@@ -50,6 +50,8 @@ TEST_F(OutputSupervisionTest, ABurstOfNotificationsMakesOneRecovery) {
     device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
     device(id).notifyAbout(kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput);
     device(id).notifyAbout(kAudioDevicePropertyStreamConfiguration, kAudioObjectPropertyScopeOutput);
+    device(id).notifyAboutStream(0, kAudioStreamPropertyPhysicalFormat);
+    device(id).notifyAboutStream(0, kAudioStreamPropertyVirtualFormat);
     advance(50ms);
   }
   advance(1s);
@@ -149,6 +151,75 @@ TEST_F(OutputSupervisionTest, AUnitThatStoppedIsToleratedOnceAndRecoveredTheSeco
   advance(500ms);
   EXPECT_EQ(recoveries(), 1U);
   EXPECT_TRUE(isPlaying());
+}
+
+TEST_F(OutputSupervisionTest, AStoppedUnitMustBeSeenTwiceInARow) {
+  player->play(track);
+  advance(700ms);
+  device(id).stopByItself();
+  advance(500ms);
+  hardware.failNext(UnitStage::isRunning, kAudioHardwareUnspecifiedError);
+  advance(500ms);  // nobody can tell
+  advance(499ms);
+  EXPECT_EQ(recoveries(), 0U) << "seen once, and once more";
+  advance(2s);
+  EXPECT_EQ(recoveries(), 1U);
+}
+
+TEST_F(OutputSupervisionTest, TheReasonOfTheLastFaultIsTold) {
+  const auto giveUp = [this](auto fault) {
+    player->play(track);
+    advance(1s);
+    for (int i = 0; i < 4; ++i) {
+      fault();
+      advance(2s);
+    }
+    return path().detail;
+  };
+  EXPECT_EQ(giveUp([this] { device(id).stopByItself(); }),
+            "The output device did not recover after 3 attempts. AUHAL stopped while playback was active.");
+  EXPECT_EQ(giveUp([this] { device(id).notifyAbout(kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput); }),
+            "The output device did not recover after 3 attempts. The output device changed its audio configuration.");
+}
+
+// What the listener does while there is no unit.
+
+TEST_F(OutputSupervisionTest, APauseBetweenTwoAttemptsLeavesTheRecoveredOutputPaused) {
+  player->play(track);
+  advance(1s);
+  hardware.failNext(UnitStage::initialize, kAudioHardwareUnspecifiedError);
+  device(id).setNominalRateFromOutside(48000);
+  advance(400ms);
+  ASSERT_EQ(hardware.unitCount(), 0);
+  player->pause();
+  EXPECT_TRUE(isPaused());
+  player->seek(9.0);
+  advance(1s);
+  EXPECT_EQ(recoveries(), 1U);
+  EXPECT_TRUE(isPaused());
+  player->resume();
+  EXPECT_TRUE(isPlaying());
+  advance(900ms);
+  EXPECT_EQ(completions(), 0) << "it goes on at the ninth of ten seconds";
+  advance(250ms);
+  EXPECT_EQ(completions(), 1);
+}
+
+TEST_F(OutputSupervisionTest, AResumeBetweenTwoAttemptsHasTheRecoveredOutputPlay) {
+  player->play(track);
+  advance(1s);
+  player->pause();
+  hardware.failNext(UnitStage::initialize, kAudioHardwareUnspecifiedError);
+  device(id).setNominalRateFromOutside(48000);
+  advance(400ms);
+  ASSERT_EQ(hardware.unitCount(), 0);
+  player->resume();
+  EXPECT_TRUE(isPlaying());
+  advance(1s);
+  EXPECT_EQ(recoveries(), 1U);
+  EXPECT_TRUE(isPlaying());
+  advance(12s);
+  expectHeardWhole();
 }
 
 TEST_F(OutputSupervisionTest, TheThirdStalledCheckRecovers) {

@@ -363,6 +363,22 @@ TEST_F(TransportTest, ADeviceThatCannotStopAtTheEndIsAnErrorAndNoCompletion) {
   expectNothingHeld();
 }
 
+// Formats.
+
+TEST_F(TransportTest, AFloatStreamCannotCarryIntegersOf32Bits) {
+  SimulatedPCMFile file;
+  file.format = linearPCM(44100, 2, 32, 4, kAudioFormatFlagIsSignedInteger);
+  file.sourceBitDepth = 32;
+  file.data.resize(44100 * 8);
+  files.add(FileURL("/wide.wav"), file);
+  player->play(FileURL("/wide.wav"));
+  EXPECT_EQ(path().label, "BIT-PERFECT");
+  device(id).setPhysicalFormat(0, physicalFloat32());
+  advance(std::chrono::seconds(1));
+  EXPECT_EQ(path().label, "CONVERTED");
+  EXPECT_THAT(path().detail, testing::HasSubstr("44.1 kHz, 32-bit float, 2 ch"));
+}
+
 // Levels.
 
 TEST_F(TransportTest, LevelsShowInTheVerdictAtOnce) {

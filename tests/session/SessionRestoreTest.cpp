@@ -180,7 +180,7 @@ TEST_F(SessionRestore, ABookmarkThatCannotBeRenewedIsKeptAndReported) {
   EXPECT_EQ(record(run->defaults.stored(), playlistKey), record(stored, playlistKey)) << "the old one is kept";
 }
 
-TEST_F(SessionRestore, EntriesOfDifferentRunsNeverShareAnIdentity) {
+TEST_F(SessionRestore, EntriesHaveIdentitiesOfTheirOwn) {
   const auto run = nextRun(storedTracks(2, ""));
   const auto tracks = run->session.playlistTracks().value();
   ASSERT_EQ(tracks.size(), 2U);

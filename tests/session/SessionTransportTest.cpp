@@ -323,6 +323,29 @@ TEST_F(SessionTransport, SeeksWithinTheTrackThatPlays) {
   EXPECT_EQ(position(), 0);
 }
 
+/// An output that recovers has no unit for half a second after a failed attempt.
+TEST_F(SessionTransport, PausesAndSeeksWhileTheOutputRecovers) {
+  load(2);
+  session.playTrack(0, 0);
+  advance(1);
+  hardware.failNext(UnitStage::initialize, kAudioHardwareUnspecifiedError);
+  hardware.device(dac).setNominalRateFromOutside(48000);
+  advance(0.4);
+  ASSERT_EQ(hardware.unitCount(), 0);
+  session.togglePausePlayback();
+  EXPECT_TRUE(isPaused());
+  session.seek(6);
+  advance(2);
+  EXPECT_TRUE(isPaused());
+  EXPECT_NEAR(position(), 6, oneFrame);
+  session.togglePausePlayback();
+  advance(1);
+  EXPECT_NEAR(position(), 7, 0.05);
+  advance(3.5);
+  EXPECT_EQ(index(), 1) << "the next track follows";
+  EXPECT_TRUE(isPlaying());
+}
+
 TEST_F(SessionTransport, StaysPausedWhenItSeeks) {
   load(1);
   session.playTrack(0, 0);

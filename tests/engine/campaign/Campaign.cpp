@@ -64,6 +64,7 @@ std::optional<std::string> runWorld(std::uint64_t seed, CampaignTracks& tracks, 
   totals.surrenders += invariants.surrenders();
   totals.bitPerfectVerdicts += invariants.bitPerfectVerdicts();
   totals.processingVerdicts += invariants.processingVerdicts();
+  totals.undisturbedProcessings += invariants.undisturbedProcessings();
   totals.heardFrames += invariants.heardFrames();
   return world.failure() ? std::optional(world.report()) : std::nullopt;
 }

@@ -20,6 +20,7 @@ struct CampaignTotals {
   std::int64_t surrenders = 0;
   std::int64_t bitPerfectVerdicts = 0;
   std::int64_t processingVerdicts = 0;
+  std::int64_t undisturbedProcessings = 0;  ///< after each of them, no recovery
   std::int64_t heardFrames = 0;  ///< each of them compared with the file
 
   [[nodiscard]] std::string text() const;

@@ -98,7 +98,9 @@ void CampaignActions::pause() {
 
 void CampaignActions::resume() {
   note("resume");
+  world_.resumesARecovery = world_.isPaused() && world_.hardware.unitCount() == 0;
   world_.operate([this] { world_.player->resume(); });
+  world_.resumesARecovery = false;
 }
 
 void CampaignActions::seek() {
@@ -113,7 +115,7 @@ void CampaignActions::seek() {
   if (kind == 5) seconds = duration;
   if (kind < 9 && kind > 5) seconds = std::max(0.0, duration - world_.random.between(0, 1));
   note(fmt::format("seek to {} s of {} s", seconds, duration));
-  const bool isLoaded = track != nullptr && world_.hardware.unitCount() == 1;
+  const bool isLoaded = track != nullptr && world_.isActive();
   world_.operate([&] { world_.player->seek(seconds); });
   if (!isLoaded || !(seconds >= 0 && seconds <= duration)) return;
   const auto frame = std::min(static_cast<std::int64_t>(seconds * track->format.mSampleRate), track->frames);

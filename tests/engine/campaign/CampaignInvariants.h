@@ -31,6 +31,7 @@ class CampaignInvariants {
   [[nodiscard]] std::int64_t surrenders() const { return surrenders_; }
   [[nodiscard]] std::int64_t bitPerfectVerdicts() const { return bitPerfectVerdicts_; }
   [[nodiscard]] std::int64_t processingVerdicts() const { return processingVerdicts_; }
+  [[nodiscard]] std::int64_t undisturbedProcessings() const { return undisturbedProcessings_; }
   [[nodiscard]] std::int64_t heardFrames() const { return heardFrames_; }
 
  private:
@@ -94,6 +95,7 @@ class CampaignInvariants {
   std::int64_t surrenders_ = 0;
   std::int64_t bitPerfectVerdicts_ = 0;
   std::int64_t processingVerdicts_ = 0;
+  std::int64_t undisturbedProcessings_ = 0;  ///< after which nothing but they could have led to a recovery
   std::int64_t heardFrames_ = 0;
 };
 

@@ -95,6 +95,7 @@ class CampaignWorld {
   const CampaignTrack* lastPlayed = nullptr;
   std::uint64_t playsStarted = 0;
   bool exclusiveAccess = false;
+  bool resumesARecovery = false;  ///< a pause ends between two attempts, before there is a unit again
   bool levelsAreNeutral = true;
   bool goesOnToNextTrack = true;          ///< a track that ends is followed by another from within the notice
   std::optional<std::int64_t> heardNext;  ///< the frame that must be heard next; none: not known

@@ -47,6 +47,32 @@ TEST_F(PropertyListenersTest, areNotToldOfWhatChangedBeforeTheyListened) {
   EXPECT_EQ(second_, 0);
 }
 
+TEST_F(PropertyListenersTest, areKnownByWhatTheyListenTo) {
+  const auto id = listeners_->add(2, rate, counting(first_));
+  EXPECT_EQ(listeners_->addressOf(id), rate);
+  EXPECT_EQ(listeners_->size(), 1U);
+  EXPECT_EQ(listeners_->remove(id), noErr);
+  EXPECT_EQ(listeners_->addressOf(id), std::nullopt);
+  EXPECT_EQ(listeners_->size(), 0U);
+}
+
+TEST_F(PropertyListenersTest, areToldLateOnlyWhereHardwareDoesThat) {
+  for (const bool comesLate : {false, true}) {
+    first_ = 0;
+    listeners_->setDeliversLate(comesLate);
+    const auto id = listeners_->add(2, rate, counting(first_));
+    listeners_->notify(2, rate);
+    ASSERT_EQ(listeners_->remove(id), noErr);
+    loop_.runUntilIdle();
+    EXPECT_EQ(first_, comesLate ? 1 : 0);
+  }
+  listeners_->add(2, rate, counting(second_));
+  listeners_->notify(2, rate);
+  listeners_.reset();
+  loop_.runUntilIdle();
+  EXPECT_EQ(second_, 0) << "not even then when all have gone";
+}
+
 TEST_F(PropertyListenersTest, areToldOneByOneAtOnceWhileTheyListen) {
   const auto id = listeners_->add(2, rate, counting(first_));
   listeners_->add(2, rate, counting(second_));
