@@ -90,4 +90,21 @@ std::vector<MergedDevice> mergeDevices(std::span<const DirectDevice> direct, con
   return devices;
 }
 
+std::vector<MergedDevice> withoutComingsAndGoings(std::vector<MergedDevice> merged,
+                                                  std::span<const ListedDevice> before,
+                                                  const std::set<std::string>& kept) {
+  const auto wasListed = [before](const std::string& uid) {
+    return std::ranges::any_of(before, [&uid](const ListedDevice& listed) { return listed.device.uid == uid; });
+  };
+  std::erase_if(merged, [&](const MergedDevice& device) {
+    return !device.sink && kept.contains(cardPart(device.uid)) && !wasListed(device.uid);
+  });
+  for (const auto& [device, isSinkExpected] : before) {
+    if (device.direct == kAudioObjectUnknown && isSinkExpected &&
+        std::ranges::find(merged, device.uid, &MergedDevice::uid) == merged.end())
+      merged.push_back(device);
+  }
+  return merged;
+}
+
 }  // namespace tolvane

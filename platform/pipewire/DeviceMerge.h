@@ -39,4 +39,15 @@ struct MergedDevice {
 [[nodiscard]] std::vector<MergedDevice> mergeDevices(std::span<const DirectDevice> direct, const PipeWireFacts& facts,
                                                      const std::set<std::string>& kept);
 
+struct ListedDevice {
+  MergedDevice device;
+  bool isSinkExpected = false;  ///< it has none, and one is likely to come in a moment
+};
+
+/// The list for a moment in which some sinks are away for a while: of a kept card nothing is shown that was not shown
+/// `before`, and a device that only the server has stays until its sink is back.
+[[nodiscard]] std::vector<MergedDevice> withoutComingsAndGoings(std::vector<MergedDevice> merged,
+                                                                std::span<const ListedDevice> before,
+                                                                const std::set<std::string>& kept);
+
 }  // namespace tolvane

@@ -14,11 +14,6 @@ using std::chrono_literals::operator""ms;
 
 constexpr std::string_view category = "AudioHardware";
 
-/// How long a sink that has gone is waited for: a server that starts anew, a card that is handed back.
-constexpr auto sinkReturn = 3500ms;
-
-constexpr auto newcomerWait = 2000ms;
-
 constexpr auto devicesAddress = globalAddress(kAudioHardwarePropertyDevices);
 constexpr auto defaultAddress = globalAddress(kAudioHardwarePropertyDefaultOutputDevice);
 
@@ -166,19 +161,11 @@ void PipeWireAudioHardware::refresh() {
   const auto found = directDevices();
   auto merged = mergeDevices(found, connection_.facts(), kept);
   std::erase_if(merged, [this](const MergedDevice& device) { return mayStillGetSink(device); });
-  // Of a card that is away for a while, nothing is shown that was not shown before.
-  std::erase_if(merged, [&](const MergedDevice& device) {
-    if (device.sink || !kept.contains(cardPart(device.uid))) return false;
-    const auto known = devices_.find(device.uid);
-    return known == devices_.end() || !known->second->isListed;
-  });
-  // What only the server has comes back with it.
-  for (const Device* device : listed_) {
-    if (device->direct == kAudioObjectUnknown && expectsSink(*device) &&
-        std::ranges::find(merged, device->uid, &MergedDevice::uid) == merged.end())
-      merged.push_back({device->uid, device->name, device->transport, std::nullopt, kAudioObjectUnknown});
-  }
-  listDevices(merged);
+  std::vector<ListedDevice> before;
+  for (const Device* device : listed_)
+    before.push_back(
+        {{device->uid, device->name, device->transport, device->sink, device->direct}, expectsSink(*device)});
+  listDevices(withoutComingsAndGoings(std::move(merged), before, kept));
   observeDirect();
   for (Device* device : std::vector(listed_)) {
     const PipeWireSink* sink = sinkOf(*device);
@@ -192,12 +179,12 @@ void PipeWireAudioHardware::refresh() {
 /// The kernel announces a card before the server does: for a while the newcomer waits for the sink that people know.
 bool PipeWireAudioHardware::mayStillGetSink(const MergedDevice& device) {
   if (!isListing_ || device.sink || devices_.contains(device.uid) || connection_.facts().cards.empty()) {
-    newcomers_.erase(device.uid);
+    newcomers_.remove(device.uid);
     return false;
   }
-  const auto [entry, isNew] = newcomers_.try_emplace(device.uid, runLoop_.now() + newcomerWait);
-  if (isNew) newcomerCheck_ = runLoop_.scheduleTimer(newcomerWait + 10ms, false, [this] { refresh(); });
-  return runLoop_.now() < entry->second;
+  if (newcomers_.add(device.uid, runLoop_.now()))
+    newcomerCheck_ = runLoop_.scheduleTimer(Newcomers::limit + 10ms, false, [this] { refresh(); });
+  return newcomers_.isWaiting(device.uid, runLoop_.now());
 }
 
 void PipeWireAudioHardware::listDevices(const std::vector<MergedDevice>& merged) {
@@ -211,7 +198,7 @@ void PipeWireAudioHardware::listDevices(const std::vector<MergedDevice>& merged)
     device.transport = one.transport;
     device.sink = one.sink;
     device.direct = one.direct;
-    if (device.sink) device.sinkExpectedUntil = RunLoop::TimePoint::min();
+    if (device.sink) device.sinkExpectation.fulfil();
     listed_.push_back(&device);
   }
   for (Device* device : before) {
@@ -256,9 +243,12 @@ std::string PipeWireAudioHardware::distinctName(const std::string& plain) const 
 void PipeWireAudioHardware::loseSink(Device& device, OSStatus status, bool isExpected) {
   device.sink.reset();
   if (device.unit != nullptr) device.unit->markLost(status);
-  if (!isExpected) return;
-  device.sinkExpectedUntil = runLoop_.now() + sinkReturn;
-  expectation_ = runLoop_.scheduleTimer(sinkReturn + 10ms, false, [this] { refresh(); });
+  if (isExpected) expectSink(device);
+}
+
+void PipeWireAudioHardware::expectSink(Device& device) {
+  device.sinkExpectation.begin(runLoop_.now());
+  expectation_ = runLoop_.scheduleTimer(SinkExpectation::limit + 10ms, false, [this] { refresh(); });
 }
 
 void PipeWireAudioHardware::serverLost() {

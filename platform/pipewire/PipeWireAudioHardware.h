@@ -11,6 +11,7 @@
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
 #include "platform/TabledAudioHardware.h"
+#include "platform/pipewire/Newcomers.h"
 #include "platform/pipewire/PipeWireConnection.h"
 #include "platform/pipewire/PipeWireDevice.h"
 #include "platform/pipewire/PipeWireOutputUnit.h"
@@ -90,8 +91,10 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   OSStatus toggleDirectHog(const Device& device);
   void switchCardOff(Device& device);
   void restoreProfile(Device& device);
+  void letGoOfCard(Device& device);
+  void chooseCardRate(const Device& device, double rate);
   void waitUntilHeard(const Device& device);
-  bool waitForSink(const Device& device);
+  void waitForSink(const Device& device);
 
   // What comes and goes.
   void refresh();
@@ -101,6 +104,7 @@ class PipeWireAudioHardware : public TabledAudioHardware,
                       const AudioObjectPropertyAddress& address);
   void serverLost();
   void loseSink(Device& device, OSStatus status, bool isExpected);
+  void expectSink(Device& device);
   void publish(Device& device);
   void publishAlteration(Device& device);
   [[nodiscard]] bool mayStillGetSink(const MergedDevice& device);
@@ -119,8 +123,8 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   std::map<AudioObjectID, ListenerID> ownerListeners_;  ///< of hog mode, by the direct side's device
   std::map<ListenerID, ListenerID> directListeners_;    ///< by the listener here, the one on the direct side
   std::vector<ListenerID> systemListeners_;
-  bool isListing_ = false;                               ///< the first list has been made
-  std::map<std::string, RunLoop::TimePoint> newcomers_;  ///< by uid: until when each may still get a sink
+  bool isListing_ = false;  ///< the first list has been made
+  Newcomers newcomers_;
   RunLoop::Timer newcomerCheck_;
   RunLoop::Timer expectation_;  ///< looks again when a sink that was expected has not come
   PipeWireConnection connection_;

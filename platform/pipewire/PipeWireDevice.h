@@ -8,6 +8,9 @@
 #include "platform/AudioHardware.h"
 #include "platform/RunLoop.h"
 #include "platform/pipewire/DeviceMerge.h"
+#include "platform/pipewire/DeviceWay.h"
+#include "platform/pipewire/RetakePause.h"
+#include "platform/pipewire/SinkExpectation.h"
 #include "platform/pipewire/ToldAlteration.h"
 
 namespace tolvane {
@@ -15,8 +18,6 @@ namespace tolvane {
 class PipeWireOutputUnit;
 
 struct PipeWireDevice {
-  static constexpr RunLoop::Duration firstMovePause = std::chrono::seconds(30);
-
   // For as long as the process lives.
   std::string uid;
   std::string name;
@@ -33,8 +34,7 @@ struct PipeWireDevice {
   bool wasRunning = false;         ///< when the unit last had news: through a sink
   std::optional<double> unitRate;  ///< that the sink ran at when the unit last played
 
-  /// Its sink has gone a moment ago and is likely to come back by then.
-  RunLoop::TimePoint sinkExpectedUntil = RunLoop::TimePoint::min();
+  SinkExpectation sinkExpectation;
   /// Until then the hardware still plays what the last unit gave to the sink.
   RunLoop::TimePoint heardUntil = RunLoop::TimePoint::min();
   /// The server's card whose profile this process has switched off, and what it was before.
@@ -44,11 +44,8 @@ struct PipeWireDevice {
     PipeWireCard before;  ///< the server gives a card's number to another one when it has gone
   };
   std::optional<Profile> switchedOff;
-  bool returnsToServer = false;  ///< when hog mode ends
-  /// Attempts to take the card from under a unit that plays are a gap in the music each: after one that has failed,
-  /// none is made before then, and the next pause is twice as long.
-  RunLoop::TimePoint nextMove = RunLoop::TimePoint::min();
-  RunLoop::Duration movePause = firstMovePause;
+  std::optional<CardBefore> cardBefore;  ///< while a unit plays over the card, or it is this process's
+  RetakePause retakePause;
 
   // What listeners were told last.
   std::optional<double> toldRate;

@@ -16,7 +16,7 @@ using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""s;
 
 constexpr std::string_view category = "AudioHardware";
-constexpr RunLoop::Duration sinkLimit = 1s;   // for a sink that is on its way
+constexpr RunLoop::Duration setUpLimit = 1s;  // for the session manager to set a sink up
 constexpr RunLoop::Duration closeLimit = 1s;  // for the server to close the card
 constexpr RunLoop::Duration heardLimit = 1s;  // for what the card still plays
 constexpr RunLoop::Duration retryPause = 20ms;
@@ -44,22 +44,23 @@ OSStatus PipeWireAudioHardware::toggleHog(Device& device) {
 /// A unit that plays through the sink moves along, and plays on.
 OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
   PipeWireOutputUnit* moving = device.unit != nullptr && device.unit->stream() != nullptr ? device.unit : nullptr;
-  if (moving != nullptr && runLoop_.now() < device.nextMove) return kAudioDevicePermissionsError;
+  if (moving != nullptr && !device.retakePause.isOver(runLoop_.now())) return kAudioDevicePermissionsError;
   if (expectsSink(device)) waitForSink(device);
   // A session manager whose new sink goes before it has set it up leaves it behind, and the card open with it.
   if (device.sink)
-    connection_.waitUntil([&] { return !device.sink || isSetUp(connection_.facts(), *device.sink); }, sinkLimit);
+    connection_.waitUntil([&] { return !device.sink || isSetUp(connection_.facts(), *device.sink); }, setUpLimit);
   if (moving != nullptr) device.heardUntil = runLoop_.now() + moving->leaveSink();
   waitUntilHeard(device);
-  const bool hadSink = device.sink.has_value();
+  const CardBefore before{device.sink.has_value(), connection_.facts().hasSessionManager};
   switchCardOff(device);
-  const OSStatus status = toggleDirectHogWithin(hadSink ? closeLimit : RunLoop::Duration::zero(), device);
+  const OSStatus status = toggleDirectHogWithin(before.hadSink ? closeLimit : RunLoop::Duration::zero(), device);
   if (status == noErr) {
-    device.returnsToServer = hadSink;
-    device.movePause = Device::firstMovePause;
+    // What a unit that has the card already had found is older.
+    if (!device.cardBefore) device.cardBefore = before;
+    device.retakePause.reset();
   } else {
     restoreProfile(device);
-    if (moving != nullptr) device.nextMove = runLoop_.now() + std::exchange(device.movePause, 2 * device.movePause);
+    if (moving != nullptr) device.retakePause.attemptFailed(runLoop_.now());
   }
   if (moving != nullptr) moving->goOn();
   return status;
@@ -82,8 +83,18 @@ OSStatus PipeWireAudioHardware::toggleDirectHogWithin(RunLoop::Duration limit, D
 void PipeWireAudioHardware::giveBack(Device& device) {
   if (const OSStatus status = toggleDirectHog(device); status != noErr)
     log_.write(LogLevel::error, category, fmt::format("{} is not given back: {}", device.name, status));
+  letGoOfCard(device);
+}
+
+/// Gives the card back to the server when neither a unit nor hog mode has it any more: one that is set up while its PCM
+/// is still open fails, and its sink with it.
+void PipeWireAudioHardware::letGoOfCard(Device& device) {
+  const bool isInUse = device.unit != nullptr && device.unit->isDirect();
+  if (isInUse || directOwner(device) == ownProcess()) return;
   restoreProfile(device);
-  if (std::exchange(device.returnsToServer, false)) loseSink(device, noErr, true);
+  const auto before = std::exchange(device.cardBefore, std::nullopt);
+  if (before && device.isListed && !device.sink && isSinkDue(*before, connection_.facts().hasSessionManager))
+    expectSink(device);
 }
 
 /// Has the server let go of the card. It keeps it in mind, and plays on it again when the profile is set back.
@@ -112,9 +123,9 @@ void PipeWireAudioHardware::waitUntilHeard(const Device& device) {
   if (device.heardUntil > runLoop_.now()) runLoop_.sleepFor(left);
 }
 
-/// Whether the device has a sink, now or within a second.
-bool PipeWireAudioHardware::waitForSink(const Device& device) {
-  const auto end = std::min(runLoop_.now() + sinkLimit, std::max(device.sinkExpectedUntil, runLoop_.now()));
+/// Returns when the device has a sink, or none is expected any more.
+void PipeWireAudioHardware::waitForSink(const Device& device) {
+  const auto end = runLoop_.now() + device.sinkExpectation.left(runLoop_.now());
   while (!device.sink && runLoop_.now() < end) {
     if (!connection_.isConnected()) {
       runLoop_.sleepFor(retryPause);
@@ -123,7 +134,6 @@ bool PipeWireAudioHardware::waitForSink(const Device& device) {
     connection_.waitUntil([&device] { return device.sink.has_value(); },
                           std::min<RunLoop::Duration>(100ms, end - runLoop_.now()));
   }
-  return device.sink.has_value();
 }
 
 }  // namespace tolvane

@@ -95,6 +95,7 @@ struct PipeWireFacts {
   std::map<std::uint32_t, PipeWireLink> links;
   std::map<std::uint32_t, PipeWirePort> ports;  ///< but those of no channel
   std::string defaultSinkName;
+  bool hasSessionManager = false;  ///< who makes the sinks of cards
   double graphRate = 48000;  ///< hertz, where nobody asks for another one
 };
 

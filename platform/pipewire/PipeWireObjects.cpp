@@ -203,7 +203,7 @@ class Port final : public PipeWireObject {
   ~Port() override { facts_.ports.erase(id_); }
 };
 
-class Settings final : public PipeWireObject {
+class Settings : public PipeWireObject {
  public:
   Settings(std::uint32_t id, pw_proxy* proxy, PipeWireFacts& facts, bool& changed)
       : PipeWireObject(id, proxy, facts, changed) {
@@ -235,6 +235,16 @@ class Settings final : public PipeWireObject {
   unsigned forcedRate_ = 0;
 };
 
+/// The table that the session manager makes for itself.
+class ManagersSettings final : public Settings {
+ public:
+  ManagersSettings(std::uint32_t id, pw_proxy* proxy, PipeWireFacts& facts, bool& changed)
+      : Settings(id, proxy, facts, changed) {
+    facts_.hasSessionManager = true;
+  }
+  ~ManagersSettings() override { facts_.hasSessionManager = false; }
+};
+
 /// Binds the object as the type that the maker makes of it.
 template <typename Made>
 std::unique_ptr<PipeWireObject> make(pw_registry* registry, std::uint32_t id, const char* type, std::uint32_t version,
@@ -262,7 +272,9 @@ std::unique_ptr<PipeWireObject> PipeWireObject::bind(pw_registry* registry, std:
     return std::make_unique<Port>(id, std::move(port), facts, changed);
   }
   const std::string name = text(props, PW_KEY_METADATA_NAME);
-  if (type == PW_TYPE_INTERFACE_Metadata && (name == "default" || name == "settings"))
+  if (type == PW_TYPE_INTERFACE_Metadata && name == "default")
+    return make<ManagersSettings>(registry, id, typeName, PW_VERSION_METADATA, facts, changed);
+  if (type == PW_TYPE_INTERFACE_Metadata && name == "settings")
     return make<Settings>(registry, id, typeName, PW_VERSION_METADATA, facts, changed);
   return nullptr;
 }

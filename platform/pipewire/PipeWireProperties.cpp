@@ -36,15 +36,17 @@ const PipeWireStream* PipeWireAudioHardware::playingStream(const Device& device)
 std::int32_t PipeWireAudioHardware::ownProcess() { return static_cast<std::int32_t>(getpid()); }
 
 bool PipeWireAudioHardware::expectsSink(const Device& device) const {
-  return !device.sink && runLoop_.now() < device.sinkExpectedUntil;
+  return !device.sink && device.sinkExpectation.isPending(runLoop_.now());
 }
 
 bool PipeWireAudioHardware::isReachedDirectly(const Device& device) const {
-  if (device.direct == kAudioObjectUnknown) return false;
-  if (device.unit != nullptr && device.unit->isDirect()) return true;
-  if (device.unit != nullptr && device.unit->stream() != nullptr) return false;
-  if (directOwner(device) == ownProcess()) return true;
-  return !device.sink && !expectsSink(device);
+  DeviceWay way{.hasCard = device.direct != kAudioObjectUnknown,
+                .hasSink = device.sink.has_value(),
+                .isSinkExpected = expectsSink(device)};
+  if (device.unit != nullptr && device.unit->stream() != nullptr) way.unit = DeviceWay::Unit::onSink;
+  if (device.unit != nullptr && device.unit->isDirect()) way.unit = DeviceWay::Unit::onCard;
+  way.isOurs = way.unit == DeviceWay::Unit::none && directOwner(device) == ownProcess();  // a question to the kernel
+  return leadsToCard(way);
 }
 
 std::int32_t PipeWireAudioHardware::directOwner(const Device& device) const {
@@ -52,11 +54,9 @@ std::int32_t PipeWireAudioHardware::directOwner(const Device& device) const {
   return readProperty<std::int32_t>(direct_, device.direct, globalAddress(kAudioDevicePropertyHogMode)).value_or(-1);
 }
 
-/// The server holds the card only until somebody asks for it: it owns nothing.
 std::int32_t PipeWireAudioHardware::hogOwner(const Device& device) const {
   const std::int32_t owner = directOwner(device);
-  if (owner == -1 || owner == ownProcess()) return owner;
-  return isServer(owner) || expectsSink(device) ? -1 : owner;
+  return ownerTold(owner, ownProcess(), owner != -1 && isServer(owner), expectsSink(device));
 }
 
 AudioObjectID PipeWireAudioHardware::directStream(const Device& device) const {

@@ -39,12 +39,17 @@ std::expected<PipeWireOutputUnit::Path, OSStatus> PipeWireAudioHardware::openPat
   if (device.unit != nullptr && device.unit != &unit) return std::unexpected(kAudioDevicePermissionsError);
   const std::int32_t owner = hogOwner(device);
   if (owner != -1 && owner != ownProcess()) return std::unexpected(kAudioDevicePermissionsError);
-  if (!isReachedDirectly(device)) waitForSink(device);
+  const bool wasShared = !isReachedDirectly(device);
+  if (wasShared) waitForSink(device);
   if (!device.isListed) return std::unexpected(kAudioHardwareBadDeviceError);
   PipeWireOutputUnit::Path path;
   path.name = device.name;
   if (isReachedDirectly(device)) {
     path.direct = device.direct;
+    if (!device.cardBefore)
+      device.cardBefore = CardBefore{device.sink.has_value(), connection_.facts().hasSessionManager};
+    // The sink that the rate was meant for has not come.
+    if (wasShared && device.chosenRate) chooseCardRate(device, *device.chosenRate);
   } else if (device.sink) {
     // The sink gives up what it has when it is set to another rate: the end of the last track.
     waitUntilHeard(device);
@@ -67,7 +72,15 @@ void PipeWireAudioHardware::closePath(AudioObjectID id, const PipeWireOutputUnit
     device->wasRunning = false;
     device->unitRate.reset();
     device->toldAlteration.reset();
+    letGoOfCard(*device);
   }
+}
+
+void PipeWireAudioHardware::chooseCardRate(const Device& device, double rate) {
+  const OSStatus status =
+      direct_.setPropertyData(device.direct, globalAddress(kAudioDevicePropertyNominalSampleRate), rate);
+  if (status != noErr)
+    log_.write(LogLevel::standard, category, fmt::format("{} does not take {} Hz: {}", device.name, rate, status));
 }
 
 /// The rate is the device's, whichever way it is reached, and the unit is not asked for it again. Of the buffer, which
@@ -75,12 +88,7 @@ void PipeWireAudioHardware::closePath(AudioObjectID id, const PipeWireOutputUnit
 void PipeWireAudioHardware::movedToCard(AudioObjectID id, std::optional<double> rate) {
   const Device* device = deviceOf(id);
   if (device == nullptr) return;
-  if (rate) {
-    const OSStatus status =
-        direct_.setPropertyData(device->direct, globalAddress(kAudioDevicePropertyNominalSampleRate), *rate);
-    if (status != noErr)
-      log_.write(LogLevel::standard, category, fmt::format("{} does not take {} Hz: {}", device->name, *rate, status));
-  }
+  if (rate) chooseCardRate(*device, *rate);
   listeners().notify(id, globalAddress(kAudioDevicePropertyBufferFrameSize));
 }
 
@@ -153,7 +161,10 @@ void PipeWireAudioHardware::publish(Device& device) {
   }
   if (device.direct != kAudioObjectUnknown) {
     const std::int32_t owner = hogOwner(device);
-    if (device.toldOwner && *device.toldOwner != owner) listeners().notify(device.id, hogAddress);
+    if (device.toldOwner && *device.toldOwner != owner) {
+      if (owner == -1) device.retakePause.reset();  // whoever was in the way has left
+      listeners().notify(device.id, hogAddress);
+    }
     device.toldOwner = owner;
   }
 }

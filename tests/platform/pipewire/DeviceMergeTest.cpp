@@ -125,5 +125,40 @@ TEST(DeviceMerge, givesADirectDeviceToOneSinkOnly) {
   EXPECT_THAT(desktop.listed(), ElementsAre("pci:0 = Left half @40 #2", "sink:node41 = Right half @41"));
 }
 
+/// As DeviceMerge lists them, for a moment in which sinks are away.
+std::vector<std::string> staying(const std::vector<MergedDevice>& merged, const std::vector<ListedDevice>& before,
+                                 const std::set<std::string>& kept) {
+  std::vector<std::string> uids;
+  for (const MergedDevice& device : withoutComingsAndGoings(merged, before, kept))
+    uids.push_back(device.uid + (device.sink ? " @" + std::to_string(*device.sink) : ""));
+  return uids;
+}
+
+TEST(DeviceMerge, showsNothingOfACardThatIsAwayThatWasNotShownBefore) {
+  const MergedDevice analog{"pci:0", "Speakers", kAudioDeviceTransportTypeBuiltIn, std::nullopt, 2};
+  const MergedDevice digital{"pci:3", "Digital", kAudioDeviceTransportTypeBuiltIn, std::nullopt, 4};
+  const MergedDevice other{"usb:0", "DAC", kAudioDeviceTransportTypeUSB, std::nullopt, 6};
+  EXPECT_THAT(staying({analog, digital, other}, {{analog, true}}, {"pci"}), ElementsAre("pci:0", "usb:0"));
+  EXPECT_THAT(staying({analog, digital, other}, {{analog, true}, {digital, false}}, {"pci"}),
+              ElementsAre("pci:0", "pci:3", "usb:0"));
+  EXPECT_THAT(staying({analog, digital, other}, {{analog, false}}, {}), ElementsAre("pci:0", "pci:3", "usb:0"));
+  MergedDevice sink = digital;
+  sink.sink = 41;
+  EXPECT_THAT(staying({analog, sink}, {{analog, true}}, {"pci"}), ElementsAre("pci:0", "pci:3 @41"))
+      << "what has a sink is there";
+}
+
+TEST(DeviceMerge, keepsADeviceThatOnlyTheServerHasUntilItsSinkIsBack) {
+  const MergedDevice headset{"bluetooth:00:11:22", "Headset", kAudioDeviceTransportTypeBluetooth, std::nullopt,
+                             kAudioObjectUnknown};
+  MergedDevice back = headset;
+  back.sink = 41;
+  EXPECT_THAT(staying({}, {{headset, true}}, {}), ElementsAre("bluetooth:00:11:22"));
+  EXPECT_THAT(staying({}, {{headset, false}}, {}), IsEmpty()) << "it has gone";
+  EXPECT_THAT(staying({back}, {{headset, true}}, {}), ElementsAre("bluetooth:00:11:22 @41"));
+  const MergedDevice pulled{"usb:0", "DAC", kAudioDeviceTransportTypeUSB, std::nullopt, 6};
+  EXPECT_THAT(staying({}, {{pulled, true}}, {"usb"}), IsEmpty()) << "a card that has gone is seen by the direct side";
+}
+
 }  // namespace
 }  // namespace tolvane

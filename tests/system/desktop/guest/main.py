@@ -38,6 +38,7 @@ def contract(pattern, at_least, **devices):
 
 
 def quiet_contract():
+    desktop.full_volume("Intel")
     return contract("*AudioHardware*Contract*:*HogMode*:*OutputUnit*", 60, TOLVANE_CONTRACT_DEVICES=name_of("pci-"))
 
 

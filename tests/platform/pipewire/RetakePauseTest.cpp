@@ -1,0 +1,46 @@
+#include "platform/pipewire/RetakePause.h"
+
+#include <gtest/gtest.h>
+
+namespace tolvane {
+namespace {
+
+using std::chrono_literals::operator""min;
+using std::chrono_literals::operator""ns;
+using std::chrono_literals::operator""s;
+
+constexpr RunLoop::TimePoint start{std::chrono::hours(7)};
+
+TEST(RetakePause, isOverBeforeAnythingHasFailed) { EXPECT_TRUE(RetakePause().isOver(RunLoop::TimePoint())); }
+
+TEST(RetakePause, isTwiceAsLongAfterEachFailureUpToEightMinutes) {
+  RetakePause pause;
+  RunLoop::TimePoint now = start;
+  for (const RunLoop::Duration length : {RunLoop::Duration(30s), RunLoop::Duration(1min), RunLoop::Duration(2min),
+                                         RunLoop::Duration(4min), RunLoop::Duration(8min), RunLoop::Duration(8min)}) {
+    pause.attemptFailed(now);
+    EXPECT_FALSE(pause.isOver(now + length - 1ns));
+    now += length;
+    EXPECT_TRUE(pause.isOver(now));
+  }
+}
+
+TEST(RetakePause, staysAtItsLongestHoweverManyAttemptsFail) {
+  RetakePause pause;
+  for (int i = 0; i < 200; ++i) pause.attemptFailed(start);
+  EXPECT_FALSE(pause.isOver(start + RetakePause::longest - 1ns));
+  EXPECT_TRUE(pause.isOver(start + RetakePause::longest));
+}
+
+TEST(RetakePause, beginsAnewWhenWhatStoodInTheWayHasGone) {
+  RetakePause pause;
+  for (int i = 0; i < 5; ++i) pause.attemptFailed(start);
+  pause.reset();
+  EXPECT_TRUE(pause.isOver(start));
+  pause.attemptFailed(start);
+  EXPECT_FALSE(pause.isOver(start + RetakePause::first - 1ns));
+  EXPECT_TRUE(pause.isOver(start + RetakePause::first));
+}
+
+}  // namespace
+}  // namespace tolvane
