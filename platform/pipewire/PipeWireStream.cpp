@@ -6,9 +6,11 @@
 #include <spa/param/props.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
+#include "platform/pipewire/FramesNotHeard.h"
 #include "platform/pipewire/SpaParameters.h"
 
 namespace tolvane {
@@ -192,7 +194,10 @@ void PipeWireStream::markLost(OSStatus status) {
   if (isRunning_) {
     lastError_.store(status, std::memory_order_release);  // partner: takeLastError()
     isRunning_ = false;
-    freeze(delayFrames_.load(std::memory_order_relaxed));
+    const auto since = std::chrono::steady_clock::now().time_since_epoch() -
+                       std::chrono::nanoseconds(delayToldAt_.load(std::memory_order_relaxed));
+    freeze(framesNotHeard(delayFrames_.load(std::memory_order_relaxed), graphRate_.load(std::memory_order_relaxed),
+                          since, setup_.rate));
   }
   if (stream_ == nullptr) return;
   spa_hook_remove(hook_.get());
@@ -218,6 +223,7 @@ void PipeWireStream::process() noexcept {
   pw_time time{};
   if (pw_stream_get_time_n(stream_, &time, sizeof time) >= 0 && time.rate.denom != 0) {
     graphRate_.store(time.rate.denom, std::memory_order_relaxed);
+    delayToldAt_.store(time.now, std::memory_order_relaxed);
     delayFrames_.store(std::max<std::int64_t>(time.delay, 0) + count, std::memory_order_relaxed);
   }
   quantum_.store(count, std::memory_order_relaxed);

@@ -118,6 +118,7 @@ class PipeWireStream {
   std::atomic<std::uint32_t> clock_{0};                         ///< the object whose clock drives the graph
   std::atomic<const spa_io_position*> graphPosition_{nullptr};  ///< the library's; it says when there is another
   std::atomic<std::int64_t> delayFrames_{0};                    ///< at the graph's rate
+  std::atomic<std::int64_t> delayToldAt_{0};                    ///< by the kernel's monotonic clock, nanoseconds
   std::atomic<OSStatus> lastError_{noErr};
 };
 
