@@ -6,6 +6,7 @@
 //   TOLVANE_CONTRACT_CONTESTED  part of the name of a device with one substream, '=', its ALSA name
 //   TOLVANE_CONTRACT_REMOVABLE  part of the name of a device, '=', a command that is given "unplug" or "plug"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -56,12 +57,8 @@ class AlsaFixture : public Interface {
   AudioHardware& hardware() override { return hardware_; }
 
   AudioObjectID device() override {
-    if (device_ != kAudioObjectUnknown) return device_;
-    const auto ids = get<std::vector<std::uint32_t>>(kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
-    for (const AudioObjectID id : ids) {
-      if (get<std::string>(id, kAudioObjectPropertyName).find(named_.name) != std::string::npos) return device_ = id;
-    }
-    throw std::runtime_error("no device has \"" + named_.name + "\" in its name");
+    if (!isThere()) throw std::runtime_error("no device has \"" + named_.name + "\" in its name");
+    return device_;
   }
 
   AudioStreamBasicDescription clientFormat() override {
@@ -80,6 +77,16 @@ class AlsaFixture : public Interface {
 
  protected:
   [[nodiscard]] const std::string& detail() const { return named_.detail; }
+  /// Whether the device is known, or has come by now.
+  bool isThere() {
+    if (device_ != kAudioObjectUnknown) return true;
+    const auto ids = get<std::vector<std::uint32_t>>(kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
+    const auto found = std::ranges::find_if(ids, [this](AudioObjectID id) {
+      return get<std::string>(id, kAudioObjectPropertyName).find(named_.name) != std::string::npos;
+    });
+    if (found != ids.end()) device_ = *found;
+    return device_ != kAudioObjectUnknown;
+  }
 
  private:
   template <typename T>
@@ -152,7 +159,11 @@ class AlsaContestedFixture final : public AlsaFixture<ContestedHardwareFixture> 
 
 class AlsaRemovableFixture final : public AlsaFixture<RemovableHardwareFixture> {
  public:
-  explicit AlsaRemovableFixture(NamedDevice named) : AlsaFixture(std::move(named)) { (void)device(); }
+  /// The last test may have plugged it in just now: a server names it some moments later.
+  explicit AlsaRemovableFixture(NamedDevice named) : AlsaFixture(std::move(named)) {
+    (void)pumpUntil([this] { return isThere(); }, 10s);
+    (void)device();
+  }
   ~AlsaRemovableFixture() override {
     if (isUnplugged_) plugIn();
   }

@@ -1,5 +1,6 @@
 """A server, or a session manager, that dies, hangs, comes late or is not there."""
 
+import contextlib
 import shutil
 import signal
 import time
@@ -7,34 +8,49 @@ import time
 import desktop
 from cards import wait_until
 from pace import skipping
-from player import NOT_RECOVERED, SHARED, Play, label_faults, name_of, to_loopback, track
+from player import (LIMIT, NOT_RECOVERED, SHARED, Play, label_faults, losses, name_of, recorded, to_loopback, track)
 
 SHARED_PATH = "through PipeWire"
+HANG = 4.0  # seconds
+RESUMED_WITHIN = 3.0  # seconds after the server is back
+GIVEN_UP_WITHIN = 12.0  # seconds after it has hung
+RATE = 48000
+LONGEST_GAP = 0.1  # seconds of music that a server may take with it
 
 
-def outcome(play):
-    """(faults, remark) of a run that may end early, if it says why."""
+def recovered(play):
+    """Faults of a run that the player must bring to its end."""
     faults, end = play.finish(), play.last()
-    recovered = end.get("completed") == 1 and end.get("recoveries", 0) >= 1
-    if not recovered and not end.get("error", "").startswith(NOT_RECOVERED):
+    if end.get("completed") != 1 or end.get("recoveries", 0) < 1:
         faults.append(f"it ended with {end}")
-    return faults, "recovered" if recovered else end.get("error", "")
+    return faults
+
+
+def loss_faults(wanted, captured):
+    """(faults, remark): nothing is heard twice, and little is missing."""
+    lost, again = losses(wanted, captured)
+    faults = [f"{again} frames were heard twice"] if again else []
+    if lost > LONGEST_GAP * RATE:
+        faults.append(f"{lost} frames were lost")
+    return faults, f"recovered; {lost} frames were lost"
 
 
 def restarted():
-    """The server dies while it plays, and is started again: the player goes on, or says that it cannot."""
-    desktop.set_volume("Intel", "1.0")
-    track("/tmp/long.wav", 48000, 2, 8)
-    play = Play("/tmp/long.wav", "--device", name_of("pci-"))
-    play.said('"isPlaying","value":true')
-    with skipping():
-        time.sleep(1)
-    desktop.kill_servers()
-    desktop.start_servers()
-    time.sleep(2)  # they are being loaded
-    with skipping():
-        faults, remark = outcome(play)
-    return {"faults": faults, "remark": remark, "story": play.lines}
+    """The server dies while it plays, and is started again: the player goes on."""
+    desktop.set_volume("Loopback", "1.0")
+
+    def restart(_):
+        with skipping():
+            time.sleep(1)
+        desktop.kill_servers()
+        desktop.start_servers()
+        time.sleep(2)  # they are being loaded
+
+    faults, play, wanted, captured = recorded(RATE, 3, 8, busy=restart, end=recovered)
+    more, remark = loss_faults(wanted, captured)
+    for card in desktop.CARDS:
+        desktop.set_volume(card, "1.0")
+    return {"faults": faults + more, "remark": remark, "story": play.lines}
 
 
 def restarted_while_paused():
@@ -58,22 +74,53 @@ def restarted_while_paused():
             "story": play.lines, "received": "hda.wav", "track": "resumed.wav", "mayBeTurnedDown": False}
 
 
+@contextlib.contextmanager
+def server_stopped():
+    """Gives when it was stopped."""
+    desktop.servers["pipewire"].send_signal(signal.SIGSTOP)
+    try:
+        yield time.monotonic()
+    finally:
+        desktop.servers["pipewire"].send_signal(signal.SIGCONT)
+
+
 def frozen():
-    """The server hangs for some seconds. The player ends in time, and plays again afterwards."""
+    """The server hangs for some seconds: the player goes on when it is back, and soon."""
     desktop.set_volume("Loopback", "1.0")
-    track("/tmp/long.wav", 48000, 2, 8)
+    stopped = []
+
+    def hang(_):
+        time.sleep(0.5)
+        with server_stopped() as moment, skipping():
+            stopped.append(moment)
+            time.sleep(HANG)
+
+    faults, play, wanted, captured = recorded(RATE, 3, 8, busy=hang, end=recovered)
+    more, remark = loss_faults(wanted, captured)
+    again = play.moment("Recovered output")
+    took = again - stopped[0] if again else 0
+    if took > HANG + RESUMED_WITHIN:
+        faults.append(f"it went on {took - HANG:.1f} s after the server did")
+    return {"faults": faults + more, "remark": f"{remark}, {took - HANG:.1f} s after the server was back", "story": play.lines}
+
+
+def frozen_for_good():
+    """The server hangs: the player says so, soon, and plays again when the server is back."""
+    desktop.set_volume("Loopback", "1.0")
+    track("/tmp/long.wav", RATE, 2, 8)
     play = Play("/tmp/long.wav", "--device", name_of("aloop"))
     play.said('"isPlaying","value":true')
     time.sleep(0.5)
-    desktop.servers["pipewire"].send_signal(signal.SIGSTOP)
-    with skipping():
-        time.sleep(4)
-    desktop.servers["pipewire"].send_signal(signal.SIGCONT)
-    with skipping():
-        faults, remark = outcome(play)
-    more, again = to_loopback(48000, 2, 1)
-    return {"faults": faults + more + label_faults(again, "CHECKING", "BIT-PERFECT", "READY"), "remark": remark,
-            "story": play.lines + again.lines}
+    with server_stopped() as stopped, skipping():
+        faults = play.finish()
+        took = (play.moment('"error"') or stopped + LIMIT) - stopped
+    if not play.last().get("error", "").startswith(NOT_RECOVERED):
+        faults.append(f"it ended with {play.last()}")
+    if took > GIVEN_UP_WITHIN:
+        faults.append(f"that took {took:.1f} s")
+    more, again = to_loopback(RATE, 2, 1)
+    return {"faults": faults + more + label_faults(again, "CHECKING", "BIT-PERFECT", "READY"),
+            "remark": f"{play.last().get('error')} ({took:.1f} s after it hung)", "story": play.lines + again.lines}
 
 
 def without_manager():
@@ -93,23 +140,27 @@ def without_manager():
 
 def later():
     """The server comes while the player plays. It gets the card, which was reserved, when the music has ended; and what is
-    played then goes through it."""
+    played then goes through it: the next track, and the next player."""
     desktop.kill_servers()
     name_of.cache_clear()
-    track("/tmp/first.wav", 48000, 2, 8)
-    play = Play("/tmp/first.wav", "--device", name_of("aloop"))
+    files = ["/tmp/first.wav", "/tmp/second.wav"]
+    for file, seconds in zip(files, (8, 2)):
+        track(file, RATE, 2, seconds)
+    play = Play(*files, "--device", name_of("aloop"))
     play.said('"isPlaying","value":true')
     faults = ["there is a server"] if play.has_said(SHARED_PATH) else []
     desktop.start_servers()
+    time.sleep(2)  # they are being loaded
     with skipping():
-        faults += play.faults()
-    faults += label_faults(play, "CHECKING", "BIT-PERFECT", "READY")
-    if not play.has_said("Connected to PipeWire"):
-        faults.append("the player did not find the server")
+        faults += play.faults(completed=2)
+    faults += label_faults(play, *["CHECKING", "BIT-PERFECT"] * 2, "READY")
+    opened = [line.partition("Opened ")[2] for line in play.lines if "AudioOutput: Opened" in line]
+    if [SHARED_PATH in line for line in opened] != [False, True]:
+        faults.append(f"the output was opened as {opened}")
     for card in desktop.CARDS:
         desktop.set_volume(card, "1.0")
     name_of.cache_clear()
     more, again = to_loopback(44100, 3, 1)
     if not again.has_said(SHARED_PATH):
         faults.append("what was played then did not go through the server")
-    return {"faults": faults + more, "story": play.lines + again.lines}
+    return {"faults": faults + more, "remark": opened[-1], "story": play.lines + again.lines}

@@ -5,9 +5,8 @@ import os
 import pathlib
 import resource
 import shutil
-import subprocess
+import signal
 import sys
-import time
 import traceback
 
 sys.path.insert(0, "/vm/tests")
@@ -15,42 +14,10 @@ sys.path.insert(0, "/vm/tests")
 import desktop  # noqa: E402
 import losing  # noqa: E402
 import sharing  # noqa: E402
+import suite  # noqa: E402
 import taking  # noqa: E402
 import usb  # noqa: E402
-from cards import wait_until  # noqa: E402
-from pace import skipping  # noqa: E402
-from player import LOOPBACK, PROBE, SHARED, name_of  # noqa: E402
-
-CONTRACT = pathlib.Path("/tmp/bin/contract_pipewire")
-
-
-def contract(pattern, at_least, **devices):
-    for card in desktop.CARDS:
-        desktop.sink(card)  # the last test may have taken one from the server
-    run = desktop.start(CONTRACT, f"--gtest_filter={pattern}:-*Uninstantiated*", settings=devices, stdout=subprocess.PIPE,
-                        stderr=subprocess.STDOUT, text=True)
-    time.sleep(1)  # it is being loaded
-    with skipping():
-        output = run.communicate(timeout=400)[0].splitlines()
-    passed = sum(line.startswith("[       OK ]") for line in output)
-    faults = [] if run.returncode == 0 and passed >= at_least else [f"exit status {run.returncode}, {passed} tests passed"]
-    return {"faults": faults, "remark": f"{passed} tests", "story": [line for line in output if "       OK" not in line]}
-
-
-def quiet_contract():
-    desktop.full_volume("Intel")
-    return contract("*AudioHardware*Contract*:*HogMode*:*OutputUnit*", 60, TOLVANE_CONTRACT_DEVICES=name_of("pci-"))
-
-
-def busy_contract():
-    """The suites that start programs of their own. Of the two that listen, the one that pauses: the session manager leaves
-    the loopback card open after it, in a format that the other's recorder cannot have."""
-    desktop.set_volume("Loopback", "1.0")
-    with skipping():
-        wait_until(LOOPBACK.closed, 30)
-    return contract("*HeardContract.going*:*ContestedDevice*", 4,
-                    TOLVANE_CONTRACT_LOOPBACK=f"{name_of('aloop')}=hw:Loopback,1,0",
-                    TOLVANE_CONTRACT_CONTESTED=f"{name_of('pci-')}=hw:Intel,0")
+from player import PROBE, SHARED  # noqa: E402
 
 
 def tests():
@@ -65,18 +32,24 @@ def tests():
     yield "A channel that somebody links into another is not BIT-PERFECT", sharing.crossed
     yield "A sink that follows another clock is not BIT-PERFECT", sharing.clocks
     yield "Exclusive Access comes and goes while the music plays, and loses no frame", taking.switched
+    yield "A sink that does not come back leaves the music to the card, and no frame is lost", taking.not_given_back
+    yield "A player that quits with a card from the server leaves the sink as it was", lambda: taking.ended(signal.SIGTERM)
+    yield "A player that is killed with a card from the server leaves the sink as it was", lambda: taking.ended(signal.SIGKILL)
     yield "A card that is taken away and dropped is taken back, and loses no frame", taking.stolen
     yield ("Verdict 8, DIRECT PCM: a card that another program has too; when it leaves, the card is taken from under the shared "
            "music, and no frame is lost", taking.left)
-    yield "The adapter keeps its contract", quiet_contract
-    yield "The adapter keeps its contract beside other programs", busy_contract
+    yield "The adapter keeps its contract", suite.alone
+    yield "The adapter keeps its contract in what is heard", suite.heard
+    yield "The adapter keeps its contract beside another program", suite.contested
+    yield "The adapter keeps its contract when the device is pulled", suite.removed
     yield "A USB DAC's wire gets 16 and 24 bits at every rate as they are through the sink", usb.table
     yield "A USB DAC that is pulled and comes back is recovered from, or said to be missing", usb.unplugged
-    yield "A server that dies and comes back is recovered from, or said to be missing", losing.restarted
+    yield "A server that dies and comes back is recovered from, and nothing is heard twice", losing.restarted
     yield "A server that dies and comes back during a pause leaves nothing to be seen", losing.restarted_while_paused
-    yield "A server that hangs is recovered from, or said to be missing", losing.frozen
+    yield "A server that hangs for a while is recovered from, and nothing is heard twice", losing.frozen
+    yield "A server that hangs for good is said to be missing, and used when it is back", losing.frozen_for_good
     yield "A server without a session manager leaves the cards to be played to directly", losing.without_manager
-    yield "A server that comes late gets the card, and what is played then", losing.later
+    yield "A server that comes late gets the card, and the next track", losing.later
 
 
 def main():

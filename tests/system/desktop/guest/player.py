@@ -6,6 +6,7 @@ import pathlib
 import random
 import subprocess
 import threading
+import time
 import wave
 
 import desktop
@@ -47,13 +48,14 @@ class Play:
     """A run of the player, read as it goes."""
 
     def __init__(self, *arguments):
-        self.lines, self.process = [], desktop.start(PROBE, "play", *arguments, stdout=subprocess.PIPE,
-                                                     stderr=subprocess.STDOUT, text=True)
+        self.lines, self.moments = [], []
+        self.process = desktop.start(PROBE, "play", *arguments, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         self.reader = threading.Thread(target=self._read, daemon=True)
         self.reader.start()
 
     def _read(self):
         for line in self.process.stdout:
+            self.moments.append(time.monotonic())
             self.lines.append(line.rstrip())
 
     def said(self, text, seconds=LIMIT):
@@ -68,6 +70,10 @@ class Play:
 
     def has_said(self, text):
         return any(text in line for line in self.lines)
+
+    def moment(self, text):
+        """When it first said that; None: it has not."""
+        return next((moment for moment, line in zip(self.moments, self.lines) if text in line), None)
 
     def finish(self):
         """Faults of its end."""
@@ -111,6 +117,46 @@ def difference(wanted, captured):
     return [f"frame {same // 8} of {len(wanted) // 8} differs; {len(heard) // 8} came"]
 
 
+def common(a, at, b, start):
+    """How many bytes are the same from there on."""
+    length = min(len(a) - at, len(b) - start)
+    same = 0
+    while length > same:
+        step = max(1, (length - same) // 2)
+        if a[at + same:at + same + step] == b[start + same:start + same + step]:
+            same += step
+        elif step == 1:
+            break
+        else:
+            length = same + step
+    return same
+
+
+def pieces(wanted, captured):
+    """The stretches of the track that were heard, in their order: (first frame, frames). Raises for what is no frame of it."""
+    heard, found, at = without_silence(captured), [], 0
+    while at < len(heard):
+        first = wanted.find(heard[at:at + 8])
+        while first >= 0 and first % 8:
+            first = wanted.find(heard[at:at + 8], first + 1)
+        if first < 0:
+            raise RuntimeError(f"frame {at // 8} of what was heard is none of the track's")
+        length = common(heard, at, wanted, first) // 8
+        found.append((first // 8, length))
+        at += 8 * length
+    return found
+
+
+def losses(wanted, captured):
+    """(frames that were not heard, frames that were heard again)"""
+    lost = again = end = 0
+    for first, length in pieces(wanted, captured):
+        lost += max(0, first - end)
+        again += max(0, end - first)
+        end = first + length
+    return lost + len(wanted) // 8 - end, again
+
+
 def label_faults(play, *expected):
     return [] if play.labels() == list(expected) else [f"the player says {play.labels()}, not {list(expected)}"]
 
@@ -121,9 +167,10 @@ def detail_faults(play, label, detail):
     return [] if said == (label, detail) else [f"the player says {said}, not {(label, detail)}"]
 
 
-def to_loopback(rate, width, seconds, *options, meanwhile=lambda play: None, busy=lambda play: None):
-    """(faults of what came out, the run). `busy` does what starts programs, in the machine's full time; `meanwhile` what
-    waits."""
+def recorded(rate, width, seconds, *options, meanwhile=lambda play: None, busy=lambda play: None,
+             end=lambda play: play.faults()):
+    """(faults of the run and the recording, the run, the track's frames, what came out of the loopback card). `busy` does what
+    starts programs, in the machine's full time; `meanwhile` what waits; `end` judges the end."""
     file = pathlib.Path("/tmp/track.wav")
     wanted = track(file, rate, width, seconds)
     with skipping():
@@ -135,7 +182,12 @@ def to_loopback(rate, width, seconds, *options, meanwhile=lambda play: None, bus
         busy(play)
         with skipping():
             meanwhile(play)
-            faults = play.faults()
-    return faults + capture.faults() + difference(wanted, recording.read_bytes()), play
+            faults = end(play)
+    return faults + capture.faults(), play, wanted, recording.read_bytes()
 
+
+def to_loopback(rate, width, seconds, *options, **actions):
+    """(faults of what came out, the run): every frame, once."""
+    faults, play, wanted, heard = recorded(rate, width, seconds, *options, **actions)
+    return faults + difference(wanted, heard), play
 

@@ -2,6 +2,7 @@
 
 import pathlib
 import shutil
+import signal
 import subprocess
 import time
 
@@ -13,6 +14,7 @@ from pace import skipping
 from player import LOOPBACK, SHARED, Play, detail_faults, name_of, to_loopback, track
 
 ACTIVE, LOST = '"kind":"active"', '"kind":"lost"'
+PCM = Pcm("Intel")
 HIGHER = 100  # priority of another program, beside the player's 30
 session.RESERVER = pathlib.Path(__file__).with_name("insistent.py")
 
@@ -54,6 +56,56 @@ def switched():
         faults.append(f"the sink is not the default one any more: {metadata}")
     record = received(play, "switched.wav", ["CHECKING", "BIT-PERFECT"] * 3 + ["READY"])
     return {**record, "faults": faults + record["faults"], "story": play.lines}
+
+
+def not_given_back():
+    """Exclusive Access is switched off, and the session manager has died meanwhile: the sink is waited for, does not come
+    back, and the music goes on over the card."""
+    desktop.full_volume("Intel")
+    track(SHARED / "alone.wav", 48000, 2, 6)
+    shutil.copyfile(SHARED / "alone.wav", "/tmp/alone.wav")
+    play = Play("/tmp/alone.wav", "--device", name_of("pci-"), "--exclusive-at", "1", "--shared-at", "3")
+    faults = [] if play.said(ACTIVE) else ["Exclusive Access was never active"]
+    desktop.kill_server("wireplumber")
+    with skipping():
+        faults += play.faults()
+    opened = [line.partition("Opened ")[2] for line in play.lines if "AudioOutput: Opened" in line]
+    if ["through PipeWire" in line for line in opened] != [True, False, False]:
+        faults.append(f"the output was opened as {opened}")
+    desktop.start_server("wireplumber")
+    for card in desktop.CARDS:
+        desktop.sink(card)
+    record = received(play, "alone.wav", ["CHECKING", "BIT-PERFECT"] * 3 + ["READY"])
+    return {**record, "faults": faults + record["faults"], "remark": opened[-1], "story": play.lines}
+
+
+def ended(number):
+    """The player ends while it has a card from the server: the sink comes back as it was, and another program plays."""
+    desktop.full_volume("Intel")
+    before = desktop.sink("Intel")["node.name"]
+    desktop.text_of("wpctl", "set-default", desktop.sink("Intel")["object.id"])
+    with skipping():
+        time.sleep(5)  # the session manager writes down what it is to give the sink back with
+    track("/tmp/ended.wav", 44100, 2, 20)
+    track("/tmp/other.wav", 48000, 2, 1)
+    play = Play("/tmp/ended.wav", "--device", name_of("pci-"), "--exclusive")
+    faults = [] if play.said(ACTIVE) else ["Exclusive Access was never active"]
+    with skipping():
+        time.sleep(1)
+    if PCM.setup() != ("S16_LE", 44100, 2) or PCM.owners() != {play.process.pid}:
+        faults.append(f"the card is {PCM.owners()}'s, and runs at {PCM.setup()}")
+    play.process.send_signal(number)
+    faults += play.finish()
+    if not wait_until(lambda: desktop.sink("Intel")["node.name"] == before, 20):
+        faults.append(f"the sink came back as {desktop.sink('Intel')['node.name']}")
+    if not wait_until(lambda: before in desktop.text_of("pw-metadata", "0", "default.audio.sink"), 20):
+        faults.append("the sink is not the default one any more")
+    other = desktop.start("/usr/bin/pw-play", "/tmp/other.wav")
+    wait_until(lambda: PCM.running() or other.poll() is not None, 20)
+    setup, owners = PCM.setup(), PCM.owners()
+    if other.wait(60) != 0 or not setup or setup[1] != 48000 or owners != {desktop.servers["pipewire"].pid}:
+        faults.append(f"another program plays at {setup}, over process {owners}, and ends with {other.returncode}")
+    return {"faults": faults, "story": play.lines}
 
 
 def stolen():

@@ -1,16 +1,18 @@
 """The USB DAC made of software, with the server between it and the player: its wire gets what the files hold."""
 
 import pathlib
+import time
 
 import desktop
 from cards import present, wait_until
 from pace import skipping
-from player import NOT_RECOVERED, Play, difference, name_of, track
+from player import NOT_RECOVERED, Play, difference, losses, name_of, track
 from usb_dac import CARD, PCM, Dac
 
 WIDTHS = {"S16_LE": 2, "S24_3LE": 3, "S32_LE": 4}
 FILE = pathlib.Path("/tmp/usb.wav")
 IDENTITY = "usb-Tolvane"
+LONGEST_GAP = 4800  # frames that may go with a DAC
 
 
 def ready():
@@ -71,12 +73,15 @@ def table():
 
 
 def unplugged():
-    """The DAC is pulled from under the music, and comes back: the same device, playing as before."""
+    """The DAC is pulled from under the music, and comes back: the same device, and the music goes on."""
     with Dac() as dac:
         name = ready()
-        track(FILE, 48000, 3, 5)
+        since = len(dac.events("start"))
+        wanted = track(FILE, 48000, 3, 5)
         play = Play(FILE, "--device", name)
         play.said('"isPlaying","value":true')
+        with skipping():
+            time.sleep(1)
         dac.pull()
         dac.plug_in()
         faults, end = play.finish(), play.last()
@@ -85,7 +90,10 @@ def unplugged():
             faults.append(f"it ended with {end}")
         if ready() != name:
             faults.append(f"it came back as {name_of(IDENTITY)}")
+        lost, heard_again = losses(wanted, bytes(on_the_wire(dac, since)[48000][1]))
+        if heard_again or (recovered and lost > LONGEST_GAP):
+            faults.append(f"{lost} frames were lost, {heard_again} were heard twice")
         more, again, _ = plays(dac, name, {(96000, 3): 0.5})
     name_of.cache_clear()
-    return {"faults": faults + more, "remark": "recovered" if recovered else end.get("error", ""),
-            "story": play.lines + again.lines}
+    return {"faults": faults + more, "story": play.lines + again.lines,
+            "remark": f"recovered; {lost} frames were lost" if recovered else end.get("error", "")}
