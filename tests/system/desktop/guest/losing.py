@@ -153,7 +153,7 @@ def later():
     time.sleep(2)  # they are being loaded
     with skipping():
         faults += play.faults(completed=2)
-    faults += label_faults(play, *["CHECKING", "BIT-PERFECT"] * 2, "READY")
+    faults += label_faults(play, *["CHECKING", "BIT-PERFECT", "READY"] * 2)
     opened = [line.partition("Opened ")[2] for line in play.lines if "AudioOutput: Opened" in line]
     if [SHARED_PATH in line for line in opened] != [False, True]:
         faults.append(f"the output was opened as {opened}")
