@@ -92,6 +92,8 @@ void PipeWireAudioHardware::letGoOfCard(Device& device) {
   const bool isInUse = device.unit != nullptr && device.unit->isDirect();
   if (isInUse || directOwner(device) == ownProcess()) return;
   restoreProfile(device);
+  // Another program has taken it away: what it was before holds for the next time, and no sink comes until then.
+  if (hogOwner(device) != -1) return;
   const auto before = std::exchange(device.cardBefore, std::nullopt);
   if (before && device.isListed && !device.sink && isSinkDue(*before, connection_.facts().hasSessionManager))
     expectSink(device);
