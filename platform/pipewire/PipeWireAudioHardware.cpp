@@ -198,7 +198,7 @@ void PipeWireAudioHardware::listDevices(const std::vector<MergedDevice>& merged)
     device.transport = one.transport;
     device.sink = one.sink;
     device.direct = one.direct;
-    if (device.sink) device.sinkExpectation.fulfil();
+    if (device.sink) device.sinkExpectation.end();
     listed_.push_back(&device);
   }
   for (Device* device : before) {

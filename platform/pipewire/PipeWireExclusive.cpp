@@ -58,6 +58,7 @@ OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
     // What a unit that has the card already had found is older.
     if (!device.cardBefore) device.cardBefore = before;
     device.retakePause.reset();
+    device.sinkExpectation.end();  // it comes when the card is given back, and not before
   } else {
     restoreProfile(device);
     if (moving != nullptr) device.retakePause.attemptFailed(runLoop_.now());

@@ -15,8 +15,8 @@ class SinkExpectation {
   static constexpr RunLoop::Duration limit = std::chrono::milliseconds(3500);
 
   void begin(RunLoop::TimePoint now) { end_ = now + limit; }
-  /// The sink is there.
-  void fulfil() { end_ = RunLoop::TimePoint::min(); }
+  /// The sink is there, or is not to come.
+  void end() { end_ = RunLoop::TimePoint::min(); }
   [[nodiscard]] bool isPending(RunLoop::TimePoint now) const { return now < end_; }
   [[nodiscard]] RunLoop::Duration left(RunLoop::TimePoint now) const {
     return isPending(now) ? end_ - now : RunLoop::Duration::zero();

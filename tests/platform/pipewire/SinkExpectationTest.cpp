@@ -28,7 +28,7 @@ TEST(SinkExpectation, lastsForItsLimit) {
 TEST(SinkExpectation, endsWithTheSink) {
   SinkExpectation expectation;
   expectation.begin(start);
-  expectation.fulfil();
+  expectation.end();
   EXPECT_FALSE(expectation.isPending(start));
 }
 
