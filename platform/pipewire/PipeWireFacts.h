@@ -96,7 +96,7 @@ struct PipeWireFacts {
   std::map<std::uint32_t, PipeWirePort> ports;  ///< but those of no channel
   std::string defaultSinkName;
   bool hasSessionManager = false;  ///< who makes the sinks of cards
-  double graphRate = 48000;  ///< hertz, where nobody asks for another one
+  double graphRate = 48000;        ///< hertz, where nobody asks for another one
 };
 
 /// What a stream to a sink has asked for and was given.
