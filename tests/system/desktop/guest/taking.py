@@ -8,7 +8,7 @@ import time
 
 import desktop
 import session
-from cards import wait_until
+from cards import Pcm, wait_until
 from contested import WITHHELD
 from pace import skipping
 from player import LOOPBACK, SHARED, Play, detail_faults, name_of, to_loopback, track
