@@ -1,6 +1,5 @@
 """Playing beside other programs: what arrives, and what the player says of it."""
 
-import json
 import subprocess
 import time
 

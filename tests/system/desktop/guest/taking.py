@@ -2,7 +2,6 @@
 
 import pathlib
 import shutil
-import signal
 import subprocess
 import time
 
