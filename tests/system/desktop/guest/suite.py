@@ -11,7 +11,7 @@ from contract import failures
 from pace import skipping
 from player import LOOPBACK, name_of
 from usb import ready
-from usb_dac import Dac
+from usb_dac import CARD, Dac
 
 PROGRAM = pathlib.Path("/tmp/bin/contract_pipewire")
 REPLUG = pathlib.Path("/tmp/replug")
@@ -101,10 +101,15 @@ def removed():
         ready()
         dac.folder.chmod(0o755)
         dac.commands.chmod(0o666)
-        REPLUG.write_text(f"#!/bin/sh\ncase $1 in unplug) echo detach ;; plug) echo attach ;; esac >{dac.commands}\n")
+        # A test that begins before the DAC has its sink again would know it by another name.
+        REPLUG.write_text(f"""#!/bin/sh
+[ $1 = unplug ] && exec echo detach >{dac.commands}
+echo attach >{dac.commands}
+for i in $(seq 50); do pw-cli ls Node | grep -q {desktop.sink(CARD)["node.name"]} && exit; sleep 0.2; done
+""")
         REPLUG.chmod(0o755)
-        dac.pull()  # what that loads stays in memory
-        dac.plug_in()
+        dac.pull()
+        desktop.start(REPLUG, "plug").wait(60)  # what that loads stays in memory
         given = settings(ready())
         names = wanted(given, "RemovalContract")
         outcome = run(names, given)
