@@ -204,4 +204,8 @@ bool PipeWireConnection::setProfile(std::uint32_t card, std::uint32_t profile) {
   return found != objects_.end() && found->second->setProfile(profile);
 }
 
+void PipeWireConnection::suspend(std::uint32_t sink) {
+  if (const auto found = objects_.find(sink); found != objects_.end()) found->second->suspend();
+}
+
 }  // namespace tolvane

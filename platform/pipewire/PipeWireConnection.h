@@ -54,6 +54,8 @@ class PipeWireConnection {
 
   /// Chooses a card's profile without having it remembered. False: there is no such card (any more).
   bool setProfile(std::uint32_t card, std::uint32_t profile);
+  /// Has a sink close its hardware, until somebody plays to it again.
+  void suspend(std::uint32_t sink);
 
  private:
   friend struct PipeWireCallbacks;

@@ -104,7 +104,10 @@ void PipeWireAudioHardware::letGoOfCard(Device& device) {
 void PipeWireAudioHardware::switchCardOff(Device& device) {
   const PipeWireSink* sink = sinkOf(device);
   const PipeWireCard* card = sink != nullptr ? cardOf(connection_.facts(), *sink) : nullptr;
-  if (card == nullptr || !card->profile || !card->profileOff || card->isOff()) return;
+  if (card == nullptr || !card->profile || !card->profileOff) return;
+  // The sink was left behind when the card was switched off, and has the hardware open: it can only be made to close
+  // it.
+  if (card->isOff()) return connection_.suspend(*device.sink);
   device.switchedOff = {*sink->card, *card->profile, *card};
   if (!connection_.setProfile(*sink->card, *card->profileOff)) return device.switchedOff.reset();
   const auto id = *device.sink;

@@ -2,6 +2,7 @@
 
 #include <pipewire/extensions/metadata.h>
 #include <pipewire/pipewire.h>
+#include <spa/node/command.h>
 #include <spa/param/param.h>
 #include <unistd.h>
 
@@ -118,6 +119,11 @@ class Sink final : public PipeWireObject {
     pw_node_subscribe_params(node, params, 3);
   }
   ~Sink() override { facts_.sinks.erase(id_); }
+
+  void suspend() override {
+    const spa_command command = SPA_NODE_COMMAND_INIT(SPA_NODE_COMMAND_Suspend);
+    pw_node_send_command(reinterpret_cast<pw_node*>(proxy()), &command);
+  }
 
  private:
   void take(const pw_node_info& info) {

@@ -29,6 +29,8 @@ class PipeWireObject {
 
   /// False for what is no card.
   virtual bool setProfile(std::uint32_t) { return false; }
+  /// Has a sink close its hardware; nothing happens with anything else.
+  virtual void suspend() {}
 
  protected:
   PipeWireObject(std::uint32_t id, pw_proxy* proxy, PipeWireFacts& facts, bool& changed)
