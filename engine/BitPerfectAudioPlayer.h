@@ -52,8 +52,8 @@ class BitPerfectAudioPlayer {
   void play(FileURL url);
   /// Keeps device, rate and hog mode. Nothing unless playing. An output that is recovering comes back paused.
   void pause();
-  /// Goes on with the first frame that was not heard; with a recovering output, when it has come back. Nothing unless
-  /// paused.
+  /// Goes on with the first frame that was not heard; with a recovering output, when it has come back. Nothing while
+  /// stopped.
   void resume();
   /// Seconds; ignored outside 0 … duration. A recovering output goes on there.
   void seek(double seconds);

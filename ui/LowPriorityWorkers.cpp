@@ -28,11 +28,12 @@ struct LowPriorityWorkers::Queue {
     bool isReplaced = false;
   };
 
-  std::mutex mutex;
-  std::condition_variable changed;
+  const std::size_t atOnce;
+  std::mutex mutex{};
+  std::condition_variable changed{};
   // Guarded by mutex:
-  std::vector<Work> waiting;
-  std::list<Thread> threads;
+  std::vector<Work> waiting{};
+  std::list<Thread> threads{};
   bool isEnding = false;
 
   void serve(std::list<Thread>::iterator self, const std::function<Clock::time_point()>& now) {
@@ -51,25 +52,27 @@ struct LowPriorityWorkers::Queue {
       }
       lock.lock();
       self->busySince.reset();
-      if (self->isReplaced) break;
+      if (self->isReplaced && countNotReplaced() >= atOnce) break;
+      self->isReplaced = false;
     }
     threads.erase(self);
     changed.notify_all();
   }
 
+  [[nodiscard]] std::size_t countNotReplaced() const {
+    return static_cast<std::size_t>(std::ranges::count(threads, false, &Thread::isReplaced));
+  }
+
   /// How many threads there are to do what comes; one that hangs is not among them.
   std::size_t countServing(Clock::time_point now) {
-    std::size_t serving = 0;
-    for (Thread& thread : threads) {
+    for (Thread& thread : threads)
       if (thread.busySince && now - *thread.busySince >= hangsAfter) thread.isReplaced = true;
-      if (!thread.isReplaced) ++serving;
-    }
-    return serving;
+    return countNotReplaced();
   }
 };
 
 LowPriorityWorkers::LowPriorityWorkers(unsigned threads, std::function<Clock::time_point()> now)
-    : atOnce_(threads), now_(std::move(now)), queue_(std::make_shared<Queue>()) {}
+    : now_(std::move(now)), queue_(std::make_shared<Queue>(threads)) {}
 
 LowPriorityWorkers::~LowPriorityWorkers() {
   std::unique_lock lock(queue_->mutex);
@@ -87,7 +90,7 @@ void LowPriorityWorkers::run(Work work) {
   queue_->waiting.push_back(std::move(work));
   queue_->changed.notify_one();
   auto& threads = queue_->threads;
-  if (queue_->countServing(now_()) >= atOnce_ || threads.size() >= mostThreads) return;
+  if (queue_->countServing(now_()) >= queue_->atOnce || threads.size() >= mostThreads) return;
   const auto newest = threads.emplace(threads.end());
   try {
     std::thread([queue = queue_, newest, now = now_] { queue->serve(newest, now); }).detach();

@@ -30,7 +30,6 @@ class LowPriorityWorkers {
 
  private:
   struct Queue;
-  const unsigned atOnce_;
   const std::function<Clock::time_point()> now_;
   std::shared_ptr<Queue> queue_;
 };

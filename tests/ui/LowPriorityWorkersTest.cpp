@@ -6,10 +6,11 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <future>
+#include <iterator>
 #include <latch>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <vector>
@@ -99,33 +100,49 @@ TEST(LowPriorityWorkers, LeaveThreadsBehindThatHang) {
   returned.wait();
 }
 
-TEST(LowPriorityWorkers, HaveASecondThreadOnlyWhenTheFirstIsBusyForTooLong) {
+TEST(LowPriorityWorkers, HaveNoThreadMoreWhileTheirsAreBusyForAMoment) {
   using Clock = LowPriorityWorkers::Clock;
+  const auto threads = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), std::filesystem::directory_iterator());
+  };
   std::atomic<Clock::time_point> now{Clock::time_point()};
   std::latch begun(1);
   std::latch mayEnd(1);
-  std::mutex mutex;
-  std::vector<int> order;
-  {
-    LowPriorityWorkers workers(1, [&now] { return now.load(); });
+  LowPriorityWorkers workers(1, [&now] { return now.load(); });
+  workers.run([&] {
+    begun.count_down();
+    mayEnd.wait();
+  });
+  begun.wait();
+  now = now.load() + LowPriorityWorkers::hangsAfter - std::chrono::nanoseconds(1);
+  const auto before = threads();
+  workers.run([] {});
+  EXPECT_LE(threads(), before);
+  now = now.load() + std::chrono::nanoseconds(1);
+  std::promise<void> replaced;
+  workers.run([&] { replaced.set_value(); });
+  replaced.get_future().wait();
+  mayEnd.count_down();
+}
+
+TEST(LowPriorityWorkers, ServeWhatWaitsWhenAllHaveHungAndComeBack) {
+  using Clock = LowPriorityWorkers::Clock;
+  std::atomic<Clock::time_point> now{Clock::time_point()};
+  std::latch share(1);
+  LowPriorityWorkers workers(1, [&now] { return now.load(); });
+  for (std::size_t thread = 0; thread < LowPriorityWorkers::mostThreads; ++thread) {
+    std::promise<void> begun;
     workers.run([&] {
-      begun.count_down();
-      mayEnd.wait();
-      const std::lock_guard lock(mutex);
-      order.push_back(1);
+      begun.set_value();
+      share.wait();
     });
-    begun.wait();
-    now = now.load() + LowPriorityWorkers::hangsAfter - std::chrono::nanoseconds(1);
-    std::promise<void> second;
-    workers.run([&] {
-      const std::lock_guard lock(mutex);
-      order.push_back(2);
-      second.set_value();
-    });
-    mayEnd.count_down();
-    second.get_future().wait();
+    begun.get_future().wait();
+    now = now.load() + LowPriorityWorkers::hangsAfter;
   }
-  EXPECT_THAT(order, ElementsAre(1, 2));
+  std::promise<void> served;
+  workers.run([&] { served.set_value(); });
+  share.count_down();
+  served.get_future().wait();
 }
 
 }  // namespace

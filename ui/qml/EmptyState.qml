@@ -1,7 +1,7 @@
 import QtQuick
 import Tolvane
 
-Item {
+FocusScope {
     id: empty
 
     required property bool dropTargeted
@@ -10,12 +10,7 @@ Item {
     /// It has gone, and the keyboard was in it.
     signal leftByKeyboard()
 
-    function holds(item: Item): bool {
-        for (let parent = item; parent !== null; parent = parent.parent)
-            if (parent === empty) return true;
-        return false;
-    }
-    onVisibleChanged: if (!visible && holds(Window.activeFocusItem)) leftByKeyboard()
+    onVisibleChanged: if (!visible && focus) leftByKeyboard()
 
     DashedOutline {
         anchors.fill: parent

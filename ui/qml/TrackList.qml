@@ -37,13 +37,14 @@ Item {
         return top + Theme.trackRowHeight > 0 && top < list.height;
     }
 
-    // Who has scrolled away, drags a row, or has gone to another one with the keyboard is left there; and a row that was
-    // only moved moves nothing else.
+    // Who has scrolled away, drags a row, has chosen this one, or has gone to another with the keyboard is left there; and
+    // a row that was only moved moves nothing else.
     onPlayingRowChanged: {
         const played = tracks.playedRow;
         tracks.playedRow = playingRow;
-        if (playingRow < 0 || playingRow === played || trackDrag.draggedRow >= 0) return;
-        if (isInSight(played) && (list.currentIndex === played || !list.activeFocus)) showPlaying();
+        if (playingRow < 0 || playingRow === played || playingRow === list.currentIndex || trackDrag.draggedRow >= 0) return;
+        // A window in the background has no active focus; what has the focus in it is known all the same.
+        if (isInSight(played) && (list.currentIndex === played || !list.focus)) showPlaying();
     }
 
     ListView {

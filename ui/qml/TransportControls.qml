@@ -15,7 +15,6 @@ Row {
         anchors.verticalCenter: parent.verticalCenter
         shape: Icon.Previous
         name: qsTr("Previous")
-        heir: play
         enabled: controls.nowPlaying.hasTrack
         onClicked: controls.nowPlaying.previous()
     }

@@ -81,6 +81,7 @@ void AdjustmentArea::endDrag() {
 
 void AdjustmentArea::mousePressEvent(QMouseEvent* event) {
   forceActiveFocus(Qt::MouseFocusReason);
+  setVisualFocus(false);
   startX_ = event->position().x();
   dragTo(*event);
 }

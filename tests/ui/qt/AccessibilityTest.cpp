@@ -223,6 +223,15 @@ TEST_F(WindowAccessibility, TheKeyboardGoesFromTheEmptyWindowsButtonsToTheTracks
   EXPECT_FALSE(isPlaying());
 }
 
+/// As when a dialog has asked for them.
+TEST_F(WindowAccessibility, TheKeyboardGoesToTheTracksThatComeWhileAnotherWindowHasIt) {
+  item("Open files")->forceActiveFocus(Qt::TabFocusReason);
+  goToTheBackground();
+  load(3);
+  comeToTheFront();
+  EXPECT_TRUE(item("Tracks")->hasActiveFocus());
+}
+
 TEST_F(WindowAccessibility, ControlWithTheArrowsSkips) {
   load(3);
   key(Qt::Key_Right, Qt::ControlModifier);

@@ -72,6 +72,8 @@ TEST_F(WindowOutput, ASliderThatWasPressedFollowsTheArrowsAndShowsNoRing) {
   item("Volume")->setFocus(false);
   item("Volume")->forceActiveFocus(Qt::TabFocusReason);
   EXPECT_TRUE(item("Volume")->property("visualFocus").toBool());
+  drag("Volume", 0.5, 0.5);
+  EXPECT_FALSE(item("Volume")->property("visualFocus").toBool()) << "nor one that had it";
 }
 
 TEST_F(WindowOutput, BalanceFollowsTheThumbToBothSides) {

@@ -209,6 +209,30 @@ TEST_F(WindowTracks, StayWhereTheListenerHasScrolledTo) {
   EXPECT_TRUE(isInSight(4));
 }
 
+TEST_F(WindowTracks, StandStillUnderAClick) {
+  load(50);
+  content.playTrack(31, 0);
+  list()->setProperty("contentY", 30 * trackRowHeight);
+  settle();
+  const double before = scrolled();
+  ASSERT_TRUE(isInSight(31));
+  ASSERT_TRUE(isInSight(30));
+  clickAt(placeIn(*row(30), 0.3, 0.5));
+  EXPECT_EQ(currentIndex(), 30);
+  EXPECT_EQ(scrolled(), before);
+}
+
+TEST_F(WindowTracks, LeaveTheKeyboardWhereItIsInAWindowInTheBackground) {
+  load(50);
+  list()->forceActiveFocus(Qt::TabFocusReason);
+  goTo(1);
+  goToTheBackground();
+  ASSERT_FALSE(list()->hasActiveFocus());
+  content.playTrack(2, 0);
+  settle();
+  EXPECT_EQ(keyboardRow(), 1);
+}
+
 TEST_F(WindowTracks, TakeTheKeyboardAlongWhenOneIsClicked) {
   load(5);
   goTo(1);

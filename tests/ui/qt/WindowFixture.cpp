@@ -137,6 +137,18 @@ void WindowFixture::clickAt(QPoint place) {
   settle();
 }
 
+void WindowFixture::goToTheBackground() {
+  QFocusEvent gone(QEvent::FocusOut, Qt::ActiveWindowFocusReason);
+  QCoreApplication::sendEvent(window, &gone);
+  settle();
+}
+
+void WindowFixture::comeToTheFront() {
+  QFocusEvent back(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
+  QCoreApplication::sendEvent(window, &back);
+  settle();
+}
+
 void WindowFixture::key(int key, Qt::KeyboardModifiers modifiers) {
   QTest::keyClick(window, static_cast<Qt::Key>(key), modifiers);
   settle();

@@ -61,6 +61,9 @@ class WindowFixture : public testing::Test {
   [[nodiscard]] QPoint placeIn(const QQuickItem& item, double x, double y) const;  ///< fractions of its size
   void click(const QString& name);
   void clickAt(QPoint place);
+  /// To another window, which has the keyboard then; and back.
+  void goToTheBackground();
+  void comeToTheFront();
   void key(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
 
   ManualRunLoop runLoop;
