@@ -61,6 +61,7 @@ OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
     device.sinkExpectation.end();  // it comes when the card is given back, and not before
   } else {
     restoreProfile(device);
+    if (before.hadSink && !device.sink) expectSink(device);
     if (moving != nullptr) device.retakePause.attemptFailed(runLoop_.now());
   }
   if (moving != nullptr) moving->goOn();

@@ -176,16 +176,16 @@ void PipeWireStream::resetVolume() {
 void PipeWireStream::stop() {
   if (!isRunning_) return;
   isRunning_ = false;
-  freeze(0);
+  shutGate();
+  framesPlayed_ = rendered_.load(std::memory_order_acquire);  // partner: renderInto()
   // Inactive, so that the sink can sleep, and others get the rate that they like.
   if (!isLost_ && stream_ != nullptr) pw_stream_set_active(stream_, false);
 }
 
-/// Shuts the gate and waits for the callback that is under way.
-void PipeWireStream::freeze(std::int64_t unheard) {
-  gate_.store(false, std::memory_order_seq_cst);  // partner: process()
+/// And waits for the callback that is under way.
+void PipeWireStream::shutGate() {
+  gate_.store(false, std::memory_order_seq_cst);  // partner: renderInto()
   while (isRendering_.load(std::memory_order_seq_cst)) runLoop_.sleepFor(std::chrono::microseconds(50));
-  framesPlayed_ = std::max<std::int64_t>(rendered_.load(std::memory_order_acquire) - unheard, 0);
 }
 
 void PipeWireStream::markLost(OSStatus status) {
@@ -194,10 +194,12 @@ void PipeWireStream::markLost(OSStatus status) {
   if (isRunning_) {
     lastError_.store(status, std::memory_order_release);  // partner: takeLastError()
     isRunning_ = false;
+    shutGate();  // from here on what was rendered and what the hardware had to play are of one cycle
     const auto since = std::chrono::steady_clock::now().time_since_epoch() -
                        std::chrono::nanoseconds(delayToldAt_.load(std::memory_order_relaxed));
-    freeze(framesNotHeard(delayFrames_.load(std::memory_order_relaxed), graphRate_.load(std::memory_order_relaxed),
-                          since, setup_.rate));
+    const std::int64_t unheard = framesNotHeard(delayFrames_.load(std::memory_order_relaxed),
+                                                graphRate_.load(std::memory_order_relaxed), since, setup_.rate);
+    framesPlayed_ = std::max<std::int64_t>(rendered_.load(std::memory_order_acquire) - unheard, 0);
   }
   if (stream_ == nullptr) return;
   spa_hook_remove(hook_.get());
@@ -221,15 +223,12 @@ void PipeWireStream::process() noexcept {
   const auto count = static_cast<std::uint32_t>(frames);
 
   pw_time time{};
-  if (pw_stream_get_time_n(stream_, &time, sizeof time) >= 0 && time.rate.denom != 0) {
-    graphRate_.store(time.rate.denom, std::memory_order_relaxed);
-    delayToldAt_.store(time.now, std::memory_order_relaxed);
-    delayFrames_.store(std::max<std::int64_t>(time.delay, 0) + count, std::memory_order_relaxed);
-  }
+  const bool isTimed = pw_stream_get_time_n(stream_, &time, sizeof time) >= 0 && time.rate.denom != 0;
+  if (isTimed) graphRate_.store(time.rate.denom, std::memory_order_relaxed);
   quantum_.store(count, std::memory_order_relaxed);
   const spa_io_position* position = graphPosition_.load(std::memory_order_acquire);  // partner: ioChanged()
   clock_.store(position != nullptr ? position->clock.id : 0, std::memory_order_relaxed);
-  renderInto(static_cast<std::byte*>(data.data), count);
+  renderInto(static_cast<std::byte*>(data.data), count, isTimed ? &time : nullptr);
   data.chunk->offset = 0;
   data.chunk->stride = static_cast<std::int32_t>(frameBytes_);
   data.chunk->size = static_cast<std::uint32_t>(count * frameBytes_);
@@ -238,17 +237,21 @@ void PipeWireStream::process() noexcept {
   cycles_.fetch_add(1, std::memory_order_relaxed);
 }
 
-void PipeWireStream::renderInto(std::byte* destination, std::uint32_t frames) noexcept {
+void PipeWireStream::renderInto(std::byte* destination, std::uint32_t frames, const pw_time* time) noexcept {
   // Said before the gate is looked at: who shuts it afterwards sees this, and waits.
-  isRendering_.store(true, std::memory_order_seq_cst);  // partner: freeze()
-  if (gate_.load(std::memory_order_seq_cst)) {          // partner: start(), freeze()
+  isRendering_.store(true, std::memory_order_seq_cst);  // partner: shutGate()
+  if (gate_.load(std::memory_order_seq_cst)) {          // partner: start(), shutGate()
     const OSStatus status = pipeline_->render(destination, frames);
     if (status != noErr) lastError_.store(status, std::memory_order_release);  // partner: takeLastError()
-    rendered_.fetch_add(frames, std::memory_order_release);                    // partner: freeze()
+    if (time != nullptr) {
+      delayToldAt_.store(time->now, std::memory_order_relaxed);
+      delayFrames_.store(std::max<std::int64_t>(time->delay, 0) + frames, std::memory_order_relaxed);
+    }
+    rendered_.fetch_add(frames, std::memory_order_release);  // partner: stop(), markLost()
   } else {
     std::memset(destination, 0, frames * frameBytes_);
   }
-  isRendering_.store(false, std::memory_order_seq_cst);  // partner: freeze()
+  isRendering_.store(false, std::memory_order_seq_cst);  // partner: shutGate()
 }
 
 // What is asked.

@@ -17,6 +17,7 @@
 #include "platform/pipewire/PipeWireFacts.h"
 
 struct pw_stream;
+struct pw_time;
 struct spa_hook;
 struct spa_io_position;
 
@@ -74,11 +75,11 @@ class PipeWireStream {
 
   // Data thread.
   void process() noexcept;
-  void renderInto(std::byte* destination, std::uint32_t frames) noexcept;
+  void renderInto(std::byte* destination, std::uint32_t frames, const pw_time* time) noexcept;
 
   // Main thread.
   void resetVolume();
-  void freeze(std::int64_t unheard);
+  void shutGate();
   [[nodiscard]] bool rateHasSettled() const;
   [[nodiscard]] OSStatus troubleStatus() const;
 
@@ -117,8 +118,10 @@ class PipeWireStream {
   std::atomic<std::uint32_t> graphRate_{0};
   std::atomic<std::uint32_t> clock_{0};                         ///< the object whose clock drives the graph
   std::atomic<const spa_io_position*> graphPosition_{nullptr};  ///< the library's; it says when there is another
-  std::atomic<std::int64_t> delayFrames_{0};                    ///< at the graph's rate
-  std::atomic<std::int64_t> delayToldAt_{0};                    ///< by the kernel's monotonic clock, nanoseconds
+  // Of the last cycle that was rendered: what the hardware had to play, at the graph's rate; and when it was told, by
+  // the kernel's monotonic clock in nanoseconds.
+  std::atomic<std::int64_t> delayFrames_{0};
+  std::atomic<std::int64_t> delayToldAt_{0};
   std::atomic<OSStatus> lastError_{noErr};
 };
 

@@ -57,7 +57,11 @@ std::expected<PipeWireOutputUnit::Path, OSStatus> PipeWireAudioHardware::openPat
     if (sink == nullptr) return std::unexpected(kAudioHardwareNotRunningError);
     path.sink = *device.sink;
     path.serial = sink->serial;
+    // The rate that it has already is one that it is to keep; a radio's link has its own, which nobody sets.
+    const bool isRadio = device.transport == kAudioDeviceTransportTypeBluetooth ||
+                         device.transport == kAudioDeviceTransportTypeBluetoothLE;
     path.rate = device.chosenRate;
+    if (!path.rate && !isRadio) path.rate = sharedNominalRate(device);
   } else {
     return std::unexpected(kAudioHardwareNotRunningError);
   }

@@ -21,8 +21,8 @@ NOT_RECOVERED = "The output device did not recover after 3 attempts. "
 
 
 def track(path, rate, width, seconds):
-    """Noise without a silent frame; its frames as 32-bit ones."""
-    noise = bytearray(random.Random(f"{rate} {width} {seconds}").randbytes(int(rate * seconds) * 2 * width))
+    """Noise without a silent frame, of its own for each name; its frames as 32-bit ones."""
+    noise = bytearray(random.Random(f"{pathlib.Path(path).name} {rate} {width} {seconds}").randbytes(int(rate * seconds) * 2 * width))
     frame = 2 * width
     for at in range(0, len(noise), frame):
         noise[at] |= 1
