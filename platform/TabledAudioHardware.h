@@ -34,7 +34,7 @@ class TabledAudioHardware : public AudioHardware {
   /// The run loop, which carries notifications, outlives the hardware.
   explicit TabledAudioHardware(RunLoop& runLoop) : listeners_(runLoop) {}
 
-  // What an adapter supplies. Objects that these are asked about are there, and have the property.
+  // What an adapter supplies. Where a selector is asked about, the object is there, and its kind may have the property.
 
   /// Nothing: there is no such object (any more).
   [[nodiscard]] virtual std::optional<Kind> kindOf(AudioObjectID object) const = 0;
