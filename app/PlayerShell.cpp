@@ -16,28 +16,24 @@
 
 namespace tolvane {
 
-namespace {
-
-/// Whoever ends the program (menu, shortcut, signal, session), Qt tells the application first and then asks the
-/// windows.
-class QuitWatch final : public QObject {
- public:
-  explicit QuitWatch(std::function<void()> action) : action_(std::move(action)) {
-    QCoreApplication::instance()->installEventFilter(this);
-  }
-
-  bool eventFilter(QObject* watched, QEvent* event) override {
-    if (event->type() == QEvent::Quit && watched == QCoreApplication::instance()) action_();
-    return QObject::eventFilter(watched, event);
-  }
-
- private:
-  const std::function<void()> action_;
-};
-
-}  // namespace
-
 struct PlayerShell::Implementation {
+  /// Whoever ends the program (menu, shortcut, signal, session), Qt tells the application first and then asks the
+  /// windows.
+  class QuitWatch final : public QObject {
+   public:
+    explicit QuitWatch(std::function<void()> action) : action_(std::move(action)) {
+      QCoreApplication::instance()->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* watched, QEvent* event) override {
+      if (event->type() == QEvent::Quit && watched == QCoreApplication::instance()) action_();
+      return QObject::eventFilter(watched, event);
+    }
+
+   private:
+    const std::function<void()> action_;
+  };
+
   Implementation(const QDBusConnection& connection, const ApplicationIdentity& identity, const Parts& parts);
 
   void show(const std::string& activationToken) { delegate.showPlayerFromMenu(activationToken); }

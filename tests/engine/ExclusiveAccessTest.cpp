@@ -10,7 +10,7 @@ const std::string anotherOwns =
     "Another process owns the output device. Tolvane Music Player will retry when it becomes available.";
 const std::string released =
     "The output device released Exclusive Access. Tolvane Music Player is retrying automatically.";
-const std::string retained =
+const std::string retainedByAnother =
     "Sample rate and PCM format match with no app-level DSP, but Exclusive Access was requested and another process or "
     "the driver retained shared access.";
 
@@ -118,7 +118,7 @@ TEST_F(ExclusiveAccessTest, AnotherOwnerIsReportedAndNeverRobbed) {
   player->setExclusiveAccessEnabled(true);
   player->play(track);
   EXPECT_EQ(exclusive(), (ExclusiveAccessStatus{ExclusiveKind::lost, anotherOwns}));
-  EXPECT_EQ(path(), (AudioPathStatus{PathKind::directPCM, "DIRECT PCM", retained}));
+  EXPECT_EQ(path(), (AudioPathStatus{PathKind::directPCM, "DIRECT PCM", retainedByAnother}));
   advance(3s);
   EXPECT_EQ(device(id).config().hogOwner, otherProcess);
   EXPECT_FALSE(hardware.trace().contains("hog: write"));
@@ -168,7 +168,7 @@ TEST_F(ExclusiveAccessTest, LosingTheDeviceShowsInBothVerdicts) {
   device(id).setHogOwner(otherProcess);
   advance(0ms);
   EXPECT_EQ(exclusive(), (ExclusiveAccessStatus{ExclusiveKind::lost, anotherOwns}));
-  EXPECT_EQ(path(), (AudioPathStatus{PathKind::directPCM, "DIRECT PCM", retained}));
+  EXPECT_EQ(path(), (AudioPathStatus{PathKind::directPCM, "DIRECT PCM", retainedByAnother}));
   EXPECT_TRUE(isPlaying());
   advance(1s);
   EXPECT_EQ(player->statistics().recoveries, 0U) << "a notice about hog mode is no reason to rebuild";

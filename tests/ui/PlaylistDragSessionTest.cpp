@@ -5,14 +5,14 @@
 namespace tolvane {
 namespace {
 
-struct Case {
+struct MoveCase {
   std::int64_t source;
   std::int64_t gap;
   std::int64_t count;
   std::optional<std::int64_t> destination;
 };
 
-class MoveDestination : public testing::TestWithParam<Case> {};
+class MoveDestination : public testing::TestWithParam<MoveCase> {};
 
 TEST_P(MoveDestination, IsCountedInTheListWithoutTheTrack) {
   const auto& [source, gap, count, destination] = GetParam();
@@ -20,19 +20,19 @@ TEST_P(MoveDestination, IsCountedInTheListWithoutTheTrack) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Drops, MoveDestination,
-                         testing::Values(Case{0, 5, 5, 4},              // the first below the last
-                                         Case{4, 0, 5, 0},              // the last above the first
-                                         Case{3, 3, 5, std::nullopt},   // onto its own upper half
-                                         Case{3, 4, 5, std::nullopt},   // onto its own lower half
-                                         Case{1, 3, 5, 2},              // downwards
-                                         Case{3, 1, 5, 1},              // upwards
-                                         Case{2, -2, 5, 0},             // above everything
-                                         Case{2, 99, 5, 4},             // below everything
-                                         Case{0, -2, 5, std::nullopt},  // already there
-                                         Case{4, 99, 5, std::nullopt},  // already there
-                                         Case{0, 0, 1, std::nullopt},   // nothing to reorder
-                                         Case{0, 1, 1, std::nullopt}, Case{0, 0, 0, std::nullopt},
-                                         Case{-1, 2, 5, std::nullopt}, Case{5, 2, 5, std::nullopt}));
+                         testing::Values(MoveCase{0, 5, 5, 4},              // the first below the last
+                                         MoveCase{4, 0, 5, 0},              // the last above the first
+                                         MoveCase{3, 3, 5, std::nullopt},   // onto its own upper half
+                                         MoveCase{3, 4, 5, std::nullopt},   // onto its own lower half
+                                         MoveCase{1, 3, 5, 2},              // downwards
+                                         MoveCase{3, 1, 5, 1},              // upwards
+                                         MoveCase{2, -2, 5, 0},             // above everything
+                                         MoveCase{2, 99, 5, 4},             // below everything
+                                         MoveCase{0, -2, 5, std::nullopt},  // already there
+                                         MoveCase{4, 99, 5, std::nullopt},  // already there
+                                         MoveCase{0, 0, 1, std::nullopt},   // nothing to reorder
+                                         MoveCase{0, 1, 1, std::nullopt}, MoveCase{0, 0, 0, std::nullopt},
+                                         MoveCase{-1, 2, 5, std::nullopt}, MoveCase{5, 2, 5, std::nullopt}));
 
 TEST(DragSessions, AreEqualWhenAllTheirFieldsAre) {
   PlaylistDragSession a;

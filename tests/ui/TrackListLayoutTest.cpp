@@ -5,7 +5,7 @@
 namespace tolvane {
 namespace {
 
-struct Case {
+struct LayoutCase {
   double visible;
   std::int64_t tracks;
   double offset;
@@ -13,7 +13,7 @@ struct Case {
   bool bottom;
 };
 
-class Fades : public testing::TestWithParam<Case> {};
+class Fades : public testing::TestWithParam<LayoutCase> {};
 
 TEST_P(Fades, ShowAtTheEndsThatHideRows) {
   const auto& [visible, tracks, offset, top, bottom] = GetParam();
@@ -23,19 +23,19 @@ TEST_P(Fades, ShowAtTheEndsThatHideRows) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Lists, Fades,
-                         testing::Values(Case{232, 10, 0, false, true},     // at the top
-                                         Case{232, 10, 2, false, true},     // two points hide nothing
-                                         Case{232, 10, 2.1, true, true},    // between
-                                         Case{232, 10, 345.9, true, true},  // maxOffset is 348
-                                         Case{232, 10, 346, true, false},   // at the bottom
-                                         Case{232, 10, 348, true, false},   //
-                                         Case{232, 4, 0, false, false},     // fits exactly
-                                         Case{231, 4, 0, false, false},     // a point of rounding
-                                         Case{230.9, 4, 0, false, false},   // overflows, but by less than a margin
-                                         Case{229, 4, 0, false, true},      //
-                                         Case{232, 0, 0, false, false},     // empty
-                                         Case{-5, 3, 0, false, true},       // not laid out yet
-                                         Case{0, 3, 100, true, true}));
+                         testing::Values(LayoutCase{232, 10, 0, false, true},     // at the top
+                                         LayoutCase{232, 10, 2, false, true},     // two points hide nothing
+                                         LayoutCase{232, 10, 2.1, true, true},    // between
+                                         LayoutCase{232, 10, 345.9, true, true},  // maxOffset is 348
+                                         LayoutCase{232, 10, 346, true, false},   // at the bottom
+                                         LayoutCase{232, 10, 348, true, false},   //
+                                         LayoutCase{232, 4, 0, false, false},     // fits exactly
+                                         LayoutCase{231, 4, 0, false, false},     // a point of rounding
+                                         LayoutCase{230.9, 4, 0, false, false},  // overflows, but by less than a margin
+                                         LayoutCase{229, 4, 0, false, true},     //
+                                         LayoutCase{232, 0, 0, false, false},    // empty
+                                         LayoutCase{-5, 3, 0, false, true},      // not laid out yet
+                                         LayoutCase{0, 3, 100, true, true}));
 
 TEST(TrackListScrollOffset, IsHowFarTheRowsHaveBeenMovedUp) {
   EXPECT_EQ(trackListScrollOffset(-120.5), 120.5);

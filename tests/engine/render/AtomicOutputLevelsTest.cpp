@@ -7,9 +7,6 @@
 namespace tolvane {
 namespace {
 
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
 TEST(AtomicOutputLevels, LoadNeutralBeforeAnythingIsStored) {
   EXPECT_EQ(AtomicOutputLevels{}.load(), (OutputLevels{1.0, 0.0}));
 }
@@ -34,9 +31,13 @@ TEST(AtomicOutputLevels, LoadOnlySaneLevelsWhateverWasStored) {
   const struct {
     OutputLevels stored, loaded;
   } cases[] = {
-      {{kNaN, 0.5}, {1.0, 0.5}},       {{0.5, kInfinity}, {0.5, 0.0}}, {{kInfinity, -kInfinity}, {1.0, 0.0}},
-      {{-0.5, 0.5}, {0.0, 0.5}},       {{1.5, -3.0}, {1.0, -1.0}},     {{0.5, kNaN}, {0.5, 0.0}},
-      {{-kInfinity, 3.0}, {1.0, 1.0}},
+      {{std::numeric_limits<double>::quiet_NaN(), 0.5}, {1.0, 0.5}},
+      {{0.5, std::numeric_limits<double>::infinity()}, {0.5, 0.0}},
+      {{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()}, {1.0, 0.0}},
+      {{-0.5, 0.5}, {0.0, 0.5}},
+      {{1.5, -3.0}, {1.0, -1.0}},
+      {{0.5, std::numeric_limits<double>::quiet_NaN()}, {0.5, 0.0}},
+      {{-std::numeric_limits<double>::infinity(), 3.0}, {1.0, 1.0}},
   };
   AtomicOutputLevels levels;
   for (const auto& [stored, loaded] : cases) {

@@ -14,7 +14,6 @@
 namespace tolvane::test {
 namespace {
 
-constexpr std::uint32_t kSigned = kAudioFormatFlagIsSignedInteger;
 constexpr std::uint32_t kFloat = kAudioFormatFlagIsFloat;
 constexpr std::uint32_t kBig = kAudioFormatFlagIsBigEndian;
 constexpr std::uint32_t kHigh = kAudioFormatFlagIsAlignedHigh;
@@ -40,7 +39,9 @@ using I64 = std::vector<std::int64_t>;
 using F32 = std::vector<float>;
 using F64 = std::vector<double>;
 
-AudioStreamBasicDescription signed16(std::uint32_t channels) { return linearPCM(44100, channels, 16, 2, kSigned); }
+AudioStreamBasicDescription signed16(std::uint32_t channels) {
+  return linearPCM(44100, channels, 16, 2, kAudioFormatFlagIsSignedInteger);
+}
 
 // Which layouts can be scaled.
 
@@ -57,29 +58,30 @@ TEST(PCMOutputLevelProcessor, ExistsForTheseLayoutsOnly) {
     AudioStreamBasicDescription format;
     bool exists;
   } cases[] = {
-      {"16-bit stereo", described(kLpcm, kSigned, 4, 2, 16), true},
+      {"16-bit stereo", described(kLpcm, kAudioFormatFlagIsSignedInteger, 4, 2, 16), true},
       {"8-bit unsigned mono", described(kLpcm, 0, 1, 1, 8), true},
-      {"1 bit", described(kLpcm, kSigned, 1, 1, 1), true},
-      {"64 bits", described(kLpcm, kSigned, 8, 1, 64), true},
-      {"24 bits in 3 bytes", described(kLpcm, kSigned, 6, 2, 24), true},
-      {"20 bits high in 3 bytes", described(kLpcm, kSigned | kHigh, 3, 1, 20), true},
-      {"40 bits in 5 bytes", described(kLpcm, kSigned, 10, 2, 40), true},
-      {"eight channels", described(kLpcm, kSigned, 24, 8, 24), true},
-      {"1000 channels", described(kLpcm, kSigned, 2000, 1000, 16), true},
+      {"1 bit", described(kLpcm, kAudioFormatFlagIsSignedInteger, 1, 1, 1), true},
+      {"64 bits", described(kLpcm, kAudioFormatFlagIsSignedInteger, 8, 1, 64), true},
+      {"24 bits in 3 bytes", described(kLpcm, kAudioFormatFlagIsSignedInteger, 6, 2, 24), true},
+      {"20 bits high in 3 bytes", described(kLpcm, kAudioFormatFlagIsSignedInteger | kHigh, 3, 1, 20), true},
+      {"40 bits in 5 bytes", described(kLpcm, kAudioFormatFlagIsSignedInteger, 10, 2, 40), true},
+      {"eight channels", described(kLpcm, kAudioFormatFlagIsSignedInteger, 24, 8, 24), true},
+      {"1000 channels", described(kLpcm, kAudioFormatFlagIsSignedInteger, 2000, 1000, 16), true},
       {"float in 4 bytes", described(kLpcm, kFloat, 8, 2, 32), true},
       {"big-endian float in 8 bytes", described(kLpcm, kFloat | kBig, 16, 2, 64), true},
-      {"float that also claims to be signed", described(kLpcm, kFloat | kSigned, 8, 2, 32), true},
-      {"another format identifier", described(fourCharCode("alac"), kSigned, 4, 2, 16), false},
-      {"non-interleaved", described(kLpcm, kSigned | kPlanar, 2, 2, 16), false},
-      {"no bytes a frame", described(kLpcm, kSigned, 0, 2, 16), false},
-      {"no channels", described(kLpcm, kSigned, 4, 0, 16), false},
+      {"float that also claims to be signed", described(kLpcm, kFloat | kAudioFormatFlagIsSignedInteger, 8, 2, 32),
+       true},
+      {"another format identifier", described(fourCharCode("alac"), kAudioFormatFlagIsSignedInteger, 4, 2, 16), false},
+      {"non-interleaved", described(kLpcm, kAudioFormatFlagIsSignedInteger | kPlanar, 2, 2, 16), false},
+      {"no bytes a frame", described(kLpcm, kAudioFormatFlagIsSignedInteger, 0, 2, 16), false},
+      {"no channels", described(kLpcm, kAudioFormatFlagIsSignedInteger, 4, 0, 16), false},
       {"nothing at all", described(kLpcm, 0, 0, 0, 0), false},
-      {"bytes no multiple of the channels", described(kLpcm, kSigned, 5, 2, 16), false},
-      {"more channels than bytes", described(kLpcm, kSigned, 2, 4, 8), false},
-      {"9 bytes a sample", described(kLpcm, kSigned, 9, 1, 64), false},
-      {"0 bits", described(kLpcm, kSigned, 4, 2, 0), false},
-      {"65 bits", described(kLpcm, kSigned, 8, 1, 65), false},
-      {"17 bits in 2 bytes", described(kLpcm, kSigned, 4, 2, 17), false},
+      {"bytes no multiple of the channels", described(kLpcm, kAudioFormatFlagIsSignedInteger, 5, 2, 16), false},
+      {"more channels than bytes", described(kLpcm, kAudioFormatFlagIsSignedInteger, 2, 4, 8), false},
+      {"9 bytes a sample", described(kLpcm, kAudioFormatFlagIsSignedInteger, 9, 1, 64), false},
+      {"0 bits", described(kLpcm, kAudioFormatFlagIsSignedInteger, 4, 2, 0), false},
+      {"65 bits", described(kLpcm, kAudioFormatFlagIsSignedInteger, 8, 1, 65), false},
+      {"17 bits in 2 bytes", described(kLpcm, kAudioFormatFlagIsSignedInteger, 4, 2, 17), false},
       {"16-bit float", described(kLpcm, kFloat, 4, 2, 16), false},
       {"24-bit float in 4 bytes", described(kLpcm, kFloat, 8, 2, 24), false},
       {"32-bit float in 8 bytes", described(kLpcm, kFloat, 16, 2, 32), false},
@@ -91,7 +93,7 @@ TEST(PCMOutputLevelProcessor, ExistsForTheseLayoutsOnly) {
 }
 
 TEST(PCMOutputLevelProcessor, TakesItsFieldsFromTheFormat) {
-  EXPECT_EQ(PCMOutputLevelProcessor::make(linearPCM(96000, 6, 20, 3, kSigned | kHigh | kBig)),
+  EXPECT_EQ(PCMOutputLevelProcessor::make(linearPCM(96000, 6, 20, 3, kAudioFormatFlagIsSignedInteger | kHigh | kBig)),
             (PCMOutputLevelProcessor{.channels = 6,
                                      .bytesPerFrame = 18,
                                      .bytesPerSample = 3,
@@ -146,7 +148,8 @@ TEST(PCMOutputLevelProcessor, LeavesSamplesAloneWithoutFramesOrChannels) {
 }
 
 TEST(PCMOutputLevelProcessor, LeavesBytesBehindTheFramesAlone) {
-  const auto processor = PCMOutputLevelProcessor::make(linearPCM(44100, 2, 24, 3, kSigned)).value();
+  const auto processor =
+      PCMOutputLevelProcessor::make(linearPCM(44100, 2, 24, 3, kAudioFormatFlagIsSignedInteger)).value();
   std::array<std::byte, 9> bytes{};
   bytes.fill(std::byte{0x40});
   processor.apply(bytes.data(), 1, {0.0, 0.0});
@@ -203,18 +206,21 @@ TEST(PCMOutputLevelProcessor, RoundsHalvesAwayFromZero) {
 TEST(PCMOutputLevelProcessor, RoundsWhatLiesJustBelowOneHalfToZero) {
   const double justBelow = std::nextafter(0.5, 0.0);
   EXPECT_EQ(scaled(signed16(1), I16{1, -1}, {justBelow, 0.0}), (I16{0, 0}));
-  EXPECT_EQ(scaled(linearPCM(44100, 1, 64, 8, kSigned), I64{1, -1}, {justBelow, 0.0}), (I64{0, 0}));
+  EXPECT_EQ(scaled(linearPCM(44100, 1, 64, 8, kAudioFormatFlagIsSignedInteger), I64{1, -1}, {justBelow, 0.0}),
+            (I64{0, 0}));
 }
 
 TEST(PCMOutputLevelProcessor, ClipsAtBothEndsOfTheRange) {
   EXPECT_EQ(scaled(signed16(1), I16{32767, -32768, 16384, -16384, -16385}, {2.0, 0.0}),
             (I16{32767, -32768, 32767, -32768, -32768}));
-  EXPECT_EQ(scaled(linearPCM(44100, 1, 8, 1, kSigned), I8{127, -128, 64}, {100.0, 0.0}), (I8{127, -128, 127}));
+  EXPECT_EQ(scaled(linearPCM(44100, 1, 8, 1, kAudioFormatFlagIsSignedInteger), I8{127, -128, 64}, {100.0, 0.0}),
+            (I8{127, -128, 127}));
   EXPECT_EQ(scaled(linearPCM(44100, 1, 8, 1, 0), U8{255, 0, 128}, {100.0, 0.0}), (U8{255, 0, 128}));
   constexpr I64::value_type kMax = std::numeric_limits<std::int64_t>::max();
   constexpr I64::value_type kMin = std::numeric_limits<std::int64_t>::min();
-  EXPECT_EQ(scaled(linearPCM(44100, 1, 64, 8, kSigned), I64{kMax, kMin, kMax / 2 + 1}, {2.0, 0.0}),
-            (I64{kMax, kMin, kMax}));
+  EXPECT_EQ(
+      scaled(linearPCM(44100, 1, 64, 8, kAudioFormatFlagIsSignedInteger), I64{kMax, kMin, kMax / 2 + 1}, {2.0, 0.0}),
+      (I64{kMax, kMin, kMax}));
 }
 
 TEST(PCMOutputLevelProcessor, ScalesUnsignedSamplesAboutTheHalfWayCode) {
@@ -227,23 +233,28 @@ TEST(PCMOutputLevelProcessor, ScalesUnsignedSamplesAboutTheHalfWayCode) {
 }
 
 TEST(PCMOutputLevelProcessor, KeepsThePaddingBits) {
-  EXPECT_EQ(scaled(linearPCM(44100, 1, 24, 4, kSigned | kHigh), U32{0x000100AB, 0xFFFF00CD}, {0.5, 0.0}),
+  EXPECT_EQ(scaled(linearPCM(44100, 1, 24, 4, kAudioFormatFlagIsSignedInteger | kHigh), U32{0x000100AB, 0xFFFF00CD},
+                   {0.5, 0.0}),
             (U32{0x000080AB, 0xFFFF80CD}));
-  EXPECT_EQ(scaled(linearPCM(44100, 1, 24, 4, kSigned), U32{0xAB000100, 0xCDFFFF00}, {0.5, 0.0}),
-            (U32{0xAB000080, 0xCDFFFF80}));
+  EXPECT_EQ(
+      scaled(linearPCM(44100, 1, 24, 4, kAudioFormatFlagIsSignedInteger), U32{0xAB000100, 0xCDFFFF00}, {0.5, 0.0}),
+      (U32{0xAB000080, 0xCDFFFF80}));
   EXPECT_EQ(scaled(linearPCM(44100, 1, 24, 4, 0), U32{0xABFFFFFF}, {0.0, 0.0}), (U32{0xAB800000}));
 }
 
 TEST(PCMOutputLevelProcessor, ReadsBigEndianSamplesMostSignificantByteFirst) {
-  EXPECT_EQ(scaled(linearPCM(44100, 1, 24, 3, kSigned | kBig), U8{0x01, 0x02, 0x04, 0xFF, 0xFF, 0xFE}, {0.5, 0.0}),
+  EXPECT_EQ(scaled(linearPCM(44100, 1, 24, 3, kAudioFormatFlagIsSignedInteger | kBig),
+                   U8{0x01, 0x02, 0x04, 0xFF, 0xFF, 0xFE}, {0.5, 0.0}),
             (U8{0x00, 0x81, 0x02, 0xFF, 0xFF, 0xFF}));
-  EXPECT_EQ(scaled(linearPCM(44100, 1, 24, 3, kSigned), U8{0x04, 0x02, 0x01, 0xFE, 0xFF, 0xFF}, {0.5, 0.0}),
+  EXPECT_EQ(scaled(linearPCM(44100, 1, 24, 3, kAudioFormatFlagIsSignedInteger), U8{0x04, 0x02, 0x01, 0xFE, 0xFF, 0xFF},
+                   {0.5, 0.0}),
             (U8{0x02, 0x81, 0x00, 0xFF, 0xFF, 0xFF}));
 }
 
 TEST(PCMOutputLevelProcessor, LeavesAChannelWithAGainOfOneExactEvenWhereADoubleIsNot) {
   constexpr std::int64_t kOdd = 0x7FFF'FFFF'FFFF'FFFD;
-  EXPECT_EQ(scaled(linearPCM(44100, 2, 64, 8, kSigned), I64{kOdd, kOdd}, {1.0, 1.0}), (I64{0, kOdd}));
+  EXPECT_EQ(scaled(linearPCM(44100, 2, 64, 8, kAudioFormatFlagIsSignedInteger), I64{kOdd, kOdd}, {1.0, 1.0}),
+            (I64{0, kOdd}));
 }
 
 // Floats.
