@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 
 #include "engine/SampleRateReport.h"
@@ -40,11 +41,28 @@ AudioPathStatus judgeBluetooth(const AudioPathFacts& facts, bool ratesMatch, con
   return converted("Core Audio accepted a different client format before sending audio through the Bluetooth codec.");
 }
 
+bool alters(const AudioPathFacts& facts, SampleAlteration::Kind kind) {
+  return std::ranges::find(facts.alterations, kind, &SampleAlteration::kind) != facts.alterations.end();
+}
+
+/// What the device reports, conversion before processing before what is not known.
+std::string alterationDetails(const AudioPathFacts& facts) {
+  using enum SampleAlteration::Kind;
+  std::string details;
+  for (const auto kind : {converted, processed, unknown})
+    for (const SampleAlteration& alteration : facts.alterations)
+      if (alteration.kind == kind) details += fmt::format("{}{}", details.empty() ? "" : " ", alteration.detail);
+  return details;
+}
+
 AudioPathStatus judgeUnknownPhysicalFormat(const AudioPathFacts& facts) {
-  if (facts.exclusiveAccessEnabled && !facts.hogModeOwned) return exclusiveAccessWithheld(facts);
-  return directPCM(
-      fmt::format("{} and the sample rate matches, but the device does not expose its physical stream format.",
-                  facts.hogModeOwned ? "Exclusive Access is active" : "Shared device access is active"));
+  auto status = facts.exclusiveAccessEnabled && !facts.hogModeOwned
+                    ? exclusiveAccessWithheld(facts)
+                    : directPCM(fmt::format(
+                          "{} and the sample rate matches, but the device does not expose its physical stream format.",
+                          facts.hogModeOwned ? "Exclusive Access is active" : "Shared device access is active"));
+  if (const std::string details = alterationDetails(facts); !details.empty()) status.detail += " " + details;
+  return status;
 }
 
 }  // namespace
@@ -102,7 +120,10 @@ AudioPathStatus judgeAudioPath(const AudioPathFacts& facts) {
         fmt::format("{} is decoded to PCM and sent without app-level DSP at {}. Lossy source data cannot be "
                     "bit-perfect.",
                     facts.sourceLabel, sourceRate));
-  if (!facts.physicalFormat) return judgeUnknownPhysicalFormat(facts);
+  if (alters(facts, SampleAlteration::Kind::converted)) return converted(alterationDetails(facts));
+  if (alters(facts, SampleAlteration::Kind::processed))
+    return {Kind::processed, "DSP ACTIVE", alterationDetails(facts)};
+  if (!facts.physicalFormat || !facts.alterations.empty()) return judgeUnknownPhysicalFormat(facts);
   if (!facts.physicalFormatCompatible)
     return converted(fmt::format("The device stream is {}, which does not preserve the source format exactly.",
                                  formatDescription(*facts.physicalFormat)));

@@ -5,9 +5,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "engine/render/OutputLevels.h"
 #include "platform/AudioStreamBasicDescription.h"
+#include "platform/SampleAlteration.h"
 
 namespace tolvane {
 
@@ -41,7 +43,8 @@ struct AudioPathFacts {
   bool isLossless = false;
   std::string sourceLabel;
   std::optional<AudioStreamBasicDescription> physicalFormat;
-  bool physicalFormatCompatible = false;  ///< meaningful with a physical format only
+  bool physicalFormatCompatible = false;      ///< meaningful with a physical format only
+  std::vector<SampleAlteration> alterations;  ///< between the unit and the device's converter, as the device reports
   bool exclusiveAccessEnabled = false;
   bool hogModeSupported = false;
   bool hogModeOwned = false;  ///< by this process
@@ -52,7 +55,9 @@ struct AudioPathFacts {
 ///    4  the device runs at another rate, or at none that is known
 ///    5  the unit took another client format
 ///    6  the source is lossy
-///  7–8  the physical format is unknown; the same with Exclusive Access withheld
+/// 6a–6b something behind the unit converts the samples; it processes them. The detail is the device's own, conversion
+///       first
+///  7–8  the physical format is unknown, or an alteration whose kind is; the same with Exclusive Access withheld
 ///    9  the physical format cannot carry the source
 ///   10  Exclusive Access was asked for and is withheld
 /// 11–12 bit-perfect: shared; exclusive

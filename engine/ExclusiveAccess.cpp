@@ -1,5 +1,7 @@
 #include "engine/ExclusiveAccess.h"
 
+#include <vector>
+
 #include "engine/PlayerCore.h"
 #include "engine/StreamFormats.h"
 #include "platform/PropertyReading.h"
@@ -9,6 +11,21 @@ namespace {
 
 constexpr std::chrono::milliseconds exclusiveAccessCheckInterval{500};
 constexpr std::chrono::milliseconds exclusiveAccessRetryInterval{1000};
+
+/// What the device reports of its own path. A report that cannot be read, and processing that it does not describe,
+/// count as an unknown alteration.
+std::vector<SampleAlteration> alterationsOf(const AudioHardware& hardware, AudioObjectID device) {
+  constexpr auto kind = SampleAlteration::Kind::unknown;
+  constexpr auto listAddress = globalAddress(kAudioDevicePropertySampleAlterations);
+  constexpr auto activityAddress = globalAddress(kAudioDevicePropertyProcessingIsActive);
+  const auto reported = readProperty<std::vector<SampleAlteration>>(hardware, device, listAddress);
+  if (!reported && hardware.hasProperty(device, listAddress))
+    return {{kind, "The device cannot report whether it alters samples."}};
+  if (reported && !reported->empty()) return *reported;
+  if (readProperty<std::uint32_t>(hardware, device, activityAddress).value_or(0) != 0)
+    return {{kind, "The device processes samples and does not report how."}};
+  return {};
+}
 
 }  // namespace
 
@@ -31,6 +48,7 @@ AudioPathFacts ExclusiveAccess::gatherFacts(const HogModeReport& hogReport) cons
   facts.sourceLabel = prepared.sourceLabel;
   facts.physicalFormat = device.readOutputPhysicalFormat(deviceID);
   facts.physicalFormatCompatible = facts.physicalFormat && physicalFormatCompatibility(prepared, *facts.physicalFormat);
+  facts.alterations = alterationsOf(core_.hardware, deviceID);
   facts.exclusiveAccessEnabled = core_.isExclusiveAccessEnabled;
   facts.hogModeSupported = hogReport.isSupported;
   facts.hogModeOwned = hogReport.isOwnedByCurrentProcess;

@@ -11,6 +11,7 @@ struct ValueSize {
   std::size_t operator()(const std::vector<std::uint32_t>& ids) const { return 4 * ids.size(); }
   std::size_t operator()(const AudioStreamBasicDescription&) const { return 40; }
   std::size_t operator()(const std::vector<AudioValueRange>& ranges) const { return 16 * ranges.size(); }
+  std::size_t operator()(const std::vector<SampleAlteration>& alterations) const { return 16 * alterations.size(); }
 };
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "platform/AudioOutputUnit.h"
 #include "platform/AudioStatus.h"
 #include "platform/AudioStreamBasicDescription.h"
+#include "platform/SampleAlteration.h"
 
 namespace tolvane {
 
@@ -62,6 +63,8 @@ constexpr FourCharCode kAudioDevicePropertyStreamConfiguration =
 constexpr FourCharCode kAudioDevicePropertyBufferFrameSize = fourCharCode("fsiz");  ///< device: uint32, frames
 constexpr FourCharCode kAudioDevicePropertyProcessingIsActive =
     fourCharCode("proc");  ///< device: uint32, 1 while something behind a unit alters its samples; often absent
+constexpr FourCharCode kAudioDevicePropertySampleAlterations =
+    fourCharCode("salt");  ///< device: SampleAlterations, empty while there are none; often absent; see below
 constexpr FourCharCode kAudioDevicePropertyVolumeDecibels =
     fourCharCode("vold");  ///< device, output: double, what its own hardware does to the level; often absent
 constexpr FourCharCode kAudioStreamPropertyIsActive = fourCharCode("sact");        ///< stream: uint32, 0 or 1
@@ -88,11 +91,12 @@ struct AudioValueRange {
   bool operator==(const AudioValueRange&) const = default;
 };
 
-using AudioPropertyValue = std::variant<std::uint32_t, std::int32_t, double, std::string, std::vector<std::uint32_t>,
-                                        AudioStreamBasicDescription, std::vector<AudioValueRange>>;
+using AudioPropertyValue =
+    std::variant<std::uint32_t, std::int32_t, double, std::string, std::vector<std::uint32_t>,
+                 AudioStreamBasicDescription, std::vector<AudioValueRange>, std::vector<SampleAlteration>>;
 
 /// The bytes a value would take in a C property call: 4 an integer or id, 8 a rate, 40 a description, 16 a range;
-/// a string is one 8-byte reference.
+/// a string is one 8-byte reference, an alteration a kind and such a reference in 16 bytes.
 [[nodiscard]] std::uint32_t audioPropertyValueSize(const AudioPropertyValue& value);
 
 /// The device layer.
@@ -104,6 +108,10 @@ using AudioPropertyValue = std::variant<std::uint32_t, std::int32_t, double, std
 ///
 /// Nominal rate: a successful write may take effect later; the property and the actual rate then tell. A device that
 /// is in use by another process may refuse. The actual rate may be absent, or unreadable while no stream runs.
+///
+/// Sample alterations: all that the adapter can find between a unit that plays and the converter, and whatever it
+/// cannot rule out. A change is announced by kAudioDevicePropertyProcessingIsActive, which a device with this property
+/// has too, and which is 1 exactly while the list is not empty.
 ///
 /// Physical format: what the hardware really uses, with its significant bits. What cannot be known is an error, never
 /// a guess.

@@ -20,6 +20,7 @@ constexpr std::array deviceProperties{globalAddress(kAudioObjectPropertyName),
                                       outputAddress(kAudioDevicePropertyStreamConfiguration),
                                       globalAddress(kAudioDevicePropertyBufferFrameSize),
                                       globalAddress(kAudioDevicePropertyProcessingIsActive),
+                                      globalAddress(kAudioDevicePropertySampleAlterations),
                                       outputAddress(kAudioDevicePropertyVolumeDecibels)};
 constexpr std::array streamProperties{globalAddress(kAudioStreamPropertyIsActive),
                                       globalAddress(kAudioStreamPropertyPhysicalFormat),

@@ -57,7 +57,9 @@ std::optional<AlsaAudioHardware::Kind> AlsaAudioHardware::kindOf(AudioObjectID o
 }
 
 bool AlsaAudioHardware::lacks(AudioObjectID object, FourCharCode selector) const {
-  if (selector == kAudioDevicePropertyProcessingIsActive) return true;  // nothing stands between a unit and its PCM
+  // Nothing stands between a unit and its PCM.
+  if (selector == kAudioDevicePropertyProcessingIsActive || selector == kAudioDevicePropertySampleAlterations)
+    return true;
   return selector == kAudioDevicePropertyVolumeDecibels && !deviceOf(object)->volumeDecibels();
 }
 

@@ -74,11 +74,13 @@ class PipeWireAudioHardware : public TabledAudioHardware,
                                                                            FourCharCode selector) const;
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> sharedProperty(const Device& device,
                                                                            FourCharCode selector) const;
+  [[nodiscard]] AudioPropertyValue alterationProperty(const Device& device, FourCharCode selector) const;
+  [[nodiscard]] std::vector<SampleAlteration> alterationsNow(const Device& device) const;
   [[nodiscard]] AudioObjectID directStream(const Device& device) const;
   [[nodiscard]] std::vector<AudioValueRange> sharedRates(const Device& device) const;
   [[nodiscard]] double sharedNominalRate(const Device& device) const;
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> sharedPhysicalFormat(const Device& device) const;
-  [[nodiscard]] std::string alteration(const Device& device) const;
+  [[nodiscard]] std::vector<SampleAlteration> sharedAlterations(const Device& device) const;
   [[nodiscard]] std::int32_t directOwner(const Device& device) const;
   [[nodiscard]] std::int32_t hogOwner(const Device& device) const;
   OSStatus setNominalRate(Device& device, double rate);

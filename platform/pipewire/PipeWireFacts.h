@@ -112,11 +112,6 @@ struct PipeWireStreamFacts {
   std::optional<double> mixerDecibels;
 };
 
-/// Why the sink's hardware does not get the samples that the stream delivers: a few words for the log. Empty: nothing
-/// between them changes one. What is not known counts as a change.
-[[nodiscard]] std::string alterationOf(const PipeWireFacts& facts, std::uint32_t sink,
-                                       const PipeWireStreamFacts& stream);
-
 /// Whether anybody but `ownNode` plays on the sink.
 [[nodiscard]] bool othersPlayOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t ownNode);
 

@@ -9,6 +9,7 @@
 
 #include "platform/PropertyReading.h"
 #include "platform/conversion/PcmLayout.h"
+#include "platform/pipewire/PathAlterations.h"
 #include "platform/pipewire/PipeWireAudioHardware.h"
 
 namespace tolvane {
@@ -80,7 +81,8 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::devicePropert
     case kAudioDevicePropertyDeviceIsAlive:
       return std::uint32_t{1};  // one that has gone is no object any more
     case kAudioDevicePropertyProcessingIsActive:
-      return alteration(device).empty() ? std::uint32_t{0} : std::uint32_t{1};
+    case kAudioDevicePropertySampleAlterations:
+      return alterationProperty(device, selector);
     case kAudioDevicePropertyStreams:
       return Numbers{device.stream};
     case kAudioDevicePropertyVolumeDecibels:
@@ -92,6 +94,22 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::devicePropert
   if (isReachedDirectly(device))
     return direct_.propertyData(device.direct, isOfTheOutput ? outputAddress(selector) : globalAddress(selector));
   return sharedProperty(device, selector);
+}
+
+/// What alters the samples, or whether anything does. A direct side that cannot report it has nothing to report.
+AudioPropertyValue PipeWireAudioHardware::alterationProperty(const Device& device, FourCharCode selector) const {
+  const auto alterations = alterationsNow(device);
+  if (selector == kAudioDevicePropertySampleAlterations) return alterations;
+  return alterations.empty() ? std::uint32_t{0} : std::uint32_t{1};
+}
+
+std::vector<SampleAlteration> PipeWireAudioHardware::alterationsNow(const Device& device) const {
+  if (!isReachedDirectly(device)) return sharedAlterations(device);
+  constexpr auto address = globalAddress(kAudioDevicePropertySampleAlterations);
+  if (!direct_.hasProperty(device.direct, address)) return {};
+  const auto reported = readProperty<std::vector<SampleAlteration>>(direct_, device.direct, address);
+  if (reported) return *reported;
+  return {{SampleAlteration::Kind::unknown, "The card cannot report whether it alters samples."}};
 }
 
 std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::sharedProperty(const Device& device,
@@ -180,14 +198,14 @@ OSStatus PipeWireAudioHardware::setNominalRate(Device& device, double rate) {
 }
 
 /// Why what the unit renders is not what the hardware gets; empty while it is, or while no unit plays through a sink.
-std::string PipeWireAudioHardware::alteration(const Device& device) const {
+std::vector<SampleAlteration> PipeWireAudioHardware::sharedAlterations(const Device& device) const {
   const PipeWireStream* playing = playingStream(device);
   if (playing == nullptr) return {};
-  if (!device.sink) return "the sink has gone";
+  if (!device.sink) return {{SampleAlteration::Kind::unknown, "The sound server has withdrawn this device."}};
   PipeWireStreamFacts stream = playing->facts();
   stream.mixerDecibels =
       readProperty<double>(direct_, device.direct, outputAddress(kAudioDevicePropertyVolumeDecibels));
-  return alterationOf(connection_.facts(), *device.sink, stream);
+  return alterationsOf(connection_.facts(), *device.sink, stream);
 }
 
 /// The narrowest stage between the unit and the converter: the kernel's account of the card behind the sink, or the
@@ -195,7 +213,7 @@ std::string PipeWireAudioHardware::alteration(const Device& device) const {
 std::expected<AudioStreamBasicDescription, OSStatus> PipeWireAudioHardware::sharedPhysicalFormat(
     const Device& device) const {
   if (playingStream(device) == nullptr) return std::unexpected(kAudioHardwareNotRunningError);
-  if (device.direct == kAudioObjectUnknown || !alteration(device).empty())
+  if (device.direct == kAudioObjectUnknown || !sharedAlterations(device).empty())
     return std::unexpected(kAudioDeviceUnsupportedFormatError);
   const auto format = direct_.propertyData(directStream(device), globalAddress(kAudioStreamPropertyPhysicalFormat));
   if (!format) return std::unexpected(format.error());

@@ -6,6 +6,7 @@
 #include <array>
 #include <utility>
 
+#include "platform/pipewire/PathAlterations.h"
 #include "platform/pipewire/PipeWireAudioHardware.h"
 
 namespace tolvane {
@@ -17,8 +18,8 @@ constexpr auto hogAddress = globalAddress(kAudioDevicePropertyHogMode);
 /// What the direct side announces of a device, and is passed on while the device is reached that way.
 constexpr std::array forwarded{
     globalAddress(kAudioDevicePropertyNominalSampleRate), globalAddress(kAudioDevicePropertyActualSampleRate),
-    globalAddress(kAudioDevicePropertyDeviceIsAlive), outputAddress(kAudioDevicePropertyStreamConfiguration),
-    globalAddress(kAudioDevicePropertyBufferFrameSize)};
+    globalAddress(kAudioDevicePropertyDeviceIsAlive),     outputAddress(kAudioDevicePropertyStreamConfiguration),
+    globalAddress(kAudioDevicePropertyBufferFrameSize),   globalAddress(kAudioDevicePropertyProcessingIsActive)};
 
 }  // namespace
 
@@ -136,12 +137,12 @@ void PipeWireAudioHardware::listenDirectly(ListenerID listener, const Device& de
 /// Also when music begins to play again and nothing has changed: a verdict that was given while it paused knew no
 /// format.
 void PipeWireAudioHardware::publishAlteration(Device& device) {
-  const std::string reason = alteration(device);
+  const std::string reason = detailsOf(sharedAlterations(device));
   if (!device.toldAlteration.isNews(reason)) return;
   if (device.toldAlteration.isWorthALine(reason))
     log_.write(LogLevel::standard, category,
                reason.empty() ? fmt::format("{}: nothing alters the samples now", device.name)
-                              : fmt::format("{}: samples are altered: {}", device.name, reason));
+                              : fmt::format("{}: samples are altered. {}", device.name, reason));
   device.toldAlteration.tell(reason);
   listeners().notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
 }

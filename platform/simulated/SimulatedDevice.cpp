@@ -94,9 +94,10 @@ void SimulatedDevice::setBufferFrameSize(std::uint32_t frames) {
   if (std::exchange(config_.bufferFrameSize, frames) != frames) notifyAbout(kAudioDevicePropertyBufferFrameSize);
 }
 
-void SimulatedDevice::setProcessingActive(bool isActive) {
-  if (std::exchange(config_.processingIsActive, isActive) != isActive)
-    notifyAbout(kAudioDevicePropertyProcessingIsActive);
+void SimulatedDevice::setAlterations(std::vector<SampleAlteration> alterations) {
+  if (config_.alterations == alterations) return;
+  config_.alterations = std::move(alterations);
+  notifyAbout(kAudioDevicePropertyProcessingIsActive);
 }
 
 void SimulatedDevice::stall() {
@@ -156,7 +157,8 @@ bool SimulatedDevice::lacks(FourCharCode selector) const {
     case kAudioDevicePropertyActualSampleRate:
       return config_.actualRate == SimulatedActualRate::absent;
     case kAudioDevicePropertyProcessingIsActive:
-      return !config_.processingIsActive;
+    case kAudioDevicePropertySampleAlterations:
+      return !config_.alterations;
     case kAudioDevicePropertyVolumeDecibels:
       return true;
     default:
@@ -197,7 +199,9 @@ std::expected<AudioPropertyValue, OSStatus> SimulatedDevice::readDevice(FourChar
     case kAudioDevicePropertyBufferFrameSize:
       return config_.bufferFrameSize;
     case kAudioDevicePropertyProcessingIsActive:
-      return config_.processingIsActive.value_or(false) ? 1U : 0U;
+      return config_.alterations && !config_.alterations->empty() ? 1U : 0U;
+    case kAudioDevicePropertySampleAlterations:
+      return config_.alterations.value_or(std::vector<SampleAlteration>{});
     default:
       return std::unexpected(kAudioHardwareUnknownPropertyError);
   }
@@ -209,7 +213,6 @@ std::expected<AudioPropertyValue, OSStatus> SimulatedDevice::readStream(std::siz
     case kAudioStreamPropertyIsActive:
       return config_.streams[stream].isActive ? 1U : 0U;
     case kAudioStreamPropertyPhysicalFormat:
-      if (config_.processingIsActive.value_or(false)) return std::unexpected(kAudioHardwareUnspecifiedError);
       return physicalFormat(stream);
     case kAudioStreamPropertyVirtualFormat:
       return float32PCM(config_.nominalRate, physicalFormat(stream).mChannelsPerFrame);

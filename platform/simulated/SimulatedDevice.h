@@ -43,7 +43,7 @@ class SimulatedDevice {
   /// New streams with new ids.
   void changeStreams(std::vector<SimulatedStreamConfig> streams);
   void setBufferFrameSize(std::uint32_t frames);
-  void setProcessingActive(bool isActive);
+  void setAlterations(std::vector<SampleAlteration> alterations);
   /// Announces a property without changing it, as some drivers do.
   void notifyAbout(FourCharCode selector, FourCharCode scope = kAudioObjectPropertyScopeGlobal);
   void notifyAboutStream(std::size_t stream, FourCharCode selector);

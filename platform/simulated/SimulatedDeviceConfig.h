@@ -83,9 +83,9 @@ struct SimulatedDeviceConfig {
   /// Units of this process cannot open the device while another process owns it. Off: they can (a driver that keeps
   /// shared access alive).
   bool foreignHogShutsOut = true;
-  /// What the device says of processing behind a unit; nothing: it has no such property. While there is some, the
-  /// physical format cannot be read: what arrives in it is no longer what the unit was given.
-  std::optional<bool> processingIsActive{};
+  /// What happens to the samples behind a unit; nothing: the device has no property that says so. The physical format
+  /// stays readable: the verdict must not depend on its absence.
+  std::optional<std::vector<SampleAlteration>> alterations{};
 
   std::uint32_t bufferFrameSize = 512;  ///< reported, frames
   std::uint32_t periodFrames = 0;       ///< pulled at a time; 0: bufferFrameSize, 512 if that is 0

@@ -69,6 +69,15 @@ void physicalFormatAbsent(AudioPathFacts& f) {
   f.physicalFormat.reset();
   f.physicalFormatCompatible = false;  // as it is gathered
 }
+void isTurnedDown(AudioPathFacts& f) {
+  f.alterations.push_back({SampleAlteration::Kind::processed, "The volume is at 40 %."});
+}
+void isMixed(AudioPathFacts& f) {
+  f.alterations.push_back({SampleAlteration::Kind::converted, "The channels are mixed."});
+}
+void isObscure(AudioPathFacts& f) {
+  f.alterations.push_back({SampleAlteration::Kind::unknown, "A setting is not known."});
+}
 void isMP3(AudioPathFacts& f) { f.isLossless = false, f.sourceLabel = "MP3"; }
 
 const std::vector<Row> rows{
@@ -120,6 +129,38 @@ const std::vector<Row> rows{
      lossyMP3},
     {"6 before 10", [](auto& f) { isMP3(f), exclusiveNotOwned(f); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
     {"6 before 12", [](auto& f) { isMP3(f), exclusiveOwned(f); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
+    {"2 before 6b", [](auto& f) { f.isBluetooth = true, isTurnedDown(f); }, Kind::directPCM, "DIRECT PCM",
+     bluetoothEncoding},
+    {"4 before 6b", [](auto& f) { ratesDiffer(f), isTurnedDown(f); }, Kind::converted, "CONVERTED", anotherRate},
+    {"6 before 6a", [](auto& f) { isMP3(f), isMixed(f); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
+    {"6 before 6b", [](auto& f) { isMP3(f), isTurnedDown(f); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
+    {"6a converted behind the unit", isMixed, Kind::converted, "CONVERTED", "The channels are mixed."},
+    {"6a before 6b", [](auto& f) { isTurnedDown(f), isMixed(f); }, Kind::converted, "CONVERTED",
+     "The channels are mixed. The volume is at 40 %."},
+    {"6a before 9", [](auto& f) { isMixed(f), f.physicalFormatCompatible = false; }, Kind::converted, "CONVERTED",
+     "The channels are mixed."},
+    {"6b processed behind the unit", isTurnedDown, Kind::processed, "DSP ACTIVE", "The volume is at 40 %."},
+    {"6b behind a unit that is exclusive", [](auto& f) { exclusiveOwned(f), isTurnedDown(f); }, Kind::processed,
+     "DSP ACTIVE", "The volume is at 40 %."},
+    {"6b every reason is given", [](auto& f) { isObscure(f), isTurnedDown(f), isTurnedDown(f); }, Kind::processed,
+     "DSP ACTIVE", "The volume is at 40 %. The volume is at 40 %. A setting is not known."},
+    {"6b before 7", [](auto& f) { isTurnedDown(f), physicalFormatAbsent(f); }, Kind::processed, "DSP ACTIVE",
+     "The volume is at 40 %."},
+    {"6b before 8", [](auto& f) { isTurnedDown(f), physicalFormatAbsent(f), exclusiveNotOwned(f); }, Kind::processed,
+     "DSP ACTIVE", "The volume is at 40 %."},
+    {"7 an unknown alteration", isObscure, Kind::directPCM, "DIRECT PCM",
+     "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
+     "format. A setting is not known."},
+    {"7 an unknown alteration before 9", [](auto& f) { isObscure(f), f.physicalFormatCompatible = false; },
+     Kind::directPCM, "DIRECT PCM",
+     "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
+     "format. A setting is not known."},
+    {"7 an unknown alteration before 12", [](auto& f) { isObscure(f), exclusiveOwned(f); }, Kind::directPCM,
+     "DIRECT PCM",
+     "Exclusive Access is active and the sample rate matches, but the device does not expose its physical stream "
+     "format. A setting is not known."},
+    {"8 an unknown alteration before 10", [](auto& f) { isObscure(f), exclusiveNotOwned(f); }, Kind::directPCM,
+     "DIRECT PCM", retained + " A setting is not known."},
     {"7 no physical format, shared", [](auto& f) { physicalFormatAbsent(f); }, Kind::directPCM, "DIRECT PCM",
      "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
      "format."},
@@ -157,17 +198,25 @@ const std::vector<Row> rows{
 
 std::string yesNo(bool value) { return value ? "yes" : "no"; }
 
+/// The first letters of the alterations' kinds.
+std::string kindsOf(const AudioPathFacts& facts) {
+  std::string letters;
+  for (const SampleAlteration& alteration : facts.alterations)
+    letters += "pcu"[static_cast<std::size_t>(alteration.kind)];
+  return letters.empty() ? "no" : letters;
+}
+
 // All that a verdict depends on, in columns.
-constexpr auto columns = "{:<46} {:<9} {:>6} {:>7} {:>6} {:<6} {:<5} {:<8} {:<30} {:<7} {:<9} {:<9} {:<5} {}\n";
+constexpr auto columns = "{:<46} {:<9} {:>6} {:>7} {:>6} {:<6} {:<5} {:<8} {:<9} {:<30} {:<7} {:<9} {:<9} {:<5} {}\n";
 
 void printHead() {
-  fmt::print(columns, "row", "Bluetooth", "source", "nominal", "actual", "client", "label", "lossless",
+  fmt::print(columns, "row", "Bluetooth", "source", "nominal", "actual", "client", "label", "lossless", "altered",
              "physical format", "carries", "exclusive", "supported", "owned", "verdict");
 }
 
 std::string line(const std::string& row, const AudioPathFacts& f) {
   return fmt::format(columns, row, yesNo(f.isBluetooth), f.sourceRate, f.nominalRate, f.actualRate,
-                     f.clientFormatMatches ? "same" : "other", f.sourceLabel, yesNo(f.isLossless),
+                     f.clientFormatMatches ? "same" : "other", f.sourceLabel, yesNo(f.isLossless), kindsOf(f),
                      f.physicalFormat ? formatDescription(*f.physicalFormat) : "absent",
                      f.physicalFormat ? yesNo(f.physicalFormatCompatible) : "-", yesNo(f.exclusiveAccessEnabled),
                      yesNo(f.hogModeSupported), yesNo(f.hogModeOwned), judgeAudioPath(f).label);
@@ -200,7 +249,16 @@ constexpr Rates everyRates[] = {{44100, 44100, true, "44.1 kHz"},
 /// One combination of all that the rows ask for.
 struct Circumstances {
   Rates rates;
-  bool isBluetooth, clientMatches, isLossless, formatIsKnown, formatCarries, isExclusive, isOwned, isSupported;
+  bool isBluetooth, clientMatches, isLossless, formatIsKnown, formatCarries, isExclusive, isOwned, isSupported,
+      isConverted, isProcessed, isObscured;
+
+  [[nodiscard]] std::vector<SampleAlteration> alterations() const {
+    std::vector<SampleAlteration> all;
+    if (isObscured) all.push_back({SampleAlteration::Kind::unknown, "U."});
+    if (isProcessed) all.push_back({SampleAlteration::Kind::processed, "P."});
+    if (isConverted) all.push_back({SampleAlteration::Kind::converted, "C."});
+    return all;
+  }
 
   [[nodiscard]] AudioPathFacts facts() const {
     return {.isBluetooth = isBluetooth,
@@ -212,13 +270,15 @@ struct Circumstances {
             .sourceLabel = isLossless ? "FLAC" : "MP3",
             .physicalFormat = formatIsKnown ? std::optional(physical24) : std::nullopt,
             .physicalFormatCompatible = formatCarries,
+            .alterations = alterations(),
             .exclusiveAccessEnabled = isExclusive,
             .hogModeSupported = isSupported,
             .hogModeOwned = isOwned};
   }
 };
 
-/// A row as it stands in the table: the first one that applies decides. "{}" is the device's rate.
+/// A row as it stands in the table: the first one that applies decides. "{}" is the device's rate, "[]" what is said of
+/// alterations of a smaller weight.
 struct PrioritisedRow {
   std::string number;
   bool (*applies)(const Circumstances&);
@@ -238,22 +298,24 @@ const std::vector<PrioritisedRow> prioritisedRows{
       "The track is 44.1 kHz, but the device reports {}. Core Audio sample-rate conversion may be active."}},
     {"5", [](auto& c) { return !c.clientMatches; }, {Kind::converted, "CONVERTED", anotherClientFormat}},
     {"6", [](auto& c) { return !c.isLossless; }, {Kind::directPCM, "DIRECT PCM", lossyMP3}},
+    {"6a", [](auto& c) { return c.isConverted; }, {Kind::converted, "CONVERTED", "C.[]"}},
+    {"6b", [](auto& c) { return c.isProcessed; }, {Kind::processed, "DSP ACTIVE", "P.[]"}},
     {"7 owned",
-     [](auto& c) { return !c.formatIsKnown && c.isOwned; },
+     [](auto& c) { return (!c.formatIsKnown || c.isObscured) && c.isOwned; },
      {Kind::directPCM, "DIRECT PCM",
       "Exclusive Access is active and the sample rate matches, but the device does not expose its physical stream "
-      "format."}},
+      "format.[]"}},
     {"7 shared",
-     [](auto& c) { return !c.formatIsKnown && !c.isExclusive && !c.isOwned; },
+     [](auto& c) { return (!c.formatIsKnown || c.isObscured) && !c.isExclusive && !c.isOwned; },
      {Kind::directPCM, "DIRECT PCM",
       "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
-      "format."}},
+      "format.[]"}},
     {"8 retained",
-     [](auto& c) { return !c.formatIsKnown && c.isExclusive && !c.isOwned && c.isSupported; },
-     {Kind::directPCM, "DIRECT PCM", retained}},
+     [](auto& c) { return (!c.formatIsKnown || c.isObscured) && c.isExclusive && !c.isOwned && c.isSupported; },
+     {Kind::directPCM, "DIRECT PCM", retained + "[]"}},
     {"8 not exposed",
-     [](auto& c) { return !c.formatIsKnown && c.isExclusive && !c.isOwned && !c.isSupported; },
-     {Kind::directPCM, "DIRECT PCM", notExposed}},
+     [](auto& c) { return (!c.formatIsKnown || c.isObscured) && c.isExclusive && !c.isOwned && !c.isSupported; },
+     {Kind::directPCM, "DIRECT PCM", notExposed + "[]"}},
     {"9", [](auto& c) { return !c.formatCarries; }, {Kind::converted, "CONVERTED", narrowDevice}},
     {"10 retained",
      [](auto& c) { return c.isExclusive && !c.isOwned && c.isSupported; },
@@ -273,13 +335,21 @@ const std::vector<PrioritisedRow> prioritisedRows{
 
 std::vector<Circumstances> everyCombination() {
   std::vector<Circumstances> all;
-  constexpr unsigned switches = 8;
+  constexpr unsigned switches = 11;
   for (const Rates& rates : everyRates)
     for (unsigned bits = 0; bits < 1U << switches; ++bits) {
       const auto is = [bits](unsigned number) { return (bits >> number & 1U) != 0; };
-      all.push_back({rates, is(0), is(1), is(2), is(3), is(4), is(5), is(6), is(7)});
+      all.push_back({rates, is(0), is(1), is(2), is(3), is(4), is(5), is(6), is(7), is(8), is(9), is(10)});
     }
   return all;
+}
+
+/// What follows the reason that decides.
+std::string lesserDetails(const Circumstances& circumstances, Kind deciding) {
+  std::string details;
+  if (deciding == Kind::converted && circumstances.isProcessed) details += " P.";
+  if (circumstances.isObscured) details += " U.";
+  return details;
 }
 
 TEST(AudioPathVerdict, IsTheFirstRowThatAppliesWhateverElseDoes) {
@@ -290,6 +360,8 @@ TEST(AudioPathVerdict, IsTheFirstRowThatAppliesWhateverElseDoes) {
     AudioPathStatus expected = row->status;
     if (const auto place = expected.detail.find("{}"); place != std::string::npos)
       expected.detail.replace(place, 2, circumstances.rates.device);
+    if (const auto place = expected.detail.find("[]"); place != std::string::npos)
+      expected.detail.replace(place, 2, lesserDetails(circumstances, row->status.kind));
     const AudioPathFacts facts = circumstances.facts();
     ASSERT_EQ(judgeAudioPath(facts), expected) << "where row " << row->number << " decides:\n"
                                                << line(row->number, facts);

@@ -25,7 +25,7 @@ TEST_F(ObservedPropertiesTest, AListenerThatCannotBeInstalledIsLoggedAndTolerate
 }
 
 TEST_F(ObservedPropertiesTest, EveryObservedPropertyOfTheDeviceRecoversButHogModeAndProcessing) {
-  device(id).script().processingIsActive = false;
+  device(id).script().alterations = std::vector<SampleAlteration>{};
   const AudioObjectPropertyAddress recovering[] = {
       globalAddress(kAudioDevicePropertyNominalSampleRate),   globalAddress(kAudioDevicePropertyActualSampleRate),
       globalAddress(kAudioDevicePropertyDeviceIsAlive),       outputAddress(kAudioDevicePropertyStreams),
@@ -58,26 +58,50 @@ TEST_F(ObservedPropertiesTest, EveryObservedPropertyOfAStreamRecovers) {
   }
 }
 
-TEST_F(ObservedPropertiesTest, ProcessingBehindTheUnitMakesANewVerdictAndNoRecovery) {
-  device(id).script().processingIsActive = false;
+TEST_F(ObservedPropertiesTest, AnAlterationBehindTheUnitMakesANewVerdictAndNoRecovery) {
+  device(id).script().alterations = std::vector<SampleAlteration>{};
   player->play(track);
   advance(1s);
-  auto& unreadable = device(id).script().streams[0].properties.readFailures;
-  unreadable[kAudioStreamPropertyPhysicalFormat] = {};
-  advance(1s);
-  EXPECT_EQ(path().label, "BIT-PERFECT") << "nobody has said yet that it is another";
-  device(id).setProcessingActive(true);
+  using enum SampleAlteration::Kind;
+  EXPECT_EQ(path().label, "BIT-PERFECT");
+  device(id).setAlterations({{processed, "The volume is at 40 %."}});
+  advance(0ms);
+  EXPECT_EQ(path(), (AudioPathStatus{PathKind::processed, "DSP ACTIVE", "The volume is at 40 %."}));
+  device(id).setAlterations({{processed, "The volume is at 40 %."}, {converted, "The channels are mixed."}});
+  advance(0ms);
+  EXPECT_EQ(path(),
+            (AudioPathStatus{PathKind::converted, "CONVERTED", "The channels are mixed. The volume is at 40 %."}));
+  device(id).setAlterations({{unknown, "The server has a setting that the player does not know."}});
   advance(0ms);
   EXPECT_EQ(path(), (AudioPathStatus{PathKind::directPCM, "DIRECT PCM",
                                      "Shared device access is active and the sample rate matches, but the device does "
-                                     "not expose its physical stream format."}));
-  unreadable.clear();
-  device(id).setProcessingActive(false);
+                                     "not expose its physical stream format. The server has a setting that the player "
+                                     "does not know."}));
+  device(id).setAlterations({});
   advance(0ms);
   EXPECT_EQ(path().label, "BIT-PERFECT");
   advance(20s);
   EXPECT_EQ(recoveries(), 0U);
   EXPECT_EQ(completions(), 1);
+}
+
+TEST_F(ObservedPropertiesTest, AlterationsThatCannotBeReadAreNotTakenForNone) {
+  device(id).script().alterations = std::vector<SampleAlteration>{};
+  player->play(track);
+  EXPECT_EQ(path().label, "BIT-PERFECT");
+  device(id).script().properties.readFailures[kAudioDevicePropertySampleAlterations] = {};
+  device(id).notifyAbout(kAudioDevicePropertyProcessingIsActive);
+  advance(0ms);
+  EXPECT_EQ(path().label, "DIRECT PCM");
+  EXPECT_TRUE(path().detail.ends_with("The device cannot report whether it alters samples.")) << path().detail;
+}
+
+TEST_F(ObservedPropertiesTest, ProcessingThatIsAnnouncedAndNotDescribedIsNotTakenForNone) {
+  device(id).script().alterations = std::vector<SampleAlteration>{{SampleAlteration::Kind::processed, "Gain."}};
+  device(id).script().properties.missing = {kAudioDevicePropertySampleAlterations};
+  player->play(track);
+  EXPECT_EQ(path().label, "DIRECT PCM");
+  EXPECT_TRUE(path().detail.ends_with("The device processes samples and does not report how.")) << path().detail;
 }
 
 TEST_F(ObservedPropertiesTest, PropertiesThatAreMissingAreNotObserved) {

@@ -68,7 +68,7 @@ class CampaignActions {
   void deliverLate();
 
   [[nodiscard]] AudioObjectID anyDevice() { return world_.random.pick(world_.devices); }
-  void setProcessing(AudioObjectID id, bool isActive);
+  void setAlterations(AudioObjectID id, const std::vector<SampleAlteration>& alterations);
   /// Most of what happens matters only where something plays.
   [[nodiscard]] AudioObjectID likelyDevice();
   [[nodiscard]] RunLoop::Duration between(double seconds, double otherSeconds);

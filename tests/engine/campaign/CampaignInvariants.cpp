@@ -70,7 +70,7 @@ void CampaignInvariants::pathChanged(const AudioPathStatus& status) {
     require(world_.isActive(), "a recovery began while nothing was playing");
   if (status.kind == Path::ready && !world_.isInOperation()) owesCompletion_ = true;
   if (status.kind == Path::error && status.detail.starts_with("The output device did not recover")) recoveryGaveUp();
-  require(status.kind != Path::processed || !world_.levelsAreNeutral, "DSP ACTIVE with neutral levels");
+  require(status.kind != Path::processed || mayBeProcessed(world_), "DSP ACTIVE and nothing processes the samples");
   if (status.kind == Path::directPCM || status.kind == Path::bitPerfect)
     require(world_.levelsAreNeutral, "levels are active, the verdict does not say so");
   if (status.kind != Path::bitPerfect) return;

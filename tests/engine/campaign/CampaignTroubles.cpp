@@ -124,18 +124,19 @@ void CampaignActions::announceWithoutReason() {
 void CampaignActions::toggleProcessing() {
   const AudioObjectID id = likelyDevice();
   const auto& device = world_.device(id);
-  if (!device.isPresent() || !device.config().processingIsActive) return;
-  const bool begins = !device.config().processingIsActive.value();
-  setProcessing(id, begins);
+  if (!device.isPresent() || !device.config().alterations) return;
+  const bool begins = device.config().alterations->empty();
+  setAlterations(id, begins ? world_.drawAlterations() : std::vector<SampleAlteration>{});
   if (!begins) return;
   world_.later(between(0.5, 60), [this, id] {
-    if (world_.device(id).config().processingIsActive.value_or(false)) setProcessing(id, false);
+    if (world_.device(id).config().alterations) setAlterations(id, {});
   });
 }
 
-void CampaignActions::setProcessing(AudioObjectID id, bool isActive) {
-  note(fmt::format("device {}: samples {} processed behind the unit", id, isActive ? "are" : "are no longer"));
-  world_.device(id).setProcessingActive(isActive);
+void CampaignActions::setAlterations(AudioObjectID id, const std::vector<SampleAlteration>& alterations) {
+  note(fmt::format("device {}: {} alterations behind the unit", id, alterations.size()));
+  if (world_.device(id).config().alterations == alterations) return;
+  world_.device(id).setAlterations(alterations);
   invariants_.processingChanged(id);
 }
 

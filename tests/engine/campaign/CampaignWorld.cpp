@@ -72,12 +72,20 @@ SimulatedDeviceConfig CampaignWorld::drawDevice(int number) {
   config.ignoresHogWrites = random.percent(5);
   config.foreignHogShutsOut = random.percent(70);
   if (random.percent(10)) config.properties.missing.insert(kAudioDevicePropertyHogMode);
-  if (random.percent(60)) config.processingIsActive = random.percent(5);
+  if (random.percent(60)) config.alterations = random.percent(5) ? drawAlterations() : std::vector<SampleAlteration>{};
   config.bufferFrameSize = isCloseUp ? random.pick(std::array{0U, 64U, 256U, 512U, 512U, 2048U, 4096U})
                                      : random.pick(std::array{256U, 512U, 1024U});
   config.captures = isCloseUp;
   config.streams = drawStreams();
   return config;
+}
+
+std::vector<SampleAlteration> CampaignWorld::drawAlterations() {
+  using Kind = SampleAlteration::Kind;
+  std::vector<SampleAlteration> alterations;
+  for (std::uint64_t i = 0; i < 1 + random.below(2); ++i)
+    alterations.push_back({random.pick(std::array{Kind::processed, Kind::converted, Kind::unknown}), "Altered."});
+  return alterations;
 }
 
 std::vector<SimulatedStreamConfig> CampaignWorld::drawStreams() {

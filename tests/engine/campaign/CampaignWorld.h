@@ -75,6 +75,7 @@ class CampaignWorld {
   /// Something happened that may keep frames from flowing for a while.
   void trouble() { lastTrouble = runLoop.now(); }
   [[nodiscard]] std::vector<SimulatedStreamConfig> drawStreams();
+  [[nodiscard]] std::vector<SampleAlteration> drawAlterations();  ///< at least one
   [[nodiscard]] double drawRate();
 
   // Constant after construction.

@@ -48,7 +48,7 @@ std::optional<std::string> reasonAgainstBitPerfect(CampaignWorld& world) {
   const auto& config = device.config();
   const bool hasLied = world.ledgers[id].hasLied;
   if (!device.isPresent()) return "the device is gone";
-  if (config.processingIsActive.value_or(false)) return "the samples are processed behind the unit";
+  if (config.alterations && !config.alterations->empty()) return "the samples are altered behind the unit";
   if (config.transport == kAudioDeviceTransportTypeBluetooth ||
       config.transport == kAudioDeviceTransportTypeBluetoothLE)
     return "the device is a Bluetooth device";
@@ -64,6 +64,18 @@ std::optional<std::string> reasonAgainstBitPerfect(CampaignWorld& world) {
   if (!hardwareCarries(device, track, hasLied)) return "the hardware's format does not carry the source";
   if (world.exclusiveAccess && !world.ownsDevice(id) && !hasLied) return "the device is not owned as was asked for";
   return std::nullopt;
+}
+
+bool mayBeProcessed(CampaignWorld& world) {
+  if (!world.levelsAreNeutral) return true;
+  const AudioObjectID id = world.watched.boundDevice();
+  if (id == kAudioObjectUnknown || world.lastPlayed == nullptr || !world.lastPlayed->isLossless) return false;
+  const auto& alterations = world.device(id).config().alterations;
+  if (!alterations) return false;
+  const auto has = [&](SampleAlteration::Kind kind) {
+    return std::ranges::find(*alterations, kind, &SampleAlteration::kind) != alterations->end();
+  };
+  return has(SampleAlteration::Kind::processed) && !has(SampleAlteration::Kind::converted);
 }
 
 }  // namespace tolvane

@@ -12,4 +12,7 @@ namespace tolvane {
 /// Why BIT-PERFECT would be untrue at this moment; nothing when it is true.
 [[nodiscard]] std::optional<std::string> reasonAgainstBitPerfect(CampaignWorld& world);
 
+/// Whether DSP ACTIVE may be shown: software levels, or a gain behind the unit that no conversion hides.
+[[nodiscard]] bool mayBeProcessed(CampaignWorld& world);
+
 }  // namespace tolvane

@@ -125,25 +125,27 @@ TEST_F(SimulatedAudioHardwareTest, theActualRateBehavesAsScripted) {
   EXPECT_DOUBLE_EQ(*actualRate(drifting), 47998.8);
 }
 
-TEST_F(SimulatedAudioHardwareTest, processingBehindTheUnitsIsToldOnlyWhereTheScriptHasIt) {
+TEST_F(SimulatedAudioHardwareTest, alterationsBehindTheUnitsAreReportedOnlyWhereTheScriptHasThem) {
   const auto silent = hardware_.addDevice({});
   EXPECT_FALSE(hardware_.hasProperty(silent, global(kAudioDevicePropertyProcessingIsActive)));
-  const auto telling = hardware_.addDevice({.processingIsActive = false});
+  EXPECT_FALSE(hardware_.hasProperty(silent, global(kAudioDevicePropertySampleAlterations)));
+  using Alterations = std::vector<SampleAlteration>;
+  const auto telling = hardware_.addDevice({.alterations = Alterations{}});
   const auto processing = [&] {
     return hardware_.propertyData(telling, global(kAudioDevicePropertyProcessingIsActive)).value();
   };
   listen(telling, global(kAudioDevicePropertyProcessingIsActive));
-  const auto showsFormat = [&] {
-    const auto stream = hardware_.device(telling).streamIDs().front();
-    return hardware_.propertyData(stream, global(kAudioStreamPropertyPhysicalFormat)).has_value();
+  const auto alterations = [&] {
+    return hardware_.propertyData(telling, global(kAudioDevicePropertySampleAlterations)).value();
   };
   EXPECT_EQ(processing(), AudioPropertyValue(0U));
-  EXPECT_TRUE(showsFormat());
-  hardware_.device(telling).setProcessingActive(true);
-  hardware_.device(telling).setProcessingActive(true);
+  EXPECT_EQ(alterations(), AudioPropertyValue(Alterations{}));
+  const Alterations muted = {{SampleAlteration::Kind::processed, "The device is muted."}};
+  hardware_.device(telling).setAlterations(muted);
+  hardware_.device(telling).setAlterations(muted);
   loop_.advance(0ms);
   EXPECT_EQ(processing(), AudioPropertyValue(1U));
-  EXPECT_FALSE(showsFormat());
+  EXPECT_EQ(alterations(), AudioPropertyValue(muted));
   EXPECT_EQ(told_.size(), 1U);
 }
 

@@ -8,10 +8,9 @@ from cards import wait_until
 from pace import skipping
 from player import LOOPBACK, Play, detail_faults, label_faults, name_of, to_loopback, track
 
-NOT_EXPOSED = ("Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
-               "format.")
+TURNED_DOWN = "The sound server plays this device at 80 % volume, so samples are altered. Set its volume to 100 %."
 NEUTRAL = ("CHECKING", "BIT-PERFECT", "READY")
-OTHER_CLOCK = "the sink follows another clock"
+OTHER_CLOCK = "This device follows the clock of another device"
 STREAM = "tolvane-player"
 
 
@@ -33,18 +32,16 @@ def attenuated():
     seen = set()
 
     def look(play):
-        play.said(NOT_EXPOSED)
+        play.said(TURNED_DOWN)
         seen.add((LOOPBACK.setup(), play.process.pid in LOOPBACK.owners()))
 
     _, play = to_loopback(48000, 2, 1, busy=look)
     desktop.set_volume("Loopback", "1.0")
-    faults = label_faults(play, "CHECKING", "DIRECT PCM", "READY") + detail_faults(play, "DIRECT PCM", NOT_EXPOSED)
-    if not play.has_said("samples are altered: the sink's volume is"):
-        faults.append("the player does not name the sink's volume")
+    faults = label_faults(play, "CHECKING", "DSP ACTIVE", "READY") + detail_faults(play, "DSP ACTIVE", TURNED_DOWN)
     if seen != {(("S32_LE", 48000, 2), False)}:
         faults.append(f"the kernel's hw_params, and whether the player has the card, were {seen}")
     return {"faults": faults, "story": play.lines,
-            "verdict": ("7", "DIRECT PCM", "S32_LE 48000 Hz", "a sink at 80 %, Exclusive Access off")}
+            "verdict": ("6b", "DSP ACTIVE", "S32_LE 48000 Hz", "a sink at 80 %, Exclusive Access off")}
 
 
 def turned_down():
@@ -53,7 +50,7 @@ def turned_down():
 
     def turn(play):
         subprocess.run(["amixer", "-q", "-c", "Intel", "sset", "Master", "50%"], check=True, timeout=30)
-        play.says_soon("DIRECT PCM")
+        play.says_soon("DSP ACTIVE")
         desktop.full_volume("Intel")
 
     track("/tmp/long.wav", 48000, 2, 6)
@@ -62,7 +59,7 @@ def turned_down():
     turn(play)
     with skipping():
         faults = play.faults()
-    faults += label_faults(play, "CHECKING", "BIT-PERFECT", "DIRECT PCM", "BIT-PERFECT", "READY")
+    faults += label_faults(play, "CHECKING", "BIT-PERFECT", "DSP ACTIVE", "BIT-PERFECT", "READY")
     return {"faults": faults, "story": play.lines}
 
 
@@ -80,7 +77,7 @@ def second_program():
             time.sleep(0.05)
 
     _, play = to_loopback(44100, 2, 6, meanwhile=play_too)
-    faults = label_faults(play, "CHECKING", "BIT-PERFECT", "DIRECT PCM", "BIT-PERFECT", "READY")
+    faults = label_faults(play, "CHECKING", "BIT-PERFECT", "DSP ACTIVE", "BIT-PERFECT", "READY")
     if {setup[1] for setup in seen if setup} != {44100}:
         faults.append(f"the card ran at {set(seen)}")
     with skipping():
@@ -110,11 +107,11 @@ def crossed():
 
     def cross(play):
         link("FL", "Loopback", "FR")
-        play.says_soon("DIRECT PCM", 10)
+        play.says_soon("CONVERTED", 10)
         unlink("FL", "Loopback", "FR")
 
     _, play = to_loopback(48000, 2, 8, busy=cross)
-    return {"faults": label_faults(play, "CHECKING", "BIT-PERFECT", "DIRECT PCM", "BIT-PERFECT", "READY"), "story": play.lines}
+    return {"faults": label_faults(play, "CHECKING", "BIT-PERFECT", "CONVERTED", "BIT-PERFECT", "READY"), "story": play.lines}
 
 
 def follows(card, identity, other):
@@ -125,7 +122,7 @@ def follows(card, identity, other):
     told = play.says_soon(OTHER_CLOCK, 3)
     with skipping():
         faults = play.faults()
-    expected = ["CHECKING", "BIT-PERFECT", "DIRECT PCM", "READY"] if told else ["CHECKING", "BIT-PERFECT", "READY"]
+    expected = ["CHECKING", "BIT-PERFECT", "CONVERTED", "READY"] if told else ["CHECKING", "BIT-PERFECT", "READY"]
     return faults + label_faults(play, *expected), told, play.lines
 
 

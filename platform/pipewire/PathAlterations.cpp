@@ -1,0 +1,145 @@
+#include "platform/pipewire/PathAlterations.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+#include <string_view>
+#include <utility>
+
+namespace tolvane {
+namespace {
+
+using enum SampleAlteration::Kind;
+using Alterations = std::vector<SampleAlteration>;
+
+constexpr double mixerTolerance = 0.05;  // decibels: mixers report hundredths, and round
+
+bool isFull(float volume) { return volume == 1.0F; }
+
+/// The volume that is farthest from full: it names the alteration.
+float farthest(std::span<const float> volumes) {
+  return *std::ranges::max_element(volumes, {}, [](float volume) { return std::fabs(volume - 1.0F); });
+}
+
+/// Rates are whole numbers on both sides: nothing is nearly equal.
+bool sameRate(double a, double b) { return a > 0 && std::fabs(a - b) < 0.5; }
+
+/// "44.1 kHz"
+std::string kilohertz(double rate) { return rate > 0 ? fmt::format("{:.6g} kHz", rate / 1000) : "an unknown rate"; }
+
+void checkRates(const PipeWireSink& sink, const PipeWireStreamFacts& stream, Alterations& found) {
+  if (!sink.format)
+    found.push_back({unknown, "The sound server does not report the format that this device runs at."});
+  else if (!sameRate(sink.format->rate, stream.clientRate))
+    found.push_back({converted, fmt::format("The sound server resamples the track from {} to the device's {}.",
+                                            kilohertz(stream.clientRate), kilohertz(sink.format->rate))});
+  if (stream.graphRate == 0)
+    found.push_back({unknown, "The sound server does not report the rate that it mixes at."});
+  else if (!sameRate(stream.graphRate, stream.clientRate))
+    found.push_back({converted, fmt::format("The sound server mixes at {} and resamples the {} track.",
+                                            kilohertz(stream.graphRate), kilohertz(stream.clientRate))});
+}
+
+void checkChannels(const PipeWireFacts& facts, std::uint32_t sinkId, const PipeWireSink& sink,
+                   const PipeWireStreamFacts& stream, Alterations& found) {
+  if (sink.format && (sink.format->channels != stream.positions.size() || sink.format->positions != stream.positions)) {
+    found.push_back({converted, fmt::format("The sound server mixes the track's {} channels into the device's {}.",
+                                            stream.positions.size(), sink.format->channels)});
+    return;
+  }
+  if (!playsOn(facts, sinkId, stream.node)) {
+    found.push_back({unknown, "The sound server has not linked the player to this device."});
+  } else if (!isLinkedStraight(facts, sinkId, stream.node, stream.positions.size())) {
+    found.push_back({converted, "A channel of the track is linked to another channel of the device, or to none."});
+  }
+}
+
+/// A sink that keeps another one's time is given more or fewer samples than were played.
+void checkClock(std::uint32_t sinkId, const PipeWireStreamFacts& stream, Alterations& found) {
+  if (stream.clock == sinkId) return;
+  if (stream.clock == 0)
+    found.push_back({unknown, "The sound server does not report whose clock this device follows."});
+  else
+    found.push_back(
+        {converted,
+         "This device follows the clock of another device, so the sound server resamples. Unlink the player "
+         "from the other device."});
+}
+
+void checkSinkLevels(const PipeWireSink& sink, const PipeWireStreamFacts& stream, Alterations& found) {
+  if (sink.isMuted || sink.isSoftMuted)
+    found.push_back({processed, "This device is muted in the sound server. Unmute it."});
+  if (sink.volumes.empty()) {
+    found.push_back({unknown, "The sound server does not report the volume of this device."});
+    return;
+  }
+  std::vector<float> volumes = sink.volumes;
+  volumes.push_back(sink.volume);
+  const bool isServerFull = std::ranges::all_of(sink.softVolumes, isFull);
+  if (!std::ranges::all_of(volumes, isFull)) {
+    found.push_back({processed, fmt::format("The sound server plays this device at {} volume, so samples are altered. "
+                                            "Set its volume to 100 %.",
+                                            volumePercent(farthest(volumes)))});
+  } else if (!isServerFull) {
+    found.push_back({processed, fmt::format("The sound server scales the samples to {} although this device's volume "
+                                            "is 100 %. Set the volume anew.",
+                                            volumePercent(farthest(sink.softVolumes)))});
+  } else if (std::fabs(stream.mixerDecibels.value_or(0)) > mixerTolerance) {
+    // One of its stages may be no hardware: a volume that the system's sound library puts before the card.
+    found.push_back({processed, fmt::format("The card's mixer is at {:.1f} dB although the sound server shows 100 %. "
+                                            "Set the mixer to 0 dB.",
+                                            *stream.mixerDecibels)});
+  }
+  if (sink.isDithered) found.push_back({processed, "The sound server dithers what it gives to this device."});
+}
+
+void checkStreamLevels(const PipeWireStreamFacts& stream, Alterations& found) {
+  if (stream.isMuted)
+    found.push_back({processed, "The player's stream is muted in the sound server's mixer. Unmute it."});
+  if (stream.volumes.empty())
+    found.push_back({unknown, "The sound server does not report the volume of the player's stream."});
+  else if (!std::ranges::all_of(stream.volumes, isFull))
+    found.push_back({processed, fmt::format("The player's stream is at {} in the sound server's mixer, so samples are "
+                                            "altered. Set it to 100 %.",
+                                            volumePercent(farthest(stream.volumes)))});
+}
+
+}  // namespace
+
+std::vector<SampleAlteration> alterationsOf(const PipeWireFacts& facts, std::uint32_t sinkId,
+                                            const PipeWireStreamFacts& stream) {
+  const auto entry = facts.sinks.find(sinkId);
+  if (entry == facts.sinks.end()) return {{unknown, "The sound server has withdrawn this device."}};
+  const PipeWireSink& sink = entry->second;
+  if (sink.state == PipeWireSink::State::error)
+    return {{unknown, fmt::format("The sound server reports that this device has failed: {}.", sink.error)}};
+  Alterations found;
+  checkRates(sink, stream, found);
+  checkChannels(facts, sinkId, sink, stream, found);
+  checkClock(sinkId, stream, found);
+  checkSinkLevels(sink, stream, found);
+  checkStreamLevels(stream, found);
+  if (othersPlayOn(facts, sinkId, stream.node))
+    found.push_back({processed, "Another program plays on this device, so the sound server mixes both."});
+  return found;
+}
+
+std::string detailsOf(const std::vector<SampleAlteration>& alterations) {
+  std::string details;
+  for (const SampleAlteration& alteration : alterations)
+    details += fmt::format("{}{}", details.empty() ? "" : " ", alteration.detail);
+  return details;
+}
+
+std::string volumePercent(float factor) {
+  const double percent = std::cbrt(static_cast<double>(factor)) * 100;
+  for (int digits = 0; digits < 6; ++digits) {
+    std::string text = fmt::format("{:.{}f}", percent, digits);
+    if (text != fmt::format("{:.{}f}", 100.0, digits)) return text + " %";
+  }
+  return "nearly 100 %";
+}
+
+}  // namespace tolvane
