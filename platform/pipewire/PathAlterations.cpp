@@ -8,6 +8,9 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/pipewire/AlsaPath.h"
+#include "platform/pipewire/SpaParameters.h"
+
 namespace tolvane {
 namespace {
 
@@ -42,16 +45,38 @@ void checkRates(const PipeWireSink& sink, const PipeWireStreamFacts& stream, Alt
                                             kilohertz(stream.graphRate), kilohertz(stream.clientRate))});
 }
 
+std::vector<std::string> namesOf(const std::vector<std::uint32_t>& positions) {
+  std::vector<std::string> names;
+  for (const std::uint32_t position : positions) names.push_back(channelName(position));
+  return names;
+}
+
+std::string listOf(const std::vector<std::string>& names) {
+  if (names.empty()) return "without names";
+  std::string list;
+  for (const std::string& name : names) list += fmt::format("{}{}", list.empty() ? "" : ", ", name);
+  return list;
+}
+
+/// Each channel of the one is one of the other; the order may differ. A sink may number its channels instead.
+bool haveTheSameChannels(std::vector<std::string> own, std::vector<std::string> sink) {
+  if (own.size() != sink.size() || own.empty()) return false;
+  if (areNumbered(sink)) return true;
+  std::ranges::sort(own);
+  std::ranges::sort(sink);
+  return own == sink && std::ranges::adjacent_find(own) == own.end();
+}
+
 void checkChannels(const PipeWireFacts& facts, std::uint32_t sinkId, const PipeWireSink& sink,
                    const PipeWireStreamFacts& stream, Alterations& found) {
-  if (sink.format && (sink.format->channels != stream.positions.size() || sink.format->positions != stream.positions)) {
-    found.push_back({converted, fmt::format("The sound server mixes the track's {} channels into the device's {}.",
-                                            stream.positions.size(), sink.format->channels)});
-    return;
-  }
-  if (!playsOn(facts, sinkId, stream.node)) {
+  const auto own = namesOf(stream.positions);
+  const auto sinks = sink.format ? namesOf(sink.format->positions) : own;
+  if (!haveTheSameChannels(own, sinks)) {
+    found.push_back({converted, fmt::format("The sound server mixes the track's channels ({}) into the device's ({}).",
+                                            listOf(own), listOf(sinks))});
+  } else if (!playsOn(facts, sinkId, stream.node)) {
     found.push_back({unknown, "The sound server has not linked the player to this device."});
-  } else if (!isLinkedStraight(facts, sinkId, stream.node, stream.positions.size())) {
+  } else if (!isLinkedStraight(facts, sinkId, stream.node, own, sinks)) {
     found.push_back({converted, "A channel of the track is linked to another channel of the device, or to none."});
   }
 }
@@ -68,31 +93,91 @@ void checkClock(std::uint32_t sinkId, const PipeWireStreamFacts& stream, Alterat
          "from the other device."});
 }
 
-void checkSinkLevels(const PipeWireSink& sink, const PipeWireStreamFacts& stream, Alterations& found) {
-  if (sink.isMuted || sink.isSoftMuted)
+void checkSinkLevels(const NodeProps& props, const PipeWireStreamFacts& stream, Alterations& found) {
+  if (props.isMuted || props.isSoftMuted)
     found.push_back({processed, "This device is muted in the sound server. Unmute it."});
-  if (sink.volumes.empty()) {
+  if (props.volumes.empty()) {
     found.push_back({unknown, "The sound server does not report the volume of this device."});
     return;
   }
-  std::vector<float> volumes = sink.volumes;
-  volumes.push_back(sink.volume);
-  const bool isServerFull = std::ranges::all_of(sink.softVolumes, isFull);
+  std::vector<float> volumes = props.volumes;
+  volumes.push_back(props.volume);
   if (!std::ranges::all_of(volumes, isFull)) {
     found.push_back({processed, fmt::format("The sound server plays this device at {} volume, so samples are altered. "
                                             "Set its volume to 100 %.",
                                             volumePercent(farthest(volumes)))});
-  } else if (!isServerFull) {
+  } else if (!std::ranges::all_of(props.softVolumes, isFull)) {
     found.push_back({processed, fmt::format("The sound server scales the samples to {} although this device's volume "
                                             "is 100 %. Set the volume anew.",
-                                            volumePercent(farthest(sink.softVolumes)))});
+                                            volumePercent(farthest(props.softVolumes)))});
   } else if (std::fabs(stream.mixerDecibels.value_or(0)) > mixerTolerance) {
     // One of its stages may be no hardware: a volume that the system's sound library puts before the card.
     found.push_back({processed, fmt::format("The card's mixer is at {:.1f} dB although the sound server shows 100 %. "
                                             "Set the mixer to 0 dB.",
                                             *stream.mixerDecibels)});
   }
-  if (sink.isDithered) found.push_back({processed, "The sound server dithers what it gives to this device."});
+}
+
+void append(Alterations more, Alterations& found) {
+  for (SampleAlteration& alteration : more) found.push_back(std::move(alteration));
+}
+
+/// A filter that a node's properties ask for, and that its settings do not show: the server may not have read it.
+void checkFilterProperty(const std::string& property, const NodeProps& props, std::string_view whose,
+                         Alterations& found) {
+  const bool isShown = std::ranges::any_of(
+      props.settings, [](const auto& setting) { return isFilterSetting(setting.first) && !setting.second.empty(); });
+  if (property.empty() || isShown) return;
+  found.push_back(
+      {unknown, fmt::format("A rule of the sound server asks for a filter on {} ({}). Remove it.", whose, property)});
+}
+
+/// What lies between the sink and the hardware.
+void checkHardware(const PipeWireFacts& facts, const PipeWireSink& sink, Alterations& found) {
+  if (transportOf(sink, cardOf(facts, sink)) == kAudioDeviceTransportTypeBluetooth) return;
+  if (!sink.alsaCard && sink.alsaPath.empty()) {
+    found.push_back({unknown,
+                     "It is a virtual device of the sound server, which may process samples before they reach "
+                     "any hardware. Choose the hardware itself."});
+    return;
+  }
+  switch (alsaPathOf(sink.alsaPath)) {
+    case AlsaPath::direct:
+      return;
+    case AlsaPath::rerouted:
+      found.push_back({converted, fmt::format("The system's sound library moves channels on the way to the card ({}). "
+                                              "Choose another profile of the card.",
+                                              sink.alsaPath)});
+      return;
+    case AlsaPath::encoded:
+      found.push_back({converted, fmt::format("The system's sound library encodes the samples for the card ({}). "
+                                              "Choose another profile of the card.",
+                                              sink.alsaPath)});
+      return;
+    case AlsaPath::unknown:
+      break;
+  }
+  found.push_back(
+      {unknown, sink.alsaPath.empty()
+                    ? std::string("The sound server does not report how it opens the card.")
+                    : fmt::format("The sound server plays to \"{}\" of the system's sound library, which may "
+                                  "alter samples. Choose another profile of the card.",
+                                  sink.alsaPath)});
+}
+
+void checkOwnStream(const PipeWireFacts& facts, const PipeWireStreamFacts& stream, Alterations& found) {
+  const auto own = facts.ownStreams.find(stream.node);
+  if (own == facts.ownStreams.end() || !own->second.props) {
+    found.push_back({unknown, "The sound server does not report the settings of the player's stream."});
+    return;
+  }
+  const NodeProps& props = *own->second.props;
+  if (props.isSoftMuted) found.push_back({processed, "The sound server mutes the player's stream."});
+  if (!std::ranges::all_of(props.softVolumes, isFull))
+    found.push_back({processed, fmt::format("The sound server scales the samples of the player's stream to {}.",
+                                            volumePercent(farthest(props.softVolumes)))});
+  append(settingAlterations(props, "the player's stream"), found);
+  checkFilterProperty(own->second.filterProperty, props, "the player's stream", found);
 }
 
 void checkStreamLevels(const PipeWireStreamFacts& stream, Alterations& found) {
@@ -119,8 +204,12 @@ std::vector<SampleAlteration> alterationsOf(const PipeWireFacts& facts, std::uin
   checkRates(sink, stream, found);
   checkChannels(facts, sinkId, sink, stream, found);
   checkClock(sinkId, stream, found);
-  checkSinkLevels(sink, stream, found);
+  checkSinkLevels(sink.props, stream, found);
+  append(settingAlterations(sink.props, "this device"), found);
+  checkFilterProperty(sink.filterProperty, sink.props, "this device", found);
   checkStreamLevels(stream, found);
+  checkOwnStream(facts, stream, found);
+  checkHardware(facts, sink, found);
   if (othersPlayOn(facts, sinkId, stream.node))
     found.push_back({processed, "Another program plays on this device, so the sound server mixes both."});
   return found;

@@ -27,17 +27,30 @@ bool isSetUp(const PipeWireFacts& facts, std::uint32_t sink) {
   return std::ranges::any_of(facts.ports, [sink](const auto& entry) { return entry.second.node == sink; });
 }
 
-bool isLinkedStraight(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node, std::size_t channels) {
+bool areNumbered(const std::vector<std::string>& channels) {
+  for (std::size_t i = 0; i < channels.size(); ++i)
+    if (channels[i] != "AUX" + std::to_string(i)) return false;
+  return !channels.empty();
+}
+
+bool isLinkedStraight(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node,
+                      const std::vector<std::string>& ownChannels, const std::vector<std::string>& sinkChannels) {
+  const bool byIndex = areNumbered(sinkChannels);
+  const auto isSame = [&](const std::string& from, const std::string& to) {
+    if (from == to) return true;
+    const auto own = std::ranges::find(ownChannels, from);
+    return byIndex && own != ownChannels.end() && to == "AUX" + std::to_string(own - ownChannels.begin());
+  };
   std::set<std::string> linked;
   for (const auto& [id, link] : facts.links) {
     if (link.inputNode != sink || link.outputNode != node || !link.isActive) continue;
     const auto from = facts.ports.find(link.outputPort);
     const auto to = facts.ports.find(link.inputPort);
-    if (from == facts.ports.end() || to == facts.ports.end() || from->second.channel != to->second.channel)
+    if (from == facts.ports.end() || to == facts.ports.end() || !isSame(from->second.channel, to->second.channel))
       return false;
-    if (!linked.insert(from->second.channel).second) return false;
+    if (!linked.insert(to->second.channel).second) return false;
   }
-  return linked.size() == channels;
+  return linked.size() == ownChannels.size();
 }
 
 std::uint32_t transportOf(const PipeWireSink& sink, const PipeWireCard* card) {

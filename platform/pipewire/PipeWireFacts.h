@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/AudioHardware.h"
+#include "platform/pipewire/NodeProps.h"
 
 namespace tolvane {
 
@@ -61,14 +62,15 @@ struct PipeWireSink {
   std::optional<PipeWireFormat> format;
   std::vector<AudioValueRange> rates;  ///< that its hardware takes; empty where not told
   std::uint32_t maximumChannels = 0;
-  std::vector<float> volumes;  ///< a channel; empty: not told (yet)
-  float volume = 1;
-  bool isMuted = false;
-  /// What the server multiplies by itself where the card's own mixer does the rest; empty: not told, and then it is the
-  /// volumes above that it multiplies by.
-  std::vector<float> softVolumes;
-  bool isSoftMuted = false;
-  bool isDithered = false;
+  std::string alsaPath;        ///< the name that the card's PCM is opened by, "front:1"
+  std::string filterProperty;  ///< the node's first property with a filter for its converter; empty: it has none
+  NodeProps props;
+};
+
+/// The node of a stream of this program.
+struct PipeWireOwnStream {
+  std::string filterProperty;      ///< as of a sink
+  std::optional<NodeProps> props;  ///< nothing until they are reported
 };
 
 /// One channel of a stream that ends in one of something.
@@ -92,6 +94,7 @@ struct PipeWirePort {
 struct PipeWireFacts {
   std::map<std::uint32_t, PipeWireCard> cards;
   std::map<std::uint32_t, PipeWireSink> sinks;
+  std::map<std::uint32_t, PipeWireOwnStream> ownStreams;
   std::map<std::uint32_t, PipeWireLink> links;
   std::map<std::uint32_t, PipeWirePort> ports;  ///< but those of no channel
   std::string defaultSinkName;
@@ -118,9 +121,14 @@ struct PipeWireStreamFacts {
 /// Whether what `node` plays reaches the sink.
 [[nodiscard]] bool playsOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node);
 
-/// Whether each channel of what `node` plays ends in the sink's channel of the same name, and in no other.
+/// Whether each of the channels that `node` plays ends in the sink's channel of the same name, and in no other. Of a
+/// sink whose channels are only numbered, the one with the same index will do. Both lists are names, in order.
 [[nodiscard]] bool isLinkedStraight(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node,
-                                    std::size_t channels);
+                                    const std::vector<std::string>& ownChannels,
+                                    const std::vector<std::string>& sinkChannels);
+
+/// Whether so many names are those of channels that are only numbered, AUX0 and on.
+[[nodiscard]] bool areNumbered(const std::vector<std::string>& channels);
 
 /// Whether the session manager has done with what it does to a new sink: it can be linked to.
 [[nodiscard]] bool isSetUp(const PipeWireFacts& facts, std::uint32_t sink);

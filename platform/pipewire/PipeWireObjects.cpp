@@ -18,18 +18,52 @@
 namespace tolvane {
 namespace {
 
-std::string text(const spa_dict* props, const char* key) {
-  const char* value = props != nullptr ? spa_dict_lookup(props, key) : nullptr;
-  return value != nullptr ? value : "";
+constexpr unsigned highestRate = 10'000'000;  // hertz, of a graph
+constexpr std::size_t longestText = 4096;     // bytes of a property: more is no name of anything
+
+/// Null where the property is not there; its entries may be in any order.
+const char* valueIn(const spa_dict* props, std::string_view key) {
+  for (std::uint32_t i = 0; props != nullptr && i < props->n_items; ++i)
+    if (props->items[i].key != nullptr && props->items[i].key == key) return props->items[i].value;
+  return nullptr;
 }
 
+std::string bounded(const char* value) {
+  return value != nullptr ? std::string(value, strnlen(value, longestText)) : std::string();
+}
+
+std::string text(const spa_dict* props, const char* key) { return bounded(valueIn(props, key)); }
+
+/// The whole text, which has no sign: a card, a device or an object is never below zero.
 template <typename Number>
 std::optional<Number> number(std::string_view digits) {
   Number value = 0;
   const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-  if (error != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
+  if (error != std::errc() || end != digits.data() + digits.size() || value < Number{0}) return std::nullopt;
   return value;
 }
+
+/// The first property that holds a filter for the node's converter.
+std::string filterProperty(const spa_dict* props) {
+  for (std::uint32_t i = 0; props != nullptr && i < props->n_items; ++i) {
+    const auto& [key, value] = props->items[i];
+    if (key != nullptr && value != nullptr && *value != 0 && isFilterSetting(bounded(key))) return bounded(key);
+  }
+  return {};
+}
+
+/// A node's lists of properties come one after another, each with its index, and all of them anew with each change.
+class PropsReport {
+ public:
+  void take(std::uint32_t index, const spa_pod* pod, NodeProps& props) {
+    if (index == 0 || index <= last_) props = {};
+    last_ = index;
+    applyProps(pod, props);
+  }
+
+ private:
+  std::uint32_t last_ = 0;
+};
 
 template <typename Events>
 Events eventTable(std::uint32_t version) {
@@ -138,6 +172,8 @@ class Sink final : public PipeWireObject {
       sink.alsaCard = number<int>(text(info.props, "alsa.card"));
       sink.alsaDevice = number<int>(text(info.props, "alsa.device"));
       sink.profileName = text(info.props, "device.profile.name");
+      sink.alsaPath = text(info.props, "api.alsa.path");
+      sink.filterProperty = filterProperty(info.props);
     }
     if ((info.change_mask & PW_NODE_CHANGE_MASK_STATE) != 0) {
       sink.state = stateOf(info.state);
@@ -149,7 +185,7 @@ class Sink final : public PipeWireObject {
   }
   void take(std::uint32_t param, std::uint32_t index, const spa_pod* pod) {
     PipeWireSink& sink = facts_.sinks[id_];
-    if (param == SPA_PARAM_Props) applyProps(pod, sink);
+    if (param == SPA_PARAM_Props) report_.take(index, pod, sink.props);
     if (param == SPA_PARAM_Format) sink.format = parseFormat(pod);
     if (param == SPA_PARAM_EnumFormat) {
       if (index == 0) {
@@ -177,6 +213,46 @@ class Sink final : public PipeWireObject {
         return PipeWireSink::State::creating;
     }
   }
+
+  PropsReport report_;
+};
+
+/// A stream of this program, or of another copy of it: what the server's settings make of it.
+class OwnStream final : public PipeWireObject {
+ public:
+  OwnStream(std::uint32_t id, pw_proxy* proxy, PipeWireFacts& facts, bool& changed)
+      : PipeWireObject(id, proxy, facts, changed) {
+    facts_.ownStreams[id_];
+    static const pw_node_events events = [] {
+      auto table = eventTable<pw_node_events>(PW_VERSION_NODE_EVENTS);
+      table.info = [](void* data, const pw_node_info* info) { static_cast<OwnStream*>(data)->take(*info); };
+      table.param = [](void* data, int, std::uint32_t param, std::uint32_t index, std::uint32_t, const spa_pod* pod) {
+        static_cast<OwnStream*>(data)->take(param, index, pod);
+      };
+      return table;
+    }();
+    auto* node = reinterpret_cast<pw_node*>(proxy);
+    pw_node_add_listener(node, &hook_, &events, this);
+    std::uint32_t params[] = {SPA_PARAM_Props};
+    pw_node_subscribe_params(node, params, 1);
+  }
+  ~OwnStream() override { facts_.ownStreams.erase(id_); }
+
+ private:
+  void take(const pw_node_info& info) {
+    if ((info.change_mask & PW_NODE_CHANGE_MASK_PROPS) == 0) return;
+    facts_.ownStreams[id_].filterProperty = filterProperty(info.props);
+    changed_ = true;
+  }
+  void take(std::uint32_t param, std::uint32_t index, const spa_pod* pod) {
+    if (param != SPA_PARAM_Props) return;
+    auto& props = facts_.ownStreams[id_].props;
+    if (!props) props.emplace();
+    report_.take(index, pod, *props);
+    changed_ = true;
+  }
+
+  PropsReport report_;
 };
 
 class Link final : public PipeWireObject {
@@ -233,7 +309,7 @@ class Settings : public PipeWireObject {
     if (name == "clock.rate") clockRate_ = number<unsigned>(content).value_or(0);
     if (name == "clock.force-rate") forcedRate_ = number<unsigned>(content).value_or(0);
     const unsigned rate = forcedRate_ != 0 ? forcedRate_ : clockRate_;
-    if (rate != 0) facts_.graphRate = rate;
+    if (rate != 0 && rate <= highestRate) facts_.graphRate = rate;
     changed_ = true;
   }
 
@@ -264,18 +340,21 @@ std::unique_ptr<PipeWireObject> make(pw_registry* registry, std::uint32_t id, co
 
 std::unique_ptr<PipeWireObject> PipeWireObject::bind(pw_registry* registry, std::uint32_t id, const char* typeName,
                                                      const spa_dict* props, PipeWireFacts& facts, bool& changed) {
-  const std::string_view type = typeName;
+  const std::string_view type = typeName != nullptr ? typeName : "";
   const std::string mediaClass = text(props, PW_KEY_MEDIA_CLASS);
   if (type == PW_TYPE_INTERFACE_Device && mediaClass == "Audio/Device")
     return make<Card>(registry, id, typeName, PW_VERSION_DEVICE, facts, changed);
   if (type == PW_TYPE_INTERFACE_Node && mediaClass == "Audio/Sink")
     return make<Sink>(registry, id, typeName, PW_VERSION_NODE, facts, changed);
+  if (type == PW_TYPE_INTERFACE_Node && mediaClass == "Stream/Output/Audio" &&
+      text(props, PW_KEY_NODE_NAME) == PipeWireObject::ownStreamName)
+    return make<OwnStream>(registry, id, typeName, PW_VERSION_NODE, facts, changed);
   if (type == PW_TYPE_INTERFACE_Link) return make<Link>(registry, id, typeName, PW_VERSION_LINK, facts, changed);
   if (type == PW_TYPE_INTERFACE_Port) {
-    PipeWirePort port{number<std::uint32_t>(text(props, PW_KEY_NODE_ID)).value_or(0),
-                      text(props, PW_KEY_AUDIO_CHANNEL)};
-    if (port.channel.empty()) return nullptr;
-    return std::make_unique<Port>(id, std::move(port), facts, changed);
+    const auto node = number<std::uint32_t>(text(props, PW_KEY_NODE_ID));
+    std::string channel = text(props, PW_KEY_AUDIO_CHANNEL);
+    if (!node || channel.empty()) return nullptr;
+    return std::make_unique<Port>(id, PipeWirePort{*node, std::move(channel)}, facts, changed);
   }
   const std::string name = text(props, PW_KEY_METADATA_NAME);
   if (type == PW_TYPE_INTERFACE_Metadata && name == "default")

@@ -1,7 +1,7 @@
 #pragma once
-// One object of the server that the player keeps an eye on: a card, a sink, a link, a port, or a table of settings.
-// Writes what it is told into the facts, and takes it out of them when it ends. Main thread; called by the library's
-// loop.
+// One object of the server that the player watches: a card, a sink, its own stream, a link, a port, a table of
+// settings. Writes what it is told into the facts, and takes it out of them when it ends. Main thread; called by the
+// library's loop.
 
 #include <spa/utils/dict.h>
 #include <spa/utils/hook.h>
@@ -19,6 +19,9 @@ namespace tolvane {
 
 class PipeWireObject {
  public:
+  /// The node that a stream of this program is known by.
+  static constexpr const char* ownStreamName = "tolvane-player";
+
   /// Null for what the player has no interest in. `facts` and `changed` outlive the object; `changed` is set with every
   /// change of the facts.
   static std::unique_ptr<PipeWireObject> bind(pw_registry* registry, std::uint32_t id, const char* type,

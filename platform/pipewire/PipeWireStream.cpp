@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "platform/pipewire/FramesNotHeard.h"
+#include "platform/pipewire/PipeWireObjects.h"
 #include "platform/pipewire/SpaParameters.h"
 
 namespace tolvane {
@@ -88,11 +89,11 @@ OSStatus PipeWireStream::open() {
   // No media.role: by it the session manager remembers a volume that all music players share.
   pw_properties* properties = pw_properties_new(
       PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Playback", PW_KEY_APP_NAME, "Tolvane Music Player",
-      PW_KEY_APP_ID, "org.tolvane.Player", PW_KEY_NODE_NAME, "tolvane-player", PW_KEY_MEDIA_NAME, "Music",
+      PW_KEY_APP_ID, "org.tolvane.Player", PW_KEY_NODE_NAME, PipeWireObject::ownStreamName, PW_KEY_MEDIA_NAME, "Music",
       PW_KEY_TARGET_OBJECT, setup_.serial.c_str(), PW_KEY_NODE_DONT_RECONNECT, "true", nullptr);
   pw_properties_set(properties, PW_KEY_NODE_RATE, fmt::format("1/{}", setup_.rate).c_str());
   if (setup_.leadsRate) pw_properties_set(properties, PW_KEY_NODE_FORCE_RATE, fmt::format("{}", setup_.rate).c_str());
-  stream_ = pw_stream_new(connection_.core(), "tolvane-player", properties);
+  stream_ = pw_stream_new(connection_.core(), PipeWireObject::ownStreamName, properties);
   if (stream_ == nullptr) return kAudioHardwareUnspecifiedError;
   pw_stream_add_listener(stream_, hook_.get(), &PipeWireStreamCallbacks::events, this);
 
@@ -159,7 +160,10 @@ bool PipeWireStream::rateHasSettled() const {
   if (sink == connection_.facts().sinks.end()) return false;
   const bool isFull = !isMuted_ && volume_ == 1.0F && !volumes_.empty() &&
                       std::ranges::all_of(volumes_, [](float v) { return v == 1.0F; });
-  if (!isFull) return false;
+  // A verdict is given as soon as the unit runs: by then the server has reported its settings of the stream.
+  const auto own = connection_.facts().ownStreams.find(pw_stream_get_node_id(stream_));
+  const bool isReported = own != connection_.facts().ownStreams.end() && own->second.props;
+  if (!isFull || !isReported) return false;
   if (!setup_.leadsRate) return true;
   return sink->second.format && sink->second.format->rate == setup_.rate &&
          graphRate_.load(std::memory_order_relaxed) == setup_.rate;

@@ -1,49 +1,63 @@
 #include "platform/pipewire/SpaParameters.h"
 
+#include <fmt/format.h>
 #include <spa/param/audio/format-utils.h>
+#include <spa/param/audio/type-info.h>
 #include <spa/param/param.h>
 #include <spa/param/profile.h>
 #include <spa/param/props.h>
 #include <spa/pod/builder.h>
-#include <spa/pod/iter.h>
-#include <spa/pod/parser.h>
 
 #include <algorithm>
-#include <array>
+#include <cmath>
 #include <string_view>
+#include <utility>
+
+#include "platform/pipewire/PodReader.h"
 
 namespace tolvane {
 namespace {
 
-bool isObject(const spa_pod* pod, std::uint32_t type) { return pod != nullptr && spa_pod_is_object_type(pod, type); }
+using Object = PodReader::Object;
 
-const spa_pod* valueOf(const spa_pod* object, std::uint32_t key) {
-  const spa_pod_prop* property = spa_pod_find_prop(object, nullptr, key);
-  return property != nullptr ? &property->value : nullptr;
+std::optional<Object> objectIn(const spa_pod* pod, std::uint32_t type) {
+  const auto reader = PodReader::of(pod);
+  auto object = reader ? reader->asObject() : std::nullopt;
+  return object && object->type == type ? object : std::nullopt;
 }
 
-bool isPcm(const spa_pod* pod) {
-  if (!isObject(pod, SPA_TYPE_OBJECT_Format)) return false;
-  std::uint32_t type = 0;
-  std::uint32_t subtype = 0;
-  return spa_format_parse(pod, &type, &subtype) >= 0 && type == SPA_MEDIA_TYPE_audio &&
-         subtype == SPA_MEDIA_SUBTYPE_raw;
+/// The one value that the object settles for under the key.
+std::optional<PodReader> fixedValue(const Object& object, std::uint32_t key) {
+  const auto value = object.find(key);
+  return value ? std::optional(value->fixed()) : std::nullopt;
 }
 
-/// The numbers of a plain value or of a choice, the preferred one first.
+bool hasId(const Object& object, std::uint32_t key, std::uint32_t id) {
+  const auto value = fixedValue(object, key);
+  return value && value->asId() == id;
+}
+
+std::optional<Object> pcmIn(const spa_pod* pod) {
+  auto object = objectIn(pod, SPA_TYPE_OBJECT_Format);
+  const bool isPcm = object && hasId(*object, SPA_FORMAT_mediaType, SPA_MEDIA_TYPE_audio) &&
+                     hasId(*object, SPA_FORMAT_mediaSubtype, SPA_MEDIA_SUBTYPE_raw);
+  return isPcm ? object : std::nullopt;
+}
+
+/// The numbers of a plain value or of a choice, the preferred one first. Empty where one of them is no number.
 struct Numbers {
   std::uint32_t kind = SPA_CHOICE_None;
   std::vector<std::int32_t> values;
 };
 
-Numbers numbersOf(const spa_pod* value) {
-  Numbers numbers;
-  std::uint32_t count = 0;
-  const spa_pod* first = spa_pod_get_values(value, &count, &numbers.kind);
-  if (first == nullptr || SPA_POD_TYPE(first) != SPA_TYPE_Int || SPA_POD_BODY_SIZE(first) != sizeof(std::int32_t))
-    return numbers;
-  const auto* at = static_cast<const std::int32_t*>(SPA_POD_BODY_CONST(first));
-  numbers.values.assign(at, at + count);
+Numbers numbersOf(const PodReader& value) {
+  const auto choice = value.asChoice();
+  Numbers numbers{choice ? choice->kind : std::uint32_t{SPA_CHOICE_None}, {}};
+  for (const PodReader& one : choice ? choice->values : std::vector{value}) {
+    const auto number = one.asInt();
+    if (!number) return {};
+    numbers.values.push_back(*number);
+  }
   return numbers;
 }
 
@@ -63,89 +77,128 @@ std::vector<AudioValueRange> rangesOf(const Numbers& numbers) {
   return ranges;
 }
 
-void readBool(const spa_pod* props, std::uint32_t key, bool& target) {
-  bool told = false;
-  if (const spa_pod* value = valueOf(props, key); value != nullptr && spa_pod_get_bool(value, &told) >= 0)
-    target = told;
+/// Takes over what the property has. False: it has something else.
+template <typename Value>
+bool take(const std::optional<Value>& read, Value& target) {
+  if (read) target = *read;
+  return read.has_value();
 }
 
-void readVolumes(const spa_pod* props, std::uint32_t key, std::vector<float>& target) {
-  const spa_pod* value = valueOf(props, key);
-  if (value == nullptr) return;
-  std::array<float, SPA_AUDIO_MAX_CHANNELS> volumes{};
-  const std::uint32_t count = spa_pod_copy_array(value, SPA_TYPE_Float, volumes.data(), volumes.size());
-  target.assign(volumes.begin(), volumes.begin() + count);
+bool takeLevel(const std::optional<float>& read, float& target) { return take(read, target) && std::isfinite(target); }
+
+bool takeLevels(const std::optional<std::vector<float>>& read, std::vector<float>& target) {
+  return take(read, target) && std::ranges::all_of(target, [](float level) { return std::isfinite(level); });
 }
 
-/// From a list of names, each with its value behind it. A list that has none of the two tells nothing.
-void readDither(const spa_pod* list, bool& isDithered) {
-  if (list == nullptr || !spa_pod_is_struct(list)) return;
-  bool isTold = false;
-  bool isOn = false;
-  const void* body = SPA_POD_BODY_CONST(list);
-  const std::uint32_t size = SPA_POD_BODY_SIZE(list);
-  const auto next = [](const spa_pod* item) { return static_cast<const spa_pod*>(spa_pod_next(item)); };
-  for (auto* name = static_cast<const spa_pod*>(body); spa_pod_is_inside(body, size, name);) {
-    const spa_pod* value = next(name);
-    if (!spa_pod_is_inside(body, size, value)) break;
-    const char* text = nullptr;
-    const std::string_view key = spa_pod_get_string(name, &text) >= 0 ? text : "";
-    if (key == "dither.noise") {
-      std::int32_t bits = 0;
-      isTold = true;
-      isOn = isOn || spa_pod_get_int(value, &bits) < 0 || bits != 0;
-    } else if (key == "dither.method") {
-      isTold = true;
-      isOn = isOn || spa_pod_get_string(value, &text) < 0 || std::string_view(text) != "none";
+/// Nothing for a type that settings do not have.
+std::optional<std::string> textOf(const PodReader& value) {
+  if (const auto text = value.asString()) return text;
+  if (const auto isOn = value.asBool()) return *isOn ? "true" : "false";
+  if (const auto number = value.asInt()) return fmt::format("{}", *number);
+  if (const auto number = value.asLong()) return fmt::format("{}", *number);
+  if (const auto number = value.asFloat()) return fmt::format("{}", *number);
+  if (const auto number = value.asDouble()) return fmt::format("{}", *number);
+  if (value.type() == SPA_TYPE_None) return std::string();
+  return std::nullopt;
+}
+
+/// A list of names, each with its value behind it.
+bool takeSettings(const PodReader& list, NodeProps& props) {
+  const auto fields = list.asStruct();
+  if (!fields || fields->size() % 2 != 0) return false;
+  bool isReadable = true;
+  for (std::size_t i = 0; i < fields->size(); i += 2) {
+    const auto name = (*fields)[i].asString();
+    if (!name) {
+      isReadable = false;
+      continue;
     }
-    name = next(value);
+    props.settings.emplace_back(*name, textOf((*fields)[i + 1]).value_or("?"));
   }
-  if (isTold) isDithered = isOn;
+  return isReadable;
+}
+
+/// False: the value is not what the property has.
+bool takeProperty(std::uint32_t key, const PodReader& value, NodeProps& props) {
+  switch (key) {
+    case SPA_PROP_mute:
+      return take(value.asBool(), props.isMuted);
+    case SPA_PROP_softMute:
+      return take(value.asBool(), props.isSoftMuted);
+    case SPA_PROP_volume:
+      return takeLevel(value.asFloat(), props.volume);
+    case SPA_PROP_channelVolumes:
+      return takeLevels(value.asFloats(), props.volumes);
+    case SPA_PROP_softVolumes:
+      return takeLevels(value.asFloats(), props.softVolumes);
+    case SPA_PROP_rate:
+      return take(value.asDouble(), props.rate) && std::isfinite(props.rate);
+    case SPA_PROP_params:
+      return takeSettings(value, props);
+    default:
+      if (!altersNothing(key)) props.unknownKeys.insert(key);
+      return true;
+  }
 }
 
 }  // namespace
 
 std::optional<PipeWireFormat> parseFormat(const spa_pod* pod) {
-  if (!isPcm(pod)) return std::nullopt;
-  spa_audio_info_raw info{};
-  if (spa_format_audio_raw_parse(pod, &info) < 0 || info.rate == 0 || info.channels == 0) return std::nullopt;
-  PipeWireFormat format{double(info.rate), info.channels, {}};
-  if ((info.flags & SPA_AUDIO_FLAG_UNPOSITIONED) == 0 && info.channels <= SPA_AUDIO_MAX_CHANNELS)
-    format.positions.assign(info.position, info.position + info.channels);
+  const auto object = pcmIn(pod);
+  if (!object) return std::nullopt;
+  const auto rate = fixedValue(*object, SPA_FORMAT_AUDIO_rate);
+  const auto channels = fixedValue(*object, SPA_FORMAT_AUDIO_channels);
+  const std::int32_t hertz = rate ? rate->asInt().value_or(0) : 0;
+  const std::int32_t count = channels ? channels->asInt().value_or(0) : 0;
+  if (hertz <= 0 || count <= 0) return std::nullopt;
+  PipeWireFormat format{double(hertz), static_cast<std::uint32_t>(count), {}};
+  const auto position = object->find(SPA_FORMAT_AUDIO_position);
+  if (auto positions = position ? position->asIds() : std::nullopt; positions && positions->size() == format.channels)
+    format.positions = *std::move(positions);
   return format;
 }
 
 std::optional<PipeWireFormatChoice> parseFormatChoice(const spa_pod* pod) {
-  if (!isPcm(pod)) return std::nullopt;
+  const auto object = pcmIn(pod);
+  if (!object) return std::nullopt;
   PipeWireFormatChoice choice;
-  if (const spa_pod* rate = valueOf(pod, SPA_FORMAT_AUDIO_rate)) choice.rates = rangesOf(numbersOf(rate));
-  if (const spa_pod* channels = valueOf(pod, SPA_FORMAT_AUDIO_channels)) {
-    for (const std::int32_t count : numbersOf(channels).values)
+  if (const auto rate = object->find(SPA_FORMAT_AUDIO_rate)) choice.rates = rangesOf(numbersOf(*rate));
+  if (const auto channels = object->find(SPA_FORMAT_AUDIO_channels)) {
+    for (const std::int32_t count : numbersOf(*channels).values)
       choice.maximumChannels = std::max(choice.maximumChannels, static_cast<std::uint32_t>(std::max(count, 0)));
   }
   return choice;
 }
 
-void applyProps(const spa_pod* pod, PipeWireSink& sink) {
-  if (!isObject(pod, SPA_TYPE_OBJECT_Props)) return;
-  readBool(pod, SPA_PROP_mute, sink.isMuted);
-  readBool(pod, SPA_PROP_softMute, sink.isSoftMuted);
-  float volume = 1;
-  if (const spa_pod* value = valueOf(pod, SPA_PROP_volume); value != nullptr && spa_pod_get_float(value, &volume) >= 0)
-    sink.volume = volume;
-  readVolumes(pod, SPA_PROP_channelVolumes, sink.volumes);
-  readVolumes(pod, SPA_PROP_softVolumes, sink.softVolumes);
-  readDither(valueOf(pod, SPA_PROP_params), sink.isDithered);
+void applyProps(const spa_pod* pod, NodeProps& props) {
+  const auto object = objectIn(pod, SPA_TYPE_OBJECT_Props);
+  if (!object) {
+    props.isReadable = false;
+    return;
+  }
+  for (const PodReader::Property& property : object->properties)
+    if (!takeProperty(property.key, *property.value, props)) props.isReadable = false;
 }
 
 std::optional<PipeWireProfile> parseProfile(const spa_pod* pod) {
-  if (!isObject(pod, SPA_TYPE_OBJECT_ParamProfile)) return std::nullopt;
-  std::int32_t index = -1;
-  const char* name = nullptr;
-  const spa_pod* indexPod = valueOf(pod, SPA_PARAM_PROFILE_index);
-  if (indexPod == nullptr || spa_pod_get_int(indexPod, &index) < 0 || index < 0) return std::nullopt;
-  if (const spa_pod* value = valueOf(pod, SPA_PARAM_PROFILE_name)) spa_pod_get_string(value, &name);
-  return PipeWireProfile{static_cast<std::uint32_t>(index), name != nullptr ? name : ""};
+  const auto object = objectIn(pod, SPA_TYPE_OBJECT_ParamProfile);
+  if (!object) return std::nullopt;
+  const auto index = fixedValue(*object, SPA_PARAM_PROFILE_index);
+  const std::int32_t number = index ? index->asInt().value_or(-1) : -1;
+  if (number < 0) return std::nullopt;
+  const auto name = fixedValue(*object, SPA_PARAM_PROFILE_name);
+  return PipeWireProfile{static_cast<std::uint32_t>(number), name ? name->asString().value_or("") : ""};
+}
+
+std::string channelName(std::uint32_t position) {
+  if (position >= SPA_AUDIO_CHANNEL_START_Aux && position <= SPA_AUDIO_CHANNEL_LAST_Aux)
+    return fmt::format("AUX{}", position - SPA_AUDIO_CHANNEL_START_Aux);
+  for (const spa_type_info* info = spa_type_audio_channel; info->name != nullptr; ++info) {
+    if (info->type != position) continue;
+    const std::string_view name = info->name;
+    return std::string(name.substr(name.rfind(':') + 1));
+  }
+  return fmt::format("channel {}", position);
 }
 
 SpaPodBuffer streamFormatPod(std::uint32_t rate, const std::vector<std::uint32_t>& positions) {

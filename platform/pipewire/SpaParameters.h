@@ -1,6 +1,6 @@
 #pragma once
 // Reads and writes the parameters that PipeWire objects tell in its binary notation. Pure functions; the pods they are
-// given may come from any server and are trusted with nothing.
+// given may come from any client of any server and are trusted with nothing (PodReader).
 
 #include <spa/pod/pod.h>
 
@@ -24,8 +24,9 @@ struct PipeWireFormatChoice {
 };
 [[nodiscard]] std::optional<PipeWireFormatChoice> parseFormatChoice(const spa_pod* pod);
 
-/// Takes over what the pod tells of volume and mute; the rest of the sink stays.
-void applyProps(const spa_pod* pod, PipeWireSink& sink);
+/// Adds what one of a node's lists of properties reports; the rest stays. A pod that is none makes the properties
+/// unreadable.
+void applyProps(const spa_pod* pod, NodeProps& props);
 
 struct PipeWireProfile {
   std::uint32_t index = 0;
@@ -54,6 +55,9 @@ class SpaPodBuffer {
 [[nodiscard]] SpaPodBuffer streamFormatPod(std::uint32_t rate, const std::vector<std::uint32_t>& positions);
 /// The choice of a profile that the session manager does not remember.
 [[nodiscard]] SpaPodBuffer profilePod(std::uint32_t index);
+
+/// "FL", "AUX3": the server's name of a speaker's number.
+[[nodiscard]] std::string channelName(std::uint32_t position);
 
 /// The server's numbers of the speakers that so many channels are meant for, in the order of WAVE files.
 [[nodiscard]] std::vector<std::uint32_t> positionsOf(std::uint32_t channels);

@@ -6,6 +6,8 @@
 #include <limits>
 #include <utility>
 
+#include "tests/platform/pipewire/NeutralSettings.h"
+
 namespace tolvane {
 namespace {
 
@@ -26,7 +28,13 @@ struct NeutralPath {
     PipeWireSink& sink = facts.sinks[sinkId];
     sink.state = PipeWireSink::State::running;
     sink.format = PipeWireFormat{44100, 2, {3, 4}};
-    sink.volumes = {1, 1};
+    sink.props.volumes = {1, 1};
+    sink.props.settings = test::settingsOf14();
+    sink.alsaCard = 0;
+    sink.alsaPath = "front:0";
+    NodeProps own;
+    own.settings = test::settingsOf0365();
+    facts.ownStreams[ownNode].props = own;
     facts.ports = {{71, {ownNode, "FL"}}, {72, {ownNode, "FR"}}, {41, {sinkId, "FL"}}, {42, {sinkId, "FR"}}};
     facts.links[90] = {ownNode, sinkId, true, 71, 41};
     facts.links[91] = {ownNode, sinkId, true, 72, 42};
@@ -82,7 +90,14 @@ TEST(PathAlterations, NameBothRatesOfAResampler) {
 TEST(PathAlterations, NameChannelsThatAreMixedOrMissing) {
   const char* const crosswise = "linked to another channel";
   expectEach({
-      {converted, "mixes the track's 1 channels into the device's 2", [](auto& path) { path.stream.positions = {2}; }},
+      {converted, "mixes the track's channels (MONO) into the device's (FL, FR)",
+       [](auto& path) { path.stream.positions = {2}; }},
+      {converted, "mixes the track's channels (FL, FR) into the device's (without names)",
+       [](auto& path) { path.sink().format->positions.clear(); }},
+      {converted, "into the device's (FL, FL)",
+       [](auto& path) {
+         path.sink().format->positions = {3, 3};
+       }},
       {unknown, "not linked the player",
        [](auto& path) {
          for (auto& [id, link] : path.facts.links) link.isActive = false;
@@ -107,23 +122,22 @@ TEST(PathAlterations, NameChannelsThatAreMixedOrMissing) {
 
 TEST(PathAlterations, NameTheSinksLevelAndItsCure) {
   expectEach({
-      {processed, "This device is muted", [](auto& path) { path.sink().isMuted = true; }},
-      {processed, "This device is muted", [](auto& path) { path.sink().isSoftMuted = true; }},
-      {unknown, "the volume of this device", [](auto& path) { path.sink().volumes.clear(); }},
+      {processed, "This device is muted", [](auto& path) { path.sink().props.isMuted = true; }},
+      {processed, "This device is muted", [](auto& path) { path.sink().props.isSoftMuted = true; }},
+      {unknown, "the volume of this device", [](auto& path) { path.sink().props.volumes.clear(); }},
       {processed, "The sound server plays this device at 40 % volume, so samples are altered. Set its volume to 100 %.",
        [](auto& path) {
-         path.sink().volumes = {1, 0.064F};
+         path.sink().props.volumes = {1, 0.064F};
        }},
-      {processed, "at 50 % volume", [](auto& path) { path.sink().volume = 0.125F; }},
+      {processed, "at 50 % volume", [](auto& path) { path.sink().props.volume = 0.125F; }},
       {processed, "at 150 % volume",
        [](auto& path) {
-         path.sink().volumes = {3.375F, 3.375F};
+         path.sink().props.volumes = {3.375F, 3.375F};
        }},
       {processed, "scales the samples to 80 %",
        [](auto& path) {
-         path.sink().softVolumes = {1, 0.512F};
+         path.sink().props.softVolumes = {1, 0.512F};
        }},
-      {processed, "dithers", [](auto& path) { path.sink().isDithered = true; }},
       {processed, "mixer is at -23.8 dB", [](auto& path) { path.stream.mixerDecibels = -23.8; }},
       {processed, "mixer is at 6.0 dB", [](auto& path) { path.stream.mixerDecibels = 6; }},
       {processed, "mixer is at -inf dB",
@@ -140,6 +154,102 @@ TEST(PathAlterations, NameTheStreamsOwnLevel) {
               {unknown, "volume of the player's stream", [](auto& path) { path.stream.volumes.clear(); }}});
 }
 
+TEST(PathAlterations, NameTheSettingsOfBothNodes) {
+  const auto set = [](NodeProps& props, const char* name, const char* value) {
+    props.settings.emplace_back(name, value);
+  };
+  expectEach({
+      {processed, "filters the samples of this device (audioconvert.filter-graph.0)",
+       [&](auto& path) { set(path.sink().props, "audioconvert.filter-graph.0", "{}"); }},
+      {processed, "filters the samples of the player's stream",
+       [&](auto& path) { set(*path.facts.ownStreams[ownNode].props, "audioconvert.filter-graph", "{}"); }},
+      {processed, "the level of this device below 0.5",
+       [&](auto& path) { set(path.sink().props, "channelmix.max-volume", "0.5"); }},
+      {processed, "the level of the player's stream above 2",
+       [&](auto& path) { set(*path.facts.ownStreams[ownNode].props, "channelmix.min-volume", "2"); }},
+      {unknown, "does not know: quantum.blender",
+       [&](auto& path) { set(path.sink().props, "quantum.blender", "off"); }},
+      {unknown, "the player's stream that the player does not know: quantum.blender",
+       [&](auto& path) { set(*path.facts.ownStreams[ownNode].props, "quantum.blender", "off"); }},
+      {unknown, "property 0x1001f", [](auto& path) { path.sink().props.unknownKeys = {0x1001F}; }},
+      {unknown, "cannot be read", [](auto& path) { path.sink().props.isReadable = false; }},
+      {unknown, "asks for a filter on this device (audioconvert.filter-graph)",
+       [](auto& path) { path.sink().filterProperty = "audioconvert.filter-graph"; }},
+      {unknown, "asks for a filter on the player's stream",
+       [](auto& path) { path.facts.ownStreams[ownNode].filterProperty = "audioconvert.filter-graph"; }},
+      {unknown, "settings of the player's stream", [](auto& path) { path.facts.ownStreams.clear(); }},
+      {unknown, "settings of the player's stream", [](auto& path) { path.facts.ownStreams[ownNode].props.reset(); }},
+      {processed, "mutes the player's stream",
+       [](auto& path) { path.facts.ownStreams[ownNode].props->isSoftMuted = true; }},
+      {processed, "the player's stream to 50 %",
+       [](auto& path) {
+         path.facts.ownStreams[ownNode].props->softVolumes = {0.125F, 0.125F};
+       }},
+  });
+}
+
+TEST(PathAlterations, NameWhatLiesBetweenTheSinkAndTheCard) {
+  expectEach({
+      {unknown, "virtual device of the sound server",
+       [](auto& path) {
+         path.sink().alsaCard.reset();
+         path.sink().alsaPath.clear();
+       }},
+      {unknown, "does not report how it opens the card", [](auto& path) { path.sink().alsaPath.clear(); }},
+      {unknown, "plays to \"half:0\" of the system's sound library",
+       [](auto& path) { path.sink().alsaPath = "half:0"; }},
+      {converted, "moves channels on the way to the card (surround21:0)",
+       [](auto& path) { path.sink().alsaPath = "surround21:0"; }},
+      {converted, "encodes the samples for the card (a52:0)", [](auto& path) { path.sink().alsaPath = "a52:0"; }},
+  });
+}
+
+/// A stream with these channels to a sink with those, each linked to the port of the name beside it.
+NeutralPath linked(const std::vector<std::uint32_t>& own, const std::vector<std::uint32_t>& sinks,
+                   const std::vector<std::pair<std::string, std::string>>& links) {
+  NeutralPath path;
+  path.stream.positions = own;
+  path.sink().format = PipeWireFormat{44100, static_cast<std::uint32_t>(sinks.size()), sinks};
+  path.facts.ports.clear();
+  path.facts.links.clear();
+  std::uint32_t id = 100;
+  for (const auto& [from, to] : links) {
+    path.facts.ports[id] = {ownNode, from};
+    path.facts.ports[id + 1] = {sinkId, to};
+    path.facts.links[id + 2] = {ownNode, sinkId, true, id, id + 1};
+    id += 3;
+  }
+  return path;
+}
+
+TEST(PathAlterations, AreNoneWhereChannelsOnlyHaveAnotherOrder) {
+  enum : std::uint32_t { FL = 3, FR = 4, FC = 5, LFE = 6, RL = 12, RR = 13 };
+  EXPECT_EQ(detailsOf(linked({FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE},
+                             {{"FL", "FL"}, {"FR", "FR"}, {"FC", "FC"}, {"LFE", "LFE"}, {"RL", "RL"}, {"RR", "RR"}})
+                          .alterations()),
+            "");
+  EXPECT_THAT(linked({FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE},
+                     {{"FL", "FL"}, {"FR", "FR"}, {"FC", "RL"}, {"LFE", "RR"}, {"RL", "FC"}, {"RR", "LFE"}})
+                  .alterations(),
+              testing::SizeIs(1))
+      << "by place, where the names differ";
+}
+
+TEST(PathAlterations, AreNoneWhereNumberedChannelsAreTakenInTheirOrder) {
+  enum : std::uint32_t { FL = 3, FR = 4, AUX0 = 0x1000, AUX1 = 0x1001 };
+  EXPECT_EQ(detailsOf(linked({FL, FR}, {AUX0, AUX1}, {{"FL", "AUX0"}, {"FR", "AUX1"}}).alterations()), "");
+  EXPECT_EQ(detailsOf(linked({FL, FR}, {AUX0, AUX1}, {{"AUX0", "AUX0"}, {"AUX1", "AUX1"}}).alterations()), "");
+  for (const auto& crossed : {linked({FL, FR}, {AUX0, AUX1}, {{"FL", "AUX1"}, {"FR", "AUX0"}}),
+                              linked({FL, FR}, {AUX0, AUX1}, {{"FL", "AUX0"}, {"FR", "AUX0"}}),
+                              linked({FL, FR}, {AUX0, AUX1}, {{"FL", "AUX0"}}),
+                              linked({FL, FR}, {AUX0, AUX1}, {{"AUX0", "AUX1"}, {"AUX1", "AUX0"}}),
+                              linked({FL}, {AUX0, AUX1}, {{"FL", "AUX0"}}),
+                              linked({FL, FR}, {AUX1, AUX0}, {{"FL", "AUX1"}, {"FR", "AUX0"}})}) {
+    ASSERT_THAT(crossed.alterations(), testing::SizeIs(1));
+    EXPECT_EQ(crossed.alterations()[0].kind, converted);
+  }
+}
+
 TEST(PathAlterations, NameAnotherProgramOnTheSink) {
   expectEach({{processed, "Another program plays on this device", [](auto& path) {
                  path.facts.links[92] = {ownNode + 1, sinkId, true, 81, 41};
@@ -148,7 +258,7 @@ TEST(PathAlterations, NameAnotherProgramOnTheSink) {
 
 TEST(PathAlterations, AreAllGiven) {
   NeutralPath path;
-  path.sink().isMuted = true;
+  path.sink().props.isMuted = true;
   path.stream.graphRate = 48000;
   path.stream.volumes.clear();
   std::vector<Kind> kinds;
@@ -158,7 +268,7 @@ TEST(PathAlterations, AreAllGiven) {
 
 TEST(PathAlterations, AreNoneWhereTheServersOwnVolumesAreFull) {
   NeutralPath path;
-  path.sink().softVolumes = {1, 1};
+  path.sink().props.softVolumes = {1, 1};
   EXPECT_THAT(path.alterations(), IsEmpty());
 }
 

@@ -85,73 +85,72 @@ TEST(SpaFormatChoice, givesTheRatesOfEveryKindOfChoice) {
   }
 }
 
-TEST(SpaProps, changeOnlyWhatTheyTell) {
-  PipeWireSink sink;
-  sink.volumes = {1, 1};
-  sink.volume = 0.25F;
+TEST(SpaProps, ChangeOnlyWhatTheyReport) {
+  NodeProps props;
+  props.volumes = {1, 1};
+  props.volume = 0.25F;
   PodWriter muted(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
   spa_pod_builder_bool(&muted.key(SPA_PROP_mute).builder, true);
-  applyProps(muted.pod(), sink);
-  EXPECT_TRUE(sink.isMuted);
-  EXPECT_THAT(sink.volumes, ElementsAre(1, 1));
-  EXPECT_EQ(sink.volume, 0.25F);
+  applyProps(muted.pod(), props);
+  EXPECT_TRUE(props.isMuted);
+  EXPECT_THAT(props.volumes, ElementsAre(1, 1));
+  EXPECT_EQ(props.volume, 0.25F);
 
   PodWriter volumes(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
   const float halves[] = {0.5F, 0.25F, 1};
   spa_pod_builder_array(&volumes.key(SPA_PROP_channelVolumes).builder, sizeof(float), SPA_TYPE_Float, 3, halves);
-  applyProps(volumes.pod(), sink);
-  EXPECT_THAT(sink.volumes, ElementsAre(0.5F, 0.25F, 1));
-  EXPECT_TRUE(sink.isMuted);
-
-  EXPECT_THAT(sink.softVolumes, IsEmpty());
-  EXPECT_FALSE(sink.isSoftMuted);
+  applyProps(volumes.pod(), props);
+  EXPECT_THAT(props.volumes, ElementsAre(0.5F, 0.25F, 1));
+  EXPECT_TRUE(props.isMuted);
+  EXPECT_THAT(props.softVolumes, IsEmpty());
+  EXPECT_FALSE(props.isSoftMuted);
 
   PodWriter soft(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
   spa_pod_builder_bool(&soft.key(SPA_PROP_softMute).builder, true);
   spa_pod_builder_array(&soft.key(SPA_PROP_softVolumes).builder, sizeof(float), SPA_TYPE_Float, 2, halves);
-  applyProps(soft.pod(), sink);
-  EXPECT_TRUE(sink.isSoftMuted);
-  EXPECT_THAT(sink.softVolumes, ElementsAre(0.5F, 0.25F));
-  EXPECT_THAT(sink.volumes, ElementsAre(0.5F, 0.25F, 1));
+  applyProps(soft.pod(), props);
+  EXPECT_TRUE(props.isSoftMuted);
+  EXPECT_THAT(props.softVolumes, ElementsAre(0.5F, 0.25F));
+  EXPECT_THAT(props.volumes, ElementsAre(0.5F, 0.25F, 1));
+  EXPECT_TRUE(props.isReadable);
 
-  const PipeWireSink before = sink;
-  applyProps(nullptr, sink);
-  EXPECT_EQ(sink.volumes, before.volumes);
+  applyProps(nullptr, props);
+  EXPECT_FALSE(props.isReadable);
+  EXPECT_THAT(props.volumes, ElementsAre(0.5F, 0.25F, 1));
 }
 
-TEST(SpaProps, tellOfDitherInTheServersOwnSettings) {
-  const struct {
-    std::optional<int> noise;
-    std::optional<const char*> method;
-    bool before;
-    bool isDithered;
-  } rows[] = {
-      {0, "none", true, false},       {1, "none", false, true},
-      {0, "triangular", false, true}, {std::nullopt, "rectangular", false, true},
-      {4, std::nullopt, false, true}, {std::nullopt, "none", true, false},
-      {0, std::nullopt, true, false}, {std::nullopt, std::nullopt, true, true},
-  };
-  for (const auto& row : rows) {
-    PodWriter props(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
-    spa_pod_builder* builder = &props.key(SPA_PROP_params).builder;
-    spa_pod_frame list{};
-    spa_pod_builder_push_struct(builder, &list);
-    spa_pod_builder_string(builder, "resample.quality");
-    spa_pod_builder_int(builder, 4);
-    if (row.noise) {
-      spa_pod_builder_string(builder, "dither.noise");
-      spa_pod_builder_int(builder, *row.noise);
-    }
-    if (row.method) {
-      spa_pod_builder_string(builder, "dither.method");
-      spa_pod_builder_string(builder, *row.method);
-    }
-    spa_pod_builder_pop(builder, &list);
-    PipeWireSink sink;
-    sink.isDithered = row.before;
-    applyProps(props.pod(), sink);
-    EXPECT_EQ(sink.isDithered, row.isDithered) << row.noise.value_or(-1) << ' ' << row.method.value_or("not told");
-  }
+TEST(SpaProps, ReportSettingsOfEveryTypeAsText) {
+  PodWriter writer(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
+  spa_pod_builder* builder = &writer.key(SPA_PROP_params).builder;
+  spa_pod_frame list{};
+  spa_pod_builder_push_struct(builder, &list);
+  const auto name = [&](const char* text) { spa_pod_builder_string(builder, text); };
+  name("int"), spa_pod_builder_int(builder, -4);
+  name("long"), spa_pod_builder_long(builder, 5'000'000'000);
+  name("bool"), spa_pod_builder_bool(builder, true);
+  name("float"), spa_pod_builder_float(builder, 0.5F);
+  name("double"), spa_pod_builder_double(builder, 12.25);
+  name("text"), spa_pod_builder_string(builder, "none");
+  name("nothing"), spa_pod_builder_none(builder);
+  name("other"), spa_pod_builder_rectangle(builder, 1, 2);
+  spa_pod_builder_pop(builder, &list);
+  NodeProps props;
+  applyProps(writer.pod(), props);
+  EXPECT_TRUE(props.isReadable);
+  EXPECT_THAT(props.settings, ElementsAre(testing::Pair("int", "-4"), testing::Pair("long", "5000000000"),
+                                          testing::Pair("bool", "true"), testing::Pair("float", "0.5"),
+                                          testing::Pair("double", "12.25"), testing::Pair("text", "none"),
+                                          testing::Pair("nothing", ""), testing::Pair("other", "?")));
+}
+
+TEST(SpaProps, KeepTheNumbersOfPropertiesThatAreNotKnown) {
+  PodWriter writer(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
+  spa_pod_builder_string(&writer.key(SPA_PROP_device).builder, "front:0");
+  spa_pod_builder_bool(&writer.key(0x1001F).builder, true);
+  NodeProps props;
+  applyProps(writer.pod(), props);
+  EXPECT_TRUE(props.isReadable);
+  EXPECT_THAT(props.unknownKeys, ElementsAre(0x1001F));
 }
 
 TEST(SpaProfile, isReadBackAsItWasWritten) {
@@ -171,6 +170,14 @@ TEST(Positions, areAsManyAsTheChannels) {
   EXPECT_THAT(positionsOf(0), IsEmpty());
   EXPECT_THAT(positionsOf(65), IsEmpty());
   EXPECT_THAT(positionsOf(2), ElementsAre(left, right));
+}
+
+TEST(ChannelName, IsTheServersOwn) {
+  EXPECT_EQ(channelName(left), "FL");
+  EXPECT_EQ(channelName(SPA_AUDIO_CHANNEL_LFE), "LFE");
+  EXPECT_EQ(channelName(SPA_AUDIO_CHANNEL_MONO), "MONO");
+  EXPECT_EQ(channelName(SPA_AUDIO_CHANNEL_AUX0 + 12), "AUX12");
+  EXPECT_EQ(channelName(0xFFFFFFFF), "channel 4294967295");
 }
 
 }  // namespace

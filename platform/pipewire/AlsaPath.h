@@ -1,0 +1,48 @@
+#pragma once
+// What the system's sound library does to samples on its way to a card, judged by the name that a sink's PCM is opened
+// by. Pure functions on text.
+
+#include <cstdint>
+#include <string_view>
+
+namespace tolvane {
+
+enum class AlsaPath : std::uint8_t {
+  direct,    ///< the card's own PCM; a volume in front of it is one of the card's mixer controls
+  rerouted,  ///< channels go to other channels, or more of them
+  encoded,   ///< AC-3 or DTS
+  unknown
+};
+
+/// Names of PCMs that come from the programs of a card's configuration are preceded by "_ucm0001.".
+[[nodiscard]] constexpr std::string_view withoutUcmPrefix(std::string_view path) {
+  constexpr std::string_view prefix = "_ucm";
+  if (!path.starts_with(prefix)) return path;
+  const auto dot = path.find('.');
+  if (dot == std::string_view::npos || dot == prefix.size()) return path;
+  for (const char digit : path.substr(prefix.size(), dot - prefix.size())) {
+    const bool isHexadecimal =
+        (digit >= '0' && digit <= '9') || (digit >= 'a' && digit <= 'f') || (digit >= 'A' && digit <= 'F');
+    if (!isHexadecimal) return path;
+  }
+  return path.substr(dot + 1);
+}
+
+/// `path`: "front:1", the node's api.alsa.path.
+[[nodiscard]] constexpr AlsaPath alsaPathOf(std::string_view path) {
+  const std::string_view plain = withoutUcmPrefix(path);
+  const auto colon = plain.find(':');
+  if (colon == std::string_view::npos || colon + 1 == plain.size()) return AlsaPath::unknown;
+  const std::string_view name = plain.substr(0, colon);
+  if (name == "hw") return AlsaPath::direct;
+  if (plain.size() != path.size()) return AlsaPath::unknown;  // a configuration's own name for something
+  for (const std::string_view known : {"front", "hdmi", "iec958", "surround40", "surround51", "surround71"})
+    if (name == known) return AlsaPath::direct;
+  for (const std::string_view known : {"surround21", "surround41", "surround50"})
+    if (name == known) return AlsaPath::rerouted;
+  for (const std::string_view known : {"a52", "dca", "dcahdmi"})
+    if (name == known) return AlsaPath::encoded;
+  return AlsaPath::unknown;
+}
+
+}  // namespace tolvane
