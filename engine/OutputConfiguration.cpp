@@ -35,7 +35,7 @@ Result<void> OutputConfiguration::configureOutput(const PreparedAudio& prepared,
   const SampleRateReport rateReport = isBluetooth ? core_.device.readSampleRates(sourceRate, deviceID)
                                                   : core_.device.configureSampleRate(sourceRate, deviceID);
 
-  auto unit = createOutputUnit(deviceID, context->format(), *context, isBluetooth);
+  auto unit = createOutputUnit(deviceID, prepared, isBluetooth);
   if (!unit) return std::unexpected(unit.error());
   core_.audioUnit = std::move(*unit);
   core_.renderContext = context;
@@ -62,9 +62,9 @@ Result<void> OutputConfiguration::configureOutput(const PreparedAudio& prepared,
   return {};
 }
 
-Result<std::unique_ptr<AudioOutputUnit>> OutputConfiguration::createOutputUnit(
-    AudioObjectID deviceID, const AudioStreamBasicDescription& format, AudioRenderContext& context,
-    bool prefersHighQualityConversion) {
+Result<std::unique_ptr<AudioOutputUnit>> OutputConfiguration::createOutputUnit(AudioObjectID deviceID,
+                                                                               const PreparedAudio& prepared,
+                                                                               bool prefersHighQualityConversion) {
   AudioOutputComponent* component = core_.hardware.outputComponent();
   if (component == nullptr) return failure("The Core Audio output component is unavailable.");
   auto created = component->newInstance();
@@ -92,16 +92,19 @@ Result<std::unique_ptr<AudioOutputUnit>> OutputConfiguration::createOutputUnit(
       {"Binding the output device", Property::currentDevice, Scope::global, 0, deviceID},
       {"Enabling audio output", Property::enableIO, Scope::output, 0, on},
       {"Disabling unused audio input", Property::enableIO, Scope::input, 1, off},
-      {"Setting the source PCM format", Property::streamFormat, Scope::input, 0, format},
+      {"Setting the source PCM format", Property::streamFormat, Scope::input, 0, prepared.context->format()},
   };
   for (const Step& step : binding)
     if (const OSStatus status = unit->setProperty(step.property, step.scope, step.element, step.value); status != noErr)
       return abandon(step.stage, status);
 
-  if (prefersHighQualityConversion)  // a wish: a unit without the property plays all the same
+  // Hints: a unit without these properties plays all the same.
+  if (!prepared.sourceIsFloat) (void)unit->setProperty(Property::sourceBits, Scope::input, 0, prepared.sourceBitDepth);
+  if (prefersHighQualityConversion)
     (void)unit->setProperty(Property::renderQuality, Scope::global, 0, kRenderQuality_Max);
 
-  if (const OSStatus status = unit->setProperty(Property::setRenderCallback, Scope::input, 0, context.callback());
+  if (const OSStatus status =
+          unit->setProperty(Property::setRenderCallback, Scope::input, 0, prepared.context->callback());
       status != noErr)
     return abandon("Installing the real-time renderer", status);
   if (const OSStatus status = unit->initialize(); status != noErr)

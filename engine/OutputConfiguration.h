@@ -43,8 +43,7 @@ class OutputConfiguration {
 
  private:
   [[nodiscard]] Result<std::unique_ptr<AudioOutputUnit>> createOutputUnit(AudioObjectID deviceID,
-                                                                          const AudioStreamBasicDescription& format,
-                                                                          AudioRenderContext& context,
+                                                                          const PreparedAudio& prepared,
                                                                           bool prefersHighQualityConversion);
 
   /// False when it cannot be read: stopping a unit that runs costs a click, starting one that does not costs frames.

@@ -39,6 +39,7 @@ enum class AudioUnitProperty : std::uint8_t {
   currentDevice,      ///< kAudioOutputUnitProperty_CurrentDevice: global, uint32, device id; before initialize
   enableIO,           ///< kAudioOutputUnitProperty_EnableIO: output element 0 or input element 1, uint32
   streamFormat,       ///< kAudioUnitProperty_StreamFormat: input scope, element 0: the client format; before initialize
+  sourceBits,         ///< input scope, element 0, uint32, 0 … 64: see below; before initialize
   renderQuality,      ///< kAudioUnitProperty_RenderQuality: global, uint32, 0 … 127
   setRenderCallback,  ///< kAudioUnitProperty_SetRenderCallback: input scope, element 0; while not running
   lastRenderError,    ///< kAudioUnitProperty_LastRenderError: global, int32, read only; reading clears it
@@ -57,6 +58,10 @@ constexpr std::uint32_t kRenderQuality_Max = 127;
 ///
 /// Client format: accepted as given when the unit can carry or convert it, else kAudioUnitErr_FormatNotSupported.
 /// Conversion to the device's format is exact whenever the device's format can hold the source.
+///
+/// sourceBits: the integer depth of the source that the client format carries, such as 16 for a CD track decoded to
+/// float; 0, the default, when it is not known or floating point. The unit may use it to choose a device format that is
+/// known to carry every bit; it never changes a sample.
 ///
 /// lastRenderSampleTime: frames at the client's rate that the device has consumed since initialize(). It grows while
 /// the device consumes frames, stands still when the device stalls, and never goes back; before the first start it

@@ -10,6 +10,7 @@
 #include "platform/alsa/AlsaMixer.h"
 #include "platform/alsa/AlsaStatus.h"
 #include "platform/alsa/AlsaUsbStream.h"
+#include "platform/alsa/ProvenBits.h"
 
 namespace tolvane {
 namespace {
@@ -102,7 +103,7 @@ OSStatus AlsaDevice::tryRate(std::uint32_t rate) {
     }
     pcm = *std::move(opened);
   }
-  const auto setup = pcm->configure(integerLayout(32, 4), 2, rate);
+  const auto setup = pcm->configure({integerLayout(32, 4), 2, rate});
   pcm->unconfigure();
   return setup ? noErr : statusFromAlsaError(setup.error());
 }
@@ -142,17 +143,16 @@ std::expected<double, OSStatus> AlsaDevice::actualRate() const {
   return playing->hwParams->rate;
 }
 
-/// What the driver tells, and, where it knows no better than the container, the device itself. Of a PCM that another
-/// process has opened the driver is not asked: 0 where its container may have more bits than the hardware uses.
-int AlsaDevice::significantBits(const AlsaHwParams& params, int container) const {
-  if (!unitSetup_) return foreignSignificantBits(params, container);
-  const int driver = unitSetup_->significantBits;
-  if (info_.transport != kAudioDeviceTransportTypeUSB) return driver;
-  const auto text = readSmallFile(system_.paths.asound + "/card" + std::to_string(info_.card) + "/stream" +
-                                  std::to_string(info_.device));
-  const auto device = text ? parseUsbSignificantBits(*text, params.format, params.channels) : std::nullopt;
-  if (!device) return driver;
-  return driver > 0 ? std::min(driver, *device) : *device;
+AlsaDepthTexts AlsaDevice::readDepthTexts() const {
+  return readAlsaDepthTexts(system_.paths, info_.card, info_.device, info_.transport == kAudioDeviceTransportTypeUSB);
+}
+
+std::optional<int> AlsaDevice::provenBits(const AlsaDepthTexts& texts, const PcmLayout& container,
+                                          std::uint32_t channels, int driverBits) const {
+  DepthEvidence evidence{container, info_.transport, driverBits, std::nullopt, texts.codecBits};
+  if (const auto name = alsaFormatName(container); name && texts.usbStream)
+    evidence.usbDescriptorBits = parseUsbSignificantBits(*texts.usbStream, *name, channels);
+  return tolvane::provenBits(evidence);
 }
 
 std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::physicalFormat() const {
@@ -160,26 +160,11 @@ std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::physicalFormat(
   if (!playing || !playing->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
   const auto container = layoutOfAlsaFormat(playing->hwParams->format);
   if (!container) return std::unexpected(kAudioDeviceUnsupportedFormatError);
-  const int bits = significantBits(*playing->hwParams, container->bits);
-  if (bits == 0 && !unitSetup_ && !container->isFloat()) return std::unexpected(kAudioDeviceUnsupportedFormatError);
-  return describe(physicalLayout(*container, bits), playing->hwParams->rate, playing->hwParams->channels);
-}
-
-int AlsaDevice::foreignSignificantBits(const AlsaHwParams& params, int container) const {
-  const std::string card = system_.paths.asound + "/card" + std::to_string(info_.card);
-  if (info_.transport == kAudioDeviceTransportTypeUSB) {
-    const auto text = readSmallFile(card + "/stream" + std::to_string(info_.device));
-    return text ? parseUsbSignificantBits(*text, params.format, params.channels).value_or(0) : 0;
-  }
-  // No driver uses less than all bits of these, and virtual cards use whatever there is.
-  if (container <= 16 || info_.transport == kAudioDeviceTransportTypeVirtual) return container;
-  int narrowest = 0;
-  for (int codec = 0; codec < 16; ++codec) {
-    const auto text = readSmallFile(card + "/codec#" + std::to_string(codec));
-    const auto bits = text ? parseHdaSignificantBits(*text) : std::nullopt;
-    if (bits) narrowest = narrowest == 0 ? *bits : std::min(narrowest, *bits);
-  }
-  return std::min(narrowest, container);
+  // The driver is asked about the unit's own PCM only.
+  const int driverBits = unitSetup_ ? unitSetup_->driverBits : 0;
+  const auto bits = provenBits(readDepthTexts(), *container, playing->hwParams->channels, driverBits);
+  if (!bits) return std::unexpected(kAudioDeviceUnsupportedFormatError);
+  return describe(physicalLayout(*container, *bits), playing->hwParams->rate, playing->hwParams->channels);
 }
 
 std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::virtualFormat() const {
@@ -241,6 +226,7 @@ void AlsaDevice::markGone() { claim_.release(); }
 // Units.
 
 std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const AudioStreamBasicDescription& client,
+                                                                     unsigned sourceBits,
                                                                      std::function<void()> surrender) {
   const auto layout = pcmLayout(client);
   if (!layout) return std::unexpected(kAudioUnitErr_FormatNotSupported);
@@ -254,7 +240,12 @@ std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const Audio
     pcm = *std::move(opened);
   }
   if (!capabilities_) capabilities_ = pcm->capabilities();
-  const auto setup = pcm->configure(*layout, client.mChannelsPerFrame, wholeRate(*nominal));
+  AlsaPcmRequest request{*layout, client.mChannelsPerFrame, wholeRate(*nominal), sourceBits};
+  request.provenBits = [this, texts = readDepthTexts()](const PcmLayout& container, std::uint32_t channels,
+                                                        int driverBits) {
+    return provenBits(texts, container, channels, driverBits);
+  };
+  const auto setup = pcm->configure(request);
   if (!setup) return std::unexpected(statusFromAlsaError(setup.error()));
   unitPcm_ = pcm;
   unitSetup_ = *setup;

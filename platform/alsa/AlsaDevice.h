@@ -57,14 +57,15 @@ class AlsaDevice {
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> virtualFormat() const;
   [[nodiscard]] bool isStreamActive() const;
 
-  /// For a unit: the PCM, set up for this client at the nominal rate. One unit at a time. `surrender` makes the unit
-  /// let go of the PCM at once, for good, and call closeForUnit().
+  /// For a unit: the PCM, set up for this client at the nominal rate. One unit at a time. `sourceBits` is the integer
+  /// depth of the client's source, 0 when it is not known or floating point. `surrender` makes the unit let go of the
+  /// PCM at once, for good, and call closeForUnit().
   struct OpenPcm {
     std::shared_ptr<AlsaPcm> pcm;
     AlsaPcmSetup setup;
   };
   [[nodiscard]] std::expected<OpenPcm, OSStatus> openForUnit(const AudioStreamBasicDescription& client,
-                                                             std::function<void()> surrender);
+                                                             unsigned sourceBits, std::function<void()> surrender);
   /// The unit has let go of its PCM, or is about to.
   void closeForUnit();
 
@@ -83,8 +84,9 @@ class AlsaDevice {
   [[nodiscard]] OSStatus tryRate(std::uint32_t rate);
   [[nodiscard]] std::optional<AlsaSubstream> ownSubstream() const;
   [[nodiscard]] std::optional<AlsaSubstream> playingSubstream() const;
-  [[nodiscard]] int significantBits(const AlsaHwParams& params, int container) const;
-  [[nodiscard]] int foreignSignificantBits(const AlsaHwParams& params, int container) const;
+  [[nodiscard]] AlsaDepthTexts readDepthTexts() const;
+  [[nodiscard]] std::optional<int> provenBits(const AlsaDepthTexts& texts, const PcmLayout& container,
+                                              std::uint32_t channels, int driverBits) const;
 
   const AlsaDeviceInfo info_;
   const AudioObjectID id_;

@@ -52,6 +52,12 @@ std::optional<snd_pcm_format_t> alsaFormatFor(const PcmLayout& layout) {
   return found->format;
 }
 
+std::optional<std::string_view> alsaFormatName(const PcmLayout& layout) {
+  const auto found = std::ranges::find(table(), layout, &AlsaFormat::layout);
+  if (found == table().end()) return std::nullopt;
+  return found->name;
+}
+
 std::optional<PcmLayout> layoutOfAlsaFormat(std::string_view name) {
   const auto found = std::ranges::find(table(), name, &AlsaFormat::name);
   if (found == table().end()) return std::nullopt;
@@ -61,7 +67,7 @@ std::optional<PcmLayout> layoutOfAlsaFormat(std::string_view name) {
 PcmLayout physicalLayout(const PcmLayout& container, int significantBits) {
   if (container.isFloat() || significantBits <= 0 || significantBits >= container.bits) return container;
   // ALSA counts significant bits from the most significant end of the sample. In a full container they are its top;
-  // where the container has padding above already, their place below it is not expressible, and the count is told.
+  // where the container has padding above already, their place below it is not expressible, and the count is reported.
   PcmLayout physical = container;
   physical.bits = static_cast<std::uint8_t>(significantBits);
   physical.alignedHigh = container.bits == container.bytes * 8;

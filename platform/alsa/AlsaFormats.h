@@ -21,10 +21,12 @@ struct AlsaFormat {
 [[nodiscard]] std::span<const AlsaFormat> alsaFormats();
 
 [[nodiscard]] std::optional<snd_pcm_format_t> alsaFormatFor(const PcmLayout& layout);
+/// The format's name as hw_params in /proc spells it.
+[[nodiscard]] std::optional<std::string_view> alsaFormatName(const PcmLayout& layout);
 [[nodiscard]] std::optional<PcmLayout> layoutOfAlsaFormat(std::string_view name);
 
-/// What the hardware really uses of a container: the smaller of its width and the driver's significant bits
-/// (0: not told). A full 32-bit container with 24 of them is 24 bits, aligned high. A float has all its bits.
+/// The layout of a container of which the hardware uses `significantBits`; a full 32-bit container with 24 of them is
+/// 24 bits, aligned high. 0, a number beyond the container, and any number for a float stand for all its bits.
 [[nodiscard]] PcmLayout physicalLayout(const PcmLayout& container, int significantBits);
 
 }  // namespace tolvane

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/alsa/AlsaFormats.h"
+#include "platform/alsa/ProvenBits.h"
 #include "platform/conversion/ChannelMap.h"
 
 namespace tolvane {
@@ -37,12 +38,19 @@ class ParamsOwner {
 using HwParams = ParamsOwner<snd_pcm_hw_params_t, &snd_pcm_hw_params_malloc, &snd_pcm_hw_params_free>;
 using SwParams = ParamsOwner<snd_pcm_sw_params_t, &snd_pcm_sw_params_malloc, &snd_pcm_sw_params_free>;
 
-std::vector<PcmLayout> allowedLayouts(snd_pcm_t* pcm, snd_pcm_hw_params_t* params) {
-  std::vector<PcmLayout> layouts;
+/// The formats that these parameters still leave, each with the bits that are proven of it.
+std::vector<DeviceFormat> allowedFormats(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, std::uint32_t channels,
+                                         const AlsaPcmRequest& request) {
+  std::vector<DeviceFormat> formats;
+  const HwParams narrowed;
   for (const AlsaFormat& format : alsaFormats()) {
-    if (snd_pcm_hw_params_test_format(pcm, params, format.format) == 0) layouts.push_back(format.layout);
+    snd_pcm_hw_params_copy(narrowed, params);
+    if (snd_pcm_hw_params_set_format(pcm, narrowed, format.format) < 0) continue;
+    const int driverBits = std::max(0, snd_pcm_hw_params_get_sbits(narrowed));
+    formats.push_back(
+        {format.layout, request.provenBits ? request.provenBits(format.layout, channels, driverBits) : std::nullopt});
   }
-  return layouts;
+  return formats;
 }
 
 /// One range where the hardware takes any rate in it, else those of the usual ones that it takes.
@@ -120,7 +128,7 @@ int readSetup(snd_pcm_hw_params_t* params, AlsaPcmSetup& setup) {
   if (error >= 0) error = snd_pcm_hw_params_get_period_size(params, &setup.periodFrames, &direction);
   if (error >= 0) error = snd_pcm_hw_params_get_buffer_size(params, &setup.bufferFrames);
   if (error < 0) return error;
-  setup.significantBits = std::max(0, snd_pcm_hw_params_get_sbits(params));
+  setup.driverBits = std::max(0, snd_pcm_hw_params_get_sbits(params));
   setup.canPause = snd_pcm_hw_params_can_pause(params) == 1;
   return setup.bufferFrames > setup.periodFrames ? 0 : -EINVAL;
 }
@@ -168,27 +176,27 @@ AlsaCapabilities AlsaPcm::capabilities() const {
   return result;
 }
 
-std::expected<AlsaPcmSetup, int> AlsaPcm::configure(const PcmLayout& client, std::uint32_t clientChannels,
-                                                    std::uint32_t rate) {
+std::expected<AlsaPcmSetup, int> AlsaPcm::configure(const AlsaPcmRequest& request) {
   unconfigure();
   const HwParams params;
   AlsaPcmSetup setup;
-  setup.rate = rate;
+  setup.rate = request.rate;
   int error = snd_pcm_hw_params_any(handle_, params);
   if (error >= 0) error = snd_pcm_hw_params_set_rate_resample(handle_, params, 0);
   if (error >= 0) error = setAccess(handle_, params, setup.usesMmap);
-  if (error >= 0) error = snd_pcm_hw_params_set_rate(handle_, params, rate, 0);
+  if (error >= 0) error = snd_pcm_hw_params_set_rate(handle_, params, request.rate, 0);
   if (error < 0) return std::unexpected(error);
 
-  const std::uint32_t channels = chooseChannels(handle_, params, clientChannels);
+  const std::uint32_t channels = chooseChannels(handle_, params, request.channels);
   if (channels == 0) return std::unexpected(-EINVAL);
   error = snd_pcm_hw_params_set_channels(handle_, params, channels);
   // Asked last: some devices have their widest formats only at some rates.
-  const auto layout = chooseDeviceFormat(client, allowedLayouts(handle_, params));
+  const auto layout =
+      chooseProvenFormat(request.client, request.sourceBits, allowedFormats(handle_, params, channels, request));
   if (error < 0 || !layout) return std::unexpected(error < 0 ? error : -EINVAL);
   setup.layout = *layout;
   error = snd_pcm_hw_params_set_format(handle_, params, *alsaFormatFor(*layout));
-  if (error >= 0) error = setRing(handle_, params, rate);
+  if (error >= 0) error = setRing(handle_, params, request.rate);
   if (error >= 0) error = snd_pcm_hw_params(handle_, params);
   if (error < 0) return std::unexpected(error);
   error = readSetup(params, setup);

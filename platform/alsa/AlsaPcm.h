@@ -7,7 +7,9 @@
 
 #include <cstdint>
 #include <expected>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -22,10 +24,21 @@ struct AlsaCapabilities {
   std::uint32_t maximumChannels = 0;
 };
 
+/// What a client wants of a PCM.
+struct AlsaPcmRequest {
+  PcmLayout client;
+  std::uint32_t channels = 0;
+  std::uint32_t rate = 0;   ///< hertz
+  unsigned sourceBits = 0;  ///< integer bits of the client's source; 0: not known, or floating point
+  /// The bits that are proven of a container with so many channels and so many bits reported by the driver
+  /// (ProvenBits.h). Null: nothing is proven of any format.
+  std::function<std::optional<int>(const PcmLayout& container, std::uint32_t channels, int driverBits)> provenBits{};
+};
+
 /// What a PCM has been set up to.
 struct AlsaPcmSetup {
   PcmLayout layout;
-  int significantBits = 0;  ///< as the driver tells; 0 when it does not
+  int driverBits = 0;  ///< significant bits as the driver reports them; 0 when it does not
   std::uint32_t rate = 0;
   std::uint32_t channels = 0;
   snd_pcm_uframes_t periodFrames = 0;
@@ -55,8 +68,7 @@ class AlsaPcm {
 
   /// Sets exactly this rate, the client's channels or what they can be mapped to, the best format for the client, a
   /// ring of about a sixth of a second. Drops what was set up before. The error is alsa-lib's; -EINVAL: not possible.
-  [[nodiscard]] std::expected<AlsaPcmSetup, int> configure(const PcmLayout& client, std::uint32_t clientChannels,
-                                                           std::uint32_t rate);
+  [[nodiscard]] std::expected<AlsaPcmSetup, int> configure(const AlsaPcmRequest& request);
   /// Gives the hardware's resources back and keeps the PCM open.
   void unconfigure();
 

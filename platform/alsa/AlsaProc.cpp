@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <utility>
@@ -98,23 +99,38 @@ std::optional<pid_t> parseThreadGroup(std::string_view text) {
 }
 
 std::optional<int> parseHdaSignificantBits(std::string_view text) {
+  // A converter without capabilities of its own has those of the function group, which stand in front of all nodes.
+  enum class Section : std::uint8_t { preamble, groupDefault, output, other };
+  Section section = Section::preamble;
+  int groupDefault = 0;
   std::optional<int> narrowest;
-  bool isOutput = false;
+  bool isOpen = false;  // an output converter whose own bits have not been seen
+  const auto take = [&narrowest](int bits) { narrowest = std::min(narrowest.value_or(bits), bits); };
   while (!text.empty()) {
     const auto end = text.find('\n');
     const std::string_view line = text.substr(0, end);
-    if (line.starts_with("Node ")) isOutput = line.find("[Audio Output]") != std::string_view::npos;
     const std::string_view field = trimmed(line);
+    if (line.starts_with("Node ")) {
+      if (std::exchange(isOpen, false)) take(groupDefault);
+      isOpen = line.find("[Audio Output]") != std::string_view::npos;
+      section = isOpen ? Section::output : Section::other;
+    } else if (section == Section::preamble && line.starts_with("Default PCM:")) {
+      section = Section::groupDefault;
+    } else if (section == Section::groupDefault && !line.starts_with(' ')) {
+      section = Section::preamble;
+    }
     const auto colon = field.find("]:");
-    if (isOutput && field.starts_with("bits [") && colon != std::string_view::npos) {
+    if (field.starts_with("bits [") && colon != std::string_view::npos) {
       // "bits [0xe]: 16 20 24": the widest of them stands last.
       const std::string_view list = trimmed(field.substr(colon + 2));
-      const auto widest = leadingNumber<int>(list.substr(list.rfind(' ') + 1));
-      if (widest && (!narrowest || *widest < *narrowest)) narrowest = widest;
+      const int bits = std::max(0, leadingNumber<int>(list.substr(list.rfind(' ') + 1)).value_or(0));
+      if (section == Section::groupDefault) groupDefault = bits;
+      if (section == Section::output && std::exchange(isOpen, false)) take(bits);
     }
     if (end == std::string_view::npos) break;
     text.remove_prefix(end + 1);
   }
+  if (isOpen) take(groupDefault);
   return narrowest;
 }
 
@@ -129,6 +145,22 @@ std::optional<std::string> readSmallFile(const std::string& path) {
   close(descriptor);
   if (got < 0) return std::nullopt;
   return text;
+}
+
+AlsaDepthTexts readAlsaDepthTexts(const AlsaPaths& paths, int card, unsigned device, bool isUsb) {
+  constexpr int mostCodecs = 16;  // addresses on an HD Audio link
+  const std::string folder = paths.asound + "/card" + std::to_string(card);
+  AlsaDepthTexts texts;
+  if (isUsb) {
+    texts.usbStream = readSmallFile(folder + "/stream" + std::to_string(device));
+    return texts;
+  }
+  for (int codec = 0; codec < mostCodecs; ++codec) {
+    const auto text = readSmallFile(folder + "/codec#" + std::to_string(codec));
+    const auto bits = text ? parseHdaSignificantBits(*text) : std::nullopt;
+    if (bits) texts.codecBits = texts.codecBits ? std::min(*texts.codecBits, *bits) : *bits;
+  }
+  return texts;
 }
 
 std::vector<AlsaSubstream> readSubstreams(const AlsaPaths& paths, int card, unsigned device) {

@@ -42,11 +42,19 @@ struct AlsaStreamStatus {
 /// The thread group, that is the process, in the text of /proc/<tid>/status.
 [[nodiscard]] std::optional<pid_t> parseThreadGroup(std::string_view text);
 
-/// The bits that every converter of an HD Audio codec has, in the text of its codec#N; nothing where it tells of none.
+/// The bits that every output converter of an HD Audio codec has, by the text of its codec#N; 0 where one of them does
+/// not state its bits, nothing where there is no such converter.
 [[nodiscard]] std::optional<int> parseHdaSignificantBits(std::string_view text);
 
 /// The whole of a small file; nothing when it cannot be read.
 [[nodiscard]] std::optional<std::string> readSmallFile(const std::string& path);
+
+/// What the kernel states about the depth of a PCM's samples.
+struct AlsaDepthTexts {
+  std::optional<std::string> usbStream;  ///< the text of streamN; USB only
+  std::optional<int> codecBits;          ///< as parseHdaSignificantBits(), over all of the card's codecs
+};
+[[nodiscard]] AlsaDepthTexts readAlsaDepthTexts(const AlsaPaths& paths, int card, unsigned device, bool isUsb);
 
 /// A playback substream as the kernel shows it now.
 struct AlsaSubstream {

@@ -17,6 +17,7 @@ OSStatus OutputUnitSettings::placeStatus(AudioUnitProperty property, AudioUnitSc
     case AudioUnitProperty::lastRenderSampleTime:
       break;
     case AudioUnitProperty::streamFormat:
+    case AudioUnitProperty::sourceBits:
     case AudioUnitProperty::setRenderCallback:
       rightScope = AudioUnitScope::input;
       break;
@@ -46,6 +47,8 @@ OSStatus OutputUnitSettings::set(AudioUnitProperty property, AudioUnitScope scop
       return number != nullptr ? setEnableIO(scope, *number, phase) : kAudioUnitErr_InvalidPropertyValue;
     case AudioUnitProperty::streamFormat:
       return format != nullptr ? setFormat(*format, phase) : kAudioUnitErr_InvalidPropertyValue;
+    case AudioUnitProperty::sourceBits:
+      return number != nullptr ? setSourceBits(*number, phase) : kAudioUnitErr_InvalidPropertyValue;
     case AudioUnitProperty::setRenderCallback:
       return callback != nullptr ? setCallback(*callback, phase) : kAudioUnitErr_InvalidPropertyValue;
     case AudioUnitProperty::renderQuality:
@@ -81,6 +84,14 @@ OSStatus OutputUnitSettings::setFormat(const AudioStreamBasicDescription& format
   return noErr;
 }
 
+OSStatus OutputUnitSettings::setSourceBits(std::uint32_t bits, Phase phase) {
+  constexpr std::uint32_t widestSample = 64;
+  if (phase != Phase::created) return kAudioUnitErr_Initialized;
+  if (bits > widestSample) return kAudioUnitErr_InvalidPropertyValue;
+  sourceBits_ = bits;
+  return noErr;
+}
+
 OSStatus OutputUnitSettings::setCallback(const AURenderCallback& callback, Phase phase) {
   if (phase == Phase::running) return kAudioUnitErr_Initialized;
   if (callback.inputProc == nullptr) return kAudioUnitErr_InvalidPropertyValue;
@@ -95,6 +106,8 @@ std::expected<AudioUnitPropertyValue, OSStatus> OutputUnitSettings::get(AudioUni
       return device_;
     case AudioUnitProperty::enableIO:
       return scope == AudioUnitScope::input ? inputEnabled_ : outputEnabled_;
+    case AudioUnitProperty::sourceBits:
+      return sourceBits_;
     case AudioUnitProperty::renderQuality:
       return renderQuality_;
     case AudioUnitProperty::setRenderCallback:

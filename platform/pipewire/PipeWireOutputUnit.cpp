@@ -88,11 +88,10 @@ OSStatus PipeWireOutputUnit::openDirect(const Path& path) {
   if (const OSStatus status = direct_->setProperty(Property::currentDevice, Scope::global, 0, path.direct);
       status != noErr)
     return status;
-  const std::tuple<Property, Scope, std::uint32_t> taken[] = {{Property::enableIO, Scope::output, 0},
-                                                              {Property::enableIO, Scope::input, 1},
-                                                              {Property::streamFormat, Scope::input, 0},
-                                                              {Property::renderQuality, Scope::global, 0},
-                                                              {Property::setRenderCallback, Scope::input, 0}};
+  const std::tuple<Property, Scope, std::uint32_t> taken[] = {
+      {Property::enableIO, Scope::output, 0},      {Property::enableIO, Scope::input, 1},
+      {Property::streamFormat, Scope::input, 0},   {Property::sourceBits, Scope::input, 0},
+      {Property::renderQuality, Scope::global, 0}, {Property::setRenderCallback, Scope::input, 0}};
   for (const auto& [property, scope, element] : taken) {
     const auto value = settings_.get(property, scope);
     if (!value) return value.error();

@@ -18,6 +18,7 @@ TEST(AlsaFormats, agreeWithAlsaLibAboutEveryFormat) {
     }
     EXPECT_EQ(alsaFormatFor(format.layout), format.format);
     EXPECT_EQ(layoutOfAlsaFormat(format.name), format.layout);
+    EXPECT_EQ(alsaFormatName(format.layout), format.name);
   }
 }
 
@@ -44,7 +45,7 @@ TEST(AlsaFormats, reportTheBitsThatTheHardwareUses) {
   const PcmLayout s32 = integerLayout(32, 4);
   EXPECT_EQ(physicalLayout(s32, 24), integerLayout(24, 4, false, true));
   EXPECT_EQ(physicalLayout(s32, 32), s32);
-  EXPECT_EQ(physicalLayout(s32, 0), s32) << "a driver that does not tell uses its container";
+  EXPECT_EQ(physicalLayout(s32, 0), s32) << "0 stands for all";
   EXPECT_EQ(physicalLayout(s24, 32), s24) << "some drivers count the padding too";
   EXPECT_EQ(physicalLayout(s24, 20).bits, 20);
   EXPECT_EQ(physicalLayout(s16, 16), s16);

@@ -140,7 +140,7 @@ TEST_F(AlsaProcTree, readsASmallFileWhole) {
   EXPECT_EQ(readSmallFile(root_ + "/asound"), std::nullopt);
 }
 
-TEST(HdaCodec, tellsTheBitsThatEveryConverterHas) {
+TEST(HdaCodec, readsTheBitsThatEveryOutputConverterHas) {
   const char* codec =
       "Codec: Generic\n"
       "Node 0x02 [Audio Output] wcaps 0x41d: Stereo Amp-Out\n"
@@ -153,9 +153,54 @@ TEST(HdaCodec, tellsTheBitsThatEveryConverterHas) {
       "    bits [0x2]: 16\n";
   EXPECT_EQ(parseHdaSignificantBits(codec), 24);
   EXPECT_EQ(parseHdaSignificantBits("Node 0x02 [Audio Output]\n    bits [0x2]: 16"), 16);
-  for (const char* text :
-       {"", "bits [0x2]: 16", "Node 0x02 [Audio Output]\n bits [0x0]:", "Node 0x08 [Audio Input]\n bits [0x2]: 16"})
+  for (const char* text : {"", "bits [0x2]: 16", "Default PCM:\n    bits [0x2]: 16\nNode 0x08 [Audio Input]",
+                           "Node 0x08 [Audio Input]\n bits [0x2]: 16"})
     EXPECT_EQ(parseHdaSignificantBits(text), std::nullopt) << text;
+}
+
+TEST(HdaCodec, givesAConverterWithoutBitsOfItsOwnThoseOfTheFunctionGroup) {
+  const std::string group =
+      "Codec: Generic\n"
+      "Default PCM:\n"
+      "    rates [0x60]: 44100 48000\n"
+      "    bits [0x2]: 16\n"
+      "    formats [0x1]: PCM\n"
+      "Default Amp-In caps: N/A\n";
+  const std::string wide = "Node 0x02 [Audio Output] wcaps 0x41d: Stereo\n    bits [0xe]: 16 20 24\n";
+  const std::string plain = "Node 0x03 [Audio Output] wcaps 0x405: Stereo\n  Converter: stream=0, channel=0\n";
+  EXPECT_EQ(parseHdaSignificantBits(group + wide), 24);
+  EXPECT_EQ(parseHdaSignificantBits(group + wide + plain), 16);
+  EXPECT_EQ(parseHdaSignificantBits(group + plain + wide), 16);
+}
+
+TEST(HdaCodec, reportsZeroWhereAConverterStatesNothing) {
+  const std::string wide = "Node 0x02 [Audio Output] wcaps 0x41d: Stereo\n    bits [0xe]: 16 20 24\n";
+  for (const std::string text : {"Node 0x03 [Audio Output]\n",
+                                 "Node 0x03 [Audio Output]\n bits [0x0]:", "Node 0x03 [Audio Output]\n bits [0x0]: x",
+                                 "Node 0x03 [Audio Output]\n bits [0x0]: -4\n"}) {
+    EXPECT_EQ(parseHdaSignificantBits(text), 0) << text;
+    EXPECT_EQ(parseHdaSignificantBits(wide + text), 0) << text;
+  }
+}
+
+TEST_F(AlsaProcTree, takesTheNarrowestOfTheCardsCodecs) {
+  const auto bits = [this] { return readAlsaDepthTexts(paths_, 0, 0, false).codecBits; };
+  EXPECT_EQ(bits(), std::nullopt);
+  write("/asound/card0/codec#0", "Node 0x02 [Audio Output]\n    bits [0x1e]: 16 20 24 32\n");
+  EXPECT_EQ(bits(), 32);
+  write("/asound/card0/codec#2", "Node 0x02 [Audio Output]\n    bits [0xe]: 16 20 24\n");
+  EXPECT_EQ(bits(), 24);
+  write("/asound/card0/codec#3", "Node 0x02 [Audio Output]\n");
+  EXPECT_EQ(bits(), 0) << "one of them states nothing";
+}
+
+TEST_F(AlsaProcTree, readsTheDescriptorsOfAUsbCardAndNoCodec) {
+  write("/asound/card0/stream1", "Playback:\n");
+  write("/asound/card0/codec#0", "Node 0x02 [Audio Output]\n    bits [0xe]: 16 20 24\n");
+  const auto texts = readAlsaDepthTexts(paths_, 0, 1, true);
+  EXPECT_EQ(texts.usbStream, "Playback:\n");
+  EXPECT_EQ(texts.codecBits, std::nullopt);
+  EXPECT_EQ(readAlsaDepthTexts(paths_, 0, 0, true).usbStream, std::nullopt);
 }
 
 }  // namespace

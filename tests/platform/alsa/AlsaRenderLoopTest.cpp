@@ -34,7 +34,7 @@ class AlsaRenderLoopTest : public testing::Test {
   AlsaRenderLoopTest() {
     constexpr double rate = 48000;
     const AlsaPcmSetup setup{.layout = integerLayout(16, 2),
-                             .significantBits = 16,
+                             .driverBits = 16,
                              .rate = 48000,
                              .channels = 2,
                              .periodFrames = ScriptedPcm::periodFrames,

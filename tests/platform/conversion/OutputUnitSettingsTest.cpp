@@ -57,6 +57,20 @@ TEST(OutputUnitSettings, giveBackWhatTheyWereTold) {
   EXPECT_EQ(told.settings.get(Property::enableIO, Scope::input), AudioUnitPropertyValue(std::uint32_t{0}));
 }
 
+TEST(OutputUnitSettings, takeTheDepthOfTheSource) {
+  Told told;
+  EXPECT_EQ(told.settings.sourceBits(), 0U);
+  EXPECT_EQ(told.set(Property::sourceBits, Scope::input, 0, std::uint32_t{16}), noErr);
+  EXPECT_EQ(told.settings.sourceBits(), 16U);
+  EXPECT_EQ(told.settings.get(Property::sourceBits, Scope::input), AudioUnitPropertyValue(std::uint32_t{16}));
+  EXPECT_EQ(told.set(Property::sourceBits, Scope::input, 0, std::uint32_t{65}), kAudioUnitErr_InvalidPropertyValue);
+  EXPECT_EQ(told.set(Property::sourceBits, Scope::input, 0, 16.0), kAudioUnitErr_InvalidPropertyValue);
+  EXPECT_EQ(told.set(Property::sourceBits, Scope::global, 0, std::uint32_t{16}), kAudioUnitErr_InvalidScope);
+  EXPECT_EQ(told.set(Property::sourceBits, Scope::input, 0, std::uint32_t{8}, Phase::initialised),
+            kAudioUnitErr_Initialized);
+  EXPECT_EQ(told.settings.sourceBits(), 16U);
+}
+
 TEST(OutputUnitSettings, refuseWhatIsNotThereNotRightOrTooLate) {
   const double notANumber = std::numeric_limits<double>::quiet_NaN();
   const struct {
