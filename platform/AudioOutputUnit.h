@@ -10,6 +10,7 @@
 
 #include "platform/AudioStatus.h"
 #include "platform/AudioStreamBasicDescription.h"
+#include "platform/ChannelLayout.h"
 
 namespace tolvane {
 
@@ -40,6 +41,7 @@ enum class AudioUnitProperty : std::uint8_t {
   enableIO,           ///< kAudioOutputUnitProperty_EnableIO: output element 0 or input element 1, uint32
   streamFormat,       ///< kAudioUnitProperty_StreamFormat: input scope, element 0: the client format; before initialize
   sourceBits,         ///< input scope, element 0, uint32, 0 … 64: see below; before initialize
+  channelLayout,      ///< kAudioUnitProperty_AudioChannelLayout: input scope, element 0: see below; before initialize
   renderQuality,      ///< kAudioUnitProperty_RenderQuality: global, uint32, 0 … 127
   setRenderCallback,  ///< kAudioUnitProperty_SetRenderCallback: input scope, element 0; while not running
   lastRenderError,    ///< kAudioUnitProperty_LastRenderError: global, int32, read only; reading clears it
@@ -48,7 +50,7 @@ enum class AudioUnitProperty : std::uint8_t {
 };
 
 using AudioUnitPropertyValue =
-    std::variant<std::uint32_t, std::int32_t, double, AudioStreamBasicDescription, AURenderCallback>;
+    std::variant<std::uint32_t, std::int32_t, double, AudioStreamBasicDescription, AURenderCallback, ChannelLayout>;
 
 constexpr std::uint32_t kRenderQuality_Max = 127;
 
@@ -62,6 +64,10 @@ constexpr std::uint32_t kRenderQuality_Max = 127;
 /// sourceBits: the integer depth of the source that the client format carries, such as 16 for a CD track decoded to
 /// float; 0, the default, when it is not known or floating point. The unit may use it to choose a device format that is
 /// known to carry every bit; it never changes a sample.
+///
+/// channelLayout: the positions of the client's channels. Default, and again with each new format: usualLayout(). The
+/// unit plays each channel from the loudspeaker it is meant for, moving samples without altering them where the device
+/// has all of the loudspeakers. A layout of another number of channels than the format's is refused.
 ///
 /// lastRenderSampleTime: frames at the client's rate that the device has consumed since initialize(). It grows while
 /// the device consumes frames, stands still when the device stalls, and never goes back; before the first start it

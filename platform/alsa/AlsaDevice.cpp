@@ -103,7 +103,7 @@ OSStatus AlsaDevice::tryRate(std::uint32_t rate) {
     }
     pcm = *std::move(opened);
   }
-  const auto setup = pcm->configure({integerLayout(32, 4), 2, rate});
+  const auto setup = pcm->configure({integerLayout(32, 4), usualLayout(2), rate});
   pcm->unconfigure();
   return setup ? noErr : statusFromAlsaError(setup.error());
 }
@@ -225,9 +225,9 @@ void AlsaDevice::markGone() { claim_.release(); }
 
 // Units.
 
-std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const AudioStreamBasicDescription& client,
-                                                                     unsigned sourceBits,
+std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const OutputUnitSettings& settings,
                                                                      std::function<void()> surrender) {
+  const AudioStreamBasicDescription& client = settings.format();
   const auto layout = pcmLayout(client);
   if (!layout) return std::unexpected(kAudioUnitErr_FormatNotSupported);
   if (!unitPcm_.expired()) return std::unexpected(kAudioDevicePermissionsError);  // one unit at a time
@@ -240,7 +240,7 @@ std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const Audio
     pcm = *std::move(opened);
   }
   if (!capabilities_) capabilities_ = pcm->capabilities();
-  AlsaPcmRequest request{*layout, client.mChannelsPerFrame, wholeRate(*nominal), sourceBits};
+  AlsaPcmRequest request{*layout, settings.channelLayout(), wholeRate(*nominal), settings.sourceBits()};
   request.provenBits = [this, texts = readDepthTexts()](const PcmLayout& container, std::uint32_t channels,
                                                         int driverBits) {
     return provenBits(texts, container, channels, driverBits);
@@ -250,8 +250,14 @@ std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const Audio
   unitPcm_ = pcm;
   unitSetup_ = *setup;
   unitClient_ = client;
+  unitChannels_ = settings.channelLayout();
   surrenderUnit_ = std::move(surrender);
   return OpenPcm{std::move(pcm), *setup};
+}
+
+std::optional<ChannelFinding> AlsaDevice::channelFinding() const {
+  if (!unitSetup_) return std::nullopt;
+  return describePlacement(unitChannels_, unitSetup_->positions);
 }
 
 void AlsaDevice::closeForUnit() {

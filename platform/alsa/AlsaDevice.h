@@ -17,6 +17,8 @@
 #include "platform/alsa/AlsaDeviceList.h"
 #include "platform/alsa/AlsaPcm.h"
 #include "platform/alsa/AlsaProc.h"
+#include "platform/conversion/ChannelPlacement.h"
+#include "platform/conversion/OutputUnitSettings.h"
 
 namespace tolvane {
 
@@ -57,15 +59,16 @@ class AlsaDevice {
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> virtualFormat() const;
   [[nodiscard]] bool isStreamActive() const;
 
-  /// For a unit: the PCM, set up for this client at the nominal rate. One unit at a time. `sourceBits` is the integer
-  /// depth of the client's source, 0 when it is not known or floating point. `surrender` makes the unit let go of the
-  /// PCM at once, for good, and call closeForUnit().
+  /// For a unit: the PCM, set up for its client at the nominal rate. One unit at a time. `surrender` makes the unit let
+  /// go of the PCM at once, for good, and call closeForUnit().
   struct OpenPcm {
     std::shared_ptr<AlsaPcm> pcm;
     AlsaPcmSetup setup;
   };
-  [[nodiscard]] std::expected<OpenPcm, OSStatus> openForUnit(const AudioStreamBasicDescription& client,
-                                                             unsigned sourceBits, std::function<void()> surrender);
+  [[nodiscard]] std::expected<OpenPcm, OSStatus> openForUnit(const OutputUnitSettings& settings,
+                                                             std::function<void()> surrender);
+  /// What becomes of the channels of the unit's track; nothing while there is no unit.
+  [[nodiscard]] std::optional<ChannelFinding> channelFinding() const;
   /// The unit has let go of its PCM, or is about to.
   void closeForUnit();
 
@@ -101,6 +104,7 @@ class AlsaDevice {
   std::function<void()> surrenderUnit_;  ///< while a unit has the PCM
   std::optional<AlsaPcmSetup> unitSetup_;
   AudioStreamBasicDescription unitClient_;
+  ChannelLayout unitChannels_;  ///< of the unit's client
   pid_t lastOwner_ = -1;
 };
 

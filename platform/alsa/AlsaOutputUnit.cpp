@@ -36,10 +36,11 @@ OSStatus AlsaOutputUnit::initialize() {
   if (!device) return kAudioHardwareBadDeviceError;
   auto notice = std::make_unique<EventDescriptor>();
   if (!notice->isValid()) return kAudioHardwareUnspecifiedError;
-  auto opened = device->openForUnit(settings_.format(), settings_.sourceBits(), [this] { surrender(); });
+  auto opened = device->openForUnit(settings_, [this] { surrender(); });
   if (!opened) return opened.error();
-  auto pipeline = RenderPipeline::make(
-      {settings_.format(), opened->setup.layout, opened->setup.channels, static_cast<double>(opened->setup.rate)});
+  auto pipeline = RenderPipeline::make({settings_.format(), opened->setup.layout, opened->setup.channels,
+                                        static_cast<double>(opened->setup.rate), settings_.channelLayout(),
+                                        opened->setup.positions});
   if (!pipeline) {
     device->closeForUnit();
     return kAudioUnitErr_FormatNotSupported;

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <string>
 
+#include "platform/alsa/AlsaChannelMap.h"
 #include "platform/alsa/AlsaFormats.h"
 #include "platform/alsa/ProvenBits.h"
 #include "platform/conversion/ChannelMap.h"
@@ -74,17 +75,17 @@ std::vector<AudioValueRange> allowedRates(snd_pcm_t* pcm, snd_pcm_hw_params_t* p
 }
 
 /// The client's channels; else the narrowest number above that it can be placed in; else stereo or mono to mix into.
-std::uint32_t chooseChannels(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, std::uint32_t client) {
+std::uint32_t chooseChannels(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, const ChannelLayout& client) {
   const auto allows = [&](std::uint32_t channels) {
-    return ChannelMap::make(client, channels) && snd_pcm_hw_params_test_channels(pcm, params, channels) == 0;
+    return ChannelMap::isPossible(client, channels) && snd_pcm_hw_params_test_channels(pcm, params, channels) == 0;
   };
   unsigned most = 0;
   if (snd_pcm_hw_params_get_channels_max(params, &most) < 0) return 0;
   most = std::min(most, 256U);  // a plug-in may say "any number"
-  for (std::uint32_t channels = client; channels <= most; ++channels) {
+  for (std::uint32_t channels = client.channelCount(); channels <= most; ++channels) {
     if (allows(channels)) return channels;
   }
-  return client > 2 && allows(2) ? 2 : allows(1) ? 1 : 0;
+  return client.channelCount() > 2 && allows(2) ? 2 : allows(1) ? 1 : 0;
 }
 
 /// mmap where the hardware has it: nothing is copied twice and no system call is made to write.
@@ -205,6 +206,7 @@ std::expected<AlsaPcmSetup, int> AlsaPcm::configure(const AlsaPcmRequest& reques
     unconfigure();
     return std::unexpected(error);
   }
+  setup.positions = settleChannelMap(handle_, request.channels, setup.channels);
   return setup;
 }
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/AudioHardware.h"
+#include "platform/ChannelLayout.h"
 #include "platform/conversion/PcmLayout.h"
 
 namespace tolvane {
@@ -27,7 +28,7 @@ struct AlsaCapabilities {
 /// What a client wants of a PCM.
 struct AlsaPcmRequest {
   PcmLayout client;
-  std::uint32_t channels = 0;
+  ChannelLayout channels;   ///< of the client
   std::uint32_t rate = 0;   ///< hertz
   unsigned sourceBits = 0;  ///< integer bits of the client's source; 0: not known, or floating point
   /// The bits that are proven of a container with so many channels and so many bits reported by the driver
@@ -41,6 +42,7 @@ struct AlsaPcmSetup {
   int driverBits = 0;  ///< significant bits as the driver reports them; 0 when it does not
   std::uint32_t rate = 0;
   std::uint32_t channels = 0;
+  ChannelLayout positions{};  ///< of the channels
   snd_pcm_uframes_t periodFrames = 0;
   snd_pcm_uframes_t bufferFrames = 0;
   bool usesMmap = false;

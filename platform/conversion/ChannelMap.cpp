@@ -1,91 +1,93 @@
 #include "platform/conversion/ChannelMap.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
-#include <utility>
+
+#include "platform/conversion/MixWeights.h"
 
 namespace tolvane {
 namespace {
 
-constexpr std::uint32_t maximumMixedChannels = 8;
-constexpr double minus3dB = 0.70710678118654752440;
+constexpr std::uint32_t mostMixedChannels = 64;
 
-/// Left and right weights of a speaker. The order is that of WAVE's default masks for so many channels.
-using Speaker = std::pair<double, double>;
-constexpr Speaker frontLeft{1, 0}, frontRight{0, 1}, centre{minus3dB, minus3dB}, lowFrequency{0, 0},
-    surroundLeft{minus3dB, 0}, surroundRight{0, minus3dB}, backCentre{0.5, 0.5};
-
-std::vector<Speaker> speakers(std::uint32_t channels) {
-  switch (channels) {
-    case 2:
-      return {frontLeft, frontRight};
-    case 3:
-      return {frontLeft, frontRight, centre};
-    case 4:
-      return {frontLeft, frontRight, surroundLeft, surroundRight};
-    case 5:
-      return {frontLeft, frontRight, centre, surroundLeft, surroundRight};
-    case 6:
-      return {frontLeft, frontRight, centre, lowFrequency, surroundLeft, surroundRight};
-    case 7:
-      return {frontLeft, frontRight, centre, lowFrequency, backCentre, surroundLeft, surroundRight};
-    case 8:
-      return {frontLeft, frontRight, centre, lowFrequency, surroundLeft, surroundRight, surroundLeft, surroundRight};
-    default:
-      return {};
-  }
+/// The weights of a mono device: both channels of a mix to stereo.
+std::vector<double> monoWeights(const ChannelLayout& source) {
+  const ChannelLayout stereo = usualLayout(2);
+  const std::vector<double> both = mixWeights(source, stereo, placeChannels(source, stereo));
+  const std::size_t count = source.positions.size();
+  std::vector<double> weights(count);
+  double sum = 0;
+  for (std::size_t s = 0; s < count; ++s) sum += weights[s] = both[s] + both[count + s];
+  for (double& weight : weights) weight /= std::max(sum, 1.0);
+  return weights;
 }
 
 }  // namespace
 
-std::optional<ChannelMap> ChannelMap::make(std::uint32_t sourceChannels, std::uint32_t deviceChannels) {
-  if (sourceChannels == 0 || deviceChannels == 0) return std::nullopt;
-  if (sourceChannels > deviceChannels && (deviceChannels > 2 || sourceChannels > maximumMixedChannels)) {
-    return std::nullopt;
-  }
-  return ChannelMap(sourceChannels, deviceChannels);
+bool ChannelMap::isPossible(const ChannelLayout& source, std::uint32_t deviceChannels) {
+  const std::uint32_t channels = source.channelCount();
+  if (channels == 0 || deviceChannels == 0) return false;
+  if (channels <= deviceChannels) return true;
+  // Of many channels without positions there is no mix that would mean something.
+  const bool isMixable = channels <= 8 || !source.has(ChannelPosition::unknown);
+  return deviceChannels <= 2 && channels <= mostMixedChannels && isMixable;
 }
 
-ChannelMap::ChannelMap(std::uint32_t source, std::uint32_t device) : source_(source), device_(device) {
-  if (!mixes()) return;
-  const std::vector<Speaker> from = speakers(source);
-  Speaker sum{0, 0};
-  for (const Speaker& speaker : from) {
-    sum.first += speaker.first;
-    sum.second += speaker.second;
+std::optional<ChannelMap> ChannelMap::make(const ChannelLayout& source, const ChannelLayout& device) {
+  if (!isPossible(source, device.channelCount())) return std::nullopt;
+  const ChannelPlacement placement = placeChannels(source, device);
+  if (!placement.unplaced.empty() && device.channelCount() > mostMixedChannels) return std::nullopt;
+  return ChannelMap(source, device, placement);
+}
+
+ChannelMap::ChannelMap(const ChannelLayout& source, const ChannelLayout& device, const ChannelPlacement& placement)
+    : source_(source.channelCount()), device_(device.channelCount()) {
+  if (source_ > 1 && device_ == 1) {
+    weights_ = monoWeights(source);
+    return;
   }
-  // Weights add up to 1, so that no mix can exceed full scale.
-  for (const Speaker& s : from)
-    weights_.push_back(device == 2 ? s.first / sum.first : (s.first + s.second) / (sum.first + sum.second));
-  if (device == 2) {
-    for (const Speaker& s : from) weights_.push_back(s.second / sum.second);
+  if (!placement.unplaced.empty()) {
+    weights_ = mixWeights(source, device, placement);
+    return;
+  }
+  isIdentity_ = source_ == device_;
+  for (std::uint32_t d = 0; d < device_; ++d) {
+    const auto from = placement.sourceOf[d];
+    isIdentity_ = isIdentity_ && from == d;
+    if (from) moves_.push_back({static_cast<std::uint32_t>(*from), d});
   }
 }
 
 void ChannelMap::spread(const PcmLayout& layout, const std::byte* source, std::byte* destination,
                         std::size_t frames) const noexcept {
-  const std::size_t sourceBytes = std::size_t{source_} * layout.bytes;
-  const std::size_t deviceBytes = std::size_t{device_} * layout.bytes;
-  if (isIdentity()) {
+  const std::size_t bytes = layout.bytes;
+  const std::size_t sourceBytes = source_ * bytes;
+  const std::size_t deviceBytes = device_ * bytes;
+  if (isIdentity_) {
     std::memcpy(destination, source, frames * sourceBytes);
     return;
   }
-  fillSilence(layout, {destination, frames * deviceBytes});
+  if (moves_.size() < device_) fillSilence(layout, {destination, frames * deviceBytes});
   for (std::size_t i = 0; i < frames; ++i, source += sourceBytes, destination += deviceBytes) {
-    std::memcpy(destination, source, sourceBytes);
-    if (source_ == 1) std::memcpy(destination + layout.bytes, source, layout.bytes);
+    for (const Move& move : moves_) std::memcpy(destination + move.to * bytes, source + move.from * bytes, bytes);
   }
 }
 
 void ChannelMap::mix(double* samples, std::size_t frames) const noexcept {
-  const double* in = samples;
-  double* out = samples;
-  for (std::size_t i = 0; i < frames; ++i, in += source_, out += device_) {
-    std::array<double, 2> mixed{};
+  const auto mixFrame = [&](std::size_t frame) {
+    const double* in = samples + frame * source_;
+    std::array<double, mostMixedChannels> mixed{};
     for (std::uint32_t d = 0; d < device_; ++d) {
       for (std::uint32_t s = 0; s < source_; ++s) mixed[d] += weights_[std::size_t{d} * source_ + s] * in[s];
     }
-    for (std::uint32_t d = 0; d < device_; ++d) out[d] = mixed[d];
+    std::memcpy(samples + frame * device_, mixed.data(), device_ * sizeof(double));
+  };
+  // The narrower frames lie in front of the wider ones: no result may overwrite what is still to be read.
+  if (device_ <= source_) {
+    for (std::size_t frame = 0; frame < frames; ++frame) mixFrame(frame);
+  } else {
+    for (std::size_t frame = frames; frame-- > 0;) mixFrame(frame);
   }
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// Which device channel gets which source channel where a device cannot take the source's own number of channels.
+// Moves the channels of a source to the channels of a device, by their positions, and mixes those that have no place.
 // Made on the main thread; spread() and mix() are real-time safe.
 
 #include <cstddef>
@@ -7,19 +7,24 @@
 #include <optional>
 #include <vector>
 
+#include "platform/conversion/ChannelPlacement.h"
 #include "platform/conversion/PcmLayout.h"
 
 namespace tolvane {
 
-/// Fewer source channels than the device has: moved sample for sample, mono to the first two, the others silent.
-/// More of them, up to eight in WAVE order, on a stereo or mono device: mixed down in floating point.
+/// Where the device has a channel for each of the source's, samples are moved bit for bit, and the device's other
+/// channels are silent. A channel whose position the device lacks is mixed into its neighbours in floating point, and a
+/// source with more channels than the device is mixed down to stereo or mono.
 class ChannelMap {
  public:
   /// Nothing where no honest mapping is known.
-  static std::optional<ChannelMap> make(std::uint32_t sourceChannels, std::uint32_t deviceChannels);
+  static std::optional<ChannelMap> make(const ChannelLayout& source, const ChannelLayout& device);
+  /// Whether make() succeeds with a device of so many channels, whatever their positions.
+  [[nodiscard]] static bool isPossible(const ChannelLayout& source, std::uint32_t deviceChannels);
 
-  [[nodiscard]] bool isIdentity() const { return source_ == device_; }
-  [[nodiscard]] bool mixes() const { return source_ > device_; }
+  /// A frame of the source is a frame of the device.
+  [[nodiscard]] bool isIdentity() const { return isIdentity_; }
+  [[nodiscard]] bool mixes() const { return !weights_.empty(); }
   /// Channels that the samples have after mix(), before spread().
   [[nodiscard]] std::uint32_t mixedChannels() const { return mixes() ? device_ : source_; }
 
@@ -27,14 +32,22 @@ class ChannelMap {
   void spread(const PcmLayout& layout, const std::byte* source, std::byte* destination,
               std::size_t frames) const noexcept;
 
-  /// REQUIRES: mixes(). In place: the first mixedChannels() × `frames` values are the result.
+  /// REQUIRES: mixes(), and room for the wider of both frames. In place: the first mixedChannels() × `frames` values
+  /// are the result.
   void mix(double* samples, std::size_t frames) const noexcept;
 
  private:
-  ChannelMap(std::uint32_t source, std::uint32_t device);
+  ChannelMap(const ChannelLayout& source, const ChannelLayout& device, const ChannelPlacement& placement);
 
   std::uint32_t source_;
   std::uint32_t device_;
+  bool isIdentity_ = false;
+  /// The moves of one frame, for spread().
+  struct Move {
+    std::uint32_t from;
+    std::uint32_t to;
+  };
+  std::vector<Move> moves_;
   std::vector<double> weights_;  ///< device_ rows of source_ weights; empty without a mix
 };
 

@@ -18,6 +18,7 @@ OSStatus OutputUnitSettings::placeStatus(AudioUnitProperty property, AudioUnitSc
       break;
     case AudioUnitProperty::streamFormat:
     case AudioUnitProperty::sourceBits:
+    case AudioUnitProperty::channelLayout:
     case AudioUnitProperty::setRenderCallback:
       rightScope = AudioUnitScope::input;
       break;
@@ -40,6 +41,7 @@ OSStatus OutputUnitSettings::set(AudioUnitProperty property, AudioUnitScope scop
   const auto* number = std::get_if<std::uint32_t>(&value);
   const auto* format = std::get_if<AudioStreamBasicDescription>(&value);
   const auto* callback = std::get_if<AURenderCallback>(&value);
+  const auto* channels = std::get_if<ChannelLayout>(&value);
   switch (property) {
     case AudioUnitProperty::currentDevice:
       return number != nullptr ? setDevice(*number, phase, hasDevice) : kAudioUnitErr_InvalidPropertyValue;
@@ -49,6 +51,8 @@ OSStatus OutputUnitSettings::set(AudioUnitProperty property, AudioUnitScope scop
       return format != nullptr ? setFormat(*format, phase) : kAudioUnitErr_InvalidPropertyValue;
     case AudioUnitProperty::sourceBits:
       return number != nullptr ? setSourceBits(*number, phase) : kAudioUnitErr_InvalidPropertyValue;
+    case AudioUnitProperty::channelLayout:
+      return channels != nullptr ? setChannelLayout(*channels, phase) : kAudioUnitErr_InvalidPropertyValue;
     case AudioUnitProperty::setRenderCallback:
       return callback != nullptr ? setCallback(*callback, phase) : kAudioUnitErr_InvalidPropertyValue;
     case AudioUnitProperty::renderQuality:
@@ -81,6 +85,14 @@ OSStatus OutputUnitSettings::setFormat(const AudioStreamBasicDescription& format
   if (!pcmLayout(format) || !std::isfinite(format.mSampleRate) || format.mSampleRate <= 0)
     return kAudioUnitErr_FormatNotSupported;
   format_ = format;
+  channelLayout_ = usualLayout(format.mChannelsPerFrame);
+  return noErr;
+}
+
+OSStatus OutputUnitSettings::setChannelLayout(const ChannelLayout& layout, Phase phase) {
+  if (phase != Phase::created) return kAudioUnitErr_Initialized;
+  if (!format_ || layout.channelCount() != format_->mChannelsPerFrame) return kAudioUnitErr_InvalidPropertyValue;
+  channelLayout_ = layout;
   return noErr;
 }
 
@@ -108,6 +120,9 @@ std::expected<AudioUnitPropertyValue, OSStatus> OutputUnitSettings::get(AudioUni
       return scope == AudioUnitScope::input ? inputEnabled_ : outputEnabled_;
     case AudioUnitProperty::sourceBits:
       return sourceBits_;
+    case AudioUnitProperty::channelLayout:
+      if (!format_) return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
+      return channelLayout_;
     case AudioUnitProperty::renderQuality:
       return renderQuality_;
     case AudioUnitProperty::setRenderCallback:

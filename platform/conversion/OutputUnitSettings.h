@@ -31,6 +31,8 @@ class OutputUnitSettings {
   [[nodiscard]] AudioObjectID device() const { return device_; }
   /// REQUIRES: areComplete().
   [[nodiscard]] const AudioStreamBasicDescription& format() const { return *format_; }
+  /// REQUIRES: areComplete(). As many positions as the format has channels.
+  [[nodiscard]] const ChannelLayout& channelLayout() const { return channelLayout_; }
   [[nodiscard]] std::uint32_t sourceBits() const { return sourceBits_; }
   [[nodiscard]] const AURenderCallback& callback() const { return callback_; }
 
@@ -38,12 +40,14 @@ class OutputUnitSettings {
   OSStatus setDevice(std::uint32_t id, Phase phase, const std::function<bool(AudioObjectID)>& hasDevice);
   OSStatus setEnableIO(AudioUnitScope scope, std::uint32_t enabled, Phase phase);
   OSStatus setFormat(const AudioStreamBasicDescription& format, Phase phase);
+  OSStatus setChannelLayout(const ChannelLayout& layout, Phase phase);
   OSStatus setSourceBits(std::uint32_t bits, Phase phase);
   OSStatus setCallback(const AURenderCallback& callback, Phase phase);
 
   AudioObjectID device_ = kAudioObjectUnknown;
   std::uint32_t outputEnabled_ = 1;
   std::uint32_t inputEnabled_ = 0;
+  ChannelLayout channelLayout_;  ///< as many channels as the format
   std::uint32_t sourceBits_ = 0;
   std::uint32_t renderQuality_ = kRenderQuality_Max;
   std::optional<AudioStreamBasicDescription> format_;

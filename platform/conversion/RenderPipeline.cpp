@@ -17,7 +17,13 @@ bool sameSampleRate(double a, double b) { return a > 0 && b > 0 && std::fabs(a -
 
 std::unique_ptr<RenderPipeline> RenderPipeline::make(const Setup& setup) {
   const auto layout = pcmLayout(setup.client);
-  auto channels = ChannelMap::make(setup.client.mChannelsPerFrame, setup.deviceChannels);
+  const ChannelLayout client =
+      setup.clientPositions.positions.empty() ? usualLayout(setup.client.mChannelsPerFrame) : setup.clientPositions;
+  const ChannelLayout device =
+      setup.devicePositions.positions.empty() ? unknownLayout(setup.deviceChannels) : setup.devicePositions;
+  if (client.channelCount() != setup.client.mChannelsPerFrame || device.channelCount() != setup.deviceChannels)
+    return nullptr;
+  auto channels = ChannelMap::make(client, device);
   if (!layout || !channels || !(setup.deviceRate > 0)) return nullptr;
   std::unique_ptr<RateConverter> rate;
   if (!sameSampleRate(setup.client.mSampleRate, setup.deviceRate)) {
@@ -40,7 +46,7 @@ RenderPipeline::RenderPipeline(const Setup& setup, const PcmLayout& clientLayout
       rate_(std::move(rate)),
       client_(std::size_t{sliceFrames} * clientChannels_ * clientLayout_.bytes),
       narrow_(std::size_t{sliceFrames} * channels_.mixedChannels() * deviceLayout_.bytes),
-      computed_(std::size_t{sliceFrames} * clientChannels_),
+      computed_(std::size_t{sliceFrames} * std::max(clientChannels_, channels_.mixedChannels())),
       resampled_(std::size_t{sliceFrames} * channels_.mixedChannels()) {}
 
 bool RenderPipeline::reset(const AURenderCallback& callback) {

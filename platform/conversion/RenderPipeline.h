@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/AudioOutputUnit.h"
+#include "platform/ChannelLayout.h"
 #include "platform/conversion/ChannelMap.h"
 #include "platform/conversion/PcmConverter.h"
 #include "platform/conversion/RateConverter.h"
@@ -25,6 +26,8 @@ class RenderPipeline {
     PcmLayout device;
     std::uint32_t deviceChannels = 0;
     double deviceRate = 0;
+    ChannelLayout clientPositions{};  ///< empty: usualLayout()
+    ChannelLayout devicePositions{};  ///< empty: unknownLayout()
   };
   /// The most frames that the callback is asked for at once.
   static constexpr std::uint32_t sliceFrames = 1024;

@@ -1,0 +1,153 @@
+#include "platform/conversion/ChannelPlacement.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace tolvane {
+namespace {
+
+using enum ChannelPosition;
+using Positions = std::vector<ChannelPosition>;
+
+bool hasPair(const ChannelLayout& layout, ChannelPosition left, ChannelPosition right) {
+  return layout.has(left) || layout.has(right);
+}
+
+void rename(Positions& positions, ChannelPosition from, ChannelPosition to) {
+  std::ranges::replace(positions, from, to);
+}
+
+/// The device's positions by the names that the source has for them. `isCertain` becomes false where two naming schemes
+/// have to be matched.
+Positions renamedFor(const ChannelLayout& source, const ChannelLayout& device, bool& isCertain) {
+  Positions positions = device.positions;
+  const bool sourceHasRear = hasPair(source, rearLeft, rearRight);
+  const bool sourceHasSide = hasPair(source, sideLeft, sideRight);
+  const bool deviceHasRear = hasPair(device, rearLeft, rearRight);
+  const bool deviceHasSide = hasPair(device, sideLeft, sideRight);
+  if (sourceHasSide && !sourceHasRear && deviceHasRear && !deviceHasSide) {
+    rename(positions, rearLeft, sideLeft);
+    rename(positions, rearRight, sideRight);
+  } else if (sourceHasRear && !sourceHasSide && deviceHasSide && !deviceHasRear) {
+    rename(positions, sideLeft, rearLeft);
+    rename(positions, sideRight, rearRight);
+  } else if (sourceHasRear && sourceHasSide && deviceHasRear && !deviceHasSide &&
+             hasPair(device, rearLeftOfCentre, rearRightOfCentre)) {
+    // HDMI calls the two surround pairs of 7.1 rear, and rear of centre.
+    rename(positions, rearLeft, sideLeft);
+    rename(positions, rearRight, sideRight);
+    rename(positions, rearLeftOfCentre, rearLeft);
+    rename(positions, rearRightOfCentre, rearRight);
+    isCertain = false;
+  }
+  return positions;
+}
+
+/// The first channel of the device at this position that plays nothing yet.
+std::optional<std::size_t> freeChannel(const Positions& positions, const ChannelPlacement& placement,
+                                       ChannelPosition wanted) {
+  for (std::size_t d = 0; d < positions.size(); ++d) {
+    if (positions[d] == wanted && !placement.sourceOf[d]) return d;
+  }
+  return std::nullopt;
+}
+
+ChannelPlacement placeMono(const ChannelLayout& device) {
+  ChannelPlacement placement;
+  placement.sourceOf.resize(device.positions.size());
+  const auto left = freeChannel(device.positions, placement, frontLeft);
+  const auto right = freeChannel(device.positions, placement, frontRight);
+  if (device.positions.size() > 2) placement.isCertain = left && right;
+  const bool byPosition = left && right;
+  for (std::size_t d = 0; d < device.positions.size(); ++d) {
+    if (byPosition ? d == left || d == right : d < 2) placement.sourceOf[d] = 0;
+  }
+  return placement;
+}
+
+/// Channels without a position that would tell where they belong keep their order, on the channels that are left.
+std::vector<std::size_t> placeInOrder(const std::vector<std::size_t>& channels, const ChannelLayout& source,
+                                      const Positions& positions, ChannelPlacement& placement) {
+  std::vector<std::size_t> unplaced;
+  for (const std::size_t s : channels) {
+    auto place = freeChannel(positions, placement, unknown);
+    if (!place && source.positions[s] == unknown) {
+      for (std::size_t d = 0; d < positions.size() && !place; ++d) {
+        if (positions[d] != silent && !placement.sourceOf[d]) place = d;
+      }
+    }
+    if (place) {
+      placement.sourceOf[*place] = s;
+      placement.isCertain = false;
+    } else {
+      unplaced.push_back(s);
+    }
+  }
+  return unplaced;
+}
+
+std::string withArticle(std::string_view text) {
+  const bool startsWithVowel = std::string_view("aeiou").find(text.front()) != std::string_view::npos;
+  return (startsWithVowel ? "an " : "a ") + std::string(text);
+}
+
+std::string count(std::size_t number, std::string_view noun) {
+  return std::to_string(number) + ' ' + std::string(noun) + (number == 1 ? "" : "s");
+}
+
+}  // namespace
+
+ChannelPlacement placeChannels(const ChannelLayout& source, const ChannelLayout& device) {
+  if (source.positions.size() == 1) return placeMono(device);
+  ChannelPlacement placement;
+  placement.sourceOf.resize(device.positions.size());
+  placement.isCertain = source.isStated && device.isStated;
+  const Positions positions = renamedFor(source, device, placement.isCertain);
+  std::vector<std::size_t> remaining;
+  for (std::size_t s = 0; s < source.positions.size(); ++s) {
+    const ChannelPosition position = source.positions[s];
+    const auto place =
+        position == unknown || position == silent ? std::nullopt : freeChannel(positions, placement, position);
+    if (place) {
+      placement.sourceOf[*place] = s;
+    } else {
+      remaining.push_back(s);
+    }
+  }
+  placement.unplaced = placeInOrder(remaining, source, positions, placement);
+  return placement;
+}
+
+std::optional<ChannelFinding> describePlacement(const ChannelLayout& source, const ChannelLayout& device) {
+  using Kind = ChannelFinding::Kind;
+  const std::size_t channels = source.positions.size();
+  if (channels <= 2 && device.positions.size() >= channels) return std::nullopt;
+  if (device.positions.size() < channels) {
+    return ChannelFinding{Kind::converted, "The track's " + count(channels, "channel") +
+                                               " are mixed down to the device's " +
+                                               std::to_string(device.positions.size()) + "."};
+  }
+  const ChannelPlacement placement = placeChannels(source, device);
+  if (placement.unplaced.size() == 1) {
+    const std::string_view text = positionText(source.positions[placement.unplaced.front()]);
+    return ChannelFinding{Kind::converted,
+                          "The track has " + withArticle(text) + " channel, but the device has no loudspeaker for it."};
+  }
+  if (!placement.unplaced.empty()) {
+    std::string list;
+    for (const std::size_t s : placement.unplaced)
+      list += (list.empty() ? "" : ", ") + std::string(positionText(source.positions[s]));
+    return ChannelFinding{Kind::converted, "The device has no loudspeakers for " +
+                                               count(placement.unplaced.size(), "channel") + " of the track: " + list +
+                                               "."};
+  }
+  if (placement.isCertain) return std::nullopt;
+  if (!source.isStated || source.has(unknown)) {
+    return ChannelFinding{Kind::unknown, "The track does not state which loudspeakers its " +
+                                             count(channels, "channel") + " are meant for."};
+  }
+  return ChannelFinding{Kind::unknown, "The device does not state which loudspeakers its " +
+                                           count(device.positions.size(), "channel") + " are for."};
+}
+
+}  // namespace tolvane
