@@ -98,6 +98,12 @@ Result<std::unique_ptr<AudioOutputUnit>> OutputConfiguration::createOutputUnit(A
     if (const OSStatus status = unit->setProperty(step.property, step.scope, step.element, step.value); status != noErr)
       return abandon(step.stage, status);
 
+  // A unit expects the usual channels by itself.
+  if (const ChannelLayout& channels = prepared.channels;
+      !channels.positions.empty() && channels != usualLayout(prepared.context->format().mChannelsPerFrame)) {
+    const OSStatus status = unit->setProperty(Property::channelLayout, Scope::input, 0, channels);
+    if (status != noErr) return abandon("Setting the source PCM format", status);
+  }
   // Hints: a unit without these properties plays all the same.
   if (!prepared.sourceIsFloat) (void)unit->setProperty(Property::sourceBits, Scope::input, 0, prepared.sourceBitDepth);
   if (prefersHighQualityConversion)

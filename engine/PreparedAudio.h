@@ -6,6 +6,7 @@
 #include <string>
 
 #include "engine/render/AudioRenderContext.h"
+#include "platform/ChannelLayout.h"
 
 namespace tolvane {
 
@@ -13,8 +14,9 @@ struct PreparedAudio {
   std::shared_ptr<AudioRenderContext> context;  ///< never null
   std::uint32_t sourceBitDepth = 0;             ///< of the source, not of the block; 0 when unknown
   bool sourceIsFloat = false;
-  bool isLossless = false;  ///< FLAC and every PCM file; not MP3
-  std::string sourceLabel;  ///< the file's extension in upper case: "FLAC"
+  bool isLossless = false;   ///< FLAC and every PCM file; not MP3
+  std::string sourceLabel;   ///< the file's extension in upper case: "FLAC"
+  ChannelLayout channels{};  ///< the loudspeakers that the block's channels are meant for; empty: the usual ones
 };
 
 }  // namespace tolvane

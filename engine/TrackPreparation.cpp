@@ -86,7 +86,8 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
   const SourceFormatInfo info = readSourceFormatInfo(*decoder, *source);
   if (std::int64_t{*frames} < *length) block = shortened(block, std::uint64_t{*frames} * client.mBytesPerFrame);
   auto context = makeContext(std::move(block), client, levels_);
-  return PreparedAudio{std::move(context), info.bitDepth, info.isFloat, isLossless, std::move(sourceLabel)};
+  return PreparedAudio{std::move(context), info.bitDepth,          info.isFloat,
+                       isLossless,         std::move(sourceLabel), decoder->channelLayout()};
 }
 
 Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url) const {
@@ -113,7 +114,8 @@ Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url) co
   if (framesRead < *byteCount / format->mBytesPerFrame) block = shortened(block, framesRead * format->mBytesPerFrame);
   const SourceFormatInfo info = sourceFormatInfo(file->sourceBitDepth(), *format);
   auto context = makeContext(std::move(block), *format, levels_);
-  return PreparedAudio{std::move(context), info.bitDepth, info.isFloat, true, asciiUppercased(url.pathExtension())};
+  return PreparedAudio{std::move(context),   info.bitDepth, info.isFloat, true, asciiUppercased(url.pathExtension()),
+                       file->channelLayout()};
 }
 
 SourceFormatInfo readSourceFormatInfo(ExtAudioFile& decoder, const AudioStreamBasicDescription& fallback) {

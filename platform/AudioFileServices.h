@@ -11,6 +11,7 @@
 
 #include "platform/AudioStatus.h"
 #include "platform/AudioStreamBasicDescription.h"
+#include "platform/ChannelLayout.h"
 #include "platform/FileURL.h"
 
 namespace tolvane {
@@ -29,6 +30,10 @@ class AudioFile {
   /// kAudioFilePropertySourceBitDepth: bits of a sample; negative for floating point; 0 when unknown.
   [[nodiscard]] virtual std::expected<std::int32_t, OSStatus> sourceBitDepth() const = 0;
 
+  /// kAudioFilePropertyChannelLayout: what the file states about its channels' loudspeakers, or usualLayout() of as
+  /// many channels as the format has, marked as assumed where it states nothing.
+  [[nodiscard]] virtual ChannelLayout channelLayout() const = 0;
+
   /// AudioFileReadBytes: reads sample data from `offset` bytes into the data. The number of bytes that came; fewer than
   /// asked for when the data ends (or the file has shrunk), which is no error.
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> readBytes(std::uint64_t offset,
@@ -42,6 +47,9 @@ class ExtAudioFile {
 
   /// kExtAudioFileProperty_FileDataFormat: rate and channels of the source; bits 0 where the format has no such notion.
   [[nodiscard]] virtual std::expected<AudioStreamBasicDescription, OSStatus> fileDataFormat() const = 0;
+
+  /// kExtAudioFileProperty_FileChannelLayout: as AudioFile::channelLayout(); the client's channels are in this order.
+  [[nodiscard]] virtual ChannelLayout channelLayout() const = 0;
 
   /// kExtAudioFileProperty_ClientDataFormat: interleaved 32-bit native float at the file's rate and channels is
   /// required of every reader; others give kAudioFileUnsupportedDataFormatError.

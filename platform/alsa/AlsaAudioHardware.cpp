@@ -57,9 +57,6 @@ std::optional<AlsaAudioHardware::Kind> AlsaAudioHardware::kindOf(AudioObjectID o
 }
 
 bool AlsaAudioHardware::lacks(AudioObjectID object, FourCharCode selector) const {
-  // Nothing stands between a unit and its PCM.
-  if (selector == kAudioDevicePropertyProcessingIsActive || selector == kAudioDevicePropertySampleAlterations)
-    return true;
   return selector == kAudioDevicePropertyVolumeDecibels && !deviceOf(object)->volumeDecibels();
 }
 
@@ -110,6 +107,10 @@ std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::deviceProperty(Al
       return Numbers{device.channelCount()};
     case kAudioDevicePropertyBufferFrameSize:
       return device.bufferFrameSize();
+    case kAudioDevicePropertyProcessingIsActive:
+      return device.alterations().empty() ? std::uint32_t{0} : std::uint32_t{1};
+    case kAudioDevicePropertySampleAlterations:
+      return device.alterations();
     case kAudioDevicePropertyVolumeDecibels:
       if (const auto decibels = device.volumeDecibels()) return *decibels;
       return std::unexpected(kAudioHardwareUnknownPropertyError);

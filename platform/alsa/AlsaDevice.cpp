@@ -250,14 +250,16 @@ std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const Outpu
   unitPcm_ = pcm;
   unitSetup_ = *setup;
   unitClient_ = client;
-  unitChannels_ = settings.channelLayout();
+  if (auto alteration = placementAlteration(settings.channelLayout(), setup->positions))
+    setAlterations({*std::move(alteration)});
   surrenderUnit_ = std::move(surrender);
   return OpenPcm{std::move(pcm), *setup};
 }
 
-std::optional<ChannelFinding> AlsaDevice::channelFinding() const {
-  if (!unitSetup_) return std::nullopt;
-  return describePlacement(unitChannels_, unitSetup_->positions);
+void AlsaDevice::setAlterations(std::vector<SampleAlteration> alterations) {
+  if (alterations_ == alterations) return;
+  alterations_ = std::move(alterations);
+  system_.notify(id_, kAudioDevicePropertyProcessingIsActive);
 }
 
 void AlsaDevice::closeForUnit() {
@@ -266,6 +268,7 @@ void AlsaDevice::closeForUnit() {
   if (unitSetup_ && !chosenRate_) chosenRate_ = unitSetup_->rate;
   unitPcm_.reset();
   unitSetup_.reset();
+  setAlterations({});
   surrenderUnit_ = nullptr;
 }
 

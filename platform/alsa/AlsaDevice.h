@@ -67,8 +67,8 @@ class AlsaDevice {
   };
   [[nodiscard]] std::expected<OpenPcm, OSStatus> openForUnit(const OutputUnitSettings& settings,
                                                              std::function<void()> surrender);
-  /// What becomes of the channels of the unit's track; nothing while there is no unit.
-  [[nodiscard]] std::optional<ChannelFinding> channelFinding() const;
+  /// What happens to the samples of the unit on their way to the hardware; empty while there is no unit.
+  [[nodiscard]] const std::vector<SampleAlteration>& alterations() const { return alterations_; }
   /// The unit has let go of its PCM, or is about to.
   void closeForUnit();
 
@@ -87,6 +87,7 @@ class AlsaDevice {
   [[nodiscard]] OSStatus tryRate(std::uint32_t rate);
   [[nodiscard]] std::optional<AlsaSubstream> ownSubstream() const;
   [[nodiscard]] std::optional<AlsaSubstream> playingSubstream() const;
+  void setAlterations(std::vector<SampleAlteration> alterations);
   [[nodiscard]] AlsaDepthTexts readDepthTexts() const;
   [[nodiscard]] std::optional<int> provenBits(const AlsaDepthTexts& texts, const PcmLayout& container,
                                               std::uint32_t channels, int driverBits) const;
@@ -104,7 +105,7 @@ class AlsaDevice {
   std::function<void()> surrenderUnit_;  ///< while a unit has the PCM
   std::optional<AlsaPcmSetup> unitSetup_;
   AudioStreamBasicDescription unitClient_;
-  ChannelLayout unitChannels_;  ///< of the unit's client
+  std::vector<SampleAlteration> alterations_;  ///< while a unit has the PCM
   pid_t lastOwner_ = -1;
 };
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "platform/codecs/AiffChannels.h"
 #include "platform/codecs/ByteOrder.h"
 #include "platform/codecs/ChunkWalker.h"
 
@@ -148,7 +149,9 @@ std::expected<PcmFileLayout, OSStatus> readAiffLayout(const ByteSource& source) 
   // A file of no frames needs no sound data.
   if (common && !data && common->frames == 0) data = SoundData{};
   if (!common || !data) return std::unexpected(kAudioFileInvalidFileError);
-  return layoutOf(*common, *data);
+  PcmFileLayout layout = layoutOf(*common, *data);
+  layout.channels = readAiffChannels(source, common->format.mChannelsPerFrame);
+  return layout;
 }
 
 }  // namespace tolvane

@@ -17,6 +17,7 @@ class DecodedAudioFile final : public ExtAudioFile {
                    const SegmentLimits& limits = {});
 
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> fileDataFormat() const override;
+  [[nodiscard]] ChannelLayout channelLayout() const override { return track_->channelLayout(); }
   [[nodiscard]] OSStatus setClientDataFormat(const AudioStreamBasicDescription& format) override;
   [[nodiscard]] std::expected<std::int64_t, OSStatus> fileLengthFrames() const override;
   /// A failure is for good: later reads give it again.

@@ -10,6 +10,7 @@
 
 #include "platform/AudioStatus.h"
 #include "platform/AudioStreamBasicDescription.h"
+#include "platform/ChannelLayout.h"
 
 namespace tolvane {
 
@@ -29,6 +30,8 @@ class EncodedTrack {
 
   /// Rate, channels and format id; bits a channel where the format has them.
   [[nodiscard]] virtual const AudioStreamBasicDescription& format() const = 0;
+  /// As ExtAudioFile::channelLayout(). Formats of one or two channels have no other than the usual one.
+  [[nodiscard]] virtual ChannelLayout channelLayout() const { return usualLayout(format().mChannelsPerFrame); }
   /// A stream that does not announce its length may be too damaged to find it.
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> frameCount() const = 0;
   /// False when decoderAt() must decode all that lies before, or when a decoder that began there might sound different

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/codecs/FlacChannels.h"
 #include "platform/codecs/FlacDecoder.h"
 
 namespace tolvane {
@@ -54,6 +55,12 @@ std::expected<std::unique_ptr<EncodedTrack>, OSStatus> FlacTrack::open(std::shar
   // Seeking is exact only where the blocks are numbered from 0 and the length is announced.
   track->isSeekable_ = !place.isInOgg && stream->announcedFrames != 0 && stream->firstFrame == 0;
   return track;
+}
+
+ChannelLayout FlacTrack::channelLayout() const {
+  // The comments of a stream inside Ogg are not looked at, and might say something else than the format's assignment.
+  if (stream_.isInOgg) return usualLayout(stream_.channels);
+  return readFlacChannels(*source_, stream_.offset, stream_.channels);
 }
 
 std::expected<std::unique_ptr<TrackDecoder>, OSStatus> FlacTrack::decoderAt(std::uint64_t frame) const {

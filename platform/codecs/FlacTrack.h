@@ -18,6 +18,7 @@ class FlacTrack final : public EncodedTrack {
       std::shared_ptr<const ByteSource> source, std::uint64_t offset, Container container);
 
   [[nodiscard]] const AudioStreamBasicDescription& format() const override { return format_; }
+  [[nodiscard]] ChannelLayout channelLayout() const override;
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return frameCount_; }
   [[nodiscard]] bool isSeekable() const override { return isSeekable_; }
   [[nodiscard]] std::uint64_t proofFrames() const override { return 0; }

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "platform/AudioStreamBasicDescription.h"
+#include "platform/ChannelLayout.h"
 
 namespace tolvane {
 
@@ -13,6 +14,7 @@ struct PcmFileLayout {
   std::uint64_t dataOffset = 0;        ///< bytes from the start of the file
   std::uint64_t dataByteCount = 0;     ///< bytes that the file really holds
   std::int32_t sourceBitDepth = 0;     ///< negative for floating point, 0 when not linear PCM
+  ChannelLayout channels{};            ///< as many as the format has
 
   bool operator==(const PcmFileLayout&) const = default;
 };

@@ -74,6 +74,7 @@ struct FormatFields {
   std::uint16_t bytesPerFrame = 0;
   std::uint16_t containerBits = 0;
   std::uint16_t validBits = 0;
+  std::uint32_t channelMask = 0;
   bool isTag = true;  ///< false when an extensible format is identified by something that is no plain tag
 };
 
@@ -81,6 +82,7 @@ OSStatus readExtension(std::span<const std::byte> bytes, FormatFields& fields) {
   constexpr std::size_t kExtensibleSize = 40;
   if (bytes.size() < kExtensibleSize) return kAudioFileInvalidFileError;
   const auto validBits = loadLittle<std::uint16_t>(bytes, 18);
+  fields.channelMask = loadLittle<std::uint32_t>(bytes, 20);
   fields.tag = loadLittle<std::uint16_t>(bytes, 24);
   fields.isTag = std::ranges::equal(bytes.subspan(26, kTagIdentifierTail.size()), kTagIdentifierTail, {},
                                     [](std::byte b) { return std::to_integer<std::uint8_t>(b); });
@@ -91,7 +93,12 @@ OSStatus readExtension(std::span<const std::byte> bytes, FormatFields& fields) {
   return noErr;
 }
 
-std::expected<AudioStreamBasicDescription, OSStatus> readFormat(const ByteSource& source, const Chunk& chunk) {
+struct Format {
+  AudioStreamBasicDescription description;
+  ChannelLayout channels;
+};
+
+std::expected<Format, OSStatus> readFormat(const ByteSource& source, const Chunk& chunk) {
   constexpr std::size_t kPlainSize = 16;
   constexpr std::size_t kLargestSize = 40;
   std::vector<std::byte> bytes(std::min<std::uint64_t>(chunk.size, kLargestSize));
@@ -112,7 +119,7 @@ std::expected<AudioStreamBasicDescription, OSStatus> readFormat(const ByteSource
     format.mSampleRate = fields.sampleRate;
     format.mFormatID = fields.isTag ? formatIDForTag(fields.tag) : formatIDForTag(kTagExtensible);
     format.mChannelsPerFrame = fields.channels;
-    return format;
+    return Format{format, usualLayout(fields.channels)};
   }
   // Samples of one byte are offset binary, wider ones are signed. The bytes a second are not looked at: they follow
   // from the rest, and files that have them wrong play well everywhere.
@@ -120,7 +127,8 @@ std::expected<AudioStreamBasicDescription, OSStatus> readFormat(const ByteSource
   if (fields.tag == kTagPCM) {
     flags = fields.channels != 0 && fields.bytesPerFrame / fields.channels == 1 ? 0 : kAudioFormatFlagIsSignedInteger;
   }
-  return describePCM(fields.sampleRate, fields.channels, fields.validBits, fields.bytesPerFrame, flags);
+  return Format{describePCM(fields.sampleRate, fields.channels, fields.validBits, fields.bytesPerFrame, flags),
+                layoutOfMask(fields.channelMask, fields.channels)};
 }
 
 /// The size of a chunk as meant: some stand in "ds64", and a writer that could not go back left none at all.
@@ -141,7 +149,7 @@ bool isWavHeader(std::span<const std::byte> start) {
 std::expected<PcmFileLayout, OSStatus> readWavLayout(const ByteSource& source) {
   ChunkWalker walker(source, kFileHeaderSize, std::endian::little);
   std::optional<LongSizes> sizes;
-  std::optional<AudioStreamBasicDescription> format;
+  std::optional<Format> format;
   std::optional<Chunk> data;
   while (!format || !data) {
     auto current = walker.current();
@@ -162,7 +170,8 @@ std::expected<PcmFileLayout, OSStatus> readWavLayout(const ByteSource& source) {
     }
     if (const OSStatus status = walker.advancePast(chunk); status != noErr) return std::unexpected(status);
   }
-  return PcmFileLayout{*format, data->offset, walker.availableBytes(*data), sourceBitDepthOf(*format)};
+  return PcmFileLayout{format->description, data->offset, walker.availableBytes(*data),
+                       sourceBitDepthOf(format->description), format->channels};
 }
 
 }  // namespace tolvane

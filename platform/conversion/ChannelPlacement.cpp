@@ -118,36 +118,36 @@ ChannelPlacement placeChannels(const ChannelLayout& source, const ChannelLayout&
   return placement;
 }
 
-std::optional<ChannelFinding> describePlacement(const ChannelLayout& source, const ChannelLayout& device) {
-  using Kind = ChannelFinding::Kind;
+std::optional<SampleAlteration> placementAlteration(const ChannelLayout& source, const ChannelLayout& device) {
+  using Kind = SampleAlteration::Kind;
   const std::size_t channels = source.positions.size();
   if (channels <= 2 && device.positions.size() >= channels) return std::nullopt;
   if (device.positions.size() < channels) {
-    return ChannelFinding{Kind::converted, "The track's " + count(channels, "channel") +
-                                               " are mixed down to the device's " +
-                                               std::to_string(device.positions.size()) + "."};
+    return SampleAlteration{Kind::converted, "The track's " + count(channels, "channel") +
+                                                 " are mixed down to the device's " +
+                                                 std::to_string(device.positions.size()) + "."};
   }
   const ChannelPlacement placement = placeChannels(source, device);
   if (placement.unplaced.size() == 1) {
     const std::string_view text = positionText(source.positions[placement.unplaced.front()]);
-    return ChannelFinding{Kind::converted,
-                          "The track has " + withArticle(text) + " channel, but the device has no loudspeaker for it."};
+    return SampleAlteration{
+        Kind::converted, "The track has " + withArticle(text) + " channel, but the device has no loudspeaker for it."};
   }
   if (!placement.unplaced.empty()) {
     std::string list;
     for (const std::size_t s : placement.unplaced)
       list += (list.empty() ? "" : ", ") + std::string(positionText(source.positions[s]));
-    return ChannelFinding{Kind::converted, "The device has no loudspeakers for " +
-                                               count(placement.unplaced.size(), "channel") + " of the track: " + list +
-                                               "."};
+    return SampleAlteration{Kind::converted, "The device has no loudspeakers for " +
+                                                 count(placement.unplaced.size(), "channel") +
+                                                 " of the track: " + list + "."};
   }
   if (placement.isCertain) return std::nullopt;
   if (!source.isStated || source.has(unknown)) {
-    return ChannelFinding{Kind::unknown, "The track does not state which loudspeakers its " +
-                                             count(channels, "channel") + " are meant for."};
+    return SampleAlteration{Kind::unknown, "The track does not state which loudspeakers its " +
+                                               count(channels, "channel") + " are meant for."};
   }
-  return ChannelFinding{Kind::unknown, "The device does not state which loudspeakers its " +
-                                           count(device.positions.size(), "channel") + " are for."};
+  return SampleAlteration{Kind::unknown, "The device does not state which loudspeakers its " +
+                                             count(device.positions.size(), "channel") + " are for."};
 }
 
 }  // namespace tolvane

@@ -4,10 +4,10 @@
 
 #include <cstddef>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "platform/ChannelLayout.h"
+#include "platform/SampleAlteration.h"
 
 namespace tolvane {
 
@@ -25,20 +25,10 @@ struct ChannelPlacement {
 /// that are unknown, keep their order; then the placement is not certain.
 [[nodiscard]] ChannelPlacement placeChannels(const ChannelLayout& source, const ChannelLayout& device);
 
-/// What a placement does to the sound, in a sentence for the user.
-struct ChannelFinding {
-  enum class Kind : std::uint8_t {
-    converted,  ///< channels are mixed or dropped
-    unknown     ///< channels may play from other loudspeakers than they are meant for
-  };
-  Kind kind = Kind::unknown;
-  std::string sentence;
-
-  bool operator==(const ChannelFinding&) const = default;
-};
-
-/// Nothing where every channel plays, unaltered, from its own loudspeaker, or where a mono or stereo track merely
-/// leaves loudspeakers silent or plays from two.
-[[nodiscard]] std::optional<ChannelFinding> describePlacement(const ChannelLayout& source, const ChannelLayout& device);
+/// What a placement does to the sound: conversion where channels are mixed or dropped, unknown where they may play from
+/// other loudspeakers than they are meant for. Nothing where every channel plays, unaltered, from its own loudspeaker,
+/// or where a mono or stereo track merely leaves loudspeakers silent or plays from two.
+[[nodiscard]] std::optional<SampleAlteration> placementAlteration(const ChannelLayout& source,
+                                                                  const ChannelLayout& device);
 
 }  // namespace tolvane

@@ -89,9 +89,10 @@ OSStatus PipeWireOutputUnit::openDirect(const Path& path) {
       status != noErr)
     return status;
   const std::tuple<Property, Scope, std::uint32_t> taken[] = {
-      {Property::enableIO, Scope::output, 0},      {Property::enableIO, Scope::input, 1},
-      {Property::streamFormat, Scope::input, 0},   {Property::sourceBits, Scope::input, 0},
-      {Property::renderQuality, Scope::global, 0}, {Property::setRenderCallback, Scope::input, 0}};
+      {Property::enableIO, Scope::output, 0},        {Property::enableIO, Scope::input, 1},
+      {Property::streamFormat, Scope::input, 0},     {Property::sourceBits, Scope::input, 0},
+      {Property::channelLayout, Scope::input, 0},    {Property::renderQuality, Scope::global, 0},
+      {Property::setRenderCallback, Scope::input, 0}};
   for (const auto& [property, scope, element] : taken) {
     const auto value = settings_.get(property, scope);
     if (!value) return value.error();
@@ -105,12 +106,14 @@ OSStatus PipeWireOutputUnit::openStream(const Path& path) {
   const auto rate = static_cast<std::uint32_t>(format().mSampleRate);
   const std::uint32_t channels = format().mChannelsPerFrame;
   // The server mixes in 32-bit float: given that, it converts nothing on the way to the mix.
-  auto pipeline = RenderPipeline::make({format(), floatLayout(4), channels, format().mSampleRate});
+  auto pipeline = RenderPipeline::make(
+      {format(), floatLayout(4), channels, format().mSampleRate, settings_.channelLayout(), settings_.channelLayout()});
   if (!pipeline || channels > 64) return kAudioUnitErr_FormatNotSupported;
   const bool leadsRate = path.rate && *path.rate == format().mSampleRate;
-  stream_ = std::make_unique<PipeWireStream>(host_.connection(), host_.runLoop(),
-                                             PipeWireStream::Setup{path.sink, path.serial, rate, leadsRate, channels},
-                                             std::move(pipeline), [this] { host_.unitChanged(settings_.device()); });
+  stream_ = std::make_unique<PipeWireStream>(
+      host_.connection(), host_.runLoop(),
+      PipeWireStream::Setup{path.sink, path.serial, rate, leadsRate, channels, settings_.channelLayout()},
+      std::move(pipeline), [this] { host_.unitChanged(settings_.device()); });
   const OSStatus status = stream_->open();
   if (status == noErr)
     host_.log().write(LogLevel::info, category,

@@ -62,6 +62,7 @@ class PipeWireOutputUnit : public TabledOutputUnit {
   [[nodiscard]] bool isDirect() const { return direct_ != nullptr; }
   [[nodiscard]] bool isRunning() const { return state_ == State::running; }
   [[nodiscard]] const AudioStreamBasicDescription& format() const { return settings_.format(); }
+  [[nodiscard]] const ChannelLayout& channelLayout() const { return settings_.channelLayout(); }
   /// The sink or the server behind the stream has gone, or has failed.
   void markLost(OSStatus status);
   /// Leaves the sink and renders nothing more until goOn(). How long the hardware still plays what it was given.

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "platform/PropertyReading.h"
+#include "platform/conversion/ChannelPlacement.h"
 #include "platform/conversion/PcmLayout.h"
 #include "platform/pipewire/PathAlterations.h"
 #include "platform/pipewire/PipeWireAudioHardware.h"
@@ -205,7 +206,11 @@ std::vector<SampleAlteration> PipeWireAudioHardware::sharedAlterations(const Dev
   PipeWireStreamFacts stream = playing->facts();
   stream.mixerDecibels =
       readProperty<double>(direct_, device.direct, outputAddress(kAudioDevicePropertyVolumeDecibels));
-  return alterationsOf(connection_.facts(), *device.sink, stream);
+  auto found = alterationsOf(connection_.facts(), *device.sink, stream);
+  // The stream has the positions of the track: against itself a track shows only that it does not state them.
+  const ChannelLayout& channels = device.unit->channelLayout();
+  if (auto alteration = placementAlteration(channels, channels)) found.push_back(*std::move(alteration));
+  return found;
 }
 
 /// The narrowest stage between the unit and the converter: the kernel's account of the card behind the sink, or the

@@ -32,6 +32,7 @@ class PipeWireStream {
     /// Ask the graph, and with it the sink, to run at the client's rate while this stream plays.
     bool leadsRate = false;
     std::uint32_t channels = 0;
+    ChannelLayout layout{};  ///< of the channels
   };
 
   /// `changed` runs on the main thread, from the library's loop, when state or volume have changed.

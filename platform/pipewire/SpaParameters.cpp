@@ -228,35 +228,21 @@ SpaPodBuffer profilePod(std::uint32_t index) {
   return buffer;
 }
 
-std::vector<std::uint32_t> positionsOf(std::uint32_t channels) {
-  using Positions = std::vector<std::uint32_t>;
-  switch (channels) {
-    case 1:
-      return {SPA_AUDIO_CHANNEL_MONO};
-    case 2:
-      return {SPA_AUDIO_CHANNEL_FL, SPA_AUDIO_CHANNEL_FR};
-    case 3:
-      return {SPA_AUDIO_CHANNEL_FL, SPA_AUDIO_CHANNEL_FR, SPA_AUDIO_CHANNEL_FC};
-    case 4:
-      return {SPA_AUDIO_CHANNEL_FL, SPA_AUDIO_CHANNEL_FR, SPA_AUDIO_CHANNEL_RL, SPA_AUDIO_CHANNEL_RR};
-    case 5:
-      return {SPA_AUDIO_CHANNEL_FL, SPA_AUDIO_CHANNEL_FR, SPA_AUDIO_CHANNEL_FC, SPA_AUDIO_CHANNEL_RL,
-              SPA_AUDIO_CHANNEL_RR};
-    case 6:
-      return {SPA_AUDIO_CHANNEL_FL,  SPA_AUDIO_CHANNEL_FR, SPA_AUDIO_CHANNEL_FC,
-              SPA_AUDIO_CHANNEL_LFE, SPA_AUDIO_CHANNEL_RL, SPA_AUDIO_CHANNEL_RR};
-    case 7:
-      return {SPA_AUDIO_CHANNEL_FL, SPA_AUDIO_CHANNEL_FR, SPA_AUDIO_CHANNEL_FC, SPA_AUDIO_CHANNEL_LFE,
-              SPA_AUDIO_CHANNEL_RC, SPA_AUDIO_CHANNEL_SL, SPA_AUDIO_CHANNEL_SR};
-    case 8:
-      return {SPA_AUDIO_CHANNEL_FL, SPA_AUDIO_CHANNEL_FR, SPA_AUDIO_CHANNEL_FC, SPA_AUDIO_CHANNEL_LFE,
-              SPA_AUDIO_CHANNEL_RL, SPA_AUDIO_CHANNEL_RR, SPA_AUDIO_CHANNEL_SL, SPA_AUDIO_CHANNEL_SR};
-    default:
-      break;
+std::vector<std::uint32_t> positionsOf(const ChannelLayout& channels) {
+  // In the order of ChannelPosition.
+  constexpr std::array<std::uint32_t, 21> numbers{
+      SPA_AUDIO_CHANNEL_FL,  SPA_AUDIO_CHANNEL_FR,  SPA_AUDIO_CHANNEL_FC,  SPA_AUDIO_CHANNEL_LFE, SPA_AUDIO_CHANNEL_RL,
+      SPA_AUDIO_CHANNEL_RR,  SPA_AUDIO_CHANNEL_FLC, SPA_AUDIO_CHANNEL_FRC, SPA_AUDIO_CHANNEL_RC,  SPA_AUDIO_CHANNEL_SL,
+      SPA_AUDIO_CHANNEL_SR,  SPA_AUDIO_CHANNEL_TC,  SPA_AUDIO_CHANNEL_TFL, SPA_AUDIO_CHANNEL_TFC, SPA_AUDIO_CHANNEL_TFR,
+      SPA_AUDIO_CHANNEL_TRL, SPA_AUDIO_CHANNEL_TRC, SPA_AUDIO_CHANNEL_TRR, SPA_AUDIO_CHANNEL_RLC, SPA_AUDIO_CHANNEL_RRC,
+      SPA_AUDIO_CHANNEL_MONO};
+  if (channels.positions.size() > SPA_AUDIO_MAX_CHANNELS) return {};
+  std::vector<std::uint32_t> positions;
+  std::uint32_t auxiliary = SPA_AUDIO_CHANNEL_AUX0;
+  for (const ChannelPosition position : channels.positions) {
+    const auto index = static_cast<std::size_t>(position);
+    positions.push_back(index < numbers.size() ? numbers[index] : auxiliary++);
   }
-  if (channels == 0 || channels > SPA_AUDIO_MAX_CHANNELS) return {};
-  Positions positions;
-  for (std::uint32_t i = 0; i < channels; ++i) positions.push_back(SPA_AUDIO_CHANNEL_AUX0 + i);
   return positions;
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/ChannelLayout.h"
 #include "platform/pipewire/PipeWireFacts.h"
 
 namespace tolvane {
@@ -59,7 +60,7 @@ class SpaPodBuffer {
 /// "FL", "AUX3": the server's name of a speaker's number.
 [[nodiscard]] std::string channelName(std::uint32_t position);
 
-/// The server's numbers of the speakers that so many channels are meant for, in the order of WAVE files.
-[[nodiscard]] std::vector<std::uint32_t> positionsOf(std::uint32_t channels);
+/// The server's numbers of these positions; an auxiliary channel each for those that are unknown.
+[[nodiscard]] std::vector<std::uint32_t> positionsOf(const ChannelLayout& channels);
 
 }  // namespace tolvane

@@ -39,6 +39,9 @@ class PCMReader final : public AudioFile {
   std::expected<std::int32_t, OSStatus> sourceBitDepth() const override {
     return valueUnless(file_->bitDepthStatus, file_->sourceBitDepth);
   }
+  ChannelLayout channelLayout() const override {
+    return file_->channels.value_or(usualLayout(file_->format.mChannelsPerFrame));
+  }
 
   std::expected<std::uint64_t, OSStatus> readBytes(std::uint64_t offset, std::span<std::byte> destination) override {
     const bool canFail = file_->readStatus != noErr;
@@ -63,6 +66,7 @@ std::shared_ptr<const SimulatedPCMFile> layoutOf(const SimulatedCompressedFile& 
   layout->sourceBitDepth = file.sourceBitDepth;
   layout->formatStatus = file.formatStatus;
   layout->bitDepthStatus = file.bitDepthStatus;
+  layout->channels = file.channels;
   return layout;
 }
 
@@ -75,6 +79,9 @@ class CompressedReader final : public ExtAudioFile {
 
   std::expected<AudioStreamBasicDescription, OSStatus> fileDataFormat() const override {
     return valueUnless(file_->formatStatus, file_->format);
+  }
+  ChannelLayout channelLayout() const override {
+    return file_->channels.value_or(usualLayout(file_->format.mChannelsPerFrame));
   }
 
   OSStatus setClientDataFormat(const AudioStreamBasicDescription& format) override {

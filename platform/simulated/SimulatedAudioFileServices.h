@@ -30,6 +30,7 @@ struct SimulatedPCMFile {
   OSStatus byteCountStatus = noErr;
   OSStatus bitDepthStatus = noErr;
   OSStatus readStatus = noErr;
+  std::optional<ChannelLayout> channels{};  ///< nothing: the usual ones
 };
 
 /// A compressed file; openAudioFile() also opens it, as one whose layout is not linear PCM.
@@ -49,6 +50,7 @@ struct SimulatedCompressedFile {
   OSStatus lengthStatus = noErr;
   OSStatus bitDepthStatus = noErr;
   OSStatus readStatus = noErr;
+  std::optional<ChannelLayout> channels{};  ///< nothing: the usual ones
 };
 
 class SimulatedAudioFileServices final : public AudioFileServices {

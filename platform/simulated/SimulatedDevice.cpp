@@ -6,6 +6,7 @@
 #include <cmath>
 #include <utility>
 
+#include "platform/conversion/ChannelPlacement.h"
 #include "platform/simulated/SimulatedOutputUnit.h"
 
 namespace tolvane {
@@ -158,7 +159,7 @@ bool SimulatedDevice::lacks(FourCharCode selector) const {
       return config_.actualRate == SimulatedActualRate::absent;
     case kAudioDevicePropertyProcessingIsActive:
     case kAudioDevicePropertySampleAlterations:
-      return !config_.alterations;
+      return !config_.alterations && !config_.channelLayout;
     case kAudioDevicePropertyVolumeDecibels:
       return true;
     default:
@@ -199,9 +200,9 @@ std::expected<AudioPropertyValue, OSStatus> SimulatedDevice::readDevice(FourChar
     case kAudioDevicePropertyBufferFrameSize:
       return config_.bufferFrameSize;
     case kAudioDevicePropertyProcessingIsActive:
-      return config_.alterations && !config_.alterations->empty() ? 1U : 0U;
+      return alterations().empty() ? 0U : 1U;
     case kAudioDevicePropertySampleAlterations:
-      return config_.alterations.value_or(std::vector<SampleAlteration>{});
+      return alterations();
     default:
       return std::unexpected(kAudioHardwareUnknownPropertyError);
   }
@@ -298,11 +299,28 @@ OSStatus SimulatedDevice::open(SimulatedOutputUnit& unit) {
   if (isForeign && config_.foreignHogShutsOut) return kAudioDevicePermissionsError;
   if (openUnits_.size() >= config_.unitsAtOnce) return kAudioDevicePermissionsError;
   openUnits_.push_back(&unit);
+  sourceBits_ = unit.sourceBits();
   chooseFormats(unit.clientFormat());
+  if (config_.channelLayout) setChannelAlteration(placementAlteration(unit.clientChannels(), *config_.channelLayout));
   return noErr;
 }
 
-void SimulatedDevice::close(SimulatedOutputUnit& unit) { std::erase(openUnits_, &unit); }
+void SimulatedDevice::close(SimulatedOutputUnit& unit) {
+  std::erase(openUnits_, &unit);
+  if (openUnits_.empty()) setChannelAlteration(std::nullopt);
+}
+
+void SimulatedDevice::setChannelAlteration(std::optional<SampleAlteration> alteration) {
+  if (channelAlteration_ == alteration) return;
+  channelAlteration_ = std::move(alteration);
+  notifyAbout(kAudioDevicePropertyProcessingIsActive);
+}
+
+std::vector<SampleAlteration> SimulatedDevice::alterations() const {
+  std::vector<SampleAlteration> all = config_.alterations.value_or(std::vector<SampleAlteration>{});
+  if (channelAlteration_) all.push_back(*channelAlteration_);
+  return all;
+}
 
 void SimulatedDevice::chooseFormats(const AudioStreamBasicDescription& client) {
   for (std::size_t i = 0; i < config_.streams.size(); ++i) {

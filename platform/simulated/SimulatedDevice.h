@@ -59,9 +59,12 @@ class SimulatedDevice {
   void underrun(RunLoop::Duration silence);
   void setSampleTimeReadable(bool isReadable) { sampleTimeIsReadable_ = isReadable; }
 
-  /// The bytes that were played, in the client's format (only when the script says `captures`).
+  /// The bytes that were played, in the client's format and the order of the device's channels (only when the script
+  /// says `captures`).
   [[nodiscard]] const std::vector<std::byte>& heard();
   void forgetHeard() { heard_.clear(); }
+  /// The depth of the source as the unit that was opened last knows it; 0: it does not.
+  [[nodiscard]] std::uint32_t sourceBits() const { return sourceBits_; }
 
   // For SimulatedAudioHardware.
 
@@ -97,6 +100,8 @@ class SimulatedDevice {
   void rateHasChanged(double hertz);
   void chooseFormats(const AudioStreamBasicDescription& client);
   void makeStreamIDs();
+  void setChannelAlteration(std::optional<SampleAlteration> alteration);
+  [[nodiscard]] std::vector<SampleAlteration> alterations() const;
 
   const AudioObjectID id_;
   SimulatedDeviceConfig config_;
@@ -105,6 +110,8 @@ class SimulatedDevice {
   std::vector<AudioObjectID> streamIDs_;
   std::vector<std::size_t> formatInUse_;  // a stream's index into its physicalFormats
   std::vector<SimulatedOutputUnit*> openUnits_;
+  std::optional<SampleAlteration> channelAlteration_;  ///< by the unit that was opened last
+  std::uint32_t sourceBits_ = 0;
   double rateOnItsWay_ = 0;
   double settledActualRate_ = 0;
   std::unique_ptr<ManualRunLoop::HardwareAlarm> rateAlarm_;

@@ -87,6 +87,10 @@ struct SimulatedDeviceConfig {
   /// stays readable: the verdict must not depend on its absence.
   std::optional<std::vector<SampleAlteration>> alterations{};
 
+  /// The loudspeakers of its channels. A unit moves its client's channels to them, and reports as an alteration what
+  /// does not go. Nothing: whatever the client's channels are.
+  std::optional<ChannelLayout> channelLayout{};
+
   std::uint32_t bufferFrameSize = 512;  ///< reported, frames
   std::uint32_t periodFrames = 0;       ///< pulled at a time; 0: bufferFrameSize, 512 if that is 0
   std::uint32_t unitsAtOnce = 1;        ///< units that can have it open together

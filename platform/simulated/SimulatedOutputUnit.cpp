@@ -124,6 +124,10 @@ OSStatus SimulatedOutputUnit::initialize() {
   lastRenderError_ = noErr;
   periodFrames_ = device->periodFrames();
   period_.resize(std::size_t{periodFrames_} * clientFormat().mBytesPerFrame);
+  channels_.reset();
+  if (const auto& layout = device->config().channelLayout;
+      layout && layout->channelCount() == clientFormat().mChannelsPerFrame)
+    channels_ = ChannelMap::make(clientChannels(), *layout);
   state_ = State::initialised;
   return noErr;
 }
@@ -214,7 +218,10 @@ void SimulatedOutputUnit::pull() {
   renderedFrames_ += periodFrames_;
   if (device_->config().captures) {
     deliverHeard();
+    const std::size_t before = unheard_.size();
     unheard_.insert(unheard_.end(), period_.begin(), period_.end());
+    if (channels_ && !channels_->mixes())
+      channels_->spread(*pcmLayout(clientFormat()), period_.data(), unheard_.data() + before, periodFrames_);
   }
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/conversion/ChannelMap.h"
 #include "platform/conversion/TabledOutputUnit.h"
 #include "platform/simulated/ManualRunLoop.h"
 #include "platform/simulated/SimulatedClock.h"
@@ -41,6 +42,10 @@ class SimulatedOutputUnit final : public TabledOutputUnit {
   [[nodiscard]] bool isPlaying() const { return state_ == State::running && !hasDied_; }
   /// REQUIRES: initialised.
   [[nodiscard]] const AudioStreamBasicDescription& clientFormat() const { return settings_.format(); }
+  /// REQUIRES: initialised.
+  [[nodiscard]] const ChannelLayout& clientChannels() const { return settings_.channelLayout(); }
+  /// 0: not stated. REQUIRES: initialised.
+  [[nodiscard]] std::uint32_t sourceBits() const { return settings_.sourceBits(); }
   void deviceWentAway();
   /// `status` becomes the last render error; 0 leaves none.
   void deviceStoppedByItself(OSStatus status);
@@ -96,6 +101,7 @@ class SimulatedOutputUnit final : public TabledOutputUnit {
   std::uint32_t periodFrames_ = 0;
   std::int64_t renderedFrames_ = 0;
   std::int64_t framesPlayed_ = 0;
+  std::optional<ChannelMap> channels_;  // where they stand in another order on the device
   std::vector<std::byte> period_;
   std::vector<std::byte> unheard_;  // rendered, not heard: only when the device captures
 };

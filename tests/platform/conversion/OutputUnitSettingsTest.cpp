@@ -71,6 +71,24 @@ TEST(OutputUnitSettings, takeTheDepthOfTheSource) {
   EXPECT_EQ(told.settings.sourceBits(), 16U);
 }
 
+TEST(OutputUnitSettings, haveTheUsualChannelsUntilOthersAreSet) {
+  Told told;
+  const ChannelLayout swapped{{ChannelPosition::frontRight, ChannelPosition::frontLeft}};
+  EXPECT_EQ(told.set(Property::channelLayout, Scope::input, 0, swapped), kAudioUnitErr_InvalidPropertyValue)
+      << "there is no format yet";
+  EXPECT_EQ(told.settings.get(Property::channelLayout, Scope::input).error(), kAudioUnitErr_CannotDoInCurrentContext);
+  told.tellAll();
+  EXPECT_EQ(told.settings.channelLayout(), usualLayout(2));
+  EXPECT_EQ(told.set(Property::channelLayout, Scope::input, 0, swapped), noErr);
+  EXPECT_EQ(told.settings.get(Property::channelLayout, Scope::input), AudioUnitPropertyValue(swapped));
+  EXPECT_EQ(told.set(Property::channelLayout, Scope::input, 0, usualLayout(6)), kAudioUnitErr_InvalidPropertyValue);
+  EXPECT_EQ(told.set(Property::channelLayout, Scope::input, 0, usualLayout(2), Phase::initialised),
+            kAudioUnitErr_Initialized);
+  EXPECT_EQ(told.settings.channelLayout(), swapped);
+  EXPECT_EQ(told.set(Property::streamFormat, Scope::input, 0, stereo(48000)), noErr);
+  EXPECT_EQ(told.settings.channelLayout(), usualLayout(2)) << "another format, other channels";
+}
+
 TEST(OutputUnitSettings, refuseWhatIsNotThereNotRightOrTooLate) {
   const double notANumber = std::numeric_limits<double>::quiet_NaN();
   const struct {

@@ -166,10 +166,26 @@ TEST(SpaProfile, isReadBackAsItWasWritten) {
 }
 
 TEST(Positions, areAsManyAsTheChannels) {
-  for (std::uint32_t channels = 1; channels <= 64; ++channels) EXPECT_EQ(positionsOf(channels).size(), channels);
-  EXPECT_THAT(positionsOf(0), IsEmpty());
-  EXPECT_THAT(positionsOf(65), IsEmpty());
-  EXPECT_THAT(positionsOf(2), ElementsAre(left, right));
+  for (std::uint32_t channels = 1; channels <= 64; ++channels)
+    EXPECT_EQ(positionsOf(usualLayout(channels)).size(), channels);
+  EXPECT_THAT(positionsOf(usualLayout(0)), IsEmpty());
+  EXPECT_THAT(positionsOf(usualLayout(65)), IsEmpty());
+  EXPECT_THAT(positionsOf(usualLayout(2)), ElementsAre(left, right));
+}
+
+TEST(Positions, areTheServersNumbersInTheOrderOfTheChannels) {
+  EXPECT_THAT(positionsOf(layoutOfMask(0x60F, 6)),
+              ElementsAre(SPA_AUDIO_CHANNEL_FL, SPA_AUDIO_CHANNEL_FR, SPA_AUDIO_CHANNEL_FC, SPA_AUDIO_CHANNEL_LFE,
+                          SPA_AUDIO_CHANNEL_SL, SPA_AUDIO_CHANNEL_SR));
+  EXPECT_THAT(positionsOf(layoutOfMask(0x3FFFF, 18)),
+              ElementsAre(SPA_AUDIO_CHANNEL_FL, SPA_AUDIO_CHANNEL_FR, SPA_AUDIO_CHANNEL_FC, SPA_AUDIO_CHANNEL_LFE,
+                          SPA_AUDIO_CHANNEL_RL, SPA_AUDIO_CHANNEL_RR, SPA_AUDIO_CHANNEL_FLC, SPA_AUDIO_CHANNEL_FRC,
+                          SPA_AUDIO_CHANNEL_RC, SPA_AUDIO_CHANNEL_SL, SPA_AUDIO_CHANNEL_SR, SPA_AUDIO_CHANNEL_TC,
+                          SPA_AUDIO_CHANNEL_TFL, SPA_AUDIO_CHANNEL_TFC, SPA_AUDIO_CHANNEL_TFR, SPA_AUDIO_CHANNEL_TRL,
+                          SPA_AUDIO_CHANNEL_TRC, SPA_AUDIO_CHANNEL_TRR));
+  EXPECT_THAT(positionsOf(layoutOfMask(0x3, 4)),
+              ElementsAre(SPA_AUDIO_CHANNEL_FL, SPA_AUDIO_CHANNEL_FR, SPA_AUDIO_CHANNEL_AUX0, SPA_AUDIO_CHANNEL_AUX1));
+  EXPECT_THAT(positionsOf(usualLayout(1)), ElementsAre(SPA_AUDIO_CHANNEL_MONO));
 }
 
 TEST(ChannelName, IsTheServersOwn) {
