@@ -97,7 +97,7 @@ class Judge:
 
 
 def _difference(case, captured):
-    frame = plan.SAMPLE_BYTES[case.capture] * plan.CHANNELS
+    frame = plan.SAMPLE_BYTES[case.capture] * case.track.channels
     data = captured.read_bytes()
     whole = tracks.expected(case.track, case.capture)
     if case.then:

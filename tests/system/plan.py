@@ -27,10 +27,12 @@ class Track:
     sample: str
     rate: int
     frames: int
+    channels: int = CHANNELS  # more than two: WAV only, in WAVE's order, with the mask that says so
 
     @property
     def file(self):
-        return f"{self.container}-{self.sample}-{self.rate}-{self.frames}.{self.container.lower()}".lower()
+        channels = f"-{self.channels}ch" if self.channels != CHANNELS else ""
+        return f"{self.container}-{self.sample}-{self.rate}-{self.frames}{channels}.{self.container.lower()}".lower()
 
 
 @dataclass(frozen=True)
@@ -44,6 +46,7 @@ class Case:
     pauses: bool = False
     first_frame: int = 0
     then: Track = None  # a second track of the same run
+    verdict: str = "BIT-PERFECT"  # the label that the player must show while it plays
     cell: tuple = field(default=None)  # row and column of the table
 
     @property
@@ -112,8 +115,17 @@ def sequence_cases():
                then=Track("WAV", "24", 48000, frames(48000, 0.4, 43)))
 
 
+def surround_cases():
+    # The loopback card has no channel map: the samples must arrive in the track's order, and must not be vouched for.
+    for sample, rate, channels in (("16", 48000, 6), ("24", 96000, 6), ("16", 44100, 8), ("32", 48000, 8)):
+        yield Case(f"{title('WAV', sample, rate)} with {channels} channels arrives in order on a card without a channel map",
+                   Track("WAV", sample, rate, frames(rate, 0.4, 47), channels), OWN_LAYOUT["WAV", sample],
+                   verdict="DIRECT PCM")
+
+
 def loopback_cases():
-    return [*table_cases(), *widening_cases(), *pause_cases(), *seek_cases(), *end_cases(), *sequence_cases()]
+    return [*table_cases(), *widening_cases(), *pause_cases(), *seek_cases(), *end_cases(), *sequence_cases(),
+            *surround_cases()]
 
 
 # What the other cards are given: 48 kHz, 16 bit, the one format that both emulated cards take.

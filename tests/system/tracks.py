@@ -10,15 +10,18 @@ import sys
 
 from plan import CHANNELS, SAMPLE_BYTES
 
+EXTENSIBLE = 0xFFFE
+CHANNEL_MASKS = {6: 0x3F, 8: 0x63F}
+SUB_FORMAT_TAIL = bytes.fromhex("000000001000800000aa00389b71")
 INTEGER_BITS = {"16": 16, "24": 24, "32": 32}
 FLOAT_EXTREMES = (1.0, -1.0, 0.99999994, -0.99999994, 1.25, 1.401298464324817e-45, -1.1754943508222875e-38, -0.0, 2**-24)
 
 
 @functools.lru_cache(maxsize=4)
 def samples(track):
-    """Interleaved sample values: whole numbers, or floats that 32 bits hold. No frame is silent in both channels."""
+    """Interleaved sample values: whole numbers, or floats that 32 bits hold. No frame is silent in all channels."""
     noise = random.Random(track.file)
-    count = track.frames * CHANNELS
+    count = track.frames * track.channels
     if track.sample == "float32":
         values = [value / 2**23 for value in _integers(noise, count, 24)]
         extremes = FLOAT_EXTREMES
@@ -29,12 +32,12 @@ def samples(track):
             _add_tone(values, track.rate, bits)
         extremes = (2**(bits - 1) - 1, -2**(bits - 1), -1, 1, 0)
     # The first and the last frame stay noise, so that an end that is cut by one frame is seen.
-    for index, value in enumerate(extremes * CHANNELS):
+    for index, value in enumerate(extremes * track.channels):
         if 4 + index < count - 4:
             values[4 + index] = value
     for frame in range(track.frames):
-        if not any(values[frame * CHANNELS:(frame + 1) * CHANNELS]):
-            values[frame * CHANNELS] = extremes[0]
+        if not any(values[frame * track.channels:(frame + 1) * track.channels]):
+            values[frame * track.channels] = extremes[0]
     return values
 
 
@@ -55,7 +58,7 @@ def _add_tone(values, rate, bits):
 
 def expected(track, device_format, first_frame=0):
     """The bytes that a device of this format receives when nothing is altered on the way."""
-    values = samples(track)[first_frame * CHANNELS:]
+    values = samples(track)[first_frame * track.channels:]
     order = "big" if device_format.endswith("BE") else "little"
     if device_format.startswith("FLOAT"):
         if track.sample != "float32":
@@ -102,8 +105,11 @@ def write(track, folder):
 def _wav(track):
     form = {"16": "S16_LE", "24": "S24_3LE", "32": "S32_LE", "float32": "FLOAT_LE"}[track.sample]
     size, data = SAMPLE_BYTES[form], expected(track, form)
-    tag = 3 if track.sample == "float32" else 1
-    head = struct.pack("<HHIIHH", tag, CHANNELS, track.rate, track.rate * size * CHANNELS, size * CHANNELS, size * 8)
+    tag, frame = 3 if track.sample == "float32" else 1, size * track.channels
+    head = struct.pack("<HHIIHH", tag if track.channels == CHANNELS else EXTENSIBLE, track.channels, track.rate,
+                       track.rate * frame, frame, size * 8)
+    if track.channels != CHANNELS:
+        head += struct.pack("<HHIH", 22, size * 8, CHANNEL_MASKS[track.channels], tag) + SUB_FORMAT_TAIL
     chunks = _chunk("<", b"fmt ", head) + _chunk("<", b"data", data)
     return b"RIFF" + struct.pack("<I", 4 + len(chunks)) + b"WAVE" + chunks
 
@@ -111,7 +117,7 @@ def _wav(track):
 def _aiff(track):
     form = {"16": "S16_BE", "24": "S24_3BE", "32": "S32_BE", "float32": "FLOAT_BE"}[track.sample]
     size, data = SAMPLE_BYTES[form], expected(track, form)
-    common = struct.pack(">hIh", CHANNELS, track.frames, size * 8) + _extended(track.rate)
+    common = struct.pack(">hIh", track.channels, track.frames, size * 8) + _extended(track.rate)
     sound = _chunk(">", b"SSND", struct.pack(">II", 0, 0) + data)
     if track.sample == "float32":
         common += b"fl32" + b"\x00\x00"
@@ -134,5 +140,5 @@ def _extended(rate):
 def _write_flac(track, path):
     form = {"16": "S16_LE", "24": "S24_3LE"}[track.sample]
     subprocess.run(["flac", "--silent", "--force", "--force-raw-format", "--endian=little", "--sign=signed",
-                    f"--channels={CHANNELS}", f"--bps={track.sample}", f"--sample-rate={track.rate}",
+                    f"--channels={track.channels}", f"--bps={track.sample}", f"--sample-rate={track.rate}",
                     "-o", str(path), "-"], input=expected(track, form), check=True, timeout=60)

@@ -1,0 +1,30 @@
+#pragma once
+// A driver's channel map in the place of the kernel's: this program's own functions, which the linker takes before
+// alsa-lib's. Main thread.
+
+#include <alsa/asoundlib.h>
+
+#include <vector>
+
+namespace tolvane {
+
+/// One at a time. Without one there is no map at all.
+class ScriptedChannelMap {
+ public:
+  struct Offer {
+    snd_pcm_chmap_type type;
+    std::vector<unsigned> positions;
+  };
+
+  ScriptedChannelMap();
+  ~ScriptedChannelMap();
+  ScriptedChannelMap(const ScriptedChannelMap&) = delete;
+  ScriptedChannelMap& operator=(const ScriptedChannelMap&) = delete;
+
+  std::vector<unsigned> map;                ///< as it is now; empty: the driver does not say
+  std::vector<Offer> offers;                ///< empty: there are none
+  int setAnswer = 0;                        ///< when it is negative, the map stays
+  std::vector<std::vector<unsigned>> sets;  ///< what was asked for, in turn
+};
+
+}  // namespace tolvane
