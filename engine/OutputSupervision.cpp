@@ -28,6 +28,8 @@ constexpr std::array observedDeviceProperties{
 constexpr std::array observedStreamProperties{globalAddress(kAudioStreamPropertyPhysicalFormat),
                                               globalAddress(kAudioStreamPropertyVirtualFormat),
                                               globalAddress(kAudioStreamPropertyIsActive)};
+constexpr std::array judgedProperties{kAudioDevicePropertyNominalSampleRate, kAudioDevicePropertyActualSampleRate,
+                                      kAudioStreamPropertyPhysicalFormat, kAudioStreamPropertyVirtualFormat};
 
 }  // namespace
 
@@ -64,10 +66,15 @@ void OutputSupervision::handleOutputPropertyChange(FourCharCode selector, std::u
     return;
   if (selector == kAudioDevicePropertyHogMode) return core_.exclusiveAccess.verifyExclusiveAccess(true);
   // A volume that somebody moves on the way to the device: the output is as good as before, and the verdict is another.
-  if (selector == kAudioDevicePropertyProcessingIsActive)
-    return core_.exclusiveAccess.refreshAudioPathStatus(core_.device.readHogMode(core_.deviceID));
+  if (selector == kAudioDevicePropertyProcessingIsActive) return judgePathAgain();
+  // The recovery waits for the rest of a burst; a verdict that is no longer true does not.
+  if (std::ranges::find(judgedProperties, selector) != judgedProperties.end()) judgePathAgain();
   core_.audioLogger.standard("Output property changed: {}", selector);
   scheduleOutputRecovery("The output device changed its audio configuration.", propertyChangeDelay);
+}
+
+void OutputSupervision::judgePathAgain() {
+  core_.exclusiveAccess.refreshAudioPathStatus(core_.device.readHogMode(core_.deviceID));
 }
 
 void OutputSupervision::startOutputHealthMonitor() {

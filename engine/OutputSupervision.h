@@ -39,6 +39,7 @@ class OutputSupervision {
   void observeAudioProperty(AudioObjectID objectID, const AudioObjectPropertyAddress& address,
                             std::uint64_t generation);
   void handleOutputPropertyChange(FourCharCode selector, std::uint64_t generation);
+  void judgePathAgain();
 
   void checkOutputHealth();
   [[nodiscard]] bool reportsRenderError();

@@ -43,6 +43,44 @@ TEST_F(OutputSupervisionTest, ARateChangedFromOutsideIsPutRightAtTheSameFrame) {
   EXPECT_EQ(completions(), 1);
 }
 
+TEST_F(OutputSupervisionTest, ARateChangedFromOutsideEndsTheVerdictAtOnceAndIsRecoveredFromLater) {
+  player->play(track);
+  advance(1s);
+  EXPECT_EQ(path().label, "BIT-PERFECT");
+  device(id).setNominalRateFromOutside(48000);
+  advance(0ms);
+  EXPECT_EQ(path(), (AudioPathStatus{AudioPathStatus::Kind::converted, "CONVERTED",
+                                     "The track is 44.1 kHz, but the device reports 48 kHz. Core Audio sample-rate "
+                                     "conversion may be active."}));
+  EXPECT_EQ(recoveries(), 0U);
+  advance(351ms);
+  EXPECT_EQ(recoveries(), 1U);
+  EXPECT_EQ(path().label, "BIT-PERFECT");
+}
+
+TEST_F(OutputSupervisionTest, AFormatChangedFromOutsideEndsTheVerdictAtOnce) {
+  player->play(track);
+  advance(1s);
+  device(id).script().streams[0].properties.readFailures[kAudioStreamPropertyPhysicalFormat] = {};
+  EXPECT_EQ(path().label, "BIT-PERFECT");
+  device(id).notifyAboutStream(0, kAudioStreamPropertyPhysicalFormat);
+  advance(0ms);
+  EXPECT_EQ(path().label, "DIRECT PCM");
+  EXPECT_EQ(recoveries(), 0U);
+}
+
+TEST_F(OutputSupervisionTest, ANotificationWithoutAChangeLeavesTheVerdict) {
+  player->play(track);
+  advance(1s);
+  int verdicts = 0;
+  const auto subscription = player->audioPathStatus().subscribe([&verdicts](const auto&) { ++verdicts; });
+  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  advance(349ms);
+  EXPECT_EQ(verdicts, 0);
+  advance(2ms);
+  EXPECT_GT(verdicts, 0) << "the recovery checks the path again";
+}
+
 TEST_F(OutputSupervisionTest, ABurstOfNotificationsMakesOneRecovery) {
   player->play(track);
   advance(1s);
