@@ -11,8 +11,7 @@ DecodedAudioFile::DecodedAudioFile(std::shared_ptr<const ByteSource> source, std
     : track_(std::move(track)),
       limits_(limits),
       bytesPerFrame_(track_->format().mChannelsPerFrame * sizeof(float)),
-      file_(std::move(source), track_->format()),
-      isSerialOnly_(!track_->isSeekable()) {}
+      file_(std::move(source), track_->format()) {}
 
 std::expected<AudioStreamBasicDescription, OSStatus> DecodedAudioFile::fileDataFormat() const {
   return track_->format();
@@ -38,20 +37,21 @@ std::expected<std::uint64_t, OSStatus> DecodedAudioFile::readSerially(std::span<
   return decoder_->decode(destination);
 }
 
+std::expected<std::uint64_t, OSStatus> DecodedAudioFile::readStart(std::span<std::byte> destination) {
+  auto start = track_->decodeStart(destination, limits_);
+  decoder_ = std::move(start.decoder);
+  return start.frames;
+}
+
 std::expected<std::uint32_t, OSStatus> DecodedAudioFile::read(std::uint32_t frames, std::span<std::byte> destination) {
   if (failure_ != noErr) return std::unexpected(failure_);
   if (destination.size() / bytesPerFrame_ < frames) return std::unexpected(kAudio_ParamError);
-  // Without a known length the decoder finds the end by itself.
+  // A stream too damaged to have a length: its decoder gives the error.
   const std::uint64_t end = track_->frameCount().value_or(std::numeric_limits<std::uint64_t>::max());
   const std::uint64_t count = position_ < end ? std::min<std::uint64_t>(frames, end - position_) : 0;
   if (count == 0) return 0;
   const auto wanted = destination.first(count * bytesPerFrame_);
-  if (!isSerialOnly_ && decodeInSegments(*track_, position_, bytesPerFrame_, wanted, limits_)) {
-    position_ += count;
-    decoder_.reset();
-    return static_cast<std::uint32_t>(count);
-  }
-  const auto done = readSerially(wanted);
+  const auto done = position_ == 0 && decoder_ == nullptr ? readStart(wanted) : readSerially(wanted);
   if (!done) {
     failure_ = done.error();
     return std::unexpected(failure_);

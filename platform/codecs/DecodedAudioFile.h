@@ -1,13 +1,12 @@
 #pragma once
-// An open compressed file that is read forward as 32-bit float. ExtAudioFile says whose thread. Long reads are decoded
-// with all cores; when that does not succeed in every segment, one serial decode gives the result.
+// An open compressed file that is read forward as 32-bit float. ExtAudioFile says whose thread. A long read from the
+// start is decoded with all cores. The result never depends on how many there are.
 
 #include <memory>
 
 #include "platform/AudioFileServices.h"
 #include "platform/codecs/EncodedAudioFile.h"
 #include "platform/codecs/EncodedTrack.h"
-#include "platform/codecs/Segments.h"
 
 namespace tolvane {
 
@@ -26,6 +25,7 @@ class DecodedAudioFile final : public ExtAudioFile {
   [[nodiscard]] AudioFile* audioFile() override { return &file_; }
 
  private:
+  [[nodiscard]] std::expected<std::uint64_t, OSStatus> readStart(std::span<std::byte> destination);
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> readSerially(std::span<std::byte> destination);
 
   const std::unique_ptr<EncodedTrack> track_;
@@ -34,7 +34,6 @@ class DecodedAudioFile final : public ExtAudioFile {
   EncodedAudioFile file_;
   std::uint64_t position_ = 0;             ///< the next frame to read
   std::unique_ptr<TrackDecoder> decoder_;  ///< stands at `position_`, or is null
-  bool isSerialOnly_ = false;
   OSStatus failure_ = noErr;
 };
 

@@ -24,6 +24,19 @@ class TrackDecoder {
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> decode(std::span<std::byte> destination) = 0;
 };
 
+/// How a decode with several threads is split.
+struct SegmentLimits {
+  unsigned workers = 0;                       ///< threads, the caller's own included; 0: as many as there are cores
+  std::uint64_t smallestSegment = 1U << 18U;  ///< frames; less is not worth the seek
+};
+
+/// What a decode from the start of a track gave.
+struct DecodedStart {
+  std::expected<std::uint64_t, OSStatus> frames = 0;  ///< as TrackDecoder::decode() reports them
+  std::unique_ptr<TrackDecoder> decoder;  ///< stands behind these frames; null where a new one must be opened there
+  std::uint64_t blocksTried = 0;          ///< begun by all decoders together, where they count them
+};
+
 class EncodedTrack {
  public:
   virtual ~EncodedTrack() = default;
@@ -34,13 +47,11 @@ class EncodedTrack {
   [[nodiscard]] virtual ChannelLayout channelLayout() const { return usualLayout(format().mChannelsPerFrame); }
   /// A stream that does not announce its length may be too damaged to find it.
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> frameCount() const = 0;
-  /// False when decoderAt() must decode all that lies before, or when a decoder that began there might sound different
-  /// from one that came from the start.
-  [[nodiscard]] virtual bool isSeekable() const = 0;
-  /// Frames before a place that a decoder which begins there must reproduce to show that it goes on as the one before
-  /// it would have; 0 when blocks do not depend on each other.
-  [[nodiscard]] virtual std::uint64_t proofFrames() const = 0;
   [[nodiscard]] virtual std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const = 0;
+  /// Decodes from frame 0 on, with several threads where that pays. The result, failures included, is that of one
+  /// decoderAt(0) with one call of decode(), whatever the limits. REQUIRES: no more frames than the track has.
+  [[nodiscard]] virtual DecodedStart decodeStart(std::span<std::byte> destination,
+                                                 const SegmentLimits& limits) const = 0;
 };
 
 }  // namespace tolvane

@@ -1,10 +1,11 @@
 #pragma once
-// One run of libFLAC over one stream. One thread each. Checks the place and the format of every block that comes, so
-// that damage ends the decode and never moves, mutes or distorts what is heard.
+// One run of libFLAC over the blocks of one stream. One thread each. Checks the place and the format of every block, so
+// that damage ends the decode and never moves, mutes or distorts what is heard. Never lets libFLAC search for blocks.
 
 #include <FLAC/stream_decoder.h>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "platform/codecs/ByteSource.h"
@@ -16,15 +17,26 @@ namespace tolvane {
 
 class FlacDecoder final : public TrackDecoder {
  public:
-  /// Reads the start of a stream of which only the place is known, and the head of its first block.
-  [[nodiscard]] static std::expected<FlacStream, OSStatus> describe(const ByteSource& source, const FlacStream& place);
+  /// Where a block starts. Blocks do not depend on each other: decoders at equal places decode the same from there on.
+  struct Place {
+    std::uint64_t offset = 0;  ///< bytes from the start of the source
+    std::uint64_t frame = 0;   ///< number of the block's first frame
 
-  /// `source` outlives the decoder. `frame` counts from the stream's first one.
-  [[nodiscard]] static std::expected<std::unique_ptr<TrackDecoder>, OSStatus> open(const ByteSource& source,
-                                                                                   const FlacStream& stream,
-                                                                                   std::uint64_t frame);
+    bool operator==(const Place&) const = default;
+  };
+
+  /// `source` outlives the decoder.
+  [[nodiscard]] static std::expected<std::unique_ptr<FlacDecoder>, OSStatus> open(const ByteSource& source,
+                                                                                  const FlacStream& stream,
+                                                                                  const Place& place);
 
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> decode(std::span<std::byte> destination) override;
+
+  /// Where the next call of decode() starts; nothing in the middle of a block, and after the end or a failure.
+  [[nodiscard]] std::optional<Place> place() const;
+
+  /// Blocks that were begun, the damaged one included.
+  [[nodiscard]] std::uint64_t blocksTried() const { return blocksTried_; }
 
  private:
   struct DeleteDecoder {
@@ -32,38 +44,30 @@ class FlacDecoder final : public TrackDecoder {
   };
   struct Callbacks;
 
-  FlacDecoder(const ByteSource& source, const FlacStream& stream);
+  FlacDecoder(const ByteSource& source, const FlacStream& stream, const Place& place);
 
   [[nodiscard]] OSStatus prepare();
-  [[nodiscard]] OSStatus seek(std::uint64_t frame);
-  /// True when no block will follow.
-  [[nodiscard]] bool isAtEnd() const;
-  /// True when the stream cannot end well any more, whatever follows.
-  [[nodiscard]] bool isPastHope() const;
-  /// True when reading on is of no use.
-  [[nodiscard]] bool hasGivenUp() const;
-  [[nodiscard]] OSStatus endStatus() const;
-
-  [[nodiscard]] OSStatus checkBlock(const FLAC__FrameHeader& header);
+  /// Decodes one block, or ends the decode.
+  void decodeBlock();
+  /// What an end at `next_` means that is no end of the file.
+  [[nodiscard]] OSStatus statusOfEnd() const;
+  [[nodiscard]] OSStatus checkBlock(const FLAC__FrameHeader& header) const;
   void deliverBlock(std::uint32_t frames, const FLAC__int32* const channels[]);
-  void noteError(FLAC__StreamDecoderErrorStatus error);
+  [[nodiscard]] std::size_t readStart(std::span<std::byte> destination) const;
 
   const ByteSource& source_;
-  FlacStream stream_;
+  const FlacStream& stream_;
+  const std::uint64_t origin_;  ///< offset in the source of what libFLAC takes for the first block
   ReadWindow window_;
   std::unique_ptr<FLAC__StreamDecoder, DeleteDecoder> decoder_;
-  std::uint64_t bytePosition_ = 0;  ///< from the start of the stream
+  std::uint64_t readPosition_ = 0;  ///< next byte for libFLAC, counted from the start that it is given
 
-  bool isDescribing_ = false;  ///< the first block is only asked for its number
-  bool hasDescription_ = false;
-  bool isAmongBlocks_ = false;      ///< neither in front of them, nor on the way to some other place
-  std::uint64_t nextFrame_ = 0;     ///< number of the frame that must come next
-  OSStatus suspicion_ = noErr;      ///< damage that counts only if the stream goes on behind it
-  std::uint64_t suspectBytes_ = 0;  ///< from there to the end of the file
-  std::uint64_t errorCount_ = 0;    ///< that libFLAC told of since the suspicion arose
-  bool isBlockBad_ = false;         ///< the next one that libFLAC delivers is none
-  OSStatus failure_ = noErr;        ///< ends the decode for good
-  bool isStartDamaged_ = false;     ///< the first block that comes may not be the first one of the stream
+  Place next_;                 ///< the block that must come next
+  bool hasDelivered_ = false;  ///< the present call of libFLAC has given a block
+  OSStatus damage_ = noErr;    ///< reported by libFLAC; what it finds behind it counts for nothing
+  bool isEnded_ = false;       ///< no block will follow
+  OSStatus failure_ = noErr;   ///< ends the decode for good
+  std::uint64_t blocksTried_ = 0;
   std::span<std::byte> wanted_;     ///< what is still to fill in the present call
   std::vector<std::byte> surplus_;  ///< decoded, but beyond what was asked for
   std::size_t surplusStart_ = 0;

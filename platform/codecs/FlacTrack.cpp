@@ -1,36 +1,38 @@
 #include "platform/codecs/FlacTrack.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 #include <vector>
 
 #include "platform/codecs/FlacChannels.h"
 #include "platform/codecs/FlacDecoder.h"
+#include "platform/codecs/FlacScanner.h"
+#include "platform/codecs/FlacSegments.h"
+#include "platform/codecs/OggPayload.h"
 
 namespace tolvane {
 
 namespace {
 
-constexpr std::uint64_t kPieceFrames = 64 * 1024;
-
-/// Decodes and throws away up to `most` frames; how many there were.
-std::expected<std::uint64_t, OSStatus> skipFrames(TrackDecoder& decoder, std::uint32_t channels, std::uint64_t most) {
-  std::vector<std::byte> piece(kPieceFrames * channels * sizeof(float));
-  std::uint64_t done = 0;
-  while (done < most) {
-    const std::uint64_t wanted = std::min(kPieceFrames, most - done);
-    const auto count = decoder.decode(std::span(piece).first(wanted * channels * sizeof(float)));
-    if (!count) return count;
-    done += *count;
-    if (*count < wanted) break;
+/// Decodes and throws away so many frames, or as many as there are.
+OSStatus skipFrames(TrackDecoder& decoder, std::uint32_t channels, std::uint64_t count) {
+  constexpr std::uint64_t pieceFrames = 64 * 1024;
+  std::vector<std::byte> piece(pieceFrames * channels * sizeof(float));
+  while (count > 0) {
+    const std::uint64_t wanted = std::min(pieceFrames, count);
+    const auto done = decoder.decode(std::span(piece).first(wanted * channels * sizeof(float)));
+    if (!done) return done.error();
+    if (*done < wanted) break;
+    count -= wanted;
   }
-  return done;
+  return noErr;
 }
 
 }  // namespace
 
 FlacTrack::FlacTrack(std::shared_ptr<const ByteSource> source, const FlacStream& stream)
-    : source_(std::move(source)), stream_(stream), frameCount_(stream.announcedFrames) {
+    : source_(std::move(source)), stream_(stream), frameCount_(stream.frames) {
   format_.mSampleRate = stream_.sampleRate;
   format_.mFormatID = fourCharCode("flac");
   format_.mChannelsPerFrame = stream_.channels;
@@ -39,21 +41,21 @@ FlacTrack::FlacTrack(std::shared_ptr<const ByteSource> source, const FlacStream&
 
 std::expected<std::unique_ptr<EncodedTrack>, OSStatus> FlacTrack::open(std::shared_ptr<const ByteSource> source,
                                                                        std::uint64_t offset, Container container) {
-  FlacStream place;
-  place.offset = offset;
-  place.isInOgg = container == Container::ogg;
-  const auto stream = FlacDecoder::describe(*source, place);
+  if (container == Container::ogg) {
+    auto payload = OggPayload::open(std::move(source), offset);
+    if (!payload) return std::unexpected(payload.error());
+    source = std::move(*payload);
+    offset = OggPayload::flacOffset;
+  }
+  const auto stream = readFlacStream(*source, offset);
   if (!stream) return std::unexpected(stream.error());
   std::unique_ptr<FlacTrack> track(new FlacTrack(std::move(source), *stream));
-  if (stream->announcedFrames == 0) {
-    const auto decoder = track->decoderAt(0);
-    // More frames than anyone can ask for need not be counted.
-    constexpr std::uint64_t kMostFrames = std::uint64_t{1} << 33;
-    track->frameCount_ = decoder ? skipFrames(**decoder, stream->channels, kMostFrames)
-                                 : std::expected<std::uint64_t, OSStatus>(std::unexpected(decoder.error()));
+  if (stream->frames == 0) {
+    // A decoded track has at most so many bytes; what is longer need not be counted to its end.
+    constexpr std::uint64_t mostBytes = std::numeric_limits<std::uint32_t>::max();
+    track->frameCount_ =
+        FlacScanner(*track->source_, track->stream_).countFrames(mostBytes / (stream->channels * sizeof(float)) + 1);
   }
-  // Seeking is exact only where the blocks are numbered from 0 and the length is announced.
-  track->isSeekable_ = !place.isInOgg && stream->announcedFrames != 0 && stream->firstFrame == 0;
   return track;
 }
 
@@ -64,12 +66,17 @@ ChannelLayout FlacTrack::channelLayout() const {
 }
 
 std::expected<std::unique_ptr<TrackDecoder>, OSStatus> FlacTrack::decoderAt(std::uint64_t frame) const {
-  auto decoder = FlacDecoder::open(*source_, stream_, isSeekable_ ? frame : 0);
-  if (decoder && !isSeekable_ && frame > 0) {
-    const auto skipped = skipFrames(**decoder, stream_.channels, frame);
-    if (!skipped) return std::unexpected(skipped.error());
+  auto decoder = FlacDecoder::open(*source_, stream_, {stream_.firstBlock, stream_.firstFrame});
+  if (!decoder) return std::unexpected(decoder.error());
+  if (frame > 0) {
+    const OSStatus status = skipFrames(**decoder, stream_.channels, frame);
+    if (status != noErr) return std::unexpected(status);
   }
-  return decoder;
+  return std::move(*decoder);
+}
+
+DecodedStart FlacTrack::decodeStart(std::span<std::byte> destination, const SegmentLimits& limits) const {
+  return decodeFlacInSegments(*source_, stream_, destination, limits);
 }
 
 }  // namespace tolvane

@@ -13,16 +13,16 @@ class FlacTrack final : public EncodedTrack {
  public:
   enum class Container : std::uint8_t { none, ogg };
 
-  /// The stream starts at `offset`. Where it does not tell its length, the whole of it is decoded once to find out.
+  /// The stream starts at `offset`. Where it does not announce its length, its blocks are counted, without decoding.
   [[nodiscard]] static std::expected<std::unique_ptr<EncodedTrack>, OSStatus> open(
       std::shared_ptr<const ByteSource> source, std::uint64_t offset, Container container);
 
   [[nodiscard]] const AudioStreamBasicDescription& format() const override { return format_; }
   [[nodiscard]] ChannelLayout channelLayout() const override;
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return frameCount_; }
-  [[nodiscard]] bool isSeekable() const override { return isSeekable_; }
-  [[nodiscard]] std::uint64_t proofFrames() const override { return 0; }
+  /// Decodes all that lies before.
   [[nodiscard]] std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const override;
+  [[nodiscard]] DecodedStart decodeStart(std::span<std::byte> destination, const SegmentLimits& limits) const override;
 
  private:
   FlacTrack(std::shared_ptr<const ByteSource> source, const FlacStream& stream);
@@ -31,7 +31,6 @@ class FlacTrack final : public EncodedTrack {
   const FlacStream stream_;
   AudioStreamBasicDescription format_;
   std::expected<std::uint64_t, OSStatus> frameCount_;
-  bool isSeekable_ = false;
 };
 
 }  // namespace tolvane

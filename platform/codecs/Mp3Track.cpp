@@ -25,4 +25,15 @@ std::expected<std::unique_ptr<TrackDecoder>, OSStatus> Mp3Track::decoderAt(std::
   return Mp3Decoder::open(*source_, stream_, frame);
 }
 
+DecodedStart Mp3Track::decodeStart(std::span<std::byte> destination, const SegmentLimits& limits) const {
+  const std::uint64_t bytesPerFrame = format_.mChannelsPerFrame * sizeof(float);
+  if (stream_.isContinuous && decodeInSegments(*this, bytesPerFrame, destination, limits)) {
+    return {destination.size() / bytesPerFrame, nullptr};
+  }
+  auto decoder = decoderAt(0);
+  if (!decoder) return {std::unexpected(decoder.error()), nullptr};
+  const auto frames = (*decoder)->decode(destination);
+  return {frames, std::move(*decoder)};
+}
+
 }  // namespace tolvane

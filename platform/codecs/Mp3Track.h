@@ -7,10 +7,11 @@
 #include "platform/codecs/ByteSource.h"
 #include "platform/codecs/EncodedTrack.h"
 #include "platform/codecs/MpegStream.h"
+#include "platform/codecs/Segments.h"
 
 namespace tolvane {
 
-class Mp3Track final : public EncodedTrack {
+class Mp3Track final : public EncodedTrack, private OverlappingTrack {
  public:
   /// REQUIRES: `firstPacket` comes from findMpegAudio().
   [[nodiscard]] static std::expected<std::unique_ptr<EncodedTrack>, OSStatus> open(
@@ -18,11 +19,11 @@ class Mp3Track final : public EncodedTrack {
 
   [[nodiscard]] const AudioStreamBasicDescription& format() const override { return format_; }
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return stream_.frameCount(); }
-  [[nodiscard]] bool isSeekable() const override { return stream_.isContinuous; }
-  [[nodiscard]] std::uint64_t proofFrames() const override { return 2 * stream_.header.framesPerPacket(); }
   [[nodiscard]] std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const override;
+  [[nodiscard]] DecodedStart decodeStart(std::span<std::byte> destination, const SegmentLimits& limits) const override;
 
  private:
+  [[nodiscard]] std::uint64_t proofFrames() const override { return 2 * stream_.header.framesPerPacket(); }
   Mp3Track(std::shared_ptr<const ByteSource> source, MpegStream stream);
 
   const std::shared_ptr<const ByteSource> source_;

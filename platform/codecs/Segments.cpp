@@ -13,10 +13,9 @@ namespace {
 /// One decode of one stretch of a track, shared by the workers.
 class Job {
  public:
-  Job(const EncodedTrack& track, std::uint64_t firstFrame, std::uint64_t bytesPerFrame,
-      std::span<std::byte> destination, std::uint64_t segments)
+  Job(const OverlappingTrack& track, std::uint64_t bytesPerFrame, std::span<std::byte> destination,
+      std::uint64_t segments)
       : track_(track),
-        firstFrame_(firstFrame),
         bytesPerFrame_(bytesPerFrame),
         destination_(destination),
         frames_(destination.size() / bytesPerFrame),
@@ -54,7 +53,7 @@ class Job {
     const std::uint64_t start = begin(segment);
     const std::uint64_t count = begin(segment + 1) - start;
     const std::uint64_t proofFrames = segment == 0 ? 0 : std::min(track_.proofFrames(), start);
-    const auto decoder = track_.decoderAt(firstFrame_ + start - proofFrames);
+    const auto decoder = track_.decoderAt(start - proofFrames);
     if (!decoder) return false;
     auto& proof = proofs_[segment];
     proof.resize(proofFrames * bytesPerFrame_);
@@ -68,8 +67,7 @@ class Job {
     return std::ranges::count_if(proof, [](std::byte b) { return b != std::byte{0}; }) < kEnoughSound;
   }
 
-  const EncodedTrack& track_;
-  const std::uint64_t firstFrame_;
+  const OverlappingTrack& track_;
   const std::uint64_t bytesPerFrame_;
   const std::span<std::byte> destination_;
   const std::uint64_t frames_;
@@ -80,28 +78,36 @@ class Job {
 
 }  // namespace
 
-bool decodeInSegments(const EncodedTrack& track, std::uint64_t firstFrame, std::uint64_t bytesPerFrame,
-                      std::span<std::byte> destination, const SegmentLimits& limits) {
-  constexpr unsigned kMostWorkers = 16;
-  // A few segments for each worker, because some stretches of music take longer than others.
-  constexpr std::uint64_t kSegmentsPerWorker = 4;
+unsigned workerCount(const SegmentLimits& limits) {
+  constexpr unsigned mostWorkers = 16;
   const unsigned cores = limits.workers != 0 ? limits.workers : std::thread::hardware_concurrency();
-  const unsigned workers = std::clamp(cores, 1U, kMostWorkers);
-  const std::uint64_t frames = destination.size() / bytesPerFrame;
-  const std::uint64_t most = frames / std::max<std::uint64_t>(limits.smallestSegment, 1);
-  const std::uint64_t segments = std::min(workers * kSegmentsPerWorker, most);
-  if (workers < 2 || segments < 2) return false;
+  return std::clamp(cores, 1U, mostWorkers);
+}
 
-  Job job(track, firstFrame, bytesPerFrame, destination, segments);
-  {
-    std::vector<std::jthread> others;
-    try {
-      for (unsigned i = 1; i < workers; ++i) others.emplace_back([&job] { job.work(); });
-    } catch (const std::system_error&) {
-      // No thread to be had: those that run, and this one, do all segments.
-    }
-    job.work();
+std::uint64_t segmentCount(std::uint64_t frames, const SegmentLimits& limits) {
+  // A few segments for each worker, because some stretches of music take longer than others.
+  constexpr std::uint64_t segmentsPerWorker = 4;
+  const unsigned workers = workerCount(limits);
+  const std::uint64_t most = frames / std::max<std::uint64_t>(limits.smallestSegment, 1);
+  return workers < 2 ? 1 : std::min(workers * segmentsPerWorker, most);
+}
+
+void runOnWorkers(unsigned workers, const std::function<void()>& work) {
+  std::vector<std::jthread> others;
+  try {
+    for (unsigned i = 1; i < workers; ++i) others.emplace_back(work);
+  } catch (const std::system_error&) {
+    // No thread to be had: those that run, and this one, do all of it.
   }
+  work();
+}
+
+bool decodeInSegments(const OverlappingTrack& track, std::uint64_t bytesPerFrame, std::span<std::byte> destination,
+                      const SegmentLimits& limits) {
+  const std::uint64_t segments = segmentCount(destination.size() / bytesPerFrame, limits);
+  if (segments < 2) return false;
+  Job job(track, bytesPerFrame, destination, segments);
+  runOnWorkers(workerCount(limits), [&job] { job.work(); });
   return job.isProved();
 }
 

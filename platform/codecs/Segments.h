@@ -3,21 +3,36 @@
 // Called on any thread, which works along; the others are joined before it returns.
 
 #include <cstdint>
+#include <functional>
 #include <span>
 
 #include "platform/codecs/EncodedTrack.h"
 
 namespace tolvane {
 
-struct SegmentLimits {
-  unsigned workers = 0;                       ///< threads, the caller's own included; 0: as many as there are cores
-  std::uint64_t smallestSegment = 1U << 18U;  ///< frames; less is not worth the seek
+/// Threads that a decode within these limits uses, at least 1.
+[[nodiscard]] unsigned workerCount(const SegmentLimits& limits);
+
+/// How many segments a stretch of so many frames is split into; less than 2 when it is not worth it.
+[[nodiscard]] std::uint64_t segmentCount(std::uint64_t frames, const SegmentLimits& limits);
+
+/// Runs `work` on that many threads, this one included, or on fewer where no more can be had.
+void runOnWorkers(unsigned workers, const std::function<void()>& work);
+
+/// A track whose decoders show by their samples that they go on as the one before them would have.
+class OverlappingTrack {
+ public:
+  virtual ~OverlappingTrack() = default;
+
+  /// Frames before a place that a decoder which begins there must reproduce.
+  [[nodiscard]] virtual std::uint64_t proofFrames() const = 0;
+  [[nodiscard]] virtual std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const = 0;
 };
 
-/// Fills all of `destination` from `firstFrame` on with the samples that a serial decode gives. False when that could
-/// not be done, for whatever reason: a serial decode then gives the true result, or the true error. REQUIRES: a track
-/// that is seekable; whole frames of `bytesPerFrame`.
-[[nodiscard]] bool decodeInSegments(const EncodedTrack& track, std::uint64_t firstFrame, std::uint64_t bytesPerFrame,
+/// Fills all of `destination` from the track's start with the samples that a serial decode gives. False when that could
+/// not be done, for whatever reason: a serial decode then gives the true result, or the true error. REQUIRES: whole
+/// frames of `bytesPerFrame`.
+[[nodiscard]] bool decodeInSegments(const OverlappingTrack& track, std::uint64_t bytesPerFrame,
                                     std::span<std::byte> destination, const SegmentLimits& limits);
 
 }  // namespace tolvane

@@ -3,7 +3,7 @@
 // AudioFileServices says whose thread. Never opens anything but regular files, and never by their names.
 
 #include "platform/AudioFileServices.h"
-#include "platform/codecs/Segments.h"
+#include "platform/codecs/EncodedTrack.h"
 
 namespace tolvane {
 
