@@ -1,6 +1,6 @@
 #include "engine/TrackPreparation.h"
 
-#include <cstring>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -19,21 +19,21 @@ SourceFormatInfo sourceFormatInfo(std::expected<std::int32_t, OSStatus> property
   return {static_cast<std::uint32_t>(depth < 0 ? -depth : depth), depth < 0};
 }
 
-/// The first `bytes` bytes of the block, by one copy.
-PcmBlock shortened(const PcmBlock& block, std::uint64_t bytes) {
-  PcmBlock exact(bytes);
-  std::memcpy(exact.data(), block.data(), bytes);
-  return exact;
-}
+constexpr const char* decodedTooLarge = "The decoded track exceeds the in-memory playback limit.";
+constexpr const char* pcmTooLarge = "The PCM track exceeds the in-memory playback limit.";
 
 /// Bytes of a block of `frames` frames, or the sentence for the limit that it breaks.
 Result<std::uint64_t> blockBytes(std::int64_t frames, std::uint32_t bytesPerFrame) {
   std::int64_t bytes = 0;
   const bool overflows = __builtin_mul_overflow(frames, static_cast<std::int64_t>(bytesPerFrame), &bytes);
   if (frames < 1 || frames > maximumFrames || overflows) return failure("The track is too large to decode safely.");
-  if (static_cast<std::uint64_t>(bytes) > maximumBlockBytes)
-    return failure("The decoded track exceeds the in-memory playback limit.");
+  if (static_cast<std::uint64_t>(bytes) > maximumBlockBytes) return failure(decodedTooLarge);
   return static_cast<std::uint64_t>(bytes);
+}
+
+/// A block that this machine can fill without running out of memory.
+std::optional<PcmBlock> allocateBlock(std::uint64_t bytes, const AudioFileServices& files) {
+  return bytes > files.availableMemory() ? std::nullopt : PcmBlock::allocate(bytes);
 }
 
 std::shared_ptr<AudioRenderContext> makeContext(PcmBlock block, const AudioStreamBasicDescription& format,
@@ -52,9 +52,13 @@ bool isPlayableLayout(const AudioStreamBasicDescription& format) {
 
 Result<PreparedAudio> TrackPreparation::prepare(const FileURL& url) const {
   const std::string extension = asciiLowercased(url.pathExtension());
-  if (extension == "mp3" || extension == "flac")
-    return decodeWithExtAudioFile(url, extension == "flac", asciiUppercased(extension));
-  return readLinearPCMFile(url);
+  const bool isEncoded = extension == "mp3" || extension == "flac";
+  try {
+    if (isEncoded) return decodeWithExtAudioFile(url, extension == "flac", asciiUppercased(extension));
+    return readLinearPCMFile(url);
+  } catch (const std::bad_alloc&) {
+    return failure(isEncoded ? decodedTooLarge : pcmTooLarge);
+  }
 }
 
 Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& url, bool isLossless,
@@ -78,14 +82,15 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
   const auto bytes = blockBytes(*length, client.mBytesPerFrame);
   if (!bytes) return std::unexpected(bytes.error());
 
-  PcmBlock block(*bytes);
-  const auto frames = decoder->read(static_cast<std::uint32_t>(*length), block.bytes());
+  auto block = allocateBlock(*bytes, files_);
+  if (!block) return failure(decodedTooLarge);
+  const auto frames = decoder->read(static_cast<std::uint32_t>(*length), block->bytes());
   if (!frames) return failure("Decoding the track", frames.error());
   if (*frames == 0) return failure("The decoder returned an empty track.");
 
   const SourceFormatInfo info = readSourceFormatInfo(*decoder, *source);
-  if (std::int64_t{*frames} < *length) block = shortened(block, std::uint64_t{*frames} * client.mBytesPerFrame);
-  auto context = makeContext(std::move(block), client, levels_);
+  if (std::int64_t{*frames} < *length) block->shorten(std::uint64_t{*frames} * client.mBytesPerFrame);
+  auto context = makeContext(std::move(*block), client, levels_);
   return PreparedAudio{std::move(context), info.bitDepth,          info.isFloat,
                        isLossless,         std::move(sourceLabel), decoder->channelLayout()};
 }
@@ -102,18 +107,18 @@ Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url) co
 
   const auto byteCount = file->audioDataByteCount();
   if (!byteCount) return failure("Reading the PCM data size", byteCount.error());
-  if (*byteCount < 1 || *byteCount > maximumBlockBytes)
-    return failure("The PCM track exceeds the in-memory playback limit.");
+  if (*byteCount < 1 || *byteCount > maximumBlockBytes) return failure(pcmTooLarge);
 
-  PcmBlock block(*byteCount);
-  const auto bytesRead = file->readBytes(0, block.bytes());
+  auto block = allocateBlock(*byteCount, files_);
+  if (!block) return failure(pcmTooLarge);
+  const auto bytesRead = file->readBytes(0, block->bytes());
   if (!bytesRead) return failure("Reading PCM samples", bytesRead.error());
   if (*bytesRead < format->mBytesPerFrame) return failure("The PCM file contains no complete audio frames.");
 
   const std::uint64_t framesRead = *bytesRead / format->mBytesPerFrame;
-  if (framesRead < *byteCount / format->mBytesPerFrame) block = shortened(block, framesRead * format->mBytesPerFrame);
+  if (framesRead < *byteCount / format->mBytesPerFrame) block->shorten(framesRead * format->mBytesPerFrame);
   const SourceFormatInfo info = sourceFormatInfo(file->sourceBitDepth(), *format);
-  auto context = makeContext(std::move(block), *format, levels_);
+  auto context = makeContext(std::move(*block), *format, levels_);
   return PreparedAudio{std::move(context),   info.bitDepth, info.isFloat, true, asciiUppercased(url.pathExtension()),
                        file->channelLayout()};
 }

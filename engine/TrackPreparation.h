@@ -1,6 +1,7 @@
 #pragma once
 // Turns a whole file into one block of PCM in memory: WAV and AIFF byte for byte, FLAC and MP3 decoded to 32-bit float.
 // Main thread; blocks until the track is complete. Touches no output. The file is closed when an operation returns.
+// A track for which there is no memory is refused with the sentence of the limit; it never ends the process.
 
 #include <cstdint>
 #include <memory>

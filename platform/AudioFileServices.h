@@ -78,6 +78,9 @@ class AudioFileServices {
 
   /// FLAC and MP3. The content decides, not the name. A success may hold null, as above.
   [[nodiscard]] virtual std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(const FileURL& url) = 0;
+
+  /// Bytes of memory that a track may take now without making this machine run out of it.
+  [[nodiscard]] virtual std::uint64_t availableMemory() const = 0;
 };
 
 }  // namespace tolvane

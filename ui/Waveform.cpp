@@ -12,6 +12,7 @@ namespace tolvane {
 namespace {
 
 constexpr std::int64_t chunkFrames = 65536;
+constexpr std::int64_t chunkBytes = 8 * 1024 * 1024;  ///< reached by files of more channels than music has
 
 /// In single precision, in independent lanes so that it runs in vector registers.
 float sumOfSquares(std::span<const float> samples) {
@@ -67,15 +68,17 @@ class Buckets {
 
 std::optional<Result<Waveform>> makeWaveformData(AudioFileServices& files, const FileURL& url, std::int64_t maxSamples,
                                                  const std::stop_token& stop) {
-  auto file = WaveformFile::open(files, url);
-  if (!file) return std::unexpected(file.error());
-  const std::int64_t length = file->length();
-  if (length < 1 || maxSamples < 1) return Waveform{};
   try {
+    auto file = WaveformFile::open(files, url);
+    if (!file) return std::unexpected(file.error());
+    const std::int64_t length = file->length();
+    if (length < 1 || maxSamples < 1) return Waveform{};
+    const std::int64_t mostFrames =
+        std::clamp<std::int64_t>(chunkBytes / std::max(file->bytesPerFrame(), 1U), 1, chunkFrames);
     Buckets buckets(length, maxSamples);
     for (std::int64_t position = 0; position < length;) {
       if (stop.stop_requested()) return std::nullopt;
-      const auto frames = file->read(static_cast<std::size_t>(std::min(length - position, chunkFrames)));
+      const auto frames = file->read(static_cast<std::size_t>(std::min(length - position, mostFrames)));
       if (!frames) return std::unexpected(frames.error());
       const auto count = std::min(static_cast<std::int64_t>(*frames), length - position);
       if (count == 0 || file->channels() == 0) break;  // shorter than announced: what there is stands

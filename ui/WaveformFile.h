@@ -20,6 +20,8 @@ class WaveformFile {
   [[nodiscard]] double sampleRate() const { return format_.mSampleRate; }
   [[nodiscard]] std::uint32_t channels() const { return format_.mChannelsPerFrame; }
 
+  [[nodiscard]] std::uint32_t bytesPerFrame() const { return format_.mBytesPerFrame; }
+
   /// Reads the next frames; the number that came, 0 at the end.
   [[nodiscard]] Result<std::size_t> read(std::size_t frames);
   /// What the last read brought for this channel.

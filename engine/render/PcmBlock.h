@@ -1,11 +1,12 @@
 #pragma once
 // Memory for one track's PCM, allocated once and freed with its owner. Allocated and freed on the main thread; filled
-// before the render thread sees it, so that every page is present by then. Not initialised: whoever allocates a block
-// writes all of it. Must never be resized.
+// before the render thread sees it, so that every page is present by then. Not initialised: the owner writes all of it,
+// or shortens it to what was written. Never grows.
 
 #include <cstddef>
 #include <memory>
 #include <new>
+#include <optional>
 #include <span>
 
 namespace tolvane {
@@ -13,13 +14,28 @@ namespace tolvane {
 class PcmBlock {
  public:
   PcmBlock() = default;
-  /// Running out of memory is std::bad_alloc, which nobody catches.
+  /// std::bad_alloc when there is no memory.
   explicit PcmBlock(std::size_t size)
-      : bytes_(size == 0 ? nullptr : static_cast<std::byte*>(::operator new(size, alignmentFor(size))), Free{size}) {}
+      : bytes_(size == 0 ? nullptr : static_cast<std::byte*>(::operator new(size, alignmentFor(size))), Free{size}),
+        size_(size) {}
+
+  /// Nothing when there is no memory. The system supplies large blocks page by page, as they are written.
+  [[nodiscard]] static std::optional<PcmBlock> allocate(std::size_t size) noexcept {
+    void* const bytes = ::operator new(size, alignmentFor(size), std::nothrow);
+    if (bytes == nullptr) return std::nullopt;
+    PcmBlock block;
+    block.bytes_ = {static_cast<std::byte*>(bytes), Free{size}};
+    block.size_ = size;
+    return block;
+  }
+
+  /// Gives up what lies behind the first `size` bytes. What was never written there takes no memory. REQUIRES: at most
+  /// size(), and the render thread has not seen the block.
+  void shorten(std::size_t size) { size_ = size; }
 
   [[nodiscard]] std::byte* data() { return bytes_.get(); }
   [[nodiscard]] const std::byte* data() const { return bytes_.get(); }
-  [[nodiscard]] std::size_t size() const { return bytes_ ? bytes_.get_deleter().size : 0; }
+  [[nodiscard]] std::size_t size() const { return bytes_ ? size_ : 0; }
   [[nodiscard]] std::span<std::byte> bytes() { return {data(), size()}; }
   [[nodiscard]] std::span<const std::byte> bytes() const { return {data(), size()}; }
 
@@ -32,11 +48,12 @@ class PcmBlock {
   }
 
   struct Free {
-    std::size_t size;
+    std::size_t size;  ///< bytes allocated
     void operator()(std::byte* bytes) const { ::operator delete(bytes, size, alignmentFor(size)); }
   };
 
   std::unique_ptr<std::byte, Free> bytes_;
+  std::size_t size_ = 0;
 };
 
 }  // namespace tolvane

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <new>
 
 #include "platform/codecs/FileStatus.h"
 #include "platform/codecs/FlacScanner.h"
@@ -48,7 +49,7 @@ struct FlacDecoder::Callbacks {
       const std::uint64_t offset = decoder.origin_ + (decoder.readPosition_ - startBytes);
       const std::uint64_t left = offset < decoder.stream_.end ? decoder.stream_.end - offset : 0;
       constexpr std::size_t piece = 64 * 1024;
-      const auto bytes = decoder.window_.at(offset, std::min<std::uint64_t>({destination.size(), piece, left}));
+      const auto bytes = decoder.readAhead(offset, std::min<std::uint64_t>({destination.size(), piece, left}));
       if (!bytes) {
         decoder.failure_ = bytes.error();
         return FLAC__STREAM_DECODER_READ_STATUS_ABORT;
@@ -92,7 +93,12 @@ struct FlacDecoder::Callbacks {
     decoder.failure_ = decoder.hasDelivered_ ? kAudioFileInvalidFileError : decoder.checkBlock(frame->header);
     if (decoder.failure_ != noErr) return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
     decoder.hasDelivered_ = true;
-    decoder.deliverBlock(frame->header.blocksize, channels);
+    try {
+      decoder.deliverBlock(frame->header.blocksize, channels);
+    } catch (const std::bad_alloc&) {
+      decoder.failure_ = kAudioFileUnspecifiedError;
+      return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
+    }
     return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
   }
 
@@ -133,6 +139,14 @@ std::size_t FlacDecoder::readStart(std::span<std::byte> destination) const {
     destination[count] = at < startMarks.size() ? startMarks[at] : stream_.streamInfo[at - startMarks.size()];
   }
   return count;
+}
+
+std::expected<std::span<const std::byte>, OSStatus> FlacDecoder::readAhead(std::uint64_t offset, std::size_t count) {
+  try {
+    return window_.at(offset, count);
+  } catch (const std::bad_alloc&) {
+    return std::unexpected(kAudioFileUnspecifiedError);
+  }
 }
 
 OSStatus FlacDecoder::checkBlock(const FLAC__FrameHeader& header) const {

@@ -53,6 +53,8 @@ class FlacDecoder final : public TrackDecoder {
   [[nodiscard]] OSStatus statusOfEnd() const;
   [[nodiscard]] OSStatus checkBlock(const FLAC__FrameHeader& header) const;
   void deliverBlock(std::uint32_t frames, const FLAC__int32* const channels[]);
+  /// Without exceptions, which must not pass through libFLAC.
+  [[nodiscard]] std::expected<std::span<const std::byte>, OSStatus> readAhead(std::uint64_t offset, std::size_t count);
   [[nodiscard]] std::size_t readStart(std::span<std::byte> destination) const;
 
   const ByteSource& source_;

@@ -131,8 +131,9 @@ DecodedStart decodeFlacInSegments(const ByteSource& source, const FlacStream& st
                                   const SegmentLimits& limits) {
   Job job(source, stream, destination);
   const std::uint64_t frames = destination.size() / (stream.channels * sizeof(float));
-  job.findSegments(std::max<std::uint64_t>(segmentCount(frames, limits), 1));
-  runOnWorkers(workerCount(limits), [&job] { job.work(); });
+  const std::uint64_t segments = std::max<std::uint64_t>(segmentCount(frames, limits), 1);
+  job.findSegments(segments);
+  runOnWorkers(segments > 1 ? workerCount(limits) : 1, [&job] { job.work(); });
   return job.finish();
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
+#include <mutex>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -93,13 +95,26 @@ std::uint64_t segmentCount(std::uint64_t frames, const SegmentLimits& limits) {
 }
 
 void runOnWorkers(unsigned workers, const std::function<void()>& work) {
-  std::vector<std::jthread> others;
-  try {
-    for (unsigned i = 1; i < workers; ++i) others.emplace_back(work);
-  } catch (const std::system_error&) {
-    // No thread to be had: those that run, and this one, do all of it.
+  std::mutex mutex;
+  std::exception_ptr thrown;  // guarded by mutex
+  const auto guarded = [&] {
+    try {
+      work();
+    } catch (...) {
+      const std::lock_guard lock(mutex);
+      thrown = std::current_exception();
+    }
+  };
+  {
+    std::vector<std::jthread> others;
+    try {
+      for (unsigned i = 1; i < workers; ++i) others.emplace_back(guarded);
+    } catch (const std::system_error&) {
+      // No thread to be had: those that run, and this one, do all of it.
+    }
+    guarded();
   }
-  work();
+  if (thrown) std::rethrow_exception(thrown);
 }
 
 bool decodeInSegments(const OverlappingTrack& track, std::uint64_t bytesPerFrame, std::span<std::byte> destination,

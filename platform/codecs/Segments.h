@@ -16,7 +16,8 @@ namespace tolvane {
 /// How many segments a stretch of so many frames is split into; less than 2 when it is not worth it.
 [[nodiscard]] std::uint64_t segmentCount(std::uint64_t frames, const SegmentLimits& limits);
 
-/// Runs `work` on that many threads, this one included, or on fewer where no more can be had.
+/// Runs `work` on that many threads, this one included, or on fewer where no more can be had. What it throws on any of
+/// them is thrown here, when all have ended.
 void runOnWorkers(unsigned workers, const std::function<void()>& work);
 
 /// A track whose decoders show by their samples that they go on as the one before them would have.

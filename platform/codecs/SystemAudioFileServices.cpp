@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/codecs/AiffLayout.h"
+#include "platform/codecs/AvailableMemory.h"
 #include "platform/codecs/DecodedAudioFile.h"
 #include "platform/codecs/EncodedAudioFile.h"
 #include "platform/codecs/FileReader.h"
@@ -57,5 +58,7 @@ std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> SystemAudioFileServices::
   if (!track) return std::unexpected(track.error());
   return std::make_unique<DecodedAudioFile>(*reader, std::move(*track), limits_);
 }
+
+std::uint64_t SystemAudioFileServices::availableMemory() const { return tolvane::availableMemory(); }
 
 }  // namespace tolvane

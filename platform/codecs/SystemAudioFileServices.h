@@ -14,6 +14,8 @@ class SystemAudioFileServices final : public AudioFileServices {
   /// Known files of other kinds open too, and tell their own format.
   [[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(const FileURL& url) override;
   [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(const FileURL& url) override;
+  /// What the kernel reports as available, free swap space included.
+  [[nodiscard]] std::uint64_t availableMemory() const override;
 
  private:
   const SegmentLimits limits_;

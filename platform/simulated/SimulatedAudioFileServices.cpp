@@ -45,6 +45,7 @@ class PCMReader final : public AudioFile {
 
   std::expected<std::uint64_t, OSStatus> readBytes(std::uint64_t offset, std::span<std::byte> destination) override {
     const bool canFail = file_->readStatus != noErr;
+    if (file_->largestRead) *file_->largestRead = std::max<std::uint64_t>(*file_->largestRead, destination.size());
     if (canFail && offset >= file_->readFailsFrom) return std::unexpected(file_->readStatus);
     const std::uint64_t end =
         canFail ? std::min<std::uint64_t>(file_->readFailsFrom, file_->data.size()) : file_->data.size();

@@ -22,6 +22,7 @@ struct SimulatedPCMFile {
   std::optional<std::uint64_t> announcedByteCount{};  ///< instead of the data's size
   std::int32_t sourceBitDepth = 0;
   std::uint64_t mostBytesARead = std::numeric_limits<std::uint64_t>::max();
+  std::shared_ptr<std::uint64_t> largestRead{};  ///< bytes that one call asked for, at most, where the test counts
   std::uint64_t readFailsFrom = 0;  ///< bytes: reads that begin before it succeed up to it, later ones give readStatus
 
   bool opensAsNull = false;
@@ -60,6 +61,8 @@ class SimulatedAudioFileServices final : public AudioFileServices {
   void add(const FileURL& url, SimulatedCompressedFile file);
   void remove(const FileURL& url) { files_.erase(url); }
 
+  void setAvailableMemory(std::uint64_t bytes) { availableMemory_ = bytes; }
+
   /// Files that are open now: 0 when nothing leaks.
   [[nodiscard]] int openFileCount() const { return *openFiles_; }
   /// Opens so far, of either kind.
@@ -67,6 +70,7 @@ class SimulatedAudioFileServices final : public AudioFileServices {
 
   [[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(const FileURL& url) override;
   [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(const FileURL& url) override;
+  [[nodiscard]] std::uint64_t availableMemory() const override { return availableMemory_; }
 
  private:
   using PCM = std::shared_ptr<const SimulatedPCMFile>;
@@ -75,6 +79,7 @@ class SimulatedAudioFileServices final : public AudioFileServices {
   std::map<FileURL, std::variant<PCM, Compressed>> files_;
   std::shared_ptr<int> openFiles_ = std::make_shared<int>(0);
   int openCount_ = 0;
+  std::uint64_t availableMemory_ = std::numeric_limits<std::uint64_t>::max();  ///< bytes
 };
 
 }  // namespace tolvane

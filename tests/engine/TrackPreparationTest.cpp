@@ -179,6 +179,17 @@ TEST_F(TrackPreparationTest, HoldsPCMToItsLimits) {
   EXPECT_EQ(errorOf(wav, file), "The PCM file contains no complete audio frames.");
 }
 
+TEST_F(TrackPreparationTest, RefusesATrackForWhichThereIsNoMemory) {
+  files.setAvailableMemory(599);
+  EXPECT_EQ(errorOf(wav, pcmFile(600)), "The PCM track exceeds the in-memory playback limit.");
+  files.setAvailableMemory(600);
+  EXPECT_EQ(errorOf(wav, pcmFile(600)), "no error");
+  files.setAvailableMemory(799);
+  EXPECT_EQ(errorOf(flac, compressedFile(100)), "The decoded track exceeds the in-memory playback limit.");
+  files.setAvailableMemory(800);
+  EXPECT_EQ(errorOf(flac, compressedFile(100)), "no error");
+}
+
 TEST_F(TrackPreparationTest, TakesThePCMBitDepthFromTheFileThenFromTheFormat) {
   const struct {
     std::int32_t property;

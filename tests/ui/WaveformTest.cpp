@@ -53,6 +53,16 @@ TEST_F(Waveforms, HaveABucketAFrameForAShortFile) {
   EXPECT_DOUBLE_EQ(waveform().duration, 100 / 44100.0);
 }
 
+TEST_F(Waveforms, OfFilesWithThousandsOfChannelsTakeLittleMemory) {
+  file.format = linearPCM(44100, 8000, 64, 8, kAudioFormatFlagIsFloat);
+  file.data.resize(64000 * 300);
+  file.largestRead = std::make_shared<std::uint64_t>(0);
+  files.add(wav, file);
+  EXPECT_THAT(waveform().samples, SizeIs(300));
+  EXPECT_GT(*file.largestRead, 0U);
+  EXPECT_LE(*file.largestRead, 8U * 1024 * 1024);
+}
+
 TEST_F(Waveforms, AverageTheLastBucketOverTheFramesThatItHolds) {
   // 2,001 frames a bucket; the last holds 1,502.
   addMono(std::vector<float>(1'000'001, 0.25F));

@@ -35,6 +35,25 @@ TEST(PcmBlock, MayBeEmpty) {
   EXPECT_EQ(PcmBlock(0).data(), nullptr);
 }
 
+TEST(PcmBlock, OfMoreThanThereIsCannotBeAllocated) {
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // whose allocators end the program instead
+  EXPECT_FALSE(PcmBlock::allocate(std::size_t{1} << 60U));
+#endif
+  const auto block = PcmBlock::allocate(5000);
+  ASSERT_TRUE(block);
+  EXPECT_EQ(block->size(), 5000U);
+}
+
+TEST(PcmBlock, KeepsItsPlaceWhenItIsShortened) {
+  PcmBlock block(100'000);
+  const std::byte* const bytes = block.data();
+  block.data()[7] = std::byte{7};
+  block.shorten(8);
+  EXPECT_EQ(block.size(), 8U);
+  EXPECT_EQ(block.data(), bytes);
+  EXPECT_EQ(block.bytes().back(), std::byte{7});
+}
+
 TEST(PcmBlock, TakesItsBytesAlongWhenMoved) {
   PcmBlock from(8);
   const std::byte* const bytes = from.data();

@@ -4,8 +4,10 @@
 
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 #include <string>
 
+#include "platform/codecs/AvailableMemory.h"
 #include "tests/platform/codecs/AudioBytes.h"
 #include "tests/platform/codecs/Workbench.h"
 #include "tests/support/Printers.h"
@@ -116,6 +118,16 @@ TEST_F(ServicesTest, OpensOtherKnownKindsWithTheirOwnFormat) {
     EXPECT_EQ(file->dataFormat()->mFormatID, formatID);
     EXPECT_NE(file->dataFormat()->mFormatID, kAudioFormatLinearPCM);
   }
+}
+
+TEST_F(ServicesTest, ReportsTheMemoryThatTheKernelReports) {
+  std::istringstream text(
+      "MemTotal: 900 kB\nMemFree: 1 kB\nMemAvailable:  300 kB\nHugePages_Total:  5\nSwapFree: 20 kB\n");
+  EXPECT_EQ(availableMemoryIn(text), 320U * 1024);
+  std::istringstream nothing("MemTotal: 900 kB\n");
+  EXPECT_EQ(availableMemoryIn(nothing), ~std::uint64_t{0});
+  EXPECT_GT(services_.availableMemory(), 0U);
+  EXPECT_LT(services_.availableMemory(), ~std::uint64_t{0});
 }
 
 TEST_F(ServicesTest, PassesOnWhyAFileCannotBeOpened) {
