@@ -21,15 +21,7 @@ std::size_t silencePacket(std::span<std::byte> packet, const MpegFrameHeader& he
   const std::size_t end = start + header.sideInformationBytes();
   if (packet.size() < end) return reservoir;
   const auto information = packet.first(end).subspan(start);
-  std::ranges::fill(information, std::byte{0});
-  // The first field tells how far back the main data starts: 9 bits in MPEG 1, 8 in the others. The decoder carries
-  // over only what is asked for, so all is.
-  if (header.version == MpegFrameHeader::Version::mpeg1) {
-    information[0] = static_cast<std::byte>(reservoir >> 1);
-    information[1] = static_cast<std::byte>((reservoir & 1) << 7);
-  } else {
-    information[0] = static_cast<std::byte>(reservoir);
-  }
+  header.silence(information, static_cast<std::uint32_t>(reservoir));
   return reservoir + packet.size() - end;
 }
 
@@ -173,7 +165,20 @@ std::expected<std::size_t, OSStatus> Mp3Decoder::readPackets(std::uint64_t strea
     std::ranges::copy(*bytes, destination.begin() + static_cast<std::ptrdiff_t>(done));
     done += bytes->size();
   }
+  silencePackets(streamOffset, destination.first(done));
   return done;
+}
+
+void Mp3Decoder::silencePackets(std::uint64_t streamOffset, std::span<std::byte> bytes) const {
+  const std::uint64_t end = streamOffset + bytes.size();
+  const auto endOf = [](const MpegStream::Silenced& silenced) { return silenced.streamOffset + silenced.byteCount; };
+  auto silenced = std::ranges::upper_bound(stream_.silenced, streamOffset, {}, endOf);
+  for (; silenced != stream_.silenced.end() && silenced->streamOffset < end; ++silenced) {
+    const std::uint64_t from = std::max(streamOffset, silenced->streamOffset);
+    const std::uint64_t to = std::min(end, endOf(*silenced));
+    const auto information = std::span(silenced->information).subspan(from - silenced->streamOffset, to - from);
+    std::ranges::copy(information, bytes.begin() + static_cast<std::ptrdiff_t>(from - streamOffset));
+  }
 }
 
 OSStatus Mp3Decoder::checkFormat() {

@@ -41,6 +41,8 @@ class Mp3Decoder final : public TrackDecoder {
   [[nodiscard]] std::expected<std::size_t, OSStatus> readStream(std::span<std::byte> destination);
   [[nodiscard]] std::expected<std::size_t, OSStatus> readPackets(std::uint64_t streamOffset,
                                                                  std::span<std::byte> destination);
+  /// Replaces the side information of packets that borrow what is not there.
+  void silencePackets(std::uint64_t streamOffset, std::span<std::byte> bytes) const;
 
   const MpegStream& stream_;
   const std::uint64_t bytesPerFrame_;

@@ -27,7 +27,7 @@ std::expected<std::unique_ptr<TrackDecoder>, OSStatus> Mp3Track::decoderAt(std::
 
 DecodedStart Mp3Track::decodeStart(std::span<std::byte> destination, const SegmentLimits& limits) const {
   const std::uint64_t bytesPerFrame = format_.mChannelsPerFrame * sizeof(float);
-  if (stream_.isContinuous && decodeInSegments(*this, bytesPerFrame, destination, limits)) {
+  if (decodeInSegments(*this, bytesPerFrame, destination, limits)) {
     return {destination.size() / bytesPerFrame, nullptr};
   }
   auto decoder = decoderAt(0);

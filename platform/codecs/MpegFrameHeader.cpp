@@ -1,5 +1,6 @@
 #include "platform/codecs/MpegFrameHeader.h"
 
+#include <algorithm>
 #include <array>
 
 #include "platform/codecs/ByteOrder.h"
@@ -67,6 +68,18 @@ std::uint32_t MpegFrameHeader::mainDataBytes(std::uint32_t packetBytes) const {
   constexpr std::uint32_t kHeaderBytes = 4;
   const std::uint32_t overhead = kHeaderBytes + checksumBytes() + sideInformationBytes();
   return packetBytes > overhead ? packetBytes - overhead : 0;
+}
+
+void MpegFrameHeader::silence(std::span<std::byte> information, std::uint32_t reservoir) const {
+  std::ranges::fill(information, std::byte{0});
+  // The first field tells how far back the main data starts: 9 bits in MPEG 1, 8 in the others. The decoder carries
+  // over only what is asked for, so all is.
+  if (version == Version::mpeg1) {
+    information[0] = static_cast<std::byte>(reservoir >> 1);
+    information[1] = static_cast<std::byte>((reservoir & 1) << 7);
+  } else {
+    information[0] = static_cast<std::byte>(reservoir);
+  }
 }
 
 bool MpegFrameHeader::continues(const MpegFrameHeader& other) const {

@@ -35,6 +35,9 @@ struct MpegFrameHeader {
   [[nodiscard]] std::uint32_t mainDataBytes(std::uint32_t packetBytes) const;
   /// Bytes that a packet of layer III may borrow from those before it.
   [[nodiscard]] std::uint32_t largestReservoir() const { return version == Version::mpeg1 ? 511 : 255; }
+  /// Side information that asks for no bits, but keeps `reservoir` bytes of main data from before for the packets that
+  /// follow. `information` is as long as sideInformationBytes(). A decoder plays it as silence and keeps its state.
+  void silence(std::span<std::byte> information, std::uint32_t reservoir) const;
   /// True when both can belong to one stream of one rate and one number of channels.
   [[nodiscard]] bool continues(const MpegFrameHeader& other) const;
 };

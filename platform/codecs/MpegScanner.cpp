@@ -90,13 +90,27 @@ MpegScanner::Result MpegScanner::runAt(std::uint64_t offset) {
   return *isRunHere ? std::optional(packet) : std::nullopt;
 }
 
-std::expected<std::uint32_t, OSStatus> MpegScanner::borrowedBytes(const MpegPacket& packet) {
-  constexpr std::size_t kEnough = 8;
-  const auto bytes = window_.at(packet.offset, kEnough);
+std::expected<MpegMainData, OSStatus> MpegScanner::mainData(const MpegPacket& packet) {
+  const auto& header = packet.header;
+  const std::size_t start = kHeaderSize + header.checksumBytes();
+  const std::size_t end = start + header.sideInformationBytes();
+  if (header.layer != 3 || packet.byteCount < end) return MpegMainData{};
+  const auto bytes = window_.at(packet.offset, end);
   if (!bytes) return std::unexpected(bytes.error());
-  if (packet.header.layer != 3 || bytes->size() < kEnough) return 0;
-  const auto field = loadBig<std::uint16_t>(*bytes, kHeaderSize + packet.header.checksumBytes());
-  return packet.header.version == MpegFrameHeader::Version::mpeg1 ? field >> 7U : field >> 8U;
+  if (bytes->size() < end) return MpegMainData{};
+  const auto field = [information = bytes->subspan(start)](std::size_t at, std::size_t bits) {
+    std::uint32_t value = 0;
+    for (; bits > 0; --bits, ++at)
+      value = value << 1 | (std::to_integer<std::uint32_t>(information[at / 8]) >> (7 - at % 8) & 1);
+    return value;
+  };
+  const bool isMpeg1 = header.version == MpegFrameHeader::Version::mpeg1;
+  constexpr std::size_t lengthBits = 12;
+  // Private bits, and in MPEG 1 four bits a channel about scale factors, stand before the granules.
+  std::size_t at = isMpeg1 ? (header.channels == 1 ? 18 : 20) : (header.channels == 1 ? 9 : 10);
+  std::uint32_t bits = 0;
+  for (int i = 0; i < (isMpeg1 ? 2 : 1) * header.channels; ++i, at += isMpeg1 ? 59 : 63) bits += field(at, lengthBits);
+  return MpegMainData{field(0, isMpeg1 ? 9 : 8), (bits + 7) / 8};
 }
 
 MpegScanner::Result MpegScanner::findRun(std::uint64_t offset, std::uint64_t limit) {

@@ -15,6 +15,12 @@ struct MpegPacket {
   std::uint32_t byteCount = 0;
 };
 
+/// What the side information of a packet of layer III says about its main data.
+struct MpegMainData {
+  std::uint32_t borrowedBytes = 0;  ///< of it that stand in the packets before
+  std::uint32_t byteCount = 0;      ///< used by the decoder
+};
+
 class MpegScanner {
  public:
   using Result = std::expected<std::optional<MpegPacket>, OSStatus>;
@@ -28,8 +34,8 @@ class MpegScanner {
   /// The first packet at or behind `offset`, but before `limit`, that starts a run of packets.
   [[nodiscard]] Result findRun(std::uint64_t offset, std::uint64_t limit);
 
-  /// Bytes of main data that a packet of layer III takes from those before it, as its side information says.
-  [[nodiscard]] std::expected<std::uint32_t, OSStatus> borrowedBytes(const MpegPacket& packet);
+  /// All 0 for other layers, and for a packet without room for its side information.
+  [[nodiscard]] std::expected<MpegMainData, OSStatus> mainData(const MpegPacket& packet);
 
   /// The packet at this place if it starts a run.
   [[nodiscard]] Result runAt(std::uint64_t offset);

@@ -76,7 +76,7 @@ std::expected<std::optional<InformationPacket>, OSStatus> informationIn(const By
 
 class StreamBuilder {
  public:
-  void add(const MpegPacket& packet, std::uint32_t borrowedBytes) {
+  void add(const MpegPacket& packet, const MpegMainData& data) {
     const std::uint32_t mainData = packet.header.mainDataBytes(packet.byteCount);
     if (stream_.packetCount == 0) {
       stream_.header = packet.header;
@@ -87,9 +87,13 @@ class StreamBuilder {
     }
     if (stream_.packetCount % MpegStream::kLandmarkDistance == 0) stream_.landmarks.push_back(stream_.byteCount);
     stream_.smallestMainDataBytes = std::min(stream_.smallestMainDataBytes, mainData);
-    stream_.isContinuous = stream_.isContinuous && borrowedBytes <= reservoir_;
-    reservoir_ = borrowedBytes + mainData;
     auto& extents = stream_.extents;
+    const bool isAfterHole = !extents.empty() && extents.back().fileOffset + extents.back().byteCount != packet.offset;
+    // Missing packets leave no gap in the file, but often one that borrows bits of which the one before made use.
+    if (isAfterHole || data.borrowedBytes > unusedBytes_) reservoir_ = 0;
+    if (data.borrowedBytes > reservoir_) silence(packet);
+    unusedBytes_ = data.borrowedBytes + mainData - std::min(data.byteCount, data.borrowedBytes + mainData);
+    reservoir_ = std::min(std::max(reservoir_, data.borrowedBytes) + mainData, packet.header.largestReservoir());
     if (extents.empty() || extents.back().fileOffset + extents.back().byteCount != packet.offset) {
       extents.push_back({packet.offset, stream_.byteCount, 0});
     }
@@ -119,7 +123,16 @@ class StreamBuilder {
 
  private:
   MpegStream stream_;
-  std::uint32_t reservoir_ = 0;  ///< bytes of main data that the next packet can reach
+  void silence(const MpegPacket& packet) {
+    MpegStream::Silenced silenced;
+    silenced.streamOffset = stream_.byteCount + 4 + packet.header.checksumBytes();
+    silenced.byteCount = packet.header.sideInformationBytes();
+    packet.header.silence(std::span(silenced.information).first(silenced.byteCount), reservoir_);
+    stream_.silenced.push_back(silenced);
+  }
+
+  std::uint32_t reservoir_ = 0;    ///< bytes of main data that the next packet can reach, and the decoder still has
+  std::uint32_t unusedBytes_ = 0;  ///< of main data, behind what the last packet made use of
 };
 
 /// The packet that comes next in the stream, behind tags, junk or a change of format where need be.
@@ -170,9 +183,9 @@ std::expected<MpegStream, OSStatus> readMpegStream(const ByteSource& source, std
   MpegPacket previous = **packet;
   for (bool isSound = !*information; builder.frames() < kMostFrames; isSound = true) {
     if (isSound) {
-      const auto borrowed = scanner.borrowedBytes(previous);
-      if (!borrowed) return std::unexpected(borrowed.error());
-      builder.add(previous, *borrowed);
+      const auto data = scanner.mainData(previous);
+      if (!data) return std::unexpected(data.error());
+      builder.add(previous, *data);
     }
     packet = following(scanner, source, previous);
     if (!packet) return std::unexpected(packet.error());

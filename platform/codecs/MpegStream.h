@@ -18,6 +18,12 @@ struct MpegStream {
     std::uint64_t streamOffset = 0;  ///< bytes of packets before it
     std::uint64_t byteCount = 0;
   };
+  /// Side information to read in place of what the file has, because the packet borrows bits that are not there.
+  struct Silenced {
+    std::uint64_t streamOffset = 0;
+    std::array<std::byte, 32> information{};
+    std::uint32_t byteCount = 0;  ///< of it
+  };
   /// A decoder that begins at a packet whose number is a multiple of this adds up its samples in the same order as one
   /// that began at packet 0: the polyphase synthesis is back at its first position after 8 packets at the latest.
   static constexpr std::uint64_t kLandmarkDistance = 16;
@@ -32,9 +38,9 @@ struct MpegStream {
   std::vector<std::uint64_t> landmarks;       ///< stream offset of packets 0, 16, 32, …
   std::optional<std::uint64_t> changePacket;  ///< the first one of another rate, layer or number of channels
   std::uint32_t smallestMainDataBytes = 0;    ///< of a packet
-  /// Every packet finds the bytes that it borrows. Where one does not, what a decoder makes of it, and of all that
-  /// follows, depends on where it began.
-  bool isContinuous = true;
+  /// Packets that do not find the bytes that they borrow: at the start of a cut file, and behind a hole, where the
+  /// decoder would take other packets' bytes for theirs, and play them as noise of any loudness.
+  std::vector<Silenced> silenced;
   std::uint32_t freePacketBytes = 0;  ///< in free format, of a packet without padding
   std::uint64_t firstFrame = 0;       ///< of the music, counted from packet 0: the encoder's delay lies before it
   std::uint64_t endFrame = 0;         ///< behind the music: the encoder's padding follows

@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "tests/platform/codecs/AudioBytes.h"
@@ -195,6 +198,42 @@ TEST_F(Mp3File, DamagedAnywhereSoundsTheSameFromEveryDecoder) {
     for (int i = 0; i < 3; ++i) damaged[random.below(damaged.size())] = static_cast<std::byte>(random.next());
     decode(damaged);
   }
+}
+
+/// The largest magnitude of a sample.
+float peak(const std::vector<std::byte>& samples) {
+  float largest = 0;
+  for (std::size_t i = 0; i + sizeof(float) <= samples.size(); i += sizeof(float)) {
+    float value = 0;
+    std::memcpy(&value, samples.data() + i, sizeof value);
+    largest = std::max(largest, std::abs(value));
+  }
+  return largest;
+}
+
+TEST_F(Mp3File, BehindAHoleNeverPlaysABurst) {
+  // Where a packet borrows bits, those of other packets must not be decoded in their place.
+  bench_.run("lame --quiet -t -b 128 in.wav cbr.mp3");
+  SeededRandom random(12);
+  int holes = 0;
+  for (const auto& file : {plain_, bench_.bytesOf("cbr.mp3")}) {
+    bench_.write("file.mp3", file);
+    const float whole = peak(bench_.decode("file.mp3", kSerial).samples);
+    ASSERT_GT(whole, 0.2F);
+    for (int round = 0; round < 60; ++round, ++holes) {
+      auto holed = file;
+      const auto begin = holed.begin() + 5000 + static_cast<std::ptrdiff_t>(random.below(holed.size() - 20'000));
+      if (round % 2 == 0) {
+        holed.erase(begin, begin + 1 + static_cast<std::ptrdiff_t>(random.below(6000)));
+      } else {
+        std::fill_n(begin, 1000 + random.below(5000), std::byte{0});
+      }
+      const auto result = decode(holed);
+      ASSERT_EQ(result.status, noErr);
+      EXPECT_LE(peak(result.samples), whole * 1.5F) << "round " << round;
+    }
+  }
+  std::printf("%d holes\n", holes);
 }
 
 TEST_F(Mp3File, WithSilenceAtEverySeamSoundsTheSameFromEveryDecoder) {
