@@ -15,17 +15,15 @@ class AudioLogger {
 
   template <typename... Args>
   void standard(fmt::format_string<Args...> text, Args&&... args) {
-    log_.write(LogLevel::standard, category, fmt::format(text, std::forward<Args>(args)...));
+    log_.write(LogLevel::standard, audioOutputCategory, fmt::format(text, std::forward<Args>(args)...));
   }
 
   template <typename... Args>
   void error(fmt::format_string<Args...> text, Args&&... args) {
-    log_.write(LogLevel::error, category, fmt::format(text, std::forward<Args>(args)...));
+    log_.write(LogLevel::error, audioOutputCategory, fmt::format(text, std::forward<Args>(args)...));
   }
 
  private:
-  static constexpr std::string_view category = "AudioOutput";
-
   Log& log_;
 };
 

@@ -14,7 +14,6 @@ namespace {
 constexpr int settleRounds = 50;
 constexpr std::chrono::microseconds settlePause{5000};
 
-constexpr auto hogModeAddress = globalAddress(kAudioDevicePropertyHogMode);
 constexpr auto nominalRateAddress = globalAddress(kAudioDevicePropertyNominalSampleRate);
 
 }  // namespace

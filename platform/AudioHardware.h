@@ -71,6 +71,9 @@ constexpr FourCharCode kAudioStreamPropertyIsActive = fourCharCode("sact");     
 constexpr FourCharCode kAudioStreamPropertyPhysicalFormat = fourCharCode("pft ");  ///< stream: description
 constexpr FourCharCode kAudioStreamPropertyVirtualFormat = fourCharCode("sfmt");   ///< stream: description
 
+/// Where the owner of a device is read, and taken or released.
+constexpr auto hogModeAddress = globalAddress(kAudioDevicePropertyHogMode);
+
 // Transport types (kAudioDevicePropertyTransportType).
 constexpr std::uint32_t kAudioDeviceTransportTypeUnknown = 0;
 constexpr std::uint32_t kAudioDeviceTransportTypeBuiltIn = fourCharCode("bltn");

@@ -8,6 +8,10 @@ namespace tolvane {
 
 enum class LogLevel : std::uint8_t { debug, info, standard, error };
 
+/// Categories that several classes write under: the engine's output, and the devices.
+constexpr std::string_view audioOutputCategory = "AudioOutput";
+constexpr std::string_view audioHardwareCategory = "AudioHardware";
+
 class Log {
  public:
   virtual ~Log() = default;

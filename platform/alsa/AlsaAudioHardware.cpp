@@ -9,11 +9,7 @@
 #include "platform/alsa/AlsaStatus.h"
 
 namespace tolvane {
-namespace {
-
-constexpr std::string_view category = "AudioHardware";
-
-}  // namespace
+namespace {}  // namespace
 
 AlsaAudioHardware::AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t)> makeRealtime,
                                      DeviceReservation* reservation, const AlsaPaths& paths)
@@ -189,14 +185,14 @@ void AlsaAudioHardware::refresh() {
     }
     const Ids ids = idsFor(info.uid);
     devices_.push_back(std::make_shared<AlsaDevice>(info, ids.device, ids.stream, system_));
-    log_.write(LogLevel::info, category, fmt::format("Found {} ({})", info.name, info.uid));
+    log_.write(LogLevel::info, audioHardwareCategory, fmt::format("Found {} ({})", info.name, info.uid));
     changed = true;
   }
   for (const auto& device : before) {
     if (std::ranges::find(devices_, device) != devices_.end()) continue;
     device->markGone();
     listeners().notify(device->id(), globalAddress(kAudioDevicePropertyDeviceIsAlive));
-    log_.write(LogLevel::info, category, fmt::format("{} has gone", device->info().name));
+    log_.write(LogLevel::info, audioHardwareCategory, fmt::format("{} has gone", device->info().name));
     changed = true;
   }
   watchCards();
@@ -213,7 +209,7 @@ void AlsaAudioHardware::removeDevicesOf(int card) {
   for (const auto& device : gone) {
     device->markGone();
     listeners().notify(device->id(), globalAddress(kAudioDevicePropertyDeviceIsAlive));
-    log_.write(LogLevel::info, category, fmt::format("{} has gone", device->info().name));
+    log_.write(LogLevel::info, audioHardwareCategory, fmt::format("{} has gone", device->info().name));
   }
   devices_.erase(gone.begin(), gone.end());
   announceListChange(defaultBefore);

@@ -10,7 +10,6 @@
 namespace tolvane {
 namespace {
 
-constexpr std::string_view category = "AudioOutput";
 constexpr std::chrono::seconds betweenUnderrunLines{10};
 
 }  // namespace
@@ -45,7 +44,7 @@ OSStatus AlsaOutputUnit::initialize() {
     device->closeForUnit();
     return kAudioUnitErr_FormatNotSupported;
   }
-  host_.log().write(LogLevel::info, category,
+  host_.log().write(LogLevel::info, audioOutputCategory,
                     fmt::format("Opened {} at {} Hz, {}, {} channels, ring {} frames{}{}", device->info().name,
                                 opened->setup.rate, layoutText(opened->setup.layout), opened->setup.channels,
                                 opened->setup.bufferFrames, pipeline->changesRate() ? ", resampling" : "",
@@ -104,7 +103,7 @@ void AlsaOutputUnit::logUnderruns(bool isLast) {
   const auto now = host_.runLoop().now();
   if (count == underrunsLogged_ || (!isLast && now < nextUnderrunLine_)) return;
   host_.log().write(
-      LogLevel::standard, category,
+      LogLevel::standard, audioOutputCategory,
       fmt::format("{} ran dry {} time(s); playback went on", device_->info().name, count - underrunsLogged_));
   underrunsLogged_ = count;
   nextUnderrunLine_ = now + betweenUnderrunLines;
@@ -114,7 +113,8 @@ void AlsaOutputUnit::logUnderruns(bool isLast) {
 void AlsaOutputUnit::surrender() {
   loop_->surrender();
   device_->closeForUnit();
-  host_.log().write(LogLevel::standard, category, fmt::format("{} was given to another program", device_->info().name));
+  host_.log().write(LogLevel::standard, audioOutputCategory,
+                    fmt::format("{} was given to another program", device_->info().name));
   host_.deviceFailed(device_->id());
 }
 
@@ -123,7 +123,7 @@ void AlsaOutputUnit::handleNotice() {
   notice_->clear();
   logUnderruns(false);
   if (loop_->failure() == 0 || std::exchange(failureTold_, true)) return;
-  host_.log().write(LogLevel::error, category,
+  host_.log().write(LogLevel::error, audioOutputCategory,
                     fmt::format("{} failed: {}", device_->info().name, alsaErrorText(loop_->failure())));
   host_.deviceFailed(device_->id());
 }

@@ -64,7 +64,7 @@ AlsaWatcher::AlsaWatcher(RunLoop& runLoop, Log& log, std::string folder, Handler
       handlers_(std::move(handlers)),
       descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
   if (descriptor_ < 0) {
-    log.write(LogLevel::error, "AudioHardware",
+    log.write(LogLevel::error, audioHardwareCategory,
               fmt::format("Changes of the sound devices will not be noticed: {}", std::strerror(errno)));
     return;
   }

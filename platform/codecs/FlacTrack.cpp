@@ -59,11 +59,7 @@ std::expected<std::unique_ptr<EncodedTrack>, OSStatus> FlacTrack::open(std::shar
   return track;
 }
 
-ChannelLayout FlacTrack::channelLayout() const {
-  // The comments of a stream inside Ogg are not looked at, and might say something else than the format's assignment.
-  if (stream_.isInOgg) return usualLayout(stream_.channels);
-  return readFlacChannels(*source_, stream_.offset, stream_.channels);
-}
+ChannelLayout FlacTrack::channelLayout() const { return readFlacChannels(*source_, stream_.marker, stream_.channels); }
 
 std::expected<std::unique_ptr<TrackDecoder>, OSStatus> FlacTrack::decoderAt(std::uint64_t frame) const {
   auto decoder = FlacDecoder::open(*source_, stream_, {stream_.firstBlock, stream_.firstFrame});

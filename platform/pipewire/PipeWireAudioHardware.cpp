@@ -12,8 +12,6 @@ namespace {
 
 using std::chrono_literals::operator""ms;
 
-constexpr std::string_view category = "AudioHardware";
-
 constexpr auto devicesAddress = globalAddress(kAudioHardwarePropertyDevices);
 constexpr auto defaultAddress = globalAddress(kAudioHardwarePropertyDefaultOutputDevice);
 
@@ -206,7 +204,7 @@ void PipeWireAudioHardware::listDevices(const std::vector<MergedDevice>& merged)
     if (device->unit != nullptr) device->unit->markLost(kAudioHardwareBadDeviceError);
     device->sink.reset();
     listeners().notify(device->id, globalAddress(kAudioDevicePropertyDeviceIsAlive));
-    log_.write(LogLevel::info, category, fmt::format("{} has gone", device->name));
+    log_.write(LogLevel::info, audioHardwareCategory, fmt::format("{} has gone", device->name));
   }
   if (before != listed_) listeners().notify(kAudioObjectSystemObject, devicesAddress);
   const AudioObjectID chosen = defaultDevice();
@@ -222,7 +220,7 @@ PipeWireDevice& PipeWireAudioHardware::deviceNamed(const MergedDevice& merged) {
     device->name = name;
     device->id = nextId_++;
     device->stream = nextId_++;
-    log_.write(LogLevel::info, category,
+    log_.write(LogLevel::info, audioHardwareCategory,
                fmt::format("{} ({}) is device {}{}", name, merged.uid, device->id, merged.sink ? ", a sink" : ""));
   }
   return *device;

@@ -17,7 +17,6 @@ namespace {
 using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""s;
 
-constexpr std::string_view category = "AudioHardware";
 constexpr auto startLimit = 2s;
 constexpr auto retryInterval = 1s;  // while there is a socket that nobody answers
 
@@ -110,7 +109,8 @@ void PipeWireConnection::tryToConnect() {
     if (loop_ != nullptr) context_ = pw_context_new(loop_, settings, 0);
     if (context_ == nullptr) {
       if (loop_ != nullptr) pw_loop_destroy(std::exchange(loop_, nullptr));
-      log_.write(LogLevel::standard, category, "PipeWire's library does not start; its server is not used");
+      log_.write(LogLevel::standard, audioHardwareCategory,
+                 "PipeWire's library does not start; its server is not used");
       return;
     }
     loopWatch_ = runLoop_.watchDescriptor(pw_loop_get_fd(loop_), [this] { iterate(0); });
@@ -128,7 +128,7 @@ void PipeWireConnection::tryToConnect() {
   if (session_->registry == nullptr) return disconnect();
   pw_registry_add_listener(session_->registry, &session_->registryHook, &PipeWireCallbacks::registry, this);
   pw_core_sync(core_, PW_ID_CORE, 0);
-  log_.write(LogLevel::info, category, "Connected to PipeWire");
+  log_.write(LogLevel::info, audioHardwareCategory, "Connected to PipeWire");
 }
 
 void PipeWireConnection::scheduleRetry() {
@@ -161,7 +161,7 @@ void PipeWireConnection::iterate(int milliseconds) {
 /// Tells what the last turn of the loop has changed, now that no call of the library is under way.
 void PipeWireConnection::settle() {
   if (std::exchange(isBroken_, false) && core_ != nullptr) {
-    log_.write(LogLevel::standard, category, "The PipeWire server has gone");
+    log_.write(LogLevel::standard, audioHardwareCategory, "The PipeWire server has gone");
     events_.lost();
     disconnect();
     scheduleRetry();

@@ -15,18 +15,16 @@ namespace {
 using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""s;
 
-constexpr std::string_view category = "AudioHardware";
 constexpr RunLoop::Duration setUpLimit = 1s;  // for the session manager to set a sink up
 constexpr RunLoop::Duration closeLimit = 1s;  // for the server to close the card
 constexpr RunLoop::Duration heardLimit = 1s;  // for what the card still plays
 constexpr RunLoop::Duration retryPause = 20ms;
-constexpr auto hogAddress = globalAddress(kAudioDevicePropertyHogMode);
 
 }  // namespace
 
 OSStatus PipeWireAudioHardware::toggleDirectHog(const Device& device) {
   constexpr std::int32_t anyPID = -1;  // the write toggles, whatever its value
-  return direct_.setPropertyData(device.direct, hogAddress, anyPID);
+  return direct_.setPropertyData(device.direct, hogModeAddress, anyPID);
 }
 
 OSStatus PipeWireAudioHardware::toggleHog(Device& device) {
@@ -84,7 +82,7 @@ OSStatus PipeWireAudioHardware::toggleDirectHogWithin(RunLoop::Duration limit, D
 
 void PipeWireAudioHardware::giveBack(Device& device) {
   if (const OSStatus status = toggleDirectHog(device); status != noErr)
-    log_.write(LogLevel::error, category, fmt::format("{} is not given back: {}", device.name, status));
+    log_.write(LogLevel::error, audioHardwareCategory, fmt::format("{} is not given back: {}", device.name, status));
   letGoOfCard(device);
 }
 

@@ -13,7 +13,6 @@ namespace {
 
 using std::chrono_literals::operator""ms;
 
-constexpr std::string_view category = "AudioOutput";
 constexpr auto watchInterval = 500ms;
 constexpr int checksToReport = 2;  // a second in which the sink asked for nothing
 
@@ -116,7 +115,7 @@ OSStatus PipeWireOutputUnit::openStream(const Path& path) {
       std::move(pipeline), [this] { host_.unitChanged(settings_.device()); });
   const OSStatus status = stream_->open();
   if (status == noErr)
-    host_.log().write(LogLevel::info, category,
+    host_.log().write(LogLevel::info, audioOutputCategory,
                       fmt::format("Opened {} through PipeWire for {} Hz, {} channels", path.name, rate, channels));
   return status;
 }
@@ -208,7 +207,7 @@ void PipeWireOutputUnit::goOn() {
   OSStatus status = reopen();
   if (status == noErr && wasRunning) status = startWay();
   if (status == noErr || !wasRunning) return;
-  host_.log().write(LogLevel::error, category,
+  host_.log().write(LogLevel::error, audioOutputCategory,
                     fmt::format("The device was left, and is not reached again: {}", status));
   state_ = State::running;
   watchError_ = status;
@@ -246,7 +245,7 @@ void PipeWireOutputUnit::watchProgress() {
     return;
   }
   if (++checksWithoutProgress_ != checksToReport) return;
-  host_.log().write(LogLevel::error, category, "PipeWire has asked for no frames for a second");
+  host_.log().write(LogLevel::error, audioOutputCategory, "PipeWire has asked for no frames for a second");
   watchError_ = kAudioHardwareNotRunningError;
 }
 

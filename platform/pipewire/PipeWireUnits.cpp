@@ -12,9 +12,6 @@
 namespace tolvane {
 namespace {
 
-constexpr std::string_view category = "AudioHardware";
-constexpr auto hogAddress = globalAddress(kAudioDevicePropertyHogMode);
-
 /// What the direct side announces of a device, and is passed on while the device is reached that way.
 constexpr std::array forwarded{
     globalAddress(kAudioDevicePropertyNominalSampleRate), globalAddress(kAudioDevicePropertyActualSampleRate),
@@ -85,7 +82,8 @@ void PipeWireAudioHardware::chooseCardRate(const Device& device, double rate) {
   const OSStatus status =
       direct_.setPropertyData(device.direct, globalAddress(kAudioDevicePropertyNominalSampleRate), rate);
   if (status != noErr)
-    log_.write(LogLevel::standard, category, fmt::format("{} does not take {} Hz: {}", device.name, rate, status));
+    log_.write(LogLevel::standard, audioHardwareCategory,
+               fmt::format("{} does not take {} Hz: {}", device.name, rate, status));
 }
 
 /// The rate is the device's, whichever way it is reached, and the unit is not asked for it again. Of the buffer, which
@@ -113,7 +111,7 @@ void PipeWireAudioHardware::observeDirect() {
   for (const Device* device : listed_) {
     if (device->direct == kAudioObjectUnknown || ownerListeners_.contains(device->direct)) continue;
     const auto added = direct_.addPropertyListener(
-        device->direct, hogAddress, [this, uid = device->uid](const auto&) { publish(*devices_.at(uid)); });
+        device->direct, hogModeAddress, [this, uid = device->uid](const auto&) { publish(*devices_.at(uid)); });
     if (added) ownerListeners_.emplace(device->direct, *added);
   }
 }
@@ -122,7 +120,7 @@ void PipeWireAudioHardware::observeDirect() {
 /// change, though before the news of it, has read the new value.
 void PipeWireAudioHardware::listenDirectly(ListenerID listener, const Device& device, bool ofStream,
                                            const AudioObjectPropertyAddress& address) {
-  if (device.direct == kAudioObjectUnknown || address == hogAddress) return;
+  if (device.direct == kAudioObjectUnknown || address == hogModeAddress) return;
   if (!ofStream && std::ranges::find(forwarded, address) == forwarded.end()) return;
   const auto added =
       direct_.addPropertyListener(ofStream ? directStream(device) : device.direct, address,
@@ -140,7 +138,7 @@ void PipeWireAudioHardware::publishAlteration(Device& device) {
   const std::string reason = detailsOf(sharedAlterations(device));
   if (!device.toldAlteration.isNews(reason)) return;
   if (device.toldAlteration.isWorthALine(reason))
-    log_.write(LogLevel::standard, category,
+    log_.write(LogLevel::standard, audioHardwareCategory,
                reason.empty() ? fmt::format("{}: nothing alters the samples now", device.name)
                               : fmt::format("{}: samples are altered. {}", device.name, reason));
   device.toldAlteration.tell(reason);
@@ -168,7 +166,7 @@ void PipeWireAudioHardware::publish(Device& device) {
     const std::int32_t owner = hogOwner(device);
     if (device.toldOwner && *device.toldOwner != owner) {
       if (owner == -1) device.retakePause.reset();  // whoever was in the way has left
-      listeners().notify(device.id, hogAddress);
+      listeners().notify(device.id, hogModeAddress);
     }
     device.toldOwner = owner;
   }

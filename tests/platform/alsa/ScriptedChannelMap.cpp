@@ -6,7 +6,7 @@
 namespace tolvane {
 namespace {
 
-ScriptedChannelMap* current = nullptr;
+ScriptedChannelMap* currentMap = nullptr;
 
 /// In memory of its own that free() takes.
 snd_pcm_chmap_t* writeMap(void* memory, const std::vector<unsigned>& positions) {
@@ -18,26 +18,26 @@ snd_pcm_chmap_t* writeMap(void* memory, const std::vector<unsigned>& positions) 
 
 }  // namespace
 
-ScriptedChannelMap::ScriptedChannelMap() { current = this; }
-ScriptedChannelMap::~ScriptedChannelMap() { current = nullptr; }
+ScriptedChannelMap::ScriptedChannelMap() { currentMap = this; }
+ScriptedChannelMap::~ScriptedChannelMap() { currentMap = nullptr; }
 
 }  // namespace tolvane
 
-using tolvane::current;
+using tolvane::currentMap;
 
 extern "C" {
 
 snd_pcm_chmap_t* snd_pcm_get_chmap(snd_pcm_t* /*pcm*/) {
-  if (current == nullptr || current->map.empty()) return nullptr;
-  return tolvane::writeMap(std::malloc(sizeof(unsigned) * (1 + current->map.size())), current->map);
+  if (currentMap == nullptr || currentMap->map.empty()) return nullptr;
+  return tolvane::writeMap(std::malloc(sizeof(unsigned) * (1 + currentMap->map.size())), currentMap->map);
 }
 
 snd_pcm_chmap_query_t** snd_pcm_query_chmaps(snd_pcm_t* /*pcm*/) {
-  if (current == nullptr || current->offers.empty()) return nullptr;
-  const std::size_t count = current->offers.size();
+  if (currentMap == nullptr || currentMap->offers.empty()) return nullptr;
+  const std::size_t count = currentMap->offers.size();
   auto** queries = static_cast<snd_pcm_chmap_query_t**>(std::calloc(count + 1, sizeof(snd_pcm_chmap_query_t*)));
   for (std::size_t i = 0; i < count; ++i) {
-    const auto& offer = current->offers[i];
+    const auto& offer = currentMap->offers[i];
     queries[i] = static_cast<snd_pcm_chmap_query_t*>(std::malloc(sizeof(unsigned) * (2 + offer.positions.size())));
     queries[i]->type = offer.type;
     tolvane::writeMap(&queries[i]->map, offer.positions);
@@ -51,9 +51,9 @@ void snd_pcm_free_chmaps(snd_pcm_chmap_query_t** queries) {
 }
 
 int snd_pcm_set_chmap(snd_pcm_t* /*pcm*/, const snd_pcm_chmap_t* map) {
-  current->sets.emplace_back(map->pos, map->pos + map->channels);
-  if (current->setAnswer >= 0) current->map = current->sets.back();
-  return current->setAnswer;
+  currentMap->sets.emplace_back(map->pos, map->pos + map->channels);
+  if (currentMap->setAnswer >= 0) currentMap->map = currentMap->sets.back();
+  return currentMap->setAnswer;
 }
 
 }  // extern "C"

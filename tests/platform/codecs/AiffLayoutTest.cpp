@@ -9,7 +9,7 @@
 #include "tests/support/Printers.h"
 #include "tests/support/SeededRandom.h"
 
-namespace tolvane::test {
+namespace tolvane::test::aiff {
 namespace {
 
 constexpr std::uint32_t kSigned = kAudioFormatFlagIsSignedInteger;
@@ -187,4 +187,4 @@ TEST(AiffLayout, NeverPointsOutsideADamagedFile) {
 }
 
 }  // namespace
-}  // namespace tolvane::test
+}  // namespace tolvane::test::aiff

@@ -9,7 +9,7 @@
 #include "tests/support/Printers.h"
 #include "tests/support/SeededRandom.h"
 
-namespace tolvane::test {
+namespace tolvane::test::wav {
 namespace {
 
 constexpr std::uint32_t kSigned = kAudioFormatFlagIsSignedInteger;
@@ -255,4 +255,4 @@ TEST(WavLayout, NeverPointsOutsideADamagedFile) {
 }
 
 }  // namespace
-}  // namespace tolvane::test
+}  // namespace tolvane::test::wav

@@ -9,7 +9,6 @@ namespace tolvane {
 namespace {
 
 using enum ChannelPosition;
-using Kind = SampleAlteration::Kind;
 using Positions = std::vector<ChannelPosition>;
 using Order = std::vector<std::optional<std::size_t>>;
 
@@ -41,7 +40,7 @@ TEST(ChannelPlacement, isNotCertainWhereHdmiNamesTheSurroundPairsOtherwise) {
   const ChannelPlacement placement = placeChannels(wave71, hdmi71);
   EXPECT_EQ(placement.sourceOf, (Order{0, 1, 3, 2, 6, 7, 4, 5}));
   EXPECT_FALSE(placement.isCertain);
-  EXPECT_EQ(placementAlteration(wave71, hdmi71)->kind, Kind::unknown);
+  EXPECT_EQ(placementAlteration(wave71, hdmi71)->kind, SampleAlteration::Kind::unknown);
 }
 
 TEST(ChannelPlacement, givesMonoToBothFrontLoudspeakers) {
@@ -61,43 +60,46 @@ TEST(ChannelPlacement, followsADeviceWhoseChannelsAreSwapped) {
 TEST(ChannelPlacement, namesTheLoudspeakerThatIsMissing) {
   const ChannelLayout withoutCentre{{frontLeft, frontRight, lowFrequency, topCentre, rearLeft, rearRight}};
   EXPECT_EQ(placeChannels(wave51, withoutCentre).unplaced, (std::vector<std::size_t>{2}));
-  EXPECT_EQ(
-      placementAlteration(wave51, withoutCentre),
-      (SampleAlteration{Kind::converted, "The track has a centre channel, but the device has no loudspeaker for it."}));
+  EXPECT_EQ(placementAlteration(wave51, withoutCentre),
+            (SampleAlteration{SampleAlteration::Kind::converted,
+                              "The track has a centre channel, but the device has no loudspeaker for it."}));
   EXPECT_EQ(placementAlteration(layoutOfMask(0x107, 4), layoutOfMask(0x33, 4)),
-            (SampleAlteration{Kind::converted,
+            (SampleAlteration{SampleAlteration::Kind::converted,
                               "The device has no loudspeakers for 2 channels of the track: centre, rear centre."}));
 }
 
 TEST(ChannelPlacement, saysThatChannelsAreMixedDown) {
   EXPECT_EQ(placementAlteration(wave51, usualLayout(2)),
-            (SampleAlteration{Kind::converted, "The track's 6 channels are mixed down to the device's 2."}));
+            (SampleAlteration{SampleAlteration::Kind::converted,
+                              "The track's 6 channels are mixed down to the device's 2."}));
   EXPECT_EQ(placementAlteration(usualLayout(2), usualLayout(1)),
-            (SampleAlteration{Kind::converted, "The track's 2 channels are mixed down to the device's 1."}));
+            (SampleAlteration{SampleAlteration::Kind::converted,
+                              "The track's 2 channels are mixed down to the device's 1."}));
 }
 
 TEST(ChannelPlacement, keepsTheOrderWhereADeviceStatesNothing) {
   const ChannelPlacement placement = placeChannels(wave51, unknownLayout(6));
   EXPECT_EQ(placement.sourceOf, (Order{0, 1, 2, 3, 4, 5}));
   EXPECT_EQ(placementAlteration(wave51, unknownLayout(6)),
-            (SampleAlteration{Kind::unknown, "The device does not state which loudspeakers its 6 channels are for."}));
+            (SampleAlteration{SampleAlteration::Kind::unknown,
+                              "The device does not state which loudspeakers its 6 channels are for."}));
 }
 
 TEST(ChannelPlacement, assumesTheUsualOrderWhereATrackStatesNothing) {
   EXPECT_EQ(placeChannels(usualLayout(6), card51).sourceOf, (Order{0, 1, 4, 5, 2, 3}));
-  EXPECT_EQ(
-      placementAlteration(usualLayout(6), card51),
-      (SampleAlteration{Kind::unknown, "The track does not state which loudspeakers its 6 channels are meant for."}));
+  EXPECT_EQ(placementAlteration(usualLayout(6), card51),
+            (SampleAlteration{SampleAlteration::Kind::unknown,
+                              "The track does not state which loudspeakers its 6 channels are meant for."}));
 }
 
 TEST(ChannelPlacement, placesUnknownChannelsOnWhatIsLeftAndIsNotCertain) {
   const ChannelLayout partly{{frontLeft, frontRight, unknown, unknown}};
   const ChannelLayout card{{rearLeft, frontLeft, rearRight, frontRight}};
   EXPECT_EQ(placeChannels(partly, card).sourceOf, (Order{2, 0, 3, 1}));
-  EXPECT_EQ(placementAlteration(partly, card)->kind, Kind::unknown);
+  EXPECT_EQ(placementAlteration(partly, card)->kind, SampleAlteration::Kind::unknown);
   const ChannelLayout partlyCard{{frontLeft, frontRight, unknown, unknown}};
   EXPECT_EQ(placeChannels(layoutOfMask(0x33, 4), partlyCard).sourceOf, (Order{0, 1, 2, 3}));
-  EXPECT_EQ(placementAlteration(layoutOfMask(0x33, 4), partlyCard)->kind, Kind::unknown);
+  EXPECT_EQ(placementAlteration(layoutOfMask(0x33, 4), partlyCard)->kind, SampleAlteration::Kind::unknown);
 }
 
 TEST(ChannelPlacement, putsNothingOnASilentChannel) {

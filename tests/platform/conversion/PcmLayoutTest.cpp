@@ -7,9 +7,7 @@
 namespace tolvane {
 namespace {
 
-using Kind = PcmLayout::Kind;
-
-const PcmLayout u8 = integerLayout(8, 1, false, false, Kind::unsignedInteger);
+const PcmLayout u8 = integerLayout(8, 1, false, false, PcmLayout::Kind::unsignedInteger);
 const PcmLayout s16 = integerLayout(16, 2);
 const PcmLayout s16be = integerLayout(16, 2, true);
 const PcmLayout s24 = integerLayout(24, 4);
@@ -110,10 +108,11 @@ TEST(PcmLayout, fillsSilenceWithTheHalfWayCode) {
   using Values = std::vector<unsigned>;
   EXPECT_EQ(silence(s16), (Values{0, 0, 0, 0}));
   EXPECT_EQ(silence(u8), (Values{0x80, 0x80}));
-  EXPECT_EQ(silence(integerLayout(16, 2, false, false, Kind::unsignedInteger)), (Values{0, 0x80, 0, 0x80}));
-  EXPECT_EQ(silence(integerLayout(16, 2, true, false, Kind::unsignedInteger)), (Values{0x80, 0, 0x80, 0}));
-  EXPECT_EQ(silence(integerLayout(20, 3, false, false, Kind::unsignedInteger)), (Values{0, 0, 8, 0, 0, 8}));
-  EXPECT_EQ(silence(integerLayout(20, 3, false, true, Kind::unsignedInteger)), (Values{0, 0, 0x80, 0, 0, 0x80}));
+  EXPECT_EQ(silence(integerLayout(16, 2, false, false, PcmLayout::Kind::unsignedInteger)), (Values{0, 0x80, 0, 0x80}));
+  EXPECT_EQ(silence(integerLayout(16, 2, true, false, PcmLayout::Kind::unsignedInteger)), (Values{0x80, 0, 0x80, 0}));
+  EXPECT_EQ(silence(integerLayout(20, 3, false, false, PcmLayout::Kind::unsignedInteger)), (Values{0, 0, 8, 0, 0, 8}));
+  EXPECT_EQ(silence(integerLayout(20, 3, false, true, PcmLayout::Kind::unsignedInteger)),
+            (Values{0, 0, 0x80, 0, 0, 0x80}));
 }
 
 }  // namespace
