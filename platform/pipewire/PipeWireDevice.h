@@ -9,6 +9,7 @@
 #include "platform/RunLoop.h"
 #include "platform/pipewire/DeviceMerge.h"
 #include "platform/pipewire/DeviceWay.h"
+#include "platform/pipewire/RetakeObstacles.h"
 #include "platform/pipewire/RetakePause.h"
 #include "platform/pipewire/SinkExpectation.h"
 #include "platform/pipewire/ToldAlteration.h"
@@ -46,6 +47,7 @@ struct PipeWireDevice {
   std::optional<Profile> switchedOff;
   std::optional<CardBefore> cardBefore;  ///< while a unit plays over the card, or it is this process's
   RetakePause retakePause;
+  RetakeObstacles retakeObstacles;
 
   // What listeners were told last.
   std::optional<double> toldRate;

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "platform/PropertyReading.h"
@@ -47,6 +48,9 @@ OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
   // A session manager whose new sink goes before it has set it up leaves it behind, and the card open with it.
   if (device.sink)
     connection_.waitUntil([&] { return !device.sink || isSetUp(connection_.facts(), *device.sink); }, setUpLimit);
+  std::set<std::uint32_t> others;
+  if (moving != nullptr && device.sink)
+    others = othersOn(connection_.facts(), *device.sink, moving->stream()->facts().node);
   if (moving != nullptr) device.heardUntil = runLoop_.now() + moving->leaveSink();
   waitUntilHeard(device);
   const CardBefore before{device.sink.has_value(), connection_.facts().hasSessionManager};
@@ -60,7 +64,10 @@ OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
   } else {
     restoreProfile(device);
     if (before.hadSink && !device.sink) expectSink(device);
-    if (moving != nullptr) device.retakePause.attemptFailed(runLoop_.now());
+    if (moving != nullptr) {
+      device.retakePause.attemptFailed(runLoop_.now());
+      device.retakeObstacles.attemptFailed(std::move(others));
+    }
   }
   if (moving != nullptr) moving->goOn();
   return status;

@@ -17,6 +17,19 @@ bool othersPlayOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t 
   });
 }
 
+std::set<std::uint32_t> othersOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t ownNode) {
+  std::set<std::uint32_t> nodes;
+  for (const auto& [id, link] : facts.links)
+    if (link.inputNode == sink && link.outputNode != ownNode) nodes.insert(link.outputNode);
+  return nodes;
+}
+
+std::set<std::uint32_t> nodesIn(const PipeWireFacts& facts) {
+  std::set<std::uint32_t> nodes;
+  for (const auto& [id, port] : facts.ports) nodes.insert(port.node);
+  return nodes;
+}
+
 bool playsOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node) {
   return std::ranges::any_of(facts.links, [&](const auto& entry) {
     return entry.second.inputNode == sink && entry.second.outputNode == node && entry.second.isActive;

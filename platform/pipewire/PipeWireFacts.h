@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -117,6 +118,12 @@ struct PipeWireStreamFacts {
 
 /// Whether anybody but `ownNode` plays on the sink.
 [[nodiscard]] bool othersPlayOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t ownNode);
+
+/// The nodes but `ownNode` that are linked to the sink, playing or not.
+[[nodiscard]] std::set<std::uint32_t> othersOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t ownNode);
+
+/// All nodes that have ports.
+[[nodiscard]] std::set<std::uint32_t> nodesIn(const PipeWireFacts& facts);
 
 /// Whether what `node` plays reaches the sink.
 [[nodiscard]] bool playsOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node);

@@ -145,6 +145,16 @@ void PipeWireAudioHardware::publishAlteration(Device& device) {
   listeners().notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
 }
 
+/// Whether taking the card may succeed now where it has failed before.
+void PipeWireAudioHardware::lookForObstacles(Device& device) {
+  if (playingStream(device) == nullptr || device.direct == kAudioObjectUnknown)
+    return device.retakeObstacles.stopLooking();
+  const bool isContested =
+      !direct_.propertyData(directStream(device), globalAddress(kAudioStreamPropertyPhysicalFormat)).has_value();
+  if (device.retakeObstacles.haveEased(nodesIn(connection_.facts()), isContested, runLoop_.now()))
+    device.retakePause.reset();
+}
+
 /// Tells the listeners what has become of the device, when it is not what they were told.
 void PipeWireAudioHardware::publish(Device& device) {
   if (!device.isListed) return;
@@ -162,6 +172,7 @@ void PipeWireAudioHardware::publish(Device& device) {
       listeners().notify(device.id, globalAddress(kAudioDevicePropertyNominalSampleRate));
     device.toldRate = rate;
   }
+  lookForObstacles(device);
   if (device.direct != kAudioObjectUnknown) {
     const std::int32_t owner = hogOwner(device);
     if (device.toldOwner && *device.toldOwner != owner) {

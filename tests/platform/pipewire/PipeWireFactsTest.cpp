@@ -16,6 +16,16 @@ TEST(Sink, isSetUpWhenItHasPorts) {
   EXPECT_FALSE(isSetUp(facts, sink));
 }
 
+TEST(Nodes, OnASinkAreAllButOnesOwn) {
+  PipeWireFacts facts;
+  facts.ports = {{71, {70, "FL"}}, {81, {80, "FL"}}, {41, {40, "FL"}}};
+  facts.links[1] = {70, 40, true, 71, 41};
+  facts.links[2] = {80, 40, false, 81, 41};
+  facts.links[3] = {90, 50, true, 91, 51};
+  EXPECT_EQ(othersOn(facts, 40, 70), (std::set<std::uint32_t>{80}));
+  EXPECT_EQ(nodesIn(facts), (std::set<std::uint32_t>{40, 70, 80}));
+}
+
 TEST(Card, isAnotherOneWhereOnlyTheServersNumberIsTheSame) {
   PipeWireCard card;
   card.serial = "51";

@@ -1,0 +1,46 @@
+#pragma once
+// Notices that something which may have stood in the way of taking a card has gone: then the next attempt need not
+// wait. Main thread; a plain value. What the attempts themselves change must not count: each of them is a gap in the
+// music.
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <utility>
+
+#include "platform/RunLoop.h"
+
+namespace tolvane {
+
+class RetakeObstacles {
+ public:
+  /// A card that is opened anew shows no format for a moment: a shorter time means no other program.
+  static constexpr RunLoop::Duration leastContest = std::chrono::seconds(1);
+
+  /// An attempt has failed while the nodes of other programs played on the sink.
+  void attemptFailed(std::set<std::uint32_t> others) {
+    others_ = std::move(others);
+    contestedSince_.reset();
+  }
+
+  /// True once for each obstacle that has gone. `existing`: the nodes that there are now. `isContested`: while a unit
+  /// plays through the sink, the kernel does not show one format for the card, because another program has it open too.
+  [[nodiscard]] bool haveEased(const std::set<std::uint32_t>& existing, bool isContested, RunLoop::TimePoint now) {
+    const auto gone = std::erase_if(others_, [&existing](std::uint32_t node) { return !existing.contains(node); });
+    if (isContested) {
+      if (!contestedSince_) contestedSince_ = now;
+      return gone != 0;
+    }
+    const auto since = std::exchange(contestedSince_, std::nullopt);
+    return gone != 0 || (since && now - *since >= leastContest);
+  }
+  /// While no unit plays through the sink the kernel's account says nothing.
+  void stopLooking() { contestedSince_.reset(); }
+
+ private:
+  std::set<std::uint32_t> others_;
+  std::optional<RunLoop::TimePoint> contestedSince_;
+};
+
+}  // namespace tolvane
