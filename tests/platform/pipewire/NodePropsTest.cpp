@@ -39,7 +39,7 @@ TEST(Settings, OfMixingAndResamplingDoNothingByThemselves) {
               IsEmpty());
 }
 
-struct Row {
+struct SettingRow {
   const char* name;
   const char* value;
   Kind kind;
@@ -47,7 +47,7 @@ struct Row {
 };
 
 TEST(Settings, ThatDoSomethingAreNamedWithTheirValue) {
-  const Row rows[] = {
+  const SettingRow rows[] = {
       {"audioconvert.filter-graph", "{ nodes = [] }", processed, "filters the samples of this device"},
       {"audioconvert.filter-graph.0", "{ nodes = [] }", processed, "(audioconvert.filter-graph.0)"},
       {"audioconvert.filter-graph.12", "x", processed, "filters"},
@@ -66,7 +66,7 @@ TEST(Settings, ThatDoSomethingAreNamedWithTheirValue) {
       {"audioconvert.exciter", "", unknown, "audioconvert.exciter"},
       {"", "", unknown, "a setting"},
   };
-  for (const Row& row : rows) {
+  for (const SettingRow& row : rows) {
     const auto found = alterations({{row.name, row.value}});
     ASSERT_EQ(found.size(), 1U) << row.name << ' ' << row.value;
     EXPECT_EQ(found[0].kind, row.kind) << row.name << ' ' << row.value;

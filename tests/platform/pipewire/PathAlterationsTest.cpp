@@ -44,16 +44,16 @@ struct NeutralPath {
   [[nodiscard]] std::vector<SampleAlteration> alterations() const { return alterationsOf(facts, sinkId, stream); }
 };
 
-struct Row {
+struct AlterationRow {
   Kind kind;
   const char* words;
   std::function<void(NeutralPath&)> change;
 };
 
 /// Each makes one alteration of one stage, which is the only one that is found.
-void expectEach(const std::vector<Row>& rows) {
+void expectEach(const std::vector<AlterationRow>& rows) {
   ASSERT_FALSE(rows.empty());
-  for (const Row& row : rows) {
+  for (const AlterationRow& row : rows) {
     NeutralPath path;
     row.change(path);
     const auto found = path.alterations();

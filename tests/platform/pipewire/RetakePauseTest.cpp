@@ -9,13 +9,13 @@ using std::chrono_literals::operator""min;
 using std::chrono_literals::operator""ns;
 using std::chrono_literals::operator""s;
 
-constexpr RunLoop::TimePoint start{std::chrono::hours(7)};
+constexpr RunLoop::TimePoint firstFailure{std::chrono::hours(7)};
 
 TEST(RetakePause, isOverBeforeAnythingHasFailed) { EXPECT_TRUE(RetakePause().isOver(RunLoop::TimePoint())); }
 
 TEST(RetakePause, isTwiceAsLongAfterEachFailureUpToEightMinutes) {
   RetakePause pause;
-  RunLoop::TimePoint now = start;
+  RunLoop::TimePoint now = firstFailure;
   for (const RunLoop::Duration length : {RunLoop::Duration(30s), RunLoop::Duration(1min), RunLoop::Duration(2min),
                                          RunLoop::Duration(4min), RunLoop::Duration(8min), RunLoop::Duration(8min)}) {
     pause.attemptFailed(now);
@@ -27,19 +27,19 @@ TEST(RetakePause, isTwiceAsLongAfterEachFailureUpToEightMinutes) {
 
 TEST(RetakePause, staysAtItsLongestHoweverManyAttemptsFail) {
   RetakePause pause;
-  for (int i = 0; i < 200; ++i) pause.attemptFailed(start);
-  EXPECT_FALSE(pause.isOver(start + RetakePause::longest - 1ns));
-  EXPECT_TRUE(pause.isOver(start + RetakePause::longest));
+  for (int i = 0; i < 200; ++i) pause.attemptFailed(firstFailure);
+  EXPECT_FALSE(pause.isOver(firstFailure + RetakePause::longest - 1ns));
+  EXPECT_TRUE(pause.isOver(firstFailure + RetakePause::longest));
 }
 
 TEST(RetakePause, beginsAnewWhenWhatStoodInTheWayHasGone) {
   RetakePause pause;
-  for (int i = 0; i < 5; ++i) pause.attemptFailed(start);
+  for (int i = 0; i < 5; ++i) pause.attemptFailed(firstFailure);
   pause.reset();
-  EXPECT_TRUE(pause.isOver(start));
-  pause.attemptFailed(start);
-  EXPECT_FALSE(pause.isOver(start + RetakePause::first - 1ns));
-  EXPECT_TRUE(pause.isOver(start + RetakePause::first));
+  EXPECT_TRUE(pause.isOver(firstFailure));
+  pause.attemptFailed(firstFailure);
+  EXPECT_FALSE(pause.isOver(firstFailure + RetakePause::first - 1ns));
+  EXPECT_TRUE(pause.isOver(firstFailure + RetakePause::first));
 }
 
 }  // namespace
