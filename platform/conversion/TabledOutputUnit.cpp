@@ -3,10 +3,13 @@
 namespace tolvane {
 namespace {
 
+using Property = std::expected<AudioUnitPropertyValue, OSStatus>;
+
+/// Made in its place: the compiler takes the moved-from rest of a temporary for uninitialised memory.
 template <typename Value>
-std::expected<AudioUnitPropertyValue, OSStatus> asProperty(const std::expected<Value, OSStatus>& value) {
+Property asProperty(const std::expected<Value, OSStatus>& value) {
   if (!value) return std::unexpected(value.error());
-  return AudioUnitPropertyValue(*value);
+  return Property(std::in_place, *value);
 }
 
 }  // namespace
@@ -27,7 +30,7 @@ std::expected<AudioUnitPropertyValue, OSStatus> TabledOutputUnit::property(Audio
     case AudioUnitProperty::isRunning: {
       const auto alive = isAlive();
       if (!alive) return std::unexpected(alive.error());
-      return *alive ? std::uint32_t{1} : std::uint32_t{0};
+      return Property(std::in_place, *alive ? std::uint32_t{1} : std::uint32_t{0});
     }
     case AudioUnitProperty::lastRenderSampleTime:
       return asProperty(sampleTime());

@@ -19,7 +19,8 @@ struct SettableProperty {
 /// Those that a unit keeps and gives back.
 constexpr SettableProperty kSettableProperties[] = {
     {P::currentDevice, S::global, 0}, {P::enableIO, S::output, 0},         {P::enableIO, S::input, 1},
-    {P::streamFormat, S::input, 0},   {P::setRenderCallback, S::input, 0}, {P::renderQuality, S::global, 0}};
+    {P::streamFormat, S::input, 0},   {P::setRenderCallback, S::input, 0}, {P::renderQuality, S::global, 0},
+    {P::sourceBits, S::input, 0},     {P::channelLayout, S::input, 0}};
 constexpr P kReadOnlyProperties[] = {P::lastRenderError, P::isRunning, P::lastRenderSampleTime};
 
 class OutputUnitPropertyContract : public ContractTest<AudioHardwareFixture> {
@@ -34,6 +35,10 @@ class OutputUnitPropertyContract : public ContractTest<AudioHardwareFixture> {
         return fixture().clientFormat();
       case P::setRenderCallback:
         return source_.callback();
+      case P::sourceBits:
+        return 16U;
+      case P::channelLayout:
+        return usualLayout(fixture().clientFormat().mChannelsPerFrame);
       default:
         return kRenderQuality_Max;
     }
@@ -108,6 +113,10 @@ TEST_P(OutputUnitPropertyContract, aValueOutOfRangeIsRefused) {
   auto unit = newUnit();
   EXPECT_EQ(unit->setProperty(P::renderQuality, S::global, 0, std::uint32_t{128}), kAudioUnitErr_InvalidPropertyValue);
   EXPECT_EQ(setCallback(*unit, AURenderCallback{}), kAudioUnitErr_InvalidPropertyValue);
+  EXPECT_EQ(unit->setProperty(P::sourceBits, S::input, 0, std::uint32_t{65}), kAudioUnitErr_InvalidPropertyValue);
+  ASSERT_EQ(setFormat(*unit, fixture().clientFormat()), noErr);
+  const ChannelLayout tooMany = usualLayout(fixture().clientFormat().mChannelsPerFrame + 1);
+  EXPECT_EQ(unit->setProperty(P::channelLayout, S::input, 0, tooMany), kAudioUnitErr_InvalidPropertyValue);
 }
 
 TEST_P(OutputUnitPropertyContract, readOnlyPropertiesCannotBeSet) {
