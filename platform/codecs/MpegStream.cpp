@@ -91,9 +91,11 @@ class StreamBuilder {
     const bool isAfterHole = !extents.empty() && extents.back().fileOffset + extents.back().byteCount != packet.offset;
     // Missing packets leave no gap in the file, but often one that borrows bits of which the one before made use.
     if (isAfterHole || data.borrowedBytes > unusedBytes_) reservoir_ = 0;
-    if (data.borrowedBytes > reservoir_) silence(packet);
+    const bool isSilenced = data.borrowedBytes > reservoir_;
+    if (isSilenced) silence(packet);
     unusedBytes_ = data.borrowedBytes + mainData - std::min(data.byteCount, data.borrowedBytes + mainData);
-    reservoir_ = std::min(std::max(reservoir_, data.borrowedBytes) + mainData, packet.header.largestReservoir());
+    const std::uint32_t kept = isSilenced ? reservoir_ : data.borrowedBytes;
+    reservoir_ = std::min(kept + mainData, packet.header.largestReservoir());
     if (extents.empty() || extents.back().fileOffset + extents.back().byteCount != packet.offset) {
       extents.push_back({packet.offset, stream_.byteCount, 0});
     }
