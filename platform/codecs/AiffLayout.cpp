@@ -122,24 +122,26 @@ double loadExtended(std::span<const std::byte> bytes) {
   return (signAndExponent & 0x8000) != 0 ? -magnitude : magnitude;
 }
 
-std::expected<PcmFileLayout, OSStatus> readAiffLayout(const ByteSource& source) {
+std::expected<PcmFileLayout, OSStatus> readAiffLayout(const ByteSource& source, std::uint64_t offset) {
   std::array<std::byte, kFileHeaderSize> start;
-  if (const OSStatus status = readExactly(source, 0, start); status != noErr) return std::unexpected(status);
+  if (const OSStatus status = readExactly(source, offset, start); status != noErr) return std::unexpected(status);
   const bool isCompressed = loadCode(start, 8) == fourCharCode("AIFC");
 
-  ChunkWalker walker(source, kFileHeaderSize, std::endian::big);
+  ChunkWalker walker(source, offset + kFileHeaderSize, std::endian::big);
   std::optional<Common> common;
   std::optional<SoundData> data;
   while (!common || !data) {
     const auto current = walker.current();
     if (!current) return std::unexpected(current.error());
     if (!*current) break;
-    const Chunk& chunk = **current;
+    Chunk chunk = **current;
     if (chunk.id == fourCharCode("COMM") && !common) {
       const auto read = readCommon(source, chunk, isCompressed);
       if (!read) return std::unexpected(read.error());
       common = *read;
     } else if (chunk.id == fourCharCode("SSND") && !data) {
+      // Its content starts with eight bytes in front of the samples: a size of 0 was never known.
+      if (chunk.size == 0) chunk.size = std::numeric_limits<std::uint64_t>::max();
       const auto read = readSoundData(source, chunk, walker.availableBytes(chunk));
       if (!read) return std::unexpected(read.error());
       data = *read;

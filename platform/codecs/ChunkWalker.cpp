@@ -48,4 +48,19 @@ std::expected<FourCharCode, OSStatus> ChunkWalker::idAt(std::uint64_t offset) co
   return *count == id.size() && std::ranges::all_of(id, isPrintable) ? loadCode(id, 0) : 0;
 }
 
+std::expected<bool, OSStatus> isSizeUnknown(const ByteSource& source, const Chunk& chunk, std::endian order) {
+  if (chunk.size != 0) return false;
+  ChunkWalker walker(source, chunk.offset, order);
+  std::uint64_t end = chunk.offset;
+  while (end < source.size()) {
+    const auto next = walker.current();
+    if (!next) return std::unexpected(next.error());
+    const bool isChunk = *next && (*next)->hasPrintableID() && walker.availableBytes(**next) == (*next)->size;
+    if (!isChunk) return true;
+    end = (*next)->offset + (*next)->size + (*next)->size % 2;
+    if (const OSStatus status = walker.advancePast(**next); status != noErr) return std::unexpected(status);
+  }
+  return false;
+}
+
 }  // namespace tolvane

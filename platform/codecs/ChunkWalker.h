@@ -14,6 +14,13 @@ struct Chunk {
   FourCharCode id = 0;
   std::uint64_t offset = 0;  ///< of its content
   std::uint64_t size = 0;    ///< bytes of content, as its header claims
+
+  [[nodiscard]] constexpr bool hasPrintableID() const {
+    for (std::uint32_t characters = id, i = 0; i < 4; ++i, characters >>= 8) {
+      if ((characters & 0xFF) < ' ' || (characters & 0xFF) > '~') return false;
+    }
+    return true;
+  }
 };
 
 class ChunkWalker {
@@ -39,5 +46,10 @@ class ChunkWalker {
   std::uint64_t position_;
   int chunksLeft_ = 10'000;
 };
+
+/// True for a chunk of size 0 with anything but chunks behind it, up to the end of the file: what a program leaves that
+/// writes into a pipe and cannot go back to state the size.
+[[nodiscard]] std::expected<bool, OSStatus> isSizeUnknown(const ByteSource& source, const Chunk& chunk,
+                                                          std::endian order);
 
 }  // namespace tolvane

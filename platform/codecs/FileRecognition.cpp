@@ -61,23 +61,35 @@ std::expected<std::span<std::byte>, OSStatus> readStart(const ByteSource& source
   return storage.first(*count);
 }
 
+/// A WAV or AIFF file at this place, or MPEG audio in the header of a WAV file.
+std::expected<std::optional<RecognisedFile>, OSStatus> recogniseChunks(const ByteSource& source, std::uint64_t offset,
+                                                                       std::span<const std::byte> start) {
+  if (isAiffHeader(start)) return RecognisedFile{AudioFileKind::aiff, offset, 0};
+  if (!isWavHeader(start)) return std::nullopt;
+  const auto layout = readWavLayout(source, offset);
+  if (layout && layout->format.mFormatID == wavMpegFormatID) {
+    const auto packet = findMpegAudio(source, layout->dataOffset);
+    if (!packet) return std::unexpected(packet.error());
+    if (*packet) return RecognisedFile{AudioFileKind::mpeg, **packet, fourCharCode(".mp3")};
+  }
+  return RecognisedFile{AudioFileKind::wav, offset, 0};
+}
+
 }  // namespace
 
 std::expected<RecognisedFile, OSStatus> recogniseFile(const ByteSource& source) {
   std::array<std::byte, 40> storage;
-  auto start = readStart(source, 0, storage);
-  if (!start) return std::unexpected(start.error());
-  if (isWavHeader(*start)) return RecognisedFile{AudioFileKind::wav, 0, 0};
-  if (isAiffHeader(*start)) return RecognisedFile{AudioFileKind::aiff, 0, 0};
-
   const auto offset = endOfLeadingTags(source);
   if (!offset) return std::unexpected(offset.error());
-  start = readStart(source, *offset, storage);
+  const auto start = readStart(source, *offset, storage);
   if (!start) return std::unexpected(start.error());
+  const auto chunks = recogniseChunks(source, *offset, *start);
+  if (!chunks) return std::unexpected(chunks.error());
+  if (*chunks) return **chunks;
   const auto* const mark = std::ranges::find_if(kMarks, [&](const Mark& m) { return carries(*start, m); });
   if (mark != kMarks.end()) return RecognisedFile{mark->kind, *offset, mark->formatID};
 
-  const auto packet = findMpegAudio(source);
+  const auto packet = findMpegAudio(source, *offset);
   if (!packet) return std::unexpected(packet.error());
   if (*packet) return RecognisedFile{AudioFileKind::mpeg, **packet, fourCharCode(".mp3")};
   if (isAdts(*start)) return RecognisedFile{AudioFileKind::other, *offset, fourCharCode("aac ")};

@@ -96,7 +96,7 @@ class StreamBuilder {
     unusedBytes_ = data.borrowedBytes + mainData - std::min(data.byteCount, data.borrowedBytes + mainData);
     const std::uint32_t kept = isSilenced ? reservoir_ : data.borrowedBytes;
     reservoir_ = std::min(kept + mainData, packet.header.largestReservoir());
-    if (extents.empty() || extents.back().fileOffset + extents.back().byteCount != packet.offset) {
+    if (extents.empty() || isAfterHole) {
       extents.push_back({packet.offset, stream_.byteCount, 0});
     }
     extents.back().byteCount += packet.byteCount;
@@ -158,15 +158,13 @@ std::uint64_t MpegStream::reservoirPackets() const {
   return (header.largestReservoir() + mainData - 1) / mainData;
 }
 
-std::expected<std::optional<std::uint64_t>, OSStatus> findMpegAudio(const ByteSource& source) {
-  const auto begin = endOfLeadingTags(source);
-  if (!begin) return std::unexpected(begin.error());
-  const auto end = startOfTrailingTags(source, *begin);
+std::expected<std::optional<std::uint64_t>, OSStatus> findMpegAudio(const ByteSource& source, std::uint64_t begin) {
+  const auto end = startOfTrailingTags(source, begin);
   if (!end) return std::unexpected(end.error());
   MpegScanner scanner(source, *end);
-  auto packet = scanner.findRun(*begin, *begin + kMebibyte);
+  auto packet = scanner.findRun(begin, begin + kMebibyte);
   // A tag that claims more bytes than it has hides the music.
-  if (packet && !*packet && *begin > 0) packet = scanner.findRun(0, kMebibyte);
+  if (packet && !*packet && begin > 0) packet = scanner.findRun(0, kMebibyte);
   if (!packet) return std::unexpected(packet.error());
   return *packet ? std::optional((*packet)->offset) : std::nullopt;
 }

@@ -50,8 +50,10 @@ struct MpegStream {
   [[nodiscard]] std::uint64_t reservoirPackets() const;
 };
 
-/// The place of the first packet, or nothing where the file is no MPEG audio. Junk of up to a mebibyte may precede it.
-[[nodiscard]] std::expected<std::optional<std::uint64_t>, OSStatus> findMpegAudio(const ByteSource& source);
+/// The place of the first packet, or nothing where the file is no MPEG audio. Looks for it from `begin`, where leading
+/// tags end; junk of up to a mebibyte may precede it.
+[[nodiscard]] std::expected<std::optional<std::uint64_t>, OSStatus> findMpegAudio(const ByteSource& source,
+                                                                                  std::uint64_t begin);
 
 /// REQUIRES: `firstPacket` comes from findMpegAudio().
 [[nodiscard]] std::expected<MpegStream, OSStatus> readMpegStream(const ByteSource& source, std::uint64_t firstPacket);

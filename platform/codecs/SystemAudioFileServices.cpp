@@ -44,7 +44,8 @@ std::expected<std::unique_ptr<AudioFile>, OSStatus> SystemAudioFileServices::ope
     format.mFormatID = file->formatID;
     return std::make_unique<EncodedAudioFile>(std::move(*reader), format);
   }
-  const auto layout = file->kind == AudioFileKind::wav ? readWavLayout(**reader) : readAiffLayout(**reader);
+  const auto layout =
+      file->kind == AudioFileKind::wav ? readWavLayout(**reader, file->offset) : readAiffLayout(**reader, file->offset);
   if (!layout) return std::unexpected(layout.error());
   return std::make_unique<LinearPCMFile>(std::move(*reader), *layout);
 }

@@ -146,8 +146,8 @@ bool isWavHeader(std::span<const std::byte> start) {
   return id == fourCharCode("RIFF") || id == fourCharCode("RF64") || id == fourCharCode("BW64");
 }
 
-std::expected<PcmFileLayout, OSStatus> readWavLayout(const ByteSource& source) {
-  ChunkWalker walker(source, kFileHeaderSize, std::endian::little);
+std::expected<PcmFileLayout, OSStatus> readWavLayout(const ByteSource& source, std::uint64_t offset) {
+  ChunkWalker walker(source, offset + kFileHeaderSize, std::endian::little);
   std::optional<LongSizes> sizes;
   std::optional<Format> format;
   std::optional<Chunk> data;
@@ -166,6 +166,9 @@ std::expected<PcmFileLayout, OSStatus> readWavLayout(const ByteSource& source) {
       if (!read) return std::unexpected(read.error());
       format = *read;
     } else if (chunk.id == fourCharCode("data") && !data) {
+      const auto isUnknown = isSizeUnknown(source, chunk, std::endian::little);
+      if (!isUnknown) return std::unexpected(isUnknown.error());
+      if (*isUnknown) chunk.size = std::numeric_limits<std::uint64_t>::max();
       data = chunk;
     }
     if (const OSStatus status = walker.advancePast(chunk); status != noErr) return std::unexpected(status);

@@ -10,7 +10,12 @@ namespace tolvane {
 /// True for "RIFF", "RF64" or "BW64" with "WAVE" behind it; `start` holds the first bytes of the file.
 [[nodiscard]] bool isWavHeader(std::span<const std::byte> start);
 
-/// kAudioFileInvalidFileError when the format or the data chunk is missing, cut off or contradicts itself.
-[[nodiscard]] std::expected<PcmFileLayout, OSStatus> readWavLayout(const ByteSource& source);
+/// MPEG audio inside of a WAV file: its format id.
+constexpr FourCharCode wavMpegFormatID = 0x6D730055;
+
+/// `offset`: of the header, behind leading tags. kAudioFileInvalidFileError when the format or the data chunk is
+/// missing, cut off or contradicts itself. A data chunk whose size a program could not go back to write lasts to the
+/// end of the file.
+[[nodiscard]] std::expected<PcmFileLayout, OSStatus> readWavLayout(const ByteSource& source, std::uint64_t offset = 0);
 
 }  // namespace tolvane

@@ -124,6 +124,9 @@ INSTANTIATE_TEST_SUITE_P(
                  16},
         DataCase{"SizeBeyondTheFile",
                  stereo16().chunk("SSND", Bytes().big(0, 8).append(countingBytes(16)).all(), 0x7FFFFFFF), 54, 16},
+        DataCase{"SizeNeverWritten", stereo16(0).chunk("SSND", Bytes().big(0, 8).append(countingBytes(16)).all(), 0),
+                 54, 16},
+        DataCase{"SizeNeverWrittenAndCut", stereo16(0).chunk("SSND", Bytes().big(0, 8).all(), 0), 54, 0},
         DataCase{"NoFramesAndNoSoundData", stereo16(0), 0, 0}),
     caseName);
 

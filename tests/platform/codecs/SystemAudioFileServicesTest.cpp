@@ -120,6 +120,41 @@ TEST_F(ServicesTest, OpensOtherKnownKindsWithTheirOwnFormat) {
   }
 }
 
+std::vector<std::byte> smallTag() {
+  return Bytes().text("ID3").big(0x0400'00, 3).big(20, 4).repeat(std::byte{1}, 20).all();
+}
+
+TEST_F(ServicesTest, ReadsAWavOrAiffFileBehindATag) {
+  const auto data = SeededRandom(13).bytes(400);
+  const auto wav = WavFile().format(1, 2, 44100, 4, 16).chunk("data", data).bytes();
+  const auto aiff = AiffFile().common(2, 100, 16, 44100).soundData(data).bytes();
+  for (const auto& bytes : {wav, aiff}) {
+    const auto file = open(bench_.write("tagged.wav", Bytes().append(smallTag()).append(bytes).all()));
+    ASSERT_NE(file, nullptr);
+    EXPECT_EQ(file->dataFormat()->mFormatID, kAudioFormatLinearPCM);
+    EXPECT_TRUE(readAll(*file) == data);
+  }
+}
+
+TEST_F(ServicesTest, PlaysMp3InTheHeaderOfAWavFile) {
+  bench_.makeWav("in.wav", 44100, 2, 16, 2);
+  bench_.run("lame --quiet -t -b 128 in.wav plain.mp3");
+  const auto plain = bench_.bytesOf("plain.mp3");
+  const auto whole = bench_.decode("plain.mp3", kSerial);
+  ASSERT_GT(whole.frames, 44100U);
+  const auto list = std::vector<std::byte>(3'000'000, std::byte{0xFF});
+  const auto wav = WavFile().format(0x55, 2, 44100, 1, 0).chunk("LIST", list).chunk("data", plain);
+  bench_.write("wave.mp3", wav.bytes());
+  bench_.write("rmp3.mp3",
+               Bytes().text("RIFF").little(0, 4).text("RMP3data").little(plain.size(), 4).append(plain).all());
+  bench_.write("tagged.mp3", Bytes().append(smallTag()).append(wav.bytes()).all());
+  for (const char* name : {"wave.mp3", "rmp3.mp3", "tagged.mp3"}) {
+    const auto result = bench_.decode(name, kParallel);
+    EXPECT_EQ(result.status, noErr) << name;
+    EXPECT_TRUE(result.samples == whole.samples) << name;
+  }
+}
+
 TEST_F(ServicesTest, ReportsTheMemoryThatTheKernelReports) {
   std::istringstream text(
       "MemTotal: 900 kB\nMemFree: 1 kB\nMemAvailable:  300 kB\nHugePages_Total:  5\nSwapFree: 20 kB\n");

@@ -129,6 +129,7 @@ INSTANTIATE_TEST_SUITE_P(
         DataCase{"Empty", stereo16().chunk("data", {}), 44, 0},
         DataCase{"EmptyWithAChunkBehind", stereo16().chunk("data", {}).chunk("LIST", countingBytes(6)), 44, 0},
         DataCase{"ShorterThanAFrame", stereo16().chunk("data", countingBytes(3)), 44, 3},
+        DataCase{"SizeNeverWritten", stereo16().chunk("data", SeededRandom(5).bytes(400), 0), 44, 400},
         DataCase{"StreamedSize", stereo16().chunk("data", countingBytes(8), 0xFFFFFFFF), 44, 8},
         DataCase{"SizeBeyondTheFile", stereo16().chunk("data", countingBytes(8), 4000), 44, 8},
         DataCase{"SizeBelowTheFile", stereo16().chunk("data", countingBytes(8), 4), 44, 4},
