@@ -56,7 +56,7 @@ struct FlacDecoder::Callbacks {
         decoder.failure_ = bytes.error();
         return FLAC__STREAM_DECODER_READ_STATUS_ABORT;
       }
-      std::ranges::copy(*bytes, destination.begin());
+      if (!bytes->empty()) std::memcpy(destination.data(), bytes->data(), bytes->size());
       count = bytes->size();
     }
     decoder.readPosition_ += count;
