@@ -17,7 +17,7 @@ namespace {
 constexpr std::array startMarks = {std::byte{'f'},  std::byte{'L'},  std::byte{'a'},  std::byte{'C'},
                                    std::byte{0x80}, std::byte{0x00}, std::byte{0x00}, std::byte{0x22}};
 /// Read ahead: a segment is not much longer in small files.
-constexpr std::size_t windowBytes = 64 * 1024;
+constexpr std::size_t decoderWindowBytes = 64 * 1024;
 constexpr std::size_t startBytes = startMarks.size() + FlacStream::streamInfoBytes;
 
 /// Sample k of n channels becomes k / 2^(bits − 1): exact up to 25 bits, the nearest float beyond. REQUIRES: count > 0.
@@ -114,7 +114,7 @@ struct FlacDecoder::Callbacks {
 };
 
 FlacDecoder::FlacDecoder(const ByteSource& source, const FlacStream& stream, const Place& place)
-    : source_(source), stream_(stream), origin_(place.offset), window_(source, windowBytes), next_(place) {}
+    : source_(source), stream_(stream), origin_(place.offset), window_(source, decoderWindowBytes), next_(place) {}
 
 std::expected<std::unique_ptr<FlacDecoder>, OSStatus> FlacDecoder::open(const ByteSource& source,
                                                                         const FlacStream& stream, const Place& place) {

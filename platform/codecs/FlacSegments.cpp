@@ -20,9 +20,9 @@ struct Segment {
   std::expected<std::uint64_t, OSStatus> frames = 0;
 };
 
-class Job {
+class FlacJob {
  public:
-  Job(const ByteSource& source, const FlacStream& stream, std::span<std::byte> destination)
+  FlacJob(const ByteSource& source, const FlacStream& stream, std::span<std::byte> destination)
       : source_(source), stream_(stream), bytesPerFrame_(stream.channels * sizeof(float)), destination_(destination) {}
 
   /// Places are looked for at equal distances in the file, each for a bounded number of bytes.
@@ -87,12 +87,12 @@ class Job {
   }
 
   [[nodiscard]] std::optional<FlacDecoder::Place> findPlace(std::uint64_t index, std::uint64_t count) const {
-    constexpr std::size_t windowBytes = 64 * 1024;
+    constexpr std::size_t searchWindowBytes = 64 * 1024;
     constexpr std::uint64_t longestSearch = 1024 * 1024;
     const std::uint64_t length = stream_.end - stream_.firstBlock;
     const std::uint64_t begin = stream_.firstBlock + length / count * index;
     const std::uint64_t limit = begin + std::min(length / count, longestSearch);
-    FlacScanner scanner(source_, stream_, windowBytes);
+    FlacScanner scanner(source_, stream_, searchWindowBytes);
     for (std::uint64_t offset = begin; offset < limit;) {
       const auto head = scanner.find(offset, limit);
       if (!head || !*head) break;
@@ -129,7 +129,7 @@ class Job {
 
 DecodedStart decodeFlacInSegments(const ByteSource& source, const FlacStream& stream, std::span<std::byte> destination,
                                   const SegmentLimits& limits) {
-  Job job(source, stream, destination);
+  FlacJob job(source, stream, destination);
   const std::uint64_t frames = destination.size() / (stream.channels * sizeof(float));
   const std::uint64_t segments = std::max<std::uint64_t>(segmentCount(frames, limits), 1);
   job.findSegments(segments);

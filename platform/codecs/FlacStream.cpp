@@ -33,7 +33,6 @@ std::expected<FlacStream, OSStatus> readFlacStream(const ByteSource& source, std
   constexpr int mostMetadataBlocks = 10'000;
   constexpr std::uint64_t signatureBytes = 4;
   FlacStream stream;
-  stream.marker = offset;
   bool hasInfo = false;
   bool isLast = false;
   offset += signatureBytes;

@@ -13,7 +13,6 @@ struct FlacStream {
   static constexpr std::size_t streamInfoBytes = 34;
 
   std::array<std::byte, streamInfoBytes> streamInfo{};  ///< as it lies in the file
-  std::uint64_t marker = 0;                             ///< offset of "fLaC" in the source, in bytes
   std::uint64_t firstBlock = 0;                         ///< offset of the first block in the source, in bytes
   std::uint64_t end = 0;                                ///< offset behind the last byte that belongs to no trailing tag
   std::uint32_t sampleRate = 0;                         ///< hertz

@@ -31,8 +31,8 @@ OSStatus skipFrames(TrackDecoder& decoder, std::uint32_t channels, std::uint64_t
 
 }  // namespace
 
-FlacTrack::FlacTrack(std::shared_ptr<const ByteSource> source, const FlacStream& stream)
-    : source_(std::move(source)), stream_(stream), frameCount_(stream.frames) {
+FlacTrack::FlacTrack(std::shared_ptr<const ByteSource> source, std::uint64_t start, const FlacStream& stream)
+    : source_(std::move(source)), start_(start), stream_(stream), frameCount_(stream.frames) {
   format_.mSampleRate = stream_.sampleRate;
   format_.mFormatID = fourCharCode("flac");
   format_.mChannelsPerFrame = stream_.channels;
@@ -49,7 +49,7 @@ std::expected<std::unique_ptr<EncodedTrack>, OSStatus> FlacTrack::open(std::shar
   }
   const auto stream = readFlacStream(*source, offset);
   if (!stream) return std::unexpected(stream.error());
-  std::unique_ptr<FlacTrack> track(new FlacTrack(std::move(source), *stream));
+  std::unique_ptr<FlacTrack> track(new FlacTrack(std::move(source), offset, *stream));
   if (stream->frames == 0) {
     // A decoded track has at most so many bytes; what is longer need not be counted to its end.
     constexpr std::uint64_t mostBytes = std::numeric_limits<std::uint32_t>::max();
@@ -59,7 +59,7 @@ std::expected<std::unique_ptr<EncodedTrack>, OSStatus> FlacTrack::open(std::shar
   return track;
 }
 
-ChannelLayout FlacTrack::channelLayout() const { return readFlacChannels(*source_, stream_.marker, stream_.channels); }
+ChannelLayout FlacTrack::channelLayout() const { return readFlacChannels(*source_, start_, stream_.channels); }
 
 std::expected<std::unique_ptr<TrackDecoder>, OSStatus> FlacTrack::decoderAt(std::uint64_t frame) const {
   auto decoder = FlacDecoder::open(*source_, stream_, {stream_.firstBlock, stream_.firstFrame});

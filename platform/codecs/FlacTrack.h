@@ -25,9 +25,10 @@ class FlacTrack final : public EncodedTrack {
   [[nodiscard]] DecodedStart decodeStart(std::span<std::byte> destination, const SegmentLimits& limits) const override;
 
  private:
-  FlacTrack(std::shared_ptr<const ByteSource> source, const FlacStream& stream);
+  FlacTrack(std::shared_ptr<const ByteSource> source, std::uint64_t start, const FlacStream& stream);
 
-  const std::shared_ptr<const ByteSource> source_;
+  const std::shared_ptr<const ByteSource> source_;  ///< of Ogg its payload
+  const std::uint64_t start_;                       ///< offset of the stream's marker in the source, in bytes
   const FlacStream stream_;
   AudioStreamBasicDescription format_;
   std::expected<std::uint64_t, OSStatus> frameCount_;

@@ -23,6 +23,7 @@ class MemoryFile final : public AudioFile {
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> dataFormat() const override {
     return layout_.format;
   }
+  [[nodiscard]] ChannelLayout channelLayout() const override { return usualLayout(layout_.format.mChannelsPerFrame); }
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> audioDataByteCount() const override {
     return layout_.dataByteCount;
   }

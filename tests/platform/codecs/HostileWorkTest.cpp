@@ -21,7 +21,7 @@
 namespace tolvane::test {
 namespace {
 
-constexpr std::size_t megabyte = 1'000'000;
+constexpr std::size_t million = 1'000'000;
 
 /// "fLaC" and STREAMINFO: 44.1 kHz, 16 bits.
 Bytes flacStart(std::uint64_t frames, int channels, bool isLastMetadata = true, std::uint64_t blockFrames = 65535) {
@@ -92,11 +92,11 @@ std::vector<std::byte> withPicture() {
   constexpr std::ptrdiff_t infoEnd = 42;
   Bytes bytes;
   bytes.append({flac.begin(), flac.begin() + infoEnd});
-  bytes.big(0x06, 1).big(3 * megabyte, 3).repeat(std::byte{0xFF}, 3 * megabyte);
+  bytes.big(0x06, 1).big(3 * million, 3).repeat(std::byte{0xFF}, 3 * million);
   return bytes.append({flac.begin() + infoEnd, flac.end()}).all();
 }
 
-std::vector<std::byte> whole(const Bytes& bytes) { return bytes.all(); }
+std::vector<std::byte> allBytes(const Bytes& bytes) { return bytes.all(); }
 
 struct WorkCase {
   std::string name;
@@ -112,15 +112,15 @@ struct Work {
   std::uint64_t blocksTried = 0;
 };
 
-std::expected<std::unique_ptr<EncodedTrack>, OSStatus> openTrack(const std::shared_ptr<const ByteSource>& source,
-                                                                 const RecognisedFile& file) {
+std::expected<std::unique_ptr<EncodedTrack>, OSStatus> openHostileTrack(const std::shared_ptr<const ByteSource>& source,
+                                                                        const RecognisedFile& file) {
   if (file.kind == AudioFileKind::mpeg) return Mp3Track::open(source, file.offset);
   const bool isOgg = file.kind == AudioFileKind::oggFlac;
   return FlacTrack::open(source, file.offset, isOgg ? FlacTrack::Container::ogg : FlacTrack::Container::none);
 }
 
 /// All that a preparation does with a file.
-Work prepare(const std::vector<std::byte>& bytes, const SegmentLimits& limits) {
+Work workToPrepare(const std::vector<std::byte>& bytes, const SegmentLimits& limits) {
   constexpr std::uint64_t mostSamples = std::uint64_t{1} << 22U;  // as much as this test has memory for
   const auto source = std::make_shared<CountingSource>(bytes);
   Work work;
@@ -130,7 +130,7 @@ Work prepare(const std::vector<std::byte>& bytes, const SegmentLimits& limits) {
   const bool isTrack = file && (file->kind == AudioFileKind::mpeg || file->kind == AudioFileKind::flac ||
                                 file->kind == AudioFileKind::oggFlac);
   if (isTrack) {
-    if (const auto track = openTrack(source, *file)) {
+    if (const auto track = openHostileTrack(source, *file)) {
       const std::uint64_t channels = (*track)->format().mChannelsPerFrame;
       const auto frames = std::min((*track)->frameCount().value_or(0), mostSamples / channels);
       std::vector<std::byte> samples(frames * channels * sizeof(float));
@@ -146,7 +146,7 @@ TEST_P(HostileWork, StaysWithinItsBudget) {
   // Windows that are read ahead, by the scanner and by each of the decoders.
   constexpr std::uint64_t windows = std::uint64_t{40} * 128 * 1024;
   for (const auto& limits : {SegmentLimits{1, 1}, SegmentLimits{8, 1000}}) {
-    const auto work = prepare(bytes, limits);
+    const auto work = workToPrepare(bytes, limits);
     std::printf("%-26s %8zu bytes, %u threads: %9llu bytes read, %6llu blocks begun\n", GetParam().name.c_str(),
                 bytes.size(), limits.workers, static_cast<unsigned long long>(work.bytesRead),
                 static_cast<unsigned long long>(work.blocksTried));
@@ -160,33 +160,34 @@ TEST_P(HostileWork, StaysWithinItsBudget) {
 INSTANTIATE_TEST_SUITE_P(
     Files, HostileWork,
     testing::Values(
-        WorkCase{"FlacOfZeros", [] { return whole(flacStart(1ULL << 35U, 2).repeat(std::byte{0}, 4 * megabyte)); }},
-        WorkCase{"FlacOfZerosWithoutLength", [] { return whole(flacStart(0, 2).repeat(std::byte{0}, 4 * megabyte)); }},
-        WorkCase{"FlacOfOnes", [] { return whole(flacStart(1ULL << 35U, 2).repeat(std::byte{0xFF}, 4 * megabyte)); }},
-        WorkCase{"FlacAnnouncingMost", [] { return whole(flacStart((1ULL << 36U) - 1, 8)); }},
-        WorkCase{"FlacOfFalseBlocks", [] { return falseBlocks(flacStart(1ULL << 35U, 8), 2 * megabyte, 0, 1); }},
-        WorkCase{"FlacOfFalseBlocksApart", [] { return falseBlocks(flacStart(1ULL << 35U, 8), 2 * megabyte, 5, 7); }},
-        WorkCase{"FlacOfFalseBlocksNoLength", [] { return falseBlocks(flacStart(0, 8), 2 * megabyte, 0, 1); }},
-        WorkCase{"FlacOfMetadata", [] { return metadataBlocks(2 * megabyte); }},
+        WorkCase{"FlacOfZeros", [] { return allBytes(flacStart(1ULL << 35U, 2).repeat(std::byte{0}, 4 * million)); }},
+        WorkCase{"FlacOfZerosWithoutLength",
+                 [] { return allBytes(flacStart(0, 2).repeat(std::byte{0}, 4 * million)); }},
+        WorkCase{"FlacOfOnes", [] { return allBytes(flacStart(1ULL << 35U, 2).repeat(std::byte{0xFF}, 4 * million)); }},
+        WorkCase{"FlacAnnouncingMost", [] { return allBytes(flacStart((1ULL << 36U) - 1, 8)); }},
+        WorkCase{"FlacOfFalseBlocks", [] { return falseBlocks(flacStart(1ULL << 35U, 8), 2 * million, 0, 1); }},
+        WorkCase{"FlacOfFalseBlocksApart", [] { return falseBlocks(flacStart(1ULL << 35U, 8), 2 * million, 5, 7); }},
+        WorkCase{"FlacOfFalseBlocksNoLength", [] { return falseBlocks(flacStart(0, 8), 2 * million, 0, 1); }},
+        WorkCase{"FlacOfMetadata", [] { return metadataBlocks(2 * million); }},
         WorkCase{"FlacWithAPicture", &withPicture, 1.2, 200},
-        WorkCase{"OggOfTinyPages", [] { return oggPages(2 * megabyte, 1); }},
-        WorkCase{"OggOfEmptyPages", [] { return oggPages(2 * megabyte, 0); }},
-        WorkCase{"WavOfChunks", [] { return manyChunks(true, 4 * megabyte); }},
-        WorkCase{"AiffOfChunks", [] { return manyChunks(false, 4 * megabyte); }},
+        WorkCase{"OggOfTinyPages", [] { return oggPages(2 * million, 1); }},
+        WorkCase{"OggOfEmptyPages", [] { return oggPages(2 * million, 0); }},
+        WorkCase{"WavOfChunks", [] { return manyChunks(true, 4 * million); }},
+        WorkCase{"AiffOfChunks", [] { return manyChunks(false, 4 * million); }},
         WorkCase{"TagsOfHugeSizes",
                  [] {
                    Bytes bytes;
-                   while (bytes.all().size() < megabyte) bytes.text("ID3").big(0x0400'00, 3).big(0x7F7F'7F7F, 4);
+                   while (bytes.all().size() < million) bytes.text("ID3").big(0x0400'00, 3).big(0x7F7F'7F7F, 4);
                    return bytes.all();
                  }},
         WorkCase{"Mp3OfHeaders",
                  [] {
                    Bytes bytes;
-                   while (bytes.all().size() < megabyte) bytes.big(0xFFFB'9000, 4).repeat(std::byte{0xFF}, 413);
+                   while (bytes.all().size() < million) bytes.big(0xFFFB'9000, 4).repeat(std::byte{0xFF}, 413);
                    return bytes.all();
                  },
                  8},
-        WorkCase{"Mp3OfFreeHeaders", [] { return freeHeadersWithoutRun(megabyte); }}),
+        WorkCase{"Mp3OfFreeHeaders", [] { return freeHeadersWithoutRun(million); }}),
     caseName);
 
 }  // namespace

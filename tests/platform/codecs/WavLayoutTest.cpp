@@ -79,14 +79,14 @@ INSTANTIATE_TEST_SUITE_P(
                    24}),
     caseName);
 
-struct ForeignCase {
+struct WavTagCase {
   std::uint16_t tag;
   FourCharCode formatID;
 };
 
 TEST(WavLayout, DescribesDataThatIsNotLinearWithItsOwnFormat) {
-  for (const auto& [tag, formatID] : {ForeignCase{0x0002, 0x6D730002}, ForeignCase{0x0006, fourCharCode("alaw")},
-                                      ForeignCase{0x0007, fourCharCode("ulaw")}, ForeignCase{0x0055, 0x6D730055}}) {
+  for (const auto& [tag, formatID] : {WavTagCase{0x0002, 0x6D730002}, WavTagCase{0x0006, fourCharCode("alaw")},
+                                      WavTagCase{0x0007, fourCharCode("ulaw")}, WavTagCase{0x0055, 0x6D730055}}) {
     const auto layout = read(WavFile().format(tag, 2, 44100, 4, 16).chunk("data", countingBytes(8)));
     ASSERT_TRUE(layout);
     EXPECT_EQ(layout->format.mFormatID, formatID);
