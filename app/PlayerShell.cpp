@@ -11,6 +11,7 @@
 #include "app/dbus/MediaPlayerService.h"
 #include "app/dbus/TrayItem.h"
 #include "app/shell/AppDelegate.h"
+#include "app/shell/FileURI.h"
 #include "app/shell/MediaControls.h"
 #include "app/shell/WindowResizer.h"
 
@@ -68,7 +69,9 @@ PlayerShell::Implementation::Implementation(const QDBusConnection& connection, c
           }),
       controls(parts.session, parts.runLoop,
                [this](const FileURL& file) {
+                 if (!isRegularFile(file)) return false;
                  house.sources.openFiles({&file, 1});
+                 return true;
                }),
       mediaPlayer(connection, identity, controls,
                   {.raise = [this] { show({}); }, .quit = [] { QCoreApplication::quit(); }}),

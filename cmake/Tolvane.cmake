@@ -16,6 +16,13 @@ add_library(tolvane_flags INTERFACE)
 target_include_directories(tolvane_flags INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_options(tolvane_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
                                                -Wold-style-cast -Wimplicit-fallthrough)
+# What harms the memory of a program that meets hostile files and messages ends it instead; tests/hardening.py reads it off
+# the binaries. The sanitizers check the library's calls themselves.
+target_compile_options(tolvane_flags INTERFACE -fstack-protector-strong -fstack-clash-protection)
+target_link_options(tolvane_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack -pie)
+if(NOT TOLVANE_SANITIZERS)
+  target_compile_options(tolvane_flags INTERFACE $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>)
+endif()
 if(TOLVANE_SANITIZERS)
   target_compile_options(tolvane_flags INTERFACE -fsanitize=${TOLVANE_SANITIZERS} -fno-sanitize-recover=all
                                                  -fno-omit-frame-pointer)

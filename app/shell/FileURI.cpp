@@ -1,7 +1,9 @@
 #include "app/shell/FileURI.h"
 
 #include <algorithm>
+#include <climits>
 #include <filesystem>
+#include <system_error>
 
 namespace tolvane {
 
@@ -57,8 +59,13 @@ std::optional<FileURL> fileURLFromURI(std::string_view uri) {
   }
   if (!uri.starts_with('/')) return std::nullopt;
   auto path = percentDecoded(uri.substr(0, uri.find_first_of("?#")));
-  if (!path) return std::nullopt;
+  if (!path || path->size() >= PATH_MAX) return std::nullopt;
   return FileURL(std::move(*path));
+}
+
+bool isRegularFile(const FileURL& file) {
+  std::error_code error;
+  return std::filesystem::is_regular_file(file.path(), error);
 }
 
 FileArguments fileArguments(std::span<const std::string> arguments, std::string_view workingDirectory) {
@@ -71,6 +78,8 @@ FileArguments fileArguments(std::span<const std::string> arguments, std::string_
       complain("The player takes files and folders, and no options: " + argument);
     } else if (argument.empty()) {
       complain("An argument is empty.");
+    } else if (argument.size() >= PATH_MAX * std::string_view("%00").size()) {
+      complain("An argument is longer than any path.");
     } else if (const auto url = fileURLFromURI(argument)) {
       result.urls.push_back(*url);
     } else if (argument.starts_with('/') || !hasScheme(argument)) {

@@ -11,9 +11,13 @@
 
 namespace tolvane {
 
-/// Nothing for other schemes, other machines, relative paths, broken percent-encoding and encoded NULs. What the path
-/// names need not be UTF-8, and need not be there.
+/// Nothing for other schemes, other machines, relative paths, broken percent-encoding, encoded NULs, and paths of
+/// PATH_MAX bytes and more, which no system call takes. What the path names need not be UTF-8, and need not exist.
 [[nodiscard]] std::optional<FileURL> fileURLFromURI(std::string_view uri);
+
+/// Asks the disk; follows links. False for folders, devices and pipes, and for what does not exist or cannot be
+/// reached.
+[[nodiscard]] bool isRegularFile(const FileURL& file);
 
 struct FileArguments {
   std::vector<FileURL> urls;

@@ -142,7 +142,7 @@ std::expected<void, std::string> MediaControls::openURI(std::string_view uri) {
   const auto url = fileURLFromURI(uri);
   if (!url) return std::unexpected("Only files of this machine can be played.");
   if (!isSupportedAudioFile(*url)) return std::unexpected("Only WAV, AIFF, FLAC and MP3 files can be played.");
-  openFile_(*url);
+  if (!openFile_(*url)) return std::unexpected("There is no such file.");
   return {};
 }
 

@@ -34,7 +34,8 @@ struct MediaState {
 
 class MediaControls {
  public:
-  using OpenFile = std::function<void(const FileURL&)>;
+  /// Opens a file in place of the playlist. False: there is no such file, and nothing has changed.
+  using OpenFile = std::function<bool(const FileURL&)>;
   using StateObserver = std::function<void(const MediaState& before, const MediaState& now)>;
   using SeekObserver = std::function<void(std::int64_t microseconds)>;
 
@@ -69,7 +70,8 @@ class MediaControls {
   void setVolume(double volume);
   /// There is one rate; 0 means pause, all others are ignored.
   void setRate(double rate);
-  /// A file of this machine with a supported extension; else a full sentence that says why not.
+  /// Opens a file of this machine that exists and has a supported extension. Anything else changes nothing and returns
+  /// a full sentence with the reason.
   [[nodiscard]] std::expected<void, std::string> openURI(std::string_view uri);
 
  private:

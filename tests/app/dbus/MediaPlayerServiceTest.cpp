@@ -46,7 +46,11 @@ class MediaPlayer : public test::BusFixture {
   int raised = 0;
   int quits = 0;
   std::vector<FileURL> opened;
-  MediaControls controls{session, runLoop, [this](const FileURL& url) { opened.push_back(url); }};
+  MediaControls controls{session, runLoop, [this](const FileURL& url) {
+                           if (url.stem() == "missing") return false;
+                           opened.push_back(url);
+                           return true;
+                         }};
   std::optional<MediaPlayerService> mediaPlayer{
       std::in_place, service, identity, controls,
       MediaPlayerService::Shell{.raise = [this] { ++raised; }, .quit = [this] { ++quits; }}};
@@ -173,6 +177,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Hostile{"Seek", {QStringLiteral("1")}}, Hostile{"Seek", {1.5}}, Hostile{"Seek", {}},
                     Hostile{"SetPosition", {QStringLiteral("not a path"), 1LL}}, Hostile{"SetPosition", {5 * second}},
                     Hostile{"OpenUri", {QStringLiteral("http://host/a.wav")}},
+                    Hostile{"OpenUri", {QStringLiteral("file:///missing.wav")}},
+                    Hostile{"OpenUri", {QString(QStringLiteral("file:///%1.wav")).arg(QString(70'000, u'a'))}},
                     Hostile{"OpenUri", {QStringLiteral("file:///etc/passwd")}}, Hostile{"OpenUri", {QString()}},
                     Hostile{"OpenUri", {42}}, Hostile{"Explode", {}}));
 

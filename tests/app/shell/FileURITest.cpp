@@ -1,6 +1,12 @@
 #include "app/shell/FileURI.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include <climits>
+#include <filesystem>
+
+#include "tests/support/TemporaryFolder.h"
 
 namespace tolvane {
 namespace {
@@ -32,6 +38,27 @@ INSTANTIATE_TEST_SUITE_P(
                     URICase{"file:///a%00b", std::nullopt}, URICase{"/a.wav", std::nullopt},
                     URICase{"", std::nullopt}));
 
+TEST(FileURI, IsRefusedFromTheLengthThatNoSystemCallTakes) {
+  const auto longPath = [](std::size_t bytes) { return "file:///" + std::string(bytes - 1, 'a'); };
+  EXPECT_TRUE(fileURLFromURI(longPath(PATH_MAX - 1)));
+  EXPECT_FALSE(fileURLFromURI(longPath(PATH_MAX)));
+  EXPECT_FALSE(fileURLFromURI(longPath(70'000)));
+}
+
+TEST(RegularFile, IsNoFolderNoDeviceAndNoPipeAndFollowsLinks) {
+  const test::TemporaryFolder folder;
+  const FileURL file = folder.write("a.wav", "x");
+  const FileURL link = folder.url("link.wav");
+  const FileURL dangling = folder.url("dangling.wav");
+  const FileURL pipe = folder.url("pipe.wav");
+  std::filesystem::create_symlink(file.path(), link.path());
+  std::filesystem::create_symlink(folder.url("nothing").path(), dangling.path());
+  ASSERT_EQ(mkfifo(pipe.path().c_str(), 0600), 0);
+  for (const auto& url : {file, link}) EXPECT_TRUE(isRegularFile(url)) << url.path();
+  for (const auto& url : {dangling, pipe, folder.url(""), FileURL("/dev/null"), folder.url("missing.wav")})
+    EXPECT_FALSE(isRegularFile(url)) << url.path();
+}
+
 FileArguments parse(std::vector<std::string> arguments) { return fileArguments(arguments, "/home/ada"); }
 
 TEST(FileArguments, ArePathsAndURIsInTheGivenOrder) {
@@ -60,6 +87,7 @@ TEST(FileArguments, AreNoOptions) {
 
 TEST(FileArguments, ComplainAboutTheFirstOneThatIsWrong) {
   EXPECT_EQ(parse({"", "-x"}).complaint, "An argument is empty.");
+  EXPECT_EQ(parse({std::string(70'000, 'a')}).complaint, "An argument is longer than any path.");
 }
 
 }  // namespace

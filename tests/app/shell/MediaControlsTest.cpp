@@ -47,8 +47,11 @@ class Controls : public SessionFixture {
   std::vector<MediaState> announced;
   std::vector<std::int64_t> seeked;
   std::vector<FileURL> opened;
-  std::optional<MediaControls> controls{std::in_place, session, runLoop,
-                                        [this](const FileURL& url) { opened.push_back(url); }};
+  std::optional<MediaControls> controls{std::in_place, session, runLoop, [this](const FileURL& url) {
+                                          if (url.stem() == "missing") return false;
+                                          opened.push_back(url);
+                                          return true;
+                                        }};
 };
 
 TEST_F(Controls, ShowAStoppedPlayerWithoutATrack) { EXPECT_EQ(controls->state(), MediaState{}); }
@@ -274,6 +277,9 @@ TEST_F(Controls, RefuseWhatCannotBePlayed) {
   EXPECT_EQ(controls->openURI("https://host/a.wav").error(), "Only files of this machine can be played.");
   EXPECT_EQ(controls->openURI("").error(), "Only files of this machine can be played.");
   EXPECT_EQ(controls->openURI("file:///a.ogg").error(), "Only WAV, AIFF, FLAC and MP3 files can be played.");
+  EXPECT_EQ(controls->openURI("file:///missing.wav").error(), "There is no such file.");
+  EXPECT_EQ(controls->openURI("file:///" + std::string(70'000, 'a') + ".wav").error(),
+            "Only files of this machine can be played.");
   EXPECT_THAT(opened, IsEmpty());
 }
 
