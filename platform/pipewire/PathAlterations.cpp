@@ -78,6 +78,9 @@ void checkChannels(const PipeWireFacts& facts, std::uint32_t sinkId, const PipeW
     found.push_back({unknown, "The sound server has not linked the player to this device."});
   } else if (!isLinkedStraight(facts, sinkId, stream.node, own, sinks)) {
     found.push_back({converted, "A channel of the track is linked to another channel of the device, or to none."});
+  } else if (own.size() > 2 && areNumbered(sinks)) {
+    found.push_back(
+        {unknown, fmt::format("The device does not state which loudspeakers its {} channels are for.", sinks.size())});
   }
 }
 

@@ -250,6 +250,15 @@ TEST(PathAlterations, AreNoneWhereNumberedChannelsAreTakenInTheirOrder) {
   }
 }
 
+TEST(PathAlterations, NameNumberedChannelsBeyondStereo) {
+  enum : std::uint32_t { FL = 3, FR = 4, FC = 5, AUX0 = 0x1000, AUX1 = 0x1001, AUX2 = 0x1002 };
+  const auto found =
+      linked({FL, FR, FC}, {AUX0, AUX1, AUX2}, {{"FL", "AUX0"}, {"FR", "AUX1"}, {"FC", "AUX2"}}).alterations();
+  ASSERT_THAT(found, testing::SizeIs(1));
+  EXPECT_EQ(found[0].kind, unknown);
+  EXPECT_EQ(found[0].detail, "The device does not state which loudspeakers its 3 channels are for.");
+}
+
 TEST(PathAlterations, NameAnotherProgramOnTheSink) {
   expectEach({{processed, "Another program plays on this device", [](auto& path) {
                  path.facts.links[92] = {ownNode + 1, sinkId, true, 81, 41};
