@@ -13,7 +13,7 @@
 namespace tolvane {
 namespace {
 
-const QString path = QStringLiteral("/org/mpris/MediaPlayer2");
+const QString mediaPath = QStringLiteral("/org/mpris/MediaPlayer2");
 const QString root = QStringLiteral("org.mpris.MediaPlayer2");
 const QString player = QStringLiteral("org.mpris.MediaPlayer2.Player");
 constexpr qlonglong second = 1'000'000;  // microseconds
@@ -21,9 +21,9 @@ constexpr qlonglong second = 1'000'000;  // microseconds
 class MediaPlayer : public test::BusFixture {
  protected:
   MediaPlayer() {
-    properties.listen(client, service.baseService(), path, QStringLiteral("org.freedesktop.DBus.Properties"),
+    properties.listen(client, service.baseService(), mediaPath, QStringLiteral("org.freedesktop.DBus.Properties"),
                       QStringLiteral("PropertiesChanged"));
-    seeks.listen(client, service.baseService(), path, player, QStringLiteral("Seeked"));
+    seeks.listen(client, service.baseService(), mediaPath, player, QStringLiteral("Seeked"));
   }
 
   void playThreeTracks() {
@@ -35,7 +35,7 @@ class MediaPlayer : public test::BusFixture {
   }
 
   QVariant read(const QString& name, const QString& interface = player) {
-    const auto reply = getProperty(path, interface, name);
+    const auto reply = getProperty(mediaPath, interface, name);
     if (reply.type() != QDBusMessage::ReplyMessage) return {};
     return reply.arguments().at(0).value<QDBusVariant>().variant();
   }
@@ -80,8 +80,8 @@ TEST_F(MediaPlayer, NamesTheContentTypesOfTheDesktopEntryBesidesFolders) {
 }
 
 TEST_F(MediaPlayer, RaisesAndQuits) {
-  EXPECT_FALSE(refuses(call(path, root, QStringLiteral("Raise"))));
-  EXPECT_FALSE(refuses(call(path, root, QStringLiteral("Quit"))));
+  EXPECT_FALSE(refuses(call(mediaPath, root, QStringLiteral("Raise"))));
+  EXPECT_FALSE(refuses(call(mediaPath, root, QStringLiteral("Quit"))));
   EXPECT_EQ(raised, 1);
   EXPECT_EQ(quits, 1);
 }
@@ -118,9 +118,9 @@ TEST_F(MediaPlayer, HasNoTrackWithAnEmptyPlaylist) {
 
 TEST_F(MediaPlayer, AnnouncesOneOperationInOneSignal) {
   playThreeTracks();
-  call(path, player, QStringLiteral("Next"));
+  call(mediaPath, player, QStringLiteral("Next"));
   turnUntil([&] { return !properties.received().isEmpty(); });
-  call(path, player, QStringLiteral("Pause"));  // its signal comes behind all of those before
+  call(mediaPath, player, QStringLiteral("Pause"));  // its signal comes behind all of those before
   turnUntil([&] { return properties.received().size() >= 2; });
   ASSERT_EQ(properties.received().size(), 2);
   const auto changed = qdbus_cast<QVariantMap>(properties.received().at(0).at(1));
@@ -132,7 +132,7 @@ TEST_F(MediaPlayer, AnnouncesOneOperationInOneSignal) {
 TEST_F(MediaPlayer, TellsASeekButNotTheTime) {
   playThreeTracks();
   advance(2);
-  call(path, player, QStringLiteral("Seek"), {3 * second});
+  call(mediaPath, player, QStringLiteral("Seek"), {3 * second});
   turnUntil([&] { return !seeks.received().isEmpty(); });
   EXPECT_EQ(seeks.received().size(), 1);
   EXPECT_EQ(seeks.received().at(0).at(0), 5 * second);
@@ -142,13 +142,13 @@ TEST_F(MediaPlayer, TellsASeekButNotTheTime) {
 TEST_F(MediaPlayer, SetsThePositionOfTheTrackThatIsNamed) {
   playThreeTracks();
   const auto first = QDBusObjectPath(trackPath());
-  call(path, player, QStringLiteral("SetPosition"), {QVariant::fromValue(first), 4 * second});
+  call(mediaPath, player, QStringLiteral("SetPosition"), {QVariant::fromValue(first), 4 * second});
   EXPECT_EQ(read(QStringLiteral("Position")), 4 * second);
-  call(path, player, QStringLiteral("Next"));
+  call(mediaPath, player, QStringLiteral("Next"));
   for (const auto& stale : {first.path(), QStringLiteral("/org/mpris/MediaPlayer2/TrackList/NoTrack"),
                             QStringLiteral("/org/tolvane/Test/Track/x"), QStringLiteral("/")}) {
-    const auto reply =
-        call(path, player, QStringLiteral("SetPosition"), {QVariant::fromValue(QDBusObjectPath(stale)), 2 * second});
+    const auto reply = call(mediaPath, player, QStringLiteral("SetPosition"),
+                            {QVariant::fromValue(QDBusObjectPath(stale)), 2 * second});
     EXPECT_FALSE(refuses(reply)) << stale.toStdString();
     EXPECT_EQ(read(QStringLiteral("Position")), 0) << stale.toStdString();
   }
@@ -167,7 +167,7 @@ class HostileCalls : public MediaPlayer, public testing::WithParamInterface<Host
 TEST_P(HostileCalls, AreRefusedAndChangeNothing) {
   playThreeTracks();
   const auto before = controls.state();
-  EXPECT_TRUE(refuses(call(path, player, QLatin1String(GetParam().method), GetParam().arguments)));
+  EXPECT_TRUE(refuses(call(mediaPath, player, QLatin1String(GetParam().method), GetParam().arguments)));
   EXPECT_EQ(controls.state(), before);
   EXPECT_EQ(session.playbackPosition().value(), 0);
 }
@@ -175,8 +175,8 @@ TEST_P(HostileCalls, AreRefusedAndChangeNothing) {
 INSTANTIATE_TEST_SUITE_P(
     All, HostileCalls,
     testing::Values(Hostile{"Seek", {QStringLiteral("1")}}, Hostile{"Seek", {1.5}}, Hostile{"Seek", {}},
-                    Hostile{"SetPosition", {QStringLiteral("not a path"), 1LL}}, Hostile{"SetPosition", {5 * second}},
-                    Hostile{"OpenUri", {QStringLiteral("http://host/a.wav")}},
+                    Hostile{"SetPosition", {QStringLiteral("not a mediaPath"), 1LL}},
+                    Hostile{"SetPosition", {5 * second}}, Hostile{"OpenUri", {QStringLiteral("http://host/a.wav")}},
                     Hostile{"OpenUri", {QStringLiteral("file:///missing.wav")}},
                     Hostile{"OpenUri", {QString(QStringLiteral("file:///%1.wav")).arg(QString(70'000, u'a'))}},
                     Hostile{"OpenUri", {QStringLiteral("file:///etc/passwd")}}, Hostile{"OpenUri", {QString()}},
@@ -184,19 +184,21 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(MediaPlayer, SurvivesTheLargestNumbers) {
   playThreeTracks();
-  call(path, player, QStringLiteral("Seek"), {std::numeric_limits<qlonglong>::min()});
+  call(mediaPath, player, QStringLiteral("Seek"), {std::numeric_limits<qlonglong>::min()});
   EXPECT_EQ(read(QStringLiteral("Position")), 0);
   const auto track = QVariant::fromValue(QDBusObjectPath(trackPath()));
   for (const auto outside : {std::numeric_limits<qlonglong>::min(), std::numeric_limits<qlonglong>::max()}) {
-    call(path, player, QStringLiteral("SetPosition"), {track, outside});
+    call(mediaPath, player, QStringLiteral("SetPosition"), {track, outside});
     EXPECT_EQ(read(QStringLiteral("Position")), 0);
   }
-  call(path, player, QStringLiteral("Seek"), {std::numeric_limits<qlonglong>::max()});
+  call(mediaPath, player, QStringLiteral("Seek"), {std::numeric_limits<qlonglong>::max()});
   EXPECT_EQ(index(), 1);
 }
 
 TEST_F(MediaPlayer, TakesVolumesWithinTheRangeAndIgnoresNonsense) {
-  const auto set = [this](const QVariant& value) { return setProperty(path, player, QStringLiteral("Volume"), value); };
+  const auto set = [this](const QVariant& value) {
+    return setProperty(mediaPath, player, QStringLiteral("Volume"), value);
+  };
   EXPECT_FALSE(refuses(set(0.25)));
   EXPECT_EQ(session.outputVolume().value(), 0.25);
   for (const double nonsense : {std::nan(""), HUGE_VAL, -HUGE_VAL}) {
@@ -214,26 +216,27 @@ TEST_F(MediaPlayer, TakesVolumesWithinTheRangeAndIgnoresNonsense) {
 
 TEST_F(MediaPlayer, KeepsWhatCannotBeSet) {
   playThreeTracks();
-  setProperty(path, player, QStringLiteral("LoopStatus"), QStringLiteral("Playlist"));
-  setProperty(path, player, QStringLiteral("Shuffle"), true);
-  setProperty(path, player, QStringLiteral("Rate"), 2.0);
+  setProperty(mediaPath, player, QStringLiteral("LoopStatus"), QStringLiteral("Playlist"));
+  setProperty(mediaPath, player, QStringLiteral("Shuffle"), true);
+  setProperty(mediaPath, player, QStringLiteral("Rate"), 2.0);
   EXPECT_EQ(read(QStringLiteral("LoopStatus")), QStringLiteral("None"));
   EXPECT_EQ(read(QStringLiteral("Shuffle")), false);
   EXPECT_EQ(read(QStringLiteral("Rate")), 1.0);
-  EXPECT_TRUE(refuses(setProperty(path, player, QStringLiteral("Position"), 5 * second)));
-  EXPECT_TRUE(refuses(setProperty(path, player, QStringLiteral("Nothing"), 1)));
-  EXPECT_TRUE(refuses(getProperty(path, player, QStringLiteral("Nothing"))));
-  EXPECT_TRUE(refuses(getProperty(path, QStringLiteral("no.such.Interface"), QStringLiteral("Volume"))));
+  EXPECT_TRUE(refuses(setProperty(mediaPath, player, QStringLiteral("Position"), 5 * second)));
+  EXPECT_TRUE(refuses(setProperty(mediaPath, player, QStringLiteral("Nothing"), 1)));
+  EXPECT_TRUE(refuses(getProperty(mediaPath, player, QStringLiteral("Nothing"))));
+  EXPECT_TRUE(refuses(getProperty(mediaPath, QStringLiteral("no.such.Interface"), QStringLiteral("Volume"))));
 }
 
 TEST_F(MediaPlayer, RefusesPlayPauseWithoutATrack) {
-  EXPECT_TRUE(refuses(call(path, player, QStringLiteral("PlayPause"))));
-  EXPECT_FALSE(refuses(call(path, player, QStringLiteral("Play"))));
+  EXPECT_TRUE(refuses(call(mediaPath, player, QStringLiteral("PlayPause"))));
+  EXPECT_FALSE(refuses(call(mediaPath, player, QStringLiteral("Play"))));
   EXPECT_FALSE(isPlaying());
 }
 
 TEST_F(MediaPlayer, OpensFiles) {
-  EXPECT_FALSE(refuses(call(path, player, QStringLiteral("OpenUri"), {QStringLiteral("file:///music/a%20b.wav")})));
+  EXPECT_FALSE(
+      refuses(call(mediaPath, player, QStringLiteral("OpenUri"), {QStringLiteral("file:///music/a%20b.wav")})));
   EXPECT_EQ(opened, std::vector{FileURL("/music/a b.wav")});
 }
 
@@ -261,7 +264,7 @@ TEST_F(MediaPlayer, GivesItsNameBack) {
   EXPECT_TRUE(ownsName());
   mediaPlayer.reset();
   EXPECT_FALSE(ownsName());
-  EXPECT_TRUE(refuses(call(path, player, QStringLiteral("Next"))));
+  EXPECT_TRUE(refuses(call(mediaPath, player, QStringLiteral("Next"))));
 }
 
 }  // namespace

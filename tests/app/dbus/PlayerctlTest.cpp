@@ -19,7 +19,10 @@ class Playerctl : public test::BusFixture {
     EXPECT_EQ(playerctl(words.split(QLatin1Char(' '))).exitCode, 0) << qPrintable(words);
   }
 
-  MediaControls controls{session, runLoop, [this](const FileURL& url) { session.loadPlaylist({&url, 1}, true); }};
+  MediaControls controls{session, runLoop, [this](const FileURL& url) {
+                           session.loadPlaylist({&url, 1}, true);
+                           return true;
+                         }};
   MediaPlayerService mediaPlayer{service, identity, controls, {.raise = [] {}, .quit = [] {}}};
 };
 
