@@ -18,8 +18,8 @@
 namespace tolvane {
 
 struct PlayerShell::Implementation {
-  /// Whoever ends the program (menu, shortcut, signal, session), Qt tells the application first and then asks the
-  /// windows.
+  /// However the program is ended (menu, shortcut, signal, session), Qt notifies the application first and then asks
+  /// the windows.
   class QuitWatch final : public QObject {
    public:
     explicit QuitWatch(std::function<void()> action) : action_(std::move(action)) {

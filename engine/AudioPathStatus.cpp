@@ -56,12 +56,15 @@ std::string alterationDetails(const AudioPathFacts& facts) {
 }
 
 AudioPathStatus judgeUnknownPhysicalFormat(const AudioPathFacts& facts) {
+  const std::string details = alterationDetails(facts);
   auto status = facts.exclusiveAccessEnabled && !facts.hogModeOwned
                     ? exclusiveAccessWithheld(facts)
                     : directPCM(fmt::format(
-                          "{} and the sample rate matches, but the device does not expose its physical stream format.",
-                          facts.hogModeOwned ? "Exclusive Access is active" : "Shared device access is active"));
-  if (const std::string details = alterationDetails(facts); !details.empty()) status.detail += " " + details;
+                          "{} and the sample rate matches, but {}.",
+                          facts.hogModeOwned ? "Exclusive Access is active" : "Shared device access is active",
+                          details.empty() ? "the device does not expose its physical stream format"
+                                          : "not every stage on the way to the device is known to keep the samples"));
+  if (!details.empty()) status.detail += " " + details;
   return status;
 }
 

@@ -9,8 +9,6 @@
 #include "platform/alsa/AlsaStatus.h"
 
 namespace tolvane {
-namespace {}  // namespace
-
 AlsaAudioHardware::AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t)> makeRealtime,
                                      DeviceReservation* reservation, const AlsaPaths& paths)
     : TabledAudioHardware(runLoop),

@@ -118,20 +118,22 @@ ChannelLayout assignedChannels(std::uint32_t channels) {
 
 }  // namespace
 
-ChannelLayout readAiffChannels(const ByteSource& source, std::uint32_t channels) {
+ChannelLayout readAiffChannels(const ByteSource& source, std::uint32_t channels, std::uint64_t offset) {
   if (channels <= 2) return usualLayout(channels);
-  ChunkWalker walker(source, fileHeaderSize, std::endian::big);
+  ChunkWalker walker(source, offset + fileHeaderSize, std::endian::big);
   while (true) {
     const auto current = walker.current();
-    if (!current || !*current) break;
+    if (!current) return usualLayout(channels);
+    if (!*current) break;
     const Chunk& chunk = **current;
     if (chunk.id == fourCharCode("CHAN")) {
       // A chunk that says something else than is understood leaves nothing certain.
       return readChunk(source, chunk, channels).value_or(usualLayout(channels));
     }
-    if (walker.advancePast(chunk) != noErr) break;
+    if (walker.advancePast(chunk) != noErr) return usualLayout(channels);
   }
-  return assignedChannels(channels);
+  // Chunks that the walker did not reach may state a layout.
+  return walker.hasReachedEnd() ? assignedChannels(channels) : usualLayout(channels);
 }
 
 }  // namespace tolvane

@@ -7,7 +7,9 @@
 
 namespace tolvane {
 
-/// REQUIRES: the file's chunks begin behind its first 12 bytes.
-[[nodiscard]] ChannelLayout readAiffChannels(const ByteSource& source, std::uint32_t channels);
+/// `offset`: of the file's 12-byte header in the source, in bytes. Where the chunks cannot all be read, nothing is
+/// stated.
+[[nodiscard]] ChannelLayout readAiffChannels(const ByteSource& source, std::uint32_t channels,
+                                             std::uint64_t offset = 0);
 
 }  // namespace tolvane

@@ -152,7 +152,7 @@ std::expected<PcmFileLayout, OSStatus> readAiffLayout(const ByteSource& source, 
   if (common && !data && common->frames == 0) data = SoundData{};
   if (!common || !data) return std::unexpected(kAudioFileInvalidFileError);
   PcmFileLayout layout = layoutOf(*common, *data);
-  layout.channels = readAiffChannels(source, common->format.mChannelsPerFrame);
+  layout.channels = readAiffChannels(source, common->format.mChannelsPerFrame, offset);
   return layout;
 }
 

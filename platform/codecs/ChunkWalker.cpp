@@ -16,7 +16,8 @@ bool isPrintable(std::byte character) { return character >= std::byte{' '} && ch
 }  // namespace
 
 std::expected<std::optional<Chunk>, OSStatus> ChunkWalker::current() {
-  if (chunksLeft_-- == 0) return std::nullopt;
+  if (chunksLeft_ == 0) return std::nullopt;
+  --chunksLeft_;
   std::array<std::byte, kHeaderSize> header;
   const auto count = source_.readAt(position_, header);
   if (!count) return std::unexpected(count.error());

@@ -31,6 +31,9 @@ class ChunkWalker {
   /// The chunk at the present place; nothing at the end of the file, or when this cannot be a file of chunks.
   [[nodiscard]] std::expected<std::optional<Chunk>, OSStatus> current();
 
+  /// False after current() has stopped at the limit of chunks: more of them may follow.
+  [[nodiscard]] bool hasReachedEnd() const { return chunksLeft_ > 0; }
+
   /// Moves behind the chunk, whose size the caller may have corrected.
   [[nodiscard]] OSStatus advancePast(const Chunk& chunk);
 

@@ -72,7 +72,7 @@ std::uint32_t MpegFrameHeader::mainDataBytes(std::uint32_t packetBytes) const {
 
 void MpegFrameHeader::silence(std::span<std::byte> information, std::uint32_t reservoir) const {
   std::ranges::fill(information, std::byte{0});
-  // The first field tells how far back the main data starts: 9 bits in MPEG 1, 8 in the others. The decoder carries
+  // The first field states how far back the main data starts: 9 bits in MPEG 1, 8 in the others. The decoder carries
   // over only what is asked for, so all is.
   if (version == Version::mpeg1) {
     information[0] = static_cast<std::byte>(reservoir >> 1);

@@ -65,7 +65,7 @@ ChannelPlacement placeMono(const ChannelLayout& device) {
   return placement;
 }
 
-/// Channels without a position that would tell where they belong keep their order, on the channels that are left.
+/// Channels without a position that says where they belong keep their order, on the channels that are left.
 std::vector<std::size_t> placeInOrder(const std::vector<std::size_t>& channels, const ChannelLayout& source,
                                       const Positions& positions, ChannelPlacement& placement) {
   std::vector<std::size_t> unplaced;

@@ -137,16 +137,25 @@ std::optional<SampleAlteration> alterationBy(std::string_view name, std::string_
   return std::nullopt;
 }
 
-/// One sentence for all of them: the first three by name.
-SampleAlteration unknownSettings(const std::vector<std::string>& names, std::string_view whose) {
+/// The first three by name, and how many more there are.
+std::string listed(const std::vector<std::string>& names) {
   constexpr std::size_t mostNames = 3;
   std::string list;
   for (std::size_t i = 0; i < std::min(names.size(), mostNames); ++i)
     list += fmt::format("{}{}", i == 0 ? "" : ", ", names[i]);
   if (names.size() > mostNames) list += fmt::format(" and {} more", names.size() - mostNames);
-  return {unknown, fmt::format("The sound server has {} for {} that the player does not know: {}.",
-                               names.size() == 1 ? "a setting" : "settings", whose, list)};
+  return list;
 }
+
+/// One sentence for all of them.
+SampleAlteration unknownSettings(const std::vector<std::string>& names, std::string_view whose) {
+  return {unknown, fmt::format("The sound server has {} for {} that the player does not know: {}.",
+                               names.size() == 1 ? "a setting" : "settings", whose, listed(names))};
+}
+
+/// "node:control". PipeWire 1.4 shows a running filter graph by the controls of its nodes alone: the setting that holds
+/// the graph reads as empty.
+bool isFilterControl(std::string_view name) { return name.find(':') != std::string_view::npos; }
 
 }  // namespace
 
@@ -168,6 +177,7 @@ std::vector<SampleAlteration> settingAlterations(const NodeProps& props, std::st
     found.push_back({converted, fmt::format("The sound server plays {} at {:.6g} times its speed, so it resamples.",
                                             whose, props.rate)});
   std::vector<std::string> unknownNames;
+  std::vector<std::string> controls;
   bool isFiltered = false;
   for (const auto& [name, value] : props.settings) {
     bool isKnown = true;
@@ -175,7 +185,11 @@ std::vector<SampleAlteration> settingAlterations(const NodeProps& props, std::st
       isFiltered = isFiltered || (isFilterSetting(name) && alteration->kind == processed);
       found.push_back(*std::move(alteration));
     }
-    if (!isKnown) unknownNames.push_back(name);
+    if (!isKnown) (isFilterControl(name) ? controls : unknownNames).push_back(name);
+  }
+  if (!controls.empty() && !isFiltered) {
+    isFiltered = true;
+    found.push_back(*filterAlteration(listed(controls), "shown by its controls", whose));
   }
   for (const std::uint32_t key : props.unknownKeys) unknownNames.push_back(fmt::format("property {:#x}", key));
   // A filter reports its own knobs among the settings: the filter is the reason.

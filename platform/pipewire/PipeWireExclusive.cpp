@@ -49,8 +49,9 @@ OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
   if (device.sink)
     connection_.waitUntil([&] { return !device.sink || isSetUp(connection_.facts(), *device.sink); }, setUpLimit);
   std::set<std::uint32_t> others;
-  if (moving != nullptr && device.sink)
-    others = othersOn(connection_.facts(), *device.sink, moving->stream()->facts().node);
+  // The sink may have failed in these waits, and the stream with it.
+  if (const PipeWireStream* own = moving != nullptr ? moving->stream() : nullptr; own != nullptr && device.sink)
+    others = othersOn(connection_.facts(), *device.sink, own->facts().node);
   if (moving != nullptr) device.heardUntil = runLoop_.now() + moving->leaveSink();
   waitUntilHeard(device);
   const CardBefore before{device.sink.has_value(), connection_.facts().hasSessionManager};

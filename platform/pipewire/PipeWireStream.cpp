@@ -156,6 +156,7 @@ OSStatus PipeWireStream::start(const AURenderCallback& callback) {
 }
 
 bool PipeWireStream::rateHasSettled() const {
+  if (isLost_ || stream_ == nullptr) return false;
   const auto sink = connection_.facts().sinks.find(setup_.sink);
   if (sink == connection_.facts().sinks.end()) return false;
   const bool isFull = !isMuted_ && volume_ == 1.0F && !volumes_.empty() &&

@@ -149,8 +149,9 @@ void PipeWireAudioHardware::publishAlteration(Device& device) {
 void PipeWireAudioHardware::lookForObstacles(Device& device) {
   if (playingStream(device) == nullptr || device.direct == kAudioObjectUnknown)
     return device.retakeObstacles.stopLooking();
+  // Readable while exactly one substream of the card is open, whatever its format is.
   const bool isContested =
-      !direct_.propertyData(directStream(device), globalAddress(kAudioStreamPropertyPhysicalFormat)).has_value();
+      !direct_.propertyData(device.direct, globalAddress(kAudioDevicePropertyActualSampleRate)).has_value();
   if (device.retakeObstacles.haveEased(nodesIn(connection_.facts()), isContested, runLoop_.now()))
     device.retakePause.reset();
 }

@@ -102,6 +102,21 @@ std::optional<std::string> textOf(const PodReader& value) {
   return std::nullopt;
 }
 
+/// As a report shows it: no line breaks, and not more than a line or two. What was changed matches no setting's name
+/// and no neutral value: all of those are short and plain.
+std::string shown(std::string text) {
+  constexpr std::size_t mostBytes = 256;
+  if (text.size() > mostBytes) {
+    std::size_t end = mostBytes;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;  // not inside a character
+    text.resize(end);
+    text += "…";
+  }
+  std::ranges::replace_if(
+      text, [](unsigned char c) { return c < 0x20 || c == 0x7F; }, '?');
+  return text;
+}
+
 /// A list of names, each with its value behind it.
 bool takeSettings(const PodReader& list, NodeProps& props) {
   const auto fields = list.asStruct();
@@ -113,7 +128,7 @@ bool takeSettings(const PodReader& list, NodeProps& props) {
       isReadable = false;
       continue;
     }
-    props.settings.emplace_back(*name, textOf((*fields)[i + 1]).value_or("?"));
+    props.settings.emplace_back(shown(std::string(*name)), shown(textOf((*fields)[i + 1]).value_or("?")));
   }
   return isReadable;
 }

@@ -149,16 +149,16 @@ const std::vector<Row> rows{
     {"6b before 8", [](auto& f) { isTurnedDown(f), physicalFormatAbsent(f), exclusiveNotOwned(f); }, Kind::processed,
      "DSP ACTIVE", "The volume is at 40 %."},
     {"7 an unknown alteration", isObscure, Kind::directPCM, "DIRECT PCM",
-     "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
-     "format. A setting is not known."},
+     "Shared device access is active and the sample rate matches, but not every stage on the way to the device is "
+     "known to keep the samples. A setting is not known."},
     {"7 an unknown alteration before 9", [](auto& f) { isObscure(f), f.physicalFormatCompatible = false; },
      Kind::directPCM, "DIRECT PCM",
-     "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
-     "format. A setting is not known."},
+     "Shared device access is active and the sample rate matches, but not every stage on the way to the device is "
+     "known to keep the samples. A setting is not known."},
     {"7 an unknown alteration before 12", [](auto& f) { isObscure(f), exclusiveOwned(f); }, Kind::directPCM,
      "DIRECT PCM",
-     "Exclusive Access is active and the sample rate matches, but the device does not expose its physical stream "
-     "format. A setting is not known."},
+     "Exclusive Access is active and the sample rate matches, but not every stage on the way to the device is "
+     "known to keep the samples. A setting is not known."},
     {"8 an unknown alteration before 10", [](auto& f) { isObscure(f), exclusiveNotOwned(f); }, Kind::directPCM,
      "DIRECT PCM", retained + " A setting is not known."},
     {"7 no physical format, shared", [](auto& f) { physicalFormatAbsent(f); }, Kind::directPCM, "DIRECT PCM",
@@ -300,16 +300,28 @@ const std::vector<PrioritisedRow> prioritisedRows{
     {"6", [](auto& c) { return !c.isLossless; }, {Kind::directPCM, "DIRECT PCM", lossyMP3}},
     {"6a", [](auto& c) { return c.isConverted; }, {Kind::converted, "CONVERTED", "C.[]"}},
     {"6b", [](auto& c) { return c.isProcessed; }, {Kind::processed, "DSP ACTIVE", "P.[]"}},
+    {"7 owned, unknown stage",
+     [](auto& c) { return c.isObscured && c.isOwned; },
+     {Kind::directPCM, "DIRECT PCM",
+      "Exclusive Access is active and the sample rate matches, but not every stage on the way to the device is known "
+      "to "
+      "keep the samples.[]"}},
     {"7 owned",
-     [](auto& c) { return (!c.formatIsKnown || c.isObscured) && c.isOwned; },
+     [](auto& c) { return !c.formatIsKnown && c.isOwned; },
      {Kind::directPCM, "DIRECT PCM",
       "Exclusive Access is active and the sample rate matches, but the device does not expose its physical stream "
-      "format.[]"}},
+      "format."}},
+    {"7 shared, unknown stage",
+     [](auto& c) { return c.isObscured && !c.isExclusive && !c.isOwned; },
+     {Kind::directPCM, "DIRECT PCM",
+      "Shared device access is active and the sample rate matches, but not every stage on the way to the device is "
+      "known "
+      "to keep the samples.[]"}},
     {"7 shared",
-     [](auto& c) { return (!c.formatIsKnown || c.isObscured) && !c.isExclusive && !c.isOwned; },
+     [](auto& c) { return !c.formatIsKnown && !c.isExclusive && !c.isOwned; },
      {Kind::directPCM, "DIRECT PCM",
       "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
-      "format.[]"}},
+      "format."}},
     {"8 retained",
      [](auto& c) { return (!c.formatIsKnown || c.isObscured) && c.isExclusive && !c.isOwned && c.isSupported; },
      {Kind::directPCM, "DIRECT PCM", retained + "[]"}},

@@ -74,9 +74,9 @@ TEST_F(ObservedPropertiesTest, AnAlterationBehindTheUnitMakesANewVerdictAndNoRec
   device(id).setAlterations({{unknown, "The server has a setting that the player does not know."}});
   advance(0ms);
   EXPECT_EQ(path(), (AudioPathStatus{PathKind::directPCM, "DIRECT PCM",
-                                     "Shared device access is active and the sample rate matches, but the device does "
-                                     "not expose its physical stream format. The server has a setting that the player "
-                                     "does not know."}));
+                                     "Shared device access is active and the sample rate matches, but not every stage "
+                                     "on the way to the device is known to keep the samples. The server has a setting "
+                                     "that the player does not know."}));
   device(id).setAlterations({});
   advance(0ms);
   EXPECT_EQ(path().label, "BIT-PERFECT");

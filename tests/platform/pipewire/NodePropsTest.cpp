@@ -106,6 +106,18 @@ TEST(Settings, OfAFilterAreNotListedBesideIt) {
   EXPECT_EQ(found[0].kind, processed);
 }
 
+TEST(Settings, OfAFilterShowItWhereItsOwnSettingReadsAsEmpty) {
+  // As PipeWire 1.4.2 reports a graph that was set while the music played.
+  const auto found =
+      alterations({{"audioconvert.filter-graph", ""}, {"g:Control", "0"}, {"g:Mult", "0.5"}, {"g:Add", "0"}});
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].kind, SampleAlteration::Kind::processed);
+  EXPECT_EQ(
+      found[0].detail,
+      "The sound server filters the samples of this device (g:Control, g:Mult, g:Add). Remove the filter from its "
+      "settings.");
+}
+
 TEST(NodeProps, ThatAreNotKnownOrCannotBeReadAreAnAlteration) {
   NodeProps props;
   props.unknownKeys = {0x1001F};
