@@ -16,8 +16,10 @@
 #include "app/dbus/ApplicationService.h"
 #include "app/dbus/PortalDialogs.h"
 #include "app/shell/FileURI.h"
+#include "platform/PrintableText.h"
 #include "platform/alsa/AlsaAudioHardware.h"
 #include "platform/codecs/SystemAudioFileServices.h"
+#include "platform/desktop/ProcessStart.h"
 #include "platform/desktop/QtRunLoop.h"
 #include "platform/desktop/RealtimeScheduling.h"
 #include "platform/desktop/SessionBusReservation.h"
@@ -88,7 +90,7 @@ FileArguments filesOfCommandLine(std::span<char*> arguments) {
 
 int runPlayer(const FileArguments& arguments) {
   if (arguments.complaint) {
-    std::fprintf(stderr, "tolvane-player: %s\n", arguments.complaint->c_str());
+    std::fprintf(stderr, "tolvane-player: %s\n", printableText(*arguments.complaint).c_str());
     if (arguments.urls.empty()) return 2;
   }
   const auto identity = ApplicationIdentity::player();
@@ -118,10 +120,11 @@ int runPlayer(const FileArguments& arguments) {
 }  // namespace tolvane
 
 int main(int argc, char* argv[]) {
+  tolvane::prepareProcess();
   if (const char* answer = argc == 2 ? tolvane::answerTo(argv[1]) : nullptr) {
     return std::fputs(answer, stdout) == EOF || std::fflush(stdout) != 0 ? 1 : 0;
   }
-  std::signal(SIGPIPE, SIG_IGN);  // whoever read the log may go away; the music goes on
+  std::signal(SIGPIPE, SIG_IGN);  // the reader of the log may end; the music goes on
   {
     // Before Qt and its platform plug-ins look for the bus.
     tolvane::StandardErrorLog log;

@@ -5,9 +5,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/PrintableText.h"
 #include "platform/alsa/AlsaAudioHardware.h"
 #include "platform/codecs/SystemAudioFileServices.h"
 #include "platform/desktop/HeadlessRunLoop.h"
+#include "platform/desktop/ProcessStart.h"
 #include "platform/desktop/RealtimeScheduling.h"
 #include "platform/desktop/SessionBusReservation.h"
 #include "platform/desktop/StandardErrorLog.h"
@@ -56,7 +58,7 @@ void playFiles(const ProbeArguments& arguments, ProbeOutput& output) {
 int run(const std::vector<std::string_view>& words) {
   const auto arguments = parseProbeArguments(words);
   if (!arguments) {
-    const std::string text = "tolvane-probe: " + arguments.error() + '\n' + std::string(probeUsage());
+    const std::string text = "tolvane-probe: " + printableText(arguments.error()) + '\n' + std::string(probeUsage());
     std::fputs(text.c_str(), stderr);
     return wrongUsage;
   }
@@ -91,6 +93,7 @@ int run(const std::vector<std::string_view>& words) {
 }  // namespace tolvane
 
 int main(int argc, char** argv) {
+  tolvane::prepareProcess();
   try {
     return tolvane::run({argv + 1, argv + argc});
   } catch (const std::exception& failure) {

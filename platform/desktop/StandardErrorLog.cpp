@@ -2,21 +2,17 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <string>
+
+#include "platform/PrintableText.h"
 
 namespace tolvane {
 
 void StandardErrorLog::write(LogLevel level, std::string_view category, std::string_view message) {
   if (level < minimum_) return;
-  std::string line;
-  line.reserve(category.size() + message.size() + 3);
-  line.append(category).append(": ").append(message);
   // A file name may hold anything, also a line break: one message stays one line.
-  std::ranges::replace_if(
-      line, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
-  line += '\n';
+  const std::string line = std::string(category) + ": " + printableText(message) + '\n';
   // One write, so that lines of several threads do not mix.
   while (::write(STDERR_FILENO, line.data(), line.size()) < 0 && errno == EINTR) {
   }

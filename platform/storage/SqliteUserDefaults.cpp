@@ -60,11 +60,29 @@ fs::path freeNameFor(const fs::path& damaged) {
   return name;
 }
 
-/// Listeners' file names are nobody else's business.
+/// Takes what others may do away from what is there. Failures are left to the opening of the database.
+void keepFromOthers(const fs::path& path) {
+  std::error_code error;
+  if (fs::is_symlink(path, error)) return;
+  fs::permissions(path, fs::perms::group_all | fs::perms::others_all, fs::perm_options::remove, error);
+}
+
+/// The names of a user's files are private: the folder has mode 0700 and the database 0600, whatever the umask is.
 void makePrivateFolder(const fs::path& folder) {
   std::error_code error;
   fs::create_directories(folder.parent_path(), error);
   ::mkdir(folder.c_str(), 0700);  // when it fails, opening the database says why
+  keepFromOthers(folder);
+}
+
+void makePrivateFile(const fs::path& file) {
+  // Only a file that is not there is opened: closing one would end the locks that the library holds on it.
+  const int descriptor = ::open(file.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (descriptor >= 0) {
+    ::close(descriptor);
+  } else {
+    keepFromOthers(file);
+  }
 }
 
 }  // namespace
@@ -184,6 +202,7 @@ std::expected<void, DatabaseError> SqliteUserDefaults::beginAgain(const Database
 
 std::expected<SqliteUserDefaults::Values, DatabaseError> SqliteUserDefaults::openAndRead() {
   database_.reset();
+  makePrivateFile(file_);
   auto opened = DefaultsDatabase::open(file_, patience_);
   if (!opened) return std::unexpected(opened.error());
   database_.emplace(std::move(*opened));

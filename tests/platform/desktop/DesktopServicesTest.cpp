@@ -1,14 +1,18 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sched.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <string>
 #include <thread>
 
 #include "platform/desktop/HeadlessRunLoop.h"
+#include "platform/desktop/ProcessStart.h"
 #include "platform/desktop/RealtimeScheduling.h"
 #include "platform/desktop/StandardErrorLog.h"
 #include "platform/desktop/TerminationSignals.h"
@@ -30,13 +34,30 @@ TEST(StandardErrorLog, WritesOneLineAMessageWithItsCategory) {
 }
 
 TEST(StandardErrorLog, KeepsAMessageWithLineBreaksOnOneLine) {
-  EXPECT_EQ(written(LogLevel::info, LogLevel::error, "a\nb\x1B[1m\tc\xC3\xA9"), "AudioOutput: a b [1m c\xC3\xA9\n");
+  EXPECT_EQ(written(LogLevel::info, LogLevel::error, "a\nb\x1B[1m\tc\xC3\xA9"), "AudioOutput: a?b?[1m?c\xC3\xA9\n");
 }
 
 TEST(StandardErrorLog, DropsWhatIsBelowItsLevel) {
   EXPECT_EQ(written(LogLevel::info, LogLevel::debug, "detail"), "");
   EXPECT_EQ(written(LogLevel::error, LogLevel::standard, "news"), "");
   EXPECT_NE(written(LogLevel::debug, LogLevel::debug, "detail"), "");
+}
+
+/// 0: the standard descriptors are open, and a file that would grow too long is an error.
+int statusAfterPreparation() {
+  const auto isOpen = [](int descriptor) { return ::fcntl(descriptor, F_GETFD) >= 0; };
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) ::close(descriptor);
+  prepareProcess();
+  if (!isOpen(STDIN_FILENO) || !isOpen(STDOUT_FILENO) || !isOpen(STDERR_FILENO)) return 1;
+  const rlimit little{1, 1};
+  ::setrlimit(RLIMIT_FSIZE, &little);
+  const int file = ::memfd_create("limited", MFD_CLOEXEC);
+  if (file < 0 || ::write(file, "a", 1) != 1) return 2;
+  return ::write(file, "b", 1) < 0 && errno == EFBIG ? 0 : 3;
+}
+
+TEST(ProcessStartDeathTest, OpensClosedStandardDescriptorsAndSurvivesTheLimitOfFiles) {
+  EXPECT_EXIT(::_exit(statusAfterPreparation()), testing::ExitedWithCode(0), "");
 }
 
 class Termination : public testing::TestWithParam<int> {};

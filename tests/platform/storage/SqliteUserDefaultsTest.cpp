@@ -45,6 +45,28 @@ TEST_F(SqliteDefaults, TheFolderIsMadeAndIsTheListenersOwn) {
   EXPECT_THAT(log.messages(), IsEmpty());
 }
 
+TEST_F(SqliteDefaults, TheFilesAreTheUsersOwnWhateverTheUmaskIs) {
+  const fs::path where = folder.path() / "tolvane-player";
+  const auto modeOf = [](const fs::path& path) {
+    struct stat found {};
+    EXPECT_EQ(::stat(path.c_str(), &found), 0) << path;
+    return found.st_mode & 0777;
+  };
+  const mode_t before = ::umask(0);
+  start(where).setObject("a", 1.0);
+  EXPECT_TRUE(defaults->synchronize());
+  ::umask(before);
+  EXPECT_EQ(modeOf(where), 0700U);
+  EXPECT_EQ(modeOf(where / "defaults.sqlite"), 0600U);
+  EXPECT_EQ(modeOf(where / "defaults.sqlite-journal"), 0600U);
+  defaults.reset();
+  ::chmod(where.c_str(), 0755);
+  ::chmod((where / "defaults.sqlite").c_str(), 0644);
+  EXPECT_EQ(start(where).value<double>("a"), 1.0);
+  EXPECT_EQ(modeOf(where), 0700U);
+  EXPECT_EQ(modeOf(where / "defaults.sqlite"), 0600U);
+}
+
 TEST_F(SqliteDefaults, TheEndOfTheProgramStoresWhatIsLeft) {
   for (int i = 0; i < 100; ++i) start().setObject("a", static_cast<double>(i));
   EXPECT_EQ(numberAfterRestart("a"), 99);

@@ -1,0 +1,11 @@
+#pragma once
+// What a program settles before anything else of it runs. First statement of main(); one thread.
+
+namespace tolvane {
+
+/// Standard input, output and error that were closed when the program was started are opened on /dev/null: the next
+/// file to be opened would otherwise get their number, and a log line would be written into it. A file that would grow
+/// beyond the limit of the process is an error of that write, not the end of the program.
+void prepareProcess();
+
+}  // namespace tolvane
