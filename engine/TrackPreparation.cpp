@@ -1,5 +1,6 @@
 #include "engine/TrackPreparation.h"
 
+#include <algorithm>
 #include <new>
 #include <optional>
 #include <utility>
@@ -36,6 +37,23 @@ std::optional<PcmBlock> allocateBlock(std::uint64_t bytes, const AudioFileServic
   return bytes > files.availableMemory() ? std::nullopt : PcmBlock::allocate(bytes);
 }
 
+/// Fills `destination` with the file's data from its start, as far as there is any. In pieces that come from the page
+/// cache in less than a millisecond, between which the file asks whether it is still wanted.
+std::expected<std::uint64_t, OSStatus> readInPieces(AudioFile& file, std::span<std::byte> destination,
+                                                    ReadingProgress& progress) {
+  constexpr std::size_t pieceBytes = 1024 * 1024;
+  std::uint64_t done = 0;
+  while (done < destination.size()) {
+    const auto piece = destination.subspan(done, std::min(pieceBytes, destination.size() - done));
+    const auto count = file.readBytes(done, piece);
+    if (!count) return count;
+    done += *count;
+    progress.advance(*count);
+    if (*count < piece.size()) break;
+  }
+  return done;
+}
+
 std::shared_ptr<AudioRenderContext> makeContext(PcmBlock block, const AudioStreamBasicDescription& format,
                                                 const std::shared_ptr<AtomicOutputLevels>& levels) {
   const auto byteCount = static_cast<std::int64_t>(block.size());
@@ -51,19 +69,30 @@ bool isPlayableLayout(const AudioStreamBasicDescription& format) {
 }  // namespace
 
 Result<PreparedAudio> TrackPreparation::prepare(const FileURL& url) const {
+  ReadingProgress progress;
+  return prepare(url, progress);
+}
+
+Result<PreparedAudio> TrackPreparation::prepare(const FileURL& url, ReadingProgress& progress) const {
+  constexpr const char* cancelled = "Preparing the track was cancelled.";
+  if (progress.isCancelled()) return failure(cancelled);
   const std::string extension = asciiLowercased(url.pathExtension());
   const bool isEncoded = extension == "mp3" || extension == "flac";
   try {
-    if (isEncoded) return decodeWithExtAudioFile(url, extension == "flac", asciiUppercased(extension));
-    return readLinearPCMFile(url);
+    auto prepared = isEncoded ? decodeWithExtAudioFile(url, extension == "flac", asciiUppercased(extension), progress)
+                              : readLinearPCMFile(url, progress);
+    // Also when it was complete by then: the block is freed here and not on the thread that no longer wants it.
+    if (progress.isCancelled()) return failure(cancelled);
+    return prepared;
   } catch (const std::bad_alloc&) {
     return failure(isEncoded ? decodedTooLarge : pcmTooLarge);
   }
 }
 
 Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& url, bool isLossless,
-                                                               std::string sourceLabel) const {
-  auto opened = files_.openExtAudioFile(url);
+                                                               std::string sourceLabel,
+                                                               ReadingProgress& progress) const {
+  auto opened = files_.openExtAudioFile(url, &progress);
   if (!opened) return failure("Opening " + sourceLabel, opened.error());
   const std::unique_ptr<ExtAudioFile> decoder = std::move(*opened);
   if (!decoder) return failure("The audio decoder could not be created.");
@@ -84,6 +113,7 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
 
   auto block = allocateBlock(*bytes, files_);
   if (!block) return failure(decodedTooLarge);
+  progress.expect(static_cast<std::uint64_t>(*length));
   const auto frames = decoder->read(static_cast<std::uint32_t>(*length), block->bytes());
   if (!frames) return failure("Decoding the track", frames.error());
   if (*frames == 0) return failure("The decoder returned an empty track.");
@@ -95,8 +125,8 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
                        isLossless,         std::move(sourceLabel), decoder->channelLayout()};
 }
 
-Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url) const {
-  auto opened = files_.openAudioFile(url);
+Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url, ReadingProgress& progress) const {
+  auto opened = files_.openAudioFile(url, &progress);
   if (!opened) return failure("Opening the PCM file", opened.error());
   const std::unique_ptr<AudioFile> file = std::move(*opened);
   if (!file) return failure("The PCM file could not be opened.");
@@ -111,7 +141,8 @@ Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url) co
 
   auto block = allocateBlock(*byteCount, files_);
   if (!block) return failure(pcmTooLarge);
-  const auto bytesRead = file->readBytes(0, block->bytes());
+  progress.expect(*byteCount);
+  const auto bytesRead = readInPieces(*file, block->bytes(), progress);
   if (!bytesRead) return failure("Reading PCM samples", bytesRead.error());
   if (*bytesRead < format->mBytesPerFrame) return failure("The PCM file contains no complete audio frames.");
 

@@ -1,7 +1,9 @@
 #pragma once
 // Turns a whole file into one block of PCM in memory: WAV and AIFF byte for byte, FLAC and MP3 decoded to 32-bit float.
-// Main thread; blocks until the track is complete. Touches no output. The file is closed when an operation returns.
-// A track for which there is no memory is refused with the sentence of the limit; it never ends the process.
+// Any thread, several at once; copies share the services, which may be called by several threads, and the levels, which
+// are only passed on. Blocks until the track is complete or cancelled. Touches no output. The file is closed when an
+// operation returns. A track for which there is no memory is refused with the sentence of the limit; it never ends the
+// process.
 
 #include <cstdint>
 #include <memory>
@@ -10,6 +12,7 @@
 #include "engine/AudioPlayerError.h"
 #include "engine/PreparedAudio.h"
 #include "platform/AudioFileServices.h"
+#include "platform/ReadingProgress.h"
 
 namespace tolvane {
 
@@ -20,14 +23,17 @@ class TrackPreparation {
       : files_(files), levels_(std::move(levels)) {}
 
   /// Chooses the way in by the extension alone: "mp3" and "flac" in any case are decoded, all else is read as PCM.
+  /// REQUIRES: `progress` is new. It stays at 0 while the file is opened. Once it is cancelled, this frees what was
+  /// read and fails, after a few milliseconds of work at most; a disk that does not answer is waited for all the same.
+  [[nodiscard]] Result<PreparedAudio> prepare(const FileURL& url, ReadingProgress& progress) const;
   [[nodiscard]] Result<PreparedAudio> prepare(const FileURL& url) const;
 
-  /// The whole track as interleaved 32-bit float at the source's rate.
+  /// The whole track as interleaved 32-bit float at the source's rate. Progress counts frames.
   [[nodiscard]] Result<PreparedAudio> decodeWithExtAudioFile(const FileURL& url, bool isLossless,
-                                                             std::string sourceLabel) const;
+                                                             std::string sourceLabel, ReadingProgress& progress) const;
 
-  /// The file's sample data as it lies there: byte order, alignment and padding included.
-  [[nodiscard]] Result<PreparedAudio> readLinearPCMFile(const FileURL& url) const;
+  /// The file's sample data as it lies there: byte order, alignment and padding included. Progress counts bytes.
+  [[nodiscard]] Result<PreparedAudio> readLinearPCMFile(const FileURL& url, ReadingProgress& progress) const;
 
  private:
   AudioFileServices& files_;

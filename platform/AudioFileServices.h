@@ -1,7 +1,11 @@
 #pragma once
 // The contract for reading audio files: linear PCM files byte for byte, compressed files decoded to 32-bit float.
-// Called on the main thread (waveforms: on their own thread, with files of their own); blocks on the disk. A file is
-// closed when its object is destroyed. Bad input is a status, never an exception or a crash.
+// The services: any thread, several at once. An open file: one thread at a time. Blocks on the disk. A file is closed
+// when its object is destroyed. Bad input is a status, never an exception or a crash.
+//
+// A file may be opened with a ReadingProgress, which then outlives it. Once that is cancelled, opening and reading fail
+// with userCanceledErr, within a few milliseconds of work. The caller adds to the progress what it expects to read, and
+// reports the bytes that readBytes() gave; ExtAudioFile::read() reports its frames by itself.
 
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +17,7 @@
 #include "platform/AudioStreamBasicDescription.h"
 #include "platform/ChannelLayout.h"
 #include "platform/FileURL.h"
+#include "platform/ReadingProgress.h"
 
 namespace tolvane {
 
@@ -60,7 +65,7 @@ class ExtAudioFile {
 
   /// ExtAudioFileRead: the next `frames` frames (REQUIRES: `destination` holds them). The number that came, 0 at the
   /// end; fewer than asked for when the stream ends early. May decode in parallel; the samples are those of a serial
-  /// decode.
+  /// decode. Reports each frame to the progress once, even one that is decoded twice.
   [[nodiscard]] virtual std::expected<std::uint32_t, OSStatus> read(std::uint32_t frames,
                                                                     std::span<std::byte> destination) = 0;
 
@@ -74,10 +79,12 @@ class AudioFileServices {
 
   /// Linear PCM containers (WAV, RF64, BW64, AIFF, AIFF-C). The content decides, not the name.
   /// A success may hold null: the file could not be opened, and nobody knows why.
-  [[nodiscard]] virtual std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(const FileURL& url) = 0;
+  [[nodiscard]] virtual std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(
+      const FileURL& url, ReadingProgress* progress = nullptr) = 0;
 
   /// FLAC and MP3. The content decides, not the name. A success may hold null, as above.
-  [[nodiscard]] virtual std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(const FileURL& url) = 0;
+  [[nodiscard]] virtual std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(
+      const FileURL& url, ReadingProgress* progress = nullptr) = 0;
 
   /// Bytes of memory that a track may take now without making this machine run out of it.
   [[nodiscard]] virtual std::uint64_t availableMemory() const = 0;

@@ -17,6 +17,7 @@ constexpr OSStatus statusFromCode(FourCharCode code) { return static_cast<OSStat
 
 // Device objects (AudioHardware).
 constexpr OSStatus kAudioHardwareNotRunningError = statusFromCode(fourCharCode("stop"));
+constexpr OSStatus kAudioHardwareNotReadyError = statusFromCode(fourCharCode("nrdy"));  // its driver does not return
 constexpr OSStatus kAudioHardwareUnspecifiedError = statusFromCode(fourCharCode("what"));
 constexpr OSStatus kAudioHardwareUnknownPropertyError = statusFromCode(fourCharCode("who?"));
 constexpr OSStatus kAudioHardwareBadPropertySizeError = statusFromCode(fourCharCode("!siz"));
@@ -38,6 +39,7 @@ constexpr OSStatus kAudioUnitErr_InvalidElement = -10877;
 constexpr OSStatus kAudioUnitErr_InvalidProperty = -10879;
 
 // Files (AudioFileServices). Which errno or library error becomes which of these: platform/codecs/FileStatus.
+constexpr OSStatus userCanceledErr = -128;  ///< CarbonCore's, for whatever a user cancels: here a reading
 constexpr OSStatus kAudioFileIOError = -36;
 constexpr OSStatus kAudioFileEndOfFileError = -39;
 constexpr OSStatus kAudioFileTooManyOpenFilesError = -42;

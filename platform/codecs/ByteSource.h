@@ -21,6 +21,9 @@ class ByteSource {
   /// The bytes that came; fewer than asked for only at the end.
   [[nodiscard]] virtual std::expected<std::size_t, OSStatus> readAt(std::uint64_t offset,
                                                                     std::span<std::byte> destination) const = 0;
+
+  /// True once reads fail with userCanceledErr. Cheap: for work on bytes that were read ahead.
+  [[nodiscard]] virtual bool isCancelled() const { return false; }
 };
 
 /// All of `destination`, or a status: an end that comes too early is a damaged file.

@@ -4,11 +4,14 @@
 #include <limits>
 #include <utility>
 
+#include "platform/codecs/StretchProgress.h"
+
 namespace tolvane {
 
 DecodedAudioFile::DecodedAudioFile(std::shared_ptr<const ByteSource> source, std::unique_ptr<EncodedTrack> track,
-                                   const SegmentLimits& limits)
-    : track_(std::move(track)),
+                                   const SegmentLimits& limits, ReadingProgress* progress)
+    : progress_(progress != nullptr ? *progress : ownProgress_),
+      track_(std::move(track)),
       limits_(limits),
       bytesPerFrame_(track_->format().mChannelsPerFrame * sizeof(float)),
       file_(std::move(source), track_->format()) {}
@@ -34,16 +37,18 @@ std::expected<std::uint64_t, OSStatus> DecodedAudioFile::readSerially(std::span<
     if (!opened) return std::unexpected(opened.error());
     decoder_ = std::move(*opened);
   }
-  return decoder_->decode(destination);
+  StretchProgress progress(progress_);
+  return decodeStretch(*decoder_, destination, bytesPerFrame_, progress);
 }
 
 std::expected<std::uint64_t, OSStatus> DecodedAudioFile::readStart(std::span<std::byte> destination) {
-  auto start = track_->decodeStart(destination, limits_);
+  auto start = track_->decodeStart(destination, limits_, progress_);
   decoder_ = std::move(start.decoder);
   return start.frames;
 }
 
 std::expected<std::uint32_t, OSStatus> DecodedAudioFile::read(std::uint32_t frames, std::span<std::byte> destination) {
+  if (progress_.isCancelled()) failure_ = userCanceledErr;
   if (failure_ != noErr) return std::unexpected(failure_);
   if (destination.size() / bytesPerFrame_ < frames) return std::unexpected(kAudio_ParamError);
   // A stream too damaged to have a length: its decoder gives the error.
@@ -52,10 +57,10 @@ std::expected<std::uint32_t, OSStatus> DecodedAudioFile::read(std::uint32_t fram
   if (count == 0) return 0;
   const auto wanted = destination.first(count * bytesPerFrame_);
   const auto done = position_ == 0 && decoder_ == nullptr ? readStart(wanted) : readSerially(wanted);
-  if (!done) {
-    failure_ = done.error();
-    return std::unexpected(failure_);
-  }
+  if (!done) failure_ = done.error();
+  // A decoder may have taken the end of its bytes for damage.
+  if (progress_.isCancelled()) failure_ = userCanceledErr;
+  if (failure_ != noErr) return std::unexpected(failure_);
   position_ += *done;
   return static_cast<std::uint32_t>(*done);
 }

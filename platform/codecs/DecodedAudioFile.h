@@ -12,8 +12,9 @@ namespace tolvane {
 
 class DecodedAudioFile final : public ExtAudioFile {
  public:
+  /// `progress`, which may be null, outlives the file.
   DecodedAudioFile(std::shared_ptr<const ByteSource> source, std::unique_ptr<EncodedTrack> track,
-                   const SegmentLimits& limits = {});
+                   const SegmentLimits& limits = {}, ReadingProgress* progress = nullptr);
 
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> fileDataFormat() const override;
   [[nodiscard]] ChannelLayout channelLayout() const override { return track_->channelLayout(); }
@@ -28,6 +29,8 @@ class DecodedAudioFile final : public ExtAudioFile {
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> readStart(std::span<std::byte> destination);
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> readSerially(std::span<std::byte> destination);
 
+  ReadingProgress ownProgress_;  ///< where the caller has none
+  ReadingProgress& progress_;
   const std::unique_ptr<EncodedTrack> track_;
   const SegmentLimits limits_;
   const std::uint64_t bytesPerFrame_;

@@ -11,6 +11,7 @@
 #include "platform/AudioStatus.h"
 #include "platform/AudioStreamBasicDescription.h"
 #include "platform/ChannelLayout.h"
+#include "platform/ReadingProgress.h"
 
 namespace tolvane {
 
@@ -49,9 +50,10 @@ class EncodedTrack {
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> frameCount() const = 0;
   [[nodiscard]] virtual std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const = 0;
   /// Decodes from frame 0 on, with several threads where that pays. The result, failures included, is that of one
-  /// decoderAt(0) with one call of decode(), whatever the limits. REQUIRES: no more frames than the track has.
-  [[nodiscard]] virtual DecodedStart decodeStart(std::span<std::byte> destination,
-                                                 const SegmentLimits& limits) const = 0;
+  /// decoderAt(0) with one call of decode(), whatever the limits. Reports each frame to `progress` once. When that is
+  /// cancelled the result is some failure. REQUIRES: no more frames than the track has.
+  [[nodiscard]] virtual DecodedStart decodeStart(std::span<std::byte> destination, const SegmentLimits& limits,
+                                                 ReadingProgress& progress) const = 0;
 };
 
 }  // namespace tolvane

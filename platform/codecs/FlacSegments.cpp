@@ -14,16 +14,22 @@ namespace tolvane {
 namespace {
 
 struct Segment {
-  FlacDecoder::Place place;    ///< where it begins
-  std::span<std::byte> range;  ///< of the destination, up to the next segment
-  std::unique_ptr<FlacDecoder> decoder;
+  FlacDecoder::Place place;  ///< where it begins
+  StretchProgress progress;
+  std::span<std::byte> range{};  ///< of the destination, up to the next segment
+  std::unique_ptr<FlacDecoder> decoder{};
   std::expected<std::uint64_t, OSStatus> frames = 0;
 };
 
 class FlacJob {
  public:
-  FlacJob(const ByteSource& source, const FlacStream& stream, std::span<std::byte> destination)
-      : source_(source), stream_(stream), bytesPerFrame_(stream.channels * sizeof(float)), destination_(destination) {}
+  FlacJob(const ByteSource& source, const FlacStream& stream, std::span<std::byte> destination,
+          ReadingProgress& progress)
+      : source_(source),
+        stream_(stream),
+        bytesPerFrame_(stream.channels * sizeof(float)),
+        destination_(destination),
+        progress_(progress) {}
 
   /// Places are looked for at equal distances in the file, each for a bounded number of bytes.
   void findSegments(std::uint64_t count) {
@@ -61,7 +67,7 @@ class FlacJob {
         decoder = std::move(segment.decoder);
         start.frames = segment.frames;
       } else if (decoder != nullptr) {
-        start.frames = decoder->decode(segment.range);
+        start.frames = decodeStretch(*decoder, segment.range, bytesPerFrame_, segment.progress);
       } else {
         start.frames = segment.frames;
       }
@@ -80,7 +86,9 @@ class FlacJob {
   }
 
  private:
-  void add(const FlacDecoder::Place& place) { segments_.emplace_back().place = place; }
+  void add(const FlacDecoder::Place& place) {
+    segments_.push_back({.place = place, .progress = StretchProgress(progress_)});
+  }
 
   [[nodiscard]] std::size_t byteOf(const FlacDecoder::Place& place) const {
     return (place.frame - stream_.firstFrame) * bytesPerFrame_;
@@ -109,7 +117,7 @@ class FlacJob {
     auto decoder = FlacDecoder::open(source_, stream_, segment.place);
     if (decoder) {
       segment.decoder = std::move(*decoder);
-      segment.frames = segment.decoder->decode(segment.range);
+      segment.frames = decodeStretch(*segment.decoder, segment.range, bytesPerFrame_, segment.progress);
     } else {
       segment.frames = std::unexpected(decoder.error());
     }
@@ -120,6 +128,7 @@ class FlacJob {
   const FlacStream& stream_;
   const std::uint64_t bytesPerFrame_;
   const std::span<std::byte> destination_;
+  ReadingProgress& progress_;
   std::vector<Segment> segments_;  ///< each decoded by one worker
   std::atomic<std::size_t> next_ = 0;
   std::atomic<bool> isBroken_ = false;
@@ -128,8 +137,8 @@ class FlacJob {
 }  // namespace
 
 DecodedStart decodeFlacInSegments(const ByteSource& source, const FlacStream& stream, std::span<std::byte> destination,
-                                  const SegmentLimits& limits) {
-  FlacJob job(source, stream, destination);
+                                  const SegmentLimits& limits, ReadingProgress& progress) {
+  FlacJob job(source, stream, destination, progress);
   const std::uint64_t frames = destination.size() / (stream.channels * sizeof(float));
   const std::uint64_t segments = std::max<std::uint64_t>(segmentCount(frames, limits), 1);
   job.findSegments(segments);

@@ -13,6 +13,7 @@ namespace tolvane {
 /// begins. Where its decoder then stands at just that byte, the next segment goes on as this decoder itself would have:
 /// FLAC blocks do not depend on each other. Where it does not, this decoder goes on through the next segment.
 [[nodiscard]] DecodedStart decodeFlacInSegments(const ByteSource& source, const FlacStream& stream,
-                                                std::span<std::byte> destination, const SegmentLimits& limits);
+                                                std::span<std::byte> destination, const SegmentLimits& limits,
+                                                ReadingProgress& progress);
 
 }  // namespace tolvane

@@ -71,8 +71,9 @@ std::expected<std::unique_ptr<TrackDecoder>, OSStatus> FlacTrack::decoderAt(std:
   return std::move(*decoder);
 }
 
-DecodedStart FlacTrack::decodeStart(std::span<std::byte> destination, const SegmentLimits& limits) const {
-  return decodeFlacInSegments(*source_, stream_, destination, limits);
+DecodedStart FlacTrack::decodeStart(std::span<std::byte> destination, const SegmentLimits& limits,
+                                    ReadingProgress& progress) const {
+  return decodeFlacInSegments(*source_, stream_, destination, limits, progress);
 }
 
 }  // namespace tolvane

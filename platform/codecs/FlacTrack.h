@@ -22,7 +22,8 @@ class FlacTrack final : public EncodedTrack {
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return frameCount_; }
   /// Decodes all that lies before.
   [[nodiscard]] std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const override;
-  [[nodiscard]] DecodedStart decodeStart(std::span<std::byte> destination, const SegmentLimits& limits) const override;
+  [[nodiscard]] DecodedStart decodeStart(std::span<std::byte> destination, const SegmentLimits& limits,
+                                         ReadingProgress& progress) const override;
 
  private:
   FlacTrack(std::shared_ptr<const ByteSource> source, std::uint64_t start, const FlacStream& stream);

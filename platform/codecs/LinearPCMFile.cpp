@@ -5,8 +5,8 @@
 
 namespace tolvane {
 
-LinearPCMFile::LinearPCMFile(std::shared_ptr<const FileReader> reader, const PcmFileLayout& layout)
-    : reader_(std::move(reader)), layout_(layout) {}
+LinearPCMFile::LinearPCMFile(std::shared_ptr<const ByteSource> source, const PcmFileLayout& layout)
+    : source_(std::move(source)), layout_(layout) {}
 
 std::expected<AudioStreamBasicDescription, OSStatus> LinearPCMFile::dataFormat() const { return layout_.format; }
 
@@ -18,7 +18,7 @@ std::expected<std::uint64_t, OSStatus> LinearPCMFile::readBytes(std::uint64_t of
                                                                 std::span<std::byte> destination) {
   if (offset >= layout_.dataByteCount) return 0;
   const std::uint64_t count = std::min<std::uint64_t>(destination.size(), layout_.dataByteCount - offset);
-  const auto read = reader_->readAt(layout_.dataOffset + offset, destination.first(count));
+  const auto read = source_->readAt(layout_.dataOffset + offset, destination.first(count));
   if (!read) return std::unexpected(read.error());
   return *read;
 }

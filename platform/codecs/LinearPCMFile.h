@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "platform/AudioFileServices.h"
-#include "platform/codecs/FileReader.h"
+#include "platform/codecs/ByteSource.h"
 #include "platform/codecs/PcmFileLayout.h"
 
 namespace tolvane {
@@ -12,7 +12,7 @@ namespace tolvane {
 /// Also holds files in the same containers whose data is not linear PCM; their format id says so.
 class LinearPCMFile final : public AudioFile {
  public:
-  LinearPCMFile(std::shared_ptr<const FileReader> reader, const PcmFileLayout& layout);
+  LinearPCMFile(std::shared_ptr<const ByteSource> source, const PcmFileLayout& layout);
 
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> dataFormat() const override;
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> audioDataByteCount() const override;
@@ -22,7 +22,7 @@ class LinearPCMFile final : public AudioFile {
                                                                  std::span<std::byte> destination) override;
 
  private:
-  const std::shared_ptr<const FileReader> reader_;
+  const std::shared_ptr<const ByteSource> source_;
   const PcmFileLayout layout_;
 };
 

@@ -25,14 +25,16 @@ std::expected<std::unique_ptr<TrackDecoder>, OSStatus> Mp3Track::decoderAt(std::
   return Mp3Decoder::open(*source_, stream_, frame);
 }
 
-DecodedStart Mp3Track::decodeStart(std::span<std::byte> destination, const SegmentLimits& limits) const {
+DecodedStart Mp3Track::decodeStart(std::span<std::byte> destination, const SegmentLimits& limits,
+                                   ReadingProgress& progress) const {
   const std::uint64_t bytesPerFrame = format_.mChannelsPerFrame * sizeof(float);
-  if (decodeInSegments(*this, bytesPerFrame, destination, limits)) {
+  StretchProgress whole(progress);
+  if (decodeInSegments(*this, bytesPerFrame, destination, limits, whole)) {
     return {destination.size() / bytesPerFrame, nullptr};
   }
   auto decoder = decoderAt(0);
   if (!decoder) return {std::unexpected(decoder.error()), nullptr};
-  const auto frames = (*decoder)->decode(destination);
+  const auto frames = decodeStretch(**decoder, destination, bytesPerFrame, whole);
   return {frames, std::move(*decoder)};
 }
 

@@ -20,7 +20,8 @@ class Mp3Track final : public EncodedTrack, private OverlappingTrack {
   [[nodiscard]] const AudioStreamBasicDescription& format() const override { return format_; }
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return stream_.frameCount(); }
   [[nodiscard]] std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const override;
-  [[nodiscard]] DecodedStart decodeStart(std::span<std::byte> destination, const SegmentLimits& limits) const override;
+  [[nodiscard]] DecodedStart decodeStart(std::span<std::byte> destination, const SegmentLimits& limits,
+                                         ReadingProgress& progress) const override;
 
  private:
   [[nodiscard]] std::uint64_t proofFrames() const override { return 2 * stream_.header.framesPerPacket(); }

@@ -21,6 +21,7 @@ class OggPayload final : public ByteSource {
   [[nodiscard]] std::uint64_t size() const override { return size_; }
   [[nodiscard]] std::expected<std::size_t, OSStatus> readAt(std::uint64_t offset,
                                                             std::span<std::byte> destination) const override;
+  [[nodiscard]] bool isCancelled() const override { return source_->isCancelled(); }
 
  private:
   struct Extent {

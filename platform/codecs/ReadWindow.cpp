@@ -5,6 +5,7 @@
 namespace tolvane {
 
 std::expected<std::span<const std::byte>, OSStatus> ReadWindow::at(std::uint64_t offset, std::size_t count) {
+  if (source_.isCancelled()) return std::unexpected(userCanceledErr);
   const bool isInside = offset >= start_ && offset - start_ <= filled_ && count <= filled_ - (offset - start_);
   if (!isInside) {
     bytes_.resize(capacity_);

@@ -14,7 +14,7 @@ class ReadWindow {
       : source_(source), capacity_(capacity) {}
 
   /// The bytes at `offset`, as many as asked for (REQUIRES: no more than the capacity) or as there are. Valid until
-  /// the next call.
+  /// the next call. A source that was cancelled gives nothing more, not even what was read ahead.
   [[nodiscard]] std::expected<std::span<const std::byte>, OSStatus> at(std::uint64_t offset, std::size_t count);
 
  private:

@@ -16,12 +16,13 @@ namespace {
 class Job {
  public:
   Job(const OverlappingTrack& track, std::uint64_t bytesPerFrame, std::span<std::byte> destination,
-      std::uint64_t segments)
+      std::uint64_t segments, const StretchProgress& progress)
       : track_(track),
         bytesPerFrame_(bytesPerFrame),
         destination_(destination),
         frames_(destination.size() / bytesPerFrame),
-        proofs_(segments) {}
+        proofs_(segments),
+        progress_(segments, progress.part()) {}
 
   /// Decodes segments until none is left, or one has failed.
   void work() {
@@ -31,6 +32,11 @@ class Job {
       if (segment >= proofs_.size()) return;
       if (!decode(segment)) hasFailed_.store(true, std::memory_order_relaxed);
     }
+  }
+
+  /// After the join: what the segments have reported.
+  void reportTo(StretchProgress& progress) const {
+    for (const auto& part : progress_) progress.add(part);
   }
 
   /// After the join: everything is there, and every segment goes on from the one before it.
@@ -60,7 +66,8 @@ class Job {
     auto& proof = proofs_[segment];
     proof.resize(proofFrames * bytesPerFrame_);
     if ((*decoder)->decode(proof) != proofFrames) return false;
-    return (*decoder)->decode(destination_.subspan(start * bytesPerFrame_, count * bytesPerFrame_)) == count;
+    const auto range = destination_.subspan(start * bytesPerFrame_, count * bytesPerFrame_);
+    return decodeStretch(**decoder, range, bytesPerFrame_, progress_[segment]) == count;
   }
 
   /// Silence looks the same from every decoder, and so proves nothing.
@@ -74,6 +81,7 @@ class Job {
   const std::span<std::byte> destination_;
   const std::uint64_t frames_;
   std::vector<std::vector<std::byte>> proofs_;  ///< one a segment, each written by the worker that decodes it
+  std::vector<StretchProgress> progress_;       ///< likewise
   std::atomic<std::uint64_t> next_ = 0;
   std::atomic<bool> hasFailed_ = false;
 };
@@ -118,11 +126,12 @@ void runOnWorkers(unsigned workers, const std::function<void()>& work) {
 }
 
 bool decodeInSegments(const OverlappingTrack& track, std::uint64_t bytesPerFrame, std::span<std::byte> destination,
-                      const SegmentLimits& limits) {
+                      const SegmentLimits& limits, StretchProgress& progress) {
   const std::uint64_t segments = segmentCount(destination.size() / bytesPerFrame, limits);
   if (segments < 2) return false;
-  Job job(track, bytesPerFrame, destination, segments);
+  Job job(track, bytesPerFrame, destination, segments, progress);
   runOnWorkers(workerCount(limits), [&job] { job.work(); });
+  job.reportTo(progress);
   return job.isProved();
 }
 

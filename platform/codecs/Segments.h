@@ -7,6 +7,7 @@
 #include <span>
 
 #include "platform/codecs/EncodedTrack.h"
+#include "platform/codecs/StretchProgress.h"
 
 namespace tolvane {
 
@@ -31,9 +32,10 @@ class OverlappingTrack {
 };
 
 /// Fills all of `destination` from the track's start with the samples that a serial decode gives. False when that could
-/// not be done, for whatever reason: a serial decode then gives the true result, or the true error. REQUIRES: whole
-/// frames of `bytesPerFrame`.
+/// not be done, for whatever reason: a serial decode then gives the true result, or the true error. `progress` is that
+/// of the destination; it knows afterwards how much of it has been reported. REQUIRES: whole frames of `bytesPerFrame`.
 [[nodiscard]] bool decodeInSegments(const OverlappingTrack& track, std::uint64_t bytesPerFrame,
-                                    std::span<std::byte> destination, const SegmentLimits& limits);
+                                    std::span<std::byte> destination, const SegmentLimits& limits,
+                                    StretchProgress& progress);
 
 }  // namespace tolvane

@@ -1,6 +1,7 @@
 #pragma once
 // The audio files of this system: WAV, RF64, BW64, AIFF and AIFF-C as they are; FLAC (also in Ogg) and MP3 decoded.
-// AudioFileServices says whose thread. Never opens anything but regular files, and never by their names.
+// AudioFileServices says whose thread: all that it holds is constant. Never opens anything but regular files, and never
+// by their names.
 
 #include "platform/AudioFileServices.h"
 #include "platform/codecs/EncodedTrack.h"
@@ -11,9 +12,10 @@ class SystemAudioFileServices final : public AudioFileServices {
  public:
   explicit SystemAudioFileServices(const SegmentLimits& limits = {}) : limits_(limits) {}
 
-  /// Known files of other kinds open too, and tell their own format.
-  [[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(const FileURL& url) override;
-  [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(const FileURL& url) override;
+  [[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(
+      const FileURL& url, ReadingProgress* progress = nullptr) override;
+  [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(
+      const FileURL& url, ReadingProgress* progress = nullptr) override;
   /// What the kernel reports as available, free swap space included.
   [[nodiscard]] std::uint64_t availableMemory() const override;
 

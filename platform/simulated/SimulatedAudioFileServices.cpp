@@ -13,22 +13,33 @@ std::expected<Value, OSStatus> valueUnless(OSStatus status, Value value) {
   return value;
 }
 
-/// Counts a file as open while it lives.
+/// One open file's part in all readings: counted as long as it lives.
 class OpenMark {
  public:
-  explicit OpenMark(std::shared_ptr<int> count) : count_(std::move(count)) { ++*count_; }
+  OpenMark(std::shared_ptr<SimulatedReadings> readings, FileURL url, ReadingProgress* progress)
+      : readings_(std::move(readings)), url_(std::move(url)), progress_(progress) {
+    ++readings_->openFiles;
+  }
   OpenMark(const OpenMark&) = delete;
   OpenMark& operator=(const OpenMark&) = delete;
-  ~OpenMark() { --*count_; }
+  ~OpenMark() { --readings_->openFiles; }
+
+  [[nodiscard]] OSStatus pass(std::string_view call) const { return readings_->pass(url_, call, progress_); }
+  void advance(std::uint64_t units) const {
+    if (progress_ != nullptr) progress_->advance(units);
+  }
 
  private:
-  std::shared_ptr<int> count_;
+  const std::shared_ptr<SimulatedReadings> readings_;
+  const FileURL url_;
+  ReadingProgress* const progress_;
 };
 
 class PCMReader final : public AudioFile {
  public:
-  PCMReader(std::shared_ptr<const SimulatedPCMFile> file, std::shared_ptr<int> count)
-      : file_(std::move(file)), mark_(std::move(count)) {}
+  PCMReader(std::shared_ptr<const SimulatedPCMFile> file, std::shared_ptr<SimulatedReadings> readings,
+            const FileURL& url, ReadingProgress* progress)
+      : file_(std::move(file)), mark_(std::move(readings), url, progress) {}
 
   std::expected<AudioStreamBasicDescription, OSStatus> dataFormat() const override {
     return valueUnless(file_->formatStatus, file_->format);
@@ -44,6 +55,7 @@ class PCMReader final : public AudioFile {
   }
 
   std::expected<std::uint64_t, OSStatus> readBytes(std::uint64_t offset, std::span<std::byte> destination) override {
+    if (const OSStatus status = mark_.pass("readBytes"); status != noErr) return std::unexpected(status);
     const bool canFail = file_->readStatus != noErr;
     if (file_->largestRead) *file_->largestRead = std::max<std::uint64_t>(*file_->largestRead, destination.size());
     if (canFail && offset >= file_->readFailsFrom) return std::unexpected(file_->readStatus);
@@ -73,9 +85,10 @@ std::shared_ptr<const SimulatedPCMFile> layoutOf(const SimulatedCompressedFile& 
 
 class CompressedReader final : public ExtAudioFile {
  public:
-  CompressedReader(std::shared_ptr<const SimulatedCompressedFile> file, std::shared_ptr<int> count)
-      : file_(std::move(file)), mark_(count) {
-    if (file_->hasAudioFile) audioFile_ = std::make_unique<PCMReader>(layoutOf(*file_), std::move(count));
+  CompressedReader(std::shared_ptr<const SimulatedCompressedFile> file,
+                   const std::shared_ptr<SimulatedReadings>& readings, const FileURL& url, ReadingProgress* progress)
+      : file_(std::move(file)), mark_(readings, url, progress) {
+    if (file_->hasAudioFile) audioFile_ = std::make_unique<PCMReader>(layoutOf(*file_), readings, url, progress);
   }
 
   std::expected<AudioStreamBasicDescription, OSStatus> fileDataFormat() const override {
@@ -98,6 +111,7 @@ class CompressedReader final : public ExtAudioFile {
   }
 
   std::expected<std::uint32_t, OSStatus> read(std::uint32_t frames, std::span<std::byte> destination) override {
+    if (const OSStatus status = mark_.pass("read"); status != noErr) return std::unexpected(status);
     if (!clientFormatIsSet_) return std::unexpected(kAudio_ParamError);
     const bool canFail = file_->readStatus != noErr;
     if (canFail && position_ >= file_->readFailsFrom) return std::unexpected(file_->readStatus);
@@ -110,6 +124,7 @@ class CompressedReader final : public ExtAudioFile {
                   count * channels() * sizeof(float));
     }
     position_ += count;
+    mark_.advance(count);
     return static_cast<std::uint32_t>(count);
   }
 
@@ -128,37 +143,71 @@ class CompressedReader final : public ExtAudioFile {
 
 }  // namespace
 
+void SimulatedReadings::setGate(Gate gate) {
+  auto shared = gate ? std::make_shared<const Gate>(std::move(gate)) : nullptr;
+  const std::lock_guard lock(mutex_);
+  gate_.swap(shared);
+}
+
+OSStatus SimulatedReadings::pass(const FileURL& url, std::string_view call, const ReadingProgress* progress) const {
+  std::shared_ptr<const Gate> gate;
+  {
+    const std::lock_guard lock(mutex_);
+    gate = gate_;
+  }
+  if (gate) (*gate)(url, call);
+  return progress != nullptr && progress->isCancelled() ? userCanceledErr : noErr;
+}
+
 void SimulatedAudioFileServices::add(const FileURL& url, SimulatedPCMFile file) {
-  files_[url] = std::make_shared<const SimulatedPCMFile>(std::move(file));
+  auto shared = std::make_shared<const SimulatedPCMFile>(std::move(file));
+  const std::lock_guard lock(mutex_);
+  files_[url] = std::move(shared);
 }
 
 void SimulatedAudioFileServices::add(const FileURL& url, SimulatedCompressedFile file) {
-  files_[url] = std::make_shared<const SimulatedCompressedFile>(std::move(file));
+  auto shared = std::make_shared<const SimulatedCompressedFile>(std::move(file));
+  const std::lock_guard lock(mutex_);
+  files_[url] = std::move(shared);
 }
 
-std::expected<std::unique_ptr<AudioFile>, OSStatus> SimulatedAudioFileServices::openAudioFile(const FileURL& url) {
+void SimulatedAudioFileServices::remove(const FileURL& url) {
+  const std::lock_guard lock(mutex_);
+  files_.erase(url);
+}
+
+std::expected<SimulatedAudioFileServices::File, OSStatus> SimulatedAudioFileServices::find(
+    const FileURL& url, std::string_view call, const ReadingProgress* progress) {
   ++openCount_;
+  if (const OSStatus status = readings_->pass(url, call, progress); status != noErr) return std::unexpected(status);
+  const std::lock_guard lock(mutex_);
   const auto found = files_.find(url);
   if (found == files_.end()) return std::unexpected(kAudioFileFileNotFoundError);
-  if (const auto* compressed = std::get_if<Compressed>(&found->second)) {
-    return std::make_unique<PCMReader>(layoutOf(**compressed), openFiles_);
+  return found->second;
+}
+
+std::expected<std::unique_ptr<AudioFile>, OSStatus> SimulatedAudioFileServices::openAudioFile(
+    const FileURL& url, ReadingProgress* progress) {
+  const auto found = find(url, "openAudioFile", progress);
+  if (!found) return std::unexpected(found.error());
+  if (const auto* compressed = std::get_if<Compressed>(&*found)) {
+    return std::make_unique<PCMReader>(layoutOf(**compressed), readings_, url, progress);
   }
-  const auto& file = std::get<PCM>(found->second);
+  const auto& file = std::get<PCM>(*found);
   if (file->openStatus != noErr) return std::unexpected(file->openStatus);
   if (file->opensAsNull) return nullptr;
-  return std::make_unique<PCMReader>(file, openFiles_);
+  return std::make_unique<PCMReader>(file, readings_, url, progress);
 }
 
 std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> SimulatedAudioFileServices::openExtAudioFile(
-    const FileURL& url) {
-  ++openCount_;
-  const auto found = files_.find(url);
-  if (found == files_.end()) return std::unexpected(kAudioFileFileNotFoundError);
-  const auto* file = std::get_if<Compressed>(&found->second);
+    const FileURL& url, ReadingProgress* progress) {
+  const auto found = find(url, "openExtAudioFile", progress);
+  if (!found) return std::unexpected(found.error());
+  const auto* file = std::get_if<Compressed>(&*found);
   if (file == nullptr) return std::unexpected(kAudioFileUnsupportedFileTypeError);
   if ((*file)->openStatus != noErr) return std::unexpected((*file)->openStatus);
   if ((*file)->opensAsNull) return nullptr;
-  return std::make_unique<CompressedReader>(*file, openFiles_);
+  return std::make_unique<CompressedReader>(*file, readings_, url, progress);
 }
 
 }  // namespace tolvane

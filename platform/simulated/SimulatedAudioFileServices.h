@@ -1,13 +1,18 @@
 #pragma once
-// Audio files that exist only in a test's words: content, announcements that need not be true, and failures by step.
-// Main thread. A file that is open keeps the content it was opened with.
+// Audio files that exist only in a test's words: content, announcements that need not be true, failures by step, and
+// readings that wait. Any thread, several at once; an open file: one thread at a time. A file that is open keeps the
+// content it was opened with.
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -54,32 +59,63 @@ struct SimulatedCompressedFile {
   std::optional<ChannelLayout> channels{};  ///< nothing: the usual ones
 };
 
+/// What opens and reads of all files go through.
+class SimulatedReadings {
+ public:
+  /// The name of the call: "openAudioFile", "openExtAudioFile", "readBytes" or "read".
+  using Gate = std::function<void(const FileURL& url, std::string_view call)>;
+
+  void setGate(Gate gate);
+  /// Waits as long as the gate does, and then says whether the reading goes on.
+  [[nodiscard]] OSStatus pass(const FileURL& url, std::string_view call, const ReadingProgress* progress) const;
+
+  std::atomic<int> openFiles = 0;
+
+ private:
+  mutable std::mutex mutex_;
+  std::shared_ptr<const Gate> gate_;  ///< guarded by the mutex, which no gate is called under
+};
+
 class SimulatedAudioFileServices final : public AudioFileServices {
  public:
   /// Replaces what was there.
   void add(const FileURL& url, SimulatedPCMFile file);
   void add(const FileURL& url, SimulatedCompressedFile file);
-  void remove(const FileURL& url) { files_.erase(url); }
+  void remove(const FileURL& url);
 
   void setAvailableMemory(std::uint64_t bytes) { availableMemory_ = bytes; }
 
+  /// Called at the start of every open and read, by the thread that makes it, also of files that are open by now. A
+  /// gate that does not return is a disk that hangs; cancelling is noticed when it returns. Null: none.
+  void setReadGate(SimulatedReadings::Gate gate) { readings_->setGate(std::move(gate)); }
+
   /// Files that are open now: 0 when nothing leaks.
-  [[nodiscard]] int openFileCount() const { return *openFiles_; }
+  [[nodiscard]] int openFileCount() const { return readings_->openFiles; }
   /// Opens so far, of either kind.
   [[nodiscard]] int openCount() const { return openCount_; }
 
-  [[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(const FileURL& url) override;
-  [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(const FileURL& url) override;
+  [[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(
+      const FileURL& url, ReadingProgress* progress = nullptr) override;
+  [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(
+      const FileURL& url, ReadingProgress* progress = nullptr) override;
   [[nodiscard]] std::uint64_t availableMemory() const override { return availableMemory_; }
 
  private:
   using PCM = std::shared_ptr<const SimulatedPCMFile>;
   using Compressed = std::shared_ptr<const SimulatedCompressedFile>;
 
-  std::map<FileURL, std::variant<PCM, Compressed>> files_;
-  std::shared_ptr<int> openFiles_ = std::make_shared<int>(0);
-  int openCount_ = 0;
-  std::uint64_t availableMemory_ = std::numeric_limits<std::uint64_t>::max();  ///< bytes
+  using File = std::variant<PCM, Compressed>;
+
+  /// The file behind the gate, opened or not.
+  [[nodiscard]] std::expected<File, OSStatus> find(const FileURL& url, std::string_view call,
+                                                   const ReadingProgress* progress);
+
+  std::mutex mutex_;
+  std::map<FileURL, File> files_;  ///< guarded by the mutex
+  const std::shared_ptr<SimulatedReadings> readings_ =
+      std::make_shared<SimulatedReadings>();  ///< outlived by open files
+  std::atomic<int> openCount_ = 0;
+  std::atomic<std::uint64_t> availableMemory_ = std::numeric_limits<std::uint64_t>::max();  ///< bytes
 };
 
 }  // namespace tolvane

@@ -47,14 +47,16 @@ class MemoryFileServices final : public AudioFileServices {
  public:
   explicit MemoryFileServices(std::shared_ptr<const ByteSource> source) : source_(std::move(source)) {}
 
-  [[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(const FileURL&) override {
+  [[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(const FileURL&,
+                                                                                  ReadingProgress*) override {
     const auto file = recogniseFile(*source_);
     if (!file) return std::unexpected(file.error());
     const auto layout = file->kind == AudioFileKind::aiff ? readAiffLayout(*source_) : readWavLayout(*source_);
     if (!layout) return std::unexpected(layout.error());
     return std::make_unique<MemoryFile>(source_, *layout);
   }
-  [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(const FileURL&) override {
+  [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(const FileURL&,
+                                                                                        ReadingProgress*) override {
     const auto file = recogniseFile(*source_);
     if (!file) return std::unexpected(file.error());
     if (!isEncoded(*file)) return std::unexpected(kAudioFileUnsupportedFileTypeError);

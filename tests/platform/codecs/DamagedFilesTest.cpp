@@ -12,6 +12,7 @@
 #include "platform/codecs/FlacTrack.h"
 #include "platform/codecs/Mp3Track.h"
 #include "tests/platform/codecs/AudioBytes.h"
+#include "tests/platform/codecs/CancelledReading.h"
 #include "tests/platform/codecs/Workbench.h"
 #include "tests/support/Printers.h"
 #include "tests/support/SeededRandom.h"
@@ -186,6 +187,24 @@ TEST_P(DamagedFileTable, GivesTheSameWithAnyNumberOfThreads) {
               GetParam().name.c_str(), variants, seen["intact"], seen["damaged"], seen["refused"]);
   EXPECT_GT(seen["damaged"], 0);
   EXPECT_GT(seen["refused"] + seen["damaged"], variants / 4);
+}
+
+TEST_P(DamagedFileTable, EndsSoonWhereverItIsCancelled) {
+  constexpr std::uint64_t variants = 20;
+  const Workbench bench;
+  bench.makeWav("in.wav", 44100, 2, 16, 2);
+  bench.run(GetParam().command);
+  const auto file = bench.bytesOf("out");
+  std::uint64_t readings = 0;
+  for (std::uint64_t variant = 0; variant < variants; ++variant) {
+    SCOPED_TRACE(testing::Message() << "variant " << variant);
+    const auto source = std::make_shared<MemorySource>(Damage(file, variant).make());
+    for (const unsigned workers : {1U, 4U})
+      readings += cancelEverywhere(source, {workers, 2000}, cancelPoints / 2).readings;
+  }
+  std::printf("%s: %llu readings of %llu damaged files cancelled\n", GetParam().name.c_str(),
+              static_cast<unsigned long long>(readings), static_cast<unsigned long long>(variants));
+  EXPECT_GE(readings, variants * cancelPoints);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, DamagedFileTable,

@@ -7,6 +7,7 @@
 
 #include "platform/codecs/AiffLayout.h"
 #include "platform/codecs/FileRecognition.h"
+#include "platform/codecs/FlacScanner.h"
 #include "platform/codecs/FlacTrack.h"
 #include "platform/codecs/MpegScanner.h"
 #include "platform/codecs/MpegStream.h"
@@ -18,6 +19,58 @@
 
 namespace tolvane::test {
 namespace {
+
+/// Is cancelled when that has been asked so many times.
+class ImpatientSource final : public ByteSource {
+ public:
+  ImpatientSource(std::vector<std::byte> bytes, std::uint64_t asks) : memory_(std::move(bytes)), asksLeft_(asks) {}
+
+  [[nodiscard]] std::uint64_t size() const override { return memory_.size(); }
+  [[nodiscard]] std::expected<std::size_t, OSStatus> readAt(std::uint64_t offset,
+                                                            std::span<std::byte> destination) const override {
+    return memory_.readAt(offset, destination);
+  }
+  [[nodiscard]] bool isCancelled() const override {
+    if (asksLeft_ == 0) return true;
+    --asksLeft_;
+    return false;
+  }
+
+ private:
+  const MemorySource memory_;
+  mutable std::uint64_t asksLeft_;
+};
+
+TEST(MpegScanner, AsksAtEveryPlaceWhetherItsSourceIsCancelled) {
+  // All of it is read at once, and each of its headers could begin a run of 8192 lengths.
+  constexpr std::uint64_t asks = 10'000;
+  const ImpatientSource source(freeHeadersWithoutRun(100'000), asks);
+  MpegScanner scanner(source, source.size());
+  const auto run = scanner.findRun(0, source.size());
+  ASSERT_FALSE(run);
+  EXPECT_EQ(run.error(), userCanceledErr);
+  EXPECT_GT(scanner.placesLookedAt(), asks / 2);
+  EXPECT_LE(scanner.placesLookedAt(), asks + 1);
+}
+
+TEST(FlacScanner, AsksAtEveryPieceWhetherItsSourceIsCancelled) {
+  constexpr std::uint64_t asks = 7;
+  constexpr std::uint64_t pieceBytes = 4096;
+  FlacStream stream;
+  stream.end = 200'000;
+  for (const std::uint64_t fill : {0, 0xFF}) {
+    const ImpatientSource source(std::vector<std::byte>(stream.end, static_cast<std::byte>(fill)), asks);
+    FlacScanner scanner(source, stream);
+    const auto head = scanner.find(0, stream.end);
+    ASSERT_FALSE(head);
+    EXPECT_EQ(head.error(), userCanceledErr);
+  }
+  // Just as many pieces may be looked at, and no byte more.
+  const ImpatientSource source(std::vector<std::byte>(stream.end), asks);
+  FlacScanner scanner(source, stream);
+  EXPECT_TRUE(scanner.find(0, asks * pieceBytes));
+  EXPECT_FALSE(scanner.find(0, 1));
+}
 
 TEST(MpegScanner, LooksAtFewPlacesMoreThanThereAreBytes) {
   // 64 searches of 8192 places, of which some are looked at again with what follows them.
@@ -166,7 +219,8 @@ TEST_F(HostileFlac, OfDamageAloneBehindItsMusicIsGivenUp) {
   ASSERT_TRUE((*track)->frameCount());
   // Counted once, and decoded up to the damage.
   std::vector<std::byte> samples(*(*track)->frameCount() * sizeof(float));
-  const auto start = (*track)->decodeStart(samples, kSerial);
+  ReadingProgress progress;
+  const auto start = (*track)->decodeStart(samples, kSerial, progress);
   EXPECT_EQ(start.frames, std::unexpected(kAudioFileInvalidFileError));
   EXPECT_LE(start.blocksTried, 1001U);
   EXPECT_LE(source->bytesRead(), source->size() * 5 / 4 + 1024U * 1024);

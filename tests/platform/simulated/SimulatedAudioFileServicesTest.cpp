@@ -4,6 +4,9 @@
 
 #include <array>
 #include <cstring>
+#include <latch>
+#include <string>
+#include <thread>
 
 #include "tests/support/Printers.h"
 
@@ -138,6 +141,75 @@ TEST_F(SimulatedAudioFileServicesTest, aFileOfOneKindOpenedAsTheOther) {
   EXPECT_EQ((*services_.openAudioFile(kSong))->dataFormat()->mFormatID, fourCharCode("flac"));
   services_.add(kSong, pcmFile());
   EXPECT_EQ(services_.openExtAudioFile(kSong).error(), kAudioFileUnsupportedFileTypeError);
+}
+
+TEST_F(SimulatedAudioFileServicesTest, everyOpenAndReadGoesThroughTheGate) {
+  std::vector<std::string> calls;
+  const FileURL tune("/music/tune.flac");
+  services_.add(kSong, pcmFile());
+  services_.add(tune, compressedFile());
+  const auto early = std::move(*services_.openAudioFile(kSong));
+  services_.setReadGate([&calls](const FileURL& url, std::string_view call) {
+    calls.push_back(std::string(call).append(" ").append(url.lastPathComponent()));
+  });
+  EXPECT_EQ(early->readBytes(0, buffer_), 8U);
+  const auto file = std::move(*services_.openExtAudioFile(tune));
+  EXPECT_EQ(file->setClientDataFormat(float32PCM(44100, 2)), noErr);
+  EXPECT_THAT(samples(*file, 1), ElementsAre(0.1F, 0.2F));
+  EXPECT_FALSE(services_.openAudioFile(FileURL("/gone.wav")));
+  EXPECT_THAT(calls, ElementsAre("readBytes song.wav", "openExtAudioFile tune.flac", "read tune.flac",
+                                 "openAudioFile gone.wav"));
+  services_.setReadGate(nullptr);
+  EXPECT_EQ(early->readBytes(0, buffer_), 8U);
+  EXPECT_EQ(calls.size(), 4U);
+}
+
+TEST_F(SimulatedAudioFileServicesTest, aCancelledReadingFailsAtItsNextCall) {
+  services_.add(kSong, pcmFile());
+  const FileURL tune("/music/tune.flac");
+  services_.add(tune, compressedFile());
+  ReadingProgress progress;
+  progress.expect(4);
+  const auto linear = std::move(*services_.openAudioFile(kSong, &progress));
+  const auto encoded = std::move(*services_.openExtAudioFile(tune, &progress));
+  EXPECT_EQ(encoded->setClientDataFormat(float32PCM(44100, 2)), noErr);
+  EXPECT_EQ(linear->readBytes(0, buffer_), 8U);
+  EXPECT_EQ(progress.fraction(), 0) << "whoever reads bytes counts them";
+  EXPECT_THAT(samples(*encoded, 2), ElementsAre(0.1F, 0.2F, 0.3F, 0.4F));
+  EXPECT_EQ(progress.fraction(), 0.5);
+  services_.setReadGate([&progress](const FileURL&, std::string_view) { progress.cancel(); });
+  EXPECT_EQ(linear->readBytes(0, buffer_), std::unexpected(userCanceledErr));
+  EXPECT_EQ(encoded->read(1, buffer_), std::unexpected(userCanceledErr));
+  EXPECT_EQ(services_.openAudioFile(kSong, &progress).error(), userCanceledErr);
+  EXPECT_EQ(services_.openExtAudioFile(tune, &progress).error(), userCanceledErr);
+  EXPECT_EQ(services_.openFileCount(), 3) << "the compressed file and the one below it count each";
+}
+
+TEST_F(SimulatedAudioFileServicesTest, filesMayBeAddedWhileAReadingHangs) {
+  services_.add(kSong, pcmFile());
+  std::latch hanging(1);
+  std::latch released(1);
+  services_.setReadGate([&](const FileURL& url, std::string_view) {
+    if (url != kSong) return;
+    hanging.count_down();
+    released.wait();
+  });
+  std::expected<std::unique_ptr<AudioFile>, OSStatus> opened = nullptr;
+  {
+    const std::jthread worker([&] { opened = services_.openAudioFile(kSong); });
+    hanging.wait();
+    const FileURL other("/music/other.wav");
+    services_.add(other, pcmFile());
+    EXPECT_TRUE(services_.openAudioFile(other));
+    services_.remove(other);
+    services_.setAvailableMemory(5);
+    services_.setReadGate(nullptr);
+    EXPECT_EQ(services_.openCount(), 2);
+    EXPECT_EQ(services_.openFileCount(), 0);
+    released.count_down();
+  }
+  ASSERT_TRUE(opened && *opened);
+  EXPECT_EQ((*opened)->readBytes(0, buffer_), 8U);
 }
 
 TEST_F(SimulatedAudioFileServicesTest, openFilesAreCounted) {

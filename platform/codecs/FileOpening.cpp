@@ -1,0 +1,82 @@
+#include "platform/codecs/FileOpening.h"
+
+#include <utility>
+
+#include "platform/codecs/AiffLayout.h"
+#include "platform/codecs/CancellableSource.h"
+#include "platform/codecs/DecodedAudioFile.h"
+#include "platform/codecs/EncodedAudioFile.h"
+#include "platform/codecs/FileRecognition.h"
+#include "platform/codecs/FlacTrack.h"
+#include "platform/codecs/LinearPCMFile.h"
+#include "platform/codecs/Mp3Track.h"
+#include "platform/codecs/WavLayout.h"
+
+namespace tolvane {
+
+namespace {
+
+using OpenedPCM = std::expected<std::unique_ptr<AudioFile>, OSStatus>;
+using OpenedEncoded = std::expected<std::unique_ptr<ExtAudioFile>, OSStatus>;
+
+std::shared_ptr<const ByteSource> watched(std::shared_ptr<const ByteSource> source, const ReadingProgress* progress) {
+  if (progress == nullptr) return source;
+  return std::make_shared<CancellableSource>(std::move(source), *progress);
+}
+
+/// Readers take bytes that do not come for damage, or for the end of something optional.
+template <typename Opened>
+Opened unlessCancelled(Opened opened, const ReadingProgress* progress) {
+  if (progress != nullptr && progress->isCancelled()) return std::unexpected(userCanceledErr);
+  return opened;
+}
+
+OpenedPCM openPCM(std::shared_ptr<const ByteSource> source) {
+  const auto file = recogniseFile(*source);
+  if (!file) return std::unexpected(file.error());
+  if (file->kind == AudioFileKind::unknown) return std::unexpected(kAudioFileUnsupportedFileTypeError);
+  if (file->kind != AudioFileKind::wav && file->kind != AudioFileKind::aiff) {
+    AudioStreamBasicDescription format;
+    format.mFormatID = file->formatID;
+    return std::make_unique<EncodedAudioFile>(std::move(source), format);
+  }
+  const auto layout =
+      file->kind == AudioFileKind::wav ? readWavLayout(*source, file->offset) : readAiffLayout(*source, file->offset);
+  if (!layout) return std::unexpected(layout.error());
+  return std::make_unique<LinearPCMFile>(std::move(source), *layout);
+}
+
+std::expected<std::unique_ptr<EncodedTrack>, OSStatus> openTrack(const std::shared_ptr<const ByteSource>& source) {
+  const auto file = recogniseFile(*source);
+  if (!file) return std::unexpected(file.error());
+  switch (file->kind) {
+    case AudioFileKind::flac:
+      return FlacTrack::open(source, file->offset, FlacTrack::Container::none);
+    case AudioFileKind::oggFlac:
+      return FlacTrack::open(source, file->offset, FlacTrack::Container::ogg);
+    case AudioFileKind::mpeg:
+      return Mp3Track::open(source, file->offset);
+    default:
+      return std::unexpected(kAudioFileUnsupportedFileTypeError);
+  }
+}
+
+OpenedEncoded openDecoded(const std::shared_ptr<const ByteSource>& source, const SegmentLimits& limits,
+                          ReadingProgress* progress) {
+  auto track = openTrack(source);
+  if (!track) return std::unexpected(track.error());
+  return std::make_unique<DecodedAudioFile>(source, std::move(*track), limits, progress);
+}
+
+}  // namespace
+
+OpenedPCM openLinearPCM(std::shared_ptr<const ByteSource> source, ReadingProgress* progress) {
+  return unlessCancelled(openPCM(watched(std::move(source), progress)), progress);
+}
+
+OpenedEncoded openEncoded(std::shared_ptr<const ByteSource> source, const SegmentLimits& limits,
+                          ReadingProgress* progress) {
+  return unlessCancelled(openDecoded(watched(std::move(source), progress), limits, progress), progress);
+}
+
+}  // namespace tolvane

@@ -1,0 +1,21 @@
+#pragma once
+// What AudioFileServices promises of files, for files that any source of bytes holds. Any thread, several at once.
+// Never looks at a name.
+
+#include <memory>
+
+#include "platform/AudioFileServices.h"
+#include "platform/codecs/ByteSource.h"
+#include "platform/codecs/EncodedTrack.h"
+
+namespace tolvane {
+
+/// As AudioFileServices::openAudioFile(). Known files of other kinds open too, and tell their own format.
+[[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openLinearPCM(
+    std::shared_ptr<const ByteSource> source, ReadingProgress* progress);
+
+/// As AudioFileServices::openExtAudioFile().
+[[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openEncoded(
+    std::shared_ptr<const ByteSource> source, const SegmentLimits& limits, ReadingProgress* progress);
+
+}  // namespace tolvane
