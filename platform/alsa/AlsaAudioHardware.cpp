@@ -10,14 +10,22 @@
 
 namespace tolvane {
 AlsaAudioHardware::AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t)> makeRealtime,
-                                     DeviceReservation* reservation, const AlsaPaths& paths)
+                                     DeviceReservation* reservation, const AlsaPaths& paths, DeviceCalls* calls)
     : TabledAudioHardware(runLoop),
       runLoop_(runLoop),
       log_(log),
       makeRealtime_(std::move(makeRealtime)),
+      self_(std::make_shared<AlsaAudioHardware*>(this)),
+      ownCalls_(calls == nullptr ? std::make_unique<DeviceCalls>(runLoop, log) : nullptr),
       system_{
-          paths, runLoop, reservation,
-          [this](AudioObjectID object, FourCharCode selector) { listeners().notify(object, globalAddress(selector)); }},
+          paths,
+          runLoop,
+          calls == nullptr ? *ownCalls_ : *calls,
+          reservation,
+          [this](AudioObjectID object, FourCharCode selector) { listeners().notify(object, globalAddress(selector)); },
+          [weak = std::weak_ptr(self_)](int card) {
+            if (const auto self = weak.lock()) (*self)->callsSettled(card);
+          }},
       watcher_(runLoop, log, paths.devices,
                {.devicesMayHaveCome = [this] { refresh(); },
                 .cardHasGone = [this](int card) { removeDevicesOf(card); },
@@ -92,7 +100,7 @@ std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::deviceProperty(Al
     case kAudioDevicePropertyActualSampleRate:
       return asProperty(device.actualRate());
     case kAudioDevicePropertyHogMode:
-      return static_cast<std::int32_t>(device.hogOwner());
+      return asProperty(device.hogOwner());
     case kAudioDevicePropertyDeviceIsAlive:
       return std::uint32_t{1};  // one that has gone is no object any more
     case kAudioDevicePropertyStreams:
@@ -170,7 +178,8 @@ void AlsaAudioHardware::refresh() {
     known.push_back(device->info());
     cards.insert(device->info().card);
   }
-  const std::vector<AlsaDeviceInfo> found = listDevices(collectCardFacts(system_.paths, cards), known);
+  const auto facts = collectCardFacts(system_.paths, cards, [this](int card) { return readCard(card); });
+  const std::vector<AlsaDeviceInfo> found = listDevices(facts, known);
 
   const AudioObjectID defaultBefore = defaultDeviceId();
   const auto before = std::exchange(devices_, {});
@@ -200,6 +209,7 @@ void AlsaAudioHardware::refresh() {
 /// At once, without asking anybody: what is plugged in again a moment later must be seen as new.
 void AlsaAudioHardware::removeDevicesOf(int card) {
   controls_.erase(card);
+  cardCalls_.erase(card);
   const AudioObjectID defaultBefore = defaultDeviceId();
   const auto gone =
       std::ranges::stable_partition(devices_, [card](const auto& device) { return device->info().card != card; });
@@ -223,13 +233,51 @@ void AlsaAudioHardware::watchCards() {
   for (const auto& device : devices_) {
     const int card = device->info().card;
     if (controls_.contains(card)) continue;
-    if (auto watch = AlsaControlWatch::open(runLoop_, card, [this, card] { removeDevicesOf(card); })) {
+    if (auto watch =
+            AlsaControlWatch::open(runLoop_, callsOfCard(card), card, [this, card] { removeDevicesOf(card); })) {
       controls_.emplace(card, *std::move(watch));
     }
   }
-  std::erase_if(controls_, [this](const auto& entry) {
+  const auto hasGone = [this](const auto& entry) {
     return std::ranges::none_of(devices_, [&](const auto& device) { return device->info().card == entry.first; });
-  });
+  };
+  std::erase_if(controls_, hasGone);
+  std::erase_if(cardCalls_, [&](const auto& entry) { return hasGone(entry) && !entry.second->isHeldUp(); });
+}
+
+std::optional<AlsaCardFacts> AlsaAudioHardware::readCard(int card) {
+  const auto calls = callsOfCard(card);
+  // What opens or closes a PCM keeps a lock of its card that those facts are behind.
+  const bool isHeldUp = std::ranges::any_of(
+      devices_, [card](const auto& device) { return device->info().card == card && device->calls().isHeldUp(); });
+  if (!isHeldUp) {
+    if (auto facts = calls->run([paths = system_.paths, card] { return readCardFacts(paths, card); })) return *facts;
+  }
+  AlsaCardFacts unreadable;
+  unreadable.index = card;
+  unreadable.isReadable = false;
+  return unreadable;
+}
+
+/// By the name of its device where it is known.
+std::shared_ptr<AlsaDeviceCalls> AlsaAudioHardware::callsOfCard(int card) {
+  const auto device = std::ranges::find_if(devices_, [card](const auto& d) { return d->info().card == card; });
+  const std::string name = device != devices_.end() ? (*device)->info().name : fmt::format("Sound card {}", card);
+  auto& calls = cardCalls_[card];
+  if (!calls || (!calls->isHeldUp() && calls->name() != name))
+    calls = std::make_shared<AlsaDeviceCalls>(system_.calls, name,
+                                              [settled = system_.callsSettled, card] { settled(card); });
+  return calls;
+}
+
+/// A driver has come back: what was not asked meanwhile is asked now, and the owner can be read again.
+void AlsaAudioHardware::callsSettled(int card) {
+  for (const auto& device : devices_) {
+    if (device->info().card != card) continue;
+    device->checkOwner();
+    listeners().notify(device->id(), globalAddress(kAudioDevicePropertyHogMode));
+  }
+  watcher_.lookSoon();
 }
 
 void AlsaAudioHardware::usageChanged(int card, unsigned device) {

@@ -1,6 +1,7 @@
 #pragma once
-// The device layer on the kernel's sound devices: every playback PCM is a device with one stream. Main thread. Learns
-// of changes from inotify and the cards' control descriptors through the run loop; never polls.
+// The device layer on the kernel's sound devices: every playback PCM is a device with one stream. Player's thread.
+// Learns of changes from inotify and the cards' control descriptors through the run loop; never polls. What may hang in
+// a driver is a call on another thread (AlsaDeviceCalls), which is left behind when it takes too long.
 
 #include <sys/types.h>
 
@@ -23,10 +24,12 @@ namespace tolvane {
 class AlsaAudioHardware : public TabledAudioHardware, private AudioOutputComponent, private AlsaOutputUnit::Host {
  public:
   /// `makeRealtime` is called on each render thread at its start with the thread's id; it may be empty. `reservation`
-  /// may be null: there is no session, and the kernel's exclusivity serves alone. Run loop, log and reservation outlive
-  /// the hardware.
+  /// may be null: there is no session, and the kernel's exclusivity serves alone. `calls` is where calls into drivers
+  /// are waited for, so that they can be named and interrupted; null: the hardware has its own. All outlive the
+  /// hardware.
   AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t tid)> makeRealtime,
-                    DeviceReservation* reservation = nullptr, const AlsaPaths& paths = {});
+                    DeviceReservation* reservation = nullptr, const AlsaPaths& paths = {},
+                    DeviceCalls* calls = nullptr);
   ~AlsaAudioHardware() override;
 
   AudioOutputComponent* outputComponent() override { return this; }
@@ -66,17 +69,23 @@ class AlsaAudioHardware : public TabledAudioHardware, private AudioOutputCompone
   void reservationChanged(int card);
   void yield(int card);
   void watchCards();
+  [[nodiscard]] std::optional<AlsaCardFacts> readCard(int card);
+  [[nodiscard]] std::shared_ptr<AlsaDeviceCalls> callsOfCard(int card);
+  void callsSettled(int card);
   void announceListChange(AudioObjectID defaultBefore);
   [[nodiscard]] Ids idsFor(const std::string& uid);
 
   RunLoop& runLoop_;
   Log& log_;
   const std::function<bool(pid_t)> makeRealtime_;
+  const std::shared_ptr<AlsaAudioHardware*> self_;  ///< for what may come after the end
+  const std::unique_ptr<DeviceCalls> ownCalls_;     ///< null where they were given
   const AlsaDevice::System system_;
   std::map<std::string, Ids> ids_;  ///< by uid, also of what has been plugged out
   AudioObjectID nextId_ = kAudioObjectSystemObject + 1;
   std::vector<std::shared_ptr<AlsaDevice>> devices_;
-  std::map<int, AlsaControlWatch> controls_;  ///< by card
+  std::map<int, std::shared_ptr<AlsaDeviceCalls>> cardCalls_;  ///< for a card's control, by card
+  std::map<int, AlsaControlWatch> controls_;                   ///< by card
   AlsaWatcher watcher_;
 };
 

@@ -30,14 +30,21 @@ pid_t foreignOwner(const AlsaUsage& usage) {
   return usage.allTaken && !holderYields(usage) ? usage.holder : -1;
 }
 
-AlsaClaim::AlsaClaim(Pcm pcm, AlsaPaths paths, RunLoop& runLoop, DeviceReservation* reservation)
-    : pcm_(std::move(pcm)), paths_(std::move(paths)), runLoop_(runLoop), reservation_(reservation) {}
+AlsaClaim::AlsaClaim(Pcm pcm, AlsaPaths paths, RunLoop& runLoop, DeviceReservation* reservation,
+                     std::shared_ptr<AlsaDeviceCalls> calls)
+    : pcm_(std::move(pcm)),
+      paths_(std::move(paths)),
+      runLoop_(runLoop),
+      reservation_(reservation),
+      calls_(std::move(calls)) {}
 
-AlsaUsage AlsaClaim::usage() const {
+std::expected<AlsaUsage, OSStatus> AlsaClaim::usage() const {
   AlsaUsage usage;
-  const auto substreams = readSubstreams(paths_, pcm_.card, pcm_.device);
-  usage.allTaken = !substreams.empty();
-  for (const AlsaSubstream& substream : substreams) {
+  const auto substreams = calls_->run(
+      [paths = paths_, card = pcm_.card, device = pcm_.device] { return readSubstreams(paths, card, device); });
+  if (!substreams) return std::unexpected(substreams.error());
+  usage.allTaken = !substreams->empty();
+  for (const AlsaSubstream& substream : *substreams) {
     if (substream.status.state == AlsaStreamState::closed) usage.allTaken = false;
     if (substream.ownerProcess > 0 && substream.ownerProcess != getpid()) usage.holder = substream.ownerProcess;
   }
@@ -47,7 +54,12 @@ AlsaUsage AlsaClaim::usage() const {
   return usage;
 }
 
-pid_t AlsaClaim::owner() const { return isHeld() ? getpid() : foreignOwner(usage()); }
+std::expected<pid_t, OSStatus> AlsaClaim::owner() const {
+  if (isHeld()) return getpid();
+  const auto found = usage();
+  if (!found) return std::unexpected(found.error());
+  return foreignOwner(*found);
+}
 
 bool AlsaClaim::isReservedByAnother() const {
   const auto owner = reservation_ == nullptr || isHeld() ? std::nullopt : reservation_->owner(pcm_.card);
@@ -60,17 +72,18 @@ std::expected<AlsaClaim::Substreams, OSStatus> AlsaClaim::openAll(const std::sha
   if (inUse) all.push_back(inUse);
   // The one in use may be all there is: asking the kernel for one more would be refused for ever.
   while (all.empty() || all.size() < all.front()->subdeviceCount()) {
-    auto pcm = AlsaPcm::open(pcm_.card, pcm_.device);
-    if (!pcm) return std::unexpected(statusFromAlsaError(pcm.error()));
+    auto pcm = openAlsaPcm(calls_, pcm_.card, pcm_.device);
+    if (!pcm) return std::unexpected(pcm.error());
     all.push_back(*std::move(pcm));
   }
   return all;
 }
 
 OSStatus AlsaClaim::take(std::shared_ptr<AlsaPcm> inUse) {
-  const AlsaUsage before = usage();
-  const bool mustWait = before.holder > 0 && holderYields(before);
-  if (before.holder > 0 && !mustWait) return kAudioDevicePermissionsError;
+  const auto before = usage();
+  if (!before) return before.error();
+  const bool mustWait = before->holder > 0 && holderYields(*before);
+  if (before->holder > 0 && !mustWait) return kAudioDevicePermissionsError;
   DeviceReservation::Hold hold;
   if (reservation_ != nullptr) {
     auto reserved = reservation_->acquire(pcm_.card, pcm_.name);
@@ -79,13 +92,14 @@ OSStatus AlsaClaim::take(std::shared_ptr<AlsaPcm> inUse) {
   }
   // A server lets go some moments after it has said so.
   const auto end = runLoop_.now() + (mustWait && hold ? longestWait : std::chrono::seconds(0));
+  const auto wait = calls_->beginWait();
   auto opened = openAll(inUse);
-  while (!opened && opened.error() == kAudioDevicePermissionsError && runLoop_.now() < end) {
+  while (!opened && opened.error() == kAudioDevicePermissionsError && runLoop_.now() < end && !wait.isInterrupted()) {
     runLoop_.sleepFor(betweenTries);
     opened = openAll(inUse);
   }
   if (!opened) {
-    if (mustWait) stayed_ = before.holder;
+    if (mustWait) stayed_ = before->holder;
     return opened.error();
   }
   stayed_ = -1;

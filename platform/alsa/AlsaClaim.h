@@ -1,10 +1,11 @@
 #pragma once
 // The exclusive use of one playback PCM: the card's reservation among programs where there is one, and every substream
-// open in this process. Main thread; taking it waits for a yielding program, two seconds at most, without the run loop.
-// Never takes the device from a program that keeps it.
+// open in this process. Player's thread; taking it waits for a yielding program, two seconds at most, without the run
+// loop. Never takes the device from a program that keeps it.
 
 #include <sys/types.h>
 
+#include <expected>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,6 +14,7 @@
 #include "platform/AudioStatus.h"
 #include "platform/DeviceReservation.h"
 #include "platform/RunLoop.h"
+#include "platform/alsa/AlsaDeviceCalls.h"
 #include "platform/alsa/AlsaPcm.h"
 #include "platform/alsa/AlsaProc.h"
 
@@ -41,33 +43,35 @@ class AlsaClaim {
     std::string name;  ///< for people
   };
 
-  /// Run loop and reservation outlive the claim; `reservation` is null where there are none.
-  AlsaClaim(Pcm pcm, AlsaPaths paths, RunLoop& runLoop, DeviceReservation* reservation);
+  /// Run loop and reservation outlive the claim; `reservation` is null where there are none. `calls` are the device's.
+  AlsaClaim(Pcm pcm, AlsaPaths paths, RunLoop& runLoop, DeviceReservation* reservation,
+            std::shared_ptr<AlsaDeviceCalls> calls);
 
   [[nodiscard]] bool isHeld() const { return !pcms_.empty(); }
   /// The first of the substreams; null while not held.
   [[nodiscard]] std::shared_ptr<AlsaPcm> pcm() const { return isHeld() ? pcms_.front() : nullptr; }
-  /// The process that owns the PCM; -1: none.
-  [[nodiscard]] pid_t owner() const;
+  /// The process that owns the PCM; -1: none. kAudioHardwareNotReadyError: the device is held up, and it may be anyone.
+  [[nodiscard]] std::expected<pid_t, OSStatus> owner() const;
   /// Another program has the card and keeps it: opening it, though the kernel may let us, is not done.
   [[nodiscard]] bool isReservedByAnother() const;
 
   /// `inUse`: a substream that is open in this process already, or null.
   [[nodiscard]] OSStatus take(std::shared_ptr<AlsaPcm> inUse);
-  /// Closes every substream but one that somebody else here still uses. With the last of them, whenever that is, the
-  /// card's reservation ends.
+  /// Closes every substream but one that somebody else here still uses, which may be a call that was left behind. With
+  /// the last of them, whenever that is, the card's reservation ends.
   void release() { pcms_.clear(); }
 
  private:
   using Substreams = std::vector<std::shared_ptr<AlsaPcm>>;
 
-  [[nodiscard]] AlsaUsage usage() const;
+  [[nodiscard]] std::expected<AlsaUsage, OSStatus> usage() const;
   [[nodiscard]] std::expected<Substreams, OSStatus> openAll(const std::shared_ptr<AlsaPcm>& inUse) const;
 
   const Pcm pcm_;
   const AlsaPaths paths_;
   RunLoop& runLoop_;
   DeviceReservation* const reservation_;
+  const std::shared_ptr<AlsaDeviceCalls> calls_;
   Substreams pcms_;
   pid_t stayed_ = -1;  ///< the process that did not let go when it was waited for
 };

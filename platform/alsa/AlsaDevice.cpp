@@ -24,6 +24,19 @@ std::uint32_t wholeRate(double rate) {
   return static_cast<std::uint32_t>(std::lround(rate));
 }
 
+/// By what the kernel states of a device's depth, the bits that are proven of one of its formats.
+std::optional<int> provenBitsOf(const AlsaDepthTexts& texts, std::uint32_t transport, const PcmLayout& container,
+                                std::uint32_t channels, int driverBits) {
+  DepthEvidence evidence{container, transport, driverBits, std::nullopt, texts.codecBits};
+  if (const auto name = alsaFormatName(container); name && texts.usbStream)
+    evidence.usbDescriptorBits = parseUsbSignificantBits(*texts.usbStream, *name, channels);
+  return provenBits(evidence);
+}
+
+AlsaDepthTexts readDepthTextsOf(const AlsaPaths& paths, const AlsaDeviceInfo& info) {
+  return readAlsaDepthTexts(paths, info.card, info.device, info.transport == kAudioDeviceTransportTypeUSB);
+}
+
 }  // namespace
 
 AlsaDevice::AlsaDevice(AlsaDeviceInfo info, AudioObjectID id, AudioObjectID streamId, const System& system)
@@ -31,14 +44,20 @@ AlsaDevice::AlsaDevice(AlsaDeviceInfo info, AudioObjectID id, AudioObjectID stre
       id_(id),
       streamId_(streamId),
       system_(system),
-      claim_({info_.card, info_.device, info_.name}, system.paths, system.runLoop, system.reservation),
-      lastOwner_(hogOwner()) {}
+      calls_(std::make_shared<AlsaDeviceCalls>(system.calls, info_.name,
+                                               [settled = system.callsSettled, card = info_.card] { settled(card); })),
+      claim_({info_.card, info_.device, info_.name}, system.paths, system.runLoop, system.reservation, calls_),
+      lastOwner_(hogOwner().value_or(-1)) {}
+
+std::expected<std::vector<AlsaSubstream>, OSStatus> AlsaDevice::substreams() const {
+  return calls_->run([paths = system_.paths, card = info_.card, device = info_.device] {
+    return readSubstreams(paths, card, device);
+  });
+}
 
 std::expected<std::shared_ptr<AlsaPcm>, OSStatus> AlsaDevice::openPcm() const {
   if (claim_.isReservedByAnother()) return std::unexpected(kAudioDevicePermissionsError);
-  auto pcm = AlsaPcm::open(info_.card, info_.device);
-  if (!pcm) return std::unexpected(statusFromAlsaError(pcm.error()));
-  return *std::move(pcm);
+  return openAlsaPcm(calls_, info_.card, info_.device);
 }
 
 /// A substream that is open in this process already.
@@ -52,19 +71,31 @@ const AlsaCapabilities* AlsaDevice::capabilities() {
     auto pcm = heldPcm();
     if (!pcm) {
       auto opened = openPcm();
-      probeStatus_ = opened ? noErr : opened.error();
-      if (!opened) return nullptr;
+      if (!opened) {
+        probeStatus_ = opened.error();
+        return nullptr;
+      }
       pcm = *std::move(opened);
     }
-    capabilities_ = pcm->capabilities();
+    probeStatus_ = learnCapabilities(pcm);
   }
-  return &*capabilities_;
+  return capabilities_ ? &*capabilities_ : nullptr;
+}
+
+OSStatus AlsaDevice::learnCapabilities(const std::shared_ptr<AlsaPcm>& pcm) {
+  if (capabilities_) return noErr;
+  const auto found = calls_->run([pcm] { return pcm->capabilities(); });
+  if (!found) return found.error();
+  capabilities_ = *found;
+  return noErr;
 }
 
 std::expected<double, OSStatus> AlsaDevice::nominalRate() {
   if (unitSetup_) return unitSetup_->rate;
   if (chosenRate_) return *chosenRate_;
-  for (const AlsaSubstream& substream : readSubstreams(system_.paths, info_.card, info_.device)) {
+  const auto all = substreams();
+  if (!all) return std::unexpected(all.error());
+  for (const AlsaSubstream& substream : *all) {
     if (substream.hwParams) return substream.hwParams->rate;
   }
   const AlsaCapabilities* can = capabilities();
@@ -103,9 +134,12 @@ OSStatus AlsaDevice::tryRate(std::uint32_t rate) {
     }
     pcm = *std::move(opened);
   }
-  const auto setup = pcm->configure({integerLayout(32, 4), usualLayout(2), rate});
-  pcm->unconfigure();
-  return setup ? noErr : statusFromAlsaError(setup.error());
+  const auto status = calls_->run([pcm, rate] {
+    const auto setup = pcm->configure({integerLayout(32, 4), usualLayout(2), rate});
+    pcm->unconfigure();
+    return setup ? noErr : statusFromAlsaError(setup.error());
+  });
+  return status ? *status : status.error();
 }
 
 std::expected<std::vector<AudioValueRange>, OSStatus> AlsaDevice::availableRates() {
@@ -114,24 +148,28 @@ std::expected<std::vector<AudioValueRange>, OSStatus> AlsaDevice::availableRates
   return can->rates;
 }
 
-/// The substream that the unit plays on, as the kernel shows it; nothing unless it is open and this process's.
-std::optional<AlsaSubstream> AlsaDevice::ownSubstream() const {
+/// The substream that the unit plays on, as the kernel shows it; an error unless it is open and this process's.
+std::expected<AlsaSubstream, OSStatus> AlsaDevice::ownSubstream() const {
   const auto pcm = unitPcm_.lock();
-  if (!pcm || !unitSetup_) return std::nullopt;
-  for (AlsaSubstream& substream : readSubstreams(system_.paths, info_.card, info_.device)) {
+  if (!pcm || !unitSetup_) return std::unexpected(kAudioHardwareNotRunningError);
+  auto all = substreams();
+  if (!all) return std::unexpected(all.error());
+  for (AlsaSubstream& substream : *all) {
     if (substream.index == pcm->subdevice() && substream.ownerProcess == getpid()) return std::move(substream);
   }
-  return std::nullopt;
+  return std::unexpected(kAudioHardwareNotRunningError);
 }
 
-/// The one substream that is open, whoever has it; nothing while several are, because nobody can tell whose samples
+/// The one substream that is open, whoever has it; an error while several are, because nobody can tell whose samples
 /// would be meant.
-std::optional<AlsaSubstream> AlsaDevice::playingSubstream() const {
+std::expected<AlsaSubstream, OSStatus> AlsaDevice::playingSubstream() const {
   if (!unitPcm_.expired()) return ownSubstream();
-  std::optional<AlsaSubstream> only;
-  for (AlsaSubstream& substream : readSubstreams(system_.paths, info_.card, info_.device)) {
+  auto all = substreams();
+  if (!all) return std::unexpected(all.error());
+  std::expected<AlsaSubstream, OSStatus> only = std::unexpected(kAudioHardwareNotRunningError);
+  for (AlsaSubstream& substream : *all) {
     if (!substream.hwParams) continue;
-    if (only) return std::nullopt;
+    if (only) return std::unexpected(kAudioHardwareNotRunningError);
     only = std::move(substream);
   }
   return only;
@@ -139,30 +177,22 @@ std::optional<AlsaSubstream> AlsaDevice::playingSubstream() const {
 
 std::expected<double, OSStatus> AlsaDevice::actualRate() const {
   const auto playing = playingSubstream();
-  if (!playing || !playing->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
+  if (!playing) return std::unexpected(playing.error());
+  if (!playing->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
   return playing->hwParams->rate;
-}
-
-AlsaDepthTexts AlsaDevice::readDepthTexts() const {
-  return readAlsaDepthTexts(system_.paths, info_.card, info_.device, info_.transport == kAudioDeviceTransportTypeUSB);
-}
-
-std::optional<int> AlsaDevice::provenBits(const AlsaDepthTexts& texts, const PcmLayout& container,
-                                          std::uint32_t channels, int driverBits) const {
-  DepthEvidence evidence{container, info_.transport, driverBits, std::nullopt, texts.codecBits};
-  if (const auto name = alsaFormatName(container); name && texts.usbStream)
-    evidence.usbDescriptorBits = parseUsbSignificantBits(*texts.usbStream, *name, channels);
-  return tolvane::provenBits(evidence);
 }
 
 std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::physicalFormat() const {
   const auto playing = playingSubstream();
-  if (!playing || !playing->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
+  if (!playing) return std::unexpected(playing.error());
+  if (!playing->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
   const auto container = layoutOfAlsaFormat(playing->hwParams->format);
   if (!container) return std::unexpected(kAudioDeviceUnsupportedFormatError);
   // The driver is asked about the unit's own PCM only.
   const int driverBits = unitSetup_ ? unitSetup_->driverBits : 0;
-  const auto bits = provenBits(readDepthTexts(), *container, playing->hwParams->channels, driverBits);
+  const auto texts = calls_->run([paths = system_.paths, info = info_] { return readDepthTextsOf(paths, info); });
+  if (!texts) return std::unexpected(texts.error());
+  const auto bits = provenBitsOf(*texts, info_.transport, *container, playing->hwParams->channels, driverBits);
   if (!bits) return std::unexpected(kAudioDeviceUnsupportedFormatError);
   return describe(physicalLayout(*container, *bits), playing->hwParams->rate, playing->hwParams->channels);
 }
@@ -193,12 +223,14 @@ std::uint32_t AlsaDevice::bufferFrameSize() {
 }
 
 std::optional<double> AlsaDevice::volumeDecibels() const {
-  return hardwareVolume(readVolumeControls(info_.card), info_.transport == kAudioDeviceTransportTypeUSB);
+  const auto controls = calls_->run([card = info_.card] { return readVolumeControls(card); });
+  if (!controls) return std::nullopt;
+  return hardwareVolume(*controls, info_.transport == kAudioDeviceTransportTypeUSB);
 }
 
 // Ownership.
 
-pid_t AlsaDevice::hogOwner() const { return claim_.owner(); }
+std::expected<pid_t, OSStatus> AlsaDevice::hogOwner() const { return claim_.owner(); }
 
 OSStatus AlsaDevice::toggleHog() {
   if (claim_.isHeld()) {
@@ -211,8 +243,8 @@ OSStatus AlsaDevice::toggleHog() {
 }
 
 void AlsaDevice::checkOwner() {
-  const pid_t owner = hogOwner();
-  if (std::exchange(lastOwner_, owner) != owner) system_.notify(id_, kAudioDevicePropertyHogMode);
+  const auto owner = hogOwner();
+  if (owner && std::exchange(lastOwner_, *owner) != *owner) system_.notify(id_, kAudioDevicePropertyHogMode);
 }
 
 void AlsaDevice::yield() {
@@ -239,13 +271,19 @@ std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const Outpu
     if (!opened) return std::unexpected(opened.error());
     pcm = *std::move(opened);
   }
-  if (!capabilities_) capabilities_ = pcm->capabilities();
-  AlsaPcmRequest request{*layout, settings.channelLayout(), wholeRate(*nominal), settings.sourceBits()};
-  request.provenBits = [this, texts = readDepthTexts()](const PcmLayout& container, std::uint32_t channels,
-                                                        int driverBits) {
-    return provenBits(texts, container, channels, driverBits);
-  };
-  const auto setup = pcm->configure(request);
+  if (const OSStatus status = learnCapabilities(pcm); status != noErr) return std::unexpected(status);
+  const auto configured =
+      calls_->run([pcm, layout = *layout, channels = settings.channelLayout(), rate = wholeRate(*nominal),
+                   bits = settings.sourceBits(), paths = system_.paths, info = info_] {
+        AlsaPcmRequest request{layout, channels, rate, bits};
+        request.provenBits = [texts = readDepthTextsOf(paths, info), transport = info.transport](
+                                 const PcmLayout& container, std::uint32_t channelCount, int driverBits) {
+          return provenBitsOf(texts, transport, container, channelCount, driverBits);
+        };
+        return pcm->configure(request);
+      });
+  if (!configured) return std::unexpected(configured.error());
+  const auto& setup = *configured;
   if (!setup) return std::unexpected(statusFromAlsaError(setup.error()));
   unitPcm_ = pcm;
   unitSetup_ = *setup;
@@ -263,7 +301,7 @@ void AlsaDevice::setAlterations(std::vector<SampleAlteration> alterations) {
 }
 
 void AlsaDevice::closeForUnit() {
-  if (const auto pcm = unitPcm_.lock()) pcm->unconfigure();
+  if (const auto pcm = unitPcm_.lock()) (void)calls_->run([pcm] { pcm->unconfigure(); });
   // The rate stays what it was set to, or was found to be, until somebody writes another one.
   if (unitSetup_ && !chosenRate_) chosenRate_ = unitSetup_->rate;
   unitPcm_.reset();

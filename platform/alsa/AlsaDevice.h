@@ -1,6 +1,8 @@
 #pragma once
-// One playback device while it is plugged in: its rate, its owner, what the kernel says it does. Main thread; asks the
-// kernel when asked, and opens the PCM only to probe, to claim, or for a unit. Never guesses a format.
+// One playback device while it is plugged in: its rate, its owner, what the kernel says it does. Player's thread; asks
+// the kernel when asked, and opens the PCM only to probe, to claim, or for a unit. Never guesses a format. What may
+// hang in the driver is a call of the device: while one is left behind, whatever needs another fails with
+// kAudioHardwareNotReadyError at once.
 
 #include <sys/types.h>
 
@@ -14,6 +16,7 @@
 #include "platform/DeviceReservation.h"
 #include "platform/RunLoop.h"
 #include "platform/alsa/AlsaClaim.h"
+#include "platform/alsa/AlsaDeviceCalls.h"
 #include "platform/alsa/AlsaDeviceList.h"
 #include "platform/alsa/AlsaPcm.h"
 #include "platform/alsa/AlsaProc.h"
@@ -33,8 +36,11 @@ class AlsaDevice {
   struct System {
     AlsaPaths paths;
     RunLoop& runLoop;
+    DeviceCalls& calls;
     DeviceReservation* reservation = nullptr;
     Notify notify;
+    /// Calls into a card's driver that were left behind have ended. Harmless after the end of the hardware.
+    std::function<void(int card)> callsSettled;
   };
 
   AlsaDevice(AlsaDeviceInfo info, AudioObjectID id, AudioObjectID streamId, const System& system);
@@ -42,13 +48,14 @@ class AlsaDevice {
   [[nodiscard]] const AlsaDeviceInfo& info() const { return info_; }
   [[nodiscard]] AudioObjectID id() const { return id_; }
   [[nodiscard]] AudioObjectID streamId() const { return streamId_; }
+  [[nodiscard]] AlsaDeviceCalls& calls() const { return *calls_; }
 
   // Properties of the device.
   [[nodiscard]] std::expected<double, OSStatus> nominalRate();
   [[nodiscard]] OSStatus setNominalRate(double rate);
   [[nodiscard]] std::expected<std::vector<AudioValueRange>, OSStatus> availableRates();
   [[nodiscard]] std::expected<double, OSStatus> actualRate() const;
-  [[nodiscard]] pid_t hogOwner() const;
+  [[nodiscard]] std::expected<pid_t, OSStatus> hogOwner() const;
   [[nodiscard]] OSStatus toggleHog();
   [[nodiscard]] std::uint32_t channelCount() const;
   [[nodiscard]] std::uint32_t bufferFrameSize();
@@ -81,21 +88,21 @@ class AlsaDevice {
   void markGone();
 
  private:
+  [[nodiscard]] std::expected<std::vector<AlsaSubstream>, OSStatus> substreams() const;
   [[nodiscard]] std::expected<std::shared_ptr<AlsaPcm>, OSStatus> openPcm() const;
   [[nodiscard]] std::shared_ptr<AlsaPcm> heldPcm() const;
   [[nodiscard]] const AlsaCapabilities* capabilities();
+  [[nodiscard]] OSStatus learnCapabilities(const std::shared_ptr<AlsaPcm>& pcm);
   [[nodiscard]] OSStatus tryRate(std::uint32_t rate);
-  [[nodiscard]] std::optional<AlsaSubstream> ownSubstream() const;
-  [[nodiscard]] std::optional<AlsaSubstream> playingSubstream() const;
+  [[nodiscard]] std::expected<AlsaSubstream, OSStatus> ownSubstream() const;
+  [[nodiscard]] std::expected<AlsaSubstream, OSStatus> playingSubstream() const;
   void setAlterations(std::vector<SampleAlteration> alterations);
-  [[nodiscard]] AlsaDepthTexts readDepthTexts() const;
-  [[nodiscard]] std::optional<int> provenBits(const AlsaDepthTexts& texts, const PcmLayout& container,
-                                              std::uint32_t channels, int driverBits) const;
 
   const AlsaDeviceInfo info_;
   const AudioObjectID id_;
   const AudioObjectID streamId_;
   const System& system_;
+  const std::shared_ptr<AlsaDeviceCalls> calls_;
 
   std::optional<AlsaCapabilities> capabilities_;  ///< as the hardware told when it could first be opened
   OSStatus probeStatus_ = noErr;                  ///< why there are none

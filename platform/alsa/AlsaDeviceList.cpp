@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "platform/AudioHardware.h"
+#include "platform/alsa/AlsaWatcher.h"
 
 namespace tolvane {
 namespace {
@@ -169,18 +170,28 @@ int precedence(std::uint32_t transport) {
 
 }  // namespace
 
-std::vector<AlsaCardFacts> collectCardFacts(const AlsaPaths& paths, const std::set<int>& known) {
+std::optional<AlsaCardFacts> readCardFacts(const AlsaPaths& paths, int card) {
+  auto facts = cardFacts(paths, card);
+  if (facts || !isThere(paths, card)) return facts;
+  facts.emplace();
+  facts->index = card;
+  facts->isReadable = false;
+  return facts;
+}
+
+std::vector<AlsaCardFacts> collectCardFacts(const AlsaPaths& paths, const std::set<int>& known,
+                                            const std::function<std::optional<AlsaCardFacts>(int card)>& read) {
+  // Not snd_card_next, which opens and closes the node of every card: that may hang in one card's driver.
   std::set<int> indices = known;
-  for (int card = -1; snd_card_next(&card) >= 0 && card >= 0;) indices.insert(card);
+  std::error_code error;
+  for (fs::directory_iterator at(paths.devices, error), end; !error && at != end; at.increment(error)) {
+    const auto node = parseAlsaNode(at->path().filename().string());
+    if (node && !node->playbackDevice) indices.insert(node->card);
+  }
   std::vector<AlsaCardFacts> cards;
   for (const int index : indices) {
-    if (auto facts = cardFacts(paths, index)) {
-      cards.push_back(*std::move(facts));
-    } else if (known.contains(index) && isThere(paths, index)) {
-      cards.emplace_back();
-      cards.back().index = index;
-      cards.back().isReadable = false;
-    }
+    auto facts = read(index);
+    if (facts && (facts->isReadable || known.contains(index))) cards.push_back(*std::move(facts));
   }
   return cards;
 }

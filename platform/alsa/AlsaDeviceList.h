@@ -1,8 +1,10 @@
 #pragma once
-// Which playback devices there are, and what people and programs call them. Main thread. Collecting the facts asks
-// alsa-lib and /sys; making a list of them is pure. Opens no PCM.
+// Which playback devices there are, and what people and programs call them. Reading a card asks alsa-lib and /sys, and
+// may hang in the card's driver: any thread. The rest is for the player's thread; making a list of facts is pure. Opens
+// no PCM.
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <set>
 #include <span>
@@ -47,9 +49,15 @@ struct AlsaDeviceInfo {
   bool operator==(const AlsaDeviceInfo&) const = default;
 };
 
-/// Also looks for the `known` cards where alsa-lib does not list them: it passes over those that it cannot open, for
-/// want of a descriptor or of permission.
-[[nodiscard]] std::vector<AlsaCardFacts> collectCardFacts(const AlsaPaths& paths, const std::set<int>& known);
+/// Nothing: there is no such card. One that is there and cannot be opened, for want of a descriptor or of permission,
+/// is not readable.
+[[nodiscard]] std::optional<AlsaCardFacts> readCardFacts(const AlsaPaths& paths, int card);
+
+/// The facts of the cards that have a control node, and of the `known` ones, as `read` gives them. One that is not
+/// readable is passed over unless it is known.
+[[nodiscard]] std::vector<AlsaCardFacts> collectCardFacts(
+    const AlsaPaths& paths, const std::set<int>& known,
+    const std::function<std::optional<AlsaCardFacts>(int card)>& read);
 
 /// `known` are the devices that have not been seen to go since the last list: those that are still there keep their uid
 /// and name, so that plugging one in or out turns no other into a new one. Those of a card that cannot be read are

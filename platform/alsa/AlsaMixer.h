@@ -1,6 +1,6 @@
 #pragma once
-// The volume that a card's own hardware applies behind its PCM. Main thread; reads, and never sets anything. It is the
-// device's matter: told to people, not judged.
+// The volume that a card's own hardware applies behind its PCM. Player's thread; reads, and never sets anything. It is
+// the device's matter: told to people, not judged.
 
 #include <cstdint>
 #include <optional>

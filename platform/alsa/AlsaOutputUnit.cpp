@@ -17,13 +17,16 @@ constexpr std::chrono::seconds betweenUnderrunLines{10};
 AlsaOutputUnit::~AlsaOutputUnit() { uninitialize(); }
 
 std::expected<OSStatus, OSStatus> AlsaOutputUnit::takeRenderError() const {
+  if (left_) return std::exchange(left_->error, noErr);
   return loop_ ? loop_->takeLastError() : noErr;
 }
 
-std::expected<bool, OSStatus> AlsaOutputUnit::isAlive() const { return state_ == State::running && loop_->isAlive(); }
+std::expected<bool, OSStatus> AlsaOutputUnit::isAlive() const {
+  return state_ == State::running && loop_ && loop_->isAlive();
+}
 
 std::expected<double, OSStatus> AlsaOutputUnit::sampleTime() const {
-  const auto time = loop_ ? loop_->sampleTime() : std::nullopt;
+  const auto time = left_ ? left_->sampleTime : loop_ ? loop_->sampleTime() : std::nullopt;
   if (!time) return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
   return static_cast<double>(*time);
 }
@@ -33,7 +36,7 @@ OSStatus AlsaOutputUnit::initialize() {
   if (!settings_.areComplete()) return kAudioUnitErr_FailedInitialization;
   auto device = host_.deviceWithId(settings_.device());
   if (!device) return kAudioHardwareBadDeviceError;
-  auto notice = std::make_unique<EventDescriptor>();
+  auto notice = std::make_shared<EventDescriptor>();
   if (!notice->isValid()) return kAudioHardwareUnspecifiedError;
   auto opened = device->openForUnit(settings_, [this] { surrender(); });
   if (!opened) return opened.error();
@@ -51,8 +54,8 @@ OSStatus AlsaOutputUnit::initialize() {
                                 pipeline->changesChannels() ? ", mapping channels" : ""));
   notice_ = std::move(notice);
   device_ = std::move(device);
-  loop_ = std::make_unique<AlsaRenderLoop>(std::move(opened->pcm), opened->setup, std::move(pipeline),
-                                           host_.makeRealtime(), *notice_);
+  loop_ = std::make_shared<AlsaRenderLoop>(std::move(opened->pcm), opened->setup, std::move(pipeline),
+                                           host_.makeRealtime(), notice_);
   underrunsLogged_ = 0;
   noticeWatch_ = host_.runLoop().watchDescriptor(notice_->get(), [this] { handleNotice(); });
   state_ = State::initialised;
@@ -63,12 +66,15 @@ OSStatus AlsaOutputUnit::uninitialize() {
   const OSStatus status = stop();
   if (state_ == State::created) return status;
   noticeWatch_.reset();
-  handleNotice();
-  logUnderruns(true);
-  // The loop's hold on the PCM must be gone before the device lets go of it, so that the last one closes it.
-  const bool hadPcm = loop_->hasPcm();
-  loop_.reset();
-  if (hadPcm) device_->closeForUnit();
+  if (loop_) {
+    handleNotice();
+    logUnderruns(true);
+    // The loop's hold on the PCM must be gone before the device lets go of it, so that the last one closes it.
+    const bool hadPcm = loop_->hasPcm();
+    loop_.reset();
+    if (hadPcm) device_->closeForUnit();
+  }
+  left_.reset();
   device_.reset();
   notice_.reset();
   state_ = State::created;
@@ -78,24 +84,52 @@ OSStatus AlsaOutputUnit::uninitialize() {
 OSStatus AlsaOutputUnit::start() {
   if (state_ == State::created) return kAudioUnitErr_Uninitialized;
   if (state_ == State::running) {
-    if (loop_->isAlive()) return noErr;
+    if (isAlive() == true) return noErr;
     stop();
   }
+  if (left_) return kAudioHardwareNotReadyError;
   failureTold_ = false;
-  const OSStatus status = loop_->start(settings_.callback());
-  if (status == noErr) state_ = State::running;
-  return status;
+  const auto status =
+      device_->calls().run([loop = loop_, callback = settings_.callback()] { return loop->start(callback); });
+  if (!status) {
+    leaveBehind();
+    return status.error();
+  }
+  if (*status == noErr) state_ = State::running;
+  return *status;
 }
 
 OSStatus AlsaOutputUnit::stop() {
   if (state_ != State::running) return noErr;
   state_ = State::initialised;
-  return loop_->stop();
+  if (left_) return kAudioHardwareNotReadyError;
+  const auto status = device_->calls().run([loop = loop_] { return loop->stop(); });
+  if (status) return *status;
+  leaveBehind();
+  return status.error();
 }
 
-std::int64_t AlsaOutputUnit::framesPlayed() const { return loop_ ? loop_->framesPlayed() : 0; }
+/// The driver keeps a call of the loop, or its render thread. What the loop has, it has until the driver lets it go;
+/// the render callback is over.
+void AlsaOutputUnit::leaveBehind() {
+  loop_->abandon();
+  left_ = {kAudioHardwareNotReadyError, loop_->framesConsumed(), loop_->sampleTime(), loop_->underruns()};
+  noticeWatch_.reset();
+  logUnderruns(true);
+  // Where no call has it, its end would hang here.
+  device_->calls().leave([loop = std::move(loop_)] {});
+  device_->closeForUnit();
+}
 
-std::uint64_t AlsaOutputUnit::underrunCount() const { return loop_ ? loop_->underruns() : 0; }
+std::int64_t AlsaOutputUnit::framesPlayed() const {
+  if (left_) return left_->framesPlayed;
+  return loop_ ? loop_->framesPlayed() : 0;
+}
+
+std::uint64_t AlsaOutputUnit::underrunCount() const {
+  if (left_) return left_->underruns;
+  return loop_ ? loop_->underruns() : 0;
+}
 
 /// A machine that cannot keep up must not fill the log as well: a line now and then, and what is left at the end.
 void AlsaOutputUnit::logUnderruns(bool isLast) {
@@ -111,8 +145,12 @@ void AlsaOutputUnit::logUnderruns(bool isLast) {
 
 /// The device goes to another program: as if it had failed, but that it is closed now.
 void AlsaOutputUnit::surrender() {
-  loop_->surrender();
-  device_->closeForUnit();
+  if (device_->calls().run([loop = loop_] { (void)loop->stop(); })) {
+    loop_->surrender();
+    device_->closeForUnit();
+  } else {
+    leaveBehind();
+  }
   host_.log().write(LogLevel::standard, audioOutputCategory,
                     fmt::format("{} was given to another program", device_->info().name));
   host_.deviceFailed(device_->id());

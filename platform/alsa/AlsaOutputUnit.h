@@ -1,6 +1,8 @@
 #pragma once
-// An output unit on an ALSA device. Everything here is for the main thread; the render thread lives in AlsaRenderLoop,
-// and what it has to tell reaches people through the run loop. Must not outlive its hardware.
+// An output unit on an ALSA device. Everything here is for the player's thread; the render thread lives in
+// AlsaRenderLoop, and what it has to tell reaches people through the run loop. Must not outlive its hardware. Where the
+// driver does not return from a start or a stop, the render loop is left behind, and the unit is dead: it can only be
+// destroyed.
 
 #include <memory>
 
@@ -37,6 +39,14 @@ class AlsaOutputUnit : public TabledOutputUnit {
   std::uint64_t underrunCount() const override;
 
  private:
+  /// What is left to tell of a render loop that was left behind.
+  struct LeftBehind {
+    OSStatus error = noErr;  ///< reading clears it
+    std::int64_t framesPlayed = 0;
+    std::optional<std::int64_t> sampleTime;
+    std::uint64_t underruns = 0;
+  };
+
   // TabledOutputUnit
   bool hasDevice(AudioObjectID id) const override { return host_.deviceWithId(id) != nullptr; }
   std::expected<OSStatus, OSStatus> takeRenderError() const override;
@@ -46,13 +56,15 @@ class AlsaOutputUnit : public TabledOutputUnit {
   void handleNotice();
   void logUnderruns(bool isLast);
   void surrender();
+  void leaveBehind();
 
   Host& host_;
 
-  // While initialised; the loop goes before the device, and both before what they signal.
-  std::unique_ptr<EventDescriptor> notice_;
+  // While initialised; the loop goes before the device.
+  std::shared_ptr<EventDescriptor> notice_;
   std::shared_ptr<AlsaDevice> device_;
-  std::unique_ptr<AlsaRenderLoop> loop_;
+  std::shared_ptr<AlsaRenderLoop> loop_;  ///< null once it was left behind
+  mutable std::optional<LeftBehind> left_;
   RunLoop::Timer noticeWatch_;
   std::uint64_t underrunsLogged_ = 0;
   RunLoop::TimePoint nextUnderrunLine_ = RunLoop::TimePoint::min();

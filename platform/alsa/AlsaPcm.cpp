@@ -9,6 +9,7 @@
 
 #include "platform/alsa/AlsaChannelMap.h"
 #include "platform/alsa/AlsaFormats.h"
+#include "platform/alsa/AlsaStatus.h"
 #include "platform/alsa/ProvenBits.h"
 #include "platform/conversion/ChannelMap.h"
 
@@ -146,16 +147,18 @@ std::uint32_t halfDrainFrames(snd_pcm_uframes_t ringFrames, snd_pcm_uframes_t pe
   return static_cast<std::uint32_t>(std::ceil(half * std::max(clientRate / deviceRate, 1.0)));
 }
 
-std::expected<std::shared_ptr<AlsaPcm>, int> AlsaPcm::open(int card, unsigned device) {
+std::expected<std::shared_ptr<AlsaPcm>, int> AlsaPcm::open(std::shared_ptr<AlsaDeviceCalls> calls, int card,
+                                                           unsigned device) {
   const std::string name = "hw:" + std::to_string(card) + "," + std::to_string(device);
   snd_pcm_t* handle = nullptr;
   if (const int error = snd_pcm_open(&handle, name.c_str(), SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK); error < 0) {
     return std::unexpected(error);
   }
-  return std::shared_ptr<AlsaPcm>(new AlsaPcm(handle));
+  return std::shared_ptr<AlsaPcm>(new AlsaPcm(handle, std::move(calls)));
 }
 
-AlsaPcm::AlsaPcm(snd_pcm_t* handle) : handle_(handle) {
+AlsaPcm::AlsaPcm(snd_pcm_t* handle, std::shared_ptr<AlsaDeviceCalls> calls)
+    : handle_(handle), calls_(std::move(calls)) {
   snd_pcm_info_t* info = nullptr;
   if (snd_pcm_info_malloc(&info) < 0) return;
   if (snd_pcm_info(handle_, info) >= 0) {
@@ -165,7 +168,9 @@ AlsaPcm::AlsaPcm(snd_pcm_t* handle) : handle_(handle) {
   snd_pcm_info_free(info);
 }
 
-AlsaPcm::~AlsaPcm() { snd_pcm_close(handle_); }
+AlsaPcm::~AlsaPcm() {
+  calls_->close([handle = handle_] { snd_pcm_close(handle); }, kept_);
+}
 
 AlsaCapabilities AlsaPcm::capabilities() const {
   AlsaCapabilities result;
@@ -214,6 +219,14 @@ void AlsaPcm::unconfigure() {
   if (snd_pcm_state(handle_) == SND_PCM_STATE_OPEN) return;
   snd_pcm_drop(handle_);
   snd_pcm_hw_free(handle_);
+}
+
+std::expected<std::shared_ptr<AlsaPcm>, OSStatus> openAlsaPcm(const std::shared_ptr<AlsaDeviceCalls>& calls, int card,
+                                                              unsigned device) {
+  auto opened = calls->run([calls, card, device] { return AlsaPcm::open(calls, card, device); });
+  if (!opened) return std::unexpected(opened.error());
+  if (!*opened) return std::unexpected(statusFromAlsaError(opened->error()));
+  return **std::move(opened);
 }
 
 }  // namespace tolvane

@@ -1,7 +1,7 @@
 #pragma once
-// One open playback PCM of the kernel: the handle, what it could do, and how it has been set up. Opened, configured and
-// closed on the main thread; between start and stop the handle belongs to the render thread. Never resamples or
-// "nears".
+// One open playback PCM of the kernel: the handle, what it could do, and how it has been set up. Opened and configured
+// in calls of its device (AlsaDeviceCalls), because each may hang in the driver; between start and stop the handle
+// belongs to the render thread. Never resamples or "nears".
 
 #include <alsa/asoundlib.h>
 
@@ -15,6 +15,7 @@
 
 #include "platform/AudioHardware.h"
 #include "platform/ChannelLayout.h"
+#include "platform/alsa/AlsaDeviceCalls.h"
 #include "platform/conversion/PcmLayout.h"
 
 namespace tolvane {
@@ -59,8 +60,10 @@ struct AlsaPcmSetup {
 
 class AlsaPcm {
  public:
-  /// The first free substream, without waiting. The error is alsa-lib's.
-  static std::expected<std::shared_ptr<AlsaPcm>, int> open(int card, unsigned device);
+  /// The first free substream, without waiting for one. The error is alsa-lib's. `calls` closes it.
+  static std::expected<std::shared_ptr<AlsaPcm>, int> open(std::shared_ptr<AlsaDeviceCalls> calls, int card,
+                                                           unsigned device);
+  /// Player's thread, or that of a call which was left behind and is the last to have it.
   ~AlsaPcm();
   AlsaPcm(const AlsaPcm&) = delete;
   AlsaPcm& operator=(const AlsaPcm&) = delete;
@@ -79,16 +82,21 @@ class AlsaPcm {
   /// How many substreams the PCM has in all.
   [[nodiscard]] unsigned subdeviceCount() const { return subdeviceCount_; }
 
-  /// Something that must not go before the PCM is closed. One thing at a time.
-  void keepUntilClosed(std::shared_ptr<void> kept) { kept_ = std::move(kept); }
+  /// Something that must not go before the PCM is closed, and goes on the player's thread. One thing at a time.
+  void keepUntilClosed(std::shared_ptr<void> kept) { kept_ = calls_->bindToMainThread(std::move(kept)); }
 
  private:
-  explicit AlsaPcm(snd_pcm_t* handle);
+  AlsaPcm(snd_pcm_t* handle, std::shared_ptr<AlsaDeviceCalls> calls);
 
   snd_pcm_t* const handle_;
+  const std::shared_ptr<AlsaDeviceCalls> calls_;
   unsigned subdevice_ = 0;
   unsigned subdeviceCount_ = 1;
   std::shared_ptr<void> kept_;  ///< a member: it goes after the destructor has closed the handle
 };
+
+/// AlsaPcm::open() as a call of the device. Player's thread.
+[[nodiscard]] std::expected<std::shared_ptr<AlsaPcm>, OSStatus> openAlsaPcm(
+    const std::shared_ptr<AlsaDeviceCalls>& calls, int card, unsigned device);
 
 }  // namespace tolvane

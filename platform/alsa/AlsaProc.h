@@ -1,6 +1,6 @@
 #pragma once
 // Reads what the kernel tells about PCM streams under /proc/asound, and which process a thread belongs to.
-// The parsers are pure; the readers are for the main thread and return nothing for what is not there.
+// The parsers are pure; the readers are for the player's thread and return nothing for what is not there.
 
 #include <sys/types.h>
 

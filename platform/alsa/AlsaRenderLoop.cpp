@@ -65,13 +65,13 @@ snd_pcm_status_t* newStatus() {
 
 AlsaRenderLoop::AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup& setup,
                                std::unique_ptr<RenderPipeline> pipeline, std::function<bool(pid_t)> makeRealtime,
-                               EventDescriptor& notice)
+                               std::shared_ptr<EventDescriptor> notice)
     : handle_(pcm->handle()),
       setup_(setup),
       status_(newStatus(), &snd_pcm_status_free),
       frameBytes_(std::size_t{setup.channels} * setup.layout.bytes),
       makeRealtime_(std::move(makeRealtime)),
-      notice_(notice),
+      notice_(std::move(notice)),
       pipeline_(std::move(pipeline)),
       shadow_(setup.usesMmap ? 0 : setup.bufferFrames * frameBytes_),
       ring_(setup.usesMmap ? nullptr : shadow_.data()),
@@ -106,7 +106,7 @@ OSStatus AlsaRenderLoop::start(const AURenderCallback& callback) {
   ends_.store(false, std::memory_order_relaxed);  // the thread is created after it
   failure_.store(0, std::memory_order_relaxed);
   lastError_.store(noErr, std::memory_order_relaxed);  // what failed before is over: nobody may blame this start for it
-  base_ += framesPlayed_;
+  base_.fetch_add(framesPlayed_, std::memory_order_relaxed);  // partner: framesConsumed(); a number on its own
   framesPlayed_ = 0;
   written_ = 0;
   played_ = 0;
@@ -114,7 +114,7 @@ OSStatus AlsaRenderLoop::start(const AURenderCallback& callback) {
   pace_.reset();
   unheardBytes_ = 0;
   unheardAt_ = 0;
-  everStarted_ = true;
+  everStarted_.store(true, std::memory_order_relaxed);
   alive_.store(true, std::memory_order_release);
   try {
     thread_ = std::thread([this] { run(); });
@@ -138,15 +138,21 @@ OSStatus AlsaRenderLoop::stop() {
   alive_.store(false, std::memory_order_release);
   snd_pcm_drop(handle_);
   framesPlayed_ = pipeline_->clientFrames(played_);
-  position_.store(std::max(position_.load(std::memory_order_relaxed), base_ + framesPlayed_),
-                  std::memory_order_relaxed);
+  position_.store(
+      std::max(position_.load(std::memory_order_relaxed), base_.load(std::memory_order_relaxed) + framesPlayed_),
+      std::memory_order_relaxed);
   return statusFromAlsaError(error);
 }
 
 void AlsaRenderLoop::surrender() {
-  stop();
   pcm_.reset();
   lastError_.store(kAudioDevicePermissionsError, std::memory_order_release);  // partner: takeLastError()
+}
+
+void AlsaRenderLoop::abandon() noexcept {
+  gate_.shut();
+  ends_.store(true, std::memory_order_release);  // partner: run()
+  wake_.signal();
 }
 
 /// Finds out how much has been heard, with the device still or about to be.
@@ -178,8 +184,12 @@ long AlsaRenderLoop::halt() {
 }
 
 std::optional<std::int64_t> AlsaRenderLoop::sampleTime() const {
-  if (!everStarted_) return std::nullopt;
+  if (!everStarted_.load(std::memory_order_relaxed)) return std::nullopt;
   return position_.load(std::memory_order_relaxed);  // partner: publishPosition(); a number on its own, orders nothing
+}
+
+std::int64_t AlsaRenderLoop::framesConsumed() const {
+  return std::max<std::int64_t>(position_.load(std::memory_order_relaxed) - base_.load(std::memory_order_relaxed), 0);
 }
 
 // The render thread.
@@ -191,7 +201,7 @@ void AlsaRenderLoop::run() {
   long error = beginPlaying();
   if (error < 0) fail(error);
   begun_.release();
-  while (error >= 0 && !ends_.load(std::memory_order_acquire)) {  // partner: stop()
+  while (error >= 0 && !ends_.load(std::memory_order_acquire)) {  // partner: stop(), abandon()
     error = waitForRoom();
     if (ends_.load(std::memory_order_acquire)) break;
     if (error >= 0) error = fill();
@@ -267,7 +277,9 @@ void AlsaRenderLoop::renderInto(std::byte* destination, snd_pcm_uframes_t frames
     frames -= again / frameBytes_;
   }
   if (frames == 0) return;
-  const OSStatus status = pipeline_->render(destination, static_cast<std::uint32_t>(frames));
+  OSStatus status = noErr;
+  if (!gate_.pass([&] { status = pipeline_->render(destination, static_cast<std::uint32_t>(frames)); }))
+    std::memset(destination, 0, frames * frameBytes_);                       // nobody listens any more
   if (status != noErr) lastError_.store(status, std::memory_order_release);  // partner: takeLastError()
 }
 
@@ -329,7 +341,7 @@ long AlsaRenderLoop::recover(long error) {
     if (resumed >= 0) return 0;
   } else {
     underruns_.fetch_add(1, std::memory_order_relaxed);
-    notice_.signal();
+    notice_->signal();
   }
   lookAtStopped();
   const auto step = pace_.next(played_ - preparedAt_, static_cast<std::int64_t>(setup_.periodFrames));
@@ -356,7 +368,7 @@ void AlsaRenderLoop::publishPosition() {
   snd_pcm_sframes_t delay = 0;
   if (snd_pcm_delay(handle_, &delay) < 0) return;
   played_ = std::clamp<std::int64_t>(written_ - delay, played_, written_);
-  const std::int64_t position = base_ + pipeline_->clientFrames(played_);
+  const std::int64_t position = base_.load(std::memory_order_relaxed) + pipeline_->clientFrames(played_);
   if (position > position_.load(std::memory_order_relaxed)) {
     position_.store(position, std::memory_order_relaxed);  // partner: sampleTime(); a number on its own
   }
@@ -366,7 +378,7 @@ void AlsaRenderLoop::fail(long error) {
   lastError_.store(statusFromAlsaError(error), std::memory_order_release);  // partner: takeLastError()
   failure_.store(error, std::memory_order_release);                         // partner: failure()
   alive_.store(false, std::memory_order_release);                           // partner: isAlive()
-  notice_.signal();
+  notice_->signal();
 }
 
 }  // namespace tolvane

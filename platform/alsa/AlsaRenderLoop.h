@@ -1,7 +1,8 @@
 #pragma once
 // The real-time thread of an output unit: fills the ring of a configured PCM from a pipeline and recovers what can be
-// recovered. Made, started and stopped on the main thread; run() and what it calls are the render thread's.
-// The render thread must not log, lock or allocate; it reports through atomics and one event descriptor.
+// recovered. Made on the player's thread, started and stopped in calls of its device, because each may hang in the
+// driver; run() and what it calls are the render thread's, which must not log, lock or allocate and reports through
+// atomics and one event descriptor.
 
 #include <poll.h>
 #include <sys/types.h>
@@ -19,16 +20,20 @@
 #include "platform/alsa/AlsaPcm.h"
 #include "platform/alsa/AlsaRecovery.h"
 #include "platform/alsa/EventDescriptor.h"
+#include "platform/alsa/RenderGate.h"
 #include "platform/conversion/RenderPipeline.h"
 
 namespace tolvane {
 
+/// Shared by its unit and its calls: one that is left behind has it to its end. While a call is under way, and for good
+/// once one was left behind, the player's thread touches only what is said to be for any thread.
 class AlsaRenderLoop {
  public:
   /// `makeRealtime` is called at the start of each thread with its id. `notice` is signalled when an underrun or a
-  /// failure wants to be told to people; it outlives the loop.
+  /// failure wants to be told to people.
   AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup& setup, std::unique_ptr<RenderPipeline> pipeline,
-                 std::function<bool(pid_t)> makeRealtime, EventDescriptor& notice);
+                 std::function<bool(pid_t)> makeRealtime, std::shared_ptr<EventDescriptor> notice);
+  /// Ends what still runs.
   ~AlsaRenderLoop();
   AlsaRenderLoop(const AlsaRenderLoop&) = delete;
   AlsaRenderLoop& operator=(const AlsaRenderLoop&) = delete;
@@ -37,8 +42,11 @@ class AlsaRenderLoop {
   [[nodiscard]] OSStatus start(const AURenderCallback& callback);
   /// Ends the thread, then the device, at once. The status is the device's; the loop is stopped in any case.
   OSStatus stop();
-  /// Stops, and gives the PCM up for good: no start() succeeds any more. What was played stays known.
+  /// REQUIRES: stopped. Gives the PCM up for good: no start() succeeds any more. What was played stays known.
   void surrender();
+  /// Any thread. The callback is not running when this returns, and never runs again; the render thread ends as soon as
+  /// the driver lets it.
+  void abandon() noexcept;
   /// False once surrendered.
   [[nodiscard]] bool hasPcm() const { return pcm_ != nullptr; }
 
@@ -46,9 +54,11 @@ class AlsaRenderLoop {
   [[nodiscard]] bool isAlive() const { return alive_.load(std::memory_order_acquire); }  // partner: fail(), start()
   /// Client frames that the device has played between the last start() and the last stop().
   [[nodiscard]] std::int64_t framesPlayed() const { return framesPlayed_; }
-  /// Client frames consumed since the loop was made; never goes back. Nothing before the first start().
+  /// Client frames consumed since the loop was made; never goes back. Nothing before the first start(). Any thread.
   [[nodiscard]] std::optional<std::int64_t> sampleTime() const;
-  /// The last error, and forgets it.
+  /// Client frames of this run, of those consumed. Any thread.
+  [[nodiscard]] std::int64_t framesConsumed() const;
+  /// The last error, and forgets it. Any thread, like what follows.
   OSStatus takeLastError() { return lastError_.exchange(noErr, std::memory_order_acq_rel); }  // partner: fail()
   [[nodiscard]] std::uint64_t underruns() const { return underruns_.load(std::memory_order_relaxed); }
   /// alsa-lib's number behind a failure of the device; 0 while there is none.
@@ -74,7 +84,7 @@ class AlsaRenderLoop {
   void keepUnheard();
   void fail(long error);
 
-  // Main thread, after the render thread has ended.
+  // In a call of the device, after the render thread has ended.
   long halt();
 
   // Constant after construction.
@@ -83,10 +93,10 @@ class AlsaRenderLoop {
   const std::unique_ptr<snd_pcm_status_t, decltype(&snd_pcm_status_free)> status_;  ///< null: there was no memory
   const std::size_t frameBytes_;
   const std::function<bool(pid_t)> makeRealtime_;
-  EventDescriptor& notice_;
+  const std::shared_ptr<EventDescriptor> notice_;
   EventDescriptor wake_;  ///< tells the render thread to end
 
-  // Render thread; main thread while there is none.
+  // Render thread; while there is none, the player's thread and its calls.
   std::unique_ptr<RenderPipeline> pipeline_;
   AlsaRecoveryPace pace_;
   std::vector<std::byte> shadow_;  ///< where there is no mmap: what the device's ring holds, frame for frame
@@ -100,15 +110,16 @@ class AlsaRenderLoop {
   std::size_t unheardBytes_ = 0;    ///< of unheard_, those from unheardAt_ on
   std::size_t unheardAt_ = 0;
 
-  // Main thread.
+  // Player's thread and its calls.
   std::shared_ptr<AlsaPcm> pcm_;  ///< null once surrendered
   std::thread thread_;
   std::binary_semaphore begun_{0};
   std::int64_t framesPlayed_ = 0;
-  std::int64_t base_ = 0;  ///< client frames played before the last start()
-  bool everStarted_ = false;
 
-  // Between both.
+  // Between all.
+  RenderGate gate_;
+  std::atomic<bool> everStarted_{false};
+  std::atomic<std::int64_t> base_{0};  ///< client frames played before the last start()
   std::atomic<bool> alive_{false};
   std::atomic<bool> ends_{false};
   std::atomic<OSStatus> lastError_{noErr};

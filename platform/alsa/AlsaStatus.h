@@ -13,7 +13,7 @@ namespace tolvane {
 /// For logs: "Device or resource busy (-16)".
 [[nodiscard]] std::string alsaErrorText(long error);
 
-/// alsa-lib prints errors to stderr on its own; once this has been called, it does not. Main thread.
+/// alsa-lib prints errors to stderr on its own; once this has been called, it does not. Player's thread.
 void silenceAlsaLibrary();
 
 }  // namespace tolvane

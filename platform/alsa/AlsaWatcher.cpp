@@ -139,15 +139,21 @@ void AlsaWatcher::handleNode(std::uint32_t mask, std::string_view name) {
   }
 }
 
-std::optional<AlsaControlWatch> AlsaControlWatch::open(RunLoop& runLoop, int card, std::function<void()> gone) {
-  snd_ctl_t* opened = nullptr;
-  const std::string name = "hw:" + std::to_string(card);
-  if (snd_ctl_open(&opened, name.c_str(), SND_CTL_NONBLOCK) < 0) return std::nullopt;
-  Control control(opened, &snd_ctl_close);
+std::optional<AlsaControlWatch> AlsaControlWatch::open(RunLoop& runLoop, const std::shared_ptr<AlsaDeviceCalls>& calls,
+                                                       int card, std::function<void()> gone) {
+  auto made = calls->run([calls, card] {
+    snd_ctl_t* fresh = nullptr;
+    const std::string name = "hw:" + std::to_string(card);
+    if (snd_ctl_open(&fresh, name.c_str(), SND_CTL_NONBLOCK) < 0) fresh = nullptr;
+    Control subscribed(fresh, Close{calls});
+    if (subscribed && snd_ctl_subscribe_events(fresh, 1) < 0) subscribed.reset();
+    return subscribed;
+  });
+  if (!made || !*made) return std::nullopt;
+  Control control = *std::move(made);
+  snd_ctl_t* opened = control.get();
   pollfd descriptor{};
-  if (snd_ctl_subscribe_events(opened, 1) < 0 || snd_ctl_poll_descriptors(opened, &descriptor, 1) != 1) {
-    return std::nullopt;
-  }
+  if (snd_ctl_poll_descriptors(opened, &descriptor, 1) != 1) return std::nullopt;
   snd_ctl_event_t* event = nullptr;
   if (snd_ctl_event_malloc(&event) < 0) return std::nullopt;
   const std::shared_ptr<snd_ctl_event_t> owned(event, &snd_ctl_event_free);

@@ -1,6 +1,6 @@
 #pragma once
 // Tells when sound devices come, go, are opened and closed: inotify on /dev/snd, and the control descriptor of each
-// card. Main thread, through the run loop; after destruction no callback comes.
+// card. Player's thread, through the run loop; after destruction no callback comes.
 
 #include <alsa/asoundlib.h>
 
@@ -14,6 +14,7 @@
 
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
+#include "platform/alsa/AlsaDeviceCalls.h"
 
 namespace tolvane {
 
@@ -62,11 +63,19 @@ class AlsaWatcher {
 /// Holds a card's control open to learn at once when the card goes.
 class AlsaControlWatch {
  public:
-  /// Nothing where the control cannot be opened or watched; inotify then has to do.
-  static std::optional<AlsaControlWatch> open(RunLoop& runLoop, int card, std::function<void()> gone);
+  /// Nothing where the control cannot be opened or watched; inotify then has to do. `calls` are the card's.
+  static std::optional<AlsaControlWatch> open(RunLoop& runLoop, const std::shared_ptr<AlsaDeviceCalls>& calls, int card,
+                                              std::function<void()> gone);
 
  private:
-  using Control = std::unique_ptr<snd_ctl_t, decltype(&snd_ctl_close)>;
+  /// Closing waits for what else is read from the card.
+  struct Close {
+    std::shared_ptr<AlsaDeviceCalls> calls;
+    void operator()(snd_ctl_t* control) const {
+      calls->close([control] { snd_ctl_close(control); });
+    }
+  };
+  using Control = std::unique_ptr<snd_ctl_t, Close>;
   AlsaControlWatch(Control control, RunLoop::Timer watch) : control_(std::move(control)), watch_(std::move(watch)) {}
 
   Control control_;  ///< goes after the watch on its descriptor

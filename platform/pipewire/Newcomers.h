@@ -1,6 +1,6 @@
 #pragma once
 // Devices that the kernel has announced before the server did: for a while each waits for the sink that people know.
-// Main thread; a plain value.
+// Player's thread; a plain value.
 
 #include <chrono>
 #include <map>

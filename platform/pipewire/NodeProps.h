@@ -1,7 +1,7 @@
 #pragma once
 // What one node of the server, a sink or the player's stream, reports of its levels and of the settings of its
-// converter. Main thread; plain values, and pure questions about them. A setting that the player does not know counts
-// as an alteration.
+// converter. Player's thread; plain values, and pure questions about them. A setting that the player does not know
+// counts as an alteration.
 
 #include <cstdint>
 #include <set>

@@ -1,6 +1,6 @@
 #pragma once
 // All that stands between a stream and the hardware of its sink and changes a sample: found from what the server
-// reports. Pure functions; main thread. What is not known counts as a change.
+// reports. Pure functions; player's thread. What is not known counts as a change.
 
 #include <cstdint>
 #include <string>

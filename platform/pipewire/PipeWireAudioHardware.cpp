@@ -17,12 +17,14 @@ constexpr auto defaultAddress = globalAddress(kAudioHardwarePropertyDefaultOutpu
 
 }  // namespace
 
-PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct)
+PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct, DeviceCalls* calls)
     : TabledAudioHardware(runLoop),
       runLoop_(runLoop),
       log_(log),
       direct_(direct),
-      connection_(runLoop, log, {.changed = [this] { refresh(); }, .lost = [this] { serverLost(); }}) {
+      ownCalls_(calls == nullptr ? std::make_unique<DeviceCalls>(runLoop, log) : nullptr),
+      connection_(runLoop, log, calls == nullptr ? *ownCalls_ : *calls,
+                  {.changed = [this] { refresh(); }, .lost = [this] { serverLost(); }}) {
   for (const auto& address : {devicesAddress, defaultAddress}) {
     if (const auto listener =
             direct_.addPropertyListener(kAudioObjectSystemObject, address, [this](const auto&) { refresh(); }))

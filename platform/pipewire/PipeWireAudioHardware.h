@@ -1,6 +1,6 @@
 #pragma once
 // The device layer on a desktop with PipeWire: sinks as people know them, and the cards behind them as the direct side
-// has them, each card once. Main thread. Without a server it is the direct side; the only waits are bounded ones.
+// has them, each card once. Player's thread. Without a server it is the direct side; the only waits are bounded ones.
 
 #include <map>
 #include <memory>
@@ -22,8 +22,9 @@ class PipeWireAudioHardware : public TabledAudioHardware,
                               private AudioOutputComponent,
                               private PipeWireOutputUnit::Host {
  public:
-  /// All three outlive the hardware. `direct` has the machine's own devices, and takes hog mode of them.
-  PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct);
+  /// `direct` has the machine's own devices, and takes hog mode of them. `calls` names and interrupts the waits for the
+  /// server; null: nobody does. All outlive the hardware.
+  PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct, DeviceCalls* calls = nullptr);
   ~PipeWireAudioHardware() override;
 
   std::expected<ListenerID, OSStatus> addPropertyListener(AudioObjectID object,
@@ -119,6 +120,7 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   RunLoop& runLoop_;
   Log& log_;
   AudioHardware& direct_;
+  const std::unique_ptr<DeviceCalls> ownCalls_;             ///< null where they were given
   std::map<std::string, std::unique_ptr<Device>> devices_;  ///< by uid, also of what has gone
   std::vector<Device*> listed_;
   AudioObjectID nextId_ = kAudioObjectSystemObject + 1;

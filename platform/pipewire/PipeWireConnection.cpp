@@ -68,9 +68,10 @@ const pw_registry_events PipeWireCallbacks::registry = [] {
   return events;
 }();
 
-PipeWireConnection::PipeWireConnection(RunLoop& runLoop, Log& log, Events events)
+PipeWireConnection::PipeWireConnection(RunLoop& runLoop, Log& log, DeviceCalls& calls, Events events)
     : runLoop_(runLoop),
       log_(log),
+      calls_(calls),
       events_(std::move(events)),
       watch_(runLoop, pipeWireSocketPath(environment), [this] { tryToConnect(); }) {
   pw_init(nullptr, nullptr);
@@ -171,11 +172,14 @@ void PipeWireConnection::settle() {
   if (isReady_ && std::exchange(isChanged_, false)) events_.changed();
 }
 
+DeviceCalls::Wait PipeWireConnection::beginWait() { return {calls_, "the sound server"}; }
+
 bool PipeWireConnection::waitUntil(const std::function<bool()>& condition, RunLoop::Duration limit) {
+  const auto wait = beginWait();
   const auto end = runLoop_.now() + limit;
   while (!condition()) {
     const auto left = end - runLoop_.now();
-    if (core_ == nullptr || left <= RunLoop::Duration::zero()) return false;
+    if (core_ == nullptr || left <= RunLoop::Duration::zero() || wait.isInterrupted()) return false;
     iterate(static_cast<int>(std::clamp<std::int64_t>(left / 1ms, 1, 20)));
   }
   return true;

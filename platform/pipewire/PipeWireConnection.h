@@ -1,12 +1,13 @@
 #pragma once
-// The connection to a PipeWire server, and what is known through it. Main thread: the library's loop runs inside the
-// run loop, and inside the few bounded waits. Finds the server whenever it comes, and again after it has died.
+// The connection to a PipeWire server, and what is known through it. Player's thread: the library's loop runs inside
+// the run loop, and inside the few bounded waits. Finds the server whenever it comes, and again after it has died.
 
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
 
+#include "platform/DeviceCalls.h"
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
 #include "platform/pipewire/PipeWireFacts.h"
@@ -29,7 +30,7 @@ class PipeWireConnection {
     std::function<void()> changed;
     std::function<void()> lost;
   };
-  PipeWireConnection(RunLoop& runLoop, Log& log, Events events);
+  PipeWireConnection(RunLoop& runLoop, Log& log, DeviceCalls& calls, Events events);
   ~PipeWireConnection();
   PipeWireConnection(const PipeWireConnection&) = delete;
   PipeWireConnection& operator=(const PipeWireConnection&) = delete;
@@ -46,7 +47,11 @@ class PipeWireConnection {
   /// Null while not connected.
   [[nodiscard]] pw_core* core() const { return core_; }
 
-  /// Runs the library's loop until the condition holds. False: it did not within the limit, or the server has gone.
+  /// Names the server as what is waited for, also between the waits below that follow each other.
+  [[nodiscard]] DeviceCalls::Wait beginWait();
+
+  /// Runs the library's loop until the condition holds. False: it did not within the limit, the server has gone, or the
+  /// user wants something else (DeviceCalls::interrupt()).
   bool waitUntil(const std::function<bool()>& condition, RunLoop::Duration limit);
 
   /// Until the server has answered all that was asked so far.
@@ -73,6 +78,7 @@ class PipeWireConnection {
 
   RunLoop& runLoop_;
   Log& log_;
+  DeviceCalls& calls_;
   const Events events_;
 
   pw_loop* loop_ = nullptr;

@@ -45,6 +45,7 @@ struct PipeWireDevice {
     PipeWireCard before;  ///< the server gives a card's number to another one when it has gone
   };
   std::optional<Profile> switchedOff;
+  bool isGiveBackDue = false;            ///< of the card: its driver does not return, and may have it open
   std::optional<CardBefore> cardBefore;  ///< while a unit plays over the card, or it is this process's
   RetakePause retakePause;
   RetakeObstacles retakeObstacles;

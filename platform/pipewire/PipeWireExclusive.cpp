@@ -35,6 +35,7 @@ OSStatus PipeWireAudioHardware::toggleHog(Device& device) {
     return noErr;
   }
   if (hogOwner(device) != -1) return kAudioDevicePermissionsError;
+  const auto wait = connection_.beginWait();
   const OSStatus status = takeDirectly(device);
   publish(device);
   return status;
@@ -77,9 +78,10 @@ OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
 /// The server may take a moment to let go; and a session manager that was just about to choose a profile for a card
 /// that has come back to it chooses one, whatever it was asked for.
 OSStatus PipeWireAudioHardware::toggleDirectHogWithin(RunLoop::Duration limit, Device& device) {
+  const auto wait = connection_.beginWait();
   const auto end = runLoop_.now() + limit;
   OSStatus status = toggleDirectHog(device);
-  while (status == kAudioDevicePermissionsError && runLoop_.now() < end) {
+  while (status == kAudioDevicePermissionsError && runLoop_.now() < end && !wait.isInterrupted()) {
     if (!connection_.waitUntil([] { return false; }, retryPause) && !connection_.isConnected())
       runLoop_.sleepFor(retryPause);
     if (device.sink) switchCardOff(device);
@@ -99,6 +101,10 @@ void PipeWireAudioHardware::giveBack(Device& device) {
 void PipeWireAudioHardware::letGoOfCard(Device& device) {
   const bool isInUse = device.unit != nullptr && device.unit->isDirect();
   if (isInUse || directOwner(device) == ownProcess()) return;
+  // While a call into its driver is left behind, the PCM may be open: it is given back when the owner is known again.
+  const auto owner = direct_.propertyData(device.direct, hogModeAddress);
+  device.isGiveBackDue = !owner && owner.error() == kAudioHardwareNotReadyError;
+  if (device.isGiveBackDue) return;
   restoreProfile(device);
   // Another program has taken it away: what it was before holds for the next time, and no sink comes until then.
   if (hogOwner(device) != -1) return;
@@ -138,8 +144,9 @@ void PipeWireAudioHardware::waitUntilHeard(const Device& device) {
 
 /// Returns when the device has a sink, or none is expected any more.
 void PipeWireAudioHardware::waitForSink(const Device& device) {
+  const auto wait = connection_.beginWait();
   const auto end = runLoop_.now() + device.sinkExpectation.left(runLoop_.now());
-  while (!device.sink && runLoop_.now() < end) {
+  while (!device.sink && runLoop_.now() < end && !wait.isInterrupted()) {
     if (!connection_.isConnected()) {
       runLoop_.sleepFor(retryPause);
       connection_.reconnect();

@@ -1,6 +1,6 @@
 #pragma once
 // What a PipeWire server tells about itself: its sinks, the cards behind them, who plays on them. Plain values, and
-// pure questions about them. Main thread; touches no library.
+// pure questions about them. Player's thread; touches no library.
 
 #include <cstddef>
 #include <cstdint>

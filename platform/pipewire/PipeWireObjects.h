@@ -1,7 +1,7 @@
 #pragma once
 // One object of the server that the player watches: a card, a sink, its own stream, a link, a port, a table of
-// settings. Writes what the server reports into the facts, and takes it out of them when it ends. Main thread; called
-// by the library's loop.
+// settings. Writes what the server reports into the facts, and takes it out of them when it ends. Player's thread;
+// called by the library's loop.
 
 #include <spa/utils/dict.h>
 #include <spa/utils/hook.h>

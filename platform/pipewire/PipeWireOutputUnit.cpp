@@ -54,6 +54,7 @@ std::expected<bool, OSStatus> PipeWireOutputUnit::isAlive() const {
 OSStatus PipeWireOutputUnit::initialize() {
   if (state_ != State::created) return noErr;
   if (!settings_.areComplete()) return kAudioUnitErr_FailedInitialization;
+  const auto wait = host_.connection().beginWait();
   if (const OSStatus status = openWay(false); status != noErr) {
     closeAll();
     return status;
@@ -144,6 +145,7 @@ OSStatus PipeWireOutputUnit::start() {
     stop();
   }
   watchError_ = noErr;
+  const auto wait = host_.connection().beginWait();
   // A sink that has gone while nothing played may be back, or the device may be reached without one now.
   if (!direct_ && stream() == nullptr)
     if (const OSStatus status = reopen(); status != noErr) return status;

@@ -1,6 +1,6 @@
 #pragma once
 // An output unit on a device that may be reached through a PipeWire sink or directly: which of them is decided when it
-// is initialised. Main thread; what renders lives in PipeWireStream, or in the direct side's own unit.
+// is initialised. Player's thread; what renders lives in PipeWireStream, or in the direct side's own unit.
 
 #include <memory>
 #include <optional>

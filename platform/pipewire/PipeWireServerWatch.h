@@ -1,6 +1,6 @@
 #pragma once
-// Knows where the user's PipeWire server listens, and notices when its socket appears. Main thread; learns of it from
-// inotify through the run loop and opens no connection.
+// Knows where the user's PipeWire server listens, and notices when its socket appears. Player's thread; learns of it
+// from inotify through the run loop and opens no connection.
 
 #include <functional>
 #include <string>

@@ -35,7 +35,7 @@ class PipeWireStream {
     ChannelLayout layout{};  ///< of the channels
   };
 
-  /// `changed` runs on the main thread, from the library's loop, when state or volume have changed.
+  /// `changed` runs on the player's thread, from the library's loop, when state or volume have changed.
   PipeWireStream(PipeWireConnection& connection, RunLoop& runLoop, Setup setup,
                  std::unique_ptr<RenderPipeline> pipeline, std::function<void()> changed);
   ~PipeWireStream();
@@ -78,7 +78,7 @@ class PipeWireStream {
   void process() noexcept;
   void renderInto(std::byte* destination, std::uint32_t frames, const pw_time* time) noexcept;
 
-  // Main thread.
+  // Player's thread.
   void resetVolume();
   void shutGate();
   [[nodiscard]] bool rateHasSettled() const;
@@ -92,10 +92,10 @@ class PipeWireStream {
   const std::function<void()> changed_;
   const std::size_t frameBytes_;
 
-  // Data thread while the gate is open; main thread while it is shut.
+  // Data thread while the gate is open; player's thread while it is shut.
   std::unique_ptr<RenderPipeline> pipeline_;
 
-  // Main thread.
+  // Player's thread.
   pw_stream* stream_ = nullptr;
   std::unique_ptr<spa_hook> hook_;
   int state_ = 0;  ///< the library's number

@@ -110,8 +110,12 @@ void PipeWireAudioHardware::unitChanged(AudioObjectID id) {
 void PipeWireAudioHardware::observeDirect() {
   for (const Device* device : listed_) {
     if (device->direct == kAudioObjectUnknown || ownerListeners_.contains(device->direct)) continue;
-    const auto added = direct_.addPropertyListener(
-        device->direct, hogModeAddress, [this, uid = device->uid](const auto&) { publish(*devices_.at(uid)); });
+    const auto added =
+        direct_.addPropertyListener(device->direct, hogModeAddress, [this, uid = device->uid](const auto&) {
+          Device& known = *devices_.at(uid);
+          if (known.isGiveBackDue) letGoOfCard(known);
+          publish(known);
+        });
     if (added) ownerListeners_.emplace(device->direct, *added);
   }
 }

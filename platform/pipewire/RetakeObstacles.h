@@ -1,7 +1,7 @@
 #pragma once
 // Notices that something which may have stood in the way of taking a card has gone: then the next attempt need not
-// wait. Main thread; a plain value. What the attempts themselves change must not count: each of them is a gap in the
-// music.
+// wait. Player's thread; a plain value. What the attempts themselves change must not count: each of them is a gap in
+// the music.
 
 #include <chrono>
 #include <cstdint>

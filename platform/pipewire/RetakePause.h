@@ -1,6 +1,6 @@
 #pragma once
 // How long a card is left alone after an attempt to take it from under a unit that plays has failed: each one is a gap
-// in the music. Main thread; a plain value.
+// in the music. Player's thread; a plain value.
 
 #include <algorithm>
 #include <chrono>

@@ -1,6 +1,6 @@
 #pragma once
-// What the listeners of a device know about what alters its samples. Main thread; a plain value. While nothing plays
-// they know nothing: whatever they read meanwhile was no verdict on the music that comes next.
+// What the listeners of a device know about what alters its samples. Player's thread; a plain value. While nothing
+// plays they know nothing: whatever they read meanwhile was no verdict on the music that comes next.
 
 #include <string>
 #include <utility>

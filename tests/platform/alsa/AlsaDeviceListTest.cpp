@@ -105,8 +105,7 @@ TEST(AlsaDeviceList, makesEqualNamesDistinctAndKeepsThoseInUse) {
   const auto third = listDevices({dac(1, "DAC", "usb-c"), dac(2, "DAC_1", "usb-b")},
                                  std::array{known(2, "DAC_1", "usb-b:0", "Test DAC")});
   EXPECT_THAT(namesOf(third), ElementsAre("Test DAC (2)", "Test DAC"));
-  EXPECT_THAT(namesOf(listDevices({loopback()}, {})),
-              ElementsAre("Loopback PCM", "Loopback PCM (2)"));
+  EXPECT_THAT(namesOf(listDevices({loopback()}, {})), ElementsAre("Loopback PCM", "Loopback PCM (2)"));
 }
 
 TEST(AlsaDeviceList, identifiesADeviceByItsLinkElseByItsCardsId) {
@@ -186,7 +185,8 @@ class AlsaCardNodes : public testing::Test {
 
   std::vector<int> foundOf(const std::set<int>& known) {
     std::vector<int> indices;
-    for (const AlsaCardFacts& card : collectCardFacts(paths_, known)) {
+    for (const AlsaCardFacts& card :
+         collectCardFacts(paths_, known, [this](int index) { return readCardFacts(paths_, index); })) {
       if (card.index >= 1000) indices.push_back(card.isReadable ? -card.index : card.index);
     }
     return indices;
@@ -200,6 +200,23 @@ TEST_F(AlsaCardNodes, findsAKnownCardThatIsThereAndCannotBeOpened) {
   folder_.write("controlC1000", "");
   folder_.write("controlC1001", "");
   EXPECT_THAT(foundOf({1000}), ElementsAre(1000)) << "there is a node, and 1001 is unknown";
+}
+
+TEST_F(AlsaCardNodes, keepsAKnownCardThatNobodyCanAskNow) {
+  folder_.write("controlC1000", "");
+  folder_.write("controlC1001", "");
+  folder_.write("pcmC1002D0p", "");
+  std::vector<int> asked;
+  const auto cards = collectCardFacts(paths_, {1000, 1003}, [&asked](int index) {
+    asked.push_back(index);
+    AlsaCardFacts held;
+    held.index = index;
+    held.isReadable = false;
+    return index == 1003 ? std::nullopt : std::optional(held);
+  });
+  EXPECT_THAT(asked, ElementsAre(1000, 1001, 1003)) << "the cards that have a control node, and the known ones";
+  ASSERT_EQ(cards.size(), 1U);
+  EXPECT_EQ(cards[0].index, 1000);
 }
 
 TEST_F(AlsaCardNodes, findsNoKnownCardWhoseNodeHasGone) { EXPECT_THAT(foundOf({1000}), IsEmpty()); }

@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+#include "platform/simulated/ManualRunLoop.h"
+#include "platform/simulated/MemoryLog.h"
 #include "tests/platform/alsa/ScriptedPcm.h"
 
 namespace tolvane {
@@ -43,13 +45,14 @@ class AlsaRenderLoopTest : public testing::Test {
                              .canPause = false};
     auto pipeline =
         RenderPipeline::make({linearPCM(rate, 2, 16, 2, kAudioFormatFlagIsSignedInteger), setup.layout, 2, rate});
-    loop_ = std::make_unique<AlsaRenderLoop>(AlsaPcm::open(0, 0).value(), setup, std::move(pipeline), nullptr, notice_);
+    loop_ = std::make_unique<AlsaRenderLoop>(AlsaPcm::open(deviceCalls_, 0, 0).value(), setup, std::move(pipeline),
+                                             nullptr, notice_);
     EXPECT_EQ(loop_->start({&CountingSource::render, &source_}), noErr);
   }
 
   /// The render thread has told of something.
   [[nodiscard]] bool hasNotice() const {
-    pollfd descriptor{notice_.get(), POLLIN, 0};
+    pollfd descriptor{notice_->get(), POLLIN, 0};
     return poll(&descriptor, 1, 30'000) == 1;
   }
 
@@ -61,7 +64,11 @@ class AlsaRenderLoopTest : public testing::Test {
   }
 
   ScriptedPcm pcm_;
-  EventDescriptor notice_;
+  ManualRunLoop runLoop_;
+  MemoryLog log_;
+  DeviceCalls calls_{runLoop_, log_};
+  const std::shared_ptr<AlsaDeviceCalls> deviceCalls_ = std::make_shared<AlsaDeviceCalls>(calls_, "Scripted", [] {});
+  const std::shared_ptr<EventDescriptor> notice_ = std::make_shared<EventDescriptor>();
   CountingSource source_;
   std::unique_ptr<AlsaRenderLoop> loop_;
 };
@@ -128,7 +135,7 @@ TEST_F(AlsaRenderLoopTest, GivesADriverUpThatStopsAfterEachStart) {
   pcm_.play(500);
   pcm_.stopAfterEachStart();
   pcm_.stopByItself();
-  while (loop_->isAlive() && hasNotice()) notice_.clear();  // it tells of each stop, and of the end
+  while (loop_->isAlive() && hasNotice()) notice_->clear();  // it tells of each stop, and of the end
   EXPECT_EQ(pcm_.prepares(), 2 + AlsaRecoveryPace::mostBarrenTries);
   loop_->stop();
   EXPECT_EQ(loop_->failure(), -EPIPE);

@@ -56,13 +56,53 @@ bool ScriptedPcm::waitUntil(const std::function<bool(const ScriptedPcm&)>& condi
   return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return condition(*this); });
 }
 
+void ScriptedPcm::hang(Place place) {
+  const std::scoped_lock lock(mutex_);
+  hangsAt_ = place;
+}
+
+void ScriptedPcm::letGo() {
+  const std::scoped_lock lock(mutex_);
+  isHanging_ = false;
+  changed_.notify_all();
+}
+
+void ScriptedPcm::enter(Place place, std::unique_lock<std::mutex>& lock) {
+  if (hangsAt_ != place) return;
+  hangsAt_.reset();
+  isHanging_ = true;
+  changed_.notify_all();
+  changed_.wait(lock, [this] { return !isHanging_; });
+}
+
+void ScriptedPcm::open() {
+  std::unique_lock lock(mutex_);
+  ++opens_;
+  openedBy_ = std::this_thread::get_id();
+  enter(Place::open, lock);
+}
+
+void ScriptedPcm::setUp() {
+  std::unique_lock lock(mutex_);
+  enter(Place::setUp, lock);
+}
+
+void ScriptedPcm::close() {
+  std::unique_lock lock(mutex_);
+  enter(Place::close, lock);
+  ++closes_;
+  closedBy_ = std::this_thread::get_id();
+  changed_.notify_all();
+}
+
 std::vector<std::int16_t> ScriptedPcm::heard() {
   const std::scoped_lock lock(mutex_);
   return heard_;
 }
 
 int ScriptedPcm::prepare() {
-  const std::scoped_lock lock(mutex_);
+  std::unique_lock lock(mutex_);
+  enter(Place::prepare, lock);
   ++prepares_;
   if (prepareAnswer_ == 0) {
     state_ = SND_PCM_STATE_PREPARED;
@@ -81,7 +121,8 @@ int ScriptedPcm::start() {
 }
 
 int ScriptedPcm::drop() {
-  const std::scoped_lock lock(mutex_);
+  std::unique_lock lock(mutex_);
+  enter(Place::drop, lock);
   state_ = SND_PCM_STATE_SETUP;
   ring_.clear();
   return 0;
@@ -108,7 +149,8 @@ int ScriptedPcm::trouble() const {
 }
 
 snd_pcm_sframes_t ScriptedPcm::room() {
-  const std::scoped_lock lock(mutex_);
+  std::unique_lock lock(mutex_);
+  enter(Place::room, lock);
   if (const int error = trouble(); error < 0) return error;
   return static_cast<snd_pcm_sframes_t>(ringFrames - ring_.size());
 }
@@ -143,9 +185,14 @@ extern "C" {
 
 int snd_pcm_open(snd_pcm_t** pcm, const char* /*name*/, snd_pcm_stream_t /*stream*/, int /*mode*/) {
   *pcm = reinterpret_cast<snd_pcm_t*>(current);
-  return current != nullptr ? 0 : -ENODEV;
+  if (current == nullptr) return -ENODEV;
+  current->open();
+  return 0;
 }
-int snd_pcm_close(snd_pcm_t* /*pcm*/) { return 0; }
+int snd_pcm_close(snd_pcm_t* /*pcm*/) {
+  current->close();
+  return 0;
+}
 int snd_pcm_info(snd_pcm_t* /*pcm*/, snd_pcm_info_t* /*info*/) { return -ENODEV; }
 int snd_pcm_prepare(snd_pcm_t* /*pcm*/) { return current->prepare(); }
 int snd_pcm_start(snd_pcm_t* /*pcm*/) { return current->start(); }

@@ -1,6 +1,7 @@
 #pragma once
 // A playback PCM in the place of the kernel's: this program's own snd_pcm_… functions, which the linker takes before
-// alsa-lib's. The test plays its ring, puts it to sleep and stops it; the render thread fills it. Any thread.
+// alsa-lib's. The test plays its ring, puts it to sleep, stops it and lets its driver hang; the render thread fills it.
+// Any thread.
 
 #include <alsa/asoundlib.h>
 
@@ -9,6 +10,8 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <optional>
+#include <thread>
 #include <vector>
 
 #include "platform/alsa/EventDescriptor.h"
@@ -20,6 +23,9 @@ class ScriptedPcm {
  public:
   static constexpr snd_pcm_uframes_t ringFrames = 1024;
   static constexpr snd_pcm_uframes_t periodFrames = 256;
+
+  /// Where the driver may hang: what opening, snd_pcm_hw_params and so on end in.
+  enum class Place : std::uint8_t { open, setUp, prepare, room, drop, close };
 
   ScriptedPcm();
   ~ScriptedPcm();
@@ -39,15 +45,30 @@ class ScriptedPcm {
   /// What snd_pcm_prepare answers from now on.
   void answerPrepare(int answer);
 
+  /// The next call there hangs, until letGo().
+  void hang(Place place);
+  void letGo();
+  /// Wakes the render thread, for nothing.
+  void wake() { event_.signal(); }
+  [[nodiscard]] bool isHanging() const { return isHanging_; }
+
   /// False: it did not come true within the time that a healthy machine needs many times over.
   [[nodiscard]] bool waitUntil(const std::function<bool(const ScriptedPcm&)>& condition);
   [[nodiscard]] bool isFull() const { return state_ == SND_PCM_STATE_RUNNING && ring_.size() == ringFrames; }
   [[nodiscard]] int prepares() const { return prepares_; }
   [[nodiscard]] int resumes() const { return resumes_; }
+  [[nodiscard]] int opens() const { return opens_; }
+  [[nodiscard]] int closes() const { return closes_; }
+  /// The threads of the last ones. While none is under way.
+  [[nodiscard]] std::thread::id openedBy() const { return openedBy_; }
+  [[nodiscard]] std::thread::id closedBy() const { return closedBy_; }
   [[nodiscard]] std::vector<std::int16_t> heard();
 
   // The render thread's side: what alsa-lib offers.
 
+  void open();
+  void setUp();
+  void close();
   int prepare();
   int start();
   int drop();
@@ -61,6 +82,7 @@ class ScriptedPcm {
 
  private:
   [[nodiscard]] int trouble() const;
+  void enter(Place place, std::unique_lock<std::mutex>& lock);
 
   std::mutex mutex_;
   std::condition_variable changed_;
@@ -73,6 +95,12 @@ class ScriptedPcm {
   bool stopsAfterStart_ = false;
   int prepares_ = 0;
   int resumes_ = 0;
+  int opens_ = 0;
+  int closes_ = 0;
+  std::thread::id openedBy_;
+  std::thread::id closedBy_;
+  std::optional<Place> hangsAt_;
+  bool isHanging_ = false;
 };
 
 }  // namespace tolvane

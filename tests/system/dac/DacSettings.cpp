@@ -92,7 +92,8 @@ std::string_view dacUsage() {
          "  --refuse-rate HZ            listed, but refused when set; may be repeated\n"
          "  --ppm X                     how much faster its clock runs, as its feedback tells the host\n"
          "  --volume DB                 has a volume control that stands there\n"
-         "  --commands FIFO             made here; a line each: detach, attach, refuse HZ, allow HZ, quit\n";
+         "  --commands FIFO             made here; a line each: detach, attach, refuse HZ, allow HZ, silent (answers\n"
+         "                              no request), answer (again), quit\n";
 }
 
 std::expected<DacSettings, std::string> parseDacSettings(std::span<char* const> arguments) {

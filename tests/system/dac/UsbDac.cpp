@@ -79,6 +79,7 @@ void UsbDac::plugIn() {
   replies_.clear();
   samples_ = {};
   feedback_ = {};
+  unanswered_.clear();
   control_.reset();
   if (const auto done = port_.plugIn(); !done) throw std::runtime_error(done.error());
   recorder_.event("attach", {{"name", settings_.name}});
@@ -118,6 +119,10 @@ void UsbDac::command(const std::string& line) {
     settings_.refusedRates.insert(rate);
   } else if (word == "allow" && hasRate) {
     settings_.refusedRates.erase(rate);
+  } else if (word == "silent") {
+    isSilent_ = true;
+  } else if (word == "answer") {
+    answerAgain();
   } else {
     throw std::runtime_error("unknown command: " + line);
   }
@@ -149,6 +154,10 @@ void UsbDac::take(UsbIpSubmit& request, double now) {
 }
 
 void UsbDac::take(const UsbIpUnlink& request) {
+  if (const auto held = unanswered_.find(request.victim); held != unanswered_.end()) {
+    held->second = request.sequence;
+    return;
+  }
   auto victim = samples_.cancel(request.victim);
   if (victim) {
     recorder_.noteCancelled(victim->request.data.size());
@@ -159,7 +168,25 @@ void UsbDac::take(const UsbIpUnlink& request) {
   replies_.unlinked(request.sequence, victim ? -ECONNRESET : 0);
 }
 
+/// What waited is refused, or taken back.
+void UsbDac::answerAgain() {
+  isSilent_ = false;
+  for (const auto& [sequence, unlink] : unanswered_) {
+    if (unlink) {
+      replies_.unlinked(*unlink, -ECONNRESET);
+    } else {
+      replies_.submitted(sequence, -EPIPE, 0, {}, {});
+    }
+  }
+  unanswered_.clear();
+}
+
 void UsbDac::answerControl(const UsbIpSubmit& request) {
+  if (isSilent_) {
+    unanswered_.emplace(request.sequence, std::nullopt);
+    recorder_.event("unanswered", {{"type", request.setup[0]}, {"code", request.setup[1]}});
+    return;
+  }
   auto answer = control_.answer(request.setup, request.data);
   if (!answer) return replies_.submitted(request.sequence, -EPIPE, 0, {}, {});
   if (answer->size() > request.length) answer->resize(request.length);

@@ -1,9 +1,11 @@
 #pragma once
 // The DAC itself: takes the host's requests, lets each packet arrive when the bus would have carried it, answers with
-// its clock's feedback, and obeys a FIFO's commands (pull the cable, refuse a rate). One thread, which runs until it is
-// told to quit.
+// its clock's feedback, and obeys a FIFO's commands (pull the cable, refuse a rate, answer no requests). One thread,
+// which runs until it is told to quit.
 
 #include <csignal>
+#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -34,6 +36,7 @@ class UsbDac : private ControlListener {
   void take(UsbIpSubmit& request, double now);
   void take(const UsbIpUnlink& request);
   void answerControl(const UsbIpSubmit& request);
+  void answerAgain();
   void completeSamples(PendingTransfer transfer, double now);
   void completeFeedback(PendingTransfer transfer);
   void completeDue(double now);
@@ -55,6 +58,10 @@ class UsbDac : private ControlListener {
   TransferQueue feedback_;
   FeedbackClock clock_;
   std::string commands_;  // what came of a line
+  /// Requests that were not answered, by number, and by which number the host took each back, where it did: that is
+  /// not answered either, so that the host's driver waits for ever.
+  std::map<std::uint32_t, std::optional<std::uint32_t>> unanswered_;
+  bool isSilent_ = false;
   bool mustQuit_ = false;
 };
 

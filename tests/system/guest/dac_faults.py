@@ -1,4 +1,5 @@
-"""What a DAC can do to a player: run fast, refuse a rate, stand at another volume, carry fewer bits, lose its cable."""
+"""What a DAC can do to a player: run fast, refuse a rate, stand at another volume, carry fewer bits, lose its cable, keep
+its driver waiting for ever."""
 
 import json
 import os
@@ -258,6 +259,66 @@ def made_exclusive():
     return {"faults": faults, "remark": f"{repeated} frames were played twice", "story": probe.story()}
 
 
+LEFT_BEHIND = "Test DAC does not answer: a call into its driver was left behind after 10 s"
+LEAVES_WITHIN = 20  # seconds: the ten of the player's patience, and a busy machine
+
+
+def left_behind(dac, probe, ending):
+    """(faults, seconds) of a player whose driver does not return: it comes to its end, `ending`, all the same. The kernel
+    keeps its process until the DAC answers. Reads none of the kernel's files about the PCM: they wait for the driver."""
+    began, faults = time.monotonic(), []
+    reached = wait_until(lambda: ending(probe), LEAVES_WITHIN)
+    took = time.monotonic() - began
+    if not reached:
+        faults.append(f"the player did not get there in {took:.1f} s")
+    if not dac.events("unanswered"):
+        faults.append("the DAC was asked for nothing: the test proves nothing")
+    if probe.process.poll() is not None:
+        faults.append("the driver returned: the test proves nothing")
+    said = probe.errors.read_text()
+    if LEFT_BEHIND not in said:
+        faults.append("the log does not say that a call was left behind")
+    dac.command("answer")
+    probe.finish(seconds=30)
+    if probe.status is None:
+        faults.append("the process did not end when the driver had returned")
+    return faults, took
+
+
+def silent_when_opened():
+    """It answers no request of the driver, not even that it takes one back."""
+    track = dac_plan.PULLED_TRACK
+    with Dac() as dac:
+        name = dac.device()["name"]
+        dac.command("silent")
+        if not wait_until(lambda: dac.events("command"), 10):
+            raise RuntimeError("the DAC does not hear")
+        probe = Probe("play", SHARED / "tracks" / track.file, "--device", name)
+        faults, took = left_behind(dac, probe, lambda running: running.error_texts())
+        story, said = probe.story(), verdicts(probe)[-1:]
+        if [label for label, _ in said] != ["PATH ERROR"]:
+            faults.append(f"the player says {said}")
+        others, more = plays_exactly(dac, dac_plan.ALLOWED_TRACK)
+    return {"faults": [*faults, *others], "remark": f"{said} after {took:.1f} s", "story": [*story, *more]}
+
+
+def silent_when_closed():
+    track = dac_plan.PULLED_TRACK
+    with Dac() as dac:
+        probe, stream = plays_for_a_second(dac)
+        dac.command("silent")
+        faults, took = left_behind(dac, probe, lambda running: running.last("completed") is not None)
+        story = probe.story()
+        if probe.last("completed") != 1 or probe.error_texts():
+            faults.append(f"completed is {probe.last('completed')}, the player says {probe.error_texts()}")
+        heard = carried(track, stream)
+        if heard != [(0, track.frames)]:
+            faults.append(f"of {track.frames} frames the wire carried {heard}")
+        others, more = plays_exactly(dac, dac_plan.ALLOWED_TRACK)
+    return {"faults": [*faults, *others], "remark": f"the end came {took:.1f} s after it fell silent",
+            "story": [*story, *more]}
+
+
 def tests():
     return (("The DAC is listed as a USB device with its rates", listed),
             ("What a second program says of the playing DAC is what the kernel says", seen_by_another),
@@ -268,4 +329,8 @@ def tests():
             ("A DAC pulled and plugged in again while it plays loses no frame", pulled_for_a_moment),
             ("A DAC pulled for good ends the player with its sentence; back again, it plays", pulled_for_good),
             ("Exclusive Access turned on while the DAC's only substream plays is active, and loses no frame", made_exclusive),
-            ("A player held up for a second counts one underrun and loses only what the driver keeps", held_up))
+            ("A player held up for a second counts one underrun and loses only what the driver keeps", held_up),
+            ("A DAC that keeps its driver waiting when it is opened is left behind, and plays when it answers",
+             silent_when_opened),
+            ("A DAC that keeps its driver waiting at the end of a track is left behind, and plays when it answers",
+             silent_when_closed))

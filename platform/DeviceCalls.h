@@ -1,0 +1,149 @@
+#pragma once
+// Calls that may hang in a driver, made on threads of their own while the caller's thread waits for them, so that no
+// driver holds that thread for as long as it pleases. A call that takes too long is left behind: it ends on its thread
+// some day, gives back there what it owns, and that is logged. One thread calls; see each section for the others.
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <variant>
+
+#include "platform/Log.h"
+#include "platform/RunLoop.h"
+
+namespace tolvane {
+
+class DeviceCalls {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  /// Time, and waiting for it. Any thread.
+  class Time {
+   public:
+    virtual ~Time() = default;
+    [[nodiscard]] virtual Clock::time_point now() const = 0;
+    /// Returns once `changed` has been notified or `end` has come; may return for no reason.
+    virtual void waitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed,
+                           Clock::time_point end) const = 0;
+  };
+
+  /// A wait is not interrupted sooner: a healthy device may take so long to be opened.
+  static constexpr std::chrono::milliseconds shortest{1000};
+  /// The same, once the interrupt in force has ended a wait: what is taken down after it need not cost a second each.
+  static constexpr std::chrono::milliseconds shortestAgain{250};
+  /// The longest wait for a call. The kernel gives a USB device five seconds for a request, and reports an error then:
+  /// a call may meet two of these and still end with what was wrong.
+  static constexpr std::chrono::milliseconds patience{10'000};
+
+  /// What the caller's thread waits for.
+  struct Waiting {
+    std::string who;  ///< for people: the device's name
+    Clock::time_point since;
+  };
+
+  /// The caller's thread, as seen from a call that was left behind. Copies outlive the DeviceCalls. Any thread.
+  class Home {
+   public:
+    /// Runs the action in a turn of the caller's run loop. After the end of the DeviceCalls it never runs.
+    void post(RunLoop::Action action) const;
+    /// The same thing, to be destroyed on the caller's thread whichever thread lets go of it last. Null for null.
+    [[nodiscard]] std::shared_ptr<void> bind(std::shared_ptr<void> thing) const;
+
+   private:
+    friend class DeviceCalls;
+    struct State;
+    void write(LogLevel level, const std::string& message) const;
+    std::shared_ptr<State> state_;
+  };
+
+  /// What run() gives of a call: its result, std::monostate for one without.
+  template <typename Call>
+  using Result = std::conditional_t<std::is_void_v<std::invoke_result_t<Call&>>, std::monostate,
+                                    std::decay_t<std::invoke_result_t<Call&>>>;
+
+  /// Both outlive the calls. The run loop is that of the calling thread. `time`: the machine's own where it is null.
+  DeviceCalls(RunLoop& runLoop, Log& log, std::shared_ptr<const Time> time = nullptr);
+  /// Calls that were left behind stay behind; they are neither waited for nor logged any more.
+  ~DeviceCalls();
+  DeviceCalls(const DeviceCalls&) = delete;
+  DeviceCalls& operator=(const DeviceCalls&) = delete;
+
+  // For the calling thread, one call at a time.
+
+  /// Makes the call on another thread and waits for it; what it throws is thrown here. Nothing: it was left behind.
+  /// `call` must own all that it touches, because it may end after everything else: it is destroyed on its thread, with
+  /// its result if nobody waits for that any more. After that, and only for a call that was left behind, `ended` runs
+  /// there.
+  template <typename Call>
+  [[nodiscard]] std::optional<Result<Call>> run(const std::string& who, Call call, std::function<void()> ended = {}) {
+    auto result = std::make_shared<std::optional<Result<Call>>>();
+    auto body = [call = std::move(call), result]() mutable {
+      if constexpr (std::is_void_v<std::invoke_result_t<Call&>>) {
+        call();
+        result->emplace();
+      } else {
+        result->emplace(call());
+      }
+    };
+    if (!perform(who, std::move(body), std::move(ended))) return std::nullopt;
+    return std::move(*result);
+  }
+
+  /// Makes the call on another thread and waits for nothing. `ended` runs there afterwards.
+  void leave(const std::string& who, std::function<void()> call, std::function<void()> ended = {});
+
+  /// The interrupts up to this one have been obeyed: the command that came with it is being carried out.
+  void clearInterrupts(std::uint64_t upTo);
+
+  [[nodiscard]] const Home& home() const { return home_; }
+
+  // Any thread.
+
+  /// Somebody wants something else: the wait under way, and every later one, ends once it has lasted for `shortest`.
+  /// In force until clearInterrupts() is called with the number that this returns, or a later one.
+  std::uint64_t interrupt();
+
+  /// The wait under way.
+  [[nodiscard]] std::optional<Waiting> waiting() const;
+
+  /// Whether this thread is one that calls are made on.
+  [[nodiscard]] static bool isCallThread();
+
+  /// A wait that the calling thread makes by itself, in small steps: it has a name, as a call has, and ends by the same
+  /// interrupts. Within another wait for the same it counts from the beginning of that.
+  class Wait {
+   public:
+    Wait(DeviceCalls& calls, const std::string& who);
+    ~Wait();
+    Wait(const Wait&) = delete;
+    Wait& operator=(const Wait&) = delete;
+
+    /// To be asked after each step.
+    [[nodiscard]] bool isInterrupted() const;
+
+   private:
+    DeviceCalls& calls_;
+    Clock::time_point since_;
+    std::optional<Waiting> outer_;
+  };
+
+ private:
+  struct Call;
+  struct Shared;
+
+  static void work(const std::shared_ptr<Shared>& shared, std::shared_ptr<Call> call);
+  [[nodiscard]] bool perform(const std::string& who, std::function<void()> body, std::function<void()> ended);
+  [[nodiscard]] bool handOver(const std::shared_ptr<Call>& call);
+
+  const Home home_;
+  const std::shared_ptr<Shared> shared_;  ///< with every thread
+};
+
+}  // namespace tolvane

@@ -1,0 +1,34 @@
+#pragma once
+// Stands in front of a render callback: once it is shut, the callback is not running and never runs again, whatever the
+// render thread does later. The render thread passes through; any other thread may shut it.
+
+#include <atomic>
+#include <thread>
+
+namespace tolvane {
+
+class RenderGate {
+ public:
+  /// Runs the action unless the gate is shut. False: it is.
+  template <typename Action>
+  bool pass(Action action) noexcept {
+    // Said before the gate is looked at: a thread that shuts it afterwards sees this, and waits.
+    isPassing_.store(true, std::memory_order_seq_cst);             // partner: shut()
+    const bool isOpen = !isShut_.load(std::memory_order_seq_cst);  // partner: shut()
+    if (isOpen) action();
+    isPassing_.store(false, std::memory_order_seq_cst);  // partner: shut()
+    return isOpen;
+  }
+
+  /// Waits for an action that is under way, and for nothing else: a render callback copies some frames and returns.
+  void shut() noexcept {
+    isShut_.store(true, std::memory_order_seq_cst);                                // partner: pass()
+    while (isPassing_.load(std::memory_order_seq_cst)) std::this_thread::yield();  // partner: pass()
+  }
+
+ private:
+  std::atomic<bool> isShut_{false};
+  std::atomic<bool> isPassing_{false};
+};
+
+}  // namespace tolvane
