@@ -1,5 +1,5 @@
 #pragma once
-// The program's icon: for trays and task bars that do not find the installed one by its name. Main thread.
+// The program's icon: for trays and task bars that do not find the installed one by its name. Window's thread.
 
 #include <QIcon>
 

@@ -3,6 +3,7 @@
 #include <QEvent>
 #include <QGuiApplication>
 #include <QWindow>
+#include <list>
 #include <utility>
 
 #include "app/ApplicationIcon.h"
@@ -14,6 +15,7 @@
 #include "app/shell/FileURI.h"
 #include "app/shell/MediaControls.h"
 #include "app/shell/WindowResizer.h"
+#include "platform/BackgroundRequest.h"
 
 namespace tolvane {
 
@@ -40,6 +42,7 @@ struct PlayerShell::Implementation {
   void show(const std::string& activationToken) { delegate.showPlayerFromMenu(activationToken); }
   [[nodiscard]] bool perform(std::string_view action, const std::string& activationToken);
   void scheduleMenuUpdate();
+  void openWhereItIsThere(const FileURL& file, const std::function<void(bool)>& answer);
 
   Parts house;
   QtShellWindow window;
@@ -52,6 +55,7 @@ struct PlayerShell::Implementation {
   QuitWatch quitWatch{[this] { window.allowClosing(); }};
   QObject context;  // ends the connections to the application
 
+  std::list<BackgroundRequest<bool>> questions;  ///< whether a file is there
   bool isMenuUpdateScheduled = false;
   std::shared_ptr<Implementation*> self = std::make_shared<Implementation*>(this);  // posted work holds it weakly
   Subscription menuSubscription;
@@ -68,11 +72,7 @@ PlayerShell::Implementation::Implementation(const QDBusConnection& connection, c
             delegate.configurePlayerWindow(window);
           }),
       controls(parts.session, parts.runLoop,
-               [this](const FileURL& file) {
-                 if (!isRegularFile(file)) return false;
-                 house.sources.openFiles({&file, 1});
-                 return true;
-               }),
+               [this](const FileURL& file, const auto& answer) { openWhereItIsThere(file, answer); }),
       mediaPlayer(connection, identity, controls,
                   {.raise = [this] { show({}); }, .quit = [] { QCoreApplication::quit(); }}),
       tray(connection, identity, applicationIcon(), [this](ShellAction action) { delegate.perform(action); }),
@@ -91,7 +91,7 @@ PlayerShell::Implementation::Implementation(const QDBusConnection& connection, c
   window.onChange([this] { resizer.update(); });
   resizer.make();
   tray.setMenu(delegate.playerSystemMenu());
-  menuSubscription = parts.session.onChange([this] { scheduleMenuUpdate(); });
+  menuSubscription = parts.session.onChange([this](const SessionState&, const SessionState&) { scheduleMenuUpdate(); });
 
   const auto save = [this] { delegate.applicationWillTerminate(); };
   QObject::connect(qGuiApp, &QCoreApplication::aboutToQuit, &context, save);
@@ -119,6 +119,20 @@ void PlayerShell::Implementation::scheduleMenuUpdate() {
     (*held)->isMenuUpdateScheduled = false;
     (*held)->tray.setMenu((*held)->delegate.playerSystemMenu());
   });
+}
+
+void PlayerShell::Implementation::openWhereItIsThere(const FileURL& file, const std::function<void(bool)>& answer) {
+  constexpr std::size_t mostAtOnce = 8;  // strangers may ask for files on shares that never answer
+  if (questions.size() >= mostAtOnce) return answer(false);
+  const auto question = questions.emplace(questions.end(), house.runLoop, house.background);
+  question->start([file] { return isRegularFile(file); },
+                  [this, question, file, answer](bool isThere) {
+                    if (isThere) house.sources.openFiles({&file, 1});
+                    answer(isThere);
+                    house.runLoop.post([weak = std::weak_ptr(self), question] {
+                      if (const auto held = weak.lock()) (*held)->questions.erase(question);
+                    });
+                  });
 }
 
 PlayerShell::PlayerShell(const QDBusConnection& bus, const ApplicationIdentity& identity, const Parts& parts)

@@ -1,16 +1,17 @@
 #pragma once
 // What stands around the player's window: delegate, tray, remote controls, single instance, saving at the end.
-// Main thread, under a QGuiApplication. Knows neither devices nor where files come from.
+// Window's thread, under a QGuiApplication. Knows neither devices nor where files come from.
 
 #include <QDBusConnection>
 #include <memory>
 #include <vector>
 
 #include "app/shell/ApplicationIdentity.h"
+#include "platform/Background.h"
 #include "platform/FileURL.h"
 #include "platform/RunLoop.h"
 #include "platform/UserDefaults.h"
-#include "session/PlayerSession.h"
+#include "session/SessionProxy.h"
 #include "ui/SourceActions.h"
 
 class QWindow;
@@ -20,11 +21,12 @@ namespace tolvane {
 class PlayerShell {
  public:
   struct Parts {
-    PlayerSession& session;
+    SessionProxy& session;
     SourceActions& sources;
-    UserDefaults& defaults;
-    RunLoop& runLoop;  ///< the session's
+    UserDefaults& defaults;  ///< of the window
+    RunLoop& runLoop;        ///< the window's
     QWindow& window;
+    Background background = runInDetachedThread;  ///< asks the disk
   };
 
   /// The parts outlive the shell. Without a bus the player has a window and no other face.

@@ -1,5 +1,5 @@
 #pragma once
-// The player's window for the application delegate, over a Qt window. Main thread.
+// The player's window for the application delegate, over a Qt window. Window's thread.
 // Whoever asks the window to close gets the close action instead, except while the program ends.
 
 #include <QObject>

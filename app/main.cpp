@@ -3,10 +3,14 @@
 #include <QDBusConnection>
 #include <QGuiApplication>
 #include <QQuickWindow>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -16,12 +20,14 @@
 #include "app/dbus/ApplicationService.h"
 #include "app/dbus/PortalDialogs.h"
 #include "app/shell/FileURI.h"
+#include "platform/DeviceCalls.h"
 #include "platform/PrintableText.h"
 #include "platform/alsa/AlsaAudioHardware.h"
 #include "platform/codecs/SystemAudioFileServices.h"
 #include "platform/desktop/ProcessStart.h"
 #include "platform/desktop/QtRunLoop.h"
 #include "platform/desktop/RealtimeScheduling.h"
+#include "platform/desktop/RunLoopThread.h"
 #include "platform/desktop/SessionBusReservation.h"
 #include "platform/desktop/StandardErrorLog.h"
 #include "platform/desktop/TerminationSignals.h"
@@ -31,41 +37,120 @@
 #include "platform/storage/SqliteUserDefaults.h"
 #include "platform/storage/StorageFolder.h"
 #include "platform/storage/SystemFileBookmarks.h"
-#include "session/PlayerSession.h"
-#include "ui/OutputDeviceList.h"
+#include "session/SessionHost.h"
+#include "session/SessionProxy.h"
+#include "session/SettingsProxy.h"
 #include "ui/SourceActions.h"
 #include "ui/qt/PlayerWindow.h"
 
 namespace tolvane {
 namespace {
 
+/// As long as the listener should have to wait for a program that they quit, whatever hangs.
+constexpr auto longestFarewell = std::chrono::milliseconds(2500);
+
 /// For waveforms: a file by one thread, so that the cores are left to what the listener waits for.
 std::shared_ptr<AudioFileServices> waveformFiles() {
   return std::make_shared<SystemAudioFileServices>(SegmentLimits{.workers = 1});
 }
 
-/// Made from top to bottom, given back from bottom to top: the session lets go of its device before the hardware ends.
+/// What the window may know of the player's waits, and how it ends them. Any thread, also before the player is there
+/// and after it has gone.
+class PlayersWaits {
+ public:
+  void connect(DeviceCalls* calls) {
+    const std::lock_guard lock(mutex_);
+    calls_ = calls;
+  }
+  [[nodiscard]] std::string forWhom() const {
+    const std::lock_guard lock(mutex_);
+    const auto waiting = calls_ != nullptr ? calls_->waiting() : std::nullopt;
+    return waiting ? waiting->who : std::string();
+  }
+  std::uint64_t interrupt() {
+    const std::lock_guard lock(mutex_);
+    return calls_ != nullptr ? calls_->interrupt() : 0;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  DeviceCalls* calls_ = nullptr;  // guarded by mutex_
+};
+
+/// The player, on a thread of its own. Made from top to bottom, given back from bottom to top: the session lets go of
+/// its device before the hardware ends.
 struct Player {
-  StandardErrorLog log;
-  QtRunLoop runLoop;
-  TerminationSignals termination{runLoop, [](int) { QCoreApplication::quit(); }};
+  Player(RunLoop& playersLoop, Log& sharedLog, SessionLink& sharedLink, PlayersWaits& sharedWaits)
+      : runLoop(playersLoop), log(sharedLog), link(sharedLink), waits(sharedWaits) {
+    waits.connect(&calls);
+  }
+  ~Player() { waits.connect(nullptr); }
+  Player(const Player&) = delete;
+  Player& operator=(const Player&) = delete;
+
+  RunLoop& runLoop;
+  Log& log;
+  SessionLink& link;
+  PlayersWaits& waits;
+  DeviceCalls calls{runLoop, log};
   RealtimeScheduling realtime{runLoop, log};
   SessionBusReservation reservation{runLoop, log};
-  AlsaAudioHardware direct{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); }, &reservation};
+  AlsaAudioHardware direct{runLoop,      log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); },
+                           &reservation, {},  &calls};
 #ifdef TOLVANE_HAS_PIPEWIRE
-  PipeWireAudioHardware hardware{runLoop, log, direct};
+  PipeWireAudioHardware hardware{runLoop, log, direct, &calls};
 #else
   AudioHardware& hardware = direct;
 #endif
-  SystemAudioFileServices files;
+  std::shared_ptr<SystemAudioFileServices> files = std::make_shared<SystemAudioFileServices>();
   SqliteUserDefaults defaults{storageFolder(), log};
-  SystemFileBookmarks bookmarks;
-  PlayerSession session{hardware, files, defaults, bookmarks, runLoop, log};
-  OutputDeviceList devices{hardware, [this](AudioObjectID id) { session.setOutputDevice(id); }};
+  std::shared_ptr<SystemFileBookmarks> bookmarks = std::make_shared<SystemFileBookmarks>();
+  SessionHost host{{.hardware = hardware,
+                    .files = *files,
+                    .defaults = defaults,
+                    .bookmarks = *bookmarks,
+                    .runLoop = runLoop,
+                    .log = log,
+                    // Work that hangs keeps what it asks the disk with.
+                    .background =
+                        [heldFiles = files, heldBookmarks = bookmarks](BackgroundWork work) {
+                          runInDetachedThread([heldFiles, heldBookmarks, work = std::move(work)] { work(); });
+                        },
+                    .obey = [this](std::uint64_t interrupt) { calls.clearInterrupts(interrupt); }},
+                   link};
+};
+
+/// The window and what stands around it, on the thread that draws.
+struct Window {
+  explicit Window(Log& log) : termination(runLoop, [](int) { QCoreApplication::quit(); }) {
+    playerThread.emplace(
+        "player",
+        [this, &log](RunLoop& playersLoop) -> std::shared_ptr<void> {
+          return std::make_shared<Player>(playersLoop, log, link, waits);
+        },
+        [this](const std::string& reason) {
+          std::fprintf(stderr, "tolvane-player: %s\n", printableText(reason).c_str());
+          runLoop.post([] { QCoreApplication::exit(1); });
+        });
+  }
+
+  /// False: the player's thread hangs and still uses what is here.
+  [[nodiscard]] bool endPlayer() { return playerThread->end(longestFarewell); }
+
+  QtRunLoop runLoop;
+  TerminationSignals termination;
+  SessionLink link;
+  PlayersWaits waits;
+  std::optional<RunLoopThread> playerThread;  // from here on it works while the window is made
+  SessionProxy session{
+      link,
+      runLoop,
+      {.forWhom = [this] { return waits.forWhom(); }, .interrupt = [this] { return waits.interrupt(); }}};
+  SettingsProxy settings{session};
   LowPriorityWorkers workers;
-  ContentView content{session, defaults, runLoop, waveformFiles(), workers};
+  ContentView content{session, runLoop, waveformFiles(), workers};
   SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); }};
-  PlayerWindow window{content, devices, sources, TOLVANE_VERSION};
+  PlayerWindow window{content, sources, TOLVANE_VERSION};
   std::optional<PlayerShell> shell;  // once there is a window
 };
 
@@ -104,16 +189,23 @@ int runPlayer(const FileArguments& arguments) {
     case InstanceRole::first:
       break;
   }
-  Player player;
-  if (!player.window.window()) return 1;
-  player.shell.emplace(bus, identity,
-                       PlayerShell::Parts{.session = player.session,
-                                          .sources = player.sources,
-                                          .defaults = player.defaults,
-                                          .runLoop = player.runLoop,
-                                          .window = *player.window.window()});
-  player.shell->open(arguments.urls);
-  return QCoreApplication::exec();
+  static StandardErrorLog log;  // static: a thread that is left behind may still write
+  auto window = std::make_unique<Window>(log);
+  if (!window->window.window()) return 1;
+  window->shell.emplace(bus, identity,
+                        PlayerShell::Parts{.session = window->session,
+                                           .sources = window->sources,
+                                           .defaults = window->settings,
+                                           .runLoop = window->runLoop,
+                                           .window = *window->window.window()});
+  window->shell->open(arguments.urls);
+  const int status = QCoreApplication::exec();
+  if (!window->endPlayer()) {
+    log.write(LogLevel::error, "Player",
+              "A device or a file does not let go of the player. The program ends without it.");
+    std::_Exit(status);
+  }
+  return status;
 }
 
 }  // namespace

@@ -22,8 +22,8 @@
 #include "platform/desktop/TerminationSignals.h"
 #include "platform/simulated/MemoryUserDefaults.h"
 #include "platform/simulated/SimulatedFileBookmarks.h"
-#include "session/PlayerSession.h"
-#include "ui/OutputDeviceList.h"
+#include "session/SessionHost.h"
+#include "session/SessionProxy.h"
 #include "ui/SourceActions.h"
 #include "ui/qt/PlayerWindow.h"
 
@@ -31,20 +31,32 @@ namespace tolvane {
 namespace {
 
 struct Demo {
-  explicit Demo(Log& log) : session(rack.hardware(), files, defaults, bookmarks, rack.runLoop(), log) {}
+  explicit Demo(Log& log)
+      : host({.hardware = rack.hardware(),
+              .files = *files,
+              .defaults = defaults,
+              .bookmarks = *bookmarks,
+              .runLoop = rack.runLoop(),
+              .log = log,
+              .background =
+                  [heldFiles = files, heldBookmarks = bookmarks](BackgroundWork work) {
+                    runInDetachedThread([heldFiles, heldBookmarks, work = std::move(work)] { work(); });
+                  }},
+             link) {}
 
   QtRunLoop runLoop;
   TerminationSignals termination{runLoop, [](int) { QCoreApplication::quit(); }};
   DemoRack rack{runLoop};
-  SystemAudioFileServices files;
+  std::shared_ptr<SystemAudioFileServices> files = std::make_shared<SystemAudioFileServices>();
   MemoryUserDefaults defaults;  // the demo begins anew each time
-  SimulatedFileBookmarks bookmarks;
-  PlayerSession session;
-  OutputDeviceList devices{rack.hardware(), [this](AudioObjectID id) { session.setOutputDevice(id); }};
+  std::shared_ptr<SimulatedFileBookmarks> bookmarks = std::make_shared<SimulatedFileBookmarks>();
+  SessionLink link;
+  SessionHost host;  // simulated hardware is driven by the thread that draws, and so is its player
+  SessionProxy session{link, rack.runLoop()};
   LowPriorityWorkers workers;
-  ContentView content{session, defaults, rack.runLoop(), std::make_shared<SystemAudioFileServices>(), workers};
+  ContentView content{session, rack.runLoop(), std::make_shared<SystemAudioFileServices>(), workers};
   SourceActions sources{rack.runLoop(), [this](auto urls) { content.loadPlaylist(urls); }};
-  PlayerWindow window{content, devices, sources, TOLVANE_VERSION};
+  PlayerWindow window{content, sources, TOLVANE_VERSION};
   std::optional<PlayerShell> shell;  // once there is a window
 };
 
@@ -61,7 +73,7 @@ class Photographer {
 
  private:
   void look() {
-    if (!demo_.session.player().isPlaying().value() || demo_.session.playbackPosition().value() < 2) return;
+    if (!demo_.session.state().isPlaying || demo_.session.state().position < 2) return;
     watch_.reset();
     const bool isSaved = demo_.window.window()->grabWindow().save(file_);
     if (!isSaved) std::fprintf(stderr, "tolvane-demo: the picture could not be saved: %s\n", qPrintable(file_));

@@ -1,5 +1,5 @@
 #pragma once
-// The engine's one logger: category "AudioOutput". Main thread; never on the render thread.
+// The engine's one logger: category "AudioOutput". Player's thread; never on the render thread.
 
 #include <fmt/format.h>
 

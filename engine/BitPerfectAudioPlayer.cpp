@@ -9,13 +9,19 @@
 namespace tolvane {
 
 BitPerfectAudioPlayer::BitPerfectAudioPlayer(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop,
-                                             Log& log)
-    : core_(std::make_unique<PlayerCore>(hardware, files, runLoop, log)) {}
+                                             Log& log, Background background)
+    : core_(std::make_unique<PlayerCore>(hardware, files, runLoop, log, std::move(background))) {}
 
-BitPerfectAudioPlayer::~BitPerfectAudioPlayer() { core_->configuration.tearDown({}); }
+BitPerfectAudioPlayer::~BitPerfectAudioPlayer() {
+  core_->preparer.cancel();
+  core_->configuration.tearDown({});
+}
 
 const Published<bool>& BitPerfectAudioPlayer::isPlaying() const { return core_->isPlaying; }
 const Published<bool>& BitPerfectAudioPlayer::isPaused() const { return core_->isPaused; }
+const Published<bool>& BitPerfectAudioPlayer::isPreparing() const { return core_->isPreparing; }
+const Published<bool>& BitPerfectAudioPlayer::startsPaused() const { return core_->startsPaused; }
+double BitPerfectAudioPlayer::preparationProgress() const { return core_->preparer.progress(); }
 const Published<std::optional<FileURL>>& BitPerfectAudioPlayer::currentURL() const { return core_->currentURL; }
 const Published<double>& BitPerfectAudioPlayer::duration() const { return core_->duration; }
 const Published<double>& BitPerfectAudioPlayer::sampleRate() const { return core_->sampleRate; }
@@ -32,6 +38,8 @@ Subscription BitPerfectAudioPlayer::onChange(const std::function<void()>& observ
   std::vector<Subscription> parts;
   parts.push_back(core_->isPlaying.subscribe(changed));
   parts.push_back(core_->isPaused.subscribe(changed));
+  parts.push_back(core_->isPreparing.subscribe(changed));
+  parts.push_back(core_->startsPaused.subscribe(changed));
   parts.push_back(core_->currentURL.subscribe(changed));
   parts.push_back(core_->duration.subscribe(changed));
   parts.push_back(core_->sampleRate.subscribe(changed));
@@ -41,32 +49,43 @@ Subscription BitPerfectAudioPlayer::onChange(const std::function<void()>& observ
   return Subscription::joined(std::move(parts));
 }
 
-void BitPerfectAudioPlayer::play(FileURL url) {
+void BitPerfectAudioPlayer::play(FileURL url, Started started) {
+  core_->preparer.cancel();
   core_->configuration.tearDown({});
   core_->supervision.resetRecoveryState();
-  core_->setPlaybackState(PlaybackState::stopped);
+  core_->startsPaused.assign(false);
+  core_->setPlaybackState(PlaybackState::preparing);
   core_->duration.assign(0);
   core_->sampleRate.assign(0);
   core_->currentURL.assign(url);
   core_->audioPathStatus.assign(AudioPathStatus::configuring());
 
-  const auto started = prepareAndStart(url);
-  if (started) return;
-  core_->configuration.tearDown({});
-  core_->duration.assign(0);
-  core_->sampleRate.assign(0);
-  core_->audioPathStatus.assign(AudioPathStatus::failed(started.error().errorDescription()));
-  core_->setPlaybackState(PlaybackState::stopped);
+  core_->started = std::move(started);
+  core_->preparer.prepare(url, [this](Result<PreparedAudio> prepared) { finishPreparation(std::move(prepared)); });
 }
 
-Result<void> BitPerfectAudioPlayer::prepareAndStart(const FileURL& url) {
-  auto prepared = core_->preparation.prepare(url);
-  if (!prepared) return std::unexpected(prepared.error());
-  core_->preparedAudio = *prepared;
-  return core_->configuration.configureOutput(*prepared, true);
+void BitPerfectAudioPlayer::finishPreparation(Result<PreparedAudio> prepared) {
+  const auto result = prepared ? startOutput(*prepared) : std::unexpected(prepared.error());
+  if (!result) {
+    core_->configuration.tearDown({});
+    core_->duration.assign(0);
+    core_->sampleRate.assign(0);
+    core_->audioPathStatus.assign(AudioPathStatus::failed(result.error().errorDescription()));
+    core_->setPlaybackState(PlaybackState::stopped);
+  }
+  if (const auto started = std::exchange(core_->started, nullptr)) started();
+}
+
+Result<void> BitPerfectAudioPlayer::startOutput(const PreparedAudio& prepared) {
+  core_->preparedAudio = prepared;
+  const bool startsPaused = core_->startsPaused.value();
+  auto configured = core_->configuration.configureOutput(prepared, !startsPaused);
+  if (configured && startsPaused) core_->setPlaybackState(PlaybackState::paused);
+  return configured;
 }
 
 void BitPerfectAudioPlayer::pause() {
+  if (core_->state == PlaybackState::preparing) core_->startsPaused.assign(true);
   if (core_->state != PlaybackState::playing) return;
   // Between two attempts at a recovery there is no unit: the next one finds out what it is to do.
   if (!core_->audioUnit) return core_->setPlaybackState(PlaybackState::paused);
@@ -78,6 +97,7 @@ void BitPerfectAudioPlayer::pause() {
 }
 
 void BitPerfectAudioPlayer::resume() {
+  core_->startsPaused.assign(false);
   if (!core_->audioUnit && core_->state == PlaybackState::paused) core_->setPlaybackState(PlaybackState::playing);
   if (!core_->audioUnit || !core_->renderContext) return;
   if (!restartUnit("The output device could not resume playback.")) return;
@@ -107,6 +127,8 @@ bool BitPerfectAudioPlayer::restartUnit(std::string_view failureMessage) {
 }
 
 void BitPerfectAudioPlayer::stop() {
+  core_->preparer.cancel();
+  core_->started = nullptr;
   core_->configuration.tearDown({});
   core_->supervision.resetRecoveryState();
   core_->setPlaybackState(PlaybackState::stopped);
@@ -123,10 +145,10 @@ void BitPerfectAudioPlayer::setOutputLevels(double volume, double balance) {
     core_->exclusiveAccess.refreshAudioPathStatus(core_->device.readHogMode(core_->deviceID));
 }
 
-void BitPerfectAudioPlayer::setOutputDevice(AudioObjectID deviceID) {
+void BitPerfectAudioPlayer::setOutputDevice(AudioObjectID deviceID, Started started) {
   core_->preferredDeviceID = deviceID;
   if (core_->state != PlaybackState::playing) return;
-  if (const auto url = core_->currentURL.value()) play(*url);
+  if (const auto url = core_->currentURL.value()) play(*url, std::move(started));
 }
 
 std::optional<double> BitPerfectAudioPlayer::setExclusiveAccessEnabled(bool enabled) {

@@ -1,6 +1,6 @@
 #pragma once
 // The engine: plays one prepared track on one output device and publishes what it does and how true the path is.
-// Main thread. Knows devices, files and time only through the contracts under platform/.
+// Player's thread. Knows devices, files and time only through the contracts under platform/.
 
 #include <cstdint>
 #include <functional>
@@ -14,19 +14,25 @@
 #include "engine/Published.h"
 #include "platform/AudioFileServices.h"
 #include "platform/AudioHardware.h"
+#include "platform/Background.h"
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
 
 namespace tolvane {
 
 struct PlayerCore;
+struct PreparedAudio;
 
 /// Observers are told of a change from within the operation that makes it. They may read anything; of the operations
 /// they may call only from a change of playbackCompletionCount, which always comes last.
 class BitPerfectAudioPlayer {
  public:
-  /// The four services outlive the player.
-  BitPerfectAudioPlayer(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop, Log& log);
+  /// Called once the track that was asked for has been prepared and its output started, or neither could be done.
+  using Started = std::function<void()>;
+
+  /// The four services outlive the player; the files also what `background` has been given, which reads them.
+  BitPerfectAudioPlayer(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop, Log& log,
+                        Background background = runAtOnce);
   /// Stops and gives back whatever is still held; observers that are still subscribed are told of it.
   ~BitPerfectAudioPlayer();
   BitPerfectAudioPlayer(const BitPerfectAudioPlayer&) = delete;
@@ -35,6 +41,12 @@ class BitPerfectAudioPlayer {
   // Published state.
   [[nodiscard]] const Published<bool>& isPlaying() const;
   [[nodiscard]] const Published<bool>& isPaused() const;
+  /// A track is being read into memory, or its output built. Neither playing nor paused.
+  [[nodiscard]] const Published<bool>& isPreparing() const;
+  /// Whether that track waits to be resumed when it is ready.
+  [[nodiscard]] const Published<bool>& startsPaused() const;
+  /// 0 … 1 of the reading; 0 while nothing is prepared. Not announced: whoever shows it asks again.
+  [[nodiscard]] double preparationProgress() const;
   /// The loaded track. A track that could not be started stays here; one that ended, failed or was stopped does not.
   [[nodiscard]] const Published<std::optional<FileURL>>& currentURL() const;
   [[nodiscard]] const Published<double>& duration() const;    ///< seconds; 0 while no track is configured
@@ -48,12 +60,14 @@ class BitPerfectAudioPlayer {
 
   // Transport. Failures are published as PATH ERROR.
 
-  /// Starts the file from its beginning. Blocks while the whole track is prepared in memory.
-  void play(FileURL url);
-  /// Keeps device, rate and hog mode. Nothing unless playing. An output that is recovering comes back paused.
+  /// Starts the file from its beginning, once the background has prepared the whole track in memory. Any later play or
+  /// stop ends the preparation, and `started` is not called then.
+  void play(FileURL url, Started started = {});
+  /// Keeps device, rate and hog mode. Nothing while stopped. A track that is being prepared, and an output that is
+  /// recovering, come up paused.
   void pause();
-  /// Goes on with the first frame that was not heard; with a recovering output, when it has come back. Nothing while
-  /// stopped.
+  /// Goes on with the first frame that was not heard; with a track that is being prepared, or a recovering output, as
+  /// soon as it has come up. Nothing while stopped.
   void resume();
   /// Seconds; ignored outside 0 … duration. A recovering output goes on there.
   void seek(double seconds);
@@ -64,8 +78,9 @@ class BitPerfectAudioPlayer {
 
   /// Volume 0 … 1 and balance −1 … +1; others are clamped, what is not finite becomes 1 and 0.
   void setOutputLevels(double volume, double balance);
-  /// Takes effect at once while playing, by starting the track again; else at the next start.
-  void setOutputDevice(AudioObjectID deviceID);
+  /// Takes effect at once while playing, by starting the track again as play() does; else at the next start, and
+  /// `started` is not called.
+  void setOutputDevice(AudioObjectID deviceID, Started started = {});
   /// The position in seconds at which playback goes on, when the output had to be rebuilt.
   std::optional<double> setExclusiveAccessEnabled(bool enabled);
 
@@ -73,7 +88,8 @@ class BitPerfectAudioPlayer {
   [[nodiscard]] OutputStatistics statistics() const;
 
  private:
-  [[nodiscard]] Result<void> prepareAndStart(const FileURL& url);
+  void finishPreparation(Result<PreparedAudio> prepared);
+  [[nodiscard]] Result<void> startOutput(const PreparedAudio& prepared);
   [[nodiscard]] bool restartUnit(std::string_view failureMessage);
 
   std::unique_ptr<PlayerCore> core_;

@@ -1,6 +1,6 @@
 #pragma once
-// The engine's view of one output device: rates, streams, hog mode. Main thread. Never throws or logs: what is missing
-// or fails becomes an empty result or a report. The waits for a rate block, each for at most 250 ms.
+// The engine's view of one output device: rates, streams, hog mode. Player's thread. Never throws or logs: what is
+// missing or fails becomes an empty result or a report. The waits for a rate block, each for at most 250 ms.
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,6 @@
 #pragma once
-// The two published verdicts and the listener's switch for exclusive ownership of the device (hog mode). Main thread.
-// Verification changes the device only through acquireHogMode; the switch rebuilds the output.
+// The two published verdicts and the listener's switch for exclusive ownership of the device (hog mode). Player's
+// thread. Verification changes the device only through acquireHogMode; the switch rebuilds the output.
 
 #include <optional>
 

@@ -1,6 +1,6 @@
 #pragma once
-// Builds the output for a prepared track in one fixed order, and takes it down in another. Main thread. After a failure
-// at any step the caller tears down, so that no unit, changed rate or held hog mode is left behind.
+// Builds the output for a prepared track in one fixed order, and takes it down in another. Player's thread. After a
+// failure at any step the caller tears down, so that no unit, changed rate or held hog mode is left behind.
 
 #include <memory>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 // Watches a configured output: property listeners, a health timer, and the bounded recovery that rebuilds the output at
-// the same frame. Main thread.
+// the same frame. Player's thread.
 
 #include <cstdint>
 #include <memory>

@@ -1,6 +1,6 @@
 #pragma once
 // Notices that the track has been rendered to its end, waits until the device has played it out, and ends playback.
-// Main thread.
+// Player's thread.
 
 #include <cstdint>
 

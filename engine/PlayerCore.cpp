@@ -1,18 +1,23 @@
 #include "engine/PlayerCore.h"
 
+#include <utility>
+
 namespace tolvane {
 
-PlayerCore::PlayerCore(AudioHardware& hardwareLayer, AudioFileServices& files, RunLoop& mainLoop, Log& log)
+PlayerCore::PlayerCore(AudioHardware& hardwareLayer, AudioFileServices& files, RunLoop& mainLoop, Log& log,
+                       Background background)
     : hardware(hardwareLayer),
       runLoop(mainLoop),
       audioLogger(log),
-      preparation(files, outputLevelsState),
+      preparer(TrackPreparation(files, outputLevelsState), mainLoop, std::move(background)),
       device(hardwareLayer, mainLoop) {}
 
 void PlayerCore::setPlaybackState(PlaybackState next) {
   state = next;
   isPlaying.assign(next == PlaybackState::playing);
   isPaused.assign(next == PlaybackState::paused);
+  isPreparing.assign(next == PlaybackState::preparing);
+  if (next != PlaybackState::preparing) startsPaused.assign(false);
 }
 
 void PlayerCore::forgetTrack() {

@@ -1,8 +1,9 @@
 #pragma once
 // What the parts of BitPerfectAudioPlayer share: its services, its published state and the output that is configured.
-// Main thread. Only the files of this folder include it; the rest of the program sees BitPerfectAudioPlayer.
+// Player's thread. Only the files of this folder include it; the rest of the program sees BitPerfectAudioPlayer.
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -17,26 +18,29 @@
 #include "engine/PlaybackCompletion.h"
 #include "engine/PreparedAudio.h"
 #include "engine/Published.h"
-#include "engine/TrackPreparation.h"
+#include "engine/TrackPreparer.h"
 
 namespace tolvane {
 
-enum class PlaybackState : std::uint8_t { stopped, playing, paused };
+enum class PlaybackState : std::uint8_t { stopped, preparing, playing, paused };
 
 struct PlayerCore {
-  PlayerCore(AudioHardware& hardwareLayer, AudioFileServices& files, RunLoop& mainLoop, Log& log);
+  PlayerCore(AudioHardware& hardwareLayer, AudioFileServices& files, RunLoop& mainLoop, Log& log,
+             Background background);
 
   // Constant after construction.
   AudioHardware& hardware;
   RunLoop& runLoop;
   AudioLogger audioLogger;
   const std::shared_ptr<AtomicOutputLevels> outputLevelsState = std::make_shared<AtomicOutputLevels>();
-  TrackPreparation preparation;
+  TrackPreparer preparer;
   DeviceProperties device;
 
   // Published.
   Published<bool> isPlaying{false};
   Published<bool> isPaused{false};
+  Published<bool> isPreparing{false};
+  Published<bool> startsPaused{false};  ///< the track that is being prepared
   Published<std::optional<FileURL>> currentURL{std::nullopt};
   Published<double> duration{0};    ///< seconds; 0 while no track is configured
   Published<double> sampleRate{0};  ///< the source's, hertz; 0 while no track is configured
@@ -58,7 +62,8 @@ struct PlayerCore {
   std::optional<double> originalDeviceSampleRate;
   std::uint32_t outputBufferFrameSize = 512;
   bool ownsHogMode = false;
-  OutputStatistics statistics;  ///< of outputs that were torn down
+  OutputStatistics statistics;    ///< of outputs that were torn down
+  std::function<void()> started;  ///< who asked for the track that is being prepared
 
   // The parts. Last, so that their timers and listeners end before the state they act on.
   OutputConfiguration configuration{*this};
@@ -66,10 +71,12 @@ struct PlayerCore {
   ExclusiveAccess exclusiveAccess{*this};
   OutputSupervision supervision{*this};
 
-  /// The one transition of `state`, with the two properties derived from it.
+  /// The one transition of `state`, with the three properties derived from it.
   void setPlaybackState(PlaybackState next);
 
-  [[nodiscard]] bool isPlayingOrPaused() const { return state != PlaybackState::stopped; }
+  [[nodiscard]] bool isPlayingOrPaused() const {
+    return state == PlaybackState::playing || state == PlaybackState::paused;
+  }
 
   /// No track is loaded any more: publishes no URL, duration and rate.
   void forgetTrack();

@@ -1,5 +1,5 @@
 #pragma once
-// A value that others can watch: assigning notifies, and only when the value really changes. Main thread.
+// A value that others can watch: assigning notifies, and only when the value really changes. Player's thread.
 // Must not be destroyed from within a notification of its own.
 
 #include <functional>

@@ -1,6 +1,6 @@
 #pragma once
 // The contract of the audio device layer: a tree of objects (the system, devices, their streams) with properties that
-// can be tested for, read, written and listened to. Lives on the main thread; implementations never call back from
+// can be tested for, read, written and listened to. Lives on the player's thread; implementations never call back from
 // inside a call. Adapters: platform/simulated, platform/alsa, platform/pipewire. All pass the suite in tests/platform.
 
 #include <cstdint>

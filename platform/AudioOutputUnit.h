@@ -1,6 +1,6 @@
 #pragma once
 // The contract of an output unit: it pulls frames from a render callback on its own real-time thread and plays them on
-// one device. Every operation is for the main thread; only the render callback runs on the unit's thread.
+// one device. Every operation is for the player's thread; only the render callback runs on the unit's thread.
 
 #include <cstdint>
 #include <expected>

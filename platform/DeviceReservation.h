@@ -1,6 +1,6 @@
 #pragma once
 // The contract of the reservation of sound cards among the programs of a session: who has one, taking it, giving it
-// back. Main thread; calls may wait for other programs, each for a bounded time. Never touches the device itself.
+// back. Player's thread; calls may wait for other programs, each for a bounded time. Never touches the device itself.
 
 #include <sys/types.h>
 

@@ -1,6 +1,7 @@
 #pragma once
 // The contract for finding a file again in a later run of the program, also when it has been renamed meanwhile.
-// Main thread; blocks on the disk. Access to a file need not be asked for here: what can be read can be read.
+// Any thread, several at once; blocks on the disk, for as long as a dead share pleases. Access to a file need not be
+// asked for here: what can be read can be read.
 
 #include <expected>
 #include <optional>
@@ -31,6 +32,9 @@ class FileBookmarks {
 
   /// The error is a description for people.
   [[nodiscard]] virtual std::expected<FileBookmark, std::string> make(const FileURL& url) = 0;
+
+  /// Where the file lay when the bookmark was made, without asking the disk; nothing where the bytes are no bookmark.
+  [[nodiscard]] virtual std::optional<FileURL> storedURL(const FileBookmark& bookmark) const = 0;
 
   /// A result a bookmark, in their order; nothing where the file is gone or the bytes are no bookmark. Many at once, so
   /// that the search for files that have moved stays bounded however many have.

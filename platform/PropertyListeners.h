@@ -1,7 +1,7 @@
 #pragma once
-// Who wants to know about which property. Main thread. A notification reaches, each in a later turn of the run loop of
-// its own, those who listened when the property changed and still do: one who begins to listen afterwards has read the
-// new value.
+// Who wants to know about which property. Player's thread. A notification reaches, each in a later turn of the run loop
+// of its own, those who listened when the property changed and still do: one who begins to listen afterwards has read
+// the new value.
 
 #include <map>
 #include <memory>

@@ -1,6 +1,7 @@
 #pragma once
-// The contract of the main run loop: time, timers and hand-over to the main thread. Everything here is for the main
-// thread, except post(). Under the manual run loop (platform/simulated) time moves only when a test says so.
+// The contract of a thread's run loop: time, timers and hand-over to that thread. Everything here is for the thread
+// that the loop belongs to (the player's, the window's), except post(). Under the manual run loop (platform/simulated)
+// time moves only when a test says so.
 
 #include <chrono>
 #include <functional>
@@ -36,13 +37,13 @@ class RunLoop {
   /// Negative intervals count as 0. A repeating timer that fell behind fires once, not once for each missed turn.
   [[nodiscard]] virtual Timer scheduleTimer(Duration interval, bool repeats, Action action) = 0;
 
-  /// Any thread. Runs the action in a later turn of the main thread, in order of posting.
+  /// Any thread. Runs the action in a later turn of the loop's thread, in order of posting.
   virtual void post(Action action) = 0;
 
-  /// Blocks the main thread: for bounded waits on a device only. No timer or posted action runs meanwhile.
+  /// Blocks the thread: for bounded waits on a device only. No timer or posted action runs meanwhile.
   virtual void sleepFor(Duration duration) = 0;
 
-  /// Runs the action on the main thread each time the descriptor is readable or in error (level triggered).
+  /// Runs the action on the loop's thread each time the descriptor is readable or in error (level triggered).
   [[nodiscard]] virtual Timer watchDescriptor(int descriptor, Action action) = 0;
 };
 

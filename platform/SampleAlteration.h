@@ -1,6 +1,6 @@
 #pragma once
-// One thing that happens to the samples between an output unit and the converter of its device. A value; main thread.
-// Device adapters report it, the verdict shows it: the detail is written for the user.
+// One thing that happens to the samples between an output unit and the converter of its device. A value; player's
+// thread. Device adapters report it, the verdict shows it: the detail is written for the user.
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
 // What the device adapters share: one table of where each property lives and which may be written, the order in which a
-// call is checked, and the listeners. An adapter says what objects it has, and supplies values. Main thread.
+// call is checked, and the listeners. An adapter says what objects it has, and supplies values. Player's thread.
 
 #include <expected>
 #include <optional>

@@ -1,6 +1,6 @@
 #pragma once
-// The contract of what survives a restart: values under keys. Main thread. Neither reading nor writing ever fails for
-// the caller or waits for a disk: what cannot be stored serves from memory, and the store says so once in the log.
+// The contract of what survives a restart: values under keys. Player's thread. Neither reading nor writing ever fails
+// for the caller or waits for a disk: what cannot be stored serves from memory, and the store says so once in the log.
 
 #include <optional>
 #include <string>

@@ -25,22 +25,16 @@ double sanitisedBalance(double balance) {
   return std::abs(clamped) < smallestBalance ? 0 : clamped;
 }
 
-/// Everything between the two places moves by one.
-template <typename T>
-void moveElement(std::vector<T>& elements, std::int64_t source, std::int64_t target) {
-  const auto begin = elements.begin();
-  if (source < target) {
-    std::rotate(begin + source, begin + source + 1, begin + target + 1);
-  } else {
-    std::rotate(begin + target, begin + source, begin + source + 1);
-  }
-}
-
 }  // namespace
 
 PlayerSession::PlayerSession(AudioHardware& hardware, AudioFileServices& files, UserDefaults& defaults,
-                             FileBookmarks& bookmarks, RunLoop& runLoop, Log& log)
-    : defaults_(defaults), bookmarks_(bookmarks), runLoop_(runLoop), player_(hardware, files, runLoop, log) {
+                             FileBookmarks& bookmarks, RunLoop& runLoop, Log& log, Background background)
+    : defaults_(defaults),
+      bookmarks_(bookmarks),
+      runLoop_(runLoop),
+      player_(hardware, files, runLoop, log, background),
+      restoration_(runLoop, background),
+      bookmarking_(runLoop, std::move(background)) {
   restoreLevels();
   restorePlaylist();
   completionSubscription_ =
@@ -62,10 +56,8 @@ std::vector<FileURL> PlayerSession::fileURLs() const {
 }
 
 std::optional<FileURL> PlayerSession::currentTrackURL() const {
-  const auto& tracks = playlistTracks_.value();
-  const auto index = currentIndex_.value();
-  if (index < 0 || index >= std::ssize(tracks)) return std::nullopt;
-  return tracks[static_cast<std::size_t>(index)].url;
+  const PlaylistTrack* track = playlistTracks_.value().entryAt(currentIndex_.value());
+  return track != nullptr ? std::optional(track->url) : std::nullopt;
 }
 
 double PlayerSession::playbackProgress() const {
@@ -73,7 +65,13 @@ double PlayerSession::playbackProgress() const {
   return duration > 0 ? std::clamp(playbackPosition_.value() / duration, 0.0, 1.0) : 0;
 }
 
-bool PlayerSession::canPlayNext() const { return currentIndex_.value() < std::ssize(playlistTracks_.value()) - 1; }
+std::optional<RunLoop::TimePoint> PlayerSession::playbackStartedAt() const {
+  return player_.isPlaying().value() ? playbackStartedAt_ : std::nullopt;
+}
+
+bool PlayerSession::canPlayNext() const {
+  return currentIndex_.value() < std::ssize(playlistTracks_.value().entries()) - 1;
+}
 
 Subscription PlayerSession::onChange(const std::function<void()>& observer) const {
   const auto anyChange = [observer](const auto&) { observer(); };
@@ -89,31 +87,65 @@ Subscription PlayerSession::onChange(const std::function<void()>& observer) cons
 }
 
 void PlayerSession::playTrack(std::int64_t index, double fraction) {
-  const auto& tracks = playlistTracks_.value();
-  if (index < 0 || index >= std::ssize(tracks)) return;
+  const PlaylistTrack* track = playlistTracks_.value().entryAt(index);
+  if (track == nullptr) return;
   const double start = fraction > 0 ? std::min(fraction, 1.0) : 0;
-  const FileURL url = tracks[static_cast<std::size_t>(index)].url;
+  const FileURL url = track->url;
   const bool indexChanged = currentIndex_.assign(index);
 
-  double target = 0;
   if (isTrackLoaded(url)) {
     playbackDuration_.assign(player_.duration().value());
-    target = start * playbackDuration_.value();
+    const double target = start * playbackDuration_.value();
     player_.seek(target);
     if (player_.isPaused().value()) player_.resume();
-  } else {
-    if (indexChanged) {
-      playbackPosition_.assign(0);
-      playbackDuration_.assign(0);
-    }
-    player_.play(url);
-    playbackDuration_.assign(player_.duration().value());
-    target = start * playbackDuration_.value();
-    if (target > 0) player_.seek(target);
+    setPositionFollowingEngine(target);
+    shouldAutoAdvance_ = player_.isPlaying().value();
+    return persistPlaybackState();
   }
-  setPositionFollowingEngine(target);
+  if (indexChanged) {
+    playbackPosition_.assign(0);
+    playbackDuration_.assign(0);
+  }
+  startFraction_ = start;
+  startSeconds_.reset();
+  if (isTrackPrepared(url)) {
+    player_.resume();
+  } else {
+    shouldAutoAdvance_ = false;
+    playbackStartedAt_.reset();
+    player_.play(url, [this] { trackHasStarted(); });
+    if (!player_.isPreparing().value()) return;
+  }
+  playbackPosition_.assign(start * playbackDuration_.value());
+  persistPlaybackState();
+}
+
+void PlayerSession::trackHasStarted() {
+  startFromTarget();
   shouldAutoAdvance_ = player_.isPlaying().value();
   persistPlaybackState();
+}
+
+void PlayerSession::trackHasStartedOnOtherDevice() {
+  // Where it could not be started, the place in it stays.
+  if (player_.duration().value() > 0) startFromTarget();
+  persistPlaybackState();
+}
+
+void PlayerSession::startFromTarget() {
+  const double duration = player_.duration().value();
+  playbackDuration_.assign(duration);
+  const double target = startSeconds_ ? std::min(*startSeconds_, duration) : startFraction_ * duration;
+  if (target > 0) player_.seek(target);
+  setPositionFollowingEngine(target);
+}
+
+bool PlayerSession::isActive() const {
+  return player_.isPlaying().value() || player_.isPaused().value() || player_.isPreparing().value();
+}
+
+bool PlayerSession::isTrackPrepared(const FileURL& url) const {
+  return player_.isPreparing().value() && player_.currentURL().value() == url;
 }
 
 bool PlayerSession::isTrackLoaded(const FileURL& url) const {
@@ -133,6 +165,8 @@ void PlayerSession::togglePausePlayback() {
     setPositionFollowingEngine(playbackPosition_.value());
     shouldAutoAdvance_ = player_.isPlaying().value();
     persistPlaybackState();
+  } else if (player_.isPreparing().value()) {
+    player_.startsPaused().value() ? player_.resume() : player_.pause();
   } else if (!playlistTracks_.value().empty()) {
     const double progress = playbackProgress();
     playTrack(currentIndex_.value(), progress >= finishedThreshold ? 0 : progress);
@@ -147,7 +181,13 @@ void PlayerSession::previous() {
 
 void PlayerSession::seek(double seconds) {
   const auto url = currentTrackURL();
-  if (!url || !isTrackLoaded(*url) || !std::isfinite(seconds)) return;
+  if (!url || !std::isfinite(seconds)) return;
+  if (isTrackPrepared(*url) && playbackDuration_.value() > 0) {
+    startSeconds_ = std::clamp(seconds, 0.0, playbackDuration_.value());
+    playbackPosition_.assign(*startSeconds_);
+    return persistPlaybackState();
+  }
+  if (!isTrackLoaded(*url)) return;
   const double target = std::clamp(seconds, 0.0, player_.duration().value());
   player_.seek(target);
   setPositionFollowingEngine(target);
@@ -155,10 +195,10 @@ void PlayerSession::seek(double seconds) {
 }
 
 void PlayerSession::stopPlayback() {
-  const bool isActive = player_.isPlaying().value() || player_.isPaused().value();
-  if (!isActive && !(playbackPosition_.value() > 0)) return;
+  const bool wasActive = isActive();
+  if (!wasActive && !(playbackPosition_.value() > 0)) return;
   shouldAutoAdvance_ = false;
-  if (isActive) player_.stop();
+  if (wasActive) player_.stop();
   playbackStartedAt_.reset();
   playbackPosition_.assign(0);
   persistPlaybackState();
@@ -166,45 +206,38 @@ void PlayerSession::stopPlayback() {
 
 void PlayerSession::loadPlaylist(std::span<const FileURL> urls, bool autoplay) {
   if (urls.empty()) return;
-  if (player_.isPlaying().value() || player_.isPaused().value()) player_.stop();
+  if (isActive()) player_.stop();
   std::vector<PlaylistTrack> tracks;
   tracks.reserve(urls.size());
-  std::vector<FileBookmark> bookmarks;
-  bookmarks.reserve(urls.size());
-  for (const auto& url : urls) {
-    tracks.push_back({++lastTrackID_, url});
-    bookmarks.push_back(bookmarks_.make(url).value_or(FileBookmark()));  // without one: plays now, is not saved
-  }
-  adoptBookmarks(std::move(bookmarks));
-  playlistTracks_.assign(std::move(tracks));
+  const auto firstID = lastTrackID_ + 1;
+  for (const auto& url : urls) tracks.push_back({++lastTrackID_, url});
+  restoration_.cancel();
+  restorationPatience_.reset();
+  adoptBookmarks(std::vector<FileBookmark>(urls.size()));
+  playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
   currentIndex_.assign(0);
   playbackPosition_.assign(0);
   playbackDuration_.assign(0);
   playbackStartedAt_.reset();
   shouldAutoAdvance_ = false;
-  persistAll();
+  makeBookmarks({urls.begin(), urls.end()}, firstID);
   if (autoplay) playTrack(currentIndex_.value(), 0);
 }
 
 void PlayerSession::moveTrack(std::int64_t source, std::int64_t destination) {
-  const auto count = std::ssize(playlistTracks_.value());
+  const auto count = std::ssize(playlistTracks_.value().entries());
   if (source < 0 || source >= count || count < 2) return;
   const auto target = std::clamp<std::int64_t>(destination, 0, count - 1);
   if (target == source) return;
   updatePlaybackPosition();
 
-  auto index = currentIndex_.value();
-  if (index == source) {
-    index = target;
-  } else if (source < index && target >= index) {
-    --index;
-  } else if (source > index && target <= index) {
-    ++index;
-  }
+  const auto index = indexAfterMove(currentIndex_.value(), source, target);
   auto bookmarks = std::move(entryBookmarks_);
   moveElement(bookmarks, source, target);
   adoptBookmarks(std::move(bookmarks));
-  playlistTracks_.modify([&](auto& tracks) { moveElement(tracks, source, target); });
+  auto tracks = playlistTracks_.value().entries();
+  moveElement(tracks, source, target);
+  playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
   currentIndex_.assign(index);
   persistAll();
 }
@@ -231,16 +264,8 @@ void PlayerSession::setOutputBalance(double balance) {
 
 void PlayerSession::setOutputDevice(AudioObjectID deviceID) {
   updatePlaybackPosition();
-  const double position = playbackPosition_.value();
-  player_.setOutputDevice(deviceID);
-  const double duration = player_.duration().value();
-  if (player_.isPlaying().value() && duration > 0) {
-    // The engine has started the track again on the new device.
-    player_.seek(std::min(duration, position));
-    playbackDuration_.assign(duration);
-    playbackPosition_.assign(std::min(duration, position));
-    startClockAt(playbackPosition_.value());
-  }
+  if (player_.isPlaying().value()) startSeconds_ = playbackPosition_.value();
+  player_.setOutputDevice(deviceID, [this] { trackHasStartedOnOtherDevice(); });
   persistPlaybackState();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 // The one model between the user interface and the engine: the playlist, the current entry, the displayed position and
-// the listener's levels. Main thread. The position shown is derived from the clock; the device is never asked for it.
+// the listener's levels. Player's thread; the window reaches it through SessionProxy. The position shown is derived
+// from the clock; the device is never asked for it.
 
 #include <cstdint>
 #include <functional>
@@ -10,9 +11,10 @@
 
 #include "engine/BitPerfectAudioPlayer.h"
 #include "engine/Published.h"
+#include "platform/BackgroundRequest.h"
 #include "platform/FileBookmarks.h"
 #include "platform/UserDefaults.h"
-#include "session/PlaylistTrack.h"
+#include "session/PlaylistTracks.h"
 
 namespace tolvane {
 
@@ -20,16 +22,17 @@ namespace tolvane {
 /// leave operations for a later turn.
 class PlayerSession {
  public:
-  /// Restores what the last session has left in the defaults; nothing plays yet. The services outlive the session.
+  /// Restores what the last session has left in the defaults; nothing plays yet. The services outlive the session;
+  /// files and bookmarks also what `background` has been given, which asks the disk.
   PlayerSession(AudioHardware& hardware, AudioFileServices& files, UserDefaults& defaults, FileBookmarks& bookmarks,
-                RunLoop& runLoop, Log& log);
+                RunLoop& runLoop, Log& log, Background background = runAtOnce);
   PlayerSession(const PlayerSession&) = delete;
   PlayerSession& operator=(const PlayerSession&) = delete;
   ~PlayerSession() = default;
 
   // State.
   [[nodiscard]] const BitPerfectAudioPlayer& player() const { return player_; }
-  [[nodiscard]] const Published<std::vector<PlaylistTrack>>& playlistTracks() const { return playlistTracks_; }
+  [[nodiscard]] const Published<PlaylistTracks>& playlistTracks() const { return playlistTracks_; }
   [[nodiscard]] std::vector<FileURL> fileURLs() const;
   /// Out of range while the playlist is empty.
   [[nodiscard]] const Published<std::int64_t>& currentIndex() const { return currentIndex_; }
@@ -37,6 +40,8 @@ class PlayerSession {
   [[nodiscard]] const Published<double>& playbackPosition() const { return playbackPosition_; }  ///< seconds
   [[nodiscard]] const Published<double>& playbackDuration() const { return playbackDuration_; }  ///< 0: unknown
   [[nodiscard]] double playbackProgress() const;                                                 ///< 0 … 1
+  /// When the track would have been at its beginning had it played without a pause; nothing unless the clock runs.
+  [[nodiscard]] std::optional<RunLoop::TimePoint> playbackStartedAt() const;
   [[nodiscard]] bool canPlayNext() const;
   [[nodiscard]] const Published<double>& outputVolume() const { return outputVolume_; }    ///< 0 … 1
   [[nodiscard]] const Published<double>& outputBalance() const { return outputBalance_; }  ///< −1 … 1
@@ -45,15 +50,17 @@ class PlayerSession {
 
   // Transport. Indices out of range are ignored.
 
-  /// Plays the entry from a fraction of its length; the track that is loaded already is only sought in.
+  /// Plays the entry from a fraction of its length; the track that is loaded already is only sought in, and one that
+  /// is being prepared starts there.
   void playTrack(std::int64_t index, double fraction);
-  /// Pauses, resumes, or starts the current entry where it stands (from its beginning when it stands at its end).
+  /// Pauses, resumes, or starts the current entry where it stands (from its beginning when it stands at its end). A
+  /// track that is being prepared will wait, or start after all.
   void togglePausePlayback();
   /// The entry before, or the beginning of this one once more than 5 % of it have been played.
   void previous();
   void stopPlayback();
-  /// Within the track that is loaded, which goes on playing or stays paused. Ignored while none is, and for what is not
-  /// finite; beyond the track is its end.
+  /// Within the track that is loaded, which goes on playing or stays paused, or that is being prepared. Ignored while
+  /// there is none, and for what is not finite; beyond the track is its end.
   void seek(double seconds);
 
   // Playlist.
@@ -82,16 +89,31 @@ class PlayerSession {
   void persistPlaybackState();
 
  private:
-  struct RestoredPlaylist;
+  /// What is left of a saved playlist once the disk has been asked for each file.
+  struct RestoredPlaylist {
+    std::vector<FileURL> urls;
+    std::vector<FileBookmark> bookmarks;
+    std::vector<std::int64_t> savedIndices;  ///< ascending
+    bool isChanged = false;
+  };
+  [[nodiscard]] static RestoredPlaylist resolvedPlaylist(FileBookmarks& bookmarks, std::vector<FileBookmark> saved);
 
   void handlePlaybackCompletion();
   void restoreLevels();
   void restorePlaylist();
-  [[nodiscard]] RestoredPlaylist resolvedPlaylist(std::span<const FileBookmark> saved);
+  void adoptRestoredPlaylist(RestoredPlaylist restored);
+  void adoptStoredPlaylist(const std::string& record);
+  void makeBookmarks(std::vector<FileURL> urls, PlaylistTrackID firstID);
   void adoptBookmarks(std::vector<FileBookmark> bookmarks);
+  [[nodiscard]] bool isWaitingForBookmarks() const;
   void persistAll();
   [[nodiscard]] std::int64_t savedIndexOfCurrentEntry() const;
   [[nodiscard]] bool isTrackLoaded(const FileURL& url) const;
+  [[nodiscard]] bool isTrackPrepared(const FileURL& url) const;
+  [[nodiscard]] bool isActive() const;
+  void trackHasStarted();
+  void trackHasStartedOnOtherDevice();
+  void startFromTarget();
   void setPositionFollowingEngine(double seconds);
   void startClockAt(double seconds);
 
@@ -100,7 +122,7 @@ class PlayerSession {
   RunLoop& runLoop_;
   BitPerfectAudioPlayer player_;
 
-  Published<std::vector<PlaylistTrack>> playlistTracks_;
+  Published<PlaylistTracks> playlistTracks_;
   Published<std::int64_t> currentIndex_{0};
   Published<double> playbackPosition_{0};
   Published<double> playbackDuration_{0};
@@ -112,10 +134,16 @@ class PlayerSession {
   std::vector<std::int64_t> unsavedIndices_;  ///< of those entries, ascending
   /// When the track would have been at position 0 had it played without a pause; present only while the engine plays.
   std::optional<RunLoop::TimePoint> playbackStartedAt_;
+  // Where the track that is being prepared is to start: at a time, or at a fraction of a length not known yet.
+  double startFraction_ = 0;
+  std::optional<double> startSeconds_;
   std::optional<RunLoop::TimePoint> lastPeriodicSave_;
   bool shouldAutoAdvance_ = false;
 
   // Last, so that they end before the state they act on.
+  BackgroundRequest<std::optional<RestoredPlaylist>> restoration_;  ///< of the saved playlist
+  RunLoop::Timer restorationPatience_;
+  BackgroundRequest<std::vector<FileBookmark>> bookmarking_;  ///< of the loaded one
   Subscription completionSubscription_;
   RunLoop::Timer progressTimer_;
 };

@@ -15,6 +15,8 @@ namespace {
 
 constexpr std::string_view playlistKey = "TolvanePlayer.SavedPlaylist";
 constexpr std::string_view playbackStateKey = "TolvanePlayer.SavedPlaybackState";
+/// 100,000 entries of a disk that answers take a fraction of it.
+constexpr auto restorationPatience = std::chrono::seconds(3);
 
 void reportLostAccess(const FileURL& url, const std::string& error) {
   std::string name(url.lastPathComponent());
@@ -27,14 +29,10 @@ void reportLostAccess(const FileURL& url, const std::string& error) {
 
 }  // namespace
 
-struct PlayerSession::RestoredPlaylist {
-  std::vector<PlaylistTrack> tracks;
-  std::vector<FileBookmark> bookmarks;
-  std::vector<std::int64_t> savedIndices;  ///< ascending
-  bool isChanged = false;
-};
+bool PlayerSession::isWaitingForBookmarks() const { return restoration_.isUnderWay() || bookmarking_.isUnderWay(); }
 
 void PlayerSession::persistPlaylist() {
+  if (isWaitingForBookmarks()) return;  // what is stored stays until it can be replaced
   if (unsavedIndices_.size() == entryBookmarks_.size()) {
     const UserDefaults::Group together(defaults_);
     defaults_.removeObject(playlistKey);
@@ -45,6 +43,7 @@ void PlayerSession::persistPlaylist() {
 }
 
 void PlayerSession::persistPlaybackState() {
+  if (isWaitingForBookmarks()) return;
   if (unsavedIndices_.size() == entryBookmarks_.size()) return defaults_.removeObject(playbackStateKey);
   auto record = encodedState({.currentIndex = savedIndexOfCurrentEntry(),
                               .position = playbackPosition_.value(),
@@ -74,17 +73,68 @@ void PlayerSession::adoptBookmarks(std::vector<FileBookmark> bookmarks) {
   }
 }
 
+/// An entry without a bookmark plays now, and is not saved.
+void PlayerSession::makeBookmarks(std::vector<FileURL> urls, PlaylistTrackID firstID) {
+  bookmarking_.start(
+      [&bookmarks = bookmarks_, urls = std::move(urls)] {
+        std::vector<FileBookmark> made;
+        made.reserve(urls.size());
+        for (const auto& url : urls) made.push_back(bookmarks.make(url).value_or(FileBookmark()));
+        return made;
+      },
+      [this, firstID](std::vector<FileBookmark> made) {
+        // Entries may have been moved meanwhile.
+        std::vector<FileBookmark> inOrder;
+        inOrder.reserve(made.size());
+        for (const auto& track : playlistTracks_.value()) inOrder.push_back(std::move(made[track.id - firstID]));
+        adoptBookmarks(std::move(inOrder));
+        persistAll();
+      });
+}
+
 void PlayerSession::restorePlaylist() {
-  const auto data = defaults_.value<UserDefaults::Data>(playlistKey);
-  if (!data) return;
-  const auto saved = decodedPlaylist(*data);
+  auto record = defaults_.value<UserDefaults::Data>(playlistKey);
+  if (!record) return;
+  restoration_.start(
+      [&bookmarks = bookmarks_, record = *record] {
+        auto saved = decodedPlaylist(record);
+        const bool isKnown = saved && saved->version == SavedPlaylist::currentVersion;
+        return isKnown ? std::optional(resolvedPlaylist(bookmarks, std::move(saved->bookmarks))) : std::nullopt;
+      },
+      [this](std::optional<RestoredPlaylist> restored) {
+        restorationPatience_.reset();
+        if (restored) adoptRestoredPlaylist(*std::move(restored));
+      });
+  if (!restoration_.isUnderWay()) return;
+  restorationPatience_ = runLoop_.scheduleTimer(restorationPatience, false, [this, record = std::move(*record)] {
+    restoration_.cancel();
+    adoptStoredPlaylist(record);
+  });
+}
+
+/// For a share that does not answer: the entries as they were saved. What has gone is found out when it is played.
+void PlayerSession::adoptStoredPlaylist(const std::string& record) {
+  auto saved = decodedPlaylist(record);
   if (!saved || saved->version != SavedPlaylist::currentVersion) return;
+  RestoredPlaylist stored;
+  for (std::size_t index = 0; index < saved->bookmarks.size(); ++index) {
+    auto url = bookmarks_.storedURL(saved->bookmarks[index]);
+    if (!url || !isSupportedAudioFile(*url)) continue;
+    stored.urls.push_back(*std::move(url));
+    stored.bookmarks.push_back(std::move(saved->bookmarks[index]));
+    stored.savedIndices.push_back(static_cast<std::int64_t>(index));
+  }
+  adoptRestoredPlaylist(std::move(stored));
+}
+
+void PlayerSession::adoptRestoredPlaylist(RestoredPlaylist restored) {
   const auto stateData = defaults_.value<UserDefaults::Data>(playbackStateKey);
   const auto state = (stateData ? decodedState(*stateData) : std::nullopt).value_or(SavedPlaybackState{});
-
-  RestoredPlaylist restored = resolvedPlaylist(saved->bookmarks);
   adoptBookmarks(std::move(restored.bookmarks));
-  playlistTracks_.assign(std::move(restored.tracks));
+  std::vector<PlaylistTrack> tracks;
+  tracks.reserve(restored.urls.size());
+  for (auto& url : restored.urls) tracks.push_back({++lastTrackID_, std::move(url)});
+  playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
   // Without a saved entry, this removes both records.
   if (entryBookmarks_.empty()) return persistPlaylist();
 
@@ -101,25 +151,26 @@ void PlayerSession::restorePlaylist() {
   if (!isCurrentThere || restored.isChanged) persistAll();
 }
 
-PlayerSession::RestoredPlaylist PlayerSession::resolvedPlaylist(std::span<const FileBookmark> saved) {
+PlayerSession::RestoredPlaylist PlayerSession::resolvedPlaylist(FileBookmarks& bookmarks,
+                                                                std::vector<FileBookmark> saved) {
   RestoredPlaylist restored;
-  auto resolved = bookmarks_.resolve(saved);
+  auto resolved = bookmarks.resolve(saved);
   for (std::size_t index = 0; index < saved.size(); ++index) {
     auto& entry = resolved[index];
     if (!entry || !entry->isReadable || !isSupportedAudioFile(entry->url)) {
       restored.isChanged = true;
       continue;
     }
-    FileBookmark bookmark = saved[index];
+    FileBookmark bookmark = std::move(saved[index]);
     if (entry->isStale) {
-      if (auto fresh = bookmarks_.make(entry->url)) {
+      if (auto fresh = bookmarks.make(entry->url)) {
         bookmark = std::move(*fresh);
         restored.isChanged = true;
       } else {
         reportLostAccess(entry->url, fresh.error());
       }
     }
-    restored.tracks.push_back({++lastTrackID_, std::move(entry->url)});
+    restored.urls.push_back(std::move(entry->url));
     restored.bookmarks.push_back(std::move(bookmark));
     restored.savedIndices.push_back(static_cast<std::int64_t>(index));
   }

@@ -35,6 +35,19 @@ ALLOWED = {
     "tools": PROGRAM - {"app/shell", "app/dbus", "ui/qt"},
 }
 
+# The window's folders reach the player through session/SessionProxy.h alone: not these, which belong to its thread.
+WINDOW = {"ui", "ui/qt", "app/shell", "app/dbus"}
+PLAYERS_THREAD = {
+    "engine/BitPerfectAudioPlayer.h",
+    "platform/AudioHardware.h",
+    "platform/AudioOutputUnit.h",
+    "platform/DeviceReservation.h",
+    "platform/FileBookmarks.h",
+    "session/OutputDeviceList.h",
+    "session/PlayerSession.h",
+    "session/SessionHost.h",
+}
+
 # Library headers that one folder alone may include.
 LIBRARIES = {
     r"alsa/": {"platform/alsa"},
@@ -67,6 +80,8 @@ def complaints(root):
                 included = target.rpartition("/")[0]
                 if included != folder and included not in ALLOWED[folder]:
                     yield f"{where}: {folder} may not include {target}"
+                elif folder in WINDOW and target in PLAYERS_THREAD:
+                    yield f"{where}: {target} belongs to the player's thread; {folder} runs on the window's"
                 elif not (root / target).is_file() and not target.endswith(".moc"):
                     yield f"{where}: there is no {target}"
             elif kind == '"' and not target.endswith(".moc"):

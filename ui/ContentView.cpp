@@ -7,73 +7,63 @@
 
 namespace tolvane {
 
-namespace {
-
-constexpr std::string_view exclusiveAccessKey = "TolvanePlayer.ExclusiveAccessEnabled";
-
-}  // namespace
-
-ContentView::ContentView(PlayerSession& session, UserDefaults& defaults, RunLoop& runLoop,
-                         WaveformStore::Extract extract, WaveformStore::Background background)
-    : session_(session),
-      defaults_(defaults),
-      runLoop_(runLoop),
-      waveforms_(runLoop, std::move(extract), std::move(background)) {
+ContentView::ContentView(SessionProxy& session, RunLoop& runLoop, WaveformStore::Extract extract,
+                         WaveformStore::Background background)
+    : session_(session), runLoop_(runLoop), waveforms_(runLoop, std::move(extract), std::move(background)) {
   std::vector<Subscription> parts;
-  parts.push_back(session.playlistTracks().subscribe([this](const auto&) { prepareWaveformsForCurrentPlaylist(); }));
+  parts.push_back(session.onChange([this](const SessionState& before, const SessionState& now) {
+    if (before.tracks != now.tracks) adoptPlaylist();
+  }));
   parts.push_back(waveforms_.onChange([this](const FileURL& url) {
     // A track that has been restored but not loaded yet shows its length, too.
-    if (const auto seconds = waveforms_.duration(url)) session_.setKnownDuration(*seconds, url);
+    const auto seconds = waveforms_.duration(url);
+    if (seconds && session_.currentTrackURL() == url) session_.setKnownDuration(*seconds, url);
   }));
   subscriptions_ = Subscription::joined(std::move(parts));
-  isExclusiveAccessEnabled_.assign(defaults.value<bool>(exclusiveAccessKey).value_or(false));
-  session_.setExclusiveAccessEnabled(isExclusiveAccessEnabled_.value());
   prepareWaveformsForCurrentPlaylist();
 }
 
-ContentView::ContentView(PlayerSession& session, UserDefaults& defaults, RunLoop& runLoop,
+ContentView::ContentView(SessionProxy& session, RunLoop& runLoop,
                          const std::shared_ptr<AudioFileServices>& waveformFiles, LowPriorityWorkers& workers)
     : ContentView(
-          session, defaults, runLoop,
+          session, runLoop,
           [waveformFiles](const FileURL& url, const std::stop_token& stop) {
             return makeWaveformData(*waveformFiles, url, maxWaveformSamples, stop);
           },
           [&workers](WaveformStore::Work work) { workers.run(std::move(work)); }) {}
 
 void ContentView::loadPlaylist(std::span<const FileURL> urls) {
+  if (urls.empty()) return;
   dragSession_->reset();
-  waveforms_.clear();
+  isNewPlaylistExpected_ = true;
   session_.loadPlaylist(urls, true);
-  requestLeadingWaveforms();
+}
+
+/// The old waveforms stay until the new tracks have come: the player may take a while to answer.
+void ContentView::adoptPlaylist() {
+  if (std::exchange(isNewPlaylistExpected_, false)) waveforms_.clear();
+  prepareWaveformsForCurrentPlaylist();
 }
 
 void ContentView::playTrack(std::int64_t index, double fraction) {
-  const auto& tracks = session_.playlistTracks().value();
-  if (index < 0 || index >= std::ssize(tracks)) return;
-  waveforms_.loadWaveform(tracks[static_cast<std::size_t>(index)].url);
+  const PlaylistTrack* track = session_.state().tracks.entryAt(index);
+  if (track == nullptr) return;
+  waveforms_.loadWaveform(track->url);
   session_.playTrack(index, fraction);
 }
 
-void ContentView::prepareWaveformsForCurrentPlaylist() { requestLeadingWaveforms(); }
-
-void ContentView::requestLeadingWaveforms() {
-  const auto& tracks = session_.playlistTracks().value();
+void ContentView::prepareWaveformsForCurrentPlaylist() {
+  const auto& tracks = session_.state().tracks.entries();
   const auto count = std::min(std::ssize(tracks), prefetchedTrackRows);
   for (const auto& track : std::span(tracks).first(static_cast<std::size_t>(count))) waveforms_.loadWaveform(track.url);
 }
 
 double ContentView::currentTrackDuration() const {
-  const double known = session_.playbackDuration().value();
+  const double known = session_.state().duration;
   if (known > 0) return known;
   const auto url = session_.currentTrackURL();
   if (!url) return 0;
   return waveforms_.duration(*url).value_or(known);
-}
-
-void ContentView::setExclusiveAccessEnabled(bool enabled) {
-  if (!isExclusiveAccessEnabled_.assign(enabled)) return;
-  defaults_.setObject(exclusiveAccessKey, enabled);
-  session_.setExclusiveAccessEnabled(enabled);
 }
 
 std::string ContentView::beginPlaylistTrackDrag(PlaylistTrackID track) {
@@ -94,7 +84,7 @@ PlaylistTrackDropDelegate ContentView::dropDelegate(std::int64_t row) {
 }
 
 void ContentView::movePlaylistTrack(const Uuid& track, std::int64_t insertionIndex) {
-  const auto& tracks = session_.playlistTracks().value();
+  const auto& tracks = session_.state().tracks.entries();
   const auto found =
       std::ranges::find_if(tracks, [&](const PlaylistTrack& known) { return Uuid::ofTrack(known.id) == track; });
   if (found == tracks.end()) return;

@@ -1,6 +1,6 @@
 #pragma once
-// The window's own operations and state beside the session: what a new playlist resets, which waveforms are asked for,
-// and the reordering drag. Main thread. Owns no audio logic and draws nothing.
+// The window's own operations and state beside the player's: what a new playlist resets, which waveforms are asked for,
+// and the reordering drag. Window's thread. Owns no audio logic and draws nothing.
 
 #include <cstdint>
 #include <memory>
@@ -8,8 +8,7 @@
 #include <span>
 #include <string>
 
-#include "platform/UserDefaults.h"
-#include "session/PlayerSession.h"
+#include "session/SessionProxy.h"
 #include "ui/LowPriorityWorkers.h"
 #include "ui/PlaylistTrackDropDelegate.h"
 #include "ui/WaveformStore.h"
@@ -20,14 +19,14 @@ inline constexpr std::int64_t prefetchedTrackRows = 5;
 
 class ContentView {
  public:
-  /// `background` runs the waveforms' reading; `extract` is what reads. The first three outlive the view.
-  ContentView(PlayerSession& session, UserDefaults& defaults, RunLoop& runLoop, WaveformStore::Extract extract,
+  /// `background` runs the waveforms' reading; `extract` is what reads. The first two outlive the view.
+  ContentView(SessionProxy& session, RunLoop& runLoop, WaveformStore::Extract extract,
               WaveformStore::Background background);
   /// Reads waveforms in files of its own, by these workers, which outlive the view.
-  ContentView(PlayerSession& session, UserDefaults& defaults, RunLoop& runLoop,
-              const std::shared_ptr<AudioFileServices>& waveformFiles, LowPriorityWorkers& workers);
+  ContentView(SessionProxy& session, RunLoop& runLoop, const std::shared_ptr<AudioFileServices>& waveformFiles,
+              LowPriorityWorkers& workers);
 
-  [[nodiscard]] PlayerSession& session() const { return session_; }
+  [[nodiscard]] SessionProxy& session() const { return session_; }
   [[nodiscard]] WaveformStore& waveforms() { return waveforms_; }
   [[nodiscard]] const WaveformStore& waveforms() const { return waveforms_; }
 
@@ -37,14 +36,10 @@ class ContentView {
   void loadPlaylist(std::span<const FileURL> urls);
   /// From a fraction of the track's length.
   void playTrack(std::int64_t index, double fraction);
+  /// Asks for the waveforms of the first rows.
   void prepareWaveformsForCurrentPlaylist();
   /// Seconds; 0 without a track.
   [[nodiscard]] double currentTrackDuration() const;
-
-  // Exclusive Access: the listener's choice, kept from one start to the next.
-
-  [[nodiscard]] const Published<bool>& isExclusiveAccessEnabled() const { return isExclusiveAccessEnabled_; }
-  void setExclusiveAccessEnabled(bool enabled);
 
   // Reordering.
 
@@ -62,13 +57,12 @@ class ContentView {
 
  private:
   [[nodiscard]] bool isDragging() const;
-  void requestLeadingWaveforms();
+  void adoptPlaylist();
 
-  PlayerSession& session_;
-  UserDefaults& defaults_;
+  SessionProxy& session_;
   RunLoop& runLoop_;
   WaveformStore waveforms_;
-  Published<bool> isExclusiveAccessEnabled_{false};
+  bool isNewPlaylistExpected_ = false;
   PlaylistTrackDropDelegate::Session dragSession_ = std::make_shared<std::optional<PlaylistDragSession>>();
   Subscription subscriptions_;
 };

@@ -1,6 +1,6 @@
 #pragma once
 // A few threads for work that may wait: the music and the window come first. What was handed in last is done first,
-// because it is what the listener looks at. Main thread, but for the work itself.
+// because it is what the listener looks at. Window's thread, but for the work itself.
 
 #include <chrono>
 #include <functional>

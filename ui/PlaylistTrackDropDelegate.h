@@ -1,5 +1,5 @@
 #pragma once
-// A row of the track list as a place to drop a dragged row on. Main thread; a payload may arrive on any thread.
+// A row of the track list as a place to drop a dragged row on. Window's thread; a payload may arrive on any thread.
 // Moves nothing unless the payload is that of the drag under way.
 
 #include <functional>

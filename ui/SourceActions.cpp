@@ -1,8 +1,6 @@
 #include "ui/SourceActions.h"
 
 #include <mutex>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "session/AudioFileDiscovery.h"
@@ -13,7 +11,7 @@ namespace tolvane {
 struct SourceActions::Mailbox {
   std::mutex mutex;
   RunLoop* runLoop;      // guarded by mutex; null once the owner is gone
-  SourceActions* owner;  // main thread
+  SourceActions* owner;  // window's thread
 
   void deliver(std::vector<FileURL> found, const std::stop_token& discovery, const std::shared_ptr<Mailbox>& self) {
     const std::lock_guard lock(mutex);
@@ -54,14 +52,6 @@ void SourceActions::discoverAndLoadAudioFiles(std::vector<FileURL> urls) {
 void SourceActions::loadPlaylist(std::span<const FileURL> urls) {
   activeAudioDiscovery_.request_stop();
   load_(urls);
-}
-
-void SourceActions::inDetachedThread(Work work) {
-  try {
-    std::thread(work).detach();
-  } catch (const std::system_error&) {
-    work();  // no thread to be had: better a short wait than a lost request
-  }
 }
 
 }  // namespace tolvane

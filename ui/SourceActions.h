@@ -1,6 +1,6 @@
 #pragma once
-// How audio gets into the playlist: chosen files, a chosen folder, dropped files and folders. Main thread; folders are
-// searched in the background. Only the newest search counts; nobody ever waits for an older, slower one.
+// How audio gets into the playlist: chosen files, a chosen folder, dropped files and folders. Window's thread; folders
+// are searched in the background. Only the newest search counts; nobody ever waits for an older, slower one.
 
 #include <functional>
 #include <memory>
@@ -8,6 +8,7 @@
 #include <stop_token>
 #include <vector>
 
+#include "platform/Background.h"
 #include "platform/FileURL.h"
 #include "platform/RunLoop.h"
 
@@ -15,13 +16,10 @@ namespace tolvane {
 
 class SourceActions {
  public:
-  using Work = std::function<void()>;
-  /// Runs the work once, on another thread or at another time.
-  using Background = std::function<void(Work)>;
   using Load = std::function<void(std::span<const FileURL>)>;
 
   /// `load` replaces the playlist. The run loop outlives this object, but not its searches.
-  SourceActions(RunLoop& runLoop, Load load, Background background = inDetachedThread);
+  SourceActions(RunLoop& runLoop, Load load, Background background = runInDetachedThread);
   ~SourceActions();
   SourceActions(const SourceActions&) = delete;
   SourceActions& operator=(const SourceActions&) = delete;
@@ -30,9 +28,6 @@ class SourceActions {
   void openFiles(std::span<const FileURL> urls);
   void openFolderURL(const FileURL& url);
   void dropURLs(std::vector<FileURL> urls);
-
-  /// A search in a folder on a dead network share may never return; so it is left behind, not joined.
-  static void inDetachedThread(Work work);
 
  private:
   struct Mailbox;

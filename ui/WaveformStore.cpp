@@ -12,7 +12,7 @@ namespace tolvane {
 struct WaveformStore::Mailbox {
   std::mutex mutex;
   RunLoop* runLoop = nullptr;      // guarded by mutex; null once the store is gone
-  WaveformStore* store = nullptr;  // main thread; null once the store is gone
+  WaveformStore* store = nullptr;  // window's thread; null once the store is gone
 
   void deliver(const FileURL& url, TaskID task, std::optional<Waveform> waveform,
                const std::shared_ptr<Mailbox>& self) {

@@ -1,5 +1,5 @@
 #pragma once
-// org.freedesktop.Application as Qt's bus adaptor. Main thread.
+// org.freedesktop.Application as Qt's bus adaptor. Window's thread.
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusMessage>

@@ -1,6 +1,6 @@
 #pragma once
 // One running player: the first start owns the program's name on the session bus and takes what later starts and the
-// desktop hand over (org.freedesktop.Application). Main thread.
+// desktop hand over (org.freedesktop.Application). Window's thread.
 
 #include <QDBusConnection>
 #include <chrono>

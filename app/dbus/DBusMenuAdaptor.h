@@ -1,6 +1,6 @@
 #pragma once
-// A flat menu on the bus (com.canonical.dbusmenu), drawn by the desktop's panel. Main thread. Its shape is fixed: 0 is
-// the menu, 1 … n its lines; what a line says may change.
+// A flat menu on the bus (com.canonical.dbusmenu), drawn by the desktop's panel. Window's thread. Its shape is fixed: 0
+// is the menu, 1 … n its lines; what a line says may change.
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusConnection>

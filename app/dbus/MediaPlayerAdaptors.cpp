@@ -72,8 +72,11 @@ void MediaPlayerAdaptor::SetPosition(const QDBusObjectPath& TrackId, qlonglong P
 }
 
 void MediaPlayerAdaptor::OpenUri(const QString& Uri, const QDBusMessage& call) {
-  const auto opened = controls_.openURI(Uri.toStdString());
-  if (!opened) refuse(call, QString::fromStdString(opened.error()));
+  call.setDelayedReply(true);  // the disk is asked first, and may be a share that takes its time
+  controls_.openURI(Uri.toStdString(), [call, bus = bus_](const std::expected<void, std::string>& opened) {
+    bus.send(opened ? call.createReply()
+                    : call.createErrorReply(QDBusError::NotSupported, QString::fromStdString(opened.error())));
+  });
 }
 
 void MediaPlayerAdaptor::refuse(const QDBusMessage& call, const QString& sentence) const {

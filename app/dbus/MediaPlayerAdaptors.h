@@ -1,6 +1,6 @@
 #pragma once
-// The two interfaces of MPRIS 2 as Qt's bus adaptors. Main thread. Values of another type than declared, and unknown
-// methods and properties, are refused by the bus library before they come here.
+// The two interfaces of MPRIS 2 as Qt's bus adaptors. Window's thread. Values of another type than declared, and
+// unknown methods and properties, are refused by the bus library before they come here.
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusMessage>

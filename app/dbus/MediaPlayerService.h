@@ -1,5 +1,5 @@
 #pragma once
-// MPRIS 2: the player on the session bus for media keys, lock screens and remote controls. Main thread.
+// MPRIS 2: the player on the session bus for media keys, lock screens and remote controls. Window's thread.
 // Thin: what a command means stands in MediaControls.
 
 #include <QDBusConnection>

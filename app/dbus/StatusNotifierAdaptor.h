@@ -1,5 +1,5 @@
 #pragma once
-// org.kde.StatusNotifierItem as Qt's bus adaptor, and its records. Main thread.
+// org.kde.StatusNotifierItem as Qt's bus adaptor, and its records. Window's thread.
 
 #include <QDBusAbstractAdaptor>
 #include <QDBusArgument>

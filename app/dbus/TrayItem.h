@@ -1,5 +1,5 @@
 #pragma once
-// The player in the desktop's tray: a StatusNotifierItem with a menu, on the session bus. Main thread.
+// The player in the desktop's tray: a StatusNotifierItem with a menu, on the session bus. Window's thread.
 // It announces itself to each tray that appears, also to one that starts later or comes back.
 
 #include <QDBusConnection>

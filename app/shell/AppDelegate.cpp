@@ -36,21 +36,18 @@ bool AppDelegate::applicationShouldHandleReopen(const std::string& activationTok
 }
 
 void AppDelegate::applicationWillTerminate() {
-  if (!session_) return;
-  session_->updatePlaybackPosition();
-  session_->persistPlaylist();
-  session_->persistPlaybackState();
+  if (session_) session_->save();
 }
 
-bool AppDelegate::hasCurrentTrack() const { return session_ && session_->currentTrackURL().has_value(); }
+bool AppDelegate::hasCurrentTrack() const { return session_ && session_->state().currentTrack() != nullptr; }
 
 std::vector<MenuItem> AppDelegate::transportItems() const {
-  const bool isPlaying = session_ && session_->player().isPlaying().value();
+  const bool isPlaying = session_ && session_->state().isGoingToPlay();
   return {
       {"Previous", "backward.end.fill", hasCurrentTrack(), ShellAction::previousTrack},
       {isPlaying ? "Pause" : "Play", isPlaying ? "pause.fill" : "play.fill", hasCurrentTrack(),
        ShellAction::togglePlayback},
-      {"Next", "forward.end.fill", session_ && session_->canPlayNext(), ShellAction::nextTrack},
+      {"Next", "forward.end.fill", session_ && session_->state().canPlayNext(), ShellAction::nextTrack},
   };
 }
 
@@ -102,7 +99,7 @@ void AppDelegate::togglePlayback() {
 }
 
 void AppDelegate::nextTrack() {
-  if (session_ && session_->canPlayNext()) session_->playTrack(session_->currentIndex().value() + 1, 0);
+  if (session_) session_->next();
 }
 
 }  // namespace tolvane

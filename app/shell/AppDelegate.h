@@ -1,5 +1,5 @@
 #pragma once
-// What the program does when the desktop asks something of it: hide, show, menus, ending. Main thread.
+// What the program does when the desktop asks something of it: hide, show, menus, ending. Window's thread.
 // Closing the window never quits; the music goes on until the listener quits.
 
 #include <functional>
@@ -10,7 +10,7 @@
 
 #include "app/shell/MenuItem.h"
 #include "app/shell/ShellWindow.h"
-#include "session/PlayerSession.h"
+#include "session/SessionProxy.h"
 
 namespace tolvane {
 
@@ -23,7 +23,7 @@ class AppDelegate {
   ~AppDelegate() = default;
 
   /// Null when there is none any more; without a session everything below is harmless.
-  void setSession(PlayerSession* session) { session_ = session; }
+  void setSession(SessionProxy* session) { session_ = session; }
 
   // The window. It outlives the delegate, or takes its leave with forgetPlayerWindow().
 
@@ -38,7 +38,7 @@ class AppDelegate {
   [[nodiscard]] static bool applicationShouldTerminateAfterLastWindowClosed() { return false; }
   /// Brings the window back and returns false; true when there is none, so that one must be made.
   bool applicationShouldHandleReopen(const std::string& activationToken = {});
-  /// Saves. Once the session is gone it does nothing.
+  /// Has the player save. Once the session is gone it does nothing.
   void applicationWillTerminate();
 
   /// Made afresh each time it is asked for.
@@ -56,7 +56,7 @@ class AppDelegate {
   [[nodiscard]] bool hasCurrentTrack() const;
 
   const std::function<void()> terminate_;
-  PlayerSession* session_ = nullptr;
+  SessionProxy* session_ = nullptr;
   ShellWindow* playerWindow_ = nullptr;
 };
 

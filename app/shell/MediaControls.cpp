@@ -20,45 +20,43 @@ std::int64_t microseconds(double seconds) {
 
 }  // namespace
 
-MediaControls::MediaControls(PlayerSession& session, RunLoop& runLoop, OpenFile openFile)
+MediaControls::MediaControls(SessionProxy& session, RunLoop& runLoop, OpenFile openFile)
     : session_(session), runLoop_(runLoop), openFile_(std::move(openFile)) {
   self_ = std::make_shared<MediaControls*>(this);
   announced_ = state();
-  latestSeconds_ = session_.playbackPosition().value();
+  latestSeconds_ = session_.state().position;
   latestAt_ = runLoop_.now();
   belief_ = {announced_.status, announced_.trackID, latestSeconds_, latestAt_};
-  subscription_ = session_.onChange([this] { sessionHasChanged(); });
+  subscription_ = session_.onChange([this](const SessionState&, const SessionState&) { sessionHasChanged(); });
 }
 
 MediaState MediaControls::state() const {
   MediaState result;
-  const auto& player = session_.player();
-  if (player.isPlaying().value()) {
+  const SessionState& session = session_.state();
+  if (session.isGoingToPlay()) {
     result.status = MediaStatus::playing;
-  } else if (player.isPaused().value()) {
+  } else if (session.isPaused || session.isPreparing) {
     result.status = MediaStatus::paused;
   }
-  result.volume = session_.outputVolume().value();
-  const auto& tracks = session_.playlistTracks().value();
-  const auto index = session_.currentIndex().value();
-  if (index < 0 || index >= std::ssize(tracks)) return result;
-  const auto& track = tracks[static_cast<std::size_t>(index)];
-  result.trackID = track.id;
-  result.title = track.title();
-  result.url = track.url.absoluteString();
-  result.length = microseconds(session_.playbackDuration().value());
-  result.canGoNext = session_.canPlayNext();
+  result.volume = session.outputVolume;
+  const PlaylistTrack* track = session.currentTrack();
+  if (track == nullptr) return result;
+  result.trackID = track->id;
+  result.title = track->title();
+  result.url = track->url.absoluteString();
+  result.length = microseconds(session.duration);
+  result.canGoNext = session.canPlayNext();
   result.canSeek = result.status != MediaStatus::stopped && result.length > 0;
   return result;
 }
 
 std::int64_t MediaControls::position() {
   session_.updatePlaybackPosition();
-  return microseconds(session_.playbackPosition().value());
+  return microseconds(session_.state().position);
 }
 
 void MediaControls::sessionHasChanged() {
-  const double seconds = session_.playbackPosition().value();
+  const double seconds = session_.state().position;
   if (seconds != latestSeconds_) {
     latestSeconds_ = seconds;
     positionIsNew_ = true;
@@ -94,25 +92,19 @@ double MediaControls::expectedSeconds(const MediaState& now) const {
   if (begins || now.trackID != belief_.trackID) return 0;
   if (belief_.status != MediaStatus::playing || !positionIsNew_) return belief_.seconds;
   const double counted = belief_.seconds + secondsFromDuration(latestAt_ - belief_.at);
-  const double end = session_.playbackDuration().value();
+  const double end = session_.state().duration;
   return end > 0 ? std::min(counted, end) : counted;
 }
 
-void MediaControls::play() {
-  if (!session_.player().isPlaying().value()) session_.togglePausePlayback();
-}
+void MediaControls::play() { session_.setPlaying(true); }
 
-void MediaControls::pause() {
-  if (session_.player().isPlaying().value()) session_.togglePausePlayback();
-}
+void MediaControls::pause() { session_.setPlaying(false); }
 
 void MediaControls::playPause() { session_.togglePausePlayback(); }
 
 void MediaControls::stop() { session_.stopPlayback(); }
 
-void MediaControls::next() {
-  if (session_.canPlayNext()) session_.playTrack(session_.currentIndex().value() + 1, 0);
-}
+void MediaControls::next() { session_.next(); }
 
 void MediaControls::previous() { session_.previous(); }
 
@@ -138,12 +130,14 @@ void MediaControls::setRate(double rate) {
   if (rate == 0) pause();
 }
 
-std::expected<void, std::string> MediaControls::openURI(std::string_view uri) {
+void MediaControls::openURI(std::string_view uri, const Opened& opened) {
   const auto url = fileURLFromURI(uri);
-  if (!url) return std::unexpected("Only files of this machine can be played.");
-  if (!isSupportedAudioFile(*url)) return std::unexpected("Only WAV, AIFF, FLAC and MP3 files can be played.");
-  if (!openFile_(*url)) return std::unexpected("There is no such file.");
-  return {};
+  if (!url) return opened(std::unexpected("Only files of this machine can be played."));
+  if (!isSupportedAudioFile(*url)) return opened(std::unexpected("Only WAV, AIFF, FLAC and MP3 files can be played."));
+  openFile_(*url, [opened](bool isThere) {
+    if (isThere) return opened({});
+    opened(std::unexpected("There is no such file."));
+  });
 }
 
 }  // namespace tolvane

@@ -1,6 +1,7 @@
 #pragma once
 // The player as remote controls see it (media keys, lock screens, MPRIS): state in their units, and their commands.
-// Main thread. Callers are strangers: whatever they ask for, it is done, ignored or refused, and nothing else happens.
+// Window's thread. Callers are strangers: whatever they ask for, it is done, ignored or refused, and nothing else
+// happens.
 
 #include <cstdint>
 #include <expected>
@@ -11,7 +12,7 @@
 #include <string_view>
 
 #include "platform/RunLoop.h"
-#include "session/PlayerSession.h"
+#include "session/SessionProxy.h"
 
 namespace tolvane {
 
@@ -34,13 +35,14 @@ struct MediaState {
 
 class MediaControls {
  public:
-  /// Opens a file in place of the playlist. False: there is no such file, and nothing has changed.
-  using OpenFile = std::function<bool(const FileURL&)>;
+  /// Tells, now or later, whether there is such a file; then it has been opened in place of the playlist.
+  using OpenFile = std::function<void(const FileURL&, std::function<void(bool isThere)>)>;
+  using Opened = std::function<void(const std::expected<void, std::string>&)>;
   using StateObserver = std::function<void(const MediaState& before, const MediaState& now)>;
   using SeekObserver = std::function<void(std::int64_t microseconds)>;
 
   /// Session and run loop outlive the controls.
-  MediaControls(PlayerSession& session, RunLoop& runLoop, OpenFile openFile);
+  MediaControls(SessionProxy& session, RunLoop& runLoop, OpenFile openFile);
   MediaControls(const MediaControls&) = delete;
   MediaControls& operator=(const MediaControls&) = delete;
   ~MediaControls() = default;
@@ -70,9 +72,9 @@ class MediaControls {
   void setVolume(double volume);
   /// There is one rate; 0 means pause, all others are ignored.
   void setRate(double rate);
-  /// Opens a file of this machine that exists and has a supported extension. Anything else changes nothing and returns
-  /// a full sentence with the reason.
-  [[nodiscard]] std::expected<void, std::string> openURI(std::string_view uri);
+  /// Opens a file of this machine that exists and has a supported extension. Anything else changes nothing. `opened` is
+  /// told, now or later, with a full sentence where it could not be done.
+  void openURI(std::string_view uri, const Opened& opened);
 
  private:
   /// Where a listener who only counts time believes the track to be.
@@ -88,7 +90,7 @@ class MediaControls {
   void announcePosition(const MediaState& now);
   [[nodiscard]] double expectedSeconds(const MediaState& now) const;
 
-  PlayerSession& session_;
+  SessionProxy& session_;
   RunLoop& runLoop_;
   const OpenFile openFile_;
   StateObserver stateObserver_;

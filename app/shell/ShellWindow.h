@@ -1,5 +1,5 @@
 #pragma once
-// The player's window as the application delegate sees it. Main thread; the real one is a Qt window.
+// The player's window as the application delegate sees it. Window's thread; the real one is a Qt window.
 
 #include <functional>
 #include <string>

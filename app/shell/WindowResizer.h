@@ -1,6 +1,6 @@
 #pragma once
-// Keeps the recorded size in step with the window's frame. Main thread; acts in a later turn, once the window has its
-// new size. Half a point is rounding of the layout and is not worth a write.
+// Keeps the recorded size in step with the window's frame. Window's thread; acts in a later turn, once the window has
+// its new size. Half a point is rounding of the layout and is not worth a write.
 
 #include <functional>
 #include <memory>

@@ -1,5 +1,5 @@
 #pragma once
-// The remembered size of the player's window. Values; main thread.
+// The remembered size of the player's window. Values; window's thread.
 
 #include "platform/UserDefaults.h"
 

@@ -1,5 +1,5 @@
 #pragma once
-// Carries the user's levels from the main thread to the render thread in one atomic word, so that a volume is only
+// Carries the user's levels from the player's thread to the render thread in one atomic word, so that a volume is only
 // ever seen together with the balance that was stored with it. Any thread may load and store.
 // Must never lock: the word is lock-free or the program does not compile.
 

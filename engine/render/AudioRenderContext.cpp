@@ -54,7 +54,7 @@ void AudioRenderContext::silence(const AudioBuffer& buffer, std::size_t fromByte
 }
 
 OSStatus AudioRenderContext::render(std::uint32_t frames, AudioBufferList* ioData) noexcept {
-  // seq_cst: a full barrier. Partner: renderCycleCount() on the main thread.
+  // seq_cst: a full barrier. Partner: renderCycleCount() on the player's thread.
   renderCycleCount_.fetch_add(1, std::memory_order_seq_cst);
   if (ioData == nullptr) return kAudio_ParamError;
 
@@ -81,7 +81,7 @@ OSStatus AudioRenderContext::render(std::uint32_t frames, AudioBufferList* ioDat
       levelProcessor_->apply(destination, copied, levels);
     }
     position += copied;
-    // relaxed. Partner: currentFrame() on the main thread.
+    // relaxed. Partner: currentFrame() on the player's thread.
     currentFrame_.store(position, std::memory_order_relaxed);
   }
   if (position >= totalFrames_) setReachedEnd(true);
@@ -103,7 +103,8 @@ void AudioRenderContext::seek(std::int64_t toFrame) noexcept {
 
 void AudioRenderContext::setReachedEnd(bool reached) noexcept {
   std::uint32_t opposite = reached ? 0 : 1;
-  // seq_cst: a full barrier. Partner: didReachEnd() on the main thread, which then sees the position written before.
+  // seq_cst: a full barrier. Partner: didReachEnd() on the player's thread, which then sees the position written
+  // before.
   didReachEnd_.compare_exchange_strong(opposite, reached ? 1 : 0, std::memory_order_seq_cst, std::memory_order_seq_cst);
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 // One prepared track in memory and the position in it: fills each buffer that the output unit asks for, silence past
-// the end. render() runs on the unit's real-time thread, everything else on the main thread. The render path must never
-// allocate, lock, log or make a system call.
+// the end. render() runs on the unit's real-time thread, everything else on the player's thread. The render path must
+// never allocate, lock, log or make a system call.
 
 #include <array>
 #include <atomic>
@@ -28,7 +28,7 @@ class AudioRenderContext {
   AudioRenderContext(const AudioRenderContext&) = delete;
   AudioRenderContext& operator=(const AudioRenderContext&) = delete;
 
-  // Main thread.
+  // Player's thread.
 
   /// To be written only before the context is handed to an output unit.
   [[nodiscard]] PcmBlock& buffer() { return buffer_; }
@@ -88,8 +88,8 @@ class AudioRenderContext {
   const std::array<std::byte, 8> silentSample_;
   const bool silenceIsZero_;
 
-  // Atomic. The render thread writes while the unit runs, the main thread (seek) while it is stopped; starting and
-  // stopping the unit orders the two. The main thread reads at any time.
+  // Atomic. The render thread writes while the unit runs, the player's thread (seek) while it is stopped; starting and
+  // stopping the unit orders the two. The player's thread reads at any time.
   std::atomic<std::int64_t> currentFrame_{0};
   std::atomic<std::int64_t> renderCycleCount_{0};
   std::atomic<std::uint32_t> didReachEnd_;

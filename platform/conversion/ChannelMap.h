@@ -1,6 +1,6 @@
 #pragma once
 // Moves the channels of a source to the channels of a device, by their positions, and mixes those that have no place.
-// Made on the main thread; spread() and mix() are real-time safe.
+// Made on the player's thread; spread() and mix() are real-time safe.
 
 #include <cstddef>
 #include <cstdint>

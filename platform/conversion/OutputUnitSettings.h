@@ -1,6 +1,6 @@
 #pragma once
 // What a unit was told through its properties, and the rules by which it takes them: the same for every device adapter.
-// Main thread. Knows no device, and nothing of what changes while a unit plays.
+// Player's thread. Knows no device, and nothing of what changes while a unit plays.
 
 #include <cstdint>
 #include <functional>

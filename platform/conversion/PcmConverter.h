@@ -1,6 +1,6 @@
 #pragma once
 // Moves samples from one layout of linear PCM to another, exactly whenever the target can hold the source.
-// Made on the main thread; convert() is for the render thread: it never allocates, locks or calls the system.
+// Made on the player's thread; convert() is for the render thread: it never allocates, locks or calls the system.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
 #pragma once
-// Resampling with libsoxr, for devices that cannot run at the source's rate. Made and reset on the main thread;
+// Resampling with libsoxr, for devices that cannot run at the source's rate. Made and reset on the player's thread;
 // push() and pull() are for the render thread. Never used where the rates agree.
 
 #include <cstddef>
@@ -23,7 +23,7 @@ class RateConverter {
   RateConverter(const RateConverter&) = delete;
   RateConverter& operator=(const RateConverter&) = delete;
 
-  /// Main thread, while nobody pulls: forgets what was pushed and primes again. False: the library failed.
+  /// Player's thread, while nobody pulls: forgets what was pushed and primes again. False: the library failed.
   [[nodiscard]] bool reset();
 
   /// The number of frames taken: all of them, or 0 when the library failed.

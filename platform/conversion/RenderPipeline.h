@@ -1,6 +1,6 @@
 #pragma once
 // The way of the samples inside an output unit: from the render callback, in the client's format, to frames as the
-// device wants them. Made and reset on the main thread; render() is for the render thread and never blocks.
+// device wants them. Made and reset on the player's thread; render() is for the render thread and never blocks.
 
 #include <cstddef>
 #include <cstdint>
@@ -71,7 +71,7 @@ class RenderPipeline {
   const PcmConverter widening_;  ///< client to double, where something must be computed
   const PcmConverter closing_;   ///< double to device
 
-  // Render thread; main thread while nothing renders.
+  // Render thread; player's thread while nothing renders.
   AURenderCallback callback_;
   std::unique_ptr<RateConverter> rate_;  ///< null where the rates agree
   std::vector<std::byte> client_;        ///< a slice as the callback gave it

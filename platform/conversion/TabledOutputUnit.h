@@ -1,6 +1,6 @@
 #pragma once
 // What the adapters' output units share: where each property lives, what a unit was told, and when it may be told. A
-// unit supplies what only playing tells. Main thread.
+// unit supplies what only playing tells. Player's thread.
 
 #include "platform/conversion/OutputUnitSettings.h"
 

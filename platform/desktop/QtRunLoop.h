@@ -1,6 +1,7 @@
 #pragma once
-// The run loop of the desktop: timers, posted actions and watched descriptors on Qt's event loop. Main thread, except
-// post(). Needs a QCoreApplication (or a class derived from it) that outlives it; never starts or ends the loop itself.
+// The run loop of the desktop: timers, posted actions and watched descriptors on Qt's event loop. For the thread that
+// makes it, except post(). Needs a QCoreApplication (or a class derived from it) that outlives it; never starts or ends
+// the loop itself.
 
 #include <memory>
 

@@ -1,6 +1,7 @@
 #pragma once
 // Real-time priority for render threads: directly where the limits allow it, else asked of RealtimeKit over D-Bus.
-// Main thread, except makeThreadRealtime. Without either the music plays on at normal priority; that is logged once.
+// Player's thread, except makeThreadRealtime. Without either the music plays on at normal priority; that is logged
+// once.
 
 #include <sys/types.h>
 
@@ -19,7 +20,7 @@ class RealtimeScheduling {
   RealtimeScheduling& operator=(const RealtimeScheduling&) = delete;
 
   /// Any thread; `tid` is a thread of this process. Makes a system call or two and never waits. True when the thread is
-  /// real-time now; otherwise RealtimeKit is asked from the main thread, and may grant it a moment later.
+  /// real-time now; otherwise RealtimeKit is asked from the player's thread, and may grant it a moment later.
   [[nodiscard]] bool makeThreadRealtime(pid_t tid);
 
  private:

@@ -1,6 +1,6 @@
 #pragma once
 // What the reservation of cards says and hears on a session bus: one connection of its own, calls that wait at most
-// half a second, the object that other programs ask. Main thread. Decides nothing, and never runs the event loop.
+// half a second, the object that other programs ask. Player's thread. Decides nothing, and never runs the event loop.
 
 #include <sys/types.h>
 

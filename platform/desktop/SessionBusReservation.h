@@ -1,8 +1,8 @@
 #pragma once
 // The reservation of sound cards on the session bus (org.freedesktop.ReserveDevice1), which sound servers and audio
-// programs keep to. Main thread. owner() waits a second at most, acquire() two, and neither runs the event loop; a bus
-// that is missing, dies or does not answer is logged once and left alone for a while. What is held stays reserved while
-// the connection stands, and is reserved anew when there is one again.
+// programs keep to. Player's thread. owner() waits a second at most, acquire() two, and neither runs the event loop; a
+// bus that is missing, dies or does not answer is logged once and left alone for a while. What is held stays reserved
+// while the connection stands, and is reserved anew when there is one again.
 
 #include <memory>
 

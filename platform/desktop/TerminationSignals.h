@@ -1,6 +1,6 @@
 #pragma once
-// Turns SIGINT, SIGTERM and SIGHUP into a call on the main thread, so that the device is given back in order before
-// the program ends. Main thread; one a process. A second signal of the same kind ends the program at once.
+// Turns SIGINT, SIGTERM and SIGHUP into a call on the window's thread, so that the device is given back in order before
+// the program ends. Window's thread; one a process. A second signal of the same kind ends the program at once.
 
 #include <functional>
 

@@ -50,6 +50,11 @@ std::expected<FileBookmark, std::string> SimulatedFileBookmarks::make(const File
   return std::to_string(entry->second) + ":" + url.path();
 }
 
+std::optional<FileURL> SimulatedFileBookmarks::storedURL(const FileBookmark& bookmark) const {
+  const auto end = bookmark.find(':');
+  return end != FileBookmark::npos ? std::optional(FileURL(bookmark.substr(end + 1))) : std::nullopt;
+}
+
 std::vector<std::optional<ResolvedBookmark>> SimulatedFileBookmarks::resolve(std::span<const FileBookmark> bookmarks) {
   std::vector<std::optional<ResolvedBookmark>> results;
   results.reserve(bookmarks.size());

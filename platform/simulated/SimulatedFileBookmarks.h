@@ -1,7 +1,8 @@
 #pragma once
 // Bookmarks of files that exist only in a test's words: they can be renamed, vanish, become unreadable or refuse a
-// bookmark. Main thread.
+// bookmark. Files are added and changed by one thread, while no other asks for them.
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -24,6 +25,7 @@ class SimulatedFileBookmarks final : public FileBookmarks {
   [[nodiscard]] int madeCount() const { return madeCount_; }
 
   [[nodiscard]] std::expected<FileBookmark, std::string> make(const FileURL& url) override;
+  [[nodiscard]] std::optional<FileURL> storedURL(const FileBookmark& bookmark) const override;
   [[nodiscard]] std::vector<std::optional<ResolvedBookmark>> resolve(std::span<const FileBookmark> bookmarks) override;
 
  private:
@@ -36,7 +38,7 @@ class SimulatedFileBookmarks final : public FileBookmarks {
   std::set<FileURL> unreadable_;
   std::map<FileURL, std::string> errors_;
   Identity lastIdentity_ = 0;
-  int madeCount_ = 0;
+  std::atomic<int> madeCount_ = 0;
 };
 
 }  // namespace tolvane

@@ -1,6 +1,7 @@
 #pragma once
 // Looks for files that are no longer where they lay: in their folder, in the folders beside it, above and below it.
-// One search serves many files; what it may read is bounded, however many are missing. Main thread; blocks on the disk.
+// One search serves many files; what it may read is bounded, however many are missing. Player's thread; blocks on the
+// disk.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,8 @@
 #pragma once
 // The defaults of the installed player: in memory for who reads, on disk by a thread of their own, so that the main
-// thread never waits for a disk after construction. Main thread, but for that writer. A database that cannot be used is
-// never overwritten: a damaged one is set aside, anything else is left alone and memory serves; either is logged once.
+// thread never waits for a disk after construction. Player's thread, but for that writer. A database that cannot be
+// used is never overwritten: a damaged one is set aside, anything else is left alone and memory serves; either is
+// logged once.
 
 #include <chrono>
 #include <condition_variable>

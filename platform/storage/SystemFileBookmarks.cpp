@@ -82,11 +82,21 @@ std::expected<FileBookmark, std::string> SystemFileBookmarks::make(const FileURL
 
 std::uint64_t SystemFileBookmarks::inodeOfFolder(const std::string& path) {
   auto folder = path.substr(0, path.rfind('/') + 1);
-  if (folder == lastFolder_) return lastFolderInode_;
+  {
+    const std::lock_guard lock(mutex_);
+    if (folder == lastFolder_) return lastFolderInode_;
+  }
   const auto facts = factsOfFile(folder);
+  const auto inode = facts ? facts->identity.inode : 0;
+  const std::lock_guard lock(mutex_);
   lastFolder_ = std::move(folder);
-  lastFolderInode_ = facts ? facts->identity.inode : 0;
-  return lastFolderInode_;
+  lastFolderInode_ = inode;
+  return inode;
+}
+
+std::optional<FileURL> SystemFileBookmarks::storedURL(const FileBookmark& bookmark) const {
+  auto token = decodedToken(bookmark);
+  return token ? std::optional(FileURL(std::move(token->path))) : std::nullopt;
 }
 
 std::vector<std::optional<ResolvedBookmark>> SystemFileBookmarks::resolve(std::span<const FileBookmark> bookmarks) {

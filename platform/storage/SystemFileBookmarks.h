@@ -1,6 +1,8 @@
 #pragma once
-// Bookmarks of the machine's own files: the path, and the file's identity for when it has been renamed. Main thread;
+// Bookmarks of the machine's own files: the path, and the file's identity for when it has been renamed. Any thread;
 // blocks on the disk, never for a search without bounds.
+
+#include <mutex>
 
 #include "platform/FileBookmarks.h"
 #include "platform/storage/MovedFileSearch.h"
@@ -12,6 +14,7 @@ class SystemFileBookmarks final : public FileBookmarks {
   explicit SystemFileBookmarks(MovedFileSearch::Limits limits = {}) : limits_(limits) {}
 
   [[nodiscard]] std::expected<FileBookmark, std::string> make(const FileURL& url) override;
+  [[nodiscard]] std::optional<FileURL> storedURL(const FileBookmark& bookmark) const override;
   /// What lies at the path is taken for the file, as listeners and programs that save anew expect; only where nothing
   /// does is the file looked for, nearby.
   [[nodiscard]] std::vector<std::optional<ResolvedBookmark>> resolve(std::span<const FileBookmark> bookmarks) override;
@@ -21,7 +24,9 @@ class SystemFileBookmarks final : public FileBookmarks {
 
   const MovedFileSearch::Limits limits_;
 
-  // The folder asked for last: bookmarks are mostly made for one folder's files in a row.
+  // The folder asked for last: bookmarks are mostly made for one folder's files in a row. Guarded by mutex_, which is
+  // never held while the disk is asked.
+  std::mutex mutex_;
   std::string lastFolder_;
   std::uint64_t lastFolderInode_ = 0;
 };

@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "app/shell/WindowSize.h"
+#include "session/SettingsProxy.h"
 #include "tests/app/dbus/BusFixture.h"
 #include "tests/session/SessionFixture.h"
 
@@ -35,15 +36,16 @@ class OffscreenApplication {
   std::optional<QGuiApplication> application_;
 };
 
-class Shell : public SessionFixture {
+class Shell : public ProxyFixture {
  protected:
   Shell() {
+    defaults.forgetWrites();  // of the player's own start
     window.emplace();
     window->setFlags(Qt::Window | Qt::FramelessWindowHint);  // as the player's window
     shell.emplace(
         QDBusConnection(QStringLiteral("no bus")), ApplicationIdentity::player(),
         PlayerShell::Parts{
-            .session = session, .sources = sources, .defaults = defaults, .runLoop = runLoop, .window = *window});
+            .session = proxy, .sources = sources, .defaults = settings, .runLoop = runLoop, .window = *window});
     runLoop.runUntilIdle();
     window->show();
     settle();
@@ -60,8 +62,9 @@ class Shell : public SessionFixture {
   }
 
   OffscreenApplication application;
-  SourceActions sources{runLoop, [this](auto urls) { session.loadPlaylist(urls, true); },
-                        [](const SourceActions::Work& work) { work(); }};
+  SettingsProxy settings{proxy};
+  SourceActions sources{runLoop, [this](auto urls) { proxy.loadPlaylist(urls, true); },
+                        [](const BackgroundWork& work) { work(); }};
   std::optional<QWindow> window;
   std::optional<PlayerShell> shell;
 };
@@ -106,6 +109,7 @@ TEST_F(Shell, SavesWhenTheProgramEnds) {
   advance(1.5);
   defaults.forgetWrites();
   EXPECT_EQ(runUntil([] { QCoreApplication::quit(); }), 0);
+  settle();  // the player saves before its thread ends
   EXPECT_THAT(defaults.writes(), Contains("TolvanePlayer.SavedPlaylist"));
   EXPECT_EQ(defaults.writes().back(), "TolvanePlayer.SavedPlaybackState");
 }
@@ -138,7 +142,7 @@ class ShellOnTheBus : public Shell, public testing::WithParamInterface<WayBack> 
     shell.emplace(
         service, ApplicationIdentity::player(),
         PlayerShell::Parts{
-            .session = session, .sources = sources, .defaults = defaults, .runLoop = runLoop, .window = *window});
+            .session = proxy, .sources = sources, .defaults = settings, .runLoop = runLoop, .window = *window});
     settle();
   }
   ~ShellOnTheBus() override {

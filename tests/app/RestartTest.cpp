@@ -20,6 +20,8 @@
 #include "platform/simulated/SimulatedAudioHardware.h"
 #include "platform/simulated/SimulatedFileBookmarks.h"
 #include "platform/storage/SqliteUserDefaults.h"
+#include "session/SessionHost.h"
+#include "session/SettingsProxy.h"
 #include "tests/support/TemporaryFolder.h"
 #include "ui/qt/PlayerWindow.h"
 
@@ -32,12 +34,11 @@ using testing::ElementsAre;
 struct PlayerRun {
   PlayerRun(const std::filesystem::path& folder, AudioFileServices& music, FileBookmarks& access)
       : files(music), bookmarks(access), defaults(folder, log) {
-    hardware.addDevice({});
     QAccessible::setActive(true);
     shell.emplace(QDBusConnection(QStringLiteral("no bus")), ApplicationIdentity::player(),
                   PlayerShell::Parts{.session = session,
                                      .sources = sources,
-                                     .defaults = defaults,
+                                     .defaults = settings,
                                      .runLoop = runLoop,
                                      .window = *window.window()});
     settle();
@@ -60,6 +61,7 @@ struct PlayerRun {
   void quit() {
     QTimer::singleShot(0, [] { QCoreApplication::quit(); });
     EXPECT_EQ(QCoreApplication::exec(), 0);
+    runLoop.runUntilIdle();  // the player saves before its thread ends
   }
 
   // What the window shows.
@@ -90,20 +92,29 @@ struct PlayerRun {
   MemoryLog log;
   ManualRunLoop runLoop;
   SimulatedAudioHardware hardware{runLoop};
+  AudioObjectID device = hardware.addDevice({});
   AudioFileServices& files;
   FileBookmarks& bookmarks;
   std::vector<std::function<void()>> background;  ///< done by settle()
   SqliteUserDefaults defaults;
-  PlayerSession session{hardware, files, defaults, bookmarks, runLoop, log};
-  OutputDeviceList devices{hardware, [this](AudioObjectID id) { session.setOutputDevice(id); }};
-  ContentView content{session, defaults, runLoop,
+  SessionLink link;
+  SessionHost host{{.hardware = hardware,
+                    .files = files,
+                    .defaults = defaults,
+                    .bookmarks = bookmarks,
+                    .runLoop = runLoop,
+                    .log = log},
+                   link};
+  SessionProxy session{link, runLoop};
+  SettingsProxy settings{session};
+  ContentView content{session, runLoop,
                       [this](const FileURL& url, const std::stop_token& stop) {
                         return makeWaveformData(files, url, maxWaveformSamples, stop);
                       },
                       [this](WaveformStore::Work work) { background.push_back(std::move(work)); }};
   SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); },
-                        [](const SourceActions::Work& work) { work(); }};
-  PlayerWindow window{content, devices, sources, "1.0"};
+                        [](const BackgroundWork& work) { work(); }};
+  PlayerWindow window{content, sources, "1.0"};
   std::optional<PlayerShell> shell;
 
  private:

@@ -12,12 +12,15 @@
 #include "platform/simulated/SimulatedAudioFileServices.h"
 #include "platform/simulated/SimulatedAudioHardware.h"
 #include "platform/simulated/SimulatedFileBookmarks.h"
-#include "session/PlayerSession.h"
+#include "session/SessionHost.h"
+#include "session/SessionProxy.h"
 
 namespace tolvane {
 
 class SessionFixture : public testing::Test {
  protected:
+  SessionFixture() : session(own.emplace(hardware, files, defaults, bookmarks, runLoop, log)) {}
+
   static constexpr double trackSeconds = 10;
   static constexpr double oneFrame = 1.0 / 44100;
 
@@ -75,7 +78,35 @@ class SessionFixture : public testing::Test {
   AudioObjectID dac = hardware.addDevice({});
   MemoryUserDefaults defaults;
   SimulatedFileBookmarks bookmarks;
-  PlayerSession session{hardware, files, defaults, bookmarks, runLoop, log};
+  SessionLink link;
+  std::optional<PlayerSession> own;
+  std::optional<SessionHost> host;
+  PlayerSession& session;
+
+  /// The session behind its host, which reads tracks by this background.
+  explicit SessionFixture(Background background)
+      : session(host.emplace(SessionHost::Services{hardware, files, defaults, bookmarks, runLoop, log,
+                                                   std::move(background)},
+                             link)
+                    .session()) {}
+};
+
+/// The same session behind its host, and the window's side of it: both sides run on the one run loop.
+class ProxyFixture : public SessionFixture {
+ protected:
+  explicit ProxyFixture(Background background = runAtOnce) : SessionFixture(std::move(background)) { settle(); }
+
+  /// Lets the two sides tell each other all that they have to; the clock stands still.
+  void settle() { runLoop.runUntilIdle(); }
+
+  [[nodiscard]] const SessionState& state() const { return proxy.state(); }
+
+  void load(int count) {
+    SessionFixture::load(count);
+    settle();
+  }
+
+  SessionProxy proxy{link, runLoop};
 };
 
 }  // namespace tolvane

@@ -12,7 +12,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 /// A window over a session; the background works when it is told to.
-class Window : public SessionFixture {
+class Window : public ProxyFixture {
  protected:
   std::vector<FileURL> addTracks(int count) {
     std::vector<FileURL> urls;
@@ -21,8 +21,9 @@ class Window : public SessionFixture {
   }
 
   void finishReading() {
+    settle();
     for (const auto& task : std::exchange(tasks, {})) task();
-    runLoop.runUntilIdle();
+    settle();
   }
 
   [[nodiscard]] PlaylistTrackID idOf(std::size_t row) const { return session.playlistTracks().value().at(row).id; }
@@ -42,7 +43,7 @@ class Window : public SessionFixture {
 
   std::vector<FileURL> requested;
   std::vector<WaveformStore::Work> tasks;
-  ContentView content{session, defaults, runLoop,
+  ContentView content{proxy, runLoop,
                       [this](const FileURL& url, const std::stop_token& stop) {
                         requested.push_back(url);
                         return makeWaveformData(files, url, maxWaveformSamples, stop);
@@ -52,12 +53,14 @@ class Window : public SessionFixture {
 
 TEST_F(Window, PlaysTheFirstTrackOfANewPlaylist) {
   content.loadPlaylist(addTracks(3));
+  settle();
   EXPECT_TRUE(isPlaying());
   EXPECT_EQ(playingURL(), track(1));
 }
 
 TEST_F(Window, AsksForTheWaveformsOfTheFirstFiveTracks) {
   content.loadPlaylist(addTracks(7));
+  settle();
   finishReading();
   EXPECT_THAT(requested, ElementsAre(track(1), track(2), track(3), track(4), track(5)));
   EXPECT_EQ(content.waveforms().duration(track(1)), trackSeconds);
@@ -68,14 +71,17 @@ TEST_F(Window, AsksForWaveformsWhenThePlaylistChangesByOtherMeans) {
   EXPECT_THAT(tasks, SizeIs(2));
   finishReading();
   session.moveTrack(0, 1);
+  settle();
   EXPECT_THAT(tasks, IsEmpty()) << "they are known";
 }
 
 TEST_F(Window, ForgetsWaveformsAndTheDragWithTheOldPlaylist) {
   content.loadPlaylist(addTracks(2));
+  settle();
   finishReading();
   std::ignore = content.beginPlaylistTrackDrag(idOf(0));
   content.loadPlaylist(std::vector{addTrack(9)});
+  settle();
   EXPECT_EQ(content.waveforms().samples(track(1)), nullptr);
   EXPECT_FALSE(content.playlistDragSession());
 }
@@ -84,6 +90,7 @@ TEST_F(Window, PlaysFromAFractionAndAsksForThatWaveform) {
   load(8);
   finishReading();
   content.playTrack(6, 0.5);
+  settle();
   finishReading();
   EXPECT_EQ(playingURL(), track(7));
   EXPECT_NEAR(position(), trackSeconds / 2, oneFrame);
@@ -94,6 +101,7 @@ TEST_F(Window, IgnoresTracksThatAreNotThere) {
   load(2);
   finishReading();
   content.playTrack(-1, 0);
+  settle();
   content.playTrack(2, 0);
   EXPECT_FALSE(isPlaying());
   EXPECT_THAT(tasks, IsEmpty());
@@ -107,22 +115,8 @@ TEST_F(Window, KnowsTheCurrentTracksLengthFromItsWaveformBeforeItIsLoaded) {
   EXPECT_EQ(content.currentTrackDuration(), trackSeconds);
   EXPECT_EQ(duration(), trackSeconds) << "the session has been told";
   content.playTrack(0, 0);
+  settle();
   EXPECT_EQ(content.currentTrackDuration(), trackSeconds);
-}
-
-TEST_F(Window, KeepsTheChoiceOfExclusiveAccess) {
-  EXPECT_FALSE(content.isExclusiveAccessEnabled().value());
-  content.setExclusiveAccessEnabled(true);
-  EXPECT_EQ(defaults.value<bool>("TolvanePlayer.ExclusiveAccessEnabled"), true);
-  EXPECT_EQ(session.player().exclusiveAccessStatus().value().kind, ExclusiveAccessStatus::Kind::requested);
-  const ContentView later(session, defaults, runLoop, {}, [](auto) {});
-  EXPECT_TRUE(later.isExclusiveAccessEnabled().value());
-}
-
-TEST_F(Window, HandsAKeptChoiceToTheSession) {
-  defaults.setObject("TolvanePlayer.ExclusiveAccessEnabled", true);
-  const ContentView later(session, defaults, runLoop, {}, [](auto) {});
-  EXPECT_EQ(session.player().exclusiveAccessStatus().value().kind, ExclusiveAccessStatus::Kind::requested);
 }
 
 TEST_F(Window, MovesATrackToWhereItIsDropped) {
@@ -144,16 +138,20 @@ TEST_F(Window, MovesNothingOntoItsOwnPlace) {
 TEST_F(Window, KeepsInsertionIndicesWithinTheList) {
   load(5);
   content.movePlaylistTrack(Uuid::ofTrack(idOf(2)), -2);
+  settle();
   EXPECT_THAT(order(), ElementsAre(3, 1, 2, 4, 5));
   content.movePlaylistTrack(Uuid::ofTrack(idOf(0)), 99);
+  settle();
   EXPECT_THAT(order(), ElementsAre(1, 2, 4, 5, 3));
 }
 
 TEST_F(Window, MovesNeitherAnOnlyTrackNorOneThatHasGone) {
   load(1);
   content.movePlaylistTrack(Uuid::ofTrack(idOf(0)), 1);
+  settle();
   load(3);
   content.movePlaylistTrack(Uuid::ofTrack(999), 0);
+  settle();
   EXPECT_THAT(order(), ElementsAre(1, 2, 3));
 }
 

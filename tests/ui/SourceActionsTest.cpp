@@ -26,11 +26,11 @@ class Sources : public testing::Test {
 
   test::TemporaryFolder folder;
   ManualRunLoop runLoop;
-  std::vector<SourceActions::Work> searches;  ///< handed to the background, in order
+  std::vector<BackgroundWork> searches;  ///< handed to the background, in order
   std::vector<std::vector<FileURL>> loaded;
   std::optional<SourceActions> actions{
       std::in_place, runLoop, [this](std::span<const FileURL> urls) { loaded.emplace_back(urls.begin(), urls.end()); },
-      [this](SourceActions::Work work) { searches.push_back(std::move(work)); }};
+      [this](BackgroundWork work) { searches.push_back(std::move(work)); }};
 };
 
 TEST_F(Sources, ChosenFilesAreLoadedAtOnceInOrderOfTheirNames) {

@@ -6,9 +6,18 @@ Panel {
     id: panel
 
     required property NowPlayingModel nowPlaying
+    readonly property bool isPreparing: nowPlaying.preparing
+    /// Most tracks are ready before one could see anything.
+    property bool showsPreparation: false
 
+    onIsPreparingChanged: if (!isPreparing) showsPreparation = false
     implicitHeight: column.implicitHeight + 14 + 12
 
+    Timer {
+        interval: 150
+        running: panel.isPreparing
+        onTriggered: panel.showsPreparation = true
+    }
     ColumnLayout {
         id: column
 
@@ -42,6 +51,7 @@ Panel {
             Layout.topMargin: 8
             samples: panel.nowPlaying.samples
             progress: panel.nowPlaying.progress
+            preparation: panel.showsPreparation ? panel.nowPlaying.preparationProgress : -1
             enabled: panel.nowPlaying.canSeek
             positionText: panel.nowPlaying.elapsed
             onChosen: fraction => panel.nowPlaying.playFrom(fraction)

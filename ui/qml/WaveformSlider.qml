@@ -9,6 +9,9 @@ T.Slider {
 
     required property waveformSamples samples
     required property real progress
+    /// How much of the track has been read, while that takes a noticeable time; −1 otherwise.
+    property real preparation: -1
+    readonly property bool isPreparing: preparation >= 0
     /// As text, for screen readers.
     required property string positionText
     signal chosen(real fraction)
@@ -57,11 +60,11 @@ T.Slider {
         WaveformView {
             anchors.fill: parent
             samples: slider.samples
-            progress: slider.pressed ? slider.position : slider.progress
+            progress: slider.isPreparing ? slider.preparation : slider.pressed ? slider.position : slider.progress
             barWidth: 2
             spacing: 2
-            activeLower: Theme.ember
-            activeUpper: Theme.gold
+            activeLower: slider.isPreparing ? Theme.withOpacity(Theme.ink, 0.42) : Theme.ember
+            activeUpper: slider.isPreparing ? Theme.withOpacity(Theme.ink, 0.42) : Theme.gold
             inactiveColor: Theme.withOpacity(Theme.gold, 0.26)
         }
         Rectangle {

@@ -1,6 +1,6 @@
 #pragma once
 // An output slider as assistive technology meets it: a value in its range, steps, and the named action that resets it.
-// QML can give an item no action of a name of its own. Main thread; Qt owns it, and drops it with the slider.
+// QML can give an item no action of a name of its own. Window's thread; Qt owns it, and drops it with the slider.
 
 #include <QAccessibleActionInterface>
 #include <QAccessibleObject>

@@ -1,6 +1,7 @@
 #pragma once
 // The surface of an output slider: pointer, wheel, keys and assistive technology, after the rules of
-// OutputAdjustmentSlider. Main thread. It asks for values and never keeps one: what it shows is what its owner says.
+// OutputAdjustmentSlider. Window's thread. It asks for values and never keeps one: what it shows is what its owner
+// says.
 
 #include <QQuickItem>
 

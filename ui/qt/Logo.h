@@ -1,6 +1,6 @@
 #pragma once
-// The program's mark, from the one drawing that is also installed as its icon. Main thread (the item: render thread,
-// while the main thread waits).
+// The program's mark, from the one drawing that is also installed as its icon. Window's thread (the item: render
+// thread, while the window's thread waits).
 
 #include <QQuickPaintedItem>
 

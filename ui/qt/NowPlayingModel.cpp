@@ -15,27 +15,24 @@ NowPlayingModel::NowPlayingModel(ContentView& content) : SessionAdapter(content.
 }
 
 QString NowPlayingModel::title() const {
-  const auto url = session().currentTrackURL();
-  return toQString(currentTrackTitle(url ? std::optional(PlaylistTrack{0, *url}) : std::nullopt));
+  const PlaylistTrack* track = state().currentTrack();
+  return toQString(currentTrackTitle(track != nullptr ? std::optional(*track) : std::nullopt));
 }
 
 QString NowPlayingModel::trackPosition() const {
-  return toQString(
-      trackPositionLabel(session().currentIndex().value(), std::ssize(session().playlistTracks().value())));
+  return toQString(trackPositionLabel(state().currentIndex, std::ssize(state().tracks.entries())));
 }
 
-QString NowPlayingModel::elapsed() const { return toQString(formatTime(session().playbackPosition().value())); }
+QString NowPlayingModel::elapsed() const { return toQString(formatTime(state().position)); }
 
 QString NowPlayingModel::duration() const { return toQString(formatTime(content_.currentTrackDuration())); }
 
-QString NowPlayingModel::sampleRate() const { return toQString(sampleRateLabel(player().sampleRate().value())); }
+QString NowPlayingModel::sampleRate() const { return toQString(sampleRateLabel(state().sampleRate)); }
 
-int NowPlayingModel::currentIndex() const {
-  return hasTrack() ? static_cast<int>(session().currentIndex().value()) : -1;
-}
+int NowPlayingModel::currentIndex() const { return hasTrack() ? static_cast<int>(state().currentIndex) : -1; }
 
 bool NowPlayingModel::canStop() const {
-  return isPlaying() || player().isPaused().value() || session().playbackPosition().value() > 0;
+  return isPlaying() || state().isPaused || state().isPreparing || state().position > 0;
 }
 
 void NowPlayingModel::adoptTrack() {
@@ -51,10 +48,6 @@ void NowPlayingModel::adoptSamples() {
   if (samples == samples_) return;
   samples_ = samples;
   emit waveformChanged();
-}
-
-void NowPlayingModel::next() {
-  if (session().canPlayNext()) session().playTrack(session().currentIndex().value() + 1, 0);
 }
 
 }  // namespace tolvane

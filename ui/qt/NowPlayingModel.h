@@ -1,5 +1,5 @@
 #pragma once
-// What plays, and the transport, as QML sees them. Main thread.
+// What plays, and the transport, as QML sees them. Window's thread.
 
 #include <QtQmlIntegration>
 
@@ -22,6 +22,9 @@ class NowPlayingModel final : public SessionAdapter {
   Q_PROPERTY(QString sampleRate READ sampleRate NOTIFY changed FINAL)
   Q_PROPERTY(int currentIndex READ currentIndex NOTIFY changed FINAL)
   Q_PROPERTY(bool playing READ isPlaying NOTIFY changed FINAL)
+  /// The track is being read; a clock runs, and a verdict stands, only once it plays.
+  Q_PROPERTY(bool preparing READ isPreparing NOTIFY changed FINAL)
+  Q_PROPERTY(double preparationProgress READ preparationProgress NOTIFY changed FINAL)
   Q_PROPERTY(bool hasTrack READ hasTrack NOTIFY changed FINAL)
   Q_PROPERTY(bool canSeek READ canSeek NOTIFY changed FINAL)
   Q_PROPERTY(bool canPlayNext READ canPlayNext NOTIFY changed FINAL)
@@ -35,21 +38,23 @@ class NowPlayingModel final : public SessionAdapter {
   [[nodiscard]] QString elapsed() const;
   [[nodiscard]] QString duration() const;
   [[nodiscard]] WaveformSamples samples() const { return samples_; }
-  [[nodiscard]] double progress() const { return session().playbackProgress(); }
+  [[nodiscard]] double progress() const { return state().progress(); }
   [[nodiscard]] QString sampleRate() const;
   [[nodiscard]] int currentIndex() const;  ///< −1 without a track
-  [[nodiscard]] bool isPlaying() const { return player().isPlaying().value(); }
-  [[nodiscard]] bool hasTrack() const { return session().currentTrackURL().has_value(); }
+  [[nodiscard]] bool isPlaying() const { return state().isGoingToPlay(); }
+  [[nodiscard]] bool isPreparing() const { return state().isPreparing; }
+  [[nodiscard]] double preparationProgress() const { return state().preparationProgress; }
+  [[nodiscard]] bool hasTrack() const { return state().currentTrack() != nullptr; }
   [[nodiscard]] bool canSeek() const { return content_.currentTrackDuration() > 0; }
-  [[nodiscard]] bool canPlayNext() const { return session().canPlayNext(); }
+  [[nodiscard]] bool canPlayNext() const { return state().canPlayNext(); }
   [[nodiscard]] bool canStop() const;
 
   Q_INVOKABLE void togglePause() { session().togglePausePlayback(); }
   Q_INVOKABLE void previous() { session().previous(); }
-  Q_INVOKABLE void next();
+  Q_INVOKABLE void next() { session().next(); }
   Q_INVOKABLE void stop() { session().stopPlayback(); }
   /// 0 … 1 of the current track; starts it when it does not play.
-  Q_INVOKABLE void playFrom(double fraction) { content_.playTrack(session().currentIndex().value(), fraction); }
+  Q_INVOKABLE void playFrom(double fraction) { content_.playTrack(state().currentIndex, fraction); }
 
  signals:
   void waveformChanged();

@@ -7,27 +7,23 @@
 
 namespace tolvane {
 
-OutputModel::OutputModel(ContentView& content, OutputDeviceList& deviceList)
-    : SessionAdapter(content.session()), content_(content), deviceList_(deviceList) {
-  std::vector<Subscription> parts;
-  parts.push_back(deviceList.devices().subscribe([this](const auto&) { emit devicesChanged(); }));
-  parts.push_back(deviceList.selectedDevice().subscribe([this](const auto&) { emit devicesChanged(); }));
-  // At once, not in a later turn: a slider under the pointer must not lag behind it.
-  parts.push_back(session().outputVolume().subscribe([this](const auto&) { emit levelsChanged(); }));
-  parts.push_back(session().outputBalance().subscribe([this](const auto&) { emit levelsChanged(); }));
-  parts.push_back(content.isExclusiveAccessEnabled().subscribe([this](const auto&) { scheduleChanged(); }));
-  subscription_ = Subscription::joined(std::move(parts));
-}
+OutputModel::OutputModel(SessionProxy& session)
+    : SessionAdapter(session),
+      subscription_(session.onChange([this](const SessionState& before, const SessionState& now) {
+        if (before.devices != now.devices || before.selectedDevice != now.selectedDevice) emit devicesChanged();
+        // At once, not in a later turn: a slider under the pointer must not lag behind it.
+        if (before.outputVolume != now.outputVolume || before.outputBalance != now.outputBalance) emit levelsChanged();
+      })) {}
 
 QStringList OutputModel::devices() const {
   QStringList names;
-  for (const auto& device : deviceList_.devices().value()) names.push_back(toQString(device.name));
+  for (const auto& device : state().devices) names.push_back(toQString(device.name));
   return names;
 }
 
 int OutputModel::selectedDevice() const {
-  const auto& devices = deviceList_.devices().value();
-  const auto& selected = deviceList_.selectedDevice().value();
+  const auto& devices = state().devices;
+  const auto& selected = state().selectedDevice;
   if (!selected) return -1;
   const auto found = std::ranges::find(devices, *selected);
   return found == devices.end() ? -1 : static_cast<int>(found - devices.begin());
@@ -42,25 +38,25 @@ QString OutputModel::exclusiveTitle() const { return exclusiveTitleLine(0); }
 QString OutputModel::exclusiveState() const { return exclusiveTitleLine(1); }
 
 QString OutputModel::exclusiveTitleLine(int line) const {
-  const auto title = toQString(exclusiveAccessControlTitle(player().exclusiveAccessStatus().value().kind));
+  const auto title = toQString(exclusiveAccessControlTitle(state().exclusiveAccessStatus.kind));
   return title.section(QLatin1Char('\n'), line, line);
 }
 
-QString OutputModel::exclusiveMessage() const { return toQString(player().exclusiveAccessStatus().value().message); }
+QString OutputModel::exclusiveMessage() const { return toQString(state().exclusiveAccessStatus.message); }
 
 QColor OutputModel::exclusiveColor() const {
-  return toQColor(exclusiveAccessControlColor(player().exclusiveAccessStatus().value().kind));
+  return toQColor(exclusiveAccessControlColor(state().exclusiveAccessStatus.kind));
 }
 
-QString OutputModel::pathLabel() const { return toQString(player().audioPathStatus().value().label); }
+QString OutputModel::pathLabel() const { return toQString(state().audioPathStatus.label); }
 
-QString OutputModel::pathDetail() const { return toQString(player().audioPathStatus().value().detail); }
+QString OutputModel::pathDetail() const { return toQString(state().audioPathStatus.detail); }
 
-QColor OutputModel::pathColor() const { return toQColor(audioPathColor(player().audioPathStatus().value().kind)); }
+QColor OutputModel::pathColor() const { return toQColor(audioPathColor(state().audioPathStatus.kind)); }
 
 void OutputModel::selectDevice(int row) {
-  const auto& devices = deviceList_.devices().value();
-  if (row >= 0 && row < std::ssize(devices)) deviceList_.select(devices[static_cast<std::size_t>(row)].id);
+  const auto& devices = state().devices;
+  if (row >= 0 && row < std::ssize(devices)) session().selectOutputDevice(devices[static_cast<std::size_t>(row)].id);
 }
 
 }  // namespace tolvane

@@ -1,12 +1,10 @@
 #pragma once
-// Where the music goes, as QML sees it: the devices, Exclusive Access and the verdict. Main thread.
+// Where the music goes, as QML sees it: the devices, Exclusive Access and the verdict. Window's thread.
 
 #include <QColor>
 #include <QStringList>
 #include <QtQmlIntegration>
 
-#include "ui/ContentView.h"
-#include "ui/OutputDeviceList.h"
 #include "ui/qt/SessionAdapter.h"
 
 namespace tolvane {
@@ -31,17 +29,17 @@ class OutputModel final : public SessionAdapter {
   Q_PROPERTY(QColor pathColor READ pathColor NOTIFY changed FINAL)
 
  public:
-  OutputModel(ContentView& content, OutputDeviceList& deviceList);
+  explicit OutputModel(SessionProxy& session);
 
   [[nodiscard]] QStringList devices() const;
   [[nodiscard]] int selectedDevice() const;  ///< row in devices; −1: none
-  [[nodiscard]] double volume() const { return session().outputVolume().value(); }
+  [[nodiscard]] double volume() const { return state().outputVolume; }
   void setVolume(double volume) { session().setOutputVolume(volume); }
   [[nodiscard]] QString volumeLabel() const;
-  [[nodiscard]] double balance() const { return session().outputBalance().value(); }
+  [[nodiscard]] double balance() const { return state().outputBalance; }
   void setBalance(double balance) { session().setOutputBalance(balance); }
   [[nodiscard]] QString balanceText() const;
-  [[nodiscard]] bool isExclusiveAccessEnabled() const { return content_.isExclusiveAccessEnabled().value(); }
+  [[nodiscard]] bool isExclusiveAccessEnabled() const { return state().isExclusiveAccessEnabled; }
   [[nodiscard]] QString exclusiveTitle() const;
   [[nodiscard]] QString exclusiveState() const;
   [[nodiscard]] QString exclusiveMessage() const;
@@ -51,7 +49,7 @@ class OutputModel final : public SessionAdapter {
   [[nodiscard]] QColor pathColor() const;
 
   Q_INVOKABLE void selectDevice(int row);
-  Q_INVOKABLE void setExclusiveAccess(bool enabled) { content_.setExclusiveAccessEnabled(enabled); }
+  Q_INVOKABLE void setExclusiveAccess(bool enabled) { session().setExclusiveAccessEnabled(enabled); }
 
  signals:
   void devicesChanged();
@@ -60,8 +58,6 @@ class OutputModel final : public SessionAdapter {
  private:
   [[nodiscard]] QString exclusiveTitleLine(int line) const;
 
-  ContentView& content_;
-  OutputDeviceList& deviceList_;
   Subscription subscription_;
 };
 

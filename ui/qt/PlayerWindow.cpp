@@ -19,8 +19,8 @@ extern void qml_register_types_Tolvane();
 namespace tolvane {
 
 struct PlayerWindow::Implementation {
-  Implementation(ContentView& content, OutputDeviceList& devices, SourceActions& sources)
-      : nowPlaying(content), tracks(content), trackDrag(content), output(content, devices), source(sources) {}
+  Implementation(ContentView& content, SourceActions& sources)
+      : nowPlaying(content), tracks(content), trackDrag(content), output(content.session()), source(sources) {}
 
   NowPlayingModel nowPlaying;
   TrackListModel tracks;
@@ -30,9 +30,8 @@ struct PlayerWindow::Implementation {
   QQmlApplicationEngine engine;  // last: what it draws reads the models to its end
 };
 
-PlayerWindow::PlayerWindow(ContentView& content, OutputDeviceList& devices, SourceActions& sources,
-                           const std::string& version)
-    : implementation_(std::make_unique<Implementation>(content, devices, sources)) {
+PlayerWindow::PlayerWindow(ContentView& content, SourceActions& sources, const std::string& version)
+    : implementation_(std::make_unique<Implementation>(content, sources)) {
   QFont font = QGuiApplication::font();
   font.setFamilies({QStringLiteral("Inter"), QStringLiteral("Cantarell"), QStringLiteral("Noto Sans"),
                     QStringLiteral("DejaVu Sans")});
@@ -50,7 +49,6 @@ PlayerWindow::PlayerWindow(ContentView& content, OutputDeviceList& devices, Sour
   });
   made.engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
   made.engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Tolvane/Main.qml")));
-  devices.start();
 }
 
 PlayerWindow::~PlayerWindow() = default;

@@ -1,12 +1,11 @@
 #pragma once
-// The player's window over its content: makes the adapters and loads the QML. Main thread, under a QGuiApplication.
+// The player's window over its content: makes the adapters and loads the QML. Window's thread, under a QGuiApplication.
 // Owns no audio logic.
 
 #include <memory>
 #include <string>
 
 #include "ui/ContentView.h"
-#include "ui/OutputDeviceList.h"
 #include "ui/SourceActions.h"
 
 class QQuickWindow;
@@ -15,8 +14,8 @@ namespace tolvane {
 
 class PlayerWindow {
  public:
-  /// The three outlive the window. The devices are loaded once the window exists.
-  PlayerWindow(ContentView& content, OutputDeviceList& devices, SourceActions& sources, const std::string& version);
+  /// The two outlive the window.
+  PlayerWindow(ContentView& content, SourceActions& sources, const std::string& version);
   ~PlayerWindow();
   PlayerWindow(const PlayerWindow&) = delete;
   PlayerWindow& operator=(const PlayerWindow&) = delete;

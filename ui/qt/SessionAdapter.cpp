@@ -2,8 +2,9 @@
 
 namespace tolvane {
 
-SessionAdapter::SessionAdapter(PlayerSession& session)
-    : session_(session), subscription_(session.onChange([this] { scheduleChanged(); })) {}
+SessionAdapter::SessionAdapter(SessionProxy& session)
+    : session_(session),
+      subscription_(session.onChange([this](const SessionState&, const SessionState&) { scheduleChanged(); })) {}
 
 void SessionAdapter::scheduleChanged() {
   if (isScheduled_) return;

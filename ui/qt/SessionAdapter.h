@@ -1,10 +1,10 @@
 #pragma once
-// What the adapters share: one signal for all that the session and the engine publish. Main thread.
+// What the adapters share: one signal for all that the player publishes. Window's thread.
 // Many changes of one operation become one signal, after the operation has ended.
 
 #include <QObject>
 
-#include "session/PlayerSession.h"
+#include "session/SessionProxy.h"
 
 namespace tolvane {
 
@@ -12,19 +12,19 @@ class SessionAdapter : public QObject {
   Q_OBJECT
 
  public:
-  explicit SessionAdapter(PlayerSession& session);
+  explicit SessionAdapter(SessionProxy& session);
 
  signals:
   void changed();
 
  protected:
-  [[nodiscard]] PlayerSession& session() const { return session_; }
-  [[nodiscard]] const BitPerfectAudioPlayer& player() const { return session_.player(); }
+  [[nodiscard]] SessionProxy& session() const { return session_; }
+  [[nodiscard]] const SessionState& state() const { return session_.state(); }
   /// Emits changed() in a later turn, once.
   void scheduleChanged();
 
  private:
-  PlayerSession& session_;
+  SessionProxy& session_;
   bool isScheduled_ = false;
   Subscription subscription_;
 };

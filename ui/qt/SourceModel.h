@@ -1,5 +1,5 @@
 #pragma once
-// Opening and dropping of files and folders, as QML calls it. Main thread.
+// Opening and dropping of files and folders, as QML calls it. Window's thread.
 
 #include <QObject>
 #include <QStringList>

@@ -41,10 +41,10 @@ QPixmap plate(const QString& title, double scale) {
 int TrackDragModel::insertionIndex() const { return static_cast<int>(content_.playlistInsertionIndex().value_or(-1)); }
 
 QMimeData* TrackDragModel::begin(int row) {
-  const auto& tracks = content_.session().playlistTracks().value();
-  if (row < 0 || row >= std::ssize(tracks)) return nullptr;
+  const PlaylistTrack* track = content_.session().state().tracks.entryAt(row);
+  if (track == nullptr) return nullptr;
   auto data = std::make_unique<QMimeData>();
-  data->setText(toQString(content_.beginPlaylistTrackDrag(tracks[static_cast<std::size_t>(row)].id)));
+  data->setText(toQString(content_.beginPlaylistTrackDrag(track->id)));
   draggedRow_ = row;
   emit changed();
   return data.release();
@@ -61,7 +61,7 @@ void TrackDragModel::drag(int row, QQuickItem* source) {
   if (draggedRow_ >= 0 || source == nullptr || source->window() == nullptr) return;
   QMimeData* data = begin(row);
   if (data == nullptr) return;
-  const auto& track = content_.session().playlistTracks().value()[static_cast<std::size_t>(row)];
+  const auto& track = content_.session().state().tracks[static_cast<std::size_t>(row)];
   const QPointer<TrackDragModel> self = this;
   auto* drag = new QDrag(source);  // Qt deletes it after the drag
   drag->setMimeData(data);

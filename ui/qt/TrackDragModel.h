@@ -1,6 +1,6 @@
 #pragma once
 // Reordering by drag, as QML sees it: begins the desktop's drag of a row, and answers for the rows as places to drop
-// on. Main thread. A drag of anything else, files above all, is none of its business and is left to the window.
+// on. Window's thread. A drag of anything else, files above all, is none of its business and is left to the window.
 
 #include <QObject>
 #include <QPointer>

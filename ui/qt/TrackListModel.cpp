@@ -16,7 +16,7 @@ struct Difference {
   std::ptrdiff_t last = -1;
 };
 
-Difference differenceOf(const std::vector<PlaylistTrack>& a, const std::vector<PlaylistTrack>& b) {
+Difference differenceOf(const PlaylistTracks::Entries& a, const PlaylistTracks::Entries& b) {
   const auto front = std::ranges::mismatch(a, b, {}, &PlaylistTrack::id, &PlaylistTrack::id).in1 - a.begin();
   if (front == std::ssize(a)) return {};
   auto back = std::ssize(a) - 1;
@@ -26,15 +26,17 @@ Difference differenceOf(const std::vector<PlaylistTrack>& a, const std::vector<P
 
 }  // namespace
 
-TrackListModel::TrackListModel(ContentView& content)
-    : content_(content), tracks_(content.session().playlistTracks().value()) {
+TrackListModel::TrackListModel(ContentView& content) : content_(content), tracks_(content.session().state().tracks) {
   std::vector<Subscription> parts;
-  parts.push_back(content.session().playlistTracks().subscribe([this](const auto& tracks) { adoptTracks(tracks); }));
+  parts.push_back(content.session().onChange([this](const SessionState&, const SessionState& now) {
+    if (now.tracks != tracks_) adoptTracks(now.tracks);
+    tracks_ = now.tracks;  // of two lists with the same entries, the one that comes again
+  }));
   parts.push_back(content.waveforms().onChange([this](const FileURL& url) { announceWaveform(url); }));
   subscriptions_ = Subscription::joined(std::move(parts));
 }
 
-QString TrackListModel::countLabel() const { return toQString(trackCountLabel(std::ssize(tracks_))); }
+QString TrackListModel::countLabel() const { return toQString(trackCountLabel(std::ssize(tracks_.entries()))); }
 
 int TrackListModel::rowCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : static_cast<int>(tracks_.size());
@@ -86,14 +88,14 @@ int TrackListModel::moveRow(int row, int direction) {
 }
 
 bool TrackListModel::fadesTop(double visibleHeight, double rowsTop) const {
-  return trackListFades(visibleHeight, std::ssize(tracks_), trackListScrollOffset(rowsTop)).showTopFade;
+  return trackListFades(visibleHeight, std::ssize(tracks_.entries()), trackListScrollOffset(rowsTop)).showTopFade;
 }
 
 bool TrackListModel::fadesBottom(double visibleHeight, double rowsTop) const {
-  return trackListFades(visibleHeight, std::ssize(tracks_), trackListScrollOffset(rowsTop)).showBottomFade;
+  return trackListFades(visibleHeight, std::ssize(tracks_.entries()), trackListScrollOffset(rowsTop)).showBottomFade;
 }
 
-void TrackListModel::adoptTracks(const std::vector<PlaylistTrack>& tracks) {
+void TrackListModel::adoptTracks(const PlaylistTracks& tracks) {
   if (tracks.size() == tracks_.size() && adoptMove(tracks)) return;
   beginResetModel();
   tracks_ = tracks;
@@ -104,8 +106,8 @@ void TrackListModel::adoptTracks(const std::vector<PlaylistTrack>& tracks) {
 }
 
 /// Whether the new list is the old one with a single track moved; then it has been adopted.
-bool TrackListModel::adoptMove(const std::vector<PlaylistTrack>& tracks) {
-  const auto [first, last] = differenceOf(tracks_, tracks);
+bool TrackListModel::adoptMove(const PlaylistTracks& tracks) {
+  const auto [first, last] = differenceOf(tracks_.entries(), tracks.entries());
   if (last < first) return false;
   const auto begin = tracks_.begin() + first;
   const auto end = tracks_.begin() + last + 1;
@@ -118,10 +120,7 @@ bool TrackListModel::adoptMove(const std::vector<PlaylistTrack>& tracks) {
   const int from = static_cast<int>(wentDown ? first : last);
   const int before = static_cast<int>(wentDown ? last + 1 : first);
   beginMoveRows({}, from, from, {}, before);
-  if (wentDown)
-    std::rotate(begin, begin + 1, end);
-  else
-    std::rotate(begin, end - 1, end);
+  tracks_ = tracks;
   endMoveRows();
   emit dataChanged(index(static_cast<int>(first)), index(static_cast<int>(last)), {numberRole});
   return true;
@@ -139,8 +138,7 @@ void TrackListModel::announceWaveform(const FileURL& url) {
 
 /// Where it was unless rows have been moved: looking for it in a long list would cost a frame.
 std::size_t TrackListModel::rowOf(Shown& shown) const {
-  if (tracks_[shown.row].id != shown.track)
-    shown.row = static_cast<std::size_t>(std::ranges::find(tracks_, shown.track, &PlaylistTrack::id) - tracks_.begin());
+  if (tracks_[shown.row].id != shown.track) shown.row = static_cast<std::size_t>(tracks_.indexOf(shown.track));
   return shown.row;
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// The playlist as a list model. Main thread. Reordering is told as moves, so that views keep and move their rows.
+// The playlist as a list model. Window's thread. Reordering is told as moves, so that views keep and move their rows.
 // A row's waveform is asked for when the row is first shown: 100,000 rows cost what the visible ones cost.
 
 #include <QAbstractListModel>
@@ -54,13 +54,13 @@ class TrackListModel final : public QAbstractListModel {
     PlaylistTrackID track;
     std::size_t row;
   };
-  void adoptTracks(const std::vector<PlaylistTrack>& tracks);
-  [[nodiscard]] bool adoptMove(const std::vector<PlaylistTrack>& tracks);
+  void adoptTracks(const PlaylistTracks& tracks);
+  [[nodiscard]] bool adoptMove(const PlaylistTracks& tracks);
   void announceWaveform(const FileURL& url);
   [[nodiscard]] std::size_t rowOf(Shown& shown) const;
 
   ContentView& content_;
-  std::vector<PlaylistTrack> tracks_;            // what the views have been told
+  PlaylistTracks tracks_;                        // what the views have been told
   std::map<FileURL, std::vector<Shown>> shown_;  // a file may stand in the list twice
   QPersistentModelIndex playedRow_;
   Subscription subscriptions_;

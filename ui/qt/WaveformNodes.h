@@ -1,5 +1,5 @@
 #pragma once
-// The scene graph's nodes for a waveform's bars. Called while the main thread waits for the renderer.
+// The scene graph's nodes for a waveform's bars. Called while the window's thread waits for the renderer.
 
 #include <QColor>
 #include <QSGNode>

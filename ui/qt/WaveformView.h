@@ -1,5 +1,5 @@
 #pragma once
-// A waveform as bars in the scene graph. Main thread; its nodes are built while that thread waits for the renderer.
+// A waveform as bars in the scene graph. Window's thread; its nodes are built while that thread waits for the renderer.
 // Rebuilt only when another bar has been played, or another waveform or size has come.
 
 #include <QColor>

@@ -39,7 +39,7 @@ class PrivateBus {
   QString address_;
 };
 
-class BusFixture : public SessionFixture {
+class BusFixture : public ProxyFixture {
  protected:
   BusFixture();
   ~BusFixture() override;

@@ -27,7 +27,7 @@ class MediaPlayer : public test::BusFixture {
   }
 
   void playThreeTracks() {
-    load(3);
+    SessionFixture::load(3);  // both become one signal
     session.playTrack(0, 0);
     runLoop.runUntilIdle();
     turnUntil([&] { return !properties.received().isEmpty(); });
@@ -46,10 +46,10 @@ class MediaPlayer : public test::BusFixture {
   int raised = 0;
   int quits = 0;
   std::vector<FileURL> opened;
-  MediaControls controls{session, runLoop, [this](const FileURL& url) {
-                           if (url.stem() == "missing") return false;
+  MediaControls controls{proxy, runLoop, [this](const FileURL& url, const auto& answer) {
+                           if (url.stem() == "missing") return answer(false);
                            opened.push_back(url);
-                           return true;
+                           answer(true);
                          }};
   std::optional<MediaPlayerService> mediaPlayer{
       std::in_place, service, identity, controls,
@@ -119,13 +119,20 @@ TEST_F(MediaPlayer, HasNoTrackWithAnEmptyPlaylist) {
 TEST_F(MediaPlayer, AnnouncesOneOperationInOneSignal) {
   playThreeTracks();
   call(mediaPath, player, QStringLiteral("Next"));
-  turnUntil([&] { return !properties.received().isEmpty(); });
-  call(mediaPath, player, QStringLiteral("Pause"));  // its signal comes behind all of those before
   turnUntil([&] { return properties.received().size() >= 2; });
-  ASSERT_EQ(properties.received().size(), 2);
-  const auto changed = qdbus_cast<QVariantMap>(properties.received().at(0).at(1));
-  EXPECT_EQ(changed.keys(), QStringList{QStringLiteral("Metadata")});
-  const auto paused = qdbus_cast<QVariantMap>(properties.received().at(1).at(1));
+  call(mediaPath, player, QStringLiteral("Pause"));  // its signal comes behind all of those before
+  turnUntil([&] { return properties.received().size() >= 3; });
+  ASSERT_EQ(properties.received().size(), 3) << "the new track, its length once it has been read, the pause";
+  const auto lengthIn = [&](int signal) {
+    const auto changed = qdbus_cast<QVariantMap>(properties.received().at(signal).at(1));
+    EXPECT_EQ(changed.keys().contains(QStringLiteral("Metadata")), true) << signal;
+    return qdbus_cast<QVariantMap>(changed.value(QStringLiteral("Metadata")))
+        .value(QStringLiteral("mpris:length"))
+        .toLongLong();
+  };
+  EXPECT_EQ(lengthIn(0), 0);
+  EXPECT_EQ(lengthIn(1), 10 * second);
+  const auto paused = qdbus_cast<QVariantMap>(properties.received().at(2).at(1));
   EXPECT_EQ(paused, (QVariantMap{{QStringLiteral("PlaybackStatus"), QStringLiteral("Paused")}}));
 }
 

@@ -19,9 +19,9 @@ class Playerctl : public test::BusFixture {
     EXPECT_EQ(playerctl(words.split(QLatin1Char(' '))).exitCode, 0) << qPrintable(words);
   }
 
-  MediaControls controls{session, runLoop, [this](const FileURL& url) {
-                           session.loadPlaylist({&url, 1}, true);
-                           return true;
+  MediaControls controls{proxy, runLoop, [this](const FileURL& url, const auto& answer) {
+                           proxy.loadPlaylist({&url, 1}, true);
+                           answer(true);
                          }};
   MediaPlayerService mediaPlayer{service, identity, controls, {.raise = [] {}, .quit = [] {}}};
 };

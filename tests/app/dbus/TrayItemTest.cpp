@@ -19,10 +19,11 @@ const QString menuInterface = QStringLiteral("com.canonical.dbusmenu");
 
 class Tray : public test::BusFixture {
  protected:
-  Tray() { delegate.setSession(&session); }
+  Tray() { delegate.setSession(&proxy); }
 
   /// The player's menu on the bus, as it then is.
   void show() {
+    settle();
     if (!item) {
       item.emplace(service, identity, QIcon(), [this](ShellAction action) { performed.push_back(action); });
       updates.listen(client, service.baseService(), menuPath, menuInterface, QStringLiteral("ItemsPropertiesUpdated"));

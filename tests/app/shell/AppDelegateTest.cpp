@@ -27,9 +27,9 @@ class RecordingWindow final : public ShellWindow {
   bool isSmall = false;
 };
 
-class Delegate : public SessionFixture {
+class Delegate : public ProxyFixture {
  protected:
-  Delegate() { delegate.setSession(&session); }
+  Delegate() { delegate.setSession(&proxy); }
 
   /// Titles with what can be chosen: "Next" or "(Next)".
   static std::vector<std::string> lines(const std::vector<MenuItem>& items) {
@@ -91,6 +91,7 @@ TEST_F(Delegate, OffersOnlyWhatIsPossibleWithAnEmptyPlaylist) {
 TEST_F(Delegate, NamesTheCurrentFileAndOffersPauseWhileItPlays) {
   load(2);
   session.togglePausePlayback();
+  settle();
   EXPECT_THAT(lines(delegate.playerSystemMenu()), ElementsAre("(1.wav)", "-", "Previous", "Pause", "Next", "-",
                                                               "Show Player", "Quit Tolvane Music Player"));
 }
@@ -99,6 +100,7 @@ TEST_F(Delegate, OffersNoNextTrackOnTheLastOne) {
   load(2);
   session.playTrack(1, 0);
   session.togglePausePlayback();
+  settle();
   EXPECT_THAT(lines(delegate.playerSystemMenu()), ElementsAre("(2.wav)", "-", "Previous", "Play", "(Next)", "-",
                                                               "Show Player", "Quit Tolvane Music Player"));
 }
@@ -109,25 +111,32 @@ TEST_F(Delegate, GivesTheMenuItsSymbols) {
   EXPECT_THAT(symbols, ElementsAre("", "", "backward.end.fill", "play.fill", "forward.end.fill", "", "macwindow", ""));
   load(1);
   session.togglePausePlayback();
+  settle();
   EXPECT_EQ(delegate.playerSystemMenu()[3].symbol, "pause.fill");
 }
 
 TEST_F(Delegate, PerformsTheTransportActions) {
   load(3);
   delegate.perform(ShellAction::togglePlayback);
+  settle();
   EXPECT_TRUE(isPlaying());
   delegate.perform(ShellAction::nextTrack);
+  settle();
   EXPECT_EQ(index(), 1);
   delegate.perform(ShellAction::previousTrack);
+  settle();
   EXPECT_EQ(index(), 0);
   delegate.perform(ShellAction::togglePlayback);
+  settle();
   EXPECT_TRUE(isPaused());
 }
 
 TEST_F(Delegate, PlaysNothingBeyondTheLastTrack) {
   load(2);
   session.playTrack(1, 0);
+  settle();
   delegate.nextTrack();
+  settle();
   EXPECT_EQ(index(), 1);
   EXPECT_TRUE(isPlaying());
 }
@@ -141,9 +150,11 @@ TEST_F(Delegate, SavesThePlaylistAndThenThePlaceInItWhenTheProgramEnds) {
   bookmarks.add(track(1));
   load(1);
   session.togglePausePlayback();
+  settle();
   advance(1.03);
   defaults.forgetWrites();
   delegate.applicationWillTerminate();
+  settle();
   EXPECT_NEAR(position(), 1.03, 1e-9) << "the position is brought up to date first";
   EXPECT_THAT(defaults.writes(), Contains("TolvanePlayer.SavedPlaylist"));
   EXPECT_EQ(defaults.writes().back(), "TolvanePlayer.SavedPlaybackState");
@@ -164,7 +175,9 @@ TEST_F(Delegate, DoesNothingWithoutASession) {
   delegate.previousTrack();
   delegate.togglePlayback();
   delegate.nextTrack();
+  settle();
   delegate.applicationWillTerminate();
+  settle();
   EXPECT_THAT(lines(delegate.playerSystemMenu()),
               ElementsAre("(No track selected)", "-", "(Previous)", "(Play)", "(Next)", "-", "Show Player",
                           "Quit Tolvane Music Player"));

@@ -315,10 +315,10 @@ TEST_F(WindowAccessibility, ExclusiveAccessIsSwitchedByAssistiveTechnology) {
   load(1);
   for (const auto& action : {QAccessibleActionInterface::toggleAction(), QAccessibleActionInterface::pressAction()}) {
     act(accessible("Exclusive Access"), action);
-    EXPECT_TRUE(content.isExclusiveAccessEnabled().value()) << action.toStdString();
+    EXPECT_TRUE(proxy.state().isExclusiveAccessEnabled) << action.toStdString();
     EXPECT_TRUE(accessible("Exclusive Access")->state().checked);
     act(accessible("Exclusive Access"), action);
-    EXPECT_FALSE(content.isExclusiveAccessEnabled().value()) << action.toStdString();
+    EXPECT_FALSE(proxy.state().isExclusiveAccessEnabled) << action.toStdString();
     EXPECT_FALSE(accessible("Exclusive Access")->state().checked);
   }
 }

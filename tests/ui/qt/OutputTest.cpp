@@ -14,8 +14,15 @@ using testing::Not;
 
 class WindowOutput : public WindowFixture {
  protected:
-  [[nodiscard]] double volume() const { return session.outputVolume().value(); }
-  [[nodiscard]] double balance() const { return session.outputBalance().value(); }
+  /// As the player has them.
+  double volume() {
+    runLoop.runUntilIdle();
+    return session.outputVolume().value();
+  }
+  double balance() {
+    runLoop.runUntilIdle();
+    return session.outputBalance().value();
+  }
 
   /// Presses at one fraction of the slider's way, moves and lets go at another.
   void drag(const QString& name, double from, double to, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
@@ -134,11 +141,11 @@ TEST_F(WindowOutput, AssistiveTechnologyReadsAndStepsASlider) {
 TEST_F(WindowOutput, ExclusiveAccessIsToggledAndRemembered) {
   load(1);
   click("Exclusive Access");
-  EXPECT_TRUE(content.isExclusiveAccessEnabled().value());
+  EXPECT_TRUE(proxy.state().isExclusiveAccessEnabled);
   EXPECT_EQ(session.player().exclusiveAccessStatus().value().kind, ExclusiveAccessStatus::Kind::active);
   EXPECT_TRUE(isPlaying());
   click("Exclusive Access");
-  EXPECT_FALSE(content.isExclusiveAccessEnabled().value());
+  EXPECT_FALSE(proxy.state().isExclusiveAccessEnabled);
 }
 
 TEST_F(WindowOutput, TheDeviceIsReleasedWithAButtonThatIsThereWhileMusicPlays) {

@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <map>
 #include <numbers>
+#include <semaphore>
+#include <thread>
 
 #include "tests/ui/qt/WindowFixture.h"
 #include "ui/qt/TrackDragModel.h"
@@ -64,6 +66,8 @@ SimulatedPCMFile recording(const Piece& piece) {
 
 class Stage : public WindowFixture {
  public:
+  ~Stage() override { mayGoOn_.release(); }
+
   void TestBody() override {}
 
   using Scene = void (Stage::*)();
@@ -77,7 +81,7 @@ class Stage : public WindowFixture {
   void empty() {}
   void playing() { play(2, 0.38); }
   void exclusive() {
-    content.setExclusiveAccessEnabled(true);
+    proxy.setExclusiveAccessEnabled(true);
     play(2, 0.38);
   }
   void lost() {
@@ -95,7 +99,7 @@ class Stage : public WindowFixture {
     device.transport = kAudioDeviceTransportTypeBuiltIn;
     device.hogIsSettable = false;
     pick(device);
-    content.setExclusiveAccessEnabled(true);
+    proxy.setExclusiveAccessEnabled(true);
     play(2, 0.38);
   }
   void converted() {
@@ -116,6 +120,26 @@ class Stage : public WindowFixture {
     play(2, 0.38);
     files.remove(url(3));
     content.playTrack(3, 0);
+  }
+  /// Of the next track two thirds have been read.
+  void preparing() {
+    play(2, 0.38);
+    readsLater = true;
+    constexpr std::size_t pieceBytes = 1 << 20;  // as tracks are read
+    const auto stopAt = recording(programme[3]).data.size() / pieceBytes * 2 / 3;
+    content.playTrack(3, 0);
+    settle();  // with its waveform, which is read from the same files
+    files.setReadGate([this, stopAt, pieces = std::size_t{0}](const FileURL&, std::string_view call) mutable {
+      if (call != "readBytes" || ++pieces != stopAt) return;
+      isFarEnough_.release();
+      mayGoOn_.acquire();
+    });
+    reader_ = std::jthread([work = std::exchange(reading, {})] {
+      for (const auto& each : work) each();
+    });
+    isFarEnough_.acquire();
+    runLoop.advance(std::chrono::milliseconds(60));
+    std::ignore = waitFor([&] { return item("Position")->property("isPreparing").toBool(); });
   }
   /// Between two attempts to get a device back that has stopped.
   void checking() {
@@ -152,6 +176,7 @@ class Stage : public WindowFixture {
     for (int number = 54'320; number < 54'330; ++number)
       add(urls[static_cast<std::size_t>(number)], programme[number % 12]);
     content.loadPlaylist(urls);
+    settle();
     content.playTrack(54'321, 0.6);
     settle();
   }
@@ -223,6 +248,9 @@ class Stage : public WindowFixture {
   }
 
   std::unique_ptr<QMimeData> data_;
+  std::binary_semaphore isFarEnough_{0};
+  std::binary_semaphore mayGoOn_{0};
+  std::jthread reader_;
 };
 
 const std::map<std::string, Stage::Scene>& Stage::scenes() {
@@ -234,6 +262,7 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"converted", &Stage::converted},
                                                 {"processed", &Stage::processed},
                                                 {"checking", &Stage::checking},
+                                                {"preparing", &Stage::preparing},
                                                 {"error", &Stage::error},
                                                 {"no-device", &Stage::noDevice},
                                                 {"names", &Stage::names},

@@ -46,6 +46,51 @@ TEST_F(WindowTransport, SeeksWhereThePlayingTracksWaveformIsClicked) {
   EXPECT_EQ(currentIndex(), 0);
 }
 
+TEST_F(WindowTransport, ShowsATrackThatIsStillBeingRead) {
+  load(3);
+  runLoop.advance(std::chrono::seconds(4));
+  settle();
+  ASSERT_TRUE(isShown("00:04"));
+  readsLater = true;
+  clickAt(placeIn(*row(2), 0.3, 0.5));
+  EXPECT_TRUE(isShown("03 / 03"));
+  EXPECT_EQ(item("Position")->property("positionText").toString(), "00:00");
+  EXPECT_TRUE(isShown("CHECKING"));
+  EXPECT_TRUE(isShown("Pause")) << "it will play";
+  runLoop.advance(std::chrono::seconds(3));
+  settle();
+  EXPECT_EQ(item("Position")->property("positionText").toString(), "00:00") << "no clock runs";
+  EXPECT_TRUE(waitFor([&] { return item("Position")->property("isPreparing").toBool(); })) << "after a moment";
+  finishReading();
+  EXPECT_FALSE(item("Position")->property("isPreparing").toBool());
+  EXPECT_TRUE(isPlaying());
+  EXPECT_FALSE(isShown("CHECKING"));
+}
+
+TEST_F(WindowTransport, StopsATrackThatIsStillBeingRead) {
+  load(2);
+  readsLater = true;
+  click("Next");
+  click("Stop");
+  EXPECT_TRUE(isShown("READY"));
+  finishReading();
+  EXPECT_FALSE(isPlaying());
+  EXPECT_TRUE(isShown("02 / 02"));
+}
+
+TEST_F(WindowTransport, KeepsATrackFromStartingThatIsPausedWhileItIsRead) {
+  load(2);
+  readsLater = true;
+  click("Next");
+  click("Pause");
+  finishReading();
+  EXPECT_FALSE(isPlaying());
+  EXPECT_TRUE(session.player().isPaused().value());
+  click("Play");
+  EXPECT_TRUE(isPlaying());
+  EXPECT_EQ(currentIndex(), 1);
+}
+
 TEST_F(WindowTransport, FollowsItsButtons) {
   load(3);
   click("Next");

@@ -23,16 +23,15 @@ QQuickItem* findObject(QQuickItem* root, const QString& name) {
   return nullptr;
 }
 
-SimulatedDeviceConfig named(const char* name) {
-  SimulatedDeviceConfig device;
-  device.name = name;
-  return device;
-}
-
 }  // namespace
 
-WindowFixture::WindowFixture()
-    : dac(hardware.addDevice(named("Studio DAC"))), headphones(hardware.addDevice(named("Headphones"))) {
+AudioObjectID WindowFixture::addDevice(const char* name) {
+  SimulatedDeviceConfig device;
+  device.name = name;
+  return hardware.addDevice(std::move(device));
+}
+
+WindowFixture::WindowFixture() {
   QAccessible::setActive(true);
   openWindow();
 }
@@ -41,7 +40,7 @@ WindowFixture::~WindowFixture() = default;
 
 void WindowFixture::openWindow() {
   player.reset();
-  player.emplace(content, devices, sources, "1.0");
+  player.emplace(content, sources, "1.0");
   window = player->window();
   if (window == nullptr) throw std::runtime_error("The window could not be made.");
   window->requestActivate();
@@ -69,6 +68,7 @@ void WindowFixture::load(int count) {
 
 void WindowFixture::settle() {
   for (int turn = 0; turn < 3; ++turn) {
+    runLoop.runUntilIdle();
     for (const auto& work : std::exchange(background, {})) work();
     runLoop.runUntilIdle();
     QCoreApplication::sendPostedEvents();
@@ -77,6 +77,12 @@ void WindowFixture::settle() {
     // has nothing to draw on.
     if (turn < 2 && window->isExposed()) window->grabWindow();
   }
+}
+
+void WindowFixture::finishReading() {
+  settle();
+  for (const auto& work : std::exchange(reading, {})) work();
+  settle();
 }
 
 bool WindowFixture::waitFor(const std::function<bool()>& condition) {

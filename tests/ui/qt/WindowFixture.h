@@ -19,6 +19,7 @@
 #include "platform/simulated/SimulatedAudioFileServices.h"
 #include "platform/simulated/SimulatedAudioHardware.h"
 #include "platform/simulated/SimulatedFileBookmarks.h"
+#include "session/SessionHost.h"
 #include "ui/qt/PlayerWindow.h"
 
 namespace tolvane::test {
@@ -30,6 +31,7 @@ class WindowFixture : public testing::Test {
   WindowFixture();
   ~WindowFixture() override;
 
+  AudioObjectID addDevice(const char* name);
   static FileURL track(int number) { return FileURL("/music/Track " + std::to_string(number) + ".wav"); }
   /// Files of ten seconds: tracks 1 … count.
   std::vector<FileURL> addTracks(int count);
@@ -41,6 +43,7 @@ class WindowFixture : public testing::Test {
 
   /// Lets everything happen that is due; the clock stands still.
   void settle();
+  void finishReading();
   /// Lets events come until the condition holds; gives up, and says so, after a time that only a broken window needs.
   [[nodiscard]] bool waitFor(const std::function<bool()>& condition);
 
@@ -72,17 +75,33 @@ class WindowFixture : public testing::Test {
   SimulatedAudioFileServices files;
   MemoryUserDefaults defaults;
   SimulatedFileBookmarks bookmarks;
-  AudioObjectID dac;
-  AudioObjectID headphones;
-  PlayerSession session{hardware, files, defaults, bookmarks, runLoop, log};
-  ContentView content{session, defaults, runLoop,
+  AudioObjectID dac = addDevice("Studio DAC");
+  AudioObjectID headphones = addDevice("Headphones");
+  bool readsLater = false;              ///< tracks are read when the test says so
+  std::vector<BackgroundWork> reading;  ///< done by finishReading()
+  SessionLink link;
+  SessionHost host{{.hardware = hardware,
+                    .files = files,
+                    .defaults = defaults,
+                    .bookmarks = bookmarks,
+                    .runLoop = runLoop,
+                    .log = log,
+                    .background =
+                        [this](BackgroundWork work) {
+                          if (!readsLater) return work();
+                          reading.push_back(std::move(work));
+                        }},
+                   link};
+  PlayerSession& session = host.session();     ///< of the player, whose side runs on the same run loop
+  OutputDeviceList& devices = host.devices();  ///< likewise
+  SessionProxy proxy{link, runLoop};
+  ContentView content{proxy, runLoop,
                       [this](const FileURL& url, const std::stop_token& stop) {
                         return makeWaveformData(files, url, maxWaveformSamples, stop);
                       },
                       [this](WaveformStore::Work work) { background.push_back(std::move(work)); }};
-  OutputDeviceList devices{hardware, [this](AudioObjectID id) { session.setOutputDevice(id); }};
   SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); },
-                        [this](SourceActions::Work work) { background.push_back(std::move(work)); }};
+                        [this](BackgroundWork work) { background.push_back(std::move(work)); }};
   std::vector<std::function<void()>> background;  ///< done by settle()
   std::optional<PlayerWindow> player;
   QQuickWindow* window = nullptr;

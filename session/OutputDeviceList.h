@@ -1,5 +1,5 @@
 #pragma once
-// The machine's output devices, kept current, and the one that is selected. Main thread.
+// The machine's output devices, kept current, and the one that is selected. Player's thread.
 // Tells of a selection only when it is another device, so that a device that comes or goes does not disturb the music.
 
 #include <functional>
@@ -9,7 +9,7 @@
 
 #include "engine/Published.h"
 #include "platform/AudioHardware.h"
-#include "ui/AudioDevice.h"
+#include "session/AudioDevice.h"
 
 namespace tolvane {
 

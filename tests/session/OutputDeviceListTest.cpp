@@ -1,4 +1,4 @@
-#include "ui/OutputDeviceList.h"
+#include "session/OutputDeviceList.h"
 
 #include <gmock/gmock.h>
 

@@ -1,0 +1,27 @@
+#pragma once
+// Where work that may wait, or may never return, is done: apart from the thread that asks for it. The work must own
+// what it uses, because it may outlive whoever asked.
+
+#include <functional>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace tolvane {
+
+using BackgroundWork = std::function<void()>;
+/// Runs the work once: on another thread, at another time, or before it returns.
+using Background = std::function<void(BackgroundWork)>;
+
+inline void runAtOnce(const BackgroundWork& work) { work(); }
+
+/// A file on a dead network share may hold its reader for ever: the thread is left behind, never joined.
+inline void runInDetachedThread(BackgroundWork work) {
+  try {
+    std::thread(work).detach();
+  } catch (const std::system_error&) {
+    work();  // no thread to be had: better late than never
+  }
+}
+
+}  // namespace tolvane

@@ -1,0 +1,67 @@
+#pragma once
+// All that the player publishes, as one value. The player's thread makes it and never changes it again; the window's
+// thread reads it. Cheap to copy: the playlist is shared.
+
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "engine/AudioPathStatus.h"
+#include "engine/ExclusiveAccessStatus.h"
+#include "platform/RunLoop.h"
+#include "session/AudioDevice.h"
+#include "session/PlaylistTracks.h"
+
+namespace tolvane {
+
+struct SessionState {
+  // The playlist.
+  PlaylistTracks tracks;
+  std::int64_t currentIndex = 0;  ///< out of range while the playlist is empty
+
+  // The transport: at most one of the three holds.
+  bool isPlaying = false;
+  bool isPaused = false;
+  bool isPreparing = false;
+  bool startsPaused = false;         ///< the track that is being prepared
+  double preparationProgress = 0;    ///< 0 … 1
+  std::optional<FileURL> loadedURL;  ///< of the track that is loaded, or is being prepared
+  double sampleRate = 0;             ///< the source's, hertz; 0 while no track is loaded
+  std::int64_t playbackCompletionCount = 0;
+
+  // The place in the track. While the clock runs the position counts from `startedAt`, not from `position`.
+  double position = 0;                          ///< seconds
+  double duration = 0;                          ///< seconds; 0: unknown
+  std::optional<RunLoop::TimePoint> startedAt;  ///< when the track would have been at its beginning
+
+  // The output.
+  double outputVolume = 1;   ///< 0 … 1
+  double outputBalance = 0;  ///< −1 … 1
+  AudioPathStatus audioPathStatus = AudioPathStatus::ready();
+  ExclusiveAccessStatus exclusiveAccessStatus = ExclusiveAccessStatus::off();
+  bool isExclusiveAccessEnabled = false;  ///< the listener's choice
+  std::vector<AudioDevice> devices;       ///< sorted by name
+  std::optional<AudioDevice> selectedDevice;
+
+  // What holds between player and window.
+  std::uint64_t lastCommand = 0;  ///< number of the last command that has taken effect; 0: none yet
+  std::string heldUpBy;           ///< whom the player has been waiting for; empty: nobody
+
+  bool operator==(const SessionState&) const = default;
+
+  [[nodiscard]] const PlaylistTrack* currentTrack() const { return tracks.entryAt(currentIndex); }
+  [[nodiscard]] double positionAt(RunLoop::TimePoint now) const {
+    if (!startedAt) return position;
+    const double elapsed = std::max(secondsFromDuration(now - *startedAt), 0.0);
+    return duration > 0 ? std::min(elapsed, duration) : elapsed;
+  }
+  /// 0 … 1
+  [[nodiscard]] double progress() const { return duration > 0 ? std::clamp(position / duration, 0.0, 1.0) : 0; }
+  [[nodiscard]] bool canPlayNext() const { return currentIndex < static_cast<std::int64_t>(tracks.size()) - 1; }
+  /// Music plays, or will by itself.
+  [[nodiscard]] bool isGoingToPlay() const { return isPlaying || (isPreparing && !startsPaused); }
+};
+
+}  // namespace tolvane

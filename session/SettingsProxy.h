@@ -1,0 +1,31 @@
+#pragma once
+// The window's settings: user defaults on the window's thread, stored by the player's. What was set in this run can be
+// read again; what an earlier run has left is not known here.
+
+#include <map>
+#include <string>
+
+#include "platform/UserDefaults.h"
+#include "session/SessionProxy.h"
+
+namespace tolvane {
+
+class SettingsProxy final : public UserDefaults {
+ public:
+  /// The session outlives the settings.
+  explicit SettingsProxy(SessionProxy& session) : session_(session) {}
+
+  [[nodiscard]] std::optional<Value> object(std::string_view key) const override;
+  void setObject(std::string_view key, Value value) override;
+  void removeObject(std::string_view key) override;
+
+ private:
+  // Each setting stands for itself.
+  void beginGroup() override {}
+  void endGroup() override {}
+
+  SessionProxy& session_;
+  std::map<std::string, Value, std::less<>> values_;
+};
+
+}  // namespace tolvane

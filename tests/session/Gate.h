@@ -1,0 +1,56 @@
+#pragma once
+// A place where one call of a service can be held for as long as a test pleases, as a device, a server or a disk that
+// hangs would hold it. Any thread.
+
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace tolvane::test {
+
+class Gate {
+ public:
+  Gate() = default;
+  Gate(const Gate&) = delete;
+  Gate& operator=(const Gate&) = delete;
+  ~Gate() { open(); }
+
+  // The service.
+
+  /// Returns at once, unless this is the call to be held.
+  void pass(std::string_view call) {
+    std::unique_lock lock(mutex_);
+    if (call != call_) return;
+    call_.clear();
+    isHolding_ = true;
+    changed_.wait(lock, [this] { return !isHolding_; });
+  }
+
+  // The test.
+
+  /// Holds the next call of this name.
+  void holdNext(std::string_view call) {
+    const std::lock_guard lock(mutex_);
+    call_ = call;
+  }
+  [[nodiscard]] bool isHolding() const {
+    const std::lock_guard lock(mutex_);
+    return isHolding_;
+  }
+  /// Lets go what is held, and holds nothing any more.
+  void open() {
+    const std::lock_guard lock(mutex_);
+    call_.clear();
+    isHolding_ = false;
+    changed_.notify_all();
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::string call_;  // guarded by mutex_, as all below
+  bool isHolding_ = false;
+};
+
+}  // namespace tolvane::test
