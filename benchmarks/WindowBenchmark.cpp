@@ -20,6 +20,7 @@
 #include "platform/simulated/SimulatedAudioFileServices.h"
 #include "platform/simulated/SimulatedAudioHardware.h"
 #include "platform/simulated/SimulatedFileBookmarks.h"
+#include "session/SessionHost.h"
 #include "ui/qt/PlayerWindow.h"
 
 namespace tolvane {
@@ -47,14 +48,15 @@ SimulatedPCMFile briefTrack() {
 class ScrolledWindow {
  public:
   explicit ScrolledWindow(QSize size) {
-    hardware_.addDevice({});
     std::vector<FileURL> urls;
     urls.reserve(trackCount);
     for (int number = 1; number <= trackCount; ++number) {
       urls.emplace_back("/music/A track of usual name " + std::to_string(number) + ".wav");
       if (number < 4 * frameCount) files_.add(urls.back(), briefTrack());
     }
+    runLoop_.runUntilIdle();
     content_.loadPlaylist(urls);
+    runLoop_.runUntilIdle();
     player_.window()->resize(size);
     while (!player_.window()->isExposed()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
     workInTheBackground();
@@ -90,20 +92,28 @@ class ScrolledWindow {
   ManualRunLoop runLoop_;
   MemoryLog log_;
   SimulatedAudioHardware hardware_{runLoop_};
+  AudioObjectID device_ = hardware_.addDevice({});
   SimulatedAudioFileServices files_;
   MemoryUserDefaults defaults_;
   SimulatedFileBookmarks bookmarks_;
-  PlayerSession session_{hardware_, files_, defaults_, bookmarks_, runLoop_, log_};
+  SessionLink link_;
+  SessionHost host_{{.hardware = hardware_,
+                     .files = files_,
+                     .defaults = defaults_,
+                     .bookmarks = bookmarks_,
+                     .runLoop = runLoop_,
+                     .log = log_},
+                    link_};
+  SessionProxy session_{link_, runLoop_};
   std::vector<std::function<void()>> background_;
-  ContentView content_{session_, defaults_, runLoop_,
+  ContentView content_{session_, runLoop_,
                        [this](const FileURL& url, const std::stop_token& stop) {
                          return makeWaveformData(files_, url, maxWaveformSamples, stop);
                        },
                        [this](WaveformStore::Work work) { background_.push_back(std::move(work)); }};
-  OutputDeviceList devices_{hardware_, [this](AudioObjectID id) { session_.setOutputDevice(id); }};
   SourceActions sources_{runLoop_, [this](auto urls) { content_.loadPlaylist(urls); },
-                         [this](SourceActions::Work work) { background_.push_back(std::move(work)); }};
-  PlayerWindow player_{content_, devices_, sources_, "1.0"};
+                         [this](BackgroundWork work) { background_.push_back(std::move(work)); }};
+  PlayerWindow player_{content_, sources_, "1.0"};
 };
 
 void measure(QSize size) {

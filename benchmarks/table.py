@@ -4,7 +4,8 @@
 Preparation: `seconds` as tolvane-probe reports it (from opening the file to the finished block, without the digest),
 beside the whole run of the peer's program. Rendering: both loops in one benchmark program. Medians of the pairs.
 Discovery: whole runs, the folders' names in the system's memory. The playlist: times of our own, with no peer beside
-them. Memory: the most that a run had resident. The window: processor time of its thread, drawn without a graphics card.
+them. Memory: the most that a run had resident. The window: processor time of its thread, drawn without a
+graphics card; its pauses in wall time.
 """
 
 import json
@@ -144,6 +145,25 @@ def window_rows(bench):
                    "60 Hz", f"{frame:.1f} ms", f"{sizes[key] / frame:.2f}")
 
 
+def make_long_tracks(folder):
+    """A FLAC of 90 minutes at 96 kHz and 24 bit, and one of 5 minutes at 44.1 kHz and 16 bit."""
+    for name, seconds, rate, bits in (("long.flac", 5400, 96000, 24), ("short.flac", 300, 44100, 16)):
+        if not (folder / name).exists():
+            unfinished = folder / f"partial-{name}"
+            run("sox", "-R", "-n", "-r", rate, "-b", bits, "-c", 2, unfinished, "synth", seconds, "sine", 220, "gain", -6)
+            unfinished.rename(folder / name)
+    return folder / "long.flac", folder / "short.flac"
+
+
+def pause_rows(bench, tracks, collection):
+    """How long the window's thread is away from its event loop, beside what a listener would notice."""
+    for line in run(bench, *tracks, collection).stdout.splitlines():
+        seen = json.loads(line)
+        for what, limit in (("longest", 50), ("median", 5)):
+            yield (f"{seen['what']} ({seen['milliseconds']:.0f} ms): a turn of the window, {what} of {seen['turns']}",
+                   f"{seen[what]:.1f} ms", "limit", f"{limit} ms", f"{seen[what] / limit:.2f}")
+
+
 def main():
     build = pathlib.Path(sys.argv[1]).resolve()
     rows = [("what", "ours", "peer", "peer's", "ours / peer's")]
@@ -152,6 +172,7 @@ def main():
     rows += discovery_rows(build / "bin/tolvane-probe", make_collection(build / "bench/collection"))
     rows += session_rows(build / "bin/bench_session")
     rows += window_rows(build / "bin/bench_window")
+    rows += pause_rows(build / "bin/bench_pauses", make_long_tracks(build / "bench"), make_collection(build / "bench/collection"))
     widths = [max(len(row[i]) for row in rows) for i in range(5)]
     for number, row in enumerate(rows):
         print("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip())
