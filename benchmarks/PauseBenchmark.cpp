@@ -194,7 +194,8 @@ class Situations {
     {
       Program earlier(stored_);
       earlier.proxy.loadPlaylist(collection_, false);
-      earlier.runUntil([&] { return earlier.state().tracks.size() == collection_.size(); });
+      // It is stored once each file has its bookmark, of which nothing tells.
+      earlier.runUntil([&] { return earlier.state().tracks.size() == collection_.size(); }, std::chrono::seconds(5));
       earlier.proxy.save();
     }
     watch_.begin();
