@@ -45,7 +45,7 @@ class BitPerfectAudioPlayer {
   [[nodiscard]] const Published<bool>& isPreparing() const;
   /// Whether that track waits to be resumed when it is ready.
   [[nodiscard]] const Published<bool>& startsPaused() const;
-  /// 0 … 1 of the reading; 0 while nothing is prepared. Not announced: whoever shows it asks again.
+  /// 0 … 1 of the reading; 0 while nothing is prepared. Not announced: poll it while it is shown.
   [[nodiscard]] double preparationProgress() const;
   /// The loaded track. A track that could not be started stays here; one that ended, failed or was stopped does not.
   [[nodiscard]] const Published<std::optional<FileURL>>& currentURL() const;

@@ -1,6 +1,6 @@
 #pragma once
 // Where work that may wait, or may never return, is done: apart from the thread that asks for it. The work must own
-// what it uses, because it may outlive whoever asked.
+// what it uses, because it may outlive the object that asked.
 
 #include <functional>
 #include <system_error>

@@ -60,7 +60,7 @@ class BackgroundRequest {
   struct Job {
     Completion completion;  // asking thread
     std::mutex mutex;
-    RunLoop* runLoop = nullptr;    // guarded by mutex; null once nobody waits for the result
+    RunLoop* runLoop = nullptr;    // guarded by mutex; null once the result is not wanted any more
     std::optional<Result> result;  // guarded by mutex
   };
 

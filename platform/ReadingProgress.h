@@ -1,6 +1,6 @@
 #pragma once
-// One long reading of a file as seen from outside: how far it has come, and whether anyone still waits for it.
-// Any thread. The reader reports and asks; whoever waits looks and cancels.
+// One long reading of a file as seen from outside: how far it has come, and whether it is still wanted.
+// Any thread. The reader reports and asks; the other side reads the progress and cancels.
 
 #include <algorithm>
 #include <atomic>
@@ -18,7 +18,7 @@ class ReadingProgress {
   /// To be asked at least every few milliseconds of work. Once it is true the reader gives up; its result is dropped.
   [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_relaxed); }
 
-  // Whoever waits.
+  // The other side.
 
   /// 0 … 1; 0 while nothing is known.
   [[nodiscard]] double fraction() const noexcept {

@@ -10,7 +10,7 @@ namespace {
 constexpr auto positionInterval = std::chrono::milliseconds(50);
 constexpr double restartThreshold = 0.05;  // of the track's length
 constexpr auto watchInterval = std::chrono::milliseconds(250);
-/// From here on the listener is told that the player waits for somebody.
+/// From here on the window says what the player waits for.
 constexpr auto noticeableWait = std::chrono::seconds(1);
 
 }  // namespace
@@ -124,7 +124,7 @@ void SessionProxy::keepTime() {
     watchTimer_ = runLoop_.scheduleTimer(watchInterval, true, [this] { watch(); });
 }
 
-/// Whoever is held up does not say so: a question that stays without an answer does.
+/// A thread that is held up cannot say so; a question without an answer shows it.
 void SessionProxy::watch() {
   if (unanswered_.empty()) return send(command::Ping{});
   show();

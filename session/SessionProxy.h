@@ -22,7 +22,7 @@ class SessionProxy {
 
   /// What is known of a player's thread that waits for somebody. Both may be called at any time.
   struct Waiting {
-    std::function<std::string()> forWhom;      ///< empty: nobody that is known
+    std::function<std::string()> forWhom;      ///< the device or server; empty: not known
     std::function<std::uint64_t()> interrupt;  ///< to go on without them; the interrupt's number
   };
 

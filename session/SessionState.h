@@ -47,7 +47,7 @@ struct SessionState {
 
   // What holds between player and window.
   std::uint64_t lastCommand = 0;  ///< number of the last command that has taken effect; 0: none yet
-  std::string heldUpBy;           ///< whom the player has been waiting for; empty: nobody
+  std::string heldUpBy;           ///< the device or server that the player waits for; empty: none
 
   bool operator==(const SessionState&) const = default;
 
