@@ -59,13 +59,6 @@ class Published {
     return true;
   }
 
-  /// Changes the value where it is, for one that is too large to copy. REQUIRES: afterwards it is another one.
-  template <typename Change>
-  void modify(Change change) {
-    change(value_);
-    notify();
-  }
-
  private:
   void notify() {
     const auto observers = observers_;

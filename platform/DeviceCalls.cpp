@@ -24,7 +24,7 @@ class SteadyTime final : public DeviceCalls::Time {
   }
 };
 
-/// What nobody may destroy: its thread has gone, and the process is about to.
+/// Must never be destroyed: its thread has gone, and the process is about to end.
 void keepForEver(RunLoop::Action action) {
   static std::mutex& mutex = *new std::mutex;  // never destroyed: threads outlive the statics
   static auto& kept = *new std::vector<RunLoop::Action>;
@@ -150,7 +150,7 @@ bool DeviceCalls::perform(const std::string& who, std::function<void()> body, st
   const auto began = shared_->time->now();
   const auto call = std::make_shared<Call>(Call{who, began, std::move(body), std::move(ended)});
   if (!handOver(call)) {
-    // Without a thread there is nobody to hang but this one.
+    // Without a new thread the call is made on this one, which may hang.
     call->body();
     return true;
   }

@@ -79,7 +79,7 @@ class DeviceCalls {
 
   /// Makes the call on another thread and waits for it; what it throws is thrown here. Nothing: it was left behind.
   /// `call` must own all that it touches, because it may end after everything else: it is destroyed on its thread, with
-  /// its result if nobody waits for that any more. After that, and only for a call that was left behind, `ended` runs
+  /// its result if that is no longer wanted. After that, and only for a call that was left behind, `ended` runs
   /// there.
   template <typename Call>
   [[nodiscard]] std::optional<Result<Call>> run(const std::string& who, Call call, std::function<void()> ended = {}) {
@@ -106,7 +106,7 @@ class DeviceCalls {
 
   // Any thread.
 
-  /// Somebody wants something else: the wait under way, and every later one, ends once it has lasted for `shortest`.
+  /// The user wants something else: the wait under way, and every later one, ends once it has lasted for `shortest`.
   /// In force until clearInterrupts() is called with the number that this returns, or a later one.
   std::uint64_t interrupt();
 

@@ -1,6 +1,6 @@
 #pragma once
 // Whose dialogs open files and folders: those of the desktop's portal where it has them, because Qt's own take one file
-// at a time and know no bookmarks. Window's thread; waits for the portal no longer than it is told to.
+// at a time and know no bookmarks. Window's thread; waits for the portal no longer than the given limit.
 
 #include <QDBusConnection>
 #include <chrono>

@@ -57,7 +57,7 @@ class AlsaClaim {
 
   /// `inUse`: a substream that is open in this process already, or null.
   [[nodiscard]] OSStatus take(std::shared_ptr<AlsaPcm> inUse);
-  /// Closes every substream but one that somebody else here still uses, which may be a call that was left behind. With
+  /// Closes every substream but one that is still in use here, possibly by a call that was left behind. With
   /// the last of them, whenever that is, the card's reservation ends.
   void release() { pcms_.clear(); }
 
