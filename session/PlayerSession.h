@@ -83,10 +83,12 @@ class PlayerSession {
   /// Brings the displayed position up to date; while playing, saves it at most every two seconds.
   void updatePlaybackPosition();
 
-  // What survives a restart. Saved with every change; who ends the program updates the position and saves both again.
+  // What survives a restart. Saved with every change.
 
   void persistPlaylist();
   void persistPlaybackState();
+  /// For the end of the program: brings the position up to date and saves both, without waiting for the disk.
+  void saveAll();
 
  private:
   /// What is left of a saved playlist once the disk has been asked for each file.
@@ -105,6 +107,7 @@ class PlayerSession {
   void adoptStoredPlaylist(const std::string& record);
   void makeBookmarks(std::vector<FileURL> urls, PlaylistTrackID firstID);
   void adoptBookmarks(std::vector<FileBookmark> bookmarks);
+  void saveByPathMeanwhile();
   [[nodiscard]] bool isWaitingForBookmarks() const;
   void persistAll();
   [[nodiscard]] std::int64_t savedIndexOfCurrentEntry() const;
@@ -132,6 +135,7 @@ class PlayerSession {
   PlaylistTrackID lastTrackID_ = 0;
   std::vector<FileBookmark> entryBookmarks_;  ///< one a playlist entry; empty where there is none: not saved
   std::vector<std::int64_t> unsavedIndices_;  ///< of those entries, ascending
+  bool isSavedByPath_ = false;                ///< they are of the path alone while the disk is asked for better ones
   /// When the track would have been at position 0 had it played without a pause; present only while the engine plays.
   std::optional<RunLoop::TimePoint> playbackStartedAt_;
   // Where the track that is being prepared is to start: at a time, or at a fraction of a length not known yet.
@@ -144,6 +148,7 @@ class PlayerSession {
   BackgroundRequest<std::optional<RestoredPlaylist>> restoration_;  ///< of the saved playlist
   RunLoop::Timer restorationPatience_;
   BackgroundRequest<std::vector<FileBookmark>> bookmarking_;  ///< of the loaded one
+  RunLoop::Timer bookmarkingPatience_;
   Subscription completionSubscription_;
   RunLoop::Timer progressTimer_;
 };

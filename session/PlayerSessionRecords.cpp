@@ -16,7 +16,7 @@ namespace {
 constexpr std::string_view playlistKey = "TolvanePlayer.SavedPlaylist";
 constexpr std::string_view playbackStateKey = "TolvanePlayer.SavedPlaybackState";
 /// 100,000 entries of a disk that answers take a fraction of it.
-constexpr auto restorationPatience = std::chrono::seconds(3);
+constexpr auto diskPatience = std::chrono::seconds(3);
 
 void reportLostAccess(const FileURL& url, const std::string& error) {
   std::string name(url.lastPathComponent());
@@ -29,7 +29,28 @@ void reportLostAccess(const FileURL& url, const std::string& error) {
 
 }  // namespace
 
-bool PlayerSession::isWaitingForBookmarks() const { return restoration_.isUnderWay() || bookmarking_.isUnderWay(); }
+bool PlayerSession::isWaitingForBookmarks() const {
+  return restoration_.isUnderWay() || (bookmarking_.isUnderWay() && !isSavedByPath_);
+}
+
+void PlayerSession::saveAll() {
+  updatePlaybackPosition();
+  saveByPathMeanwhile();
+  persistPlaylist();
+  persistPlaybackState();
+}
+
+void PlayerSession::saveByPathMeanwhile() {
+  if (!bookmarking_.isUnderWay() || isSavedByPath_) return;
+  std::vector<FileBookmark> ofPaths;
+  ofPaths.reserve(playlistTracks_.value().size());
+  for (const auto& track : playlistTracks_.value()) {
+    ofPaths.push_back(bookmarks_.makeOfPath(track.url).value_or(FileBookmark()));
+  }
+  isSavedByPath_ = true;
+  adoptBookmarks(std::move(ofPaths));
+  persistAll();
+}
 
 void PlayerSession::persistPlaylist() {
   if (isWaitingForBookmarks()) return;  // what is stored stays until it can be replaced
@@ -75,6 +96,7 @@ void PlayerSession::adoptBookmarks(std::vector<FileBookmark> bookmarks) {
 
 /// An entry without a bookmark plays now, and is not saved.
 void PlayerSession::makeBookmarks(std::vector<FileURL> urls, PlaylistTrackID firstID) {
+  isSavedByPath_ = false;
   bookmarking_.start(
       [&bookmarks = bookmarks_, urls = std::move(urls)] {
         std::vector<FileBookmark> made;
@@ -83,6 +105,7 @@ void PlayerSession::makeBookmarks(std::vector<FileURL> urls, PlaylistTrackID fir
         return made;
       },
       [this, firstID](std::vector<FileBookmark> made) {
+        bookmarkingPatience_.reset();
         // Entries may have been moved meanwhile.
         std::vector<FileBookmark> inOrder;
         inOrder.reserve(made.size());
@@ -90,6 +113,8 @@ void PlayerSession::makeBookmarks(std::vector<FileURL> urls, PlaylistTrackID fir
         adoptBookmarks(std::move(inOrder));
         persistAll();
       });
+  if (!bookmarking_.isUnderWay()) return;
+  bookmarkingPatience_ = runLoop_.scheduleTimer(diskPatience, false, [this] { saveByPathMeanwhile(); });
 }
 
 void PlayerSession::restorePlaylist() {
@@ -106,7 +131,7 @@ void PlayerSession::restorePlaylist() {
         if (restored) adoptRestoredPlaylist(*std::move(restored));
       });
   if (!restoration_.isUnderWay()) return;
-  restorationPatience_ = runLoop_.scheduleTimer(restorationPatience, false, [this, record = std::move(*record)] {
+  restorationPatience_ = runLoop_.scheduleTimer(diskPatience, false, [this, record = std::move(*record)] {
     restoration_.cancel();
     adoptStoredPlaylist(record);
   });

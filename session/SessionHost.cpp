@@ -48,11 +48,7 @@ class SessionHost::Execution {
   void operator()(const command::StoreSetting& setting) const {
     setting.value ? host_.defaults_.setObject(setting.key, *setting.value) : host_.defaults_.removeObject(setting.key);
   }
-  void operator()(const command::Save&) const {
-    session_.updatePlaybackPosition();
-    session_.persistPlaylist();
-    session_.persistPlaybackState();
-  }
+  void operator()(const command::Save&) const { session_.saveAll(); }
   void operator()(const command::Ping&) const {}
 
  private:

@@ -50,6 +50,8 @@ std::expected<FileBookmark, std::string> SimulatedFileBookmarks::make(const File
   return std::to_string(entry->second) + ":" + url.path();
 }
 
+std::optional<FileBookmark> SimulatedFileBookmarks::makeOfPath(const FileURL& url) const { return "0:" + url.path(); }
+
 std::optional<FileURL> SimulatedFileBookmarks::storedURL(const FileBookmark& bookmark) const {
   const auto end = bookmark.find(':');
   return end != FileBookmark::npos ? std::optional(FileURL(bookmark.substr(end + 1))) : std::nullopt;
@@ -66,10 +68,12 @@ std::optional<ResolvedBookmark> SimulatedFileBookmarks::resolved(const FileBookm
   Identity identity = 0;
   const auto [end, error] = std::from_chars(bookmark.data(), bookmark.data() + bookmark.size(), identity);
   if (error != std::errc{} || end == bookmark.data() + bookmark.size() || *end != ':') return std::nullopt;
-  const auto place = places_.find(identity);
+  const auto named = identity == 0 ? identities_.find(FileURL(std::string(end + 1))) : identities_.end();
+  const bool isOfPath = named != identities_.end();
+  const auto place = places_.find(isOfPath ? named->second : identity);
   if (place == places_.end()) return std::nullopt;
   return ResolvedBookmark{.url = place->second,
-                          .isStale = place->second.path() != end + 1,
+                          .isStale = isOfPath || place->second.path() != end + 1,
                           .isReadable = !unreadable_.contains(place->second)};
 }
 

@@ -25,6 +25,7 @@ class SimulatedFileBookmarks final : public FileBookmarks {
   [[nodiscard]] int madeCount() const { return madeCount_; }
 
   [[nodiscard]] std::expected<FileBookmark, std::string> make(const FileURL& url) override;
+  [[nodiscard]] std::optional<FileBookmark> makeOfPath(const FileURL& url) const override;
   [[nodiscard]] std::optional<FileURL> storedURL(const FileBookmark& bookmark) const override;
   [[nodiscard]] std::vector<std::optional<ResolvedBookmark>> resolve(std::span<const FileBookmark> bookmarks) override;
 

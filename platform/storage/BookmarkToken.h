@@ -13,7 +13,7 @@ namespace tolvane {
 
 struct BookmarkToken {
   std::string path;
-  FileIdentity identity;
+  FileIdentity identity;          ///< all zero: only the path is known
   std::uint64_t folderInode = 0;  ///< of the folder in which it lay; 0 when unknown
 
   bool operator==(const BookmarkToken&) const = default;

@@ -25,6 +25,11 @@ ResolvedBookmark found(std::string path, bool isStale) {
   return {.url = FileURL(std::move(path)), .isStale = isStale, .isReadable = isReadable};
 }
 
+std::optional<FileBookmark> encodedIfKept(const BookmarkToken& token) {
+  FileBookmark bytes = encoded(token);
+  return decodedToken(bytes) == token ? std::optional(std::move(bytes)) : std::nullopt;
+}
+
 std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks,
                                         std::span<std::optional<ResolvedBookmark>> results, std::size_t firstIndex) {
   std::vector<MissingFile> missing;
@@ -32,9 +37,10 @@ std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks,
     auto token = decodedToken(bookmarks[index]);
     if (!token) continue;
     const auto facts = factsOfFile(token->path);
+    const bool isOfPath = token->identity == FileIdentity{};
     if (facts && !facts->isFolder) {
-      results[index] = found(std::move(token->path), false);
-    } else {
+      results[index] = found(std::move(token->path), isOfPath);
+    } else if (!isOfPath) {
       missing.push_back({firstIndex + index, std::move(*token)});
     }
   }
@@ -74,10 +80,14 @@ std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks,
 std::expected<FileBookmark, std::string> SystemFileBookmarks::make(const FileURL& url) {
   const auto facts = factsOfFile(url.path());
   if (!facts) return std::unexpected(std::generic_category().message(facts.error()));
-  const BookmarkToken token{.path = url.path(), .identity = facts->identity, .folderInode = inodeOfFolder(url.path())};
-  FileBookmark bytes = encoded(token);
-  if (decodedToken(bytes) != token) return std::unexpected("The path cannot be kept.");
-  return bytes;
+  auto bytes = encodedIfKept(
+      {.path = url.path(), .identity = facts->identity, .folderInode = inodeOfFolder(url.path())});
+  if (!bytes) return std::unexpected("The path cannot be kept.");
+  return *std::move(bytes);
+}
+
+std::optional<FileBookmark> SystemFileBookmarks::makeOfPath(const FileURL& url) const {
+  return encodedIfKept({.path = url.path(), .identity = {}, .folderInode = 0});
 }
 
 std::uint64_t SystemFileBookmarks::inodeOfFolder(const std::string& path) {

@@ -14,6 +14,7 @@ class SystemFileBookmarks final : public FileBookmarks {
   explicit SystemFileBookmarks(MovedFileSearch::Limits limits = {}) : limits_(limits) {}
 
   [[nodiscard]] std::expected<FileBookmark, std::string> make(const FileURL& url) override;
+  [[nodiscard]] std::optional<FileBookmark> makeOfPath(const FileURL& url) const override;
   [[nodiscard]] std::optional<FileURL> storedURL(const FileBookmark& bookmark) const override;
   /// What lies at the path is taken for the file, as listeners and programs that save anew expect; only where nothing
   /// does is the file looked for, nearby.

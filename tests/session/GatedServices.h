@@ -150,6 +150,7 @@ class GatedBookmarks final : public FileBookmarks {
     gate_.pass("bookmarks.make");
     return bookmarks_.make(url);
   }
+  std::optional<FileBookmark> makeOfPath(const FileURL& url) const override { return bookmarks_.makeOfPath(url); }
   std::optional<FileURL> storedURL(const FileBookmark& bookmark) const override {
     return bookmarks_.storedURL(bookmark);
   }

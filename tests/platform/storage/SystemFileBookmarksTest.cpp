@@ -207,6 +207,18 @@ TEST_F(SystemBookmarks, OfAFileWithTwoNamesTheSameIsFoundEveryTime) {
   EXPECT_EQ(resolved(bookmark), moved("b.wav"));
 }
 
+TEST_F(SystemBookmarks, ABookmarkOfAPathFindsWhatLiesThereAndIsToBeReplaced) {
+  const auto bookmark = bookmarks.makeOfPath(folder.url("a.wav"));
+  ASSERT_TRUE(bookmark);
+  EXPECT_EQ(bookmarks.storedURL(*bookmark), folder.url("a.wav"));
+  EXPECT_EQ(resolved(*bookmark), std::nullopt) << "nothing lies there";
+  folder.write("b.wav", "another");
+  EXPECT_EQ(resolved(*bookmark), std::nullopt) << "and nothing else is taken for it";
+  folder.write("a.wav", "there now");
+  EXPECT_EQ(resolved(*bookmark), moved("a.wav"));
+  EXPECT_EQ(bookmarks.makeOfPath(FileURL("/" + std::string(5000, 'n') + ".wav")), std::nullopt) << "too long for a path";
+}
+
 TEST_F(SystemBookmarks, WhatIsNotThereCannotBeBookmarked) {
   const auto made = bookmarks.make(folder.url("none.wav"));
   ASSERT_FALSE(made);
