@@ -116,6 +116,10 @@ struct Player {
                         [heldFiles = files, heldBookmarks = bookmarks](BackgroundWork work) {
                           runInDetachedThread([heldFiles, heldBookmarks, work = std::move(work)] { work(); });
                         },
+                    .lowPriority =
+                        [heldFiles = files](BackgroundWork work) {
+                          runInLowPriorityThread([heldFiles, work = std::move(work)] { work(); });
+                        },
                     .obey = [this](std::uint64_t interrupt) { calls.clearInterrupts(interrupt); }},
                    link};
 };

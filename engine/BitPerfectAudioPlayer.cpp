@@ -1,5 +1,6 @@
 #include "engine/BitPerfectAudioPlayer.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -9,11 +10,13 @@
 namespace tolvane {
 
 BitPerfectAudioPlayer::BitPerfectAudioPlayer(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop,
-                                             Log& log, Background background)
-    : core_(std::make_unique<PlayerCore>(hardware, files, runLoop, log, std::move(background))) {}
+                                             Log& log, Background background, Background lowPriority)
+    : core_(
+          std::make_unique<PlayerCore>(hardware, files, runLoop, log, std::move(background), std::move(lowPriority))) {}
 
 BitPerfectAudioPlayer::~BitPerfectAudioPlayer() {
   core_->preparer.cancel();
+  core_->upcoming.want(std::nullopt);
   core_->configuration.tearDown({});
 }
 
@@ -21,7 +24,10 @@ const Published<bool>& BitPerfectAudioPlayer::isPlaying() const { return core_->
 const Published<bool>& BitPerfectAudioPlayer::isPaused() const { return core_->isPaused; }
 const Published<bool>& BitPerfectAudioPlayer::isPreparing() const { return core_->isPreparing; }
 const Published<bool>& BitPerfectAudioPlayer::startsPaused() const { return core_->startsPaused; }
-double BitPerfectAudioPlayer::preparationProgress() const { return core_->preparer.progress(); }
+double BitPerfectAudioPlayer::preparationProgress() const {
+  return core_->state == PlaybackState::preparing ? std::max(core_->preparer.progress(), core_->upcoming.progress())
+                                                  : 0;
+}
 const Published<std::optional<FileURL>>& BitPerfectAudioPlayer::currentURL() const { return core_->currentURL; }
 const Published<double>& BitPerfectAudioPlayer::duration() const { return core_->duration; }
 const Published<double>& BitPerfectAudioPlayer::sampleRate() const { return core_->sampleRate; }
@@ -49,9 +55,14 @@ Subscription BitPerfectAudioPlayer::onChange(const std::function<void()>& observ
   return Subscription::joined(std::move(parts));
 }
 
-void BitPerfectAudioPlayer::play(FileURL url, Started started) {
+void BitPerfectAudioPlayer::play(FileURL url, Started started, StartAt startAt) {
+  if (core_->transition.adopt(url)) {
+    if (started) started();
+    return;
+  }
   core_->preparer.cancel();
-  core_->configuration.tearDown({});
+  core_->upcoming.cancelTaking();
+  if (!core_->transition.isParked() && !core_->transition.parkOutput(false)) core_->configuration.tearDown({});
   core_->supervision.resetRecoveryState();
   core_->startsPaused.assign(false);
   core_->setPlaybackState(PlaybackState::preparing);
@@ -61,7 +72,20 @@ void BitPerfectAudioPlayer::play(FileURL url, Started started) {
   core_->audioPathStatus.assign(AudioPathStatus::configuring());
 
   core_->started = std::move(started);
-  core_->preparer.prepare(url, [this](Result<PreparedAudio> prepared) { finishPreparation(std::move(prepared)); });
+  core_->startAt = std::move(startAt);
+  prepare(url);
+}
+
+void BitPerfectAudioPlayer::prepare(const FileURL& url) {
+  const auto read = [this, url] {
+    core_->preparer.prepare(url, [this](Result<PreparedAudio> prepared) { finishPreparation(std::move(prepared)); });
+  };
+  const bool isTaken = core_->upcoming.take(url, [this, read](std::optional<PreparedAudio> prepared) {
+    prepared ? finishPreparation(*std::move(prepared)) : read();
+  });
+  if (isTaken) return;
+  core_->upcoming.want(std::nullopt);
+  read();
 }
 
 void BitPerfectAudioPlayer::finishPreparation(Result<PreparedAudio> prepared) {
@@ -77,11 +101,31 @@ void BitPerfectAudioPlayer::finishPreparation(Result<PreparedAudio> prepared) {
 }
 
 Result<void> BitPerfectAudioPlayer::startOutput(const PreparedAudio& prepared) {
+  AudioRenderContext& context = *prepared.context;
   core_->preparedAudio = prepared;
+  if (const auto startAt = std::exchange(core_->startAt, nullptr)) {
+    const double rate = context.format().mSampleRate;
+    const double frame = startAt(static_cast<double>(context.totalFrames()) / rate) * rate;
+    if (std::isfinite(frame)) context.seek(static_cast<std::int64_t>(frame));
+  }
   const bool startsPaused = core_->startsPaused.value();
-  auto configured = core_->configuration.configureOutput(prepared, !startsPaused);
+  auto configured = configureFor(prepared, !startsPaused);
   if (configured && startsPaused) core_->setPlaybackState(PlaybackState::paused);
   return configured;
+}
+
+Result<void> BitPerfectAudioPlayer::configureFor(const PreparedAudio& prepared, bool startPlayback) {
+  if (core_->transition.canContinueWith(prepared) && core_->configuration.continueOutput(prepared, startPlayback))
+    return {};
+  // The device that is opened anew need not be brought to its former rate in between.
+  std::optional<double> originalRate;
+  if (core_->transition.isParked()) {
+    const auto device = core_->device.resolveOutputDevice(core_->preferredDeviceID);
+    const bool isSame = device && *device == core_->deviceID;
+    if (isSame) originalRate = core_->originalDeviceSampleRate;
+    core_->configuration.tearDown({.restoreSampleRate = !isSame, .discardPrepared = false});
+  }
+  return core_->configuration.configureOutput(prepared, startPlayback, originalRate);
 }
 
 void BitPerfectAudioPlayer::pause() {
@@ -93,6 +137,9 @@ void BitPerfectAudioPlayer::pause() {
   core_->supervision.stopOutputHealthMonitor();
   if (core_->configuration.stopUnit() != noErr)
     return core_->configuration.failRuntime("The output device could not be paused.", false);
+  if (core_->transition.hasCrossed()) core_->transition.announce();
+  if (core_->state != PlaybackState::playing) return;  // what is heard by now is another track that nobody goes on with
+  core_->completion.cancel();
   core_->setPlaybackState(PlaybackState::paused);
 }
 
@@ -100,7 +147,7 @@ void BitPerfectAudioPlayer::resume() {
   core_->startsPaused.assign(false);
   if (!core_->audioUnit && core_->state == PlaybackState::paused) core_->setPlaybackState(PlaybackState::playing);
   if (!core_->audioUnit || !core_->renderContext) return;
-  if (!restartUnit("The output device could not resume playback.")) return;
+  if (!core_->configuration.restartUnit("The output device could not resume playback.")) return;
   core_->supervision.startOutputHealthMonitor();
 }
 
@@ -111,24 +158,36 @@ void BitPerfectAudioPlayer::seek(double seconds) {
   const bool wasPlaying = core_->state == PlaybackState::playing && core_->audioUnit;
   if (wasPlaying && core_->configuration.stopUnit() != noErr)
     return core_->configuration.failRuntime("The output device could not seek safely.", false);
+  // The listener means the track that is shown.
+  if (core_->transition.hasCrossed()) core_->transition.takeBack();
   const double frame = seconds * context->format().mSampleRate;
   if (std::isfinite(frame)) context->seek(static_cast<std::int64_t>(frame));
-  if (wasPlaying) (void)restartUnit("The output device could not continue after seeking.");
+  if (wasPlaying) (void)core_->configuration.restartUnit("The output device could not continue after seeking.");
 }
 
-bool BitPerfectAudioPlayer::restartUnit(std::string_view failureMessage) {
-  if (core_->configuration.startUnit() != noErr) {
-    core_->configuration.failRuntime(std::string(failureMessage), false);
-    return false;
-  }
-  core_->setPlaybackState(PlaybackState::playing);
-  core_->completion.scheduleCompletionTimer(core_->renderContext->totalFrames() - core_->renderContext->currentFrame());
-  return true;
+void BitPerfectAudioPlayer::setUpcomingTrack(const std::optional<FileURL>& url) { core_->transition.setUpcoming(url); }
+
+std::optional<double> BitPerfectAudioPlayer::position() const {
+  const auto context = core_->preparedAudio ? core_->preparedAudio->context : nullptr;
+  if (!context) return std::nullopt;
+  const double rate = context->format().mSampleRate;
+  if (core_->state != PlaybackState::playing || !core_->audioUnit)
+    return static_cast<double>(context->currentFrame()) / rate;
+  const auto heard = core_->configuration.framesHeard();
+  return heard ? std::optional(static_cast<double>(core_->sequence.positionAfter(*heard)) / rate) : std::nullopt;
+}
+
+void BitPerfectAudioPlayer::noticeNextTrack() {
+  const auto crossing = core_->transition.isCoupled() ? core_->sequence.crossing() : std::nullopt;
+  const auto heard = crossing ? core_->configuration.framesHeard() : std::nullopt;
+  if (heard && *heard >= *crossing) core_->transition.announce();
 }
 
 void BitPerfectAudioPlayer::stop() {
   core_->preparer.cancel();
+  core_->upcoming.cancelTaking();
   core_->started = nullptr;
+  core_->startAt = nullptr;
   core_->configuration.tearDown({});
   core_->supervision.resetRecoveryState();
   core_->setPlaybackState(PlaybackState::stopped);
@@ -145,10 +204,11 @@ void BitPerfectAudioPlayer::setOutputLevels(double volume, double balance) {
     core_->exclusiveAccess.refreshAudioPathStatus(core_->device.readHogMode(core_->deviceID));
 }
 
-void BitPerfectAudioPlayer::setOutputDevice(AudioObjectID deviceID, Started started) {
+void BitPerfectAudioPlayer::setOutputDevice(AudioObjectID deviceID, Started started, StartAt startAt) {
   core_->preferredDeviceID = deviceID;
+  if (core_->transition.isParked() && core_->deviceID != deviceID) core_->configuration.tearDown({});
   if (core_->state != PlaybackState::playing) return;
-  if (const auto url = core_->currentURL.value()) play(*url, std::move(started));
+  if (const auto url = core_->currentURL.value()) play(*url, std::move(started), std::move(startAt));
 }
 
 std::optional<double> BitPerfectAudioPlayer::setExclusiveAccessEnabled(bool enabled) {

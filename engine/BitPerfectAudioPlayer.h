@@ -29,10 +29,13 @@ class BitPerfectAudioPlayer {
  public:
   /// Called once the track that was asked for has been prepared and its output started, or neither could be done.
   using Started = std::function<void()>;
+  /// Where a track begins: seconds, for a duration in seconds.
+  using StartAt = std::function<double(double duration)>;
 
-  /// The four services outlive the player; the files also what `background` has been given, which reads them.
+  /// The four services outlive the player; the files also what the backgrounds have been given, which read them:
+  /// `background` the track that is asked for, `lowPriority` the one that will be asked for next.
   BitPerfectAudioPlayer(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop, Log& log,
-                        Background background = runAtOnce);
+                        Background background = runAtOnce, Background lowPriority = runAtOnce);
   /// Stops and gives back whatever is still held; observers that are still subscribed are told of it.
   ~BitPerfectAudioPlayer();
   BitPerfectAudioPlayer(const BitPerfectAudioPlayer&) = delete;
@@ -55,14 +58,25 @@ class BitPerfectAudioPlayer {
   [[nodiscard]] const Published<ExclusiveAccessStatus>& exclusiveAccessStatus() const;
   /// Grows by one each time a track has been played to its end.
   [[nodiscard]] const Published<std::int64_t>& playbackCompletionCount() const;
+  /// Seconds of the track that the device has played; nothing while no track is configured, or where the device does
+  /// not tell.
+  [[nodiscard]] std::optional<double> position() const;
+  /// Brings what is published up to date with what is heard: the next track may have begun a moment ago.
+  void noticeNextTrack();
   /// Called after every change of any of them.
   [[nodiscard]] Subscription onChange(const std::function<void()>& observer) const;
 
   // Transport. Failures are published as PATH ERROR.
 
-  /// Starts the file from its beginning, once the background has prepared the whole track in memory. Any later play or
-  /// stop ends the preparation, and `started` is not called then.
-  void play(FileURL url, Started started = {});
+  /// Starts the file once the background has prepared the whole track in memory, at `startAt` or at its beginning. Any
+  /// later play or stop ends the preparation, and `started` is not called then. A device that plays another track stays
+  /// open, with silence, where it can play this one as it is. From within a change of playbackCompletionCount, a track
+  /// that is heard already, without a gap, goes on.
+  void play(FileURL url, Started started = {}, StartAt startAt = {});
+  /// What will be played when this track has ended, or first, when nothing plays: it is prepared while this one plays,
+  /// and follows it without a gap where its stream format is the same. Nothing: none. Ignored while a track is
+  /// prepared.
+  void setUpcomingTrack(const std::optional<FileURL>& url);
   /// Keeps device, rate and hog mode. Nothing while stopped. A track that is being prepared, and an output that is
   /// recovering, come up paused.
   void pause();
@@ -80,7 +94,7 @@ class BitPerfectAudioPlayer {
   void setOutputLevels(double volume, double balance);
   /// Takes effect at once while playing, by starting the track again as play() does; else at the next start, and
   /// `started` is not called.
-  void setOutputDevice(AudioObjectID deviceID, Started started = {});
+  void setOutputDevice(AudioObjectID deviceID, Started started = {}, StartAt startAt = {});
   /// The position in seconds at which playback goes on, when the output had to be rebuilt.
   std::optional<double> setExclusiveAccessEnabled(bool enabled);
 
@@ -89,8 +103,9 @@ class BitPerfectAudioPlayer {
 
  private:
   void finishPreparation(Result<PreparedAudio> prepared);
+  void prepare(const FileURL& url);
   [[nodiscard]] Result<void> startOutput(const PreparedAudio& prepared);
-  [[nodiscard]] bool restartUnit(std::string_view failureMessage);
+  [[nodiscard]] Result<void> configureFor(const PreparedAudio& prepared, bool startPlayback);
 
   std::unique_ptr<PlayerCore> core_;
 };

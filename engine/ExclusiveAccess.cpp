@@ -81,6 +81,8 @@ std::optional<double> ExclusiveAccess::setExclusiveAccessEnabled(bool enabled) {
   core_.isExclusiveAccessEnabled = enabled;
   const bool isLoaded = core_.preparedAudio && core_.isPlayingOrPaused();
   if (!enabled) updateExclusiveAccessStatus(ExclusiveAccessStatus::off());
+  // What was kept open for the next track is opened anew for it.
+  if (changed && core_.transition.isParked()) core_.configuration.tearDown({});
   if (enabled && !isLoaded) updateExclusiveAccessStatus(ExclusiveAccessStatus::requested());
   if (!changed || !isLoaded) return std::nullopt;
   return reconfigureInPlace(enabled);
@@ -93,6 +95,9 @@ std::optional<double> ExclusiveAccess::reconfigureInPlace(bool enabled) {
     core_.configuration.failRuntime("The output device could not change exclusive access safely.", false);
     return std::nullopt;
   }
+  if (core_.transition.hasCrossed()) core_.transition.announce();
+  if (!core_.preparedAudio || !core_.isPlayingOrPaused()) return std::nullopt;
+  core_.completion.cancel();
   const PreparedAudio prepared = *core_.preparedAudio;
   const std::int64_t frame = prepared.context->currentFrame();
   core_.configuration.tearDown({.unitAlreadyStopped = true, .discardPrepared = false});

@@ -1,5 +1,7 @@
 #include "engine/OutputConfiguration.h"
 
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "engine/PlayerCore.h"
@@ -11,10 +13,9 @@ bool isBluetoothTransport(std::uint32_t transportType) {
   return transportType == kAudioDeviceTransportTypeBluetooth || transportType == kAudioDeviceTransportTypeBluetoothLE;
 }
 
-Result<void> OutputConfiguration::configureOutput(const PreparedAudio& prepared, bool startPlayback) {
-  constexpr std::uint32_t unknownBufferFrames = 512;
-  auto& context = prepared.context;
-  const double sourceRate = context->format().mSampleRate;
+Result<void> OutputConfiguration::configureOutput(const PreparedAudio& prepared, bool startPlayback,
+                                                  std::optional<double> originalRate) {
+  const double sourceRate = prepared.context->format().mSampleRate;
 
   const auto resolved = core_.device.resolveOutputDevice(core_.preferredDeviceID);
   if (!resolved) return std::unexpected(resolved.error());
@@ -26,7 +27,9 @@ Result<void> OutputConfiguration::configureOutput(const PreparedAudio& prepared,
   const bool isBluetooth = isBluetoothTransport(transport);
   if (!isBluetooth) {  // the rate of a Bluetooth link is its own affair
     core_.device.waitForRestoredRate(deviceID);
-    core_.originalDeviceSampleRate = core_.device.readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
+    core_.originalDeviceSampleRate =
+        originalRate ? originalRate
+                     : core_.device.readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
   }
 
   const HogModeReport hogReport =
@@ -38,7 +41,33 @@ Result<void> OutputConfiguration::configureOutput(const PreparedAudio& prepared,
   auto unit = createOutputUnit(deviceID, prepared, isBluetooth);
   if (!unit) return std::unexpected(unit.error());
   core_.audioUnit = std::move(*unit);
+  hasEverRun_ = false;
+  core_.transition.outputWasConfigured(prepared);
+  if (auto result = bringUp(prepared, hogReport, startPlayback); !result) return result;
+  core_.audioLogger.standard("Configured output device {}, transport {}, source {:f} Hz, device {:f} Hz", deviceID,
+                             transport, sourceRate,
+                             rateReport.actualRate > 0 ? rateReport.actualRate : rateReport.nominalRate);
+  return {};
+}
+
+Result<void> OutputConfiguration::continueOutput(const PreparedAudio& prepared, bool startPlayback) {
+  if (isStarted_)
+    if (const OSStatus status = stopUnit(); status != noErr) return failure("Starting the output device", status);
+  if (auto result = bringUp(prepared, core_.device.readHogMode(core_.deviceID), startPlayback); !result) return result;
+  core_.transition.hasContinued();
+  core_.audioLogger.standard("Went on with output device {}, source {:f} Hz", core_.deviceID,
+                             prepared.context->format().mSampleRate);
+  return {};
+}
+
+Result<void> OutputConfiguration::bringUp(const PreparedAudio& prepared, const HogModeReport& hogReport,
+                                          bool startPlayback) {
+  constexpr std::uint32_t unknownBufferFrames = 512;
+  const auto& context = prepared.context;
+  const AudioObjectID deviceID = core_.deviceID;
+  const double sourceRate = context->format().mSampleRate;
   core_.renderContext = context;
+  core_.sequence.load(context);
   core_.duration.assign(static_cast<double>(context->totalFrames()) / sourceRate);
   core_.sampleRate.assign(sourceRate);
   core_.outputBufferFrameSize =
@@ -55,10 +84,8 @@ Result<void> OutputConfiguration::configureOutput(const PreparedAudio& prepared,
     core_.setPlaybackState(PlaybackState::playing);
     core_.completion.scheduleCompletionTimer(context->totalFrames() - context->currentFrame());
     core_.supervision.startOutputHealthMonitor();
+    core_.transition.prepareAndCouple();
   }
-  core_.audioLogger.standard("Configured output device {}, transport {}, source {:f} Hz, device {:f} Hz", deviceID,
-                             transport, sourceRate,
-                             rateReport.actualRate > 0 ? rateReport.actualRate : rateReport.nominalRate);
   return {};
 }
 
@@ -110,7 +137,7 @@ Result<std::unique_ptr<AudioOutputUnit>> OutputConfiguration::createOutputUnit(A
     (void)unit->setProperty(Property::renderQuality, Scope::global, 0, kRenderQuality_Max);
 
   if (const OSStatus status =
-          unit->setProperty(Property::setRenderCallback, Scope::input, 0, prepared.context->callback());
+          unit->setProperty(Property::setRenderCallback, Scope::input, 0, core_.sequence.callback());
       status != noErr)
     return abandon("Installing the real-time renderer", status);
   if (const OSStatus status = unit->initialize(); status != noErr)
@@ -131,8 +158,10 @@ void OutputConfiguration::tearDown(const TearDownOptions& options) {
     core_.audioUnit->uninitialize();
     core_.audioUnit.reset();
   }
+  core_.sequence.clear();
   core_.renderContext.reset();
-  if (options.discardPrepared) core_.preparedAudio.reset();
+  core_.transition.reset();
+  if (options.discardPrepared) core_.discardPreparedAudio();
 
   const bool isBound = core_.deviceID != kAudioObjectUnknown;
   if (options.restoreSampleRate && isBound && core_.originalDeviceSampleRate.value_or(0) > 0)
@@ -154,11 +183,13 @@ void OutputConfiguration::failRuntime(std::string message, bool unitAlreadyStopp
 
 OSStatus OutputConfiguration::startUnit() {
   // A unit that stopped by itself begins a new run: what was not heard of the last one comes first.
-  if (isStarted_ && !unitIsRunning()) (void)stopUnit();
+  if (unitHasStopped()) (void)stopUnit();
   if (isStarted_) return core_.audioUnit->start();
-  startFrame_ = core_.renderContext->currentFrame();
+  core_.sequence.beginRun();
+  runBegan_ = hasEverRun_ ? sampleTime() : 0.0;
   const OSStatus status = core_.audioUnit->start();
   isStarted_ = status == noErr;
+  hasEverRun_ = hasEverRun_ || isStarted_;
   return status;
 }
 
@@ -166,12 +197,33 @@ bool OutputConfiguration::unitIsRunning() const {
   return readProperty<std::uint32_t>(*core_.audioUnit, AudioUnitProperty::isRunning).value_or(0) != 0;
 }
 
+std::optional<double> OutputConfiguration::sampleTime() const {
+  const auto time = readProperty<double>(*core_.audioUnit, AudioUnitProperty::lastRenderSampleTime);
+  return time && std::isfinite(*time) ? time : std::nullopt;
+}
+
+std::optional<std::int64_t> OutputConfiguration::framesHeard() const {
+  if (!core_.audioUnit || !isStarted_ || !runBegan_) return std::nullopt;
+  const auto time = sampleTime();
+  return time ? std::optional(static_cast<std::int64_t>(std::max(*time - *runBegan_, 0.0))) : std::nullopt;
+}
+
 OSStatus OutputConfiguration::stopUnit() {
   const OSStatus status = core_.audioUnit->stop();
   if (!std::exchange(isStarted_, false)) return status;
-  const std::int64_t firstUnheardFrame = startFrame_ + core_.audioUnit->framesPlayed();
-  if (firstUnheardFrame < core_.renderContext->currentFrame()) core_.renderContext->seek(firstUnheardFrame);
+  core_.transition.runHasEnded(core_.sequence.endRun(core_.audioUnit->framesPlayed()));
   return status;
+}
+
+bool OutputConfiguration::restartUnit(std::string_view failureMessage) {
+  if (startUnit() != noErr) {
+    failRuntime(std::string(failureMessage), false);
+    return false;
+  }
+  core_.setPlaybackState(PlaybackState::playing);
+  core_.completion.scheduleCompletionTimer(core_.renderContext->totalFrames() - core_.renderContext->currentFrame());
+  core_.transition.prepareAndCouple();
+  return true;
 }
 
 }  // namespace tolvane

@@ -129,7 +129,7 @@ std::optional<bool> OutputSupervision::renderClockProgressed() {
     return previous ? std::optional(*previous < *sampleTime) : std::nullopt;
   }
   if (!core_.renderContext) return std::nullopt;
-  const std::int64_t cycles = core_.renderContext->renderCycleCount();
+  const std::int64_t cycles = core_.sequence.renderCycleCount();
   const auto previous = std::exchange(lastRenderCycleCount_, cycles);
   lastRenderSampleTime_.reset();
   return previous ? std::optional(*previous < cycles) : std::nullopt;
@@ -155,6 +155,11 @@ void OutputSupervision::recoverOutputIfNeeded() {
   if (wasPlaying && core_.audioUnit)
     if (const OSStatus status = core_.configuration.stopUnit(); status != noErr)
       core_.audioLogger.standard("AUHAL stop failed during recovery: {}", status);
+  if (core_.transition.hasCrossed()) core_.transition.announce();
+  if (!core_.preparedAudio || !core_.isPlayingOrPaused()) {
+    isRecoveringOutput_ = false;
+    return;
+  }
   const PreparedAudio prepared = *core_.preparedAudio;
   const std::int64_t frame = prepared.context->currentFrame();
   core_.configuration.tearDown(

@@ -1,6 +1,7 @@
 #include "engine/PlaybackCompletion.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "engine/PlayerCore.h"
 
@@ -30,21 +31,44 @@ void PlaybackCompletion::scheduleCompletionCheck(double delay) {
 
 void PlaybackCompletion::checkForPlaybackCompletion() {
   if (core_.state != PlaybackState::playing || !core_.audioUnit || !core_.renderContext) return;
+  if (core_.transition.isCoupled()) return checkForCrossing();
   const bool isAtEnd = core_.renderContext->didReachEnd();
   if (isAtEnd && isWaitingForPlaybackDrain_) return complete();
   if (isAtEnd) isWaitingForPlaybackDrain_ = true;
   scheduleCompletionCheck(drainMargin());
 }
 
+void PlaybackCompletion::scheduleCrossingCheck() {
+  const AudioRenderContext& context = *core_.renderContext;
+  const auto heard = core_.configuration.framesHeard();
+  const std::int64_t position = heard ? core_.sequence.positionAfter(*heard) : context.currentFrame();
+  isWaitingForPlaybackDrain_ = false;
+  scheduleCompletionCheck(static_cast<double>(context.totalFrames() - position) / context.format().mSampleRate);
+}
+
+void PlaybackCompletion::checkForCrossing() {
+  const auto crossing = core_.sequence.crossing();
+  if (!crossing) return scheduleCompletionCheck(0);
+  const auto heard = core_.configuration.framesHeard();
+  // Without a clock, what has been rendered is heard after as long as it takes to play a track out.
+  const bool isHeard = heard ? *heard >= *crossing : std::exchange(isWaitingForPlaybackDrain_, true);
+  if (isHeard) return core_.transition.announce();
+  scheduleCompletionCheck(heard ? static_cast<double>(*crossing - *heard) / core_.renderContext->format().mSampleRate
+                                : drainMargin());
+}
+
 void PlaybackCompletion::complete() {
   if (core_.configuration.stopUnit() != noErr)
     return core_.configuration.failRuntime("The output device stopped unexpectedly.", false);
-  core_.configuration.tearDown({.unitAlreadyStopped = true});
+  // Who plays the next track finds unit and device open.
+  const bool isParked = core_.upcoming.wanted() && core_.transition.parkOutput(true);
+  if (!isParked) core_.configuration.tearDown({.unitAlreadyStopped = true});
   core_.forgetTrack();
   core_.audioPathStatus.assign(AudioPathStatus::ready());
   core_.setPlaybackState(PlaybackState::stopped);
   // Last: an observer may start the next track from within this change.
-  core_.playbackCompletionCount.assign(core_.playbackCompletionCount.value() + 1);
+  core_.countCompletion();
+  if (core_.state == PlaybackState::stopped && core_.transition.isParked()) core_.configuration.tearDown({});
 }
 
 void PlaybackCompletion::cancel() {

@@ -17,6 +17,9 @@ class PlaybackCompletion {
   /// Looks for the end when `remainingFrames` frames and a drain margin will have passed. Only while playing.
   void scheduleCompletionTimer(std::int64_t remainingFrames);
 
+  /// Another track is coupled behind this one: looks for the moment in which it is heard.
+  void scheduleCrossingCheck();
+
   /// No end is looked for until the next schedule.
   void cancel();
 
@@ -25,6 +28,7 @@ class PlaybackCompletion {
   [[nodiscard]] double drainMargin() const;
   void scheduleCompletionCheck(double delay);
   void checkForPlaybackCompletion();
+  void checkForCrossing();
   void complete();
 
   PlayerCore& core_;

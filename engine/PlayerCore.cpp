@@ -5,11 +5,14 @@
 namespace tolvane {
 
 PlayerCore::PlayerCore(AudioHardware& hardwareLayer, AudioFileServices& files, RunLoop& mainLoop, Log& log,
-                       Background background)
+                       Background theBackground, Background lowPriority)
     : hardware(hardwareLayer),
       runLoop(mainLoop),
       audioLogger(log),
-      preparer(TrackPreparation(files, outputLevelsState), mainLoop, std::move(background)),
+      background(std::move(theBackground)),
+      preparer(TrackPreparation(files, outputLevelsState), mainLoop, background),
+      upcoming(TrackPreparation(files, outputLevelsState), mainLoop, std::move(lowPriority),
+               [this] { transition.prepareAndCouple(); }),
       device(hardwareLayer, mainLoop) {}
 
 void PlayerCore::setPlaybackState(PlaybackState next) {
@@ -25,5 +28,13 @@ void PlayerCore::forgetTrack() {
   duration.assign(0);
   sampleRate.assign(0);
 }
+
+void PlayerCore::discardPreparedAudio() {
+  if (!preparedAudio) return;
+  background([context = std::move(preparedAudio->context)]() mutable { context.reset(); });
+  preparedAudio.reset();
+}
+
+void PlayerCore::countCompletion() { playbackCompletionCount.assign(playbackCompletionCount.value() + 1); }
 
 }  // namespace tolvane

@@ -19,6 +19,9 @@
 #include "engine/PreparedAudio.h"
 #include "engine/Published.h"
 #include "engine/TrackPreparer.h"
+#include "engine/TrackTransition.h"
+#include "engine/UpcomingTrack.h"
+#include "engine/render/TrackSequence.h"
 
 namespace tolvane {
 
@@ -26,14 +29,16 @@ enum class PlaybackState : std::uint8_t { stopped, preparing, playing, paused };
 
 struct PlayerCore {
   PlayerCore(AudioHardware& hardwareLayer, AudioFileServices& files, RunLoop& mainLoop, Log& log,
-             Background background);
+             Background theBackground, Background lowPriority);
 
   // Constant after construction.
   AudioHardware& hardware;
   RunLoop& runLoop;
   AudioLogger audioLogger;
   const std::shared_ptr<AtomicOutputLevels> outputLevelsState = std::make_shared<AtomicOutputLevels>();
+  const Background background;
   TrackPreparer preparer;
+  UpcomingTrack upcoming;
   DeviceProperties device;
 
   // Published.
@@ -57,19 +62,23 @@ struct PlayerCore {
   PlaybackState state = PlaybackState::stopped;
   std::optional<PreparedAudio> preparedAudio;
   std::shared_ptr<AudioRenderContext> renderContext;
-  std::unique_ptr<AudioOutputUnit> audioUnit;  ///< calls the context: declared behind it, it goes first
+  TrackSequence sequence;
+  std::unique_ptr<AudioOutputUnit> audioUnit;  ///< calls the sequence: declared behind it, it goes first
   AudioObjectID deviceID = kAudioObjectUnknown;
   std::optional<double> originalDeviceSampleRate;
   std::uint32_t outputBufferFrameSize = 512;
   bool ownsHogMode = false;
-  OutputStatistics statistics;    ///< of outputs that were torn down
-  std::function<void()> started;  ///< who asked for the track that is being prepared
+  OutputStatistics statistics;  ///< of outputs that were torn down
+  // Of the track that is being prepared.
+  std::function<void()> started;          ///< who asked for it
+  std::function<double(double)> startAt;  ///< where it begins, in seconds, by its duration; null: at its beginning
 
   // The parts. Last, so that their timers and listeners end before the state they act on.
   OutputConfiguration configuration{*this};
   PlaybackCompletion completion{*this};
   ExclusiveAccess exclusiveAccess{*this};
   OutputSupervision supervision{*this};
+  TrackTransition transition{*this};
 
   /// The one transition of `state`, with the three properties derived from it.
   void setPlaybackState(PlaybackState next);
@@ -80,6 +89,12 @@ struct PlayerCore {
 
   /// No track is loaded any more: publishes no URL, duration and rate.
   void forgetTrack();
+
+  /// Lets go of the loaded track; giving much memory back to the system takes time, which the background has.
+  void discardPreparedAudio();
+
+  /// Observers may start the next track from within it: always the last of an operation.
+  void countCompletion();
 };
 
 }  // namespace tolvane

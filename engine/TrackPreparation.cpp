@@ -32,11 +32,6 @@ Result<std::uint64_t> blockBytes(std::int64_t frames, std::uint32_t bytesPerFram
   return static_cast<std::uint64_t>(bytes);
 }
 
-/// A block that this machine can fill without running out of memory.
-std::optional<PcmBlock> allocateBlock(std::uint64_t bytes, const AudioFileServices& files) {
-  return bytes > files.availableMemory() ? std::nullopt : PcmBlock::allocate(bytes);
-}
-
 /// Fills `destination` with the file's data from its start, as far as there is any. In pieces that come from the page
 /// cache in less than a millisecond, between which the file asks whether it is still wanted.
 std::expected<std::uint64_t, OSStatus> readInPieces(AudioFile& file, std::span<std::byte> destination,
@@ -67,6 +62,20 @@ bool isPlayableLayout(const AudioStreamBasicDescription& format) {
 }
 
 }  // namespace
+
+TrackPreparation TrackPreparation::beside(std::uint64_t heldBytes) const {
+  TrackPreparation preparation = *this;
+  preparation.heldBytes_ = heldBytes;
+  return preparation;
+}
+
+/// A block that this machine can fill without running out of memory.
+std::optional<PcmBlock> TrackPreparation::allocateBlock(std::uint64_t bytes) const {
+  const std::uint64_t available = files_.availableMemory();
+  // Free without both: `available` and what is held. Half of that, less what is held, is left for this one.
+  const std::uint64_t limit = heldBytes_ ? (available - std::min(available, *heldBytes_)) / 2 : available;
+  return bytes > limit ? std::nullopt : PcmBlock::allocate(bytes);
+}
 
 Result<PreparedAudio> TrackPreparation::prepare(const FileURL& url) const {
   ReadingProgress progress;
@@ -111,7 +120,7 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
   const auto bytes = blockBytes(*length, client.mBytesPerFrame);
   if (!bytes) return std::unexpected(bytes.error());
 
-  auto block = allocateBlock(*bytes, files_);
+  auto block = allocateBlock(*bytes);
   if (!block) return failure(decodedTooLarge);
   progress.expect(static_cast<std::uint64_t>(*length));
   const auto frames = decoder->read(static_cast<std::uint32_t>(*length), block->bytes());
@@ -139,7 +148,7 @@ Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url, Re
   if (!byteCount) return failure("Reading the PCM data size", byteCount.error());
   if (*byteCount < 1 || *byteCount > maximumBlockBytes) return failure(pcmTooLarge);
 
-  auto block = allocateBlock(*byteCount, files_);
+  auto block = allocateBlock(*byteCount);
   if (!block) return failure(pcmTooLarge);
   progress.expect(*byteCount);
   const auto bytesRead = readInPieces(*file, block->bytes(), progress);

@@ -22,6 +22,10 @@ class TrackPreparation {
   TrackPreparation(AudioFileServices& files, std::shared_ptr<AtomicOutputLevels> levels)
       : files_(files), levels_(std::move(levels)) {}
 
+  /// For a track that is prepared while another of `heldBytes` is still in memory: refuses what would make both
+  /// together take more than half of the memory that is free without them.
+  [[nodiscard]] TrackPreparation beside(std::uint64_t heldBytes) const;
+
   /// Chooses the way in by the extension alone: "mp3" and "flac" in any case are decoded, all else is read as PCM.
   /// REQUIRES: `progress` is new. It stays at 0 while the file is opened. Once it is cancelled, this frees what was
   /// read and fails, after a few milliseconds of work at most; a disk that does not answer is waited for all the same.
@@ -35,9 +39,15 @@ class TrackPreparation {
   /// The file's sample data as it lies there: byte order, alignment and padding included. Progress counts bytes.
   [[nodiscard]] Result<PreparedAudio> readLinearPCMFile(const FileURL& url, ReadingProgress& progress) const;
 
+  /// Which file lies there now; nothing where that is not known.
+  [[nodiscard]] std::optional<FileVersion> fileVersion(const FileURL& url) const { return files_.fileVersion(url); }
+
  private:
+  [[nodiscard]] std::optional<PcmBlock> allocateBlock(std::uint64_t bytes) const;
+
   AudioFileServices& files_;
   std::shared_ptr<AtomicOutputLevels> levels_;
+  std::optional<std::uint64_t> heldBytes_;  ///< of another track; nothing: this one alone counts
 };
 
 struct SourceFormatInfo {

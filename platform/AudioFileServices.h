@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <expected>
 #include <memory>
+#include <optional>
 #include <span>
 
 #include "platform/AudioStatus.h"
@@ -73,6 +74,17 @@ class ExtAudioFile {
   [[nodiscard]] virtual AudioFile* audioFile() = 0;
 };
 
+/// Which file lies at a path, and as what: another one as soon as it is replaced or written to.
+struct FileVersion {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::uint64_t size = 0;             ///< bytes
+  std::int64_t modifiedSeconds = 0;   ///< since 1970
+  std::int64_t modifiedNanoseconds = 0;
+
+  bool operator==(const FileVersion&) const = default;
+};
+
 class AudioFileServices {
  public:
   virtual ~AudioFileServices() = default;
@@ -85,6 +97,9 @@ class AudioFileServices {
   /// FLAC and MP3. The content decides, not the name. A success may hold null, as above.
   [[nodiscard]] virtual std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(
       const FileURL& url, ReadingProgress* progress = nullptr) = 0;
+
+  /// What opening would find now; nothing where that is not known.
+  [[nodiscard]] virtual std::optional<FileVersion> fileVersion(const FileURL& url) const = 0;
 
   /// Bytes of memory that a track may take now without making this machine run out of it.
   [[nodiscard]] virtual std::uint64_t availableMemory() const = 0;

@@ -24,4 +24,8 @@ inline void runInDetachedThread(BackgroundWork work) {
   }
 }
 
+/// As runInDetachedThread, for work that leaves the cores to what the listener waits for. Threads that the work starts
+/// have its priority.
+void runInLowPriorityThread(BackgroundWork work);
+
 }  // namespace tolvane

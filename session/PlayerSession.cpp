@@ -12,6 +12,8 @@ constexpr auto progressInterval = std::chrono::milliseconds(50);
 constexpr double restartThreshold = 0.05;    // of the track's length
 constexpr double finishedThreshold = 0.999;  // from here on, playing again means from the beginning
 constexpr double smallestBalance = 1e-12;
+/// The device tells what it has played by the period. A clock that differs by no more is right.
+constexpr double clockTolerance = 0.05;  // seconds
 constexpr auto periodicSaveInterval = std::chrono::seconds(2);
 constexpr std::string_view outputVolumeKey = "TolvanePlayer.OutputVolume";
 constexpr std::string_view outputBalanceKey = "TolvanePlayer.OutputBalance";
@@ -28,11 +30,12 @@ double sanitisedBalance(double balance) {
 }  // namespace
 
 PlayerSession::PlayerSession(AudioHardware& hardware, AudioFileServices& files, UserDefaults& defaults,
-                             FileBookmarks& bookmarks, RunLoop& runLoop, Log& log, Background background)
+                             FileBookmarks& bookmarks, RunLoop& runLoop, Log& log, Background background,
+                             Background lowPriority)
     : defaults_(defaults),
       bookmarks_(bookmarks),
       runLoop_(runLoop),
-      player_(hardware, files, runLoop, log, background),
+      player_(hardware, files, runLoop, log, background, std::move(lowPriority)),
       restoration_(runLoop, background),
       bookmarking_(runLoop, std::move(background)) {
   restoreLevels();
@@ -106,6 +109,7 @@ void PlayerSession::playTrack(std::int64_t index, double fraction) {
     playbackPosition_.assign(0);
     playbackDuration_.assign(0);
   }
+  isRestored_ = false;
   startFraction_ = start;
   startSeconds_.reset();
   if (isTrackPrepared(url)) {
@@ -113,7 +117,8 @@ void PlayerSession::playTrack(std::int64_t index, double fraction) {
   } else {
     shouldAutoAdvance_ = false;
     playbackStartedAt_.reset();
-    player_.play(url, [this] { trackHasStarted(); });
+    player_.play(
+        url, [this] { trackHasStarted(); }, [this](double duration) { return startPosition(duration); });
     if (!player_.isPreparing().value()) return;
   }
   playbackPosition_.assign(start * playbackDuration_.value());
@@ -124,20 +129,36 @@ void PlayerSession::trackHasStarted() {
   startFromTarget();
   shouldAutoAdvance_ = player_.isPlaying().value();
   persistPlaybackState();
+  updateUpcomingTrack();
 }
 
 void PlayerSession::trackHasStartedOnOtherDevice() {
   // Where it could not be started, the place in it stays.
   if (player_.duration().value() > 0) startFromTarget();
   persistPlaybackState();
+  updateUpcomingTrack();
 }
 
 void PlayerSession::startFromTarget() {
-  const double duration = player_.duration().value();
-  playbackDuration_.assign(duration);
-  const double target = startSeconds_ ? std::min(*startSeconds_, duration) : startFraction_ * duration;
-  if (target > 0) player_.seek(target);
-  setPositionFollowingEngine(target);
+  playbackDuration_.assign(player_.duration().value());
+  // A track that followed without a gap has been heard for a moment.
+  setPositionFollowingEngine(player_.position().value_or(startPosition(playbackDuration_.value())));
+}
+
+double PlayerSession::startPosition(double duration) const {
+  return startSeconds_ ? std::min(*startSeconds_, duration) : startFraction_ * duration;
+}
+
+/// What the engine may read ahead: the entry after this one, or the restored one, with which playback will begin.
+void PlayerSession::updateUpcomingTrack() {
+  const PlaylistTrack* next = nullptr;
+  if (isActive()) {
+    const bool goesOn = shouldAutoAdvance_ || !player_.isPlaying().value();
+    if (goesOn) next = playlistTracks_.value().entryAt(currentIndex_.value() + 1);
+  } else if (isRestored_) {
+    next = playlistTracks_.value().entryAt(currentIndex_.value());
+  }
+  player_.setUpcomingTrack(next != nullptr ? std::optional(next->url) : std::nullopt);
 }
 
 bool PlayerSession::isActive() const {
@@ -156,15 +177,17 @@ bool PlayerSession::isTrackLoaded(const FileURL& url) const {
 void PlayerSession::togglePausePlayback() {
   if (player_.isPlaying().value()) {
     updatePlaybackPosition();
+    player_.pause();  // counts the track that has been heard to its end by now
     shouldAutoAdvance_ = false;
-    player_.pause();
     playbackStartedAt_.reset();
+    if (const auto heard = player_.position()) playbackPosition_.assign(*heard);
     persistPlaybackState();
   } else if (player_.isPaused().value()) {
     player_.resume();  // may fail: then no clock may run, nor a next track follow
     setPositionFollowingEngine(playbackPosition_.value());
     shouldAutoAdvance_ = player_.isPlaying().value();
     persistPlaybackState();
+    updateUpcomingTrack();
   } else if (player_.isPreparing().value()) {
     player_.startsPaused().value() ? player_.resume() : player_.pause();
   } else if (!playlistTracks_.value().empty()) {
@@ -202,11 +225,14 @@ void PlayerSession::stopPlayback() {
   playbackStartedAt_.reset();
   playbackPosition_.assign(0);
   persistPlaybackState();
+  updateUpcomingTrack();
 }
 
 void PlayerSession::loadPlaylist(std::span<const FileURL> urls, bool autoplay) {
   if (urls.empty()) return;
   if (isActive()) player_.stop();
+  isRestored_ = false;
+  player_.setUpcomingTrack(std::nullopt);
   std::vector<PlaylistTrack> tracks;
   tracks.reserve(urls.size());
   const auto firstID = lastTrackID_ + 1;
@@ -240,6 +266,7 @@ void PlayerSession::moveTrack(std::int64_t source, std::int64_t destination) {
   playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
   currentIndex_.assign(index);
   persistAll();
+  updateUpcomingTrack();
 }
 
 void PlayerSession::setKnownDuration(double seconds, const FileURL& url) {
@@ -265,13 +292,16 @@ void PlayerSession::setOutputBalance(double balance) {
 void PlayerSession::setOutputDevice(AudioObjectID deviceID) {
   updatePlaybackPosition();
   if (player_.isPlaying().value()) startSeconds_ = playbackPosition_.value();
-  player_.setOutputDevice(deviceID, [this] { trackHasStartedOnOtherDevice(); });
+  player_.setOutputDevice(
+      deviceID, [this] { trackHasStartedOnOtherDevice(); },
+      [this](double duration) { return startPosition(duration); });
   persistPlaybackState();
 }
 
 void PlayerSession::setExclusiveAccessEnabled(bool enabled) {
   updatePlaybackPosition();
   const auto resumedAt = player_.setExclusiveAccessEnabled(enabled);
+  updateUpcomingTrack();
   if (!resumedAt) return;
   playbackDuration_.assign(player_.duration().value());
   setPositionFollowingEngine(std::min(std::max(playbackDuration_.value(), 0.0), std::max(*resumedAt, 0.0)));
@@ -279,8 +309,14 @@ void PlayerSession::setExclusiveAccessEnabled(bool enabled) {
 }
 
 void PlayerSession::updatePlaybackPosition() {
+  player_.noticeNextTrack();
   if (!player_.isPlaying().value() || !playbackStartedAt_ || !(playbackDuration_.value() > 0)) return;
-  const double elapsed = std::max(secondsFromDuration(runLoop_.now() - *playbackStartedAt_), 0.0);
+  double elapsed = std::max(secondsFromDuration(runLoop_.now() - *playbackStartedAt_), 0.0);
+  // What counts is what the device has played: it may stall, recover, or run a little faster than this clock.
+  if (const auto heard = player_.position(); heard && std::abs(*heard - elapsed) > clockTolerance) {
+    elapsed = *heard;
+    startClockAt(elapsed);
+  }
   playbackPosition_.assign(std::min(playbackDuration_.value(), elapsed));
   const auto now = runLoop_.now();
   if (lastPeriodicSave_ && now - *lastPeriodicSave_ < periodicSaveInterval) return;

@@ -23,9 +23,10 @@ namespace tolvane {
 class PlayerSession {
  public:
   /// Restores what the last session has left in the defaults; nothing plays yet. The services outlive the session;
-  /// files and bookmarks also what `background` has been given, which asks the disk.
+  /// files and bookmarks also what the backgrounds have been given, which ask the disk: `lowPriority` prepares what
+  /// will be played next.
   PlayerSession(AudioHardware& hardware, AudioFileServices& files, UserDefaults& defaults, FileBookmarks& bookmarks,
-                RunLoop& runLoop, Log& log, Background background = runAtOnce);
+                RunLoop& runLoop, Log& log, Background background = runAtOnce, Background lowPriority = runAtOnce);
   PlayerSession(const PlayerSession&) = delete;
   PlayerSession& operator=(const PlayerSession&) = delete;
   ~PlayerSession() = default;
@@ -117,6 +118,8 @@ class PlayerSession {
   void trackHasStarted();
   void trackHasStartedOnOtherDevice();
   void startFromTarget();
+  [[nodiscard]] double startPosition(double duration) const;
+  void updateUpcomingTrack();
   void setPositionFollowingEngine(double seconds);
   void startClockAt(double seconds);
 
@@ -143,6 +146,7 @@ class PlayerSession {
   std::optional<double> startSeconds_;
   std::optional<RunLoop::TimePoint> lastPeriodicSave_;
   bool shouldAutoAdvance_ = false;
+  bool isRestored_ = false;  ///< the playlist is the last run's, and nothing of it has been played
 
   // Last, so that they end before the state they act on.
   BackgroundRequest<std::optional<RestoredPlaylist>> restoration_;  ///< of the saved playlist

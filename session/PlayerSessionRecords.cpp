@@ -174,6 +174,8 @@ void PlayerSession::adoptRestoredPlaylist(RestoredPlaylist restored) {
     currentIndex_.assign(std::min(place - restored.savedIndices.begin(), std::ssize(restored.savedIndices) - 1));
   }
   if (!isCurrentThere || restored.isChanged) persistAll();
+  isRestored_ = true;
+  updateUpcomingTrack();
 }
 
 PlayerSession::RestoredPlaylist PlayerSession::resolvedPlaylist(FileBookmarks& bookmarks,

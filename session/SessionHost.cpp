@@ -61,7 +61,7 @@ SessionHost::SessionHost(const Services& services, SessionLink& link)
       runLoop_(services.runLoop),
       link_(link),
       session_(services.hardware, services.files, services.defaults, services.bookmarks, services.runLoop, services.log,
-               services.background),
+               services.background, services.lowPriority ? services.lowPriority : services.background),
       devices_(services.hardware, [this](AudioObjectID device) { session_.setOutputDevice(device); }),
       obey_(services.obey) {
   std::vector<Subscription> parts;

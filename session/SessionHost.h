@@ -23,6 +23,7 @@ class SessionHost {
     RunLoop& runLoop;
     Log& log;
     Background background = runAtOnce;  ///< reads the tracks that are to be played
+    Background lowPriority{};           ///< reads those that will be played next; null: as `background`
     /// The command that came with this interrupt is being carried out: waiting for a device is allowed again.
     std::function<void(std::uint64_t interrupt)> obey{};
   };

@@ -1,5 +1,7 @@
 #include "platform/codecs/SystemAudioFileServices.h"
 
+#include <sys/stat.h>
+
 #include <utility>
 
 #include "platform/codecs/AvailableMemory.h"
@@ -20,6 +22,16 @@ std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> SystemAudioFileServices::
   auto reader = FileReader::open(url);
   if (!reader) return std::unexpected(reader.error());
   return openEncoded(std::move(*reader), limits_, progress);
+}
+
+std::optional<FileVersion> SystemAudioFileServices::fileVersion(const FileURL& url) const {
+  struct stat found {};
+  if (::stat(url.path().c_str(), &found) != 0) return std::nullopt;
+  return FileVersion{.device = found.st_dev,
+                     .inode = found.st_ino,
+                     .size = static_cast<std::uint64_t>(found.st_size),
+                     .modifiedSeconds = found.st_mtim.tv_sec,
+                     .modifiedNanoseconds = found.st_mtim.tv_nsec};
 }
 
 std::uint64_t SystemAudioFileServices::availableMemory() const { return tolvane::availableMemory(); }

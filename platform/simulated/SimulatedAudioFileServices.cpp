@@ -163,17 +163,27 @@ void SimulatedAudioFileServices::add(const FileURL& url, SimulatedPCMFile file) 
   auto shared = std::make_shared<const SimulatedPCMFile>(std::move(file));
   const std::lock_guard lock(mutex_);
   files_[url] = std::move(shared);
+  versions_[url] = ++lastVersion_;
 }
 
 void SimulatedAudioFileServices::add(const FileURL& url, SimulatedCompressedFile file) {
   auto shared = std::make_shared<const SimulatedCompressedFile>(std::move(file));
   const std::lock_guard lock(mutex_);
   files_[url] = std::move(shared);
+  versions_[url] = ++lastVersion_;
 }
 
 void SimulatedAudioFileServices::remove(const FileURL& url) {
   const std::lock_guard lock(mutex_);
   files_.erase(url);
+  versions_.erase(url);
+}
+
+std::optional<FileVersion> SimulatedAudioFileServices::fileVersion(const FileURL& url) const {
+  if (readings_->pass(url, "fileVersion", nullptr) != noErr) return std::nullopt;
+  const std::lock_guard lock(mutex_);
+  const auto version = versions_.find(url);
+  return version != versions_.end() ? std::optional(FileVersion{.inode = version->second}) : std::nullopt;
 }
 
 std::expected<SimulatedAudioFileServices::File, OSStatus> SimulatedAudioFileServices::find(

@@ -62,7 +62,8 @@ struct SimulatedCompressedFile {
 /// What opens and reads of all files go through.
 class SimulatedReadings {
  public:
-  /// The name of the call: "openAudioFile", "openExtAudioFile", "readBytes" or "read".
+  /// The name of the call: "openAudioFile", "openExtAudioFile", "readBytes",
+  /// "read" or "fileVersion".
   using Gate = std::function<void(const FileURL& url, std::string_view call)>;
 
   void setGate(Gate gate);
@@ -98,6 +99,8 @@ class SimulatedAudioFileServices final : public AudioFileServices {
       const FileURL& url, ReadingProgress* progress = nullptr) override;
   [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(
       const FileURL& url, ReadingProgress* progress = nullptr) override;
+  /// Another one each time a file has been added. Passes the gate as "fileVersion".
+  [[nodiscard]] std::optional<FileVersion> fileVersion(const FileURL& url) const override;
   [[nodiscard]] std::uint64_t availableMemory() const override { return availableMemory_; }
 
  private:
@@ -110,8 +113,10 @@ class SimulatedAudioFileServices final : public AudioFileServices {
   [[nodiscard]] std::expected<File, OSStatus> find(const FileURL& url, std::string_view call,
                                                    const ReadingProgress* progress);
 
-  std::mutex mutex_;
-  std::map<FileURL, File> files_;  ///< guarded by the mutex
+  mutable std::mutex mutex_;
+  std::map<FileURL, File> files_;              ///< guarded by the mutex
+  std::map<FileURL, std::uint64_t> versions_;  ///< guarded by the mutex
+  std::uint64_t lastVersion_ = 0;              ///< guarded by the mutex
   const std::shared_ptr<SimulatedReadings> readings_ =
       std::make_shared<SimulatedReadings>();  ///< outlived by open files
   std::atomic<int> openCount_ = 0;

@@ -130,6 +130,9 @@ class DeafServices final : public AudioFileServices {
                                                                                         ReadingProgress*) override {
     return files_.openExtAudioFile(url);
   }
+  [[nodiscard]] std::optional<FileVersion> fileVersion(const FileURL& url) const override {
+    return files_.fileVersion(url);
+  }
   [[nodiscard]] std::uint64_t availableMemory() const override { return files_.availableMemory(); }
 
  private:

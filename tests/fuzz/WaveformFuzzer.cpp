@@ -64,6 +64,7 @@ class MemoryFileServices final : public AudioFileServices {
     if (!track) return std::unexpected(track.error());
     return std::make_unique<DecodedAudioFile>(source_, std::move(*track), SegmentLimits{1, 1});
   }
+  [[nodiscard]] std::optional<FileVersion> fileVersion(const FileURL&) const override { return std::nullopt; }
   [[nodiscard]] std::uint64_t availableMemory() const override { return 0; }
 
  private:

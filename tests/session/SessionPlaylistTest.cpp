@@ -73,12 +73,14 @@ TEST_P(MovingATrack, KeepsTheCurrentEntryCurrentAndPlaying) {
   load(3);
   session.playTrack(move.current, 0.2);
   const auto playing = playingURL();
+  files.setReadGate([&](const FileURL& url, std::string_view call) {
+    EXPECT_TRUE(call != "openAudioFile" || url != playing) << "prepared again";
+  });
   session.moveTrack(move.source, move.destination);
   EXPECT_EQ(order(), move.order);
   EXPECT_EQ(index(), move.newCurrent);
   EXPECT_TRUE(isPlaying());
   EXPECT_EQ(session.currentTrackURL(), playing);
-  EXPECT_EQ(files.openCount(), 1) << "nothing was prepared again";
 }
 
 INSTANTIATE_TEST_SUITE_P(Moves, MovingATrack,

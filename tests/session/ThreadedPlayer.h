@@ -46,6 +46,10 @@ class GatedFiles final : public AudioFileServices {
                                                                           ReadingProgress* progress) override {
     return files_.openExtAudioFile(url, progress);
   }
+  std::optional<FileVersion> fileVersion(const FileURL& url) const override {
+    gate_.pass("files.fileVersion");
+    return files_.fileVersion(url);
+  }
   std::uint64_t availableMemory() const override { return files_.availableMemory(); }
 
  private:
