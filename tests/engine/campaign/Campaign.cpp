@@ -34,6 +34,7 @@ void step(CampaignWorld& world, CampaignInvariants& invariants, CampaignActions&
 void end(CampaignWorld& world, CampaignInvariants& invariants) {
   world.operate([&] {
     invariants.leavePlayer();
+    world.watchedPlayer = nullptr;
     world.player.reset();
     invariants.expectNothingHeld("at the end");
     world.makePlayer();
@@ -76,11 +77,6 @@ std::string CampaignTotals::text() const {
       "compared",
       hours, playingHours, worlds, steps, completions, recoveryAttempts, surrenders, bitPerfectVerdicts,
       processingVerdicts, heardFrames);
-}
-
-CampaignOptions& campaignOptions() {
-  static CampaignOptions options;
-  return options;
 }
 
 }  // namespace tolvane

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "tests/engine/campaign/CampaignOptions.h"
 #include "tests/engine/campaign/CampaignTracks.h"
 
 namespace tolvane {
@@ -28,12 +29,5 @@ struct CampaignTotals {
 
 /// One world from its seed to its end; its failure with all that led to it.
 [[nodiscard]] std::optional<std::string> runWorld(std::uint64_t seed, CampaignTracks& tracks, CampaignTotals& totals);
-
-/// What the command line asks for.
-struct CampaignOptions {
-  std::uint64_t seed = 1;
-  double hours = 0;
-};
-[[nodiscard]] CampaignOptions& campaignOptions();
 
 }  // namespace tolvane

@@ -10,7 +10,7 @@ namespace tolvane {
 
 using namespace std::chrono_literals;
 
-const std::vector<CampaignActions::Choice>& CampaignActions::choices() {
+const std::vector<CampaignActions::Choice>& CampaignActions::usersChoices() {
   using A = CampaignActions;
   static const std::vector<Choice> table{{14, &A::play},
                                          {8, &A::pause},
@@ -20,8 +20,13 @@ const std::vector<CampaignActions::Choice>& CampaignActions::choices() {
                                          {4, &A::setLevels},
                                          {3, &A::chooseDevice},
                                          {7, &A::switchExclusiveAccess},
-                                         {1, &A::startAnew},
-                                         {4, &A::stealDevice},
+                                         {1, &A::startAnew}};
+  return table;
+}
+
+const std::vector<CampaignActions::Choice>& CampaignActions::troubles() {
+  using A = CampaignActions;
+  static const std::vector<Choice> table{{4, &A::stealDevice},
                                          {4, &A::releaseDevice},
                                          {3, &A::changeRateFromOutside},
                                          {2, &A::unplug},
@@ -51,13 +56,21 @@ const std::vector<CampaignActions::Choice>& CampaignActions::choices() {
 }
 
 void CampaignActions::act() {
-  static const std::size_t total = [] {
-    std::size_t sum = 0;
-    for (const Choice& choice : choices()) sum += choice.weight;
-    return sum;
+  static const std::vector<Choice> all = [] {
+    std::vector<Choice> choices = usersChoices();
+    choices.insert(choices.end(), troubles().begin(), troubles().end());
+    return choices;
   }();
+  act(all);
+}
+
+void CampaignActions::strike() { act(troubles()); }
+
+void CampaignActions::act(std::span<const Choice> choices) {
+  std::size_t total = 0;
+  for (const Choice& choice : choices) total += choice.weight;
   std::size_t drawn = world_.random.below(total);
-  for (const Choice& choice : choices()) {
+  for (const Choice& choice : choices) {
     if (drawn < choice.weight) return (this->*choice.action)();
     drawn -= choice.weight;
   }
@@ -166,6 +179,7 @@ void CampaignActions::startAnew() {
   note("quit and start anew");
   world_.operate([this] {
     invariants_.leavePlayer();
+    world_.watchedPlayer = nullptr;
     world_.player.reset();
     invariants_.expectNothingHeld("by a player that is gone");
     world_.runLoop.sleepFor(500ms);  // a program takes its time to start: a rate that was put back has arrived

@@ -2,6 +2,7 @@
 // What happens in a world of the campaign: weighted draws of what a user does and of what befalls the hardware.
 // Main thread. Draws only from the world's own random numbers.
 
+#include <span>
 #include <string>
 
 #include "tests/engine/campaign/CampaignInvariants.h"
@@ -15,6 +16,8 @@ class CampaignActions {
 
   /// Draws one action and does it.
   void act();
+  /// The same, of what befalls the hardware only.
+  void strike();
   /// How much time passes until the next.
   [[nodiscard]] RunLoop::Duration drawPause();
 
@@ -24,7 +27,9 @@ class CampaignActions {
     unsigned weight;
     Action action;
   };
-  static const std::vector<Choice>& choices();
+  static const std::vector<Choice>& usersChoices();
+  static const std::vector<Choice>& troubles();
+  void act(std::span<const Choice> choices);
 
   // The user.
   void play();

@@ -49,7 +49,7 @@ void CampaignInvariants::leavePlayer() {
 }
 
 void CampaignInvariants::watchPlayer() {
-  auto& player = *world_.player;
+  const auto& player = *world_.watchedPlayer;
   pathKind_ = player.audioPathStatus().value().kind;
   lastCount_ = player.playbackCompletionCount().value();
   subscriptions_.push_back(player.audioPathStatus().subscribe([this](const auto& status) { pathChanged(status); }));
@@ -67,7 +67,7 @@ void CampaignInvariants::pathChanged(const AudioPathStatus& status) {
   require(mayFollow(before, status.kind),
           fmt::format("path status went from {} to {}", kindName(before), kindName(status.kind)));
   if (status.kind == Path::configuring && !world_.isInOperation())
-    require(world_.isActive(), "a recovery began while nothing was playing");
+    require(world_.isActive() || world_.isPreparing(), "a recovery began while nothing was playing");
   if (status.kind == Path::ready && !world_.isInOperation()) owesCompletion_ = true;
   if (status.kind == Path::error && status.detail.starts_with("The output device did not recover")) recoveryGaveUp();
   require(status.kind != Path::processed || mayBeProcessed(world_), "DSP ACTIVE and nothing processes the samples");
@@ -178,7 +178,9 @@ void CampaignInvariants::processingChanged(AudioObjectID id) {
   if (world_.watched.boundDevice() != id || !isVerdict(world_.pathKind())) return;
   constexpr auto notified = 1ms;  // time does not move on before whoever listens has been told
   const bool unitCanBeRead = !world_.hardware.unitFaults().isDue(UnitStage::readFormat);
-  world_.later(notified, [this, id, unitCanBeRead] { checkVerdictOnProcessing(id, unitCanBeRead); });
+  world_.later(notified, [this, id, unitCanBeRead, held = world_.heldTime] {
+    if (world_.heldTime == held) checkVerdictOnProcessing(id, unitCanBeRead);
+  });
   expectNoRecovery();
 }
 
@@ -222,13 +224,15 @@ void CampaignInvariants::afterTurn() {
   require(!owesCompletion_, "READY came by itself, but no completion");
   if (world_.isActive())
     checkActive();
+  else if (world_.isPreparing())
+    checkPreparing();
   else
     checkStopped();
   checkOwnership();
 }
 
 void CampaignInvariants::checkStopped() {
-  const auto& player = *world_.player;
+  const auto& player = *world_.watchedPlayer;
   const Path kind = world_.pathKind();
   require(kind == Path::ready || kind == Path::error, "nothing plays, but the path status says otherwise");
   require(kind == Path::error || !player.currentURL().value(), "nothing is loaded, but a URL is shown");
@@ -236,16 +240,25 @@ void CampaignInvariants::checkStopped() {
   expectNothingHeld("while nothing plays");
 }
 
+void CampaignInvariants::checkPreparing() {
+  const auto& player = *world_.watchedPlayer;
+  require(world_.pathKind() == Path::configuring, "a track is prepared, but the path status says otherwise");
+  require(player.currentURL().value().has_value(), "a track is prepared, but no URL is shown");
+  require(player.duration().value() == 0 && player.sampleRate().value() == 0, "a duration or rate before the track");
+  require(world_.hardware.unitCount() == 0, "a unit is held while a track is prepared");
+  require(world_.hardware.openDeviceCount() == 0, "a device is open while a track is prepared");
+}
+
 void CampaignInvariants::expectNothingHeld(const std::string& when) {
   require(world_.hardware.unitCount() == 0, "a unit is held " + when);
   require(world_.hardware.openDeviceCount() == 0, "a device is open " + when);
-  require(world_.hardware.listenerCount() == 0, "a listener is held " + when);
-  require(world_.runLoop.pendingTimerCount() == 0, "a timer is pending " + when);
+  require(world_.hardware.listenerCount() == world_.listenersAtRest, "a listener is held " + when);
+  require(world_.runLoop.pendingTimerCount() == world_.timersAtRest, "a timer is pending " + when);
   require(world_.shelves.files().openFileCount() == 0, "a file is open " + when);
 }
 
 void CampaignInvariants::checkActive() {
-  const auto& player = *world_.player;
+  const auto& player = *world_.watchedPlayer;
   const CampaignTrack* track = world_.lastPlayed;
   const Path kind = world_.pathKind();
   const bool hasUnit = world_.hardware.unitCount() == 1;
@@ -254,9 +267,9 @@ void CampaignInvariants::checkActive() {
   require(track != nullptr && player.currentURL().value() == track->url, "the URL is not the track's");
   require(std::abs(player.duration().value() - track->seconds()) < 1e-9, "the duration is not the track's");
   require(player.sampleRate().value() == track->format.mSampleRate, "the rate is not the track's");
-  const std::size_t mostTimers = world_.isPlaying() ? 4 : 2;
+  const std::size_t mostTimers = world_.timersAtRest + (world_.isPlaying() ? 4 : 2);
   require(world_.runLoop.pendingTimerCount() <= mostTimers, "more timers than there are uses for");
-  require(hasUnit || world_.hardware.listenerCount() == 0, "listeners are installed without an output");
+  require(hasUnit || world_.hardware.listenerCount() == world_.listenersAtRest, "listeners are installed without an output");
 }
 
 void CampaignInvariants::checkOwnership() {
@@ -333,7 +346,7 @@ void CampaignInvariants::checkExclusiveIsFresh(RunLoop::Duration passed) {
     return;
   }
   const auto& config = world_.device(bound).config();
-  const bool isShown = world_.player->exclusiveAccessStatus().value().kind == Exclusive::active;
+  const bool isShown = world_.watchedPlayer->exclusiveAccessStatus().value().kind == Exclusive::active;
   unownedFor_ = isShown && !world_.ownsDevice(bound) ? unownedFor_ + passed : 0ns;
   require(unownedFor_ <= longestUnverified, "exclusive access is shown as active, but the device is not ours");
   const bool canBeTaken = config.hogOwner == -1 && config.hogIsSettable && !config.ignoresHogWrites &&

@@ -51,6 +51,7 @@ class CampaignInvariants {
   // After a turn.
   void checkStopped();
   void checkActive();
+  void checkPreparing();
   void checkOwnership();
 
   // After a step.

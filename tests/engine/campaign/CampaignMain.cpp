@@ -1,4 +1,4 @@
-// The campaign's program: GoogleTest's own options, and --seed N and --hours H.
+// A campaign's program: GoogleTest's own options, and --seed N and --hours H.
 
 #include <gtest/gtest.h>
 
@@ -6,16 +6,17 @@
 #include <cstdio>
 #include <string_view>
 
-#include "tests/engine/campaign/Campaign.h"
+#include "tests/engine/campaign/CampaignOptions.h"
 
 namespace {
 
+// Of the hours of an optimised build.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr double usualHours = 400;  // a tenth of the speed or less
+constexpr double share = 1.0 / 26;  // a tenth of the speed or less
 #elif !defined(NDEBUG)
-constexpr double usualHours = 2000;
+constexpr double share = 1.0 / 5;
 #else
-constexpr double usualHours = 10400;
+constexpr double share = 1;
 #endif
 
 template <typename Number>
@@ -26,10 +27,15 @@ bool read(std::string_view text, Number& number) {
 
 }  // namespace
 
+tolvane::CampaignOptions& tolvane::campaignOptions() {
+  static CampaignOptions options;
+  return options;
+}
+
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   auto& options = tolvane::campaignOptions();
-  options.hours = usualHours;
+  options.hours = tolvane::usualCampaignHours() * share;
   for (int i = 1; i < argc; i += 2) {
     const std::string_view name = argv[i];
     const std::string_view value = i + 1 < argc ? argv[i + 1] : "";

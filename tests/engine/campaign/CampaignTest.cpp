@@ -39,4 +39,7 @@ TEST_P(CampaignTest, WhateverDevicesAndUsersDoThePlayerKeepsItsPromises) {
 INSTANTIATE_TEST_SUITE_P(Part, CampaignTest, testing::Range<std::uint64_t>(0, parts));
 
 }  // namespace
+
+double usualCampaignHours() { return 10'400; }
+
 }  // namespace tolvane

@@ -213,9 +213,9 @@ void CampaignActions::stopByItself() {
   world_.trouble();
   if (!world_.watched.hasDied()) return;
   constexpr auto longestUnnoticed = 1400ms;  // two checks, half a second apart, or a recovery pending meanwhile
-  world_.later(longestUnnoticed, [this, start = world_.watched.startCount()] {
+  world_.later(longestUnnoticed, [this, start = world_.watched.startCount(), held = world_.heldTime] {
     const auto& watched = world_.watched;
-    if (world_.isPlaying() && watched.hasDied() && watched.startCount() == start && world_.unitsHideStops == 0)
+    if (world_.heldTime == held && world_.isPlaying() && watched.hasDied() && watched.startCount() == start && world_.unitsHideStops == 0)
       world_.fail("a unit that stopped by itself goes unnoticed");
   });
 }

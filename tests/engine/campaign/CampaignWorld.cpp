@@ -33,6 +33,7 @@ CampaignWorld::CampaignWorld(std::uint64_t worldSeed, CampaignTracks& allTracks)
       tracks(isCloseUp ? allTracks.closeUp() : allTracks.longHours()),
       random(worldSeed),
       watched(hardware, [this](const std::string& what) { fail(what); }) {
+  replay = fmt::format("test_campaign --seed {} --hours 0 --gtest_filter='*/0'", seed);
   hardware.trace().record({});
   watched.setMayRender([this] { return isPlaying(); });
   watched.setMayWrite([this] { return isInOperation() || isActive(); });
@@ -107,12 +108,19 @@ std::vector<SimulatedStreamConfig> CampaignWorld::drawStreams() {
 double CampaignWorld::drawRate() { return random.pick(isCloseUp ? realRates : lowRates); }
 
 void CampaignWorld::makePlayer() {
+  forgetPlayer();
+  player = std::make_unique<BitPerfectAudioPlayer>(watched, shelves.files(), runLoop, log);
+  watchedPlayer = player.get();
+}
+
+void CampaignWorld::forgetPlayer() {
+  watchedPlayer = nullptr;
+  player.reset();
   lastPlayed = nullptr;
   exclusiveAccess = false;
   levelsAreNeutral = true;
   watched.setReadsMarks(true);
   watched.expectTrack(nullptr);
-  player = std::make_unique<BitPerfectAudioPlayer>(watched, shelves.files(), runLoop, log);
   isChanged = true;
 }
 
@@ -134,14 +142,20 @@ void CampaignWorld::note(std::string action) {
 }
 
 std::string CampaignWorld::report() const {
-  std::string text = fmt::format(
-      "{}\nseed {}, step {}, simulated time {:.6f} s\nstate: {}, path {} \"{}\", exclusive access {}\n"
-      "the last actions:\n",
-      failure_.value_or("no failure"), seed, step, hoursPassed() * 3600,
-      isPlaying() ? "playing" : (isPaused() ? "paused" : "stopped"), player->audioPathStatus().value().label,
-      player->audioPathStatus().value().detail, kindName(player->exclusiveAccessStatus().value().kind));
+  std::string text = fmt::format("{}\nseed {}, step {}, simulated time {:.6f} s\n", failure_.value_or("no failure"), seed,
+                                 step, hoursPassed() * 3600);
+  if (watchedPlayer != nullptr) {
+    const AudioPathStatus& path = watchedPlayer->audioPathStatus().value();
+    text += fmt::format("state: {}, path {} \"{}\", exclusive access {}\n",
+                        isPlaying()     ? "playing"
+                        : isPaused()    ? "paused"
+                        : isPreparing() ? "preparing"
+                                        : "stopped",
+                        path.label, path.detail, kindName(watchedPlayer->exclusiveAccessStatus().value().kind));
+  }
+  text += "the last actions:\n";
   for (const auto& action : actions_) text += action + "\n";
-  return text + fmt::format("replay: test_campaign --seed {} --hours 0 --gtest_filter='*/0'\n", seed);
+  return text + fmt::format("replay: {}\n", replay);
 }
 
 void CampaignWorld::later(RunLoop::Duration delay, std::function<void()> event) {

@@ -63,10 +63,13 @@ class CampaignWorld {
   void later(RunLoop::Duration delay, std::function<void()> event);
 
   void makePlayer();
-  [[nodiscard]] bool isPlaying() const { return player && player->isPlaying().value(); }
-  [[nodiscard]] bool isPaused() const { return player && player->isPaused().value(); }
+  /// Nothing has been asked of the player that comes next.
+  void forgetPlayer();
+  [[nodiscard]] bool isPlaying() const { return watchedPlayer != nullptr && watchedPlayer->isPlaying().value(); }
+  [[nodiscard]] bool isPaused() const { return watchedPlayer != nullptr && watchedPlayer->isPaused().value(); }
+  [[nodiscard]] bool isPreparing() const { return watchedPlayer != nullptr && watchedPlayer->isPreparing().value(); }
   [[nodiscard]] bool isActive() const { return isPlaying() || isPaused(); }
-  [[nodiscard]] AudioPathStatus::Kind pathKind() const { return player->audioPathStatus().value().kind; }
+  [[nodiscard]] AudioPathStatus::Kind pathKind() const { return watchedPlayer->audioPathStatus().value().kind; }
   [[nodiscard]] double hoursPassed() const;
   [[nodiscard]] SimulatedDevice& device(AudioObjectID id) { return hardware.device(id); }
   [[nodiscard]] bool ownsDevice(AudioObjectID id);
@@ -90,7 +93,11 @@ class CampaignWorld {
   SimulatedAudioHardware hardware{runLoop};
   WatchedHardware watched;
   std::vector<AudioObjectID> devices;
-  std::unique_ptr<BitPerfectAudioPlayer> player;
+  std::unique_ptr<BitPerfectAudioPlayer> player;         ///< null where a session has the player
+  const BitPerfectAudioPlayer* watchedPlayer = nullptr;  ///< that player, or the session's
+  /// What the owner of the player has installed for good: its own timers and property listeners.
+  std::size_t timersAtRest = 0;
+  std::size_t listenersAtRest = 0;
 
   // What was asked of the player.
   const CampaignTrack* lastPlayed = nullptr;
@@ -106,6 +113,8 @@ class CampaignWorld {
   int unitsHideStops = 0;  ///< above 0: whether they run cannot be read
   bool unitsLie = false;   ///< they report another client format than they took
   std::uint64_t step = 0;
+  RunLoop::Duration heldTime{};  ///< that the main thread has been kept from its loop, all in all
+  std::string replay;  ///< the command that runs this world again
   TimePoint lastTrouble;  ///< when something last happened that may keep frames from flowing
   bool isChanged = true;  ///< something was published or written since the invariants were last checked
 

@@ -124,6 +124,7 @@ class WatchedHardware::Component final : public AudioOutputComponent {
   explicit Component(WatchedHardware& watch) : watch_(watch) {}
 
   std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> newInstance() override {
+    watch_.onNewUnit_();
     auto made = watch_.hardware_.outputComponent()->newInstance();
     if (!made || !*made) return made;
     return std::make_unique<Unit>(watch_, std::move(*made));

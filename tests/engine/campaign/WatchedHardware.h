@@ -33,6 +33,9 @@ class WatchedHardware final : public AudioHardware {
   void setMayRender(std::function<bool()> mayRender) { mayRender_ = std::move(mayRender); }
   void setMayWrite(std::function<bool()> mayWrite) { mayWrite_ = std::move(mayWrite); }
 
+  /// Called before each new unit.
+  void setOnNewUnit(std::function<void()> onNewUnit) { onNewUnit_ = std::move(onNewUnit); }
+
   // Asked by the campaign.
 
   [[nodiscard]] AudioObjectID boundDevice() const { return boundDevice_; }  ///< of the unit that lives, or 0
@@ -85,6 +88,7 @@ class WatchedHardware final : public AudioHardware {
   std::unique_ptr<Component> component_;
   std::function<bool()> mayRender_;
   std::function<bool()> mayWrite_;
+  std::function<void()> onNewUnit_ = [] {};
 
   const CampaignTrack* track_ = nullptr;
   std::uint64_t trackNumber_ = 0;  // how often expectTrack() was called
