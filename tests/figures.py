@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """figures.py BUILD_DIR: what the tests of the last run of CTest measured and tabulated, from their output that CTest keeps.
 
-Prints the table of verdicts as the unit tests found it, the sum of the fault campaign's parts, and what the killed
-players left. Exits with 1 when one of them or a part of the campaign is not there, or the campaign was shorter or the
+Prints the table of verdicts as the unit tests found it, the sums of both fault campaigns' parts, and what the killed
+players left. Exits with 1 when one of them or a part of a campaign is not there, or a campaign was shorter or the
 kills were fewer than they must be.
 """
 
@@ -14,10 +14,16 @@ TABLE = re.compile(r"^\[ RUN +\] AudioPathVerdict\.IsTheFirstRowThatApplies\n(.*
 PART = re.compile(r"^\[ RUN +\] Part/CampaignTest\.", re.MULTILINE)
 TOTALS = re.compile(r"^(\d+) simulated hours \((\d+) of them playing\) in (\d+) worlds, (\d+) steps, (\d+) tracks played to "
                     r"their end, (\d+) recoveries tried, (\d+) given up.*\n\[ +OK \] Part/CampaignTest\.", re.MULTILINE)
+SEAM_PART = re.compile(r"^\[ RUN +\] Part/SeamCampaignTest\.", re.MULTILINE)
+SEAM_TOTALS = re.compile(r"^(\d+) simulated hours \((\d+) of them playing\) over the seam in (\d+) worlds, (\d+) starts, (\d+) "
+                         r"commands sent, (\d+) of them replaced, (\d+) states seen, (\d+) agreements, (\d+) times held up.*\n"
+                         r"\[ +OK \] Part/SeamCampaignTest\.", re.MULTILINE)
 KILLS = re.compile(r"^((\d+) kills, \d+ states announced; \d+ within a transaction, \d+ before the last state was stored)\n"
                    r"\[ +OK \] KilledPlayer\.", re.MULTILINE)
-PARTS = 4  # of the campaign, as tests/engine/campaign/CampaignTest.cpp has them
+PARTS = 4  # of each campaign, as tests/engine/campaign/CampaignTest.cpp and tests/session/campaign/SeamCampaignTest.cpp have them
 LEAST_HOURS = 10_000  # simulated, of all parts together
+LEAST_SEAM_HOURS = 390
+LEAST_COMMANDS = 1_000_000  # over the seam, the window's questions included
 LEAST_KILLS = 1_000
 
 
@@ -46,6 +52,24 @@ def campaign(text):
     return lines, len(lines) == 1 and violations == 0
 
 
+def seam_campaign(text):
+    parts = [list(map(int, found.groups())) for found in SEAM_TOTALS.finditer(text)]
+    violations = len(SEAM_PART.findall(text)) - len(parts)
+    if not parts:
+        return ["The campaign over the seam did not pass."], False
+    hours, playing, worlds, starts, commands, replaced, states, agreements, held_up = map(sum, zip(*parts))
+    lines = [f"Campaign over the seam: {hours} simulated hours ({playing} of them playing) in {worlds} worlds, {starts} starts, "
+             f"{commands} commands, {replaced} of them replaced, {states} states seen, {agreements} agreements, {held_up} times "
+             f"held up, violations = {violations}"]
+    if len(parts) != PARTS:
+        lines.append(f"{len(parts)} of the {PARTS} parts over the seam came to their end.")
+    if hours < LEAST_SEAM_HOURS:
+        lines.append(f"The campaign over the seam was shorter than {LEAST_SEAM_HOURS} hours.")
+    if commands < LEAST_COMMANDS:
+        lines.append(f"The campaign over the seam had fewer than {LEAST_COMMANDS} commands.")
+    return lines, len(lines) == 1 and violations == 0
+
+
 def kills(text):
     found = KILLS.search(text)
     if not found:
@@ -58,9 +82,9 @@ def kills(text):
 
 def main():
     text = (pathlib.Path(sys.argv[1]) / "Testing/Temporary/LastTest.log").read_text(errors="replace")
-    (table, is_table_whole), (totals, is_campaign_whole), (killed, are_kills_whole) = verdicts(text), campaign(text), kills(text)
-    print("\n".join([*table, "", *totals, "", *killed]))
-    return 0 if is_table_whole and is_campaign_whole and are_kills_whole else 1
+    sections = [find(text) for find in (verdicts, campaign, seam_campaign, kills)]
+    print("\n\n".join("\n".join(lines) for lines, _ in sections))
+    return 0 if all(is_whole for _, is_whole in sections) else 1
 
 
 if __name__ == "__main__":
