@@ -148,6 +148,8 @@ void BitPerfectAudioPlayer::resume() {
   if (!core_->audioUnit && core_->state == PlaybackState::paused) core_->setPlaybackState(PlaybackState::playing);
   if (!core_->audioUnit || !core_->renderContext) return;
   if (!core_->configuration.restartUnit("The output device could not resume playback.")) return;
+  // Where the output came up paused, this is the first time that the device runs.
+  core_->exclusiveAccess.refreshAudioPathStatus(core_->device.readHogMode(core_->deviceID));
   core_->supervision.startOutputHealthMonitor();
 }
 

@@ -179,7 +179,7 @@ void CampaignInvariants::processingChanged(AudioObjectID id) {
   constexpr auto notified = 1ms;  // time does not move on before whoever listens has been told
   const bool unitCanBeRead = !world_.hardware.unitFaults().isDue(UnitStage::readFormat);
   world_.later(notified, [this, id, unitCanBeRead, held = world_.heldTime] {
-    if (world_.heldTime == held) checkVerdictOnProcessing(id, unitCanBeRead);
+    if (world_.heldTime == held && !world_.isHeldUp) checkVerdictOnProcessing(id, unitCanBeRead);
   });
   expectNoRecovery();
 }
@@ -330,7 +330,7 @@ void CampaignInvariants::checkProgress(RunLoop::Duration passed, bool wasPlaying
 void CampaignInvariants::checkVerdictIsFresh(RunLoop::Duration passed) {
   constexpr auto longestStale = 2s;
   const AudioObjectID bound = world_.watched.boundDevice();
-  const bool isStale = world_.pathKind() == Path::bitPerfect && !world_.ledgers[bound].hasLied && !world_.unitsLie &&
+  const bool isStale = world_.pathKind() == Path::bitPerfect && !world_.ledgers[bound].hasLied && !world_.unitsReport &&
                        reasonAgainstBitPerfect(world_);
   staleFor_ = isStale ? staleFor_ + passed : 0ns;
   if (staleFor_ > longestStale)

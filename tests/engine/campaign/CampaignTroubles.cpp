@@ -215,7 +215,7 @@ void CampaignActions::stopByItself() {
   constexpr auto longestUnnoticed = 1400ms;  // two checks, half a second apart, or a recovery pending meanwhile
   world_.later(longestUnnoticed, [this, start = world_.watched.startCount(), held = world_.heldTime] {
     const auto& watched = world_.watched;
-    if (world_.heldTime == held && world_.isPlaying() && watched.hasDied() && watched.startCount() == start && world_.unitsHideStops == 0)
+    if (world_.heldTime == held && !world_.isHeldUp && world_.isPlaying() && watched.hasDied() && watched.startCount() == start && world_.unitsHideStops == 0)
       world_.fail("a unit that stopped by itself goes unnoticed");
   });
 }
@@ -262,11 +262,11 @@ void CampaignActions::hideSampleTime() {
 
 void CampaignActions::reportAnotherFormat() {
   note("units report another client format for a while");
-  world_.unitsLie = true;
-  world_.hardware.setReportedClientFormat(float32PCM(world_.drawRate(), 2));
+  world_.unitsReport = float32PCM(world_.drawRate(), 2);
+  world_.hardware.setReportedClientFormat(world_.unitsReport);
   world_.later(between(0.1, 30), [this] {
     world_.hardware.setReportedClientFormat(std::nullopt);
-    world_.unitsLie = false;
+    world_.unitsReport.reset();
   });
 }
 

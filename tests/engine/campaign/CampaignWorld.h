@@ -111,9 +111,11 @@ class CampaignWorld {
   // What was done to the hardware.
   std::map<AudioObjectID, DeviceLedger> ledgers;
   int unitsHideStops = 0;  ///< above 0: whether they run cannot be read
-  bool unitsLie = false;   ///< they report another client format than they took
+  /// The client format that units report, whatever they took; none: the one they took.
+  std::optional<AudioStreamBasicDescription> unitsReport;
   std::uint64_t step = 0;
-  RunLoop::Duration heldTime{};  ///< that the main thread has been kept from its loop, all in all
+  RunLoop::Duration heldTime{};  ///< that the player's thread has been kept from its loop, all in all
+  bool isHeldUp = false;         ///< it is so now
   std::string replay;  ///< the command that runs this world again
   TimePoint lastTrouble;  ///< when something last happened that may keep frames from flowing
   bool isChanged = true;  ///< something was published or written since the invariants were last checked

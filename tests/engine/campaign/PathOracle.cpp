@@ -56,7 +56,7 @@ std::optional<std::string> reasonAgainstBitPerfect(CampaignWorld& world) {
   if (!world.levelsAreNeutral) return "software levels are active";
   if (!world.watched.clientFormat() || *world.watched.clientFormat() != track.format)
     return "the unit was given another format than the track's";
-  if (world.unitsLie) return "the unit reports another client format";
+  if (world.unitsReport && *world.unitsReport != track.format) return "the unit reports another client format";
   if (!sameRate(track.format.mSampleRate, config.nominalRate)) return "the nominal rate is another";
   const auto actual = device.read(id, kAudioDevicePropertyActualSampleRate);
   const bool isReported = actual && config.actualRate != SimulatedActualRate::absent && !hasLied;

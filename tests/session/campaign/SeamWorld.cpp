@@ -149,10 +149,13 @@ void SeamWorld::tick() {
 void SeamWorld::holdUp(RunLoop::Duration duration) {
   ++holdUps;
   world.runLoop.post([this, duration] {
+    world.note(fmt::format("the player's thread is held up for {:.3f} s", secondsFromDuration(duration)));
     world.heldTime += duration;
+    world.isHeldUp = true;
     world.trouble();
     world.runLoop.sleepFor(duration);
     world.trouble();
+    world.isHeldUp = false;
   });
 }
 
