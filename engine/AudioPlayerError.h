@@ -21,7 +21,7 @@ class AudioPlayerError {
     return {std::string(stage), status};
   }
 
-  /// The message, or the stage followed by " failed (Core Audio STATUS).".
+  /// The message, or the stage followed by " failed (Core Audio STATUS)."; in words where a driver does not return.
   [[nodiscard]] std::string errorDescription() const;
 
   /// Of an operation; a message has none.

@@ -19,5 +19,10 @@ TEST(AudioPlayerError, ShowsAnOperationWithItsStatusInSignedDecimal) {
             "Opening FLAC failed (Core Audio 1954115647).");
 }
 
+TEST(AudioPlayerError, SaysInWordsThatADeviceDoesNotAnswer) {
+  EXPECT_EQ(AudioPlayerError::operation("Initializing the output device", kAudioHardwareNotReadyError).errorDescription(),
+            "Initializing the output device failed because the device does not answer.");
+}
+
 }  // namespace
 }  // namespace tolvane
