@@ -43,6 +43,6 @@ INSTANTIATE_TEST_SUITE_P(Part, SeamCampaignTest, testing::Range<std::uint64_t>(0
 
 }  // namespace
 
-double usualCampaignHours() { return 400; }
+double usualCampaignHours() { return 200; }
 
 }  // namespace tolvane
