@@ -16,7 +16,8 @@ namespace tolvane {
 
 struct NodeProps {
   bool isReadable = true;      ///< nothing of what was reported was malformed
-  std::vector<float> volumes;  ///< factors on the samples, one per channel; empty: not reported (yet)
+  /// Factors on the samples, one per channel of each list that the node reports them in; empty: not reported (yet).
+  std::vector<float> volumes;
   float volume = 1;
   bool isMuted = false;
   /// What the server multiplies by itself where the card's own mixer does the rest; empty: not reported, and then the

@@ -77,17 +77,26 @@ std::vector<AudioValueRange> rangesOf(const Numbers& numbers) {
   return ranges;
 }
 
-/// Takes over what the property has. False: it has something else.
-template <typename Value>
-bool take(const std::optional<Value>& read, Value& target) {
-  if (read) target = *read;
-  return read.has_value();
+// A node reports several lists, and a level may stand in more than one of them. Which one the server goes by is not
+// known: what alters samples in any of them counts.
+
+/// A factor on the samples or on their speed: the one that is farther from 1.
+template <typename Number>
+bool takeFactor(const std::optional<Number>& read, Number& target) {
+  if (!read || !std::isfinite(*read)) return false;
+  if (std::fabs(*read - 1) > std::fabs(target - 1)) target = *read;
+  return true;
 }
 
-bool takeLevel(const std::optional<float>& read, float& target) { return take(read, target) && std::isfinite(target); }
-
 bool takeLevels(const std::optional<std::vector<float>>& read, std::vector<float>& target) {
-  return take(read, target) && std::ranges::all_of(target, [](float level) { return std::isfinite(level); });
+  if (!read) return false;
+  target.insert(target.end(), read->begin(), read->end());
+  return std::ranges::all_of(*read, [](float level) { return std::isfinite(level); });
+}
+
+bool takeMute(std::optional<bool> read, bool& target) {
+  target = target || read.value_or(false);
+  return read.has_value();
 }
 
 /// Nothing for a type that settings do not have.
@@ -137,17 +146,17 @@ bool takeSettings(const PodReader& list, NodeProps& props) {
 bool takeProperty(std::uint32_t key, const PodReader& value, NodeProps& props) {
   switch (key) {
     case SPA_PROP_mute:
-      return take(value.asBool(), props.isMuted);
+      return takeMute(value.asBool(), props.isMuted);
     case SPA_PROP_softMute:
-      return take(value.asBool(), props.isSoftMuted);
+      return takeMute(value.asBool(), props.isSoftMuted);
     case SPA_PROP_volume:
-      return takeLevel(value.asFloat(), props.volume);
+      return takeFactor(value.asFloat(), props.volume);
     case SPA_PROP_channelVolumes:
       return takeLevels(value.asFloats(), props.volumes);
     case SPA_PROP_softVolumes:
       return takeLevels(value.asFloats(), props.softVolumes);
     case SPA_PROP_rate:
-      return take(value.asDouble(), props.rate) && std::isfinite(props.rate);
+      return takeFactor(value.asDouble(), props.rate);
     case SPA_PROP_params:
       return takeSettings(value, props);
     default:

@@ -87,13 +87,12 @@ TEST(SpaFormatChoice, givesTheRatesOfEveryKindOfChoice) {
 
 TEST(SpaProps, ChangeOnlyWhatTheyReport) {
   NodeProps props;
-  props.volumes = {1, 1};
   props.volume = 0.25F;
   PodWriter muted(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
   spa_pod_builder_bool(&muted.key(SPA_PROP_mute).builder, true);
   applyProps(muted.pod(), props);
   EXPECT_TRUE(props.isMuted);
-  EXPECT_THAT(props.volumes, ElementsAre(1, 1));
+  EXPECT_THAT(props.volumes, IsEmpty());
   EXPECT_EQ(props.volume, 0.25F);
 
   PodWriter volumes(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
@@ -117,6 +116,30 @@ TEST(SpaProps, ChangeOnlyWhatTheyReport) {
   applyProps(nullptr, props);
   EXPECT_FALSE(props.isReadable);
   EXPECT_THAT(props.volumes, ElementsAre(0.5F, 0.25F, 1));
+}
+
+TEST(SpaProps, KeepEachLevelThatSeveralListsOfOneNodeReport) {
+  NodeProps props;
+  const auto report = [&props](float volume, float channels, bool isMuted, double rate) {
+    PodWriter writer(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
+    const float levels[] = {channels, channels};
+    spa_pod_builder_float(&writer.key(SPA_PROP_volume).builder, volume);
+    spa_pod_builder_array(&writer.key(SPA_PROP_channelVolumes).builder, sizeof(float), SPA_TYPE_Float, 2, levels);
+    spa_pod_builder_array(&writer.key(SPA_PROP_softVolumes).builder, sizeof(float), SPA_TYPE_Float, 2, levels);
+    spa_pod_builder_bool(&writer.key(SPA_PROP_mute).builder, isMuted);
+    spa_pod_builder_bool(&writer.key(SPA_PROP_softMute).builder, isMuted);
+    spa_pod_builder_double(&writer.key(SPA_PROP_rate).builder, rate);
+    applyProps(writer.pod(), props);
+  };
+  report(0.5F, 0.25F, true, 1.5);
+  report(1, 1, false, 1);
+  EXPECT_EQ(props.volume, 0.5F);
+  EXPECT_THAT(props.volumes, ElementsAre(0.25F, 0.25F, 1, 1));
+  EXPECT_THAT(props.softVolumes, ElementsAre(0.25F, 0.25F, 1, 1));
+  EXPECT_TRUE(props.isMuted);
+  EXPECT_TRUE(props.isSoftMuted);
+  EXPECT_EQ(props.rate, 1.5);
+  EXPECT_TRUE(props.isReadable);
 }
 
 TEST(SpaProps, ReportSettingsOfEveryTypeAsText) {
