@@ -56,6 +56,7 @@ class OutputConfiguration {
   /// Frames that the device has played of the run that is under way; nothing where there is none, or it cannot be read.
   [[nodiscard]] std::optional<std::int64_t> framesHeard() const;
 
+  [[nodiscard]] bool isUnitStarted() const { return isStarted_; }
   /// The unit was started, and runs no more.
   [[nodiscard]] bool unitHasStopped() const { return isStarted_ && !unitIsRunning(); }
 

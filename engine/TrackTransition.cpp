@@ -25,8 +25,7 @@ void TrackTransition::setUpcoming(const std::optional<FileURL>& url) {
   if (core_.state == PlaybackState::preparing) return;
   if (url != core_.upcoming.wanted()) {
     core_.upcoming.want(url);
-    if (coupled_) uncouple();
-    core_.upcoming.want(url);  // a crossing that was heard by now has ended the wish
+    if (coupled_ && !uncouple()) return;
   }
   prepareAndCouple();
 }
@@ -35,9 +34,7 @@ void TrackTransition::prepareAndCouple() {
   if (core_.state != PlaybackState::playing && core_.state != PlaybackState::stopped) return;
   core_.upcoming.prepare(core_.preparedAudio ? core_.preparedAudio->context->buffer().size() : 0);
   couplingTimer_.reset();
-  if (core_.state != PlaybackState::playing || !core_.audioUnit || coupled_ || core_.upcoming.ready() == nullptr)
-    return;
-  if (!carries(*core_.upcoming.ready())) return;
+  if (!canCouple() || core_.upcoming.ready() == nullptr || !carries(*core_.upcoming.ready())) return;
   const AudioRenderContext& current = *core_.renderContext;
   const double left =
       static_cast<double>(current.totalFrames() - current.currentFrame()) / current.format().mSampleRate;
@@ -50,12 +47,15 @@ void TrackTransition::prepareAndCouple() {
 }
 
 void TrackTransition::couple() {
-  if (core_.state != PlaybackState::playing || !core_.audioUnit || coupled_ || !carries(*core_.upcoming.ready()))
-    return;
+  if (!canCouple() || !carries(*core_.upcoming.ready())) return;
   coupled_ = CoupledTrack{*core_.upcoming.wanted(), core_.upcoming.takeConfirmed()};
   coupled_->audio.context->seek(0);
   core_.sequence.couple(coupled_->audio.context);
   core_.completion.scheduleCrossingCheck();
+}
+
+bool TrackTransition::canCouple() const {
+  return core_.state == PlaybackState::playing && core_.audioUnit && core_.configuration.isUnitStarted() && !coupled_;
 }
 
 bool TrackTransition::carries(const PreparedAudio& prepared) const {
@@ -66,14 +66,21 @@ bool TrackTransition::carries(const PreparedAudio& prepared) const {
   return physical && physicalFormatCompatibility(prepared, *physical);
 }
 
-/// Another track follows now. What was rendered of this one is taken back; what was heard of it is a crossing.
-void TrackTransition::uncouple() {
-  if (core_.sequence.uncouple()) return giveBackCoupled();
-  if (core_.configuration.stopUnit() != noErr)
-    return core_.configuration.failRuntime("The output device could not continue playback.", false);
-  if (hasCrossed_) announce();
-  if (core_.state == PlaybackState::playing && core_.audioUnit)
-    (void)core_.configuration.restartUnit("The output device could not continue playback.");
+/// Another track follows now. What was rendered of this one is taken back. What was heard of it is a crossing: then,
+/// and after a failure, the result is false, and what follows now is for those to say who were told.
+bool TrackTransition::uncouple() {
+  if (core_.sequence.uncouple()) {
+    giveBackCoupled();
+    return true;
+  }
+  if (core_.configuration.stopUnit() != noErr) {
+    core_.configuration.failRuntime("The output device could not continue playback.", false);
+    return false;
+  }
+  const bool isAnnounced = hasCrossed_;
+  if (isAnnounced) announce();
+  if (core_.state != PlaybackState::playing || !core_.audioUnit) return false;
+  return core_.configuration.restartUnit("The output device could not continue playback.") && !isAnnounced;
 }
 
 void TrackTransition::giveBackCoupled() {

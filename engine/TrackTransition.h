@@ -62,8 +62,9 @@ class TrackTransition {
     PreparedAudio audio;
   };
 
+  [[nodiscard]] bool canCouple() const;
   void couple();
-  void uncouple();
+  [[nodiscard]] bool uncouple();
   void giveBackCoupled();
   [[nodiscard]] bool carries(const PreparedAudio& prepared) const;
 

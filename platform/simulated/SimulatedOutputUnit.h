@@ -54,6 +54,8 @@ class SimulatedOutputUnit final : public TabledOutputUnit {
   void deviceChangedSpeed();
   void deviceRanDry(RunLoop::Duration silence);
   void raiseRenderError(OSStatus status) { lastRenderError_ = status; }
+  /// Frames of this run that the device has played.
+  [[nodiscard]] std::int64_t consumedFrames() const;
   /// Hands what was heard until now to the device.
   void deliverHeard();
 
@@ -77,7 +79,6 @@ class SimulatedOutputUnit final : public TabledOutputUnit {
   void endRun();
   void act();
   void pull();
-  [[nodiscard]] std::int64_t consumedFrames() const;
 
   static int liveCount_;
 

@@ -61,6 +61,7 @@ std::optional<std::string> runWorld(std::uint64_t seed, CampaignTracks& tracks, 
   totals.hours += world.hoursPassed();
   totals.playingHours += invariants.playingHours();
   totals.completions += invariants.completions();
+  totals.crossings += invariants.crossings();
   totals.recoveryAttempts += invariants.recoveryAttempts();
   totals.surrenders += invariants.surrenders();
   totals.bitPerfectVerdicts += invariants.bitPerfectVerdicts();
@@ -72,10 +73,12 @@ std::optional<std::string> runWorld(std::uint64_t seed, CampaignTracks& tracks, 
 
 std::string CampaignTotals::text() const {
   return fmt::format(
-      "{:.0f} simulated hours ({:.0f} of them playing) in {} worlds, {} steps, {} tracks played to their end, {} "
-      "recoveries tried, {} given up, {} times BIT-PERFECT, {} verdicts on processing behind the unit, {} heard frames "
+      "{:.0f} simulated hours ({:.0f} of them playing) in {} worlds, {} steps, {} tracks played to their end, {} of "
+      "them "
+      "into the next without a gap, {} recoveries tried, {} given up, {} times BIT-PERFECT, {} verdicts on processing "
+      "behind the unit, {} heard frames "
       "compared",
-      hours, playingHours, worlds, steps, completions, recoveryAttempts, surrenders, bitPerfectVerdicts,
+      hours, playingHours, worlds, steps, completions, crossings, recoveryAttempts, surrenders, bitPerfectVerdicts,
       processingVerdicts, heardFrames);
 }
 

@@ -17,12 +17,13 @@ struct CampaignTotals {
   double hours = 0;  ///< simulated
   double playingHours = 0;
   std::int64_t completions = 0;
+  std::int64_t crossings = 0;  ///< of them, into a track that followed without a gap
   std::int64_t recoveryAttempts = 0;
   std::int64_t surrenders = 0;
   std::int64_t bitPerfectVerdicts = 0;
   std::int64_t processingVerdicts = 0;
   std::int64_t undisturbedProcessings = 0;  ///< after each of them, no recovery
-  std::int64_t heardFrames = 0;  ///< each of them compared with the file
+  std::int64_t heardFrames = 0;             ///< each of them compared with the file
 
   [[nodiscard]] std::string text() const;
 };

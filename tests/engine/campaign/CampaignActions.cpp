@@ -12,14 +12,11 @@ using namespace std::chrono_literals;
 
 const std::vector<CampaignActions::Choice>& CampaignActions::usersChoices() {
   using A = CampaignActions;
-  static const std::vector<Choice> table{{14, &A::play},
-                                         {8, &A::pause},
-                                         {12, &A::resume},
-                                         {10, &A::seek},
-                                         {4, &A::stop},
-                                         {4, &A::setLevels},
-                                         {3, &A::chooseDevice},
-                                         {7, &A::switchExclusiveAccess},
+  static const std::vector<Choice> table{{14, &A::play},         {8, &A::pause},
+                                         {12, &A::resume},       {10, &A::seek},
+                                         {4, &A::stop},          {4, &A::setLevels},
+                                         {3, &A::chooseDevice},  {6, &A::changeUpcoming},
+                                         {6, &A::waitForTheEnd}, {7, &A::switchExclusiveAccess},
                                          {1, &A::startAnew}};
   return table;
 }
@@ -134,6 +131,26 @@ void CampaignActions::seek() {
   const auto frame = std::min(static_cast<std::int64_t>(seconds * track->format.mSampleRate), track->frames);
   world_.watched.expectFrame(frame);
   world_.heardNext = frame;
+  world_.isHeardBeyondEnd = false;
+}
+
+/// Shortly before the end: there, and in the crossing, the next action strikes.
+void CampaignActions::waitForTheEnd() {
+  note("seek to just before the end");
+  if (!world_.isPlaying() || world_.lastPlayed == nullptr) return;
+  const double rate = world_.lastPlayed->format.mSampleRate;
+  const double seconds = std::max(0.0, world_.lastPlayed->seconds() - world_.random.between(0, 0.7));
+  world_.operate([&] { world_.player->seek(seconds); });
+  if (!world_.isActive()) return;
+  const auto frame = std::min(static_cast<std::int64_t>(seconds * rate), world_.lastPlayed->frames);
+  world_.watched.expectFrame(frame);
+  world_.heardNext = frame;
+  world_.isHeardBeyondEnd = false;
+}
+
+void CampaignActions::changeUpcoming() {
+  note("another track is to follow");
+  announceUpcoming(world_);
 }
 
 void CampaignActions::stop() {
@@ -149,6 +166,8 @@ void CampaignActions::setLevels() {
       isNeutral ? random.pick(std::array{1.0, 1.5, std::numeric_limits<double>::quiet_NaN()}) : random.between(0, 0.99);
   const double balance = isNeutral ? 0 : random.between(-1, 1);
   note(fmt::format("volume {}, balance {}", volume, balance));
+  // Nor can it be seen in them where one track ends and the next begins.
+  if (!isNeutral && world_.upcoming != nullptr) announceNothing(world_);
   world_.levelsAreNeutral = isNeutral;
   world_.watched.setReadsMarks(isNeutral);
   world_.operate([&] { world_.player->setOutputLevels(volume, balance); });
@@ -158,7 +177,10 @@ void CampaignActions::chooseDevice() {
   const AudioObjectID id = anyDevice();
   note(fmt::format("choose device {}", id));
   world_.operate([&] {
-    if (world_.isPlaying()) expectFromBeginning(world_, *world_.lastPlayed);
+    if (world_.isPlaying()) {
+      expectFromBeginning(world_, *world_.lastPlayed);
+      world_.upcoming = nullptr;
+    }
     world_.player->setOutputDevice(id);
   });
 }

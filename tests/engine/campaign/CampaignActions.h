@@ -39,6 +39,8 @@ class CampaignActions {
   void stop();
   void setLevels();
   void chooseDevice();
+  void changeUpcoming();
+  void waitForTheEnd();
   void switchExclusiveAccess();
   void startAnew();
 

@@ -68,7 +68,7 @@ void CampaignInvariants::pathChanged(const AudioPathStatus& status) {
           fmt::format("path status went from {} to {}", kindName(before), kindName(status.kind)));
   if (status.kind == Path::configuring && !world_.isInOperation())
     require(world_.isActive() || world_.isPreparing(), "a recovery began while nothing was playing");
-  if (status.kind == Path::ready && !world_.isInOperation()) owesCompletion_ = true;
+  if (status.kind == Path::ready && !world_.isInOperation()) owesCompletion_ = !std::exchange(declinedNext_, false);
   if (status.kind == Path::error && status.detail.starts_with("The output device did not recover")) recoveryGaveUp();
   require(status.kind != Path::processed || mayBeProcessed(world_), "DSP ACTIVE and nothing processes the samples");
   if (status.kind == Path::directPCM || status.kind == Path::bitPerfect)
@@ -124,6 +124,8 @@ void CampaignInvariants::completed(std::int64_t count) {
   ++completions_;
   require(count == lastCount_ + 1, "the completion count did not grow by one");
   lastCount_ = count;
+  world_.isEndingTrack = true;
+  if (world_.isActive()) return crossed();
   require(owesCompletion_ && !world_.isInOperation() && !world_.isActive(), "a completion came out of order");
   owesCompletion_ = false;
   require(world_.watched.reachedEnd(), "a completion came before the end");
@@ -134,9 +136,33 @@ void CampaignInvariants::completed(std::int64_t count) {
   // The rounding of a clock that is a little slow may leave a frame behind.
   if (isCalm) require(unheard <= 1, fmt::format("the last {} frames were not heard", unheard));
   if (!world_.goesOnToNextTrack) return;
+  if (world_.upcoming != nullptr && world_.random.percent(90)) return playTrack(world_, *world_.upcoming);
   const CampaignTrack* next = &world_.random.pick(world_.tracks);
   while (!next->isPlayable && world_.random.percent(98)) next = &world_.random.pick(world_.tracks);
   playTrack(world_, *next);
+}
+
+/// The next track followed without a gap, and the device has come to it.
+void CampaignInvariants::crossed() {
+  ++crossings_;
+  listen();
+  require(world_.watched.hasHeardCrossing(), "a completion came before the next track was heard");
+  if (!world_.player) return;  // the session has it
+  require(world_.upcoming != nullptr || world_.isUpcomingChanging, "another track is heard, and none was to follow");
+  if (world_.upcoming == nullptr || (!world_.goesOnToNextTrack && !world_.isInOperation())) {
+    declinedNext_ = !world_.isInOperation();
+    return;
+  }
+  const CampaignTrack& next = *world_.upcoming;
+  if (world_.isUpcomingChanging) return playTrack(world_, next);
+  world_.operate([&] {
+    expectContinuation(world_, next);
+    world_.upcoming = nullptr;
+    world_.player->play(next.url);
+  });
+  require(world_.isPlaying() && world_.watchedPlayer->currentURL().value() == next.url,
+          "the track that is heard is not the current one");
+  announceUpcoming(world_);
 }
 
 void CampaignInvariants::logged(std::string_view line) {
@@ -214,6 +240,7 @@ void CampaignInvariants::expectNoRecovery() {
 // After a turn.
 
 void CampaignInvariants::afterTurn() {
+  world_.isEndingTrack = false;
   rateWritesBeforeTurn_ = world_.watched.rateWriteCount();
   attemptFailedInTurn_ = false;
   if (world_.watched.takeWritten()) world_.isChanged = true;
@@ -267,9 +294,10 @@ void CampaignInvariants::checkActive() {
   require(track != nullptr && player.currentURL().value() == track->url, "the URL is not the track's");
   require(std::abs(player.duration().value() - track->seconds()) < 1e-9, "the duration is not the track's");
   require(player.sampleRate().value() == track->format.mSampleRate, "the rate is not the track's");
-  const std::size_t mostTimers = world_.timersAtRest + (world_.isPlaying() ? 4 : 2);
+  const std::size_t mostTimers = world_.timersAtRest + (world_.isPlaying() ? 5 : 2);
   require(world_.runLoop.pendingTimerCount() <= mostTimers, "more timers than there are uses for");
-  require(hasUnit || world_.hardware.listenerCount() == world_.listenersAtRest, "listeners are installed without an output");
+  require(hasUnit || world_.hardware.listenerCount() == world_.listenersAtRest,
+          "listeners are installed without an output");
 }
 
 void CampaignInvariants::checkOwnership() {
@@ -380,14 +408,22 @@ bool CampaignInvariants::listenTo(SimulatedDevice& device) {
   const CampaignTrack& track = *world_.lastPlayed;
   const std::size_t frameBytes = track.format.mBytesPerFrame;
   std::int64_t next = world_.heardNext.value_or(0);
+  bool isBeyondEnd = world_.isHeardBeyondEnd;
   for (std::size_t offset = 0; offset + frameBytes <= bytes.size(); offset += frameBytes) {
     const std::uint64_t mark = track.markIn(std::span(bytes).subspan(offset, frameBytes));
-    if (mark == 0 && next >= track.frames) continue;  // silence after the end
+    if (!isBeyondEnd && next >= track.frames) {
+      if (mark == 0) continue;  // silence after the end
+      isBeyondEnd = true;       // the first frame of the track that follows: frames of one format are counted alike
+      next = 0;
+    }
+    // A short one may end before it has become the current one.
+    if (isBeyondEnd && mark == 0 && (world_.upcoming == nullptr || next >= world_.upcoming->frames)) continue;
     if (mark != track.mark(next)) return false;
     ++next;
     ++heardFrames_;
   }
   world_.heardNext = next;
+  world_.isHeardBeyondEnd = isBeyondEnd;
   device.forgetHeard();
   return true;
 }

@@ -27,6 +27,8 @@ class CampaignInvariants {
 
   [[nodiscard]] double playingHours() const { return secondsFromDuration(playingTime()) / 3600; }
   [[nodiscard]] std::int64_t completions() const { return completions_; }
+  /// Of them, those of tracks that another followed without a gap.
+  [[nodiscard]] std::int64_t crossings() const { return crossings_; }
   [[nodiscard]] std::int64_t recoveryAttempts() const { return allAttempts_; }
   [[nodiscard]] std::int64_t surrenders() const { return surrenders_; }
   [[nodiscard]] std::int64_t bitPerfectVerdicts() const { return bitPerfectVerdicts_; }
@@ -40,6 +42,7 @@ class CampaignInvariants {
   void exclusiveChanged(const ExclusiveAccessStatus& status);
   void playingChanged(bool isPlaying);
   void completed(std::int64_t count);
+  void crossed();
   void logged(std::string_view line);
   void recoveryWasTried();
   void recoveryGaveUp();
@@ -74,6 +77,7 @@ class CampaignInvariants {
   AudioPathStatus::Kind pathKind_ = AudioPathStatus::Kind::ready;
   std::int64_t lastCount_ = 0;
   std::uint64_t playsSeen_ = 0;
+  bool declinedNext_ = false;    ///< what followed without a gap was not wanted: READY comes behind the count
   bool owesCompletion_ = false;  ///< READY came by itself: the count must grow before the turn ends
 
   RunLoop::Duration playedBefore_{};
@@ -92,6 +96,7 @@ class CampaignInvariants {
   RunLoop::Duration unownedFor_{};
 
   std::int64_t completions_ = 0;
+  std::int64_t crossings_ = 0;
   std::int64_t allAttempts_ = 0;
   std::int64_t surrenders_ = 0;
   std::int64_t bitPerfectVerdicts_ = 0;

@@ -215,7 +215,8 @@ void CampaignActions::stopByItself() {
   constexpr auto longestUnnoticed = 1400ms;  // two checks, half a second apart, or a recovery pending meanwhile
   world_.later(longestUnnoticed, [this, start = world_.watched.startCount(), held = world_.heldTime] {
     const auto& watched = world_.watched;
-    if (world_.heldTime == held && !world_.isHeldUp && world_.isPlaying() && watched.hasDied() && watched.startCount() == start && world_.unitsHideStops == 0)
+    if (world_.heldTime == held && !world_.isHeldUp && world_.isPlaying() && watched.hasDied() &&
+        watched.startCount() == start && world_.unitsHideStops == 0)
       world_.fail("a unit that stopped by itself goes unnoticed");
   });
 }

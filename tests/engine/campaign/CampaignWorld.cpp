@@ -36,7 +36,7 @@ CampaignWorld::CampaignWorld(std::uint64_t worldSeed, CampaignTracks& allTracks)
   replay = fmt::format("test_campaign --seed {} --hours 0 --gtest_filter='*/0'", seed);
   hardware.trace().record({});
   watched.setMayRender([this] { return isPlaying(); });
-  watched.setMayWrite([this] { return isInOperation() || isActive(); });
+  watched.setMayWrite([this] { return isInOperation() || isActive() || isEndingTrack; });
   hardware.setDeliversLateNotifications(random.percent(30));
   goesOnToNextTrack = random.percent(90);
   lastTrouble = runLoop.now();
@@ -117,6 +117,8 @@ void CampaignWorld::forgetPlayer() {
   watchedPlayer = nullptr;
   player.reset();
   lastPlayed = nullptr;
+  upcoming = nullptr;
+  isHeardBeyondEnd = false;
   exclusiveAccess = false;
   levelsAreNeutral = true;
   watched.setReadsMarks(true);
@@ -142,8 +144,8 @@ void CampaignWorld::note(std::string action) {
 }
 
 std::string CampaignWorld::report() const {
-  std::string text = fmt::format("{}\nseed {}, step {}, simulated time {:.6f} s\n", failure_.value_or("no failure"), seed,
-                                 step, hoursPassed() * 3600);
+  std::string text = fmt::format("{}\nseed {}, step {}, simulated time {:.6f} s\n", failure_.value_or("no failure"),
+                                 seed, step, hoursPassed() * 3600);
   if (watchedPlayer != nullptr) {
     const AudioPathStatus& path = watchedPlayer->audioPathStatus().value();
     text += fmt::format("state: {}, path {} \"{}\", exclusive access {}\n",
@@ -176,14 +178,48 @@ void expectFromBeginning(CampaignWorld& world, const CampaignTrack& track) {
   ++world.playsStarted;
   world.lastPlayed = &track;
   world.heardNext = 0;
+  world.isHeardBeyondEnd = false;
   world.watched.expectTrack(&track);
 }
+
+void expectContinuation(CampaignWorld& world, const CampaignTrack& track) {
+  world.lastPlayed = &track;
+  if (!world.isHeardBeyondEnd) world.heardNext = 0;
+  world.isHeardBeyondEnd = false;
+  world.watched.continueWith(track);
+}
+
+namespace {
+
+void tellUpcoming(CampaignWorld& world, const CampaignTrack* next) {
+  world.isUpcomingChanging = world.upcoming != next;
+  world.upcoming = next;
+  world.operate([&] { world.player->setUpcomingTrack(next != nullptr ? std::optional(next->url) : std::nullopt); });
+  world.isUpcomingChanging = false;
+}
+
+}  // namespace
+
+void announceUpcoming(CampaignWorld& world) {
+  // Mostly one of the same format, so that there are crossings.
+  const CampaignTrack* next = nullptr;
+  if (world.lastPlayed != nullptr && world.levelsAreNeutral && world.random.percent(85)) {
+    next = &world.random.pick(world.tracks);
+    for (int draw = 0; draw < 20 && next->format != world.lastPlayed->format; ++draw)
+      next = &world.random.pick(world.tracks);
+  }
+  tellUpcoming(world, next);
+}
+
+void announceNothing(CampaignWorld& world) { tellUpcoming(world, nullptr); }
 
 void playTrack(CampaignWorld& world, const CampaignTrack& track) {
   world.operate([&] {
     expectFromBeginning(world, track);
+    world.upcoming = nullptr;
     world.player->play(track.url);
   });
+  if (world.isPlaying()) announceUpcoming(world);
 }
 
 }  // namespace tolvane

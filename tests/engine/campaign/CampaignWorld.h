@@ -105,8 +105,12 @@ class CampaignWorld {
   bool exclusiveAccess = false;
   bool resumesARecovery = false;  ///< a pause ends between two attempts, before there is a unit again
   bool levelsAreNeutral = true;
-  bool goesOnToNextTrack = true;          ///< a track that ends is followed by another from within the notice
-  std::optional<std::int64_t> heardNext;  ///< the frame that must be heard next; none: not known
+  bool goesOnToNextTrack = true;            ///< a track that ends is followed by another from within the notice
+  const CampaignTrack* upcoming = nullptr;  ///< what the player was told to play after this one; null: nothing
+  bool isUpcomingChanging = false;          ///< it is being told so
+  std::optional<std::int64_t> heardNext;    ///< the frame that must be heard next; none: not known
+  bool isEndingTrack = false;               ///< a completion was counted in this turn: the device is given back
+  bool isHeardBeyondEnd = false;            ///< and that is one of the track that follows without a gap
 
   // What was done to the hardware.
   std::map<AudioObjectID, DeviceLedger> ledgers;
@@ -116,9 +120,9 @@ class CampaignWorld {
   std::uint64_t step = 0;
   RunLoop::Duration heldTime{};  ///< that the player's thread has been kept from its loop, all in all
   bool isHeldUp = false;         ///< it is so now
-  std::string replay;  ///< the command that runs this world again
-  TimePoint lastTrouble;  ///< when something last happened that may keep frames from flowing
-  bool isChanged = true;  ///< something was published or written since the invariants were last checked
+  std::string replay;            ///< the command that runs this world again
+  TimePoint lastTrouble;         ///< when something last happened that may keep frames from flowing
+  bool isChanged = true;         ///< something was published or written since the invariants were last checked
 
  private:
   void addDevices();
@@ -133,6 +137,13 @@ class CampaignWorld {
 
 /// Plays a track of the shelf, from the user's hand or from within a notice of completion.
 void playTrack(CampaignWorld& world, const CampaignTrack& track);
+
+/// Tells the player what follows, or that nothing does.
+void announceUpcoming(CampaignWorld& world);
+void announceNothing(CampaignWorld& world);
+
+/// The track that follows without a gap is the current one from now on.
+void expectContinuation(CampaignWorld& world, const CampaignTrack& track);
 
 /// What the campaign expects of any operation that starts `track` from its beginning.
 void expectFromBeginning(CampaignWorld& world, const CampaignTrack& track);

@@ -49,6 +49,7 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
   }
   OSStatus start() override {
     if (hasStopped_ || !isRunning()) endRun();  // one that stopped by itself and is started again
+    trackNumber_ = watch_.trackNumber_;
     const OSStatus status = unit_->start();
     if (status == noErr) hasStopped_ = false;
     ++watch_.startCount_;
@@ -63,6 +64,19 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
   std::uint64_t underrunCount() const override { return unit_->underrunCount(); }
 
   [[nodiscard]] bool hasDied() const { return runIsKnown_ && !isRunning(); }
+  [[nodiscard]] bool hasHeardCrossing() const {
+    return runIsKnown_ && crossedAt_ && static_cast<const SimulatedOutputUnit&>(*unit_).consumedFrames() >= *crossedAt_;
+  }
+  /// The track behind the crossing is the expected one from here on.
+  void cross() {
+    trackNumber_ = watch_.trackNumber_;
+    if (!runIsKnown_ || !crossedAt_) return;
+    runStart_ = -*std::exchange(crossedAt_, std::nullopt);
+    const std::int64_t frames = watch_.track_->frames;
+    if (const auto silent = std::exchange(nextSilentFrom_, std::nullopt); silent && *silent < frames)
+      watch_.complain_(fmt::format("the next track fell silent by frame {} of {}", *silent, frames));
+    position_ = std::min(std::exchange(framesOfNext_, 0), frames);
+  }
 
  private:
   static OSStatus render(void* refCon, std::uint32_t frames, AudioBufferList* ioData) noexcept {
@@ -82,41 +96,68 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
     if (!runIsKnown_) {
       runIsKnown_ = true;
       runStart_ = position_ = watch_.nextFrame_;
+      renderedFrames_ = framesOfNext_ = 0;
+      crossedAt_.reset();
+      nextSilentFrom_.reset();
     }
-    compare(ioData->mBuffers[0]);
-    const std::int64_t copied = std::clamp<std::int64_t>(watch_.track_->frames - position_, 0, frames);
+    const CampaignTrack& track = *watch_.track_;
+    const std::span music(static_cast<const std::byte*>(ioData->mBuffers[0].mData), ioData->mBuffers[0].mDataByteSize);
+    const std::int64_t copied = std::clamp<std::int64_t>(track.frames - position_, 0, frames);
+    if (copied > 0) compare(music, position_);
+    const auto behind =
+        music.subspan(std::min(music.size(), static_cast<std::size_t>(copied) * track.format.mBytesPerFrame));
+    if (!crossedAt_ && std::ranges::any_of(behind, [](std::byte each) { return each != std::byte{0}; }))
+      crossedAt_ = renderedFrames_ + copied;
+    if (crossedAt_) {
+      // A short track may have ended in the ring before anybody has said which one it is.
+      if (watch_.readsMarks_ && framesOfNext_ > 0 && markAt(behind) == 0)
+        nextSilentFrom_ = nextSilentFrom_.value_or(framesOfNext_);
+      else
+        compare(behind, framesOfNext_);
+      framesOfNext_ += frames - copied;
+    }
     position_ += copied;
+    renderedFrames_ += frames;
     watch_.renderedTo_ = position_;
-    watch_.trackFramesRendered_ += static_cast<std::uint64_t>(copied);
+    watch_.trackFramesRendered_ += static_cast<std::uint64_t>(crossedAt_ ? frames : copied);
     return status;
   }
 
-  void compare(const AudioBuffer& buffer) const {
-    const CampaignTrack& track = *watch_.track_;
-    if (!watch_.readsMarks_ || buffer.mDataByteSize < track.format.mBytesPerFrame) return;
-    const auto found = track.markIn({static_cast<const std::byte*>(buffer.mData), track.format.mBytesPerFrame});
-    const auto wanted = position_ < track.frames ? track.mark(position_) : 0;
-    if (found != wanted)
+  /// The tracks of one format count their frames alike.
+  void compare(std::span<const std::byte> music, std::int64_t frame) const {
+    const auto wanted = watch_.track_->mark(frame);
+    if (!watch_.readsMarks_ || music.size() < watch_.track_->format.mBytesPerFrame) return;
+    if (const auto found = markAt(music); found != wanted)
       watch_.complain_(fmt::format("the unit was handed the frame marked {}, but frame {} is next, marked {}", found,
-                                   position_, wanted));
+                                   frame, wanted));
+  }
+  [[nodiscard]] std::uint64_t markAt(std::span<const std::byte> music) const {
+    const std::size_t bytes = watch_.track_->format.mBytesPerFrame;
+    return music.size() < bytes ? 0 : watch_.track_->markIn(music.first(bytes));
   }
 
   /// What was heard of the run decides where the next one must begin.
   void endRun() {
     hasStopped_ = true;
     if (!std::exchange(runIsKnown_, false)) return;
-    if (trackNumber_ == watch_.trackNumber_ && watch_.track_ != nullptr)
-      watch_.nextFrame_ = std::min({runStart_ + unit_->framesPlayed(), position_, watch_.track_->frames});
+    if (trackNumber_ != watch_.trackNumber_ || watch_.track_ == nullptr) return;
+    const std::int64_t heard = unit_->framesPlayed();
+    watch_.nextFrame_ = std::min({runStart_ + heard, position_, watch_.track_->frames});
+    if (crossedAt_ && heard >= *crossedAt_) watch_.heardOfNext_ = heard - *crossedAt_;
   }
 
   WatchedHardware& watch_;
   std::unique_ptr<AudioOutputUnit> unit_;
-  const std::uint64_t trackNumber_;
+  std::uint64_t trackNumber_;
   AURenderCallback callback_;
   bool hasStopped_ = true;
   bool runIsKnown_ = false;
   std::int64_t runStart_ = 0;
   std::int64_t position_ = 0;
+  std::int64_t renderedFrames_ = 0;        // of this run
+  std::optional<std::int64_t> crossedAt_;  // the frame of this run that is the first one of the next track
+  std::int64_t framesOfNext_ = 0;          // rendered behind it
+  std::optional<std::int64_t> nextSilentFrom_;
 };
 
 class WatchedHardware::Component final : public AudioOutputComponent {
@@ -141,11 +182,22 @@ WatchedHardware::~WatchedHardware() = default;
 
 bool WatchedHardware::hasDied() const { return unit_ != nullptr && unit_->hasDied(); }
 
+bool WatchedHardware::hasHeardCrossing() const {
+  return heardOfNext_ || (unit_ != nullptr && unit_->hasHeardCrossing());
+}
+
 void WatchedHardware::expectTrack(const CampaignTrack* track) {
   track_ = track;
   ++trackNumber_;
-  nextFrame_ = 0;
+  expectFrame(0);
   renderedTo_ = 0;
+}
+
+void WatchedHardware::continueWith(const CampaignTrack& track) {
+  const std::int64_t next = heardOfNext_.value_or(0);
+  expectTrack(&track);
+  expectFrame(next);
+  if (unit_ != nullptr) unit_->cross();
 }
 
 OSStatus WatchedHardware::setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,

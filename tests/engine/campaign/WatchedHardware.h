@@ -23,10 +23,15 @@ class WatchedHardware final : public AudioHardware {
 
   // Told by the campaign.
 
-  /// Frames from units made from now on are those of `track`, from its beginning.
+  /// Frames of runs that begin from now on are those of `track`, from its beginning.
   void expectTrack(const CampaignTrack* track);
+  /// `track` is the one that has followed without a gap. REQUIRES: hasHeardCrossing().
+  void continueWith(const CampaignTrack& track);
   /// The next run begins there.
-  void expectFrame(std::int64_t frame) { nextFrame_ = frame; }
+  void expectFrame(std::int64_t frame) {
+    nextFrame_ = frame;
+    heardOfNext_.reset();
+  }
   /// Off while software levels change the samples, so that their numbers cannot be read.
   void setReadsMarks(bool reads) { readsMarks_ = reads; }
   /// Whether a render callback or a write may come now.
@@ -43,6 +48,8 @@ class WatchedHardware final : public AudioHardware {
   /// Frames of the track that were handed out so far, in all runs together.
   [[nodiscard]] std::uint64_t trackFramesRendered() const { return trackFramesRendered_; }
   [[nodiscard]] bool reachedEnd() const { return track_ != nullptr && renderedTo_ >= track_->frames; }
+  /// Another track was rendered behind the end of this one, and the device has come to its first frame.
+  [[nodiscard]] bool hasHeardCrossing() const;
   /// The first frame that was not heard when the last run was stopped.
   [[nodiscard]] std::int64_t nextFrame() const { return nextFrame_; }
   /// Starts of units so far; whether the last one goes on, or has ended without being asked to.
@@ -94,12 +101,13 @@ class WatchedHardware final : public AudioHardware {
   std::uint64_t trackNumber_ = 0;  // how often expectTrack() was called
   std::int64_t nextFrame_ = 0;
   std::int64_t renderedTo_ = 0;
+  std::optional<std::int64_t> heardOfNext_;  // frames of the next track, when a run was stopped behind the crossing
   bool readsMarks_ = true;
   bool hasWritten_ = false;
 
   AudioObjectID boundDevice_ = kAudioObjectUnknown;
   std::optional<AudioStreamBasicDescription> clientFormat_;
-  const Unit* unit_ = nullptr;
+  Unit* unit_ = nullptr;
   std::uint64_t startCount_ = 0;
   std::uint64_t rateWriteCount_ = 0;
   std::uint64_t trackFramesRendered_ = 0;
