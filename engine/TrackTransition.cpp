@@ -104,6 +104,8 @@ void TrackTransition::takeBack() {
 
 void TrackTransition::announce() {
   if (!std::exchange(hasCrossed_, false)) core_.sequence.cross();
+  ++core_.statistics.crossings;
+  core_.statistics.lastCrossingFrame = core_.sequence.lastCrossing().value_or(-1);
   CoupledTrack next = *std::exchange(coupled_, std::nullopt);
   core_.upcoming.want(std::nullopt);
   core_.completion.cancel();
@@ -139,6 +141,7 @@ bool TrackTransition::parkOutput(bool unitAlreadyStopped) {
   core_.supervision.stopOutputHealthMonitor();
   core_.supervision.cancelPendingRecovery();
   core_.completion.cancel();
+  adoptable_.reset();
   if (!unitAlreadyStopped && core_.state == PlaybackState::playing && core_.configuration.stopUnit() != noErr)
     return false;
   if (hasCrossed_) takeBack();

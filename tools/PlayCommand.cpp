@@ -1,5 +1,8 @@
 #include "tools/PlayCommand.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "tools/ProbeCommands.h"
 
 namespace tolvane {
@@ -41,6 +44,8 @@ void PlayCommand::observe() {
   subscriptions_.push_back(player_.playbackCompletionCount().subscribe([this](std::int64_t count) {
     print("playbackCompletionCount", {{"value", count}});
     ++completed_;
+    if (const auto now = player_.statistics(); now.crossings != std::exchange(crossings_, now.crossings))
+      print("crossing", {{"frame", now.lastCrossingFrame}, {"heardAt", secondsFromDuration(runLoop_.now() - startedAt_)}});
     playNext();
   }));
 }
@@ -53,9 +58,14 @@ void PlayCommand::print(std::string_view property, Json members) {
 
 void PlayCommand::playNext() {
   if (nextFile_ == files_.size()) return runLoop_.post([this] { finish(); });
-  const bool isFirst = nextFile_ == 0;
-  player_.play(fileURLFromArgument(files_[nextFile_++]));
-  if (isFirst && options_.fromSeconds > 0) player_.seek(options_.fromSeconds);
+  const double start = nextFile_ == 0 ? options_.fromSeconds : 0;
+  player_.play(
+      fileURLFromArgument(files_[nextFile_++]),
+      [this] {
+        const bool hasNext = nextFile_ < files_.size();
+        player_.setUpcomingTrack(hasNext ? std::optional(fileURLFromArgument(files_[nextFile_])) : std::nullopt);
+      },
+      [start](double duration) { return std::min(start, duration); });
 }
 
 /// What a listener would do while the music plays.

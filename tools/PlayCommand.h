@@ -38,6 +38,7 @@ class PlayCommand {
   PlayOptions options_;
   std::size_t nextFile_ = 0;
   std::int64_t completed_ = 0;
+  std::uint64_t crossings_ = 0;
   bool isFinished_ = false;
   std::vector<Subscription> subscriptions_;
   RunLoop::Timer pauseTimer_;

@@ -77,7 +77,8 @@ std::optional<std::int64_t> TrackSequence::crossing() const {
 }
 
 void TrackSequence::cross() {
-  startFrame_ = *crossing();
+  lastCrossing_ = crossing();
+  startFrame_ = *lastCrossing_;
   startPosition_ = 0;
   leave(loaded_);
   loaded_ = std::exchange(following_, nullptr);

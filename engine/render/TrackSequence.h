@@ -45,6 +45,8 @@ class TrackSequence {
   /// The frame of the run, counted by what was rendered, that is the first of the coupled track; nothing until it has
   /// been rendered.
   [[nodiscard]] std::optional<std::int64_t> crossing() const;
+  /// What crossing() was when the loaded track became that; nothing before the first crossing.
+  [[nodiscard]] std::optional<std::int64_t> lastCrossing() const { return lastCrossing_; }
   /// The device has played the crossing: the coupled track becomes the loaded one. REQUIRES: crossing().
   void cross();
   /// The position in the loaded track once the device has played `framesPlayed` frames of this run.
@@ -74,6 +76,7 @@ class TrackSequence {
   std::shared_ptr<AudioRenderContext> following_;  ///< coupled; null when none is
   std::int64_t startPosition_ = 0;                 ///< in the loaded track
   std::int64_t startFrame_ = 0;                    ///< of the run: there the loaded track was at startPosition_
+  std::optional<std::int64_t> lastCrossing_;
   std::int64_t earlierCycles_ = 0;                 ///< of tracks that are not held any more
 
   // The render thread's while the unit runs, the player's while it is stopped; starting and stopping order the two.

@@ -256,6 +256,21 @@ TEST_F(Album, AnotherSuccessorIsPlayedUnlessTheOldOneHasBeenHeard) {
   EXPECT_LT(tooLate, 20);
 }
 
+TEST_F(Album, AnotherSuccessorIsPlayedAlsoWhereTheOldOneFollowsAtOnce) {
+  playAlbum();
+  advance(200ms);
+  player->seek(1);  // the end: what follows is heard with the first frame of this run
+  advance(0ns);     // until it has been rendered
+  album = {album[0], addCut(9)};
+  announceNext();
+  EXPECT_TRUE(isPlaying());
+  EXPECT_EQ(player->currentURL().value(), album[1]);
+  advance(3s);
+  EXPECT_TRUE(endsWith(music(), cuts({9})));
+  EXPECT_EQ(completions(), 2);
+  expectNothingHeld();
+}
+
 TEST_F(Album, StoppingHoldsNothing) {
   atEveryMoment([this] { player->stop(); }, [this](auto) { expectNothingHeld(); });
 }

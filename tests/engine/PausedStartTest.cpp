@@ -12,12 +12,12 @@ class PausedStartTest : public PlayerFixture {
   /// Prepared, and paused before it could start.
   void startPaused(const SimulatedDeviceConfig& config) {
     addDevice(config);
-    BackgroundWork reading;
+    const auto reading = std::make_shared<BackgroundWork>();
     player = std::make_unique<BitPerfectAudioPlayer>(hardware, files, runLoop, log,
-                                                     [&](BackgroundWork work) { reading = std::move(work); });
+                                                     [reading](BackgroundWork work) { *reading = std::move(work); });
     player->play(addTrack("/a.wav", 44100));
     player->pause();
-    reading();
+    (*reading)();
     runLoop.runUntilIdle();
     ASSERT_TRUE(isPaused());
   }

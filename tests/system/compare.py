@@ -35,18 +35,6 @@ def identical_but_for_a_gap(expected, captured, frame_bytes, least_gap):
                      identical(expected[before:], captured[before + gap:], frame_bytes))
 
 
-def identical_after_a_seek(track, first, captured, frame_bytes, most_before):
-    """As identical(), for the track from byte `first`. The player starts at the beginning and then seeks: up to
-    `most_before` exact frames of the beginning, and silence, may stand before."""
-    start = _start(captured, frame_bytes)
-    if start is None:
-        return "nothing was captured but silence"
-    heard = _common(track, captured[start:], frame_bytes)
-    if heard > most_before * frame_bytes:
-        return f"{_count(heard // frame_bytes)} of the beginning were played before the seek"
-    return identical(track[first:], captured[start + heard:], frame_bytes)
-
-
 def one_after_another(tracks, captured, frame_bytes):
     """As identical(), for several tracks with silence between them."""
     for number, expected in enumerate(tracks, 1):

@@ -45,13 +45,14 @@ class Case:
     options: tuple = ()
     pauses: bool = False
     first_frame: int = 0
-    then: Track = None  # a second track of the same run
+    then: tuple = ()  # further tracks of the same run
+    joins: bool = True  # they follow without a gap; else with silence in between
     verdict: str = "BIT-PERFECT"  # the label that the player must show while it plays
     cell: tuple = field(default=None)  # row and column of the table
 
     @property
     def tracks(self):
-        return (self.track, self.then) if self.then else (self.track,)
+        return (self.track, *self.then)
 
 
 def frames(rate, seconds, odd):
@@ -95,7 +96,7 @@ def seek_cases():
     for container, sample, rate, start in (("WAV", "16", 44100, 0.33337), ("AIFF", "24", 96000, 0.70001),
                                            ("FLAC", "16", 192000, 0.123457), ("WAV", "float32", 88200, 0.5)):
         first = int(start * rate)
-        yield Case(f"{title(container, sample, rate)} from {start} s starts exactly at frame {first}",
+        yield Case(f"{title(container, sample, rate)} from {start} s starts exactly at frame {first}, and nothing before it is heard",
                    Track(container, sample, rate, frames(rate, 1.1, 37)), OWN_LAYOUT[container, sample],
                    ("--from", str(start)), first_frame=first)
 
@@ -110,9 +111,27 @@ def end_cases():
                    Track(container, sample, rate, length), OWN_LAYOUT[container, sample])
 
 
+def cuts(kinds, rate, seconds=0.45):
+    """Tracks of one rate that follow one another, each of another length."""
+    return tuple(Track(container, sample, rate, frames(rate, seconds, 41 + 2 * number))
+                 for number, (container, sample) in enumerate(kinds))
+
+
 def sequence_cases():
-    yield Case("Two tracks in a row both arrive whole", Track("WAV", "24", 48000, frames(48000, 0.7, 41)), "S24_3LE",
-               then=Track("WAV", "24", 48000, frames(48000, 0.4, 43)))
+    for container, sample, rate in (("WAV", "16", 44100), ("WAV", "24", 48000), ("WAV", "32", 192000), ("AIFF", "24", 96000),
+                                    ("AIFF", "16", 44100), ("FLAC", "16", 44100), ("FLAC", "24", 96000)):
+        first, *others = cuts([(container, sample)] * 3, rate)
+        yield Case(f"Three tracks, {title(container, sample, rate)}, arrive as one without a gap", first,
+                   OWN_LAYOUT[container, sample], then=tuple(others))
+    first, *others = cuts([("FLAC", "16"), ("FLAC", "24"), ("FLAC", "16")], 48000)
+    yield Case("Tracks of 16 and of 24 bits, FLAC, arrive as one without a gap on a device that has both", first, "S32_LE",
+               then=tuple(others))
+    for at in (0.3, 0.42, 0.46, 0.5, 0.6):  # the first track ends after 0.45 s
+        first, *others = cuts([("WAV", "16")] * 2, 44100)
+        yield Case(f"A pause after {at} s, around the end of the first of two tracks, loses and repeats no frame", first,
+                   "S16_LE", ("--pause-at", str(at), "--pause-for", "0.4"), pauses=True, then=tuple(others))
+    first, *others = cuts([("WAV", "16"), ("WAV", "24"), ("FLAC", "16")], 48000)
+    yield Case("Tracks of several layouts at one rate all arrive whole", first, "S32_LE", then=tuple(others), joins=False)
 
 
 def surround_cases():
