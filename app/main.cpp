@@ -92,6 +92,7 @@ struct Player {
   Log& log;
   SessionLink& link;
   PlayersWaits& waits;
+  std::shared_ptr<int> isThere = std::make_shared<int>();  ///< posted work holds it weakly
   DeviceCalls calls{runLoop, log};
   RealtimeScheduling realtime{runLoop, log};
   SessionBusReservation reservation{runLoop, log};
@@ -103,7 +104,11 @@ struct Player {
   AudioHardware& hardware = direct;
 #endif
   std::shared_ptr<SystemAudioFileServices> files = std::make_shared<SystemAudioFileServices>();
-  SqliteUserDefaults defaults{storageFolder(), log};
+  SqliteUserDefaults defaults{storageFolder(), log, {.onLoadedLate = [this, weak = std::weak_ptr(isThere)] {
+                                runLoop.post([this, weak] {
+                                  if (!weak.expired()) host.defaultsAreLoaded();
+                                });
+                              }}};
   std::shared_ptr<SystemFileBookmarks> bookmarks = std::make_shared<SystemFileBookmarks>();
   SessionHost host{{.hardware = hardware,
                     .files = *files,

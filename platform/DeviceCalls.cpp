@@ -15,15 +15,6 @@ namespace {
 
 thread_local bool makesDeviceCalls = false;
 
-class SteadyTime final : public DeviceCalls::Time {
- public:
-  DeviceCalls::Clock::time_point now() const override { return DeviceCalls::Clock::now(); }
-  void waitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed,
-                 DeviceCalls::Clock::time_point end) const override {
-    changed.wait_until(lock, end);
-  }
-};
-
 /// Must never be destroyed: its thread has gone, and the process is about to end.
 void keepForEver(RunLoop::Action action) {
   static std::mutex& mutex = *new std::mutex;  // never destroyed: threads outlive the statics
@@ -113,7 +104,7 @@ DeviceCalls::DeviceCalls(RunLoop& runLoop, Log& log, std::shared_ptr<const Time>
         home.state_->log = &log;
         return home;
       }()),
-      shared_(std::make_shared<Shared>(home_, time ? std::move(time) : std::make_shared<const SteadyTime>())) {}
+      shared_(std::make_shared<Shared>(home_, time ? std::move(time) : std::make_shared<const SteadyWaitingTime>())) {}
 
 DeviceCalls::~DeviceCalls() {
   {

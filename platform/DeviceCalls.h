@@ -17,22 +17,14 @@
 
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
+#include "platform/WaitingTime.h"
 
 namespace tolvane {
 
 class DeviceCalls {
  public:
-  using Clock = std::chrono::steady_clock;
-
-  /// Time, and waiting for it. Any thread.
-  class Time {
-   public:
-    virtual ~Time() = default;
-    [[nodiscard]] virtual Clock::time_point now() const = 0;
-    /// Returns once `changed` has been notified or `end` has come; may return for no reason.
-    virtual void waitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed,
-                           Clock::time_point end) const = 0;
-  };
+  using Time = WaitingTime;
+  using Clock = Time::Clock;
 
   /// A wait is not interrupted sooner: a healthy device may take so long to be opened.
   static constexpr std::chrono::milliseconds shortest{1000};

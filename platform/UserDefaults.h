@@ -24,6 +24,10 @@ class UserDefaults {
   virtual void setObject(std::string_view key, Value value) = 0;
   virtual void removeObject(std::string_view key) = 0;
 
+  /// Whether what an earlier run has left is here. False at the start where the store cannot be read yet, or ever: what
+  /// is set meanwhile serves from memory, and counts more than what is read later.
+  [[nodiscard]] virtual bool isLoaded() const { return true; }
+
   /// The value where it is of that type.
   template <typename T>
   [[nodiscard]] std::optional<T> value(std::string_view key) const {

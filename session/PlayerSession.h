@@ -90,6 +90,9 @@ class PlayerSession {
   void persistPlaybackState();
   /// For the end of the program: brings the position up to date and saves both, without waiting for the disk.
   void saveAll();
+  /// The defaults have been loaded after all: what the last session has left is restored, unless another playlist is
+  /// there by now.
+  void defaultsAreLoaded();
 
  private:
   /// What is left of a saved playlist once the disk has been asked for each file.
@@ -109,7 +112,7 @@ class PlayerSession {
   void makeBookmarks(std::vector<FileURL> urls, PlaylistTrackID firstID);
   void adoptBookmarks(std::vector<FileBookmark> bookmarks);
   void saveByPathMeanwhile();
-  [[nodiscard]] bool isWaitingForBookmarks() const;
+  [[nodiscard]] bool isWaitingForRecords() const;
   void persistAll();
   [[nodiscard]] std::int64_t savedIndexOfCurrentEntry() const;
   [[nodiscard]] bool isTrackLoaded(const FileURL& url) const;

@@ -29,8 +29,8 @@ void reportLostAccess(const FileURL& url, const std::string& error) {
 
 }  // namespace
 
-bool PlayerSession::isWaitingForBookmarks() const {
-  return restoration_.isUnderWay() || (bookmarking_.isUnderWay() && !isSavedByPath_);
+bool PlayerSession::isWaitingForRecords() const {
+  return restoration_.isUnderWay() || (bookmarking_.isUnderWay() && !isSavedByPath_) || !defaults_.isLoaded();
 }
 
 void PlayerSession::saveAll() {
@@ -52,8 +52,13 @@ void PlayerSession::saveByPathMeanwhile() {
   persistAll();
 }
 
+void PlayerSession::defaultsAreLoaded() {
+  restoreLevels();
+  playlistTracks_.value().empty() ? restorePlaylist() : persistAll();
+}
+
 void PlayerSession::persistPlaylist() {
-  if (isWaitingForBookmarks()) return;  // what is stored stays until it can be replaced
+  if (isWaitingForRecords()) return;  // what is stored stays until it can be replaced
   if (unsavedIndices_.size() == entryBookmarks_.size()) {
     const UserDefaults::Group together(defaults_);
     defaults_.removeObject(playlistKey);
@@ -64,7 +69,7 @@ void PlayerSession::persistPlaylist() {
 }
 
 void PlayerSession::persistPlaybackState() {
-  if (isWaitingForBookmarks()) return;
+  if (isWaitingForRecords()) return;
   if (unsavedIndices_.size() == entryBookmarks_.size()) return defaults_.removeObject(playbackStateKey);
   auto record = encodedState({.currentIndex = savedIndexOfCurrentEntry(),
                               .position = playbackPosition_.value(),

@@ -80,6 +80,13 @@ SessionHost::SessionHost(const Services& services, SessionLink& link)
 
 SessionHost::~SessionHost() { link_.disconnectPlayer(); }
 
+void SessionHost::defaultsAreLoaded() {
+  session_.defaultsAreLoaded();
+  const bool isEnabled = defaults_.value<bool>(exclusiveAccessKey).value_or(false);
+  if (isEnabled != isExclusiveAccessEnabled_) setExclusiveAccessEnabled(isEnabled);
+  publish();
+}
+
 void SessionHost::setExclusiveAccessEnabled(bool enabled) {
   isExclusiveAccessEnabled_ = enabled;
   session_.setExclusiveAccessEnabled(enabled);
@@ -135,6 +142,7 @@ SessionState SessionHost::state() const {
   state.isExclusiveAccessEnabled = isExclusiveAccessEnabled_;
   state.devices = devices_.devices().value();
   state.selectedDevice = devices_.selectedDevice().value();
+  state.isSaved = defaults_.isLoaded();
   state.lastCommand = lastCommand_;
   return state;
 }

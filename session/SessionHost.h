@@ -35,6 +35,9 @@ class SessionHost {
   SessionHost(const SessionHost&) = delete;
   SessionHost& operator=(const SessionHost&) = delete;
 
+  /// To be called on this thread once the defaults, which were not loaded when the host was made, are.
+  void defaultsAreLoaded();
+
   [[nodiscard]] PlayerSession& session() { return session_; }
   [[nodiscard]] OutputDeviceList& devices() { return devices_; }
 

@@ -45,6 +45,8 @@ struct SessionState {
   std::vector<AudioDevice> devices;       ///< sorted by name
   std::optional<AudioDevice> selectedDevice;
 
+  bool isSaved = true;  ///< what changes is stored for the next session
+
   // What holds between player and window.
   std::uint64_t lastCommand = 0;  ///< number of the last command that has taken effect; 0: none yet
   std::string heldUpBy;           ///< the device or server that the player waits for; empty: none

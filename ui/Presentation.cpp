@@ -22,6 +22,8 @@ std::string trackPositionLabel(std::int64_t currentIndex, std::int64_t count) {
   return count > 0 ? fmt::format("{:02} / {:02}", currentIndex + 1, count) : "-- / --";
 }
 
+std::string savingLabel(bool isSaved) { return isSaved ? "" : "not saved for now"; }
+
 std::string trackCountLabel(std::int64_t count) { return fmt::format("{} {}", count, count == 1 ? "track" : "tracks"); }
 
 std::string sampleRateLabel(double hertz) {

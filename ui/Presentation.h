@@ -22,6 +22,8 @@ namespace tolvane {
 
 /// "1 track", "12 tracks".
 [[nodiscard]] std::string trackCountLabel(std::int64_t count);
+/// Beside it while nothing is stored for the next session; empty otherwise.
+[[nodiscard]] std::string savingLabel(bool isSaved);
 
 /// "48 kHz", "44.1 kHz".
 [[nodiscard]] std::string sampleRateLabel(double hertz);

@@ -116,6 +116,7 @@ DatabaseError DefaultsDatabase::lastError() const {
   const int status = sqlite3_extended_errcode(connection_.get());
   auto kind = DatabaseError::Kind::unavailable;
   if ((status & 0xFF) == SQLITE_CORRUPT || (status & 0xFF) == SQLITE_NOTADB) kind = DatabaseError::Kind::damaged;
+  if ((status & 0xFF) == SQLITE_BUSY || (status & 0xFF) == SQLITE_LOCKED) kind = DatabaseError::Kind::held;
   if (status == SQLITE_READONLY_DBMOVED) kind = DatabaseError::Kind::moved;
   return {kind, sqlite3_errmsg(connection_.get())};
 }

@@ -20,6 +20,7 @@ struct DatabaseError {
   enum class Kind : std::uint8_t {
     damaged,      ///< the file is no database, or not a whole one
     moved,        ///< another process has set the file aside
+    held,         ///< another process has locked it
     unavailable,  ///< anything else: it may work later, or never
   };
 

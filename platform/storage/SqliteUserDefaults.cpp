@@ -87,24 +87,16 @@ void makePrivateFile(const fs::path& file) {
 
 }  // namespace
 
-SqliteUserDefaults::SqliteUserDefaults(fs::path folder, Log& log, std::chrono::milliseconds patience)
-    : folder_(std::move(folder)), file_(folder_ / "defaults.sqlite"), log_(log), patience_(patience) {
-  makePrivateFolder(folder_);
-  auto values = openAndRead();
-  if (!values && values.error().kind == DatabaseError::Kind::damaged) values = setAsideAndBegin(values.error());
-  if (!values) {
-    // What cannot be read must not be overwritten either.
-    database_.reset();
-    report(fmt::format("The settings in {} cannot be used, and nothing will be saved: {}", file_.string(),
-                       values.error().message));
-    return;
-  }
-  values_ = std::move(*values);
+SqliteUserDefaults::SqliteUserDefaults(fs::path folder, Log& log, Waiting waiting)
+    : folder_(std::move(folder)), file_(folder_ / "defaults.sqlite"), log_(log), waiting_(std::move(waiting)) {
   writer_ = std::thread([this] { runWriter(); });
+  std::unique_lock lock(mutex_);
+  const auto end = waiting_.time->now() + waiting_.patience.atStart;
+  while (state_ == State::opening && waiting_.time->now() < end) waiting_.time->waitUntil(lock, opened_, end);
+  isLate_ = state_ == State::opening || state_ == State::locked;
 }
 
 SqliteUserDefaults::~SqliteUserDefaults() {
-  if (!writer_.joinable()) return;
   {
     const std::scoped_lock lock(mutex_);
     isEnding_ = true;
@@ -113,6 +105,11 @@ SqliteUserDefaults::~SqliteUserDefaults() {
   }
   news_.notify_one();
   writer_.join();
+}
+
+bool SqliteUserDefaults::isLoaded() const {
+  const std::scoped_lock lock(mutex_);
+  return state_ == State::loaded;
 }
 
 std::optional<UserDefaults::Value> SqliteUserDefaults::object(std::string_view key) const {
@@ -133,7 +130,7 @@ void SqliteUserDefaults::removeObject(std::string_view key) { change(key, nullpt
 void SqliteUserDefaults::change(std::string_view key, DefaultsDatabase::Value value) {
   const std::scoped_lock lock(mutex_);
   values_.insert_or_assign(std::string(key), value);
-  if (!writer_.joinable()) return;
+  if (state_ == State::unusable) return;
   pending_.insert_or_assign(std::string(key), std::move(value));
   hasNews_ = true;
   if (openGroups_ == 0) news_.notify_one();
@@ -150,15 +147,59 @@ void SqliteUserDefaults::endGroup() {
 }
 
 bool SqliteUserDefaults::synchronize() {
-  if (!writer_.joinable()) return false;
   std::unique_lock lock(mutex_);
+  if (state_ != State::loaded) return false;
   hasNews_ = !pending_.empty();
   news_.notify_one();
   idle_.wait(lock, [this] { return !hasNews_ && !isWriting_; });
   return pending_.empty();
 }
 
+/// Until the database is open, cannot be used, or need not be opened any more. Whether it is open.
+bool SqliteUserDefaults::load() {
+  makePrivateFolder(folder_);
+  while (true) {
+    auto values = openAndRead();
+    if (!values && values.error().kind == DatabaseError::Kind::damaged) values = setAsideAndBegin(values.error());
+    if (values || values.error().kind != DatabaseError::Kind::held) return adopt(std::move(values));
+    database_.reset();
+    if (!std::exchange(hasReportedFailure_, true))
+      report(fmt::format("The settings in {} are locked by another program, and nothing is saved until it lets go: {}",
+                         file_.string(), values.error().message));
+    std::unique_lock lock(mutex_);
+    state_ = State::locked;
+    opened_.notify_one();
+    const auto end = waiting_.time->now() + waiting_.patience.beforeRetry;
+    while (!isEnding_ && waiting_.time->now() < end) waiting_.time->waitUntil(lock, news_, end);
+    if (isEnding_) return false;
+  }
+}
+
+/// What the program has set meanwhile stays.
+bool SqliteUserDefaults::adopt(std::expected<Values, DatabaseError> stored) {
+  if (!stored) {
+    // What cannot be read must not be overwritten either.
+    database_.reset();
+    report(fmt::format("The settings in {} cannot be used, and nothing will be saved: {}", file_.string(),
+                       stored.error().message));
+  }
+  bool isLate = false;
+  {
+    const std::scoped_lock lock(mutex_);
+    if (stored) values_.merge(*stored);
+    state_ = stored ? State::loaded : State::unusable;
+    if (!stored) pending_.clear();
+    opened_.notify_one();
+    isLate = isLate_;
+  }
+  if (stored && std::exchange(hasReportedFailure_, false))
+    log_.write(LogLevel::standard, category, fmt::format("The settings in {} can be used now", file_.string()));
+  if (stored && isLate && waiting_.onLoadedLate) waiting_.onLoadedLate();
+  return stored.has_value();
+}
+
 void SqliteUserDefaults::runWriter() {
+  if (!load()) return;
   std::unique_lock lock(mutex_);
   while (true) {
     news_.wait(lock, [this] { return openGroups_ == 0 && (hasNews_ || isEnding_); });
@@ -180,7 +221,9 @@ void SqliteUserDefaults::runWriter() {
 bool SqliteUserDefaults::store(const Values& changes, const Values& everything) {
   auto done = database_ ? database_->write(changes, everything)
                         : std::unexpected(DatabaseError{DatabaseError::Kind::moved, "The database is not open."});
-  if (!done && done.error().kind != DatabaseError::Kind::unavailable) done = beginAgain(done.error(), everything);
+  if (!done && done.error().kind != DatabaseError::Kind::unavailable &&
+      done.error().kind != DatabaseError::Kind::held)
+    done = beginAgain(done.error(), everything);
   if (done) return true;
   // The player tries again with each change, and says so once.
   if (!std::exchange(hasReportedFailure_, true))
@@ -203,7 +246,7 @@ std::expected<void, DatabaseError> SqliteUserDefaults::beginAgain(const Database
 std::expected<SqliteUserDefaults::Values, DatabaseError> SqliteUserDefaults::openAndRead() {
   database_.reset();
   makePrivateFile(file_);
-  auto opened = DefaultsDatabase::open(file_, patience_);
+  auto opened = DefaultsDatabase::open(file_, waiting_.patience.withOthers);
   if (!opened) return std::unexpected(opened.error());
   database_.emplace(std::move(*opened));
   return database_->readAll();
@@ -212,7 +255,7 @@ std::expected<SqliteUserDefaults::Values, DatabaseError> SqliteUserDefaults::ope
 std::expected<SqliteUserDefaults::Values, DatabaseError> SqliteUserDefaults::setAsideAndBegin(
     const DatabaseError& damage) {
   database_.reset();
-  const FolderLock lock(folder_, patience_);
+  const FolderLock lock(folder_, waiting_.patience.withOthers);
   if (!lock.isHeld()) return std::unexpected(DatabaseError{DatabaseError::Kind::unavailable, damage.message});
   // Another copy of the player may have been faster.
   auto values = openAndRead();

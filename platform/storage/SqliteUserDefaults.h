@@ -1,28 +1,42 @@
 #pragma once
-// The defaults of the installed player: in memory for who reads, on disk by a thread of their own, so that the main
-// thread never waits for a disk after construction. Player's thread, but for that writer. A database that cannot be
-// used is never overwritten: a damaged one is set aside, anything else is left alone and memory serves; either is
-// logged once.
+// The defaults of the installed player: in memory for who reads, on disk by a thread of their own, so that the player's
+// thread waits for a disk only for a moment of the construction. Player's thread, but for that writer. A database that
+// cannot be used is never overwritten: a damaged one is set aside, one that another process has locked is tried again,
+// anything else is left alone and memory serves; each is logged once.
 
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <thread>
 
 #include "platform/Log.h"
 #include "platform/UserDefaults.h"
+#include "platform/WaitingTime.h"
 #include "platform/storage/DefaultsDatabase.h"
 
 namespace tolvane {
 
 class SqliteUserDefaults final : public UserDefaults {
  public:
-  /// Reads what is stored in `folder`, which is made when there is none. `patience` bounds each wait for another copy
-  /// of the player. The log outlives this object.
-  SqliteUserDefaults(std::filesystem::path folder, Log& log,
-                     std::chrono::milliseconds patience = std::chrono::seconds(2));
+  struct Patience {
+    std::chrono::milliseconds withOthers{2000};   ///< each wait for another process
+    std::chrono::milliseconds atStart{250};       ///< the construction's wait for what is stored
+    std::chrono::milliseconds beforeRetry{1000};  ///< between two attempts to open what is locked
+  };
+  struct Waiting {
+    Patience patience{};
+    /// Runs on the writer's thread once what is stored has been read after all, where the construction went on without.
+    std::function<void()> onLoadedLate{};
+    std::shared_ptr<const WaitingTime> time = std::make_shared<const SteadyWaitingTime>();
+  };
+
+  /// Reads what is stored in `folder`, which is made when there is none. The log outlives this object.
+  SqliteUserDefaults(std::filesystem::path folder, Log& log) : SqliteUserDefaults(std::move(folder), log, Waiting()) {}
+  SqliteUserDefaults(std::filesystem::path folder, Log& log, Waiting waiting);
   /// Stores what is not yet stored.
   ~SqliteUserDefaults() override;
   SqliteUserDefaults(const SqliteUserDefaults&) = delete;
@@ -31,6 +45,7 @@ class SqliteUserDefaults final : public UserDefaults {
   [[nodiscard]] std::optional<Value> object(std::string_view key) const override;
   void setObject(std::string_view key, Value value) override;
   void removeObject(std::string_view key) override;
+  [[nodiscard]] bool isLoaded() const override;
 
   /// Waits until everything that was set has been stored, or could not be: then false. REQUIRES: no group is open.
   bool synchronize();
@@ -42,6 +57,15 @@ class SqliteUserDefaults final : public UserDefaults {
   void endGroup() override;
   void change(std::string_view key, DefaultsDatabase::Value value);
 
+  enum class State : std::uint8_t {
+    opening,
+    locked,  ///< by another process: it is tried again
+    loaded,
+    unusable
+  };
+
+  [[nodiscard]] bool load();
+  [[nodiscard]] bool adopt(std::expected<Values, DatabaseError> stored);
   [[nodiscard]] std::expected<Values, DatabaseError> openAndRead();
   [[nodiscard]] std::expected<Values, DatabaseError> setAsideAndBegin(const DatabaseError& damage);
   void runWriter();
@@ -52,15 +76,18 @@ class SqliteUserDefaults final : public UserDefaults {
   const std::filesystem::path folder_;
   const std::filesystem::path file_;
   Log& log_;
-  const std::chrono::milliseconds patience_;
+  const Waiting waiting_;
 
-  // Constructor, then the writer's.
+  // The writer's.
   std::optional<DefaultsDatabase> database_;
   bool hasReportedFailure_ = false;
 
   mutable std::mutex mutex_;  // guards what follows
   std::condition_variable news_;
   std::condition_variable idle_;
+  std::condition_variable opened_;  ///< the state has changed
+  State state_ = State::opening;
+  bool isLate_ = false;  ///< the construction went on before it was loaded
   Values values_;   ///< as the program sees them; null for what it has removed
   Values pending_;  ///< what the disk does not have yet
   int openGroups_ = 0;

@@ -33,7 +33,7 @@ using testing::ElementsAre;
 /// The program from its start to its end, as the player's own main puts it together.
 struct PlayerRun {
   PlayerRun(const std::filesystem::path& folder, AudioFileServices& music, FileBookmarks& access)
-      : files(music), bookmarks(access), defaults(folder, log) {
+      : files(music), bookmarks(access), defaults(folder, log, {.patience = {.atStart = std::chrono::minutes(1)}}) {
     QAccessible::setActive(true);
     shell.emplace(QDBusConnection(QStringLiteral("no bus")), ApplicationIdentity::player(),
                   PlayerShell::Parts{.session = session,

@@ -125,7 +125,7 @@ class Listener {
   MemoryLog log_;
   SimulatedAudioHardware hardware_{runLoop_};
   SimulatedAudioFileServices files_;
-  SqliteUserDefaults store_{world_.storage, log_};
+  SqliteUserDefaults store_{world_.storage, log_, {.patience = {.atStart = std::chrono::minutes(1)}}};
   AnnouncedDefaults defaults_{store_, world_.journal};
   SystemFileBookmarks bookmarks_;
   PlayerSession session_{hardware_, files_, defaults_, bookmarks_, runLoop_, log_};

@@ -36,7 +36,7 @@ class KilledPlayer : public testing::Test {
       music_.push_back(folder_.write("music/" + std::to_string(number) + ".wav", "x"));
     // A first playlist, so that from the beginning an empty one is wrong.
     MemoryLog log;
-    SqliteUserDefaults store(storage(), log);
+    SqliteUserDefaults store(storage(), log, {.patience = {.atStart = std::chrono::minutes(1)}});
     SystemFileBookmarks bookmarks;
     std::vector<FileBookmark> list;
     for (const auto& url : music_) list.push_back(bookmarks.make(url).value());
@@ -56,7 +56,7 @@ class KilledPlayer : public testing::Test {
   /// The next start: the store holds one state that was announced, and the session shows exactly that.
   void expectAStoredState(const StateJournal& journal, int kill) {
     MemoryLog log;
-    SqliteUserDefaults store(storage(), log);
+    SqliteUserDefaults store(storage(), log, {.patience = {.atStart = std::chrono::minutes(1)}});
     ASSERT_THAT(log.messages(), testing::IsEmpty()) << "after kill " << kill;
     const auto possible = journal.possibleStates();
     stored_ = StateJournal::digest(store);

@@ -26,10 +26,19 @@ Panel {
             implicitHeight: 28
 
             TabularText {
+                id: count
                 anchors.verticalCenter: parent.verticalCenter
                 text: panel.tracks.countLabel
                 color: Theme.muted
                 weight: Font.Medium
+            }
+            TabularText {
+                anchors.left: count.right
+                anchors.leftMargin: 6
+                anchors.verticalCenter: parent.verticalCenter
+                visible: text.length > 0
+                text: panel.tracks.savingLabel.length > 0 ? "· " + panel.tracks.savingLabel : ""
+                color: Theme.muted
             }
             SourceButtons {
                 anchors.right: parent.right

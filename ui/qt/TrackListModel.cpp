@@ -28,7 +28,8 @@ Difference differenceOf(const PlaylistTracks::Entries& a, const PlaylistTracks::
 
 TrackListModel::TrackListModel(ContentView& content) : content_(content), tracks_(content.session().state().tracks) {
   std::vector<Subscription> parts;
-  parts.push_back(content.session().onChange([this](const SessionState&, const SessionState& now) {
+  parts.push_back(content.session().onChange([this](const SessionState& before, const SessionState& now) {
+    if (now.isSaved != before.isSaved) emit savingChanged();
     if (now.tracks != tracks_) adoptTracks(now.tracks);
     tracks_ = now.tracks;  // of two lists with the same entries, the one that comes again
   }));
@@ -37,6 +38,8 @@ TrackListModel::TrackListModel(ContentView& content) : content_(content), tracks
 }
 
 QString TrackListModel::countLabel() const { return toQString(trackCountLabel(std::ssize(tracks_.entries()))); }
+
+QString TrackListModel::savingLabel() const { return toQString(tolvane::savingLabel(content_.session().state().isSaved)); }
 
 int TrackListModel::rowCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : static_cast<int>(tracks_.size());

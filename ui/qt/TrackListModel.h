@@ -17,6 +17,7 @@ class TrackListModel final : public QAbstractListModel {
   QML_UNCREATABLE("made by the window")
   Q_PROPERTY(int count READ count NOTIFY countChanged FINAL)
   Q_PROPERTY(QString countLabel READ countLabel NOTIFY countChanged FINAL)
+  Q_PROPERTY(QString savingLabel READ savingLabel NOTIFY savingChanged FINAL)
   /// The row that played when the view last looked; stays with its track through moves. −1: none.
   Q_PROPERTY(int playedRow READ playedRow WRITE setPlayedRow FINAL)
 
@@ -27,6 +28,7 @@ class TrackListModel final : public QAbstractListModel {
 
   [[nodiscard]] int count() const { return rowCount({}); }
   [[nodiscard]] QString countLabel() const;
+  [[nodiscard]] QString savingLabel() const;
   [[nodiscard]] int playedRow() const { return playedRow_.row(); }
   void setPlayedRow(int row) { playedRow_ = index(row); }
 
@@ -45,6 +47,7 @@ class TrackListModel final : public QAbstractListModel {
 
  signals:
   void countChanged();
+  void savingChanged();
   /// Other tracks, and all that comes with them is in its place: a later turn than the model's reset.
   void renewed();
 

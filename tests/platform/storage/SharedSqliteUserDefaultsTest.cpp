@@ -14,6 +14,7 @@
 
 #include "platform/simulated/MemoryLog.h"
 #include "platform/storage/SqliteUserDefaults.h"
+#include "tests/platform/storage/SqliteDefaultsFixture.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/WithoutPrivileges.h"
 
@@ -110,7 +111,7 @@ TEST_F(SharedSqliteDefaults, ThatTwoProcessesWriteStaysWholeAndTogether) {
   const auto writes = [&](double sign) {
     gate.wait();
     MemoryLog ownLog;
-    SqliteUserDefaults store(folder.path(), ownLog, patience);
+    SqliteUserDefaults store(folder.path(), ownLog, patient(patience));
     for (int i = 1; i <= 30; ++i) {
       {
         const UserDefaults::Group group(store);
@@ -129,7 +130,7 @@ TEST_F(SharedSqliteDefaults, ThatTwoProcessesWriteStaysWholeAndTogether) {
     Copy two([&] { return writes(-1); });
     gate.open();
   }
-  const SqliteUserDefaults next(folder.path(), log);
+  const SqliteUserDefaults next(folder.path(), log, patient());
   const auto state = next.value<double>("state");
   ASSERT_TRUE(state == 30.5 || state == -30.5) << "what was saved last";
   EXPECT_EQ(next.value<UserDefaults::Data>("playlist"), UserDefaults::Data(20'000, *state > 0 ? '+' : '-'));
@@ -143,7 +144,7 @@ TEST_F(SharedSqliteDefaults, OfTwoProcessesThatFindDamageOneSetsItAside) {
   const auto starts = [&](const char* key) {
     gate.wait();
     MemoryLog ownLog;
-    SqliteUserDefaults store(folder.path(), ownLog, patience);
+    SqliteUserDefaults store(folder.path(), ownLog, patient(patience));
     store.setObject(key, 1.0);
     return store.synchronize();
   };
@@ -152,7 +153,7 @@ TEST_F(SharedSqliteDefaults, OfTwoProcessesThatFindDamageOneSetsItAside) {
     Copy two([&] { return starts("two"); });
     gate.open();
   }
-  const SqliteUserDefaults next(folder.path(), log);
+  const SqliteUserDefaults next(folder.path(), log, patient());
   EXPECT_EQ(next.value<double>("one"), 1.0);
   EXPECT_EQ(next.value<double>("two"), 1.0);
   EXPECT_TRUE(fs::exists(folder.path() / "defaults.sqlite.damaged"));
@@ -162,14 +163,14 @@ TEST_F(SharedSqliteDefaults, OfTwoProcessesThatFindDamageOneSetsItAside) {
 
 TEST_F(SharedSqliteDefaults, WhoWaitedWhileAnotherSetTheDamageAsideTakesTheFreshFile) {
   const test::TemporaryFolder elsewhere;
-  SqliteUserDefaults(elsewhere.path(), log).setObject("theirs", 7.0);
+  SqliteUserDefaults(elsewhere.path(), log, patient()).setObject("theirs", 7.0);
   damage();
   const fs::path lock = folder.path() / "defaults.lock";
   const int held = ::open(lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   ASSERT_EQ(::flock(held, LOCK_EX), 0);
 
   std::optional<SqliteUserDefaults> late;
-  std::thread starting([&] { late.emplace(folder.path(), log, patience); });
+  std::thread starting([&] { late.emplace(folder.path(), log, patient(patience)); });
   const auto openings = [&] {
     std::error_code error;
     std::ptrdiff_t count = 0;
@@ -192,12 +193,12 @@ TEST_F(SharedSqliteDefaults, WhoWaitedWhileAnotherSetTheDamageAsideTakesTheFresh
 }
 
 TEST_F(SharedSqliteDefaults, AFileThatMayOnlyBeReadIsReadAndOneLineSaysThatNothingIsSaved) {
-  SqliteUserDefaults(folder.path(), log).setObject("a", 1.0);
+  SqliteUserDefaults(folder.path(), log, patient()).setObject("a", 1.0);
   const std::string before = content();
   const test::WithoutPrivileges listener(folder.path());
   shut();
   {
-    SqliteUserDefaults store(folder.path(), log, 20ms);
+    SqliteUserDefaults store(folder.path(), log, patient(20ms));
     EXPECT_EQ(store.value<double>("a"), 1.0);
     for (const double number : {2.0, 3.0}) {
       store.setObject("a", number);
@@ -208,7 +209,7 @@ TEST_F(SharedSqliteDefaults, AFileThatMayOnlyBeReadIsReadAndOneLineSaysThatNothi
   }
   EXPECT_EQ(content(), before);
   shut(fs::perms::owner_read | fs::perms::owner_write, fs::perms::owner_all);
-  SqliteUserDefaults store(folder.path(), log, 20ms);
+  SqliteUserDefaults store(folder.path(), log, patient(20ms));
   store.setObject("a", 2.0);
   EXPECT_TRUE(store.synchronize());
   EXPECT_THAT(log.messages(), SizeIs(1));
@@ -223,7 +224,7 @@ TEST_F(SharedSqliteDefaults, ADamagedFileInAFolderThatMayOnlyBeReadIsLeftAlone) 
     const test::WithoutPrivileges listener(folder.path());
     shut(fs::perms::owner_read | fs::perms::owner_write, fs::perms::owner_read | fs::perms::owner_exec);
     {
-      SqliteUserDefaults store(folder.path(), log, 20ms);
+      SqliteUserDefaults store(folder.path(), log, patient(20ms));
       store.setObject("a", 1.0);
       EXPECT_EQ(store.value<double>("a"), 1.0);
       EXPECT_FALSE(store.synchronize());

@@ -36,12 +36,17 @@ class OtherProgram {
   sqlite3* connection_ = nullptr;
 };
 
+/// No machine is too slow to open a file.
+inline SqliteUserDefaults::Waiting patient(std::chrono::milliseconds withOthers = std::chrono::seconds(2)) {
+  return {.patience = {.withOthers = withOthers, .atStart = std::chrono::hours(1)}};
+}
+
 class SqliteDefaults : public testing::Test {
  protected:
   SqliteUserDefaults& start() { return start(folder.path()); }
   SqliteUserDefaults& start(const std::filesystem::path& where) {
     defaults.reset();
-    return defaults.emplace(where, log, std::chrono::milliseconds(20));
+    return defaults.emplace(where, log, patient(std::chrono::milliseconds(20)));
   }
   /// Ends the program, and gives what the next one finds.
   [[nodiscard]] std::optional<double> numberAfterRestart(std::string_view key) { return start().value<double>(key); }

@@ -78,11 +78,11 @@ TEST_F(SqliteDefaults, AGroupIsStoredWholeOrNotAtAll) {
   {
     const UserDefaults::Group group(*defaults);
     defaults->setObject("a", 1.0);
-    EXPECT_EQ(SqliteUserDefaults(folder.path(), log).object("a"), std::nullopt) << "not before its end";
+    EXPECT_EQ(SqliteUserDefaults(folder.path(), log, patient()).object("a"), std::nullopt) << "not before its end";
     defaults->setObject("b", 2.0);
   }
   EXPECT_TRUE(defaults->synchronize());
-  const SqliteUserDefaults next(folder.path(), log);
+  const SqliteUserDefaults next(folder.path(), log, patient());
   EXPECT_EQ(next.value<double>("a"), 1.0);
   EXPECT_EQ(next.value<double>("b"), 2.0);
 }
@@ -138,7 +138,7 @@ TEST_F(SqliteDefaults, OnAFullDiskMemoryServesUntilThereIsRoomAgain) {
     EXPECT_FALSE(defaults->synchronize());
     EXPECT_EQ(defaults->value<UserDefaults::Data>("playlist")->size(), 2'000'000U);
     EXPECT_THAT(log.messages(), ElementsAre(HasSubstr("cannot be saved"))) << "one line, not one a try";
-    EXPECT_EQ(SqliteUserDefaults(folder.path(), log).value<double>("a"), 1.0) << "what was stored stays";
+    EXPECT_EQ(SqliteUserDefaults(folder.path(), log, patient()).value<double>("a"), 1.0) << "what was stored stays";
   }
   defaults->setObject("b", 2.0);
   EXPECT_TRUE(defaults->synchronize());

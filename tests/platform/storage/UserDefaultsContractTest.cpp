@@ -8,6 +8,7 @@
 #include "platform/simulated/MemoryLog.h"
 #include "platform/simulated/MemoryUserDefaults.h"
 #include "platform/storage/SqliteUserDefaults.h"
+#include "tests/platform/storage/SqliteDefaultsFixture.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tolvane {
@@ -34,13 +35,13 @@ class SqliteStore final : public Store {
   UserDefaults& defaults() override { return *defaults_; }
   void restart() override {
     defaults_.reset();
-    defaults_ = std::make_unique<SqliteUserDefaults>(folder_.path(), log_);
+    defaults_ = std::make_unique<SqliteUserDefaults>(folder_.path(), log_, patient());
   }
 
  private:
   test::TemporaryFolder folder_;
   MemoryLog log_;
-  std::unique_ptr<SqliteUserDefaults> defaults_ = std::make_unique<SqliteUserDefaults>(folder_.path(), log_);
+  std::unique_ptr<SqliteUserDefaults> defaults_ = std::make_unique<SqliteUserDefaults>(folder_.path(), log_, patient());
 };
 
 using MakeStore = std::function<std::unique_ptr<Store>()>;

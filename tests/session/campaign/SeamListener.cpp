@@ -105,7 +105,7 @@ void SeamListener::stop() {
   world_.world.note("window: stop");
   forgetPromise();
   world_.ask(Wish::stop, "", [](SessionProxy& window) { window.stopPlayback(); });
-  promise("nothing plays after a stop", [](const auto& state) { return !isActive(state) && !state.startedAt; });
+  promise("nothing plays after a stop", [](const auto& state) { return !isActive(state) && state.position == 0; });
 }
 
 void SeamListener::seek() {
