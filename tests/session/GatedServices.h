@@ -1,11 +1,13 @@
 #pragma once
 // The player's services, each call of which passes a gate first. They do what the simulated ones behind them do.
 
+#include <map>
 #include <memory>
 #include <utility>
 
 #include "platform/AudioFileServices.h"
 #include "platform/AudioHardware.h"
+#include "platform/DeviceReservation.h"
 #include "platform/FileBookmarks.h"
 #include "platform/UserDefaults.h"
 #include "tests/session/Gate.h"
@@ -43,9 +45,32 @@ class GatedUnit final : public AudioOutputUnit {
   Gate& gate_;
 };
 
+/// A session in which no other program reserves anything.
+class GatedReservation final : public DeviceReservation {
+ public:
+  explicit GatedReservation(Gate& gate) : gate_(gate) {}
+
+  void setHandlers(Handlers) override {}
+  std::optional<Owner> owner(int) override {
+    gate_.pass("reservation.owner");
+    return std::nullopt;
+  }
+  std::expected<Hold, Refusal> acquire(int card, const std::string&) override {
+    gate_.pass("reservation.acquire");
+    return Hold(new int(card), [&gate = gate_](const int* held) {
+      gate.pass("reservation.giveBack");
+      delete held;
+    });
+  }
+
+ private:
+  Gate& gate_;
+};
+
+/// Reserves a device before it is taken, and gives the reservation back after the device, as the adapters do.
 class GatedHardware final : public AudioHardware, private AudioOutputComponent {
  public:
-  GatedHardware(AudioHardware& hardware, Gate& gate) : hardware_(hardware), gate_(gate) {}
+  GatedHardware(AudioHardware& hardware, Gate& gate) : hardware_(hardware), gate_(gate), reservation_(gate) {}
 
   bool hasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) const override {
     return passed("hardware.hasProperty").hasProperty(object, address);
@@ -56,13 +81,17 @@ class GatedHardware final : public AudioHardware, private AudioOutputComponent {
   }
   std::expected<AudioPropertyValue, OSStatus> propertyData(AudioObjectID object,
                                                            const AudioObjectPropertyAddress& address) const override {
+    if (address == hogModeAddress) (void)reservation_.owner(static_cast<int>(object));
     return passed("hardware.propertyData").propertyData(object, address);
   }
   OSStatus setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                            const AudioPropertyValue& value) override {
-    // Taking and giving back a device is what a reservation is asked for.
-    return passed(address == hogModeAddress ? "hardware.setHogMode" : "hardware.setRate")
-        .setPropertyData(object, address, value);
+    if (address != hogModeAddress) return passed("hardware.setRate").setPropertyData(object, address, value);
+    const bool isTaken = !holds_.contains(object);  // writing toggles
+    if (isTaken) holds_[object] = reservation_.acquire(static_cast<int>(object), "").value_or(nullptr);
+    const OSStatus status = passed("hardware.setHogMode").setPropertyData(object, address, value);
+    if (!isTaken) holds_.erase(object);
+    return status;
   }
   std::expected<bool, OSStatus> isPropertySettable(AudioObjectID object,
                                                    const AudioObjectPropertyAddress& address) const override {
@@ -95,6 +124,8 @@ class GatedHardware final : public AudioHardware, private AudioOutputComponent {
 
   AudioHardware& hardware_;
   Gate& gate_;
+  mutable GatedReservation reservation_;
+  std::map<AudioObjectID, DeviceReservation::Hold> holds_;
   AudioOutputComponent* component_ = nullptr;
 };
 

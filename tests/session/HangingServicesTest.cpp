@@ -1,6 +1,7 @@
-// Whatever the player waits for, the window goes on. Every call into devices, files, bookmarks and defaults is held in
-// turn, at every stage of a session, for as long as the window takes for ten seconds of its own time; then the commands
-// that the listener gave meanwhile must have their effect, in their order, and nothing may be lost or held.
+// Whatever the player waits for, the window goes on. Every call into devices, their reservation, files, bookmarks and
+// defaults is held in turn, at every stage of a session, for as long as the window takes for ten seconds of its own time;
+// then the commands that the listener gave meanwhile must have their effect, in their order, and nothing may be lost or
+// held.
 
 #include <gmock/gmock.h>
 
@@ -31,6 +32,9 @@ constexpr std::array calls{"hardware.hasProperty",
                            "unit.uninitialize",
                            "unit.start",
                            "unit.stop",
+                           "reservation.owner",
+                           "reservation.acquire",
+                           "reservation.giveBack",
                            "files.open",
                            "files.readBytes",
                            "bookmarks.make",
@@ -38,8 +42,8 @@ constexpr std::array calls{"hardware.hasProperty",
                            "defaults.object",
                            "defaults.setObject"};
 
-constexpr std::array stages{"start",  "load",      "play",     "seek", "pause", "resume",
-                            "device", "exclusive", "recovery", "stop", "quit"};
+constexpr std::array stages{"start",  "load",      "play",   "seek",     "pause", "resume",
+                            "device", "exclusive", "shared", "recovery", "stop",  "quit"};
 
 class Stage {
  public:
@@ -81,7 +85,7 @@ class Stage {
     if (stage_ == "play") return;
     player_.proxy.playTrack(0, 0);
     player_.turnUntil([&] { return state().isPlaying; });
-    if (stage_ == "quit") player_.proxy.setExclusiveAccessEnabled(true);
+    if (stage_ == "quit" || stage_ == "shared") player_.proxy.setExclusiveAccessEnabled(true);
     if (stage_ == "resume") {
       player_.proxy.setPlaying(false);
       player_.turnUntil([&] { return state().isPaused; });
@@ -116,6 +120,7 @@ class Stage {
     if (stage_ == "resume") player_.proxy.setPlaying(true);
     if (stage_ == "device") player_.proxy.selectOutputDevice(player_.headphones);
     if (stage_ == "exclusive") player_.proxy.setExclusiveAccessEnabled(true);
+    if (stage_ == "shared") player_.proxy.setExclusiveAccessEnabled(false);
     if (stage_ == "stop") player_.proxy.stopPlayback();
     if (stage_ == "quit") player_.proxy.save();
     if (stage_ == "recovery") {

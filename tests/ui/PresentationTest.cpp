@@ -39,6 +39,8 @@ TEST(TrackLabels, KnowTheSingular) {
   EXPECT_EQ(trackCountLabel(0), "0 tracks");
   EXPECT_EQ(trackCountLabel(1), "1 track");
   EXPECT_EQ(trackCountLabel(12), "12 tracks");
+  EXPECT_EQ(savingLabel(true), "");
+  EXPECT_EQ(savingLabel(false), "not saved for now");
 }
 
 TEST(DurationLabel, IsDashesWhereTheLengthIsUnknown) {
