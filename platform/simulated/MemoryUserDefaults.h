@@ -25,6 +25,10 @@ class MemoryUserDefaults final : public UserDefaults {
   /// From here on values serve from memory and are not stored, or are again.
   void failWrites(bool fails) { failsWrites_ = fails; }
 
+  /// Whether they count as loaded; they serve all the same.
+  void setLoaded(bool isLoaded) { isLoaded_ = isLoaded; }
+  [[nodiscard]] bool isLoaded() const override { return isLoaded_; }
+
   /// What the next run of the program would find if this one were ended now.
   [[nodiscard]] const Values& stored() const { return stored_; }
 
@@ -40,6 +44,7 @@ class MemoryUserDefaults final : public UserDefaults {
   Values values_;
   Values stored_;
   bool failsWrites_ = false;
+  bool isLoaded_ = true;
   int openGroups_ = 0;
   std::vector<std::string> writes_;
 };

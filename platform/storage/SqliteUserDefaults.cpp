@@ -221,8 +221,7 @@ void SqliteUserDefaults::runWriter() {
 bool SqliteUserDefaults::store(const Values& changes, const Values& everything) {
   auto done = database_ ? database_->write(changes, everything)
                         : std::unexpected(DatabaseError{DatabaseError::Kind::moved, "The database is not open."});
-  if (!done && done.error().kind != DatabaseError::Kind::unavailable &&
-      done.error().kind != DatabaseError::Kind::held)
+  if (!done && done.error().kind != DatabaseError::Kind::unavailable && done.error().kind != DatabaseError::Kind::held)
     done = beginAgain(done.error(), everything);
   if (done) return true;
   // The player tries again with each change, and says so once.

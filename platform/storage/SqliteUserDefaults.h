@@ -88,8 +88,8 @@ class SqliteUserDefaults final : public UserDefaults {
   std::condition_variable opened_;  ///< the state has changed
   State state_ = State::opening;
   bool isLate_ = false;  ///< the construction went on before it was loaded
-  Values values_;   ///< as the program sees them; null for what it has removed
-  Values pending_;  ///< what the disk does not have yet
+  Values values_;        ///< as the program sees them; null for what it has removed
+  Values pending_;       ///< what the disk does not have yet
   int openGroups_ = 0;
   bool hasNews_ = false;
   bool isWriting_ = false;

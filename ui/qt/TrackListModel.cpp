@@ -39,7 +39,9 @@ TrackListModel::TrackListModel(ContentView& content) : content_(content), tracks
 
 QString TrackListModel::countLabel() const { return toQString(trackCountLabel(std::ssize(tracks_.entries()))); }
 
-QString TrackListModel::savingLabel() const { return toQString(tolvane::savingLabel(content_.session().state().isSaved)); }
+QString TrackListModel::savingLabel() const {
+  return toQString(tolvane::savingLabel(content_.session().state().isSaved));
+}
 
 int TrackListModel::rowCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : static_cast<int>(tracks_.size());

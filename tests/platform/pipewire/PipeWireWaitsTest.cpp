@@ -65,9 +65,8 @@ TEST_F(PipeWireWaits, EndWhenTheUserWantsSomethingElse) {
   expectToEndByInterrupt("server: what it has", [this] { connection_.open(); });
   ASSERT_TRUE(connection_.isConnected());
   expectToEndByInterrupt("server: an answer", [this] { EXPECT_FALSE(connection_.roundTrip(2s)); });
-  expectToEndByInterrupt("server: a condition", [this] {
-    EXPECT_FALSE(connection_.waitUntil([] { return false; }, 2s));
-  });
+  expectToEndByInterrupt("server: a condition",
+                         [this] { EXPECT_FALSE(connection_.waitUntil([] { return false; }, 2s)); });
   expectToEndByInterrupt("server: several waits in a row", [this] {
     const auto whole = connection_.beginWait();
     EXPECT_FALSE(connection_.roundTrip(2s));

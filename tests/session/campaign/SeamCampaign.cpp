@@ -127,8 +127,10 @@ std::optional<std::string> runSeamWorld(std::uint64_t seed, CampaignTracks& trac
 
 std::string SeamTotals::text() const {
   return fmt::format(
-      "{:.0f} simulated hours ({:.0f} of them playing) over the seam in {} worlds, {} starts, {} commands sent, {} of them "
-      "replaced, {} states seen, {} agreements, {} times held up, {} waits shown, {} times BIT-PERFECT shown, {} positions, "
+      "{:.0f} simulated hours ({:.0f} of them playing) over the seam in {} worlds, {} starts, {} commands sent, {} of "
+      "them "
+      "replaced, {} states seen, {} agreements, {} times held up, {} waits shown, {} times BIT-PERFECT shown, {} "
+      "positions, "
       "{} tracks played to their end, {} recoveries tried, {} heard frames compared",
       hours, playingHours, worlds, starts, commands, replaced, states, agreements, holdUps, waitsShown, bitPerfectShown,
       positionsShown, completions, recoveryAttempts, heardFrames);

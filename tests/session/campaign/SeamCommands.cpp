@@ -48,16 +48,15 @@ void SeamWorld::carryOut(const DelayedSeam::Command& command, const RunLoop::Act
 
 void SeamWorld::checkOrder(const DelayedSeam::Command& command) {
   require(command.number > lastCarriedOut_, fmt::format("command {} came after {}", command.number, lastCarriedOut_));
-  require(sent_.contains(command.number) && static_cast<std::size_t>(sent_[command.number].wish) ==
-                                                 command.command.index(),
-          fmt::format("command {} is not what was sent", command.number));
+  require(
+      sent_.contains(command.number) && static_cast<std::size_t>(sent_[command.number].wish) == command.command.index(),
+      fmt::format("command {} is not what was sent", command.number));
   for (auto left = sent_.upper_bound(lastCarriedOut_); left != sent_.end() && left->first < command.number; ++left) {
     ++commandsReplaced;
-    const bool isReplaced = std::any_of(std::next(left), sent_.end(), [&](const auto& newer) {
-      return mayReplace(newer.second, left->second);
-    });
-    require(isReplaced, fmt::format("command {} was lost, of kind {}", left->first,
-                                    static_cast<std::size_t>(left->second.wish)));
+    const bool isReplaced = std::any_of(std::next(left), sent_.end(),
+                                        [&](const auto& newer) { return mayReplace(newer.second, left->second); });
+    require(isReplaced,
+            fmt::format("command {} was lost, of kind {}", left->first, static_cast<std::size_t>(left->second.wish)));
   }
   lastCarriedOut_ = command.number;
   sent_.erase(sent_.begin(), sent_.lower_bound(seam().seen() ? seam().seen()->lastCommand : 0));
@@ -98,40 +97,39 @@ void SeamWorld::afterCommand(const SessionCommand& command) {
   const bool hasFailed = world.pathKind() == AudioPathStatus::Kind::error;
   const auto& list = session().playlistTracks().value();
   std::visit(
-      CommandCases{
-          [&](const command::PlayTrack& play) {
-            const auto index = list.indexOf(play.track);
-            if (index < 0) return;
-            require(session().currentIndex().value() == index, "play: another entry is the current one");
-            require(isGoingToPlay || hasFailed, "play: the track neither plays nor is prepared");
-          },
-          [&](const command::SetPlaying& wanted) {
-            if (!wanted.playing) return require(!isGoingToPlay, "pause: the music goes on");
-            require(isGoingToPlay || hasFailed || list.empty(), "resume: nothing plays");
-          },
-          [&](const command::StopPlayback&) {
-            require(!world.isActive() && !world.isPreparing(), "stop: the music goes on");
-          },
-          [&](const command::LoadPlaylist& load) {
-            require(session().fileURLs() == load.urls, "load: another playlist is there");
-            require(isGoingToPlay == load.autoplay || hasFailed, "load: it does not play as was asked for");
-          },
-          [&](const command::SetOutputVolume& wanted) {
-            require(session().outputVolume().value() == wanted.volume, "another volume than asked for");
-          },
-          [&](const command::SetOutputBalance& wanted) {
-            require(session().outputBalance().value() == wanted.balance, "another balance than asked for");
-          },
-          [&](const command::SelectOutputDevice& wanted) {
-            const auto& devices = host->devices().devices().value();
-            const auto& selected = host->devices().selectedDevice().value();
-            const bool isThere = std::ranges::find(devices, wanted.device, &AudioDevice::id) != devices.end();
-            require(!isThere || (selected && selected->id == wanted.device), "another device than asked for");
-          },
-          [&](const command::StoreSetting& setting) {
-            require(defaults.object(setting.key) == setting.value, "a setting was not stored");
-          },
-          [](const auto&) {}},
+      CommandCases{[&](const command::PlayTrack& play) {
+                     const auto index = list.indexOf(play.track);
+                     if (index < 0) return;
+                     require(session().currentIndex().value() == index, "play: another entry is the current one");
+                     require(isGoingToPlay || hasFailed, "play: the track neither plays nor is prepared");
+                   },
+                   [&](const command::SetPlaying& wanted) {
+                     if (!wanted.playing) return require(!isGoingToPlay, "pause: the music goes on");
+                     require(isGoingToPlay || hasFailed || list.empty(), "resume: nothing plays");
+                   },
+                   [&](const command::StopPlayback&) {
+                     require(!world.isActive() && !world.isPreparing(), "stop: the music goes on");
+                   },
+                   [&](const command::LoadPlaylist& load) {
+                     require(session().fileURLs() == load.urls, "load: another playlist is there");
+                     require(isGoingToPlay == load.autoplay || hasFailed, "load: it does not play as was asked for");
+                   },
+                   [&](const command::SetOutputVolume& wanted) {
+                     require(session().outputVolume().value() == wanted.volume, "another volume than asked for");
+                   },
+                   [&](const command::SetOutputBalance& wanted) {
+                     require(session().outputBalance().value() == wanted.balance, "another balance than asked for");
+                   },
+                   [&](const command::SelectOutputDevice& wanted) {
+                     const auto& devices = host->devices().devices().value();
+                     const auto& selected = host->devices().selectedDevice().value();
+                     const bool isThere = std::ranges::find(devices, wanted.device, &AudioDevice::id) != devices.end();
+                     require(!isThere || (selected && selected->id == wanted.device), "another device than asked for");
+                   },
+                   [&](const command::StoreSetting& setting) {
+                     require(defaults.object(setting.key) == setting.value, "a setting was not stored");
+                   },
+                   [](const auto&) {}},
       command);
 }
 

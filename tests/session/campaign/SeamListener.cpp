@@ -38,13 +38,13 @@ void SeamListener::beginAnew() {
 
 void SeamListener::act() {
   using L = SeamListener;
-  static const std::vector<Choice> choices{{12, &L::playRow},       {5, &L::playNext},
-                                           {3, &L::playPrevious},   {14, &L::pauseOrGoOn},
-                                           {3, &L::stop},           {10, &L::seek},
-                                           {6, &L::setVolume},      {3, &L::setBalance},
-                                           {3, &L::selectDevice},   {6, &L::switchExclusiveAccess},
-                                           {2, &L::load},           {5, &L::move},
-                                           {2, &L::learnDuration},  {4, &L::storeSetting},
+  static const std::vector<Choice> choices{{12, &L::playRow},      {5, &L::playNext},
+                                           {3, &L::playPrevious},  {14, &L::pauseOrGoOn},
+                                           {3, &L::stop},          {10, &L::seek},
+                                           {6, &L::setVolume},     {3, &L::setBalance},
+                                           {3, &L::selectDevice},  {6, &L::switchExclusiveAccess},
+                                           {2, &L::load},          {5, &L::move},
+                                           {2, &L::learnDuration}, {4, &L::storeSetting},
                                            {1, &L::save}};
   world_.tick();
   if (world_.window().state().tracks.empty() && lastLoad_ == 0) return load();
@@ -98,7 +98,8 @@ void SeamListener::pauseOrGoOn() {
   world_.world.note(plays ? "window: go on" : "window: pause");
   if (isAsked) forgetPromise();
   world_.ask(Wish::setPlaying, "", [plays](SessionProxy& window) { window.setPlaying(plays); });
-  if (isAsked && !plays) promise("what was paused does not play", [](const auto& state) { return !state.isGoingToPlay(); });
+  if (isAsked && !plays)
+    promise("what was paused does not play", [](const auto& state) { return !state.isGoingToPlay(); });
 }
 
 void SeamListener::stop() {
@@ -115,8 +116,9 @@ void SeamListener::seek() {
   const double nowhere[] = {-1, duration + 1, std::numeric_limits<double>::quiet_NaN(),
                             std::numeric_limits<double>::infinity()};
   const std::size_t kind = random_.below(20);
-  const double seconds = kind < 4 ? nowhere[kind] : kind < 8 ? std::max(0.0, duration - random_.between(0, 1))
-                                                             : random_.between(0, duration);
+  const double seconds = kind < 4   ? nowhere[kind]
+                         : kind < 8 ? std::max(0.0, duration - random_.between(0, 1))
+                                    : random_.between(0, duration);
   const std::string about = track != nullptr ? std::to_string(track->id) : "";
   world_.world.note(fmt::format("window: seek to {} s of {} s", seconds, duration));
   world_.ask(Wish::seek, about, [seconds](SessionProxy& window) { window.seek(seconds); });
@@ -157,7 +159,8 @@ void SeamListener::switchExclusiveAccess() {
 
 void SeamListener::load() {
   std::vector<FileURL> urls;
-  for (std::size_t count = 1 + random_.below(8); count > 0; --count) urls.push_back(random_.pick(world_.world.tracks).url);
+  for (std::size_t count = 1 + random_.below(8); count > 0; --count)
+    urls.push_back(random_.pick(world_.world.tracks).url);
   const bool autoplay = random_.percent(60);
   world_.world.note(fmt::format("window: load {} tracks{}", urls.size(), autoplay ? " and play" : ""));
   forgetPromise();
@@ -189,8 +192,7 @@ void SeamListener::learnDuration() {
   const auto found = std::ranges::find_if(world_.world.tracks, [&](const auto& track) { return track.url == *url; });
   if (found == world_.world.tracks.end() || !found->isPlayable) return;
   world_.world.note("window: the current track's length is known");
-  world_.ask(Wish::knownDuration, "",
-             [&](SessionProxy& window) { window.setKnownDuration(found->seconds(), *url); });
+  world_.ask(Wish::knownDuration, "", [&](SessionProxy& window) { window.setKnownDuration(found->seconds(), *url); });
 }
 
 void SeamListener::storeSetting() {
@@ -272,8 +274,9 @@ void SeamListener::expectAgreement() {
   require(now.playbackCompletionCount == player.playbackCompletionCount().value(), "a completion was not seen");
   require(now.duration == session.playbackDuration().value(), "the length differs between window and player");
   require(now.startedAt == session.playbackStartedAt(), "the clock differs between window and player");
-  require(std::abs(now.position - session.playbackPosition().value()) < 1e-6,
-          fmt::format("the window stands at {} s, the player at {} s", now.position, session.playbackPosition().value()));
+  require(
+      std::abs(now.position - session.playbackPosition().value()) < 1e-6,
+      fmt::format("the window stands at {} s, the player at {} s", now.position, session.playbackPosition().value()));
   require(now.audioPathStatus == player.audioPathStatus().value(), "the verdict differs between window and player");
   require(now.exclusiveAccessStatus == player.exclusiveAccessStatus().value(),
           "exclusive access differs between window and player");
@@ -286,7 +289,8 @@ void SeamListener::expectAgreement() {
   require(now.isExclusiveAccessEnabled == exclusive_ && world_.world.exclusiveAccess == exclusive_,
           "the last choice of exclusive access does not count");
   for (const auto& [key, value] : settings_)
-    require(world_.defaults.value<double>(key) == static_cast<double>(value), "the last value of a setting does not count");
+    require(world_.defaults.value<double>(key) == static_cast<double>(value),
+            "the last value of a setting does not count");
   checkLists();
 }
 

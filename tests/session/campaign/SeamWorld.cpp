@@ -58,10 +58,8 @@ void SeamWorld::makeSides() {
             ++commandsSent;
             sent_[number] = {meant_.wish, meant_.about, windowsTime.now()};
           },
-      .onCommand =
-          [this](const DelayedSeam::Command& command, const RunLoop::Action& action) {
-            runOnPlayer([&] { carryOut(command, action); });
-          }}));
+      .onCommand = [this](const DelayedSeam::Command& command,
+                          const RunLoop::Action& action) { runOnPlayer([&] { carryOut(command, action); }); }}));
   ++starts;
   sent_.clear();
   origins_.clear();

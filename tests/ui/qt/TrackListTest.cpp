@@ -49,6 +49,20 @@ TEST_F(WindowTracks, AreAWellBehavedModel) {
   }
 }
 
+TEST_F(WindowTracks, SayBesideTheirNumberThatNothingIsSaved) {
+  load(2);
+  EXPECT_EQ(accessible("· not saved for now"), nullptr);
+  defaults.setLoaded(false);
+  session.setOutputVolume(0.5);
+  settle();
+  EXPECT_NE(accessible("2 tracks"), nullptr);
+  EXPECT_NE(accessible("· not saved for now"), nullptr);
+  defaults.setLoaded(true);
+  host.defaultsAreLoaded();
+  settle();
+  EXPECT_EQ(accessible("· not saved for now"), nullptr);
+}
+
 TEST_F(WindowTracks, KeepTheirRowWhenTheyMove) {
   load(4);
   const QQuickItem* first = row(0);
