@@ -186,6 +186,7 @@ OSStatus OutputConfiguration::startUnit() {
   if (unitHasStopped()) (void)stopUnit();
   if (isStarted_) return core_.audioUnit->start();
   core_.sequence.beginRun();
+  core_.transition.coupleAgain();
   runBegan_ = hasEverRun_ ? sampleTime() : 0.0;
   const OSStatus status = core_.audioUnit->start();
   isStarted_ = status == noErr;

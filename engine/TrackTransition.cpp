@@ -34,24 +34,36 @@ void TrackTransition::prepareAndCouple() {
   if (core_.state != PlaybackState::playing && core_.state != PlaybackState::stopped) return;
   core_.upcoming.prepare(core_.preparedAudio ? core_.preparedAudio->context->buffer().size() : 0);
   couplingTimer_.reset();
+  // A unit that had stopped by itself was started again: only then it said how far the music was heard.
+  if (hasCrossed_ && core_.state == PlaybackState::playing) return announce();
+  if (coupled_ && core_.state == PlaybackState::playing) return core_.completion.scheduleCrossingCheck();
   if (!canCouple() || core_.upcoming.ready() == nullptr || !carries(*core_.upcoming.ready())) return;
-  const AudioRenderContext& current = *core_.renderContext;
-  const double left =
-      static_cast<double>(current.totalFrames() - current.currentFrame()) / current.format().mSampleRate;
-  if (left > couplingLeadSeconds) {
+  if (const double left = secondsLeft(); left > couplingLeadSeconds) {
     couplingTimer_ = core_.runLoop.scheduleTimer(durationFromSeconds(left - couplingLeadSeconds), false,
                                                  [this] { prepareAndCouple(); });
     return;
   }
-  core_.upcoming.confirm([this] { couple(); });
+  core_.upcoming.confirm([this] {
+    if (!canCouple() || !carries(*core_.upcoming.ready())) return;
+    couple();
+    core_.completion.scheduleCrossingCheck();
+  });
+}
+
+double TrackTransition::secondsLeft() const {
+  const AudioRenderContext& current = *core_.renderContext;
+  return static_cast<double>(current.totalFrames() - current.currentFrame()) / current.format().mSampleRate;
+}
+
+void TrackTransition::coupleAgain() {
+  if (coupled_ || !core_.renderContext || !core_.upcoming.isConfirmed()) return;
+  if (carries(*core_.upcoming.ready()) && secondsLeft() <= couplingLeadSeconds) couple();
 }
 
 void TrackTransition::couple() {
-  if (!canCouple() || !carries(*core_.upcoming.ready())) return;
   coupled_ = CoupledTrack{*core_.upcoming.wanted(), core_.upcoming.takeConfirmed()};
   coupled_->audio.context->seek(0);
   core_.sequence.couple(coupled_->audio.context);
-  core_.completion.scheduleCrossingCheck();
 }
 
 bool TrackTransition::canCouple() const {

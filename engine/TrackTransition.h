@@ -25,6 +25,9 @@ class TrackTransition {
   void setUpcoming(const std::optional<FileURL>& url);
   /// Playback has begun, or goes on: prepares and couples what follows.
   void prepareAndCouple();
+  /// A run of the unit is about to begin, and with it the rendering of as much as the device's ring holds: what was
+  /// coupled before it stopped is coupled again.
+  void coupleAgain();
   [[nodiscard]] bool isCoupled() const { return coupled_.has_value(); }
 
   // The crossing.
@@ -63,6 +66,7 @@ class TrackTransition {
   };
 
   [[nodiscard]] bool canCouple() const;
+  [[nodiscard]] double secondsLeft() const;
   void couple();
   [[nodiscard]] bool uncouple();
   void giveBackCoupled();

@@ -64,7 +64,10 @@ void UpcomingTrack::checkVersion(std::function<void(bool)> checked) {
 
 void UpcomingTrack::confirm(std::function<void()> confirmed) {
   checkVersion([this, confirmed = std::move(confirmed)](bool isSame) {
-    if (isSame) return confirmed();
+    if (isSame) {
+      ready_->isConfirmed = true;
+      return confirmed();
+    }
     ready_.reset();
     hasBegun_ = false;
     prepare(heldBytes_);
@@ -79,7 +82,7 @@ PreparedAudio UpcomingTrack::takeConfirmed() {
 }
 
 void UpcomingTrack::putBack(PreparedAudio audio) {
-  if (lent_) ready_ = Ready{std::move(audio), *std::exchange(lent_, std::nullopt)};
+  if (lent_) ready_ = Ready{std::move(audio), *std::exchange(lent_, std::nullopt), true};
 }
 
 bool UpcomingTrack::take(const FileURL& url, Taken taken) {

@@ -35,6 +35,8 @@ class UpcomingTrack {
 
   /// Null unless the wanted track is ready.
   [[nodiscard]] const PreparedAudio* ready() const { return ready_ ? &ready_->audio : nullptr; }
+  /// Whether the disk has said lately that the ready track's file is still what was read.
+  [[nodiscard]] bool isConfirmed() const { return ready_ && ready_->isConfirmed; }
   /// Asks the disk whether the ready track's file is still what was read; `confirmed` is called if so, else the track
   /// is read again. REQUIRES: ready().
   void confirm(std::function<void()> confirmed);
@@ -55,6 +57,7 @@ class UpcomingTrack {
   struct Ready {
     PreparedAudio audio;
     FileVersion version;
+    bool isConfirmed = false;
   };
   using Reading = BackgroundRequest<std::optional<Ready>>;
 
