@@ -15,7 +15,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr double seamHoursOfCloseUp = 0.1;
-constexpr double seamHours = 4;
+constexpr double seamHours = 1;
 
 RunLoop::Duration drawStep(CampaignWorld& world) {
   auto& random = world.random;
