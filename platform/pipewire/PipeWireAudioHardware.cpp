@@ -167,12 +167,27 @@ void PipeWireAudioHardware::refresh() {
         {{device->uid, device->name, device->transport, device->sink, device->direct}, expectsSink(*device)});
   listDevices(withoutComingsAndGoings(std::move(merged), before, kept));
   observeDirect();
+  logMalformed();
   for (Device* device : std::vector(listed_)) {
     const PipeWireSink* sink = sinkOf(*device);
     if (sink != nullptr && sink->state == PipeWireSink::State::error && device->unit != nullptr &&
         device->unit->isRunning())
       device->unit->markLost(kAudioHardwareNotRunningError);
     publish(*device);
+  }
+}
+
+/// Each once. Any client of the server may offer such objects.
+void PipeWireAudioHardware::logMalformed() {
+  const PipeWireFacts& facts = connection_.facts();
+  std::erase_if(loggedMalformed_, [&facts](const auto& entry) { return !facts.malformed.contains(entry.first); });
+  for (const auto& [id, parameters] : facts.malformed) {
+    const auto sink = facts.sinks.find(id);
+    const std::string whose = sink != facts.sinks.end() ? sink->second.nodeName : "a card";
+    for (const std::string_view parameter : parameters)
+      if (loggedMalformed_.emplace(id, parameter).second)
+        log_.write(LogLevel::error, audioHardwareCategory,
+                   fmt::format("The sound server's report of the {} of {} is malformed", parameter, whose));
   }
 }
 

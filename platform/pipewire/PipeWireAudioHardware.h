@@ -101,6 +101,7 @@ class PipeWireAudioHardware : public TabledAudioHardware,
 
   // What comes and goes.
   void refresh();
+  void logMalformed();
   void listDevices(const std::vector<MergedDevice>& merged);
   void observeDirect();
   void listenDirectly(ListenerID listener, const Device& device, bool ofStream,
@@ -130,6 +131,7 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   std::vector<ListenerID> systemListeners_;
   bool isListing_ = false;  ///< the first list has been made
   Newcomers newcomers_;
+  std::set<std::pair<std::uint32_t, std::string_view>> loggedMalformed_;  ///< the server's objects, by parameter
   RunLoop::Timer newcomerCheck_;
   RunLoop::Timer expectation_;  ///< looks again when a sink that was expected has not come
   PipeWireConnection connection_;

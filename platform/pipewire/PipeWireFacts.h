@@ -101,6 +101,8 @@ struct PipeWireFacts {
   std::string defaultSinkName;
   bool hasSessionManager = false;  ///< who makes the sinks of cards
   double graphRate = 48000;        ///< hertz, where nobody asks for another one
+  /// Object → which of its parameters were malformed ("formats"), and so were not taken over.
+  std::map<std::uint32_t, std::set<std::string_view>> malformed;
 };
 
 /// What a stream to a sink has asked for and was given.

@@ -98,7 +98,10 @@ class Card final : public PipeWireObject {
     std::uint32_t params[] = {SPA_PARAM_EnumProfile, SPA_PARAM_Profile};
     pw_device_subscribe_params(device, params, 2);
   }
-  ~Card() override { facts_.cards.erase(id_); }
+  ~Card() override {
+    facts_.cards.erase(id_);
+    facts_.malformed.erase(id_);
+  }
 
   bool setProfile(std::uint32_t profile) override {
     const SpaPodBuffer pod = profilePod(profile);
@@ -125,6 +128,10 @@ class Card final : public PipeWireObject {
     changed_ = true;
   }
   void take(std::uint32_t param, const spa_pod* pod) {
+    if (!isWellFormed(pod)) {
+      facts_.malformed[id_].insert("profiles");
+      changed_ = true;
+    }
     const auto profile = parseProfile(pod);
     if (!profile) return;
     PipeWireCard& card = facts_.cards[id_];
@@ -152,7 +159,10 @@ class Sink final : public PipeWireObject {
     std::uint32_t params[] = {SPA_PARAM_Props, SPA_PARAM_Format, SPA_PARAM_EnumFormat};
     pw_node_subscribe_params(node, params, 3);
   }
-  ~Sink() override { facts_.sinks.erase(id_); }
+  ~Sink() override {
+    facts_.sinks.erase(id_);
+    facts_.malformed.erase(id_);
+  }
 
   void suspend() override {
     const spa_command command = SPA_NODE_COMMAND_INIT(SPA_NODE_COMMAND_Suspend);
@@ -186,6 +196,8 @@ class Sink final : public PipeWireObject {
   void take(std::uint32_t param, std::uint32_t index, const spa_pod* pod) {
     PipeWireSink& sink = facts_.sinks[id_];
     if (param == SPA_PARAM_Props) report_.take(index, pod, sink.props);
+    if (!isWellFormed(pod) || (param == SPA_PARAM_Props && !sink.props.isReadable))
+      facts_.malformed[id_].insert(nameOf(param));
     if (param == SPA_PARAM_Format) sink.format = parseFormat(pod);
     if (param == SPA_PARAM_EnumFormat) {
       if (index == 0) {
@@ -198,6 +210,9 @@ class Sink final : public PipeWireObject {
       }
     }
     changed_ = true;
+  }
+  static std::string_view nameOf(std::uint32_t param) {
+    return param == SPA_PARAM_Props ? "settings" : param == SPA_PARAM_Format ? "format" : "formats";
   }
   static PipeWireSink::State stateOf(pw_node_state state) {
     switch (state) {

@@ -40,7 +40,7 @@ std::optional<Elements> elementsIn(Bytes body) {
   Elements elements{load<std::uint32_t>(body), load<std::uint32_t>(body, 4), 0, without(body, headerBytes)};
   if (elements.size == 0) return elements.bytes.empty() ? std::optional(elements) : std::nullopt;
   elements.count = elements.bytes.size() / elements.size;
-  if (elements.count > mostElements) return std::nullopt;
+  if (elements.count > mostElements || elements.bytes.size() % elements.size != 0) return std::nullopt;
   return elements;
 }
 
@@ -96,6 +96,8 @@ std::optional<std::vector<Number>> PodReader::elements(std::uint32_t type) const
 std::optional<std::vector<float>> PodReader::asFloats() const { return elements<float>(SPA_TYPE_Float); }
 std::optional<std::vector<std::uint32_t>> PodReader::asIds() const { return elements<std::uint32_t>(SPA_TYPE_Id); }
 
+std::optional<std::vector<std::int32_t>> PodReader::asInts() const { return elements<std::int32_t>(SPA_TYPE_Int); }
+
 std::optional<PodReader::Choice> PodReader::asChoice() const {
   constexpr std::size_t kindAndFlags = 8;
   if (type_ != SPA_TYPE_Choice || body_.size() < kindAndFlags) return std::nullopt;
@@ -137,6 +139,45 @@ std::optional<PodReader::Object> PodReader::asObject() const {
     rest = without(rest, keyAndFlags + headerBytes + aligned(value->body_.size()));
   }
   return object;
+}
+
+bool PodReader::isWellFormed(int mostNested) const {
+  if (mostNested == 0) return false;
+  const auto isInner = [mostNested](const PodReader& value) { return value.isWellFormed(mostNested - 1); };
+  switch (type_) {
+    case SPA_TYPE_Bool:
+      return asBool().has_value();
+    case SPA_TYPE_Id:
+      return asId().has_value();
+    case SPA_TYPE_Int:
+      return asInt().has_value();
+    case SPA_TYPE_Long:
+      return asLong().has_value();
+    case SPA_TYPE_Float:
+      return asFloat().has_value();
+    case SPA_TYPE_Double:
+      return asDouble().has_value();
+    case SPA_TYPE_String:
+      return asString().has_value();
+    case SPA_TYPE_Array:
+      return asFloats() || asIds() || asInts();
+    case SPA_TYPE_Choice: {
+      const auto choice = asChoice();
+      const bool isRange = choice && (choice->kind == SPA_CHOICE_Range || choice->kind == SPA_CHOICE_Step);
+      return choice && choice->values.size() >= (isRange ? 3U : 1U) && std::ranges::all_of(choice->values, isInner);
+    }
+    case SPA_TYPE_Struct: {
+      const auto fields = asStruct();
+      return fields && std::ranges::all_of(*fields, isInner);
+    }
+    case SPA_TYPE_Object: {
+      const auto object = asObject();
+      return object &&
+             std::ranges::all_of(object->properties, isInner, [](const Property& property) { return *property.value; });
+    }
+    default:  // nothing that is read here
+      return true;
+  }
 }
 
 std::optional<PodReader> PodReader::Object::find(std::uint32_t key) const {

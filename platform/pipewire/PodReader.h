@@ -39,6 +39,7 @@ class PodReader {
   /// The elements of an array; nothing where they are of another type or size, or more than channels can be.
   [[nodiscard]] std::optional<std::vector<float>> asFloats() const;
   [[nodiscard]] std::optional<std::vector<std::uint32_t>> asIds() const;
+  [[nodiscard]] std::optional<std::vector<std::int32_t>> asInts() const;
 
   [[nodiscard]] std::optional<Choice> asChoice() const;
   /// The value itself, or the only one of a choice that leaves none.
@@ -47,6 +48,9 @@ class PodReader {
   /// Nothing where one of the fields does not fit.
   [[nodiscard]] std::optional<std::vector<PodReader>> asStruct() const;
   [[nodiscard]] std::optional<Object> asObject() const;
+
+  /// Whether all that lies in it has the size that its type asks for, down to values in so many others.
+  [[nodiscard]] bool isWellFormed(int mostNested = 16) const;
 
  private:
   PodReader(std::uint32_t type, std::span<const std::byte> body) : type_(type), body_(body) {}

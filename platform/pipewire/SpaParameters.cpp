@@ -204,6 +204,11 @@ void applyProps(const spa_pod* pod, NodeProps& props) {
     if (!takeProperty(property.key, *property.value, props)) props.isReadable = false;
 }
 
+bool isWellFormed(const spa_pod* pod) {
+  const auto reader = PodReader::of(pod);
+  return !reader || reader->isWellFormed();
+}
+
 std::optional<PipeWireProfile> parseProfile(const spa_pod* pod) {
   const auto object = objectIn(pod, SPA_TYPE_OBJECT_ParamProfile);
   if (!object) return std::nullopt;

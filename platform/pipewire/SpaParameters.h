@@ -29,6 +29,9 @@ struct PipeWireFormatChoice {
 /// unreadable.
 void applyProps(const spa_pod* pod, NodeProps& props);
 
+/// Whether all of a node's or a card's parameter can be read to its end; no pod at all can.
+[[nodiscard]] bool isWellFormed(const spa_pod* pod);
+
 struct PipeWireProfile {
   std::uint32_t index = 0;
   std::string name;
