@@ -10,8 +10,10 @@ std::uint8_t byteAt(std::string_view text, std::size_t at) {
   return at < text.size() ? static_cast<std::uint8_t>(text[at]) : 0;
 }
 
-/// Bytes of the control character that `text` begins with; 0 for any other character.
-std::size_t controlLength(std::string_view text) {
+}  // namespace
+
+std::size_t controlCharacterLength(std::string_view text) {
+  if (text.empty()) return 0;
   const std::uint8_t first = byteAt(text, 0);
   const std::uint8_t second = byteAt(text, 1);
   const std::uint8_t third = byteAt(text, 2);
@@ -24,13 +26,11 @@ std::size_t controlLength(std::string_view text) {
   return isMarkOrOverride || isIsolate ? 3 : 0;  // U+200E, U+200F, U+2028 to U+202E, U+2066 to U+2069
 }
 
-}  // namespace
-
 std::string printableText(std::string_view text) {
   std::string printable;
   printable.reserve(text.size());
   while (!text.empty()) {
-    const std::size_t control = controlLength(text);
+    const std::size_t control = controlCharacterLength(text);
     printable += control > 0 ? '?' : text.front();
     text.remove_prefix(control > 0 ? control : 1);
   }

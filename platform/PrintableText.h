@@ -1,6 +1,7 @@
 #pragma once
 // Text from outside (file names, messages of servers) as a terminal may be given it. Pure; any thread.
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -10,5 +11,8 @@ namespace tolvane {
 /// direction of what follows: ASCII and C1 controls, and Unicode's bidirectional marks, embeddings, overrides and
 /// isolates. Other bytes stay, also where they are not UTF-8.
 [[nodiscard]] std::string printableText(std::string_view text);
+
+/// Bytes of such a control character where `text` begins with one; 0 for any other character and for no text.
+[[nodiscard]] std::size_t controlCharacterLength(std::string_view text);
 
 }  // namespace tolvane

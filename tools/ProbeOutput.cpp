@@ -1,12 +1,43 @@
 #include "tools/ProbeOutput.h"
 
+#include <fmt/format.h>
+
+#include <cstdint>
 #include <cstdio>
 
+#include "platform/PrintableText.h"
+
 namespace tolvane {
+namespace {
+
+/// Of a character of up to three bytes of UTF-8.
+std::uint32_t codePointOf(std::string_view character) {
+  std::uint32_t code = static_cast<unsigned char>(character.front());
+  if (character.size() > 1) code &= character.size() == 2 ? 0x1FU : 0x0FU;
+  for (const char byte : character.substr(1)) code = code << 6U | (static_cast<unsigned char>(byte) & 0x3FU);
+  return code;
+}
+
+}  // namespace
+
+std::string jsonLine(const Json& value) {
+  const std::string dumped = value.dump(-1, ' ', false, Json::error_handler_t::replace);
+  std::string line;
+  line.reserve(dumped.size());
+  for (std::string_view rest = dumped; !rest.empty();) {
+    const std::size_t control = controlCharacterLength(rest);
+    if (control > 0)
+      line += fmt::format("\\u{:04x}", codePointOf(rest.substr(0, control)));
+    else
+      line += rest.front();
+    rest.remove_prefix(control > 0 ? control : 1);
+  }
+  return line;
+}
 
 void ProbeOutput::print(const Json& line) {
   sawError_ = sawError_ || line.contains("error");
-  writeLine(line.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n');
+  writeLine(jsonLine(line) + '\n');
   flush();
 }
 

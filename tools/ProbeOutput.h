@@ -2,6 +2,7 @@
 // The probe's one way out: a JSON object a line on standard output, flushed at once so that a pipe sees it in time.
 
 #include <nlohmann/json.hpp>
+#include <string>
 #include <string_view>
 
 #include "platform/AudioStreamBasicDescription.h"
@@ -10,9 +11,13 @@ namespace tolvane {
 
 using Json = nlohmann::ordered_json;
 
+/// One line of JSON. Control characters of texts, those included that JSON allows, are escaped: the line may be read on a
+/// terminal. Text that is not UTF-8 is shown with replacement characters.
+[[nodiscard]] std::string jsonLine(const Json& value);
+
 class ProbeOutput {
  public:
-  /// A line that carries `error` makes the exit status 1. Text that is not UTF-8 is shown with replacement characters.
+  /// A line that carries `error` makes the exit status 1.
   void print(const Json& line);
   /// A finished line that carries no `error`, without a flush: for many that come at once.
   void writeLine(std::string_view line);
