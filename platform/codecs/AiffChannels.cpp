@@ -119,7 +119,7 @@ ChannelLayout assignedChannels(std::uint32_t channels) {
 }  // namespace
 
 ChannelLayout readAiffChannels(const ByteSource& source, std::uint32_t channels, std::uint64_t offset) {
-  if (channels <= 2) return usualLayout(channels);
+  if (channels < 2) return usualLayout(channels);
   ChunkWalker walker(source, offset + fileHeaderSize, std::endian::big);
   while (true) {
     const auto current = walker.current();

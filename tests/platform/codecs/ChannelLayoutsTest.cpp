@@ -97,6 +97,17 @@ TEST(AiffChannels, AreThoseOfTheLayoutChunkWhereverItStands) {
   }
 }
 
+TEST(AiffChannels, OfAPairMayStandTheOtherWayRound) {
+  for (const bool isInFront : {true, false}) {
+    EXPECT_EQ(aiffChannels(2, layoutChunk(0, 0, {2, 1}), isInFront), (ChannelLayout{{frontRight, frontLeft}, true}));
+    EXPECT_EQ(aiffChannels(2, layoutChunk(0, 0, {1, 2}), isInFront), usualLayout(2));
+    EXPECT_EQ(aiffChannels(2, layoutChunk(0, 0, {2, 400}), isInFront), usualLayout(2));
+    EXPECT_EQ(aiffChannels(2, layoutChunk(101U << 16U | 2, 0), isInFront), usualLayout(2));
+    EXPECT_EQ(aiffChannels(2, layoutChunk(1U << 16U, 0x3), isInFront), usualLayout(2));
+    EXPECT_EQ(aiffChannels(1, layoutChunk(0, 0, {2}), isInFront), usualLayout(1));
+  }
+}
+
 TEST(AiffChannels, AreThoseOfTheLayoutChunkBehindALeadingTagToo) {
   AiffFile file;
   file.common(3, 1, 16, 48000);
