@@ -111,7 +111,7 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   void expectSink(Device& device);
   void publish(Device& device);
   void publishAlteration(Device& device);
-  void lookForObstacles(Device& device);
+  void lookForOthers(Device& device);
   [[nodiscard]] bool mayStillGetSink(const MergedDevice& device);
   [[nodiscard]] std::vector<DirectDevice> directDevices() const;
   [[nodiscard]] std::set<std::string> keptCards() const;

@@ -7,6 +7,7 @@
 
 #include "platform/AudioHardware.h"
 #include "platform/RunLoop.h"
+#include "platform/pipewire/ContestWatch.h"
 #include "platform/pipewire/DeviceMerge.h"
 #include "platform/pipewire/DeviceWay.h"
 #include "platform/pipewire/RetakeObstacles.h"
@@ -49,6 +50,7 @@ struct PipeWireDevice {
   std::optional<CardBefore> cardBefore;  ///< while a unit plays over the card, or it is this process's
   RetakePause retakePause;
   RetakeObstacles retakeObstacles;
+  ContestWatch contestWatch;
 
   // What listeners were told last.
   std::optional<double> toldRate;

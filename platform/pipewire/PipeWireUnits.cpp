@@ -149,13 +149,18 @@ void PipeWireAudioHardware::publishAlteration(Device& device) {
   listeners().notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
 }
 
-/// Whether taking the card may succeed now where it has failed before.
-void PipeWireAudioHardware::lookForObstacles(Device& device) {
-  if (playingStream(device) == nullptr || device.direct == kAudioObjectUnknown)
+/// Whether another program has the card open too, and whether taking the card may succeed now where it has failed
+/// before.
+void PipeWireAudioHardware::lookForOthers(Device& device) {
+  if (playingStream(device) == nullptr || device.direct == kAudioObjectUnknown) {
+    device.contestWatch.stopLooking();
     return device.retakeObstacles.stopLooking();
+  }
   // Readable while exactly one substream of the card is open, whatever its format is.
   const bool isContested =
       !direct_.propertyData(device.direct, globalAddress(kAudioDevicePropertyActualSampleRate)).has_value();
+  if (device.contestWatch.isNews(isContested, runLoop_.now()))
+    listeners().notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
   if (device.retakeObstacles.haveEased(nodesIn(connection_.facts()), isContested, runLoop_.now()))
     device.retakePause.reset();
 }
@@ -177,7 +182,7 @@ void PipeWireAudioHardware::publish(Device& device) {
       listeners().notify(device.id, globalAddress(kAudioDevicePropertyNominalSampleRate));
     device.toldRate = rate;
   }
-  lookForObstacles(device);
+  lookForOthers(device);
   if (device.direct != kAudioObjectUnknown) {
     const std::int32_t owner = hogOwner(device);
     if (device.toldOwner && *device.toldOwner != owner) {

@@ -1,0 +1,37 @@
+#pragma once
+// Notices that another program has opened the card behind a sink too, or has closed it again, which nothing announces.
+// Player's thread; a plain value.
+
+#include <chrono>
+#include <optional>
+#include <utility>
+
+#include "platform/RunLoop.h"
+
+namespace tolvane {
+
+class ContestWatch {
+ public:
+  /// A card that the server opens anew shows no format for a moment: a shorter time means no other program.
+  static constexpr RunLoop::Duration leastContest = std::chrono::milliseconds(400);
+
+  /// Whether the property listeners must judge the card's format anew. `isContested`: while a unit plays through the
+  /// sink, the kernel does not show one format for the card.
+  [[nodiscard]] bool isNews(bool isContested, RunLoop::TimePoint now) {
+    if (!isContested) {
+      since_.reset();
+      return std::exchange(isTold_, false);
+    }
+    if (!since_) since_ = now;
+    if (isTold_ || now - *since_ < leastContest) return false;
+    return isTold_ = true;
+  }
+  /// While no unit plays through the sink the kernel's account says nothing.
+  void stopLooking() { *this = {}; }
+
+ private:
+  std::optional<RunLoop::TimePoint> since_;
+  bool isTold_ = false;
+};
+
+}  // namespace tolvane
