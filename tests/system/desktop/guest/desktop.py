@@ -21,9 +21,9 @@ volumes = {}
 
 def start(program, *arguments, settings=(), **streams):
     """A process of the user's session."""
-    return subprocess.Popen([str(program), *map(str, arguments)], stdin=subprocess.DEVNULL, cwd="/home/listener",
+    return subprocess.Popen([str(program), *map(str, arguments)], cwd="/home/listener",
                             user=USER, group=USER, extra_groups=[grp.getgrnam("audio").gr_gid],
-                            env={**ENVIRONMENT, **dict(settings)}, **streams)
+                            env={**ENVIRONMENT, **dict(settings)}, **{"stdin": subprocess.DEVNULL, **streams})
 
 
 def text_of(program, *arguments):
@@ -61,15 +61,23 @@ def kill_servers():
         kill_server(name)
 
 
+def objects():
+    """All that the server has."""
+    try:
+        return json.JSONDecoder().raw_decode(text_of("pw-dump"))[0]
+    except ValueError:
+        return []
+
+
+def properties_of(item):
+    return (item.get("info") or {}).get("props") or {}
+
+
 def sinks():
     """Card index → the sink's properties."""
-    try:
-        objects = json.JSONDecoder().raw_decode(text_of("pw-dump"))[0]
-    except ValueError:
-        return {}
     found = {}
-    for item in objects:
-        properties = (item.get("info") or {}).get("props") or {}
+    for item in objects():
+        properties = properties_of(item)
         if properties.get("media.class") == "Audio/Sink" and "alsa.card" in properties:
             found[properties["alsa.card"]] = properties
     return found

@@ -1,0 +1,251 @@
+"""The cells of one version of the server, scene by scene."""
+
+import contextlib
+import traceback
+
+import circumstances
+import desktop
+import layouts
+from cards import wait_until
+from circumstances import CONVERTER, GRAPH_RATE, LOWERED, WHILE_PLAYING, NotThere, has_setting
+from layouts import CARD_ORDER, FILE_ORDER
+from pace import skipping
+from scene import BEST, HDA_UID, LOOPBACK_UID, HdaRecording, LoopbackRecording, Scene
+from server import Server
+
+CARD = "alsa_card.platform-snd_aloop.0"
+SWITCH = ("--exclusive-at", "3")  # seconds after its begin at which the player asks for Exclusive Access
+OTHER_COUNT = {1: 2, 2: 6, 6: 2, 8: 6}  # channels of a device that the track was not made for
+NEVER = "$."  # a regular expression that no text matches
+# The loopback card has no channel map: played to directly, it does not say where more than two channels go.
+NO_MAP = {1: NEVER, 2: NEVER, 6: "does not state which loudspeakers", 8: "does not state which loudspeakers"}
+TOO_FEW_BITS = "does not preserve the source format exactly"
+VIRTUAL = "It is a virtual device of the sound server"
+PLUGIN = "of the system's sound library, which may alter samples"
+CHANNELS = "mixes the track's channels|track's \\d+ channel|no loudspeaker|\\d ch, which does not preserve|" + NO_MAP[6]
+# What a newer server may bring: the names of two settings, changed in the server's and the client's own converter.
+RENAMED = {b"dither.noise\0": b"dither.moons\0", b"channelmix.max-volume\0": b"channelmix.moon-phase\0"}
+UNHEARD_OF, LOWERING = "dither.moons", "channelmix.moon-phase"
+
+ROW_PLUGIN = "a plug-in of alsa-lib that halves the level"
+ROW_VIRTUAL = "a virtual device, with the device behind it at 40 %"
+ROW_CHANNELS = "a device with other channels"
+ROW_BITS = "24-bit track on a device with 16 bits"
+ROW_CODEC = "24-bit track on an HD Audio codec with 16 bits"
+ROW_UNHEARD_OF = "a setting that the player has not heard of"
+ROW_LOWERING = "a setting that it has not heard of lowers the level"
+STREAM_ROWS = ("stream", "a channel linked")  # begin the rows of what only a stream has
+
+
+class Show:
+    def __init__(self, version, report):
+        self.version, self.report = version, report
+        self.server = Server()
+        self.scene, self.pending = None, []
+        self.pace()
+
+    def close(self):
+        self.server.close()
+
+    # The circumstances read these. What comes back after Exclusive Access is another object.
+
+    @property
+    def sink(self):
+        """Of the loopback card."""
+        return self.server.wait_for(device_profile_name=self.profile, media_class="Audio/Sink")
+
+    @property
+    def stream(self):
+        return self.server.wait_for(node_name="tolvane-player", media_class="Stream/Output/Audio")
+
+    @property
+    def sink_name(self):
+        return self.sink["info"]["props"]["node.name"]
+
+    def cell(self, way, row, **found):
+        self.report(version=self.version, way=way, channels=self.channels, row=row, **found)
+        if (way, row) in self.pending:
+            self.pending.remove((way, row))
+
+    @contextlib.contextmanager
+    def cells(self, *pending):
+        """Of these (way, row) the body reports each. What it did not come to because it broke down is a failure."""
+        self.pending, self.scene = list(pending), None
+        try:
+            yield
+        except Exception as error:  # noqa: BLE001 - whatever it is, it belongs in the report
+            said = self.scene.play.lines[-8:] if self.scene and hasattr(self.scene, "play") else []
+            for way, row in list(self.pending):
+                self.cell(way, row, faults=[f"the test broke down: {error}"], story=traceback.format_exc().splitlines() + said)
+
+    @staticmethod
+    def pace():
+        """Fewer cycles a second cost the machine less, and leave the samples as they are."""
+        desktop.text_of("pw-metadata", "-n", "settings", "0", "clock.force-quantum", "2048")
+
+    def choose(self, profile):
+        """Of the loopback card, at full volume."""
+        self.profile = profile
+        self.server.set_profile(CARD, f"output:{profile}")
+        circumstances.volume("sink", 1)(self)
+
+    def play(self, recording, *options, device=LOOPBACK_UID):
+        wait_until(lambda: not self.server.find(node_name="tolvane-player"), 20)
+        self.server.suspend(self.sink)
+        self.scene = Scene(self.channels, recording, device, *options)
+        return self.scene
+
+    def exclusively(self):
+        """Waits until the player has asked for Exclusive Access, and knows."""
+        if self.scene.statuses() > 1:
+            raise RuntimeError("the player asked for Exclusive Access before the shared cell was judged")
+        with skipping():
+            wait_until(lambda: self.scene.statuses() > 1, 20)
+        self.scene.advance(0.5)
+
+    def judged_exclusively(self, names, alters):
+        """Where the card has no map, the file's channels keep their order; the best verdict is not given then."""
+        order = FILE_ORDER[self.channels] if len(self.scene.recording.order) == self.channels else None
+        return self.scene.judged(names, alters, order=order)
+
+    def both_ways(self, row, recording, names, alters, exclusive_names, exclusive_alters, between=lambda: None,
+                  then=lambda: None, also=(), **where):
+        """One run of the player, which asks for Exclusive Access in the middle. `also`: rows whose circumstances are there as
+        well from then on: `between` brings them about before, `then` afterwards."""
+        rows = [row, *also]
+        with self.cells(("shared", row), *(("exclusive", each) for each in rows)):
+            with self.play(recording, *SWITCH, **where):
+                self.cell("shared", row, **self.scene.judged(names, alters))
+                between()
+                self.exclusively()
+                then()
+                found = self.judged_exclusively(exclusive_names, exclusive_alters)
+                for each in rows:
+                    self.cell("exclusive", each, **found)
+
+    # What changes while the music plays.
+
+    def while_playing(self):
+        with self.cells(*(("shared", circumstance.row) for circumstance in WHILE_PLAYING)):
+            with self.play(LoopbackRecording(CARD_ORDER[self.channels])):
+                self.scene.advance(0.7)
+                best = self.scene.verdict()
+                for circumstance in WHILE_PLAYING:
+                    self.one(circumstance, best)
+
+    def one(self, circumstance, best):
+        if self.channels < circumstance.least:
+            return self.cell("shared", circumstance.row, absent="too few channels", faults=[])
+        try:
+            circumstance.begin(self)
+        except NotThere as missing:
+            return self.cell("shared", circumstance.row, absent=f"{self.version} has no {missing}", faults=[])
+        found = self.scene.judged(circumstance.names, circumstance.alters, circumstance.settled)
+        if circumstance.is_told and found["label"] == BEST:
+            found["faults"].append("the verdict does not tell")
+        self.cell("shared", circumstance.row, **found)
+        circumstance.end(self)
+        self.scene.recovered(best)
+
+    def alone(self):
+        with self.cells(("exclusive", "nothing in the way")):
+            with self.play(LoopbackRecording(CARD_ORDER[self.channels]), "--exclusive"):
+                found = self.judged_exclusively(NO_MAP[self.channels], False)
+                self.cell("exclusive", "nothing in the way", **found)
+
+    # A device behind something.
+
+    def plugin(self):
+        """The plug-in alone; then all that a sink can have at once, and Exclusive Access."""
+        self.choose(layouts.HALF[self.channels])
+        rows = []
+        for circumstance in WHILE_PLAYING[1:]:
+            if circumstance.row.startswith(STREAM_ROWS) or " of the stream" in circumstance.row or "stream's" in circumstance.row:
+                self.cell("exclusive", circumstance.row, absent="there is no stream", faults=[])
+            elif circumstance.is_told:
+                self.cell("exclusive", circumstance.row, absent="the card is not given while another program has it", faults=[])
+            elif circumstance.setting and not has_setting(circumstance.setting):
+                self.cell("exclusive", circumstance.row, absent=f"{self.version} has no {circumstance.setting}", faults=[])
+            else:
+                rows.append(circumstance)
+
+        def begin(is_late):
+            """To resample six channels takes the machine long: another rate comes when the sink has gone."""
+            for circumstance in rows:
+                if (circumstance is GRAPH_RATE) == is_late:
+                    circumstance.begin(self)
+        try:
+            self.both_ways(ROW_PLUGIN, LoopbackRecording(CARD_ORDER[self.channels]), PLUGIN, True, NO_MAP[self.channels], False,
+                           lambda: begin(False), lambda: begin(True), [circumstance.row for circumstance in rows])
+        finally:
+            circumstances.graph_rate(0)(self)
+            circumstances.stop_too(self)
+
+    def virtual(self):
+        """The device behind it plays as soon as it is there, and so after the recording has begun."""
+        def put_before():
+            positions = ", ".join(FILE_ORDER[self.channels])
+            self.before = desktop.start("/usr/bin/pw-loopback", "-c", self.channels, "-m", f"[ {positions} ]", "-P", self.sink_name,
+                                        "--capture-props",
+                                        "{ media.class = Audio/Sink node.name = virtual node.description = virtual }")
+            self.server.wait_for(node_name="virtual")
+            circumstances.volume("sink", LOWERED)(self)
+        try:
+            self.both_ways(ROW_VIRTUAL, LoopbackRecording(CARD_ORDER[self.channels], ready=put_before), VIRTUAL, True,
+                           VIRTUAL + "|does not expose exclusive access", True, device="sink:virtual")
+        finally:
+            self.before.kill()
+            self.before.wait()
+            circumstances.volume("sink", 1)(self)
+
+    def fewer_bits(self):
+        self.both_ways(ROW_BITS, LoopbackRecording(CARD_ORDER[self.channels], "S16_LE"), TOO_FEW_BITS, True,
+                       f"{TOO_FEW_BITS}|{NO_MAP[self.channels]}", True)
+
+    def other_channels(self):
+        count = OTHER_COUNT[self.channels]
+        self.choose(layouts.PLAIN[count])
+        self.both_ways(ROW_CHANNELS, LoopbackRecording(CARD_ORDER[count]), CHANNELS, None,
+                       f"{CHANNELS}|Initializing the output device failed", None)
+
+    def codec(self):
+        if self.channels != 2:
+            for way in ("shared", "exclusive"):
+                self.cell(way, ROW_CODEC, absent="the emulated codec has two channels", faults=[])
+            return
+        desktop.full_volume("Intel")
+        self.both_ways(ROW_CODEC, HdaRecording(), TOO_FEW_BITS, True, TOO_FEW_BITS, True, device=HDA_UID)
+
+    # A server that is newer than the player.
+
+    @staticmethod
+    def rename_settings():
+        data = CONVERTER.read_bytes()
+        for old, new in RENAMED.items():
+            data = data.replace(old, new)
+        CONVERTER.unlink()
+        CONVERTER.write_bytes(data)
+
+    def unheard_of(self):
+        with self.cells(("shared", ROW_UNHEARD_OF), ("shared", ROW_LOWERING), ("exclusive", ROW_UNHEARD_OF), ("exclusive", ROW_LOWERING)):
+            with self.play(LoopbackRecording(CARD_ORDER[self.channels]), *SWITCH):
+                self.cell("shared", ROW_UNHEARD_OF, **self.scene.judged(f"does not know: .*{UNHEARD_OF}", False))
+                lowering = has_setting(LOWERING)
+                if lowering:
+                    self.server.set_settings(self.sink, {LOWERING: 0.25})
+                    self.cell("shared", ROW_LOWERING, **self.scene.judged(f"does not know: .*{LOWERING}", True))
+                self.exclusively()
+                found = self.judged_exclusively(NO_MAP[self.channels], False)
+                self.cell("exclusive", ROW_UNHEARD_OF, **found)
+                for way in ("shared", "exclusive") if not lowering else ():
+                    self.cell(way, ROW_LOWERING, absent=f"{self.version} has no limit of the level to rename", faults=[])
+                if lowering:
+                    self.cell("exclusive", ROW_LOWERING, **found)
+
+    SCENES = (while_playing, alone, virtual, fewer_bits, codec, plugin, other_channels, unheard_of)
+
+    def run(self, counts, scenes):
+        for self.channels in counts:
+            self.choose(layouts.PLAIN[self.channels])
+            for scene in scenes:
+                scene(self)
