@@ -72,7 +72,8 @@ void checkChannels(const PipeWireFacts& facts, std::uint32_t sinkId, const PipeW
   const auto own = namesOf(stream.positions);
   const auto sinks = sink.format ? namesOf(sink.format->positions) : own;
   if (!haveTheSameChannels(own, sinks)) {
-    found.push_back({converted, fmt::format("The sound server mixes the track's channels ({}) into the device's ({}).",
+    found.push_back({converted, fmt::format("The sound server mixes the track's channels ({}) into the device's ({}). "
+                                            "Choose a device or a card's profile that has the track's channels.",
                                             listOf(own), listOf(sinks))});
   } else if (!playsOn(facts, sinkId, stream.node)) {
     found.push_back({unknown, "The sound server has not linked the player to this device."});

@@ -90,7 +90,9 @@ TEST(PathAlterations, NameBothRatesOfAResampler) {
 TEST(PathAlterations, NameChannelsThatAreMixedOrMissing) {
   const char* const crosswise = "linked to another channel";
   expectEach({
-      {converted, "mixes the track's channels (MONO) into the device's (FL, FR)",
+      {converted,
+       "mixes the track's channels (MONO) into the device's (FL, FR). Choose a device or a card's "
+       "profile that has the track's channels.",
        [](auto& path) { path.stream.positions = {2}; }},
       {converted, "mixes the track's channels (FL, FR) into the device's (without names)",
        [](auto& path) { path.sink().format->positions.clear(); }},
