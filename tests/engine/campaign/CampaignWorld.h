@@ -97,6 +97,7 @@ class CampaignWorld {
   const BitPerfectAudioPlayer* watchedPlayer = nullptr;  ///< that player, or the session's
   /// What the owner of the player has installed for good: its own timers and property listeners.
   std::size_t timersAtRest = 0;
+  std::size_t moreTimersAtRest = 0;  ///< and for a while
   std::size_t listenersAtRest = 0;
 
   // What was asked of the player.
@@ -110,6 +111,7 @@ class CampaignWorld {
   bool isUpcomingChanging = false;          ///< it is being told so
   std::optional<std::int64_t> heardNext;    ///< the frame that must be heard next; none: not known
   bool isEndingTrack = false;               ///< a completion was counted in this turn: the device is given back
+  bool mayBeSilent = false;                 ///< silence may be heard before that frame
   bool isHeardBeyondEnd = false;            ///< and that is one of the track that follows without a gap
 
   // What was done to the hardware.

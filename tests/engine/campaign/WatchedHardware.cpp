@@ -67,6 +67,10 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
   [[nodiscard]] bool hasHeardCrossing() const {
     return runIsKnown_ && crossedAt_ && static_cast<const SimulatedOutputUnit&>(*unit_).consumedFrames() >= *crossedAt_;
   }
+  /// Nothing has been rendered of this run: it is the track's that is expected now.
+  void expectAnew() {
+    if (!runIsKnown_) trackNumber_ = watch_.trackNumber_;
+  }
   /// The track behind the crossing is the expected one from here on.
   void cross() {
     trackNumber_ = watch_.trackNumber_;
@@ -92,6 +96,7 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
     if (hasStopped_) watch_.complain_("a render callback came to a unit that was stopped");
     if (!watch_.mayRender_()) watch_.complain_("a render callback came while nothing was playing");
     const OSStatus status = callback_.inputProc(callback_.inputProcRefCon, frames, ioData);
+    if (watch_.track_ == nullptr || trackNumber_ != watch_.trackNumber_) expectSilence(*ioData);
     if (status != noErr || watch_.track_ == nullptr || trackNumber_ != watch_.trackNumber_) return status;
     if (!runIsKnown_) {
       runIsKnown_ = true;
@@ -121,6 +126,13 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
     watch_.renderedTo_ = position_;
     watch_.trackFramesRendered_ += static_cast<std::uint64_t>(crossedAt_ ? frames : copied);
     return status;
+  }
+
+  /// Between two tracks the device stays open.
+  void expectSilence(const AudioBufferList& list) const {
+    const std::span music(static_cast<const std::byte*>(list.mBuffers[0].mData), list.mBuffers[0].mDataByteSize);
+    if (std::ranges::any_of(music, [](std::byte each) { return each != std::byte{0}; }))
+      watch_.complain_("music was rendered between two tracks");
   }
 
   /// The tracks of one format count their frames alike.
@@ -165,7 +177,6 @@ class WatchedHardware::Component final : public AudioOutputComponent {
   explicit Component(WatchedHardware& watch) : watch_(watch) {}
 
   std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> newInstance() override {
-    watch_.onNewUnit_();
     auto made = watch_.hardware_.outputComponent()->newInstance();
     if (!made || !*made) return made;
     return std::make_unique<Unit>(watch_, std::move(*made));
@@ -191,6 +202,7 @@ void WatchedHardware::expectTrack(const CampaignTrack* track) {
   ++trackNumber_;
   expectFrame(0);
   renderedTo_ = 0;
+  if (unit_ != nullptr) unit_->expectAnew();
 }
 
 void WatchedHardware::continueWith(const CampaignTrack& track) {

@@ -25,6 +25,8 @@ class WatchedHardware final : public AudioHardware {
 
   /// Frames of runs that begin from now on are those of `track`, from its beginning.
   void expectTrack(const CampaignTrack* track);
+  /// What runs now is silent until the next track is expected.
+  void expectSilence() { ++trackNumber_; }
   /// `track` is the one that has followed without a gap. REQUIRES: hasHeardCrossing().
   void continueWith(const CampaignTrack& track);
   /// The next run begins there.
@@ -37,9 +39,6 @@ class WatchedHardware final : public AudioHardware {
   /// Whether a render callback or a write may come now.
   void setMayRender(std::function<bool()> mayRender) { mayRender_ = std::move(mayRender); }
   void setMayWrite(std::function<bool()> mayWrite) { mayWrite_ = std::move(mayWrite); }
-
-  /// Called before each new unit.
-  void setOnNewUnit(std::function<void()> onNewUnit) { onNewUnit_ = std::move(onNewUnit); }
 
   // Asked by the campaign.
 
@@ -95,7 +94,6 @@ class WatchedHardware final : public AudioHardware {
   std::unique_ptr<Component> component_;
   std::function<bool()> mayRender_;
   std::function<bool()> mayWrite_;
-  std::function<void()> onNewUnit_ = [] {};
 
   const CampaignTrack* track_ = nullptr;
   std::uint64_t trackNumber_ = 0;  // how often expectTrack() was called

@@ -127,8 +127,8 @@ void SeamListener::seek() {
 // Output.
 
 void SeamListener::setVolume() {
-  // Where every byte is listened to, levels stay neutral.
-  const double volume = world_.world.isCloseUp || random_.percent(70) ? 1 : random_.between(0, 1);
+  // Where every byte is listened to, levels stay neutral; elsewhere no sample becomes silence.
+  const double volume = world_.world.isCloseUp || random_.percent(70) ? 1 : random_.between(0.75, 1);
   world_.world.note(fmt::format("window: volume {}", volume));
   volume_ = volume;
   world_.ask(Wish::volume, "", [volume](SessionProxy& window) { window.setOutputVolume(volume); });
@@ -136,7 +136,7 @@ void SeamListener::setVolume() {
 }
 
 void SeamListener::setBalance() {
-  const double balance = world_.world.isCloseUp || random_.percent(80) ? 0 : random_.between(-1, 1);
+  const double balance = world_.world.isCloseUp || random_.percent(80) ? 0 : random_.between(-0.25, 0.25);
   world_.world.note(fmt::format("window: balance {}", balance));
   balance_ = balance;
   world_.ask(Wish::balance, "", [balance](SessionProxy& window) { window.setOutputBalance(balance); });

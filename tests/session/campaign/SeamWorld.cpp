@@ -28,7 +28,8 @@ SeamWorld::SeamWorld(std::uint64_t seed, CampaignTracks& tracks)
   world.forgetPlayer();
   for (const auto& track : world.tracks)
     if (track.url.path() != "/missing.wav") bookmarks.add(track.url);
-  world.watched.setOnNewUnit([this] { trackStarts(); });
+  world.watched.setMayRender([this] { return world.isPlaying() || world.isPreparing(); });
+  world.moreTimersAtRest = 1;  // the patience with the disk that makes bookmarks
   makeSides();
   scheduleTick();
 }
@@ -37,6 +38,8 @@ SeamWorld::~SeamWorld() {
   shown_ = {};
   loaded_ = {};
   prepared_ = {};
+  started_ = {};
+  followed_ = {};
   invariants->leavePlayer();
   world.watchedPlayer = nullptr;
   proxy.reset();
@@ -79,9 +82,20 @@ void SeamWorld::makeSides() {
   world.exclusiveAccess = defaults.value<bool>("TolvanePlayer.ExclusiveAccessEnabled").value_or(false);
   world.levelsAreNeutral = session().outputVolume().value() == 1 && session().outputBalance().value() == 0;
   world.watched.setReadsMarks(world.levelsAreNeutral);
-  isTrackPending_ = hasTrackStarted_ = false;
-  prepared_ = session().player().isPreparing().subscribe(
-      [this](bool isPreparing) { isTrackPending_ = isTrackPending_ || isPreparing; });
+  hasTrackStarted_ = false;
+  prepared_ = session().player().isPreparing().subscribe([this](bool isPreparing) {
+    if (!isPreparing) return;
+    world.watched.expectSilence();
+    world.mayBeSilent = true;
+  });
+  started_ = session().player().duration().subscribe([this](double seconds) {
+    if (seconds > 0 && world.isPreparing()) trackStarts();
+  });
+  followed_ = session().player().currentURL().subscribe([this](const std::optional<FileURL>& url) {
+    if (!url || !world.isActive()) return;
+    require(world.watched.hasHeardCrossing(), "another track is shown before it is heard");
+    expectContinuation(world, loadedTrack());
+  });
   loaded_ = session().playlistTracks().subscribe([this](const PlaylistTracks& list) {
     for (std::size_t place = 0; place < list.size(); ++place)
       origins_.try_emplace(list[place].id, Origin{loadUnderWay_, place});
@@ -105,6 +119,8 @@ void SeamWorld::leaveSides() {
   shown_ = {};
   loaded_ = {};
   prepared_ = {};
+  started_ = {};
+  followed_ = {};
   statesSeen += seam().seenCount();
   invariants->leavePlayer();
   proxy.reset();
@@ -214,15 +230,17 @@ void SeamWorld::runOnPlayer(const RunLoop::Action& action) {
   wasOperation_ = true;
 }
 
-/// The first unit for a track that was prepared.
-void SeamWorld::trackStarts() {
-  if (!isTrackPending_ || world.watchedPlayer == nullptr) return;
+const CampaignTrack& SeamWorld::loadedTrack() {
   const auto url = world.watchedPlayer->currentURL().value();
   const auto found = std::ranges::find_if(world.tracks, [&](const auto& track) { return track.url == url; });
-  if (found == world.tracks.end()) return world.fail("a unit is made for no track of the playlist");
-  isTrackPending_ = false;
+  if (found == world.tracks.end()) throw std::runtime_error("what plays is no track of the playlist");
+  return *found;
+}
+
+/// A track that was prepared is about to have its output; nothing of it has been rendered.
+void SeamWorld::trackStarts() {
   hasTrackStarted_ = true;
-  expectFromBeginning(world, *found);
+  expectFromBeginning(world, loadedTrack());
 }
 
 /// Playback goes on where the session says that the track stands.
@@ -230,16 +248,21 @@ void SeamWorld::expectSought() {
   const double seconds = session().playbackPosition().value();
   if (!world.isActive() || world.lastPlayed == nullptr) return;
   const CampaignTrack& track = *world.lastPlayed;
-  const auto frame = std::min(static_cast<std::int64_t>(seconds * track.format.mSampleRate), track.frames);
+  // What was a frame before it became seconds is that frame again.
+  const auto frame = std::min(static_cast<std::int64_t>(seconds * track.format.mSampleRate + 1e-6), track.frames);
   world.watched.expectFrame(frame);
   world.heardNext = frame;
+  world.isHeardBeyondEnd = false;
 }
 
 void SeamWorld::afterTurn() {
   if (!host) return;
   const auto startedAt = session().playbackStartedAt();
   const bool isSetAnew = startedAt && startedAt_ && startedAt != startedAt_;
-  if (!std::exchange(wasOperation_, false)) require(!isSetAnew, "the clock of the track was set anew by itself");
+  const auto heard = session().player().position();
+  if (!std::exchange(wasOperation_, false) && isSetAnew && heard)
+    require(std::abs(secondsFromDuration(world.runLoop.now() - *startedAt) - *heard) < 0.06,
+            "the clock of the track was set anew by itself, and not to what is heard");
   startedAt_ = startedAt;
 }
 

@@ -113,6 +113,7 @@ class SeamWorld {
   void runInBackground(BackgroundWork work);
   void runOnPlayer(const RunLoop::Action& action);
   void trackStarts();
+  [[nodiscard]] const CampaignTrack& loadedTrack();
 
   void carryOut(const DelayedSeam::Command& command, const RunLoop::Action& action);
   void checkOrder(const DelayedSeam::Command& command);
@@ -129,6 +130,8 @@ class SeamWorld {
   Subscription shown_;
   Subscription loaded_;
   Subscription prepared_;
+  Subscription started_;
+  Subscription followed_;
   std::vector<std::shared_ptr<BackgroundWork>> background_;  ///< not yet done
 
   SentCommand meant_;
@@ -137,7 +140,6 @@ class SeamWorld {
   std::map<PlaylistTrackID, Origin> origins_;
   std::uint64_t loadUnderWay_ = 0;
 
-  bool isTrackPending_ = false;  ///< was prepared, has no unit yet
   bool hasTrackStarted_ = false;
   bool willSeek_ = false;
   bool wasOperation_ = false;  ///< since afterTurn() was called last
