@@ -70,6 +70,9 @@ void BitPerfectAudioPlayer::play(FileURL url, Started started, StartAt startAt) 
   core_->sampleRate.assign(0);
   core_->currentURL.assign(url);
   core_->audioPathStatus.assign(AudioPathStatus::configuring());
+  // What is kept open is not watched until the track is there.
+  if (core_->transition.isParked() && core_->isExclusiveAccessEnabled)
+    core_->exclusiveAccess.updateExclusiveAccessStatus(ExclusiveAccessStatus::checking());
 
   core_->started = std::move(started);
   core_->startAt = std::move(startAt);

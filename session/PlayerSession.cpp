@@ -69,7 +69,7 @@ double PlayerSession::playbackProgress() const {
 }
 
 std::optional<RunLoop::TimePoint> PlayerSession::playbackStartedAt() const {
-  return player_.isPlaying().value() ? playbackStartedAt_ : std::nullopt;
+  return player_.isPlaying().value() ? playbackStartedAt_.value() : std::nullopt;
 }
 
 bool PlayerSession::canPlayNext() const {
@@ -83,6 +83,7 @@ Subscription PlayerSession::onChange(const std::function<void()>& observer) cons
   parts.push_back(currentIndex_.subscribe(anyChange));
   parts.push_back(playbackPosition_.subscribe(anyChange));
   parts.push_back(playbackDuration_.subscribe(anyChange));
+  parts.push_back(playbackStartedAt_.subscribe(anyChange));
   parts.push_back(outputVolume_.subscribe(anyChange));
   parts.push_back(outputBalance_.subscribe(anyChange));
   parts.push_back(player_.onChange(observer));
@@ -116,7 +117,7 @@ void PlayerSession::playTrack(std::int64_t index, double fraction) {
     player_.resume();
   } else {
     shouldAutoAdvance_ = false;
-    playbackStartedAt_.reset();
+    playbackStartedAt_.assign(std::nullopt);
     player_.play(
         url, [this] { trackHasStarted(); }, [this](double duration) { return startPosition(duration); });
     if (!player_.isPreparing().value()) return;
@@ -179,7 +180,7 @@ void PlayerSession::togglePausePlayback() {
     updatePlaybackPosition();
     player_.pause();  // counts the track that has been heard to its end by now
     shouldAutoAdvance_ = false;
-    playbackStartedAt_.reset();
+    playbackStartedAt_.assign(std::nullopt);
     if (const auto heard = player_.position()) playbackPosition_.assign(*heard);
     persistPlaybackState();
   } else if (player_.isPaused().value()) {
@@ -222,7 +223,7 @@ void PlayerSession::stopPlayback() {
   if (!wasActive && !(playbackPosition_.value() > 0)) return;
   shouldAutoAdvance_ = false;
   if (wasActive) player_.stop();
-  playbackStartedAt_.reset();
+  playbackStartedAt_.assign(std::nullopt);
   playbackPosition_.assign(0);
   persistPlaybackState();
   updateUpcomingTrack();
@@ -244,7 +245,7 @@ void PlayerSession::loadPlaylist(std::span<const FileURL> urls, bool autoplay) {
   currentIndex_.assign(0);
   playbackPosition_.assign(0);
   playbackDuration_.assign(0);
-  playbackStartedAt_.reset();
+  playbackStartedAt_.assign(std::nullopt);
   shouldAutoAdvance_ = false;
   makeBookmarks({urls.begin(), urls.end()}, firstID);
   if (autoplay) playTrack(currentIndex_.value(), 0);
@@ -310,8 +311,8 @@ void PlayerSession::setExclusiveAccessEnabled(bool enabled) {
 
 void PlayerSession::updatePlaybackPosition() {
   player_.noticeNextTrack();
-  if (!player_.isPlaying().value() || !playbackStartedAt_ || !(playbackDuration_.value() > 0)) return;
-  double elapsed = std::max(secondsFromDuration(runLoop_.now() - *playbackStartedAt_), 0.0);
+  if (!player_.isPlaying().value() || !playbackStartedAt_.value() || !(playbackDuration_.value() > 0)) return;
+  double elapsed = std::max(secondsFromDuration(runLoop_.now() - *playbackStartedAt_.value()), 0.0);
   // What counts is what the device has played: it may stall, recover, or run a little faster than this clock.
   if (const auto heard = player_.position(); heard && std::abs(*heard - elapsed) > clockTolerance) {
     elapsed = *heard;
@@ -325,7 +326,7 @@ void PlayerSession::updatePlaybackPosition() {
 }
 
 void PlayerSession::handlePlaybackCompletion() {
-  playbackStartedAt_.reset();
+  playbackStartedAt_.assign(std::nullopt);
   playbackPosition_.assign(playbackDuration_.value());
   persistPlaybackState();
   if (!shouldAutoAdvance_) return;
@@ -341,10 +342,12 @@ void PlayerSession::setPositionFollowingEngine(double seconds) {
   if (player_.isPlaying().value()) {
     startClockAt(seconds);
   } else {
-    playbackStartedAt_.reset();
+    playbackStartedAt_.assign(std::nullopt);
   }
 }
 
-void PlayerSession::startClockAt(double seconds) { playbackStartedAt_ = runLoop_.now() - durationFromSeconds(seconds); }
+void PlayerSession::startClockAt(double seconds) {
+  playbackStartedAt_.assign(runLoop_.now() - durationFromSeconds(seconds));
+}
 
 }  // namespace tolvane

@@ -143,7 +143,7 @@ class PlayerSession {
   std::vector<std::int64_t> unsavedIndices_;  ///< of those entries, ascending
   bool isSavedByPath_ = false;                ///< they are of the path alone while the disk is asked for better ones
   /// When the track would have been at position 0 had it played without a pause; present only while the engine plays.
-  std::optional<RunLoop::TimePoint> playbackStartedAt_;
+  Published<std::optional<RunLoop::TimePoint>> playbackStartedAt_{std::nullopt};
   // Where the track that is being prepared is to start: at a time, or at a fraction of a length not known yet.
   double startFraction_ = 0;
   std::optional<double> startSeconds_;

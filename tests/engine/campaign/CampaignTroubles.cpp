@@ -35,7 +35,7 @@ void CampaignActions::stealDevice() {
   const AudioObjectID id = likelyDevice();
   if (!world_.device(id).isPresent()) return;
   note(fmt::format("device {}: taken by another process", id));
-  if (world_.isActive()) world_.ledgers[id].anyRateIsAcceptable = true;
+  if (world_.isActive() || world_.isPreparing()) world_.ledgers[id].anyRateIsAcceptable = true;
   world_.device(id).setHogOwner(CampaignWorld::otherProcess);
 }
 

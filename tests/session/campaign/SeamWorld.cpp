@@ -93,6 +93,7 @@ void SeamWorld::makeSides() {
   });
   followed_ = session().player().currentURL().subscribe([this](const std::optional<FileURL>& url) {
     if (!url || !world.isActive()) return;
+    world.beforeOperation();
     require(world.watched.hasHeardCrossing(), "another track is shown before it is heard");
     expectContinuation(world, loadedTrack());
   });
