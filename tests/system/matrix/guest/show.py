@@ -87,13 +87,18 @@ class Show:
     def choose(self, profile):
         """Of the loopback card, at full volume."""
         self.profile = profile
-        while True:
+        def sink_id():
+            found = self.server.find(device_profile_name=profile, media_class="Audio/Sink")
+            return found["id"] if found else None
+        for _ in range(20):
             self.server.set_profile(CARD, f"output:{profile}")
-            before = self.sink["id"]
+            before = sink_id()
             with skipping():
                 time.sleep(1)  # a card that is being made anew takes its sink with it
-            if self.sink["id"] == before:
+            if before and sink_id() == before:
                 break
+        else:
+            raise RuntimeError(f"no sink of the profile {profile} stays")
         circumstances.volume("sink", 1)(self)
 
     def play(self, recording, *options, device=LOOPBACK_UID):
@@ -254,6 +259,10 @@ class Show:
 
     def run(self, counts, scenes):
         for self.channels in counts:
-            self.choose(layouts.PLAIN[self.channels])
             for scene in scenes:
-                scene(self)
+                try:
+                    self.choose(layouts.PLAIN[self.channels])
+                    scene(self)
+                except Exception as error:  # noqa: BLE001 - whatever it is, it belongs in the report
+                    self.cell("shared", f"scene {scene.__name__}", faults=[f"it broke down: {error}"],
+                              story=traceback.format_exc().splitlines())
