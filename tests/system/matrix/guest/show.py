@@ -117,7 +117,10 @@ class Show:
     def judged_exclusively(self, names, alters):
         """Where the card has no map, the file's channels keep their order; the best verdict is not given then."""
         order = FILE_ORDER[self.channels] if len(self.scene.recording.order) == self.channels else None
-        return self.scene.judged(names, alters, order=order)
+        found = self.scene.judged(names, alters, order=order)
+        if found["label"] == BEST and not found["detail"].startswith("Exclusive Access, "):
+            found["faults"].append(f"it is not exclusive: {found['detail']}")
+        return found
 
     def both_ways(self, row, recording, names, alters, exclusive_names, exclusive_alters, between=lambda: None,
                   then=lambda: None, also=(), **where):
