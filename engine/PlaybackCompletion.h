@@ -1,6 +1,6 @@
 #pragma once
-// Notices that the track has been rendered to its end, waits until the device has played it out, and ends playback.
-// Player's thread.
+// Notices that the track has been rendered to its end, waits until the device has played it out, and ends playback; or
+// that the device has come to the coupled track. Player's thread.
 
 #include <cstdint>
 

@@ -34,7 +34,7 @@ void TrackTransition::prepareAndCouple() {
   if (core_.state != PlaybackState::playing && core_.state != PlaybackState::stopped) return;
   core_.upcoming.prepare(core_.preparedAudio ? core_.preparedAudio->context->buffer().size() : 0);
   couplingTimer_.reset();
-  // A unit that had stopped by itself was started again: only then it said how far the music was heard.
+  // The unit had stopped by itself within the coupled track, which was noticed only when it was started again.
   if (hasCrossed_ && core_.state == PlaybackState::playing) return announce();
   if (coupled_ && core_.state == PlaybackState::playing) return core_.completion.scheduleCrossingCheck();
   if (!canCouple() || core_.upcoming.ready() == nullptr || !carries(*core_.upcoming.ready())) return;
@@ -78,8 +78,8 @@ bool TrackTransition::carries(const PreparedAudio& prepared) const {
   return physical && physicalFormatCompatibility(prepared, *physical);
 }
 
-/// Another track follows now. What was rendered of this one is taken back. What was heard of it is a crossing: then,
-/// and after a failure, the result is false, and what follows now is for those to say who were told.
+/// Another track is to follow: takes back what was rendered of the coupled one. False where the device had played into
+/// it, which was announced, so that an observer has decided what is played now; and after a failure.
 bool TrackTransition::uncouple() {
   if (core_.sequence.uncouple()) {
     giveBackCoupled();

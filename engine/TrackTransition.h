@@ -20,8 +20,8 @@ class TrackTransition {
 
   // What follows.
 
-  /// The file that will be played when the current one has ended, or that will be asked for first; nothing: none.
-  /// Ignored while a track is prepared.
+  /// The file that will be played when the current one has ended, or first, when nothing plays; nothing: none. Ignored
+  /// while a track is prepared: it is to be named again when that has started.
   void setUpcoming(const std::optional<FileURL>& url);
   /// Playback has begun, or goes on: prepares and couples what follows.
   void prepareAndCouple();
@@ -32,9 +32,9 @@ class TrackTransition {
 
   // The crossing.
 
-  /// The unit has ended a run: `hasCrossed` as TrackSequence::endRun() tells. Without a crossing the coupling ended.
+  /// The unit has ended a run. `hasCrossed` is the result of TrackSequence::endRun(); false: the coupling has ended.
   void runHasEnded(bool hasCrossed);
-  /// The coupled track is heard, and this has not been announced.
+  /// The last run ended within the coupled track, and this has not been announced.
   [[nodiscard]] bool hasCrossed() const { return hasCrossed_; }
   /// Counts the completion of the track that was heard to its end. An observer plays the next one, which is adopted;
   /// otherwise playback ends. REQUIRES: hasCrossed(), or the device has played the crossing.

@@ -35,20 +35,20 @@ class UpcomingTrack {
 
   /// Null unless the wanted track is ready.
   [[nodiscard]] const PreparedAudio* ready() const { return ready_ ? &ready_->audio : nullptr; }
-  /// Whether the disk has said lately that the ready track's file is still what was read.
+  /// Whether the disk has said, at any time since the track became ready, that its file is still what was read.
   [[nodiscard]] bool isConfirmed() const { return ready_ && ready_->isConfirmed; }
   /// Asks the disk whether the ready track's file is still what was read; `confirmed` is called if so, else the track
   /// is read again. REQUIRES: ready().
   void confirm(std::function<void()> confirmed);
   /// Takes the ready track. REQUIRES: ready().
   [[nodiscard]] PreparedAudio takeConfirmed();
-  /// A confirmed track that was not played after all.
+  /// Takes a confirmed track back that was not played after all; drops it where another one is wanted by now.
   void putBack(PreparedAudio audio);
 
-  /// Hands the track over to who plays `url` now: once it has been read, when the reading is under way, or once the
-  /// disk has confirmed it. False: there is nothing for this file.
+  /// Gives the track to the caller, who plays `url` now: once it has been read, when the reading is under way, or once
+  /// the disk has confirmed it; then nothing is wanted any more. False: there is nothing for this file.
   [[nodiscard]] bool take(const FileURL& url, Taken taken);
-  /// Nobody waits for the track that was to be taken any more; its reading ends.
+  /// The track that was to be taken is not waited for any more: its reading ends, and nothing is wanted.
   void cancelTaking();
   /// 0 … 1 of the reading that is under way.
   [[nodiscard]] double progress() const;
@@ -72,7 +72,7 @@ class UpcomingTrack {
   std::uint64_t heldBytes_ = 0;
   std::optional<Ready> ready_;
   std::optional<FileVersion> lent_;  ///< of the track that takeConfirmed() gave away
-  Taken taken_;                      ///< set while somebody waits for it
+  Taken taken_;                      ///< set while the track is waited for
   std::shared_ptr<ReadingProgress> progress_;
   Reading reading_;
   BackgroundRequest<bool> check_;

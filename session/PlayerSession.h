@@ -1,7 +1,7 @@
 #pragma once
 // The one model between the user interface and the engine: the playlist, the current entry, the displayed position and
 // the listener's levels. Player's thread; the window reaches it through SessionProxy. The position shown is derived
-// from the clock; the device is never asked for it.
+// from the clock, which is set anew where the device has played something else.
 
 #include <cstdint>
 #include <functional>

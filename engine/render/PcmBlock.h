@@ -1,7 +1,8 @@
 #pragma once
 // Memory for one track's PCM, allocated once and freed with its owner. Allocated by the thread that prepares the track,
-// and freed by it or by the player's thread; filled before the render thread sees it, so that every page is present by
-// then. Not initialised: the owner writes all of it, or shortens it to what was written. Never grows.
+// and freed by it, by the player's thread or in the background; filled before the render thread sees it, so that every
+// page is present by then. Not initialised: the owner writes all of it, or shortens it to what was written. Never
+// grows.
 
 #include <cstddef>
 #include <memory>

@@ -3,8 +3,8 @@
 // same callback. render() runs on the unit's real-time thread, everything else on the player's thread. The render path
 // must never allocate, lock, log or make a system call.
 //
-// The two threads share one atomic pointer, the coupled track. Whoever exchanges it for null has it: the render thread
-// when it crosses, the player's thread when it takes the coupling back.
+// The two threads share one atomic pointer, the coupled track. The thread that exchanges it for null has it: the render
+// thread when it crosses, the player's thread when it takes the coupling back.
 
 #include <atomic>
 #include <cstdint>
@@ -42,8 +42,8 @@ class TrackSequence {
   /// Ends the coupling. False: the crossing has been rendered.
   [[nodiscard]] bool uncouple();
   [[nodiscard]] bool isCoupled() const { return following_ != nullptr; }
-  /// The frame of the run, counted by what was rendered, that is the first of the coupled track; nothing until it has
-  /// been rendered.
+  /// The frame of the run, counted by what was rendered, that is the first of the coupled track; nothing until the
+  /// render thread has come to it.
   [[nodiscard]] std::optional<std::int64_t> crossing() const;
   /// What crossing() was when the loaded track became that; nothing before the first crossing.
   [[nodiscard]] std::optional<std::int64_t> lastCrossing() const { return lastCrossing_; }
@@ -51,7 +51,7 @@ class TrackSequence {
   void cross();
   /// The position in the loaded track once the device has played `framesPlayed` frames of this run.
   [[nodiscard]] std::int64_t positionAfter(std::int64_t framesPlayed) const;
-  /// Of all tracks so far, never less than before: whether the unit still pulls.
+  /// Calls of render() for all tracks so far, never less than before: whether the unit still pulls.
   [[nodiscard]] std::int64_t renderCycleCount() const;
 
   /// What to install in an output unit. REQUIRES: the sequence outlives the installation.
@@ -84,7 +84,7 @@ class TrackSequence {
   std::int64_t rendered_ = 0;  ///< frames of this run
 
   // Atomic.
-  std::atomic<AudioRenderContext*> coupled_{nullptr};  ///< null once somebody has taken it
+  std::atomic<AudioRenderContext*> coupled_{nullptr};  ///< null once one of the two threads has taken it
   std::atomic<std::int64_t> crossing_{none};
 
   static_assert(std::atomic<AudioRenderContext*>::is_always_lock_free);
