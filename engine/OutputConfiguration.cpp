@@ -176,6 +176,7 @@ void OutputConfiguration::tearDown(const TearDownOptions& options) {
 
 void OutputConfiguration::failRuntime(std::string message, bool unitAlreadyStopped) {
   tearDown({.unitAlreadyStopped = unitAlreadyStopped});
+  core_.upcoming.want(std::nullopt);
   core_.forgetTrack();
   core_.audioPathStatus.assign(AudioPathStatus::failed(std::move(message)));
   core_.setPlaybackState(PlaybackState::stopped);

@@ -185,6 +185,7 @@ void OutputSupervision::recoveryFailed(const std::string& description) {
 void OutputSupervision::finishRecoveryWithError(const std::string& message) {
   cancelPendingRecovery();
   core_.configuration.tearDown({.restoreSampleRate = false});
+  core_.upcoming.want(std::nullopt);
   isRecoveringOutput_ = false;
   core_.forgetTrack();
   core_.setPlaybackState(PlaybackState::stopped);

@@ -13,6 +13,8 @@ namespace {
 
 /// Before the end of the current track: time enough to ask a slow disk whether the file is still the same.
 constexpr double couplingLeadSeconds = 5;
+/// A track on a share that does not answer must not keep the device from others.
+constexpr auto longestParking = std::chrono::seconds(10);
 
 /// The unit's silence, in its own format.
 std::shared_ptr<AudioRenderContext> silence(const AudioRenderContext& like) {
@@ -37,12 +39,13 @@ void TrackTransition::prepareAndCouple() {
   // The unit had stopped by itself within the coupled track, which was noticed only when it was started again.
   if (hasCrossed_ && core_.state == PlaybackState::playing) return announce();
   if (coupled_ && core_.state == PlaybackState::playing) return core_.completion.scheduleCrossingCheck();
-  if (!canCouple() || core_.upcoming.ready() == nullptr || !carries(*core_.upcoming.ready())) return;
+  if (!canCouple() || core_.upcoming.ready() == nullptr) return;
   if (const double left = secondsLeft(); left > couplingLeadSeconds) {
     couplingTimer_ = core_.runLoop.scheduleTimer(durationFromSeconds(left - couplingLeadSeconds), false,
                                                  [this] { prepareAndCouple(); });
     return;
   }
+  if (!carries(*core_.upcoming.ready())) return;
   core_.upcoming.confirm([this] {
     if (!canCouple() || !carries(*core_.upcoming.ready())) return;
     couple();
@@ -159,8 +162,11 @@ bool TrackTransition::parkOutput(bool unitAlreadyStopped) {
   if (hasCrossed_) takeBack();
   core_.sequence.load(silence(*core_.renderContext));
   core_.renderContext.reset();
-  core_.discardPreparedAudio();
+  core_.preparedAudio.reset();  // at once: the next track may need the memory
   isParked_ = true;
+  parkingLimit_ = core_.runLoop.scheduleTimer(longestParking, false, [this] {
+    if (isParked_) core_.configuration.tearDown({});
+  });
   return core_.state != PlaybackState::playing || core_.configuration.startUnit() == noErr;
 }
 
@@ -186,7 +192,7 @@ void TrackTransition::reset() {
   couplingTimer_.reset();
   giveBackCoupled();
   hasCrossed_ = false;
-  isParked_ = false;
+  hasContinued();
   adoptable_.reset();
   source_.reset();
 }

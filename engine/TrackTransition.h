@@ -57,7 +57,11 @@ class TrackTransition {
 
   /// The output is gone, and with it what was coupled and parked.
   void reset();
-  void hasContinued() { isParked_ = false; }
+  /// The parked output plays again.
+  void hasContinued() {
+    isParked_ = false;
+    parkingLimit_.reset();
+  }
 
  private:
   struct CoupledTrack {
@@ -88,6 +92,7 @@ class TrackTransition {
   bool hasCrossed_ = false;
   bool isParked_ = false;
   RunLoop::Timer couplingTimer_;
+  RunLoop::Timer parkingLimit_;
 };
 
 }  // namespace tolvane

@@ -6,7 +6,8 @@ namespace tolvane {
 
 UpcomingTrack::UpcomingTrack(TrackPreparation preparation, RunLoop& runLoop, Background background,
                              std::function<void()> ready)
-    : preparation_(std::move(preparation)),
+    : runLoop_(runLoop),
+      preparation_(std::move(preparation)),
       isReady_(std::move(ready)),
       reading_(runLoop, background),
       check_(runLoop, std::move(background)) {}
@@ -62,10 +63,16 @@ void UpcomingTrack::checkVersion(std::function<void(bool)> checked) {
                std::move(checked));
 }
 
+bool UpcomingTrack::isConfirmed() const {
+  constexpr auto lately = std::chrono::seconds(10);
+  return ready_ && ready_->confirmedAt != RunLoop::TimePoint::min() && runLoop_.now() - ready_->confirmedAt <= lately;
+}
+
 void UpcomingTrack::confirm(std::function<void()> confirmed) {
+  if (check_.isUnderWay()) return;  // the same question
   checkVersion([this, confirmed = std::move(confirmed)](bool isSame) {
     if (isSame) {
-      ready_->isConfirmed = true;
+      ready_->confirmedAt = runLoop_.now();
       return confirmed();
     }
     ready_.reset();
@@ -75,14 +82,16 @@ void UpcomingTrack::confirm(std::function<void()> confirmed) {
 }
 
 PreparedAudio UpcomingTrack::takeConfirmed() {
+  check_.cancel();
   lent_ = ready_->version;
+  lentConfirmedAt_ = ready_->confirmedAt;
   auto audio = std::move(ready_->audio);
   ready_.reset();
   return audio;
 }
 
 void UpcomingTrack::putBack(PreparedAudio audio) {
-  if (lent_) ready_ = Ready{std::move(audio), *std::exchange(lent_, std::nullopt), true};
+  if (lent_) ready_ = Ready{std::move(audio), *std::exchange(lent_, std::nullopt), lentConfirmedAt_};
 }
 
 bool UpcomingTrack::take(const FileURL& url, Taken taken) {

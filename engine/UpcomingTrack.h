@@ -35,8 +35,8 @@ class UpcomingTrack {
 
   /// Null unless the wanted track is ready.
   [[nodiscard]] const PreparedAudio* ready() const { return ready_ ? &ready_->audio : nullptr; }
-  /// Whether the disk has said, at any time since the track became ready, that its file is still what was read.
-  [[nodiscard]] bool isConfirmed() const { return ready_ && ready_->isConfirmed; }
+  /// Whether the disk has said in the last ten seconds that the ready track's file is still what was read.
+  [[nodiscard]] bool isConfirmed() const;
   /// Asks the disk whether the ready track's file is still what was read; `confirmed` is called if so, else the track
   /// is read again. REQUIRES: ready().
   void confirm(std::function<void()> confirmed);
@@ -57,7 +57,7 @@ class UpcomingTrack {
   struct Ready {
     PreparedAudio audio;
     FileVersion version;
-    bool isConfirmed = false;
+    RunLoop::TimePoint confirmedAt = RunLoop::TimePoint::min();
   };
   using Reading = BackgroundRequest<std::optional<Ready>>;
 
@@ -65,12 +65,14 @@ class UpcomingTrack {
   void finishReading(std::optional<Ready> result);
   void checkVersion(std::function<void(bool isSame)> checked);
 
+  RunLoop& runLoop_;
   const TrackPreparation preparation_;
   const std::function<void()> isReady_;
   std::optional<FileURL> wanted_;
   bool hasBegun_ = false;
   std::uint64_t heldBytes_ = 0;
   std::optional<Ready> ready_;
+  RunLoop::TimePoint lentConfirmedAt_{};
   std::optional<FileVersion> lent_;  ///< of the track that takeConfirmed() gave away
   Taken taken_;                      ///< set while the track is waited for
   std::shared_ptr<ReadingProgress> progress_;

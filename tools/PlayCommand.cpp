@@ -45,7 +45,8 @@ void PlayCommand::observe() {
     print("playbackCompletionCount", {{"value", count}});
     ++completed_;
     if (const auto now = player_.statistics(); now.crossings != std::exchange(crossings_, now.crossings))
-      print("crossing", {{"frame", now.lastCrossingFrame}, {"heardAt", secondsFromDuration(runLoop_.now() - startedAt_)}});
+      print("crossing",
+            {{"frame", now.lastCrossingFrame}, {"heardAt", secondsFromDuration(runLoop_.now() - startedAt_)}});
     playNext();
   }));
 }

@@ -117,15 +117,15 @@ OSStatus TrackSequence::renderAcross(AudioRenderContext& ending, std::int64_t le
   AudioBuffer second{output.mNumberChannels, static_cast<std::uint32_t>(output.mDataByteSize - bytes),
                      static_cast<std::byte*>(output.mData) + bytes};
   current_ = next;
-  // release. Partner: crossing().
-  crossing_.store(rendered_ + left, std::memory_order_release);
 
+  OSStatus status = noErr;
   AudioBufferList part{{&first, 1}};
-  if (left > 0)
-    if (const OSStatus status = ending.render(static_cast<std::uint32_t>(left), &part); status != noErr) return status;
+  if (left > 0) status = ending.render(static_cast<std::uint32_t>(left), &part);
   part = {{&second, 1}};
-  const OSStatus status = next->render(frames - static_cast<std::uint32_t>(left), &part);
+  if (status == noErr) status = next->render(frames - static_cast<std::uint32_t>(left), &part);
   output.mDataByteSize = static_cast<std::uint32_t>(bytes) + second.mDataByteSize;
+  // release. Partner: crossing(): from here on the player's thread may let go of the ending track.
+  crossing_.store(rendered_ + left, std::memory_order_release);
   return status;
 }
 

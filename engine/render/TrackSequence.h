@@ -77,7 +77,7 @@ class TrackSequence {
   std::int64_t startPosition_ = 0;                 ///< in the loaded track
   std::int64_t startFrame_ = 0;                    ///< of the run: there the loaded track was at startPosition_
   std::optional<std::int64_t> lastCrossing_;
-  std::int64_t earlierCycles_ = 0;                 ///< of tracks that are not held any more
+  std::int64_t earlierCycles_ = 0;  ///< of tracks that are not held any more
 
   // The render thread's while the unit runs, the player's while it is stopped; starting and stopping order the two.
   AudioRenderContext* current_ = nullptr;

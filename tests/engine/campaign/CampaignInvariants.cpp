@@ -52,6 +52,7 @@ void CampaignInvariants::watchPlayer() {
   const auto& player = *world_.watchedPlayer;
   pathKind_ = player.audioPathStatus().value().kind;
   lastCount_ = player.playbackCompletionCount().value();
+  crossingsSeen_ = player.statistics().crossings;
   subscriptions_.push_back(player.audioPathStatus().subscribe([this](const auto& status) { pathChanged(status); }));
   subscriptions_.push_back(
       player.exclusiveAccessStatus().subscribe([this](const auto& status) { exclusiveChanged(status); }));
@@ -125,7 +126,8 @@ void CampaignInvariants::completed(std::int64_t count) {
   require(count == lastCount_ + 1, "the completion count did not grow by one");
   lastCount_ = count;
   world_.isEndingTrack = true;
-  if (world_.isActive()) return crossed();
+  const auto crossings = world_.watchedPlayer->statistics().crossings;
+  if (std::exchange(crossingsSeen_, crossings) != crossings) return crossed();
   require(owesCompletion_ && !world_.isInOperation() && !world_.isActive(), "a completion came out of order");
   owesCompletion_ = false;
   require(world_.watched.reachedEnd(), "a completion came before the end");
@@ -145,7 +147,10 @@ void CampaignInvariants::completed(std::int64_t count) {
 /// The next track followed without a gap, and the device has come to it.
 void CampaignInvariants::crossed() {
   ++crossings_;
-  if (!world_.player) return;  // its session has played it by now
+  if (!world_.player) {  // its session has been told by now, and may not have wanted it
+    declinedNext_ = !world_.isInOperation() && !world_.watchedPlayer->currentURL().value();
+    return;
+  }
   listen();
   require(world_.watched.hasHeardCrossing(), "a completion came before the next track was heard");
   require(world_.upcoming != nullptr || world_.isUpcomingChanging, "another track is heard, and none was to follow");

@@ -77,6 +77,7 @@ class CampaignInvariants {
   AudioPathStatus::Kind pathKind_ = AudioPathStatus::Kind::ready;
   std::int64_t lastCount_ = 0;
   std::uint64_t playsSeen_ = 0;
+  std::uint64_t crossingsSeen_ = 0;
   bool declinedNext_ = false;    ///< what followed without a gap was not wanted: READY comes behind the count
   bool owesCompletion_ = false;  ///< READY came by itself: the count must grow before the turn ends
 

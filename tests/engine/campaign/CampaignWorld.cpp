@@ -36,7 +36,7 @@ CampaignWorld::CampaignWorld(std::uint64_t worldSeed, CampaignTracks& allTracks)
   replay = fmt::format("test_campaign --seed {} --hours 0 --gtest_filter='*/0'", seed);
   hardware.trace().record({});
   watched.setMayRender([this] { return isPlaying(); });
-  watched.setMayWrite([this] { return isInOperation() || isActive() || isEndingTrack; });
+  watched.setMayWrite([this] { return isInOperation() || isActive() || isPreparing() || isEndingTrack; });
   hardware.setDeliversLateNotifications(random.percent(30));
   goesOnToNextTrack = random.percent(90);
   lastTrouble = runLoop.now();

@@ -2,10 +2,12 @@
 // Everything that render() can be asked to do, prepared beforehand so that run() does nothing but render: what the trap
 // tests run under their traps.
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
 #include "engine/render/AudioRenderContext.h"
+#include "engine/render/TrackSequence.h"
 #include "tests/engine/render/PcmLayouts.h"
 
 namespace tolvane::test {
@@ -36,6 +38,8 @@ class RenderDrill {
       }
       wrong += runBadCalls(*context);
     }
+    levels_->store({1, 0});
+    for (const auto& sequence : sequences_) wrong += runSequence(*sequence);
     return wrong;
   }
 
@@ -52,6 +56,28 @@ class RenderDrill {
     const auto size = static_cast<std::int64_t>(block.size());
     contexts_.push_back(std::make_unique<AudioRenderContext>(std::move(block), size, format, levels_));
     pointers_.push_back(contexts_.back().get());
+    sequences_.push_back(std::make_unique<TrackSequence>());
+    sequences_.back()->load(silentTrack(format));
+    sequences_.back()->couple(silentTrack(format));
+  }
+  [[nodiscard]] std::shared_ptr<AudioRenderContext> silentTrack(const AudioStreamBasicDescription& format) const {
+    PcmBlock block(static_cast<std::size_t>(kFrames * format.mBytesPerFrame));
+    std::ranges::fill(block.bytes(), std::byte{0});
+    const auto size = static_cast<std::int64_t>(block.size());
+    return std::make_shared<AudioRenderContext>(std::move(block), size, format, levels_);
+  }
+
+  /// Through the end of one track into the next, and past the end of that.
+  int runSequence(TrackSequence& sequence) noexcept {
+    int wrong = 0;
+    for (int turn = 0; turn < 10; ++turn) {
+      AudioBuffer buffer{1, static_cast<std::uint32_t>(output_.size()), output_.data()};
+      AudioBufferList list{{&buffer, 1}};
+      const AURenderCallback callback = sequence.callback();
+      wrong += callback.inputProc(callback.inputProcRefCon, kFramesABuffer, &list) != noErr;
+    }
+    // The second time it plays on past the end: nothing is coupled any more.
+    return wrong + (sequence.crossing() != kFrames);
   }
 
   int runTrack(AudioRenderContext& context, OutputLevels levels) noexcept {
@@ -82,6 +108,7 @@ class RenderDrill {
   std::shared_ptr<AtomicOutputLevels> levels_ = std::make_shared<AtomicOutputLevels>();
   std::vector<std::unique_ptr<AudioRenderContext>> contexts_;
   std::vector<AudioRenderContext*> pointers_;
+  std::vector<std::unique_ptr<TrackSequence>> sequences_;
   std::vector<std::byte> output_;
 };
 

@@ -164,7 +164,7 @@ TEST(TrackSequence, BuffersThatEndBeforeTheCrossingAndMalformedOnesDoNotCross) {
 /// One thread renders 2,000 short tracks, the other couples them, and takes every third back as late as it can.
 TEST(TrackSequence, TwoThreadsAgreeOnWhoHasTheCoupledTrack) {
   constexpr int tracks = 2000;
-  constexpr std::int64_t frames = 64;
+  constexpr std::int64_t frames = 61;  // most crossings lie within a buffer
   TrackSequence sequence;
   sequence.load(countingTrack(0, frames));
   std::atomic<bool> ends{false};
@@ -176,7 +176,7 @@ TEST(TrackSequence, TwoThreadsAgreeOnWhoHasTheCoupledTrack) {
       AudioBuffer buffer{1, sizeof samples, samples.data()};
       AudioBufferList list{{&buffer, 1}};
       if (sequence.render(16, &list) != noErr) ++wrong;
-      // A track counts from 0 to 63; silence is 0 as well.
+      // A track counts from 0 to 60; silence is 0 as well.
       for (const Sample sample : samples) {
         if (sample != 0 && sample != last + 1) ++wrong;
         last = sample;

@@ -226,7 +226,9 @@ void SeamWorld::runOnPlayer(const RunLoop::Action& action) {
     action();
     const bool hasTrackStarted = std::exchange(hasTrackStarted_, false) && wasPreparing;
     const bool isSought = std::exchange(willSeek_, false);
-    if (isSought || (hasTrackStarted && session().playbackPosition().value() > 0)) expectSought();
+    // What was a frame before it became seconds is that frame again.
+    if (isSought || (hasTrackStarted && session().playbackPosition().value() > 0))
+      expectSought(isSought && !hasTrackStarted ? 0 : 1e-6);
   });
   wasOperation_ = true;
 }
@@ -245,12 +247,11 @@ void SeamWorld::trackStarts() {
 }
 
 /// Playback goes on where the session says that the track stands.
-void SeamWorld::expectSought() {
+void SeamWorld::expectSought(double rounding) {
   const double seconds = session().playbackPosition().value();
   if (!world.isActive() || world.lastPlayed == nullptr) return;
   const CampaignTrack& track = *world.lastPlayed;
-  // What was a frame before it became seconds is that frame again.
-  const auto frame = std::min(static_cast<std::int64_t>(seconds * track.format.mSampleRate + 1e-6), track.frames);
+  const auto frame = std::min(static_cast<std::int64_t>(seconds * track.format.mSampleRate + rounding), track.frames);
   world.watched.expectFrame(frame);
   world.heardNext = frame;
   world.isHeardBeyondEnd = false;
