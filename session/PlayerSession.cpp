@@ -12,8 +12,10 @@ constexpr auto progressInterval = std::chrono::milliseconds(50);
 constexpr double restartThreshold = 0.05;    // of the track's length
 constexpr double finishedThreshold = 0.999;  // from here on, playing again means from the beginning
 constexpr double smallestBalance = 1e-12;
-/// The device tells what it has played by the period. A clock that differs by no more is right.
-constexpr double clockTolerance = 0.05;  // seconds
+constexpr double clockTolerance = 0.05;  // seconds: a clock that differs from the device by no more is right
+constexpr std::size_t readingsToBelieve = 3;
+constexpr auto leastBetweenReadings = std::chrono::milliseconds(40);
+constexpr auto mostBetweenReadings = std::chrono::milliseconds(150);
 constexpr auto periodicSaveInterval = std::chrono::seconds(2);
 constexpr std::string_view outputVolumeKey = "TolvanePlayer.OutputVolume";
 constexpr std::string_view outputBalanceKey = "TolvanePlayer.OutputBalance";
@@ -312,17 +314,36 @@ void PlayerSession::setExclusiveAccessEnabled(bool enabled) {
 void PlayerSession::updatePlaybackPosition() {
   player_.noticeNextTrack();
   if (!player_.isPlaying().value() || !playbackStartedAt_.value() || !(playbackDuration_.value() > 0)) return;
-  double elapsed = std::max(secondsFromDuration(runLoop_.now() - *playbackStartedAt_.value()), 0.0);
-  // What counts is what the device has played: it may stall, recover, or run a little faster than this clock.
-  if (const auto heard = player_.position(); heard && std::abs(*heard - elapsed) > clockTolerance) {
-    elapsed = *heard;
-    startClockAt(elapsed);
-  }
+  followDevice();
+  const double elapsed = std::max(secondsFromDuration(runLoop_.now() - *playbackStartedAt_.value()), 0.0);
   playbackPosition_.assign(std::min(playbackDuration_.value(), elapsed));
   const auto now = runLoop_.now();
   if (lastPeriodicSave_ && now - *lastPeriodicSave_ < periodicSaveInterval) return;
   lastPeriodicSave_ = now;
   persistPlaybackState();
+}
+
+/// What counts is what the device has played: it may stall, recover, or run a little faster than this clock. It tells
+/// by the period: a reading may be late by as much, so that of several the one that is least behind is believed. One
+/// that has not moved for longer than any period stands.
+void PlayerSession::followDevice() {
+  const auto now = runLoop_.now();
+  const auto heard = player_.position();
+  if (!heard) return;
+  const double lead = secondsFromDuration(now - *playbackStartedAt_.value()) - *heard;
+  if (lead < -clockTolerance) return startClockAt(*heard);
+  if (!readings_.empty() && now - lastReading_ < leastBetweenReadings) return;
+  if (now - lastReading_ > mostBetweenReadings) readings_.clear();
+  lastReading_ = now;
+  readings_.push_back({.heard = *heard, .lead = lead});
+  if (readings_.size() < readingsToBelieve) return;
+  const bool stands = readings_.front().heard == *heard;
+  const double ahead = stands ? lead : std::ranges::min(readings_, {}, &ClockReading::lead).lead;
+  readings_.erase(readings_.begin());
+  if (ahead <= clockTolerance) return;
+  const auto kept = readings_;
+  startClockAt(*heard + lead - ahead);
+  if (stands) readings_ = kept;  // it still stands at the next reading
 }
 
 void PlayerSession::handlePlaybackCompletion() {
@@ -347,6 +368,7 @@ void PlayerSession::setPositionFollowingEngine(double seconds) {
 }
 
 void PlayerSession::startClockAt(double seconds) {
+  readings_.clear();
   playbackStartedAt_.assign(runLoop_.now() - durationFromSeconds(seconds));
 }
 

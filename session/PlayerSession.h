@@ -123,6 +123,7 @@ class PlayerSession {
   void startFromTarget();
   [[nodiscard]] double startPosition(double duration) const;
   void updateUpcomingTrack();
+  void followDevice();
   void setPositionFollowingEngine(double seconds);
   void startClockAt(double seconds);
 
@@ -144,6 +145,12 @@ class PlayerSession {
   bool isSavedByPath_ = false;                ///< they are of the path alone while the disk is asked for better ones
   /// When the track would have been at position 0 had it played without a pause; present only while the engine plays.
   Published<std::optional<RunLoop::TimePoint>> playbackStartedAt_{std::nullopt};
+  struct ClockReading {
+    double heard = 0;  ///< the device's position, seconds
+    double lead = 0;   ///< seconds by which the clock was ahead of it
+  };
+  std::vector<ClockReading> readings_;  ///< the last few since the clock was set
+  RunLoop::TimePoint lastReading_{};
   // Where the track that is being prepared is to start: at a time, or at a fraction of a length not known yet.
   double startFraction_ = 0;
   std::optional<double> startSeconds_;
