@@ -142,7 +142,7 @@ void BitPerfectAudioPlayer::pause() {
     return core_->configuration.failRuntime("The output device could not be paused.", false);
   if (core_->transition.hasCrossed()) core_->transition.announce();
   if (core_->state == PlaybackState::preparing) core_->startsPaused.assign(true);
-  if (core_->state != PlaybackState::playing) return;  // what is heard by now is another track that nobody goes on with
+  if (core_->state != PlaybackState::playing) return;  // the next track is heard, and was not wanted
   core_->completion.cancel();
   core_->setPlaybackState(PlaybackState::paused);
 }

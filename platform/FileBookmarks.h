@@ -33,8 +33,8 @@ class FileBookmarks {
   /// The error is a description for people.
   [[nodiscard]] virtual std::expected<FileBookmark, std::string> make(const FileURL& url) = 0;
 
-  /// A bookmark of the path alone, without asking the disk, for when nobody can wait: whatever lies there later is
-  /// taken for the file, and one that has moved is not found. Nothing where the path cannot be kept.
+  /// A bookmark of the path alone, made without asking the disk, for callers that cannot wait: the file that lies there
+  /// later is taken for it, and one that has moved is not found. Nothing where the path cannot be kept.
   [[nodiscard]] virtual std::optional<FileBookmark> makeOfPath(const FileURL& url) const = 0;
 
   /// Where the file lay when the bookmark was made, without asking the disk; nothing where the bytes are no bookmark.
