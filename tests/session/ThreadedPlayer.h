@@ -99,7 +99,9 @@ class ThreadedPlayer {
       changed_.notify_all();
     }
     thread_.join();
-    while (readers_ > 0) std::this_thread::yield();
+    // Under the mutex, so that the last reader has let go of it, and of everything here.
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return readers_ == 0; });
   }
   /// Something for the player's thread to do, as hardware does it.
   void onPlayer(std::function<void()> action) { playerLoop.post(std::move(action)); }
