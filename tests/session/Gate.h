@@ -6,6 +6,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <thread>
 
 namespace tolvane::test {
 
@@ -24,6 +25,7 @@ class Gate {
     if (call != call_) return;
     call_.clear();
     isHolding_ = true;
+    held_ = std::this_thread::get_id();
     changed_.wait(lock, [this] { return !isHolding_; });
   }
 
@@ -38,6 +40,10 @@ class Gate {
     const std::lock_guard lock(mutex_);
     return isHolding_;
   }
+  [[nodiscard]] bool isHolding(std::thread::id thread) const {
+    const std::lock_guard lock(mutex_);
+    return isHolding_ && held_ == thread;
+  }
   /// Lets go what is held, and holds nothing any more.
   void open() {
     const std::lock_guard lock(mutex_);
@@ -51,6 +57,7 @@ class Gate {
   std::condition_variable changed_;
   std::string call_;  // guarded by mutex_, as all below
   bool isHolding_ = false;
+  std::thread::id held_;  ///< while isHolding_
 };
 
 }  // namespace tolvane::test

@@ -114,8 +114,11 @@ class ThreadedPlayer {
     std::unique_lock lock(mutex_);
     mayTurn_ = true;
     changed_.notify_all();
-    // A held player does not say so: it is looked at.
-    const auto isOver = [this] { return (!mayTurn_ && readers_ == 0) || !isRunning_ || gate.isHolding(); };
+    // A held thread does not say so: it is looked at. While a reader is held, the player has its turn all the same.
+    const auto isOver = [this] {
+      const bool hasTurned = !mayTurn_ && (readers_ == 0 || gate.isHolding());
+      return hasTurned || !isRunning_ || gate.isHolding(thread_.get_id());
+    };
     while (!changed_.wait_for(lock, std::chrono::milliseconds(1), isOver)) {
     }
     lock.unlock();

@@ -139,13 +139,13 @@ def without_manager():
 
 
 def later():
-    """The server comes while the player plays. It gets the card, which was reserved, when the music has ended; and what is
-    played then goes through it: the next track, and the next player."""
+    """The server comes while the player plays. It gets the card, which was reserved, when the output is closed; and what is
+    played then goes through it: the next track, whose rate is another, and the next player."""
     desktop.kill_servers()
     name_of.cache_clear()
     files = ["/tmp/first.wav", "/tmp/second.wav"]
-    for file, seconds in zip(files, (8, 2)):
-        track(file, RATE, 2, seconds)
+    for file, rate, seconds in zip(files, (RATE, 44100), (8, 2)):
+        track(file, rate, 2, seconds)
     play = Play(*files, "--device", name_of("aloop"))
     play.said('"isPlaying","value":true')
     faults = ["there is a server"] if play.has_said(SHARED_PATH) else []
