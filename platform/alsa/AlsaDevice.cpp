@@ -160,7 +160,7 @@ std::expected<AlsaSubstream, OSStatus> AlsaDevice::ownSubstream() const {
   return std::unexpected(kAudioHardwareNotRunningError);
 }
 
-/// The one substream that is open, whoever has it; an error while several are, because it is unknown whose samples
+/// The one substream that is open, by any process; an error while several are, because it is unknown whose samples
 /// would be meant.
 std::expected<AlsaSubstream, OSStatus> AlsaDevice::playingSubstream() const {
   if (!unitPcm_.expired()) return ownSubstream();

@@ -77,7 +77,7 @@ std::vector<AudioValueRange> rangesOf(const Numbers& numbers) {
   return ranges;
 }
 
-// A node reports several lists, and a level may stand in more than one of them. Which one the server goes by is not
+// A node reports several lists, and a level may stand in more than one of them. Which one the server applies is not
 // known: what alters samples in any of them counts.
 
 /// A factor on the samples or on their speed: the one that is farther from 1.

@@ -39,7 +39,7 @@ TEST_F(OutputFaultTest, AStoppedUnitMustBeSeenTwiceInARow) {
   device(id).stopByItself();
   advance(500ms);
   hardware.failNext(UnitStage::isRunning, kAudioHardwareUnspecifiedError);
-  advance(500ms);  // nobody can tell
+  advance(500ms);  // progress is not known
   advance(499ms);
   EXPECT_EQ(recoveries(), 0U) << "seen once, and once more";
   advance(2s);

@@ -8,7 +8,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Serves from memory until it is told to load; what was set by then counts more than what is stored.
+/// Serves from memory until load() is called; what was set by then takes precedence over what is stored.
 class LockedDefaults final : public UserDefaults {
  public:
   explicit LockedDefaults(MemoryUserDefaults& stored) : stored_(stored) {}

@@ -147,7 +147,7 @@ void CampaignInvariants::completed(std::int64_t count) {
 /// The next track followed without a gap, and the device has come to it.
 void CampaignInvariants::crossed() {
   ++crossings_;
-  if (!world_.player) {  // its session has been told by now, and may not have wanted it
+  if (!world_.player) {  // its session has been notified, and may not have played the next track
     declinedNext_ = !world_.isInOperation() && !world_.watchedPlayer->currentURL().value();
     return;
   }

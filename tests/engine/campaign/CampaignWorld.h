@@ -107,7 +107,7 @@ class CampaignWorld {
   bool resumesARecovery = false;  ///< a pause ends between two attempts, before there is a unit again
   bool levelsAreNeutral = true;
   bool goesOnToNextTrack = true;            ///< a track that ends is followed by another from within the notice
-  const CampaignTrack* upcoming = nullptr;  ///< what the player was told to play after this one; null: nothing
+  const CampaignTrack* upcoming = nullptr;  ///< what the player is to play after this one; null: nothing
   bool isUpcomingChanging = false;          ///< it is being told so
   std::optional<std::int64_t> heardNext;    ///< the frame that must be heard next; none: not known
   bool isEndingTrack = false;               ///< a completion was counted in this turn: the device is given back
@@ -140,7 +140,7 @@ class CampaignWorld {
 /// Plays a track of the shelf, from the user's hand or from within a notice of completion.
 void playTrack(CampaignWorld& world, const CampaignTrack& track);
 
-/// Tells the player what follows, or that nothing does.
+/// Chooses a track to follow, or none, and sets it in the player.
 void announceUpcoming(CampaignWorld& world);
 void announceNothing(CampaignWorld& world);
 

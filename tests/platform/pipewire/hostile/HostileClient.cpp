@@ -190,7 +190,7 @@ class HostileClient {
     }();
     pw_core_add_listener(core_, &hook_, &events, this);
     for (const HostileSink& sink : hostileSinks()) offer(sink);
-    // What the registry tells of it before it is bound.
+    // What the registry publishes of it before it is bound.
     std::array items{SPA_DICT_ITEM_INIT("media.class", "Audio/Device"),
                      SPA_DICT_ITEM_INIT("device.name", "hostile-card")};
     spa_dict dict = SPA_DICT_INIT(items.data(), static_cast<std::uint32_t>(items.size()));
