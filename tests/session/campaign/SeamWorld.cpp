@@ -229,9 +229,10 @@ void SeamWorld::runOnPlayer(const RunLoop::Action& action) {
     action();
     const bool hasTrackStarted = std::exchange(hasTrackStarted_, false) && wasPreparing;
     const bool isSought = std::exchange(willSeek_, false);
-    // What was a frame before it became seconds is that frame again.
-    if (isSought || (hasTrackStarted && session().playbackPosition().value() > 0))
-      expectSought(isSought && !hasTrackStarted ? 0 : 1e-6);
+    // What was a frame before it became seconds is that frame again. While the device tells no time, the session stands
+    // where it was asked to start.
+    const bool wasFrame = hasTrackStarted && session().player().position();
+    if (isSought || (hasTrackStarted && session().playbackPosition().value() > 0)) expectSought(wasFrame ? 1e-6 : 0);
   });
   wasOperation_ = true;
 }
