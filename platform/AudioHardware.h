@@ -110,7 +110,8 @@ using AudioPropertyValue =
 /// real: other processes cannot play to the device meanwhile.
 ///
 /// Nominal rate: a successful write may take effect later; the property and the actual rate then tell. A device that
-/// is in use by another process may refuse. The actual rate may be absent, or unreadable while no stream runs.
+/// is in use by another process may refuse. The actual rate may be absent, or unreadable while no stream runs;
+/// the nominal rate is unreadable while nobody has chosen one or opened the device.
 ///
 /// Sample alterations: all that the adapter can find between a unit that plays and the converter, and whatever it
 /// cannot rule out. A change is announced by kAudioDevicePropertyProcessingIsActive, which a device with this property

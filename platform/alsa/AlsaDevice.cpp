@@ -15,7 +15,6 @@
 namespace tolvane {
 namespace {
 
-constexpr double usualRate = 48000;
 constexpr std::uint32_t buffersBeforeOpening = 512;
 
 /// The nominal rate as the kernel counts it; 0 when it is no whole number of hertz.
@@ -90,7 +89,7 @@ OSStatus AlsaDevice::learnCapabilities(const std::shared_ptr<AlsaPcm>& pcm) {
   return noErr;
 }
 
-std::expected<double, OSStatus> AlsaDevice::nominalRate() {
+std::expected<double, OSStatus> AlsaDevice::nominalRate() const {
   if (unitSetup_) return unitSetup_->rate;
   if (chosenRate_) return *chosenRate_;
   const auto all = substreams();
@@ -98,15 +97,7 @@ std::expected<double, OSStatus> AlsaDevice::nominalRate() {
   for (const AlsaSubstream& substream : *all) {
     if (substream.hwParams) return substream.hwParams->rate;
   }
-  const AlsaCapabilities* can = capabilities();
-  if (can == nullptr) return std::unexpected(probeStatus_);
-  if (can->rates.empty()) return std::unexpected(kAudioHardwareUnspecifiedError);
-  double nearest = 0;
-  for (const AudioValueRange& range : can->rates) {
-    const double candidate = std::clamp(usualRate, range.mMinimum, range.mMaximum);
-    if (nearest == 0 || std::fabs(candidate - usualRate) < std::fabs(nearest - usualRate)) nearest = candidate;
-  }
-  return nearest;
+  return std::unexpected(kAudioHardwareNotRunningError);
 }
 
 OSStatus AlsaDevice::setNominalRate(double rate) {
@@ -114,10 +105,22 @@ OSStatus AlsaDevice::setNominalRate(double rate) {
   if (whole == 0) return kAudioDeviceUnsupportedFormatError;
   if (unitSetup_) return unitSetup_->rate == whole ? noErr : kAudioHardwareIllegalOperationError;
   const auto before = nominalRate();
-  if (const OSStatus status = tryRate(whole); status != noErr) return status;
+  const auto isProven = isProvenRate(whole);
+  if (!isProven) return isProven.error();
+  if (!*isProven)
+    if (const OSStatus status = tryRate(whole); status != noErr) return status;
   chosenRate_ = whole;
   if (!before || *before != *chosenRate_) system_.notify(id_, kAudioDevicePropertyNominalSampleRate);
   return noErr;
+}
+
+/// Whether the hardware need not be touched to know that it takes the rate: it was set up to it before, and no program
+/// has a substream open whose rate may bind the others.
+std::expected<bool, OSStatus> AlsaDevice::isProvenRate(std::uint32_t rate) const {
+  const auto all = substreams();
+  if (!all) return std::unexpected(all.error());
+  const bool isInUse = std::ranges::any_of(*all, [](const AlsaSubstream& each) { return each.hwParams.has_value(); });
+  return !isInUse && provenRates_.contains(rate);
 }
 
 /// Sets the hardware up at the rate and lets go of it: some refuse only then what they had allowed before.
@@ -128,18 +131,48 @@ OSStatus AlsaDevice::tryRate(std::uint32_t rate) {
     if (!opened) {
       if (opened.error() != kAudioDevicePermissionsError || !capabilities_) return opened.error();
       // In use by another process: what the hardware told earlier still holds.
-      const bool allowed = std::ranges::any_of(
-          capabilities_->rates, [rate](const auto& range) { return range.mMinimum <= rate && rate <= range.mMaximum; });
-      return allowed ? noErr : kAudioDeviceUnsupportedFormatError;
+      return offers(rate) ? noErr : kAudioDeviceUnsupportedFormatError;
     }
     pcm = *std::move(opened);
   }
+  if (const OSStatus status = learnCapabilities(pcm); status != noErr) return status;
   const auto status = calls_->run([pcm, rate] {
     const auto setup = pcm->configure({integerLayout(32, 4), usualLayout(2), rate});
     pcm->unconfigure();
     return setup ? noErr : statusFromAlsaError(setup.error());
   });
-  return status ? *status : status.error();
+  if (!status) return status.error();
+  remember(rate, *status == noErr);
+  return *status;
+}
+
+/// What setting the hardware up to a rate has shown.
+void AlsaDevice::remember(std::uint32_t rate, bool isTaken) {
+  (isTaken ? refusedRates_ : provenRates_).erase(rate);
+  (isTaken ? provenRates_ : refusedRates_).insert(rate);
+}
+
+bool AlsaDevice::offers(std::uint32_t rate) const {
+  return std::ranges::any_of(capabilities_->rates, [rate](const AudioValueRange& range) {
+    return range.mMinimum <= rate && rate <= range.mMaximum;
+  });
+}
+
+/// The nominal rate; where there is none, of those that the hardware offers and has not refused: the client's own, a
+/// multiple of it, the next one above it, the highest one. REQUIRES: the capabilities are known.
+std::uint32_t AlsaDevice::rateForUnit(double clientRate) const {
+  if (const auto nominal = nominalRate()) return wholeRate(*nominal);
+  const std::uint32_t client = std::max(wholeRate(clientRate), 1U);
+  std::set<std::uint32_t> candidates(usualPcmRates.begin(), usualPcmRates.end());
+  candidates.insert(client);
+  for (const AudioValueRange& range : capabilities_->rates)
+    candidates.insert({wholeRate(range.mMinimum), wholeRate(range.mMaximum)});
+  std::erase_if(candidates, [this](std::uint32_t rate) { return !offers(rate) || refusedRates_.contains(rate); });
+  if (candidates.empty()) return client;  // which the hardware will refuse
+  const auto above = candidates.lower_bound(client);
+  if (above == candidates.end()) return *candidates.rbegin();
+  const auto multiple = std::find_if(above, candidates.end(), [&](std::uint32_t rate) { return rate % client == 0; });
+  return multiple != candidates.end() ? *multiple : *above;
 }
 
 std::expected<std::vector<AudioValueRange>, OSStatus> AlsaDevice::availableRates() {
@@ -263,8 +296,6 @@ std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const Outpu
   const auto layout = pcmLayout(client);
   if (!layout) return std::unexpected(kAudioUnitErr_FormatNotSupported);
   if (!unitPcm_.expired()) return std::unexpected(kAudioDevicePermissionsError);  // one unit at a time
-  const auto nominal = nominalRate();
-  if (!nominal) return std::unexpected(nominal.error());
   auto pcm = heldPcm();
   if (!pcm) {
     auto opened = openPcm();
@@ -272,8 +303,9 @@ std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const Outpu
     pcm = *std::move(opened);
   }
   if (const OSStatus status = learnCapabilities(pcm); status != noErr) return std::unexpected(status);
+  const std::uint32_t rate = rateForUnit(client.mSampleRate);
   const auto configured =
-      calls_->run([pcm, layout = *layout, channels = settings.channelLayout(), rate = wholeRate(*nominal),
+      calls_->run([pcm, layout = *layout, channels = settings.channelLayout(), rate,
                    bits = settings.sourceBits(), paths = system_.paths, info = info_] {
         AlsaPcmRequest request{layout, channels, rate, bits};
         request.provenBits = [texts = readDepthTextsOf(paths, info), transport = info.transport](
@@ -284,7 +316,11 @@ std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const Outpu
       });
   if (!configured) return std::unexpected(configured.error());
   const auto& setup = *configured;
-  if (!setup) return std::unexpected(statusFromAlsaError(setup.error()));
+  if (!setup) {
+    provenRates_.erase(rate);
+    return std::unexpected(statusFromAlsaError(setup.error()));
+  }
+  remember(rate, true);
   unitPcm_ = pcm;
   unitSetup_ = *setup;
   unitClient_ = client;

@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "platform/AudioHardware.h"
@@ -51,7 +52,9 @@ class AlsaDevice {
   [[nodiscard]] AlsaDeviceCalls& calls() const { return *calls_; }
 
   // Properties of the device.
-  [[nodiscard]] std::expected<double, OSStatus> nominalRate();
+  /// Unreadable (kAudioHardwareNotRunningError) until somebody has chosen a rate or set a substream up.
+  [[nodiscard]] std::expected<double, OSStatus> nominalRate() const;
+  /// A rate that the hardware has taken before is noted only: whoever opens the PCM next sets it.
   [[nodiscard]] OSStatus setNominalRate(double rate);
   [[nodiscard]] std::expected<std::vector<AudioValueRange>, OSStatus> availableRates();
   [[nodiscard]] std::expected<double, OSStatus> actualRate() const;
@@ -66,8 +69,9 @@ class AlsaDevice {
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> virtualFormat() const;
   [[nodiscard]] bool isStreamActive() const;
 
-  /// For a unit: the PCM, set up for its client at the nominal rate. One unit at a time. `surrender` makes the unit let
-  /// go of the PCM at once, for good, and call closeForUnit().
+  /// For a unit: the PCM, set up for its client at the nominal rate; where there is none, as near to the client's as the
+  /// hardware goes. One unit at a time. `surrender` makes the unit let go of the PCM at once, for good, and call
+  /// closeForUnit().
   struct OpenPcm {
     std::shared_ptr<AlsaPcm> pcm;
     AlsaPcmSetup setup;
@@ -93,7 +97,11 @@ class AlsaDevice {
   [[nodiscard]] std::shared_ptr<AlsaPcm> heldPcm() const;
   [[nodiscard]] const AlsaCapabilities* capabilities();
   [[nodiscard]] OSStatus learnCapabilities(const std::shared_ptr<AlsaPcm>& pcm);
+  [[nodiscard]] std::expected<bool, OSStatus> isProvenRate(std::uint32_t rate) const;
   [[nodiscard]] OSStatus tryRate(std::uint32_t rate);
+  void remember(std::uint32_t rate, bool isTaken);
+  [[nodiscard]] bool offers(std::uint32_t rate) const;
+  [[nodiscard]] std::uint32_t rateForUnit(double clientRate) const;
   [[nodiscard]] std::expected<AlsaSubstream, OSStatus> ownSubstream() const;
   [[nodiscard]] std::expected<AlsaSubstream, OSStatus> playingSubstream() const;
   void setAlterations(std::vector<SampleAlteration> alterations);
@@ -107,6 +115,8 @@ class AlsaDevice {
   std::optional<AlsaCapabilities> capabilities_;  ///< as the hardware told when it could first be opened
   OSStatus probeStatus_ = noErr;                  ///< why there are none
   std::optional<double> chosenRate_;
+  std::set<std::uint32_t> provenRates_;   ///< hertz; the hardware was set up to them
+  std::set<std::uint32_t> refusedRates_;  ///< hertz; offered, perhaps, and refused when it was set up
   AlsaClaim claim_;
   std::weak_ptr<AlsaPcm> unitPcm_;
   std::function<void()> surrenderUnit_;  ///< while a unit has the PCM

@@ -1,7 +1,6 @@
 #include "platform/alsa/AlsaPcm.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cerrno>
 #include <cmath>
@@ -16,9 +15,6 @@
 namespace tolvane {
 namespace {
 
-constexpr std::array<std::uint32_t, 19> usualRates{8000,   11025,  12000,  16000,  22050, 24000,  32000,
-                                                   44100,  48000,  64000,  88200,  96000, 128000, 176400,
-                                                   192000, 352800, 384000, 705600, 768000};
 /// Long enough for a busy desktop without real-time priority, short enough for a prompt pause.
 constexpr double ringSeconds = 0.15;
 constexpr unsigned periodsPerRing = 4;
@@ -69,7 +65,7 @@ std::vector<AudioValueRange> allowedRates(snd_pcm_t* pcm, snd_pcm_hw_params_t* p
     return {{static_cast<double>(least), static_cast<double>(most)}};
   }
   std::vector<AudioValueRange> rates;
-  for (const std::uint32_t rate : usualRates) {
+  for (const std::uint32_t rate : usualPcmRates) {
     if (allows(rate)) rates.push_back({static_cast<double>(rate), static_cast<double>(rate)});
   }
   return rates;

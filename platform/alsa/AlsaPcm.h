@@ -5,6 +5,7 @@
 
 #include <alsa/asoundlib.h>
 
+#include <array>
 #include <cstdint>
 #include <expected>
 #include <functional>
@@ -19,6 +20,11 @@
 #include "platform/conversion/PcmLayout.h"
 
 namespace tolvane {
+
+/// Hertz, ascending: what music has, and hardware is built for.
+inline constexpr std::array<std::uint32_t, 19> usualPcmRates{8000,   11025,  12000,  16000,  22050, 24000,  32000,
+                                                             44100,  48000,  64000,  88200,  96000, 128000, 176400,
+                                                             192000, 352800, 384000, 705600, 768000};
 
 /// What hw_params allows of a PCM that nobody has configured.
 struct AlsaCapabilities {

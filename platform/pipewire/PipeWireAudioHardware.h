@@ -79,7 +79,7 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   [[nodiscard]] std::vector<SampleAlteration> alterationsNow(const Device& device) const;
   [[nodiscard]] AudioObjectID directStream(const Device& device) const;
   [[nodiscard]] std::vector<AudioValueRange> sharedRates(const Device& device) const;
-  [[nodiscard]] double sharedNominalRate(const Device& device) const;
+  [[nodiscard]] std::optional<double> sharedNominalRate(const Device& device) const;
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> sharedPhysicalFormat(const Device& device) const;
   [[nodiscard]] std::vector<SampleAlteration> sharedAlterations(const Device& device) const;
   [[nodiscard]] std::int32_t directOwner(const Device& device) const;

@@ -119,7 +119,8 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::sharedPropert
   const PipeWireStream* playing = playingStream(device);
   switch (selector) {
     case kAudioDevicePropertyNominalSampleRate:
-      return sharedNominalRate(device);
+      if (const auto rate = sharedNominalRate(device)) return *rate;
+      return std::unexpected(kAudioHardwareNotRunningError);
     case kAudioDevicePropertyAvailableNominalSampleRates:
       return sharedRates(device);
     case kAudioDevicePropertyActualSampleRate: {
@@ -168,18 +169,12 @@ std::vector<AudioValueRange> PipeWireAudioHardware::sharedRates(const Device& de
   return {{rate, rate}};
 }
 
-double PipeWireAudioHardware::sharedNominalRate(const Device& device) const {
-  if (device.unit != nullptr && device.unitRate) return *device.unitRate;
-  if (device.chosenRate) return *device.chosenRate;
-  if (const PipeWireSink* sink = sinkOf(device); sink != nullptr && sink->format) return sink->format->rate;
-  const auto rates = sharedRates(device);
-  const double usual = connection_.facts().graphRate;
-  double nearest = rates.front().mMinimum;
-  for (const AudioValueRange& range : rates) {
-    const double candidate = std::clamp(usual, range.mMinimum, range.mMaximum);
-    if (std::fabs(candidate - usual) < std::fabs(nearest - usual)) nearest = candidate;
-  }
-  return nearest;
+/// A sink that the server has not opened has none: which rate it would be opened at, nobody can tell.
+std::optional<double> PipeWireAudioHardware::sharedNominalRate(const Device& device) const {
+  if (device.unit != nullptr && device.unitRate) return device.unitRate;
+  if (device.chosenRate) return device.chosenRate;
+  const PipeWireSink* sink = sinkOf(device);
+  return sink != nullptr && sink->format ? std::optional<double>(sink->format->rate) : std::nullopt;
 }
 
 OSStatus PipeWireAudioHardware::setNominalRate(Device& device, double rate) {

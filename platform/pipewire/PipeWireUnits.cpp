@@ -177,10 +177,9 @@ void PipeWireAudioHardware::publish(Device& device) {
     device.toldAlteration.reset();
   }
   if (isShared) {
-    const double rate = sharedNominalRate(device);
-    if (device.toldRate && *device.toldRate != rate)
+    const auto rate = sharedNominalRate(device);
+    if (std::exchange(device.toldRate, rate) != rate)
       listeners().notify(device.id, globalAddress(kAudioDevicePropertyNominalSampleRate));
-    device.toldRate = rate;
   }
   lookForOthers(device);
   if (device.direct != kAudioObjectUnknown) {

@@ -42,6 +42,9 @@ PULLED_TRACK = Track("WAV", "16", 44100, frames(44100, 4, 151))
 LOSSY_TRACK = Track("MP3", "16", 44100, frames(44100, 0.7, 157))
 FLOAT_TRACK = Track("WAV", "float32", 48000, frames(48000, 0.7, 163))
 
+MIXED_RATE_TRACKS = tuple(Track("WAV", "16", rate, frames(rate, 0.4, 167 + 2 * number))
+                          for number, rate in enumerate((44100, 96000, 44100, 88200)))
+
 
 def cases():
     return [case for _, played in DACS for case in played]
@@ -49,4 +52,4 @@ def cases():
 
 def all_tracks():
     return [*(case.track for case in cases()), FAST_TRACK, MEASURED_TRACK, LOUD_TRACK, REFUSED_TRACK, ALLOWED_TRACK,
-            PULLED_TRACK, LOSSY_TRACK, FLOAT_TRACK]
+            PULLED_TRACK, LOSSY_TRACK, FLOAT_TRACK, *MIXED_RATE_TRACKS]

@@ -75,6 +75,8 @@ class AlsaHangingDriver : public testing::Test, public AlsaOutputUnit::Host {
     EXPECT_EQ(device_->setNominalRate(playedRate), noErr);
   }
 
+  ~AlsaHangingDriver() override { pcm_.letGo(); }  // a test that has failed half way ends all the same
+
   // AlsaOutputUnit::Host
   std::shared_ptr<AlsaDevice> deviceWithId(AudioObjectID id) override { return id == deviceId ? device_ : nullptr; }
   void deviceFailed(AudioObjectID) override { ++failures_; }

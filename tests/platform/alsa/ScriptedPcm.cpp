@@ -46,6 +46,11 @@ void ScriptedPcm::stopAfterEachStart() {
   stopsAfterStart_ = true;
 }
 
+void ScriptedPcm::refuse(unsigned rate) {
+  const std::scoped_lock lock(mutex_);
+  refusedRate_ = rate;
+}
+
 void ScriptedPcm::answerPrepare(int answer) {
   const std::scoped_lock lock(mutex_);
   prepareAnswer_ = answer;
@@ -82,9 +87,11 @@ void ScriptedPcm::open() {
   enter(Place::open, lock);
 }
 
-void ScriptedPcm::setUp() {
+int ScriptedPcm::setUp(unsigned rate) {
   std::unique_lock lock(mutex_);
   enter(Place::setUp, lock);
+  setUps_.push_back(rate);
+  return rate == refusedRate_ ? -EINVAL : 0;
 }
 
 void ScriptedPcm::close() {
@@ -93,6 +100,11 @@ void ScriptedPcm::close() {
   ++closes_;
   closedBy_ = std::this_thread::get_id();
   changed_.notify_all();
+}
+
+std::vector<unsigned> ScriptedPcm::setUps() {
+  const std::scoped_lock lock(mutex_);
+  return setUps_;
 }
 
 std::vector<std::int16_t> ScriptedPcm::heard() {

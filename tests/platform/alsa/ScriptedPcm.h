@@ -42,6 +42,8 @@ class ScriptedPcm {
   void stopByItself();
   /// From now on each start is followed by such a stop.
   void stopAfterEachStart();
+  /// A rate that is offered, and refused when the hardware is set up to it.
+  void refuse(unsigned rate);
   /// What snd_pcm_prepare answers from now on.
   void answerPrepare(int answer);
 
@@ -63,11 +65,13 @@ class ScriptedPcm {
   [[nodiscard]] std::thread::id openedBy() const { return openedBy_; }
   [[nodiscard]] std::thread::id closedBy() const { return closedBy_; }
   [[nodiscard]] std::vector<std::int16_t> heard();
+  /// The rates that the hardware was set up to, in order, with those that it refused then.
+  [[nodiscard]] std::vector<unsigned> setUps();
 
   // The render thread's side: what alsa-lib offers.
 
   void open();
-  void setUp();
+  int setUp(unsigned rate);
   void close();
   int prepare();
   int start();
@@ -92,6 +96,8 @@ class ScriptedPcm {
   std::vector<std::int16_t> heard_;
   std::deque<int> resumeAnswers_;
   int prepareAnswer_ = 0;
+  unsigned refusedRate_ = 0;
+  std::vector<unsigned> setUps_;
   bool stopsAfterStart_ = false;
   int prepares_ = 0;
   int resumes_ = 0;

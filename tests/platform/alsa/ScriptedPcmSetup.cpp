@@ -95,8 +95,7 @@ int snd_pcm_hw_params_get_period_size(const snd_pcm_hw_params_t* /*params*/, snd
 int snd_pcm_hw_params_can_pause(const snd_pcm_hw_params_t* /*params*/) { return 0; }
 
 int snd_pcm_hw_params(snd_pcm_t* pcm, snd_pcm_hw_params_t* /*params*/) {
-  reinterpret_cast<ScriptedPcm*>(pcm)->setUp();
-  return 0;
+  return reinterpret_cast<ScriptedPcm*>(pcm)->setUp(tolvane::chosenRate);
 }
 int snd_pcm_hw_free(snd_pcm_t* /*pcm*/) { return 0; }
 

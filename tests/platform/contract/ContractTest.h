@@ -115,10 +115,11 @@ class ContractTest : public testing::TestWithParam<FixtureMaker<Fixture>> {
     }
     return rates;
   }
-  /// A rate that is not the present one.
+  /// A rate that is not the present one, if there is one.
   double anotherRate() {
+    const auto present = hardware().propertyData(device(), global(kAudioDevicePropertyNominalSampleRate));
     for (const double rate : offeredRates()) {
-      if (rate != nominalRate()) return rate;
+      if (!present || AudioPropertyValue(rate) != *present) return rate;
     }
     ADD_FAILURE() << "the fixture's device has only one rate";
     return 0;

@@ -13,7 +13,7 @@ import dac_plan
 import plan
 from cards import wait_until
 from hardware import refusal_faults
-from loopback import path_faults
+from loopback import fetched, path_faults
 from probe import PROGRAM, Probe, start
 from report import SHARED
 from usb_dac import CARD, PCM, Dac, play
@@ -92,6 +92,28 @@ def fast():
     if abs(rate - track.rate * 1.0002) > 1:
         faults.append(f"the wire carried {rate:.2f} frames a second, not {track.rate * 1.0002:.2f}")
     return {"faults": faults, "remark": f"{rate:.2f} frames a second for {track.rate} Hz", "story": story}
+
+
+def rates_of_the_files():
+    """Several tracks of three rates, by themselves and in a row, with and without Exclusive Access: what the DAC is asked
+    for from its first track on."""
+    faults, story, asked = [], [], []
+    wanted = {track.rate for track in dac_plan.MIXED_RATE_TRACKS}
+    with Dac() as dac:
+        name = dac.device()["name"]
+        before = len(dac.events("rate"))
+        files = [fetched(track) for track in dac_plan.MIXED_RATE_TRACKS]
+        for options in ((), ("--exclusive",)):
+            for run in (*([file] for file in files), files):
+                probe = Probe("play", *run, "--device", name, *options).finish()
+                faults += probe.faults(len(run))
+                story += probe.story()
+        asked = [event["rate"] for event in dac.events("rate")[before:]]
+        for file in files:
+            file.unlink()
+    if set(asked) != wanted:
+        faults.append(f"the DAC was asked for {asked}; the files have {sorted(wanted)}")
+    return {"faults": faults, "remark": f"asked {len(asked)} times", "story": [*story, str(asked)]}
 
 
 def refusing():
@@ -323,6 +345,7 @@ def tests():
     return (("The DAC is listed as a USB device with its rates", listed),
             ("What a second program says of the playing DAC is what the kernel says", seen_by_another),
             ("A DAC whose clock runs 200 ppm fast gets every sample, as fast as it asks", fast),
+            ("The DAC is asked for no rate but those of the files", rates_of_the_files),
             ("A rate that the DAC refuses is converted and said to be; others play as they are", refusing),
             ("A DAC turned down to -10 dB is said to be, still gets every sample, and is left there", turned_down),
             ("A DAC whose 32-bit samples carry 24 bits is never bit-perfect with 32-bit music", narrow),
