@@ -13,6 +13,9 @@ namespace {
 // How long a rate that was written may take to arrive.
 constexpr int settleRounds = 50;
 constexpr std::chrono::microseconds settlePause{5000};
+/// Who finds a device at the rate that it was to leave takes it for one that is slow until then, and for one that
+/// somebody has put back there after that.
+constexpr std::chrono::milliseconds slowestSettling{600};
 
 constexpr auto nominalRateAddress = globalAddress(kAudioDevicePropertyNominalSampleRate);
 
@@ -57,15 +60,16 @@ std::optional<AudioStreamBasicDescription> DeviceProperties::readOutputPhysicalF
 HogModeReport DeviceProperties::readHogMode(AudioObjectID deviceID) const {
   if (!hardware_.hasProperty(deviceID, hogModeAddress)) return {};
   const auto owner = readProperty<std::int32_t>(hardware_, deviceID, hogModeAddress);
-  if (!owner) return {.isSupported = true};
+  if (!owner) return {.isSupported = true, .isOwnerKnown = false};
   return {.isSupported = true, .isOwnedByCurrentProcess = *owner == ::getpid(), .ownerPID = *owner};
 }
 
 HogModeReport DeviceProperties::acquireHogMode(AudioObjectID deviceID) {
   const HogModeReport before = readHogMode(deviceID);
-  if (!before.isSupported || before.ownerPID != -1) return before;
+  // The write toggles: where the owner is not known, it might give away what this process has.
+  if (!before.isSupported || !before.isOwnerKnown || before.ownerPID != -1) return before;
   if (!isSettable(deviceID, hogModeAddress)) return before;
-  constexpr std::int32_t anyPID = -1;  // the write toggles, whatever its value
+  constexpr std::int32_t anyPID = -1;  // the value does not count
   if (hardware_.setPropertyData(deviceID, hogModeAddress, anyPID) != noErr) return before;
   return readHogMode(deviceID);
 }
@@ -111,21 +115,26 @@ void DeviceProperties::restoreNominalSampleRate(double saved, AudioObjectID devi
   if (!current) return;
   if (ratesAgree(*current, saved)) return;
   if (hardware_.setPropertyData(deviceID, nominalRateAddress, saved) != noErr) return;
-  const auto now = runLoop_.now();
-  std::erase_if(restoredRates_, [&](const auto& rate) { return rate.deviceID == deviceID || rate.dueBy <= now; });
-  restoredRates_.push_back({deviceID, saved, now + settleRounds * settlePause});
+  std::erase_if(restoredRates_, [&](const RestoredRate& rate) { return rate.deviceID == deviceID; });
+  restoredRates_.push_back({deviceID, *current, saved, runLoop_.now()});
 }
 
-void DeviceProperties::waitForRestoredRate(AudioObjectID deviceID) {
+std::optional<double> DeviceProperties::waitForRestoredRate(AudioObjectID deviceID) {
   const auto found = std::ranges::find(restoredRates_, deviceID, &RestoredRate::deviceID);
-  if (found == restoredRates_.end()) return;
+  if (found == restoredRates_.end()) return std::nullopt;
   const RestoredRate restored = *found;
   restoredRates_.erase(found);
   const auto hasArrived = [&] {
     const auto nominal = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
     return !nominal || ratesAgree(restored.rate, *nominal);
   };
-  while (runLoop_.now() < restored.dueBy && !hasArrived()) runLoop_.sleepFor(settlePause);
+  const auto dueBy = restored.writtenAt + settleRounds * settlePause;
+  while (runLoop_.now() < dueBy && !hasArrived()) runLoop_.sleepFor(settlePause);
+  if (runLoop_.now() - restored.writtenAt > slowestSettling) return std::nullopt;
+  // Any other rate is one that somebody has chosen since.
+  const auto nominal = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
+  const bool isStillLeaving = nominal && !hasArrived() && ratesAgree(restored.left, *nominal);
+  return isStillLeaving ? std::optional(restored.rate) : std::nullopt;
 }
 
 Result<AudioObjectID> DeviceProperties::resolveOutputDevice(std::optional<AudioObjectID> preferredDeviceID) const {

@@ -50,8 +50,8 @@ class DeviceProperties {
   void restoreNominalSampleRate(double saved, AudioObjectID deviceID);
 
   /// Waits, up to 50 × 5 ms after it was written, for a restored rate that has not arrived yet: the rate that a device
-  /// leaves is not the one to come back to later.
-  void waitForRestoredRate(AudioObjectID deviceID);
+  /// leaves is not the one to come back to later. The restored rate in hertz, where it has not arrived all the same.
+  std::optional<double> waitForRestoredRate(AudioObjectID deviceID);
 
   /// The preferred device as it is, else the system's default output device.
   [[nodiscard]] Result<AudioObjectID> resolveOutputDevice(std::optional<AudioObjectID> preferredDeviceID) const;
@@ -62,8 +62,9 @@ class DeviceProperties {
 
   struct RestoredRate {
     AudioObjectID deviceID;
-    double rate;
-    RunLoop::TimePoint dueBy;
+    double left;  ///< hertz; that the device had when the other was written
+    double rate;  ///< hertz
+    RunLoop::TimePoint writtenAt;
   };
 
   AudioHardware& hardware_;

@@ -62,7 +62,7 @@ void ExclusiveAccess::refreshAudioPathStatus(const HogModeReport& hogReport) {
 }
 
 void ExclusiveAccess::applyHogModeReport(const HogModeReport& report, bool refreshAudioPath) {
-  core_.ownsHogMode = report.isOwnedByCurrentProcess;
+  core_.ownsHogMode = report.mayBeOwned();
   const ExclusiveAccessStatus before = core_.exclusiveAccessStatus.value();
   updateExclusiveAccessStatus(core_.isExclusiveAccessEnabled ? ExclusiveAccessStatus::verified(report)
                                                              : ExclusiveAccessStatus::off());
@@ -85,6 +85,11 @@ std::optional<double> ExclusiveAccess::setExclusiveAccessEnabled(bool enabled) {
   if (changed && core_.transition.isParked()) core_.configuration.tearDown({});
   if (enabled && !isLoaded) updateExclusiveAccessStatus(ExclusiveAccessStatus::requested());
   if (!changed || !isLoaded) return std::nullopt;
+  // Between two attempts at a recovery: the next one finds out what it is to do.
+  if (!core_.audioUnit && core_.supervision.isRecoveryPending()) {
+    if (enabled) updateExclusiveAccessStatus(ExclusiveAccessStatus::requested());
+    return std::nullopt;
+  }
   return reconfigureInPlace(enabled);
 }
 

@@ -9,9 +9,12 @@ struct HogModeReport {
   bool isSupported = false;              ///< the device has the property at all
   bool isOwnedByCurrentProcess = false;  ///< the owner that was read is this process
   std::int32_t ownerPID = -1;            ///< -1: nobody, or the owner could not be read
+  bool isOwnerKnown = true;              ///< false: it could not be read
 
   /// Nobody owns it, so it may be taken.
-  [[nodiscard]] bool isFree() const { return isSupported && !isOwnedByCurrentProcess && ownerPID == -1; }
+  [[nodiscard]] bool isFree() const { return isSupported && isOwnerKnown && ownerPID == -1; }
+  /// This process owns it, as far as is known.
+  [[nodiscard]] bool mayBeOwned() const { return isOwnedByCurrentProcess || !isOwnerKnown; }
 
   bool operator==(const HogModeReport&) const = default;
 };

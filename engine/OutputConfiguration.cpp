@@ -26,7 +26,8 @@ Result<void> OutputConfiguration::configureOutput(const PreparedAudio& prepared,
   const auto transport = core_.device.readDeviceUInt32(deviceID, kAudioDevicePropertyTransportType).value_or(0);
   const bool isBluetooth = isBluetoothTransport(transport);
   if (!isBluetooth) {  // the rate of a Bluetooth link is its own affair
-    core_.device.waitForRestoredRate(deviceID);
+    const auto onItsWayBack = core_.device.waitForRestoredRate(deviceID);
+    if (!originalRate) originalRate = onItsWayBack;
     core_.originalDeviceSampleRate =
         originalRate ? originalRate
                      : core_.device.readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
@@ -34,7 +35,7 @@ Result<void> OutputConfiguration::configureOutput(const PreparedAudio& prepared,
 
   const HogModeReport hogReport =
       core_.isExclusiveAccessEnabled ? core_.device.acquireHogMode(deviceID) : core_.device.readHogMode(deviceID);
-  core_.ownsHogMode = hogReport.isOwnedByCurrentProcess;
+  core_.ownsHogMode = hogReport.mayBeOwned();
   const SampleRateReport rateReport = isBluetooth ? core_.device.readSampleRates(sourceRate, deviceID)
                                                   : core_.device.configureSampleRate(sourceRate, deviceID);
 

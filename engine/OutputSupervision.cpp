@@ -35,6 +35,7 @@ constexpr std::array judgedProperties{kAudioDevicePropertyNominalSampleRate, kAu
 
 void OutputSupervision::installOutputPropertyObservers(AudioObjectID deviceID) {
   removeOutputPropertyObservers();
+  configuredFor_ = DeviceCondition::read(core_.hardware, core_.device, deviceID);
   const std::uint64_t generation = outputObservationGeneration_;
   for (const auto& address : observedDeviceProperties) observeAudioProperty(deviceID, address, generation);
   for (const AudioObjectID stream : core_.device.readOutputStreamIDs(deviceID))
@@ -70,7 +71,22 @@ void OutputSupervision::handleOutputPropertyChange(FourCharCode selector, std::u
   // The recovery waits for the rest of a burst; a verdict that is no longer true does not.
   if (std::ranges::find(judgedProperties, selector) != judgedProperties.end()) judgePathAgain();
   core_.audioLogger.standard("Output property changed: {}", selector);
+  const bool canBeHarmless = core_.audioUnit && selector != kAudioDevicePropertyDeviceIsAlive;
+  recoversOnlyAfterAChange_ = canBeHarmless && (recoversOnlyAfterAChange_ || !recoveryTask_);
   scheduleOutputRecovery("The output device changed its audio configuration.", propertyChangeDelay);
+}
+
+bool OutputSupervision::isAsConfigured() {
+  if (!core_.audioUnit || !core_.renderContext || core_.configuration.unitHasStopped()) return false;
+  const auto now = DeviceCondition::read(core_.hardware, core_.device, core_.deviceID);
+  if (now.bufferFrames != 0 && now.bufferFrames == bufferFramesThatStay_)
+    configuredFor_.bufferFrames = core_.outputBufferFrameSize = now.bufferFrames;
+  const bool isKept = configuredFor_.isKeptBy(now, core_.renderContext->format().mSampleRate);
+  if (isKept)
+    configuredFor_ = now;
+  else
+    bufferFramesThatStay_ = now.bufferFrames;
+  return isKept;
 }
 
 void OutputSupervision::judgePathAgain() {
@@ -141,6 +157,7 @@ void OutputSupervision::scheduleOutputRecovery(std::string reason, double delay)
   if (recoveryTask_) return;
   recoveryTask_ = core_.runLoop.scheduleTimer(durationFromSeconds(std::max(delay, 0.0)), false, [this] {
     recoveryTask_.reset();
+    if (std::exchange(recoversOnlyAfterAChange_, false) && isAsConfigured()) return judgePathAgain();
     recoverOutputIfNeeded();
   });
 }
@@ -199,6 +216,7 @@ void OutputSupervision::resetRecoveryState() {
   recoveryReason_.clear();
   isRecoveringOutput_ = false;
   recoveryAttempts_ = 0;
+  bufferFramesThatStay_.reset();
   stableHealthChecks_ = 0;
   stalledHealthChecks_ = 0;
   stoppedHealthChecks_ = 0;
@@ -206,6 +224,9 @@ void OutputSupervision::resetRecoveryState() {
   lastRenderCycleCount_.reset();
 }
 
-void OutputSupervision::cancelPendingRecovery() { recoveryTask_.reset(); }
+void OutputSupervision::cancelPendingRecovery() {
+  recoveryTask_.reset();
+  recoversOnlyAfterAChange_ = false;
+}
 
 }  // namespace tolvane

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/DeviceCondition.h"
 #include "platform/AudioHardware.h"
 #include "platform/RunLoop.h"
 
@@ -22,7 +23,8 @@ class OutputSupervision {
   OutputSupervision(const OutputSupervision&) = delete;
   OutputSupervision& operator=(const OutputSupervision&) = delete;
 
-  /// Listens to the device and its output streams, in place of what was listened to before.
+  /// Listens to the device and its output streams, in place of what was listened to before. What the device is like now
+  /// is what it was configured for.
   void installOutputPropertyObservers(AudioObjectID deviceID);
   void removeOutputPropertyObservers();
 
@@ -32,6 +34,7 @@ class OutputSupervision {
 
   /// A new track, or none: all counters start again and no recovery is pending.
   void resetRecoveryState();
+  [[nodiscard]] bool isRecoveryPending() const { return static_cast<bool>(recoveryTask_); }
   /// A recovery that waits for its moment does not come; the counters stay.
   void cancelPendingRecovery();
 
@@ -48,6 +51,8 @@ class OutputSupervision {
   [[nodiscard]] std::optional<bool> renderClockProgressed();
 
   void scheduleOutputRecovery(std::string reason, double delay);
+  /// After a notice, when a burst of them has passed: whether the output is as good as when it was configured.
+  [[nodiscard]] bool isAsConfigured();
   void recoverOutputIfNeeded();
   void recoveryFailed(const std::string& description);
   void finishRecoveryWithError(const std::string& message);
@@ -65,7 +70,12 @@ class OutputSupervision {
   std::optional<double> lastRenderSampleTime_;
   std::optional<std::int64_t> lastRenderCycleCount_;
 
+  DeviceCondition configuredFor_;  ///< of the device, when it was configured last
+  /// In which the device was when it was last recovered because of a notice: the recovery did not change it.
+  std::optional<std::uint32_t> bufferFramesThatStay_;
+
   RunLoop::Timer recoveryTask_;
+  bool recoversOnlyAfterAChange_ = false;  ///< the pending one
   std::string recoveryReason_;
   bool isRecoveringOutput_ = false;
   std::int64_t recoveryAttempts_ = 0;

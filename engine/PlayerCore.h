@@ -67,7 +67,7 @@ struct PlayerCore {
   AudioObjectID deviceID = kAudioObjectUnknown;
   std::optional<double> originalDeviceSampleRate;
   std::uint32_t outputBufferFrameSize = 512;
-  bool ownsHogMode = false;
+  bool ownsHogMode = false;  ///< or may own it, where that cannot be read
   OutputStatistics statistics;  ///< of outputs that were torn down
   // Of the track that is being prepared.
   std::function<void()> started;          ///< who asked for it

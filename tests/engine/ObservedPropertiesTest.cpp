@@ -24,19 +24,36 @@ TEST_F(ObservedPropertiesTest, AListenerThatCannotBeInstalledIsLoggedAndTolerate
   EXPECT_TRUE(isPlaying());
 }
 
-TEST_F(ObservedPropertiesTest, EveryObservedPropertyOfTheDeviceRecoversButHogModeAndProcessing) {
+TEST_F(ObservedPropertiesTest, EveryChangeOfTheDeviceRecoversButThoseOfHogModeAndProcessing) {
   device(id).script().alterations = std::vector<SampleAlteration>{};
-  const AudioObjectPropertyAddress recovering[] = {
-      globalAddress(kAudioDevicePropertyNominalSampleRate),   globalAddress(kAudioDevicePropertyActualSampleRate),
-      globalAddress(kAudioDevicePropertyDeviceIsAlive),       outputAddress(kAudioDevicePropertyStreams),
-      outputAddress(kAudioDevicePropertyStreamConfiguration), globalAddress(kAudioDevicePropertyBufferFrameSize)};
-  for (const auto& address : recovering) {
+  using Change = std::function<void(SimulatedDevice&)>;
+  const auto unreadable = [](FourCharCode selector, FourCharCode scope) {
+    return [selector, scope](SimulatedDevice& changed) {
+      changed.script().properties.readFailures[selector] = {};
+      changed.notifyAbout(selector, scope);
+    };
+  };
+  constexpr auto global = kAudioObjectPropertyScopeGlobal;
+  const std::pair<const char*, Change> recovering[] = {
+      {"another nominal rate", [](auto& changed) { changed.setNominalRateFromOutside(96000); }},
+      {"no nominal rate", unreadable(kAudioDevicePropertyNominalSampleRate, global)},
+      {"it says that it may be dead", [](auto& same) { same.notifyAbout(kAudioDevicePropertyDeviceIsAlive); }},
+      {"other streams", [](auto& changed) { changed.changeStreams(changed.config().streams); }},
+      {"no streams", unreadable(kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput)},
+      {"no channels", unreadable(kAudioDevicePropertyStreamConfiguration, kAudioObjectPropertyScopeOutput)},
+      {"another buffer", [](auto& changed) { changed.setBufferFrameSize(changed.config().bufferFrameSize + 64); }},
+      {"no buffer", unreadable(kAudioDevicePropertyBufferFrameSize, global)}};
+  for (const auto& [name, change] : recovering) {
+    device(id).script().properties.readFailures.clear();
     player->play(track);
     const auto before = recoveries();
-    device(id).notifyAbout(address.mSelector, address.mScope);
-    advance(1s);
-    EXPECT_EQ(recoveries(), before + 1) << fourCharText(address.mSelector);
+    change(device(id));
+    advance(349ms);
+    EXPECT_EQ(recoveries(), before) << name;
+    advance(2ms);
+    EXPECT_EQ(recoveries(), before + 1) << name;
   }
+  device(id).script().properties.readFailures.clear();
   for (const FourCharCode selector : {kAudioDevicePropertyHogMode, kAudioDevicePropertyProcessingIsActive}) {
     player->play(track);
     const auto before = recoveries();
@@ -44,18 +61,19 @@ TEST_F(ObservedPropertiesTest, EveryObservedPropertyOfTheDeviceRecoversButHogMod
     advance(1s);
     EXPECT_EQ(recoveries(), before) << fourCharText(selector);
   }
-  EXPECT_EQ(hardware.listenerCount(), std::size(recovering) + 2 + 3) << "the device has these, its stream three";
+  EXPECT_EQ(hardware.listenerCount(), 8U + 3U) << "of the device, and of its stream";
 }
 
-TEST_F(ObservedPropertiesTest, EveryObservedPropertyOfAStreamRecovers) {
-  for (const FourCharCode selector :
-       {kAudioStreamPropertyPhysicalFormat, kAudioStreamPropertyVirtualFormat, kAudioStreamPropertyIsActive}) {
-    player->play(track);
-    const auto before = recoveries();
-    device(id).notifyAboutStream(0, selector);
-    advance(1s);
-    EXPECT_EQ(recoveries(), before + 1) << fourCharText(selector);
-  }
+TEST_F(ObservedPropertiesTest, EveryChangeOfAStreamsFormatRecovers) {
+  player->play(track);
+  advance(1s);
+  device(id).setPhysicalFormat(0, physicalInteger(8));
+  advance(400ms);
+  EXPECT_EQ(recoveries(), 1U);
+  device(id).script().streams[0].properties.readFailures[kAudioStreamPropertyVirtualFormat] = {};
+  device(id).notifyAboutStream(0, kAudioStreamPropertyVirtualFormat);
+  advance(400ms);
+  EXPECT_EQ(recoveries(), 2U);
 }
 
 TEST_F(ObservedPropertiesTest, AnAlterationBehindTheUnitMakesANewVerdictAndNoRecovery) {

@@ -58,7 +58,7 @@ TEST_F(OutputFaultTest, TheReasonOfTheLastFaultIsTold) {
   };
   EXPECT_EQ(giveUp([this] { device(id).stopByItself(); }),
             "The output device did not recover after 3 attempts. AUHAL stopped while playback was active.");
-  EXPECT_EQ(giveUp([this] { device(id).notifyAbout(kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput); }),
+  EXPECT_EQ(giveUp([this] { device(id).changeStreams(device(id).config().streams); }),
             "The output device did not recover after 3 attempts. The output device changed its audio configuration.");
 }
 

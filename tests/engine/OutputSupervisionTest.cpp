@@ -52,21 +52,10 @@ TEST_F(OutputSupervisionTest, AFormatChangedFromOutsideEndsTheVerdictAtOnce) {
   EXPECT_EQ(recoveries(), 0U);
 }
 
-TEST_F(OutputSupervisionTest, ANotificationWithoutAChangeLeavesTheVerdict) {
-  player->play(track);
-  advance(1s);
-  int verdicts = 0;
-  const auto subscription = player->audioPathStatus().subscribe([&verdicts](const auto&) { ++verdicts; });
-  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
-  advance(349ms);
-  EXPECT_EQ(verdicts, 0);
-  advance(2ms);
-  EXPECT_GT(verdicts, 0) << "the recovery checks the path again";
-}
-
 TEST_F(OutputSupervisionTest, ABurstOfNotificationsMakesOneRecovery) {
   player->play(track);
   advance(1s);
+  device(id).setNominalRateFromOutside(96000);
   for (int i = 0; i < 6; ++i) {
     device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
     device(id).notifyAbout(kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput);
@@ -82,7 +71,7 @@ TEST_F(OutputSupervisionTest, ABurstOfNotificationsMakesOneRecovery) {
 TEST_F(OutputSupervisionTest, ALaterNotificationDoesNotPostponeThePendingRecovery) {
   player->play(track);
   advance(1s);
-  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  device(id).setNominalRateFromOutside(96000);
   advance(300ms);
   device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
   advance(51ms);
@@ -92,7 +81,7 @@ TEST_F(OutputSupervisionTest, ALaterNotificationDoesNotPostponeThePendingRecover
 TEST_F(OutputSupervisionTest, HealthIsNotCheckedWhileARecoveryIsPending) {
   player->play(track);
   advance(1400ms);
-  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  device(id).setNominalRateFromOutside(96000);
   advance(50ms);
   device(id).raiseRenderError(-1);
   advance(1s);
@@ -105,7 +94,7 @@ TEST_F(OutputSupervisionTest, ASeekWhilePausedSurvivesARecovery) {
   advance(1s);
   player->pause();
   player->seek(9.0);
-  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  device(id).setNominalRateFromOutside(96000);
   advance(400ms);
   EXPECT_EQ(recoveries(), 1U);
   player->resume();

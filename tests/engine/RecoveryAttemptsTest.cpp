@@ -118,7 +118,7 @@ TEST_F(RecoveryAttemptsTest, NeitherRateNorHogModeIsHeldBetweenAttempts) {
   player->play(fast);
   advance(1s);
   hardware.failNext(UnitStage::initialize, -66);
-  device(id).notifyAbout(kAudioDevicePropertyStreams, kAudioObjectPropertyScopeOutput);
+  device(id).changeStreams(device(id).config().streams);
   advance(400ms);
   EXPECT_EQ(hardware.hogCount(), 0U);
   EXPECT_EQ(device(id).config().nominalRate, 44100);
