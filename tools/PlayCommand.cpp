@@ -8,8 +8,12 @@
 namespace tolvane {
 
 PlayCommand::PlayCommand(BitPerfectAudioPlayer& player, RunLoop& runLoop, ProbeOutput& output,
-                         std::function<void()> finished)
-    : player_(player), runLoop_(runLoop), output_(output), finished_(std::move(finished)) {}
+                         std::function<AudioObjectID(const std::string&)> deviceNamed, std::function<void()> finished)
+    : player_(player),
+      runLoop_(runLoop),
+      output_(output),
+      deviceNamed_(std::move(deviceNamed)),
+      finished_(std::move(finished)) {}
 
 void PlayCommand::start(const ProbeArguments& arguments) {
   startedAt_ = runLoop_.now();
@@ -63,21 +67,69 @@ void PlayCommand::playNext() {
   player_.play(
       fileURLFromArgument(files_[nextFile_++]),
       [this] {
-        const bool hasNext = nextFile_ < files_.size();
-        player_.setUpcomingTrack(hasNext ? std::optional(fileURLFromArgument(files_[nextFile_])) : std::nullopt);
+        announceNext();
+        scheduleActions();
       },
       [start](double duration) { return std::min(start, duration); });
+}
+
+void PlayCommand::announceNext() {
+  const bool hasNext = nextFile_ < files_.size();
+  player_.setUpcomingTrack(hasNext ? std::optional(fileURLFromArgument(files_[nextFile_])) : std::nullopt);
+}
+
+/// A file has begun: what is to be done before its end, and what after the end of the one before.
+void PlayCommand::scheduleActions() {
+  const double position = player_.position().value_or(0);
+  for (const PlayAction& action : options_.actions) {
+    const bool isBefore = action.seconds < 0;
+    if (nextFile_ != action.file + (isBefore ? 0 : 1)) continue;
+    const double left = (isBefore ? player_.duration().value() : 0) + action.seconds - position;
+    actionTimers_.push_back(
+        runLoop_.scheduleTimer(durationFromSeconds(std::max(left, 0.0)), false, [this, action] { act(action); }));
+  }
+}
+
+void PlayCommand::act(const PlayAction& action) {
+  player_.noticeNextTrack();
+  const double position = player_.position().value_or(0);
+  print("action", {{"value", actionName(action.kind)}, {"file", nextFile_}, {"position", position}});
+  switch (action.kind) {
+    case PlayAction::Kind::pause:
+      return pauseForAWhile();
+    case PlayAction::Kind::seek:
+      return player_.seek(action.number);
+    case PlayAction::Kind::volume:
+      return player_.setOutputLevels(action.number, options_.balance);
+    case PlayAction::Kind::next:
+      if (nextFile_ == files_.size()) return;
+      files_[nextFile_] = action.text;
+      return announceNext();
+    case PlayAction::Kind::device:
+      return player_.setOutputDevice(
+          deviceNamed_(action.text), [this] { announceNext(); },
+          [position](double duration) { return std::min(position, duration); });
+    case PlayAction::Kind::exclusive:
+    case PlayAction::Kind::shared:
+      (void)player_.setExclusiveAccessEnabled(action.kind == PlayAction::Kind::exclusive);
+      return announceNext();
+    case PlayAction::Kind::say:
+      return print("said", {{"value", action.text}});
+  }
+}
+
+void PlayCommand::pauseForAWhile() {
+  player_.pause();
+  pauseTimer_ = runLoop_.scheduleTimer(durationFromSeconds(options_.pauseForSeconds), false, [this] {
+    if (player_.isPaused().value()) player_.resume();
+  });
 }
 
 /// What a listener would do while the music plays.
 void PlayCommand::scheduleListener() {
   if (options_.pauseAtSeconds)
-    pauseTimer_ = runLoop_.scheduleTimer(durationFromSeconds(*options_.pauseAtSeconds), false, [this] {
-      player_.pause();
-      pauseTimer_ = runLoop_.scheduleTimer(durationFromSeconds(options_.pauseForSeconds), false, [this] {
-        if (player_.isPaused().value()) player_.resume();
-      });
-    });
+    pauseTimer_ =
+        runLoop_.scheduleTimer(durationFromSeconds(*options_.pauseAtSeconds), false, [this] { pauseForAWhile(); });
   const auto switchAt = [this](std::optional<double> seconds, bool isExclusive) -> RunLoop::Timer {
     if (!seconds) return nullptr;
     return runLoop_.scheduleTimer(durationFromSeconds(*seconds), false,
@@ -103,6 +155,7 @@ void PlayCommand::finish() {
   exclusiveTimer_.reset();
   sharedTimer_.reset();
   stopTimer_.reset();
+  actionTimers_.clear();
   const OutputStatistics statistics = player_.statistics();
   Json line{{"t", secondsFromDuration(runLoop_.now() - startedAt_)},
             {"completed", completed_},

@@ -15,7 +15,9 @@ namespace tolvane {
 class PlayCommand {
  public:
   /// `finished` is called once, from the run loop, when all is over.
-  PlayCommand(BitPerfectAudioPlayer& player, RunLoop& runLoop, ProbeOutput& output, std::function<void()> finished);
+  /// `deviceNamed` finds the device of a name, as findDevice() does.
+  PlayCommand(BitPerfectAudioPlayer& player, RunLoop& runLoop, ProbeOutput& output,
+              std::function<AudioObjectID(const std::string&)> deviceNamed, std::function<void()> finished);
 
   void start(const ProbeArguments& arguments);
 
@@ -26,12 +28,17 @@ class PlayCommand {
   void observe();
   void print(std::string_view property, Json members);
   void playNext();
+  void announceNext();
   void scheduleListener();
+  void scheduleActions();
+  void act(const PlayAction& action);
+  void pauseForAWhile();
   void finish();
 
   BitPerfectAudioPlayer& player_;
   RunLoop& runLoop_;
   ProbeOutput& output_;
+  std::function<AudioObjectID(const std::string&)> deviceNamed_;
   std::function<void()> finished_;
   RunLoop::TimePoint startedAt_{};
   std::vector<std::string> files_;
@@ -45,6 +52,7 @@ class PlayCommand {
   RunLoop::Timer exclusiveTimer_;
   RunLoop::Timer sharedTimer_;
   RunLoop::Timer stopTimer_;
+  std::vector<RunLoop::Timer> actionTimers_;
 };
 
 }  // namespace tolvane

@@ -56,13 +56,19 @@ std::expected<void, std::string> takePlayOption(std::span<const std::string_view
     return {};
   }
   const auto option = std::ranges::find(numberOptions, name, &NumberOption::name);
-  if (name != "--device" && option == numberOptions.end())
+  if (name != "--device" && name != "--at" && option == numberOptions.end())
     return std::unexpected(fmt::format("There is no option {}.", name));
   if (words.empty()) return std::unexpected(fmt::format("{} needs a value.", name));
   const auto text = words.front();
   words = words.subspan(1);
   if (name == "--device") {
     options.device = std::string(text);
+    return {};
+  }
+  if (name == "--at") {
+    auto action = parsePlayAction(text);
+    if (!action) return std::unexpected(action.error());
+    options.actions.push_back(*std::move(action));
     return {};
   }
   const auto value = number(text);
@@ -118,6 +124,9 @@ std::string_view probeUsage() {
          "      --exclusive-at S  turn Exclusive Access on S seconds after the start\n"
          "      --shared-at S     and off\n"
          "      --for SECONDS     stop after this time\n"
+         "      --at N:S:ACTION   do this S seconds from the end of file number N, before it when S is negative;\n"
+         "                        may be given several times. ACTION is pause, seek=SECONDS, volume=V, next=FILE,\n"
+         "                        device=NAME, exclusive, shared, or say=TEXT, which prints a line\n"
          "One JSON object a line. Exit status: 0, or 1 when a line carries an error, or 2 for wrong usage.\n";
 }
 

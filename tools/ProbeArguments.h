@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/PlayAction.h"
+
 namespace tolvane {
 
 struct PlayOptions {
@@ -21,6 +23,7 @@ struct PlayOptions {
   std::optional<double> exclusiveAtSeconds;  ///< after the start, Exclusive Access is turned on
   std::optional<double> sharedAtSeconds;     ///< and off
   std::optional<double> forSeconds;          ///< stop after this much time
+  std::vector<PlayAction> actions;           ///< around the ends of files
 };
 
 struct ProbeArguments {

@@ -49,7 +49,9 @@ void playFiles(const ProbeArguments& arguments, ProbeOutput& output) {
       return output.print({{"error", "There is no output device named \"" + *arguments.play.device + "\"."}});
     player.setOutputDevice(device);
   }
-  PlayCommand play(player, machine.runLoop, output, [&] { machine.runLoop.quit(0); });
+  PlayCommand play(
+      player, machine.runLoop, output, [&](const std::string& wanted) { return findDevice(machine.hardware, wanted); },
+      [&] { machine.runLoop.quit(0); });
   const TerminationSignals signals(machine.runLoop, [&](int) { play.stop(); });
   play.start(arguments);
   machine.runLoop.run();

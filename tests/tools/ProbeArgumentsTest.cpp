@@ -50,6 +50,31 @@ TEST(ProbeArguments, TakeEveryOptionOfPlay) {
   EXPECT_EQ(options.forSeconds, 10);
 }
 
+TEST(ProbeArguments, TakeWhatIsToBeDoneAroundTheEndsOfFiles) {
+  const auto arguments = parseProbeArguments(
+      Words{"play", "--at", "1:-0.25:pause", "--at", "2:0.02:seek=1.5", "--at", "3:0:next=/a:b=c.wav", "a.wav"});
+  ASSERT_TRUE(arguments);
+  const auto& actions = arguments->play.actions;
+  ASSERT_EQ(actions.size(), 3U);
+  EXPECT_EQ(actions[0].file, 1U);
+  EXPECT_EQ(actions[0].seconds, -0.25);
+  EXPECT_EQ(actions[0].kind, PlayAction::Kind::pause);
+  EXPECT_EQ(actions[1].kind, PlayAction::Kind::seek);
+  EXPECT_EQ(actions[1].number, 1.5);
+  EXPECT_EQ(actions[2].text, "/a:b=c.wav");
+}
+
+TEST(ProbeArguments, EveryActionHasTheWordThatItIsReadFrom) {
+  int seen = 0;
+  for (const char* word : {"pause", "seek=1", "volume=1", "next=a", "device=a", "exclusive", "shared", "say=a"}) {
+    const auto action = parsePlayAction("1:0:" + std::string(word));
+    ASSERT_TRUE(action) << word;
+    EXPECT_TRUE(std::string_view(word).starts_with(actionName(action->kind))) << word;
+    ++seen;
+  }
+  EXPECT_EQ(seen, 8);
+}
+
 TEST(ProbeArguments, RefuseWhatMakesNoSense) {
   const struct {
     Words words;
@@ -67,6 +92,16 @@ TEST(ProbeArguments, RefuseWhatMakesNoSense) {
       {{"play", "a.wav", "--from", "-1"}, "--from cannot be -1."},
       {{"play", "a.wav", "--for", "10s"}, "--for cannot be 10s."},
       {{"play", "a.wav", "--device"}, "--device needs a value."},
+      {{"play", "a.wav", "--at", "pause"}, "There is no action pause."},
+      {{"play", "a.wav", "--at", "0:1:pause"}, "There is no action 0:1:pause."},
+      {{"play", "a.wav", "--at", "1:x:pause"}, "There is no action 1:x:pause."},
+      {{"play", "a.wav", "--at", "1:inf:pause"}, "There is no action 1:inf:pause."},
+      {{"play", "a.wav", "--at", "1:1:pause=2"}, "There is no action 1:1:pause=2."},
+      {{"play", "a.wav", "--at", "1:1:seek"}, "There is no action 1:1:seek."},
+      {{"play", "a.wav", "--at", "1:1:seek=-1"}, "There is no action 1:1:seek=-1."},
+      {{"play", "a.wav", "--at", "1:1:volume=1.1"}, "There is no action 1:1:volume=1.1."},
+      {{"play", "a.wav", "--at", "1:1:next="}, "There is no action 1:1:next=."},
+      {{"play", "a.wav", "--at", "1:1:dance"}, "There is no action 1:1:dance."},
   };
   for (const auto& row : rows) {
     const auto arguments = parseProbeArguments(row.words);
