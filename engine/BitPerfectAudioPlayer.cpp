@@ -9,6 +9,17 @@
 
 namespace tolvane {
 
+namespace {
+
+/// The frame that holds this moment, cut off. A reported position is a quotient, whose product with the rate may fall
+/// short of the frame by a rounding error; the tolerance is in frames.
+double frameAt(double seconds, double rate) {
+  constexpr double tolerance = 1e-4;
+  return std::floor(seconds * rate + tolerance);
+}
+
+}  // namespace
+
 BitPerfectAudioPlayer::BitPerfectAudioPlayer(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop,
                                              Log& log, Background background, Background lowPriority)
     : core_(
@@ -108,7 +119,7 @@ Result<void> BitPerfectAudioPlayer::startOutput(const PreparedAudio& prepared) {
   core_->preparedAudio = prepared;
   if (const auto startAt = std::exchange(core_->startAt, nullptr)) {
     const double rate = context.format().mSampleRate;
-    const double frame = startAt(static_cast<double>(context.totalFrames()) / rate) * rate;
+    const double frame = frameAt(startAt(static_cast<double>(context.totalFrames()) / rate), rate);
     if (std::isfinite(frame)) context.seek(static_cast<std::int64_t>(frame));
   }
   const bool startsPaused = core_->startsPaused.value();
@@ -166,7 +177,7 @@ void BitPerfectAudioPlayer::seek(double seconds) {
     return core_->configuration.failRuntime("The output device could not seek safely.", false);
   // The listener means the track that is shown.
   if (core_->transition.hasCrossed()) core_->transition.takeBack();
-  const double frame = seconds * context->format().mSampleRate;
+  const double frame = frameAt(seconds, context->format().mSampleRate);
   if (std::isfinite(frame)) context->seek(static_cast<std::int64_t>(frame));
   if (wasPlaying) (void)core_->configuration.restartUnit("The output device could not continue after seeking.");
 }

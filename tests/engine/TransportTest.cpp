@@ -121,6 +121,19 @@ TEST_F(TransportTest, TruncatesTheFrameTowardsZero) {
   EXPECT_EQ(heardMusic(), bytesFrom("/song.wav", 33075, 11025));
 }
 
+TEST_F(TransportTest, APositionThatWasReportedIsTheVeryFrame) {
+  player->play(track);
+  player->pause();
+  constexpr std::int64_t frames = 44100;
+  std::int64_t missed = 0;
+  for (std::int64_t frame = 0; frame <= frames; ++frame) {
+    const double reported = static_cast<double>(frame) / 44100;
+    player->seek(reported);
+    if (player->position() != reported) ++missed;
+  }
+  EXPECT_EQ(missed, 0) << "of " << frames + 1 << " frames";
+}
+
 TEST_F(TransportTest, IgnoresSeeksOutsideTheTrack) {
   player->seek(0.1);
   player->play(track);
