@@ -221,11 +221,25 @@ void BitPerfectAudioPlayer::setOutputLevels(double volume, double balance) {
     core_->exclusiveAccess.refreshAudioPathStatus(core_->device.readHogMode(core_->deviceID));
 }
 
-void BitPerfectAudioPlayer::setOutputDevice(AudioObjectID deviceID, Started started, StartAt startAt) {
+void BitPerfectAudioPlayer::setOutputDevice(AudioObjectID deviceID, Started started, const GoOnAt& goOnAt) {
   core_->preferredDeviceID = deviceID;
   if (core_->transition.isParked() && core_->deviceID != deviceID) core_->configuration.tearDown({});
   if (core_->state != PlaybackState::playing) return;
-  if (const auto url = core_->currentURL.value()) play(*url, std::move(started), std::move(startAt));
+  // Only a unit that has stopped says to the frame what was heard; one that cannot stop is torn down by play().
+  if (core_->audioUnit) {
+    core_->completion.cancel();
+    (void)core_->configuration.stopUnit();
+    if (core_->transition.hasCrossed()) core_->transition.announce();
+    if (core_->state != PlaybackState::playing) return;  // the next track is heard, and was not wanted
+  }
+  const auto url = core_->currentURL.value();
+  if (!url) return;
+  StartAt startAt;
+  if (const auto& track = core_->preparedAudio; goOnAt && track) {
+    const double heard = static_cast<double>(track->context->currentFrame()) / track->context->format().mSampleRate;
+    startAt = [goOnAt, heard](double duration) { return goOnAt(duration, heard); };
+  }
+  play(*url, std::move(started), std::move(startAt));
 }
 
 std::optional<double> BitPerfectAudioPlayer::setExclusiveAccessEnabled(bool enabled) {

@@ -31,6 +31,8 @@ class BitPerfectAudioPlayer {
   using Started = std::function<void()>;
   /// Where a track begins: seconds, for a duration in seconds.
   using StartAt = std::function<double(double duration)>;
+  /// The same for a track that goes on elsewhere: `heard` is where its first frame is that was not heard.
+  using GoOnAt = std::function<double(double duration, double heard)>;
 
   /// The four services outlive the player; the files also what the backgrounds have been given, which read them:
   /// `background` the track that is asked for, `lowPriority` the one that will be asked for next.
@@ -92,9 +94,9 @@ class BitPerfectAudioPlayer {
 
   /// Volume 0 … 1 and balance −1 … +1; others are clamped, what is not finite becomes 1 and 0.
   void setOutputLevels(double volume, double balance);
-  /// Takes effect at once while playing, by starting the track again as play() does; else at the next start, and
-  /// `started` is not called.
-  void setOutputDevice(AudioObjectID deviceID, Started started = {}, StartAt startAt = {});
+  /// Takes effect at once while playing: the track that is heard is read again and goes on, at `goOnAt` or at its
+  /// beginning; else at the next start, and `started` is not called.
+  void setOutputDevice(AudioObjectID deviceID, Started started = {}, const GoOnAt& goOnAt = {});
   /// The position in seconds at which playback goes on, when the output had to be rebuilt.
   std::optional<double> setExclusiveAccessEnabled(bool enabled);
 

@@ -295,9 +295,12 @@ void PlayerSession::setOutputBalance(double balance) {
 void PlayerSession::setOutputDevice(AudioObjectID deviceID) {
   updatePlaybackPosition();
   if (player_.isPlaying().value()) startSeconds_ = playbackPosition_.value();
+  // The place shown is by the clock; the engine knows the frame. A seek meanwhile counts more.
   player_.setOutputDevice(
       deviceID, [this] { trackHasStartedOnOtherDevice(); },
-      [this](double duration) { return startPosition(duration); });
+      [this, shown = startSeconds_](double duration, double heard) {
+        return startSeconds_ == shown ? heard : startPosition(duration);
+      });
   persistPlaybackState();
 }
 

@@ -107,8 +107,7 @@ void PlayCommand::act(const PlayAction& action) {
       return announceNext();
     case PlayAction::Kind::device:
       return player_.setOutputDevice(
-          deviceNamed_(action.text), [this] { announceNext(); },
-          [position](double duration) { return std::min(position, duration); });
+          deviceNamed_(action.text), [this] { announceNext(); }, [](double, double heard) { return heard; });
     case PlayAction::Kind::exclusive:
     case PlayAction::Kind::shared:
       (void)player_.setExclusiveAccessEnabled(action.kind == PlayAction::Kind::exclusive);

@@ -301,6 +301,26 @@ TEST_F(Album, SwitchingExclusiveAccessLosesAndRepeatsNothing) {
       });
 }
 
+TEST_F(Album, AnotherDeviceGoesOnAtTheFirstFrameThatWasNotHeard) {
+  AudioObjectID other = 0;
+  atEveryMoment(
+      [&] {
+        SimulatedDeviceConfig dac;
+        dac.captures = true;
+        other = addDevice(dac);
+        player->setOutputDevice(
+            other, [this] { announceNext(); }, [](double, double heard) { return heard; });
+      },
+      [&](auto) {
+        auto heard = music(id);
+        const auto rest = music(other);
+        EXPECT_FALSE(rest.empty());
+        heard.insert(heard.end(), rest.begin(), rest.end());
+        EXPECT_EQ(heard, cuts({1, 2, 3}));
+        EXPECT_EQ(completions(), 3);
+      });
+}
+
 TEST_F(Album, ARecoveryLosesAndRepeatsNothing) {
   atEveryMoment([this] { device(id).raiseRenderError(kAudioHardwareUnspecifiedError); },
                 [this](auto) {
