@@ -40,7 +40,7 @@ void PlayCommand::observe() {
   subscriptions_.push_back(player_.audioPathStatus().subscribe([this](const AudioPathStatus& status) {
     print("audioPathStatus", {{"kind", kindName(status.kind)}, {"label", status.label}, {"detail", status.detail}});
     // The player is still in the middle of it: end in a turn of its own.
-    if (status.kind == AudioPathStatus::Kind::error) runLoop_.post([this] { finish(); });
+    if (status.kind == AudioPathStatus::Kind::error) runLoop_.post([this] { hasFailed(); });
   }));
   subscriptions_.push_back(player_.exclusiveAccessStatus().subscribe([this](const ExclusiveAccessStatus& status) {
     print("exclusiveAccessStatus", {{"kind", kindName(status.kind)}, {"message", status.message}});
@@ -51,6 +51,8 @@ void PlayCommand::observe() {
     if (const auto now = player_.statistics(); now.crossings != std::exchange(crossings_, now.crossings))
       print("crossing",
             {{"frame", now.lastCrossingFrame}, {"heardAt", secondsFromDuration(runLoop_.now() - startedAt_)}});
+    if (const auto now = player_.statistics(); now.underruns != std::exchange(underruns_, now.underruns))
+      print("underruns", {{"value", now.underruns}});
     playNext();
   }));
 }
@@ -117,6 +119,12 @@ void PlayCommand::act(const PlayAction& action) {
   }
 }
 
+void PlayCommand::hasFailed() {
+  constexpr auto patience = std::chrono::seconds(1);
+  if (!options_.goesOnAfterErrors) return finish();
+  retryTimer_ = runLoop_.scheduleTimer(patience, false, [this] { playNext(); });
+}
+
 void PlayCommand::pauseForAWhile() {
   player_.pause();
   pauseTimer_ = runLoop_.scheduleTimer(durationFromSeconds(options_.pauseForSeconds), false, [this] {
@@ -154,6 +162,7 @@ void PlayCommand::finish() {
   exclusiveTimer_.reset();
   sharedTimer_.reset();
   stopTimer_.reset();
+  retryTimer_.reset();
   actionTimers_.clear();
   const OutputStatistics statistics = player_.statistics();
   Json line{{"t", secondsFromDuration(runLoop_.now() - startedAt_)},

@@ -33,6 +33,7 @@ class PlayCommand {
   void scheduleActions();
   void act(const PlayAction& action);
   void pauseForAWhile();
+  void hasFailed();
   void finish();
 
   BitPerfectAudioPlayer& player_;
@@ -46,12 +47,14 @@ class PlayCommand {
   std::size_t nextFile_ = 0;
   std::int64_t completed_ = 0;
   std::uint64_t crossings_ = 0;
+  std::uint64_t underruns_ = 0;
   bool isFinished_ = false;
   std::vector<Subscription> subscriptions_;
   RunLoop::Timer pauseTimer_;
   RunLoop::Timer exclusiveTimer_;
   RunLoop::Timer sharedTimer_;
   RunLoop::Timer stopTimer_;
+  RunLoop::Timer retryTimer_;
   std::vector<RunLoop::Timer> actionTimers_;
 };
 

@@ -55,6 +55,10 @@ std::expected<void, std::string> takePlayOption(std::span<const std::string_view
     options.isExclusive = true;
     return {};
   }
+  if (name == "--go-on") {
+    options.goesOnAfterErrors = true;
+    return {};
+  }
   const auto option = std::ranges::find(numberOptions, name, &NumberOption::name);
   if (name != "--device" && name != "--at" && option == numberOptions.end())
     return std::unexpected(fmt::format("There is no option {}.", name));
@@ -127,6 +131,7 @@ std::string_view probeUsage() {
          "      --at N:S:ACTION   do this S seconds from the end of file number N, before it when S is negative;\n"
          "                        may be given several times. ACTION is pause, seek=SECONDS, volume=V, next=FILE,\n"
          "                        device=NAME, exclusive, shared, or say=TEXT, which prints a line\n"
+         "      --go-on           after an error, play the next file a second later\n"
          "One JSON object a line. Exit status: 0, or 1 when a line carries an error, or 2 for wrong usage.\n";
 }
 

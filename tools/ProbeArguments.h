@@ -24,6 +24,7 @@ struct PlayOptions {
   std::optional<double> sharedAtSeconds;     ///< and off
   std::optional<double> forSeconds;          ///< stop after this much time
   std::vector<PlayAction> actions;           ///< around the ends of files
+  bool goesOnAfterErrors = false;            ///< with the next file
 };
 
 struct ProbeArguments {

@@ -32,9 +32,9 @@ TEST(ProbeArguments, TakeThePathsOfADiscovery) {
 
 TEST(ProbeArguments, TakeEveryOptionOfPlay) {
   const auto arguments = parseProbeArguments(
-      Words{"play", "--device",    "Studio DAC", "a.wav",      "--exclusive", "--volume",    "0.5",    "--balance",
-            "-1",   "--from",      "2.5",        "--pause-at", "1",           "--pause-for", "0.25",   "--exclusive-at",
-            "3",    "--shared-at", "4.5",        "--for",      "10",          "--",          "--b.wav"});
+      Words{"play", "--device",    "Studio DAC", "a.wav",      "--exclusive", "--volume",    "0.5",  "--balance",
+            "-1",   "--from",      "2.5",        "--pause-at", "1",           "--pause-for", "0.25", "--exclusive-at",
+            "3",    "--shared-at", "4.5",        "--for",      "10",          "--go-on",     "--",   "--b.wav"});
   ASSERT_TRUE(arguments);
   EXPECT_THAT(arguments->files, ElementsAre("a.wav", "--b.wav"));
   const PlayOptions& options = arguments->play;
@@ -48,6 +48,7 @@ TEST(ProbeArguments, TakeEveryOptionOfPlay) {
   EXPECT_EQ(options.exclusiveAtSeconds, 3);
   EXPECT_EQ(options.sharedAtSeconds, 4.5);
   EXPECT_EQ(options.forSeconds, 10);
+  EXPECT_TRUE(options.goesOnAfterErrors);
 }
 
 TEST(ProbeArguments, TakeWhatIsToBeDoneAroundTheEndsOfFiles) {
