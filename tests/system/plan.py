@@ -21,18 +21,20 @@ CHANNELS = 2
 
 @dataclass(frozen=True)
 class Track:
-    """One file of noise; its samples follow from its name alone."""
+    """One file of noise; its samples follow from its name alone, or are cut from a noise that several files share."""
 
     container: str
     sample: str
     rate: int
     frames: int
     channels: int = CHANNELS  # more than two: WAV only, in WAVE's order, with the mask that says so
+    cut_at: int | None = None  # the frame of the shared noise that is the first of this file
 
     @property
     def file(self):
         channels = f"-{self.channels}ch" if self.channels != CHANNELS else ""
-        return f"{self.container}-{self.sample}-{self.rate}-{self.frames}{channels}.{self.container.lower()}".lower()
+        cut = f"-at-{self.cut_at}" if self.cut_at is not None else ""
+        return f"{self.container}-{self.sample}-{self.rate}-{self.frames}{channels}{cut}.{self.container.lower()}".lower()
 
 
 @dataclass(frozen=True)

@@ -13,13 +13,36 @@ from plan import CHANNELS, SAMPLE_BYTES
 EXTENSIBLE = 0xFFFE
 CHANNEL_MASKS = {6: 0x3F, 8: 0x63F}
 SUB_FORMAT_TAIL = bytes.fromhex("000000001000800000aa00389b71")
+SHARED_FRAMES = 3_000_000
 INTEGER_BITS = {"16": 16, "24": 24, "32": 32}
 FLOAT_EXTREMES = (1.0, -1.0, 0.99999994, -0.99999994, 1.25, 1.401298464324817e-45, -1.1754943508222875e-38, -0.0, 2**-24)
+
+
+SHARED_NOISE = 24  # bits; a file of 16 has the upper ones
+
+
+@functools.lru_cache(maxsize=1)
+def _shared_noise():
+    return array.array("i", _integers(random.Random("shared"), SHARED_FRAMES * CHANNELS, SHARED_NOISE))
+
+
+def _cut(track):
+    """No frame is silent, in 16 bits either: a frame that would be has the least loud sample there is."""
+    first, shift = track.cut_at * CHANNELS, SHARED_NOISE - INTEGER_BITS[track.sample]
+    values = [value >> shift for value in _shared_noise()[first:first + track.frames * CHANNELS]]
+    if len(values) != track.frames * CHANNELS:
+        raise ValueError(f"the shared noise ends before {track.file} does")
+    for at in range(0, len(values), CHANNELS):
+        if not values[at] and not values[at + 1]:
+            values[at] = 1
+    return values
 
 
 @functools.lru_cache(maxsize=4)
 def samples(track):
     """Interleaved sample values: whole numbers, or floats that 32 bits hold. No frame is silent in all channels."""
+    if track.cut_at is not None:
+        return _cut(track)
     noise = random.Random(track.file)
     count = track.frames * track.channels
     if track.sample == "float32":

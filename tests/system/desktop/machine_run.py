@@ -38,14 +38,29 @@ def prepare(build, name, only, guest=()):
     return work, pathlib.Path(made.stdout.strip())
 
 
-def run_machine(work, kernel):
+def newer_server(build, work):
+    """Puts the packages of the newer server where the machine finds them. Returns its version, or an empty text where the
+    system's own is new enough."""
+    made = subprocess.run([HERE.parent / "matrix/backports", build / "backports"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                          text=True, timeout=600)
+    if made.returncode:
+        raise RuntimeError(made.stderr.strip())
+    version = made.stdout.strip()
+    if version:
+        (work / "newer").mkdir()
+        for archive in (build / "backports").glob("*.tar"):
+            shutil.copy2(archive, work / "newer")
+    return version
+
+
+def run_machine(work, kernel, limit=WHOLE_RUN):
     with Machine(kernel, work, work / "tests") as machine:
         machine.greet()
-        end = time.monotonic() + WHOLE_RUN
+        end = time.monotonic() + limit
         while machine.running() and time.monotonic() < end:
             time.sleep(0.2)
         if machine.running():
-            raise RuntimeError(f"the machine did not end in {WHOLE_RUN} s; {machine.last_words()}")
+            raise RuntimeError(f"the machine did not end in {limit} s; {machine.last_words()}")
         if not (work / "finished").exists():
             raise RuntimeError(f"the machine ended too early; {machine.last_words()}")
 

@@ -12,6 +12,7 @@ import wave
 import desktop
 from cards import Capture, Pcm, wait_until
 from pace import skipping
+from pieces import difference, losses  # noqa: F401 - the tests of the desktop have them from here
 
 SHARED = pathlib.Path("/vm/shared")
 PROBE = pathlib.Path("/tmp/bin/tolvane-probe")
@@ -102,59 +103,6 @@ class Play:
         if self.last().get("completed") != completed:
             found.append(f"it ended with {self.last()}")
         return found
-
-
-def without_silence(data):
-    return b"".join(data[at:at + 8] for at in range(0, len(data), 8) if any(data[at:at + 8]))
-
-
-def difference(wanted, captured):
-    heard = without_silence(captured)
-    if heard == wanted:
-        return []
-    same = next((at for at in range(0, min(len(heard), len(wanted)), 8) if heard[at:at + 8] != wanted[at:at + 8]),
-                min(len(heard), len(wanted)))
-    return [f"frame {same // 8} of {len(wanted) // 8} differs; {len(heard) // 8} came"]
-
-
-def common(a, at, b, start):
-    """How many bytes are the same from there on."""
-    length = min(len(a) - at, len(b) - start)
-    same = 0
-    while length > same:
-        step = max(1, (length - same) // 2)
-        if a[at + same:at + same + step] == b[start + same:start + same + step]:
-            same += step
-        elif step == 1:
-            break
-        else:
-            length = same + step
-    return same
-
-
-def pieces(wanted, captured):
-    """The stretches of the track that were heard, in their order: (first frame, frames). Raises for what is no frame of it."""
-    heard, found, at = without_silence(captured), [], 0
-    while at < len(heard):
-        first = wanted.find(heard[at:at + 8])
-        while first >= 0 and first % 8:
-            first = wanted.find(heard[at:at + 8], first + 1)
-        if first < 0:
-            raise RuntimeError(f"frame {at // 8} of what was heard is none of the track's")
-        length = common(heard, at, wanted, first) // 8
-        found.append((first // 8, length))
-        at += 8 * length
-    return found
-
-
-def losses(wanted, captured):
-    """(frames that were not heard, frames that were heard again)"""
-    lost = again = end = 0
-    for first, length in pieces(wanted, captured):
-        lost += max(0, first - end)
-        again += max(0, end - first)
-        end = first + length
-    return lost + len(wanted) // 8 - end, again
 
 
 def label_faults(play, *expected):

@@ -6,7 +6,6 @@ import os
 import pathlib
 import resource
 import shutil
-import subprocess
 import sys
 import traceback
 
@@ -14,38 +13,16 @@ sys.path.insert(0, "/vm/tests")
 
 import desktop  # noqa: E402
 import layouts  # noqa: E402
+from newer import NEWER, install_newer, installed_version, restart  # noqa: E402
 from player import PROBE, SHARED  # noqa: E402
 from show import Show  # noqa: E402
 
-NEWER = SHARED / "newer"
 OWN_NAME, NEWER_NAME = "own", "newer"  # as the caller names the versions
 
 
 def report(**record):
     with open(SHARED / "results.jsonl", "a", encoding="utf-8") as results:
         results.write(json.dumps(record) + "\n")
-
-
-def installed_version():
-    text = subprocess.run(["pipewire", "--version"], capture_output=True, text=True, timeout=60).stdout
-    return text.splitlines()[1].split()[-1]
-
-
-def install_newer():
-    """In the place of the system's own, as an upgrade does it: server, session manager and client library."""
-    libraries = pathlib.Path("/usr/lib/x86_64-linux-gnu")
-    for folder in (*libraries.glob("spa-0.2"), *libraries.glob("pipewire-0.3"), *libraries.glob("wireplumber-*"),
-                   pathlib.Path("/usr/share/pipewire"), pathlib.Path("/usr/share/wireplumber")):
-        shutil.rmtree(folder)
-    for archive in sorted(NEWER.glob("*.tar")):
-        subprocess.run(["tar", "x", "-C", "/", "--keep-directory-symlink", "-f", archive], check=True, timeout=300)
-
-
-def restart():
-    desktop.kill_servers()
-    desktop.start_servers()
-    for card in desktop.CARDS:
-        desktop.sink(card)
 
 
 def run(counts, scenes):
