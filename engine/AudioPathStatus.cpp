@@ -68,6 +68,12 @@ AudioPathStatus judgeUnknownPhysicalFormat(const AudioPathFacts& facts) {
   return status;
 }
 
+AudioPathStatus judgeNarrowPhysicalFormat(const AudioPathFacts& facts) {
+  const std::string details = alterationDetails(facts);
+  return converted(fmt::format("The device stream is {}, which does not preserve the source format exactly.{}{}",
+                               formatDescription(*facts.physicalFormat), details.empty() ? "" : " ", details));
+}
+
 }  // namespace
 
 AudioPathStatus AudioPathStatus::ready() { return {Kind::ready, "READY", "Choose a track to verify the output path."}; }
@@ -126,10 +132,8 @@ AudioPathStatus judgeAudioPath(const AudioPathFacts& facts) {
   if (alters(facts, SampleAlteration::Kind::converted)) return converted(alterationDetails(facts));
   if (alters(facts, SampleAlteration::Kind::processed))
     return {Kind::processed, "DSP ACTIVE", alterationDetails(facts)};
+  if (facts.physicalFormat && !facts.physicalFormatCompatible) return judgeNarrowPhysicalFormat(facts);
   if (!facts.physicalFormat || !facts.alterations.empty()) return judgeUnknownPhysicalFormat(facts);
-  if (!facts.physicalFormatCompatible)
-    return converted(fmt::format("The device stream is {}, which does not preserve the source format exactly.",
-                                 formatDescription(*facts.physicalFormat)));
   if (!facts.exclusiveAccessEnabled)
     return bitPerfect(
         fmt::format("{} and the device PCM format are confirmed with no app-level DSP. Exclusive Access is off, so "

@@ -57,8 +57,8 @@ struct AudioPathFacts {
 ///    6  the source is lossy
 /// 6a–6b something behind the unit converts the samples; it processes them. The detail is the device's own, conversion
 ///       first
+///    9  the physical format cannot carry the source, whatever else is not known of the path
 ///  7–8  the physical format is unknown, or an alteration whose kind is; the same with Exclusive Access withheld
-///    9  the physical format cannot carry the source
 ///   10  Exclusive Access was asked for and is withheld
 /// 11–12 bit-perfect: shared; exclusive
 [[nodiscard]] AudioPathStatus judgeAudioPath(const AudioPathFacts& facts);

@@ -151,10 +151,11 @@ const std::vector<Row> rows{
     {"7 an unknown alteration", isObscure, Kind::directPCM, "DIRECT PCM",
      "Shared device access is active and the sample rate matches, but not every stage on the way to the device is "
      "known to keep the samples. A setting is not known."},
-    {"7 an unknown alteration before 9", [](auto& f) { isObscure(f), f.physicalFormatCompatible = false; },
-     Kind::directPCM, "DIRECT PCM",
-     "Shared device access is active and the sample rate matches, but not every stage on the way to the device is "
-     "known to keep the samples. A setting is not known."},
+    {"9 before 7 by an unknown alteration", [](auto& f) { isObscure(f), f.physicalFormatCompatible = false; },
+     Kind::converted, "CONVERTED", narrowDevice + " A setting is not known."},
+    {"9 before 8 by an unknown alteration",
+     [](auto& f) { isObscure(f), exclusiveNotOwned(f), f.physicalFormatCompatible = false; }, Kind::converted,
+     "CONVERTED", narrowDevice + " A setting is not known."},
     {"7 an unknown alteration before 12", [](auto& f) { isObscure(f), exclusiveOwned(f); }, Kind::directPCM,
      "DIRECT PCM",
      "Exclusive Access is active and the sample rate matches, but not every stage on the way to the device is "
@@ -300,6 +301,9 @@ const std::vector<PrioritisedRow> prioritisedRows{
     {"6", [](auto& c) { return !c.isLossless; }, {Kind::directPCM, "DIRECT PCM", lossyMP3}},
     {"6a", [](auto& c) { return c.isConverted; }, {Kind::converted, "CONVERTED", "C.[]"}},
     {"6b", [](auto& c) { return c.isProcessed; }, {Kind::processed, "DSP ACTIVE", "P.[]"}},
+    {"9",
+     [](auto& c) { return c.formatIsKnown && !c.formatCarries; },
+     {Kind::converted, "CONVERTED", narrowDevice + "[]"}},
     {"7 owned, unknown stage",
      [](auto& c) { return c.isObscured && c.isOwned; },
      {Kind::directPCM, "DIRECT PCM",
@@ -328,7 +332,6 @@ const std::vector<PrioritisedRow> prioritisedRows{
     {"8 not exposed",
      [](auto& c) { return (!c.formatIsKnown || c.isObscured) && c.isExclusive && !c.isOwned && !c.isSupported; },
      {Kind::directPCM, "DIRECT PCM", notExposed + "[]"}},
-    {"9", [](auto& c) { return !c.formatCarries; }, {Kind::converted, "CONVERTED", narrowDevice}},
     {"10 retained",
      [](auto& c) { return c.isExclusive && !c.isOwned && c.isSupported; },
      {Kind::directPCM, "DIRECT PCM", retained}},

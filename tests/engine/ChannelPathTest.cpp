@@ -117,6 +117,26 @@ TEST_F(ChannelPathTest, ADeviceThatDoesNotStateItsPositionsIsNeverBitPerfect) {
   EXPECT_EQ(firstFrame(id, 6), (std::vector<std::uint32_t>{100, 200, 300, 400, 500, 600}));
 }
 
+TEST_F(ChannelPathTest, TooFewBitsAreAConversionWhateverIsKnownOfThePositions) {
+  SimulatedPCMFile file;
+  file.format = linearPCM(44100, 6, 24, 3, kAudioFormatFlagIsSignedInteger);
+  file.sourceBitDepth = 24;
+  file.data.resize(44100 * 6 * 3);
+  const std::string narrow =
+      "The device stream is 44.1 kHz, 16-bit integer, 6 ch, which does not preserve the source format exactly.";
+  for (const bool isTrackSilent : {true, false}) {
+    file.channels = isTrackSilent ? usualLayout(6) : wave51;
+    files.add(FileURL("/deep.wav"), file);
+    player->setOutputDevice(addCard(isTrackSilent ? card51 : unknownLayout(6)));
+    player->play(FileURL("/deep.wav"));
+    EXPECT_EQ(path().label, "CONVERTED");
+    EXPECT_EQ(path().detail,
+              narrow + (isTrackSilent ? " The track does not state which loudspeakers its 6 channels are meant for."
+                                      : " The device does not state which loudspeakers its 6 channels are for."));
+    player->stop();
+  }
+}
+
 TEST_F(ChannelPathTest, TheUnitKnowsTheDepthOfTheSource) {
   SimulatedDeviceConfig dac;
   const AudioObjectID id = addDevice(dac);
