@@ -209,12 +209,12 @@ std::vector<SampleAlteration> PipeWireAudioHardware::sharedAlterations(const Dev
 }
 
 /// The narrowest stage between the unit and the converter: the kernel's account of the card behind the sink, or the
-/// mix.
+/// mix. Of a sink that has gone the card may play something else.
 std::expected<AudioStreamBasicDescription, OSStatus> PipeWireAudioHardware::sharedPhysicalFormat(
     const Device& device) const {
-  if (playingStream(device) == nullptr) return std::unexpected(kAudioHardwareNotRunningError);
-  if (device.direct == kAudioObjectUnknown || !sharedAlterations(device).empty())
-    return std::unexpected(kAudioDeviceUnsupportedFormatError);
+  if (playingStream(device) == nullptr || sinkOf(device) == nullptr)
+    return std::unexpected(kAudioHardwareNotRunningError);
+  if (device.direct == kAudioObjectUnknown) return std::unexpected(kAudioDeviceUnsupportedFormatError);
   const auto format = direct_.propertyData(directStream(device), globalAddress(kAudioStreamPropertyPhysicalFormat));
   if (!format) return std::unexpected(format.error());
   auto hardware = std::get<AudioStreamBasicDescription>(*format);
