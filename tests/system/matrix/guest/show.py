@@ -215,8 +215,7 @@ class Show:
             circumstances.volume("sink", 1)(self)
 
     def fewer_bits(self):
-        self.both_ways(ROW_BITS, LoopbackRecording(CARD_ORDER[self.channels], "S16_LE"), TOO_FEW_BITS, True,
-                       f"{TOO_FEW_BITS}|{NO_MAP[self.channels]}", True)
+        self.both_ways(ROW_BITS, LoopbackRecording(CARD_ORDER[self.channels], "S16_LE"), TOO_FEW_BITS, True, TOO_FEW_BITS, True)
 
     def other_channels(self):
         count = OTHER_COUNT[self.channels]
