@@ -71,18 +71,13 @@ std::vector<AudioValueRange> allowedRates(snd_pcm_t* pcm, snd_pcm_hw_params_t* p
   return rates;
 }
 
-/// The client's channels; else the narrowest number above that it can be placed in; else stereo or mono to mix into.
 std::uint32_t chooseChannels(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, const ChannelLayout& client) {
-  const auto allows = [&](std::uint32_t channels) {
-    return ChannelMap::isPossible(client, channels) && snd_pcm_hw_params_test_channels(pcm, params, channels) == 0;
-  };
   unsigned most = 0;
   if (snd_pcm_hw_params_get_channels_max(params, &most) < 0) return 0;
   most = std::min(most, 256U);  // a plug-in may say "any number"
-  for (std::uint32_t channels = client.channelCount(); channels <= most; ++channels) {
-    if (allows(channels)) return channels;
-  }
-  return client.channelCount() > 2 && allows(2) ? 2 : allows(1) ? 1 : 0;
+  return ChannelMap::chooseChannels(client, most, [&](std::uint32_t channels) {
+    return snd_pcm_hw_params_test_channels(pcm, params, channels) == 0;
+  });
 }
 
 /// mmap where the hardware has it: nothing is copied twice and no system call is made to write.

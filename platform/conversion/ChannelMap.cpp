@@ -11,16 +11,25 @@ namespace {
 
 constexpr std::uint32_t mostMixedChannels = 64;
 
+std::vector<double> stereoWeights(const ChannelLayout& source) {
+  const ChannelLayout stereo = usualLayout(2);
+  return mixWeights(source, stereo, placeChannels(source, stereo));
+}
+
 /// The weights of a mono device: both channels of a mix to stereo.
 std::vector<double> monoWeights(const ChannelLayout& source) {
-  const ChannelLayout stereo = usualLayout(2);
-  const std::vector<double> both = mixWeights(source, stereo, placeChannels(source, stereo));
+  const std::vector<double> both = stereoWeights(source);
   const std::size_t count = source.positions.size();
   std::vector<double> weights(count);
   double sum = 0;
   for (std::size_t s = 0; s < count; ++s) sum += weights[s] = both[s] + both[count + s];
   for (double& weight : weights) weight /= std::max(sum, 1.0);
   return weights;
+}
+
+/// Whether every channel that a device lacks has a loudspeaker that stands in for it.
+bool hasFront(const ChannelLayout& device) {
+  return device.has(ChannelPosition::frontLeft) && device.has(ChannelPosition::frontRight);
 }
 
 }  // namespace
@@ -31,7 +40,20 @@ bool ChannelMap::isPossible(const ChannelLayout& source, std::uint32_t deviceCha
   if (channels <= deviceChannels) return true;
   // Of many channels without positions there is no mix that would mean something.
   const bool isMixable = channels <= 8 || !source.has(ChannelPosition::unknown);
-  return deviceChannels <= 2 && channels <= mostMixedChannels && isMixable;
+  return channels <= mostMixedChannels && isMixable;
+}
+
+std::uint32_t ChannelMap::chooseChannels(const ChannelLayout& source, std::uint32_t most,
+                                         const std::function<bool(std::uint32_t)>& deviceTakes) {
+  const auto allows = [&](std::uint32_t channels) { return isPossible(source, channels) && deviceTakes(channels); };
+  for (std::uint32_t channels = source.channelCount(); channels <= most; ++channels) {
+    if (allows(channels)) return channels;
+  }
+  if (source.channelCount() > 2 && allows(2)) return 2;
+  for (std::uint32_t channels = std::min(source.channelCount(), most + 1); channels-- > 1;) {
+    if (allows(channels)) return channels;
+  }
+  return 0;
 }
 
 std::optional<ChannelMap> ChannelMap::make(const ChannelLayout& source, const ChannelLayout& device) {
@@ -45,6 +67,11 @@ ChannelMap::ChannelMap(const ChannelLayout& source, const ChannelLayout& device,
     : source_(source.channelCount()), device_(device.channelCount()) {
   if (source_ > 1 && device_ == 1) {
     weights_ = monoWeights(source);
+    return;
+  }
+  if (source_ > device_ && !hasFront(device)) {
+    weights_ = stereoWeights(source);
+    weights_.resize(std::size_t{source_} * device_);
     return;
   }
   if (!placement.unplaced.empty()) {

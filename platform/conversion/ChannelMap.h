@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -13,14 +14,18 @@
 namespace tolvane {
 
 /// Where the device has a channel for each of the source's, samples are moved bit for bit, and the device's other
-/// channels are silent. A channel whose position the device lacks is mixed into its neighbours in floating point, and a
-/// source with more channels than the device is mixed down to stereo or mono.
+/// channels are silent. A channel whose position the device lacks is mixed into its neighbours in floating point. A
+/// source with more channels than a device that does not name its front ones is mixed to stereo, for its first two.
 class ChannelMap {
  public:
   /// Nothing where no honest mapping is known.
   static std::optional<ChannelMap> make(const ChannelLayout& source, const ChannelLayout& device);
   /// Whether make() succeeds with a device of so many channels, whatever their positions.
   [[nodiscard]] static bool isPossible(const ChannelLayout& source, std::uint32_t deviceChannels);
+  /// With how many channels to open a device that has up to `most`: the source's; else the fewest above that; else
+  /// stereo to mix into; else the most below. 0: none that can be mapped to.
+  [[nodiscard]] static std::uint32_t chooseChannels(const ChannelLayout& source, std::uint32_t most,
+                                                    const std::function<bool(std::uint32_t)>& deviceTakes);
 
   /// A frame of the source is a frame of the device.
   [[nodiscard]] bool isIdentity() const { return isIdentity_; }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <set>
 
 #include "platform/conversion/MixWeights.h"
 #include "platform/conversion/RenderPipeline.h"
@@ -168,6 +169,80 @@ TEST(ChannelMap, neverExceedsFullScaleInAMix) {
     }
   }
   EXPECT_GT(mixes, 20);
+}
+
+/// How loud the source's channel is in each of the device's.
+std::vector<double> heardOf(const ChannelMap& map, std::uint32_t channel, const ChannelLayout& source,
+                            const ChannelLayout& device) {
+  std::vector<double> frame(std::max(source.channelCount(), device.channelCount()));
+  frame[channel] = 1;
+  map.mix(frame.data(), 1);
+  frame.resize(device.channelCount());
+  return frame;
+}
+
+TEST(ChannelMap, mixesTheSideIntoTheRearWhereThereAreTooFewLoudspeakers) {
+  const ChannelLayout source = layoutOfMask(0x63F, 8);
+  const ChannelLayout card{{frontLeft, frontRight, rearLeft, rearRight, frontCentre, lowFrequency}};
+  const auto map = ChannelMap::make(source, card);
+  ASSERT_TRUE(map && map->mixes());
+  for (const auto& [channel, place] : std::vector<std::pair<std::uint32_t, std::size_t>>{
+           {0, 0}, {1, 1}, {2, 4}, {3, 5}, {4, 2}, {5, 3}, {6, 2}, {7, 3}}) {
+    std::vector<double> expected(6);
+    expected[place] = 0.5;  // two channels at full scale share a loudspeaker
+    EXPECT_EQ(heardOf(*map, channel, source, card), expected) << channel;
+  }
+}
+
+TEST(ChannelMap, mixesIntoTheFirstTwoChannelsOfADeviceThatDoesNotNameTheFrontOnes) {
+  const ChannelLayout source = layoutOfMask(0x63F, 8);
+  for (const ChannelLayout& device :
+       {unknownLayout(6), ChannelLayout{{rearLeft, rearRight, frontCentre, lowFrequency}}}) {
+    const auto map = ChannelMap::make(source, device);
+    const auto stereo = ChannelMap::make(source, usualLayout(2));
+    ASSERT_TRUE(map && map->mixes() && stereo);
+    for (std::uint32_t c = 0; c < 8; ++c) {
+      std::vector<double> expected = heardOf(*stereo, c, source, usualLayout(2));
+      expected.resize(device.channelCount());
+      EXPECT_EQ(heardOf(*map, c, source, device), expected) << c;
+    }
+  }
+}
+
+TEST(ChannelMap, losesNoChannelButLowFrequenciesInAMix) {
+  int channels = 0;
+  for (const std::uint32_t sourceMask : masks) {
+    const ChannelLayout source = layoutOfMask(sourceMask, static_cast<std::uint32_t>(std::popcount(sourceMask)));
+    for (std::uint32_t deviceMask = 1; deviceMask < 1U << 11; ++deviceMask) {
+      const ChannelLayout device = layoutOfMask(deviceMask, static_cast<std::uint32_t>(std::popcount(deviceMask)));
+      if (device.channelCount() >= source.channelCount()) continue;
+      const auto map = ChannelMap::make(source, device);
+      ASSERT_TRUE(map && map->mixes()) << sourceMask << " on " << deviceMask;
+      for (std::uint32_t c = 0; c < source.channelCount(); ++c, ++channels) {
+        if (source.positions[c] == lowFrequency) continue;
+        const auto heard = heardOf(*map, c, source, device);
+        EXPECT_GT(*std::ranges::max_element(heard), 0) << sourceMask << " on " << deviceMask << ", channel " << c;
+      }
+    }
+  }
+  EXPECT_GT(channels, 10'000);
+}
+
+TEST(ChannelMap, choosesTheChannelsOfADevice) {
+  const auto chosen = [](const ChannelLayout& source, std::set<std::uint32_t> taken) {
+    return ChannelMap::chooseChannels(source, *taken.rbegin(),
+                                      [&](std::uint32_t count) { return taken.contains(count); });
+  };
+  const ChannelLayout eight = layoutOfMask(0x63F, 8);
+  EXPECT_EQ(chosen(eight, {2, 4, 6, 8, 10}), 8U) << "its own";
+  EXPECT_EQ(chosen(eight, {2, 6, 10, 12}), 10U) << "the next one with room for all";
+  EXPECT_EQ(chosen(eight, {1, 2, 4, 6}), 2U) << "a mix to stereo";
+  EXPECT_EQ(chosen(eight, {6}), 6U);
+  EXPECT_EQ(chosen(eight, {1, 4, 6}), 6U) << "as many as there are";
+  EXPECT_EQ(chosen(eight, {1}), 1U);
+  EXPECT_EQ(chosen(usualLayout(2), {1}), 1U);
+  EXPECT_EQ(chosen(usualLayout(1), {6}), 6U);
+  EXPECT_EQ(chosen(unknownLayout(12), {2, 8}), 0U) << "of channels without positions there is no mix";
 }
 
 TEST(ChannelMap, refusesNumbersOfChannelsThatDoNotFitTheLayouts) {
