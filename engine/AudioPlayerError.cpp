@@ -6,8 +6,10 @@ namespace tolvane {
 
 std::string AudioPlayerError::errorDescription() const {
   if (!status_) return text_;
-  // The one status that says what the user can do: wait, or unplug the device.
+  // The statuses that say what the user can do: wait or unplug the device; choose another one.
   if (*status_ == kAudioHardwareNotReadyError) return text_ + " failed because the device does not answer.";
+  if (*status_ == kAudioDeviceUnsupportedFormatError || *status_ == kAudioUnitErr_FormatNotSupported)
+    return text_ + " failed because the device has no format for the track's sample rate and channels.";
   return fmt::format("{} failed (Core Audio {}).", text_, *status_);
 }
 

@@ -21,7 +21,8 @@ class AudioPlayerError {
     return {std::string(stage), status};
   }
 
-  /// The message, or the stage followed by " failed (Core Audio STATUS)."; in words where a driver does not return.
+  /// The message, or the stage followed by " failed (Core Audio STATUS)."; in words where a driver does not
+  /// return, and where a device has no format for the track.
   [[nodiscard]] std::string errorDescription() const;
 
   /// Of an operation; a message has none.

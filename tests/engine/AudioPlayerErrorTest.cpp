@@ -20,8 +20,17 @@ TEST(AudioPlayerError, ShowsAnOperationWithItsStatusInSignedDecimal) {
 }
 
 TEST(AudioPlayerError, SaysInWordsThatADeviceDoesNotAnswer) {
-  EXPECT_EQ(AudioPlayerError::operation("Initializing the output device", kAudioHardwareNotReadyError).errorDescription(),
-            "Initializing the output device failed because the device does not answer.");
+  EXPECT_EQ(
+      AudioPlayerError::operation("Initializing the output device", kAudioHardwareNotReadyError).errorDescription(),
+      "Initializing the output device failed because the device does not answer.");
+}
+
+TEST(AudioPlayerError, SaysInWordsThatADeviceHasNoFormatForTheTrack) {
+  for (const OSStatus status :
+       {OSStatus{kAudioDeviceUnsupportedFormatError}, OSStatus{kAudioUnitErr_FormatNotSupported}})
+    EXPECT_EQ(AudioPlayerError::operation("Initializing the output device", status).errorDescription(),
+              "Initializing the output device failed because the device has no format for the track's sample rate and "
+              "channels.");
 }
 
 }  // namespace
