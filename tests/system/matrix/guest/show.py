@@ -220,8 +220,7 @@ class Show:
     def other_channels(self):
         count = OTHER_COUNT[self.channels]
         self.choose(layouts.PLAIN[count])
-        self.both_ways(ROW_CHANNELS, LoopbackRecording(CARD_ORDER[count]), CHANNELS, None,
-                       f"{CHANNELS}|Initializing the output device failed", None)
+        self.both_ways(ROW_CHANNELS, LoopbackRecording(CARD_ORDER[count]), CHANNELS, None, CHANNELS, None)
 
     def codec(self):
         if self.channels != 2:
