@@ -61,7 +61,11 @@ HogModeReport DeviceProperties::readHogMode(AudioObjectID deviceID) const {
   if (!hardware_.hasProperty(deviceID, hogModeAddress)) return {};
   const auto owner = readProperty<std::int32_t>(hardware_, deviceID, hogModeAddress);
   if (!owner) return {.isSupported = true, .isOwnerKnown = false};
-  return {.isSupported = true, .isOwnedByCurrentProcess = *owner == ::getpid(), .ownerPID = *owner};
+  constexpr auto pauseAddress = globalAddress(kAudioDevicePropertyHogModePause);
+  return {.isSupported = true,
+          .isOwnedByCurrentProcess = *owner == ::getpid(),
+          .ownerPID = *owner,
+          .pauseSeconds = readProperty<double>(hardware_, deviceID, pauseAddress).value_or(0)};
 }
 
 HogModeReport DeviceProperties::acquireHogMode(AudioObjectID deviceID) {

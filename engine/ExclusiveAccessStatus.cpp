@@ -1,10 +1,26 @@
 #include "engine/ExclusiveAccessStatus.h"
 
+#include <fmt/format.h>
+
 #include <array>
+#include <cmath>
 
 namespace tolvane {
 
 using Kind = ExclusiveAccessStatus::Kind;
+
+namespace {
+
+/// In whole minutes: the message need not change with every reading.
+std::string waitingMessage(double seconds) {
+  const double minutes = std::ceil(seconds / 60);
+  return fmt::format(
+      "The output device released Exclusive Access. Tolvane Music Player will retry within {}, or as soon as another "
+      "program leaves the device.",
+      minutes > 1 ? fmt::format("{:.0f} minutes", minutes) : "a minute");
+}
+
+}  // namespace
 
 ExclusiveAccessStatus ExclusiveAccessStatus::off() {
   return {Kind::off,
@@ -25,8 +41,12 @@ ExclusiveAccessStatus ExclusiveAccessStatus::verified(const HogModeReport& repor
     return {Kind::unavailable, "The selected output device does not provide verifiable Exclusive Access."};
   if (report.isOwnedByCurrentProcess)
     return {Kind::active, "Verified: Tolvane Music Player exclusively owns the selected output device."};
+  if (report.isFree() && report.pauseSeconds > 0) return {Kind::lost, waitingMessage(report.pauseSeconds)};
   if (report.isFree())
     return {Kind::lost, "The output device released Exclusive Access. Tolvane Music Player is retrying automatically."};
+  if (!report.isOwnerKnown)
+    return {Kind::lost,
+            "The output device does not tell who owns it. Tolvane Music Player will ask again."};
   return {Kind::lost,
           "Another process owns the output device. Tolvane Music Player will retry when it becomes available."};
 }

@@ -56,6 +56,8 @@ constexpr FourCharCode kAudioDevicePropertyAvailableNominalSampleRates = fourCha
 constexpr FourCharCode kAudioDevicePropertyActualSampleRate = fourCharCode("asrt");  ///< device: double, hertz
 constexpr FourCharCode kAudioDevicePropertyHogMode =
     fourCharCode("oink");  ///< device: int32, owner pid or -1; see below
+constexpr FourCharCode kAudioDevicePropertyHogModePause =
+    fourCharCode("oinp");  ///< device: double, seconds in which hog mode is refused after a failure; often absent
 constexpr FourCharCode kAudioDevicePropertyDeviceIsAlive = fourCharCode("livn");  ///< device: uint32, 0 or 1
 constexpr FourCharCode kAudioDevicePropertyStreams = fourCharCode("stm#");        ///< device, output: AudioObjectIDs
 constexpr FourCharCode kAudioDevicePropertyStreamConfiguration =

@@ -59,6 +59,7 @@ std::optional<AlsaAudioHardware::Kind> AlsaAudioHardware::kindOf(AudioObjectID o
 }
 
 bool AlsaAudioHardware::lacks(AudioObjectID object, FourCharCode selector) const {
+  if (selector == kAudioDevicePropertyHogModePause) return true;
   return selector == kAudioDevicePropertyVolumeDecibels && !deviceOf(object)->volumeDecibels();
 }
 

@@ -74,8 +74,8 @@ std::optional<PipeWireAudioHardware::Kind> PipeWireAudioHardware::kindOf(AudioOb
 
 /// Without a card of one's own nothing can be owned, and no hardware is known that could have a volume.
 bool PipeWireAudioHardware::lacks(AudioObjectID object, FourCharCode selector) const {
-  if (selector == kAudioDevicePropertyHogMode)
-    return !direct_.hasProperty(deviceOf(object)->direct, globalAddress(selector));
+  if (selector == kAudioDevicePropertyHogMode || selector == kAudioDevicePropertyHogModePause)
+    return !direct_.hasProperty(deviceOf(object)->direct, hogModeAddress);
   if (selector == kAudioDevicePropertyVolumeDecibels)
     return !direct_.hasProperty(deviceOf(object)->direct, outputAddress(selector));
   return false;

@@ -77,6 +77,7 @@ class PipeWireAudioHardware : public TabledAudioHardware,
                                                                            FourCharCode selector) const;
   [[nodiscard]] AudioPropertyValue alterationProperty(const Device& device, FourCharCode selector) const;
   [[nodiscard]] std::vector<SampleAlteration> alterationsNow(const Device& device) const;
+  [[nodiscard]] double secondsUntilRetake(const Device& device) const;
   [[nodiscard]] AudioObjectID directStream(const Device& device) const;
   [[nodiscard]] std::vector<AudioValueRange> sharedRates(const Device& device) const;
   [[nodiscard]] std::optional<double> sharedNominalRate(const Device& device) const;

@@ -61,6 +61,13 @@ std::int32_t PipeWireAudioHardware::hogOwner(const Device& device) const {
   return ownerTold(owner, ownProcess(), owner != -1 && isServer(owner), expectsSink(device));
 }
 
+/// Only a unit that plays through the sink has music to interrupt.
+double PipeWireAudioHardware::secondsUntilRetake(const Device& device) const {
+  const bool wouldMove = device.unit != nullptr && device.unit->stream() != nullptr;
+  if (!wouldMove) return 0;
+  return std::chrono::duration<double>(device.retakePause.left(runLoop_.now())).count();
+}
+
 AudioObjectID PipeWireAudioHardware::directStream(const Device& device) const {
   const auto streams =
       readProperty<std::vector<std::uint32_t>>(direct_, device.direct, outputAddress(kAudioDevicePropertyStreams));
@@ -79,6 +86,8 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::devicePropert
       return device.transport;
     case kAudioDevicePropertyHogMode:
       return hogOwner(device);
+    case kAudioDevicePropertyHogModePause:
+      return secondsUntilRetake(device);
     case kAudioDevicePropertyDeviceIsAlive:
       return std::uint32_t{1};  // one that has gone is no object any more
     case kAudioDevicePropertyProcessingIsActive:

@@ -15,6 +15,10 @@ class RetakePause {
   static constexpr RunLoop::Duration longest = std::chrono::minutes(8);
 
   [[nodiscard]] bool isOver(RunLoop::TimePoint now) const { return now >= end_; }
+  /// 0 when it is over.
+  [[nodiscard]] RunLoop::Duration left(RunLoop::TimePoint now) const {
+    return isOver(now) ? RunLoop::Duration::zero() : end_ - now;
+  }
   /// Twice as long with each failure, up to the longest.
   void attemptFailed(RunLoop::TimePoint now) {
     end_ = now + next_;

@@ -160,6 +160,8 @@ bool SimulatedDevice::lacks(FourCharCode selector) const {
     case kAudioDevicePropertyProcessingIsActive:
     case kAudioDevicePropertySampleAlterations:
       return !config_.alterations && !config_.channelLayout;
+    case kAudioDevicePropertyHogModePause:
+      return !config_.hogPause;
     case kAudioDevicePropertyVolumeDecibels:
       return true;
     default:
@@ -188,6 +190,8 @@ std::expected<AudioPropertyValue, OSStatus> SimulatedDevice::readDevice(FourChar
       return actualRate();
     case kAudioDevicePropertyHogMode:
       return config_.hogOwner;
+    case kAudioDevicePropertyHogModePause:
+      return *config_.hogPause;
     case kAudioDevicePropertyDeviceIsAlive:
       return std::uint32_t{1};
     case kAudioDevicePropertyStreams:

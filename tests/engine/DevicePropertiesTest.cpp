@@ -99,7 +99,7 @@ TEST_F(DevicePropertiesTest, ReportsHogModeAsTheDeviceTellsIt) {
   foreign.hogOwner = otherProcess;
   own.hogOwner = ::getpid();
   EXPECT_EQ(properties.readHogMode(addDevice(without)), (HogModeReport{false, false, -1}));
-  EXPECT_EQ(properties.readHogMode(addDevice(unreadable)), (HogModeReport{true, false, -1, false}));
+  EXPECT_EQ(properties.readHogMode(addDevice(unreadable)), (HogModeReport{true, false, -1, 0, false}));
   EXPECT_EQ(properties.readHogMode(addDevice(foreign)), (HogModeReport{true, false, otherProcess}));
   EXPECT_EQ(properties.readHogMode(addDevice(own)), (HogModeReport{true, true, ::getpid()}));
   EXPECT_EQ(properties.readHogMode(addDevice()), (HogModeReport{true, false, -1}));

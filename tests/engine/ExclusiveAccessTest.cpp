@@ -161,6 +161,39 @@ TEST_F(ExclusiveAccessTest, RetakesAtMostOnceASecond) {
   EXPECT_EQ(hardware.trace().count("hog: write"), 6U) << "at 1, 2, 3, 4 and 5 s";
 }
 
+TEST_F(ExclusiveAccessTest, SaysWithinHowManyMinutesADeviceIsTriedAgain) {
+  SimulatedDeviceConfig config;
+  config.ignoresHogWrites = true;
+  config.hogPause = 0;
+  addSharedDevice(config);
+  player->setExclusiveAccessEnabled(true);
+  player->play(track);
+  EXPECT_EQ(exclusive(), (ExclusiveAccessStatus{ExclusiveKind::lost, released}));
+  const auto waiting = [](const std::string& time) {
+    return ExclusiveAccessStatus{
+        ExclusiveKind::lost, "The output device released Exclusive Access. Tolvane Music Player will retry within " +
+                                 time + ", or as soon as another program leaves the device."};
+  };
+  for (const auto& [seconds, time] : {std::pair{480.0, "8 minutes"},
+                                      {479.5, "8 minutes"},
+                                      {420.5, "8 minutes"},
+                                      {420.0, "7 minutes"},
+                                      {60.5, "2 minutes"},
+                                      {60.0, "a minute"},
+                                      {0.5, "a minute"}}) {
+    device(id).script().hogPause = seconds;
+    advance(500ms);
+    EXPECT_EQ(exclusive(), waiting(time)) << seconds;
+  }
+  device(id).script().hogPause = 0;
+  advance(500ms);
+  EXPECT_EQ(exclusive(), (ExclusiveAccessStatus{ExclusiveKind::lost, released}));
+  device(id).script().hogPause = 480;
+  device(id).setHogOwner(otherProcess);
+  advance(500ms);
+  EXPECT_EQ(exclusive(), (ExclusiveAccessStatus{ExclusiveKind::lost, anotherOwns}));
+}
+
 TEST_F(ExclusiveAccessTest, LosingTheDeviceShowsInBothVerdicts) {
   addSharedDevice();
   player->setExclusiveAccessEnabled(true);

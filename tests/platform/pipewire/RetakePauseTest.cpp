@@ -25,6 +25,15 @@ TEST(RetakePause, isTwiceAsLongAfterEachFailureUpToEightMinutes) {
   }
 }
 
+TEST(RetakePause, countsWhatIsLeft) {
+  RetakePause pause;
+  EXPECT_EQ(pause.left(firstFailure), 0s);
+  pause.attemptFailed(firstFailure);
+  EXPECT_EQ(pause.left(firstFailure), 30s);
+  EXPECT_EQ(pause.left(firstFailure + 29s), 1s);
+  EXPECT_EQ(pause.left(firstFailure + 31s), 0s);
+}
+
 TEST(RetakePause, staysAtItsLongestHoweverManyAttemptsFail) {
   RetakePause pause;
   for (int i = 0; i < 200; ++i) pause.attemptFailed(firstFailure);
