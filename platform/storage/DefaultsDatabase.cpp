@@ -12,6 +12,9 @@ namespace tolvane {
 namespace {
 
 constexpr std::int64_t layoutVersion = 1;
+// No primary key: its index would be a second copy of the keys, which no seal guards. A table without row numbers would
+// read the longest value for each change of another. To look through a few dozen rows costs nothing.
+constexpr std::string_view tableText = "CREATE TABLE defaults (key TEXT NOT NULL, value, seal INTEGER NOT NULL)";
 
 struct Finalize {
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
@@ -84,6 +87,12 @@ void bindText(sqlite3_stmt* statement, int position, std::string_view text) {
   sqlite3_bind_text64(statement, position, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
+/// A file that bears our version has had our table alone. Without the version it may be another program's.
+DatabaseError strangeSchema(std::int64_t version) {
+  if (version == 0) return {DatabaseError::Kind::unavailable, "it is another program's"};
+  return {DatabaseError::Kind::damaged, "its tables are not those that were made"};
+}
+
 DatabaseError damagedRow(std::string_view key) {
   return {DatabaseError::Kind::damaged, fmt::format("the value of {} is not what was stored", key)};
 }
@@ -149,13 +158,20 @@ std::expected<DefaultsDatabase::Values, DatabaseError> DefaultsDatabase::readWit
   if (!version) return std::unexpected(version.error());
   if (*version > layoutVersion)
     return std::unexpected(DatabaseError{DatabaseError::Kind::unavailable, "it was written by a newer version"});
-  const auto tables = number("SELECT count(*) FROM sqlite_schema WHERE name = 'defaults'");
-  if (tables && *tables == 0 && *version == 0) return Values();
-  auto values = tables ? readRows() : std::unexpected(tables.error());
-  // A file that bears our version has had our table. Without the version it may be another program's.
-  const int status = sqlite3_errcode(connection_.get());
-  if (!values && status == SQLITE_ERROR && *version != 0) values.error().kind = DatabaseError::Kind::damaged;
-  return values;
+  const auto schema = readSchema();
+  if (!schema) return std::unexpected(schema.error());
+  if (*schema == Schema::none && *version == 0) return Values();
+  if (*schema != Schema::ours) return std::unexpected(strangeSchema(*version));
+  return readRows();
+}
+
+std::expected<DefaultsDatabase::Schema, DatabaseError> DefaultsDatabase::readSchema() {
+  const auto schema = number(fmt::format("SELECT CASE WHEN count(*) = 0 THEN 0 WHEN count(*) = 1 AND max(sql) = '{}' "
+                                         "THEN 1 ELSE 2 END FROM sqlite_schema",
+                                         tableText)
+                                 .c_str());
+  if (!schema) return std::unexpected(schema.error());
+  return *schema == 0 ? Schema::none : *schema == 1 ? Schema::ours : Schema::strange;
 }
 
 /// The seals do not tell of rows that are missing: a page that has lost count of them still looks like a page.
@@ -206,13 +222,13 @@ std::expected<void, DatabaseError> DefaultsDatabase::writeWithin(const Values& c
   if (!version) return std::unexpected(version.error());
   if (*version > layoutVersion)
     return std::unexpected(DatabaseError{DatabaseError::Kind::unavailable, "a newer version has taken it over"});
-  if (*version == 0) {
-    // No primary key: its index would be a second copy of the keys, which no seal guards. A table without row numbers
-    // would read the longest value for each change of another. To look through a few dozen rows costs nothing.
-    const auto made = execute(
-        "CREATE TABLE IF NOT EXISTS defaults (key TEXT NOT NULL, value, seal INTEGER NOT NULL);"
-        "PRAGMA user_version = 1");
-    if (!made) return made;
+  const auto schema = readSchema();
+  if (!schema) return std::unexpected(schema.error());
+  if (*schema == Schema::none && *version == 0) {
+    if (auto made = execute(fmt::format("{}; PRAGMA user_version = {}", tableText, layoutVersion).c_str()); !made)
+      return made;
+  } else if (*schema != Schema::ours) {
+    return std::unexpected(strangeSchema(*version));
   }
   for (const auto& [key, value] : changes) {
     if (auto done = value ? writeRow(key, *value) : removeRow(key); !done) return done;

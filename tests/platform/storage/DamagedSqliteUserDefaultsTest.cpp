@@ -127,6 +127,29 @@ TEST_F(SqliteDefaults, AFileOfOursWithoutOurTableIsSetAside) {
   }
 }
 
+TEST_F(SqliteDefaults, AFileThatWouldRunAStrangersStatementsIsSetAside) {
+  // What they compute may be without end, or as large as memory.
+  for (const char* statement : {
+           "CREATE TRIGGER t AFTER UPDATE ON defaults BEGIN DELETE FROM defaults; END",
+           "CREATE INDEX i ON defaults (length(key))",
+           "ALTER TABLE defaults ADD COLUMN more AS (length(key))",
+           "CREATE TABLE other (x CHECK (length(x) > 0))",
+           "CREATE VIEW v AS SELECT key FROM defaults",
+           "ALTER TABLE defaults RENAME TO real; CREATE VIEW defaults AS SELECT key, value, seal FROM real",
+       }) {
+    start().setObject("a", 1.0);
+    ASSERT_TRUE(defaults->synchronize());
+    defaults.reset();
+    log.clear();
+    OtherProgram(file()).run(statement);
+    EXPECT_EQ(numberAfterRestart("a"), std::nullopt) << statement;
+    EXPECT_THAT(log.messages(), ElementsAre(HasSubstr("were damaged"))) << statement;
+    defaults->setObject("b", 2.0);
+    EXPECT_TRUE(defaults->synchronize()) << statement;
+    EXPECT_EQ(numberAfterRestart("b"), 2) << statement;
+  }
+}
+
 TEST_F(SqliteDefaults, DamageDuringTheRunCostsNothingThatMemoryHolds) {
   start().setObject("a", 1.0);
   ASSERT_TRUE(defaults->synchronize());
