@@ -104,6 +104,10 @@ class StreamBuilder {
     ++stream_.packetCount;
   }
 
+  [[nodiscard]] bool hasTooManyOddities() const {
+    return std::max(stream_.extents.size(), stream_.silenced.size()) > MpegStream::kMostOddities;
+  }
+
   [[nodiscard]] std::uint64_t frames() const { return stream_.packetCount * stream_.header.framesPerPacket(); }
 
   [[nodiscard]] MpegStream finish(const InformationPacket& information) && {
@@ -186,6 +190,7 @@ std::expected<MpegStream, OSStatus> readMpegStream(const ByteSource& source, std
       const auto data = scanner.mainData(previous);
       if (!data) return std::unexpected(data.error());
       builder.add(previous, *data);
+      if (builder.hasTooManyOddities()) return std::unexpected(kAudioFileInvalidFileError);
     }
     packet = following(scanner, source, previous);
     if (!packet) return std::unexpected(packet.error());

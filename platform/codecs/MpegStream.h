@@ -27,6 +27,9 @@ struct MpegStream {
   /// A decoder that begins at a packet whose number is a multiple of this adds up its samples in the same order as one
   /// that began at packet 0: the polyphase synthesis is back at its first position after 8 packets at the latest.
   static constexpr std::uint64_t kLandmarkDistance = 16;
+  /// Holes, and silenced packets, that are remembered; a file with more is refused. Hours of a station's recording that
+  /// breaks off every second have fewer.
+  static constexpr std::size_t kMostOddities = std::size_t{1} << 18;
   /// Packets to decode, and throw away, until nothing is left of what a decoder did not see: the overlap of the
   /// transform and the memory of the filter bank reach back two packets; the rest is safety.
   static constexpr std::uint64_t kOverlapPackets = 10;

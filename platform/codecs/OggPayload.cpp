@@ -73,7 +73,10 @@ std::expected<std::shared_ptr<const ByteSource>, OSStatus> OggPayload::open(std:
     const std::uint64_t fileSize = payload->source_->size();
     const std::uint64_t available = fileSize - std::min((*page)->offset, fileSize);
     const std::uint64_t byteCount = std::min((*page)->byteCount, available);
-    if (byteCount > 0) payload->extents_.push_back({(*page)->offset, payload->size_, byteCount});
+    if (byteCount > 0) {
+      if (payload->extents_.size() == mostPages) return std::unexpected(kAudioFileInvalidFileError);
+      payload->extents_.push_back({(*page)->offset, payload->size_, byteCount});
+    }
     payload->size_ += byteCount;
   }
   return payload;

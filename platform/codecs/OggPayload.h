@@ -14,6 +14,10 @@ class OggPayload final : public ByteSource {
   /// In an Ogg file of FLAC, where the plain FLAC stream starts: behind the signature of the mapping.
   static constexpr std::uint64_t flacOffset = 9;
 
+  /// A file with more pages that hold something is refused: each is remembered. Usual pages of 4 KiB make 4 GiB, more
+  /// than a track can have that is to be decoded into memory.
+  static constexpr std::size_t mostPages = std::size_t{1} << 20;
+
   /// REQUIRES: a page starts at `offset`. Where a page is not followed by another one, the next one is looked for.
   [[nodiscard]] static std::expected<std::shared_ptr<const ByteSource>, OSStatus> open(
       std::shared_ptr<const ByteSource> source, std::uint64_t offset);

@@ -11,6 +11,7 @@
 #include "platform/codecs/FlacTrack.h"
 #include "platform/codecs/MpegScanner.h"
 #include "platform/codecs/MpegStream.h"
+#include "platform/codecs/OggPayload.h"
 #include "platform/codecs/WavLayout.h"
 #include "tests/platform/codecs/AudioBytes.h"
 #include "tests/platform/codecs/Workbench.h"
@@ -40,6 +41,65 @@ class ImpatientSource final : public ByteSource {
   const MemorySource memory_;
   mutable std::uint64_t asksLeft_;
 };
+
+/// A piece of bytes, so many times: large files that take no memory.
+class RepeatedSource final : public ByteSource {
+ public:
+  RepeatedSource(std::vector<std::byte> piece, std::uint64_t times) : piece_(std::move(piece)), times_(times) {}
+
+  [[nodiscard]] std::uint64_t size() const override { return piece_.size() * times_; }
+  [[nodiscard]] std::expected<std::size_t, OSStatus> readAt(std::uint64_t offset,
+                                                            std::span<std::byte> destination) const override {
+    if (offset >= size()) return 0;
+    const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(destination.size(), size() - offset));
+    for (std::size_t i = 0; i < count; ++i) destination[i] = piece_[(offset + i) % piece_.size()];
+    return count;
+  }
+
+ private:
+  const std::vector<std::byte> piece_;
+  const std::uint64_t times_;
+};
+
+TEST(OggPayload, RemembersABoundedNumberOfPages) {
+  const auto page = Bytes().text("OggS").repeat(std::byte{0}, 22).little(1, 1).little(1, 1).text("x").all();
+  constexpr std::uint64_t most = OggPayload::mostPages;
+  const auto open = [&](std::uint64_t pages) {
+    return OggPayload::open(std::make_shared<RepeatedSource>(page, pages), 0);
+  };
+  const auto longest = open(most);
+  ASSERT_TRUE(longest);
+  EXPECT_EQ((*longest)->size(), most);
+  const auto longer = open(most + 1);
+  ASSERT_FALSE(longer);
+  EXPECT_EQ(longer.error(), kAudioFileInvalidFileError);
+}
+
+TEST(MpegStream, RemembersABoundedNumberOfSilencedPackets) {
+  // 24 bytes at 8 kbit/s, one channel of 24 kHz. Each borrows all bits that it can, and the one before has used them.
+  const auto packet = Bytes().big(0xFFF3'14C0, 4).repeat(std::byte{0xFF}, 9).repeat(std::byte{0}, 11).all();
+  constexpr std::uint64_t most = MpegStream::kMostOddities;
+  const auto longest = readMpegStream(RepeatedSource(packet, most), 0);
+  ASSERT_TRUE(longest);
+  EXPECT_EQ(longest->packetCount, most);
+  EXPECT_EQ(longest->silenced.size(), most);
+  const auto longer = readMpegStream(RepeatedSource(packet, most + 1), 0);
+  ASSERT_FALSE(longer);
+  EXPECT_EQ(longer.error(), kAudioFileInvalidFileError);
+}
+
+TEST(MpegStream, RemembersABoundedNumberOfHoles) {
+  Bytes run;
+  for (int i = 0; i < 8; ++i) run.big(0xFFF3'14C0, 4).repeat(std::byte{0}, 20);
+  run.text("?");
+  constexpr std::uint64_t most = MpegStream::kMostOddities;
+  const auto longest = readMpegStream(RepeatedSource(run.all(), most), 0);
+  ASSERT_TRUE(longest);
+  EXPECT_EQ(longest->extents.size(), most);
+  const auto longer = readMpegStream(RepeatedSource(run.all(), most + 1), 0);
+  ASSERT_FALSE(longer);
+  EXPECT_EQ(longer.error(), kAudioFileInvalidFileError);
+}
 
 TEST(MpegScanner, AsksAtEveryPlaceWhetherItsSourceIsCancelled) {
   // All of it is read at once, and each of its headers could begin a run of 8192 lengths.
