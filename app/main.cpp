@@ -239,7 +239,7 @@ int main(int argc, char* argv[]) {
   try {
     return tolvane::runPlayer(tolvane::filesOfCommandLine({argv, static_cast<std::size_t>(argc)}));
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "tolvane-player: %s\n", failure.what());
+    std::fprintf(stderr, "tolvane-player: %s\n", tolvane::printableText(failure.what()).c_str());
     return 1;
   }
 }

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "platform/PrintableText.h"
 #include "session/AudioFileDiscovery.h"
 #include "session/PlayerSession.h"
 #include "session/SavedPlaybackState.h"
@@ -19,11 +20,8 @@ constexpr std::string_view playbackStateKey = "TolvanePlayer.SavedPlaybackState"
 constexpr auto diskPatience = std::chrono::seconds(3);
 
 void reportLostAccess(const FileURL& url, const std::string& error) {
-  std::string name(url.lastPathComponent());
-  // A name may hold anything, also a line break: one message stays one line.
-  std::ranges::replace_if(
-      name, [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
-  std::printf("Could not save access to %s: %s\n", name.c_str(), error.c_str());
+  std::printf("Could not save access to %s: %s\n", printableText(url.lastPathComponent()).c_str(),
+              printableText(error).c_str());
   std::fflush(stdout);
 }
 

@@ -99,7 +99,7 @@ int main(int argc, char** argv) {
   try {
     return tolvane::run({argv + 1, argv + argc});
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "tolvane-probe: %s\n", failure.what());
+    std::fprintf(stderr, "tolvane-probe: %s\n", tolvane::printableText(failure.what()).c_str());
     return 1;
   }
 }

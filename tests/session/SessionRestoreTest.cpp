@@ -168,12 +168,12 @@ TEST_F(SessionRestore, AFileThatWasRenamedStaysWithAFreshBookmark) {
 
 TEST_F(SessionRestore, ABookmarkThatCannotBeRenewedIsKeptAndReported) {
   const auto stored = storedTracks(2, state(1, 4, 10));
-  const FileURL renamed("/music/7\nnew.wav");
+  const FileURL renamed("/music/7\nnew\xC2\x9B\xE2\x80\xAE.wav");
   bookmarks.rename(track(2), renamed);
-  bookmarks.failMaking(renamed, "The disk is on fire.");
+  bookmarks.failMaking(renamed, "The disk \x1B[1mis on fire.");
   testing::internal::CaptureStdout();
   const auto run = nextRun(stored);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Could not save access to 7 new.wav: The disk is on fire.\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Could not save access to 7?new??.wav: The disk ?[1mis on fire.\n");
   EXPECT_THAT(run->session.fileURLs(), ElementsAre(track(1), renamed));
   EXPECT_THAT(run->defaults.writes(), IsEmpty()) << "nothing was dropped or renewed";
   run->session.persistPlaylist();
