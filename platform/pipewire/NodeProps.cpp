@@ -173,6 +173,8 @@ std::vector<SampleAlteration> settingAlterations(const NodeProps& props, std::st
   std::vector<SampleAlteration> found;
   if (!props.isReadable)
     found.push_back({unknown, fmt::format("The sound server's report of the settings of {} cannot be read.", whose)});
+  else if (props.settings.empty())
+    found.push_back({unknown, fmt::format("The sound server does not report the settings of {}.", whose)});
   if (props.rate != 1)
     found.push_back({converted, fmt::format("The sound server plays {} at {:.6g} times its speed, so it resamples.",
                                             whose, props.rate)});

@@ -163,7 +163,8 @@ bool PipeWireStream::rateHasSettled() const {
                       std::ranges::all_of(volumes_, [](float v) { return v == 1.0F; });
   // A verdict is given as soon as the unit runs: by then the server has reported its settings of the stream.
   const auto own = connection_.facts().ownStreams.find(pw_stream_get_node_id(stream_));
-  const bool isReported = own != connection_.facts().ownStreams.end() && own->second.props;
+  const bool isReported =
+      own != connection_.facts().ownStreams.end() && own->second.props && !own->second.props->settings.empty();
   if (!isFull || !isReported) return false;
   if (!setup_.leadsRate) return true;
   return sink->second.format && sink->second.format->rate == setup_.rate &&

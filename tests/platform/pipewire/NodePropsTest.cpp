@@ -118,14 +118,22 @@ TEST(Settings, OfAFilterShowItWhereItsOwnSettingReadsAsEmpty) {
       "settings.");
 }
 
+TEST(NodeProps, WithoutSettingsAreAnAlteration) {
+  const auto found = settingAlterations(NodeProps(), "this device");
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].kind, unknown);
+  EXPECT_EQ(found[0].detail, "The sound server does not report the settings of this device.");
+}
+
 TEST(NodeProps, ThatAreNotKnownOrCannotBeReadAreAnAlteration) {
   NodeProps props;
+  props.settings = test::settingsOf0365();
   props.unknownKeys = {0x1001F};
   auto found = settingAlterations(props, "this device");
   ASSERT_EQ(found.size(), 1U);
   EXPECT_EQ(found[0].kind, unknown);
   EXPECT_THAT(found[0].detail, HasSubstr("property 0x1001f"));
-  props = {};
+  props.unknownKeys.clear();
   props.isReadable = false;
   found = settingAlterations(props, "this device");
   ASSERT_EQ(found.size(), 1U);
@@ -134,6 +142,7 @@ TEST(NodeProps, ThatAreNotKnownOrCannotBeReadAreAnAlteration) {
 
 TEST(NodeProps, OfAnAdaptiveResamplerAreAConversion) {
   NodeProps props;
+  props.settings = test::settingsOf0365();
   props.rate = 1.0001;
   const auto found = settingAlterations(props, "this device");
   ASSERT_EQ(found.size(), 1U);
