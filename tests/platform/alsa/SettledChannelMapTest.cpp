@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 
+#include <cstdint>
+#include <span>
+
 #include "platform/alsa/AlsaChannelMap.h"
+#include "platform/conversion/ChannelMap.h"
 #include "tests/platform/alsa/ScriptedChannelMap.h"
 
 namespace tolvane {
@@ -37,6 +41,27 @@ TEST(SettledChannelMap, isTheDriversWhereItSuits) {
   EXPECT_EQ(settled(wave51, 6),
             (ChannelLayout{{frontLeft, frontRight, rearLeft, rearRight, frontCentre, lowFrequency}, true}));
   EXPECT_THAT(driver.sets, IsEmpty()) << "samples are moved instead";
+}
+
+TEST(SettledChannelMap, hasTheOrderInWhichEachChannelReachesItsLoudspeaker) {
+  // Surround cards, USB audio class, and one that follows neither.
+  for (const std::vector<unsigned>& order :
+       {surround51,
+        inWaveOrder,
+        {SND_CHMAP_LFE, SND_CHMAP_RR, SND_CHMAP_FC, SND_CHMAP_FL, SND_CHMAP_RL, SND_CHMAP_FR}}) {
+    ScriptedChannelMap driver;
+    driver.map = order;
+    const ChannelLayout device = settled(wave51, 6);
+    EXPECT_EQ(placementAlteration(wave51, device), std::nullopt);
+    const auto map = ChannelMap::make(wave51, device);
+    ASSERT_TRUE(map && !map->mixes());
+    // Each sample of the source's frame is the driver's number of its loudspeaker.
+    std::vector<std::uint16_t> frame(inWaveOrder.begin(), inWaveOrder.end());
+    std::vector<std::uint16_t> heard(6);
+    map->spread(integerLayout(16, 2), std::as_bytes(std::span(frame)).data(),
+                std::as_writable_bytes(std::span(heard)).data(), 1);
+    EXPECT_EQ(std::vector<unsigned>(heard.begin(), heard.end()), order);
+  }
 }
 
 TEST(SettledChannelMap, isAskedForWhereTheDriversDoesNotSuit) {
