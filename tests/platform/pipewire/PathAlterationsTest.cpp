@@ -255,6 +255,33 @@ TEST(PathAlterations, AreNoneWhereNumberedChannelsAreTakenInTheirOrder) {
   }
 }
 
+TEST(PathAlterations, NameTheAssumedOrderOfAUsbDevicesChannelsBeyondStereo) {
+  enum : std::uint32_t { FL = 3, FR = 4, FC = 5, LFE = 6, RL = 12, RR = 13 };
+  auto path = linked({FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE},
+                     {{"FL", "FL"}, {"FR", "FR"}, {"FC", "FC"}, {"LFE", "LFE"}, {"RL", "RL"}, {"RR", "RR"}});
+  path.sink().card = 50;
+  for (const char* name : {"surround51:1", "hw:1"}) {
+    path.sink().alsaPath = name;
+    path.facts.cards[50].bus = "usb";
+    const auto found = path.alterations();
+    ASSERT_THAT(found, testing::SizeIs(1)) << name;
+    EXPECT_EQ(found[0].kind, unknown);
+    EXPECT_EQ(
+        found[0].detail,
+        "The sound server assumes which loudspeakers the 6 channels of this USB device are for. Turn on Exclusive "
+        "Access: then its driver is asked.");
+    path.facts.cards[50].bus = "pci";
+    EXPECT_EQ(detailsOf(path.alterations()), "") << name;
+  }
+  path.facts.cards[50].bus = "usb";
+  path.sink().alsaPath = "_ucm0001.hw:II";
+  EXPECT_EQ(detailsOf(path.alterations()), "") << "a configuration for this very device states them";
+  auto stereo = linked({FL, FR}, {FL, FR}, {{"FL", "FL"}, {"FR", "FR"}});
+  stereo.sink().card = 50;
+  stereo.facts.cards[50].bus = "usb";
+  EXPECT_EQ(detailsOf(stereo.alterations()), "");
+}
+
 TEST(PathAlterations, NameNumberedChannelsBeyondStereo) {
   enum : std::uint32_t { FL = 3, FR = 4, FC = 5, AUX0 = 0x1000, AUX1 = 0x1001, AUX2 = 0x1002 };
   const auto found =
