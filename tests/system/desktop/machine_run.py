@@ -13,6 +13,7 @@ PROGRAMS = ("tolvane-probe", "contract_pipewire", "test_dac")
 TOOLS = ("qemu-system-x86_64", "setpriv", "depmod", "cpio", "busybox", "arecord", "pipewire", "wireplumber", "wpctl",
          "dbus-daemon", "udevadm", "apt-cache")
 WHOLE_RUN = 2400  # seconds of the host's time
+FETCHING = 600  # seconds for the newer server's packages
 
 
 def prepare(build, name, only, guest=()):
@@ -41,8 +42,11 @@ def prepare(build, name, only, guest=()):
 def newer_server(build, work):
     """Puts the packages of the newer server where the machine finds them. Returns its version, or an empty text where the
     system's own is new enough."""
-    made = subprocess.run([HERE.parent / "matrix/backports", build / "backports"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                          text=True, timeout=600)
+    try:
+        made = subprocess.run([HERE.parent / "matrix/backports", build / "backports"], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True, timeout=FETCHING)
+    except subprocess.TimeoutExpired:
+        raise RuntimeError(f"PipeWire from the backports: not fetched within {FETCHING} s") from None
     if made.returncode:
         raise RuntimeError(made.stderr.strip())
     version = made.stdout.strip()
