@@ -85,18 +85,19 @@ void checkChannels(const PipeWireFacts& facts, std::uint32_t sinkId, const PipeW
   }
 }
 
-/// A profile of the server, and the system's sound library behind "surround51", have one order for all USB devices. A
-/// configuration for one device (UCM) knows its order.
-void checkUsbChannels(const PipeWireFacts& facts, const PipeWireSink& sink, const PipeWireStreamFacts& stream,
-                      Alterations& found) {
-  const PipeWireCard* card = cardOf(facts, sink);
+/// The server's profiles name the channels of any card that is opened as "hw", and the system's sound library behind
+/// "surround51" has one order for all USB devices. A configuration for one device (UCM) knows its order.
+void checkAssumedChannels(const PipeWireFacts& facts, const PipeWireSink& sink, const PipeWireStreamFacts& stream,
+                          Alterations& found) {
   const std::size_t channels = stream.positions.size();
-  if (channels <= 2 || card == nullptr || card->bus != "usb" || alsaPathOf(sink.alsaPath) != AlsaPath::direct) return;
   const bool isNumbered = sink.format && areNumbered(namesOf(sink.format->positions));
-  if (isNumbered || withoutUcmPrefix(sink.alsaPath) != sink.alsaPath) return;
+  const bool isConfigured = withoutUcmPrefix(sink.alsaPath) != sink.alsaPath;
+  if (channels <= 2 || isNumbered || isConfigured || alsaPathOf(sink.alsaPath) != AlsaPath::direct) return;
+  const PipeWireCard* card = cardOf(facts, sink);
+  if (!sink.alsaPath.starts_with("hw:") && (card == nullptr || card->bus != "usb")) return;
   found.push_back(
-      {unknown, fmt::format("The sound server assumes which loudspeakers the {} channels of this USB device are for. "
-                            "Turn on Exclusive Access: then its driver is asked.",
+      {unknown, fmt::format("The sound server assumes which loudspeakers the device's {} channels are for. Turn on "
+                            "Exclusive Access: then its driver is asked.",
                             channels)});
 }
 
@@ -222,7 +223,7 @@ std::vector<SampleAlteration> alterationsOf(const PipeWireFacts& facts, std::uin
   Alterations found;
   checkRates(sink, stream, found);
   checkChannels(facts, sinkId, sink, stream, found);
-  checkUsbChannels(facts, sink, stream, found);
+  checkAssumedChannels(facts, sink, stream, found);
   checkClock(sinkId, stream, found);
   checkSinkLevels(sink.props, stream, found);
   append(settingAlterations(sink.props, "this device"), found);

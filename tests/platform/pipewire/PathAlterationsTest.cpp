@@ -255,31 +255,43 @@ TEST(PathAlterations, AreNoneWhereNumberedChannelsAreTakenInTheirOrder) {
   }
 }
 
-TEST(PathAlterations, NameTheAssumedOrderOfAUsbDevicesChannelsBeyondStereo) {
+TEST(PathAlterations, NameAnOrderOfChannelsBeyondStereoThatIsAssumed) {
   enum : std::uint32_t { FL = 3, FR = 4, FC = 5, LFE = 6, RL = 12, RR = 13 };
   auto path = linked({FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE},
                      {{"FL", "FL"}, {"FR", "FR"}, {"FC", "FC"}, {"LFE", "LFE"}, {"RL", "RL"}, {"RR", "RR"}});
   path.sink().card = 50;
-  for (const char* name : {"surround51:1", "hw:1"}) {
+  struct Case {
+    const char* bus;
+    const char* name;
+    bool isAssumed;
+  };
+  for (const auto& [bus, name, isAssumed] : {Case{"usb", "surround51:1", true},
+                                             {"usb", "hw:1", true},
+                                             {"pci", "hw:1", true},
+                                             {"", "hw:1", true},
+                                             {"pci", "surround51:1", false},
+                                             {"pci", "hdmi:1", false},
+                                             {"", "surround51:1", false},
+                                             // A configuration for this very device states them.
+                                             {"usb", "_ucm0001.hw:II", false},
+                                             {"pci", "_ucm0001.hw:II", false}}) {
+    path.facts.cards[50].bus = bus;
     path.sink().alsaPath = name;
-    path.facts.cards[50].bus = "usb";
     const auto found = path.alterations();
-    ASSERT_THAT(found, testing::SizeIs(1)) << name;
+    ASSERT_EQ(found.size(), isAssumed ? 1U : 0U) << bus << ' ' << name << ": " << detailsOf(found);
+    if (!isAssumed) continue;
     EXPECT_EQ(found[0].kind, unknown);
-    EXPECT_EQ(
-        found[0].detail,
-        "The sound server assumes which loudspeakers the 6 channels of this USB device are for. Turn on Exclusive "
-        "Access: then its driver is asked.");
-    path.facts.cards[50].bus = "pci";
-    EXPECT_EQ(detailsOf(path.alterations()), "") << name;
+    EXPECT_EQ(found[0].detail,
+              "The sound server assumes which loudspeakers the device's 6 channels are for. Turn on Exclusive Access: "
+              "then its driver is asked.");
   }
-  path.facts.cards[50].bus = "usb";
-  path.sink().alsaPath = "_ucm0001.hw:II";
-  EXPECT_EQ(detailsOf(path.alterations()), "") << "a configuration for this very device states them";
-  auto stereo = linked({FL, FR}, {FL, FR}, {{"FL", "FL"}, {"FR", "FR"}});
-  stereo.sink().card = 50;
-  stereo.facts.cards[50].bus = "usb";
-  EXPECT_EQ(detailsOf(stereo.alterations()), "");
+  for (const char* name : {"hw:1", "front:1"}) {
+    auto stereo = linked({FL, FR}, {FL, FR}, {{"FL", "FL"}, {"FR", "FR"}});
+    stereo.sink().card = 50;
+    stereo.sink().alsaPath = name;
+    stereo.facts.cards[50].bus = "usb";
+    EXPECT_EQ(detailsOf(stereo.alterations()), "") << name;
+  }
 }
 
 TEST(PathAlterations, NameNumberedChannelsBeyondStereo) {
