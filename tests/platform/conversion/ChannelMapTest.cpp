@@ -194,6 +194,22 @@ TEST(ChannelMap, mixesTheSideIntoTheRearWhereThereAreTooFewLoudspeakers) {
   }
 }
 
+TEST(ChannelMap, mixesIntoFewerChannelsOnTheWayToTheDevice) {
+  const ChannelLayout card{{frontLeft, frontRight, rearLeft, rearRight, frontCentre, lowFrequency}};
+  constexpr std::uint32_t frames = RenderPipeline::sliceFrames + 3;
+  const auto bytes = heard(integerLayout(16, 2), layoutOfMask(0x63F, 8), card, frames);
+  ASSERT_EQ(bytes.size(), frames * 12U);
+  const auto sample = [](std::uint32_t channel) {
+    return std::to_integer<int>(sampleByte(channel, 0)) + 256 * std::to_integer<int>(sampleByte(channel, 1));
+  };
+  const int expected[] = {sample(0) / 2, sample(1) / 2, (sample(4) + sample(6)) / 2, (sample(5) + sample(7)) / 2,
+                          sample(2) / 2, sample(3) / 2};
+  for (std::size_t i = 0; i < bytes.size() / 2; ++i) {
+    const int value = std::to_integer<int>(bytes[2 * i]) + 256 * std::to_integer<int>(bytes[2 * i + 1]);
+    ASSERT_NEAR(value, expected[i % 6], 2) << "sample " << i;
+  }
+}
+
 TEST(ChannelMap, mixesIntoTheFirstTwoChannelsOfADeviceThatDoesNotNameTheFrontOnes) {
   const ChannelLayout source = layoutOfMask(0x63F, 8);
   for (const ChannelLayout& device :
