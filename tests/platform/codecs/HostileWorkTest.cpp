@@ -98,6 +98,15 @@ std::vector<std::byte> withPicture() {
   return bytes.append({flac.begin() + infoEnd, flac.end()}).all();
 }
 
+/// The first 60 % of music that takes 216 blocks.
+std::vector<std::byte> cutMusic() {
+  const Workbench bench;
+  bench.run("sox -R -D -n -r 22050 -c 1 -b 16 in.wav synth 40 pinknoise && flac -s --no-padding in.wav");
+  auto flac = bench.bytesOf("in.flac");
+  flac.resize(flac.size() * 6 / 10);
+  return flac;
+}
+
 std::vector<std::byte> allBytes(const Bytes& bytes) { return bytes.all(); }
 
 struct WorkCase {
@@ -185,6 +194,7 @@ INSTANTIATE_TEST_SUITE_P(
         WorkCase{"FlacOfFalseBlocksNoLength", [] { return falseBlocks(flacStart(0, 8), 2 * million, 0, 1); }},
         WorkCase{"FlacOfMetadata", [] { return metadataBlocks(2 * million); }},
         WorkCase{"FlacWithAPicture", &withPicture, 1.2, 200},
+        WorkCase{"FlacThatIsCut", &cutMusic, 1.5, 135},  // once: it has 130 blocks
         WorkCase{"OggOfTinyPages", [] { return oggPages(2 * million, 1); }},
         WorkCase{"OggOfEmptyPages", [] { return oggPages(2 * million, 0); }},
         WorkCase{"WavOfChunks", [] { return manyChunks(true, 4 * million); }},
