@@ -1,10 +1,13 @@
 #include "engine/render/PcmBlock.h"
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 namespace tolvane {
 namespace {
@@ -43,6 +46,30 @@ TEST(PcmBlock, OfMoreThanThereIsCannotBeAllocated) {
   ASSERT_TRUE(block);
   EXPECT_EQ(block->size(), 5000U);
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // whose allocators write into what they give
+
+/// Bytes that take memory, in whole pages.
+std::size_t residentBytes(const PcmBlock& block) {
+  constexpr std::size_t pageBytes = 4096;
+  std::vector<unsigned char> pages(block.size() / pageBytes);
+  if (::mincore(const_cast<std::byte*>(block.data()), pages.size() * pageBytes, pages.data()) != 0) return SIZE_MAX;
+  return static_cast<std::size_t>(std::ranges::count_if(pages, [](unsigned char page) { return (page & 1) != 0; })) *
+         pageBytes;
+}
+
+TEST(PcmBlock, TakesMemoryOnlyForWhatIsWritten) {
+  constexpr std::size_t written = std::size_t{8} << 20U;
+  constexpr std::size_t hugePage = std::size_t{2} << 20U;
+  auto block = PcmBlock::allocate(std::size_t{512} << 20U);
+  ASSERT_TRUE(block);
+  EXPECT_LE(residentBytes(*block), hugePage);
+  std::memset(block->data(), 1, written);
+  EXPECT_GE(residentBytes(*block), written);
+  EXPECT_LE(residentBytes(*block), written + 2 * hugePage);
+}
+
+#endif
 
 TEST(PcmBlock, KeepsItsPlaceWhenItIsShortened) {
   PcmBlock block(100'000);
