@@ -187,6 +187,8 @@ OSStatus OutputConfiguration::startUnit() {
   // A unit that stopped by itself begins a new run: what was not heard of the last one comes first.
   if (unitHasStopped()) (void)stopUnit();
   if (isStarted_) return core_.audioUnit->start();
+  constexpr double firstSeconds = 0.5;  // more than any ring holds; the supervision sees to what follows
+  if (core_.renderContext) core_.renderContext->bringIntoMemory(firstSeconds);
   core_.sequence.beginRun();
   core_.transition.coupleAgain();
   runBegan_ = hasEverRun_ ? sampleTime() : 0.0;

@@ -105,6 +105,7 @@ void OutputSupervision::startOutputHealthMonitor() {
 void OutputSupervision::stopOutputHealthMonitor() { healthTimer_.reset(); }
 
 void OutputSupervision::checkOutputHealth() {
+  keepMusicInMemory();
   if (core_.state != PlaybackState::playing || isRecoveringOutput_ || recoveryTask_ || !core_.audioUnit) return;
   if (reportsRenderError() || reportsStoppedUnit()) return;
   const auto progressed = renderClockProgressed();
@@ -117,6 +118,15 @@ void OutputSupervision::checkOutputHealth() {
   stableHealthChecks_ = 0;
   if (++stalledHealthChecks_ >= stalledChecksToRecover)
     scheduleOutputRecovery("AUHAL stopped requesting audio frames.", 0);
+}
+
+void OutputSupervision::keepMusicInMemory() const {
+  constexpr double secondsAhead = 5;
+  if (!core_.renderContext || core_.renderContext->isInMemory(secondsAhead)) return;
+  const std::weak_ptr<AudioRenderContext> current = core_.renderContext;
+  core_.background([current] {
+    if (const auto context = current.lock()) context->bringIntoMemory(secondsAhead);
+  });
 }
 
 bool OutputSupervision::reportsRenderError() {

@@ -45,6 +45,7 @@ class OutputSupervision {
   void judgePathAgain();
 
   void checkOutputHealth();
+  void keepMusicInMemory() const;
   [[nodiscard]] bool reportsRenderError();
   [[nodiscard]] bool reportsStoppedUnit();
   /// Whether the render clock moved since the last check; nothing when there is no earlier reading to compare with.

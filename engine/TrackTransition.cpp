@@ -66,6 +66,11 @@ void TrackTransition::coupleAgain() {
 void TrackTransition::couple() {
   coupled_ = CoupledTrack{*core_.upcoming.wanted(), core_.upcoming.takeConfirmed()};
   coupled_->audio.context->seek(0);
+  if (!coupled_->audio.context->isInMemory(couplingLeadSeconds)) {
+    core_.background([next = std::weak_ptr(coupled_->audio.context)] {
+      if (const auto context = next.lock()) context->bringIntoMemory(couplingLeadSeconds);
+    });
+  }
   core_.sequence.couple(coupled_->audio.context);
 }
 

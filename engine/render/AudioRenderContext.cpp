@@ -101,6 +101,21 @@ void AudioRenderContext::seek(std::int64_t toFrame) noexcept {
   setReachedEnd(frame >= totalFrames_);
 }
 
+std::size_t AudioRenderContext::bytesIn(double seconds) const noexcept {
+  const double bytes = seconds * format_.mSampleRate * format_.mBytesPerFrame;
+  return static_cast<std::size_t>(std::clamp(bytes, 0.0, static_cast<double>(byteCount_)));
+}
+
+std::size_t AudioRenderContext::currentByte() const noexcept {
+  return static_cast<std::size_t>(currentFrame()) * format_.mBytesPerFrame;
+}
+
+bool AudioRenderContext::isInMemory(double seconds) const { return buffer_.isInMemory(currentByte(), bytesIn(seconds)); }
+
+void AudioRenderContext::bringIntoMemory(double seconds) const noexcept {
+  buffer_.bringIntoMemory(currentByte(), bytesIn(seconds));
+}
+
 void AudioRenderContext::setReachedEnd(bool reached) noexcept {
   std::uint32_t opposite = reached ? 0 : 1;
   // seq_cst: a full barrier. Partner: didReachEnd() on the player's thread, which then sees the position written

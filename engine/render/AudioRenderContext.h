@@ -59,6 +59,12 @@ class AudioRenderContext {
   /// REQUIRES: the output unit is stopped. Frames outside 0 … totalFrames() are moved to the nearer end.
   void seek(std::int64_t toFrame) noexcept;
 
+  /// Whether what will be rendered in the next seconds is in memory. The system moves out what long nobody read: the
+  /// rest of a long track, or one that was paused for hours. Any thread.
+  [[nodiscard]] bool isInMemory(double seconds) const;
+  /// Has it there, so that the render thread need not wait for a page. May wait for the disk. Any thread.
+  void bringIntoMemory(double seconds) const noexcept;
+
   /// What to install in an output unit. REQUIRES: the context outlives the installation.
   [[nodiscard]] AURenderCallback callback() noexcept { return {&renderCallback, this}; }
 
@@ -76,6 +82,8 @@ class AudioRenderContext {
 
  private:
   void setReachedEnd(bool reached) noexcept;
+  [[nodiscard]] std::size_t bytesIn(double seconds) const noexcept;
+  [[nodiscard]] std::size_t currentByte() const noexcept;
   void silence(const AudioBuffer& buffer, std::size_t fromByte) const noexcept;
 
   // Constant after construction; the block's bytes are constant once a unit has the context.

@@ -18,21 +18,30 @@ class PcmBlock {
   /// std::bad_alloc when there is no memory.
   explicit PcmBlock(std::size_t size)
       : bytes_(size == 0 ? nullptr : static_cast<std::byte*>(::operator new(size, alignmentFor(size))), Free{size}),
-        size_(size) {}
+        size_(size) {
+    askForHugePages();
+  }
 
-  /// Nothing when there is no memory. The system supplies large blocks page by page, as they are written.
+  /// Nothing when there is no memory. The system supplies large blocks page by page, as they are written; in huge pages
+  /// where it has them, which take a fraction of the time.
   [[nodiscard]] static std::optional<PcmBlock> allocate(std::size_t size) noexcept {
     void* const bytes = ::operator new(size, alignmentFor(size), std::nothrow);
     if (bytes == nullptr) return std::nullopt;
     PcmBlock block;
     block.bytes_ = {static_cast<std::byte*>(bytes), Free{size}};
     block.size_ = size;
+    block.askForHugePages();
     return block;
   }
 
   /// Gives up what lies behind the first `size` bytes. What was never written there takes no memory. REQUIRES: at most
   /// size(), and the render thread has not seen the block.
   void shorten(std::size_t size) { size_ = size; }
+
+  /// Whether these bytes are in memory; no: the system has moved some of them out of it. Any thread.
+  [[nodiscard]] bool isInMemory(std::size_t from, std::size_t count) const;
+  /// Has these bytes brought back into memory where they were moved out of it; may wait for the disk. Any thread.
+  void bringIntoMemory(std::size_t from, std::size_t count) const noexcept;
 
   [[nodiscard]] std::byte* data() { return bytes_.get(); }
   [[nodiscard]] const std::byte* data() const { return bytes_.get(); }
@@ -41,12 +50,18 @@ class PcmBlock {
   [[nodiscard]] std::span<const std::byte> bytes() const { return {data(), size()}; }
 
  private:
+  static constexpr std::size_t kHugePageSize = std::size_t{2} << 20U;
   static constexpr std::size_t kPageSize = 4096;
   static constexpr std::size_t kCacheLineSize = 64;
 
   static constexpr std::align_val_t alignmentFor(std::size_t size) {
+    if (size >= 4 * kHugePageSize) return std::align_val_t{kHugePageSize};
     return std::align_val_t{size >= kPageSize ? kPageSize : kCacheLineSize};
   }
+
+  void askForHugePages() noexcept;
+  /// Where `count` bytes from `from` on end, within the block.
+  [[nodiscard]] std::size_t endOf(std::size_t from, std::size_t count) const noexcept;
 
   struct Free {
     std::size_t size;  ///< bytes allocated

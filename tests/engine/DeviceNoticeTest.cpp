@@ -152,7 +152,7 @@ TEST_F(DeviceNoticeTest, ADeviceChosenDuringAnOutageIsPlayedToAtTheSamePlace) {
   beginOutage();
   const auto other = addDevice();
   const double position = player->position().value();
-  player->setOutputDevice(other, nullptr, [position](double) { return position; });
+  player->setOutputDevice(other, nullptr, [](double, double reached) { return reached; });
   EXPECT_TRUE(device(other).openUnitCount() == 1);
   advance(3s);
   EXPECT_EQ(recoveries(), 0U) << "the outage is another device's";

@@ -27,6 +27,7 @@ TEST(PcmBlock, HoldsAsManyBytesAsAskedFor) {
 }
 
 TEST(PcmBlock, StartsOnAPageWhenItFillsOne) {
+  EXPECT_TRUE(liesOnAMultipleOf(std::size_t{2} << 20U, PcmBlock(std::size_t{8} << 20U))) << "on a huge one";
   EXPECT_TRUE(liesOnAMultipleOf(64, PcmBlock(1)));
   EXPECT_TRUE(liesOnAMultipleOf(4096, PcmBlock(4096)));
   EXPECT_TRUE(liesOnAMultipleOf(4096, PcmBlock(10'000'001)));
@@ -67,6 +68,30 @@ TEST(PcmBlock, TakesMemoryOnlyForWhatIsWritten) {
   std::memset(block->data(), 1, written);
   EXPECT_GE(residentBytes(*block), written);
   EXPECT_LE(residentBytes(*block), written + 2 * hugePage);
+}
+
+TEST(PcmBlock, IsInMemoryWhereItWasBroughtThere) {
+  constexpr std::size_t hugePage = std::size_t{2} << 20U;
+  constexpr std::size_t from = 16 * hugePage + 5;
+  const auto block = PcmBlock::allocate(64 * hugePage);
+  ASSERT_TRUE(block);
+  EXPECT_FALSE(block->isInMemory(from, 100)) << "nobody has written there";
+  block->bringIntoMemory(from, 3 * hugePage);
+  EXPECT_TRUE(block->isInMemory(from, 3 * hugePage));
+  EXPECT_TRUE(block->isInMemory(from + 3 * hugePage - 1, 1)) << "to the last byte";
+  EXPECT_FALSE(block->isInMemory(from, 6 * hugePage));
+  EXPECT_FALSE(block->isInMemory(48 * hugePage, hugePage)) << "and no more than was asked for";
+}
+
+TEST(PcmBlock, HasNothingOutOfMemoryBehindItsEnd) {
+  const auto block = PcmBlock::allocate(std::size_t{64} << 20U);
+  ASSERT_TRUE(block);
+  EXPECT_TRUE(block->isInMemory(block->size(), 1));
+  EXPECT_TRUE(block->isInMemory(block->size() + 1, SIZE_MAX));
+  EXPECT_TRUE(PcmBlock().isInMemory(0, 1));
+  block->bringIntoMemory(block->size() - 1, SIZE_MAX);
+  EXPECT_TRUE(block->isInMemory(block->size() - 1, SIZE_MAX));
+  PcmBlock().bringIntoMemory(0, SIZE_MAX);
 }
 
 #endif

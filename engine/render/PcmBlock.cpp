@@ -1,0 +1,39 @@
+#include "engine/render/PcmBlock.h"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+namespace tolvane {
+
+std::size_t PcmBlock::endOf(std::size_t from, std::size_t count) const noexcept {
+  const std::size_t begin = std::min(from, size());
+  return begin + std::min(count, size() - begin);
+}
+
+void PcmBlock::askForHugePages() noexcept {
+  if (alignmentFor(size_) != std::align_val_t{kHugePageSize}) return;
+  // A system without them supplies its usual pages.
+  (void)::madvise(bytes_.get(), size_ - size_ % kHugePageSize, MADV_HUGEPAGE);
+}
+
+bool PcmBlock::isInMemory(std::size_t from, std::size_t count) const {
+  const std::size_t end = endOf(from, count);
+  if (end <= from) return true;
+  const auto* const bytes = data() + from;
+  const auto* const page = bytes - reinterpret_cast<std::uintptr_t>(bytes) % kPageSize;
+  std::vector<unsigned char> present((static_cast<std::size_t>(data() + end - page) + kPageSize - 1) / kPageSize);
+  if (::mincore(const_cast<std::byte*>(page), present.size() * kPageSize, present.data()) != 0) return true;
+  return std::ranges::all_of(present, [](unsigned char each) { return (each & 1U) != 0; });
+}
+
+void PcmBlock::bringIntoMemory(std::size_t from, std::size_t count) const noexcept {
+  const std::size_t end = endOf(from, count);
+  const volatile std::byte* const bytes = data();
+  for (std::size_t at = from; at < end; at += kPageSize) (void)bytes[at];
+  if (end > from) (void)bytes[end - 1];
+}
+
+}  // namespace tolvane
