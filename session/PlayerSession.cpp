@@ -299,7 +299,8 @@ void PlayerSession::setOutputDevice(AudioObjectID deviceID) {
   player_.setOutputDevice(
       deviceID, [this] { trackHasStartedOnOtherDevice(); },
       [this, shown = startSeconds_](double duration, double heard) {
-        return startSeconds_ == shown ? heard : startPosition(duration);
+        if (startSeconds_ == shown) startSeconds_ = heard;
+        return startPosition(duration);
       });
   persistPlaybackState();
 }

@@ -128,7 +128,7 @@ void CampaignActions::seek() {
   const bool isLoaded = track != nullptr && world_.isActive();
   world_.operate([&] { world_.player->seek(seconds); });
   if (!isLoaded || !(seconds >= 0 && seconds <= duration)) return;
-  const auto frame = std::min(static_cast<std::int64_t>(seconds * track->format.mSampleRate), track->frames);
+  const auto frame = std::min(track->frameAt(seconds), track->frames);
   world_.watched.expectFrame(frame);
   world_.heardNext = frame;
   world_.isHeardBeyondEnd = false;
@@ -138,11 +138,10 @@ void CampaignActions::seek() {
 void CampaignActions::waitForTheEnd() {
   note("seek to just before the end");
   if (!world_.isPlaying() || world_.lastPlayed == nullptr) return;
-  const double rate = world_.lastPlayed->format.mSampleRate;
   const double seconds = std::max(0.0, world_.lastPlayed->seconds() - world_.random.between(0, 0.7));
   world_.operate([&] { world_.player->seek(seconds); });
   if (!world_.isActive()) return;
-  const auto frame = std::min(static_cast<std::int64_t>(seconds * rate), world_.lastPlayed->frames);
+  const auto frame = std::min(world_.lastPlayed->frameAt(seconds), world_.lastPlayed->frames);
   world_.watched.expectFrame(frame);
   world_.heardNext = frame;
   world_.isHeardBeyondEnd = false;
@@ -177,10 +176,12 @@ void CampaignActions::chooseDevice() {
   const AudioObjectID id = anyDevice();
   note(fmt::format("choose device {}", id));
   world_.operate([&] {
-    if (world_.isPlaying()) {
+    // The unit is stopped first, and may have come to the next track.
+    const auto begins = world_.player->isPreparing().subscribe([this](bool isPreparing) {
+      if (!isPreparing) return;
       expectFromBeginning(world_, *world_.lastPlayed);
       world_.upcoming = nullptr;
-    }
+    });
     world_.player->setOutputDevice(id);
   });
 }

@@ -2,6 +2,7 @@
 // The campaign's shelf of files: formats and lengths that differ, every frame numbered, and files that cannot be
 // played. Main thread. Made once and shared by all worlds; never changed afterwards.
 
+#include <cmath>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -23,6 +24,11 @@ struct CampaignTrack {
   [[nodiscard]] std::uint64_t mark(std::int64_t frame) const;
   [[nodiscard]] std::uint64_t markIn(std::span<const std::byte> frame) const;
   [[nodiscard]] double seconds() const { return static_cast<double>(frames) / format.mSampleRate; }
+  /// Where a seek to so many seconds goes: to the frame that holds them; what is a frame but for the rounding of a
+  /// quotient is that frame.
+  [[nodiscard]] std::int64_t frameAt(double seconds) const {
+    return static_cast<std::int64_t>(std::floor(seconds * format.mSampleRate + 1e-4));
+  }
 };
 
 class CampaignTracks {

@@ -229,10 +229,7 @@ void SeamWorld::runOnPlayer(const RunLoop::Action& action) {
     action();
     const bool hasTrackStarted = std::exchange(hasTrackStarted_, false) && wasPreparing;
     const bool isSought = std::exchange(willSeek_, false);
-    // What was a frame before it became seconds is that frame again. While the device tells no time, the session stands
-    // where it was asked to start.
-    const bool wasFrame = hasTrackStarted && session().player().position();
-    if (isSought || (hasTrackStarted && session().playbackPosition().value() > 0)) expectSought(wasFrame ? 1e-6 : 0);
+    if (isSought || (hasTrackStarted && session().playbackPosition().value() > 0)) expectSought();
   });
   wasOperation_ = true;
 }
@@ -251,11 +248,11 @@ void SeamWorld::trackStarts() {
 }
 
 /// Playback goes on where the session says that the track stands.
-void SeamWorld::expectSought(double rounding) {
+void SeamWorld::expectSought() {
   const double seconds = session().playbackPosition().value();
   if (!world.isActive() || world.lastPlayed == nullptr) return;
   const CampaignTrack& track = *world.lastPlayed;
-  const auto frame = std::min(static_cast<std::int64_t>(seconds * track.format.mSampleRate + rounding), track.frames);
+  const auto frame = std::min(track.frameAt(seconds), track.frames);
   world.watched.expectFrame(frame);
   world.heardNext = frame;
   world.isHeardBeyondEnd = false;

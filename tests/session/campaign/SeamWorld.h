@@ -119,7 +119,7 @@ class SeamWorld {
   void checkOrder(const DelayedSeam::Command& command);
   void beforeCommand(const SessionCommand& command);
   void afterCommand(const SessionCommand& command);
-  void expectSought(double rounding);
+  void expectSought();
   void require(bool holds, const std::string& what) {
     if (!holds) world.fail(what);
   }
