@@ -164,6 +164,35 @@ def pause_rows(bench, tracks, collection):
                    f"{seen[what]:.1f} ms", "limit", f"{limit} ms", f"{seen[what] / limit:.2f}")
 
 
+def make_album(folder):
+    """Tracks of 5 and of 60 minutes whose samples are never 0, by (minutes, rate, bits), two of the first kind."""
+    tracks = {}
+    for minutes in (5, 60):
+        for name, rate, bits in (("first", 44100, 16), ("same", 44100, 16), ("deeper", 44100, 24), ("faster", 48000, 16)):
+            track = tracks[minutes, name] = folder / f"{name}-{minutes}.flac"
+            if not track.exists():
+                unfinished = folder / f"partial-{track.name}"
+                run("sox", "-R", "-n", "-r", rate, "-b", bits, "-c", 2, unfinished, "synth", minutes * 60, "sine", 220, "gain",
+                    -12, "dcshift", 0.5)
+                unfinished.rename(track)
+    return tracks
+
+
+def silence_rows(bench, tracks):
+    """Between two tracks of a playlist. The output stays open where the format is the same or carries the other depth."""
+    pairs = []
+    for minutes in (5, 60):
+        for name, what in (("same", "same format"), ("deeper", "16 and 24 bit"), ("faster", "44.1 and 48 kHz")):
+            pairs += [f"FLAC of {minutes} min, {what}", tracks[minutes, "first"], tracks[minutes, name]]
+    for line in run(bench, *pairs).stdout.splitlines():
+        seen = json.loads(line)
+        what = f"silence between tracks, {seen['what']}"
+        if "same" in seen["what"]:
+            yield (what, f"{seen['silentFrames']} frames", "limit", "0 frames", "")
+        else:
+            yield (what, f"{seen['milliseconds']:.0f} ms", "limit", "150 ms and the drain", f"{seen['milliseconds'] / 150:.2f}")
+
+
 def main():
     build = pathlib.Path(sys.argv[1]).resolve()
     rows = [("what", "ours", "peer", "peer's", "ours / peer's")]
@@ -172,6 +201,7 @@ def main():
     rows += discovery_rows(build / "bin/tolvane-probe", make_collection(build / "bench/collection"))
     rows += session_rows(build / "bin/bench_session")
     rows += window_rows(build / "bin/bench_window")
+    rows += silence_rows(build / "bin/bench_silence", make_album(build / "bench"))
     rows += pause_rows(build / "bin/bench_pauses", make_long_tracks(build / "bench"), make_collection(build / "bench/collection"))
     widths = [max(len(row[i]) for row in rows) for i in range(5)]
     for number, row in enumerate(rows):
