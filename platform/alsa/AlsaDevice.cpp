@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 #include "platform/alsa/AlsaFormats.h"
@@ -31,6 +32,9 @@ std::optional<int> provenBitsOf(const AlsaDepthTexts& texts, std::uint32_t trans
     evidence.usbDescriptorBits = parseUsbSignificantBits(*texts.usbStream, *name, channels);
   return provenBits(evidence);
 }
+
+/// Said of what was asked for, and not of the card's condition.
+bool isRefusal(OSStatus status) { return status == kAudioDeviceUnsupportedFormatError; }
 
 AlsaDepthTexts readDepthTextsOf(const AlsaPaths& paths, const AlsaDeviceInfo& info) {
   return readAlsaDepthTexts(paths, info.card, info.device, info.transport == kAudioDeviceTransportTypeUSB);
@@ -142,7 +146,7 @@ OSStatus AlsaDevice::tryRate(std::uint32_t rate) {
     return setup ? noErr : statusFromAlsaError(setup.error());
   });
   if (!status) return status.error();
-  remember(rate, *status == noErr);
+  if (*status == noErr || isRefusal(*status)) remember(rate, *status == noErr);
   return *status;
 }
 
@@ -158,21 +162,60 @@ bool AlsaDevice::offers(std::uint32_t rate) const {
   });
 }
 
-/// The nominal rate; where there is none, of those that the hardware offers and has not refused: the client's own, a
-/// multiple of it, the next one above it, the highest one. REQUIRES: the capabilities are known.
-std::uint32_t AlsaDevice::rateForUnit(double clientRate) const {
-  if (const auto nominal = nominalRate()) return wholeRate(*nominal);
+/// The rates to try for a unit, best first: the nominal one, then of those that the hardware offers and has not refused
+/// the client's own, its multiples, the others above it, those below. REQUIRES: the capabilities are known.
+std::vector<std::uint32_t> AlsaDevice::ratesForUnit(double clientRate) const {
   const std::uint32_t client = std::max(wholeRate(clientRate), 1U);
-  std::set<std::uint32_t> candidates(usualPcmRates.begin(), usualPcmRates.end());
-  candidates.insert(client);
+  std::set<std::uint32_t> offered(usualPcmRates.begin(), usualPcmRates.end());
+  offered.insert(client);
   for (const AudioValueRange& range : capabilities_->rates)
-    candidates.insert({wholeRate(range.mMinimum), wholeRate(range.mMaximum)});
-  std::erase_if(candidates, [this](std::uint32_t rate) { return !offers(rate) || refusedRates_.contains(rate); });
-  if (candidates.empty()) return client;  // which the hardware will refuse
-  const auto above = candidates.lower_bound(client);
-  if (above == candidates.end()) return *candidates.rbegin();
-  const auto multiple = std::find_if(above, candidates.end(), [&](std::uint32_t rate) { return rate % client == 0; });
-  return multiple != candidates.end() ? *multiple : *above;
+    offered.insert({wholeRate(range.mMinimum), wholeRate(range.mMaximum)});
+  std::erase_if(offered, [this](std::uint32_t rate) { return !offers(rate) || refusedRates_.contains(rate); });
+
+  std::vector<std::uint32_t> rates;
+  if (const auto nominal = nominalRate()) rates.push_back(wholeRate(*nominal));
+  const auto add = [&rates](std::uint32_t rate) {
+    if (std::ranges::find(rates, rate) == rates.end()) rates.push_back(rate);
+  };
+  const auto above = offered.lower_bound(client);
+  std::for_each(above, offered.end(), [&](std::uint32_t rate) {
+    if (rate % client == 0) add(rate);
+  });
+  std::for_each(above, offered.end(), add);
+  std::for_each(std::make_reverse_iterator(above), offered.rend(), add);
+  if (rates.empty()) rates.push_back(client);  // which the hardware will refuse
+  return rates;
+}
+
+/// At the first of the rates that the hardware takes.
+std::expected<AlsaPcmSetup, OSStatus> AlsaDevice::setUpForUnit(const std::shared_ptr<AlsaPcm>& pcm,
+                                                               const PcmLayout& layout,
+                                                               const OutputUnitSettings& settings) {
+  OSStatus failure = kAudioDeviceUnsupportedFormatError;
+  std::vector<std::uint32_t> refused;
+  for (const std::uint32_t rate : ratesForUnit(settings.format().mSampleRate)) {
+    const auto configured = calls_->run([pcm, layout, channels = settings.channelLayout(), rate,
+                                         bits = settings.sourceBits(), paths = system_.paths, info = info_] {
+      AlsaPcmRequest request{layout, channels, rate, bits};
+      request.provenBits = [texts = readDepthTextsOf(paths, info), transport = info.transport](
+                               const PcmLayout& container, std::uint32_t channelCount, int driverBits) {
+        return provenBitsOf(texts, transport, container, channelCount, driverBits);
+      };
+      return pcm->configure(request);
+    });
+    if (!configured) return std::unexpected(configured.error());
+    if (*configured) {
+      for (const std::uint32_t other : refused) remember(other, false);
+      if (chosenRate_ != rate) chosenRate_.reset();  // a rate that was only noted, and is not taken any more
+      remember(rate, true);
+      return **configured;
+    }
+    failure = statusFromAlsaError(configured->error());
+    provenRates_.erase(rate);
+    if (!isRefusal(failure)) break;
+    refused.push_back(rate);
+  }
+  return std::unexpected(failure);
 }
 
 std::expected<std::vector<AudioValueRange>, OSStatus> AlsaDevice::availableRates() {
@@ -303,24 +346,8 @@ std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const Outpu
     pcm = *std::move(opened);
   }
   if (const OSStatus status = learnCapabilities(pcm); status != noErr) return std::unexpected(status);
-  const std::uint32_t rate = rateForUnit(client.mSampleRate);
-  const auto configured =
-      calls_->run([pcm, layout = *layout, channels = settings.channelLayout(), rate,
-                   bits = settings.sourceBits(), paths = system_.paths, info = info_] {
-        AlsaPcmRequest request{layout, channels, rate, bits};
-        request.provenBits = [texts = readDepthTextsOf(paths, info), transport = info.transport](
-                                 const PcmLayout& container, std::uint32_t channelCount, int driverBits) {
-          return provenBitsOf(texts, transport, container, channelCount, driverBits);
-        };
-        return pcm->configure(request);
-      });
-  if (!configured) return std::unexpected(configured.error());
-  const auto& setup = *configured;
-  if (!setup) {
-    provenRates_.erase(rate);
-    return std::unexpected(statusFromAlsaError(setup.error()));
-  }
-  remember(rate, true);
+  const auto setup = setUpForUnit(pcm, *layout, settings);
+  if (!setup) return std::unexpected(setup.error());
   unitPcm_ = pcm;
   unitSetup_ = *setup;
   unitClient_ = client;

@@ -101,7 +101,10 @@ class AlsaDevice {
   [[nodiscard]] OSStatus tryRate(std::uint32_t rate);
   void remember(std::uint32_t rate, bool isTaken);
   [[nodiscard]] bool offers(std::uint32_t rate) const;
-  [[nodiscard]] std::uint32_t rateForUnit(double clientRate) const;
+  [[nodiscard]] std::vector<std::uint32_t> ratesForUnit(double clientRate) const;
+  [[nodiscard]] std::expected<AlsaPcmSetup, OSStatus> setUpForUnit(const std::shared_ptr<AlsaPcm>& pcm,
+                                                                   const PcmLayout& layout,
+                                                                   const OutputUnitSettings& settings);
   [[nodiscard]] std::expected<AlsaSubstream, OSStatus> ownSubstream() const;
   [[nodiscard]] std::expected<AlsaSubstream, OSStatus> playingSubstream() const;
   void setAlterations(std::vector<SampleAlteration> alterations);

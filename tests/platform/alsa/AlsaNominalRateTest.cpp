@@ -59,7 +59,7 @@ class AlsaNominalRate : public testing::Test {
 
 TEST_F(AlsaNominalRate, isUnreadableUntilSomebodyHasSetTheCardUp) {
   EXPECT_EQ(device_->nominalRate(), std::unexpected(kAudioHardwareNotRunningError));
-  EXPECT_EQ(device_->availableRates().value().size(), 2U);
+  EXPECT_EQ(device_->availableRates().value().size(), 4U);
   EXPECT_EQ(device_->nominalRate(), std::unexpected(kAudioHardwareNotRunningError)) << "asking is not setting up";
   EXPECT_THAT(pcm_.setUps(), IsEmpty());
 
@@ -104,26 +104,44 @@ TEST_F(AlsaNominalRate, isTriedAgainWhileAnotherProgramsSubstreamMayBindIt) {
   EXPECT_THAT(pcm_.setUps(), ElementsAre(44100, 44100));
 }
 
-TEST_F(AlsaNominalRate, ofAUnitIsTheNextOneAboveItsClientsWhereThatIsRefused) {
+TEST_F(AlsaNominalRate, ofAUnitIsAMultipleOfItsClientsWhereThatIsRefused) {
   pcm_.refuse(44100);
   EXPECT_NE(device_->setNominalRate(44100), noErr);
   EXPECT_EQ(device_->nominalRate(), std::unexpected(kAudioHardwareNotRunningError)) << "nothing was set";
+  EXPECT_EQ(open(44100), 88200);
+  EXPECT_EQ(device_->nominalRate(), 88200);
+}
+
+TEST_F(AlsaNominalRate, ofAUnitIsOneThatTheHardwareTakesHoweverManyItRefuses) {
+  pcm_.refuse(44100);
+  pcm_.refuse(88200);
+  EXPECT_NE(device_->setNominalRate(44100), noErr);
   EXPECT_EQ(open(44100), 48000);
-  EXPECT_EQ(device_->nominalRate(), 48000);
+  device_->closeForUnit();
+  EXPECT_THAT(pcm_.setUps(), ElementsAre(44100, 88200, 48000)) << "each is refused once";
 }
 
 TEST_F(AlsaNominalRate, ofAUnitIsTheHighestWhereItsClientsIsHigher) {
-  EXPECT_EQ(open(96000), 48000);
+  EXPECT_EQ(open(192000), 96000);
   device_->closeForUnit();
-  EXPECT_THAT(pcm_.setUps(), ElementsAre(48000));
+  EXPECT_THAT(pcm_.setUps(), ElementsAre(96000));
 }
 
-TEST_F(AlsaNominalRate, isTriedAgainOnceAUnitWasRefusedIt) {
+TEST_F(AlsaNominalRate, thatWasOnlyNotedIsGivenUpWhereTheHardwareDoesNotTakeItAnyMore) {
   EXPECT_EQ(device_->setNominalRate(44100), noErr);
   pcm_.refuse(44100);
+  EXPECT_EQ(open(44100), 88200) << "the track plays, converted";
+  EXPECT_EQ(device_->nominalRate(), 88200);
+  device_->closeForUnit();
+  EXPECT_NE(device_->setNominalRate(44100), noErr) << "tried again";
+}
+
+TEST_F(AlsaNominalRate, doesNotMatterToAnErrorThatIsNotAboutIt) {
+  for (const unsigned rate : {44100U, 48000U, 88200U, 96000U}) pcm_.refuse(rate);
   EXPECT_EQ(open(44100), 0);
-  EXPECT_NE(device_->setNominalRate(44100), noErr);
-  EXPECT_THAT(pcm_.setUps(), ElementsAre(44100, 44100, 44100));
+  EXPECT_THAT(pcm_.setUps(), ElementsAre(44100, 88200, 48000, 96000)) << "every rate once, and no more";
+  EXPECT_EQ(open(44100), 0);
+  EXPECT_EQ(pcm_.setUps().size(), 8U) << "where none is taken, the rate is not to blame";
 }
 
 }  // namespace

@@ -48,7 +48,7 @@ void ScriptedPcm::stopAfterEachStart() {
 
 void ScriptedPcm::refuse(unsigned rate) {
   const std::scoped_lock lock(mutex_);
-  refusedRate_ = rate;
+  refusedRates_.insert(rate);
 }
 
 void ScriptedPcm::answerPrepare(int answer) {
@@ -91,7 +91,7 @@ int ScriptedPcm::setUp(unsigned rate) {
   std::unique_lock lock(mutex_);
   enter(Place::setUp, lock);
   setUps_.push_back(rate);
-  return rate == refusedRate_ ? -EINVAL : 0;
+  return refusedRates_.contains(rate) ? -EINVAL : 0;
 }
 
 void ScriptedPcm::close() {

@@ -11,6 +11,7 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <thread>
 #include <vector>
 
@@ -96,7 +97,7 @@ class ScriptedPcm {
   std::vector<std::int16_t> heard_;
   std::deque<int> resumeAnswers_;
   int prepareAnswer_ = 0;
-  unsigned refusedRate_ = 0;
+  std::set<unsigned> refusedRates_;
   std::vector<unsigned> setUps_;
   bool stopsAfterStart_ = false;
   int prepares_ = 0;

@@ -1,4 +1,4 @@
-// What may be set up of a ScriptedPcm: stereo, 16 bits, 44.1 and 48 kHz, its own ring, no mmap, no pause. In the place
+// What may be set up of a ScriptedPcm: stereo, 16 bits, 44.1, 48, 88.2 and 96 kHz, its own ring, no mmap, no pause. In the place
 // of alsa-lib's functions, like the rest of it.
 
 #include <alsa/asoundlib.h>
@@ -13,7 +13,7 @@ namespace {
 unsigned chosenRate = 0;  // by the thread that sets it up
 
 int allowing(bool isAllowed) { return isAllowed ? 0 : -EINVAL; }
-bool isRate(unsigned rate) { return rate == 44100 || rate == 48000; }
+bool isRate(unsigned rate) { return rate == 44100 || rate == 48000 || rate == 88200 || rate == 96000; }
 
 }  // namespace
 }  // namespace tolvane
@@ -36,7 +36,7 @@ int snd_pcm_hw_params_get_rate_min(const snd_pcm_hw_params_t* /*params*/, unsign
   return 0;
 }
 int snd_pcm_hw_params_get_rate_max(const snd_pcm_hw_params_t* /*params*/, unsigned* rate, int* /*direction*/) {
-  *rate = 48000;
+  *rate = 96000;
   return 0;
 }
 int snd_pcm_hw_params_test_rate(snd_pcm_t* /*pcm*/, snd_pcm_hw_params_t* /*params*/, unsigned rate, int /*direction*/) {
