@@ -24,8 +24,11 @@ struct DeviceCondition {
   static DeviceCondition read(const AudioHardware& hardware, const DeviceProperties& properties, AudioObjectID device);
 
   /// Whether an output that was configured in this condition, for a source of `sourceRate` hertz, is as good in that
-  /// one: nothing has changed, but for what could not be read before, and for a rate that arrived late.
-  [[nodiscard]] bool isKeptBy(const DeviceCondition& now, double sourceRate) const;
+  /// one: nothing has changed, but for what could not be read before, and for a rate that arrived late. Of an output
+  /// that is idle (paused) the device need not tell everything.
+  [[nodiscard]] bool isKeptBy(const DeviceCondition& now, double sourceRate, bool isIdle) const;
+  /// Takes over what can be read now.
+  void learn(const DeviceCondition& now);
 };
 
 }  // namespace tolvane

@@ -13,8 +13,8 @@ namespace {
 // How long a rate that was written may take to arrive.
 constexpr int settleRounds = 50;
 constexpr std::chrono::microseconds settlePause{5000};
-/// Who finds a device at the rate that it was to leave takes it for one that is slow until then, and for one that
-/// somebody has put back there after that.
+/// For this long after a rate was restored, a device that is still at its old rate counts as slow. After that, another
+/// program counts as having set it.
 constexpr std::chrono::milliseconds slowestSettling{600};
 
 constexpr auto nominalRateAddress = globalAddress(kAudioDevicePropertyNominalSampleRate);
@@ -135,7 +135,7 @@ std::optional<double> DeviceProperties::waitForRestoredRate(AudioObjectID device
   const auto dueBy = restored.writtenAt + settleRounds * settlePause;
   while (runLoop_.now() < dueBy && !hasArrived()) runLoop_.sleepFor(settlePause);
   if (runLoop_.now() - restored.writtenAt > slowestSettling) return std::nullopt;
-  // Any other rate is one that somebody has chosen since.
+  // Any other rate is one that another program has chosen since.
   const auto nominal = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
   const bool isStillLeaving = nominal && !hasArrived() && ratesAgree(restored.left, *nominal);
   return isStillLeaving ? std::optional(restored.rate) : std::nullopt;

@@ -45,8 +45,7 @@ ExclusiveAccessStatus ExclusiveAccessStatus::verified(const HogModeReport& repor
   if (report.isFree())
     return {Kind::lost, "The output device released Exclusive Access. Tolvane Music Player is retrying automatically."};
   if (!report.isOwnerKnown)
-    return {Kind::lost,
-            "The output device does not tell who owns it. Tolvane Music Player will ask again."};
+    return {Kind::lost, "The owner of the output device cannot be read. Tolvane Music Player will check again."};
   return {Kind::lost,
           "Another process owns the output device. Tolvane Music Player will retry when it becomes available."};
 }

@@ -8,7 +8,7 @@ namespace tolvane {
 struct HogModeReport {
   bool isSupported = false;              ///< the device has the property at all
   bool isOwnedByCurrentProcess = false;  ///< the owner that was read is this process
-  std::int32_t ownerPID = -1;            ///< -1: nobody, or the owner could not be read
+  std::int32_t ownerPID = -1;            ///< -1: no process, or the owner could not be read
   double pauseSeconds = 0;               ///< for which the device refuses the next attempt after a failed one
   bool isOwnerKnown = true;              ///< false: it could not be read
 

@@ -187,7 +187,8 @@ OSStatus OutputConfiguration::startUnit() {
   // A unit that stopped by itself begins a new run: what was not heard of the last one comes first.
   if (unitHasStopped()) (void)stopUnit();
   if (isStarted_) return core_.audioUnit->start();
-  constexpr double firstSeconds = 0.5;  // more than any ring holds; the supervision sees to what follows
+  // More than a ring and what is played until OutputSupervision looks further ahead.
+  constexpr double firstSeconds = 1.5;
   if (core_.renderContext) core_.renderContext->bringIntoMemory(firstSeconds);
   core_.sequence.beginRun();
   core_.transition.coupleAgain();

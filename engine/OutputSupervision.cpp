@@ -79,14 +79,15 @@ void OutputSupervision::handleOutputPropertyChange(FourCharCode selector, std::u
 bool OutputSupervision::isAsConfigured() {
   if (!core_.audioUnit || !core_.renderContext || core_.configuration.unitHasStopped()) return false;
   const auto now = DeviceCondition::read(core_.hardware, core_.device, core_.deviceID);
-  if (now.bufferFrames != 0 && now.bufferFrames == bufferFramesThatStay_)
-    configuredFor_.bufferFrames = core_.outputBufferFrameSize = now.bufferFrames;
-  const bool isKept = configuredFor_.isKeptBy(now, core_.renderContext->format().mSampleRate);
-  if (isKept)
-    configuredFor_ = now;
-  else
+  if (now.bufferFrames != 0 && now.bufferFrames == bufferFramesThatStay_) configuredFor_.bufferFrames = now.bufferFrames;
+  const bool isIdle = core_.state == PlaybackState::paused;
+  if (!configuredFor_.isKeptBy(now, core_.renderContext->format().mSampleRate, isIdle)) {
     bufferFramesThatStay_ = now.bufferFrames;
-  return isKept;
+    return false;
+  }
+  configuredFor_.learn(now);
+  if (configuredFor_.bufferFrames != 0) core_.outputBufferFrameSize = configuredFor_.bufferFrames;
+  return true;
 }
 
 void OutputSupervision::judgePathAgain() {
@@ -99,6 +100,7 @@ void OutputSupervision::startOutputHealthMonitor() {
   stoppedHealthChecks_ = 0;
   lastRenderSampleTime_.reset();
   lastRenderCycleCount_.reset();
+  keepMusicInMemory();
   healthTimer_ = core_.runLoop.scheduleTimer(healthCheckInterval, true, [this] { checkOutputHealth(); });
 }
 
@@ -123,9 +125,10 @@ void OutputSupervision::checkOutputHealth() {
 void OutputSupervision::keepMusicInMemory() const {
   constexpr double secondsAhead = 5;
   if (!core_.renderContext || core_.renderContext->isInMemory(secondsAhead)) return;
-  const std::weak_ptr<AudioRenderContext> current = core_.renderContext;
-  core_.background([current] {
+  if (isReadingAhead_->exchange(true)) return;  // a slow disk has one reader, not a new one each time
+  core_.background([current = std::weak_ptr(core_.renderContext), isReading = isReadingAhead_] {
     if (const auto context = current.lock()) context->bringIntoMemory(secondsAhead);
+    *isReading = false;
   });
 }
 

@@ -2,6 +2,7 @@
 // Watches a configured output: property listeners, a health timer, and the bounded recovery that rebuilds the output at
 // the same frame. Player's thread.
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -72,8 +73,10 @@ class OutputSupervision {
   std::optional<std::int64_t> lastRenderCycleCount_;
 
   DeviceCondition configuredFor_;  ///< of the device, when it was configured last
-  /// In which the device was when it was last recovered because of a notice: the recovery did not change it.
+  /// The device's buffer at the last recovery after a notice. When it is reported again, recovery does not change it.
   std::optional<std::uint32_t> bufferFramesThatStay_;
+  /// Set by the player's thread, cleared by whoever reads.
+  const std::shared_ptr<std::atomic<bool>> isReadingAhead_ = std::make_shared<std::atomic<bool>>(false);
 
   RunLoop::Timer recoveryTask_;
   bool recoversOnlyAfterAChange_ = false;  ///< the pending one

@@ -116,6 +116,7 @@ void PlayerSession::playTrack(std::int64_t index, double fraction) {
   startFraction_ = start;
   startSeconds_.reset();
   if (isTrackPrepared(url)) {
+    ++placesChosen_;
     player_.resume();
   } else {
     shouldAutoAdvance_ = false;
@@ -210,6 +211,7 @@ void PlayerSession::seek(double seconds) {
   if (!url || !std::isfinite(seconds)) return;
   if (isTrackPrepared(*url) && playbackDuration_.value() > 0) {
     startSeconds_ = std::clamp(seconds, 0.0, playbackDuration_.value());
+    ++placesChosen_;
     playbackPosition_.assign(*startSeconds_);
     return persistPlaybackState();
   }
@@ -295,11 +297,11 @@ void PlayerSession::setOutputBalance(double balance) {
 void PlayerSession::setOutputDevice(AudioObjectID deviceID) {
   updatePlaybackPosition();
   if (player_.isPlaying().value()) startSeconds_ = playbackPosition_.value();
-  // The place shown is by the clock; the engine knows the frame. A seek meanwhile counts more.
+  // The place shown is by the clock; the engine knows the frame. What the listener chooses meanwhile counts more.
   player_.setOutputDevice(
       deviceID, [this] { trackHasStartedOnOtherDevice(); },
-      [this, shown = startSeconds_](double duration, double heard) {
-        if (startSeconds_ == shown) startSeconds_ = heard;
+      [this, before = placesChosen_](double duration, double heard) {
+        if (placesChosen_ == before) startSeconds_ = heard;
         return startPosition(duration);
       });
   persistPlaybackState();

@@ -154,6 +154,7 @@ class PlayerSession {
   // Where the track that is being prepared is to start: at a time, or at a fraction of a length not known yet.
   double startFraction_ = 0;
   std::optional<double> startSeconds_;
+  std::uint64_t placesChosen_ = 0;  ///< by the listener, of tracks that were being prepared
   std::optional<RunLoop::TimePoint> lastPeriodicSave_;
   bool shouldAutoAdvance_ = false;
   bool isRestored_ = false;  ///< the playlist is the last run's, and nothing of it has been played

@@ -1,6 +1,7 @@
 #include "engine/render/PcmBlock.h"
 
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -23,9 +24,10 @@ bool PcmBlock::isInMemory(std::size_t from, std::size_t count) const {
   const std::size_t end = endOf(from, count);
   if (end <= from) return true;
   const auto* const bytes = data() + from;
-  const auto* const page = bytes - reinterpret_cast<std::uintptr_t>(bytes) % kPageSize;
-  std::vector<unsigned char> present((static_cast<std::size_t>(data() + end - page) + kPageSize - 1) / kPageSize);
-  if (::mincore(const_cast<std::byte*>(page), present.size() * kPageSize, present.data()) != 0) return true;
+  const auto pageSize = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  const auto* const page = bytes - reinterpret_cast<std::uintptr_t>(bytes) % pageSize;
+  std::vector<unsigned char> present((static_cast<std::size_t>(data() + end - page) + pageSize - 1) / pageSize);
+  if (::mincore(const_cast<std::byte*>(page), present.size() * pageSize, present.data()) != 0) return true;
   return std::ranges::all_of(present, [](unsigned char each) { return (each & 1U) != 0; });
 }
 

@@ -95,6 +95,50 @@ TEST_F(DeviceNoticeTest, OfAFormatThatCouldNotBeReadBeforeIsNoReasonToRecover) {
   EXPECT_EQ(recoveries(), 0U);
 }
 
+TEST_F(DeviceNoticeTest, OfARateThatCouldNotBeReadBeforeIsNoReasonToRecover) {
+  device(id).script().rates = {{48000, 48000}};
+  device(id).setNominalRateFromOutside(48000);
+  auto& failures = device(id).script().properties.readFailures;
+  failures[kAudioDevicePropertyNominalSampleRate] = failures[kAudioDevicePropertyActualSampleRate] = {};
+  player->play(track);
+  advance(1s);
+  failures.clear();
+  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  advance(1s);
+  EXPECT_EQ(path().label, "CONVERTED");
+  EXPECT_EQ(recoveries(), 0U);
+}
+
+TEST_F(DeviceNoticeTest, OfWhatADeviceDoesNotTellWhileItIsIdleIsNoReasonToRecover) {
+  player->play(track);
+  advance(1s);
+  player->pause();
+  auto& failures = device(id).script().properties.readFailures;
+  failures[kAudioDevicePropertyNominalSampleRate] = failures[kAudioDevicePropertyBufferFrameSize] = {};
+  device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);
+  advance(1s);
+  EXPECT_EQ(recoveries(), 0U);
+  EXPECT_TRUE(isPaused());
+  failures.clear();
+  player->resume();
+  device(id).setBufferFrameSize(2048);
+  advance(1s);
+  EXPECT_EQ(recoveries(), 1U) << "what was known before the pause is not forgotten";
+}
+
+TEST_F(DeviceNoticeTest, OfABufferThatCouldNotBeReadBeforeLengthensTheDrain) {
+  device(id).script().bufferFrameSize = 16384;
+  device(id).script().properties.readFailures[kAudioDevicePropertyBufferFrameSize] = {};
+  player->play(track);
+  advance(1s);
+  device(id).script().properties.readFailures.clear();
+  device(id).notifyAbout(kAudioDevicePropertyBufferFrameSize);
+  advance(11s);
+  EXPECT_EQ(recoveries(), 0U);
+  EXPECT_EQ(completions(), 1);
+  expectHeardWhole();
+}
+
 TEST_F(DeviceNoticeTest, OfAnotherProgramsRateIsRecoveredEachTimeAsOftenAsThereAreAttempts) {
   player->play(track);
   for (std::uint64_t change = 1; change <= 3; ++change) {

@@ -67,5 +67,25 @@ TEST_F(SessionClock, ShowsWhatWasHeardWhenItPauses) {
   EXPECT_EQ(position(), heard());
 }
 
+TEST_F(SessionClock, OnAnotherDeviceGoesOnBehindACrossingThatNobodyHasSeen) {
+  SimulatedDeviceConfig config;
+  dac = hardware.addDevice(config);
+  session.setOutputDevice(dac);
+  const std::vector tracks{addTrack(1, 3), addTrack(2, 3)};
+  session.loadPlaylist(tracks, true);
+  advance(2.99);
+  ASSERT_EQ(session.player().currentURL().value(), tracks[0]);
+  hardware.device(dac).setSampleTimeReadable(false);  // only the unit that has stopped will tell
+  advance(0.035);
+  const auto other = hardware.addDevice(SimulatedDeviceConfig{});
+  session.setOutputDevice(other);
+  advance(0.001);
+  ASSERT_TRUE(isPlaying());
+  EXPECT_EQ(session.player().currentURL().value(), tracks[1]);
+  EXPECT_NEAR(heard(), 0.025, 0.02);
+  EXPECT_GT(heard(), 0.012) << "not at the beginning again";
+  EXPECT_NEAR(position(), heard(), 0.002);
+}
+
 }  // namespace
 }  // namespace tolvane
