@@ -2,7 +2,10 @@
 // What the system's sound library does to samples on its way to a card, judged by the name that a sink's PCM is opened
 // by. Pure functions on text.
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 namespace tolvane {
@@ -43,6 +46,27 @@ enum class AlsaPath : std::uint8_t {
   for (const std::string_view known : {"a52", "dca", "dcahdmi"})
     if (name == known) return AlsaPath::encoded;
   return AlsaPath::unknown;
+}
+
+inline constexpr std::array<std::string_view, 8> surroundOrder{"FL", "FR", "RL", "RR", "FC", "LFE", "SL", "SR"};
+inline constexpr std::array<std::string_view, 3> surround21Order{"FL", "FR", "LFE"};
+inline constexpr std::array<std::string_view, 5> surround41Order{"FL", "FR", "RL", "RR", "LFE"};
+
+/// The loudspeakers that the channels of a PCM of so many are for by its name, first channel first: alsa-lib's order,
+/// and for two channels left and right of whatever goes to a card. Empty where the name stands for no order, and for
+/// one channel, which has none.
+[[nodiscard]] constexpr std::span<const std::string_view> channelOrderOf(std::string_view path, std::size_t channels) {
+  const AlsaPath kind = alsaPathOf(path);
+  if (kind != AlsaPath::direct && kind != AlsaPath::rerouted) return {};
+  const std::span<const std::string_view> all = surroundOrder;
+  if (channels == 2) return all.first(2);
+  const std::string_view name = path.substr(0, path.find(':'));
+  if (name == "surround21" && channels == 3) return surround21Order;
+  if (name == "surround41" && channels == 5) return surround41Order;
+  const bool isWhole = (name == "surround40" && channels == 4) || (name == "surround50" && channels == 5) ||
+                       (name == "surround51" && channels == 6) || (name == "surround71" && channels == 8) ||
+                       (name == "hdmi" && (channels == 4 || channels == 6 || channels == 8));
+  return isWhole ? all.first(channels) : std::span<const std::string_view>();
 }
 
 }  // namespace tolvane

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -85,19 +86,69 @@ void checkChannels(const PipeWireFacts& facts, std::uint32_t sinkId, const PipeW
   }
 }
 
-/// The server's profiles name the channels of any card that is opened as "hw", and the system's sound library behind
-/// "surround51" has one order for all USB devices. A configuration for one device (UCM) knows its order.
+/// How the order that a sink states compares with the one that the name of its PCM stands for.
+enum class StatedOrder : std::uint8_t { usual, other, unknown };
+
+/// Where only one pair is beside or behind the listener, both names mean it.
+std::vector<std::string> rearForSide(std::vector<std::string> channels) {
+  if (std::ranges::any_of(channels, [](const auto& name) { return name == "RL" || name == "RR"; })) return channels;
+  std::ranges::replace(channels, std::string("SL"), std::string("RL"));
+  std::ranges::replace(channels, std::string("SR"), std::string("RR"));
+  return channels;
+}
+
+StatedOrder statedOrderOf(const PipeWireSink& sink) {
+  if (!sink.format) return StatedOrder::unknown;
+  const auto usual = channelOrderOf(sink.alsaPath, sink.format->positions.size());
+  if (usual.empty()) return StatedOrder::unknown;
+  const auto stated = rearForSide(namesOf(sink.format->positions));
+  if (std::ranges::equal(stated, usual)) return StatedOrder::usual;
+  return std::ranges::is_permutation(stated, usual) ? StatedOrder::other : StatedOrder::unknown;
+}
+
+/// Beyond stereo: the server's profiles name the channels of any card that is opened as "hw", and the system's sound
+/// library behind "surround51" has one order for all USB devices, whatever theirs is.
+bool isOrderAssumed(const PipeWireFacts& facts, const PipeWireSink& sink, std::size_t channels) {
+  const PipeWireCard* card = cardOf(facts, sink);
+  return channels > 2 && (sink.alsaPath.starts_with("hw:") || (card != nullptr && card->bus == "usb"));
+}
+
+/// A configuration for one device (UCM) knows its order, and the server may ask the driver.
+bool mayKnowItsOrder(const PipeWireSink& sink) {
+  return withoutUcmPrefix(sink.alsaPath) != sink.alsaPath ||
+         std::ranges::any_of(sink.props.settings, [](const auto& setting) {
+           return setting.first == "api.alsa.use-chmap" && setting.second == "true";
+         });
+}
+
+/// The server moves no channel on its way to the card: a rule or a profile with another order only names them anew.
+void checkOrder(const PipeWireFacts& facts, const PipeWireSink& sink, Alterations& found) {
+  if (!sink.format || statedOrderOf(sink) != StatedOrder::other) return;
+  const auto stated = namesOf(sink.format->positions);
+  if (isOrderAssumed(facts, sink, stated.size())) return;
+  const std::string order = listOf(stated);
+  if (mayKnowItsOrder(sink)) {
+    found.push_back({unknown, fmt::format("The sound server puts this device's channels in an unusual order ({}). Turn "
+                                          "on Exclusive Access to use the order that the device's driver reports.",
+                                          order)});
+  } else {
+    found.push_back({converted, fmt::format("The sound server's settings put this device's channels in another order "
+                                            "({}). Remove audio.position from its settings.",
+                                            order)});
+  }
+}
+
 void checkAssumedChannels(const PipeWireFacts& facts, const PipeWireSink& sink, const PipeWireStreamFacts& stream,
                           Alterations& found) {
   const std::size_t channels = stream.positions.size();
   const bool isNumbered = sink.format && areNumbered(namesOf(sink.format->positions));
   const bool isConfigured = withoutUcmPrefix(sink.alsaPath) != sink.alsaPath;
   if (channels <= 2 || isNumbered || isConfigured || alsaPathOf(sink.alsaPath) != AlsaPath::direct) return;
-  const PipeWireCard* card = cardOf(facts, sink);
-  if (!sink.alsaPath.starts_with("hw:") && (card == nullptr || card->bus != "usb")) return;
+  const bool isOfTheName = !sink.format || statedOrderOf(sink) != StatedOrder::unknown;
+  if (!isOrderAssumed(facts, sink, channels) && isOfTheName) return;
   found.push_back(
       {unknown, fmt::format("The sound server assumes which loudspeakers the device's {} channels are for. Turn on "
-                            "Exclusive Access: then its driver is asked.",
+                            "Exclusive Access to use the order that the device's driver reports.",
                             channels)});
 }
 
@@ -223,6 +274,7 @@ std::vector<SampleAlteration> alterationsOf(const PipeWireFacts& facts, std::uin
   Alterations found;
   checkRates(sink, stream, found);
   checkChannels(facts, sinkId, sink, stream, found);
+  checkOrder(facts, sink, found);
   checkAssumedChannels(facts, sink, stream, found);
   checkClock(sinkId, stream, found);
   checkSinkLevels(sink.props, stream, found);

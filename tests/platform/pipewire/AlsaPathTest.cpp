@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 namespace tolvane {
 namespace {
 
@@ -45,6 +47,48 @@ TEST(AlsaPath, IsUnknownForEverythingElse) {
                            "_ucm0001.front:0",
                            "_ucm0001._ucm0001.hw:0"})
     EXPECT_EQ(alsaPathOf(path), AlsaPath::unknown) << path;
+}
+
+TEST(AlsaPath, StandsForAnOrderOfChannels) {
+  struct Case {
+    const char* path;
+    std::size_t channels;
+    const char* order;
+  };
+  for (const auto& [path, channels, order] : {Case{"front:0", 2, "FL FR"},
+                                              {"hw:0,3", 2, "FL FR"},
+                                              {"_ucm0001.hw:0", 2, "FL FR"},
+                                              {"iec958:0", 2, "FL FR"},
+                                              {"hdmi:0,1", 2, "FL FR"},
+                                              {"hdmi:0,1", 4, "FL FR RL RR"},
+                                              {"hdmi:0,1", 6, "FL FR RL RR FC LFE"},
+                                              {"hdmi:0,1", 8, "FL FR RL RR FC LFE SL SR"},
+                                              {"surround21:0", 3, "FL FR LFE"},
+                                              {"surround40:0", 4, "FL FR RL RR"},
+                                              {"surround41:0", 5, "FL FR RL RR LFE"},
+                                              {"surround50:0", 5, "FL FR RL RR FC"},
+                                              {"surround51:0", 6, "FL FR RL RR FC LFE"},
+                                              {"surround71:0", 8, "FL FR RL RR FC LFE SL SR"},
+                                              // One channel has no order; these names stand for none.
+                                              {"hw:0", 1, ""},
+                                              {"hw:0", 6, ""},
+                                              {"_ucm0001.hw:0", 6, ""},
+                                              {"front:0", 4, ""},
+                                              {"hdmi:0", 3, ""},
+                                              {"surround51:0", 5, ""},
+                                              {"surround71:0", 6, ""},
+                                              {"surround71:0", 9, ""},
+                                              {"front:0", 0, ""},
+                                              {"a52:0", 2, ""},
+                                              {"plughw:0", 2, ""},
+                                              {"", 2, ""}}) {
+    std::string names;
+    for (const std::string_view name : channelOrderOf(path, channels)) {
+      if (!names.empty()) names += ' ';
+      names += name;
+    }
+    EXPECT_EQ(names, order) << path << ' ' << channels;
+  }
 }
 
 }  // namespace

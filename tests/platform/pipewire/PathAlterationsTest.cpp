@@ -6,6 +6,7 @@
 #include <limits>
 #include <utility>
 
+#include "platform/pipewire/SpaParameters.h"
 #include "tests/platform/pipewire/NeutralSettings.h"
 
 namespace tolvane {
@@ -18,6 +19,9 @@ using Kind = SampleAlteration::Kind;
 
 constexpr std::uint32_t sinkId = 40;
 constexpr std::uint32_t ownNode = 70;
+
+/// The server's numbers.
+enum Speaker : std::uint32_t { MONO = 2, FL, FR, FC, LFE, SL, SR, RL = 12, RR, AUX0 = 0x1000, AUX1, AUX2 };
 
 /// A stream at 44.1 kHz that nothing alters, and its sink.
 struct NeutralPath {
@@ -227,21 +231,18 @@ NeutralPath linked(const std::vector<std::uint32_t>& own, const std::vector<std:
   return path;
 }
 
-TEST(PathAlterations, AreNoneWhereChannelsOnlyHaveAnotherOrder) {
-  enum : std::uint32_t { FL = 3, FR = 4, FC = 5, LFE = 6, RL = 12, RR = 13 };
-  EXPECT_EQ(detailsOf(linked({FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE},
-                             {{"FL", "FL"}, {"FR", "FR"}, {"FC", "FC"}, {"LFE", "LFE"}, {"RL", "RL"}, {"RR", "RR"}})
-                          .alterations()),
-            "");
-  EXPECT_THAT(linked({FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE},
-                     {{"FL", "FL"}, {"FR", "FR"}, {"FC", "RL"}, {"LFE", "RR"}, {"RL", "FC"}, {"RR", "LFE"}})
-                  .alterations(),
-              testing::SizeIs(1))
-      << "by place, where the names differ";
+TEST(PathAlterations, AreNoneWhereTheTrackOnlyHasItsChannelsInAnotherOrder) {
+  auto byName = linked({FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE},
+                       {{"FL", "FL"}, {"FR", "FR"}, {"FC", "FC"}, {"LFE", "LFE"}, {"RL", "RL"}, {"RR", "RR"}});
+  byName.sink().alsaPath = "surround51:0";
+  EXPECT_EQ(detailsOf(byName.alterations()), "");
+  auto byPlace = linked({FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE},
+                        {{"FL", "FL"}, {"FR", "FR"}, {"FC", "RL"}, {"LFE", "RR"}, {"RL", "FC"}, {"RR", "LFE"}});
+  byPlace.sink().alsaPath = "surround51:0";
+  EXPECT_THAT(byPlace.alterations(), testing::SizeIs(1)) << "where the names differ";
 }
 
 TEST(PathAlterations, AreNoneWhereNumberedChannelsAreTakenInTheirOrder) {
-  enum : std::uint32_t { FL = 3, FR = 4, AUX0 = 0x1000, AUX1 = 0x1001 };
   EXPECT_EQ(detailsOf(linked({FL, FR}, {AUX0, AUX1}, {{"FL", "AUX0"}, {"FR", "AUX1"}}).alterations()), "");
   EXPECT_EQ(detailsOf(linked({FL, FR}, {AUX0, AUX1}, {{"AUX0", "AUX0"}, {"AUX1", "AUX1"}}).alterations()), "");
   for (const auto& crossed : {linked({FL, FR}, {AUX0, AUX1}, {{"FL", "AUX1"}, {"FR", "AUX0"}}),
@@ -256,7 +257,6 @@ TEST(PathAlterations, AreNoneWhereNumberedChannelsAreTakenInTheirOrder) {
 }
 
 TEST(PathAlterations, NameAnOrderOfChannelsBeyondStereoThatIsAssumed) {
-  enum : std::uint32_t { FL = 3, FR = 4, FC = 5, LFE = 6, RL = 12, RR = 13 };
   auto path = linked({FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE},
                      {{"FL", "FL"}, {"FR", "FR"}, {"FC", "FC"}, {"LFE", "LFE"}, {"RL", "RL"}, {"RR", "RR"}});
   path.sink().card = 50;
@@ -281,9 +281,10 @@ TEST(PathAlterations, NameAnOrderOfChannelsBeyondStereoThatIsAssumed) {
     ASSERT_EQ(found.size(), isAssumed ? 1U : 0U) << bus << ' ' << name << ": " << detailsOf(found);
     if (!isAssumed) continue;
     EXPECT_EQ(found[0].kind, unknown);
-    EXPECT_EQ(found[0].detail,
-              "The sound server assumes which loudspeakers the device's 6 channels are for. Turn on Exclusive Access: "
-              "then its driver is asked.");
+    EXPECT_EQ(
+        found[0].detail,
+        "The sound server assumes which loudspeakers the device's 6 channels are for. Turn on Exclusive Access to use "
+        "the order that the device's driver reports.");
   }
   for (const char* name : {"hw:1", "front:1"}) {
     auto stereo = linked({FL, FR}, {FL, FR}, {{"FL", "FL"}, {"FR", "FR"}});
@@ -294,8 +295,131 @@ TEST(PathAlterations, NameAnOrderOfChannelsBeyondStereoThatIsAssumed) {
   }
 }
 
+/// A card on `bus` whose PCM is opened by this name, with these channels, each played by the track and linked to
+/// itself.
+NeutralPath openedAs(const char* bus, const char* name, const std::vector<std::uint32_t>& channels) {
+  std::vector<std::pair<std::string, std::string>> links;
+  for (const std::uint32_t channel : channels) links.emplace_back(channelName(channel), channelName(channel));
+  auto path = linked(channels, channels, links);
+  path.sink().card = 50;
+  path.sink().alsaPath = name;
+  path.facts.cards[50].bus = bus;
+  return path;
+}
+
+TEST(PathAlterations, AreNoneWhereChannelsHaveTheOrderOfTheName) {
+  struct Case {
+    const char* name;
+    std::vector<std::uint32_t> channels;
+  };
+  int cases = 0;
+  for (const char* bus : {"pci", "usb", ""}) {
+    for (const char* name : {"front:0", "hw:0", "hw:0,3", "hdmi:0,1", "iec958:0", "_ucm0001.hw:0"}) {
+      EXPECT_EQ(detailsOf(openedAs(bus, name, {FL, FR}).alterations()), "") << bus << ' ' << name;
+      EXPECT_EQ(detailsOf(openedAs(bus, name, {AUX0, AUX1}).alterations()), "") << bus << ' ' << name;
+      ++cases;
+    }
+    EXPECT_EQ(detailsOf(openedAs(bus, "hw:0", {MONO}).alterations()), "") << bus;
+  }
+  for (const char* bus : {"pci", ""}) {
+    for (const auto& [name, channels] : {Case{"surround40:0", {FL, FR, RL, RR}},
+                                         {"surround51:0", {FL, FR, RL, RR, FC, LFE}},
+                                         {"surround71:0", {FL, FR, RL, RR, FC, LFE, SL, SR}},
+                                         {"hdmi:0", {FL, FR, RL, RR}},
+                                         {"hdmi:0,1", {FL, FR, RL, RR, FC, LFE}},
+                                         {"hdmi:0", {FL, FR, RL, RR, FC, LFE, SL, SR}},
+                                         // Where there is one pair beside or behind the listener, both names mean it.
+                                         {"surround40:0", {FL, FR, SL, SR}},
+                                         {"surround51:0", {FL, FR, SL, SR, FC, LFE}},
+                                         {"_ucm0001.hw:0", {FL, FR, FC, LFE, RL, RR}}}) {
+      EXPECT_EQ(detailsOf(openedAs(bus, name, channels).alterations()), "") << bus << ' ' << name;
+      ++cases;
+    }
+  }
+  EXPECT_EQ(cases, 36);
+}
+
+TEST(PathAlterations, NameAnotherOrderThanThatOfTheName) {
+  struct Case {
+    const char* bus;
+    const char* name;
+    std::vector<std::uint32_t> channels;
+    const char* order;
+  };
+  int cases = 0;
+  for (const auto& [bus, name, channels, order] :
+       {Case{"pci", "front:0", {FR, FL}, "FR, FL"},
+        {"usb", "front:0", {FR, FL}, "FR, FL"},
+        {"usb", "hw:0", {FR, FL}, "FR, FL"},
+        {"", "hw:0,3", {FR, FL}, "FR, FL"},
+        {"pci", "hdmi:0,1", {FR, FL}, "FR, FL"},
+        {"pci", "iec958:0", {FR, FL}, "FR, FL"},
+        {"pci", "surround40:0", {FL, RL, FR, RR}, "FL, RL, FR, RR"},
+        {"pci", "surround51:0", {FL, FR, FC, LFE, RL, RR}, "FL, FR, FC, LFE, RL, RR"},
+        {"", "surround51:0", {FL, FR, FC, LFE, RL, RR}, "FL, FR, FC, LFE, RL, RR"},
+        {"pci", "surround51:0", {FL, FR, FC, LFE, SL, SR}, "FL, FR, FC, LFE, SL, SR"},
+        {"pci", "hdmi:0", {FL, FR, FC, LFE, RL, RR}, "FL, FR, FC, LFE, RL, RR"},
+        {"pci", "surround71:0", {FL, FR, FC, LFE, RL, RR, SL, SR}, "FL, FR, FC, LFE, RL, RR, SL, SR"},
+        {"pci", "hdmi:0", {FL, FR, SL, SR, FC, LFE, RL, RR}, "FL, FR, SL, SR, FC, LFE, RL, RR"}}) {
+    const auto found = openedAs(bus, name, channels).alterations();
+    ++cases;
+    ASSERT_EQ(found.size(), 1U) << bus << ' ' << name << ": " << detailsOf(found);
+    EXPECT_EQ(found[0].kind, converted);
+    EXPECT_EQ(found[0].detail,
+              std::string("The sound server's settings put this device's channels in another order (") + order +
+                  "). Remove audio.position from its settings.");
+  }
+  EXPECT_EQ(cases, 13);
+}
+
+/// The order that is stated may be the device's own: a configuration for it, or its driver, told the server.
+TEST(PathAlterations, NameAnOrderThatMayBeTheDevicesOwn) {
+  auto configured = openedAs("pci", "_ucm0001.hw:0", {FR, FL});
+  auto asked = openedAs("pci", "surround51:0", {FL, FR, FC, LFE, RL, RR});
+  for (auto& [name, value] : asked.sink().props.settings)
+    if (name == "api.alsa.use-chmap") value = "true";
+  for (const NeutralPath* path : {&configured, &asked}) {
+    const auto found = path->alterations();
+    ASSERT_EQ(found.size(), 1U) << detailsOf(found);
+    EXPECT_EQ(found[0].kind, unknown);
+    EXPECT_THAT(found[0].detail,
+                testing::StartsWith("The sound server puts this device's channels in an unusual order ("));
+  }
+}
+
+/// What the name stands for is no order of the device: a rule may well put it right.
+TEST(PathAlterations, NameAnAssumedOrderOnceWhateverItIs) {
+  int cases = 0;
+  for (const auto& [bus, name] : {std::pair{"usb", "surround51:0"}, {"usb", "hw:0"}, {"pci", "hw:0"}}) {
+    for (const std::vector<std::uint32_t>& channels :
+         {std::vector<std::uint32_t>{FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE}}) {
+      const auto found = openedAs(bus, name, channels).alterations();
+      ++cases;
+      ASSERT_EQ(found.size(), 1U) << bus << ' ' << name << ": " << detailsOf(found);
+      EXPECT_EQ(found[0].kind, unknown);
+      EXPECT_THAT(found[0].detail, HasSubstr("assumes which loudspeakers"));
+    }
+  }
+  EXPECT_EQ(cases, 6);
+}
+
+/// Loudspeakers that the name does not stand for, and so in no order that is known.
+TEST(PathAlterations, NameLoudspeakersThatAreNotThoseOfTheName) {
+  int cases = 0;
+  for (const auto& [name, channels] : {std::pair<const char*, std::vector<std::uint32_t>>{"hdmi:0", {FL, FR, LFE}},
+                                       {"surround40:0", {FL, FR, FC, LFE}},
+                                       {"surround71:0", {FL, FR, RL, RR, FC, LFE}},
+                                       {"front:0", {FL, FR, RL, RR}}}) {
+    const auto found = openedAs("pci", name, channels).alterations();
+    ++cases;
+    ASSERT_EQ(found.size(), 1U) << name << ": " << detailsOf(found);
+    EXPECT_EQ(found[0].kind, unknown);
+    EXPECT_THAT(found[0].detail, HasSubstr("assumes which loudspeakers"));
+  }
+  EXPECT_EQ(cases, 4);
+}
+
 TEST(PathAlterations, NameNumberedChannelsBeyondStereo) {
-  enum : std::uint32_t { FL = 3, FR = 4, FC = 5, AUX0 = 0x1000, AUX1 = 0x1001, AUX2 = 0x1002 };
   const auto found =
       linked({FL, FR, FC}, {AUX0, AUX1, AUX2}, {{"FL", "AUX0"}, {"FR", "AUX1"}, {"FC", "AUX2"}}).alterations();
   ASSERT_THAT(found, testing::SizeIs(1));
