@@ -33,8 +33,11 @@ std::optional<int> provenBitsOf(const AlsaDepthTexts& texts, std::uint32_t trans
   return provenBits(evidence);
 }
 
-/// Said of what was asked for, and not of the card's condition.
-bool isRefusal(OSStatus status) { return status == kAudioDeviceUnsupportedFormatError; }
+/// Said of what was asked for, and not of a card that has gone, is in use or does not answer. A USB device refuses a rate
+/// with an error of the bus.
+bool isRefusal(OSStatus status) {
+  return status == kAudioDeviceUnsupportedFormatError || status == kAudioHardwareUnspecifiedError;
+}
 
 AlsaDepthTexts readDepthTextsOf(const AlsaPaths& paths, const AlsaDeviceInfo& info) {
   return readAlsaDepthTexts(paths, info.card, info.device, info.transport == kAudioDeviceTransportTypeUSB);

@@ -112,6 +112,18 @@ TEST_F(AlsaNominalRate, ofAUnitIsAMultipleOfItsClientsWhereThatIsRefused) {
   EXPECT_EQ(device_->nominalRate(), 88200);
 }
 
+TEST_F(AlsaNominalRate, isRefusedByAnErrorOfTheBusToo) {
+  pcm_.refuse(44100, -EPIPE);
+  EXPECT_NE(device_->setNominalRate(44100), noErr);
+  EXPECT_EQ(open(44100), 88200);
+}
+
+TEST_F(AlsaNominalRate, isNotToBlameForACardThatHasGone) {
+  pcm_.refuse(44100, -ENODEV);
+  EXPECT_EQ(open(44100), 0);
+  EXPECT_THAT(pcm_.setUps(), ElementsAre(44100)) << "no other rate is tried";
+}
+
 TEST_F(AlsaNominalRate, ofAUnitIsOneThatTheHardwareTakesHoweverManyItRefuses) {
   pcm_.refuse(44100);
   pcm_.refuse(88200);

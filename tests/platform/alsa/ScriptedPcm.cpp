@@ -46,9 +46,9 @@ void ScriptedPcm::stopAfterEachStart() {
   stopsAfterStart_ = true;
 }
 
-void ScriptedPcm::refuse(unsigned rate) {
+void ScriptedPcm::refuse(unsigned rate, int error) {
   const std::scoped_lock lock(mutex_);
-  refusedRates_.insert(rate);
+  refusedRates_[rate] = error;
 }
 
 void ScriptedPcm::answerPrepare(int answer) {
@@ -91,7 +91,8 @@ int ScriptedPcm::setUp(unsigned rate) {
   std::unique_lock lock(mutex_);
   enter(Place::setUp, lock);
   setUps_.push_back(rate);
-  return refusedRates_.contains(rate) ? -EINVAL : 0;
+  const auto refused = refusedRates_.find(rate);
+  return refused != refusedRates_.end() ? refused->second : 0;
 }
 
 void ScriptedPcm::close() {

@@ -5,13 +5,14 @@
 
 #include <alsa/asoundlib.h>
 
+#include <cerrno>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <thread>
 #include <vector>
 
@@ -43,8 +44,8 @@ class ScriptedPcm {
   void stopByItself();
   /// From now on each start is followed by such a stop.
   void stopAfterEachStart();
-  /// A rate that is offered, and refused when the hardware is set up to it.
-  void refuse(unsigned rate);
+  /// A rate that is offered, and refused with this error when the hardware is set up to it.
+  void refuse(unsigned rate, int error = -EINVAL);
   /// What snd_pcm_prepare answers from now on.
   void answerPrepare(int answer);
 
@@ -97,7 +98,7 @@ class ScriptedPcm {
   std::vector<std::int16_t> heard_;
   std::deque<int> resumeAnswers_;
   int prepareAnswer_ = 0;
-  std::set<unsigned> refusedRates_;
+  std::map<unsigned, int> refusedRates_;
   std::vector<unsigned> setUps_;
   bool stopsAfterStart_ = false;
   int prepares_ = 0;
