@@ -1,6 +1,6 @@
 #pragma once
-// What of a device an output was configured for, so that a notice about it can be told from a change of it. A plain
-// value.
+// The properties of a device that an output was configured for. Compared with the present ones, they tell a property
+// notification without a change from a real change. A plain value.
 
 #include <cstdint>
 #include <optional>
@@ -23,11 +23,11 @@ struct DeviceCondition {
   /// As the device is now. Player's thread.
   static DeviceCondition read(const AudioHardware& hardware, const DeviceProperties& properties, AudioObjectID device);
 
-  /// Whether an output that was configured in this condition, for a source of `sourceRate` hertz, is as good in that
-  /// one: nothing has changed, but for what could not be read before, and for a rate that arrived late. Of an output
-  /// that is idle (paused) the device need not tell everything.
+  /// Whether an output that was configured in this condition, for a source of `sourceRate` hertz, is still correct in
+  /// condition `now`: nothing has changed except properties that could not be read before, and a rate that reached
+  /// the source's late. While the output is idle (paused), properties may be unreadable.
   [[nodiscard]] bool isKeptBy(const DeviceCondition& now, double sourceRate, bool isIdle) const;
-  /// Takes over what can be read now.
+  /// Copies the properties that can be read in `now`.
   void learn(const DeviceCondition& now);
 };
 

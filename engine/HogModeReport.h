@@ -12,7 +12,7 @@ struct HogModeReport {
   double pauseSeconds = 0;               ///< for which the device refuses the next attempt after a failed one
   bool isOwnerKnown = true;              ///< false: it could not be read
 
-  /// Nobody owns it, so it may be taken.
+  /// No process owns it, so it may be taken.
   [[nodiscard]] bool isFree() const { return isSupported && isOwnerKnown && ownerPID == -1; }
   /// This process owns it, as far as is known.
   [[nodiscard]] bool mayBeOwned() const { return isOwnedByCurrentProcess || !isOwnerKnown; }

@@ -75,7 +75,7 @@ class OutputSupervision {
   DeviceCondition configuredFor_;  ///< of the device, when it was configured last
   /// The device's buffer at the last recovery after a notice. When it is reported again, recovery does not change it.
   std::optional<std::uint32_t> bufferFramesThatStay_;
-  /// Set by the player's thread, cleared by whoever reads.
+  /// Set by the player's thread, cleared by the thread that reads it.
   const std::shared_ptr<std::atomic<bool>> isReadingAhead_ = std::make_shared<std::atomic<bool>>(false);
 
   RunLoop::Timer recoveryTask_;

@@ -113,7 +113,7 @@ using AudioPropertyValue =
 ///
 /// Nominal rate: a successful write may take effect later; the property and the actual rate then tell. A device that
 /// is in use by another process may refuse. The actual rate may be absent, or unreadable while no stream runs;
-/// the nominal rate is unreadable while nobody has chosen one or opened the device.
+/// the nominal rate is unreadable until a rate is chosen or a program opens the device.
 ///
 /// Sample alterations: all that the adapter can find between a unit that plays and the converter, and whatever it
 /// cannot rule out. A change is announced by kAudioDevicePropertyProcessingIsActive, which a device with this property

@@ -59,10 +59,10 @@ class AudioRenderContext {
   /// REQUIRES: the output unit is stopped. Frames outside 0 … totalFrames() are moved to the nearer end.
   void seek(std::int64_t toFrame) noexcept;
 
-  /// Whether what will be rendered in the next seconds is in memory. The system moves out what long nobody read: the
-  /// rest of a long track, or one that was paused for hours. Any thread.
+  /// Whether the samples of the next `seconds` are resident in memory. The kernel evicts pages that have not been
+  /// accessed for long: the rest of a long track, or a track that was paused for hours. Any thread.
   [[nodiscard]] bool isInMemory(double seconds) const;
-  /// Has it there, so that the render thread need not wait for a page. May wait for the disk. Any thread.
+  /// Reads them, so that the render thread takes no page fault. May wait for the disk. Any thread.
   void bringIntoMemory(double seconds) const noexcept;
 
   /// What to install in an output unit. REQUIRES: the context outlives the installation.

@@ -52,9 +52,9 @@ class AlsaDevice {
   [[nodiscard]] AlsaDeviceCalls& calls() const { return *calls_; }
 
   // Properties of the device.
-  /// Unreadable (kAudioHardwareNotRunningError) until somebody has chosen a rate or set a substream up.
+  /// Unreadable (kAudioHardwareNotRunningError) until a rate is chosen or a program sets a substream up.
   [[nodiscard]] std::expected<double, OSStatus> nominalRate() const;
-  /// A rate that the hardware has taken before is noted only: whoever opens the PCM next sets it.
+  /// A rate that the hardware has accepted before is recorded only; the next unit that opens the PCM sets it.
   [[nodiscard]] OSStatus setNominalRate(double rate);
   [[nodiscard]] std::expected<std::vector<AudioValueRange>, OSStatus> availableRates();
   [[nodiscard]] std::expected<double, OSStatus> actualRate() const;

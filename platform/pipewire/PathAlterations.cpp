@@ -121,7 +121,7 @@ bool mayKnowItsOrder(const PipeWireSink& sink) {
          });
 }
 
-/// The server moves no channel on its way to the card: a rule or a profile with another order only names them anew.
+/// The server moves no channel on its way to the card: a rule or a profile with another order changes only their names.
 void checkOrder(const PipeWireFacts& facts, const PipeWireSink& sink, Alterations& found) {
   if (!sink.format || statedOrderOf(sink) != StatedOrder::other) return;
   const auto stated = namesOf(sink.format->positions);

@@ -178,7 +178,7 @@ std::vector<AudioValueRange> PipeWireAudioHardware::sharedRates(const Device& de
   return {{rate, rate}};
 }
 
-/// A sink that the server has not opened has none: which rate it would be opened at, nobody can tell.
+/// A sink that the server has not opened has none: the rate it would be opened at is unknown.
 std::optional<double> PipeWireAudioHardware::sharedNominalRate(const Device& device) const {
   if (device.unit != nullptr && device.unitRate) return device.unitRate;
   if (device.chosenRate) return device.chosenRate;
@@ -192,7 +192,7 @@ OSStatus PipeWireAudioHardware::setNominalRate(Device& device, double rate) {
   if (!(rate >= 1) || rate > 10'000'000 || rate != std::floor(rate)) return kAudioDeviceUnsupportedFormatError;
   if (device.unit != nullptr && device.unit->stream() != nullptr)
     return rate == sharedNominalRate(device) ? noErr : kAudioHardwareIllegalOperationError;
-  // While the sink is on its way back nobody can tell what it takes; the unit will read back what it runs at.
+  // While the sink is coming back its rates are unknown; the unit will read back the rate it runs at.
   if (device.sink && std::ranges::none_of(sharedRates(device), [rate](const AudioValueRange& range) {
         return range.mMinimum <= rate && rate <= range.mMaximum;
       }))

@@ -75,7 +75,7 @@ TEST_F(SessionClock, OnAnotherDeviceGoesOnBehindACrossingThatNobodyHasSeen) {
   session.loadPlaylist(tracks, true);
   advance(2.99);
   ASSERT_EQ(session.player().currentURL().value(), tracks[0]);
-  hardware.device(dac).setSampleTimeReadable(false);  // only the unit that has stopped will tell
+  hardware.device(dac).setSampleTimeReadable(false);  // readable only from the stopped unit
   advance(0.035);
   const auto other = hardware.addDevice(SimulatedDeviceConfig{});
   session.setOutputDevice(other);

@@ -372,7 +372,7 @@ TEST(PathAlterations, NameAnotherOrderThanThatOfTheName) {
   EXPECT_EQ(cases, 13);
 }
 
-/// The order that is stated may be the device's own: a configuration for it, or its driver, told the server.
+/// The stated order may be the device's own, from a configuration for it or from its driver.
 TEST(PathAlterations, NameAnOrderThatMayBeTheDevicesOwn) {
   auto configured = openedAs("pci", "_ucm0001.hw:0", {FR, FL});
   auto asked = openedAs("pci", "surround51:0", {FL, FR, FC, LFE, RL, RR});
