@@ -3,239 +3,183 @@
 #include <algorithm>
 #include <cmath>
 #include <utility>
-#include <vector>
 
-#include "engine/PlayerCore.h"
+#include "engine/EngineStateMachine.h"
+#include "engine/FramePosition.h"
 
 namespace tolvane {
 
-namespace {
-
-/// The frame that holds this moment, cut off. A reported position is a quotient, whose product with the rate may fall
-/// short of the frame by a rounding error; the tolerance is in frames.
-double frameAt(double seconds, double rate) {
-  constexpr double tolerance = 1e-4;
-  return std::floor(seconds * rate + tolerance);
-}
-
-}  // namespace
-
 BitPerfectAudioPlayer::BitPerfectAudioPlayer(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop,
                                              Log& log, Background background, Background lowPriority)
-    : core_(
-          std::make_unique<PlayerCore>(hardware, files, runLoop, log, std::move(background), std::move(lowPriority))) {}
+    : machine_(std::make_unique<EngineStateMachine>(hardware, files, runLoop, log, std::move(background),
+                                                    std::move(lowPriority))) {}
 
-BitPerfectAudioPlayer::~BitPerfectAudioPlayer() {
-  core_->preparer.cancel();
-  core_->upcoming.want(std::nullopt);
-  core_->configuration.tearDown({});
-}
+BitPerfectAudioPlayer::~BitPerfectAudioPlayer() = default;
 
-const Published<bool>& BitPerfectAudioPlayer::isPlaying() const { return core_->isPlaying; }
-const Published<bool>& BitPerfectAudioPlayer::isPaused() const { return core_->isPaused; }
-const Published<bool>& BitPerfectAudioPlayer::isPreparing() const { return core_->isPreparing; }
-const Published<bool>& BitPerfectAudioPlayer::startsPaused() const { return core_->startsPaused; }
-double BitPerfectAudioPlayer::preparationProgress() const {
-  return core_->state == PlaybackState::preparing ? std::max(core_->preparer.progress(), core_->upcoming.progress())
-                                                  : 0;
+const Published<bool>& BitPerfectAudioPlayer::isPlaying() const { return machine_->published().isPlaying; }
+const Published<bool>& BitPerfectAudioPlayer::isPaused() const { return machine_->published().isPaused; }
+const Published<bool>& BitPerfectAudioPlayer::isPreparing() const { return machine_->published().isPreparing; }
+const Published<bool>& BitPerfectAudioPlayer::startsPaused() const { return machine_->published().startsPaused; }
+const Published<std::optional<FileURL>>& BitPerfectAudioPlayer::currentURL() const {
+  return machine_->published().currentURL;
 }
-const Published<std::optional<FileURL>>& BitPerfectAudioPlayer::currentURL() const { return core_->currentURL; }
-const Published<double>& BitPerfectAudioPlayer::duration() const { return core_->duration; }
-const Published<double>& BitPerfectAudioPlayer::sampleRate() const { return core_->sampleRate; }
-const Published<AudioPathStatus>& BitPerfectAudioPlayer::audioPathStatus() const { return core_->audioPathStatus; }
+const Published<double>& BitPerfectAudioPlayer::duration() const { return machine_->published().duration; }
+const Published<double>& BitPerfectAudioPlayer::sampleRate() const { return machine_->published().sampleRate; }
+const Published<AudioPathStatus>& BitPerfectAudioPlayer::audioPathStatus() const {
+  return machine_->published().audioPathStatus;
+}
 const Published<ExclusiveAccessStatus>& BitPerfectAudioPlayer::exclusiveAccessStatus() const {
-  return core_->exclusiveAccessStatus;
+  return machine_->published().exclusiveAccessStatus;
 }
 const Published<std::int64_t>& BitPerfectAudioPlayer::playbackCompletionCount() const {
-  return core_->playbackCompletionCount;
+  return machine_->published().playbackCompletionCount;
+}
+Subscription BitPerfectAudioPlayer::onChange(const std::function<void()>& observer) const {
+  return machine_->published().onChange(observer);
 }
 
-Subscription BitPerfectAudioPlayer::onChange(const std::function<void()>& observer) const {
-  const auto changed = [observer](const auto&) { observer(); };
-  std::vector<Subscription> parts;
-  parts.push_back(core_->isPlaying.subscribe(changed));
-  parts.push_back(core_->isPaused.subscribe(changed));
-  parts.push_back(core_->isPreparing.subscribe(changed));
-  parts.push_back(core_->startsPaused.subscribe(changed));
-  parts.push_back(core_->currentURL.subscribe(changed));
-  parts.push_back(core_->duration.subscribe(changed));
-  parts.push_back(core_->sampleRate.subscribe(changed));
-  parts.push_back(core_->audioPathStatus.subscribe(changed));
-  parts.push_back(core_->exclusiveAccessStatus.subscribe(changed));
-  parts.push_back(core_->playbackCompletionCount.subscribe(changed));
-  return Subscription::joined(std::move(parts));
+double BitPerfectAudioPlayer::preparationProgress() const {
+  return machine_->is<Preparing>() ? std::max(machine_->preparer().progress(), machine_->upcoming().progress()) : 0;
+}
+
+bool BitPerfectAudioPlayer::isPostponed(std::string_view operation, std::function<void()> call) {
+  if (!machine_->published().isNotifying()) return false;
+  machine_->services().logger.error("{} was called by an observer of a change, and is carried out after it", operation);
+  postponed_.push_back(std::move(call));
+  if (postponedTimer_) return true;
+  postponedTimer_ = machine_->services().runLoop.scheduleTimer({}, false, [this] {
+    postponedTimer_.reset();
+    for (const auto& next : std::exchange(postponed_, {})) next();
+  });
+  return true;
 }
 
 void BitPerfectAudioPlayer::play(FileURL url, Started started, StartAt startAt) {
-  if (core_->transition.adopt(url)) {
+  if (isPostponed("play", [this, url, started, startAt] { play(url, started, startAt); })) return;
+  if (machine_->transition().adopt(url)) {
     if (started) started();
     return;
   }
-  core_->preparer.cancel();
-  core_->upcoming.cancelTaking();
-  if (!core_->transition.isParked() && !core_->transition.parkOutput(false)) core_->configuration.tearDown({});
-  core_->supervision.resetRecoveryState();
-  core_->startsPaused.assign(false);
-  core_->setPlaybackState(PlaybackState::preparing);
-  core_->duration.assign(0);
-  core_->sampleRate.assign(0);
-  core_->currentURL.assign(url);
-  core_->audioPathStatus.assign(AudioPathStatus::configuring());
-  // What is kept open is not watched until the track is there.
-  if (core_->transition.isParked() && core_->isExclusiveAccessEnabled)
-    core_->exclusiveAccess.updateExclusiveAccessStatus(ExclusiveAccessStatus::checking());
-
-  core_->started = std::move(started);
-  core_->startAt = std::move(startAt);
+  machine_->beginPreparation(url, {.started = std::move(started), .startAt = std::move(startAt)});
   prepare(url);
 }
 
 void BitPerfectAudioPlayer::prepare(const FileURL& url) {
   const auto read = [this, url] {
-    core_->preparer.prepare(url, [this](Result<PreparedAudio> prepared) { finishPreparation(std::move(prepared)); });
+    machine_->preparer().prepare(
+        url, [this](Result<PreparedAudio> prepared) { machine_->finishPreparation(std::move(prepared)); });
   };
-  const bool isTaken = core_->upcoming.take(url, [this, read](std::optional<PreparedAudio> prepared) {
-    prepared ? finishPreparation(*std::move(prepared)) : read();
+  const bool isTaken = machine_->upcoming().take(url, [this, read](std::optional<PreparedAudio> prepared) {
+    prepared ? machine_->finishPreparation(*std::move(prepared)) : read();
   });
   if (isTaken) return;
-  core_->upcoming.want(std::nullopt);
+  machine_->upcoming().want(std::nullopt);
   read();
 }
 
-void BitPerfectAudioPlayer::finishPreparation(Result<PreparedAudio> prepared) {
-  const auto result = prepared ? startOutput(*prepared) : std::unexpected(prepared.error());
-  if (!result) {
-    core_->configuration.tearDown({});
-    core_->duration.assign(0);
-    core_->sampleRate.assign(0);
-    core_->audioPathStatus.assign(AudioPathStatus::failed(result.error().errorDescription()));
-    core_->setPlaybackState(PlaybackState::stopped);
-  }
-  if (const auto started = std::exchange(core_->started, nullptr)) started();
-}
-
-Result<void> BitPerfectAudioPlayer::startOutput(const PreparedAudio& prepared) {
-  AudioRenderContext& context = *prepared.context;
-  core_->preparedAudio = prepared;
-  if (const auto startAt = std::exchange(core_->startAt, nullptr)) {
-    const double rate = context.format().mSampleRate;
-    const double frame = frameAt(startAt(static_cast<double>(context.totalFrames()) / rate), rate);
-    if (std::isfinite(frame)) context.seek(static_cast<std::int64_t>(frame));
-  }
-  const bool startsPaused = core_->startsPaused.value();
-  auto configured = configureFor(prepared, !startsPaused);
-  if (configured && startsPaused) core_->setPlaybackState(PlaybackState::paused);
-  return configured;
-}
-
-Result<void> BitPerfectAudioPlayer::configureFor(const PreparedAudio& prepared, bool startPlayback) {
-  if (core_->transition.canContinueWith(prepared) && core_->configuration.continueOutput(prepared, startPlayback))
-    return {};
-  // The device that is opened anew need not be brought to its former rate in between.
-  std::optional<double> originalRate;
-  if (core_->transition.isParked()) {
-    const auto device = core_->device.resolveOutputDevice(core_->preferredDeviceID);
-    const bool isSame = device && *device == core_->deviceID;
-    if (isSame) originalRate = core_->originalDeviceSampleRate;
-    core_->configuration.tearDown({.restoreSampleRate = !isSame, .discardPrepared = false});
-  }
-  return core_->configuration.configureOutput(prepared, startPlayback, originalRate);
-}
-
 void BitPerfectAudioPlayer::pause() {
-  if (core_->state == PlaybackState::preparing) core_->startsPaused.assign(true);
-  if (core_->state != PlaybackState::playing) return;
-  // Between two attempts at a recovery there is no unit: the next one finds out what it is to do.
-  if (!core_->audioUnit) return core_->setPlaybackState(PlaybackState::paused);
-  core_->completion.cancel();
-  core_->supervision.stopOutputHealthMonitor();
-  if (core_->configuration.stopUnit() != noErr)
-    return core_->configuration.failRuntime("The output device could not be paused.", false);
-  if (core_->transition.hasCrossed()) core_->transition.announce();
-  if (core_->state == PlaybackState::preparing) core_->startsPaused.assign(true);
-  if (core_->state != PlaybackState::playing) return;  // the next track is heard, and was not wanted
-  core_->completion.cancel();
-  core_->setPlaybackState(PlaybackState::paused);
+  if (isPostponed("pause", [this] { pause(); })) return;
+  machine_->setStartsPaused(true);
+  if (machine_->is<Recovering>()) return machine_->setReturnsToPlaying(false);
+  if (!machine_->is<Playing>()) return;
+  machine_->completion().cancel();
+  machine_->supervision().stopOutputHealthMonitor();
+  if (machine_->stopUnit() != noErr) return machine_->failRuntime("The output device could not be paused.");
+  if (machine_->transition().hasCrossed()) machine_->transition().announce();
+  machine_->setStartsPaused(true);
+  if (!machine_->is<Playing>()) return;  // the next track is heard, and was not wanted
+  machine_->completion().cancel();
+  machine_->pause();
 }
 
 void BitPerfectAudioPlayer::resume() {
-  core_->startsPaused.assign(false);
-  if (!core_->audioUnit && core_->state == PlaybackState::paused) core_->setPlaybackState(PlaybackState::playing);
-  if (!core_->audioUnit || !core_->renderContext) return;
-  if (!core_->configuration.restartUnit("The output device could not resume playback.")) return;
+  if (isPostponed("resume", [this] { resume(); })) return;
+  machine_->setStartsPaused(false);
+  if (machine_->is<Recovering>()) return machine_->setReturnsToPlaying(true);
+  if (!machine_->is<Playing>() && !machine_->is<Paused>()) return;
+  if (!machine_->restartUnit("The output device could not resume playback.")) return;
   // Where the output came up paused, this is the first time that the device runs.
-  core_->exclusiveAccess.refreshAudioPathStatus(core_->device.readHogMode(core_->deviceID));
-  core_->supervision.startOutputHealthMonitor();
+  machine_->judgePath(machine_->services().device.readHogMode(machine_->output()->deviceID()));
+  machine_->publish();
+  machine_->supervision().startOutputHealthMonitor();
 }
 
 void BitPerfectAudioPlayer::seek(double seconds) {
+  if (isPostponed("seek", [this, seconds] { seek(seconds); })) return;
   // Without a unit, while the output recovers, the track waits with its place.
-  const auto context = core_->preparedAudio ? core_->preparedAudio->context : nullptr;
-  if (!context || !(seconds >= 0) || seconds > core_->duration.value()) return;
-  const bool wasPlaying = core_->state == PlaybackState::playing && core_->audioUnit;
-  if (wasPlaying && core_->configuration.stopUnit() != noErr)
-    return core_->configuration.failRuntime("The output device could not seek safely.", false);
+  const auto context = machine_->track() != nullptr ? machine_->track()->context : nullptr;
+  if (!context || !(seconds >= 0) || seconds > machine_->next().duration) return;
+  const bool wasPlaying = machine_->is<Playing>();
+  if (wasPlaying && machine_->stopUnit() != noErr)
+    return machine_->failRuntime("The output device could not seek safely.");
   // The listener means the track that is shown.
-  if (core_->transition.hasCrossed()) core_->transition.takeBack();
+  if (machine_->transition().hasCrossed()) machine_->transition().takeBack();
   const double frame = frameAt(seconds, context->format().mSampleRate);
   if (std::isfinite(frame)) context->seek(static_cast<std::int64_t>(frame));
-  if (wasPlaying) (void)core_->configuration.restartUnit("The output device could not continue after seeking.");
+  if (wasPlaying) (void)machine_->restartUnit("The output device could not continue after seeking.");
 }
 
-void BitPerfectAudioPlayer::setUpcomingTrack(const std::optional<FileURL>& url) { core_->transition.setUpcoming(url); }
+void BitPerfectAudioPlayer::setUpcomingTrack(const std::optional<FileURL>& url) {
+  if (isPostponed("setUpcomingTrack", [this, url] { setUpcomingTrack(url); })) return;
+  machine_->transition().setUpcoming(url);
+}
 
 std::optional<double> BitPerfectAudioPlayer::position() const {
-  const auto context = core_->preparedAudio ? core_->preparedAudio->context : nullptr;
-  if (!context) return std::nullopt;
-  const double rate = context->format().mSampleRate;
-  if (core_->state != PlaybackState::playing || !core_->audioUnit)
-    return static_cast<double>(context->currentFrame()) / rate;
-  const auto heard = core_->configuration.framesHeard();
-  return heard ? std::optional(static_cast<double>(core_->sequence.positionAfter(*heard)) / rate) : std::nullopt;
+  const PreparedAudio* const track = machine_->track();
+  if (track == nullptr) return std::nullopt;
+  const double rate = track->context->format().mSampleRate;
+  if (!machine_->is<Playing>()) return static_cast<double>(track->context->currentFrame()) / rate;
+  const Output& output = *machine_->output();
+  const auto heard = output.framesHeard();
+  return heard ? std::optional(static_cast<double>(output.sequence().positionAfter(*heard)) / rate) : std::nullopt;
 }
 
 void BitPerfectAudioPlayer::noticeNextTrack() {
-  const auto crossing = core_->transition.isCoupled() ? core_->sequence.crossing() : std::nullopt;
-  const auto heard = crossing ? core_->configuration.framesHeard() : std::nullopt;
-  if (heard && *heard >= *crossing) core_->transition.announce();
+  if (isPostponed("noticeNextTrack", [this] { noticeNextTrack(); }) || !machine_->transition().isCoupled()) return;
+  const Output& output = *machine_->output();
+  const auto crossing = output.sequence().crossing();
+  const auto heard = crossing ? output.framesHeard() : std::nullopt;
+  if (heard && *heard >= *crossing) machine_->transition().announce();
 }
 
 void BitPerfectAudioPlayer::stop() {
-  core_->preparer.cancel();
-  core_->upcoming.cancelTaking();
-  core_->started = nullptr;
-  core_->startAt = nullptr;
-  core_->configuration.tearDown({});
-  core_->supervision.resetRecoveryState();
-  core_->setPlaybackState(PlaybackState::stopped);
-  core_->forgetTrack();
-  core_->audioPathStatus.assign(AudioPathStatus::ready());
+  if (isPostponed("stop", [this] { stop(); })) return;
+  machine_->preparer().cancel();
+  machine_->upcoming().cancelTaking();
+  machine_->stop(AudioPathStatus::ready());
+  machine_->supervision().resetRecoveryState();
 }
 
 void BitPerfectAudioPlayer::setOutputLevels(double volume, double balance) {
+  if (isPostponed("setOutputLevels", [this, volume, balance] { setOutputLevels(volume, balance); })) return;
   const OutputLevels levels = OutputLevels{volume, balance}.sanitised();
-  if (levels == core_->outputLevels) return;
-  core_->outputLevels = levels;
-  core_->outputLevelsState->store(levels);
-  if (core_->deviceID != kAudioObjectUnknown)
-    core_->exclusiveAccess.refreshAudioPathStatus(core_->device.readHogMode(core_->deviceID));
+  if (levels == machine_->choices().outputLevels) return;
+  machine_->setOutputLevels(levels);
+  if (const Output* const output = machine_->output()) {
+    machine_->judgePath(machine_->services().device.readHogMode(output->deviceID()));
+    machine_->publish();
+  }
 }
 
 void BitPerfectAudioPlayer::setOutputDevice(AudioObjectID deviceID, Started started, const GoOnAt& goOnAt) {
-  core_->preferredDeviceID = deviceID;
-  if (core_->transition.isParked() && core_->deviceID != deviceID) core_->configuration.tearDown({});
-  if (core_->state != PlaybackState::playing) return;
-  // Only a unit that has stopped says to the frame what was heard; one that cannot stop is torn down by play().
-  if (core_->audioUnit) {
-    core_->completion.cancel();
-    (void)core_->configuration.stopUnit();
-    if (core_->transition.hasCrossed()) core_->transition.announce();
-    if (core_->state != PlaybackState::playing) return;  // the next track is heard, and was not wanted
+  if (isPostponed("setOutputDevice", [=, this] { setOutputDevice(deviceID, started, goOnAt); })) return;
+  machine_->setPreferredDevice(deviceID);
+  if (machine_->isOutputKept() && machine_->output()->deviceID() != deviceID) {
+    machine_->closeKeptOutput();
+    machine_->publish();
   }
-  const auto url = core_->currentURL.value();
+  if (!machine_->isPlaying()) return;
+  // Only a unit that has stopped says to the frame what was heard; one that cannot stop is torn down by play().
+  if (machine_->is<Playing>()) {
+    machine_->completion().cancel();
+    (void)machine_->stopUnit();
+    if (machine_->transition().hasCrossed()) machine_->transition().announce();
+    if (!machine_->is<Playing>()) return;  // the next track is heard, and was not wanted
+  }
+  const auto url = machine_->next().currentURL;
   if (!url) return;
   StartAt startAt;
-  if (const auto& track = core_->preparedAudio; goOnAt && track) {
+  if (const PreparedAudio* const track = machine_->track(); goOnAt && track != nullptr) {
     const double heard = static_cast<double>(track->context->currentFrame()) / track->context->format().mSampleRate;
     startAt = [goOnAt, heard](double duration) { return goOnAt(duration, heard); };
   }
@@ -243,13 +187,11 @@ void BitPerfectAudioPlayer::setOutputDevice(AudioObjectID deviceID, Started star
 }
 
 std::optional<double> BitPerfectAudioPlayer::setExclusiveAccessEnabled(bool enabled) {
-  return core_->exclusiveAccess.setExclusiveAccessEnabled(enabled);
+  if (isPostponed("setExclusiveAccessEnabled", [this, enabled] { (void)setExclusiveAccessEnabled(enabled); }))
+    return {};
+  return machine_->exclusiveAccess().setExclusiveAccessEnabled(enabled);
 }
 
-OutputStatistics BitPerfectAudioPlayer::statistics() const {
-  OutputStatistics statistics = core_->statistics;
-  if (core_->audioUnit) statistics.underruns += core_->audioUnit->underrunCount();
-  return statistics;
-}
+OutputStatistics BitPerfectAudioPlayer::statistics() const { return machine_->statistics(); }
 
 }  // namespace tolvane

@@ -6,6 +6,8 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string_view>
+#include <vector>
 
 #include "engine/AudioPathStatus.h"
 #include "engine/AudioPlayerError.h"
@@ -20,11 +22,11 @@
 
 namespace tolvane {
 
-struct PlayerCore;
-struct PreparedAudio;
+class EngineStateMachine;
 
-/// Observers are told of a change from within the operation that makes it. They may read anything; of the operations
-/// they may call only from a change of playbackCompletionCount, which always comes last.
+/// Observers are called at the end of the operation that makes a change, when all values of it are there to be read.
+/// They may call operations only from a change of playbackCompletionCount, which always comes last: any other call is
+/// logged as an error and carried out in a later turn of the run loop.
 class BitPerfectAudioPlayer {
  public:
   /// Called once the track that was asked for has been prepared and its output started, or neither could be done.
@@ -104,12 +106,13 @@ class BitPerfectAudioPlayer {
   [[nodiscard]] OutputStatistics statistics() const;
 
  private:
-  void finishPreparation(Result<PreparedAudio> prepared);
   void prepare(const FileURL& url);
-  [[nodiscard]] Result<void> startOutput(const PreparedAudio& prepared);
-  [[nodiscard]] Result<void> configureFor(const PreparedAudio& prepared, bool startPlayback);
+  /// Within a notification the state must not change: the call is carried out in a later turn of the run loop.
+  [[nodiscard]] bool isPostponed(std::string_view operation, std::function<void()> call);
 
-  std::unique_ptr<PlayerCore> core_;
+  std::unique_ptr<EngineStateMachine> machine_;
+  std::vector<std::function<void()>> postponed_;
+  RunLoop::Timer postponedTimer_;
 };
 
 }  // namespace tolvane

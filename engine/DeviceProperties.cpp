@@ -96,6 +96,10 @@ SampleRateReport DeviceProperties::configureSampleRate(double requested, AudioOb
   }
   if (accepted) waitForRate(requested, deviceID);
   SampleRateReport report = readSampleRates(requested, deviceID);
+  if (rateChangeAttempted && accepted && !ratesAgree(requested, report.nominalRate))
+    onTheirWay_.insert(deviceID);
+  else
+    onTheirWay_.erase(deviceID);
   report.rateChangeAttempted = rateChangeAttempted;
   report.didWaitForRate = accepted;
   return report;
@@ -117,7 +121,9 @@ SampleRateReport DeviceProperties::readSampleRates(double requested, AudioObject
 void DeviceProperties::restoreNominalSampleRate(double saved, AudioObjectID deviceID) {
   const auto current = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
   if (!current) return;
-  if (ratesAgree(*current, saved)) return;
+  // A rate that the device has not taken yet would replace the one that it still has.
+  const bool isLeaving = onTheirWay_.erase(deviceID) > 0;
+  if (ratesAgree(*current, saved) && !isLeaving) return;
   if (hardware_.setPropertyData(deviceID, nominalRateAddress, saved) != noErr) return;
   std::erase_if(restoredRates_, [&](const RestoredRate& rate) { return rate.deviceID == deviceID; });
   restoredRates_.push_back({deviceID, *current, saved, runLoop_.now()});

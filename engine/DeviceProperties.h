@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "engine/AudioPlayerError.h"
@@ -46,7 +47,8 @@ class DeviceProperties {
   /// The rates as they stand, without asking for a change.
   [[nodiscard]] SampleRateReport readSampleRates(double requested, AudioObjectID deviceID) const;
 
-  /// Writes the saved rate in hertz back unless the device is there already; waits for nothing.
+  /// Writes the saved rate in hertz back unless the device is there already, and not about to leave it for the rate
+  /// that configureSampleRate() has waited for in vain; waits for nothing.
   void restoreNominalSampleRate(double saved, AudioObjectID deviceID);
 
   /// Waits, up to 50 × 5 ms after it was written, for a restored rate that has not arrived yet: the rate that a device
@@ -70,6 +72,7 @@ class DeviceProperties {
   AudioHardware& hardware_;
   RunLoop& runLoop_;
   std::vector<RestoredRate> restoredRates_;  ///< written and not waited for
+  std::set<AudioObjectID> onTheirWay_;       ///< devices that had not arrived at the requested rate
 };
 
 }  // namespace tolvane

@@ -1,30 +1,23 @@
 #pragma once
-// The two published verdicts and the listener's switch for exclusive ownership of the device (hog mode). Player's
-// thread. Verification changes the device only through acquireHogMode; the switch rebuilds the output.
+// The published status of Exclusive Access and the listener's switch for exclusive ownership of the device (hog mode).
+// Player's thread. Verification changes the device only through acquireHogMode; the switch rebuilds the output.
 
 #include <optional>
 
-#include "engine/AudioPathStatus.h"
-#include "engine/ExclusiveAccessStatus.h"
+#include "engine/HogModeReport.h"
 #include "platform/RunLoop.h"
 
 namespace tolvane {
 
-struct PlayerCore;
+class EngineStateMachine;
 
 class ExclusiveAccess {
  public:
-  explicit ExclusiveAccess(PlayerCore& core) : core_(core) {}
-
-  /// Judges the path from the device as it stands now and publishes the verdict. Does nothing while no output is
-  /// configured.
-  void refreshAudioPathStatus(const HogModeReport& hogReport);
+  explicit ExclusiveAccess(EngineStateMachine& machine) : machine_(machine) {}
 
   /// Turns a reading into ownership and a status; judges the path again when the status changed and it is asked for.
-  void applyHogModeReport(const HogModeReport& report, bool refreshAudioPath);
-
-  /// Publishes and logs; nothing when the status is as it was.
-  void updateExclusiveAccessStatus(ExclusiveAccessStatus status);
+  /// The caller publishes.
+  void applyHogModeReport(const HogModeReport& report, bool judgesPath);
 
   /// The listener's switch. Rebuilds the output in place while playing or paused, and then returns the position in
   /// seconds at which it goes on.
@@ -38,10 +31,9 @@ class ExclusiveAccess {
   void stopExclusiveAccessMonitor();
 
  private:
-  [[nodiscard]] AudioPathFacts gatherFacts(const HogModeReport& hogReport) const;
-  std::optional<double> reconfigureInPlace(bool enabled);
+  [[nodiscard]] std::optional<double> rebuildOutput();
 
-  PlayerCore& core_;
+  EngineStateMachine& machine_;
   RunLoop::Timer exclusiveAccessTimer_;
   RunLoop::TimePoint nextExclusiveAccessRecoveryAttempt_ = RunLoop::TimePoint::min();
 };

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "engine/PlayerCore.h"
+#include "engine/EngineStateMachine.h"
 #include "platform/PropertyReading.h"
 
 namespace tolvane {
@@ -35,63 +35,66 @@ constexpr std::array judgedProperties{kAudioDevicePropertyNominalSampleRate, kAu
 
 void OutputSupervision::installOutputPropertyObservers(AudioObjectID deviceID) {
   removeOutputPropertyObservers();
-  configuredFor_ = DeviceCondition::read(core_.hardware, core_.device, deviceID);
+  configuredFor_ = DeviceCondition::read(machine_.services().hardware, machine_.services().device, deviceID);
   const std::uint64_t generation = outputObservationGeneration_;
   for (const auto& address : observedDeviceProperties) observeAudioProperty(deviceID, address, generation);
-  for (const AudioObjectID stream : core_.device.readOutputStreamIDs(deviceID))
+  for (const AudioObjectID stream : machine_.services().device.readOutputStreamIDs(deviceID))
     for (const auto& address : observedStreamProperties) observeAudioProperty(stream, address, generation);
 }
 
 void OutputSupervision::observeAudioProperty(AudioObjectID objectID, const AudioObjectPropertyAddress& address,
                                              std::uint64_t generation) {
-  if (!core_.hardware.hasProperty(objectID, address)) return;
+  if (!machine_.services().hardware.hasProperty(objectID, address)) return;
   auto listener = [weak = std::weak_ptr(self_), generation](const AudioObjectPropertyAddress& changed) {
     if (const auto self = weak.lock()) (*self)->handleOutputPropertyChange(changed.mSelector, generation);
   };
-  const auto registered = core_.hardware.addPropertyListener(objectID, address, std::move(listener));
+  const auto registered = machine_.services().hardware.addPropertyListener(objectID, address, std::move(listener));
   if (!registered)
-    core_.audioLogger.standard("Could not observe audio property {}: {}", address.mSelector, registered.error());
+    machine_.services().logger.standard("Could not observe audio property {}: {}", address.mSelector,
+                                        registered.error());
   else
     propertyObservations_.push_back(*registered);
 }
 
 void OutputSupervision::removeOutputPropertyObservers() {
   ++outputObservationGeneration_;
-  for (const auto observation : propertyObservations_) core_.hardware.removePropertyListener(observation);
+  for (const auto observation : propertyObservations_) machine_.services().hardware.removePropertyListener(observation);
   propertyObservations_.clear();
 }
 
 void OutputSupervision::handleOutputPropertyChange(FourCharCode selector, std::uint64_t generation) {
-  if (generation != outputObservationGeneration_ || isRecoveringOutput_ || !core_.preparedAudio ||
-      !core_.isPlayingOrPaused())
-    return;
-  if (selector == kAudioDevicePropertyHogMode) return core_.exclusiveAccess.verifyExclusiveAccess(true);
+  if (generation != outputObservationGeneration_ || !(machine_.is<Playing>() || machine_.is<Paused>())) return;
+  if (selector == kAudioDevicePropertyHogMode) return machine_.exclusiveAccess().verifyExclusiveAccess(true);
   // A volume that somebody moves on the way to the device: the output is as good as before, and the verdict is another.
   if (selector == kAudioDevicePropertyProcessingIsActive) return judgePathAgain();
   // The recovery waits for the rest of a burst; a verdict that is no longer true does not.
   if (std::ranges::find(judgedProperties, selector) != judgedProperties.end()) judgePathAgain();
-  core_.audioLogger.standard("Output property changed: {}", selector);
-  const bool canBeHarmless = core_.audioUnit && selector != kAudioDevicePropertyDeviceIsAlive;
+  machine_.services().logger.standard("Output property changed: {}", selector);
+  const bool canBeHarmless = machine_.outputWithUnit() && selector != kAudioDevicePropertyDeviceIsAlive;
   recoversOnlyAfterAChange_ = canBeHarmless && (recoversOnlyAfterAChange_ || !recoveryTask_);
   scheduleOutputRecovery("The output device changed its audio configuration.", propertyChangeDelay);
 }
 
 bool OutputSupervision::isAsConfigured() {
-  if (!core_.audioUnit || !core_.renderContext || core_.configuration.unitHasStopped()) return false;
-  const auto now = DeviceCondition::read(core_.hardware, core_.device, core_.deviceID);
-  if (now.bufferFrames != 0 && now.bufferFrames == bufferFramesThatStay_) configuredFor_.bufferFrames = now.bufferFrames;
-  const bool isIdle = core_.state == PlaybackState::paused;
-  if (!configuredFor_.isKeptBy(now, core_.renderContext->format().mSampleRate, isIdle)) {
+  Output* const output = machine_.outputWithUnit();
+  if (output == nullptr || !output->track() || output->hasStoppedByItself()) return false;
+  const auto now = DeviceCondition::read(machine_.services().hardware, machine_.services().device, output->deviceID());
+  if (now.bufferFrames != 0 && now.bufferFrames == bufferFramesThatStay_)
+    configuredFor_.bufferFrames = now.bufferFrames;
+  if (!configuredFor_.isKeptBy(now, output->track()->format().mSampleRate, machine_.is<Paused>())) {
     bufferFramesThatStay_ = now.bufferFrames;
     return false;
   }
   configuredFor_.learn(now);
-  if (configuredFor_.bufferFrames != 0) core_.outputBufferFrameSize = configuredFor_.bufferFrames;
+  if (configuredFor_.bufferFrames != 0) output->setBufferFrames(configuredFor_.bufferFrames);
   return true;
 }
 
 void OutputSupervision::judgePathAgain() {
-  core_.exclusiveAccess.refreshAudioPathStatus(core_.device.readHogMode(core_.deviceID));
+  const Output* const output = machine_.output();
+  if (output == nullptr) return;
+  machine_.judgePath(machine_.services().device.readHogMode(output->deviceID()));
+  machine_.publish();
 }
 
 void OutputSupervision::startOutputHealthMonitor() {
@@ -101,14 +104,14 @@ void OutputSupervision::startOutputHealthMonitor() {
   lastRenderSampleTime_.reset();
   lastRenderCycleCount_.reset();
   keepMusicInMemory();
-  healthTimer_ = core_.runLoop.scheduleTimer(healthCheckInterval, true, [this] { checkOutputHealth(); });
+  healthTimer_ = machine_.services().runLoop.scheduleTimer(healthCheckInterval, true, [this] { checkOutputHealth(); });
 }
 
 void OutputSupervision::stopOutputHealthMonitor() { healthTimer_.reset(); }
 
 void OutputSupervision::checkOutputHealth() {
   keepMusicInMemory();
-  if (core_.state != PlaybackState::playing || isRecoveringOutput_ || recoveryTask_ || !core_.audioUnit) return;
+  if (!machine_.is<Playing>() || recoveryTask_) return;
   if (reportsRenderError() || reportsStoppedUnit()) return;
   const auto progressed = renderClockProgressed();
   if (!progressed) return;
@@ -124,18 +127,19 @@ void OutputSupervision::checkOutputHealth() {
 
 void OutputSupervision::keepMusicInMemory() const {
   constexpr double secondsAhead = 5;
-  if (!core_.renderContext || core_.renderContext->isInMemory(secondsAhead)) return;
+  const Output* const output = machine_.output();
+  if (output == nullptr || !output->track() || output->track()->isInMemory(secondsAhead)) return;
   if (isReadingAhead_->exchange(true)) return;  // a slow disk has one reader, not a new one each time
-  core_.background([current = std::weak_ptr(core_.renderContext), isReading = isReadingAhead_] {
+  machine_.services().background([current = std::weak_ptr(output->track()), isReading = isReadingAhead_] {
     if (const auto context = current.lock()) context->bringIntoMemory(secondsAhead);
     *isReading = false;
   });
 }
 
 bool OutputSupervision::reportsRenderError() {
-  const auto code = readProperty<std::int32_t>(*core_.audioUnit, AudioUnitProperty::lastRenderError);
+  const auto code = readProperty<std::int32_t>(*machine_.output()->unit(), AudioUnitProperty::lastRenderError);
   if (code.value_or(noErr) == noErr) return false;
-  core_.audioLogger.error("AUHAL reported render error {}", *code);
+  machine_.services().logger.error("AUHAL reported render error {}", *code);
   scheduleOutputRecovery(fmt::format("AUHAL reported a render error (Core Audio {}).", *code), 0);
   return true;
 }
@@ -143,7 +147,7 @@ bool OutputSupervision::reportsRenderError() {
 bool OutputSupervision::reportsStoppedUnit() {
   constexpr std::uint32_t running = 1;
   const bool stopped =
-      readProperty<std::uint32_t>(*core_.audioUnit, AudioUnitProperty::isRunning).value_or(running) == 0;
+      readProperty<std::uint32_t>(*machine_.output()->unit(), AudioUnitProperty::isRunning).value_or(running) == 0;
   stoppedHealthChecks_ = stopped ? stoppedHealthChecks_ + 1 : 0;
   if (stoppedHealthChecks_ < stoppedChecksToRecover) return false;
   scheduleOutputRecovery("AUHAL stopped while playback was active.", 0);
@@ -151,24 +155,24 @@ bool OutputSupervision::reportsStoppedUnit() {
 }
 
 std::optional<bool> OutputSupervision::renderClockProgressed() {
-  const auto sampleTime = readProperty<double>(*core_.audioUnit, AudioUnitProperty::lastRenderSampleTime);
+  const Output& output = *machine_.output();
+  const auto sampleTime = readProperty<double>(*output.unit(), AudioUnitProperty::lastRenderSampleTime);
   if (sampleTime && std::isfinite(*sampleTime)) {
     const auto previous = std::exchange(lastRenderSampleTime_, sampleTime);
     lastRenderCycleCount_.reset();
     return previous ? std::optional(*previous < *sampleTime) : std::nullopt;
   }
-  if (!core_.renderContext) return std::nullopt;
-  const std::int64_t cycles = core_.sequence.renderCycleCount();
+  const std::int64_t cycles = output.sequence().renderCycleCount();
   const auto previous = std::exchange(lastRenderCycleCount_, cycles);
   lastRenderSampleTime_.reset();
   return previous ? std::optional(*previous < cycles) : std::nullopt;
 }
 
 void OutputSupervision::scheduleOutputRecovery(std::string reason, double delay) {
-  if (!core_.preparedAudio || !core_.isPlayingOrPaused()) return;
+  if (!machine_.isPlayingOrPaused()) return;
   recoveryReason_ = std::move(reason);
   if (recoveryTask_) return;
-  recoveryTask_ = core_.runLoop.scheduleTimer(durationFromSeconds(std::max(delay, 0.0)), false, [this] {
+  recoveryTask_ = machine_.services().runLoop.scheduleTimer(durationFromSeconds(std::max(delay, 0.0)), false, [this] {
     recoveryTask_.reset();
     if (std::exchange(recoversOnlyAfterAChange_, false) && isAsConfigured()) return judgePathAgain();
     recoverOutputIfNeeded();
@@ -176,58 +180,41 @@ void OutputSupervision::scheduleOutputRecovery(std::string reason, double delay)
 }
 
 void OutputSupervision::recoverOutputIfNeeded() {
-  if (isRecoveringOutput_ || !core_.preparedAudio || !core_.isPlayingOrPaused()) return;
+  if (!machine_.isPlayingOrPaused()) return;
   if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(std::string(recoveryReason_));
   ++recoveryAttempts_;
   stableHealthChecks_ = 0;  // health before the fault earns no new attempts, only health after it
-  isRecoveringOutput_ = true;
-  const bool wasPlaying = core_.state == PlaybackState::playing;
-  if (wasPlaying && core_.audioUnit)
-    if (const OSStatus status = core_.configuration.stopUnit(); status != noErr)
-      core_.audioLogger.standard("AUHAL stop failed during recovery: {}", status);
-  if (core_.transition.hasCrossed()) core_.transition.announce();
-  if (!core_.preparedAudio || !core_.isPlayingOrPaused()) {
-    isRecoveringOutput_ = false;
-    return;
-  }
-  const PreparedAudio prepared = *core_.preparedAudio;
-  const std::int64_t frame = prepared.context->currentFrame();
-  core_.configuration.tearDown(
+  const bool wasPlaying = machine_.isPlaying();
+  if (machine_.is<Playing>())
+    if (const OSStatus status = machine_.stopUnit(); status != noErr)
+      machine_.services().logger.standard("AUHAL stop failed during recovery: {}", status);
+  const auto frame = machine_.rebuildOutput(
       {.unitAlreadyStopped = wasPlaying, .discardPrepared = false, .cancelPendingRecovery = false});
-  prepared.context->seek(frame);
-  core_.audioPathStatus.assign(AudioPathStatus::configuring());
-
-  const auto configured = core_.configuration.configureOutput(prepared, wasPlaying);
-  isRecoveringOutput_ = false;
-  if (!configured) return recoveryFailed(configured.error().errorDescription());
-  ++core_.statistics.recoveries;
-  core_.audioLogger.standard("Recovered output at frame {} on attempt {}", frame, recoveryAttempts_);
+  if (!frame) return recoveryFailed(frame.error().errorDescription());
+  if (!*frame) return;
+  machine_.countRecovery();
+  machine_.services().logger.standard("Recovered output at frame {} on attempt {}", **frame, recoveryAttempts_);
 }
 
 void OutputSupervision::recoveryFailed(const std::string& description) {
-  core_.audioLogger.standard("Output recovery attempt {} failed: {}", recoveryAttempts_, description);
+  machine_.services().logger.standard("Output recovery attempt {} failed: {}", recoveryAttempts_, description);
   if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(description);
   // Nothing half-built, no rate and no hog mode is held while waiting for the next attempt.
-  core_.configuration.tearDown({.discardPrepared = false, .cancelPendingRecovery = false});
+  machine_.waitForNextAttempt();
   scheduleOutputRecovery(recoveryReason_, static_cast<double>(recoveryAttempts_) * backOffPerAttempt);
 }
 
 void OutputSupervision::finishRecoveryWithError(const std::string& message) {
-  cancelPendingRecovery();
-  core_.configuration.tearDown({.restoreSampleRate = false});
-  core_.upcoming.want(std::nullopt);
-  isRecoveringOutput_ = false;
-  core_.forgetTrack();
-  core_.setPlaybackState(PlaybackState::stopped);
-  core_.audioPathStatus.assign(AudioPathStatus::failed(
-      fmt::format("The output device did not recover after {} attempts. {}", maximumRecoveryAttempts, message)));
-  core_.audioLogger.error("Output recovery exhausted all attempts");
+  machine_.upcoming().want(std::nullopt);
+  auto status = AudioPathStatus::failed(
+      fmt::format("The output device did not recover after {} attempts. {}", maximumRecoveryAttempts, message));
+  machine_.stop(std::move(status), {.restoreSampleRate = false});
+  machine_.services().logger.error("Output recovery exhausted all attempts");
 }
 
 void OutputSupervision::resetRecoveryState() {
   cancelPendingRecovery();
   recoveryReason_.clear();
-  isRecoveringOutput_ = false;
   recoveryAttempts_ = 0;
   bufferFramesThatStay_.reset();
   stableHealthChecks_ = 0;

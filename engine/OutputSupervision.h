@@ -15,11 +15,11 @@
 
 namespace tolvane {
 
-struct PlayerCore;
+class EngineStateMachine;
 
 class OutputSupervision {
  public:
-  explicit OutputSupervision(PlayerCore& core) : core_(core) {}
+  explicit OutputSupervision(EngineStateMachine& machine) : machine_(machine) {}
   ~OutputSupervision() { removeOutputPropertyObservers(); }
   OutputSupervision(const OutputSupervision&) = delete;
   OutputSupervision& operator=(const OutputSupervision&) = delete;
@@ -59,7 +59,7 @@ class OutputSupervision {
   void recoveryFailed(const std::string& description);
   void finishRecoveryWithError(const std::string& message);
 
-  PlayerCore& core_;
+  EngineStateMachine& machine_;
   std::vector<AudioHardware::ListenerID> propertyObservations_;
   std::uint64_t outputObservationGeneration_ = 0;  ///< grows at each removal: older notifications are stale
   /// Ends with this object: a notification that was queued before finds nobody.
@@ -81,7 +81,6 @@ class OutputSupervision {
   RunLoop::Timer recoveryTask_;
   bool recoversOnlyAfterAChange_ = false;  ///< the pending one
   std::string recoveryReason_;
-  bool isRecoveringOutput_ = false;
   std::int64_t recoveryAttempts_ = 0;
 };
 

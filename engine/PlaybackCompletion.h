@@ -8,11 +8,11 @@
 
 namespace tolvane {
 
-struct PlayerCore;
+class EngineStateMachine;
 
 class PlaybackCompletion {
  public:
-  explicit PlaybackCompletion(PlayerCore& core) : core_(core) {}
+  explicit PlaybackCompletion(EngineStateMachine& machine) : machine_(machine) {}
 
   /// Looks for the end when `remainingFrames` frames and a drain margin will have passed. Only while playing.
   void scheduleCompletionTimer(std::int64_t remainingFrames);
@@ -31,7 +31,7 @@ class PlaybackCompletion {
   void checkForCrossing();
   void complete();
 
-  PlayerCore& core_;
+  EngineStateMachine& machine_;
   RunLoop::Timer completionTimer_;
   bool isWaitingForPlaybackDrain_ = false;
 };

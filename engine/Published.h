@@ -53,13 +53,18 @@ class Published {
   /// by the time of its turn is not called, who came during this notification waits for the next.
   /// The argument is the live value: assigning again from within an observer changes what it refers to.
   bool assign(T value) {
-    if (value == value_) return false;
-    value_ = std::move(value);
+    if (!replace(std::move(value))) return false;
     notify();
     return true;
   }
 
- private:
+  /// The two halves of assign(), for several values that change together: all are replaced before the first
+  /// notification.
+  bool replace(T value) {
+    if (value == value_) return false;
+    value_ = std::move(value);
+    return true;
+  }
   void notify() {
     const auto observers = observers_;
     for (const auto& known : observers) {
@@ -67,6 +72,7 @@ class Published {
     }
   }
 
+ private:
   T value_;
   mutable std::vector<std::weak_ptr<const Observer>> observers_;  // in order of subscription
 };

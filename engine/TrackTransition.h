@@ -1,8 +1,7 @@
 #pragma once
 // From one track into the next. While a track plays, the one that follows is prepared; where its stream format is the
 // same it is coupled, so that the renderer goes on with it within one callback, and it becomes the current track when
-// the device has played up to there. A track chosen by hand, or one that cannot be coupled, finds the device and the
-// unit still open, playing silence. Player's thread.
+// the device has played up to there. Player's thread.
 
 #include <optional>
 
@@ -12,11 +11,11 @@
 
 namespace tolvane {
 
-struct PlayerCore;
+class EngineStateMachine;
 
 class TrackTransition {
  public:
-  explicit TrackTransition(PlayerCore& core) : core_(core) {}
+  explicit TrackTransition(EngineStateMachine& machine) : machine_(machine) {}
 
   // What follows.
 
@@ -44,24 +43,11 @@ class TrackTransition {
   /// What was heard of the coupled track does not count: the current track goes on. REQUIRES: the unit is stopped.
   void takeBack();
 
-  // The output between two tracks.
+  /// Another track is played: what is heard is not adopted any more.
+  void endAdoption() { adoptable_.reset(); }
 
-  /// Lets go of the track and keeps unit and device, playing silence while the track played. False: all is to be torn
-  /// down.
-  [[nodiscard]] bool parkOutput(bool unitAlreadyStopped);
-  [[nodiscard]] bool isParked() const { return isParked_; }
-  /// Whether the parked output can play this track without being opened anew.
-  [[nodiscard]] bool canContinueWith(const PreparedAudio& prepared) const;
-  /// An output was configured for this track; canContinueWith() compares with it.
-  void outputWasConfigured(const PreparedAudio& prepared);
-
-  /// The output is gone, and with it what was coupled and parked.
+  /// The output is gone, and with it what was coupled.
   void reset();
-  /// The parked output plays again.
-  void hasContinued() {
-    isParked_ = false;
-    parkingLimit_.reset();
-  }
 
  private:
   struct CoupledTrack {
@@ -74,25 +60,12 @@ class TrackTransition {
   void couple();
   [[nodiscard]] bool uncouple();
   void giveBackCoupled();
-  [[nodiscard]] bool carries(const PreparedAudio& prepared) const;
 
-  /// What an output was built for.
-  struct Source {
-    AudioStreamBasicDescription format;
-    ChannelLayout channels;
-    std::uint32_t bitDepth = 0;
-    bool isFloat = false;
-    bool isExclusive = false;
-  };
-
-  PlayerCore& core_;
+  EngineStateMachine& machine_;
   std::optional<CoupledTrack> coupled_;
-  std::optional<Source> source_;
   std::optional<FileURL> adoptable_;  ///< within announce()
   bool hasCrossed_ = false;
-  bool isParked_ = false;
   RunLoop::Timer couplingTimer_;
-  RunLoop::Timer parkingLimit_;
 };
 
 }  // namespace tolvane

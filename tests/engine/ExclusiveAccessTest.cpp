@@ -54,7 +54,7 @@ TEST_F(ExclusiveAccessTest, TurningItOnWhilePlayingGoesOnAtTheSameFrame) {
   const auto position = player->setExclusiveAccessEnabled(true);
   ASSERT_TRUE(position);
   EXPECT_NEAR(*position, 1.0, 0.001);
-  EXPECT_THAT(kinds, ElementsAre(ExclusiveKind::requested, ExclusiveKind::checking, ExclusiveKind::active));
+  EXPECT_THAT(kinds, ElementsAre(ExclusiveKind::checking, ExclusiveKind::active));
   EXPECT_THAT(labels, ElementsAre("CHECKING", "BIT-PERFECT"));
   EXPECT_EQ(path().detail,
             "Exclusive Access, 44.1 kHz, and the device PCM format are confirmed. No app-level DSP is active.");

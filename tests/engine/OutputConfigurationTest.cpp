@@ -1,4 +1,4 @@
-#include "engine/OutputConfiguration.h"
+#include "engine/EngineStateMachine.h"
 
 #include "tests/engine/PlayerFixture.h"
 

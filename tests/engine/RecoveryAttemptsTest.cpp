@@ -129,6 +129,44 @@ TEST_F(RecoveryAttemptsTest, NeitherRateNorHogModeIsHeldBetweenAttempts) {
   EXPECT_EQ(recoveries(), 1U);
 }
 
+TEST_F(RecoveryAttemptsTest, ADeviceThatIsSlowIsGivenBackAtTheRateItWasFoundAt) {
+  SimulatedDeviceConfig config;
+  config.rateSettleDelay = 900ms;
+  const auto slow = addDevice(config);
+  player->setOutputDevice(slow);
+  player->play(addTrack("/fast.wav", 960000, 96000));
+  advance(3s);
+  ASSERT_TRUE(isPlaying());
+  ASSERT_EQ(device(slow).config().nominalRate, 96000);
+  hardware.failNext(UnitStage::initialize, -66, 2);
+  device(slow).raiseRenderError(-1);
+  advance(3s);
+  ASSERT_EQ(recoveries(), 1U) << "the third attempt, a second after the second";
+  player->stop();
+  advance(2s);
+  EXPECT_EQ(device(slow).config().nominalRate, 44100);
+}
+
+TEST_F(RecoveryAttemptsTest, ARateThatCouldNotBeGivenBackMeanwhileIsGivenBackAtTheEnd) {
+  SimulatedDeviceConfig config;
+  config.foreignHogShutsOut = false;
+  const auto dac = addDevice(config);
+  player->setOutputDevice(dac);
+  player->play(addTrack("/fast.wav", 960000, 96000));
+  advance(1s);
+  device(dac).setHogOwner(otherProcess);
+  hardware.failNext(UnitStage::initialize, -66);
+  device(dac).raiseRenderError(-1);
+  advance(600ms);
+  ASSERT_EQ(hardware.unitCount(), 0) << "between two attempts";
+  ASSERT_EQ(device(dac).config().nominalRate, 96000) << "its owner did not let the rate be changed";
+  device(dac).setHogOwner(-1);
+  advance(1s);
+  ASSERT_EQ(recoveries(), 1U);
+  player->stop();
+  EXPECT_EQ(device(dac).config().nominalRate, 44100);
+}
+
 TEST_F(RecoveryAttemptsTest, FailedAttemptsBackOffByHalfASecondEach) {
   const AudioObjectID preferred = id;
   player->setOutputDevice(preferred);

@@ -171,6 +171,7 @@ void CampaignInvariants::crossed() {
 }
 
 void CampaignInvariants::logged(std::string_view line) {
+  require(!line.contains("was called by an observer of a change"), std::string(line));
   constexpr std::string_view recovered = "Recovered output at frame ";
   if (line.starts_with(recovered)) {
     const std::string wanted = fmt::format("{}{} on attempt ", recovered, world_.watched.nextFrame());

@@ -1,0 +1,466 @@
+#include "engine/EngineStateMachine.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "engine/FramePosition.h"
+#include "engine/PathJudgement.h"
+#include "engine/StreamFormats.h"
+
+namespace tolvane {
+namespace {
+
+/// A track on a share that does not answer must not keep the device from others.
+constexpr auto longestKeeping = std::chrono::seconds(10);
+
+}  // namespace
+
+EngineStateMachine::EngineStateMachine(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop, Log& log,
+                                       Background background, Background lowPriority)
+    : services_(hardware, runLoop, log, std::move(background)),
+      preparer_(TrackPreparation(files, services_.outputLevels), runLoop, services_.background),
+      upcoming_(TrackPreparation(files, services_.outputLevels), runLoop, std::move(lowPriority),
+                [this] { transition_.prepareAndCouple(); }) {}
+
+EngineStateMachine::~EngineStateMachine() {
+  preparer_.cancel();
+  upcoming_.want(std::nullopt);
+  tearDown({});
+  publish();
+}
+
+// What the state is.
+
+TransportState EngineStateMachine::transportState() const {
+  if (is<Preparing>()) return TransportState::preparing;
+  if (is<Playing>()) return TransportState::playing;
+  if (is<Paused>()) return TransportState::paused;
+  if (const auto* configuring = std::get_if<Configuring>(&state_)) return configuring->shown;
+  if (const auto* recovering = std::get_if<Recovering>(&state_))
+    return recovering->returnsToPlaying ? TransportState::playing : TransportState::paused;
+  return TransportState::stopped;
+}
+
+bool EngineStateMachine::isPlayingOrPaused() const {
+  const TransportState shown = transportState();
+  return shown == TransportState::playing || shown == TransportState::paused;
+}
+
+const PreparedAudio* EngineStateMachine::track() const {
+  return std::visit(
+      [](const auto& state) -> const PreparedAudio* {
+        if constexpr (requires { state.track; }) return &state.track;
+        return nullptr;
+      },
+      state_);
+}
+
+std::unique_ptr<Output>* EngineStateMachine::outputSlot() {
+  return std::visit(
+      [](auto& state) -> std::unique_ptr<Output>* {
+        if constexpr (requires { state.output; }) return &state.output;
+        if constexpr (requires { state.kept; }) return &state.kept;
+        return nullptr;
+      },
+      state_);
+}
+
+Output* EngineStateMachine::output() const {
+  return std::visit(
+      [](const auto& state) -> Output* {
+        if constexpr (requires { state.output; }) return state.output.get();
+        if constexpr (requires { state.kept; }) return state.kept.get();
+        return nullptr;
+      },
+      state_);
+}
+
+Output* EngineStateMachine::outputWithUnit() const {
+  Output* const open = output();
+  return open != nullptr && open->unit() != nullptr ? open : nullptr;
+}
+
+bool EngineStateMachine::isOutputKept() const { return (is<Stopped>() || is<Preparing>()) && output() != nullptr; }
+
+std::unique_ptr<Output> EngineStateMachine::takeOutput() {
+  auto* const slot = outputSlot();
+  return slot != nullptr ? std::move(*slot) : nullptr;
+}
+
+// Into a track.
+
+void EngineStateMachine::beginPreparation(const FileURL& url, TrackStart start) {
+  preparer_.cancel();
+  upcoming_.cancelTaking();
+  auto kept = isOutputKept() ? takeOutput() : keepOutput(false);
+  supervision_.resetRecoveryState();
+  const bool isKept = kept != nullptr;
+  state_ = Preparing{.start = std::move(start), .kept = std::move(kept)};
+  next_.duration = 0;
+  next_.sampleRate = 0;
+  next_.currentURL = url;
+  next_.audioPathStatus = AudioPathStatus::configuring();
+  // What is kept open is not watched until the track is there.
+  if (isKept && choices_.isExclusiveAccessEnabled) setExclusiveAccessStatus(ExclusiveAccessStatus::checking());
+  publish();
+}
+
+void EngineStateMachine::setStartsPaused(bool startsPaused) {
+  auto* const preparing = std::get_if<Preparing>(&state_);
+  if (preparing == nullptr) return;
+  preparing->start.isPaused = startsPaused;
+  publish();
+}
+
+void EngineStateMachine::finishPreparation(Result<PreparedAudio> prepared) {
+  TrackStart start = std::move(std::get<Preparing>(state_).start);
+  const auto result = prepared ? startTrack(*prepared, start) : std::unexpected(prepared.error());
+  if (!result) {
+    tearDown({});
+    next_.duration = 0;
+    next_.sampleRate = 0;
+    next_.audioPathStatus = AudioPathStatus::failed(result.error().errorDescription());
+    state_ = Stopped{};
+    publish();
+  }
+  if (start.started) start.started();
+}
+
+Result<void> EngineStateMachine::startTrack(const PreparedAudio& track, TrackStart& start) {
+  AudioRenderContext& context = *track.context;
+  if (start.startAt) {
+    const double rate = context.format().mSampleRate;
+    const double frame = frameAt(start.startAt(static_cast<double>(context.totalFrames()) / rate), rate);
+    if (std::isfinite(frame)) context.seek(static_cast<std::int64_t>(frame));
+  }
+  const bool startPlayback = !start.isPaused;
+  const bool continues = isOutputKept() && canContinueWith(track);
+  keepingLimit_.reset();
+  state_ = Configuring{.track = track, .output = takeOutput()};
+  next_.sampleRate = context.format().mSampleRate;
+  next_.duration = static_cast<double>(context.totalFrames()) / next_.sampleRate;
+  publish();  // the device may block
+  if (continues && continueOutput(startPlayback)) return {};
+  // The device that is opened anew need not be brought to its former rate in between.
+  std::optional<FoundRate> foundRate;
+  if (const Output* kept = output()) {
+    const auto device = services_.device.resolveOutputDevice(choices_.preferredDeviceID);
+    const bool isSame = device && *device == kept->deviceID();
+    if (isSame) foundRate = kept->foundRate();
+    tearDown({.restoreSampleRate = !isSame, .discardPrepared = false});
+  }
+  return configureOutput(startPlayback, foundRate);
+}
+
+bool EngineStateMachine::canContinueWith(const PreparedAudio& track) const {
+  const Output& kept = *output();
+  if (!kept.carries(track) || kept.takesHogMode() != choices_.isExclusiveAccessEnabled) return false;
+  const auto device = services_.device.resolveOutputDevice(choices_.preferredDeviceID);
+  if (!device || *device != kept.deviceID()) return false;
+  if (kept.hasStoppedByItself()) return false;
+  const double rate = track.context->format().mSampleRate;
+  const auto nominal = services_.device.readDeviceSampleRate(kept.deviceID(), kAudioDevicePropertyNominalSampleRate);
+  return !nominal || ratesAgree(rate, *nominal);
+}
+
+Result<void> EngineStateMachine::continueOutput(bool startPlayback) {
+  const Output& open = *output();
+  if (open.isStarted())
+    if (const OSStatus status = stopUnit(); status != noErr) return failure("Starting the output device", status);
+  const AudioObjectID deviceID = open.deviceID();
+  if (auto result = bringUp(services_.device.readHogMode(deviceID), startPlayback); !result) return result;
+  services_.logger.standard("Went on with output device {}, source {:f} Hz", deviceID,
+                            track()->context->format().mSampleRate);
+  return {};
+}
+
+Result<void> EngineStateMachine::configureOutput(bool startPlayback, std::optional<FoundRate> foundRate) {
+  const auto resolved = services_.device.resolveOutputDevice(choices_.preferredDeviceID);
+  if (!resolved) return std::unexpected(resolved.error());
+  auto& configuring = std::get<Configuring>(state_);
+  configuring.output = std::make_unique<Output>(services_, *resolved);
+  const bool isExclusive = choices_.isExclusiveAccessEnabled;
+  setExclusiveAccessStatus(isExclusive ? ExclusiveAccessStatus::checking() : ExclusiveAccessStatus::off());
+  publish();
+
+  const auto opened = configuring.output->open(configuring.track, isExclusive, foundRate);
+  if (!opened) return std::unexpected(opened.error());
+  if (auto result = bringUp(opened->hogMode, startPlayback); !result) return result;
+  const SampleRateReport& rates = opened->rates;
+  services_.logger.standard("Configured output device {}, transport {}, source {:f} Hz, device {:f} Hz", *resolved,
+                            opened->transportType, rates.requestedRate,
+                            rates.actualRate > 0 ? rates.actualRate : rates.nominalRate);
+  return {};
+}
+
+Result<void> EngineStateMachine::bringUp(const HogModeReport& hogReport, bool startPlayback) {
+  constexpr std::uint32_t unknownBufferFrames = 512;
+  auto& configuring = std::get<Configuring>(state_);
+  Output& open = *configuring.output;
+  const auto context = configuring.track.context;
+  open.load(context);
+  open.setBufferFrames(services_.device.readDeviceUInt32(open.deviceID(), kAudioDevicePropertyBufferFrameSize)
+                           .value_or(unknownBufferFrames));
+  if (startPlayback)
+    if (const OSStatus status = startUnit(); status != noErr) return failure("Starting the output device", status);
+
+  Configuring configured = std::move(configuring);
+  if (startPlayback)
+    state_ = Playing{.track = std::move(configured.track), .output = std::move(configured.output)};
+  else
+    state_ = Paused{.track = std::move(configured.track), .output = std::move(configured.output)};
+  exclusiveAccess_.applyHogModeReport(hogReport, false);
+  judgePath(hogReport);
+  supervision_.installOutputPropertyObservers(open.deviceID());
+  exclusiveAccess_.startExclusiveAccessMonitorIfNeeded();
+  if (startPlayback) {
+    completion_.scheduleCompletionTimer(context->totalFrames() - context->currentFrame());
+    supervision_.startOutputHealthMonitor();
+  }
+  publish();
+  if (startPlayback) transition_.prepareAndCouple();
+  return {};
+}
+
+// Within a track.
+
+void EngineStateMachine::pause() {
+  auto playing = std::get<Playing>(std::move(state_));
+  state_ = Paused{.track = std::move(playing.track), .output = std::move(playing.output)};
+  publish();
+}
+
+void EngineStateMachine::setReturnsToPlaying(bool returnsToPlaying) {
+  std::get<Recovering>(state_).returnsToPlaying = returnsToPlaying;
+  publish();
+}
+
+bool EngineStateMachine::restartUnit(std::string_view failureMessage) {
+  if (startUnit() != noErr) {
+    failRuntime(std::string(failureMessage));
+    return false;
+  }
+  if (auto* const paused = std::get_if<Paused>(&state_)) {
+    Paused resumed = std::move(*paused);
+    state_ = Playing{.track = std::move(resumed.track), .output = std::move(resumed.output)};
+  }
+  const AudioRenderContext& context = *track()->context;
+  completion_.scheduleCompletionTimer(context.totalFrames() - context.currentFrame());
+  publish();
+  transition_.prepareAndCouple();
+  return true;
+}
+
+OSStatus EngineStateMachine::startUnit() {
+  Output& open = *output();
+  // A unit that stopped by itself begins a new run: what was not heard of the last one comes first.
+  if (open.hasStoppedByItself()) (void)stopUnit();
+  if (!open.isStarted()) {
+    open.beginRun();
+    transition_.coupleAgain();
+  }
+  return open.start();
+}
+
+OSStatus EngineStateMachine::stopUnit() {
+  const Output::StopResult result = output()->stop();
+  if (result.hasCrossed) transition_.runHasEnded(*result.hasCrossed);
+  return result.status;
+}
+
+// From one track into the next.
+
+void EngineStateMachine::cross(PreparedAudio next) {
+  completion_.cancel();
+  output()->setTrack(next.context);
+  PreparedAudio& loaded = *loadedTrack();
+  discardTrack(loaded);
+  loaded = std::move(next);
+  forgetTrack();
+  ++next_.playbackCompletionCount;
+  publish();
+}
+
+void EngineStateMachine::adopt(const FileURL& url) {
+  const AudioRenderContext& context = *track()->context;
+  next_.currentURL = url;
+  next_.sampleRate = context.format().mSampleRate;
+  next_.duration = static_cast<double>(context.totalFrames()) / next_.sampleRate;
+  judgePath(services_.device.readHogMode(output()->deviceID()));
+  completion_.scheduleCompletionTimer(context.totalFrames() - context.currentFrame());
+  publish();
+}
+
+std::unique_ptr<Output> EngineStateMachine::keepOutput(bool unitAlreadyStopped) {
+  Output* const open = outputWithUnit();
+  bool isKept = open != nullptr && isPlayingOrPaused();
+  if (isKept) {
+    stopWatching();
+    supervision_.cancelPendingRecovery();
+    const bool isRunning = isPlaying();
+    if (!unitAlreadyStopped && isRunning) isKept = stopUnit() == noErr;
+    if (isKept) {
+      if (transition_.hasCrossed()) transition_.takeBack();
+      open->loadSilence();
+      isKept = !isRunning || startUnit() == noErr;
+    }
+  }
+  transition_.endAdoption();
+  if (!isKept) {
+    tearDown({.unitAlreadyStopped = unitAlreadyStopped});
+    return nullptr;
+  }
+  keepingLimit_ = services_.runLoop.scheduleTimer(longestKeeping, false, [this] {
+    if (!isOutputKept()) return;
+    closeKeptOutput();
+    publish();
+  });
+  return takeOutput();  // the track goes with its state, at once: the next one may need the memory
+}
+
+void EngineStateMachine::complete(bool keepsOutput) {
+  std::unique_ptr<Output> kept;
+  if (keepsOutput)
+    kept = keepOutput(true);
+  else
+    tearDown({.unitAlreadyStopped = true});
+  state_ = Stopped{.kept = std::move(kept)};
+  forgetTrack();
+  next_.audioPathStatus = AudioPathStatus::ready();
+  // Published last: an observer may start the next track from within this change.
+  ++next_.playbackCompletionCount;
+  publish();
+  if (!is<Stopped>() || !isOutputKept()) return;
+  closeKeptOutput();
+  publish();
+}
+
+// Out of a track.
+
+void EngineStateMachine::stop(AudioPathStatus status, const TearDownOptions& options) {
+  tearDown(options);
+  state_ = Stopped{};
+  forgetTrack();
+  next_.audioPathStatus = std::move(status);
+  publish();
+}
+
+void EngineStateMachine::failRuntime(std::string message) {
+  upcoming_.want(std::nullopt);
+  stop(AudioPathStatus::failed(std::move(message)));
+}
+
+Result<std::optional<std::int64_t>> EngineStateMachine::rebuildOutput(const TearDownOptions& options) {
+  if (transition_.hasCrossed()) transition_.announce();
+  if (track() == nullptr || !isPlayingOrPaused()) return std::nullopt;
+  const PreparedAudio prepared = *track();
+  const TransportState shown = transportState();
+  const std::int64_t frame = prepared.context->currentFrame();
+  auto foundRate = foundRateToKeep();
+  tearDown(options);
+  prepared.context->seek(frame);
+  next_.audioPathStatus = AudioPathStatus::configuring();
+  state_ = Configuring{.track = prepared, .output = nullptr, .shown = shown, .foundRate = foundRate};
+  const auto configured = configureOutput(shown == TransportState::playing, std::move(foundRate));
+  if (!configured) return std::unexpected(configured.error());
+  return frame;
+}
+
+void EngineStateMachine::waitForNextAttempt() {
+  auto foundRate = foundRateToKeep();
+  tearDown({.discardPrepared = false, .cancelPendingRecovery = false});
+  Configuring failed = std::get<Configuring>(std::move(state_));
+  state_ = Recovering{.track = std::move(failed.track),
+                      .returnsToPlaying = failed.shown == TransportState::playing,
+                      .foundRate = std::move(foundRate)};
+  publish();
+}
+
+/// Between two outputs of one track: the engine's own rate is not the one to come back to.
+std::optional<FoundRate> EngineStateMachine::foundRateToKeep() const {
+  if (const Output* const open = output(); open != nullptr && open->foundRate()) return open->foundRate();
+  if (const auto* const configuring = std::get_if<Configuring>(&state_)) return configuring->foundRate;
+  if (const auto* const recovering = std::get_if<Recovering>(&state_)) return recovering->foundRate;
+  return std::nullopt;
+}
+
+void EngineStateMachine::closeKeptOutput() { tearDown({}); }
+
+void EngineStateMachine::tearDown(const TearDownOptions& options) {
+  keepingLimit_.reset();
+  stopWatching();
+  if (options.cancelPendingRecovery) supervision_.cancelPendingRecovery();
+  if (Output* const open = outputWithUnit()) {
+    if (!options.unitAlreadyStopped) stopUnit();
+    statistics_.underruns += open->unit()->underrunCount();
+  }
+  const auto closing = takeOutput();
+  if (closing) closing->closeUnit();
+  transition_.reset();
+  if (PreparedAudio* const loaded = loadedTrack(); loaded != nullptr && options.discardPrepared) discardTrack(*loaded);
+  if (closing) closing->giveBack(options.restoreSampleRate);
+  setExclusiveAccessStatus(choices_.isExclusiveAccessEnabled ? ExclusiveAccessStatus::requested()
+                                                             : ExclusiveAccessStatus::off());
+}
+
+void EngineStateMachine::stopWatching() {
+  exclusiveAccess_.stopExclusiveAccessMonitor();
+  supervision_.removeOutputPropertyObservers();
+  supervision_.stopOutputHealthMonitor();
+  completion_.cancel();
+}
+
+PreparedAudio* EngineStateMachine::loadedTrack() { return const_cast<PreparedAudio*>(track()); }
+
+void EngineStateMachine::discardTrack(PreparedAudio& track) const {
+  services_.background([context = std::move(track.context)]() mutable { context.reset(); });
+}
+
+void EngineStateMachine::forgetTrack() {
+  next_.currentURL.reset();
+  next_.duration = 0;
+  next_.sampleRate = 0;
+}
+
+// What is published.
+
+void EngineStateMachine::setExclusiveAccessStatus(ExclusiveAccessStatus status) {
+  if (status == next_.exclusiveAccessStatus) return;
+  next_.exclusiveAccessStatus = std::move(status);
+  services_.logger.standard("Exclusive Access state changed to {}", kindName(next_.exclusiveAccessStatus.kind));
+}
+
+void EngineStateMachine::judgePath(const HogModeReport& hogReport) {
+  const Output* const open = outputWithUnit();
+  if (track() == nullptr || open == nullptr) return;
+  next_.audioPathStatus = tolvane::judgePath(services_, *open, *track(), hogReport, choices_);
+}
+
+void EngineStateMachine::publish() {
+  const TransportState shown = transportState();
+  next_.isPlaying = shown == TransportState::playing;
+  next_.isPaused = shown == TransportState::paused;
+  next_.isPreparing = shown == TransportState::preparing;
+  const auto* const preparing = std::get_if<Preparing>(&state_);
+  next_.startsPaused = preparing != nullptr && preparing->start.isPaused;
+  published_.publish(next_);
+}
+
+void EngineStateMachine::setOutputLevels(const OutputLevels& levels) {
+  choices_.outputLevels = levels;
+  services_.outputLevels->store(levels);
+}
+
+OutputStatistics EngineStateMachine::statistics() const {
+  OutputStatistics statistics = statistics_;
+  if (const Output* const open = outputWithUnit()) statistics.underruns += open->unit()->underrunCount();
+  return statistics;
+}
+
+void EngineStateMachine::countCrossing(std::int64_t frame) {
+  ++statistics_.crossings;
+  statistics_.lastCrossingFrame = frame;
+}
+
+}  // namespace tolvane

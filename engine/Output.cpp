@@ -1,0 +1,130 @@
+#include "engine/Output.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "engine/OutputUnitCreation.h"
+#include "engine/StreamFormats.h"
+#include "platform/PropertyReading.h"
+
+namespace tolvane {
+
+bool isBluetoothTransport(std::uint32_t transportType) {
+  return transportType == kAudioDeviceTransportTypeBluetooth || transportType == kAudioDeviceTransportTypeBluetoothLE;
+}
+
+Output::Output(EngineServices& services, AudioObjectID deviceID) : services_(services), deviceID_(deviceID) {}
+
+Result<Output::Opened> Output::open(const PreparedAudio& track, bool takesHogMode, std::optional<FoundRate> foundRate) {
+  DeviceProperties& device = services_.device;
+  const double sourceRate = track.context->format().mSampleRate;
+  Opened opened;
+  opened.transportType = device.readDeviceUInt32(deviceID_, kAudioDevicePropertyTransportType).value_or(0);
+  const bool isBluetooth = isBluetoothTransport(opened.transportType);
+  if (!isBluetooth) findRate(foundRate);  // the rate of a Bluetooth link is its own affair
+
+  takesHogMode_ = takesHogMode;
+  opened.hogMode = takesHogMode ? device.acquireHogMode(deviceID_) : device.readHogMode(deviceID_);
+  ownsHogMode_ = opened.hogMode.mayBeOwned();
+  opened.rates =
+      isBluetooth ? device.readSampleRates(sourceRate, deviceID_) : device.configureSampleRate(sourceRate, deviceID_);
+
+  auto unit = createOutputUnit(services_.hardware, deviceID_, track, sequence_.callback(), isBluetooth);
+  if (!unit) return std::unexpected(unit.error());
+  unit_ = std::move(*unit);
+  hasEverRun_ = false;
+  source_ = Source{.format = track.context->format(),
+                   .channels = track.channels,
+                   .bitDepth = track.sourceBitDepth,
+                   .isFloat = track.sourceIsFloat};
+  return opened;
+}
+
+void Output::findRate(std::optional<FoundRate> foundRate) {
+  const auto onItsWayBack = services_.device.waitForRestoredRate(deviceID_);
+  if (foundRate && foundRate->deviceID == deviceID_) {
+    foundRate_ = foundRate;
+    return;
+  }
+  foundRate_ = FoundRate{
+      .deviceID = deviceID_,
+      .rate = onItsWayBack ? onItsWayBack
+                           : services_.device.readDeviceSampleRate(deviceID_, kAudioDevicePropertyNominalSampleRate)};
+}
+
+Output::~Output() {
+  closeUnit();
+  giveBack(true);
+}
+
+void Output::closeUnit() {
+  if (unit_) unit_->uninitialize();
+  unit_.reset();
+  sequence_.clear();
+  track_.reset();
+}
+
+void Output::giveBack(bool restoresSampleRate) {
+  const auto found = std::exchange(foundRate_, std::nullopt);
+  if (restoresSampleRate && found && found->rate.value_or(0) > 0)
+    services_.device.restoreNominalSampleRate(*found->rate, deviceID_);
+  if (std::exchange(ownsHogMode_, false)) services_.device.releaseHogMode(deviceID_);
+}
+
+bool Output::carries(const PreparedAudio& track) const {
+  if (!source_ || track.context->format() != source_->format || track.channels != source_->channels) return false;
+  if (track.sourceBitDepth == source_->bitDepth && track.sourceIsFloat == source_->isFloat) return true;
+  // The unit may have opened the device in a format that carries no more than the track it was opened for.
+  const auto physical = services_.device.readOutputPhysicalFormat(deviceID_);
+  return physical && physicalFormatCompatibility(track, *physical);
+}
+
+void Output::load(std::shared_ptr<AudioRenderContext> track) {
+  track_ = std::move(track);
+  sequence_.load(track_);
+}
+
+void Output::loadSilence() {
+  sequence_.load(std::make_shared<AudioRenderContext>(PcmBlock(), 0, track_->format(), track_->outputLevels()));
+  track_.reset();
+}
+
+void Output::beginRun() {
+  // More than a ring and what is played until the health check looks further ahead.
+  constexpr double firstSeconds = 1.5;
+  if (track_) track_->bringIntoMemory(firstSeconds);
+  sequence_.beginRun();
+  runBegan_ = hasEverRun_ ? sampleTime() : 0.0;
+}
+
+OSStatus Output::start() {
+  const OSStatus status = unit_->start();
+  if (isStarted_) return status;
+  isStarted_ = status == noErr;
+  hasEverRun_ = hasEverRun_ || isStarted_;
+  return status;
+}
+
+Output::StopResult Output::stop() {
+  StopResult result{.status = unit_->stop()};
+  if (std::exchange(isStarted_, false)) result.hasCrossed = sequence_.endRun(unit_->framesPlayed());
+  return result;
+}
+
+bool Output::isRunning() const {
+  return readProperty<std::uint32_t>(*unit_, AudioUnitProperty::isRunning).value_or(0) != 0;
+}
+
+std::optional<double> Output::sampleTime() const {
+  const auto time = readProperty<double>(*unit_, AudioUnitProperty::lastRenderSampleTime);
+  return time && std::isfinite(*time) ? time : std::nullopt;
+}
+
+std::optional<std::int64_t> Output::framesHeard() const {
+  if (!unit_ || !isStarted_ || !runBegan_) return std::nullopt;
+  const auto time = sampleTime();
+  return time ? std::optional(static_cast<std::int64_t>(std::max(*time - *runBegan_, 0.0))) : std::nullopt;
+}
+
+}  // namespace tolvane

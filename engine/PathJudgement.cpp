@@ -1,0 +1,54 @@
+#include "engine/PathJudgement.h"
+
+#include <vector>
+
+#include "engine/StreamFormats.h"
+#include "platform/PropertyReading.h"
+
+namespace tolvane {
+namespace {
+
+/// What the device reports of its own path. A report that cannot be read, and processing that it does not describe,
+/// count as an unknown alteration.
+std::vector<SampleAlteration> alterationsOf(const AudioHardware& hardware, AudioObjectID device) {
+  constexpr auto kind = SampleAlteration::Kind::unknown;
+  constexpr auto listAddress = globalAddress(kAudioDevicePropertySampleAlterations);
+  constexpr auto activityAddress = globalAddress(kAudioDevicePropertyProcessingIsActive);
+  const auto reported = readProperty<std::vector<SampleAlteration>>(hardware, device, listAddress);
+  if (!reported && hardware.hasProperty(device, listAddress))
+    return {{kind, "The device cannot report whether it alters samples."}};
+  if (reported && !reported->empty()) return *reported;
+  if (readProperty<std::uint32_t>(hardware, device, activityAddress).value_or(0) != 0)
+    return {{kind, "The device processes samples and does not report how."}};
+  return {};
+}
+
+}  // namespace
+
+AudioPathStatus judgePath(const EngineServices& services, const Output& output, const PreparedAudio& track,
+                          const HogModeReport& hogReport, const ListenerChoices& choices) {
+  const AudioStreamBasicDescription& client = track.context->format();
+  const DeviceProperties& device = services.device;
+  const AudioObjectID deviceID = output.deviceID();
+  AudioPathFacts facts;
+  facts.isBluetooth =
+      isBluetoothTransport(device.readDeviceUInt32(deviceID, kAudioDevicePropertyTransportType).value_or(0));
+  const SampleRateReport rates = device.readSampleRates(client.mSampleRate, deviceID);
+  facts.sourceRate = rates.requestedRate;
+  facts.nominalRate = rates.nominalRate;
+  facts.actualRate = rates.actualRate;
+  const auto accepted =
+      readProperty<AudioStreamBasicDescription>(*output.unit(), AudioUnitProperty::streamFormat, AudioUnitScope::input);
+  facts.clientFormatMatches = accepted && formatsMatch(client, *accepted);
+  facts.isLossless = track.isLossless;
+  facts.sourceLabel = track.sourceLabel;
+  facts.physicalFormat = device.readOutputPhysicalFormat(deviceID);
+  facts.physicalFormatCompatible = facts.physicalFormat && physicalFormatCompatibility(track, *facts.physicalFormat);
+  facts.alterations = alterationsOf(services.hardware, deviceID);
+  facts.exclusiveAccessEnabled = choices.isExclusiveAccessEnabled;
+  facts.hogModeSupported = hogReport.isSupported;
+  facts.hogModeOwned = hogReport.isOwnedByCurrentProcess;
+  return judgeAudioPath(facts).applyingOutputLevels(choices.outputLevels, facts.isBluetooth);
+}
+
+}  // namespace tolvane

@@ -1,0 +1,17 @@
+#pragma once
+// Reads from the device and the unit all that the verdict depends on, and judges it. Player's thread; changes nothing.
+
+#include "engine/AudioPathStatus.h"
+#include "engine/HogModeReport.h"
+#include "engine/ListenerChoices.h"
+#include "engine/Output.h"
+#include "engine/PreparedAudio.h"
+
+namespace tolvane {
+
+/// The verdict on `track` as `output` plays it. REQUIRES: the output has a unit.
+[[nodiscard]] AudioPathStatus judgePath(const EngineServices& services, const Output& output,
+                                        const PreparedAudio& track, const HogModeReport& hogReport,
+                                        const ListenerChoices& choices);
+
+}  // namespace tolvane
