@@ -39,7 +39,7 @@ PipeWireAudioHardware::~PipeWireAudioHardware() {
   // Nobody else would give the server its cards back.
   for (const auto& [uid, device] : devices_) {
     if (!device->switchedOff) continue;
-    if (directOwner(*device) == ownProcess()) (void)toggleDirectHog(*device);
+    if (isOurs(*device)) (void)toggleDirectHog(*device);
     restoreProfile(*device);
   }
   for (const ListenerID listener : systemListeners_) direct_.removePropertyListener(listener);

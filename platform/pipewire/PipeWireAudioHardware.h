@@ -83,8 +83,11 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   [[nodiscard]] std::optional<double> sharedNominalRate(const Device& device) const;
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> sharedPhysicalFormat(const Device& device) const;
   [[nodiscard]] std::vector<SampleAlteration> sharedAlterations(const Device& device) const;
-  [[nodiscard]] std::int32_t directOwner(const Device& device) const;
-  [[nodiscard]] std::int32_t hogOwner(const Device& device) const;
+  /// The process that has the card open, as the direct side reports it; -1: none, or there is no card.
+  [[nodiscard]] std::expected<std::int32_t, OSStatus> directOwner(const Device& device) const;
+  [[nodiscard]] bool isOurs(const Device& device) const;
+  /// The process that has the device for itself; -1: none.
+  [[nodiscard]] std::expected<std::int32_t, OSStatus> hogOwner(const Device& device) const;
   OSStatus setNominalRate(Device& device, double rate);
 
   // Exclusive access (PipeWireExclusive.cpp).

@@ -29,12 +29,14 @@ OSStatus PipeWireAudioHardware::toggleDirectHog(const Device& device) {
 }
 
 OSStatus PipeWireAudioHardware::toggleHog(Device& device) {
-  if (directOwner(device) == ownProcess()) {
+  if (isOurs(device)) {
     giveBack(device);
     publish(device);
     return noErr;
   }
-  if (hogOwner(device) != -1) return kAudioDevicePermissionsError;
+  const auto owner = hogOwner(device);
+  if (!owner) return owner.error();
+  if (*owner != -1) return kAudioDevicePermissionsError;
   const auto wait = connection_.beginWait();
   const OSStatus status = takeDirectly(device);
   publish(device);
@@ -100,14 +102,14 @@ void PipeWireAudioHardware::giveBack(Device& device) {
 /// is still open fails, and its sink with it.
 void PipeWireAudioHardware::letGoOfCard(Device& device) {
   const bool isInUse = device.unit != nullptr && device.unit->isDirect();
-  if (isInUse || directOwner(device) == ownProcess()) return;
+  if (isInUse || isOurs(device)) return;
   // While a call into its driver is left behind, the PCM may be open: it is given back when the owner is known again.
   const auto owner = direct_.propertyData(device.direct, hogModeAddress);
   device.isGiveBackDue = !owner && owner.error() == kAudioHardwareNotReadyError;
   if (device.isGiveBackDue) return;
   restoreProfile(device);
   // Another program has taken it away: what it was before holds for the next time, and no sink comes until then.
-  if (hogOwner(device) != -1) return;
+  if (const auto program = hogOwner(device); program && *program != -1) return;
   const auto before = std::exchange(device.cardBefore, std::nullopt);
   if (before && device.isListed && !device.sink && isSinkDue(*before, connection_.facts().hasSessionManager))
     expectSink(device);

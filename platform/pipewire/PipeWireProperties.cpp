@@ -47,18 +47,25 @@ bool PipeWireAudioHardware::isReachedDirectly(const Device& device) const {
                 .isSinkExpected = expectsSink(device)};
   if (device.unit != nullptr && device.unit->stream() != nullptr) way.unit = DeviceWay::Unit::onSink;
   if (device.unit != nullptr && device.unit->isDirect()) way.unit = DeviceWay::Unit::onCard;
-  way.isOurs = way.unit == DeviceWay::Unit::none && directOwner(device) == ownProcess();  // a question to the kernel
+  way.isOurs = way.unit == DeviceWay::Unit::none && isOurs(device);  // a question to the kernel
   return leadsToCard(way);
 }
 
-std::int32_t PipeWireAudioHardware::directOwner(const Device& device) const {
-  if (device.direct == kAudioObjectUnknown) return -1;
-  return readProperty<std::int32_t>(direct_, device.direct, globalAddress(kAudioDevicePropertyHogMode)).value_or(-1);
+std::expected<std::int32_t, OSStatus> PipeWireAudioHardware::directOwner(const Device& device) const {
+  constexpr std::int32_t noProcess = -1;
+  if (device.direct == kAudioObjectUnknown) return noProcess;
+  const auto owner = direct_.propertyData(device.direct, hogModeAddress);
+  if (!owner) return std::unexpected(owner.error());
+  const auto* const pid = std::get_if<std::int32_t>(&*owner);
+  return pid != nullptr ? *pid : noProcess;
 }
 
-std::int32_t PipeWireAudioHardware::hogOwner(const Device& device) const {
-  const std::int32_t owner = directOwner(device);
-  return ownerTold(owner, ownProcess(), owner != -1 && isServer(owner), expectsSink(device));
+bool PipeWireAudioHardware::isOurs(const Device& device) const { return directOwner(device) == ownProcess(); }
+
+std::expected<std::int32_t, OSStatus> PipeWireAudioHardware::hogOwner(const Device& device) const {
+  const auto owner = directOwner(device);
+  if (!owner) return owner;
+  return ownerTold(*owner, ownProcess(), *owner != -1 && isServer(*owner), expectsSink(device));
 }
 
 /// Only a unit that plays through the sink has music to interrupt.
@@ -85,7 +92,7 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::devicePropert
     case kAudioDevicePropertyTransportType:
       return device.transport;
     case kAudioDevicePropertyHogMode:
-      return hogOwner(device);
+      return asProperty(hogOwner(device));
     case kAudioDevicePropertyHogModePause:
       return secondsUntilRetake(device);
     case kAudioDevicePropertyDeviceIsAlive:

@@ -35,8 +35,9 @@ std::expected<PipeWireOutputUnit::Path, OSStatus> PipeWireAudioHardware::openPat
   if (!hasDevice(id)) return std::unexpected(kAudioHardwareBadDeviceError);
   Device& device = *deviceOf(id);
   if (device.unit != nullptr && device.unit != &unit) return std::unexpected(kAudioDevicePermissionsError);
-  const std::int32_t owner = hogOwner(device);
-  if (owner != -1 && owner != ownProcess()) return std::unexpected(kAudioDevicePermissionsError);
+  // An owner that cannot be read shows when the card is opened.
+  if (const auto owner = hogOwner(device); owner && *owner != -1 && *owner != ownProcess())
+    return std::unexpected(kAudioDevicePermissionsError);
   const bool wasShared = !isReachedDirectly(device);
   if (wasShared) waitForSink(device);
   if (!device.isListed) return std::unexpected(kAudioHardwareBadDeviceError);
@@ -182,13 +183,13 @@ void PipeWireAudioHardware::publish(Device& device) {
       listeners().notify(device.id, globalAddress(kAudioDevicePropertyNominalSampleRate));
   }
   lookForOthers(device);
-  if (device.direct != kAudioObjectUnknown) {
-    const std::int32_t owner = hogOwner(device);
-    if (device.toldOwner && *device.toldOwner != owner) {
-      if (owner == -1) device.retakePause.reset();  // whoever was in the way has left
+  // While the owner cannot be read, the last one counts.
+  if (const auto owner = hogOwner(device); owner && device.direct != kAudioObjectUnknown) {
+    if (device.toldOwner && *device.toldOwner != *owner) {
+      if (*owner == -1) device.retakePause.reset();  // the program that was in the way has left
       listeners().notify(device.id, hogModeAddress);
     }
-    device.toldOwner = owner;
+    device.toldOwner = *owner;
   }
 }
 
