@@ -1,38 +1,56 @@
 #include "platform/PrintableText.h"
 
-#include <cstddef>
 #include <cstdint>
 
 namespace tolvane {
 namespace {
 
-std::uint8_t byteAt(std::string_view text, std::size_t at) {
-  return at < text.size() ? static_cast<std::uint8_t>(text[at]) : 0;
+bool isWithin(std::uint32_t code, std::uint32_t first, std::uint32_t last) { return first <= code && code <= last; }
+
+bool isControlCode(std::uint32_t code) {
+  return code < 0x20 || isWithin(code, 0x7F, 0x9F) || code == 0x061C || isWithin(code, 0x200E, 0x200F) ||
+         isWithin(code, 0x2028, 0x202E) || isWithin(code, 0x2066, 0x2069);
+}
+
+/// Bytes of a sequence that begins so; 1 also where none does.
+std::size_t sequenceLength(std::uint8_t lead) {
+  if (isWithin(lead, 0xC2, 0xDF)) return 2;
+  if (isWithin(lead, 0xE0, 0xEF)) return 3;
+  return isWithin(lead, 0xF0, 0xF4) ? 4 : 1;
+}
+
+/// Neither longer than it must be, nor half of a surrogate pair, nor beyond Unicode.
+bool isCodeOfLength(std::uint32_t code, std::size_t length) {
+  if (length == 3) return code >= 0x800 && !isWithin(code, 0xD800, 0xDFFF);
+  return length != 4 || isWithin(code, 0x10000, 0x10FFFF);
 }
 
 }  // namespace
 
-std::size_t controlCharacterLength(std::string_view text) {
-  if (text.empty()) return 0;
-  const std::uint8_t first = byteAt(text, 0);
-  const std::uint8_t second = byteAt(text, 1);
-  const std::uint8_t third = byteAt(text, 2);
-  if (first < 0x20 || first == 0x7F) return 1;
-  if (first == 0xC2 && second >= 0x80 && second <= 0x9F) return 2;  // U+0080 to U+009F
-  if (first == 0xD8 && second == 0x9C) return 2;                    // U+061C
-  if (first != 0xE2) return 0;
-  const bool isMarkOrOverride = second == 0x80 && (third == 0x8E || third == 0x8F || (third >= 0xA8 && third <= 0xAE));
-  const bool isIsolate = second == 0x81 && third >= 0xA6 && third <= 0xA9;
-  return isMarkOrOverride || isIsolate ? 3 : 0;  // U+200E, U+200F, U+2028 to U+202E, U+2066 to U+2069
+TextCharacter firstCharacter(std::string_view text) {
+  const auto lead = static_cast<std::uint8_t>(text.front());
+  const TextCharacter single{1, isControlCode(lead)};
+  const std::size_t length = sequenceLength(lead);
+  if (length == 1 || text.size() < length) return single;
+  std::uint32_t code = lead & (0x7FU >> length);
+  for (const char next : text.substr(1, length - 1)) {
+    const auto byte = static_cast<std::uint8_t>(next);
+    if (!isWithin(byte, 0x80, 0xBF)) return single;
+    code = code << 6U | (byte & 0x3FU);
+  }
+  return isCodeOfLength(code, length) ? TextCharacter{length, isControlCode(code)} : single;
 }
 
 std::string printableText(std::string_view text) {
   std::string printable;
   printable.reserve(text.size());
   while (!text.empty()) {
-    const std::size_t control = controlCharacterLength(text);
-    printable += control > 0 ? '?' : text.front();
-    text.remove_prefix(control > 0 ? control : 1);
+    const auto [length, isControl] = firstCharacter(text);
+    if (isControl)
+      printable += '?';
+    else
+      printable += text.substr(0, length);
+    text.remove_prefix(length);
   }
   return printable;
 }

@@ -9,10 +9,17 @@ namespace tolvane {
 
 /// `text` with a '?' for every control character that could move the cursor, start an escape sequence or turn the
 /// direction of what follows: ASCII and C1 controls, and Unicode's bidirectional marks, embeddings, overrides and
-/// isolates. Other bytes stay, also where they are not UTF-8.
+/// isolates. So are bytes from 0x80 to 0x9F outside of well-formed UTF-8, which are C1 controls in 8-bit encodings.
+/// Other bytes stay, also where they are not UTF-8.
 [[nodiscard]] std::string printableText(std::string_view text);
 
-/// Bytes of such a control character where `text` begins with one; 0 for any other character and for no text.
-[[nodiscard]] std::size_t controlCharacterLength(std::string_view text);
+struct TextCharacter {
+  std::size_t length;  ///< bytes
+  bool isControl;      ///< one of those that printableText() replaces
+};
+
+/// What `text` begins with: a character of well-formed UTF-8, or a byte that belongs to none.
+/// REQUIRES: `text` is not empty.
+[[nodiscard]] TextCharacter firstCharacter(std::string_view text);
 
 }  // namespace tolvane

@@ -10,7 +10,7 @@
 namespace tolvane {
 namespace {
 
-/// Of a character of up to three bytes of UTF-8.
+/// Of a control character: up to three bytes of UTF-8.
 std::uint32_t codePointOf(std::string_view character) {
   std::uint32_t code = static_cast<unsigned char>(character.front());
   if (character.size() > 1) code &= character.size() == 2 ? 0x1FU : 0x0FU;
@@ -25,12 +25,12 @@ std::string jsonLine(const Json& value) {
   std::string line;
   line.reserve(dumped.size());
   for (std::string_view rest = dumped; !rest.empty();) {
-    const std::size_t control = controlCharacterLength(rest);
-    if (control > 0)
-      line += fmt::format("\\u{:04x}", codePointOf(rest.substr(0, control)));
+    const auto [length, isControl] = firstCharacter(rest);
+    if (isControl)
+      line += fmt::format("\\u{:04x}", codePointOf(rest.substr(0, length)));
     else
-      line += rest.front();
-    rest.remove_prefix(control > 0 ? control : 1);
+      line += rest.substr(0, length);
+    rest.remove_prefix(length);
   }
   return line;
 }

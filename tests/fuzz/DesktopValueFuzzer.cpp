@@ -55,8 +55,8 @@ void readURI(const std::string& uri) {
   }
   const std::string printable = printableText(uri);
   require(printableText(printable) == printable);
-  for (std::size_t at = 0; at < printable.size(); ++at)
-    require(controlCharacterLength(std::string_view(printable).substr(at)) == 0);
+  for (std::string_view rest = printable; !rest.empty(); rest.remove_prefix(firstCharacter(rest).length))
+    require(!firstCharacter(rest).isControl);
   (void)AppDelegate::desktopAction(uri);
 }
 
