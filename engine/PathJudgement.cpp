@@ -15,11 +15,11 @@ std::vector<SampleAlteration> alterationsOf(const AudioHardware& hardware, Audio
   constexpr auto listAddress = globalAddress(kAudioDevicePropertySampleAlterations);
   constexpr auto activityAddress = globalAddress(kAudioDevicePropertyProcessingIsActive);
   const auto reported = readProperty<std::vector<SampleAlteration>>(hardware, device, listAddress);
-  if (!reported && hardware.hasProperty(device, listAddress))
-    return {{kind, "The device cannot report whether it alters samples."}};
+  if (!reported && hardware.hasProperty(device, listAddress)) return {SampleAlteration::unreadable()};
   if (reported && !reported->empty()) return *reported;
   if (readProperty<std::uint32_t>(hardware, device, activityAddress).value_or(0) != 0)
-    return {{kind, "The device processes samples and does not report how."}};
+    return {{kind, "The device processes samples and does not report how.",
+             "Turn its processing off, or choose another device."_cure}};
   return {};
 }
 

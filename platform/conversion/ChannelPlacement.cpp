@@ -123,31 +123,38 @@ std::optional<SampleAlteration> placementAlteration(const ChannelLayout& source,
   const std::size_t channels = source.positions.size();
   if (channels <= 2 && device.positions.size() >= channels) return std::nullopt;
   if (device.positions.size() < channels) {
-    return SampleAlteration{Kind::converted, "The track's " + count(channels, "channel") +
-                                                 " are mixed down to the device's " +
-                                                 std::to_string(device.positions.size()) + "."};
+    return SampleAlteration(Kind::converted,
+                            "The track's " + count(channels, "channel") + " are mixed down to the device's " +
+                                std::to_string(device.positions.size()) + ".",
+                            "Choose a device that has as many channels."_cure);
   }
   const ChannelPlacement placement = placeChannels(source, device);
   if (placement.unplaced.size() == 1) {
     const std::string_view text = positionText(source.positions[placement.unplaced.front()]);
-    return SampleAlteration{
-        Kind::converted, "The track has " + withArticle(text) + " channel, but the device has no loudspeaker for it."};
+    return SampleAlteration(
+        Kind::converted, "The track has " + withArticle(text) + " channel, but the device has no loudspeaker for it.",
+        "Choose a device that has one."_cure);
   }
   if (!placement.unplaced.empty()) {
     std::string list;
     for (const std::size_t s : placement.unplaced)
       list += (list.empty() ? "" : ", ") + std::string(positionText(source.positions[s]));
-    return SampleAlteration{Kind::converted, "The device has no loudspeakers for " +
-                                                 count(placement.unplaced.size(), "channel") +
-                                                 " of the track: " + list + "."};
+    return SampleAlteration(Kind::converted,
+                            "The device has no loudspeakers for " + count(placement.unplaced.size(), "channel") +
+                                " of the track: " + list + ".",
+                            "Choose a device that has them."_cure);
   }
   if (placement.isCertain) return std::nullopt;
   if (!source.isStated || source.has(unknown)) {
-    return SampleAlteration{Kind::unknown, "The track does not state which loudspeakers its " +
-                                               count(channels, "channel") + " are meant for."};
+    return SampleAlteration(
+        Kind::unknown,
+        "The track does not state which loudspeakers its " + count(channels, "channel") + " are meant for.",
+        "Save it in a format that does, such as FLAC."_cure);
   }
-  return SampleAlteration{Kind::unknown, "The device does not state which loudspeakers its " +
-                                             count(device.positions.size(), "channel") + " are for."};
+  return SampleAlteration(
+      Kind::unknown,
+      "The device does not state which loudspeakers its " + count(device.positions.size(), "channel") + " are for.",
+      "Choose a device whose driver states them."_cure);
 }
 
 }  // namespace tolvane

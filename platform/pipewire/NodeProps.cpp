@@ -80,6 +80,8 @@ constexpr std::array<std::string_view, 22> harmlessSinkSettings{"audio.channels"
                                                                 "clock.name",
                                                                 "iec958.codecs"};
 
+constexpr Cure withoutServer = "Turn on Exclusive Access to play without the sound server."_cure;
+
 std::optional<double> numberIn(std::string_view text) {
   double value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -88,8 +90,10 @@ std::optional<double> numberIn(std::string_view text) {
 }
 
 SampleAlteration unreadable(std::string_view name, std::string_view value, std::string_view whose) {
-  return {unknown, fmt::format("The sound server has a setting for {} that the player cannot read: {} is \"{}\".",
-                               whose, name, value)};
+  return {unknown,
+          fmt::format("The sound server has a setting for {} that the player cannot read: {} is \"{}\".", whose, name,
+                      value),
+          "Remove the setting."_cure};
 }
 
 /// "channelmix.min-volume" and "channelmix.max-volume": limits of the factor, which are not in the volumes.
@@ -98,25 +102,27 @@ std::optional<SampleAlteration> limitAlteration(std::string_view name, std::stri
   const auto limit = numberIn(value);
   if (!limit || !(*limit >= 0)) return unreadable(name, value, whose);
   if (isMinimum ? *limit <= 1 : *limit >= 1) return std::nullopt;
-  return SampleAlteration{
-      processed, fmt::format("The sound server keeps the level of {} {} {} ({}), so samples are altered. Set {} to {}.",
-                             whose, isMinimum ? "above" : "below", value, name, name, isMinimum ? "0" : "1 or more")};
+  return SampleAlteration(
+      processed,
+      fmt::format("The sound server keeps the level of {} {} {} ({}), so samples are altered.", whose,
+                  isMinimum ? "above" : "below", value, name),
+      isMinimum ? "Set channelmix.min-volume to 0."_cure : "Set channelmix.max-volume to 1 or more."_cure);
 }
 
 std::optional<SampleAlteration> ditherAlteration(std::string_view name, std::string_view value,
                                                  std::string_view whose) {
-  const std::string_view neutral = name == "dither.noise" ? "0" : "none";
-  if (value == neutral) return std::nullopt;
-  return SampleAlteration{processed, fmt::format("The sound server dithers the samples of {} ({} is {}). Set it to {}.",
-                                                 whose, name, value, neutral)};
+  const bool isNoise = name == "dither.noise";
+  if (value == (isNoise ? "0" : "none")) return std::nullopt;
+  return SampleAlteration(processed,
+                          fmt::format("The sound server dithers the samples of {} ({} is {}).", whose, name, value),
+                          isNoise ? "Set dither.noise to 0."_cure : "Set dither.method to none."_cure);
 }
 
 std::optional<SampleAlteration> filterAlteration(std::string_view name, std::string_view value,
                                                  std::string_view whose) {
   if (value.empty()) return std::nullopt;
-  return SampleAlteration{processed, fmt::format("The sound server filters the samples of {} ({}). Remove the filter "
-                                                 "from its settings.",
-                                                 whose, name)};
+  return SampleAlteration(processed, fmt::format("The sound server filters the samples of {} ({}).", whose, name),
+                          "Remove the filter from its settings."_cure);
 }
 
 bool isHarmless(std::string_view name) {
@@ -149,8 +155,10 @@ std::string listed(const std::vector<std::string>& names) {
 
 /// One sentence for all of them.
 SampleAlteration unknownSettings(const std::vector<std::string>& names, std::string_view whose) {
-  return {unknown, fmt::format("The sound server has {} for {} that the player does not know: {}.",
-                               names.size() == 1 ? "a setting" : "settings", whose, listed(names))};
+  return {unknown,
+          fmt::format("The sound server has {} for {} that the player does not know: {}.",
+                      names.size() == 1 ? "a setting" : "settings", whose, listed(names)),
+          withoutServer};
 }
 
 /// "node:control". PipeWire 1.4 shows a running filter graph by the controls of its nodes alone: the setting that holds
@@ -172,12 +180,16 @@ bool isFilterSetting(std::string_view name) {
 std::vector<SampleAlteration> settingAlterations(const NodeProps& props, std::string_view whose) {
   std::vector<SampleAlteration> found;
   if (!props.isReadable)
-    found.push_back({unknown, fmt::format("The sound server's report of the settings of {} cannot be read.", whose)});
+    found.push_back({unknown, fmt::format("The sound server's report of the settings of {} cannot be read.", whose),
+                     withoutServer});
   else if (props.settings.empty())
-    found.push_back({unknown, fmt::format("The sound server does not report the settings of {}.", whose)});
+    found.push_back(
+        {unknown, fmt::format("The sound server does not report the settings of {}.", whose), withoutServer});
   if (props.rate != 1)
-    found.push_back({converted, fmt::format("The sound server plays {} at {:.6g} times its speed, so it resamples.",
-                                            whose, props.rate)});
+    found.push_back(
+        {converted,
+         fmt::format("The sound server plays {} at {:.6g} times its speed, so it resamples.", whose, props.rate),
+         withoutServer});
   std::vector<std::string> unknownNames;
   std::vector<std::string> controls;
   bool isFiltered = false;

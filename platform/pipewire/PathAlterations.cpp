@@ -35,15 +35,21 @@ std::string kilohertz(double rate) { return rate > 0 ? fmt::format("{:.6g} kHz",
 
 void checkRates(const PipeWireSink& sink, const PipeWireStreamFacts& stream, Alterations& found) {
   if (!sink.format)
-    found.push_back({unknown, "The sound server does not report the format that this device runs at."});
+    found.push_back({unknown, "The sound server does not report the format that this device runs at.",
+                     "Play the track again."_cure});
   else if (!sameRate(sink.format->rate, stream.clientRate))
-    found.push_back({converted, fmt::format("The sound server resamples the track from {} to the device's {}.",
-                                            kilohertz(stream.clientRate), kilohertz(sink.format->rate))});
+    found.push_back({converted,
+                     fmt::format("The sound server resamples the track from {} to the device's {}.",
+                                 kilohertz(stream.clientRate), kilohertz(sink.format->rate)),
+                     "Turn on Exclusive Access, or choose a device that has the track's rate."_cure});
   if (stream.graphRate == 0)
-    found.push_back({unknown, "The sound server does not report the rate that it mixes at."});
+    found.push_back(
+        {unknown, "The sound server does not report the rate that it mixes at.", "Play the track again."_cure});
   else if (!sameRate(stream.graphRate, stream.clientRate))
-    found.push_back({converted, fmt::format("The sound server mixes at {} and resamples the {} track.",
-                                            kilohertz(stream.graphRate), kilohertz(stream.clientRate))});
+    found.push_back({converted,
+                     fmt::format("The sound server mixes at {} and resamples the {} track.",
+                                 kilohertz(stream.graphRate), kilohertz(stream.clientRate)),
+                     "Turn on Exclusive Access, or close the programs that keep the server at that rate."_cure});
 }
 
 std::vector<std::string> namesOf(const std::vector<std::uint32_t>& positions) {
@@ -73,16 +79,20 @@ void checkChannels(const PipeWireFacts& facts, std::uint32_t sinkId, const PipeW
   const auto own = namesOf(stream.positions);
   const auto sinks = sink.format ? namesOf(sink.format->positions) : own;
   if (!haveTheSameChannels(own, sinks)) {
-    found.push_back({converted, fmt::format("The sound server mixes the track's channels ({}) into the device's ({}). "
-                                            "Choose a device or a card's profile that has the track's channels.",
-                                            listOf(own), listOf(sinks))});
+    found.push_back({converted,
+                     fmt::format("The sound server mixes the track's channels ({}) into the device's ({}).",
+                                 listOf(own), listOf(sinks)),
+                     "Choose a device or a card's profile that has the track's channels."_cure});
   } else if (!playsOn(facts, sinkId, stream.node)) {
-    found.push_back({unknown, "The sound server has not linked the player to this device."});
+    found.push_back({unknown, "The sound server has not linked the player to this device.",
+                     "Choose this device for the player in the sound server's mixer."_cure});
   } else if (!isLinkedStraight(facts, sinkId, stream.node, own, sinks)) {
-    found.push_back({converted, "A channel of the track is linked to another channel of the device, or to none."});
+    found.push_back({converted, "A channel of the track is linked to another channel of the device, or to none.",
+                     "Play the track again to have its channels linked anew."_cure});
   } else if (own.size() > 2 && areNumbered(sinks)) {
-    found.push_back(
-        {unknown, fmt::format("The device does not state which loudspeakers its {} channels are for.", sinks.size())});
+    found.push_back({unknown,
+                     fmt::format("The device does not state which loudspeakers its {} channels are for.", sinks.size()),
+                     "Turn on Exclusive Access to use the order that the device's driver reports."_cure});
   }
 }
 
@@ -128,13 +138,13 @@ void checkOrder(const PipeWireFacts& facts, const PipeWireSink& sink, Alteration
   if (isOrderAssumed(facts, sink, stated.size())) return;
   const std::string order = listOf(stated);
   if (mayKnowItsOrder(sink)) {
-    found.push_back({unknown, fmt::format("The sound server puts this device's channels in an unusual order ({}). Turn "
-                                          "on Exclusive Access to use the order that the device's driver reports.",
-                                          order)});
+    found.push_back({unknown,
+                     fmt::format("The sound server puts this device's channels in an unusual order ({}).", order),
+                     "Turn on Exclusive Access to use the order that the device's driver reports."_cure});
   } else {
-    found.push_back({converted, fmt::format("The sound server's settings put this device's channels in another order "
-                                            "({}). Remove audio.position from its settings.",
-                                            order)});
+    found.push_back(
+        {converted, fmt::format("The sound server's settings put this device's channels in another order ({}).", order),
+         "Remove audio.position from its settings."_cure});
   }
 }
 
@@ -147,45 +157,47 @@ void checkAssumedChannels(const PipeWireFacts& facts, const PipeWireSink& sink, 
   const bool isOfTheName = !sink.format || statedOrderOf(sink) != StatedOrder::unknown;
   if (!isOrderAssumed(facts, sink, channels) && isOfTheName) return;
   found.push_back(
-      {unknown, fmt::format("The sound server assumes which loudspeakers the device's {} channels are for. Turn on "
-                            "Exclusive Access to use the order that the device's driver reports.",
-                            channels)});
+      {unknown, fmt::format("The sound server assumes which loudspeakers the device's {} channels are for.", channels),
+       "Turn on Exclusive Access to use the order that the device's driver reports."_cure});
 }
 
 /// A sink that keeps another one's time is given more or fewer samples than were played.
 void checkClock(std::uint32_t sinkId, const PipeWireStreamFacts& stream, Alterations& found) {
   if (stream.clock == sinkId) return;
   if (stream.clock == 0)
-    found.push_back({unknown, "The sound server does not report whose clock this device follows."});
-  else
     found.push_back(
-        {converted,
-         "This device follows the clock of another device, so the sound server resamples. Unlink the player "
-         "from the other device."});
+        {unknown, "The sound server does not report whose clock this device follows.", "Play the track again."_cure});
+  else
+    found.push_back({converted, "This device follows the clock of another device, so the sound server resamples.",
+                     "Unlink the player from the other device."_cure});
 }
 
 void checkSinkLevels(const NodeProps& props, const PipeWireStreamFacts& stream, Alterations& found) {
   if (props.isMuted || props.isSoftMuted)
-    found.push_back({processed, "This device is muted in the sound server. Unmute it."});
+    found.push_back({processed, "This device is muted in the sound server.", "Unmute it."_cure});
   if (props.volumes.empty()) {
-    found.push_back({unknown, "The sound server does not report the volume of this device."});
+    found.push_back({unknown, "The sound server does not report the volume of this device.",
+                     "Turn on Exclusive Access, or choose another device."_cure});
     return;
   }
   std::vector<float> volumes = props.volumes;
   volumes.push_back(props.volume);
   if (!std::ranges::all_of(volumes, isFull)) {
-    found.push_back({processed, fmt::format("The sound server plays this device at {} volume, so samples are altered. "
-                                            "Set its volume to 100 %.",
-                                            volumePercent(farthest(volumes)))});
+    found.push_back({processed,
+                     fmt::format("The sound server plays this device at {} volume, so samples are altered.",
+                                 volumePercent(farthest(volumes))),
+                     "Set its volume to 100 %."_cure});
   } else if (!std::ranges::all_of(props.softVolumes, isFull)) {
-    found.push_back({processed, fmt::format("The sound server scales the samples to {} although this device's volume "
-                                            "is 100 %. Set the volume anew.",
-                                            volumePercent(farthest(props.softVolumes)))});
+    found.push_back({processed,
+                     fmt::format("The sound server scales the samples to {} although this device's volume is 100 %.",
+                                 volumePercent(farthest(props.softVolumes))),
+                     "Set the volume anew."_cure});
   } else if (std::fabs(stream.mixerDecibels.value_or(0)) > mixerTolerance) {
     // One of its stages may be no hardware: a volume that the system's sound library puts before the card.
-    found.push_back({processed, fmt::format("The card's mixer is at {:.1f} dB although the sound server shows 100 %. "
-                                            "Set the mixer to 0 dB.",
-                                            *stream.mixerDecibels)});
+    found.push_back(
+        {processed,
+         fmt::format("The card's mixer is at {:.1f} dB although the sound server shows 100 %.", *stream.mixerDecibels),
+         "Set the mixer to 0 dB."_cure});
   }
 }
 
@@ -199,8 +211,8 @@ void checkFilterProperty(const std::string& property, const NodeProps& props, st
   const bool isShown = std::ranges::any_of(
       props.settings, [](const auto& setting) { return isFilterSetting(setting.first) && !setting.second.empty(); });
   if (property.empty() || isShown) return;
-  found.push_back(
-      {unknown, fmt::format("A rule of the sound server asks for a filter on {} ({}). Remove it.", whose, property)});
+  found.push_back({unknown, fmt::format("A rule of the sound server asks for a filter on {} ({}).", whose, property),
+                   "Remove the rule."_cure});
 }
 
 /// What lies between the sink and the hardware.
@@ -208,69 +220,87 @@ void checkHardware(const PipeWireFacts& facts, const PipeWireSink& sink, Alterat
   if (transportOf(sink, cardOf(facts, sink)) == kAudioDeviceTransportTypeBluetooth) return;
   if (!sink.alsaCard && sink.alsaPath.empty()) {
     found.push_back({unknown,
-                     "It is a virtual device of the sound server, which may process samples before they reach "
-                     "any hardware. Choose the hardware itself."});
+                     "It is a virtual device of the sound server, which may process samples before they reach any "
+                     "hardware.",
+                     "Choose the hardware itself."_cure});
     return;
   }
   switch (alsaPathOf(sink.alsaPath)) {
     case AlsaPath::direct:
       return;
     case AlsaPath::rerouted:
-      found.push_back({converted, fmt::format("The system's sound library moves channels on the way to the card ({}). "
-                                              "Choose another profile of the card.",
-                                              sink.alsaPath)});
+      found.push_back(
+          {converted,
+           fmt::format("The system's sound library moves channels on the way to the card ({}).", sink.alsaPath),
+           "Choose another profile of the card."_cure});
       return;
     case AlsaPath::encoded:
-      found.push_back({converted, fmt::format("The system's sound library encodes the samples for the card ({}). "
-                                              "Choose another profile of the card.",
-                                              sink.alsaPath)});
+      found.push_back({converted,
+                       fmt::format("The system's sound library encodes the samples for the card ({}).", sink.alsaPath),
+                       "Choose another profile of the card."_cure});
       return;
     case AlsaPath::unknown:
       break;
   }
-  found.push_back(
-      {unknown, sink.alsaPath.empty()
-                    ? std::string("The sound server does not report how it opens the card.")
-                    : fmt::format("The sound server plays to \"{}\" of the system's sound library, which may "
-                                  "alter samples. Choose another profile of the card.",
-                                  sink.alsaPath)});
+  if (sink.alsaPath.empty()) {
+    found.push_back({unknown, "The sound server does not report how it opens the card.",
+                     "Turn on Exclusive Access to play to the card directly."_cure});
+  } else {
+    found.push_back(
+        {unknown,
+         fmt::format("The sound server plays to \"{}\" of the system's sound library, which may alter samples.",
+                     sink.alsaPath),
+         "Choose another profile of the card."_cure});
+  }
 }
 
 void checkOwnStream(const PipeWireFacts& facts, const PipeWireStreamFacts& stream, Alterations& found) {
   const auto own = facts.ownStreams.find(stream.node);
   if (own == facts.ownStreams.end() || !own->second.props) {
-    found.push_back({unknown, "The sound server does not report the settings of the player's stream."});
+    found.push_back({unknown, "The sound server does not report the settings of the player's stream.",
+                     "Turn on Exclusive Access, or play the track again."_cure});
     return;
   }
   const NodeProps& props = *own->second.props;
-  if (props.isSoftMuted) found.push_back({processed, "The sound server mutes the player's stream."});
+  if (props.isSoftMuted)
+    found.push_back({processed, "The sound server mutes the player's stream.",
+                     "Unmute the player in the sound server's mixer."_cure});
   if (!std::ranges::all_of(props.softVolumes, isFull))
-    found.push_back({processed, fmt::format("The sound server scales the samples of the player's stream to {}.",
-                                            volumePercent(farthest(props.softVolumes)))});
+    found.push_back({processed,
+                     fmt::format("The sound server scales the samples of the player's stream to {}.",
+                                 volumePercent(farthest(props.softVolumes))),
+                     "Set the player's volume in the sound server's mixer anew."_cure});
   append(settingAlterations(props, "the player's stream"), found);
   checkFilterProperty(own->second.filterProperty, props, "the player's stream", found);
 }
 
 void checkStreamLevels(const PipeWireStreamFacts& stream, Alterations& found) {
   if (stream.isMuted)
-    found.push_back({processed, "The player's stream is muted in the sound server's mixer. Unmute it."});
+    found.push_back({processed, "The player's stream is muted in the sound server's mixer.", "Unmute it."_cure});
   if (stream.volumes.empty())
-    found.push_back({unknown, "The sound server does not report the volume of the player's stream."});
+    found.push_back({unknown, "The sound server does not report the volume of the player's stream.",
+                     "Turn on Exclusive Access, or play the track again."_cure});
   else if (!std::ranges::all_of(stream.volumes, isFull))
-    found.push_back({processed, fmt::format("The player's stream is at {} in the sound server's mixer, so samples are "
-                                            "altered. Set it to 100 %.",
-                                            volumePercent(farthest(stream.volumes)))});
+    found.push_back({processed,
+                     fmt::format("The player's stream is at {} in the sound server's mixer, so samples are altered.",
+                                 volumePercent(farthest(stream.volumes))),
+                     "Set it to 100 %."_cure});
 }
 
 }  // namespace
 
+SampleAlteration withdrawnDevice() {
+  return {unknown, "The sound server has withdrawn this device.", "Connect it anew, or choose another device."_cure};
+}
+
 std::vector<SampleAlteration> alterationsOf(const PipeWireFacts& facts, std::uint32_t sinkId,
                                             const PipeWireStreamFacts& stream) {
   const auto entry = facts.sinks.find(sinkId);
-  if (entry == facts.sinks.end()) return {{unknown, "The sound server has withdrawn this device."}};
+  if (entry == facts.sinks.end()) return {withdrawnDevice()};
   const PipeWireSink& sink = entry->second;
   if (sink.state == PipeWireSink::State::error)
-    return {{unknown, fmt::format("The sound server reports that this device has failed: {}.", sink.error)}};
+    return {{unknown, fmt::format("The sound server reports that this device has failed ({}).", sink.error),
+             "Connect it anew, or choose another device."_cure}};
   Alterations found;
   checkRates(sink, stream, found);
   checkChannels(facts, sinkId, sink, stream, found);
@@ -284,7 +314,8 @@ std::vector<SampleAlteration> alterationsOf(const PipeWireFacts& facts, std::uin
   checkOwnStream(facts, stream, found);
   checkHardware(facts, sink, found);
   if (othersPlayOn(facts, sinkId, stream.node))
-    found.push_back({processed, "Another program plays on this device, so the sound server mixes both."});
+    found.push_back({processed, "Another program plays on this device, so the sound server mixes both.",
+                     "Stop the other program, or turn on Exclusive Access."_cure});
   return found;
 }
 

@@ -15,6 +15,9 @@ namespace tolvane {
 [[nodiscard]] std::vector<SampleAlteration> alterationsOf(const PipeWireFacts& facts, std::uint32_t sink,
                                                           const PipeWireStreamFacts& stream);
 
+/// The one alteration of a sink that the server has no more.
+[[nodiscard]] SampleAlteration withdrawnDevice();
+
 /// The details, one after another; for the log.
 [[nodiscard]] std::string detailsOf(const std::vector<SampleAlteration>& alterations);
 

@@ -126,7 +126,7 @@ std::vector<SampleAlteration> PipeWireAudioHardware::alterationsNow(const Device
   if (!direct_.hasProperty(device.direct, address)) return {};
   const auto reported = readProperty<std::vector<SampleAlteration>>(direct_, device.direct, address);
   if (reported) return *reported;
-  return {{SampleAlteration::Kind::unknown, "The card cannot report whether it alters samples."}};
+  return {SampleAlteration::unreadable()};
 }
 
 std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::sharedProperty(const Device& device,
@@ -213,7 +213,7 @@ OSStatus PipeWireAudioHardware::setNominalRate(Device& device, double rate) {
 std::vector<SampleAlteration> PipeWireAudioHardware::sharedAlterations(const Device& device) const {
   const PipeWireStream* playing = playingStream(device);
   if (playing == nullptr) return {};
-  if (!device.sink) return {{SampleAlteration::Kind::unknown, "The sound server has withdrawn this device."}};
+  if (!device.sink) return {withdrawnDevice()};
   PipeWireStreamFacts stream = playing->facts();
   stream.mixerDecibels =
       readProperty<double>(direct_, device.direct, outputAddress(kAudioDevicePropertyVolumeDecibels));

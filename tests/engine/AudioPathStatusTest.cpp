@@ -70,13 +70,14 @@ void physicalFormatAbsent(AudioPathFacts& f) {
   f.physicalFormatCompatible = false;  // as it is gathered
 }
 void isTurnedDown(AudioPathFacts& f) {
-  f.alterations.push_back({SampleAlteration::Kind::processed, "The volume is at 40 %."});
+  f.alterations.push_back({SampleAlteration::Kind::processed, "The volume is at 40 %.", "Set it to 100 %."_cure});
 }
 void isMixed(AudioPathFacts& f) {
-  f.alterations.push_back({SampleAlteration::Kind::converted, "The channels are mixed."});
+  f.alterations.push_back(
+      {SampleAlteration::Kind::converted, "The channels are mixed.", "Choose another device."_cure});
 }
 void isObscure(AudioPathFacts& f) {
-  f.alterations.push_back({SampleAlteration::Kind::unknown, "A setting is not known."});
+  f.alterations.push_back({SampleAlteration::Kind::unknown, "A setting is not known.", "Remove it."_cure});
 }
 void isMP3(AudioPathFacts& f) { f.isLossless = false, f.sourceLabel = "MP3"; }
 
@@ -134,34 +135,38 @@ const std::vector<Row> rows{
     {"4 before 6b", [](auto& f) { ratesDiffer(f), isTurnedDown(f); }, Kind::converted, "CONVERTED", anotherRate},
     {"6 before 6a", [](auto& f) { isMP3(f), isMixed(f); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
     {"6 before 6b", [](auto& f) { isMP3(f), isTurnedDown(f); }, Kind::directPCM, "DIRECT PCM", lossyMP3},
-    {"6a converted behind the unit", isMixed, Kind::converted, "CONVERTED", "The channels are mixed."},
+    {"6a converted behind the unit", isMixed, Kind::converted, "CONVERTED",
+     "The channels are mixed. Choose another device."},
     {"6a before 6b", [](auto& f) { isTurnedDown(f), isMixed(f); }, Kind::converted, "CONVERTED",
-     "The channels are mixed. The volume is at 40 %."},
+     "The channels are mixed. Choose another device. The volume is at 40 %. Set it to 100 %."},
     {"6a before 9", [](auto& f) { isMixed(f), f.physicalFormatCompatible = false; }, Kind::converted, "CONVERTED",
-     "The channels are mixed."},
-    {"6b processed behind the unit", isTurnedDown, Kind::processed, "DSP ACTIVE", "The volume is at 40 %."},
+     "The channels are mixed. Choose another device."},
+    {"6b processed behind the unit", isTurnedDown, Kind::processed, "DSP ACTIVE",
+     "The volume is at 40 %. Set it to 100 %."},
     {"6b behind a unit that is exclusive", [](auto& f) { exclusiveOwned(f), isTurnedDown(f); }, Kind::processed,
-     "DSP ACTIVE", "The volume is at 40 %."},
+     "DSP ACTIVE", "The volume is at 40 %. Set it to 100 %."},
     {"6b every reason is given", [](auto& f) { isObscure(f), isTurnedDown(f), isTurnedDown(f); }, Kind::processed,
-     "DSP ACTIVE", "The volume is at 40 %. The volume is at 40 %. A setting is not known."},
+     "DSP ACTIVE",
+     "The volume is at 40 %. Set it to 100 %. The volume is at 40 %. Set it to 100 %. A setting is not known. Remove "
+     "it."},
     {"6b before 7", [](auto& f) { isTurnedDown(f), physicalFormatAbsent(f); }, Kind::processed, "DSP ACTIVE",
-     "The volume is at 40 %."},
+     "The volume is at 40 %. Set it to 100 %."},
     {"6b before 8", [](auto& f) { isTurnedDown(f), physicalFormatAbsent(f), exclusiveNotOwned(f); }, Kind::processed,
-     "DSP ACTIVE", "The volume is at 40 %."},
+     "DSP ACTIVE", "The volume is at 40 %. Set it to 100 %."},
     {"7 an unknown alteration", isObscure, Kind::directPCM, "DIRECT PCM",
      "Shared device access is active and the sample rate matches, but not every stage on the way to the device is "
-     "known to keep the samples. A setting is not known."},
+     "known to keep the samples. A setting is not known. Remove it."},
     {"9 before 7 by an unknown alteration", [](auto& f) { isObscure(f), f.physicalFormatCompatible = false; },
-     Kind::converted, "CONVERTED", narrowDevice + " A setting is not known."},
+     Kind::converted, "CONVERTED", narrowDevice + " A setting is not known. Remove it."},
     {"9 before 8 by an unknown alteration",
      [](auto& f) { isObscure(f), exclusiveNotOwned(f), f.physicalFormatCompatible = false; }, Kind::converted,
-     "CONVERTED", narrowDevice + " A setting is not known."},
+     "CONVERTED", narrowDevice + " A setting is not known. Remove it."},
     {"7 an unknown alteration before 12", [](auto& f) { isObscure(f), exclusiveOwned(f); }, Kind::directPCM,
      "DIRECT PCM",
      "Exclusive Access is active and the sample rate matches, but not every stage on the way to the device is "
-     "known to keep the samples. A setting is not known."},
+     "known to keep the samples. A setting is not known. Remove it."},
     {"8 an unknown alteration before 10", [](auto& f) { isObscure(f), exclusiveNotOwned(f); }, Kind::directPCM,
-     "DIRECT PCM", retained + " A setting is not known."},
+     "DIRECT PCM", retained + " A setting is not known. Remove it."},
     {"7 no physical format, shared", [](auto& f) { physicalFormatAbsent(f); }, Kind::directPCM, "DIRECT PCM",
      "Shared device access is active and the sample rate matches, but the device does not expose its physical stream "
      "format."},
@@ -255,9 +260,9 @@ struct Circumstances {
 
   [[nodiscard]] std::vector<SampleAlteration> alterations() const {
     std::vector<SampleAlteration> all;
-    if (isObscured) all.push_back({SampleAlteration::Kind::unknown, "U."});
-    if (isProcessed) all.push_back({SampleAlteration::Kind::processed, "P."});
-    if (isConverted) all.push_back({SampleAlteration::Kind::converted, "C."});
+    if (isObscured) all.push_back({SampleAlteration::Kind::unknown, "U.", "Undo."_cure});
+    if (isProcessed) all.push_back({SampleAlteration::Kind::processed, "P.", "Undo."_cure});
+    if (isConverted) all.push_back({SampleAlteration::Kind::converted, "C.", "Undo."_cure});
     return all;
   }
 
@@ -299,8 +304,8 @@ const std::vector<PrioritisedRow> prioritisedRows{
       "The track is 44.1 kHz, but the device reports {}. Core Audio sample-rate conversion may be active."}},
     {"5", [](auto& c) { return !c.clientMatches; }, {Kind::converted, "CONVERTED", anotherClientFormat}},
     {"6", [](auto& c) { return !c.isLossless; }, {Kind::directPCM, "DIRECT PCM", lossyMP3}},
-    {"6a", [](auto& c) { return c.isConverted; }, {Kind::converted, "CONVERTED", "C.[]"}},
-    {"6b", [](auto& c) { return c.isProcessed; }, {Kind::processed, "DSP ACTIVE", "P.[]"}},
+    {"6a", [](auto& c) { return c.isConverted; }, {Kind::converted, "CONVERTED", "C. Undo.[]"}},
+    {"6b", [](auto& c) { return c.isProcessed; }, {Kind::processed, "DSP ACTIVE", "P. Undo.[]"}},
     {"9",
      [](auto& c) { return c.formatIsKnown && !c.formatCarries; },
      {Kind::converted, "CONVERTED", narrowDevice + "[]"}},
@@ -362,8 +367,8 @@ std::vector<Circumstances> everyCombination() {
 /// What follows the reason that decides.
 std::string lesserDetails(const Circumstances& circumstances, Kind deciding) {
   std::string details;
-  if (deciding == Kind::converted && circumstances.isProcessed) details += " P.";
-  if (circumstances.isObscured) details += " U.";
+  if (deciding == Kind::converted && circumstances.isProcessed) details += " P. Undo.";
+  if (circumstances.isObscured) details += " U. Undo.";
   return details;
 }
 

@@ -94,7 +94,8 @@ TEST_F(ChannelPathTest, AMissingLoudspeakerIsAConversion) {
   player->setOutputDevice(addCard({{frontLeft, frontRight, lowFrequency, topCentre, rearLeft, rearRight}}));
   player->play(addConstants("/track.wav", wave51));
   EXPECT_EQ(path().label, "CONVERTED");
-  EXPECT_EQ(path().detail, "The track has a centre channel, but the device has no loudspeaker for it.");
+  EXPECT_EQ(path().detail,
+            "The track has a centre channel, but the device has no loudspeaker for it. Choose a device that has one.");
 }
 
 TEST_F(ChannelPathTest, ATrackThatDoesNotStateItsPositionsIsNeverBitPerfect) {
@@ -102,7 +103,9 @@ TEST_F(ChannelPathTest, ATrackThatDoesNotStateItsPositionsIsNeverBitPerfect) {
   player->setOutputDevice(id);
   player->play(addConstants("/track.wav", usualLayout(6)));
   EXPECT_EQ(path().label, "DIRECT PCM");
-  EXPECT_TRUE(path().detail.ends_with("The track does not state which loudspeakers its 6 channels are meant for."))
+  EXPECT_TRUE(
+      path().detail.ends_with("The track does not state which loudspeakers its 6 channels are meant for. Save it in a "
+                              "format that does, such as FLAC."))
       << path().detail;
   EXPECT_EQ(firstFrame(id, 6), (std::vector<std::uint32_t>{100, 200, 500, 600, 300, 400}));
 }
@@ -112,7 +115,8 @@ TEST_F(ChannelPathTest, ADeviceThatDoesNotStateItsPositionsIsNeverBitPerfect) {
   player->setOutputDevice(id);
   player->play(addConstants("/track.wav", wave51));
   EXPECT_EQ(path().label, "DIRECT PCM");
-  EXPECT_TRUE(path().detail.ends_with("The device does not state which loudspeakers its 6 channels are for."))
+  EXPECT_TRUE(path().detail.ends_with(
+      "The device does not state which loudspeakers its 6 channels are for. Choose a device whose driver states them."))
       << path().detail;
   EXPECT_EQ(firstFrame(id, 6), (std::vector<std::uint32_t>{100, 200, 300, 400, 500, 600}));
 }
@@ -130,9 +134,10 @@ TEST_F(ChannelPathTest, TooFewBitsAreAConversionWhateverIsKnownOfThePositions) {
     player->setOutputDevice(addCard(isTrackSilent ? card51 : unknownLayout(6)));
     player->play(FileURL("/deep.wav"));
     EXPECT_EQ(path().label, "CONVERTED");
-    EXPECT_EQ(path().detail,
-              narrow + (isTrackSilent ? " The track does not state which loudspeakers its 6 channels are meant for."
-                                      : " The device does not state which loudspeakers its 6 channels are for."));
+    EXPECT_EQ(path().detail, narrow + (isTrackSilent ? " The track does not state which loudspeakers its 6 channels "
+                                                       "are meant for. Save it in a format that does, such as FLAC."
+                                                     : " The device does not state which loudspeakers its 6 channels "
+                                                       "are for. Choose a device whose driver states them."));
     player->stop();
   }
 }

@@ -82,19 +82,21 @@ TEST_F(ObservedPropertiesTest, AnAlterationBehindTheUnitMakesANewVerdictAndNoRec
   advance(1s);
   using enum SampleAlteration::Kind;
   EXPECT_EQ(path().label, "BIT-PERFECT");
-  device(id).setAlterations({{processed, "The volume is at 40 %."}});
+  device(id).setAlterations({{processed, "The volume is at 40 %.", "Set it to 100 %."_cure}});
   advance(0ms);
-  EXPECT_EQ(path(), (AudioPathStatus{PathKind::processed, "DSP ACTIVE", "The volume is at 40 %."}));
-  device(id).setAlterations({{processed, "The volume is at 40 %."}, {converted, "The channels are mixed."}});
+  EXPECT_EQ(path(), (AudioPathStatus{PathKind::processed, "DSP ACTIVE", "The volume is at 40 %. Set it to 100 %."}));
+  device(id).setAlterations({{processed, "The volume is at 40 %.", "Set it to 100 %."_cure},
+                             {converted, "The channels are mixed.", "Choose another device."_cure}});
   advance(0ms);
-  EXPECT_EQ(path(),
-            (AudioPathStatus{PathKind::converted, "CONVERTED", "The channels are mixed. The volume is at 40 %."}));
-  device(id).setAlterations({{unknown, "The server has a setting that the player does not know."}});
+  EXPECT_EQ(path(), (AudioPathStatus{
+                        PathKind::converted, "CONVERTED",
+                        "The channels are mixed. Choose another device. The volume is at 40 %. Set it to 100 %."}));
+  device(id).setAlterations({{unknown, "The server has a setting that the player does not know.", "Remove it."_cure}});
   advance(0ms);
   EXPECT_EQ(path(), (AudioPathStatus{PathKind::directPCM, "DIRECT PCM",
                                      "Shared device access is active and the sample rate matches, but not every stage "
                                      "on the way to the device is known to keep the samples. The server has a setting "
-                                     "that the player does not know."}));
+                                     "that the player does not know. Remove it."}));
   device(id).setAlterations({});
   advance(0ms);
   EXPECT_EQ(path().label, "BIT-PERFECT");
@@ -111,15 +113,19 @@ TEST_F(ObservedPropertiesTest, AlterationsThatCannotBeReadAreNotTakenForNone) {
   device(id).notifyAbout(kAudioDevicePropertyProcessingIsActive);
   advance(0ms);
   EXPECT_EQ(path().label, "DIRECT PCM");
-  EXPECT_TRUE(path().detail.ends_with("The device cannot report whether it alters samples.")) << path().detail;
+  EXPECT_TRUE(path().detail.ends_with("The device cannot report whether it alters samples. Play the track again."))
+      << path().detail;
 }
 
 TEST_F(ObservedPropertiesTest, ProcessingThatIsAnnouncedAndNotDescribedIsNotTakenForNone) {
-  device(id).script().alterations = std::vector<SampleAlteration>{{SampleAlteration::Kind::processed, "Gain."}};
+  device(id).script().alterations =
+      std::vector<SampleAlteration>{{SampleAlteration::Kind::processed, "Gain.", "Remove it."_cure}};
   device(id).script().properties.missing = {kAudioDevicePropertySampleAlterations};
   player->play(track);
   EXPECT_EQ(path().label, "DIRECT PCM");
-  EXPECT_TRUE(path().detail.ends_with("The device processes samples and does not report how.")) << path().detail;
+  EXPECT_TRUE(path().detail.ends_with(
+      "The device processes samples and does not report how. Turn its processing off, or choose another device."))
+      << path().detail;
 }
 
 TEST_F(ObservedPropertiesTest, PropertiesThatAreMissingAreNotObserved) {

@@ -85,7 +85,8 @@ std::vector<SampleAlteration> CampaignWorld::drawAlterations() {
   using Kind = SampleAlteration::Kind;
   std::vector<SampleAlteration> alterations;
   for (std::uint64_t i = 0; i < 1 + random.below(2); ++i)
-    alterations.push_back({random.pick(std::array{Kind::processed, Kind::converted, Kind::unknown}), "Altered."});
+    alterations.push_back(
+        {random.pick(std::array{Kind::processed, Kind::converted, Kind::unknown}), "Altered.", "Restore."_cure});
   return alterations;
 }
 

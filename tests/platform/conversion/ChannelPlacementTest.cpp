@@ -62,19 +62,23 @@ TEST(ChannelPlacement, namesTheLoudspeakerThatIsMissing) {
   EXPECT_EQ(placeChannels(wave51, withoutCentre).unplaced, (std::vector<std::size_t>{2}));
   EXPECT_EQ(placementAlteration(wave51, withoutCentre),
             (SampleAlteration{SampleAlteration::Kind::converted,
-                              "The track has a centre channel, but the device has no loudspeaker for it."}));
+                              "The track has a centre channel, but the device has no loudspeaker for it.",
+                              "Choose a device that has one."_cure}));
   EXPECT_EQ(placementAlteration(layoutOfMask(0x107, 4), layoutOfMask(0x33, 4)),
             (SampleAlteration{SampleAlteration::Kind::converted,
-                              "The device has no loudspeakers for 2 channels of the track: centre, rear centre."}));
+                              "The device has no loudspeakers for 2 channels of the track: centre, rear centre.",
+                              "Choose a device that has them."_cure}));
 }
 
 TEST(ChannelPlacement, saysThatChannelsAreMixedDown) {
-  EXPECT_EQ(placementAlteration(wave51, usualLayout(2)),
-            (SampleAlteration{SampleAlteration::Kind::converted,
-                              "The track's 6 channels are mixed down to the device's 2."}));
-  EXPECT_EQ(placementAlteration(usualLayout(2), usualLayout(1)),
-            (SampleAlteration{SampleAlteration::Kind::converted,
-                              "The track's 2 channels are mixed down to the device's 1."}));
+  EXPECT_EQ(
+      placementAlteration(wave51, usualLayout(2)),
+      (SampleAlteration{SampleAlteration::Kind::converted, "The track's 6 channels are mixed down to the device's 2.",
+                        "Choose a device that has as many channels."_cure}));
+  EXPECT_EQ(
+      placementAlteration(usualLayout(2), usualLayout(1)),
+      (SampleAlteration{SampleAlteration::Kind::converted, "The track's 2 channels are mixed down to the device's 1.",
+                        "Choose a device that has as many channels."_cure}));
 }
 
 TEST(ChannelPlacement, keepsTheOrderWhereADeviceStatesNothing) {
@@ -82,14 +86,16 @@ TEST(ChannelPlacement, keepsTheOrderWhereADeviceStatesNothing) {
   EXPECT_EQ(placement.sourceOf, (Order{0, 1, 2, 3, 4, 5}));
   EXPECT_EQ(placementAlteration(wave51, unknownLayout(6)),
             (SampleAlteration{SampleAlteration::Kind::unknown,
-                              "The device does not state which loudspeakers its 6 channels are for."}));
+                              "The device does not state which loudspeakers its 6 channels are for.",
+                              "Choose a device whose driver states them."_cure}));
 }
 
 TEST(ChannelPlacement, assumesTheUsualOrderWhereATrackStatesNothing) {
   EXPECT_EQ(placeChannels(usualLayout(6), card51).sourceOf, (Order{0, 1, 4, 5, 2, 3}));
   EXPECT_EQ(placementAlteration(usualLayout(6), card51),
             (SampleAlteration{SampleAlteration::Kind::unknown,
-                              "The track does not state which loudspeakers its 6 channels are meant for."}));
+                              "The track does not state which loudspeakers its 6 channels are meant for.",
+                              "Save it in a format that does, such as FLAC."_cure}));
 }
 
 TEST(ChannelPlacement, placesUnknownChannelsOnWhatIsLeftAndIsNotCertain) {

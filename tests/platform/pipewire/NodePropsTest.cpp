@@ -97,7 +97,8 @@ TEST(Settings, ThatAreNotKnownMakeOneSentence) {
   const auto found = alterations({{"a", ""}, {"b", ""}, {"c", ""}, {"d", ""}, {"e", ""}});
   ASSERT_EQ(found.size(), 1U);
   EXPECT_EQ(found[0].detail,
-            "The sound server has settings for this device that the player does not know: a, b, c and 2 more.");
+            "The sound server has settings for this device that the player does not know: a, b, c and 2 more. Turn "
+            "on Exclusive Access to play without the sound server.");
 }
 
 TEST(Settings, OfAFilterAreNotListedBesideIt) {
@@ -122,7 +123,9 @@ TEST(NodeProps, WithoutSettingsAreAnAlteration) {
   const auto found = settingAlterations(NodeProps(), "this device");
   ASSERT_EQ(found.size(), 1U);
   EXPECT_EQ(found[0].kind, unknown);
-  EXPECT_EQ(found[0].detail, "The sound server does not report the settings of this device.");
+  EXPECT_EQ(found[0].detail,
+            "The sound server does not report the settings of this device. Turn on Exclusive Access to play "
+            "without the sound server.");
 }
 
 TEST(NodeProps, ThatAreNotKnownOrCannotBeReadAreAnAlteration) {

@@ -7,46 +7,16 @@
 #include <utility>
 
 #include "platform/pipewire/SpaParameters.h"
-#include "tests/platform/pipewire/NeutralSettings.h"
+#include "tests/platform/pipewire/NeutralPath.h"
 
 namespace tolvane {
 namespace {
 
+using namespace test::path;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using enum SampleAlteration::Kind;
 using Kind = SampleAlteration::Kind;
-
-constexpr std::uint32_t sinkId = 40;
-constexpr std::uint32_t ownNode = 70;
-
-/// The server's numbers.
-enum Speaker : std::uint32_t { MONO = 2, FL, FR, FC, LFE, SL, SR, RL = 12, RR, AUX0 = 0x1000, AUX1, AUX2 };
-
-/// A stream at 44.1 kHz that nothing alters, and its sink.
-struct NeutralPath {
-  PipeWireFacts facts;
-  PipeWireStreamFacts stream;
-
-  NeutralPath() {
-    PipeWireSink& sink = facts.sinks[sinkId];
-    sink.state = PipeWireSink::State::running;
-    sink.format = PipeWireFormat{44100, 2, {3, 4}};
-    sink.props.volumes = {1, 1};
-    sink.props.settings = test::settingsOf14();
-    sink.alsaCard = 0;
-    sink.alsaPath = "front:0";
-    NodeProps own;
-    own.settings = test::settingsOf0365();
-    facts.ownStreams[ownNode].props = own;
-    facts.ports = {{71, {ownNode, "FL"}}, {72, {ownNode, "FR"}}, {41, {sinkId, "FL"}}, {42, {sinkId, "FR"}}};
-    facts.links[90] = {ownNode, sinkId, true, 71, 41};
-    facts.links[91] = {ownNode, sinkId, true, 72, 42};
-    stream = {ownNode, 44100, 44100, {3, 4}, {1, 1, 1}, false, sinkId, std::nullopt};
-  }
-  PipeWireSink& sink() { return facts.sinks[sinkId]; }
-  [[nodiscard]] std::vector<SampleAlteration> alterations() const { return alterationsOf(facts, sinkId, stream); }
-};
 
 struct AlterationRow {
   Kind kind;
@@ -72,7 +42,7 @@ TEST(PathAlterations, AreNoneOnANeutralPath) { EXPECT_THAT(NeutralPath().alterat
 
 TEST(PathAlterations, NameASinkThatHasGoneOrFailed) {
   expectEach({{unknown, "withdrawn this device", [](auto& path) { path.facts.sinks.clear(); }},
-              {unknown, "has failed: busy.", [](auto& path) {
+              {unknown, "has failed (busy).", [](auto& path) {
                  path.sink().state = PipeWireSink::State::error;
                  path.sink().error = "busy";
                }}});
@@ -213,24 +183,6 @@ TEST(PathAlterations, NameWhatLiesBetweenTheSinkAndTheCard) {
   });
 }
 
-/// A stream with these channels to a sink with those, each linked to the port of the name beside it.
-NeutralPath linked(const std::vector<std::uint32_t>& own, const std::vector<std::uint32_t>& sinks,
-                   const std::vector<std::pair<std::string, std::string>>& links) {
-  NeutralPath path;
-  path.stream.positions = own;
-  path.sink().format = PipeWireFormat{44100, static_cast<std::uint32_t>(sinks.size()), sinks};
-  path.facts.ports.clear();
-  path.facts.links.clear();
-  std::uint32_t id = 100;
-  for (const auto& [from, to] : links) {
-    path.facts.ports[id] = {ownNode, from};
-    path.facts.ports[id + 1] = {sinkId, to};
-    path.facts.links[id + 2] = {ownNode, sinkId, true, id, id + 1};
-    id += 3;
-  }
-  return path;
-}
-
 TEST(PathAlterations, AreNoneWhereTheTrackOnlyHasItsChannelsInAnotherOrder) {
   auto byName = linked({FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE},
                        {{"FL", "FL"}, {"FR", "FR"}, {"FC", "FC"}, {"LFE", "LFE"}, {"RL", "RL"}, {"RR", "RR"}});
@@ -293,18 +245,6 @@ TEST(PathAlterations, NameAnOrderOfChannelsBeyondStereoThatIsAssumed) {
     stereo.facts.cards[50].bus = "usb";
     EXPECT_EQ(detailsOf(stereo.alterations()), "") << name;
   }
-}
-
-/// A card on `bus` whose PCM is opened by this name, with these channels, each played by the track and linked to
-/// itself.
-NeutralPath openedAs(const char* bus, const char* name, const std::vector<std::uint32_t>& channels) {
-  std::vector<std::pair<std::string, std::string>> links;
-  for (const std::uint32_t channel : channels) links.emplace_back(channelName(channel), channelName(channel));
-  auto path = linked(channels, channels, links);
-  path.sink().card = 50;
-  path.sink().alsaPath = name;
-  path.facts.cards[50].bus = bus;
-  return path;
 }
 
 TEST(PathAlterations, AreNoneWhereChannelsHaveTheOrderOfTheName) {
@@ -424,7 +364,10 @@ TEST(PathAlterations, NameNumberedChannelsBeyondStereo) {
       linked({FL, FR, FC}, {AUX0, AUX1, AUX2}, {{"FL", "AUX0"}, {"FR", "AUX1"}, {"FC", "AUX2"}}).alterations();
   ASSERT_THAT(found, testing::SizeIs(1));
   EXPECT_EQ(found[0].kind, unknown);
-  EXPECT_EQ(found[0].detail, "The device does not state which loudspeakers its 3 channels are for.");
+  EXPECT_EQ(
+      found[0].detail,
+      "The device does not state which loudspeakers its 3 channels are for. Turn on Exclusive Access to use the order "
+      "that the device's driver reports.");
 }
 
 TEST(PathAlterations, NameAnotherProgramOnTheSink) {

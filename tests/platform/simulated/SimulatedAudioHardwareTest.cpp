@@ -140,7 +140,7 @@ TEST_F(SimulatedAudioHardwareTest, alterationsBehindTheUnitsAreReportedOnlyWhere
   };
   EXPECT_EQ(processing(), AudioPropertyValue(0U));
   EXPECT_EQ(alterations(), AudioPropertyValue(Alterations{}));
-  const Alterations muted = {{SampleAlteration::Kind::processed, "The device is muted."}};
+  const Alterations muted = {{SampleAlteration::Kind::processed, "The device is muted.", "Unmute it."_cure}};
   hardware_.device(telling).setAlterations(muted);
   hardware_.device(telling).setAlterations(muted);
   loop_.advance(0ms);

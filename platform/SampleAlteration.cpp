@@ -1,0 +1,33 @@
+#include "platform/SampleAlteration.h"
+
+#include "platform/PrintableText.h"
+
+namespace tolvane {
+namespace {
+
+/// What other programs have named or set may be of any length; the longest fact of usual names is half as long.
+constexpr std::size_t longestFact = 1000;  // bytes
+
+std::string_view cutBetweenCharacters(std::string_view text, std::size_t most) {
+  std::size_t length = 0;
+  while (length < text.size()) {
+    const std::size_t next = length + firstCharacter(text.substr(length)).length;
+    if (next > most) break;
+    length = next;
+  }
+  return text.substr(0, length);
+}
+
+}  // namespace
+
+SampleAlteration::SampleAlteration(Kind itsKind, std::string_view fact, Cure cure)
+    : kind(itsKind), detail(printableText(cutBetweenCharacters(fact, longestFact))) {
+  if (fact.size() > longestFact) detail += "…";
+  (detail += ' ') += cure.sentence();
+}
+
+SampleAlteration SampleAlteration::unreadable() {
+  return {Kind::unknown, "The device cannot report whether it alters samples.", "Play the track again."_cure};
+}
+
+}  // namespace tolvane
