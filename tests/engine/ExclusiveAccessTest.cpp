@@ -1,3 +1,5 @@
+#include <limits>
+
 #include "tests/engine/PlayerFixture.h"
 
 namespace tolvane {
@@ -178,16 +180,23 @@ TEST_F(ExclusiveAccessTest, SaysWithinHowManyMinutesADeviceIsTriedAgain) {
                                       {479.5, "8 minutes"},
                                       {420.5, "8 minutes"},
                                       {420.0, "7 minutes"},
+                                      {120.01, "3 minutes"},
+                                      {120.0, "2 minutes"},
                                       {60.5, "2 minutes"},
+                                      {60.01, "2 minutes"},
                                       {60.0, "a minute"},
-                                      {0.5, "a minute"}}) {
+                                      {59.99, "a minute"},
+                                      {0.5, "a minute"},
+                                      {1e-9, "a minute"}}) {
     device(id).script().hogPause = seconds;
     advance(500ms);
     EXPECT_EQ(exclusive(), waiting(time)) << seconds;
   }
-  device(id).script().hogPause = 0;
-  advance(500ms);
-  EXPECT_EQ(exclusive(), (ExclusiveAccessStatus{ExclusiveKind::lost, released}));
+  for (const double over : {0.0, -0.5, std::numeric_limits<double>::quiet_NaN()}) {
+    device(id).script().hogPause = over;
+    advance(500ms);
+    EXPECT_EQ(exclusive(), (ExclusiveAccessStatus{ExclusiveKind::lost, released})) << over;
+  }
   device(id).script().hogPause = 480;
   device(id).setHogOwner(otherProcess);
   advance(500ms);
