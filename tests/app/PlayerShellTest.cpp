@@ -1,6 +1,7 @@
 #include "app/PlayerShell.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <QDBusPendingCallWatcher>
 #include <QDeadlineTimer>
@@ -8,12 +9,18 @@
 #include <QTimer>
 #include <QWindow>
 #include <array>
+#include <climits>
+#include <filesystem>
 #include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
 
 #include "app/shell/WindowSize.h"
 #include "session/SettingsProxy.h"
 #include "tests/app/dbus/BusFixture.h"
 #include "tests/session/SessionFixture.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace tolvane {
 namespace {
@@ -126,6 +133,120 @@ TEST_F(Shell, MayEndBeforeItsWindow) {
   EXPECT_TRUE(window->close());
 }
 
+class ShellWithABus : public Shell {
+ protected:
+  ShellWithABus() {
+    shell.reset();
+    shell.emplace(service, ApplicationIdentity::player(),
+                  PlayerShell::Parts{.session = proxy,
+                                     .sources = sources,
+                                     .defaults = settings,
+                                     .runLoop = runLoop,
+                                     .window = *window,
+                                     .background = [](const BackgroundWork& work) { work(); }});
+    settle();
+  }
+  ~ShellWithABus() override {
+    shell.reset();
+    QDBusConnection::disconnectFromBus(QStringLiteral("client"));
+    QDBusConnection::disconnectFromBus(QStringLiteral("service"));
+  }
+
+  /// From outside; the player's answer.
+  QDBusMessage call(const char* path, const char* interface, const char* method, const QVariantList& arguments) {
+    auto message = QDBusMessage::createMethodCall(service.baseService(), QLatin1String(path), QLatin1String(interface),
+                                                  QLatin1String(method));
+    message.setArguments(arguments);
+    const QDBusPendingCallWatcher watcher(client.asyncCall(message));
+    QTimer wake;
+    wake.start(10);
+    const QDeadlineTimer limit(60'000);  // only a player that has lost its bus comes near it
+    while (!watcher.isFinished() && !limit.hasExpired()) {
+      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+      runLoop.runUntilIdle();
+    }
+    settle();
+    return watcher.reply();
+  }
+  QDBusMessage openURI(const std::string& path) {
+    return call("/org/mpris/MediaPlayer2", "org.mpris.MediaPlayer2.Player", "OpenUri",
+                {QString::fromStdString(FileURL(path).absoluteString())});
+  }
+  QDBusMessage openFile(const std::string& path) {
+    return call("/org/tolvane/Player", "org.freedesktop.Application", "Open",
+                {QStringList(QString::fromStdString(FileURL(path).absoluteString())), QVariantMap()});
+  }
+
+  test::PrivateBus bus;
+  QDBusConnection service = bus.connect(QStringLiteral("service"));
+  QDBusConnection client = bus.connect(QStringLiteral("client"));
+};
+
+/// Names of a track, at which there is none.
+std::vector<std::string> pathsWithoutAFile(const test::TemporaryFolder& folder) {
+  const auto at = [&](const std::string& name) { return (folder.path() / name).string(); };
+  std::filesystem::create_directory(at("folder.wav"));
+  EXPECT_EQ(::mkfifo(at("pipe.wav").c_str(), 0600), 0);
+  std::filesystem::create_symlink(at("nothing.wav"), at("link to nothing.wav"));
+  std::filesystem::create_symlink(at("link in a circle.wav"), at("link in a circle.wav"));
+  std::filesystem::create_symlink(at("pipe.wav"), at("link to a pipe.wav"));
+  folder.write("file.wav", "RIFF");
+  const std::string longest(PATH_MAX - 1 - std::string_view("/.wav").size(), 'a');
+  std::string deep = folder.path().string();
+  while (deep.size() + 3 + std::string_view("/.wav").size() < PATH_MAX) deep += "/.";
+  return {at("missing.wav"),
+          at("folder.wav"),
+          at("pipe.wav"),
+          at("link to nothing.wav"),
+          at("link in a circle.wav"),
+          at("link to a pipe.wav"),
+          at("file.wav/track.wav"),
+          at(std::string(256, 'a') + ".wav"),
+          "/dev/null",
+          "/dev/null.wav",
+          deep + "/.wav",
+          '/' + longest + ".wav",
+          '/' + longest + "a.wav",
+          '/' + std::string(70'000, 'a') + ".wav"};
+}
+
+TEST_F(ShellWithABus, KeepsPlaylistAndMusicWhereThereIsNoFileToOpen) {
+  const test::TemporaryFolder folder;
+  load(2);
+  session.togglePausePlayback();
+  advance(1);
+  settle();
+  defaults.forgetWrites();
+  int refused = 0;
+  std::error_code none;
+  for (const std::string& path : pathsWithoutAFile(folder)) {
+    const auto answer = openURI(path);
+    EXPECT_EQ(answer.type(), QDBusMessage::ErrorMessage) << path.substr(0, 100);
+    EXPECT_FALSE(answer.errorMessage().isEmpty());
+    refused += answer.type() == QDBusMessage::ErrorMessage ? 1 : 0;
+    // Opening shows the window, whatever the files are; a link that is handed over is taken as it is.
+    if (!std::filesystem::is_symlink(path, none)) (void)openFile(path);
+    ASSERT_EQ(order(), (std::vector{1, 2})) << path.substr(0, 100);
+    ASSERT_EQ(proxy.state().tracks.size(), 2U);
+    ASSERT_TRUE(isPlaying());
+  }
+  EXPECT_EQ(refused, 14);
+  EXPECT_THAT(defaults.writes(), testing::Not(Contains("TolvanePlayer.SavedPlaylist")));
+  EXPECT_EQ(index(), 0);
+}
+
+TEST_F(ShellWithABus, OpensAFileThatIsThere) {
+  const test::TemporaryFolder folder;
+  load(2);
+  const FileURL file = folder.write("track.wav", "RIFF");
+  EXPECT_EQ(openURI(file.path()).type(), QDBusMessage::ReplyMessage);
+  EXPECT_EQ(session.fileURLs(), std::vector{file});
+  load(2);
+  std::filesystem::create_symlink(file.path(), folder.path() / "link.wav");
+  EXPECT_EQ(openURI((folder.path() / "link.wav").string()).type(), QDBusMessage::ReplyMessage);
+  EXPECT_EQ(session.fileURLs(), std::vector{folder.url("link.wav")});
+}
+
 /// One of the ways in which the desktop asks for the window.
 struct WayBack {
   const char* name;
@@ -135,22 +256,8 @@ struct WayBack {
   QVariantList arguments;
 };
 
-class ShellOnTheBus : public Shell, public testing::WithParamInterface<WayBack> {
+class ShellOnTheBus : public ShellWithABus, public testing::WithParamInterface<WayBack> {
  protected:
-  ShellOnTheBus() {
-    shell.reset();
-    shell.emplace(
-        service, ApplicationIdentity::player(),
-        PlayerShell::Parts{
-            .session = proxy, .sources = sources, .defaults = settings, .runLoop = runLoop, .window = *window});
-    settle();
-  }
-  ~ShellOnTheBus() override {
-    shell.reset();
-    QDBusConnection::disconnectFromBus(QStringLiteral("client"));
-    QDBusConnection::disconnectFromBus(QStringLiteral("service"));
-  }
-
   void close() {
     EXPECT_FALSE(window->close());
     settle();
@@ -159,24 +266,9 @@ class ShellOnTheBus : public Shell, public testing::WithParamInterface<WayBack> 
   /// Asks for the window from outside, until that has been answered.
   void askForTheWindow() {
     const auto& way = GetParam();
-    auto message = QDBusMessage::createMethodCall(service.baseService(), QLatin1String(way.path),
-                                                  QLatin1String(way.interface), QLatin1String(way.method));
-    message.setArguments(way.arguments);
-    const QDBusPendingCallWatcher watcher(client.asyncCall(message));
-    QTimer wake;
-    wake.start(10);
-    const QDeadlineTimer limit(60'000);  // only a player that has lost its bus comes near it
-    while (!watcher.isFinished() && !limit.hasExpired()) {
-      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-      runLoop.runUntilIdle();
-    }
-    EXPECT_EQ(watcher.reply().type(), QDBusMessage::ReplyMessage) << watcher.reply().errorMessage().toStdString();
-    settle();
+    const auto answer = call(way.path, way.interface, way.method, way.arguments);
+    EXPECT_EQ(answer.type(), QDBusMessage::ReplyMessage) << answer.errorMessage().toStdString();
   }
-
-  test::PrivateBus bus;
-  QDBusConnection service = bus.connect(QStringLiteral("service"));
-  QDBusConnection client = bus.connect(QStringLiteral("client"));
 };
 
 TEST_P(ShellOnTheBus, BringsBackAWindowThatWasClosed) {
