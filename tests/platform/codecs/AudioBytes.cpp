@@ -40,6 +40,14 @@ Bytes& Bytes::repeat(std::byte value, std::size_t count) {
   return *this;
 }
 
+Bytes flacStart(std::uint64_t frames, int channels, bool isLastMetadata, std::uint64_t blockFrames) {
+  const std::uint64_t fields =
+      std::uint64_t{44100} << 44U | static_cast<std::uint64_t>(channels - 1) << 41U | std::uint64_t{15} << 36U | frames;
+  Bytes bytes;
+  bytes.text("fLaC").big(isLastMetadata ? 0x80 : 0, 1).big(34, 3).big(blockFrames, 2).big(blockFrames, 2);
+  return bytes.big(0, 6).big(fields, 8).big(0, 16);
+}
+
 std::vector<std::byte> countingBytes(std::size_t count) {
   std::vector<std::byte> bytes(count);
   for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<std::byte>(i);

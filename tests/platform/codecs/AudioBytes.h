@@ -27,6 +27,10 @@ class Bytes {
   std::vector<std::byte> bytes_;
 };
 
+/// "fLaC" and STREAMINFO, 42 bytes: 44.1 kHz, 16 bits, and so many frames; 0: their number is not known.
+[[nodiscard]] Bytes flacStart(std::uint64_t frames, int channels, bool isLastMetadata = true,
+                              std::uint64_t blockFrames = 65535);
+
 /// 0, 1, 2, … for sample data of which only the place matters.
 [[nodiscard]] std::vector<std::byte> countingBytes(std::size_t count);
 
