@@ -5,8 +5,8 @@
 namespace tolvane {
 namespace {
 
-/// What other programs have named or set may be of any length; the longest fact of usual names is half as long.
-constexpr std::size_t longestFact = 1000;  // bytes
+/// What other programs have named or set may be of any length; facts of usual names are half as long.
+constexpr std::size_t longestFact = 400;  // bytes
 
 std::string_view cutBetweenCharacters(std::string_view text, std::size_t most) {
   std::size_t length = 0;

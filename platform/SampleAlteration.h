@@ -40,7 +40,7 @@ struct SampleAlteration {
   };
 
   /// `fact`: one full sentence with the stage and its value. Control characters that it quotes are replaced, and it is
-  /// cut off behind 1000 bytes.
+  /// cut off behind 400 bytes.
   SampleAlteration(Kind itsKind, std::string_view fact, Cure cure);
 
   /// Of a device whose report cannot be read.

@@ -1,7 +1,8 @@
 import QtQuick
 import Tolvane
 
-/// The verdict: label, dot and bar in its colour, and the whole sentence.
+/// The verdict: label, dot and bar in its colour, and its sentences: as much of them as the window has room for, and all on
+/// hover.
 Rectangle {
     id: badge
 
@@ -56,6 +57,10 @@ Rectangle {
         font.pixelSize: Theme.smallText
         lineHeight: 1.1
         wrapMode: Text.Wrap
+        maximumLineCount: 7
+        elide: Text.ElideRight
         Accessible.ignored: true
     }
+    HoverHandler { id: pointer }
+    HelpTip { text: badge.detail; visible: pointer.hovered && sentence.truncated }
 }

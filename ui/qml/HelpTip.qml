@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Tolvane
 
-/// A line of help beside the pointer's control.
+/// Help beside the pointer's control: a line, or as many as fit into the window.
 T.ToolTip {
     id: tip
 
@@ -23,6 +23,8 @@ T.ToolTip {
         color: Theme.ink
         font.pixelSize: Theme.smallText
         wrapMode: Text.Wrap
+        maximumLineCount: 24
+        elide: Text.ElideRight
         Accessible.ignored: true
     }
     background: Rectangle {

@@ -286,5 +286,27 @@ TEST_F(WindowOutput, TellsWhichFilesItPlaysWhileItIsEmpty) {
   EXPECT_FALSE(isShown(QStringLiteral("WAV  ·  AIFF  ·  AIF  ·  FLAC  ·  MP3")));
 }
 
+TEST_F(WindowOutput, KeepsItsPartsInTheWindowHoweverMuchThereIsToSayOfThePath) {
+  SimulatedDeviceConfig config;
+  config.name = "Talkative";
+  config.alterations.emplace();
+  for (int number = 0; number < 10; ++number)
+    config.alterations->emplace_back(SampleAlteration::Kind::processed, "A filter (" + std::string(2000, 'x') + ").",
+                                     "Remove it."_cure);
+  const auto id = hardware.addDevice(config);
+  settle();
+  devices.loadAudioDevices();
+  devices.select(id);
+  load(3);
+  content.playTrack(0, 0);
+  settle();
+  window->grabWindow();
+  const QQuickItem& badge = *item("DSP ACTIVE");
+  EXPECT_LE(badge.mapToScene({0, badge.height()}).y(), window->height());
+  EXPECT_GE(item("Output device")->mapToScene({0, 0}).y(), row(0)->mapToScene({0, row(0)->height()}).y())
+      << "the playlist has room for a track";
+  EXPECT_TRUE(accessible("DSP ACTIVE")->text(QAccessible::Description).endsWith(QStringLiteral("Remove it.")));
+}
+
 }  // namespace
 }  // namespace tolvane::test
