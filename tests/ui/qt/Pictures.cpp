@@ -66,12 +66,16 @@ SimulatedPCMFile recording(const Piece& piece) {
 
 class Stage : public WindowFixture {
  public:
+  explicit Stage(bool isPlayerApart) : WindowFixture(isPlayerApart) {}
   ~Stage() override { mayGoOn_.release(); }
 
   void TestBody() override {}
 
   using Scene = void (Stage::*)();
   static const std::map<std::string, Scene>& scenes();
+
+  /// Scenes whose player waits in a driver while the window goes on.
+  static bool isPlayerApart(const std::string& scene) { return scene.starts_with("waiting"); }
 
   bool shoot(const QString& file) {
     settle();
@@ -111,6 +115,31 @@ class Stage : public WindowFixture {
     pick(device);
     play(2, 0.38);
   }
+  /// On the way to the device, in several ways.
+  void altered() {
+    using enum SampleAlteration::Kind;
+    playOver(
+        {{processed, "The sound server plays this device at 40 % volume, so samples are altered.",
+          "Set its volume to 100 %."_cure},
+         {unknown, "The sound server has a setting for this device that the player does not know: quantum.blender.",
+          "Turn on Exclusive Access to play without the sound server."_cure},
+         {processed, "Another program plays on this device, so the sound server mixes both.",
+          "Stop the other program, or turn on Exclusive Access."_cure}});
+  }
+  void notKnown() {
+    playOver({{SampleAlteration::Kind::unknown,
+               "The sound server assumes which loudspeakers the device's 6 channels are for.",
+               "Turn on Exclusive Access to use the order that the device's driver reports."_cure}});
+  }
+  /// By settings whose names another program has made as long as it could.
+  void endless() {
+    std::vector<SampleAlteration> alterations;
+    for (int number = 0; number < 10; ++number)
+      alterations.emplace_back(SampleAlteration::Kind::processed,
+                               "The sound server filters the samples of this device (" + std::string(2000, 'x') + ").",
+                               "Remove the filter from its settings."_cure);
+    playOver(alterations);
+  }
   void processed() {
     play(2, 0.38);
     session.setOutputVolume(0.62);
@@ -121,13 +150,13 @@ class Stage : public WindowFixture {
     files.remove(url(3));
     content.playTrack(3, 0);
   }
-  /// Of the next track two thirds have been read.
+  /// Two thirds have been read of a track that does not come next: that one would be in memory.
   void preparing() {
     play(2, 0.38);
     readsLater = true;
     constexpr std::size_t pieceBytes = 1 << 20;  // as tracks are read
-    const auto stopAt = recording(programme[3]).data.size() / pieceBytes * 2 / 3;
-    content.playTrack(3, 0);
+    const auto stopAt = recording(programme[5]).data.size() / pieceBytes * 2 / 3;
+    content.playTrack(5, 0);
     settle();  // with its waveform, which is read from the same files
     files.setReadGate([this, stopAt, pieces = std::size_t{0}](const FileURL&, std::string_view call) mutable {
       if (call != "readBytes" || ++pieces != stopAt) return;
@@ -140,6 +169,37 @@ class Stage : public WindowFixture {
     isFarEnough_.acquire();
     runLoop.advance(std::chrono::milliseconds(60));
     std::ignore = waitFor([&] { return item("Position")->property("isPreparing").toBool(); });
+  }
+  /// Another device was chosen, and its driver does not answer.
+  void waiting() {
+    play(2, 0.38);
+    isHeldUp = true;
+    proxy.selectOutputDevice(headphones);
+    advance(std::chrono::milliseconds(1300));
+  }
+  /// The same, with a name that does not fit.
+  void waitingForALongName() {
+    SimulatedDeviceConfig device;
+    device.name = "Universal Serial Bus High Definition Audio Interface (Rear Panel, Balanced Outputs 3/4)";
+    pick(device);
+    play(2, 0.38);
+    isHeldUp = true;
+    content.playTrack(4, 0);
+    advance(std::chrono::milliseconds(1300));
+  }
+  void waitingWide() {
+    window->resize(1600, 1000);
+    waiting();
+  }
+  /// Another program has locked the database.
+  void notSaved() {
+    play(2, 0.38);
+    defaults.setLoaded(false);
+    session.setOutputVolume(1);  // the change that shows it
+  }
+  void notSavedWide() {
+    window->resize(1600, 1000);
+    notSaved();
   }
   /// Between two attempts to get a device back that has stopped.
   void checking() {
@@ -230,12 +290,19 @@ class Stage : public WindowFixture {
   void play(std::int64_t index, double fraction) {
     loadProgramme();
     content.playTrack(index, fraction);
-    runLoop.advance(std::chrono::milliseconds(1200));
+    advance(std::chrono::milliseconds(1200));
     settle();
+  }
+  void playOver(const std::vector<SampleAlteration>& alterations) {
+    SimulatedDeviceConfig device;
+    device.name = "Studio Monitor";
+    device.alterations = alterations;
+    pick(device);
+    play(2, 0.38);
   }
   AudioObjectID pick(const SimulatedDeviceConfig& device) {
     const auto id = hardware.addDevice(device);
-    runLoop.runUntilIdle();
+    playersLoop.runUntilIdle();
     devices.loadAudioDevices();
     devices.select(id);
     return id;
@@ -261,6 +328,9 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"withheld", &Stage::withheld},
                                                 {"converted", &Stage::converted},
                                                 {"processed", &Stage::processed},
+                                                {"altered", &Stage::altered},
+                                                {"endless", &Stage::endless},
+                                                {"not-known", &Stage::notKnown},
                                                 {"checking", &Stage::checking},
                                                 {"preparing", &Stage::preparing},
                                                 {"error", &Stage::error},
@@ -273,6 +343,11 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"picking", &Stage::picking},
                                                 {"keyboard", &Stage::keyboard},
                                                 {"keyboard-slider", &Stage::keyboardSlider},
+                                                {"waiting", &Stage::waiting},
+                                                {"waiting-long-name", &Stage::waitingForALongName},
+                                                {"waiting-wide", &Stage::waitingWide},
+                                                {"not-saved", &Stage::notSaved},
+                                                {"not-saved-wide", &Stage::notSavedWide},
                                                 {"wide", &Stage::wide}};
   return all;
 }
@@ -282,7 +357,7 @@ int shootAll(const QDir& folder, const QStringList& wanted) {
   for (const auto& [name, scene] : Stage::scenes()) {
     const QString title = QString::fromStdString(name);
     if (!wanted.isEmpty() && !wanted.contains(title)) continue;
-    Stage stage;
+    Stage stage(Stage::isPlayerApart(name));
     (stage.*scene)();
     const QString file = folder.filePath(title + ".png");
     if (stage.shoot(file)) continue;

@@ -31,7 +31,8 @@ AudioObjectID WindowFixture::addDevice(const char* name) {
   return hardware.addDevice(std::move(device));
 }
 
-WindowFixture::WindowFixture() {
+WindowFixture::WindowFixture(bool isPlayerApart)
+    : apart(isPlayerApart ? std::make_optional<ManualRunLoop>() : std::nullopt) {
   QAccessible::setActive(true);
   openWindow();
 }
@@ -68,15 +69,20 @@ void WindowFixture::load(int count) {
 
 void WindowFixture::settle() {
   for (int turn = 0; turn < 3; ++turn) {
-    runLoop.runUntilIdle();
+    advance(RunLoop::Duration::zero());
     for (const auto& work : std::exchange(background, {})) work();
-    runLoop.runUntilIdle();
+    advance(RunLoop::Duration::zero());
     QCoreApplication::sendPostedEvents();
     QCoreApplication::processEvents();
     // Drawing a frame lays out what has changed, and may ask for more: waveforms of rows that are new. A hidden window
     // has nothing to draw on.
     if (turn < 2 && window->isExposed()) window->grabWindow();
   }
+}
+
+void WindowFixture::advance(RunLoop::Duration duration) {
+  if (apart && !isHeldUp) apart->advance(duration);
+  runLoop.advance(duration);
 }
 
 void WindowFixture::finishReading() {

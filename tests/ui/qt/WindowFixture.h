@@ -28,7 +28,8 @@ class WindowFixture : public testing::Test {
  protected:
   static constexpr double trackSeconds = 10;
 
-  WindowFixture();
+  /// A player apart has a clock of its own, and turns in settle() and in advance() only.
+  explicit WindowFixture(bool isPlayerApart = false);
   ~WindowFixture() override;
 
   AudioObjectID addDevice(const char* name);
@@ -43,6 +44,8 @@ class WindowFixture : public testing::Test {
 
   /// Lets everything happen that is due; the clock stands still.
   void settle();
+  /// Moves the clocks of window and player on.
+  void advance(RunLoop::Duration duration);
   void finishReading();
   /// Lets events come until the condition holds; gives up, and says so, after a time that only a broken window needs.
   [[nodiscard]] bool waitFor(const std::function<bool()>& condition);
@@ -69,9 +72,12 @@ class WindowFixture : public testing::Test {
   void comeToTheFront();
   void key(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
 
-  ManualRunLoop runLoop;
+  ManualRunLoop runLoop;  ///< the window's, and the player's where that is not apart
+  std::optional<ManualRunLoop> apart;
+  ManualRunLoop& playersLoop = apart ? *apart : runLoop;
+  bool isHeldUp = false;  ///< a player apart waits in a driver, and does not turn
   MemoryLog log;
-  SimulatedAudioHardware hardware{runLoop};
+  SimulatedAudioHardware hardware{playersLoop};
   SimulatedAudioFileServices files;
   MemoryUserDefaults defaults;
   SimulatedFileBookmarks bookmarks;
@@ -84,7 +90,7 @@ class WindowFixture : public testing::Test {
                     .files = files,
                     .defaults = defaults,
                     .bookmarks = bookmarks,
-                    .runLoop = runLoop,
+                    .runLoop = playersLoop,
                     .log = log,
                     .background =
                         [this](BackgroundWork work) {
