@@ -193,9 +193,8 @@ class Stage : public WindowFixture {
   }
   /// Another program has locked the database.
   void notSaved() {
-    play(2, 0.38);
     defaults.setLoaded(false);
-    session.setOutputVolume(1);  // the change that shows it
+    play(2, 0.38);
   }
   void notSavedWide() {
     window->resize(1600, 1000);
