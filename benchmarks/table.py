@@ -155,10 +155,15 @@ def make_long_tracks(folder):
     return folder / "long.flac", folder / "short.flac"
 
 
-def pause_rows(bench, tracks, collection):
-    """How long the window's thread is away from its event loop, beside what a listener would notice."""
+def pause_rows(bench, probe, tracks, collection):
+    """How long the window's thread is away from its event loop, beside what a listener would notice. From a click to the
+    sound of a track, on a simulated device, beside the preparation of the same track alone."""
+    alone = statistics.median(prepare_seconds(probe, tracks[1]) for _ in range(PAIRS)) * 1000
     for line in run(bench, *tracks, collection).stdout.splitlines():
         seen = json.loads(line)
+        if seen["what"].startswith("click to sound"):
+            yield (seen["what"], f"{seen['milliseconds']:.0f} ms", "prepare it", f"{alone:.0f} ms",
+                   f"{seen['milliseconds'] / alone:.2f}")
         for what, limit in (("longest", 50), ("median", 5)):
             yield (f"{seen['what']} ({seen['milliseconds']:.0f} ms): a turn of the window, {what} of {seen['turns']}",
                    f"{seen[what]:.1f} ms", "limit", f"{limit} ms", f"{seen[what] / limit:.2f}")
@@ -202,7 +207,8 @@ def main():
     rows += session_rows(build / "bin/bench_session")
     rows += window_rows(build / "bin/bench_window")
     rows += silence_rows(build / "bin/bench_silence", make_album(build / "bench"))
-    rows += pause_rows(build / "bin/bench_pauses", make_long_tracks(build / "bench"), make_collection(build / "bench/collection"))
+    rows += pause_rows(build / "bin/bench_pauses", build / "bin/tolvane-probe", make_long_tracks(build / "bench"),
+                       make_collection(build / "bench/collection"))
     widths = [max(len(row[i]) for row in rows) for i in range(5)]
     for number, row in enumerate(rows):
         print("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip())
