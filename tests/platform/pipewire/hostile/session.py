@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """session.py HOSTILE_SESSION PROBE: the player plays to a sound server of the test's own, while another client sets levels and
-settings on the player's stream, well-formed and malformed. The verdict must name what alters the samples, never be
-BIT-PERFECT, and the player must play on and end by itself."""
+settings on the player's stream, well-formed and malformed. The verdict must become DSP ACTIVE and name each that alters the
+samples (over this sink, which is no hardware, it is not BIT-PERFECT before either); the player must play on and end by
+itself."""
 
 import json
 import os
@@ -119,6 +120,8 @@ def main():
         print(f"{label}: {detail}")
     faults = [f"{attack}: not made" for attack in NAMED if attack not in attacks]
     faults += [f"{label} was said" for label, _ in verdicts if label == "BIT-PERFECT"]
+    faults += [f"{label} is said of altered samples" for label, detail in verdicts
+               if "player's stream" in detail and label != "DSP ACTIVE"]
     faults += [f"named before it was set: {detail}" for _, detail in verdicts[:before] if "player's stream" in detail]
     faults += ["a control character was printed" for _, detail in verdicts if not detail.isprintable()]
     if status != 0:
