@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <utility>
@@ -51,6 +52,21 @@ void ScriptedPcm::refuse(unsigned rate, int error) {
   refusedRates_[rate] = error;
 }
 
+void ScriptedPcm::offer(std::vector<snd_pcm_format_t> formats) {
+  const std::scoped_lock lock(mutex_);
+  formats_ = std::move(formats);
+}
+
+bool ScriptedPcm::offers(snd_pcm_format_t format) {
+  const std::scoped_lock lock(mutex_);
+  return std::ranges::find(formats_, format) != formats_.end();
+}
+
+snd_pcm_format_t ScriptedPcm::format() {
+  const std::scoped_lock lock(mutex_);
+  return format_;
+}
+
 void ScriptedPcm::answerPrepare(int answer) {
   const std::scoped_lock lock(mutex_);
   prepareAnswer_ = answer;
@@ -87,10 +103,11 @@ void ScriptedPcm::open() {
   enter(Place::open, lock);
 }
 
-int ScriptedPcm::setUp(unsigned rate) {
+int ScriptedPcm::setUp(unsigned rate, snd_pcm_format_t format) {
   std::unique_lock lock(mutex_);
   enter(Place::setUp, lock);
   setUps_.push_back(rate);
+  format_ = format;
   const auto refused = refusedRates_.find(rate);
   return refused != refusedRates_.end() ? refused->second : 0;
 }

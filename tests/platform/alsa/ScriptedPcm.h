@@ -20,7 +20,8 @@
 
 namespace tolvane {
 
-/// Stereo, 16 bits; keeps the left channel of what it has played. One at a time.
+/// Stereo; keeps the left channel of what it has played. Offers 16 bits unless the test names other formats, which it
+/// can be set up to and not play. One at a time.
 class ScriptedPcm {
  public:
   static constexpr snd_pcm_uframes_t ringFrames = 1024;
@@ -46,6 +47,8 @@ class ScriptedPcm {
   void stopAfterEachStart();
   /// A rate that is offered, and refused with this error when the hardware is set up to it.
   void refuse(unsigned rate, int error = -EINVAL);
+  /// The formats that it can be set up to. The driver reports all bits of each container as significant.
+  void offer(std::vector<snd_pcm_format_t> formats);
   /// What snd_pcm_prepare answers from now on.
   void answerPrepare(int answer);
 
@@ -69,11 +72,14 @@ class ScriptedPcm {
   [[nodiscard]] std::vector<std::int16_t> heard();
   /// The rates that the hardware was set up to, in order, with those that it refused then.
   [[nodiscard]] std::vector<unsigned> setUps();
+  /// The format that it was set up to last.
+  [[nodiscard]] snd_pcm_format_t format();
 
   // The render thread's side: what alsa-lib offers.
 
   void open();
-  int setUp(unsigned rate);
+  int setUp(unsigned rate, snd_pcm_format_t format);
+  [[nodiscard]] bool offers(snd_pcm_format_t format);
   void close();
   int prepare();
   int start();
@@ -100,6 +106,8 @@ class ScriptedPcm {
   int prepareAnswer_ = 0;
   std::map<unsigned, int> refusedRates_;
   std::vector<unsigned> setUps_;
+  std::vector<snd_pcm_format_t> formats_{SND_PCM_FORMAT_S16_LE};
+  snd_pcm_format_t format_ = SND_PCM_FORMAT_UNKNOWN;
   bool stopsAfterStart_ = false;
   int prepares_ = 0;
   int resumes_ = 0;

@@ -1,4 +1,4 @@
-// What may be set up of a ScriptedPcm: stereo, 16 bits, 44.1, 48, 88.2 and 96 kHz, its own ring, no mmap, no pause. In the place
+// What may be set up of a ScriptedPcm: stereo, the formats that it offers, 44.1, 48, 88.2 and 96 kHz, its own ring, no mmap, no pause. In the place
 // of alsa-lib's functions, like the rest of it.
 
 #include <alsa/asoundlib.h>
@@ -10,7 +10,9 @@
 namespace tolvane {
 namespace {
 
-unsigned chosenRate = 0;  // by the thread that sets it up
+// By the thread that sets it up.
+unsigned chosenRate = 0;
+snd_pcm_format_t chosenFormat = SND_PCM_FORMAT_UNKNOWN;
 
 int allowing(bool isAllowed) { return isAllowed ? 0 : -EINVAL; }
 bool isRate(unsigned rate) { return rate == 44100 || rate == 48000 || rate == 88200 || rate == 96000; }
@@ -68,10 +70,13 @@ int snd_pcm_hw_params_get_channels(const snd_pcm_hw_params_t* /*params*/, unsign
   return 0;
 }
 
-int snd_pcm_hw_params_set_format(snd_pcm_t* /*pcm*/, snd_pcm_hw_params_t* /*params*/, snd_pcm_format_t format) {
-  return allowing(format == SND_PCM_FORMAT_S16_LE);
+int snd_pcm_hw_params_set_format(snd_pcm_t* pcm, snd_pcm_hw_params_t* /*params*/, snd_pcm_format_t format) {
+  tolvane::chosenFormat = format;
+  return allowing(reinterpret_cast<ScriptedPcm*>(pcm)->offers(format));
 }
-int snd_pcm_hw_params_get_sbits(const snd_pcm_hw_params_t* /*params*/) { return 16; }
+int snd_pcm_hw_params_get_sbits(const snd_pcm_hw_params_t* /*params*/) {
+  return snd_pcm_format_width(tolvane::chosenFormat);
+}
 
 int snd_pcm_hw_params_set_buffer_size_near(snd_pcm_t* /*pcm*/, snd_pcm_hw_params_t* /*params*/,
                                            snd_pcm_uframes_t* frames) {
@@ -95,7 +100,7 @@ int snd_pcm_hw_params_get_period_size(const snd_pcm_hw_params_t* /*params*/, snd
 int snd_pcm_hw_params_can_pause(const snd_pcm_hw_params_t* /*params*/) { return 0; }
 
 int snd_pcm_hw_params(snd_pcm_t* pcm, snd_pcm_hw_params_t* /*params*/) {
-  return reinterpret_cast<ScriptedPcm*>(pcm)->setUp(tolvane::chosenRate);
+  return reinterpret_cast<ScriptedPcm*>(pcm)->setUp(tolvane::chosenRate, tolvane::chosenFormat);
 }
 int snd_pcm_hw_free(snd_pcm_t* /*pcm*/) { return 0; }
 
