@@ -2,6 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include "tests/system/dac/Descriptors.h"
 
 namespace tolvane {
@@ -78,6 +82,25 @@ TEST(ConfigurationDescriptor, IsAsLongAsItSaysAndSoIsEachPart) {
   EXPECT_EQ(at, bytes.size());
 }
 
+/// How often the four bytes of a mask stand in the descriptors: the terminal's and each setting's.
+std::size_t statements(const Bytes& bytes, std::uint8_t mask) {
+  const Bytes wanted{mask, 0, 0, 0};
+  std::size_t count = 0;
+  for (auto at = bytes.begin(); (at = std::search(at, bytes.end(), wanted.begin(), wanted.end())) != bytes.end(); ++at)
+    ++count;
+  return count;
+}
+
+TEST(ConfigurationDescriptor, StatesThePositionsThatItIsGiven) {
+  const auto with = [](const std::vector<std::string>& options) {
+    std::vector<std::string> words{"--channels", "6", "--rates", "48000", "--formats", "s16,s32"};
+    words.insert(words.end(), options.begin(), options.end());
+    return configurationDescriptor(settingsFrom(words));
+  };
+  EXPECT_EQ(statements(with({"--positions", "3f"}), 0x3F), 3U);
+  EXPECT_EQ(statements(with({}), 0x3F), 0U);
+}
+
 TEST(DacSettings, RefuseArgumentsThatMakeNoSense) {
   const std::vector<std::vector<std::string>> rows{{"--record"},
                                                    {"--record", "x", "--nothing", "1"},
@@ -87,6 +110,8 @@ TEST(DacSettings, RefuseArgumentsThatMakeNoSense) {
                                                    {"--record", "x", "--rates", "44100,"},
                                                    {"--record", ""},
                                                    {"--record", "x", "--channels", "9"},
+                                                   {"--record", "x", "--positions", "3f"},
+                                                   {"--record", "x", "--positions", "left"},
                                                    {"--record", "x", "--ppm", "fast"},
                                                    {"--volume", "3"},
                                                    {"--record", "x", "--ppm", "1e9"},

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 
 namespace tolvane {
@@ -25,6 +26,11 @@ std::vector<std::string_view> split(std::string_view list) {
 template <typename Number>
 bool readNumber(std::string_view text, Number& number) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc{} && end == text.data() + text.size();
+}
+
+bool readMask(std::string_view text, std::uint32_t& mask) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), mask, 16);
   return error == std::errc{} && end == text.data() + text.size();
 }
 
@@ -59,6 +65,7 @@ bool readOption(std::string_view option, std::string_view value, DacSettings& se
   if (option == "--formats") return readFormats(value, settings.formats);
   if (option == "--channels")
     return readNumber(value, settings.channels) && settings.channels >= 1 && settings.channels <= kMostChannels;
+  if (option == "--positions") return readMask(value, settings.positions.emplace());
   if (option == "--refuse-rate") {
     std::uint32_t rate = 0;
     return readNumber(value, rate) && settings.refusedRates.insert(rate).second;
@@ -89,6 +96,7 @@ std::string_view dacUsage() {
          "  --rates LIST                in hertz; all from 44100 to 768000\n"
          "  --formats LIST              of s16, s24, s32 (these three), s24in32\n"
          "  --channels N                2\n"
+         "  --positions MASK            that its descriptors state of its channels, in hexadecimal; 0: none\n"
          "  --refuse-rate HZ            listed, but refused when set; may be repeated\n"
          "  --ppm X                     how much faster its clock runs, as its feedback tells the host\n"
          "  --volume DB                 has a volume control that stands there\n"
@@ -106,6 +114,8 @@ std::expected<DacSettings, std::string> parseDacSettings(std::span<char* const> 
       return std::unexpected("cannot make sense of " + option + " " + arguments[index + 1]);
   }
   if (settings.recordPrefix.empty()) return std::unexpected("--record PREFIX is missing");
+  if (std::popcount(settings.positions.value_or(0)) > settings.channels)
+    return std::unexpected("--positions has more bits than there are channels");
   for (const SampleFormat& format : settings.formats)
     if (settings.packetBytes(format) > kLargestPacketBytes)
       return std::unexpected(std::string(format.option) + " needs larger packets than this device has");

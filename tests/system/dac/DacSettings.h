@@ -27,7 +27,8 @@ struct DacSettings {
                                    192000, 352800, 384000, 705600, 768000};  // hertz, ascending
   std::vector<SampleFormat> formats;
   int channels = 2;
-  std::set<std::uint32_t> refusedRates;  // listed, but refused when set
+  std::optional<std::uint32_t> positions;  // of its channels: the bits of a WAVE mask, which are USB's; 0: states none
+  std::set<std::uint32_t> refusedRates;    // listed, but refused when set
   double clockErrorPpm = 0;
   std::optional<double>
       volumeDecibels;        // a volume control that stands here at first; it never changes what is recorded

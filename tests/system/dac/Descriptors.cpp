@@ -17,7 +17,10 @@ constexpr int kEveryMicroframe = 1;
 // keep this program's share of a slow machine small.
 constexpr int kFeedbackInterval = 6;
 
-constexpr std::uint32_t channelPositions(int channels) { return channels == 2 ? 0x3 : channels == 1 ? 0x4 : 0; }
+std::uint32_t channelPositions(const DacSettings& settings) {
+  if (settings.positions) return *settings.positions;
+  return settings.channels == 2 ? 0x3 : settings.channels == 1 ? 0x4 : 0;
+}
 
 LittleEndian entities(const DacSettings& settings) {
   using enum AudioEntity;
@@ -27,7 +30,7 @@ LittleEndian entities(const DacSettings& settings) {
   // An internal clock whose frequency can be set, and that tells whether it is valid.
   out.bytes({8, kClassInterface, 0x0a, std::to_underlying(clock), 3, 0x07, 0, 0});
   out.bytes({17, kClassInterface, 2, std::to_underlying(input)}).word(kUsbStreaming);
-  out.bytes({0, std::to_underlying(clock), channels}).doubleWord(channelPositions(channels)).bytes({0, 0, 0, 0});
+  out.bytes({0, std::to_underlying(clock), channels}).doubleWord(channelPositions(settings)).bytes({0, 0, 0, 0});
   if (hasVolume) {
     out.bytes({6 + 4 * (channels + 1), kClassInterface, 6, std::to_underlying(volume), std::to_underlying(input)});
     out.doubleWord(0x0f);  // mute and volume, for all channels together
@@ -54,7 +57,7 @@ LittleEndian streamInterface(const DacSettings& settings) {
   for (const SampleFormat& format : settings.formats) {
     out.bytes({9, kInterface, kStreamInterface, ++alternate, 2, kAudio, kAudioStreaming, kAudioVersion2, 0});
     out.bytes({16, kClassInterface, 1, std::to_underlying(AudioEntity::input), 0, 1}).doubleWord(1);  // PCM
-    out.bytes({settings.channels}).doubleWord(channelPositions(settings.channels)).bytes({0});
+    out.bytes({settings.channels}).doubleWord(channelPositions(settings)).bytes({0});
     out.bytes({6, kClassInterface, 2, 1, format.bytes, format.bits});
     out.bytes({7, kEndpoint, kStreamEndpoint, kIsochronousAsynchronous});
     out.word(static_cast<std::uint32_t>(settings.packetBytes(format))).bytes({kEveryMicroframe});
