@@ -12,6 +12,7 @@
 #include "platform/alsa/AlsaStatus.h"
 #include "platform/alsa/AlsaUsbStream.h"
 #include "platform/alsa/ProvenBits.h"
+#include "platform/alsa/UsbChannelStatement.h"
 
 namespace tolvane {
 namespace {
@@ -41,6 +42,14 @@ bool isRefusal(OSStatus status) {
 
 AlsaDepthTexts readDepthTextsOf(const AlsaPaths& paths, const AlsaDeviceInfo& info) {
   return readAlsaDepthTexts(paths, info.card, info.device, info.transport == kAudioDeviceTransportTypeUSB);
+}
+
+/// Whether the channel map of the card's driver comes from the device and not from the driver.
+bool isMapStated(const AlsaPaths& paths, const AlsaDeviceInfo& info, std::uint32_t channels) {
+  if (channels <= 2 || info.transport != kAudioDeviceTransportTypeUSB) return true;
+  // "device" is a link to the device's first interface.
+  const std::string path = paths.classSound + "/card" + std::to_string(info.card) + "/device/../descriptors";
+  return statesLoudspeakers(readSmallFile(path).value_or(""), channels);
 }
 
 }  // namespace
@@ -204,7 +213,9 @@ std::expected<AlsaPcmSetup, OSStatus> AlsaDevice::setUpForUnit(const std::shared
                                const PcmLayout& container, std::uint32_t channelCount, int driverBits) {
         return provenBitsOf(texts, transport, container, channelCount, driverBits);
       };
-      return pcm->configure(request);
+      auto setup = pcm->configure(request);
+      if (setup && !isMapStated(paths, info, setup->channels)) setup->positions = unknownLayout(setup->channels);
+      return setup;
     });
     if (!configured) return std::unexpected(configured.error());
     if (*configured) {

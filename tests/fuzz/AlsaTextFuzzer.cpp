@@ -1,5 +1,5 @@
 // Feeds made-up texts to everything that reads what the kernel writes about sound cards: hw_params, status, the process
-// of a thread, HD Audio codecs, USB streams; and to the rule that takes their bits for proven.
+// of a thread, HD Audio codecs, USB streams and descriptors; and to the rule that takes their bits for proven.
 
 #include <cmath>
 #include <cstdint>
@@ -11,6 +11,7 @@
 #include "platform/alsa/AlsaProc.h"
 #include "platform/alsa/AlsaUsbStream.h"
 #include "platform/alsa/ProvenBits.h"
+#include "platform/alsa/UsbChannelStatement.h"
 
 namespace tolvane {
 namespace {
@@ -31,6 +32,9 @@ void readText(std::string_view text) {
   require(!process || *process > 0);
   const auto codecBits = parseHdaSignificantBits(text);
   require(!codecBits || *codecBits >= 0);
+
+  for (const std::uint32_t channels : {2U, 6U, 8U}) (void)statesLoudspeakers(text, channels);
+  require(!statesLoudspeakers(text, 256));  // more than a descriptor can have
 
   for (const AlsaFormat& format : alsaFormats()) {
     for (const std::uint32_t channels : {1U, 2U, 8U}) {

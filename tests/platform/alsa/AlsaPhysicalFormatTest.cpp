@@ -1,5 +1,5 @@
-// What a device reports of its depth while a unit plays on it, and what becomes of that in the verdict: from the kernel's
-// files to the badge, over a PCM whose driver reports all bits of a container as significant.
+// What a device reports of its depth while a unit plays on it, and what becomes of that in the verdict: from the
+// kernel's files to the badge, over a PCM whose driver reports all bits of a container as significant.
 
 #include <gmock/gmock.h>
 #include <unistd.h>

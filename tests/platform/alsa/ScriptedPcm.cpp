@@ -57,6 +57,16 @@ void ScriptedPcm::offer(std::vector<snd_pcm_format_t> formats) {
   formats_ = std::move(formats);
 }
 
+void ScriptedPcm::offerChannels(unsigned channels) {
+  const std::scoped_lock lock(mutex_);
+  channels_ = channels;
+}
+
+unsigned ScriptedPcm::channels() {
+  const std::scoped_lock lock(mutex_);
+  return channels_;
+}
+
 bool ScriptedPcm::offers(snd_pcm_format_t format) {
   const std::scoped_lock lock(mutex_);
   return std::ranges::find(formats_, format) != formats_.end();

@@ -20,7 +20,7 @@
 
 namespace tolvane {
 
-/// Stereo; keeps the left channel of what it has played. Offers 16 bits unless the test names other formats, which it
+/// Keeps the left channel of what it has played. Offers two channels of 16 bits unless the test names others, which it
 /// can be set up to and not play. One at a time.
 class ScriptedPcm {
  public:
@@ -49,6 +49,7 @@ class ScriptedPcm {
   void refuse(unsigned rate, int error = -EINVAL);
   /// The formats that it can be set up to. The driver reports all bits of each container as significant.
   void offer(std::vector<snd_pcm_format_t> formats);
+  void offerChannels(unsigned channels);
   /// What snd_pcm_prepare answers from now on.
   void answerPrepare(int answer);
 
@@ -80,6 +81,7 @@ class ScriptedPcm {
   void open();
   int setUp(unsigned rate, snd_pcm_format_t format);
   [[nodiscard]] bool offers(snd_pcm_format_t format);
+  [[nodiscard]] unsigned channels();
   void close();
   int prepare();
   int start();
@@ -107,6 +109,7 @@ class ScriptedPcm {
   std::map<unsigned, int> refusedRates_;
   std::vector<unsigned> setUps_;
   std::vector<snd_pcm_format_t> formats_{SND_PCM_FORMAT_S16_LE};
+  unsigned channels_ = 2;
   snd_pcm_format_t format_ = SND_PCM_FORMAT_UNKNOWN;
   bool stopsAfterStart_ = false;
   int prepares_ = 0;

@@ -1,5 +1,5 @@
-// What may be set up of a ScriptedPcm: stereo, the formats that it offers, 44.1, 48, 88.2 and 96 kHz, its own ring, no mmap, no pause. In the place
-// of alsa-lib's functions, like the rest of it.
+// What may be set up of a ScriptedPcm: the channels and formats that it offers, 44.1, 48, 88.2 and 96 kHz, its own
+// ring, no mmap, no pause. In the place of alsa-lib's functions, like the rest of it.
 
 #include <alsa/asoundlib.h>
 
@@ -12,6 +12,7 @@ namespace {
 
 // By the thread that sets it up.
 unsigned chosenRate = 0;
+unsigned offeredChannels = 2;
 snd_pcm_format_t chosenFormat = SND_PCM_FORMAT_UNKNOWN;
 
 int allowing(bool isAllowed) { return isAllowed ? 0 : -EINVAL; }
@@ -25,7 +26,10 @@ using tolvane::ScriptedPcm;
 
 extern "C" {
 
-int snd_pcm_hw_params_any(snd_pcm_t* /*pcm*/, snd_pcm_hw_params_t* /*params*/) { return 0; }
+int snd_pcm_hw_params_any(snd_pcm_t* pcm, snd_pcm_hw_params_t* /*params*/) {
+  tolvane::offeredChannels = reinterpret_cast<ScriptedPcm*>(pcm)->channels();
+  return 0;
+}
 int snd_pcm_hw_params_set_rate_resample(snd_pcm_t* /*pcm*/, snd_pcm_hw_params_t* /*params*/, unsigned /*on*/) {
   return 0;
 }
@@ -56,17 +60,17 @@ int snd_pcm_hw_params_get_rate_numden(const snd_pcm_hw_params_t* /*params*/, uns
 }
 
 int snd_pcm_hw_params_get_channels_max(const snd_pcm_hw_params_t* /*params*/, unsigned* channels) {
-  *channels = 2;
+  *channels = tolvane::offeredChannels;
   return 0;
 }
 int snd_pcm_hw_params_test_channels(snd_pcm_t* /*pcm*/, snd_pcm_hw_params_t* /*params*/, unsigned channels) {
-  return allowing(channels == 2);
+  return allowing(channels == tolvane::offeredChannels);
 }
 int snd_pcm_hw_params_set_channels(snd_pcm_t* /*pcm*/, snd_pcm_hw_params_t* /*params*/, unsigned channels) {
-  return allowing(channels == 2);
+  return allowing(channels == tolvane::offeredChannels);
 }
 int snd_pcm_hw_params_get_channels(const snd_pcm_hw_params_t* /*params*/, unsigned* channels) {
-  *channels = 2;
+  *channels = tolvane::offeredChannels;
   return 0;
 }
 
