@@ -17,9 +17,8 @@ void rename(Positions& positions, ChannelPosition from, ChannelPosition to) {
   std::ranges::replace(positions, from, to);
 }
 
-/// The device's positions by the names that the source has for them. `isCertain` becomes false where two naming schemes
-/// have to be matched.
-Positions renamedFor(const ChannelLayout& source, const ChannelLayout& device, bool& isCertain) {
+/// The device's positions by the names that the source has for them.
+Positions renamedFor(const ChannelLayout& source, const ChannelLayout& device) {
   Positions positions = device.positions;
   const bool sourceHasRear = hasPair(source, rearLeft, rearRight);
   const bool sourceHasSide = hasPair(source, sideLeft, sideRight);
@@ -33,12 +32,12 @@ Positions renamedFor(const ChannelLayout& source, const ChannelLayout& device, b
     rename(positions, sideRight, rearRight);
   } else if (sourceHasRear && sourceHasSide && deviceHasRear && !deviceHasSide &&
              hasPair(device, rearLeftOfCentre, rearRightOfCentre)) {
-    // HDMI calls the two surround pairs of 7.1 rear, and rear of centre.
+    // HDMI calls the two surround pairs of 7.1 rear, and rear of centre: the pair in front is the side one. The
+    // kernel's driver takes its "surround71" for the same.
     rename(positions, rearLeft, sideLeft);
     rename(positions, rearRight, sideRight);
     rename(positions, rearLeftOfCentre, rearLeft);
     rename(positions, rearRightOfCentre, rearRight);
-    isCertain = false;
   }
   return positions;
 }
@@ -102,7 +101,7 @@ ChannelPlacement placeChannels(const ChannelLayout& source, const ChannelLayout&
   ChannelPlacement placement;
   placement.sourceOf.resize(device.positions.size());
   placement.isCertain = source.isStated && device.isStated;
-  const Positions positions = renamedFor(source, device, placement.isCertain);
+  const Positions positions = renamedFor(source, device);
   std::vector<std::size_t> remaining;
   for (std::size_t s = 0; s < source.positions.size(); ++s) {
     const ChannelPosition position = source.positions[s];

@@ -21,7 +21,8 @@ struct ChannelPlacement {
 };
 
 /// Mono goes to front left and front right. Rear and side loudspeakers are the same pair where one side names only the
-/// rear and the other only the side ones. Channels of unknown position, and what is left for channels of the device
+/// rear and the other only the side ones; of two surround pairs HDMI calls the side one rear, and the rear one rear of
+/// centre. Channels of unknown position, and what is left for channels of the device
 /// that are unknown, keep their order; then the placement is not certain.
 [[nodiscard]] ChannelPlacement placeChannels(const ChannelLayout& source, const ChannelLayout& device);
 

@@ -34,13 +34,20 @@ TEST(ChannelPlacement, takesTheOnlySurroundPairOfBothForTheSame) {
   EXPECT_EQ(placementAlteration(wave51, wave51side), std::nullopt);
 }
 
-TEST(ChannelPlacement, isNotCertainWhereHdmiNamesTheSurroundPairsOtherwise) {
+TEST(ChannelPlacement, knowsTheSurroundPairsByTheNamesThatHdmiHas) {
   const ChannelLayout hdmi71{
       {frontLeft, frontRight, lowFrequency, frontCentre, rearLeft, rearRight, rearLeftOfCentre, rearRightOfCentre}};
-  const ChannelPlacement placement = placeChannels(wave71, hdmi71);
-  EXPECT_EQ(placement.sourceOf, (Order{0, 1, 3, 2, 6, 7, 4, 5}));
-  EXPECT_FALSE(placement.isCertain);
-  EXPECT_EQ(placementAlteration(wave71, hdmi71)->kind, SampleAlteration::Kind::unknown);
+  // As the driver reports what it makes of alsa-lib's order.
+  const ChannelLayout driver71{
+      {frontLeft, frontRight, rearLeftOfCentre, rearRightOfCentre, frontCentre, lowFrequency, rearLeft, rearRight}};
+  EXPECT_EQ(placeChannels(wave71, hdmi71).sourceOf, (Order{0, 1, 3, 2, 6, 7, 4, 5}));
+  EXPECT_EQ(placeChannels(wave71, driver71).sourceOf, placeChannels(wave71, card71).sourceOf);
+  EXPECT_EQ(placementAlteration(wave71, hdmi71), std::nullopt);
+  EXPECT_EQ(placementAlteration(wave71, driver71), std::nullopt);
+  // Another receiver has loudspeakers in front in their place.
+  const ChannelLayout wide71{
+      {frontLeft, frontRight, lowFrequency, frontCentre, rearLeft, rearRight, frontLeftOfCentre, frontRightOfCentre}};
+  EXPECT_EQ(placementAlteration(wave71, wide71)->kind, SampleAlteration::Kind::converted);
 }
 
 TEST(ChannelPlacement, givesMonoToBothFrontLoudspeakers) {
