@@ -74,9 +74,14 @@ bool haveTheSameChannels(std::vector<std::string> own, std::vector<std::string> 
   return own == sink && std::ranges::adjacent_find(own) == own.end();
 }
 
+/// A sink of the server's own, with more of the server behind it.
+bool isVirtual(const PipeWireSink& sink) { return !sink.alsaCard && sink.alsaPath.empty(); }
+
 void checkChannels(const PipeWireFacts& facts, std::uint32_t sinkId, const PipeWireSink& sink,
                    const PipeWireStreamFacts& stream, Alterations& found) {
   const auto own = namesOf(stream.positions);
+  // A virtual sink may leave its channels without names: it takes them in their order.
+  if (isVirtual(sink) && sink.format && sink.format->positions.empty() && sink.format->channels == own.size()) return;
   const auto sinks = sink.format ? namesOf(sink.format->positions) : own;
   if (!haveTheSameChannels(own, sinks)) {
     found.push_back({converted,
@@ -161,9 +166,10 @@ void checkAssumedChannels(const PipeWireFacts& facts, const PipeWireSink& sink, 
        "Turn on Exclusive Access to use the order that the device's driver reports."_cure});
 }
 
-/// A sink that keeps another one's time is given more or fewer samples than were played.
-void checkClock(std::uint32_t sinkId, const PipeWireStreamFacts& stream, Alterations& found) {
-  if (stream.clock == sinkId) return;
+/// A card that keeps another one's time is given more or fewer samples than were played. A virtual sink has no time
+/// of its own.
+void checkClock(std::uint32_t sinkId, const PipeWireSink& sink, const PipeWireStreamFacts& stream, Alterations& found) {
+  if (stream.clock == sinkId || isVirtual(sink)) return;
   if (stream.clock == 0)
     found.push_back(
         {unknown, "The sound server does not report whose clock this device follows.", "Play the track again."_cure});
@@ -218,7 +224,7 @@ void checkFilterProperty(const std::string& property, const NodeProps& props, st
 /// What lies between the sink and the hardware.
 void checkHardware(const PipeWireFacts& facts, const PipeWireSink& sink, Alterations& found) {
   if (transportOf(sink, cardOf(facts, sink)) == kAudioDeviceTransportTypeBluetooth) return;
-  if (!sink.alsaCard && sink.alsaPath.empty()) {
+  if (isVirtual(sink)) {
     found.push_back({unknown,
                      "It is a virtual device of the sound server, which may process samples before they reach any "
                      "hardware.",
@@ -306,7 +312,7 @@ std::vector<SampleAlteration> alterationsOf(const PipeWireFacts& facts, std::uin
   checkChannels(facts, sinkId, sink, stream, found);
   checkOrder(facts, sink, found);
   checkAssumedChannels(facts, sink, stream, found);
-  checkClock(sinkId, stream, found);
+  checkClock(sinkId, sink, stream, found);
   checkSinkLevels(sink.props, stream, found);
   append(settingAlterations(sink.props, "this device"), found);
   checkFilterProperty(sink.filterProperty, sink.props, "this device", found);

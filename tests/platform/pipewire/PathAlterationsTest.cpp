@@ -183,6 +183,28 @@ TEST(PathAlterations, NameWhatLiesBetweenTheSinkAndTheCard) {
   });
 }
 
+TEST(PathAlterations, SayOfAVirtualSinkNothingButThatItIsOne) {
+  const std::vector<std::function<void(NeutralPath&)>> changes{
+      [](auto&) {}, [](auto& path) { path.stream.clock = 55; },
+      [](auto& path) { path.sink().format->positions.clear(); }};
+  for (std::size_t i = 0; i < changes.size(); ++i) {
+    NeutralPath path;
+    path.sink().alsaCard.reset();
+    path.sink().alsaPath.clear();
+    changes[i](path);
+    const auto found = path.alterations();
+    ASSERT_EQ(found.size(), 1U) << i << ": " << detailsOf(found);
+    EXPECT_EQ(found[0].kind, unknown);
+    EXPECT_THAT(found[0].detail, testing::StartsWith("It is a virtual device of the sound server"));
+  }
+  NeutralPath mono;
+  mono.sink().alsaCard.reset();
+  mono.sink().alsaPath.clear();
+  mono.sink().format->channels = 1;
+  mono.sink().format->positions.clear();
+  EXPECT_EQ(mono.alterations().size(), 2U) << "two channels are mixed into one";
+}
+
 TEST(PathAlterations, AreNoneWhereTheTrackOnlyHasItsChannelsInAnotherOrder) {
   auto byName = linked({FL, FR, FC, LFE, RL, RR}, {FL, FR, RL, RR, FC, LFE},
                        {{"FL", "FL"}, {"FR", "FR"}, {"FC", "FC"}, {"LFE", "LFE"}, {"RL", "RL"}, {"RR", "RR"}});
