@@ -54,7 +54,7 @@ inline constexpr std::array<std::string_view, 5> surround41Order{"FL", "FR", "RL
 
 /// The loudspeakers that the channels of a PCM of so many are for by its name, first channel first: alsa-lib's order,
 /// and for two channels left and right of whatever goes to a card. Empty where the name stands for no order, and for
-/// one channel, which has none.
+/// one channel, which has none. Behind "hdmi" the driver chooses the loudspeakers by what the receiver has.
 [[nodiscard]] constexpr std::span<const std::string_view> channelOrderOf(std::string_view path, std::size_t channels) {
   const AlsaPath kind = alsaPathOf(path);
   if (kind != AlsaPath::direct && kind != AlsaPath::rerouted) return {};
@@ -64,8 +64,7 @@ inline constexpr std::array<std::string_view, 5> surround41Order{"FL", "FR", "RL
   if (name == "surround21" && channels == 3) return surround21Order;
   if (name == "surround41" && channels == 5) return surround41Order;
   const bool isWhole = (name == "surround40" && channels == 4) || (name == "surround50" && channels == 5) ||
-                       (name == "surround51" && channels == 6) || (name == "surround71" && channels == 8) ||
-                       (name == "hdmi" && (channels == 4 || channels == 6 || channels == 8));
+                       (name == "surround51" && channels == 6) || (name == "surround71" && channels == 8);
   return isWhole ? all.first(channels) : std::span<const std::string_view>();
 }
 

@@ -121,11 +121,13 @@ StatedOrder statedOrderOf(const PipeWireSink& sink) {
   return std::ranges::is_permutation(stated, usual) ? StatedOrder::other : StatedOrder::unknown;
 }
 
-/// Beyond stereo: the server's profiles name the channels of any card that is opened as "hw", and the system's sound
-/// library behind "surround51" has one order for all USB devices, whatever theirs is.
+/// Beyond stereo: the server's profiles and rules name the channels of any card that is opened as "hw", also by a
+/// configuration for the device (UCM); and the system's sound library behind "surround51" has one order for all USB
+/// devices, whatever theirs is.
 bool isOrderAssumed(const PipeWireFacts& facts, const PipeWireSink& sink, std::size_t channels) {
   const PipeWireCard* card = cardOf(facts, sink);
-  return channels > 2 && (sink.alsaPath.starts_with("hw:") || (card != nullptr && card->bus == "usb"));
+  return channels > 2 &&
+         (withoutUcmPrefix(sink.alsaPath).starts_with("hw:") || (card != nullptr && card->bus == "usb"));
 }
 
 /// A configuration for one device (UCM) knows its order, and the server may ask the driver.
@@ -157,8 +159,7 @@ void checkAssumedChannels(const PipeWireFacts& facts, const PipeWireSink& sink, 
                           Alterations& found) {
   const std::size_t channels = stream.positions.size();
   const bool isNumbered = sink.format && areNumbered(namesOf(sink.format->positions));
-  const bool isConfigured = withoutUcmPrefix(sink.alsaPath) != sink.alsaPath;
-  if (channels <= 2 || isNumbered || isConfigured || alsaPathOf(sink.alsaPath) != AlsaPath::direct) return;
+  if (channels <= 2 || isNumbered || alsaPathOf(sink.alsaPath) != AlsaPath::direct) return;
   const bool isOfTheName = !sink.format || statedOrderOf(sink) != StatedOrder::unknown;
   if (!isOrderAssumed(facts, sink, channels) && isOfTheName) return;
   found.push_back(
