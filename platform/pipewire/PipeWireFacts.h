@@ -63,7 +63,8 @@ struct PipeWireSink {
   std::optional<PipeWireFormat> format;
   std::vector<AudioValueRange> rates;  ///< that its hardware takes; empty where not told
   std::uint32_t maximumChannels = 0;
-  std::string alsaPath;        ///< the name that the card's PCM is opened by, "front:1"
+  std::vector<std::uint32_t> positions;  ///< that it offers for so many channels; empty where it states none
+  std::string alsaPath;                  ///< the name that the card's PCM is opened by, "front:1"
   std::string filterProperty;  ///< the node's first property with a filter for its converter; empty: it has none
   NodeProps props;
 };

@@ -203,9 +203,11 @@ class Sink final : public PipeWireObject {
       if (index == 0) {
         sink.rates.clear();
         sink.maximumChannels = 0;
+        sink.positions.clear();
       }
       if (auto choice = parseFormatChoice(pod)) {
         if (sink.rates.empty()) sink.rates = std::move(choice->rates);
+        if (choice->maximumChannels > sink.maximumChannels) sink.positions = std::move(choice->positions);
         sink.maximumChannels = std::max(sink.maximumChannels, choice->maximumChannels);
       }
     }

@@ -70,11 +70,11 @@ PipeWireStream::PipeWireStream(PipeWireConnection& connection, RunLoop& runLoop,
     : connection_(connection),
       runLoop_(runLoop),
       setup_(std::move(setup)),
-      positions_(positionsOf(setup_.layout)),
       changed_(std::move(changed)),
       frameBytes_(sizeof(float) * setup_.channels),
       pipeline_(std::move(pipeline)),
       hook_(std::make_unique<spa_hook>()),
+      positions_(positionsOf(setup_.layout)),
       state_(unsetState) {}
 
 PipeWireStream::~PipeWireStream() {
@@ -97,6 +97,8 @@ OSStatus PipeWireStream::open() {
   if (stream_ == nullptr) return kAudioHardwareUnspecifiedError;
   pw_stream_add_listener(stream_, hook_.get(), &PipeWireStreamCallbacks::events, this);
 
+  if (const auto sink = connection_.facts().sinks.find(setup_.sink); sink != connection_.facts().sinks.end())
+    positions_ = namedAsBy(sink->second.format ? sink->second.format->positions : sink->second.positions, positions_);
   const SpaPodBuffer format = streamFormatPod(setup_.rate, positions_);
   const spa_pod* formats[] = {format.pod()};
   const auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_INACTIVE |

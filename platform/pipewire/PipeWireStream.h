@@ -88,7 +88,6 @@ class PipeWireStream {
   PipeWireConnection& connection_;
   RunLoop& runLoop_;
   const Setup setup_;
-  const std::vector<std::uint32_t> positions_;
   const std::function<void()> changed_;
   const std::size_t frameBytes_;
 
@@ -98,7 +97,8 @@ class PipeWireStream {
   // Player's thread.
   pw_stream* stream_ = nullptr;
   std::unique_ptr<spa_hook> hook_;
-  int state_ = 0;  ///< the library's number
+  std::vector<std::uint32_t> positions_;  ///< by the sink's names, once it is open
+  int state_ = 0;                         ///< the library's number
   bool isRunning_ = false;
   bool isLost_ = false;
   OSStatus lostStatus_ = noErr;

@@ -191,6 +191,10 @@ std::optional<PipeWireFormatChoice> parseFormatChoice(const spa_pod* pod) {
     for (const std::int32_t count : numbersOf(*channels).values)
       choice.maximumChannels = std::max(choice.maximumChannels, static_cast<std::uint32_t>(std::max(count, 0)));
   }
+  const auto position = object->find(SPA_FORMAT_AUDIO_position);
+  if (auto positions = position ? position->asIds() : std::nullopt;
+      positions && positions->size() == choice.maximumChannels)
+    choice.positions = *std::move(positions);
   return choice;
 }
 
@@ -273,6 +277,24 @@ std::vector<std::uint32_t> positionsOf(const ChannelLayout& channels) {
     positions.push_back(index < numbers.size() ? numbers[index] : auxiliary++);
   }
   return positions;
+}
+
+std::vector<std::uint32_t> namedAsBy(const std::vector<std::uint32_t>& sink, std::vector<std::uint32_t> track) {
+  const auto has = [](const std::vector<std::uint32_t>& positions, std::uint32_t left, std::uint32_t right) {
+    return std::ranges::any_of(positions, [&](std::uint32_t each) { return each == left || each == right; });
+  };
+  const bool trackHasRear = has(track, SPA_AUDIO_CHANNEL_RL, SPA_AUDIO_CHANNEL_RR);
+  const bool trackHasSide = has(track, SPA_AUDIO_CHANNEL_SL, SPA_AUDIO_CHANNEL_SR);
+  const bool sinkHasRear = has(sink, SPA_AUDIO_CHANNEL_RL, SPA_AUDIO_CHANNEL_RR);
+  const bool sinkHasSide = has(sink, SPA_AUDIO_CHANNEL_SL, SPA_AUDIO_CHANNEL_SR);
+  if (trackHasRear == trackHasSide || sinkHasRear == sinkHasSide || trackHasRear == sinkHasRear) return track;
+  for (std::uint32_t& position : track) {
+    if (position == SPA_AUDIO_CHANNEL_SL || position == SPA_AUDIO_CHANNEL_RL)
+      position = sinkHasRear ? SPA_AUDIO_CHANNEL_RL : SPA_AUDIO_CHANNEL_SL;
+    else if (position == SPA_AUDIO_CHANNEL_SR || position == SPA_AUDIO_CHANNEL_RR)
+      position = sinkHasRear ? SPA_AUDIO_CHANNEL_RR : SPA_AUDIO_CHANNEL_SR;
+  }
+  return track;
 }
 
 }  // namespace tolvane

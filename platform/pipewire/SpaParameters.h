@@ -22,6 +22,7 @@ namespace tolvane {
 struct PipeWireFormatChoice {
   std::vector<AudioValueRange> rates;
   std::uint32_t maximumChannels = 0;
+  std::vector<std::uint32_t> positions;  ///< empty: of more than one number of channels, or not stated
 };
 [[nodiscard]] std::optional<PipeWireFormatChoice> parseFormatChoice(const spa_pod* pod);
 
@@ -65,5 +66,11 @@ class SpaPodBuffer {
 
 /// The server's numbers of these positions; an auxiliary channel each for those that are unknown.
 [[nodiscard]] std::vector<std::uint32_t> positionsOf(const ChannelLayout& channels);
+
+/// A track's positions by the names that a sink has for them: rear and side loudspeakers are the same pair where one
+/// has only the rear and the other only the side ones, as in placeChannels(). The server would mix the one into the
+/// other.
+[[nodiscard]] std::vector<std::uint32_t> namedAsBy(const std::vector<std::uint32_t>& sink,
+                                                   std::vector<std::uint32_t> track);
 
 }  // namespace tolvane

@@ -219,5 +219,24 @@ TEST(ChannelName, IsTheServersOwn) {
   EXPECT_EQ(channelName(0xFFFFFFFF), "channel 4294967295");
 }
 
+TEST(NamedAsBy, IsTheSinksNameOfTheOnlySurroundPair) {
+  enum Speaker : std::uint32_t { FL = 3, FR, FC, LFE, SL, SR, RC = 11, RL, RR, AUX0 = 0x1000 };
+  using Positions = std::vector<std::uint32_t>;
+  const Positions rear{FL, FR, RL, RR, FC, LFE};
+  const Positions side{FL, FR, SL, SR, FC, LFE};
+  const Positions both{FL, FR, RL, RR, FC, LFE, SL, SR};
+  EXPECT_EQ(namedAsBy(rear, {FL, FR, FC, LFE, SL, SR}), (Positions{FL, FR, FC, LFE, RL, RR}));
+  EXPECT_EQ(namedAsBy(side, {FL, FR, FC, LFE, RL, RR}), (Positions{FL, FR, FC, LFE, SL, SR}));
+  EXPECT_EQ(namedAsBy(rear, {FL, FR, RC, SL, SR}), (Positions{FL, FR, RC, RL, RR}));
+  for (const Positions& track : {Positions{FL, FR}, rear, side, both, {FL, FR, FC, LFE, RL, RR, SL, SR}}) {
+    EXPECT_EQ(namedAsBy(both, track), track);
+    EXPECT_EQ(namedAsBy({}, track), track);
+    EXPECT_EQ(namedAsBy({FL, FR}, track), track);
+    EXPECT_EQ(namedAsBy({AUX0, AUX0 + 1, AUX0 + 2}, track), track);
+    EXPECT_EQ(namedAsBy(track, track), track);
+  }
+  EXPECT_EQ(namedAsBy(rear, both), both);
+}
+
 }  // namespace
 }  // namespace tolvane
