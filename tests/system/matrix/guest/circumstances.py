@@ -8,10 +8,9 @@ from typing import Callable
 import desktop
 import layouts
 from cards import Pcm, wait_until
+from layouts import FILTER, HALVED
 
 CONVERTER = pathlib.Path("/usr/lib/x86_64-linux-gnu/spa-0.2/audioconvert/libspa-audioconvert.so")
-FILTER = "audioconvert.filter-graph"
-HALVED = "{ nodes = [ { type = builtin label = linear name = half control = { Mult = 0.5 Add = 0.0 } } ] }"
 OTHER = pathlib.Path("/tmp/other.wav")
 LOWERED = 0.4 ** 3  # the factor of 40 %
 DEVICE, STREAM = "this device", "the player's stream"
@@ -78,7 +77,7 @@ def graph_rate(hertz):
 
 def play_too(show):
     if not OTHER.exists():
-        layouts.write_track(OTHER, 2, 30)
+        layouts.write_track(OTHER, layouts.TRACKS[2], 30)
     show.other = desktop.start("/usr/bin/pw-play", "--target", show.sink_name, OTHER)
 
 
@@ -91,6 +90,14 @@ def cross(*options):
     def change(show):
         own, other = layouts.FILE_ORDER[show.channels][:2]
         desktop.text_of("pw-link", *options, f"tolvane-player:output_{own}", f"{show.sink_name}:playback_{other}")
+    return change
+
+
+def clock(*options):
+    """Links the stream to another card's sink too, whose clock a rule prefers."""
+    def change(show):
+        leader = desktop.sink(layouts.CLOCK_CARD)["node.name"]
+        desktop.text_of("pw-link", *options, f"tolvane-player:output_{layouts.FILE_ORDER[show.channels][0]}", f"{leader}:playback_FL")
     return change
 
 
@@ -124,5 +131,7 @@ WHILE_PLAYING = (
     Circumstance("another program has the card open", "does not expose its physical stream format", open_too, stop_too,
                  alters=False, is_told=True, settled=1.2),
     Circumstance("a channel linked into another", "is linked to another channel", cross(), cross("-d"), least=2),
+    Circumstance("stream linked to another device too, whose clock leads", "follows the clock of another device", clock(),
+                 clock("-d"), settled=1.2),
     GRAPH_RATE,
 )

@@ -2,10 +2,12 @@
 
 import array
 import functools
+import json
 import pathlib
 import random
 import struct
 import subprocess
+from dataclasses import dataclass
 
 RATE = 48000
 FRAMES = 65536  # of noise, which a track repeats
@@ -20,14 +22,59 @@ NAMES = {1: "mono", 2: "front-left,front-right", 6: "front-left,front-right,rear
 PCMS = {1: "hw:%f", 2: "front:%f", 6: "surround51:%f", 8: "surround71:%f"}
 HALF = {count: f"half-{count}" for count in COUNTS}  # the profile whose PCM is a plug-in that halves the level
 PLAIN = {count: f"plain-{count}" for count in COUNTS}
+OTHER_ORDER = {2: ("FR", "FL"), 6: FILE_ORDER[6], 8: FILE_ORDER[8]}  # than the card's
+FILTER = "audioconvert.filter-graph"
+HALVED = "{ nodes = [ { type = builtin label = linear name = half control = { Mult = 0.5 Add = 0.0 } } ] }"
+# Profiles to whose sinks a rule of the session manager gives a setting: (its name, its value for so many channels).
+RULED = {"filtered": (FILTER, lambda count: HALVED), "lowered": ("channelmix.max-volume", lambda count: "0.25"),
+         "raised": ("channelmix.min-volume", lambda count: "2.0"),
+         "renamed": ("audio.position", lambda count: ",".join(OTHER_ORDER.get(count, FILE_ORDER[count])))}
+CLOCK_CARD = "Intel"  # whose clock others follow when they are linked to the same stream
+
+
+@dataclass(frozen=True)
+class Track:
+    positions: tuple  # of its channels
+    mask: int  # as its file states them; 0: it does not
+
+
+TRACKS = {count: Track(FILE_ORDER[count], MASKS[count]) for count in COUNTS}
+UNSTATED = {count: Track(FILE_ORDER[count], 0) for count in COUNTS}
+# Whose channels a device with the same loudspeakers has in another order: (track, the device's mask, its order, in which
+# the only pair of surround loudspeakers has the track's names).
+PERMUTED = {6: (Track(("FL", "FR", "FC", "RC", "SL", "SR"), 0x707), 0x137, ("FL", "FR", "FC", "SL", "SR", "RC")),
+            8: (Track(("FL", "FR", "FC", "LFE", "FLC", "FRC", "SL", "SR"), 0x6CF), 0xFF,
+                ("FL", "FR", "FC", "LFE", "SL", "SR", "FLC", "FRC"))}
+SIDE_51 = Track(("FL", "FR", "FC", "LFE", "SL", "SR"), 0x60F)
+
+
+def ruled(kind, count):
+    """The profile's name."""
+    return f"{kind}-{count}"
+
+
+def install_rules():
+    """Of both versions of the session manager, each in the form that it reads."""
+    rules = [(f"*.{ruled(kind, count)}", name, value(count)) for kind, (name, value) in RULED.items() for count in COUNTS]
+    rules.append(("alsa_output.pci-*", "priority.driver", "30000"))
+    lua = [f'table.insert(alsa_monitor.rules, {{ matches = {{{{{{ "node.name", "matches", {json.dumps(node)} }}}}}}, '
+           f'apply_properties = {{ [{json.dumps(name)}] = {json.dumps(value)} }} }})' for node, name, value in rules]
+    conf = [f'{{ matches = [ {{ node.name = {json.dumps("~" + node.replace(".", "[.]").replace("*", ".*"))} }} ], '
+            f'actions = {{ update-props = {{ {name} = {json.dumps(value)} }} }} }}' for node, name, value in rules]
+    for path, text in (("/etc/wireplumber/main.lua.d/60-matrix.lua", "\n".join(lua)),
+                       ("/etc/wireplumber/wireplumber.conf.d/60-matrix.conf", "monitor.alsa.rules = [\n" + "\n".join(conf) + "\n]")):
+        pathlib.Path(path).parent.mkdir(parents=True, exist_ok=True)
+        pathlib.Path(path).write_text(text + "\n")
 
 
 def install():
-    """The profiles and the plug-in. The session manager reads them when it starts."""
+    """The profiles, the rules and the plug-in. The session manager reads them when it starts."""
+    install_rules()
     profiles = ["[General]", "auto-profiles = yes"]
     plugins = []
     for count in COUNTS:
-        for name, pcm in ((PLAIN[count], PCMS[count]), (HALF[count], f"half{count}:%f")):
+        for name, pcm in ((PLAIN[count], PCMS[count]), (HALF[count], f"half{count}:%f"),
+                          *((ruled(kind, count), PCMS[count]) for kind in RULED)):
             profiles += [f"[Mapping {name}]", f"device-strings = {pcm}", f"channel-map = {NAMES[count]}", "direction = output"]
         plugins.append(f"pcm.half{count} {{ @args [ CARD ] @args.CARD {{ type string }} type route\n"
                        f"slave {{ pcm {{ type hw card $CARD }} channels {count} }}\n"
@@ -49,14 +96,15 @@ def noise(count):
     return bytes(data)
 
 
-def write_track(path, count, seconds):
+def write_track(path, track, seconds):
+    count = len(track.positions)
     data = noise(count)
     packed = bytearray(FRAMES * count * 3)
     for byte in range(3):
         packed[byte::3] = data[byte + 1::4]
     times = -(-int(seconds * RATE) // FRAMES)
     size = len(packed) * times
-    form = struct.pack("<HHIIHHHHI", 0xFFFE, count, RATE, RATE * count * 3, count * 3, 24, 22, 24, MASKS[count]) + \
+    form = struct.pack("<HHIIHHHHI", 0xFFFE, count, RATE, RATE * count * 3, count * 3, 24, 22, 24, track.mask) + \
         struct.pack("<H", 1) + bytes.fromhex("000000001000800000aa00389b71")
     with open(path, "wb") as file:
         file.write(b"RIFF" + struct.pack("<I", 4 + 8 + len(form) + 8 + size) + b"WAVE")
@@ -67,22 +115,23 @@ def write_track(path, count, seconds):
 
 
 @functools.lru_cache(4)
-def wanted(count, order):
-    """The noise twice over, as a device with channels in this order must receive it: a channel that the track does not
-    have is silent. None: the track has one that the device has not."""
-    if not set(FILE_ORDER[count]) <= set(order):
+def wanted(positions, order):
+    """The noise of a track with channels at these positions, twice over, as a device with channels in this order must
+    receive it: a channel that the track does not have is silent. None: the track has one that the device has not."""
+    if not set(positions) <= set(order):
         return None
+    count = len(positions)
     data = array.array("i", noise(count))
     out = array.array("i", bytes(FRAMES * len(order) * 4))
     for at, name in enumerate(order):
-        if name in FILE_ORDER[count]:
-            out[at::len(order)] = data[FILE_ORDER[count].index(name)::count]
+        if name in positions:
+            out[at::len(order)] = data[positions.index(name)::count]
     return out.tobytes() * 2
 
 
-def holds(count, order, heard):
+def holds(positions, order, heard):
     """Whether these frames are a piece of the track."""
-    track, frame = wanted(count, order), 4 * len(order)
+    track, frame = wanted(positions, order), 4 * len(order)
     if track is None or not heard:
         return False
     at = track.find(heard[:8 * frame])

@@ -1,12 +1,15 @@
 """One run of the player beside a recording of what its card got, in which circumstances come and go."""
 
+import os
 import pathlib
 import re
 import signal
+import subprocess
 import time
 
+import usb_dac
 from cards import Capture, Pcm, wait_until
-from layouts import CARD_ORDER, FILE_ORDER, RATE, holds, write_track
+from layouts import CARD_ORDER, RATE, holds, write_track
 from pace import skipping
 from player import LOOPBACK, SHARED, Play
 
@@ -21,7 +24,7 @@ HDA_UID = "pci-0000:00:06.0:0"
 class LoopbackRecording:
     """Begins before the player does, and so fixes the card's format and channels."""
 
-    header = 0
+    header, has_map = 0, False
 
     def __init__(self, order, sample_format="S32_LE", ready=lambda: None):
         """`ready` is called when it records."""
@@ -43,7 +46,7 @@ class LoopbackRecording:
 class HdaRecording:
     """What QEMU writes of the emulated HD Audio card."""
 
-    header, bytes, order = 44, 2, CARD_ORDER[2]
+    header, bytes, order, has_map = 44, 2, CARD_ORDER[2], False
     path = SHARED / "hda.wav"
 
     def __enter__(self):
@@ -54,15 +57,65 @@ class HdaRecording:
         pass
 
 
+class DacRecording:
+    """What the emulated USB DAC writes of its wire: a file for each run of its stream."""
+
+    header, bytes, has_map = 0, 4, True
+
+    def __init__(self, dac, order):
+        self.dac, self.order = dac, order
+        self.first = len(self._files())
+
+    def _files(self):
+        return sorted(self.dac.folder.glob("wire.*.raw"), key=lambda path: int(path.suffixes[0][1:]))
+
+    @property
+    def path(self):
+        files = self._files()
+        return files[-1] if len(files) > self.first else pathlib.Path("/dev/null")
+
+    def __enter__(self):
+        with skipping():
+            wait_until(usb_dac.PCM.closed, 30)
+
+    def __exit__(self, *_):
+        pass
+
+
+class PipeRecording:
+    """What a tunnel of the sound server's writes into a pipe."""
+
+    header, bytes, has_map = 0, 4, False
+    path, pipe = pathlib.Path("/tmp/tunnel.raw"), pathlib.Path("/tmp/tunnel.pipe")
+
+    def __init__(self, order, ready):
+        """`ready` is called when it records."""
+        self.order, self.ready = order, ready
+
+    def __enter__(self):
+        for path in (self.path, self.pipe):
+            path.unlink(missing_ok=True)
+        os.mkfifo(self.pipe)
+        os.chmod(self.pipe, 0o666)
+        with open(self.path, "wb") as file:
+            # Open for writing too: the tunnel may come and go.
+            self.copy = subprocess.Popen(["sh", "-c", f"exec cat <>{self.pipe}"], stdout=file, stdin=subprocess.DEVNULL)
+        self.ready()
+
+    def __exit__(self, *_):
+        self.copy.kill()
+        self.copy.wait()
+
+
 class Scene:
-    def __init__(self, channels, recording, device, *options):
-        self.channels, self.recording, self.device, self.options = channels, recording, device, options
+    def __init__(self, track, recording, device, *options):
+        self.track, self.recording, self.device, self.options = track, recording, device, options
         self.frame = recording.bytes * len(recording.order)
-        self.file = pathlib.Path(f"/tmp/track-{channels}.wav")
+        self.file = pathlib.Path(f"/tmp/track-{len(track.positions)}-{track.mask:x}.wav")
 
     def __enter__(self):
         if not self.file.exists():
-            write_track(self.file, self.channels, TRACK)
+            write_track(self.file, self.track, TRACK)
         self.recording.__enter__()
         self.play = Play(self.file, "--device", self.device, *self.options)
         if not self.play.said('"isPlaying","value":true'):
@@ -114,7 +167,7 @@ class Scene:
         which what was changed is heard, and the verdict has followed. `order` of the card's channels, where it is not the
         recording's."""
         def is_equal():
-            return self.recording.bytes == 4 and holds(self.channels, order or self.recording.order, heard)
+            return self.recording.bytes == 4 and holds(self.track.positions, order or self.recording.order, heard)
         try:
             self.advance(settled)
             for _ in range(10):

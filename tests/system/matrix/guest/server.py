@@ -74,7 +74,7 @@ class Server:
         """Of the node's converter: name → value."""
         self.set(node, "Props", params=[part for pair in settings.items() for part in pair])
 
-    def set_profile(self, card_name, name):
+    def set_profile(self, card_name, name, sink_profile):
         """Of a card. Returns when there is its sink: after Exclusive Access the card is made anew, and
         the object that was asked may have been the one before."""
         def chosen():
@@ -87,6 +87,6 @@ class Server:
             if not profile:
                 raise RuntimeError(f"the card has no profile {name}")
             self.set(self.find(device_name=card_name), "Profile", index=profile["index"], save=True)
-            if wait_until(lambda: self.find(device_profile_name=name.partition(":")[2], media_class="Audio/Sink"), 2):
+            if wait_until(lambda: self.find(device_profile_name=sink_profile, media_class="Audio/Sink"), 2):
                 return
         raise RuntimeError(f"the card's profile {name} has no sink")

@@ -7,7 +7,9 @@ import traceback
 import circumstances
 import desktop
 import layouts
+from beforehand import Beforehand
 from cards import wait_until
+from causes import CHANNELS, NO_MAP, PLUGIN, TOO_FEW_BITS, VIRTUAL
 from circumstances import CONVERTER, GRAPH_RATE, LOWERED, WHILE_PLAYING, NotThere, has_setting
 from layouts import CARD_ORDER, FILE_ORDER
 from pace import skipping
@@ -17,13 +19,6 @@ from server import Server
 CARD = "alsa_card.platform-snd_aloop.0"
 SWITCH = ("--exclusive-at", "3")  # seconds after its begin at which the player asks for Exclusive Access
 OTHER_COUNT = {1: 2, 2: 6, 6: 2, 8: 6}  # channels of a device that the track was not made for
-NEVER = "$."  # a regular expression that no text matches
-# The loopback card has no channel map: played to directly, it does not say where more than two channels go.
-NO_MAP = {1: NEVER, 2: NEVER, 6: "does not state which loudspeakers", 8: "does not state which loudspeakers"}
-TOO_FEW_BITS = "does not preserve the source format exactly"
-VIRTUAL = "It is a virtual device of the sound server"
-PLUGIN = "of the system's sound library, which may alter samples"
-CHANNELS = "mixes the track's channels|track's \\d+ channel|no loudspeaker|\\d ch, which does not preserve|" + NO_MAP[6]
 # What a newer server may bring: the names of two settings, changed in the server's and the client's own converter.
 RENAMED = {b"dither.noise\0": b"dither.moons\0", b"channelmix.max-volume\0": b"channelmix.moon-phase\0"}
 UNHEARD_OF, LOWERING = "dither.moons", "channelmix.moon-phase"
@@ -38,11 +33,12 @@ ROW_LOWERING = "a setting that it has not heard of lowers the level"
 STREAM_ROWS = ("stream", "a channel linked")  # begin the rows of what only a stream has
 
 
-class Show:
+class Show(Beforehand):
     def __init__(self, version, report):
         self.version, self.report = version, report
         self.server = Server()
         self.scene, self.pending = None, []
+        self.card = CARD
         self.pace()
 
     def close(self):
@@ -52,7 +48,7 @@ class Show:
 
     @property
     def sink(self):
-        """Of the loopback card."""
+        """Of the card that plays."""
         return self.server.wait_for(device_profile_name=self.profile, media_class="Audio/Sink")
 
     @property
@@ -84,14 +80,14 @@ class Show:
         """Fewer cycles a second cost the machine less, and leave the samples as they are."""
         desktop.text_of("pw-metadata", "-n", "settings", "0", "clock.force-quantum", "2048")
 
-    def choose(self, profile):
-        """Of the loopback card, at full volume."""
-        self.profile = profile
+    def choose(self, profile, sink_profile=None):
+        """Of the card, at full volume."""
+        self.profile = sink_profile or profile
         def sink_id():
-            found = self.server.find(device_profile_name=profile, media_class="Audio/Sink")
+            found = self.server.find(device_profile_name=self.profile, media_class="Audio/Sink")
             return found["id"] if found else None
         for _ in range(20):
-            self.server.set_profile(CARD, f"output:{profile}")
+            self.server.set_profile(self.card, profile if sink_profile else f"output:{profile}", self.profile)
             before = sink_id()
             with skipping():
                 time.sleep(1)  # a card that is being made anew takes its sink with it
@@ -101,10 +97,10 @@ class Show:
             raise RuntimeError(f"no sink of the profile {profile} stays")
         circumstances.volume("sink", 1)(self)
 
-    def play(self, recording, *options, device=LOOPBACK_UID):
+    def play(self, recording, *options, device=LOOPBACK_UID, track=None):
         wait_until(lambda: not self.server.find(node_name="tolvane-player"), 20)
         self.server.suspend(self.sink)
-        self.scene = Scene(self.channels, recording, device, *options)
+        self.scene = Scene(track or layouts.TRACKS[self.channels], recording, device, *options)
         return self.scene
 
     def exclusively(self):
@@ -116,7 +112,9 @@ class Show:
 
     def judged_exclusively(self, names, alters):
         """Where the card has no map, the file's channels keep their order; the best verdict is not given then."""
-        order = FILE_ORDER[self.channels] if len(self.scene.recording.order) == self.channels else None
+        recording = self.scene.recording
+        keeps_order = not recording.has_map and len(recording.order) == self.channels
+        order = self.scene.track.positions if keeps_order else None
         found = self.scene.judged(names, alters, order=order)
         if found["label"] == BEST and not found["detail"].startswith("Exclusive Access, "):
             found["faults"].append(f"it is not exclusive: {found['detail']}")
@@ -256,7 +254,7 @@ class Show:
                 if lowering:
                     self.cell("exclusive", ROW_LOWERING, **found)
 
-    SCENES = (while_playing, alone, virtual, fewer_bits, codec, plugin, other_channels, unheard_of)
+    SCENES = (while_playing, alone, virtual, fewer_bits, codec, plugin, *Beforehand.SCENES, other_channels, unheard_of)
 
     def run(self, counts, scenes):
         for self.channels in counts:

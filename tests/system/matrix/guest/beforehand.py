@@ -1,0 +1,169 @@
+"""The scenes of what was there before the music: settings by rule and file, sinks that are no hardware, tracks and devices
+that state their channels, or not. A part of Show."""
+
+import contextlib
+import pathlib
+
+import desktop
+import layouts
+from causes import CHANNELS, LINKED, NEVER, NO_MAP, VIRTUAL
+from circumstances import DEVICE, STREAM, has_setting
+from layouts import CARD_ORDER, FILE_ORDER, FILTER, HALVED
+from scene import DacRecording, LoopbackRecording, PipeRecording
+from usb_dac import Dac
+
+# By a rule of the session manager, before the music: kind of a profile → (row, what the verdict must name, whether it is heard).
+RULED = {"filtered": ("filter graph of the device by rule", f"filters the samples of {DEVICE}", True),
+         "lowered": ("channelmix.max-volume of the device by rule", f"level of {DEVICE} below", True),
+         "raised": ("channelmix.min-volume of the device by rule", f"level of {DEVICE} above", True),
+         "renamed": ("audio.position of the device by rule", "in another order", True)}
+# By client.conf: name → (row, value, what the verdict must name, whether it is heard).
+CONFIGURED = {FILTER: ("stream's filter graph by client.conf", HALVED, f"filters the samples of {STREAM}", True),
+              "channelmix.max-volume": ("stream's channelmix.max-volume by client.conf", "0.25", f"level of {STREAM} below", True),
+              "channelmix.min-volume": ("stream's channelmix.min-volume by client.conf", "2.0", f"level of {STREAM} above", True)}
+CLIENT_CONF = [pathlib.Path(f"/home/listener/.config/pipewire/{name}.conf.d/matrix.conf") for name in ("client", "client-rt")]
+# What runs a module of the server's beside it.
+MODULE_CONF = """context.spa-libs = {{ audio.convert.* = audioconvert/libspa-audioconvert support.* = support/libspa-support }}
+context.modules = [ {{ name = libpipewire-module-protocol-native }} {{ name = libpipewire-module-client-node }}
+  {{ name = libpipewire-module-adapter }} {{ name = {name} args = {{ {arguments} }} }} ]
+"""
+OTHER_MASKS = {6: 0xCF, 8: 0xFF}  # with the loudspeakers between centre and front
+DAC_CARD = "alsa_card.usb-Tolvane_Test_DAC_0001-00"
+
+ROW_COMBINED = "a combination of this device alone"
+ROW_TUNNEL = "a tunnel to another program"
+ROW_UNSTATED = "a track that does not state its channels"
+ROW_SIDE = "5.1 track with side channels"
+ROW_SIDE_ON_71 = "5.1 track with side channels on a 7.1 USB device"
+ROW_NUMBERED = "Pro Audio of a USB device that states its channels"
+ROW_UNSTATED_USB = "Pro Audio of a USB device that does not"
+ROW_PERMUTED = "a USB device with the track's channels in another order"
+ROW_OTHER_USB = "Pro Audio of a USB device with other loudspeakers"
+
+
+class Beforehand:
+    # What was set before the music began.
+
+    def absent(self, row, why, *ways):
+        for way in ways or ("shared", "exclusive"):
+            self.cell(way, row, absent=why, faults=[])
+
+    def ruled(self):
+        for kind, (row, names, alters) in RULED.items():
+            setting, _ = layouts.RULED[kind]
+            if not setting.startswith("audio.") and not has_setting(setting):
+                self.absent(row, f"{self.version} has no {setting}")
+            elif kind == "renamed" and self.channels == 1:
+                self.absent(row, "one channel has no order")
+            else:
+                self.choose(layouts.ruled(kind, self.channels))
+                self.both_ways(row, LoopbackRecording(CARD_ORDER[self.channels]), names, alters, NO_MAP[self.channels], False)
+
+    def configured(self):
+        for setting, (row, value, names, alters) in CONFIGURED.items():
+            self.absent(row, "there is no stream", "exclusive")
+            if not has_setting(setting):
+                self.absent(row, f"{self.version} has no {setting}", "shared")
+                continue
+            for path in CLIENT_CONF:
+                path.parent.mkdir(parents=True, exist_ok=True)
+                path.write_text(f"stream.properties = {{ {setting} = {value} }}\n")
+            try:
+                with self.cells(("shared", row)):
+                    with self.play(LoopbackRecording(CARD_ORDER[self.channels])):
+                        self.cell("shared", row, **self.scene.judged(names, alters))
+            finally:
+                for path in CLIENT_CONF:
+                    path.unlink()
+
+    # Sinks that are no hardware.
+
+    @contextlib.contextmanager
+    def module(self, name, node, arguments):
+        """A module of the server's, which makes a sink of this name."""
+        path = pathlib.Path(f"/tmp/{node}.conf")
+        path.write_text(MODULE_CONF.format(name=f"libpipewire-module-{name}", arguments=arguments))
+        with open("/tmp/module.log", "ab") as log:
+            process = desktop.start("/usr/bin/pipewire", "-c", path, stdout=log, stderr=log)
+        try:
+            self.server.wait_for(node_name=node)
+            yield
+        finally:
+            process.kill()
+            process.wait()
+
+    def combined(self):
+        positions = " ".join(FILE_ORDER[self.channels])
+        sink = f'{{ matches = [ {{ node.name = "{self.sink_name}" }} ] actions = {{ create-stream = {{ }} }} }}'
+        with contextlib.ExitStack() as running:
+            def begin():
+                running.enter_context(self.module("combine-stream", "combined", f"""combine.mode = sink node.name = combined
+                    node.description = combined combine.props = {{ audio.position = [ {positions} ] }} stream.rules = [ {sink} ]"""))
+            self.both_ways(ROW_COMBINED, LoopbackRecording(CARD_ORDER[self.channels], ready=begin), VIRTUAL, None,
+                           VIRTUAL + "|does not expose exclusive access", None, device="sink:combined")
+
+    def tunnel(self):
+        positions = " ".join(FILE_ORDER[self.channels])
+        with contextlib.ExitStack() as running:
+            def begin():
+                running.enter_context(self.module("pipe-tunnel", "tunnel", f"""tunnel.mode = sink node.name = tunnel
+                    node.description = tunnel pipe.filename = "{PipeRecording.pipe}" audio.format = S32LE audio.rate = {layouts.RATE}
+                    audio.channels = {self.channels} audio.position = [ {positions} ]
+                    stream.props = {{ media.class = Audio/Sink node.name = tunnel }}"""))
+            self.both_ways(ROW_TUNNEL, PipeRecording(FILE_ORDER[self.channels], begin), VIRTUAL, None,
+                           VIRTUAL + "|does not expose exclusive access", None, device="sink:tunnel")
+
+    # Tracks and devices that state their channels in other ways, or not.
+
+    def unstated(self):
+        names = "track does not state which loudspeakers" if self.channels > 2 else NEVER
+        self.both_ways(ROW_UNSTATED, LoopbackRecording(CARD_ORDER[self.channels]), names, False,
+                       names, False, track=layouts.UNSTATED[self.channels])
+
+    def side(self):
+        if self.channels != 6:
+            for row in (ROW_SIDE, ROW_SIDE_ON_71):
+                self.absent(row, "5.1 has six channels")
+            return
+        order = tuple({"RL": "SL", "RR": "SR"}.get(name, name) for name in CARD_ORDER[6])
+        self.both_ways(ROW_SIDE, LoopbackRecording(order), NEVER, False, NO_MAP[6], False, track=layouts.SIDE_51)
+        with self.usb(8, layouts.MASKS[8]) as dac:
+            self.both_ways(ROW_SIDE_ON_71, DacRecording(dac, FILE_ORDER[8]), CHANNELS, None, CHANNELS, False, device=dac.device()["uid"],
+                           track=layouts.SIDE_51)
+
+    @contextlib.contextmanager
+    def usb(self, channels, mask):
+        """A USB device, with the profile that numbers its channels."""
+        with Dac("--channels", str(channels), "--positions", f"{mask:x}", "--rates", str(layouts.RATE), "--formats", "s32") as dac:
+            usual, self.card = self.card, DAC_CARD
+            try:
+                self.choose("pro-audio", "pro-output-0")
+                yield dac
+            finally:
+                self.card = usual
+
+    def numbered(self):
+        count, beyond = self.channels, self.channels > 2
+        states_none = "does not state which loudspeakers" if beyond else NEVER
+        # The session manager finds no channel of a numbered sink for the loudspeakers beyond stereo. An older one makes
+        # mono into stereo, and then finds one for the left channel only.
+        numbered, is_altered = {1: (LINKED, None), 2: (NEVER, False)}.get(count, (LINKED, True))
+        with self.usb(count, layouts.MASKS[count]) as dac:
+            self.both_ways(ROW_NUMBERED, DacRecording(dac, FILE_ORDER[count]), numbered, is_altered, NEVER, False,
+                           device=dac.device()["uid"])
+        if not beyond:
+            for row in (ROW_UNSTATED_USB, ROW_OTHER_USB, ROW_PERMUTED):
+                self.absent(row, "one channel and two have their usual places")
+            return
+        with self.usb(count, 0) as dac:
+            self.both_ways(ROW_UNSTATED_USB, DacRecording(dac, FILE_ORDER[count]), numbered, is_altered, states_none, False,
+                           device=dac.device()["uid"])
+        with self.usb(count, OTHER_MASKS[count]) as dac:
+            self.both_ways(ROW_OTHER_USB, DacRecording(dac, FILE_ORDER[count]), numbered, is_altered, "no loudspeaker", True,
+                           device=dac.device()["uid"])
+        track, mask, order = layouts.PERMUTED[count]
+        with self.usb(count, mask) as dac:
+            self.both_ways(ROW_PERMUTED, DacRecording(dac, order), numbered, is_altered, NEVER, False, device=dac.device()["uid"],
+                           track=track)
+
+    SCENES = (combined, tunnel, unstated, side, numbered, ruled, configured)
