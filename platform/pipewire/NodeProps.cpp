@@ -161,10 +161,6 @@ SampleAlteration unknownSettings(const std::vector<std::string>& names, std::str
           withoutServer};
 }
 
-/// "node:control". PipeWire 1.4 shows a running filter graph by the controls of its nodes alone: the setting that holds
-/// the graph reads as empty.
-bool isFilterControl(std::string_view name) { return name.find(':') != std::string_view::npos; }
-
 }  // namespace
 
 bool altersNothing(std::uint32_t propertyKey) {
@@ -176,6 +172,8 @@ bool isFilterSetting(std::string_view name) {
   if (!name.starts_with(graph) || name == "audioconvert.filter-graph.disable") return false;
   return name.size() == graph.size() || name[graph.size()] == '.';
 }
+
+bool isFilterControl(std::string_view name) { return name.find(':') != std::string_view::npos; }
 
 std::vector<SampleAlteration> settingAlterations(const NodeProps& props, std::string_view whose) {
   std::vector<SampleAlteration> found;

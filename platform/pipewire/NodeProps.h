@@ -43,4 +43,8 @@ struct NodeProps {
 /// Whether a setting of that name holds filters of the server's converter.
 [[nodiscard]] bool isFilterSetting(std::string_view name);
 
+/// "node:control". PipeWire 1.4 shows a running filter graph by the controls of its nodes alone: the setting that holds
+/// the graph reads as empty.
+[[nodiscard]] bool isFilterControl(std::string_view name);
+
 }  // namespace tolvane

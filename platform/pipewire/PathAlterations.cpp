@@ -215,8 +215,9 @@ void append(Alterations more, Alterations& found) {
 /// A filter that a node's properties ask for, and that its settings do not show: the server may not have read it.
 void checkFilterProperty(const std::string& property, const NodeProps& props, std::string_view whose,
                          Alterations& found) {
-  const bool isShown = std::ranges::any_of(
-      props.settings, [](const auto& setting) { return isFilterSetting(setting.first) && !setting.second.empty(); });
+  const bool isShown = std::ranges::any_of(props.settings, [](const auto& setting) {
+    return isFilterControl(setting.first) || (isFilterSetting(setting.first) && !setting.second.empty());
+  });
   if (property.empty() || isShown) return;
   found.push_back({unknown, fmt::format("A rule of the sound server asks for a filter on {} ({}).", whose, property),
                    "Remove the rule."_cure});

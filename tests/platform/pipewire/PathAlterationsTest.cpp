@@ -139,6 +139,11 @@ TEST(PathAlterations, NameTheSettingsOfBothNodes) {
        [&](auto& path) { set(path.sink().props, "audioconvert.filter-graph.0", "{}"); }},
       {processed, "filters the samples of the player's stream",
        [&](auto& path) { set(*path.facts.ownStreams[ownNode].props, "audioconvert.filter-graph", "{}"); }},
+      {processed, "filters the samples of this device (half:Mult)",
+       [&](auto& path) {
+         path.sink().filterProperty = "audioconvert.filter-graph";
+         set(path.sink().props, "half:Mult", "0.5");
+       }},
       {processed, "the level of this device below 0.5",
        [&](auto& path) { set(path.sink().props, "channelmix.max-volume", "0.5"); }},
       {processed, "the level of the player's stream above 2",
