@@ -145,8 +145,8 @@ class Beforehand:
     def numbered(self):
         count, beyond = self.channels, self.channels > 2
         states_none = "does not state which loudspeakers" if beyond else NEVER
-        # The session manager finds no channel of a numbered sink for the loudspeakers beyond stereo. An older one makes
-        # mono into stereo, and then finds one for the left channel only.
+        # The session manager finds no channel of a numbered sink for the loudspeakers beyond stereo. It makes mono into
+        # stereo, and then finds one for the left channel only.
         numbered, is_altered = {1: (LINKED, None), 2: (NEVER, False)}.get(count, (LINKED, True))
         with self.usb(count, layouts.MASKS[count]) as dac:
             self.both_ways(ROW_NUMBERED, DacRecording(dac, FILE_ORDER[count]), numbered, is_altered, NEVER, False,
