@@ -14,7 +14,12 @@ BitPerfectAudioPlayer::BitPerfectAudioPlayer(AudioHardware& hardware, AudioFileS
     : machine_(std::make_unique<EngineStateMachine>(hardware, files, runLoop, log, std::move(background),
                                                     std::move(lowPriority))) {}
 
-BitPerfectAudioPlayer::~BitPerfectAudioPlayer() = default;
+BitPerfectAudioPlayer::~BitPerfectAudioPlayer() {
+  isEnding_ = true;
+  machine_->preparer().cancel();
+  machine_->upcoming().want(std::nullopt);
+  machine_->stop(AudioPathStatus::ready());
+}
 
 const Published<bool>& BitPerfectAudioPlayer::isPlaying() const { return machine_->published().isPlaying; }
 const Published<bool>& BitPerfectAudioPlayer::isPaused() const { return machine_->published().isPaused; }
@@ -45,6 +50,7 @@ double BitPerfectAudioPlayer::preparationProgress() const {
 bool BitPerfectAudioPlayer::isPostponed(std::string_view operation, std::function<void()> call) {
   if (!machine_->published().isNotifying()) return false;
   machine_->services().logger.error("{} was called by an observer of a change, and is carried out after it", operation);
+  if (isEnding_) return true;
   postponed_.push_back(std::move(call));
   if (postponedTimer_) return true;
   postponedTimer_ = machine_->services().runLoop.scheduleTimer({}, false, [this] {
@@ -98,6 +104,7 @@ void BitPerfectAudioPlayer::resume() {
   if (machine_->is<Recovering>()) return machine_->setReturnsToPlaying(true);
   if (!machine_->is<Playing>() && !machine_->is<Paused>()) return;
   if (!machine_->restartUnit("The output device could not resume playback.")) return;
+  if (!machine_->is<Playing>()) return;  // the unit had stopped within the next track, which was not wanted
   // Where the output came up paused, this is the first time that the device runs.
   machine_->judgePath(machine_->services().device.readHogMode(machine_->output()->deviceID()));
   machine_->publish();

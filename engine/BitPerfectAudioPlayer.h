@@ -56,8 +56,9 @@ class BitPerfectAudioPlayer {
   [[nodiscard]] double preparationProgress() const;
   /// The loaded track. A track that could not be started stays here; one that ended, failed or was stopped does not.
   [[nodiscard]] const Published<std::optional<FileURL>>& currentURL() const;
-  [[nodiscard]] const Published<double>& duration() const;    ///< seconds; 0 while no track is configured
-  [[nodiscard]] const Published<double>& sampleRate() const;  ///< the source's, hertz; 0 while no track is configured
+  [[nodiscard]] const Published<double>& duration() const;  ///< seconds; 0 until an output is opened for a track
+  [[nodiscard]] const Published<double>& sampleRate()
+      const;  ///< the source's, hertz; 0 until an output is opened for a track
   [[nodiscard]] const Published<AudioPathStatus>& audioPathStatus() const;
   [[nodiscard]] const Published<ExclusiveAccessStatus>& exclusiveAccessStatus() const;
   /// Grows by one each time a track has been played to its end.
@@ -113,6 +114,7 @@ class BitPerfectAudioPlayer {
   std::unique_ptr<EngineStateMachine> machine_;
   std::vector<std::function<void()>> postponed_;
   RunLoop::Timer postponedTimer_;
+  bool isEnding_ = false;  ///< nothing is carried out any more
 };
 
 }  // namespace tolvane

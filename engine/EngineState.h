@@ -39,6 +39,7 @@ struct Configuring {
   PreparedAudio track;
   std::unique_ptr<Output> output;  ///< null until the device is known
   TransportState shown = TransportState::preparing;
+  bool startsPaused = false;             ///< shown while preparing
   std::optional<FoundRate> foundRate{};  ///< of the output that this one replaces
 };
 

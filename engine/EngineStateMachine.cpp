@@ -23,13 +23,6 @@ EngineStateMachine::EngineStateMachine(AudioHardware& hardware, AudioFileService
       upcoming_(TrackPreparation(files, services_.outputLevels), runLoop, std::move(lowPriority),
                 [this] { transition_.prepareAndCouple(); }) {}
 
-EngineStateMachine::~EngineStateMachine() {
-  preparer_.cancel();
-  upcoming_.want(std::nullopt);
-  tearDown({});
-  publish();
-}
-
 // What the state is.
 
 TransportState EngineStateMachine::transportState() const {
@@ -137,9 +130,8 @@ Result<void> EngineStateMachine::startTrack(const PreparedAudio& track, TrackSta
   const bool startPlayback = !start.isPaused;
   const bool continues = isOutputKept() && canContinueWith(track);
   keepingLimit_.reset();
-  state_ = Configuring{.track = track, .output = takeOutput()};
-  next_.sampleRate = context.format().mSampleRate;
-  next_.duration = static_cast<double>(context.totalFrames()) / next_.sampleRate;
+  state_ = Configuring{.track = track, .output = takeOutput(), .startsPaused = start.isPaused};
+  setLength(context);
   publish();  // the device may block
   if (continues && continueOutput(startPlayback)) return {};
   // The device that is opened anew need not be brought to its former rate in between.
@@ -200,6 +192,7 @@ Result<void> EngineStateMachine::bringUp(const HogModeReport& hogReport, bool st
   Output& open = *configuring.output;
   const auto context = configuring.track.context;
   open.load(context);
+  setLength(*context);
   open.setBufferFrames(services_.device.readDeviceUInt32(open.deviceID(), kAudioDevicePropertyBufferFrameSize)
                            .value_or(unknownBufferFrames));
   if (startPlayback)
@@ -285,8 +278,7 @@ void EngineStateMachine::cross(PreparedAudio next) {
 void EngineStateMachine::adopt(const FileURL& url) {
   const AudioRenderContext& context = *track()->context;
   next_.currentURL = url;
-  next_.sampleRate = context.format().mSampleRate;
-  next_.duration = static_cast<double>(context.totalFrames()) / next_.sampleRate;
+  setLength(context);
   judgePath(services_.device.readHogMode(output()->deviceID()));
   completion_.scheduleCompletionTimer(context.totalFrames() - context.currentFrame());
   publish();
@@ -398,7 +390,10 @@ void EngineStateMachine::tearDown(const TearDownOptions& options) {
   const auto closing = takeOutput();
   if (closing) closing->closeUnit();
   transition_.reset();
-  if (PreparedAudio* const loaded = loadedTrack(); loaded != nullptr && options.discardPrepared) discardTrack(*loaded);
+  if (PreparedAudio* const loaded = loadedTrack(); loaded != nullptr && options.discardPrepared) {
+    discardTrack(*loaded);
+    state_ = Stopped{};
+  }
   if (closing) closing->giveBack(options.restoreSampleRate);
   setExclusiveAccessStatus(choices_.isExclusiveAccessEnabled ? ExclusiveAccessStatus::requested()
                                                              : ExclusiveAccessStatus::off());
@@ -415,6 +410,11 @@ PreparedAudio* EngineStateMachine::loadedTrack() { return const_cast<PreparedAud
 
 void EngineStateMachine::discardTrack(PreparedAudio& track) const {
   services_.background([context = std::move(track.context)]() mutable { context.reset(); });
+}
+
+void EngineStateMachine::setLength(const AudioRenderContext& track) {
+  next_.sampleRate = track.format().mSampleRate;
+  next_.duration = static_cast<double>(track.totalFrames()) / next_.sampleRate;
 }
 
 void EngineStateMachine::forgetTrack() {
@@ -443,7 +443,9 @@ void EngineStateMachine::publish() {
   next_.isPaused = shown == TransportState::paused;
   next_.isPreparing = shown == TransportState::preparing;
   const auto* const preparing = std::get_if<Preparing>(&state_);
-  next_.startsPaused = preparing != nullptr && preparing->start.isPaused;
+  const auto* const configuring = std::get_if<Configuring>(&state_);
+  next_.startsPaused = (preparing != nullptr && preparing->start.isPaused) ||
+                       (configuring != nullptr && next_.isPreparing && configuring->startsPaused);
   published_.publish(next_);
 }
 

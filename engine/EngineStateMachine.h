@@ -1,8 +1,8 @@
 #pragma once
 // The state of the engine, and every transition from one state into another. Player's thread. A transition takes what
 // the old state owned, gives back of it what the new one does not need, starts or stops the parts that watch the
-// output, and publishes once, at its end. Only the files of this folder include it; the rest of the program sees
-// BitPerfectAudioPlayer.
+// output, and publishes at its end, and before the device may block. Only the files of this folder include it; the rest
+// of the program sees BitPerfectAudioPlayer.
 
 #include <cstdint>
 #include <functional>
@@ -38,7 +38,6 @@ class EngineStateMachine {
  public:
   EngineStateMachine(AudioHardware& hardware, AudioFileServices& files, RunLoop& runLoop, Log& log,
                      Background background, Background lowPriority);
-  ~EngineStateMachine();
   EngineStateMachine(const EngineStateMachine&) = delete;
   EngineStateMachine& operator=(const EngineStateMachine&) = delete;
 
@@ -149,6 +148,7 @@ class EngineStateMachine {
   [[nodiscard]] std::optional<FoundRate> foundRateToKeep() const;
   /// Giving much memory back to the system takes time, which the background has.
   void discardTrack(PreparedAudio& track) const;
+  void setLength(const AudioRenderContext& track);
   void forgetTrack();
 
   EngineServices services_;

@@ -44,7 +44,8 @@ std::optional<double> ExclusiveAccess::rebuildOutput() {
     machine_.failRuntime(frame.error().errorDescription());
     return std::nullopt;
   }
-  return *frame ? std::optional(static_cast<double>(**frame) / machine_.next().sampleRate) : std::nullopt;
+  return *frame ? std::optional(static_cast<double>(**frame) / machine_.track()->context->format().mSampleRate)
+                : std::nullopt;
 }
 
 void ExclusiveAccess::verifyExclusiveAccess(bool recoverIfAvailable) {

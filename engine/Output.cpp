@@ -29,6 +29,10 @@ Result<Output::Opened> Output::open(const PreparedAudio& track, bool takesHogMod
   ownsHogMode_ = opened.hogMode.mayBeOwned();
   opened.rates =
       isBluetooth ? device.readSampleRates(sourceRate, deviceID_) : device.configureSampleRate(sourceRate, deviceID_);
+  if (foundRate_) {
+    foundRate_->requestedRate = sourceRate;
+    foundRate_->settledRate = opened.rates.nominalRate;
+  }
 
   auto unit = createOutputUnit(services_.hardware, deviceID_, track, sequence_.callback(), isBluetooth);
   if (!unit) return std::unexpected(unit.error());
@@ -43,14 +47,13 @@ Result<Output::Opened> Output::open(const PreparedAudio& track, bool takesHogMod
 
 void Output::findRate(std::optional<FoundRate> foundRate) {
   const auto onItsWayBack = services_.device.waitForRestoredRate(deviceID_);
-  if (foundRate && foundRate->deviceID == deviceID_) {
+  const auto nominal = services_.device.readDeviceSampleRate(deviceID_, kAudioDevicePropertyNominalSampleRate);
+  foundRate_ = FoundRate{.deviceID = deviceID_, .rate = onItsWayBack ? onItsWayBack : nominal};
+  if (!foundRate || foundRate->deviceID != deviceID_) return;
+  // A rate that is neither the one that was found nor the engine's own is one that another program has chosen since.
+  const auto isNow = [&](double rate) { return !nominal || ratesAgree(rate, *nominal); };
+  if (isNow(foundRate->rate.value_or(0)) || isNow(foundRate->requestedRate) || isNow(foundRate->settledRate))
     foundRate_ = foundRate;
-    return;
-  }
-  foundRate_ = FoundRate{
-      .deviceID = deviceID_,
-      .rate = onItsWayBack ? onItsWayBack
-                           : services_.device.readDeviceSampleRate(deviceID_, kAudioDevicePropertyNominalSampleRate)};
 }
 
 Output::~Output() {

@@ -20,6 +20,8 @@ namespace tolvane {
 struct FoundRate {
   AudioObjectID deviceID = kAudioObjectUnknown;
   std::optional<double> rate;  ///< hertz; nothing: it could not be read, and is not restored
+  double requestedRate = 0;    ///< hertz; what the engine asked for
+  double settledRate = 0;      ///< hertz; what the device had then
 };
 
 class Output {

@@ -35,7 +35,6 @@ class OutputSupervision {
 
   /// A new track, or none: all counters start again and no recovery is pending.
   void resetRecoveryState();
-  [[nodiscard]] bool isRecoveryPending() const { return static_cast<bool>(recoveryTask_); }
   /// A recovery that waits for its moment does not come; the counters stay.
   void cancelPendingRecovery();
 

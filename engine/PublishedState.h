@@ -19,8 +19,8 @@ struct PublishedValues {
   bool isPreparing = false;
   bool startsPaused = false;  ///< the track that is being prepared
   std::optional<FileURL> currentURL;
-  double duration = 0;    ///< seconds; 0 while no track is configured
-  double sampleRate = 0;  ///< the source's, hertz; 0 while no track is configured
+  double duration = 0;    ///< seconds; 0 until an output is opened for a track
+  double sampleRate = 0;  ///< the source's, hertz; 0 until an output is opened for a track
   AudioPathStatus audioPathStatus = AudioPathStatus::ready();
   ExclusiveAccessStatus exclusiveAccessStatus = ExclusiveAccessStatus::off();
   std::int64_t playbackCompletionCount = 0;

@@ -1,6 +1,5 @@
 #include "engine/TrackTransition.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "engine/EngineStateMachine.h"
@@ -114,7 +113,9 @@ void TrackTransition::announce() {
   machine_.upcoming().want(std::nullopt);
   adoptable_ = std::move(next.url);
   machine_.cross(std::move(next.audio));
-  if (std::exchange(adoptable_, std::nullopt)) machine_.stop(AudioPathStatus::ready());
+  // Nor does it go on where an observer had the output rebuilt, and played nothing.
+  const bool isUnnamed = machine_.track() != nullptr && !machine_.next().currentURL;
+  if (std::exchange(adoptable_, std::nullopt) || isUnnamed) machine_.stop(AudioPathStatus::ready());
 }
 
 bool TrackTransition::adopt(const FileURL& url) {

@@ -39,9 +39,9 @@ class EngineTransitionsTest : public SupervisionFixture {
  protected:
   void SetUp() override {
     SupervisionFixture::SetUp();
-    subscription_ = player->onChange([this] {
+    subscription_ = player->onChange([this, &observed = *player] {
       ++seen;
-      if (auto wrong = contradiction(*player); !wrong.empty()) contradictions.push_back(std::move(wrong));
+      if (auto wrong = contradiction(observed); !wrong.empty()) contradictions.push_back(std::move(wrong));
     });
   }
 
@@ -156,6 +156,66 @@ TEST_F(EngineTransitionsTest, OperationsCalledByAnObserverKeepTheirOrder) {
   EXPECT_EQ(exclusive().kind, ExclusiveKind::active);
   EXPECT_EQ(path().kind, PathKind::processed) << "at half the volume";
   EXPECT_THAT(contradictions, IsEmpty());
+}
+
+/// The device is fast and has come to the next track before that is looked for; its unit stops there.
+TEST_F(EngineTransitionsTest, ResumingAUnitThatStoppedInATrackThatIsNotWantedEndsPlayback) {
+  SimulatedDeviceConfig config;
+  config.captures = true;
+  config.clockErrorPPM = 2000;
+  const auto fast = addDevice(config);
+  player->setOutputDevice(fast);
+  player->play(track);
+  player->setUpcomingTrack(addTrack("/next.wav", 44100 * 2));
+  advance(9s);
+  for (int tick = 0; tick < 2000 && device(fast).heard().size() < (441000U + 100) * 4; ++tick) advance(1ms);
+  ASSERT_EQ(completions(), 0) << "the crossing was noticed before the unit stopped";
+  device(fast).stopByItself();
+  player->resume();
+  EXPECT_EQ(completions(), 1);
+  expectNothingHeld();
+  EXPECT_EQ(path(), AudioPathStatus::ready());
+  EXPECT_THAT(contradictions, IsEmpty());
+}
+
+TEST_F(EngineTransitionsTest, APlayerThatEndsPublishesAWholeState) {
+  player->setExclusiveAccessEnabled(true);
+  player->play(track);
+  BitPerfectAudioPlayer& ending = *player;
+  std::optional<double> position;
+  int calls = 0;
+  const auto watch = ending.exclusiveAccessStatus().subscribe([&](const auto&) {
+    ++calls;
+    position = ending.position();
+    ending.resume();
+    EXPECT_FALSE(ending.isPlaying().value());
+  });
+  player.reset();
+  EXPECT_EQ(calls, 1);
+  EXPECT_FALSE(position);
+  EXPECT_TRUE(isLogged("resume"));
+  EXPECT_THAT(contradictions, IsEmpty());
+  EXPECT_EQ(hardware.unitCount(), 0);
+  EXPECT_EQ(runLoop.pendingTimerCount(), 0U);
+}
+
+TEST_F(EngineTransitionsTest, ATrackThatStartsPausedSaysSoUntilItIsPaused) {
+  std::vector<BackgroundWork> work;
+  BitPerfectAudioPlayer slow(hardware, files, runLoop, log, [&](BackgroundWork next) { work.push_back(next); });
+  std::vector<std::string> shown;
+  const auto watch = slow.onChange([&] {
+    if (slow.isPreparing().value()) shown.emplace_back(slow.startsPaused().value() ? "waits" : "starts");
+    if (slow.isPaused().value()) shown.emplace_back("paused");
+  });
+  slow.play(track);
+  slow.pause();
+  ASSERT_FALSE(work.empty());
+  shown.clear();
+  for (std::size_t i = 0; i < work.size(); ++i) work[i]();
+  advance(1ms);
+  ASSERT_TRUE(slow.isPaused().value());
+  EXPECT_THAT(shown, Contains("waits"));
+  EXPECT_THAT(shown, testing::Not(Contains("starts")));
 }
 
 TEST_F(EngineTransitionsTest, APlayerThatIsGoneCarriesOutNothing) {

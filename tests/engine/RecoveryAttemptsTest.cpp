@@ -167,6 +167,20 @@ TEST_F(RecoveryAttemptsTest, ARateThatCouldNotBeGivenBackMeanwhileIsGivenBackAtT
   EXPECT_EQ(device(dac).config().nominalRate, 44100);
 }
 
+TEST_F(RecoveryAttemptsTest, ARateThatAnotherProgramChoseBetweenTwoAttemptsIsTheOneToComeBackTo) {
+  player->play(addTrack("/fast.wav", 960000, 96000));
+  advance(1s);
+  hardware.failNext(UnitStage::initialize, -66);
+  device(id).raiseRenderError(-1);
+  advance(600ms);
+  ASSERT_EQ(device(id).config().nominalRate, 44100) << "between two attempts";
+  device(id).setNominalRateFromOutside(48000);
+  advance(1s);
+  ASSERT_EQ(recoveries(), 1U);
+  player->stop();
+  EXPECT_EQ(device(id).config().nominalRate, 48000);
+}
+
 TEST_F(RecoveryAttemptsTest, FailedAttemptsBackOffByHalfASecondEach) {
   const AudioObjectID preferred = id;
   player->setOutputDevice(preferred);

@@ -78,7 +78,8 @@ TEST_F(AlsaUsbChannels, AreUnknownWhereOnlyTheDriverNamesThem) {
     const auto found = alterations(kAudioDeviceTransportTypeUSB);
     ASSERT_THAT(found, SizeIs(1));
     EXPECT_EQ(found[0], (SampleAlteration{SampleAlteration::Kind::unknown,
-                                          "The device does not state which loudspeakers its 6 channels are for."}));
+                                          "The device does not state which loudspeakers its 6 channels are for.",
+                                          "Choose a device whose driver states them."_cure}));
   }
   EXPECT_THAT(alterations(kAudioDeviceTransportTypePCI), IsEmpty()) << "no other driver makes a map up";
 }
