@@ -1,6 +1,5 @@
 #include "engine/EngineStateMachine.h"
 
-#include <algorithm>
 #include <cmath>
 #include <utility>
 

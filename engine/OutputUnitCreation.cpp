@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "engine/StreamFormats.h"
-
 namespace tolvane {
 
 Result<std::unique_ptr<AudioOutputUnit>> createOutputUnit(AudioHardware& hardware, AudioObjectID deviceID,

@@ -57,7 +57,7 @@ std::vector<Attack> attacks() {
           {"a text for a level", sessionProps({{SPA_PROP_volume, pod(SPA_TYPE_String, textBody("loud"))}})},
           {"a setting without an end",
            sessionProps({{SPA_PROP_params, pod(SPA_TYPE_Struct, pod(SPA_TYPE_String, textBody("no end")))}})},
-          {"a setting that nobody knows", sessionProps({{SPA_PROP_params, named("quantum.\x1b[2Jblender", half())}})},
+          {"an unknown setting", sessionProps({{SPA_PROP_params, named("quantum.\x1b[2Jblender", half())}})},
           {"a list of levels beyond its object",
            pod(SPA_TYPE_Object,
                objectBody(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props, {{SPA_PROP_softVolumes, halves(4, 2)}}), lie)},
