@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "app/ApplicationIcon.h"
+#include "app/Compositing.h"
 #include "app/QtShellWindow.h"
 #include "app/dbus/ApplicationService.h"
 #include "app/dbus/MediaPlayerService.h"
@@ -88,7 +89,13 @@ PlayerShell::Implementation::Implementation(const QDBusConnection& connection, c
   QGuiApplication::setQuitOnLastWindowClosed(AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
   QGuiApplication::setWindowIcon(applicationIcon());
   delegate.setSession(&parts.session);
-  window.onChange([this] { resizer.update(); });
+  delegate.setReachability([connection] { return connection.isConnected(); });
+  const auto followCompositor = [this] { house.window.setProperty("composited", isComposited()); };
+  followCompositor();
+  window.onChange([this, followCompositor] {
+    resizer.update();
+    followCompositor();
+  });
   resizer.make();
   tray.setMenu(delegate.playerSystemMenu());
   menuSubscription = parts.session.onChange([this](const SessionState&, const SessionState&) { scheduleMenuUpdate(); });

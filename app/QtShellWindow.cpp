@@ -1,9 +1,21 @@
 #include "app/QtShellWindow.h"
 
 #include <QEvent>
+#include <QGuiApplication>
+#include <QScreen>
 #include <QSize>
+#include <algorithm>
 
 namespace tolvane {
+
+namespace {
+
+bool isOnAScreen(const QRect& window) {
+  const auto screens = QGuiApplication::screens();
+  return std::ranges::any_of(screens, [&](const QScreen* screen) { return screen->geometry().intersects(window); });
+}
+
+}  // namespace
 
 QtShellWindow::QtShellWindow(QWindow& window) : window_(&window) { window.installEventFilter(this); }
 
@@ -24,10 +36,16 @@ void QtShellWindow::setContentAndMinimumSize(int width, int height) {
 }
 
 void QtShellWindow::orderOut() {
-  if (window_) window_->hide();
+  if (!window_) return;
+  if (window_->isVisible()) place_ = window_->position();
+  window_->hide();
 }
 
 bool QtShellWindow::isMiniaturised() const { return window_ && window_->windowStates().testFlag(Qt::WindowMinimized); }
+
+void QtShellWindow::miniaturise() {
+  if (window_) window_->showMinimized();
+}
 
 void QtShellWindow::deminiaturise() {
   if (window_) window_->setWindowStates(window_->windowStates() & ~Qt::WindowMinimized);
@@ -37,6 +55,11 @@ void QtShellWindow::makeKeyAndOrderFront(const std::string& activationToken) {
   if (!window_) return;
   // Where Qt looks for the leave to take the focus, and clears it once it has been used.
   if (!activationToken.empty()) qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(activationToken));
+  if (!window_->isVisible()) {
+    isComingBack_ = true;
+    // One that asks for no place is put where the window manager likes; one whose screen has gone is left to it.
+    if (place_ && isOnAScreen(QRect(*place_, window_->size()))) window_->setPosition(*place_);
+  }
   window_->setVisible(true);
   window_->raise();
   window_->requestActivate();
@@ -49,9 +72,19 @@ bool QtShellWindow::eventFilter(QObject* watched, QEvent* event) {
       event->ignore();
       closeAction_();
       return true;
-    case QEvent::Resize:
     case QEvent::WindowStateChange:
+      // X11: Qt leaves the hint on a window to begin minimised where it once was, and window managers follow it.
+      if (isComingBack_ && isMiniaturised()) {
+        deminiaturise();
+        window_->requestActivate();
+      }
+      if (observer_) observer_();
+      break;
     case QEvent::Expose:
+      if (window_ && window_->isExposed()) isComingBack_ = false;
+      if (observer_) observer_();
+      break;
+    case QEvent::Resize:
       if (observer_) observer_();
       break;
     default:

@@ -3,6 +3,7 @@
 // Whoever asks the window to close gets the close action instead, except while the program ends.
 
 #include <QObject>
+#include <QPoint>
 #include <QPointer>
 #include <QWindow>
 #include <functional>
@@ -31,6 +32,7 @@ class QtShellWindow final : public QObject, public ShellWindow {
   void setCloseAction(std::function<void()> action) override { closeAction_ = std::move(action); }
   void orderOut() override;
   [[nodiscard]] bool isMiniaturised() const override;
+  void miniaturise() override;
   void deminiaturise() override;
   void makeKeyAndOrderFront(const std::string& activationToken) override;
 
@@ -40,6 +42,8 @@ class QtShellWindow final : public QObject, public ShellWindow {
   QPointer<QWindow> window_;
   std::function<void()> closeAction_;
   std::function<void()> observer_;
+  std::optional<QPoint> place_;  // on the desktop, when it was ordered out
+  bool isComingBack_ = false;    // from being ordered in until it is on the screen
   bool allowsClosing_ = false;
 };
 

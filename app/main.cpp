@@ -131,10 +131,10 @@ struct Player {
 
 /// The window and what stands around it, on the thread that draws.
 struct Window {
-  explicit Window(Log& log) : termination(runLoop, [](int) { QCoreApplication::quit(); }) {
+  explicit Window(Log& sharedLog) : log(sharedLog), termination(runLoop, [](int) { QCoreApplication::quit(); }) {
     playerThread.emplace(
         "player",
-        [this, &log](RunLoop& playersLoop) -> std::shared_ptr<void> {
+        [this](RunLoop& playersLoop) -> std::shared_ptr<void> {
           return std::make_shared<Player>(playersLoop, log, link, waits);
         },
         [this](const std::string& reason) {
@@ -146,6 +146,7 @@ struct Window {
   /// False: the player's thread hangs and still uses what is here.
   [[nodiscard]] bool endPlayer() { return playerThread->end(longestFarewell); }
 
+  Log& log;
   QtRunLoop runLoop;
   TerminationSignals termination;
   SessionLink link;
@@ -158,7 +159,8 @@ struct Window {
   SettingsProxy settings{session};
   LowPriorityWorkers workers;
   ContentView content{session, runLoop, waveformFiles(), workers};
-  SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); }};
+  SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); }, runInDetachedThread,
+                        [this](const std::string& notice) { log.write(LogLevel::standard, "Sources", notice); }};
   PlayerWindow window{content, sources, TOLVANE_VERSION};
   std::optional<PlayerShell> shell;  // once there is a window
 };

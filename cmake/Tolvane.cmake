@@ -57,16 +57,38 @@ function(tolvane_program name)
   target_link_libraries(${name} PRIVATE tolvane_flags ${arg_LINK})
 endfunction()
 
-# tolvane_test(NAME SOURCES … LINK … LABELS …): a GoogleTest program whose tests CTest knows one by one.
+# tolvane_test(NAME SOURCES … LINK … LABELS … TIMEOUT … ONE_THREAD NOT_OFF_THE_SCREEN …): a GoogleTest program whose tests
+# CTest knows one by one. Under a sanitizer CTest knows the program only: there a process takes 0.3 s to start.
+#   ONE_THREAD          it starts no second thread, which the plain build enforces: it is not built to look for data races
+#   NOT_OFF_THE_SCREEN  tests that need an X server, as a pattern of GoogleTest: CTest does not run them one by one
 function(tolvane_test name)
-  cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LINK;LABELS" ${ARGN})
+  cmake_parse_arguments(arg "ONE_THREAD" "TIMEOUT;NOT_OFF_THE_SCREEN" "SOURCES;LINK;LABELS" ${ARGN})
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300)
   endif()
   add_executable(${name} ${arg_SOURCES})
   set_target_properties(${name} PROPERTIES TOLVANE_TEST ON)
   target_link_libraries(${name} PRIVATE tolvane_flags ${arg_LINK} GTest::gmock_main)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS unit)
+  if(TOLVANE_SANITIZERS)
+    if(arg_ONE_THREAD AND TOLVANE_SANITIZERS MATCHES thread)
+      set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
+    else()
+      foreach(shard 1 2)  # of about the same length, for two processors
+        add_test(NAME ${name}_${shard} COMMAND ${name} --gtest_brief=1)
+        math(EXPR index "${shard} - 1")
+        set_tests_properties(${name}_${shard} PROPERTIES TIMEOUT 2400 LABELS unit
+                                                         ENVIRONMENT "GTEST_TOTAL_SHARDS=2;GTEST_SHARD_INDEX=${index}")
+      endforeach()
+    endif()
+    return()
+  endif()
+  if(arg_ONE_THREAD)
+    target_sources(${name} PRIVATE ${CMAKE_SOURCE_DIR}/tests/support/OneThread.cpp)
+  endif()
+  if(arg_NOT_OFF_THE_SCREEN)
+    set(filter TEST_FILTER -${arg_NOT_OFF_THE_SCREEN})
+  endif()
+  gtest_discover_tests(${name} ${filter} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS unit)
   if(arg_LABELS)
     # Set when CTest reads the tests: gtest_discover_tests would make properties of a list's members.
     set(labels_file ${CMAKE_CURRENT_BINARY_DIR}/${name}_labels.cmake)

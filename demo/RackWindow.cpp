@@ -1,7 +1,11 @@
 #include "demo/RackWindow.h"
 
+#include <QEvent>
+#include <QPointer>
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
+#include <QScreen>
+#include <algorithm>
 
 #include "demo/RackModel.h"
 
@@ -13,13 +17,30 @@ namespace tolvane {
 
 namespace {
 
-constexpr int distance = 16;  // pixels between the two windows
+constexpr int distance = 16;    // pixels between the two windows
+constexpr QSize frame{12, 36};  // what a window manager is likely to put around the rack
 
 }  // namespace
 
-struct RackWindow::Implementation {
+struct RackWindow::Implementation final : QObject {
   Implementation(DemoRack& rack, RunLoop& realTime) : model(rack, realTime) {}
 
+  /// Where the other one is, is known once it is on the screen: window managers place it.
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    auto* rack = engine.rootObjects().isEmpty() ? nullptr : qobject_cast<QWindow*>(engine.rootObjects().first());
+    if (event->type() == QEvent::Expose && watched == neighbour && neighbour->isExposed() && rack != nullptr) {
+      neighbour->removeEventFilter(this);
+      show(*rack);
+    }
+    return QObject::eventFilter(watched, event);
+  }
+  void show(QWindow& rack) const {
+    const QRect screen = neighbour->screen()->availableGeometry();
+    rack.setFramePosition(placeBeside(neighbour->frameGeometry(), rack.size() + frame, screen));
+    rack.show();
+  }
+
+  QPointer<QWindow> neighbour;
   RackModel model;
   QQmlApplicationEngine engine;  // last: what it draws reads the model to its end
 };
@@ -41,11 +62,20 @@ QQuickWindow* RackWindow::window() const {
   return roots.isEmpty() ? nullptr : qobject_cast<QQuickWindow*>(roots.first());
 }
 
-void RackWindow::showBeside(const QWindow& other) {
-  auto* rack = window();
-  if (!rack) return;
-  rack->setPosition(other.x() + other.width() + distance, other.y());
-  rack->show();
+QPoint placeBeside(const QRect& other, QSize size, const QRect& screen) {
+  const int right = other.right() + 1 + distance;
+  const int left = other.left() - distance - size.width();
+  const int lastX = screen.right() + 1 - size.width();
+  const int lastY = screen.bottom() + 1 - size.height();
+  const int x = right <= lastX || left < screen.left() ? std::min(right, lastX) : left;
+  return {std::max(x, screen.left()), std::max(screen.top(), std::min(other.top(), lastY))};
+}
+
+void RackWindow::showBeside(QWindow& other) {
+  if (window() == nullptr) return;
+  implementation_->neighbour = &other;
+  if (other.isExposed()) return implementation_->show(*window());
+  other.installEventFilter(implementation_.get());
 }
 
 }  // namespace tolvane

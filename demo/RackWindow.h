@@ -1,6 +1,7 @@
 #pragma once
 // The demo's second window, the rack. Main thread, under a QGuiApplication.
 
+#include <QRect>
 #include <memory>
 
 #include "demo/DemoRack.h"
@@ -10,6 +11,10 @@ class QWindow;
 
 namespace tolvane {
 
+/// Where a window of this size stands beside another: to the right, else to the left, else at the screen's right edge;
+/// all of it on the screen where it fits.
+[[nodiscard]] QPoint placeBeside(const QRect& other, QSize size, const QRect& screen);
+
 class RackWindow {
  public:
   /// Rack and run loop outlive the window.
@@ -18,8 +23,8 @@ class RackWindow {
   RackWindow(const RackWindow&) = delete;
   RackWindow& operator=(const RackWindow&) = delete;
 
-  /// Opens it to the right of the other one.
-  void showBeside(const QWindow& other);
+  /// Opens it beside the other one, once that is on the screen. The other one outlives this.
+  void showBeside(QWindow& other);
   /// Null when the window could not be made; what was wrong has been logged by Qt.
   [[nodiscard]] QQuickWindow* window() const;
 

@@ -28,23 +28,6 @@ AudioPathStatus exclusiveAccessWithheld(const AudioPathFacts& facts) {
                                          : "the device does not expose exclusive access"));
 }
 
-AudioPathStatus judgeBluetooth(const AudioPathFacts& facts, bool ratesMatch, const std::string& sourceRate,
-                               const std::string& deviceRate) {
-  if (!ratesMatch)
-    return converted(
-        fmt::format("Bluetooth output is running at {}; Core Audio converts the {} source before the wireless codec.",
-                    deviceRate, sourceRate));
-  if (facts.clientFormatMatches)
-    return directPCM(
-        "PCM reaches Core Audio without app-level DSP, but Bluetooth encoding prevents end-to-end bit-perfect "
-        "playback.");
-  return converted("Core Audio accepted a different client format before sending audio through the Bluetooth codec.");
-}
-
-bool alters(const AudioPathFacts& facts, SampleAlteration::Kind kind) {
-  return std::ranges::find(facts.alterations, kind, &SampleAlteration::kind) != facts.alterations.end();
-}
-
 /// What the device reports, conversion before processing before what is not known.
 std::string alterationDetails(const AudioPathFacts& facts) {
   using enum SampleAlteration::Kind;
@@ -53,6 +36,40 @@ std::string alterationDetails(const AudioPathFacts& facts) {
     for (const SampleAlteration& alteration : facts.alterations)
       if (alteration.kind == kind) details += fmt::format("{}{}", details.empty() ? "" : " ", alteration.detail);
   return details;
+}
+
+AudioPathStatus judgeRate(const AudioPathFacts& facts) {
+  const std::string sourceRate = formatRate(facts.sourceRate);
+  const std::string deviceRate = formatRate(facts.deviceRate());
+  if (facts.isBluetooth)
+    return converted(
+        fmt::format("Bluetooth output is running at {}; Core Audio converts the {} source before the wireless codec.",
+                    deviceRate, sourceRate));
+  return converted(
+      fmt::format("The track is {}, but the device reports {}. Core Audio sample-rate conversion may be active.",
+                  sourceRate, deviceRate));
+}
+
+AudioPathStatus judgeClientFormat(const AudioPathFacts& facts) {
+  if (facts.isBluetooth)
+    return converted("Core Audio accepted a different client format before sending audio through the Bluetooth codec.");
+  return converted("AUHAL accepted a different client PCM format, so format conversion may be active.");
+}
+
+AudioPathStatus judgeAlterations(const AudioPathFacts& facts) {
+  if (facts.alters(SampleAlteration::Kind::converted)) return converted(alterationDetails(facts));
+  return {Kind::processed, "DSP ACTIVE", alterationDetails(facts)};
+}
+
+AudioPathStatus judgeConfirmed(const AudioPathFacts& facts) {
+  const std::string sourceRate = formatRate(facts.sourceRate);
+  if (!facts.exclusiveAccessEnabled)
+    return bitPerfect(
+        fmt::format("{} and the device PCM format are confirmed with no app-level DSP. Exclusive Access is off, so "
+                    "other apps may still mix audio into the device.",
+                    sourceRate));
+  return bitPerfect(fmt::format(
+      "Exclusive Access, {}, and the device PCM format are confirmed. No app-level DSP is active.", sourceRate));
 }
 
 AudioPathStatus judgeUnknownPhysicalFormat(const AudioPathFacts& facts) {
@@ -109,39 +126,59 @@ std::string_view kindName(AudioPathStatus::Kind kind) {
   return names.at(static_cast<std::size_t>(kind));
 }
 
-AudioPathStatus judgeAudioPath(const AudioPathFacts& facts) {
-  const bool ratesMatch =
-      SampleRateReport{
-          .requestedRate = facts.sourceRate, .nominalRate = facts.nominalRate, .actualRate = facts.actualRate}
-          .isMatched();
-  const std::string sourceRate = formatRate(facts.sourceRate);
-  const std::string deviceRate = formatRate(facts.actualRate > 0 ? facts.actualRate : facts.nominalRate);
+bool AudioPathFacts::ratesMatch() const {
+  return SampleRateReport{.requestedRate = sourceRate, .nominalRate = nominalRate, .actualRate = actualRate}
+      .isMatched();
+}
 
-  if (facts.isBluetooth) return judgeBluetooth(facts, ratesMatch, sourceRate, deviceRate);
-  if (!ratesMatch)
-    return converted(
-        fmt::format("The track is {}, but the device reports {}. Core Audio sample-rate conversion may be active.",
-                    sourceRate, deviceRate));
-  if (!facts.clientFormatMatches)
-    return converted("AUHAL accepted a different client PCM format, so format conversion may be active.");
-  if (!facts.isLossless)
-    return directPCM(
-        fmt::format("{} is decoded to PCM and sent without app-level DSP at {}. Lossy source data cannot be "
-                    "bit-perfect.",
-                    facts.sourceLabel, sourceRate));
-  if (alters(facts, SampleAlteration::Kind::converted)) return converted(alterationDetails(facts));
-  if (alters(facts, SampleAlteration::Kind::processed))
-    return {Kind::processed, "DSP ACTIVE", alterationDetails(facts)};
-  if (facts.physicalFormat && !facts.physicalFormatCompatible) return judgeNarrowPhysicalFormat(facts);
-  if (!facts.physicalFormat || !facts.alterations.empty()) return judgeUnknownPhysicalFormat(facts);
-  if (!facts.exclusiveAccessEnabled)
-    return bitPerfect(
-        fmt::format("{} and the device PCM format are confirmed with no app-level DSP. Exclusive Access is off, so "
-                    "other apps may still mix audio into the device.",
-                    sourceRate));
-  if (!facts.hogModeOwned) return exclusiveAccessWithheld(facts);
-  return bitPerfect(fmt::format(
-      "Exclusive Access, {}, and the device PCM format are confirmed. No app-level DSP is active.", sourceRate));
+bool AudioPathFacts::alters(SampleAlteration::Kind kind) const {
+  return std::ranges::find(alterations, kind, &SampleAlteration::kind) != alterations.end();
+}
+
+PathReason decidingReason(const AudioPathFacts& facts, const OutputLevels& levels) {
+  if (!levels.isNeutral()) return PathReason::levels;
+  if (!facts.ratesMatch()) return PathReason::rate;
+  if (!facts.clientFormatMatches) return PathReason::clientFormat;
+  if (facts.isBluetooth) return PathReason::bluetooth;
+  if (!facts.isLossless) return PathReason::lossy;
+  if (facts.alters(SampleAlteration::Kind::converted) || facts.alters(SampleAlteration::Kind::processed))
+    return PathReason::alteration;
+  if (facts.physicalFormat && !facts.physicalFormatCompatible) return PathReason::narrowFormat;
+  if (facts.exclusiveAccessEnabled && !facts.hogModeOwned) return PathReason::withheld;
+  if (!facts.alterations.empty()) return PathReason::unknownAlteration;
+  return facts.physicalFormat ? PathReason::none : PathReason::unknownFormat;
+}
+
+AudioPathStatus judgeAudioPath(const AudioPathFacts& facts) {
+  switch (decidingReason(facts)) {
+    case PathReason::rate:
+      return judgeRate(facts);
+    case PathReason::clientFormat:
+      return judgeClientFormat(facts);
+    case PathReason::bluetooth:
+      return directPCM(
+          "PCM reaches Core Audio without app-level DSP, but Bluetooth encoding prevents end-to-end bit-perfect "
+          "playback.");
+    case PathReason::lossy:
+      return directPCM(
+          fmt::format("{} is decoded to PCM and sent without app-level DSP at {}. Lossy source data cannot be "
+                      "bit-perfect.",
+                      facts.sourceLabel, formatRate(facts.sourceRate)));
+    case PathReason::alteration:
+      return judgeAlterations(facts);
+    case PathReason::narrowFormat:
+      return judgeNarrowPhysicalFormat(facts);
+    case PathReason::withheld:
+      if (facts.physicalFormat && facts.alterations.empty()) return exclusiveAccessWithheld(facts);
+      return judgeUnknownPhysicalFormat(facts);
+    case PathReason::unknownAlteration:
+    case PathReason::unknownFormat:
+      return judgeUnknownPhysicalFormat(facts);
+    case PathReason::levels:
+    case PathReason::none:
+      break;
+  }
+  return judgeConfirmed(facts);
 }
 
 }  // namespace tolvane

@@ -22,6 +22,11 @@ struct AudioPathStatus {
 
   bool operator==(const AudioPathStatus&) const = default;
 
+  /// Whether it is the verdict on a path, and not that there is none.
+  [[nodiscard]] bool isOfAPath() const {
+    return kind != Kind::ready && kind != Kind::configuring && kind != Kind::error;
+  }
+
   [[nodiscard]] static AudioPathStatus ready();
   [[nodiscard]] static AudioPathStatus configuring();
   [[nodiscard]] static AudioPathStatus failed(std::string detail);
@@ -32,6 +37,21 @@ struct AudioPathStatus {
 
 /// "ready", "bitPerfect", …: the case's name.
 [[nodiscard]] std::string_view kindName(AudioPathStatus::Kind kind);
+
+/// Why the verdict is what it is: which of its rows decides.
+enum class PathReason : std::uint8_t {
+  none,               ///< bit-perfect
+  levels,             ///< the player's own volume and balance
+  rate,               ///< the device runs at another rate, or at none that is known
+  clientFormat,       ///< the unit took another format
+  bluetooth,          ///< the device encodes
+  lossy,              ///< the source is
+  alteration,         ///< something behind the unit converts or processes
+  narrowFormat,       ///< the device's format cannot carry the source
+  withheld,           ///< Exclusive Access was asked for and is not had
+  unknownAlteration,  ///< a stage behind the unit is not known
+  unknownFormat       ///< the device's format is not known
+};
 
 /// All that the verdict depends on. Rates in hertz, 0 when unreadable; a format that could not be read is absent.
 struct AudioPathFacts {
@@ -48,6 +68,12 @@ struct AudioPathFacts {
   bool exclusiveAccessEnabled = false;
   bool hogModeSupported = false;
   bool hogModeOwned = false;  ///< by this process
+
+  /// The rates agree, as far as they are known.
+  [[nodiscard]] bool ratesMatch() const;
+  /// The rate that the device runs at, in hertz; 0: not known.
+  [[nodiscard]] double deviceRate() const { return actualRate > 0 ? actualRate : nominalRate; }
+  [[nodiscard]] bool alters(SampleAlteration::Kind kind) const;
 };
 
 /// The first of these that holds; software levels come on top (applyingOutputLevels):
@@ -62,5 +88,8 @@ struct AudioPathFacts {
 ///   10  Exclusive Access was asked for and is withheld
 /// 11–12 bit-perfect: shared; exclusive
 [[nodiscard]] AudioPathStatus judgeAudioPath(const AudioPathFacts& facts);
+
+/// The row that decides; `levels` come first, where they are not neutral.
+[[nodiscard]] PathReason decidingReason(const AudioPathFacts& facts, const OutputLevels& levels = {});
 
 }  // namespace tolvane

@@ -96,6 +96,7 @@ void BitPerfectAudioPlayer::pause() {
   if (!machine_->is<Playing>()) return;  // the next track is heard, and was not wanted
   machine_->completion().cancel();
   machine_->pause();
+  machine_->supervision().reopenIfDue();
 }
 
 void BitPerfectAudioPlayer::resume() {
@@ -141,8 +142,9 @@ std::optional<double> BitPerfectAudioPlayer::position() const {
   return heard ? std::optional(static_cast<double>(output.sequence().positionAfter(*heard)) / rate) : std::nullopt;
 }
 
-void BitPerfectAudioPlayer::noticeNextTrack() {
-  if (isPostponed("noticeNextTrack", [this] { noticeNextTrack(); }) || !machine_->transition().isCoupled()) return;
+void BitPerfectAudioPlayer::updateCurrentTrack() {
+  if (isPostponed("updateCurrentTrack", [this] { updateCurrentTrack(); }) || !machine_->transition().isCoupled())
+    return;
   const Output& output = *machine_->output();
   const auto crossing = output.sequence().crossing();
   const auto heard = crossing ? output.framesHeard() : std::nullopt;
@@ -197,6 +199,43 @@ std::optional<double> BitPerfectAudioPlayer::setExclusiveAccessEnabled(bool enab
   if (isPostponed("setExclusiveAccessEnabled", [this, enabled] { (void)setExclusiveAccessEnabled(enabled); }))
     return {};
   return machine_->exclusiveAccess().setExclusiveAccessEnabled(enabled);
+}
+
+std::optional<DeliveryReport> BitPerfectAudioPlayer::deliveryReport() const {
+  const PreparedAudio* const track = machine_->track();
+  return track != nullptr ? machine_->services().deliveries.report(track->context.get()) : std::nullopt;
+}
+
+void BitPerfectAudioPlayer::setDeliveryFinished(std::function<void(const DeliveryReport&)> finished) const {
+  machine_->services().deliveries.setFinished(std::move(finished));
+}
+
+const Published<std::shared_ptr<const SignalPath>>& BitPerfectAudioPlayer::signalPath() const {
+  return machine_->published().signalPath;
+}
+
+PathDiagnostics BitPerfectAudioPlayer::diagnostics() const {
+  const auto& published = machine_->published();
+  const PathHistory& history = machine_->history();
+  PathDiagnostics found;
+  found.at = machine_->services().runLoop.now();
+  found.status = published.audioPathStatus.value();
+  found.exclusiveAccess = published.exclusiveAccessStatus.value();
+  found.path = published.signalPath.value();
+  found.url = published.currentURL.value();
+  found.changedAt = history.changedAt();
+  found.history = {history.events().begin(), history.events().end()};
+  found.statistics = machine_->statistics();
+  found.framesHandedOver = machine_->services().deliveries.framesHandedOver();
+  found.delivery = deliveryReport();
+  found.lastDelivery = machine_->services().deliveries.lastFinished();
+  const Output* const output = machine_->outputWithUnit();
+  const PreparedAudio* const track = machine_->track();
+  if (output == nullptr || track == nullptr) return found;
+  found.rate = track->context->format().mSampleRate;
+  found.bufferFrames = output->bufferFrames();
+  found.framesAhead = output->framesAhead();
+  return found;
 }
 
 OutputStatistics BitPerfectAudioPlayer::statistics() const { return machine_->statistics(); }

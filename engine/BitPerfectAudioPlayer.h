@@ -13,7 +13,9 @@
 #include "engine/AudioPlayerError.h"
 #include "engine/ExclusiveAccessStatus.h"
 #include "engine/OutputStatistics.h"
+#include "engine/PathDiagnostics.h"
 #include "engine/Published.h"
+#include "engine/delivery/DeliveryReport.h"
 #include "platform/AudioFileServices.h"
 #include "platform/AudioHardware.h"
 #include "platform/Background.h"
@@ -67,7 +69,7 @@ class BitPerfectAudioPlayer {
   /// not tell.
   [[nodiscard]] std::optional<double> position() const;
   /// Brings what is published up to date with what is heard: the next track may have begun a moment ago.
-  void noticeNextTrack();
+  void updateCurrentTrack();
   /// Called after every change of any of them.
   [[nodiscard]] Subscription onChange(const std::function<void()>& observer) const;
 
@@ -102,6 +104,18 @@ class BitPerfectAudioPlayer {
   void setOutputDevice(AudioObjectID deviceID, Started started = {}, const GoOnAt& goOnAt = {});
   /// The position in seconds at which playback goes on, when the output had to be rebuilt.
   std::optional<double> setExclusiveAccessEnabled(bool enabled);
+
+  /// What is known of the samples that were handed to the device in this pass of the loaded track, up to half a second
+  /// ago; nothing before its output was opened.
+  [[nodiscard]] std::optional<DeliveryReport> deliveryReport() const;
+  /// Called once for each pass of a track of which frames were handed over, when nothing more is: at the latest half a
+  /// second after the next track is heard. Must not call operations.
+  void setDeliveryFinished(std::function<void(const DeliveryReport&)> finished) const;
+
+  /// The stages of the path that audioPathStatus() is about; null where it is about none.
+  [[nodiscard]] const Published<std::shared_ptr<const SignalPath>>& signalPath() const;
+  /// All that is known of the path, its past and what went over it.
+  [[nodiscard]] PathDiagnostics diagnostics() const;
 
   /// Counts since construction, for diagnosis.
   [[nodiscard]] OutputStatistics statistics() const;

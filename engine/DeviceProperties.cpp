@@ -37,6 +37,10 @@ std::optional<double> DeviceProperties::readDeviceSampleRate(AudioObjectID devic
   return readProperty<double>(hardware_, deviceID, address);
 }
 
+bool DeviceProperties::isReopeningDue(AudioObjectID deviceID) const {
+  return readDeviceUInt32(deviceID, kAudioDevicePropertyReopeningIsDue).value_or(0) != 0;
+}
+
 std::vector<AudioObjectID> DeviceProperties::readOutputStreamIDs(AudioObjectID deviceID) const {
   constexpr auto streams = outputAddress(kAudioDevicePropertyStreams);
   const auto size = hardware_.propertyDataSize(deviceID, streams);
@@ -145,6 +149,18 @@ std::optional<double> DeviceProperties::waitForRestoredRate(AudioObjectID device
   const auto nominal = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
   const bool isStillLeaving = nominal && !hasArrived() && ratesAgree(restored.left, *nominal);
   return isStillLeaving ? std::optional(restored.rate) : std::nullopt;
+}
+
+bool DeviceProperties::hasNoRateOfItsOwn(AudioObjectID deviceID) {
+  const auto value = hardware_.propertyData(deviceID, nominalRateAddress);
+  // Any other error says nothing about the rate.
+  if (!value) return value.error() == kAudioHardwareNotRunningError;
+  const auto own = ownRates_.find(deviceID);
+  if (own == ownRates_.end()) return false;
+  if (const auto* const nominal = std::get_if<double>(&*value); nominal != nullptr && ratesAgree(own->second, *nominal))
+    return true;
+  ownRates_.erase(own);
+  return false;
 }
 
 Result<AudioObjectID> DeviceProperties::resolveOutputDevice(std::optional<AudioObjectID> preferredDeviceID) const {

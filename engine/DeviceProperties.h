@@ -3,6 +3,7 @@
 // missing or fails becomes an empty result or a report. The waits for a rate block, each for at most 250 ms.
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <vector>
@@ -24,6 +25,9 @@ class DeviceProperties {
 
   /// The nominal or the actual rate in hertz; nothing when absent or unreadable.
   [[nodiscard]] std::optional<double> readDeviceSampleRate(AudioObjectID deviceID, FourCharCode selector) const;
+
+  /// Whether others wait for the output on this device to be opened anew.
+  [[nodiscard]] bool isReopeningDue(AudioObjectID deviceID) const;
 
   /// In the device's order; empty when there are none or they cannot be read.
   [[nodiscard]] std::vector<AudioObjectID> readOutputStreamIDs(AudioObjectID deviceID) const;
@@ -55,6 +59,11 @@ class DeviceProperties {
   /// leaves is not the one to come back to later. The restored rate in hertz, where it has not arrived all the same.
   std::optional<double> waitForRestoredRate(AudioObjectID deviceID);
 
+  /// Nothing has given the device a rate, or only the engine has, which set it to `rate`: there is none to come back
+  /// to, until another program chooses one.
+  void setOwnRate(double rate, AudioObjectID deviceID) { ownRates_[deviceID] = rate; }
+  [[nodiscard]] bool hasNoRateOfItsOwn(AudioObjectID deviceID);
+
   /// The preferred device as it is, else the system's default output device.
   [[nodiscard]] Result<AudioObjectID> resolveOutputDevice(std::optional<AudioObjectID> preferredDeviceID) const;
 
@@ -71,8 +80,9 @@ class DeviceProperties {
 
   AudioHardware& hardware_;
   RunLoop& runLoop_;
-  std::vector<RestoredRate> restoredRates_;  ///< written and not waited for
-  std::set<AudioObjectID> onTheirWay_;       ///< devices that had not arrived at the requested rate
+  std::vector<RestoredRate> restoredRates_;   ///< written and not waited for
+  std::map<AudioObjectID, double> ownRates_;  ///< hertz
+  std::set<AudioObjectID> onTheirWay_;        ///< devices that had not arrived at the requested rate
 };
 
 }  // namespace tolvane

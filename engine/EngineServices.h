@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "engine/AudioLogger.h"
+#include "engine/DeliveryMonitor.h"
 #include "engine/DeviceProperties.h"
 #include "engine/render/AtomicOutputLevels.h"
 #include "platform/AudioHardware.h"
@@ -21,13 +22,15 @@ struct EngineServices {
         runLoop(playerLoop),
         logger(log),
         device(hardwareLayer, playerLoop),
-        background(std::move(workers)) {}
+        background(std::move(workers)),
+        deliveries(background) {}
 
   AudioHardware& hardware;
   RunLoop& runLoop;
   AudioLogger logger;
   DeviceProperties device;
   const Background background;
+  DeliveryMonitor deliveries;
   const std::shared_ptr<AtomicOutputLevels> outputLevels = std::make_shared<AtomicOutputLevels>();
 };
 

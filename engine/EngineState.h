@@ -63,4 +63,17 @@ struct Recovering {
 
 using EngineState = std::variant<Stopped, Preparing, Configuring, Playing, Paused, Recovering>;
 
+// What a state says and owns.
+
+/// As it is published: a recovery is playing or paused.
+[[nodiscard]] TransportState shownState(const EngineState& state);
+/// The loaded track; null while stopped or preparing.
+[[nodiscard]] const PreparedAudio* trackOf(const EngineState& state);
+/// Where the output of this state is, the kept one of Stopped and Preparing included; null: it has none.
+[[nodiscard]] std::unique_ptr<Output>* outputSlotOf(EngineState& state);
+[[nodiscard]] Output* outputOf(const EngineState& state);
+/// The rate at which the device was found, also between two outputs of one track: the engine's own rate is not the one
+/// to come back to.
+[[nodiscard]] std::optional<FoundRate> foundRateOf(const EngineState& state);
+
 }  // namespace tolvane

@@ -24,48 +24,9 @@ EngineStateMachine::EngineStateMachine(AudioHardware& hardware, AudioFileService
 
 // What the state is.
 
-TransportState EngineStateMachine::transportState() const {
-  if (is<Preparing>()) return TransportState::preparing;
-  if (is<Playing>()) return TransportState::playing;
-  if (is<Paused>()) return TransportState::paused;
-  if (const auto* configuring = std::get_if<Configuring>(&state_)) return configuring->shown;
-  if (const auto* recovering = std::get_if<Recovering>(&state_))
-    return recovering->returnsToPlaying ? TransportState::playing : TransportState::paused;
-  return TransportState::stopped;
-}
-
 bool EngineStateMachine::isPlayingOrPaused() const {
   const TransportState shown = transportState();
   return shown == TransportState::playing || shown == TransportState::paused;
-}
-
-const PreparedAudio* EngineStateMachine::track() const {
-  return std::visit(
-      [](const auto& state) -> const PreparedAudio* {
-        if constexpr (requires { state.track; }) return &state.track;
-        return nullptr;
-      },
-      state_);
-}
-
-std::unique_ptr<Output>* EngineStateMachine::outputSlot() {
-  return std::visit(
-      [](auto& state) -> std::unique_ptr<Output>* {
-        if constexpr (requires { state.output; }) return &state.output;
-        if constexpr (requires { state.kept; }) return &state.kept;
-        return nullptr;
-      },
-      state_);
-}
-
-Output* EngineStateMachine::output() const {
-  return std::visit(
-      [](const auto& state) -> Output* {
-        if constexpr (requires { state.output; }) return state.output.get();
-        if constexpr (requires { state.kept; }) return state.kept.get();
-        return nullptr;
-      },
-      state_);
 }
 
 Output* EngineStateMachine::outputWithUnit() const {
@@ -76,7 +37,7 @@ Output* EngineStateMachine::outputWithUnit() const {
 bool EngineStateMachine::isOutputKept() const { return (is<Stopped>() || is<Preparing>()) && output() != nullptr; }
 
 std::unique_ptr<Output> EngineStateMachine::takeOutput() {
-  auto* const slot = outputSlot();
+  auto* const slot = outputSlotOf(state_);
   return slot != nullptr ? std::move(*slot) : nullptr;
 }
 
@@ -127,7 +88,7 @@ Result<void> EngineStateMachine::startTrack(const PreparedAudio& track, TrackSta
     if (std::isfinite(frame)) context.seek(static_cast<std::int64_t>(frame));
   }
   const bool startPlayback = !start.isPaused;
-  const bool continues = isOutputKept() && canContinueWith(track);
+  const bool continues = isOutputKept() && output()->canContinueWith(track, choices_);
   keepingLimit_.reset();
   state_ = Configuring{.track = track, .output = takeOutput(), .startsPaused = start.isPaused};
   setLength(context);
@@ -142,17 +103,6 @@ Result<void> EngineStateMachine::startTrack(const PreparedAudio& track, TrackSta
     tearDown({.restoreSampleRate = !isSame, .discardPrepared = false});
   }
   return configureOutput(startPlayback, foundRate);
-}
-
-bool EngineStateMachine::canContinueWith(const PreparedAudio& track) const {
-  const Output& kept = *output();
-  if (!kept.carries(track) || kept.takesHogMode() != choices_.isExclusiveAccessEnabled) return false;
-  const auto device = services_.device.resolveOutputDevice(choices_.preferredDeviceID);
-  if (!device || *device != kept.deviceID()) return false;
-  if (kept.hasStoppedByItself()) return false;
-  const double rate = track.context->format().mSampleRate;
-  const auto nominal = services_.device.readDeviceSampleRate(kept.deviceID(), kAudioDevicePropertyNominalSampleRate);
-  return !nominal || ratesAgree(rate, *nominal);
 }
 
 Result<void> EngineStateMachine::continueOutput(bool startPlayback) {
@@ -191,6 +141,7 @@ Result<void> EngineStateMachine::bringUp(const HogModeReport& hogReport, bool st
   Output& open = *configuring.output;
   const auto context = configuring.track.context;
   open.load(context);
+  services_.deliveries.expect(configuring.track);
   setLength(*context);
   open.setBufferFrames(services_.device.readDeviceUInt32(open.deviceID(), kAudioDevicePropertyBufferFrameSize)
                            .value_or(unknownBufferFrames));
@@ -293,6 +244,7 @@ std::unique_ptr<Output> EngineStateMachine::keepOutput(bool unitAlreadyStopped) 
     if (!unitAlreadyStopped && isRunning) isKept = stopUnit() == noErr;
     if (isKept) {
       if (transition_.hasCrossed()) transition_.takeBack();
+      services_.deliveries.release(track()->context.get());
       open->loadSilence();
       isKept = !isRunning || startUnit() == noErr;
     }
@@ -348,7 +300,7 @@ Result<std::optional<std::int64_t>> EngineStateMachine::rebuildOutput(const Tear
   const PreparedAudio prepared = *track();
   const TransportState shown = transportState();
   const std::int64_t frame = prepared.context->currentFrame();
-  auto foundRate = foundRateToKeep();
+  auto foundRate = foundRateOf(state_);
   tearDown(options);
   prepared.context->seek(frame);
   next_.audioPathStatus = AudioPathStatus::configuring();
@@ -359,21 +311,13 @@ Result<std::optional<std::int64_t>> EngineStateMachine::rebuildOutput(const Tear
 }
 
 void EngineStateMachine::waitForNextAttempt() {
-  auto foundRate = foundRateToKeep();
+  auto foundRate = foundRateOf(state_);
   tearDown({.discardPrepared = false, .cancelPendingRecovery = false});
   Configuring failed = std::get<Configuring>(std::move(state_));
   state_ = Recovering{.track = std::move(failed.track),
                       .returnsToPlaying = failed.shown == TransportState::playing,
                       .foundRate = std::move(foundRate)};
   publish();
-}
-
-/// Between two outputs of one track: the engine's own rate is not the one to come back to.
-std::optional<FoundRate> EngineStateMachine::foundRateToKeep() const {
-  if (const Output* const open = output(); open != nullptr && open->foundRate()) return open->foundRate();
-  if (const auto* const configuring = std::get_if<Configuring>(&state_)) return configuring->foundRate;
-  if (const auto* const recovering = std::get_if<Recovering>(&state_)) return recovering->foundRate;
-  return std::nullopt;
 }
 
 void EngineStateMachine::closeKeptOutput() { tearDown({}); }
@@ -407,7 +351,8 @@ void EngineStateMachine::stopWatching() {
 
 PreparedAudio* EngineStateMachine::loadedTrack() { return const_cast<PreparedAudio*>(track()); }
 
-void EngineStateMachine::discardTrack(PreparedAudio& track) const {
+void EngineStateMachine::discardTrack(PreparedAudio& track) {
+  services_.deliveries.release(track.context.get());
   services_.background([context = std::move(track.context)]() mutable { context.reset(); });
 }
 
@@ -433,10 +378,15 @@ void EngineStateMachine::setExclusiveAccessStatus(ExclusiveAccessStatus status) 
 void EngineStateMachine::judgePath(const HogModeReport& hogReport) {
   const Output* const open = outputWithUnit();
   if (track() == nullptr || open == nullptr) return;
-  next_.audioPathStatus = tolvane::judgePath(services_, *open, *track(), hogReport, choices_);
+  PathJudgement judgement = tolvane::judgePath(services_, *open, *track(), hogReport, choices_);
+  next_.audioPathStatus = std::move(judgement.status);
+  // One value while it is the same: it is compared and handed over by its address.
+  if (!next_.signalPath || *next_.signalPath != judgement.path)
+    next_.signalPath = std::make_shared<const SignalPath>(std::move(judgement.path));
 }
 
 void EngineStateMachine::publish() {
+  services_.deliveries.checkRest();
   const TransportState shown = transportState();
   next_.isPlaying = shown == TransportState::playing;
   next_.isPaused = shown == TransportState::paused;
@@ -445,11 +395,23 @@ void EngineStateMachine::publish() {
   const auto* const configuring = std::get_if<Configuring>(&state_);
   next_.startsPaused = (preparing != nullptr && preparing->start.isPaused) ||
                        (configuring != nullptr && next_.isPreparing && configuring->startsPaused);
+  if (!next_.audioPathStatus.isOfAPath()) next_.signalPath.reset();
+  logChanges(history_.note(services_.runLoop.now(), next_.audioPathStatus, next_.signalPath.get()));
   published_.publish(next_);
+}
+
+void EngineStateMachine::logChanges(const std::vector<PathEvent>& events) {
+  for (const PathEvent& event : events) services_.logger.standard("{}: {}", eventTitle(event.kind), event.text);
+}
+
+void EngineStateMachine::countRecovery(std::string account) {
+  ++statistics_.recoveries;
+  logChanges({history_.noteRecovery(services_.runLoop.now(), std::move(account))});
 }
 
 void EngineStateMachine::setOutputLevels(const OutputLevels& levels) {
   choices_.outputLevels = levels;
+  services_.deliveries.setLevelsAreNeutral(levels.isNeutral());
   services_.outputLevels->store(levels);
 }
 

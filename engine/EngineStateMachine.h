@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 #include "engine/AudioPlayerError.h"
 #include "engine/EngineServices.h"
@@ -19,6 +20,7 @@
 #include "engine/ListenerChoices.h"
 #include "engine/OutputStatistics.h"
 #include "engine/OutputSupervision.h"
+#include "engine/PathHistory.h"
 #include "engine/PlaybackCompletion.h"
 #include "engine/PublishedState.h"
 #include "engine/TrackPreparer.h"
@@ -48,13 +50,13 @@ class EngineStateMachine {
     return std::holds_alternative<State>(state_);
   }
   /// As it is published: a recovery is playing or paused.
-  [[nodiscard]] TransportState transportState() const;
+  [[nodiscard]] TransportState transportState() const { return shownState(state_); }
   [[nodiscard]] bool isPlaying() const { return transportState() == TransportState::playing; }
   [[nodiscard]] bool isPlayingOrPaused() const;
   /// The loaded track; null while stopped or preparing.
-  [[nodiscard]] const PreparedAudio* track() const;
+  [[nodiscard]] const PreparedAudio* track() const { return trackOf(state_); }
   /// The output of this state, the kept one of Stopped and Preparing included; null: there is none.
-  [[nodiscard]] Output* output() const;
+  [[nodiscard]] Output* output() const { return outputOf(state_); }
   /// The output with its unit. Null where output() is, and until the unit is built.
   [[nodiscard]] Output* outputWithUnit() const;
   /// No track is loaded, and the output of the last one is open for the next.
@@ -130,26 +132,25 @@ class EngineStateMachine {
   [[nodiscard]] TrackTransition& transition() { return transition_; }
 
   [[nodiscard]] OutputStatistics statistics() const;
-  void countRecovery() { ++statistics_.recoveries; }
+  void countRecovery(std::string account);
+  [[nodiscard]] const PathHistory& history() const { return history_; }
   void countCrossing(std::int64_t frame);
 
  private:
   [[nodiscard]] Result<void> startTrack(const PreparedAudio& track, TrackStart& start);
   [[nodiscard]] Result<void> configureOutput(bool startPlayback, std::optional<FoundRate> foundRate);
-  [[nodiscard]] bool canContinueWith(const PreparedAudio& track) const;
   [[nodiscard]] Result<void> continueOutput(bool startPlayback);
   [[nodiscard]] Result<void> bringUp(const HogModeReport& hogReport, bool startPlayback);
   [[nodiscard]] std::unique_ptr<Output> keepOutput(bool unitAlreadyStopped);
   void tearDown(const TearDownOptions& options);
   void stopWatching();
   [[nodiscard]] std::unique_ptr<Output> takeOutput();
-  [[nodiscard]] std::unique_ptr<Output>* outputSlot();
   [[nodiscard]] PreparedAudio* loadedTrack();
-  [[nodiscard]] std::optional<FoundRate> foundRateToKeep() const;
   /// Giving much memory back to the system takes time, which the background has.
-  void discardTrack(PreparedAudio& track) const;
+  void discardTrack(PreparedAudio& track);
   void setLength(const AudioRenderContext& track);
   void forgetTrack();
+  void logChanges(const std::vector<PathEvent>& events);
 
   EngineServices services_;
   TrackPreparer preparer_;
@@ -158,6 +159,7 @@ class EngineStateMachine {
   PublishedState published_;
   PublishedValues next_;
   OutputStatistics statistics_;  ///< of outputs that were closed
+  PathHistory history_;
   EngineState state_;
   RunLoop::Timer keepingLimit_;
 

@@ -34,7 +34,7 @@ Result<Output::Opened> Output::open(const PreparedAudio& track, bool takesHogMod
     foundRate_->settledRate = opened.rates.nominalRate;
   }
 
-  auto unit = createOutputUnit(services_.hardware, deviceID_, track, sequence_.callback(), isBluetooth);
+  auto unit = createOutputUnit(services_.hardware, deviceID_, track, sequence_.callback(), deliveries_, isBluetooth);
   if (!unit) return std::unexpected(unit.error());
   unit_ = std::move(*unit);
   hasEverRun_ = false;
@@ -49,6 +49,8 @@ void Output::findRate(std::optional<FoundRate> foundRate) {
   const auto onItsWayBack = services_.device.waitForRestoredRate(deviceID_);
   const auto nominal = services_.device.readDeviceSampleRate(deviceID_, kAudioDevicePropertyNominalSampleRate);
   foundRate_ = FoundRate{.deviceID = deviceID_, .rate = onItsWayBack ? onItsWayBack : nominal};
+  foundRate_->hadNone = services_.device.hasNoRateOfItsOwn(deviceID_);
+  if (foundRate_->hadNone) foundRate_->rate.reset();
   if (!foundRate || foundRate->deviceID != deviceID_) return;
   // A rate that is neither the one that was found nor the engine's own is one that another program has chosen since.
   const auto isNow = [&](double rate) { return !nominal || ratesAgree(rate, *nominal); };
@@ -72,6 +74,7 @@ void Output::giveBack(bool restoresSampleRate) {
   const auto found = std::exchange(foundRate_, std::nullopt);
   if (restoresSampleRate && found && found->rate.value_or(0) > 0)
     services_.device.restoreNominalSampleRate(*found->rate, deviceID_);
+  if (found && found->hadNone && found->settledRate > 0) services_.device.setOwnRate(found->settledRate, deviceID_);
   if (std::exchange(ownsHogMode_, false)) services_.device.releaseHogMode(deviceID_);
 }
 
@@ -81,6 +84,15 @@ bool Output::carries(const PreparedAudio& track) const {
   // The unit may have opened the device in a format that carries no more than the track it was opened for.
   const auto physical = services_.device.readOutputPhysicalFormat(deviceID_);
   return physical && physicalFormatCompatibility(track, *physical);
+}
+
+bool Output::canContinueWith(const PreparedAudio& track, const ListenerChoices& choices) const {
+  if (!carries(track) || takesHogMode_ != choices.isExclusiveAccessEnabled) return false;
+  const auto device = services_.device.resolveOutputDevice(choices.preferredDeviceID);
+  if (!device || *device != deviceID_) return false;
+  if (hasStoppedByItself() || services_.device.isReopeningDue(deviceID_)) return false;
+  const auto nominal = services_.device.readDeviceSampleRate(deviceID_, kAudioDevicePropertyNominalSampleRate);
+  return !nominal || ratesAgree(track.context->format().mSampleRate, *nominal);
 }
 
 void Output::load(std::shared_ptr<AudioRenderContext> track) {
@@ -98,6 +110,8 @@ void Output::beginRun() {
   constexpr double firstSeconds = 1.5;
   if (track_) track_->bringIntoMemory(firstSeconds);
   sequence_.beginRun();
+  deliveries_->beginRun();
+  services_.deliveries.runBegins(sequence_);
   runBegan_ = hasEverRun_ ? sampleTime() : 0.0;
 }
 
@@ -111,9 +125,13 @@ OSStatus Output::start() {
 
 Output::StopResult Output::stop() {
   StopResult result{.status = unit_->stop()};
-  if (std::exchange(isStarted_, false)) result.hasCrossed = sequence_.endRun(unit_->framesPlayed());
+  if (!std::exchange(isStarted_, false)) return result;
+  services_.deliveries.keepRest(*deliveries_, sequence_);
+  result.hasCrossed = sequence_.endRun(unit_->framesPlayed());
   return result;
 }
+
+void Output::takeDelivered() { services_.deliveries.take(*deliveries_, sequence_); }
 
 bool Output::isRunning() const {
   return readProperty<std::uint32_t>(*unit_, AudioUnitProperty::isRunning).value_or(0) != 0;
@@ -128,6 +146,12 @@ std::optional<std::int64_t> Output::framesHeard() const {
   if (!unit_ || !isStarted_ || !runBegan_) return std::nullopt;
   const auto time = sampleTime();
   return time ? std::optional(static_cast<std::int64_t>(std::max(*time - *runBegan_, 0.0))) : std::nullopt;
+}
+
+std::optional<std::int64_t> Output::framesAhead() const {
+  const auto heard = track_ && !sequence_.crossing() ? framesHeard() : std::nullopt;
+  if (!heard) return std::nullopt;
+  return std::max(track_->currentFrame() - sequence_.positionAfter(*heard), std::int64_t{0});
 }
 
 }  // namespace tolvane

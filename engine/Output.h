@@ -9,6 +9,7 @@
 #include "engine/AudioPlayerError.h"
 #include "engine/EngineServices.h"
 #include "engine/HogModeReport.h"
+#include "engine/ListenerChoices.h"
 #include "engine/PreparedAudio.h"
 #include "engine/SampleRateReport.h"
 #include "engine/render/TrackSequence.h"
@@ -20,6 +21,7 @@ namespace tolvane {
 struct FoundRate {
   AudioObjectID deviceID = kAudioObjectUnknown;
   std::optional<double> rate;  ///< hertz; nothing: it could not be read, and is not restored
+  bool hadNone = false;        ///< until the engine gave it one
   double requestedRate = 0;    ///< hertz; what the engine asked for
   double settledRate = 0;      ///< hertz; what the device had then
 };
@@ -64,8 +66,8 @@ class Output {
   [[nodiscard]] std::uint32_t bufferFrames() const { return bufferFrames_; }
   void setBufferFrames(std::uint32_t frames) { bufferFrames_ = frames; }
   void setOwnsHogMode(bool owns) { ownsHogMode_ = owns; }
-  /// Whether it was opened with Exclusive Access.
-  [[nodiscard]] bool takesHogMode() const { return takesHogMode_; }
+  /// Whether it is the output that the listener's choices ask for, runs, and plays this track as it is.
+  [[nodiscard]] bool canContinueWith(const PreparedAudio& track, const ListenerChoices& choices) const;
   /// Whether the device, as it was opened, plays this track as it is.
   [[nodiscard]] bool carries(const PreparedAudio& track) const;
 
@@ -89,11 +91,16 @@ class Output {
   [[nodiscard]] OSStatus start();
   /// Moves the track back to the first frame that was rendered but not heard, whatever the status.
   StopResult stop();
+  /// Has the frames checked that the device has played.
+  void takeDelivered();
   [[nodiscard]] bool isStarted() const { return isStarted_; }
   /// The unit was started, and runs no more.
   [[nodiscard]] bool hasStoppedByItself() const { return isStarted_ && !isRunning(); }
   /// Frames that the device has played of this run; nothing where there is none, or it cannot be read.
   [[nodiscard]] std::optional<std::int64_t> framesHeard() const;
+  /// Frames of the loaded track that were rendered and are not heard yet; nothing where that is not known, or the
+  /// renderer has gone on into the next track.
+  [[nodiscard]] std::optional<std::int64_t> framesAhead() const;
 
  private:
   /// False when it cannot be read: stopping a unit that runs costs a click, starting one that does not costs frames.
@@ -118,6 +125,7 @@ class Output {
   std::uint32_t bufferFrames_ = 512;
   std::shared_ptr<AudioRenderContext> track_;
   TrackSequence sequence_;
+  const std::shared_ptr<DeliveryRecord> deliveries_ = std::make_shared<DeliveryRecord>();
   std::unique_ptr<AudioOutputUnit> unit_;  ///< pulls the sequence: declared behind it, it goes first
 
   bool isStarted_ = false;   ///< the unit was started and not stopped since

@@ -24,7 +24,8 @@ constexpr std::array observedDeviceProperties{
     globalAddress(kAudioDevicePropertyNominalSampleRate), globalAddress(kAudioDevicePropertyActualSampleRate),
     globalAddress(kAudioDevicePropertyHogMode),           globalAddress(kAudioDevicePropertyDeviceIsAlive),
     outputAddress(kAudioDevicePropertyStreams),           outputAddress(kAudioDevicePropertyStreamConfiguration),
-    globalAddress(kAudioDevicePropertyBufferFrameSize),   globalAddress(kAudioDevicePropertyProcessingIsActive)};
+    globalAddress(kAudioDevicePropertyBufferFrameSize),   globalAddress(kAudioDevicePropertyProcessingIsActive),
+    globalAddress(kAudioDevicePropertyReopeningIsDue)};
 constexpr std::array observedStreamProperties{globalAddress(kAudioStreamPropertyPhysicalFormat),
                                               globalAddress(kAudioStreamPropertyVirtualFormat),
                                               globalAddress(kAudioStreamPropertyIsActive)};
@@ -36,6 +37,8 @@ constexpr std::array judgedProperties{kAudioDevicePropertyNominalSampleRate, kAu
 void OutputSupervision::installOutputPropertyObservers(AudioObjectID deviceID) {
   removeOutputPropertyObservers();
   configuredFor_ = DeviceCondition::read(machine_.services().hardware, machine_.services().device, deviceID);
+  // Some devices have a buffer only once the unit runs.
+  if (configuredFor_.bufferFrames != 0) machine_.output()->setBufferFrames(configuredFor_.bufferFrames);
   const std::uint64_t generation = outputObservationGeneration_;
   for (const auto& address : observedDeviceProperties) observeAudioProperty(deviceID, address, generation);
   for (const AudioObjectID stream : machine_.services().device.readOutputStreamIDs(deviceID))
@@ -65,6 +68,7 @@ void OutputSupervision::removeOutputPropertyObservers() {
 void OutputSupervision::handleOutputPropertyChange(FourCharCode selector, std::uint64_t generation) {
   if (generation != outputObservationGeneration_ || !(machine_.is<Playing>() || machine_.is<Paused>())) return;
   if (selector == kAudioDevicePropertyHogMode) return machine_.exclusiveAccess().verifyExclusiveAccess(true);
+  if (selector == kAudioDevicePropertyReopeningIsDue) return reopenIfDue();
   // A volume that somebody moves on the way to the device: the output is as good as before, and the verdict is another.
   if (selector == kAudioDevicePropertyProcessingIsActive) return judgePathAgain();
   // The recovery waits for the rest of a burst; a verdict that is no longer true does not.
@@ -111,6 +115,7 @@ void OutputSupervision::stopOutputHealthMonitor() { healthTimer_.reset(); }
 
 void OutputSupervision::checkOutputHealth() {
   keepMusicInMemory();
+  if (Output* const output = machine_.outputWithUnit()) output->takeDelivered();
   if (!machine_.is<Playing>() || recoveryTask_) return;
   if (reportsRenderError() || reportsStoppedUnit()) return;
   const auto progressed = renderClockProgressed();
@@ -179,6 +184,17 @@ void OutputSupervision::scheduleOutputRecovery(std::string reason, double delay)
   });
 }
 
+void OutputSupervision::reopenIfDue() {
+  const Output* const output = machine_.outputWithUnit();
+  if (!machine_.is<Paused>() || output == nullptr || recoveryTask_) return;
+  if (!machine_.services().device.isReopeningDue(output->deviceID())) return;
+  recoveryReason_ = "The output device could not be opened anew.";
+  recoveryTask_ = machine_.services().runLoop.scheduleTimer({}, false, [this] {
+    recoveryTask_.reset();
+    if (machine_.is<Paused>()) recoverOutputIfNeeded();
+  });
+}
+
 void OutputSupervision::recoverOutputIfNeeded() {
   if (!machine_.isPlayingOrPaused()) return;
   if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(std::string(recoveryReason_));
@@ -192,7 +208,8 @@ void OutputSupervision::recoverOutputIfNeeded() {
       {.unitAlreadyStopped = wasPlaying, .discardPrepared = false, .cancelPendingRecovery = false});
   if (!frame) return recoveryFailed(frame.error().errorDescription());
   if (!*frame) return;
-  machine_.countRecovery();
+  const double seconds = static_cast<double>(**frame) / machine_.track()->context->format().mSampleRate;
+  machine_.countRecovery(fmt::format("{} Playback went on at {:.1f} s of the track.", recoveryReason_, seconds));
   machine_.services().logger.standard("Recovered output at frame {} on attempt {}", **frame, recoveryAttempts_);
 }
 

@@ -33,6 +33,9 @@ class OutputSupervision {
   void startOutputHealthMonitor();
   void stopOutputHealthMonitor();
 
+  /// While the output is paused: opens it anew, in a later turn, where others wait for that.
+  void reopenIfDue();
+
   /// A new track, or none: all counters start again and no recovery is pending.
   void resetRecoveryState();
   /// A recovery that waits for its moment does not come; the counters stay.

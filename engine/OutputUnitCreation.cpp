@@ -6,6 +6,7 @@ namespace tolvane {
 
 Result<std::unique_ptr<AudioOutputUnit>> createOutputUnit(AudioHardware& hardware, AudioObjectID deviceID,
                                                           const PreparedAudio& track, AURenderCallback source,
+                                                          std::shared_ptr<DeliveryRecord> deliveries,
                                                           bool prefersHighQualityConversion) {
   AudioOutputComponent* component = hardware.outputComponent();
   if (component == nullptr) return failure("The Core Audio output component is unavailable.");
@@ -53,6 +54,7 @@ Result<std::unique_ptr<AudioOutputUnit>> createOutputUnit(AudioHardware& hardwar
 
   if (const OSStatus status = unit->setProperty(Property::setRenderCallback, Scope::input, 0, source); status != noErr)
     return abandon("Installing the real-time renderer", status);
+  unit->setDeliveryRecord(std::move(deliveries));
   if (const OSStatus status = unit->initialize(); status != noErr)
     return abandon("Initializing the output device", status);
   return unit;

@@ -11,10 +11,12 @@
 namespace tolvane {
 
 /// An initialized unit on this device that pulls `source` in the track's own format; after a failure no unit is left.
-/// REQUIRES: what `source` refers to outlives the unit.
+/// `deliveries`, which may be null, records what it hands to the device. REQUIRES: what `source` refers to outlives the
+/// unit.
 [[nodiscard]] Result<std::unique_ptr<AudioOutputUnit>> createOutputUnit(AudioHardware& hardware, AudioObjectID deviceID,
                                                                         const PreparedAudio& track,
                                                                         AURenderCallback source,
+                                                                        std::shared_ptr<DeliveryRecord> deliveries,
                                                                         bool prefersHighQualityConversion);
 
 }  // namespace tolvane

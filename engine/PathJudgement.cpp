@@ -23,10 +23,34 @@ std::vector<SampleAlteration> alterationsOf(const AudioHardware& hardware, Audio
   return {};
 }
 
+std::string textOf(const AudioHardware& hardware, AudioObjectID object, FourCharCode selector) {
+  const auto address = globalAddress(selector);
+  if (!hardware.hasProperty(object, address)) return {};
+  return readProperty<std::string>(hardware, object, address).value_or("");
+}
+
+PathDescription describePath(const EngineServices& services, AudioObjectID device, const PreparedAudio& track,
+                             const OutputLevels& levels) {
+  const AudioHardware& hardware = services.hardware;
+  PathDescription description;
+  description.sourceBits = track.sourceBitDepth;
+  description.sourceIsFloat = track.sourceIsFloat;
+  description.channels = track.context->format().mChannelsPerFrame;
+  description.levels = levels;
+  description.deviceName = textOf(hardware, device, kAudioObjectPropertyName);
+  description.soundServer = textOf(hardware, device, kAudioDevicePropertySoundServer);
+  description.driver = textOf(hardware, device, kAudioDevicePropertyDriver);
+  for (const AudioObjectID stream : services.device.readOutputStreamIDs(device)) {
+    description.formatSource = textOf(hardware, stream, kAudioStreamPropertyPhysicalFormatSource);
+    if (!description.formatSource.empty()) break;
+  }
+  return description;
+}
+
 }  // namespace
 
-AudioPathStatus judgePath(const EngineServices& services, const Output& output, const PreparedAudio& track,
-                          const HogModeReport& hogReport, const ListenerChoices& choices) {
+PathJudgement judgePath(const EngineServices& services, const Output& output, const PreparedAudio& track,
+                        const HogModeReport& hogReport, const ListenerChoices& choices) {
   const AudioStreamBasicDescription& client = track.context->format();
   const DeviceProperties& device = services.device;
   const AudioObjectID deviceID = output.deviceID();
@@ -48,7 +72,8 @@ AudioPathStatus judgePath(const EngineServices& services, const Output& output, 
   facts.exclusiveAccessEnabled = choices.isExclusiveAccessEnabled;
   facts.hogModeSupported = hogReport.isSupported;
   facts.hogModeOwned = hogReport.isOwnedByCurrentProcess;
-  return judgeAudioPath(facts).applyingOutputLevels(choices.outputLevels, facts.isBluetooth);
+  return {judgeAudioPath(facts).applyingOutputLevels(choices.outputLevels, facts.isBluetooth),
+          signalPath(facts, describePath(services, deviceID, track, choices.outputLevels))};
 }
 
 }  // namespace tolvane

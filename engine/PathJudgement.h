@@ -6,12 +6,17 @@
 #include "engine/ListenerChoices.h"
 #include "engine/Output.h"
 #include "engine/PreparedAudio.h"
+#include "engine/SignalPath.h"
 
 namespace tolvane {
 
+struct PathJudgement {
+  AudioPathStatus status;
+  SignalPath path;  ///< from the same reading
+};
+
 /// The verdict on `track` as `output` plays it. REQUIRES: the output has a unit.
-[[nodiscard]] AudioPathStatus judgePath(const EngineServices& services, const Output& output,
-                                        const PreparedAudio& track, const HogModeReport& hogReport,
-                                        const ListenerChoices& choices);
+[[nodiscard]] PathJudgement judgePath(const EngineServices& services, const Output& output, const PreparedAudio& track,
+                                      const HogModeReport& hogReport, const ListenerChoices& choices);
 
 }  // namespace tolvane

@@ -6,6 +6,12 @@
 #include "engine/EngineStateMachine.h"
 
 namespace tolvane {
+namespace {
+
+/// Checks whether the track has been heard to its end, after the drain. So a device that stands still ends the wait.
+constexpr int mostLateChecks = 5;
+
+}  // namespace
 
 double PlaybackCompletion::drainMargin() const {
   constexpr double atLeastSeconds = 0.05;
@@ -14,12 +20,21 @@ double PlaybackCompletion::drainMargin() const {
   return std::max(2 * bufferSeconds, atLeastSeconds);
 }
 
+double PlaybackCompletion::secondsNotHeard() const {
+  const Output& output = *machine_.output();
+  const AudioRenderContext& track = *output.track();
+  const auto heard = output.framesHeard();
+  if (!heard) return 0;
+  return static_cast<double>(track.totalFrames() - output.sequence().positionAfter(*heard)) / track.format().mSampleRate;
+}
+
 void PlaybackCompletion::scheduleCompletionTimer(std::int64_t remainingFrames) {
   const Output* const output = machine_.output();
   if (!machine_.isPlaying() || output == nullptr || !output->track()) return;
   const double sampleRate = output->track()->format().mSampleRate;
   if (!(sampleRate > 0)) return;
   isWaitingForPlaybackDrain_ = false;
+  lateChecks_ = 0;
   scheduleCompletionCheck(static_cast<double>(std::max<std::int64_t>(remainingFrames, 0)) / sampleRate + drainMargin());
 }
 
@@ -35,7 +50,11 @@ void PlaybackCompletion::checkForPlaybackCompletion() {
   if (!machine_.is<Playing>()) return;
   if (machine_.transition().isCoupled()) return checkForCrossing();
   const bool isAtEnd = machine_.output()->track()->didReachEnd();
-  if (isAtEnd && isWaitingForPlaybackDrain_) return complete();
+  if (isAtEnd && isWaitingForPlaybackDrain_) {
+    const double left = secondsNotHeard();
+    if (left <= 0 || ++lateChecks_ > mostLateChecks) return complete();
+    return scheduleCompletionCheck(left);
+  }
   if (isAtEnd) isWaitingForPlaybackDrain_ = true;
   scheduleCompletionCheck(drainMargin());
 }

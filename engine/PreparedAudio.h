@@ -3,10 +3,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "engine/render/AudioRenderContext.h"
+#include "platform/AudioFileServices.h"
 #include "platform/ChannelLayout.h"
+#include "platform/FileURL.h"
 
 namespace tolvane {
 
@@ -17,6 +20,8 @@ struct PreparedAudio {
   bool isLossless = false;   ///< FLAC and every PCM file; not MP3
   std::string sourceLabel;   ///< the file's extension in upper case: "FLAC"
   ChannelLayout channels{};  ///< the loudspeakers that the block's channels are meant for; empty: the usual ones
+  std::optional<SampleSignature> signature{};  ///< of the samples, as the encoder stored it
+  FileURL url{};                               ///< where the file was
 };
 
 }  // namespace tolvane

@@ -14,6 +14,7 @@ void PublishedState::publish(const PublishedValues& values) {
   const bool seconds = duration.replace(values.duration);
   const bool rate = sampleRate.replace(values.sampleRate);
   const bool path = audioPathStatus.replace(values.audioPathStatus);
+  const bool stages = signalPath.replace(values.signalPath);
   const bool exclusive = exclusiveAccessStatus.replace(values.exclusiveAccessStatus);
   const bool count = playbackCompletionCount.replace(values.playbackCompletionCount);
 
@@ -26,6 +27,7 @@ void PublishedState::publish(const PublishedValues& values) {
   if (seconds) duration.notify();
   if (rate) sampleRate.notify();
   if (path) audioPathStatus.notify();
+  if (stages) signalPath.notify();
   if (exclusive) exclusiveAccessStatus.notify();
   isNotifying_ = false;
   if (count) playbackCompletionCount.notify();
@@ -42,6 +44,7 @@ Subscription PublishedState::onChange(const std::function<void()>& observer) con
   parts.push_back(duration.subscribe(changed));
   parts.push_back(sampleRate.subscribe(changed));
   parts.push_back(audioPathStatus.subscribe(changed));
+  parts.push_back(signalPath.subscribe(changed));
   parts.push_back(exclusiveAccessStatus.subscribe(changed));
   parts.push_back(playbackCompletionCount.subscribe(changed));
   return Subscription::joined(std::move(parts));

@@ -4,11 +4,13 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 
 #include "engine/AudioPathStatus.h"
 #include "engine/ExclusiveAccessStatus.h"
 #include "engine/Published.h"
+#include "engine/SignalPath.h"
 #include "platform/FileURL.h"
 
 namespace tolvane {
@@ -22,6 +24,7 @@ struct PublishedValues {
   double duration = 0;    ///< seconds; 0 until an output is opened for a track
   double sampleRate = 0;  ///< the source's, hertz; 0 until an output is opened for a track
   AudioPathStatus audioPathStatus = AudioPathStatus::ready();
+  std::shared_ptr<const SignalPath> signalPath;  ///< what the status is about; null where it is about no path
   ExclusiveAccessStatus exclusiveAccessStatus = ExclusiveAccessStatus::off();
   std::int64_t playbackCompletionCount = 0;
 };
@@ -36,6 +39,7 @@ class PublishedState {
   Published<double> duration{0};
   Published<double> sampleRate{0};
   Published<AudioPathStatus> audioPathStatus{AudioPathStatus::ready()};
+  Published<std::shared_ptr<const SignalPath>> signalPath{nullptr};
   Published<ExclusiveAccessStatus> exclusiveAccessStatus{ExclusiveAccessStatus::off()};
   Published<std::int64_t> playbackCompletionCount{0};
 

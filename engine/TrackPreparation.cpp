@@ -5,6 +5,8 @@
 #include <optional>
 #include <utility>
 
+#include "platform/AudioFormats.h"
+
 namespace tolvane {
 namespace {
 
@@ -86,10 +88,12 @@ Result<PreparedAudio> TrackPreparation::prepare(const FileURL& url, ReadingProgr
   constexpr const char* cancelled = "Preparing the track was cancelled.";
   if (progress.isCancelled()) return failure(cancelled);
   const std::string extension = asciiLowercased(url.pathExtension());
-  const bool isEncoded = extension == "mp3" || extension == "flac";
+  const AudioFormat* const format = audioFormatOf(extension);
+  const bool isEncoded = format != nullptr && format->isEncoded;
   try {
-    auto prepared = isEncoded ? decodeWithExtAudioFile(url, extension == "flac", asciiUppercased(extension), progress)
+    auto prepared = isEncoded ? decodeWithExtAudioFile(url, format->isLossless, asciiUppercased(extension), progress)
                               : readLinearPCMFile(url, progress);
+    if (prepared) prepared->url = url;
     // Also when it was complete by then: the block is freed here and not on the thread that no longer wants it.
     if (progress.isCancelled()) return failure(cancelled);
     return prepared;
@@ -131,7 +135,7 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
   if (std::int64_t{*frames} < *length) block->shorten(std::uint64_t{*frames} * client.mBytesPerFrame);
   auto context = makeContext(std::move(*block), client, levels_);
   return PreparedAudio{std::move(context), info.bitDepth,          info.isFloat,
-                       isLossless,         std::move(sourceLabel), decoder->channelLayout()};
+                       isLossless,         std::move(sourceLabel), decoder->channelLayout(), decoder->signature()};
 }
 
 Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url, ReadingProgress& progress) const {

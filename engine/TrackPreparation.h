@@ -26,7 +26,7 @@ class TrackPreparation {
   /// together take more than half of the memory that is free without them.
   [[nodiscard]] TrackPreparation beside(std::uint64_t heldBytes) const;
 
-  /// Chooses the way in by the extension alone: "mp3" and "flac" in any case are decoded, all else is read as PCM.
+  /// Chooses the way in by the extension alone: of an encoded format (AudioFormats) it is decoded, all else is read as PCM.
   /// REQUIRES: `progress` is new. It stays at 0 while the file is opened. Once it is cancelled, this frees what was
   /// read and fails, after a few milliseconds of work at most; a disk that does not answer is waited for all the same.
   [[nodiscard]] Result<PreparedAudio> prepare(const FileURL& url, ReadingProgress& progress) const;

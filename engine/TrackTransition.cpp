@@ -61,6 +61,7 @@ void TrackTransition::couple() {
       if (const auto context = next.lock()) context->bringIntoMemory(couplingLeadSeconds);
     });
   }
+  machine_.services().deliveries.expect(coupled_->audio);
   machine_.output()->sequence().couple(coupled_->audio.context);
 }
 
@@ -88,6 +89,7 @@ bool TrackTransition::uncouple() {
 void TrackTransition::giveBackCoupled() {
   if (!coupled_) return;
   coupled_->audio.context->seek(0);
+  machine_.services().deliveries.release(coupled_->audio.context.get());
   machine_.upcoming().putBack(std::move(coupled_->audio));
   coupled_.reset();
 }
@@ -107,6 +109,7 @@ void TrackTransition::takeBack() {
 
 void TrackTransition::announce() {
   TrackSequence& sequence = machine_.output()->sequence();
+  machine_.output()->takeDelivered();
   if (!std::exchange(hasCrossed_, false)) sequence.cross();
   machine_.countCrossing(sequence.lastCrossing().value_or(-1));
   CoupledTrack next = *std::exchange(coupled_, std::nullopt);

@@ -7,6 +7,7 @@
 // with userCanceledErr, within a few milliseconds of work. The caller adds to the progress what it expects to read, and
 // reports the bytes that readBytes() gave; ExtAudioFile::read() reports its frames by itself.
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <expected>
@@ -46,6 +47,10 @@ class AudioFile {
                                                                          std::span<std::byte> destination) = 0;
 };
 
+/// An MD5 of all samples of a track: interleaved signed integers, each in the fewest whole bytes that hold the source's
+/// bits, little-endian (the definition of FLAC).
+using SampleSignature = std::array<std::byte, 16>;
+
 /// An open compressed file (ExtAudioFileOpenURL) that is read as PCM in a client format.
 class ExtAudioFile {
  public:
@@ -56,6 +61,9 @@ class ExtAudioFile {
 
   /// kExtAudioFileProperty_FileChannelLayout: as AudioFile::channelLayout(); the client's channels are in this order.
   [[nodiscard]] virtual ChannelLayout channelLayout() const = 0;
+
+  /// What the encoder stored of the whole track; nothing where it stored none.
+  [[nodiscard]] virtual std::optional<SampleSignature> signature() const { return std::nullopt; }
 
   /// kExtAudioFileProperty_ClientDataFormat: interleaved 32-bit native float at the file's rate and channels is
   /// required of every reader; others give kAudioFileUnsupportedDataFormatError.

@@ -58,6 +58,8 @@ constexpr FourCharCode kAudioDevicePropertyHogMode =
     fourCharCode("oink");  ///< device: int32, owner pid or -1; see below
 constexpr FourCharCode kAudioDevicePropertyHogModePause =
     fourCharCode("oinp");  ///< device: double, seconds in which hog mode is refused after a failure; often absent
+constexpr FourCharCode kAudioDevicePropertyReopeningIsDue =
+    fourCharCode("reop");  ///< device: uint32, 1 while others wait for its unit to be initialised anew; often absent
 constexpr FourCharCode kAudioDevicePropertyDeviceIsAlive = fourCharCode("livn");  ///< device: uint32, 0 or 1
 constexpr FourCharCode kAudioDevicePropertyStreams = fourCharCode("stm#");        ///< device, output: AudioObjectIDs
 constexpr FourCharCode kAudioDevicePropertyStreamConfiguration =
@@ -69,9 +71,19 @@ constexpr FourCharCode kAudioDevicePropertySampleAlterations =
     fourCharCode("salt");  ///< device: SampleAlterations, empty while there are none; often absent; see below
 constexpr FourCharCode kAudioDevicePropertyVolumeDecibels =
     fourCharCode("vold");  ///< device, output: double, what its own hardware does to the level; often absent
+constexpr FourCharCode kAudioDevicePropertyChannelPositions =
+    fourCharCode("chps");  ///< device, output: ChannelPositions of the channels of what plays; often absent; see below
+constexpr FourCharCode kAudioDevicePropertyDriver =
+    fourCharCode("drvr");  ///< device: string, the kernel's name of its driver; often absent
+constexpr FourCharCode kAudioDevicePropertySoundServer =
+    fourCharCode("srvr");  ///< device: string, name and version of the server that units play through; absent while
+                           ///< they play on the hardware itself
 constexpr FourCharCode kAudioStreamPropertyIsActive = fourCharCode("sact");        ///< stream: uint32, 0 or 1
 constexpr FourCharCode kAudioStreamPropertyPhysicalFormat = fourCharCode("pft ");  ///< stream: description
-constexpr FourCharCode kAudioStreamPropertyVirtualFormat = fourCharCode("sfmt");   ///< stream: description
+constexpr FourCharCode kAudioStreamPropertyPhysicalFormatSource =
+    fourCharCode("pfso");  ///< stream: string, where the physical format was last read, and what proves its bits, for
+                           ///< the user; empty where it could not be read; often absent
+constexpr FourCharCode kAudioStreamPropertyVirtualFormat = fourCharCode("sfmt");  ///< stream: description
 
 /// Where the owner of a device is read, and taken or released.
 constexpr auto hogModeAddress = globalAddress(kAudioDevicePropertyHogMode);
@@ -118,6 +130,9 @@ using AudioPropertyValue =
 /// Sample alterations: all that the adapter can find between a unit that plays and the converter, and whatever it
 /// cannot rule out. A change is announced by kAudioDevicePropertyProcessingIsActive, which a device with this property
 /// has too, and which is 1 exactly while the list is not empty.
+///
+/// Channel positions: a ChannelPosition for each channel that the hardware is set up with, whichever process plays, as
+/// its driver states them. Unreadable while nothing plays, and where the driver states none or may have made them up.
 ///
 /// Physical format: what the hardware really uses, with its significant bits. What cannot be known is an error, never
 /// a guess.

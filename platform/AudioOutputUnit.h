@@ -14,6 +14,8 @@
 
 namespace tolvane {
 
+class DeliveryRecord;
+
 struct AudioBuffer {
   std::uint32_t mNumberChannels = 0;
   std::uint32_t mDataByteSize = 0;  ///< bytes; the callback may lower it to what it filled
@@ -107,6 +109,10 @@ class AudioOutputUnit {
   /// first of them is the first frame that was rendered after start(). Silence that the callback delivered counts.
   /// Valid while stopped; 0 before the first start.
   [[nodiscard]] virtual std::int64_t framesPlayed() const = 0;
+
+  /// From the next start() on the unit records in `record` what it hands to its device. A unit need not record. REQUIRES:
+  /// not initialised.
+  virtual void setDeliveryRecord(std::shared_ptr<DeliveryRecord> record) = 0;
 
   /// Times since initialize() that the device ran dry, each recovered inside the unit.
   [[nodiscard]] virtual std::uint64_t underrunCount() const = 0;

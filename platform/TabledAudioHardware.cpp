@@ -16,15 +16,20 @@ constexpr std::array deviceProperties{globalAddress(kAudioObjectPropertyName),
                                       globalAddress(kAudioDevicePropertyActualSampleRate),
                                       globalAddress(kAudioDevicePropertyHogMode),
                                       globalAddress(kAudioDevicePropertyHogModePause),
+                                      globalAddress(kAudioDevicePropertyReopeningIsDue),
                                       globalAddress(kAudioDevicePropertyDeviceIsAlive),
                                       outputAddress(kAudioDevicePropertyStreams),
                                       outputAddress(kAudioDevicePropertyStreamConfiguration),
                                       globalAddress(kAudioDevicePropertyBufferFrameSize),
                                       globalAddress(kAudioDevicePropertyProcessingIsActive),
                                       globalAddress(kAudioDevicePropertySampleAlterations),
-                                      outputAddress(kAudioDevicePropertyVolumeDecibels)};
+                                      globalAddress(kAudioDevicePropertyDriver),
+                                      globalAddress(kAudioDevicePropertySoundServer),
+                                      outputAddress(kAudioDevicePropertyVolumeDecibels),
+                                      outputAddress(kAudioDevicePropertyChannelPositions)};
 constexpr std::array streamProperties{globalAddress(kAudioStreamPropertyIsActive),
                                       globalAddress(kAudioStreamPropertyPhysicalFormat),
+                                      globalAddress(kAudioStreamPropertyPhysicalFormatSource),
                                       globalAddress(kAudioStreamPropertyVirtualFormat)};
 
 /// Both are a device's: no other kind of object has a property of one of these names.

@@ -15,6 +15,7 @@
 #include <string>
 #include <unordered_set>
 
+#include "platform/AudioFormats.h"
 #include "platform/EntryType.h"
 
 namespace tolvane {
@@ -194,8 +195,7 @@ class Collector {
 }  // namespace
 
 bool isSupportedAudioFile(const FileURL& url) {
-  return std::ranges::find(supportedAudioFileExtensions, asciiLowercased(url.pathExtension())) !=
-         supportedAudioFileExtensions.end();
+  return audioFormatOf(asciiLowercased(url.pathExtension())) != nullptr;
 }
 
 std::vector<FileURL> collectSupportedAudioFiles(std::span<const FileURL> urls, std::stop_token stop) {

@@ -2,18 +2,13 @@
 // Which files are playable, and all of them under the files and folders that the listener hands over. Any thread.
 // Never fails and never follows a link into a folder; what cannot be read is left out.
 
-#include <array>
 #include <span>
 #include <stop_token>
-#include <string_view>
 #include <vector>
 
 #include "platform/FileURL.h"
 
 namespace tolvane {
-
-/// Lower case, in the order in which they are shown.
-inline constexpr std::array<std::string_view, 5> supportedAudioFileExtensions{"wav", "aif", "aiff", "mp3", "flac"};
 
 /// By the extension of its name, in upper or lower case.
 [[nodiscard]] bool isSupportedAudioFile(const FileURL& url);

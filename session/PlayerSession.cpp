@@ -318,7 +318,7 @@ void PlayerSession::setExclusiveAccessEnabled(bool enabled) {
 }
 
 void PlayerSession::updatePlaybackPosition() {
-  player_.noticeNextTrack();
+  player_.updateCurrentTrack();
   if (!player_.isPlaying().value() || !playbackStartedAt_.value() || !(playbackDuration_.value() > 0)) return;
   followDevice();
   const double elapsed = std::max(secondsFromDuration(runLoop_.now() - *playbackStartedAt_.value()), 0.0);

@@ -101,6 +101,10 @@ class Prediction {
 
   void operator()(const SetExclusiveAccess& wanted) { state_.isExclusiveAccessEnabled = wanted.enabled; }
 
+  void operator()(const WatchPath& wanted) {
+    if (!wanted.watched) state_.diagnostics.reset();
+  }
+
   // The answer brings what these change, or they change nothing that is shown.
   void operator()(const LoadPlaylist&) {}
   void operator()(const SetKnownDuration&) {}
@@ -148,7 +152,8 @@ bool supersedes(const SessionCommand& newer, const SessionCommand& older) {
     return std::get<StoreSetting>(newer).key == std::get<StoreSetting>(older).key;
   return bothAre<SetPlaying>(newer, older) || bothAre<SetOutputVolume>(newer, older) ||
          bothAre<SetOutputBalance>(newer, older) || bothAre<SelectOutputDevice>(newer, older) ||
-         bothAre<SetExclusiveAccess>(newer, older) || bothAre<Save>(newer, older) || bothAre<Ping>(newer, older);
+         bothAre<SetExclusiveAccess>(newer, older) || bothAre<Save>(newer, older) || bothAre<WatchPath>(newer, older) ||
+         bothAre<Ping>(newer, older);
 }
 
 bool interruptsWaiting(const SessionCommand& command) {

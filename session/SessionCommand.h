@@ -58,15 +58,20 @@ struct StoreSetting {
 };
 /// Brings the position up to date and saves the playlist and the place in it.
 struct Save {};
+/// From here on states carry all that is known of the signal path, or no more.
+struct WatchPath {
+  bool watched = true;
+};
 /// Asks for nothing but the answer that it has been seen.
 struct Ping {};
 
 }  // namespace command
 
-using SessionCommand = std::variant<command::PlayTrack, command::SetPlaying, command::StopPlayback, command::Seek,
-                                    command::LoadPlaylist, command::MoveTrack, command::SetKnownDuration,
-                                    command::SetOutputVolume, command::SetOutputBalance, command::SelectOutputDevice,
-                                    command::SetExclusiveAccess, command::StoreSetting, command::Save, command::Ping>;
+using SessionCommand =
+    std::variant<command::PlayTrack, command::SetPlaying, command::StopPlayback, command::Seek, command::LoadPlaylist,
+                 command::MoveTrack, command::SetKnownDuration, command::SetOutputVolume, command::SetOutputBalance,
+                 command::SelectOutputDevice, command::SetExclusiveAccess, command::StoreSetting, command::Save,
+                 command::WatchPath, command::Ping>;
 
 /// Whether an older command that has not begun need not be carried out any more, because `newer` comes after it.
 [[nodiscard]] bool supersedes(const SessionCommand& newer, const SessionCommand& older);

@@ -9,6 +9,8 @@ namespace {
 
 constexpr std::string_view exclusiveAccessKey = "TolvanePlayer.ExclusiveAccessEnabled";
 constexpr auto preparationProgressInterval = std::chrono::milliseconds(50);
+/// As often as the engine looks at its output.
+constexpr auto diagnosticsInterval = std::chrono::milliseconds(500);
 
 }  // namespace
 
@@ -49,6 +51,7 @@ class SessionHost::Execution {
     setting.value ? host_.defaults_.setObject(setting.key, *setting.value) : host_.defaults_.removeObject(setting.key);
   }
   void operator()(const command::Save&) const { session_.saveAll(); }
+  void operator()(const command::WatchPath& wanted) const { host_.watchPath(wanted.watched); }
   void operator()(const command::Ping&) const {}
 
  private:
@@ -118,6 +121,21 @@ void SessionHost::watchPreparation() {
   progressTimer_ = runLoop_.scheduleTimer(preparationProgressInterval, true, [this] { publish(); });
 }
 
+void SessionHost::watchPath(bool isWatched) {
+  diagnostics_.reset();
+  diagnosticsTimer_.reset();
+  if (!isWatched) return;
+  diagnose();
+  diagnosticsTimer_ = runLoop_.scheduleTimer(diagnosticsInterval, true, [this] {
+    diagnose();
+    publish();
+  });
+}
+
+void SessionHost::diagnose() {
+  diagnostics_ = std::make_shared<const PathDiagnostics>(session_.player().diagnostics());
+}
+
 SessionState SessionHost::state() const {
   const BitPerfectAudioPlayer& player = session_.player();
   SessionState state;
@@ -138,6 +156,8 @@ SessionState SessionHost::state() const {
   state.outputVolume = session_.outputVolume().value();
   state.outputBalance = session_.outputBalance().value();
   state.audioPathStatus = player.audioPathStatus().value();
+  state.signalPath = player.signalPath().value();
+  state.diagnostics = diagnostics_;
   state.exclusiveAccessStatus = player.exclusiveAccessStatus().value();
   state.isExclusiveAccessEnabled = isExclusiveAccessEnabled_;
   state.devices = devices_.devices().value();

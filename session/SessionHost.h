@@ -47,6 +47,8 @@ class SessionHost {
   void schedulePublication();
   void publish();
   void watchPreparation();
+  void watchPath(bool isWatched);
+  void diagnose();
   [[nodiscard]] SessionState state() const;
   void setExclusiveAccessEnabled(bool enabled);
   void postWhileAlive(void (SessionHost::*work)());
@@ -62,11 +64,13 @@ class SessionHost {
   std::uint64_t lastCommand_ = 0;
   SessionLink::State published_;
   bool isPublicationScheduled_ = false;
+  std::shared_ptr<const PathDiagnostics> diagnostics_;  ///< null while the window does not ask for it
 
   // Last, so that they end before the state they act on.
   std::shared_ptr<SessionHost*> self_ = std::make_shared<SessionHost*>(this);  ///< posted work holds it weakly
   Subscription changes_;
-  RunLoop::Timer progressTimer_;  ///< while a track is prepared
+  RunLoop::Timer progressTimer_;     ///< while a track is prepared
+  RunLoop::Timer diagnosticsTimer_;  ///< while the window asks for diagnostics
 };
 
 }  // namespace tolvane

@@ -102,6 +102,8 @@ void SessionProxy::show() {
     now.audioPathStatus = AudioPathStatus::configuring();
     now.audioPathStatus.detail = "Waiting for " + now.heldUpBy + "…";
   }
+  // A prediction, or a wait, shows no verdict: then there are no stages either.
+  if (!now.audioPathStatus.isOfAPath()) now.signalPath.reset();
   const SessionState before = std::exchange(state_, std::move(now));
   keepTime();
   if (before == state_) return;

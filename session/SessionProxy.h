@@ -65,6 +65,9 @@ class SessionProxy {
   void selectOutputDevice(AudioObjectID device) { send(command::SelectOutputDevice{device}); }
   void setExclusiveAccessEnabled(bool enabled);
 
+  /// Whether states carry `diagnostics`.
+  void watchPath(bool isWatched) { send(command::WatchPath{isWatched}); }
+
   // What survives a restart.
 
   void storeSetting(std::string key, std::optional<UserDefaults::Value> value) {

@@ -4,12 +4,14 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "engine/AudioPathStatus.h"
 #include "engine/ExclusiveAccessStatus.h"
+#include "engine/PathDiagnostics.h"
 #include "platform/RunLoop.h"
 #include "session/AudioDevice.h"
 #include "session/PlaylistTracks.h"
@@ -40,6 +42,9 @@ struct SessionState {
   double outputVolume = 1;   ///< 0 … 1
   double outputBalance = 0;  ///< −1 … 1
   AudioPathStatus audioPathStatus = AudioPathStatus::ready();
+  std::shared_ptr<const SignalPath> signalPath;  ///< that the status is about; null where it is about none
+  /// While the window asks for it (command::WatchPath), twice a second; else null.
+  std::shared_ptr<const PathDiagnostics> diagnostics;
   ExclusiveAccessStatus exclusiveAccessStatus = ExclusiveAccessStatus::off();
   bool isExclusiveAccessEnabled = false;  ///< the listener's choice
   std::vector<AudioDevice> devices;       ///< sorted by name

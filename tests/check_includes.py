@@ -8,7 +8,7 @@ import sys
 # Folder -> the project folders it may include, itself aside. A name without a trailing slash is that folder's own
 # headers only, not its subfolders'.
 CONTRACTS = {"platform"}
-ENGINE = CONTRACTS | {"engine", "engine/render"}
+ENGINE = CONTRACTS | {"engine", "engine/delivery", "engine/render"}
 SESSION = ENGINE | {"session"}
 UI = SESSION | {"ui"}
 ADAPTERS = {"platform/" + name for name in ("alsa", "codecs", "conversion", "desktop", "simulated", "storage", "pipewire")}
@@ -24,6 +24,7 @@ ALLOWED = {
     "platform/simulated": CONTRACTS | {"platform/conversion"},
     "platform/storage": CONTRACTS,
     "engine": ENGINE,
+    "engine/delivery": CONTRACTS | {"engine/render"},
     "engine/render": CONTRACTS,
     "session": SESSION,
     "ui": UI,
@@ -56,6 +57,8 @@ LIBRARIES = {
     r"soxr\.h": {"platform/conversion"},
     r"pipewire/|spa/": {"platform/pipewire"},
     r"sqlite3\.h": {"platform/storage"},
+    r"openssl/": {"platform"},
+    r"xcb/": {"app"},
     r"Q[A-Z]\w*|Qt\w+/": {"app", "app/dbus", "demo", "ui/qt", "platform/desktop"},
 }
 

@@ -13,7 +13,8 @@ import sys
 TABLE = re.compile(r"^\[ RUN +\] AudioPathVerdict\.IsTheFirstRowThatApplies\n(.*?)^\[ +OK \]", re.MULTILINE | re.DOTALL)
 PART = re.compile(r"^\[ RUN +\] Part/CampaignTest\.", re.MULTILINE)
 TOTALS = re.compile(r"^(\d+) simulated hours \((\d+) of them playing\) in (\d+) worlds, (\d+) steps, (\d+) tracks played to "
-                    r"their end, (\d+) of them into the next without a gap, (\d+) recoveries tried, (\d+) given up.*\n\[ +OK \] Part/CampaignTest\.", re.MULTILINE)
+                    r"their end, (\d+) of them into the next without a gap, (\d+) recoveries tried, (\d+) given up, (\d+) rates that arrived late, "
+                    r"(\d+) wishes during outages.*\n\[ +OK \] Part/CampaignTest\.", re.MULTILINE)
 SEAM_PART = re.compile(r"^\[ RUN +\] Part/SeamCampaignTest\.", re.MULTILINE)
 SEAM_TOTALS = re.compile(r"^(\d+) simulated hours \((\d+) of them playing\) over the seam in (\d+) worlds, (\d+) starts, (\d+) "
                          r"commands sent, (\d+) of them replaced, (\d+) states seen, (\d+) agreements, (\d+) times held up.*\n"
@@ -23,6 +24,8 @@ KILLS = re.compile(r"^((\d+) kills, \d+ states announced; \d+ within a transacti
 PARTS = 4  # of each campaign, as tests/engine/campaign/CampaignTest.cpp and tests/session/campaign/SeamCampaignTest.cpp have them
 LEAST_HOURS = 10_000  # simulated, of all parts together
 LEAST_CROSSINGS = 1_000  # from one track into the next without a gap
+LEAST_LATE_RATES = 1_000  # of devices that take longer than the player waits
+LEAST_WISHES = 300  # of users during outages
 LEAST_SEAM_HOURS = 190
 LEAST_COMMANDS = 500_000  # over the seam, the window's questions included
 LEAST_KILLS = 1_000
@@ -42,14 +45,16 @@ def campaign(text):
     violations = len(PART.findall(text)) - len(parts)
     if not parts:
         return ["The fault campaign did not pass."], False
-    hours, playing, worlds, steps, completions, crossings, recoveries, surrenders = map(sum, zip(*parts))
+    hours, playing, worlds, steps, completions, crossings, recoveries, surrenders, late, wishes = map(sum, zip(*parts))
     lines = [f"Fault campaign: {hours} simulated hours ({playing} of them playing) in {worlds} worlds, {steps} acts of users "
-             f"and devices, {completions} tracks played to their end, {crossings} of them into the next without a gap, {recoveries} recoveries tried, {surrenders} given up, "
+             f"and devices, {completions} tracks played to their end, {crossings} of them into the next without a gap, {recoveries} recoveries tried, {surrenders} given up, {late} rates that arrived late, {wishes} wishes during outages, "
              f"violations = {violations}"]
     if len(parts) != PARTS:
         lines.append(f"{len(parts)} of the campaign's {PARTS} parts came to their end.")
-    if crossings < LEAST_CROSSINGS:
-        lines.append(f"The campaign had fewer than {LEAST_CROSSINGS} crossings.")
+    for count, least, what in ((crossings, LEAST_CROSSINGS, "crossings"), (late, LEAST_LATE_RATES, "rates that arrived late"),
+                               (wishes, LEAST_WISHES, "wishes during outages")):
+        if count < least:
+            lines.append(f"The campaign had fewer than {least} {what}.")
     if hours < LEAST_HOURS:
         lines.append(f"The campaign was shorter than {LEAST_HOURS} hours.")
     return lines, len(lines) == 1 and violations == 0

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "engine/PathReport.h"
+#include "engine/PlainWords.h"
+#include "platform/KernelName.h"
 #include "tools/ProbeCommands.h"
 
 namespace tolvane {
@@ -38,26 +41,36 @@ void PlayCommand::observe() {
     print("currentURL", {{"value", url ? Json(url->absoluteString()) : Json(nullptr)}});
   }));
   subscriptions_.push_back(player_.audioPathStatus().subscribe([this](const AudioPathStatus& status) {
-    print("audioPathStatus", {{"kind", kindName(status.kind)}, {"label", status.label}, {"detail", status.detail}});
+    Json members{{"kind", kindName(status.kind)}, {"label", status.label}, {"detail", status.detail}};
+    if (status.kind == AudioPathStatus::Kind::error) members["plainly"] = plainWords(status.detail);
+    print("audioPathStatus", std::move(members));
+    if (status.isOfAPath()) lastPath_ = player_.diagnostics();
     // The player is still in the middle of it: end in a turn of its own.
     if (status.kind == AudioPathStatus::Kind::error) runLoop_.post([this] { hasFailed(); });
   }));
   subscriptions_.push_back(player_.exclusiveAccessStatus().subscribe([this](const ExclusiveAccessStatus& status) {
     print("exclusiveAccessStatus", {{"kind", kindName(status.kind)}, {"message", status.message}});
   }));
+  player_.setDeliveryFinished([this](const DeliveryReport& report) {
+    Json members;
+    describe(members, report);
+    print("delivery", members);
+  });
   subscriptions_.push_back(player_.playbackCompletionCount().subscribe([this](std::int64_t count) {
     print("playbackCompletionCount", {{"value", count}});
     ++completed_;
     if (const auto now = player_.statistics(); now.crossings != std::exchange(crossings_, now.crossings))
       print("crossing",
             {{"frame", now.lastCrossingFrame}, {"heardAt", secondsFromDuration(runLoop_.now() - startedAt_)}});
-    if (const auto now = player_.statistics(); now.underruns != std::exchange(underruns_, now.underruns))
-      print("underruns", {{"value", now.underruns}});
     playNext();
   }));
 }
 
 void PlayCommand::print(std::string_view property, Json members) {
+  if (options_.printsReport) return;
+  // Before what they led to, and close to when they came.
+  if (const auto now = player_.statistics(); now.underruns != std::exchange(underruns_, now.underruns))
+    print("underruns", {{"value", now.underruns}});
   Json line{{"t", secondsFromDuration(runLoop_.now() - startedAt_)}, {"property", property}};
   line.update(members);
   output_.print(line);
@@ -82,18 +95,31 @@ void PlayCommand::announceNext() {
 
 /// A file has begun: what is to be done before its end, and what after the end of the one before.
 void PlayCommand::scheduleActions() {
-  const double position = player_.position().value_or(0);
-  for (const PlayAction& action : options_.actions) {
-    const bool isBefore = action.seconds < 0;
-    if (nextFile_ != action.file + (isBefore ? 0 : 1)) continue;
-    const double left = (isBefore ? player_.duration().value() : 0) + action.seconds - position;
-    actionTimers_.push_back(
-        runLoop_.scheduleTimer(durationFromSeconds(std::max(left, 0.0)), false, [this, action] { act(action); }));
-  }
+  for (const PlayAction& action : options_.actions)
+    if (nextFile_ == fileOf(action)) schedule(action);
+}
+
+std::size_t PlayCommand::fileOf(const PlayAction& action) { return action.file + (action.seconds < 0 ? 0 : 1); }
+
+/// By what has been heard: music begins a while after the unit has been started. Negative when the file is over.
+double PlayCommand::secondsUntil(const PlayAction& action) const {
+  if (nextFile_ != fileOf(action)) return -1;
+  const double end = action.seconds < 0 ? player_.duration().value() : 0;
+  return end + action.seconds - player_.position().value_or(0);
+}
+
+void PlayCommand::schedule(const PlayAction& action) {
+  constexpr double atTheMoment = 0.005;  // seconds
+  const std::uint64_t id = nextAction_++;
+  const auto interval = durationFromSeconds(std::max(secondsUntil(action), 0.0));
+  actionTimers_[id] = runLoop_.scheduleTimer(interval, false, [this, id, action] {
+    const auto timer = actionTimers_.extract(id);
+    secondsUntil(action) > atTheMoment ? schedule(action) : act(action);
+  });
 }
 
 void PlayCommand::act(const PlayAction& action) {
-  player_.noticeNextTrack();
+  player_.updateCurrentTrack();
   const double position = player_.position().value_or(0);
   print("action", {{"value", actionName(action.kind)}, {"file", nextFile_}, {"position", position}});
   switch (action.kind) {
@@ -170,9 +196,26 @@ void PlayCommand::finish() {
             {"underruns", statistics.underruns},
             {"recoveries", statistics.recoveries}};
   const AudioPathStatus& status = player_.audioPathStatus().value();
-  if (status.kind == AudioPathStatus::Kind::error) line["error"] = status.detail;
-  output_.print(line);
+  const bool hasFailed = status.kind == AudioPathStatus::Kind::error;
+  if (hasFailed) line["error"] = status.detail;
+  options_.printsReport ? printReport(hasFailed) : output_.print(line);
   finished_();
+}
+
+/// By now nothing plays: the path is the last one that there was, all else is as it is at the end.
+void PlayCommand::printReport(bool isError) {
+  PathDiagnostics found = player_.diagnostics();
+  if (!found.path) {
+    found.path = lastPath_.path;
+    found.url = lastPath_.url;
+    found.exclusiveAccess = lastPath_.exclusiveAccess;
+    found.rate = lastPath_.rate;
+    found.bufferFrames = lastPath_.bufferFrames;
+    if (!isError && lastPath_.path) found.status = lastPath_.status;
+  }
+  output_.printText(
+      pathReport(found, {.playerVersion = TOLVANE_VERSION, .kernel = kernelName(), .namesFile = options_.namesFile}),
+      isError);
 }
 
 }  // namespace tolvane

@@ -2,7 +2,9 @@
 // `tolvane-probe play`: drives the engine through a list of files and prints each published change. Main thread.
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -19,6 +21,10 @@ class PlayCommand {
   PlayCommand(BitPerfectAudioPlayer& player, RunLoop& runLoop, ProbeOutput& output,
               std::function<AudioObjectID(const std::string&)> deviceNamed, std::function<void()> finished);
 
+  ~PlayCommand() { player_.setDeliveryFinished({}); }
+  PlayCommand(const PlayCommand&) = delete;
+  PlayCommand& operator=(const PlayCommand&) = delete;
+
   void start(const ProbeArguments& arguments);
 
   /// Stops as a listener would, and finishes.
@@ -31,10 +37,15 @@ class PlayCommand {
   void announceNext();
   void scheduleListener();
   void scheduleActions();
+  /// The number of the file that is played when the moment comes.
+  [[nodiscard]] static std::size_t fileOf(const PlayAction& action);
+  [[nodiscard]] double secondsUntil(const PlayAction& action) const;
+  void schedule(const PlayAction& action);
   void act(const PlayAction& action);
   void pauseForAWhile();
   void hasFailed();
   void finish();
+  void printReport(bool isError);
 
   BitPerfectAudioPlayer& player_;
   RunLoop& runLoop_;
@@ -49,13 +60,15 @@ class PlayCommand {
   std::uint64_t crossings_ = 0;
   std::uint64_t underruns_ = 0;
   bool isFinished_ = false;
+  PathDiagnostics lastPath_;  ///< of the last track that had one
   std::vector<Subscription> subscriptions_;
   RunLoop::Timer pauseTimer_;
   RunLoop::Timer exclusiveTimer_;
   RunLoop::Timer sharedTimer_;
   RunLoop::Timer stopTimer_;
   RunLoop::Timer retryTimer_;
-  std::vector<RunLoop::Timer> actionTimers_;
+  std::uint64_t nextAction_ = 0;
+  std::map<std::uint64_t, RunLoop::Timer> actionTimers_;  ///< of the actions to come
 };
 
 }  // namespace tolvane

@@ -1,22 +1,16 @@
-#include <openssl/evp.h>
-
 #include <chrono>
 #include <filesystem>
 
+#include "platform/Digest.h"
 #include "tools/ProbeCommands.h"
-
-#include <fmt/format.h>
 
 namespace tolvane {
 namespace {
 
 std::string sha256(std::span<const std::byte> bytes) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-  unsigned int size = 0;
-  if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) return {};
-  std::string text;
-  for (const unsigned char byte : std::span(digest).first(size)) text += fmt::format("{:02x}", byte);
-  return text;
+  Digest digest(Digest::Algorithm::sha256);
+  digest.add(bytes);
+  return hexText(digest.result().value_or(std::vector<std::byte>()));
 }
 
 Json describeTrack(const FileURL& url, const PreparedAudio& prepared, double seconds) {

@@ -44,6 +44,7 @@ std::optional<ProbeArguments::Command> commandNamed(std::string_view word) {
   if (word == "discover") return ProbeArguments::Command::discover;
   if (word == "devices") return ProbeArguments::Command::devices;
   if (word == "play") return ProbeArguments::Command::play;
+  if (word == "verify") return ProbeArguments::Command::verify;
   return std::nullopt;
 }
 
@@ -57,6 +58,11 @@ std::expected<void, std::string> takePlayOption(std::span<const std::string_view
   }
   if (name == "--go-on") {
     options.goesOnAfterErrors = true;
+    return {};
+  }
+  if (name == "--report" || name == "--report-without-name") {
+    options.printsReport = true;
+    options.namesFile = name == "--report";
     return {};
   }
   const auto option = std::ranges::find(numberOptions, name, &NumberOption::name);
@@ -91,13 +97,16 @@ std::expected<ProbeArguments, std::string> parseProbeArguments(std::span<const s
   words = words.subspan(1);
 
   ProbeArguments arguments{.command = *command, .files = {}, .play = {}};
+  const bool takesOptions = *command == ProbeArguments::Command::play || *command == ProbeArguments::Command::verify;
   bool optionsEnded = false;
   while (!words.empty()) {
     const auto word = words.front();
     if (!optionsEnded && word == "--") {
       optionsEnded = true;
       words = words.subspan(1);
-    } else if (!optionsEnded && *command == ProbeArguments::Command::play && word.starts_with("--")) {
+    } else if (!optionsEnded && takesOptions && word.starts_with("--")) {
+      if (*command == ProbeArguments::Command::verify && word != "--device" && word != "--exclusive")
+        return std::unexpected(fmt::format("The command verify has no option {}.", word));
       if (auto taken = takePlayOption(words, arguments.play); !taken) return std::unexpected(taken.error());
     } else {
       arguments.files.emplace_back(word);
@@ -132,7 +141,13 @@ std::string_view probeUsage() {
          "                        may be given several times. ACTION is pause, seek=SECONDS, volume=V, next=FILE,\n"
          "                        device=NAME, exclusive, shared, or say=TEXT, which prints a line\n"
          "      --go-on           after an error, play the next file a second later\n"
-         "One JSON object a line. Exit status: 0, or 1 when a line carries an error, or 2 for wrong usage.\n";
+         "      --report          at the end, print what is known of the path as plain text, and no changes\n"
+         "      --report-without-name  the same without the file's name\n"
+         "  tolvane-probe verify FILE...    plays each file to its end, and compares what the device was given with "
+         "it\n"
+         "      --device NAME, --exclusive: as above\n"
+         "One JSON object a line, but for a report. Exit status: 0, or 1 when a line carries an error, or 2 for wrong "
+         "usage.\n";
 }
 
 }  // namespace tolvane

@@ -25,10 +25,12 @@ struct PlayOptions {
   std::optional<double> forSeconds;          ///< stop after this much time
   std::vector<PlayAction> actions;           ///< around the ends of files
   bool goesOnAfterErrors = false;            ///< with the next file
+  bool printsReport = false;                 ///< at the end, in place of the changes
+  bool namesFile = true;                     ///< in the report
 };
 
 struct ProbeArguments {
-  enum class Command { prepare, waveform, discover, devices, play };
+  enum class Command { prepare, waveform, discover, devices, play, verify };
 
   Command command = Command::devices;
   std::vector<std::string> files;  ///< as given

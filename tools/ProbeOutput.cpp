@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "platform/Digest.h"
 #include "platform/PrintableText.h"
 
 namespace tolvane {
@@ -45,8 +46,29 @@ void ProbeOutput::writeLine(std::string_view line) {
   if (std::fwrite(line.data(), 1, line.size(), stdout) != line.size()) sawError_ = true;
 }
 
+void ProbeOutput::printText(std::string_view text, bool isError) {
+  sawError_ = sawError_ || isError;
+  writeLine(text);
+  flush();
+}
+
 void ProbeOutput::flush() {
   if (std::fflush(stdout) != 0) sawError_ = true;
+}
+
+void describe(Json& line, const DeliveryReport& report) {
+  const auto hex = [](const std::optional<SampleSignature>& signature) {
+    return signature ? Json(hexText(*signature)) : Json(nullptr);
+  };
+  line["url"] = report.url.absoluteString();
+  line["result"] = resultName(report.result);
+  line["reason"] = reasonName(report.reason);
+  line["frames"] = report.frames;
+  line["totalFrames"] = report.totalFrames;
+  line["firstDifference"] = report.firstDifference ? Json(*report.firstDifference) : Json(nullptr);
+  line["deliveredMD5"] = hex(report.delivered);
+  line["storedMD5"] = hex(report.stored);
+  line["detail"] = deliverySentence(report);
 }
 
 void describe(Json& line, const AudioStreamBasicDescription& format) {

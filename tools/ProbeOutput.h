@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "engine/delivery/DeliveryReport.h"
 #include "platform/AudioStreamBasicDescription.h"
 
 namespace tolvane {
@@ -22,12 +23,17 @@ class ProbeOutput {
   /// A finished line that carries no `error`, without a flush: for many that come at once.
   void writeLine(std::string_view line);
   void flush();
+  /// Text of many lines. An error makes the exit status 1.
+  void printText(std::string_view text, bool isError);
 
   [[nodiscard]] int exitStatus() const { return sawError_ ? 1 : 0; }
 
  private:
   bool sawError_ = false;
 };
+
+/// The members that describe what was delivered of a track.
+void describe(Json& line, const DeliveryReport& report);
 
 /// The members that describe a PCM layout.
 void describe(Json& line, const AudioStreamBasicDescription& format);

@@ -19,6 +19,7 @@
 #endif
 #include "tools/PlayCommand.h"
 #include "tools/ProbeCommands.h"
+#include "tools/VerifyCommand.h"
 
 namespace tolvane {
 namespace {
@@ -39,6 +40,8 @@ struct Machine {
 #endif
 };
 
+/// Plays with `Command`, PlayCommand or VerifyCommand, until it has finished.
+template <typename Command>
 void playFiles(const ProbeArguments& arguments, ProbeOutput& output) {
   Machine machine;
   SystemAudioFileServices files;
@@ -49,11 +52,11 @@ void playFiles(const ProbeArguments& arguments, ProbeOutput& output) {
       return output.print({{"error", "There is no output device named \"" + *arguments.play.device + "\"."}});
     player.setOutputDevice(device);
   }
-  PlayCommand play(
+  Command command(
       player, machine.runLoop, output, [&](const std::string& wanted) { return findDevice(machine.hardware, wanted); },
       [&] { machine.runLoop.quit(0); });
-  const TerminationSignals signals(machine.runLoop, [&](int) { play.stop(); });
-  play.start(arguments);
+  const TerminationSignals signals(machine.runLoop, [&](int) { command.stop(); });
+  command.start(arguments);
   machine.runLoop.run();
 }
 
@@ -85,7 +88,10 @@ int run(const std::vector<std::string_view>& words) {
       break;
     }
     case ProbeArguments::Command::play:
-      playFiles(*arguments, output);
+      playFiles<PlayCommand>(*arguments, output);
+      break;
+    case ProbeArguments::Command::verify:
+      playFiles<VerifyCommand>(*arguments, output);
       break;
   }
   return output.exitStatus();

@@ -3,7 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <system_error>
+
+#include "platform/PrintableText.h"
 
 namespace tolvane {
 
@@ -14,12 +18,32 @@ std::string formatTime(double seconds) {
   return fmt::format("{:02.0f}:{:02.0f}", minutes, total - 60 * minutes);
 }
 
+std::string displayText(std::string_view text) {
+  constexpr std::string_view replacement = "\uFFFD";
+  std::string shown;
+  shown.reserve(text.size());
+  while (!text.empty()) {
+    const auto [length, isControl] = firstCharacter(text);
+    shown += isControl ? replacement : text.substr(0, length);
+    text.remove_prefix(length);
+  }
+  return shown;
+}
+
 std::string currentTrackTitle(const std::optional<PlaylistTrack>& track) {
-  return track ? std::string(track->title()) : "No track selected";
+  return track ? displayText(track->title()) : "No track selected";
 }
 
 std::string trackPositionLabel(std::int64_t currentIndex, std::int64_t count) {
   return count > 0 ? fmt::format("{:02} / {:02}", currentIndex + 1, count) : "-- / --";
+}
+
+std::string rowNumberLabel(std::int64_t row, std::string_view title) {
+  const std::int64_t number = row + 1;
+  std::int64_t leading = 0;
+  const auto digits = std::min(title.find_first_not_of("0123456789"), title.size());
+  const auto [end, error] = std::from_chars(title.data(), title.data() + digits, leading);
+  return error == std::errc() && leading == number ? "" : fmt::format("{:02}", number);
 }
 
 std::string savingLabel(bool isSaved) { return isSaved ? "" : "not saved for now"; }

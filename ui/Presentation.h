@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "engine/AudioPathStatus.h"
 #include "engine/ExclusiveAccessStatus.h"
@@ -15,10 +16,17 @@ namespace tolvane {
 /// "05:47"; there is no hour field, so 75 minutes are "75:00". What is no time is "00:00".
 [[nodiscard]] std::string formatTime(double seconds);
 
+/// Text from outside with a replacement character for each control character, which would show as nothing, break the
+/// line or turn the direction of what follows.
+[[nodiscard]] std::string displayText(std::string_view text);
+
 [[nodiscard]] std::string currentTrackTitle(const std::optional<PlaylistTrack>& track);
 
 /// "03 / 12" for the third of twelve; "-- / --" without tracks.
 [[nodiscard]] std::string trackPositionLabel(std::int64_t currentIndex, std::int64_t count);
+
+/// "03" for the third row; empty where the title begins with that number already.
+[[nodiscard]] std::string rowNumberLabel(std::int64_t row, std::string_view title);
 
 /// "1 track", "12 tracks".
 [[nodiscard]] std::string trackCountLabel(std::int64_t count);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "session/AudioFileDiscovery.h"
+#include "ui/NothingToPlay.h"
 
 namespace tolvane {
 
@@ -13,18 +14,27 @@ struct SourceActions::Mailbox {
   RunLoop* runLoop;      // guarded by mutex; null once the owner is gone
   SourceActions* owner;  // window's thread
 
-  void deliver(std::vector<FileURL> found, const std::stop_token& discovery, const std::shared_ptr<Mailbox>& self) {
+  /// With files, or with the reason why there are none.
+  void deliver(std::vector<FileURL> found, std::string reason, const std::stop_token& discovery,
+               const std::shared_ptr<Mailbox>& self) {
     const std::lock_guard lock(mutex);
     if (!runLoop) return;
-    runLoop->post([self, discovery, found = std::move(found)] {
+    runLoop->post([self, discovery, found = std::move(found), reason = std::move(reason)] {
       // A stop was asked for when a newer search or choice took over, and when the owner went.
-      if (!discovery.stop_requested() && !found.empty()) self->owner->loadPlaylist(found);
+      if (discovery.stop_requested()) return;
+      if (!found.empty())
+        self->owner->loadPlaylist(found);
+      else
+        self->owner->setNotice(reason);
     });
   }
 };
 
-SourceActions::SourceActions(RunLoop& runLoop, Load load, Background background)
-    : load_(std::move(load)), background_(std::move(background)), mailbox_(std::make_shared<Mailbox>()) {
+SourceActions::SourceActions(RunLoop& runLoop, Load load, Background background, Report report)
+    : load_(std::move(load)),
+      background_(std::move(background)),
+      report_(std::move(report)),
+      mailbox_(std::make_shared<Mailbox>()) {
   mailbox_->runLoop = &runLoop;
   mailbox_->owner = this;
 }
@@ -35,7 +45,12 @@ SourceActions::~SourceActions() {
   mailbox_->runLoop = nullptr;
 }
 
-void SourceActions::openFiles(std::span<const FileURL> urls) { loadPlaylist(sortedSupportedAudioFiles(urls)); }
+void SourceActions::openFiles(std::span<const FileURL> urls) {
+  const auto files = sortedSupportedAudioFiles(urls);
+  // A search finds none of them either, and says why.
+  if (files.empty() && !urls.empty()) return discoverAndLoadAudioFiles({urls.begin(), urls.end()});
+  loadPlaylist(files);
+}
 
 void SourceActions::openFolderURL(const FileURL& url) { discoverAndLoadAudioFiles({url}); }
 
@@ -44,14 +59,25 @@ void SourceActions::dropURLs(std::vector<FileURL> urls) { discoverAndLoadAudioFi
 void SourceActions::discoverAndLoadAudioFiles(std::vector<FileURL> urls) {
   activeAudioDiscovery_.request_stop();
   activeAudioDiscovery_ = std::stop_source();
+  setNotice({});
   background_([urls = std::move(urls), discovery = activeAudioDiscovery_.get_token(), mailbox = mailbox_] {
-    mailbox->deliver(collectSupportedAudioFiles(urls, discovery), discovery, mailbox);
+    auto found = collectSupportedAudioFiles(urls, discovery);
+    auto reason = found.empty() && !discovery.stop_requested() ? nothingToPlay(urls) : std::string();
+    mailbox->deliver(std::move(found), std::move(reason), discovery, mailbox);
   });
 }
 
 void SourceActions::loadPlaylist(std::span<const FileURL> urls) {
   activeAudioDiscovery_.request_stop();
+  setNotice({});
   load_(urls);
+}
+
+void SourceActions::setNotice(std::string notice) {
+  if (notice == notice_) return;
+  notice_ = std::move(notice);
+  if (report_ && !notice_.empty()) report_(notice_);
+  if (noticeObserver_) noticeObserver_();
 }
 
 }  // namespace tolvane

@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <stop_token>
+#include <string>
 #include <vector>
 
 #include "platform/Background.h"
@@ -17,9 +18,11 @@ namespace tolvane {
 class SourceActions {
  public:
   using Load = std::function<void(std::span<const FileURL>)>;
+  using Report = std::function<void(const std::string&)>;
 
-  /// `load` replaces the playlist. The run loop outlives this object, but not its searches.
-  SourceActions(RunLoop& runLoop, Load load, Background background = runInDetachedThread);
+  /// `load` replaces the playlist; `report` gets each notice, too. The run loop outlives this object, but not its
+  /// searches.
+  SourceActions(RunLoop& runLoop, Load load, Background background = runInDetachedThread, Report report = {});
   ~SourceActions();
   SourceActions(const SourceActions&) = delete;
   SourceActions& operator=(const SourceActions&) = delete;
@@ -29,13 +32,23 @@ class SourceActions {
   void openFolderURL(const FileURL& url);
   void dropURLs(std::vector<FileURL> urls);
 
+  /// Why the last choice brought nothing to play, as a sentence; empty once something else was chosen.
+  [[nodiscard]] const std::string& notice() const { return notice_; }
+  void dismissNotice() { setNotice({}); }
+  /// One observer.
+  void onNotice(std::function<void()> observer) { noticeObserver_ = std::move(observer); }
+
  private:
   struct Mailbox;
   void discoverAndLoadAudioFiles(std::vector<FileURL> urls);
   void loadPlaylist(std::span<const FileURL> urls);
+  void setNotice(std::string notice);
 
   const Load load_;
   const Background background_;
+  const Report report_;
+  std::string notice_;
+  std::function<void()> noticeObserver_;
   std::shared_ptr<Mailbox> mailbox_;
   std::stop_source activeAudioDiscovery_{std::nostopstate};
 };

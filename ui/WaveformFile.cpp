@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/AudioFormats.h"
+
 namespace tolvane {
 
 namespace {
@@ -37,8 +39,8 @@ float integerSample(std::uint64_t word, const PCMOutputLevelProcessor& layout) {
 }  // namespace
 
 Result<WaveformFile> WaveformFile::open(AudioFileServices& files, const FileURL& url) {
-  const std::string extension = asciiLowercased(url.pathExtension());
-  return extension == "mp3" || extension == "flac" ? openEncoded(files, url) : openLinearPCM(files, url);
+  const AudioFormat* const format = audioFormatOf(asciiLowercased(url.pathExtension()));
+  return format != nullptr && format->isEncoded ? openEncoded(files, url) : openLinearPCM(files, url);
 }
 
 Result<WaveformFile> WaveformFile::openEncoded(AudioFileServices& files, const FileURL& url) {

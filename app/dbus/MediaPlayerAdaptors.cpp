@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/AudioFormats.h"
+
 namespace tolvane {
 
 namespace {
@@ -18,10 +20,11 @@ MediaPlayerRootAdaptor::MediaPlayerRootAdaptor(QObject* parent, const Applicatio
     : QDBusAbstractAdaptor(parent), identity_(identity), shell_(std::move(shell)) {}
 
 QStringList MediaPlayerRootAdaptor::supportedMimeTypes() const {
-  // As the desktop entry has them, besides folders.
-  return {QStringLiteral("audio/flac"),   QStringLiteral("audio/x-flac"), QStringLiteral("audio/mpeg"),
-          QStringLiteral("audio/x-wav"),  QStringLiteral("audio/wav"),    QStringLiteral("audio/vnd.wave"),
-          QStringLiteral("audio/x-aiff"), QStringLiteral("audio/aiff")};
+  QStringList types;
+  forEachOf(&AudioFormat::contentTypes, [&types](std::string_view type) {
+    types << QString::fromUtf8(type.data(), static_cast<qsizetype>(type.size()));
+  });
+  return types;
 }
 
 MediaPlayerAdaptor::MediaPlayerAdaptor(QObject* parent, const QDBusConnection& bus, MediaControls& controls,

@@ -20,7 +20,9 @@ void AppDelegate::configurePlayerWindow(ShellWindow& window) {
 }
 
 void AppDelegate::hidePlayerWindow() {
-  if (playerWindow_) playerWindow_->orderOut();
+  if (!playerWindow_) return;
+  if (isReachable_ && !isReachable_()) return playerWindow_->miniaturise();
+  playerWindow_->orderOut();
 }
 
 void AppDelegate::showPlayerFromMenu(const std::string& activationToken) {

@@ -30,6 +30,8 @@ class AppDelegate {
   /// Sets a window up once; the one that is known already is left alone.
   void configurePlayerWindow(ShellWindow& window);
   void forgetPlayerWindow() { playerWindow_ = nullptr; }
+  /// Whether the desktop has a way to ask for a hidden window. Without one, hiding minimises.
+  void setReachability(std::function<bool()> isReachable) { isReachable_ = std::move(isReachable); }
   void hidePlayerWindow();
   void showPlayerFromMenu(const std::string& activationToken = {});
 
@@ -56,6 +58,7 @@ class AppDelegate {
   [[nodiscard]] bool hasCurrentTrack() const;
 
   const std::function<void()> terminate_;
+  std::function<bool()> isReachable_;
   SessionProxy* session_ = nullptr;
   ShellWindow* playerWindow_ = nullptr;
 };

@@ -35,14 +35,21 @@ std::optional<std::string> percentDecoded(std::string_view text) {
   return bytes;
 }
 
-/// "scheme:" with two letters or more, as every registered scheme has.
-bool hasScheme(std::string_view text) {
-  const auto colon = text.find(':');
-  if (colon == std::string_view::npos || colon < 2) return false;
-  return std::ranges::all_of(text.substr(0, colon), [](char c) {
+/// "scheme://…". A colon alone is usual in the names of music: "Bach: Partita.wav".
+bool isURI(std::string_view text) {
+  const auto end = text.find("://");
+  if (end == std::string_view::npos || end == 0) return false;
+  return std::ranges::all_of(text.substr(0, end), [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '+' || c == '-' ||
            c == '.';
   });
+}
+
+/// A ".." stays in the path: behind a link it is no step back.
+std::string absolutePath(std::string_view workingDirectory, const std::string& path) {
+  const auto absolute = std::filesystem::path(workingDirectory) / path;
+  const bool stepsBack = std::ranges::find(absolute, std::filesystem::path("..")) != absolute.end();
+  return (stepsBack ? absolute : absolute.lexically_normal()).string();
 }
 
 }  // namespace
@@ -73,8 +80,11 @@ FileArguments fileArguments(std::span<const std::string> arguments, std::string_
   const auto complain = [&result](std::string sentence) {
     if (!result.complaint) result.complaint = std::move(sentence);
   };
+  bool mayBeOption = true;
   for (const auto& argument : arguments) {
-    if (argument.starts_with('-')) {
+    if (mayBeOption && argument == "--") {
+      mayBeOption = false;
+    } else if (mayBeOption && argument.starts_with('-')) {
       complain("The player takes files and folders, and no options: " + argument);
     } else if (argument.empty()) {
       complain("An argument is empty.");
@@ -82,8 +92,8 @@ FileArguments fileArguments(std::span<const std::string> arguments, std::string_
       complain("An argument is longer than any path.");
     } else if (const auto url = fileURLFromURI(argument)) {
       result.urls.push_back(*url);
-    } else if (argument.starts_with('/') || !hasScheme(argument)) {
-      result.urls.emplace_back((std::filesystem::path(workingDirectory) / argument).lexically_normal().string());
+    } else if (argument.starts_with('/') || !isURI(argument)) {
+      result.urls.emplace_back(absolutePath(workingDirectory, argument));
     } else {
       complain("Only files of this machine can be played: " + argument);
     }

@@ -24,7 +24,7 @@ struct FileArguments {
   std::optional<std::string> complaint;  ///< what is wrong with the first argument that is no file; a full sentence
 };
 
-/// URIs and paths, those relative to the working directory. None is an option here.
+/// URIs and paths, those relative to the working directory. None is an option here; behind "--" none looks like one.
 [[nodiscard]] FileArguments fileArguments(std::span<const std::string> arguments, std::string_view workingDirectory);
 
 }  // namespace tolvane

@@ -42,6 +42,9 @@ class TrackSequence {
   /// Ends the coupling. False: the crossing has been rendered.
   [[nodiscard]] bool uncouple();
   [[nodiscard]] bool isCoupled() const { return following_ != nullptr; }
+  /// Null: none.
+  [[nodiscard]] const AudioRenderContext* loaded() const { return loaded_.get(); }
+  [[nodiscard]] const AudioRenderContext* following() const { return following_.get(); }
   /// The frame of the run, counted by what was rendered, that is the first of the coupled track; nothing until the
   /// render thread has come to it.
   [[nodiscard]] std::optional<std::int64_t> crossing() const;

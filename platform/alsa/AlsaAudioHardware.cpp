@@ -59,7 +59,8 @@ std::optional<AlsaAudioHardware::Kind> AlsaAudioHardware::kindOf(AudioObjectID o
 }
 
 bool AlsaAudioHardware::lacks(AudioObjectID object, FourCharCode selector) const {
-  if (selector == kAudioDevicePropertyHogModePause) return true;
+  if (selector == kAudioDevicePropertyHogModePause || selector == kAudioDevicePropertyReopeningIsDue) return true;
+  if (selector == kAudioDevicePropertySoundServer) return true;
   return selector == kAudioDevicePropertyVolumeDecibels && !deviceOf(object)->volumeDecibels();
 }
 
@@ -114,9 +115,13 @@ std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::deviceProperty(Al
       return device.alterations().empty() ? std::uint32_t{0} : std::uint32_t{1};
     case kAudioDevicePropertySampleAlterations:
       return device.alterations();
+    case kAudioDevicePropertyDriver:
+      return device.driver();
     case kAudioDevicePropertyVolumeDecibels:
       if (const auto decibels = device.volumeDecibels()) return *decibels;
       return std::unexpected(kAudioHardwareUnknownPropertyError);
+    case kAudioDevicePropertyChannelPositions:
+      return asProperty(device.channelPositions());
     default:
       return std::unexpected(kAudioHardwareUnknownPropertyError);
   }
@@ -129,6 +134,8 @@ std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::streamProperty(Al
       return device.isStreamActive() ? std::uint32_t{1} : std::uint32_t{0};
     case kAudioStreamPropertyPhysicalFormat:
       return asProperty(device.physicalFormat());
+    case kAudioStreamPropertyPhysicalFormatSource:
+      return device.physicalFormatSource();
     case kAudioStreamPropertyVirtualFormat:
       return asProperty(device.virtualFormat());
     default:

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "platform/conversion/ChannelPlacement.h"
 
@@ -11,6 +12,8 @@ namespace tolvane {
 namespace {
 
 using enum ChannelPosition;
+
+constexpr std::uint32_t mostMappedChannels = 128;  // what the value of a control holds
 
 /// Every channel of the source has a place that both sides name.
 bool suits(const ChannelLayout& source, const ChannelLayout& device) {
@@ -130,6 +133,28 @@ ChannelLayout settleChannelMap(snd_pcm_t* pcm, const ChannelLayout& source, std:
   const std::vector<unsigned> wanted = chooseAlsaMap(source, readOffers(pcm, channels));
   if (wanted.empty() || !setMap(pcm, wanted)) return current;
   return readMap(pcm, channels);
+}
+
+std::optional<ChannelLayout> readChannelMap(int card, unsigned device, unsigned substream, std::uint32_t channels) {
+  if (channels > mostMappedChannels) return std::nullopt;
+  snd_ctl_t* opened = nullptr;
+  if (snd_ctl_open(&opened, ("hw:" + std::to_string(card)).c_str(), SND_CTL_NONBLOCK) < 0) return std::nullopt;
+  const std::unique_ptr<snd_ctl_t, decltype(&snd_ctl_close)> control(opened, &snd_ctl_close);
+  snd_ctl_elem_value_t* allocated = nullptr;
+  if (snd_ctl_elem_value_malloc(&allocated) < 0) return std::nullopt;
+  const std::unique_ptr<snd_ctl_elem_value_t, decltype(&snd_ctl_elem_value_free)> value(allocated,
+                                                                                        &snd_ctl_elem_value_free);
+  snd_ctl_elem_value_set_interface(allocated, SND_CTL_ELEM_IFACE_PCM);
+  snd_ctl_elem_value_set_name(allocated, "Playback Channel Map");
+  snd_ctl_elem_value_set_device(allocated, device);
+  snd_ctl_elem_value_set_index(allocated, substream);
+  if (snd_ctl_elem_read(opened, allocated) < 0) return std::nullopt;
+  std::vector<unsigned> positions;
+  for (std::uint32_t i = 0; i < channels; ++i)
+    positions.push_back(static_cast<unsigned>(snd_ctl_elem_value_get_integer(allocated, i)));
+  if (std::ranges::all_of(positions, [](unsigned each) { return positionOfAlsa(each) == unknown; }))
+    return std::nullopt;
+  return layoutOfAlsaMap(positions);
 }
 
 }  // namespace tolvane

@@ -4,6 +4,8 @@
 
 #include <alsa/asoundlib.h>
 
+#include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -31,5 +33,10 @@ struct AlsaMapOffer {
 /// The positions of the PCM's channels. Where its map does not suit the source and the driver offers one that does,
 /// that one is set. REQUIRES: the PCM is prepared with so many channels.
 [[nodiscard]] ChannelLayout settleChannelMap(snd_pcm_t* pcm, const ChannelLayout& source, std::uint32_t channels);
+
+/// The positions of a playback substream that any process has set up with so many channels, by the card's control: the
+/// PCM is not opened. Nothing where the driver states none. May wait for the driver.
+[[nodiscard]] std::optional<ChannelLayout> readChannelMap(int card, unsigned device, unsigned substream,
+                                                          std::uint32_t channels);
 
 }  // namespace tolvane

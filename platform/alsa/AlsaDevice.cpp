@@ -1,12 +1,15 @@
 #include "platform/alsa/AlsaDevice.h"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <iterator>
 #include <utility>
 
+#include "platform/alsa/AlsaChannelMap.h"
 #include "platform/alsa/AlsaFormats.h"
 #include "platform/alsa/AlsaMixer.h"
 #include "platform/alsa/AlsaStatus.h"
@@ -25,17 +28,17 @@ std::uint32_t wholeRate(double rate) {
   return static_cast<std::uint32_t>(std::lround(rate));
 }
 
-/// By what the kernel states of a device's depth, the bits that are proven of one of its formats.
-std::optional<int> provenBitsOf(const AlsaDepthTexts& texts, std::uint32_t transport, const PcmLayout& container,
-                                std::uint32_t channels, int driverBits) {
+/// What the kernel states of a device's depth, for one of its formats.
+DepthEvidence evidenceOf(const AlsaDepthTexts& texts, std::uint32_t transport, const PcmLayout& container,
+                         std::uint32_t channels, int driverBits) {
   DepthEvidence evidence{container, transport, driverBits, std::nullopt, texts.codecBits};
   if (const auto name = alsaFormatName(container); name && texts.usbStream)
     evidence.usbDescriptorBits = parseUsbSignificantBits(*texts.usbStream, *name, channels);
-  return provenBits(evidence);
+  return evidence;
 }
 
-/// Said of what was asked for, and not of a card that has gone, is in use or does not answer. A USB device refuses a rate
-/// with an error of the bus.
+/// Said of what was asked for, and not of a card that has gone, is in use or does not answer. A USB device refuses a
+/// rate with an error of the bus.
 bool isRefusal(OSStatus status) {
   return status == kAudioDeviceUnsupportedFormatError || status == kAudioHardwareUnspecifiedError;
 }
@@ -211,7 +214,7 @@ std::expected<AlsaPcmSetup, OSStatus> AlsaDevice::setUpForUnit(const std::shared
       AlsaPcmRequest request{layout, channels, rate, bits};
       request.provenBits = [texts = readDepthTextsOf(paths, info), transport = info.transport](
                                const PcmLayout& container, std::uint32_t channelCount, int driverBits) {
-        return provenBitsOf(texts, transport, container, channelCount, driverBits);
+        return provenBits(evidenceOf(texts, transport, container, channelCount, driverBits));
       };
       auto setup = pcm->configure(request);
       if (setup && !isMapStated(paths, info, setup->channels)) setup->positions = unknownLayout(setup->channels);
@@ -273,6 +276,7 @@ std::expected<double, OSStatus> AlsaDevice::actualRate() const {
 }
 
 std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::physicalFormat() const {
+  physicalFormatSource_.clear();
   const auto playing = playingSubstream();
   if (!playing) return std::unexpected(playing.error());
   if (!playing->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
@@ -282,9 +286,22 @@ std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::physicalFormat(
   const int driverBits = unitSetup_ ? unitSetup_->driverBits : 0;
   const auto texts = calls_->run([paths = system_.paths, info = info_] { return readDepthTextsOf(paths, info); });
   if (!texts) return std::unexpected(texts.error());
-  const auto bits = provenBitsOf(*texts, info_.transport, *container, playing->hwParams->channels, driverBits);
+  const DepthEvidence evidence =
+      evidenceOf(*texts, info_.transport, *container, playing->hwParams->channels, driverBits);
+  const auto bits = provenBits(evidence);
   if (!bits) return std::unexpected(kAudioDeviceUnsupportedFormatError);
+  physicalFormatSource_ =
+      fmt::format("{}/card{}/pcm{}p/sub{}/hw_params ({}); {} significant bits by {}", system_.paths.asound, info_.card,
+                  info_.device, playing->index, playing->hwParams->format, *bits, proofOfBits(evidence));
   return describe(physicalLayout(*container, *bits), playing->hwParams->rate, playing->hwParams->channels);
+}
+
+/// "device" is a link to the hardware behind the card, which has one to its driver.
+std::string AlsaDevice::driver() const {
+  std::error_code error;
+  const auto link = std::filesystem::read_symlink(
+      fmt::format("{}/card{}/device/driver", system_.paths.classSound, info_.card), error);
+  return error ? std::string() : link.filename().string();
 }
 
 std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::virtualFormat() const {
@@ -316,6 +333,22 @@ std::optional<double> AlsaDevice::volumeDecibels() const {
   const auto controls = calls_->run([card = info_.card] { return readVolumeControls(card); });
   if (!controls) return std::nullopt;
   return hardwareVolume(*controls, info_.transport == kAudioDeviceTransportTypeUSB);
+}
+
+std::expected<std::vector<std::uint32_t>, OSStatus> AlsaDevice::channelPositions() const {
+  const auto playing = playingSubstream();
+  if (!playing) return std::unexpected(playing.error());
+  if (!playing->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
+  const auto layout = calls_->run(
+      [paths = system_.paths, info = info_, substream = playing->index, channels = playing->hwParams->channels] {
+        return isMapStated(paths, info, channels) ? readChannelMap(info.card, info.device, substream, channels)
+                                                  : std::nullopt;
+      });
+  if (!layout) return std::unexpected(layout.error());
+  if (!*layout) return std::unexpected(kAudioDeviceUnsupportedFormatError);
+  std::vector<std::uint32_t> positions;
+  for (const ChannelPosition position : (*layout)->positions) positions.push_back(std::to_underlying(position));
+  return positions;
 }
 
 // Ownership.

@@ -63,14 +63,20 @@ class AlsaDevice {
   [[nodiscard]] std::uint32_t channelCount() const;
   [[nodiscard]] std::uint32_t bufferFrameSize();
   [[nodiscard]] std::optional<double> volumeDecibels() const;
+  /// "snd-usb-audio"; empty where the kernel names none.
+  [[nodiscard]] std::string driver() const;
+  /// ChannelPositions of the one substream that is open, by any process.
+  [[nodiscard]] std::expected<std::vector<std::uint32_t>, OSStatus> channelPositions() const;
 
   // Properties of its stream.
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> physicalFormat() const;
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> virtualFormat() const;
+  /// Where the last physicalFormat() was read, and what proves its bits; empty where it failed.
+  [[nodiscard]] const std::string& physicalFormatSource() const { return physicalFormatSource_; }
   [[nodiscard]] bool isStreamActive() const;
 
-  /// For a unit: the PCM, set up for its client at the nominal rate; where there is none, as near to the client's as the
-  /// hardware goes. One unit at a time. `surrender` makes the unit let go of the PCM at once, for good, and call
+  /// For a unit: the PCM, set up for its client at the nominal rate; where there is none, as near to the client's as
+  /// the hardware goes. One unit at a time. `surrender` makes the unit let go of the PCM at once, for good, and call
   /// closeForUnit().
   struct OpenPcm {
     std::shared_ptr<AlsaPcm> pcm;
@@ -127,6 +133,7 @@ class AlsaDevice {
   AudioStreamBasicDescription unitClient_;
   std::vector<SampleAlteration> alterations_;  ///< while a unit has the PCM
   pid_t lastOwner_ = -1;
+  mutable std::string physicalFormatSource_;  ///< written by each physicalFormat()
 };
 
 }  // namespace tolvane

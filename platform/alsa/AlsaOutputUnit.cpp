@@ -47,6 +47,11 @@ OSStatus AlsaOutputUnit::initialize() {
     device->closeForUnit();
     return kAudioUnitErr_FormatNotSupported;
   }
+  deliveryForm_.reset();
+  if (!pipeline->computesSamples())
+    deliveryForm_ = {describe(opened->setup.layout, opened->setup.rate, opened->setup.channels),
+                     opened->setup.positions.positions.empty() ? unknownLayout(opened->setup.channels)
+                                                               : opened->setup.positions};
   host_.log().write(LogLevel::info, audioOutputCategory,
                     fmt::format("Opened {} at {} Hz, {}, {} channels, ring {} frames{}{}", device->info().name,
                                 opened->setup.rate, layoutText(opened->setup.layout), opened->setup.channels,
@@ -55,7 +60,8 @@ OSStatus AlsaOutputUnit::initialize() {
   notice_ = std::move(notice);
   device_ = std::move(device);
   loop_ = std::make_shared<AlsaRenderLoop>(std::move(opened->pcm), opened->setup, std::move(pipeline),
-                                           host_.makeRealtime(), notice_);
+                                           host_.makeRealtime(), notice_, deliveries_);
+  bufferFrames_ = static_cast<std::uint32_t>(opened->setup.bufferFrames);
   underrunsLogged_ = 0;
   noticeWatch_ = host_.runLoop().watchDescriptor(notice_->get(), [this] { handleNotice(); });
   state_ = State::initialised;
@@ -89,13 +95,17 @@ OSStatus AlsaOutputUnit::start() {
   }
   if (left_) return kAudioHardwareNotReadyError;
   failureTold_ = false;
+  if (deliveries_) deliveries_->begin(deliveryForm_, bufferFrames_);
   const auto status =
       device_->calls().run([loop = loop_, callback = settings_.callback()] { return loop->start(callback); });
   if (!status) {
     leaveBehind();
     return status.error();
   }
-  if (*status == noErr) state_ = State::running;
+  if (*status == noErr)
+    state_ = State::running;
+  else
+    endDeliveries();
   return *status;
 }
 
@@ -104,7 +114,10 @@ OSStatus AlsaOutputUnit::stop() {
   state_ = State::initialised;
   if (left_) return kAudioHardwareNotReadyError;
   const auto status = device_->calls().run([loop = loop_] { return loop->stop(); });
-  if (status) return *status;
+  if (status) {
+    endDeliveries();
+    return *status;
+  }
   leaveBehind();
   return status.error();
 }
@@ -114,11 +127,17 @@ OSStatus AlsaOutputUnit::stop() {
 void AlsaOutputUnit::leaveBehind() {
   loop_->abandon();
   left_ = {kAudioHardwareNotReadyError, loop_->framesConsumed(), loop_->sampleTime(), loop_->underruns()};
+  endDeliveries();
   noticeWatch_.reset();
   logUnderruns(true);
   // Where no call has it, its end would hang here.
   device_->calls().leave([loop = std::move(loop_)] {});
   device_->closeForUnit();
+}
+
+/// REQUIRES: nothing renders any more.
+void AlsaOutputUnit::endDeliveries() {
+  if (deliveries_) deliveries_->end(framesPlayed());
 }
 
 std::int64_t AlsaOutputUnit::framesPlayed() const {

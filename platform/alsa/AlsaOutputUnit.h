@@ -57,6 +57,7 @@ class AlsaOutputUnit : public TabledOutputUnit {
   void logUnderruns(bool isLast);
   void surrender();
   void leaveBehind();
+  void endDeliveries();
 
   Host& host_;
 
@@ -65,6 +66,8 @@ class AlsaOutputUnit : public TabledOutputUnit {
   std::shared_ptr<AlsaDevice> device_;
   std::shared_ptr<AlsaRenderLoop> loop_;  ///< null once it was left behind
   mutable std::optional<LeftBehind> left_;
+  std::optional<DeliveryRecord::Form> deliveryForm_;  ///< none: the samples that reach the device are computed
+  std::uint32_t bufferFrames_ = 0;                    ///< of the device's ring
   RunLoop::Timer noticeWatch_;
   std::uint64_t underrunsLogged_ = 0;
   RunLoop::TimePoint nextUnderrunLine_ = RunLoop::TimePoint::min();

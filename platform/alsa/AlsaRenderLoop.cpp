@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "platform/alsa/AlsaStatus.h"
+#include "platform/alsa/ExpectedPosition.h"
 
 namespace tolvane {
 namespace {
@@ -23,6 +24,11 @@ constexpr int resumeTurnMilliseconds = 50;
 constexpr int resumeTurns = 100;  // a machine that wakes up has its sound back within seconds
 /// What a driver holds in flight when it is paused is on the wire within this time.
 constexpr milliseconds longestFlight{25};
+/// The render thread looks at the device once a period, and the device moves on in steps of this length at most (a tick
+/// of the slowest kernels).
+constexpr milliseconds longestStep{10};
+
+RunLoop::Duration monotonicNow() { return std::chrono::steady_clock::now().time_since_epoch(); }
 
 /// The thread's first pages of stack, so that no fault comes while it plays.
 void touchStack() {
@@ -65,13 +71,14 @@ snd_pcm_status_t* newStatus() {
 
 AlsaRenderLoop::AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup& setup,
                                std::unique_ptr<RenderPipeline> pipeline, std::function<bool(pid_t)> makeRealtime,
-                               std::shared_ptr<EventDescriptor> notice)
+                               std::shared_ptr<EventDescriptor> notice, std::shared_ptr<DeliveryRecord> deliveries)
     : handle_(pcm->handle()),
       setup_(setup),
       status_(newStatus(), &snd_pcm_status_free),
       frameBytes_(std::size_t{setup.channels} * setup.layout.bytes),
       makeRealtime_(std::move(makeRealtime)),
       notice_(std::move(notice)),
+      deliveries_(std::move(deliveries)),
       pipeline_(std::move(pipeline)),
       shadow_(setup.usesMmap ? 0 : setup.bufferFrames * frameBytes_),
       ring_(setup.usesMmap ? nullptr : shadow_.data()),
@@ -106,7 +113,11 @@ OSStatus AlsaRenderLoop::start(const AURenderCallback& callback) {
   ends_.store(false, std::memory_order_relaxed);  // the thread is created after it
   failure_.store(0, std::memory_order_relaxed);
   lastError_.store(noErr, std::memory_order_relaxed);  // what failed before is over: nobody may blame this start for it
-  base_.fetch_add(framesPlayed_, std::memory_order_relaxed);  // partner: framesConsumed(); a number on its own
+  // What was reported counts: it may be a little more than what was played. Partner: framesConsumed(); a number on its
+  // own.
+  base_.store(position_.load(std::memory_order_relaxed), std::memory_order_relaxed);
+  lookedPlayed_.store(0, std::memory_order_relaxed);
+  lookedWritten_.store(0, std::memory_order_relaxed);
   framesPlayed_ = 0;
   written_ = 0;
   played_ = 0;
@@ -138,9 +149,7 @@ OSStatus AlsaRenderLoop::stop() {
   alive_.store(false, std::memory_order_release);
   snd_pcm_drop(handle_);
   framesPlayed_ = pipeline_->clientFrames(played_);
-  position_.store(
-      std::max(position_.load(std::memory_order_relaxed), base_.load(std::memory_order_relaxed) + framesPlayed_),
-      std::memory_order_relaxed);
+  advancePosition(base_.load(std::memory_order_relaxed) + framesPlayed_);
   return statusFromAlsaError(error);
 }
 
@@ -185,7 +194,25 @@ long AlsaRenderLoop::halt() {
 
 std::optional<std::int64_t> AlsaRenderLoop::sampleTime() const {
   if (!everStarted_.load(std::memory_order_relaxed)) return std::nullopt;
-  return position_.load(std::memory_order_relaxed);  // partner: publishPosition(); a number on its own, orders nothing
+  if (!isAlive()) return position_.load(std::memory_order_relaxed);
+  // Partner of all: publishPosition(). Numbers of two looks do not harm.
+  const PositionLook look{.played = lookedPlayed_.load(std::memory_order_relaxed),
+                          .written = lookedWritten_.load(std::memory_order_relaxed),
+                          .zeroAt = RunLoop::Duration(zeroAt_.load(std::memory_order_relaxed)),
+                          .mostAhead = static_cast<std::int64_t>(setup_.periodFrames) +
+                                       static_cast<std::int64_t>(setup_.rate) * longestStep / milliseconds(1000),
+                          .rate = static_cast<double>(setup_.rate)};
+  const std::int64_t position =
+      base_.load(std::memory_order_relaxed) + pipeline_->clientFrames(expectedPosition(look, monotonicNow()));
+  return advancePosition(position);
+}
+
+/// The position that is reported, which never goes back. Any thread.
+std::int64_t AlsaRenderLoop::advancePosition(std::int64_t position) const {
+  std::int64_t reported = position_.load(std::memory_order_relaxed);
+  while (reported < position && !position_.compare_exchange_weak(reported, position, std::memory_order_relaxed)) {
+  }
+  return std::max(reported, position);
 }
 
 std::int64_t AlsaRenderLoop::framesConsumed() const {
@@ -243,6 +270,7 @@ long AlsaRenderLoop::transferMapped(snd_pcm_uframes_t frames) {
   renderUncommitted(ring + offset * frameBytes_, frames);
   const snd_pcm_sframes_t committed = snd_pcm_mmap_commit(handle_, offset, frames);
   if (committed < 0) return committed;
+  recordDelivery(ring + offset * frameBytes_, committed);
   written_ += committed;
   uncommitted_ -= committed;
   return static_cast<snd_pcm_uframes_t>(committed) == frames ? committed : -EPIPE;
@@ -256,9 +284,15 @@ long AlsaRenderLoop::transferWritten(snd_pcm_uframes_t frames) {
   // The ring has this much room: the write takes it all, and being non-blocking it cannot hang in any case.
   const snd_pcm_sframes_t taken = snd_pcm_writei(handle_, place, frames);
   if (taken < 0) return taken;
+  recordDelivery(place, taken);
   written_ += taken;
   uncommitted_ -= taken;
   return static_cast<snd_pcm_uframes_t>(taken) == frames ? taken : -EPIPE;
+}
+
+/// Of frames that the device was given: the bytes that stand in its ring, or were passed to the driver.
+void AlsaRenderLoop::recordDelivery(const std::byte* frames, snd_pcm_sframes_t count) noexcept {
+  if (deliveries_) gate_.pass([&] { deliveries_->put(written_, frames, static_cast<std::uint32_t>(count)); });
 }
 
 /// Renders so that `frames` stand at `destination`, where those that could not be committed before still are.
@@ -368,10 +402,12 @@ void AlsaRenderLoop::publishPosition() {
   snd_pcm_sframes_t delay = 0;
   if (snd_pcm_delay(handle_, &delay) < 0) return;
   played_ = std::clamp<std::int64_t>(written_ - delay, played_, written_);
-  const std::int64_t position = base_.load(std::memory_order_relaxed) + pipeline_->clientFrames(played_);
-  if (position > position_.load(std::memory_order_relaxed)) {
-    position_.store(position, std::memory_order_relaxed);  // partner: sampleTime(); a number on its own
-  }
+  if (deliveries_) gate_.pass([this] { deliveries_->setPlayed(played_); });
+  // Partner of all: sampleTime().
+  lookedPlayed_.store(played_, std::memory_order_relaxed);
+  lookedWritten_.store(written_, std::memory_order_relaxed);
+  zeroAt_.store(zeroOf(monotonicNow(), played_, setup_.rate).count(), std::memory_order_relaxed);
+  advancePosition(base_.load(std::memory_order_relaxed) + pipeline_->clientFrames(played_));
 }
 
 void AlsaRenderLoop::fail(long error) {

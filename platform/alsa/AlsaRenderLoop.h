@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/DeliveryRecord.h"
 #include "platform/alsa/AlsaPcm.h"
 #include "platform/alsa/AlsaRecovery.h"
 #include "platform/alsa/EventDescriptor.h"
@@ -29,10 +30,12 @@ namespace tolvane {
 /// once one was left behind, the player's thread touches only what is said to be for any thread.
 class AlsaRenderLoop {
  public:
-  /// `makeRealtime` is called at the start of each thread with its id. `notice` is signalled when an underrun or a
+  /// `makeRealtime` is called at the start of each thread with its id. `deliveries`, which may be null, records what is
+  /// committed to the ring. `notice` is signalled when an underrun or a
   /// failure wants to be told to people.
   AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup& setup, std::unique_ptr<RenderPipeline> pipeline,
-                 std::function<bool(pid_t)> makeRealtime, std::shared_ptr<EventDescriptor> notice);
+                 std::function<bool(pid_t)> makeRealtime, std::shared_ptr<EventDescriptor> notice,
+                 std::shared_ptr<DeliveryRecord> deliveries = nullptr);
   /// Ends what still runs.
   ~AlsaRenderLoop();
   AlsaRenderLoop(const AlsaRenderLoop&) = delete;
@@ -54,7 +57,8 @@ class AlsaRenderLoop {
   [[nodiscard]] bool isAlive() const { return alive_.load(std::memory_order_acquire); }  // partner: fail(), start()
   /// Client frames that the device has played between the last start() and the last stop().
   [[nodiscard]] std::int64_t framesPlayed() const { return framesPlayed_; }
-  /// Client frames consumed since the loop was made; never goes back. Nothing before the first start(). Any thread.
+  /// Client frames consumed since the loop was made, as the clock has it since the render thread last looked; never
+  /// goes back. Nothing before the first start(). Any thread.
   [[nodiscard]] std::optional<std::int64_t> sampleTime() const;
   /// Client frames of this run, of those consumed. Any thread.
   [[nodiscard]] std::int64_t framesConsumed() const;
@@ -77,12 +81,15 @@ class AlsaRenderLoop {
   long waitForRoom();
   long recover(long error);
   long resume();
+  void recordDelivery(const std::byte* frames, snd_pcm_sframes_t count) noexcept;
   void publishPosition();
   void renderUncommitted(std::byte* destination, snd_pcm_uframes_t frames);
   void renderInto(std::byte* destination, snd_pcm_uframes_t frames);
   void lookAtStopped();
   void keepUnheard();
   void fail(long error);
+  // Any thread.
+  std::int64_t advancePosition(std::int64_t position) const;
 
   // In a call of the device, after the render thread has ended.
   long halt();
@@ -94,6 +101,7 @@ class AlsaRenderLoop {
   const std::size_t frameBytes_;
   const std::function<bool(pid_t)> makeRealtime_;
   const std::shared_ptr<EventDescriptor> notice_;
+  const std::shared_ptr<DeliveryRecord> deliveries_;
   EventDescriptor wake_;  ///< tells the render thread to end
 
   // Render thread; while there is none, the player's thread and its calls.
@@ -125,7 +133,11 @@ class AlsaRenderLoop {
   std::atomic<OSStatus> lastError_{noErr};
   std::atomic<long> failure_{0};
   std::atomic<std::uint64_t> underruns_{0};
-  std::atomic<std::int64_t> position_{0};  ///< what sampleTime() gives
+  mutable std::atomic<std::int64_t> position_{0};  ///< the last that sampleTime() gave or the render thread saw
+  // The render thread's last look at the device, in device frames since start().
+  std::atomic<std::int64_t> lookedPlayed_{0};
+  std::atomic<std::int64_t> lookedWritten_{0};
+  std::atomic<std::int64_t> zeroAt_{0};  ///< PositionLook::zeroAt, in nanoseconds of the monotonic clock
 };
 
 }  // namespace tolvane

@@ -21,27 +21,40 @@ bool carriesSource(const PcmLayout& client, unsigned sourceBits, const DeviceFor
   return bits != 0 && *format.provenBits >= static_cast<int>(bits);
 }
 
-}  // namespace
+struct Proof {
+  int bits = 0;  ///< 0: there is none
+  std::string_view by;
+};
 
-std::optional<int> provenBits(const DepthEvidence& evidence) {
+Proof fewestBits(const DepthEvidence& evidence) {
   const int width = evidence.container.bits;
   const bool isUsb = evidence.transport == kAudioDeviceTransportTypeUSB;
   const bool isFloat = evidence.container.isFloat();
-  int proven = 0;
-  const auto prove = [&proven](int bits) {
-    if (bits > 0) proven = proven == 0 ? bits : std::min(proven, bits);
+  Proof proof;
+  const auto prove = [&proof](int bits, std::string_view by) {
+    if (bits > 0 && (proof.bits == 0 || bits < proof.bits)) proof = {bits, by};
   };
-  if (isUsb) prove(evidence.usbDescriptorBits.value_or(0));
-  if (evidence.transport == kAudioDeviceTransportTypeVirtual) prove(width);
+  if (isUsb) prove(evidence.usbDescriptorBits.value_or(0), "the USB descriptor");
+  if (evidence.transport == kAudioDeviceTransportTypeVirtual) prove(width, "a virtual card, which has no converter");
   if (!isFloat) {
-    if (!isUsb) prove(evidence.codecBits.value_or(0));
-    if (evidence.driverBits < width) prove(evidence.driverBits);
-    if (width <= widestPlainContainer) prove(width);
+    if (!isUsb) prove(evidence.codecBits.value_or(0), "the codec's output converters");
+    if (evidence.driverBits < width) prove(evidence.driverBits, "the driver");
+    if (width <= widestPlainContainer) prove(width, "a 16-bit container, which is always used whole");
   }
   // A floating-point container has all its bits or is nothing that could be described.
-  if (proven == 0 || (isFloat && proven < width)) return std::nullopt;
-  return std::min(proven, width);
+  if (proof.bits == 0 || (isFloat && proof.bits < width)) return {};
+  proof.bits = std::min(proof.bits, width);
+  return proof;
 }
+
+}  // namespace
+
+std::optional<int> provenBits(const DepthEvidence& evidence) {
+  const Proof proof = fewestBits(evidence);
+  return proof.bits != 0 ? std::optional(proof.bits) : std::nullopt;
+}
+
+std::string_view proofOfBits(const DepthEvidence& evidence) { return fewestBits(evidence).by; }
 
 std::optional<PcmLayout> chooseProvenFormat(const PcmLayout& client, unsigned sourceBits,
                                             std::span<const DeviceFormat> formats) {

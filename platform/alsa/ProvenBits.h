@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string_view>
 
 #include "platform/conversion/PcmLayout.h"
 
@@ -23,6 +24,9 @@ struct DepthEvidence {
 /// bits than the container has, an integer container of at most 16 bits, a virtual card. Nothing where none of them
 /// does: most drivers report the container's own width, whatever the converter behind it makes of the bits.
 [[nodiscard]] std::optional<int> provenBits(const DepthEvidence& evidence);
+
+/// What proves them, for the user: "the USB descriptor". Empty where nothing does.
+[[nodiscard]] std::string_view proofOfBits(const DepthEvidence& evidence);
 
 /// A format that a device takes, with what is proven about it.
 struct DeviceFormat {

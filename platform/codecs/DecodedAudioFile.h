@@ -18,6 +18,7 @@ class DecodedAudioFile final : public ExtAudioFile {
 
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> fileDataFormat() const override;
   [[nodiscard]] ChannelLayout channelLayout() const override { return track_->channelLayout(); }
+  [[nodiscard]] std::optional<SampleSignature> signature() const override { return track_->signature(); }
   [[nodiscard]] OSStatus setClientDataFormat(const AudioStreamBasicDescription& format) override;
   [[nodiscard]] std::expected<std::int64_t, OSStatus> fileLengthFrames() const override;
   /// A failure is for good: later reads give it again.

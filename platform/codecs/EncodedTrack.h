@@ -8,6 +8,7 @@
 #include <memory>
 #include <span>
 
+#include "platform/AudioFileServices.h"
 #include "platform/AudioStatus.h"
 #include "platform/AudioStreamBasicDescription.h"
 #include "platform/ChannelLayout.h"
@@ -46,6 +47,8 @@ class EncodedTrack {
   [[nodiscard]] virtual const AudioStreamBasicDescription& format() const = 0;
   /// As ExtAudioFile::channelLayout(). Formats of one or two channels have no other than the usual one.
   [[nodiscard]] virtual ChannelLayout channelLayout() const { return usualLayout(format().mChannelsPerFrame); }
+  /// As ExtAudioFile::signature().
+  [[nodiscard]] virtual std::optional<SampleSignature> signature() const { return std::nullopt; }
   /// A stream that does not announce its length may be too damaged to find it.
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> frameCount() const = 0;
   [[nodiscard]] virtual std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const = 0;

@@ -61,6 +61,14 @@ std::expected<std::unique_ptr<EncodedTrack>, OSStatus> FlacTrack::open(std::shar
 
 ChannelLayout FlacTrack::channelLayout() const { return readFlacChannels(*source_, start_, stream_.channels); }
 
+std::optional<SampleSignature> FlacTrack::signature() const {
+  SampleSignature signature{};
+  static_assert(FlacStream::streamInfoBytes >= signature.size());
+  std::ranges::copy(std::span(stream_.streamInfo).last(signature.size()), signature.begin());
+  const bool isStored = signature != SampleSignature{};
+  return isStored && stream_.firstFrame == 0 ? std::optional(signature) : std::nullopt;
+}
+
 std::expected<std::unique_ptr<TrackDecoder>, OSStatus> FlacTrack::decoderAt(std::uint64_t frame) const {
   auto decoder = FlacDecoder::open(*source_, stream_, {stream_.firstBlock, stream_.firstFrame});
   if (!decoder) return std::unexpected(decoder.error());

@@ -19,6 +19,8 @@ class FlacTrack final : public EncodedTrack {
 
   [[nodiscard]] const AudioStreamBasicDescription& format() const override { return format_; }
   [[nodiscard]] ChannelLayout channelLayout() const override;
+  /// Of a stream that was cut out of another one the signature is that one's, and is not given.
+  [[nodiscard]] std::optional<SampleSignature> signature() const override;
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return frameCount_; }
   /// Decodes all that lies before.
   [[nodiscard]] std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const override;

@@ -48,6 +48,8 @@ class RenderPipeline {
 
   [[nodiscard]] bool changesRate() const { return rate_ != nullptr; }
   [[nodiscard]] bool changesChannels() const { return !channels_.isIdentity(); }
+  /// Some samples that it delivers are new ones: computed from several.
+  [[nodiscard]] bool computesSamples() const { return changesRate() || channels_.mixes(); }
   /// The memory that render() uses besides its destination, so that it can be locked.
   [[nodiscard]] std::vector<std::span<std::byte>> memory();
 

@@ -2,6 +2,10 @@
 // What the adapters' output units share: where each property lives, what a unit was told, and when it may be told. A
 // unit supplies what only playing tells. Player's thread.
 
+#include <memory>
+#include <utility>
+
+#include "platform/DeliveryRecord.h"
 #include "platform/conversion/OutputUnitSettings.h"
 
 namespace tolvane {
@@ -12,6 +16,7 @@ class TabledOutputUnit : public AudioOutputUnit {
                        const AudioUnitPropertyValue& value) override;
   std::expected<AudioUnitPropertyValue, OSStatus> property(AudioUnitProperty property, AudioUnitScope scope,
                                                            std::uint32_t element) const override;
+  void setDeliveryRecord(std::shared_ptr<DeliveryRecord> record) override { deliveries_ = std::move(record); }
 
  protected:
   using State = OutputUnitSettings::Phase;
@@ -25,6 +30,7 @@ class TabledOutputUnit : public AudioOutputUnit {
 
   State state_ = State::created;
   OutputUnitSettings settings_;
+  std::shared_ptr<DeliveryRecord> deliveries_;  ///< null: nothing is recorded
 };
 
 }  // namespace tolvane

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "platform/pipewire/AlsaPath.h"
-#include "platform/pipewire/SpaParameters.h"
+#include "platform/pipewire/ChannelOrder.h"
 
 namespace tolvane {
 namespace {
@@ -19,6 +19,10 @@ using enum SampleAlteration::Kind;
 using Alterations = std::vector<SampleAlteration>;
 
 constexpr double mixerTolerance = 0.05;  // decibels: mixers report hundredths, and round
+
+void append(Alterations more, Alterations& found) {
+  for (SampleAlteration& alteration : more) found.push_back(std::move(alteration));
+}
 
 bool isFull(float volume) { return volume == 1.0F; }
 
@@ -52,19 +56,6 @@ void checkRates(const PipeWireSink& sink, const PipeWireStreamFacts& stream, Alt
                      "Turn on Exclusive Access, or close the programs that keep the server at that rate."_cure});
 }
 
-std::vector<std::string> namesOf(const std::vector<std::uint32_t>& positions) {
-  std::vector<std::string> names;
-  for (const std::uint32_t position : positions) names.push_back(channelName(position));
-  return names;
-}
-
-std::string listOf(const std::vector<std::string>& names) {
-  if (names.empty()) return "without names";
-  std::string list;
-  for (const std::string& name : names) list += fmt::format("{}{}", list.empty() ? "" : ", ", name);
-  return list;
-}
-
 /// Each channel of the one is one of the other; the order may differ. A sink may number its channels instead.
 bool haveTheSameChannels(std::vector<std::string> own, std::vector<std::string> sink) {
   if (own.size() != sink.size() || own.empty()) return false;
@@ -79,14 +70,14 @@ bool isVirtual(const PipeWireSink& sink) { return !sink.alsaCard && sink.alsaPat
 
 void checkChannels(const PipeWireFacts& facts, std::uint32_t sinkId, const PipeWireSink& sink,
                    const PipeWireStreamFacts& stream, Alterations& found) {
-  const auto own = namesOf(stream.positions);
+  const auto own = channelNames(stream.positions);
   // A virtual sink may leave its channels without names: it takes them in their order.
   if (isVirtual(sink) && sink.format && sink.format->positions.empty() && sink.format->channels == own.size()) return;
-  const auto sinks = sink.format ? namesOf(sink.format->positions) : own;
+  const auto sinks = sink.format ? channelNames(sink.format->positions) : own;
   if (!haveTheSameChannels(own, sinks)) {
     found.push_back({converted,
                      fmt::format("The sound server mixes the track's channels ({}) into the device's ({}).",
-                                 listOf(own), listOf(sinks)),
+                                 listOfChannels(own), listOfChannels(sinks)),
                      "Choose a device or a card's profile that has the track's channels."_cure});
   } else if (!playsOn(facts, sinkId, stream.node)) {
     found.push_back({unknown, "The sound server has not linked the player to this device.",
@@ -94,77 +85,9 @@ void checkChannels(const PipeWireFacts& facts, std::uint32_t sinkId, const PipeW
   } else if (!isLinkedStraight(facts, sinkId, stream.node, own, sinks)) {
     found.push_back({converted, "A channel of the track is linked to another channel of the device, or to none.",
                      "Play the track again to have its channels linked anew."_cure});
-  } else if (own.size() > 2 && areNumbered(sinks)) {
-    found.push_back({unknown,
-                     fmt::format("The device does not state which loudspeakers its {} channels are for.", sinks.size()),
-                     "Turn on Exclusive Access to use the order that the device's driver reports."_cure});
+  } else if (areNumbered(sinks)) {
+    append(numberedAlterations(facts, sink, stream), found);
   }
-}
-
-/// How the order that a sink states compares with the one that the name of its PCM stands for.
-enum class StatedOrder : std::uint8_t { usual, other, unknown };
-
-/// Where only one pair is beside or behind the listener, both names mean it.
-std::vector<std::string> rearForSide(std::vector<std::string> channels) {
-  if (std::ranges::any_of(channels, [](const auto& name) { return name == "RL" || name == "RR"; })) return channels;
-  std::ranges::replace(channels, std::string("SL"), std::string("RL"));
-  std::ranges::replace(channels, std::string("SR"), std::string("RR"));
-  return channels;
-}
-
-StatedOrder statedOrderOf(const PipeWireSink& sink) {
-  if (!sink.format) return StatedOrder::unknown;
-  const auto usual = channelOrderOf(sink.alsaPath, sink.format->positions.size());
-  if (usual.empty()) return StatedOrder::unknown;
-  const auto stated = rearForSide(namesOf(sink.format->positions));
-  if (std::ranges::equal(stated, usual)) return StatedOrder::usual;
-  return std::ranges::is_permutation(stated, usual) ? StatedOrder::other : StatedOrder::unknown;
-}
-
-/// Beyond stereo: the server's profiles and rules name the channels of any card that is opened as "hw", also by a
-/// configuration for the device (UCM); and the system's sound library behind "surround51" has one order for all USB
-/// devices, whatever theirs is.
-bool isOrderAssumed(const PipeWireFacts& facts, const PipeWireSink& sink, std::size_t channels) {
-  const PipeWireCard* card = cardOf(facts, sink);
-  return channels > 2 &&
-         (withoutUcmPrefix(sink.alsaPath).starts_with("hw:") || (card != nullptr && card->bus == "usb"));
-}
-
-/// A configuration for one device (UCM) knows its order, and the server may ask the driver.
-bool mayKnowItsOrder(const PipeWireSink& sink) {
-  return withoutUcmPrefix(sink.alsaPath) != sink.alsaPath ||
-         std::ranges::any_of(sink.props.settings, [](const auto& setting) {
-           return setting.first == "api.alsa.use-chmap" && setting.second == "true";
-         });
-}
-
-/// The server moves no channel on its way to the card: a rule or a profile with another order changes only their names.
-void checkOrder(const PipeWireFacts& facts, const PipeWireSink& sink, Alterations& found) {
-  if (!sink.format || statedOrderOf(sink) != StatedOrder::other) return;
-  const auto stated = namesOf(sink.format->positions);
-  if (isOrderAssumed(facts, sink, stated.size())) return;
-  const std::string order = listOf(stated);
-  if (mayKnowItsOrder(sink)) {
-    found.push_back({unknown,
-                     fmt::format("The sound server puts this device's channels in an unusual order ({}).", order),
-                     "Turn on Exclusive Access to use the order that the device's driver reports."_cure});
-  } else {
-    found.push_back(
-        {converted, fmt::format("The sound server's settings put this device's channels in another order ({}).", order),
-         "Remove audio.position from its settings."_cure});
-  }
-}
-
-void checkAssumedChannels(const PipeWireFacts& facts, const PipeWireSink& sink, const PipeWireStreamFacts& stream,
-                          Alterations& found) {
-  const std::size_t channels = stream.positions.size();
-  const bool isNumbered = sink.format && areNumbered(namesOf(sink.format->positions));
-  if (channels <= 2 || isNumbered || alsaPathOf(sink.alsaPath) != AlsaPath::direct) return;
-  const bool isOfTheName = !sink.format || statedOrderOf(sink) != StatedOrder::unknown;
-  if (!isOrderAssumed(facts, sink, channels) && isOfTheName) return;
-  found.push_back(
-      {unknown, fmt::format("The sound server assumes which loudspeakers the device's {} channels are for.", channels),
-       "Turn on Exclusive Access to use the order that the device's driver reports."_cure});
 }
 
 /// A card that keeps another one's time is given more or fewer samples than were played. A virtual sink has no time
@@ -206,10 +129,6 @@ void checkSinkLevels(const NodeProps& props, const PipeWireStreamFacts& stream, 
          fmt::format("The card's mixer is at {:.1f} dB although the sound server shows 100 %.", *stream.mixerDecibels),
          "Set the mixer to 0 dB."_cure});
   }
-}
-
-void append(Alterations more, Alterations& found) {
-  for (SampleAlteration& alteration : more) found.push_back(std::move(alteration));
 }
 
 /// A filter that a node's properties ask for, and that its settings do not show: the server may not have read it.
@@ -312,8 +231,7 @@ std::vector<SampleAlteration> alterationsOf(const PipeWireFacts& facts, std::uin
   Alterations found;
   checkRates(sink, stream, found);
   checkChannels(facts, sinkId, sink, stream, found);
-  checkOrder(facts, sink, found);
-  checkAssumedChannels(facts, sink, stream, found);
+  append(orderAlterations(facts, sink, stream), found);
   checkClock(sinkId, sink, stream, found);
   checkSinkLevels(sink.props, stream, found);
   append(settingAlterations(sink.props, "this device"), found);

@@ -78,10 +78,12 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   [[nodiscard]] AudioPropertyValue alterationProperty(const Device& device, FourCharCode selector) const;
   [[nodiscard]] std::vector<SampleAlteration> alterationsNow(const Device& device) const;
   [[nodiscard]] double secondsUntilRetake(const Device& device) const;
+  [[nodiscard]] bool isReopeningDue(const Device& device) const;
   [[nodiscard]] AudioObjectID directStream(const Device& device) const;
   [[nodiscard]] std::vector<AudioValueRange> sharedRates(const Device& device) const;
   [[nodiscard]] std::optional<double> sharedNominalRate(const Device& device) const;
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> sharedPhysicalFormat(const Device& device) const;
+  [[nodiscard]] std::string sharedFormatSource(const Device& device) const;
   [[nodiscard]] std::vector<SampleAlteration> sharedAlterations(const Device& device) const;
   /// The process that has the card open, as the direct side reports it; -1: none, or there is no card.
   [[nodiscard]] std::expected<std::int32_t, OSStatus> directOwner(const Device& device) const;

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "platform/PrintableText.h"
 #include "platform/pipewire/PipeWireObjects.h"
 
 namespace tolvane {
@@ -38,6 +39,12 @@ struct PipeWireCallbacks {
   static void done(void* data, std::uint32_t id, int sequence) {
     if (id == PW_ID_CORE) static_cast<PipeWireConnection*>(data)->answered(sequence);
   }
+  static void identified(void* data, const pw_core_info* info) {
+    auto& connection = *static_cast<PipeWireConnection*>(data);
+    if (info == nullptr || info->version == nullptr) return;
+    constexpr std::size_t longest = 40;  // of a text that any server may send
+    connection.serverName_ = "PipeWire " + printableText(std::string_view(info->version).substr(0, longest));
+  }
   static void failed(void* data, std::uint32_t id, int, int result, const char*) {
     // Errors about single objects come for those that vanish while they are asked; the core's own is the end.
     if (id == PW_ID_CORE && result == -EPIPE) static_cast<PipeWireConnection*>(data)->isBroken_ = true;
@@ -55,6 +62,7 @@ struct PipeWireCallbacks {
 const pw_core_events PipeWireCallbacks::core = [] {
   pw_core_events events{};
   events.version = PW_VERSION_CORE_EVENTS;
+  events.info = &PipeWireCallbacks::identified;
   events.done = &PipeWireCallbacks::done;
   events.error = &PipeWireCallbacks::failed;
   return events;

@@ -44,6 +44,8 @@ class PipeWireConnection {
   [[nodiscard]] bool isConnected() const { return core_ != nullptr; }
   /// Empty until the server has told all that it had when it was found: half of it would be misleading.
   [[nodiscard]] const PipeWireFacts& facts() const { return isReady_ ? facts_ : none_; }
+  /// "PipeWire 1.4.2"; without a version until the server states it.
+  [[nodiscard]] const std::string& serverName() const { return serverName_; }
   /// Null while not connected.
   [[nodiscard]] pw_core* core() const { return core_; }
 
@@ -93,6 +95,7 @@ class PipeWireConnection {
   int answersToReady_ = 0;
   bool isChanged_ = false;
   bool isBroken_ = false;
+  std::string serverName_ = "PipeWire";
   int answered_ = 0;  ///< the last round trip that came back
 
   RunLoop::Timer loopWatch_;

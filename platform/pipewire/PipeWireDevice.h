@@ -55,6 +55,7 @@ struct PipeWireDevice {
   // What listeners were told last.
   std::optional<double> toldRate;
   std::optional<std::int32_t> toldOwner;
+  bool toldReopening = false;
   ToldAlteration toldAlteration;
 };
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/AudioHardware.h"
+#include "platform/ChannelLayout.h"
 #include "platform/pipewire/NodeProps.h"
 
 namespace tolvane {
@@ -117,6 +118,8 @@ struct PipeWireStreamFacts {
   std::uint32_t clock = 0;  ///< the object whose clock drives the stream; 0: not known
   /// What the mixer of the card behind the sink does to the level, where it tells.
   std::optional<double> mixerDecibels;
+  /// Of the card's PCM, as its driver states them; empty where it states none, or may have made them up.
+  ChannelLayout cardChannels{};
 };
 
 /// Whether anybody but `ownNode` plays on the sink.

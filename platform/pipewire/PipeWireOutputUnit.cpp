@@ -82,6 +82,7 @@ OSStatus PipeWireOutputUnit::openDirect(const Path& path) {
   if (!made) return made.error();
   if (!*made) return kAudioHardwareUnspecifiedError;
   direct_ = *std::move(made);
+  direct_->setDeliveryRecord(deliveries_);
   using Property = AudioUnitProperty;
   using Scope = AudioUnitScope;
   // What it has to know but for the device, which is another one there.
@@ -112,7 +113,7 @@ OSStatus PipeWireOutputUnit::openStream(const Path& path) {
   const bool leadsRate = path.rate && *path.rate == format().mSampleRate;
   stream_ = std::make_unique<PipeWireStream>(
       host_.connection(), host_.runLoop(),
-      PipeWireStream::Setup{path.sink, path.serial, rate, leadsRate, channels, settings_.channelLayout()},
+      PipeWireStream::Setup{path.sink, path.serial, rate, leadsRate, channels, settings_.channelLayout(), deliveries_},
       std::move(pipeline), [this] { host_.unitChanged(settings_.device()); });
   const OSStatus status = stream_->open();
   if (status == noErr)
@@ -198,8 +199,8 @@ void PipeWireOutputUnit::dropStream() {
 
 RunLoop::Duration PipeWireOutputUnit::leaveSink() {
   progressWatch_.reset();
-  const RunLoop::Duration delay = state_ == State::running ? stream_->delay() : RunLoop::Duration::zero();
   stream_->stop();
+  const RunLoop::Duration delay = state_ == State::running ? stream_->delay() : RunLoop::Duration::zero();
   dropStream();
   return delay;
 }

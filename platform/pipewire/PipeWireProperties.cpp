@@ -16,7 +16,6 @@
 namespace tolvane {
 namespace {
 
-constexpr std::uint32_t usualQuantum = 1024;
 /// The widest integer that passes through the server's mix of 32-bit floats.
 constexpr std::uint8_t bitsOfTheMix = 24;
 
@@ -75,6 +74,13 @@ double PipeWireAudioHardware::secondsUntilRetake(const Device& device) const {
   return std::chrono::duration<double>(device.retakePause.left(runLoop_.now())).count();
 }
 
+/// A session manager has come while a unit plays over the card, and makes its sink when the unit lets go of it.
+bool PipeWireAudioHardware::isReopeningDue(const Device& device) const {
+  const bool isDirect = device.unit != nullptr && device.unit->isDirect();
+  return isDirect && device.cardBefore && isSinkDue(*device.cardBefore, connection_.facts().hasSessionManager) &&
+         !isOurs(device);
+}
+
 AudioObjectID PipeWireAudioHardware::directStream(const Device& device) const {
   const auto streams =
       readProperty<std::vector<std::uint32_t>>(direct_, device.direct, outputAddress(kAudioDevicePropertyStreams));
@@ -95,6 +101,8 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::devicePropert
       return asProperty(hogOwner(device));
     case kAudioDevicePropertyHogModePause:
       return secondsUntilRetake(device);
+    case kAudioDevicePropertyReopeningIsDue:
+      return isReopeningDue(device) ? std::uint32_t{1} : std::uint32_t{0};
     case kAudioDevicePropertyDeviceIsAlive:
       return std::uint32_t{1};  // one that has gone is no object any more
     case kAudioDevicePropertyProcessingIsActive:
@@ -102,7 +110,12 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::devicePropert
       return alterationProperty(device, selector);
     case kAudioDevicePropertyStreams:
       return Numbers{device.stream};
+    case kAudioDevicePropertySoundServer:
+      return connection_.serverName();
+    case kAudioDevicePropertyDriver:
+      return direct_.propertyData(device.direct, globalAddress(selector));
     case kAudioDevicePropertyVolumeDecibels:
+    case kAudioDevicePropertyChannelPositions:
       return direct_.propertyData(device.direct, outputAddress(selector));
     default:
       break;
@@ -151,10 +164,10 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::sharedPropert
       if (sink != nullptr && sink->format) channels = sink->format->channels;
       return std::vector<std::uint32_t>{channels};
     }
-    case kAudioDevicePropertyBufferFrameSize: {
-      const std::uint32_t quantum = playing != nullptr ? playing->quantum() : 0;
-      return quantum != 0 ? quantum : usualQuantum;
-    }
+    case kAudioDevicePropertyBufferFrameSize:
+      // What the graph will ask for at a time is decided when the stream plays.
+      if (playing == nullptr || playing->quantum() == 0) return std::unexpected(kAudioHardwareNotRunningError);
+      return playing->quantum();
     default:
       return std::unexpected(kAudioHardwareUnknownPropertyError);
   }
@@ -168,6 +181,8 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::streamPropert
       return playingStream(device) != nullptr ? std::uint32_t{1} : std::uint32_t{0};
     case kAudioStreamPropertyPhysicalFormat:
       return asProperty(sharedPhysicalFormat(device));
+    case kAudioStreamPropertyPhysicalFormatSource:
+      return sharedFormatSource(device);
     case kAudioStreamPropertyVirtualFormat:
       if (device.unit == nullptr || device.unit->stream() == nullptr)
         return std::unexpected(kAudioHardwareNotRunningError);
@@ -217,11 +232,23 @@ std::vector<SampleAlteration> PipeWireAudioHardware::sharedAlterations(const Dev
   PipeWireStreamFacts stream = playing->facts();
   stream.mixerDecibels =
       readProperty<double>(direct_, device.direct, outputAddress(kAudioDevicePropertyVolumeDecibels));
+  const auto positions = readProperty<std::vector<std::uint32_t>>(direct_, device.direct,
+                                                                  outputAddress(kAudioDevicePropertyChannelPositions));
+  for (const std::uint32_t position : positions.value_or(std::vector<std::uint32_t>()))
+    stream.cardChannels.positions.push_back(static_cast<ChannelPosition>(position));
   auto found = alterationsOf(connection_.facts(), *device.sink, stream);
   // The stream has the positions of the track: against itself a track shows only that it does not state them.
   const ChannelLayout& channels = device.unit->channelLayout();
   if (auto alteration = placementAlteration(channels, channels)) found.push_back(*std::move(alteration));
   return found;
+}
+
+/// The kernel's account says nothing of the mix in front of it.
+std::string PipeWireAudioHardware::sharedFormatSource(const Device& device) const {
+  const auto kernel =
+      readProperty<std::string>(direct_, directStream(device), globalAddress(kAudioStreamPropertyPhysicalFormatSource));
+  if (!kernel || kernel->empty()) return {};
+  return *kernel + "; the server's mix in front of it carries 24 bits";
 }
 
 /// The narrowest stage between the unit and the converter: the kernel's account of the card behind the sink, or the

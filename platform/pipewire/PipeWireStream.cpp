@@ -10,7 +10,7 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/pipewire/FramesNotHeard.h"
+#include "platform/pipewire/HeardFrames.h"
 #include "platform/pipewire/PipeWireObjects.h"
 #include "platform/pipewire/SpaParameters.h"
 
@@ -18,6 +18,7 @@ namespace tolvane {
 namespace {
 
 using std::chrono_literals::operator""ms;
+using std::chrono_literals::operator""ns;
 using std::chrono_literals::operator""s;
 
 constexpr auto openLimit = 2s;
@@ -25,6 +26,8 @@ constexpr auto startLimit = 2s;   // a card that slept, a server under load
 constexpr auto settleLimit = 1s;  // the rate; and the volume that the session manager remembers
 constexpr std::uint64_t cyclesToTrust = 4;
 constexpr int unsetState = PW_STREAM_STATE_UNCONNECTED;
+
+RunLoop::Duration monotonicNow() { return std::chrono::steady_clock::now().time_since_epoch(); }
 
 }  // namespace
 
@@ -149,12 +152,29 @@ OSStatus PipeWireStream::start(const AURenderCallback& callback) {
       },
       settleLimit);
   if (isLost_) return troubleStatus();
-  base_ += rendered_.exchange(0, std::memory_order_relaxed);
-  framesPlayed_ = 0;
+  base_ += std::exchange(framesPlayed_, 0);
+  reported_ = 0;
+  rendered_.store(0, std::memory_order_relaxed);
+  firstHeardAt_.store(notReported, std::memory_order_relaxed);
   everStarted_ = true;
   isRunning_ = true;
+  beginDeliveries();
   gate_.store(true, std::memory_order_seq_cst);  // partner: process()
   return noErr;
+}
+
+void PipeWireStream::beginDeliveries() {
+  if (!setup_.deliveries) return;
+  std::optional<DeliveryRecord::Form> form;
+  if (!pipeline_->computesSamples())
+    form = {float32PCM(setup_.rate, setup_.channels),
+            setup_.layout.positions.empty() ? usualLayout(setup_.channels) : setup_.layout};
+  setup_.deliveries->begin(std::move(form), quantum_.load(std::memory_order_relaxed));
+}
+
+/// REQUIRES: the gate is shut.
+void PipeWireStream::endDeliveries() {
+  if (setup_.deliveries) setup_.deliveries->end(framesPlayed_);
 }
 
 bool PipeWireStream::rateHasSettled() const {
@@ -186,6 +206,7 @@ void PipeWireStream::stop() {
   isRunning_ = false;
   shutGate();
   framesPlayed_ = rendered_.load(std::memory_order_acquire);  // partner: renderInto()
+  endDeliveries();
   // Inactive, so that the sink can sleep, and others get the rate that they like.
   if (!isLost_ && stream_ != nullptr) pw_stream_set_active(stream_, false);
 }
@@ -203,11 +224,13 @@ void PipeWireStream::markLost(OSStatus status) {
     lastError_.store(status, std::memory_order_release);  // partner: takeLastError()
     isRunning_ = false;
     shutGate();  // from here on what was rendered and what the hardware had to play are of one cycle
-    const auto since = std::chrono::steady_clock::now().time_since_epoch() -
-                       std::chrono::nanoseconds(delayToldAt_.load(std::memory_order_relaxed));
-    const std::int64_t unheard = framesNotHeard(delayFrames_.load(std::memory_order_relaxed),
-                                                graphRate_.load(std::memory_order_relaxed), since, setup_.rate);
-    framesPlayed_ = std::max<std::int64_t>(rendered_.load(std::memory_order_acquire) - unheard, 0);
+    const std::int64_t rendered = rendered_.load(std::memory_order_acquire);
+    const std::int64_t first = firstHeardAt_.load(std::memory_order_relaxed);
+    framesPlayed_ = first == notReported
+                        ? rendered
+                        : framesHeardAtMost(RunLoop::Duration(first), monotonicNow(), rendered, setup_.rate);
+    framesPlayed_ = std::max(framesPlayed_, reported_);
+    endDeliveries();
   }
   if (stream_ == nullptr) return;
   spa_hook_remove(hook_.get());
@@ -251,9 +274,19 @@ void PipeWireStream::renderInto(std::byte* destination, std::uint32_t frames, co
   if (gate_.load(std::memory_order_seq_cst)) {          // partner: start(), shutGate()
     const OSStatus status = pipeline_->render(destination, frames);
     if (status != noErr) lastError_.store(status, std::memory_order_release);  // partner: takeLastError()
+    if (DeliveryRecord* const deliveries = setup_.deliveries.get()) {
+      const std::int64_t before = rendered_.load(std::memory_order_relaxed);  // only this thread writes it
+      deliveries->put(before, destination, frames);
+      // What the server and the hardware still hold may be lost with the server, and is then handed over again.
+      const bool isTimed = time != nullptr && time->rate.denom != 0;
+      const std::int64_t held =
+          isTimed ? std::max<std::int64_t>(time->delay, 0) * setup_.rate / time->rate.denom : setup_.rate;
+      deliveries->setPlayed(before - held);
+    }
     if (time != nullptr) {
-      delayToldAt_.store(time->now, std::memory_order_relaxed);
-      delayFrames_.store(std::max<std::int64_t>(time->delay, 0) + frames, std::memory_order_relaxed);
+      const auto first = firstFrameHeardAt(RunLoop::Duration(time->now), std::max<std::int64_t>(time->delay, 0),
+                                           time->rate.denom, rendered_.load(std::memory_order_relaxed), setup_.rate);
+      firstHeardAt_.store(first.count(), std::memory_order_relaxed);
     }
     rendered_.fetch_add(frames, std::memory_order_release);  // partner: stop(), markLost()
   } else {
@@ -266,13 +299,21 @@ void PipeWireStream::renderInto(std::byte* destination, std::uint32_t frames, co
 
 std::optional<std::int64_t> PipeWireStream::sampleTime() const {
   if (!everStarted_) return std::nullopt;
-  return base_ + rendered_.load(std::memory_order_relaxed);
+  if (!isRunning_) return base_ + framesPlayed_;
+  const std::int64_t rendered = rendered_.load(std::memory_order_acquire);  // partner: renderInto()
+  const std::int64_t first = firstHeardAt_.load(std::memory_order_relaxed);
+  const std::int64_t heard =
+      first == notReported ? rendered : framesHeard(RunLoop::Duration(first), monotonicNow(), rendered, setup_.rate);
+  reported_ = std::max(reported_, heard);  // each cycle reports a little more or less than the last one
+  return base_ + reported_;
 }
 
 RunLoop::Duration PipeWireStream::delay() const {
-  const std::uint32_t rate = graphRate_.load(std::memory_order_relaxed);
-  if (rate == 0) return {};
-  return durationFromSeconds(static_cast<double>(delayFrames_.load(std::memory_order_relaxed)) / rate);
+  const std::int64_t first = firstHeardAt_.load(std::memory_order_relaxed);
+  if (first == notReported) return {};
+  const auto rendered = static_cast<double>(rendered_.load(std::memory_order_relaxed));
+  const auto end = RunLoop::Duration(first) + durationFromSeconds(rendered / setup_.rate) + longestStep;
+  return std::max(end - monotonicNow(), 0ns);
 }
 
 PipeWireStreamFacts PipeWireStream::facts() const {

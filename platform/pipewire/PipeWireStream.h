@@ -6,12 +6,14 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/AudioOutputUnit.h"
+#include "platform/DeliveryRecord.h"
 #include "platform/conversion/RenderPipeline.h"
 #include "platform/pipewire/PipeWireConnection.h"
 #include "platform/pipewire/PipeWireFacts.h"
@@ -33,6 +35,7 @@ class PipeWireStream {
     bool leadsRate = false;
     std::uint32_t channels = 0;
     ChannelLayout layout{};  ///< of the channels
+    std::shared_ptr<DeliveryRecord> deliveries{};  ///< of what is put into the server's buffers; null: nothing is
   };
 
   /// `changed` runs on the player's thread, from the library's loop, when state or volume have changed.
@@ -58,7 +61,8 @@ class PipeWireStream {
   [[nodiscard]] OSStatus lostStatus() const { return lostStatus_; }
   /// Client frames between the last start() and the last stop() or loss.
   [[nodiscard]] std::int64_t framesPlayed() const { return framesPlayed_; }
-  /// Client frames taken since the stream was made; nothing before the first start().
+  /// Client frames that the hardware has played since the stream was made, as far as the graph reports that; nothing
+  /// before the first start(). Never goes back.
   [[nodiscard]] std::optional<std::int64_t> sampleTime() const;
   OSStatus takeLastError() { return lastError_.exchange(noErr, std::memory_order_acq_rel); }  // partner: process()
   [[nodiscard]] std::uint64_t underruns() const { return underruns_.load(std::memory_order_relaxed); }
@@ -81,6 +85,8 @@ class PipeWireStream {
   // Player's thread.
   void resetVolume();
   void shutGate();
+  void beginDeliveries();
+  void endDeliveries();
   [[nodiscard]] bool rateHasSettled() const;
   [[nodiscard]] OSStatus troubleStatus() const;
 
@@ -107,7 +113,8 @@ class PipeWireStream {
   float volume_ = 1;
   bool isMuted_ = false;
   std::int64_t framesPlayed_ = 0;
-  std::int64_t base_ = 0;  ///< client frames taken before the last start()
+  std::int64_t base_ = 0;              ///< client frames played before the last start()
+  mutable std::int64_t reported_ = 0;  ///< by sampleTime(), since then
 
   // Between both.
   std::atomic<bool> gate_{false};         ///< the callback may be called
@@ -119,10 +126,10 @@ class PipeWireStream {
   std::atomic<std::uint32_t> graphRate_{0};
   std::atomic<std::uint32_t> clock_{0};                         ///< the object whose clock drives the graph
   std::atomic<const spa_io_position*> graphPosition_{nullptr};  ///< the library's; it says when there is another
-  // Of the last cycle that was rendered: what the hardware had to play, at the graph's rate; and when it was told, by
-  // the kernel's monotonic clock in nanoseconds.
-  std::atomic<std::int64_t> delayFrames_{0};
-  std::atomic<std::int64_t> delayToldAt_{0};
+  /// When the hardware plays the first frame since start(), as the last cycle has it: nanoseconds of the kernel's
+  /// monotonic clock. One number, because a reader must not take one of two from another cycle.
+  static constexpr std::int64_t notReported = std::numeric_limits<std::int64_t>::min();
+  std::atomic<std::int64_t> firstHeardAt_{notReported};
   std::atomic<OSStatus> lastError_{noErr};
 };
 

@@ -183,6 +183,9 @@ void PipeWireAudioHardware::publish(Device& device) {
       listeners().notify(device.id, globalAddress(kAudioDevicePropertyNominalSampleRate));
   }
   lookForOthers(device);
+  const bool isDue = isReopeningDue(device);
+  if (std::exchange(device.toldReopening, isDue) != isDue)
+    listeners().notify(device.id, globalAddress(kAudioDevicePropertyReopeningIsDue));
   // While the owner cannot be read, the last one counts.
   if (const auto owner = hogOwner(device); owner && device.direct != kAudioObjectUnknown) {
     if (device.toldOwner && *device.toldOwner != *owner) {

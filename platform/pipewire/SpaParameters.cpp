@@ -9,6 +9,7 @@
 #include <spa/pod/builder.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <string_view>
 #include <utility>
@@ -19,6 +20,14 @@ namespace tolvane {
 namespace {
 
 using Object = PodReader::Object;
+
+/// In the order of ChannelPosition.
+constexpr std::array<std::uint32_t, 21> speakers{
+    SPA_AUDIO_CHANNEL_FL,  SPA_AUDIO_CHANNEL_FR,  SPA_AUDIO_CHANNEL_FC,  SPA_AUDIO_CHANNEL_LFE, SPA_AUDIO_CHANNEL_RL,
+    SPA_AUDIO_CHANNEL_RR,  SPA_AUDIO_CHANNEL_FLC, SPA_AUDIO_CHANNEL_FRC, SPA_AUDIO_CHANNEL_RC,  SPA_AUDIO_CHANNEL_SL,
+    SPA_AUDIO_CHANNEL_SR,  SPA_AUDIO_CHANNEL_TC,  SPA_AUDIO_CHANNEL_TFL, SPA_AUDIO_CHANNEL_TFC, SPA_AUDIO_CHANNEL_TFR,
+    SPA_AUDIO_CHANNEL_TRL, SPA_AUDIO_CHANNEL_TRC, SPA_AUDIO_CHANNEL_TRR, SPA_AUDIO_CHANNEL_RLC, SPA_AUDIO_CHANNEL_RRC,
+    SPA_AUDIO_CHANNEL_MONO};
 
 std::optional<Object> objectIn(const spa_pod* pod, std::uint32_t type) {
   const auto reader = PodReader::of(pod);
@@ -262,21 +271,24 @@ SpaPodBuffer profilePod(std::uint32_t index) {
 }
 
 std::vector<std::uint32_t> positionsOf(const ChannelLayout& channels) {
-  // In the order of ChannelPosition.
-  constexpr std::array<std::uint32_t, 21> numbers{
-      SPA_AUDIO_CHANNEL_FL,  SPA_AUDIO_CHANNEL_FR,  SPA_AUDIO_CHANNEL_FC,  SPA_AUDIO_CHANNEL_LFE, SPA_AUDIO_CHANNEL_RL,
-      SPA_AUDIO_CHANNEL_RR,  SPA_AUDIO_CHANNEL_FLC, SPA_AUDIO_CHANNEL_FRC, SPA_AUDIO_CHANNEL_RC,  SPA_AUDIO_CHANNEL_SL,
-      SPA_AUDIO_CHANNEL_SR,  SPA_AUDIO_CHANNEL_TC,  SPA_AUDIO_CHANNEL_TFL, SPA_AUDIO_CHANNEL_TFC, SPA_AUDIO_CHANNEL_TFR,
-      SPA_AUDIO_CHANNEL_TRL, SPA_AUDIO_CHANNEL_TRC, SPA_AUDIO_CHANNEL_TRR, SPA_AUDIO_CHANNEL_RLC, SPA_AUDIO_CHANNEL_RRC,
-      SPA_AUDIO_CHANNEL_MONO};
   if (channels.positions.size() > SPA_AUDIO_MAX_CHANNELS) return {};
   std::vector<std::uint32_t> positions;
   std::uint32_t auxiliary = SPA_AUDIO_CHANNEL_AUX0;
   for (const ChannelPosition position : channels.positions) {
     const auto index = static_cast<std::size_t>(position);
-    positions.push_back(index < numbers.size() ? numbers[index] : auxiliary++);
+    positions.push_back(index < speakers.size() ? speakers[index] : auxiliary++);
   }
   return positions;
+}
+
+ChannelLayout layoutOf(const std::vector<std::uint32_t>& positions) {
+  std::vector<ChannelPosition> layout;
+  for (const std::uint32_t position : positions) {
+    const auto found = std::ranges::find(speakers, position);
+    layout.push_back(found != speakers.end() ? static_cast<ChannelPosition>(found - speakers.begin())
+                                             : ChannelPosition::unknown);
+  }
+  return {std::move(layout)};
 }
 
 std::vector<std::uint32_t> namedAsBy(const std::vector<std::uint32_t>& sink, std::vector<std::uint32_t> track) {

@@ -43,6 +43,9 @@ class SimulatedAudioHardware final : public TabledAudioHardware {
   /// Units report this client format, whatever they accepted.
   void setReportedClientFormat(std::optional<AudioStreamBasicDescription> format) { reportedFormat_ = format; }
   /// On: a notification that was queued before its listener's removal still arrives, as the contract allows.
+  /// Off: units record nothing of what they hand over, and simulated days pass faster.
+  void setRecordsDeliveries(bool records) { recordsDeliveries_ = records; }
+  [[nodiscard]] bool recordsDeliveries() const { return recordsDeliveries_; }
   void setDeliversLateNotifications(bool delivers) { listeners().setDeliversLate(delivers); }
 
   [[nodiscard]] HardwareTrace& trace() { return trace_; }
@@ -111,6 +114,7 @@ class SimulatedAudioHardware final : public TabledAudioHardware {
   mutable HardwareTrace trace_;
   std::unique_ptr<Component> component_;
   std::optional<AudioStreamBasicDescription> reportedFormat_;
+  bool recordsDeliveries_ = true;
   bool hasComponent_ = true;
   bool makesNullInstances_ = false;
   int unitCount_ = 0;

@@ -91,6 +91,10 @@ void SimulatedDevice::changeStreams(std::vector<SimulatedStreamConfig> streams) 
   notifyAbout(kAudioDevicePropertyStreamConfiguration, kAudioObjectPropertyScopeOutput);
 }
 
+void SimulatedDevice::setReopeningIsDue(bool isDue) {
+  if (std::exchange(config_.isReopeningDue, isDue) != isDue) notifyAbout(kAudioDevicePropertyReopeningIsDue);
+}
+
 void SimulatedDevice::setBufferFrameSize(std::uint32_t frames) {
   if (std::exchange(config_.bufferFrameSize, frames) != frames) notifyAbout(kAudioDevicePropertyBufferFrameSize);
 }
@@ -162,7 +166,16 @@ bool SimulatedDevice::lacks(FourCharCode selector) const {
       return !config_.alterations && !config_.channelLayout;
     case kAudioDevicePropertyHogModePause:
       return !config_.hogPause;
+    case kAudioDevicePropertyReopeningIsDue:
+      return !config_.isReopeningDue;
+    case kAudioDevicePropertyDriver:
+      return !config_.driver;
+    case kAudioDevicePropertySoundServer:
+      return !config_.soundServer;
+    case kAudioStreamPropertyPhysicalFormatSource:
+      return !config_.formatSource;
     case kAudioDevicePropertyVolumeDecibels:
+    case kAudioDevicePropertyChannelPositions:
       return true;
     default:
       return false;
@@ -192,6 +205,12 @@ std::expected<AudioPropertyValue, OSStatus> SimulatedDevice::readDevice(FourChar
       return config_.hogOwner;
     case kAudioDevicePropertyHogModePause:
       return *config_.hogPause;
+    case kAudioDevicePropertyReopeningIsDue:
+      return *config_.isReopeningDue ? 1U : 0U;
+    case kAudioDevicePropertyDriver:
+      return *config_.driver;
+    case kAudioDevicePropertySoundServer:
+      return *config_.soundServer;
     case kAudioDevicePropertyDeviceIsAlive:
       return std::uint32_t{1};
     case kAudioDevicePropertyStreams:
@@ -219,6 +238,8 @@ std::expected<AudioPropertyValue, OSStatus> SimulatedDevice::readStream(std::siz
       return config_.streams[stream].isActive ? 1U : 0U;
     case kAudioStreamPropertyPhysicalFormat:
       return physicalFormat(stream);
+    case kAudioStreamPropertyPhysicalFormatSource:
+      return *config_.formatSource;
     case kAudioStreamPropertyVirtualFormat:
       return float32PCM(config_.nominalRate, physicalFormat(stream).mChannelsPerFrame);
     default:

@@ -43,6 +43,7 @@ class SimulatedDevice {
   /// New streams with new ids.
   void changeStreams(std::vector<SimulatedStreamConfig> streams);
   void setBufferFrameSize(std::uint32_t frames);
+  void setReopeningIsDue(bool isDue);
   void setAlterations(std::vector<SampleAlteration> alterations);
   /// Announces a property without changing it, as some drivers do.
   void notifyAbout(FourCharCode selector, FourCharCode scope = kAudioObjectPropertyScopeGlobal);

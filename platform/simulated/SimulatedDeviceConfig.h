@@ -87,6 +87,11 @@ struct SimulatedDeviceConfig {
   /// What happens to the samples behind a unit; nothing: the device has no property that says so. The physical format
   /// stays readable: the verdict must not depend on its absence.
   std::optional<std::vector<SampleAlteration>> alterations{};
+  /// Nothing: the property is absent.
+  std::optional<bool> isReopeningDue{};
+  std::optional<std::string> driver{};        ///< likewise
+  std::optional<std::string> soundServer{};   ///< likewise
+  std::optional<std::string> formatSource{};  ///< of all its streams; likewise
 
   /// The loudspeakers of its channels. A unit moves its client's channels to them, and reports as an alteration what
   /// does not go. Nothing: whatever the client's channels are.
@@ -94,6 +99,7 @@ struct SimulatedDeviceConfig {
 
   std::uint32_t bufferFrameSize = 512;  ///< reported, frames
   std::uint32_t periodFrames = 0;       ///< pulled at a time; 0: bufferFrameSize, 512 if that is 0
+  std::uint32_t ringPeriods = 2;        ///< held at most, 2 or more: what a server holds is far more than it reports
   std::uint32_t unitsAtOnce = 1;        ///< units that can have it open together
   bool captures = false;                ///< keeps the bytes that were heard
   PropertyScript properties{};

@@ -123,11 +123,13 @@ OSStatus SimulatedOutputUnit::initialize() {
   underrunCount_ = 0;
   lastRenderError_ = noErr;
   periodFrames_ = device->periodFrames();
+  ringPeriods_ = std::max(device->config().ringPeriods, 2U);
   period_.resize(std::size_t{periodFrames_} * clientFormat().mBytesPerFrame);
   channels_.reset();
   if (const auto& layout = device->config().channelLayout;
       layout && layout->channelCount() == clientFormat().mChannelsPerFrame)
     channels_ = ChannelMap::make(clientChannels(), *layout);
+  moved_.resize(period_.size());
   state_ = State::initialised;
   return noErr;
 }
@@ -153,6 +155,7 @@ OSStatus SimulatedOutputUnit::start() {
   isFilled_ = false;
   renderedFrames_ = 0;
   clock_.restart(speed());
+  if (deliveries_ && hardware_.recordsDeliveries()) deliveries_->begin(deliveryForm(), ringPeriods_ * periodFrames_);
   alarm_->set(runLoop_.now());
   return noErr;
 }
@@ -164,6 +167,11 @@ OSStatus SimulatedOutputUnit::stop() {
   state_ = State::initialised;
   if (const OSStatus fault = hardware_.unitFaults().take(UnitStage::stop); fault != noErr) return fault;
   return deviceIsLost_ ? kAudioHardwareBadDeviceError : noErr;
+}
+
+std::optional<DeliveryRecord::Form> SimulatedOutputUnit::deliveryForm() const {
+  if (channels_ && channels_->mixes()) return std::nullopt;
+  return DeliveryRecord::Form{clientFormat(), channels_ ? *device_->config().channelLayout : clientChannels()};
 }
 
 void SimulatedOutputUnit::closeDevice() {
@@ -184,6 +192,7 @@ void SimulatedOutputUnit::endRun() {
   if (!isPlaying()) return;
   deliverHeard();
   framesPlayed_ = consumedFrames();
+  if (deliveries_) deliveries_->end(framesPlayed_);
   earlierFrames_ += static_cast<double>(framesPlayed_);
   unheard_.clear();
   alarm_->clear();
@@ -193,8 +202,7 @@ void SimulatedOutputUnit::endRun() {
 void SimulatedOutputUnit::act() {
   const auto now = runLoop_.now();
   if (!isFilled_) {
-    pull();
-    pull();
+    for (std::uint32_t period = 0; period < ringPeriods_; ++period) pull();
     isFilled_ = true;
     if (!device_->isStalled()) clock_.go(now);
   } else if (!clock_.isGoing()) {
@@ -202,7 +210,11 @@ void SimulatedOutputUnit::act() {
   } else {
     pull();
   }
-  if (clock_.isGoing()) alarm_->set(clock_.momentOf(renderedFrames_ - periodFrames_));
+  if (clock_.isGoing()) alarm_->set(nextPull());
+}
+
+RunLoop::TimePoint SimulatedOutputUnit::nextPull() const {
+  return clock_.momentOf(renderedFrames_ - std::int64_t{ringPeriods_ - 1} * periodFrames_);
 }
 
 void SimulatedOutputUnit::pull() {
@@ -215,13 +227,18 @@ void SimulatedOutputUnit::pull() {
     filled = 0;
   }
   if (filled < period_.size()) fillSilence(*pcmLayout(clientFormat()), std::span(period_).subspan(filled));
+  if (channels_ && !channels_->mixes() && !channels_->isIdentity()) {
+    channels_->spread(*pcmLayout(clientFormat()), period_.data(), moved_.data(), periodFrames_);
+    period_.swap(moved_);
+  }
+  if (deliveries_) {
+    deliveries_->put(renderedFrames_, period_.data(), periodFrames_);
+    deliveries_->setPlayed(consumedFrames());
+  }
   renderedFrames_ += periodFrames_;
   if (device_->config().captures) {
     deliverHeard();
-    const std::size_t before = unheard_.size();
     unheard_.insert(unheard_.end(), period_.begin(), period_.end());
-    if (channels_ && !channels_->mixes())
-      channels_->spread(*pcmLayout(clientFormat()), period_.data(), unheard_.data() + before, periodFrames_);
   }
 }
 
@@ -258,13 +275,13 @@ void SimulatedOutputUnit::deviceStalled() {
 void SimulatedOutputUnit::deviceWentOn() {
   if (!isPlaying() || !isFilled_) return;
   clock_.go(runLoop_.now());
-  alarm_->set(clock_.momentOf(renderedFrames_ - periodFrames_));
+  alarm_->set(nextPull());
 }
 
 void SimulatedOutputUnit::deviceChangedSpeed() {
   if (!isPlaying()) return;
   clock_.changeSpeed(runLoop_.now(), speed());
-  if (clock_.isGoing()) alarm_->set(clock_.momentOf(renderedFrames_ - periodFrames_));
+  if (clock_.isGoing()) alarm_->set(nextPull());
 }
 
 void SimulatedOutputUnit::deviceRanDry(RunLoop::Duration silence) {

@@ -1,5 +1,5 @@
 #pragma once
-// An output unit of simulated hardware: pulls a period at a time into a ring of two and "plays" it on the manual clock.
+// An output unit of simulated hardware: pulls a period at a time into a ring of a few and "plays" it on the manual clock.
 // Everything happens on the main thread, the render callback in hardware events of the run loop: never inside a call.
 // Made by SimulatedAudioHardware, which outlives it.
 
@@ -75,9 +75,13 @@ class SimulatedOutputUnit final : public TabledOutputUnit {
   /// The trace of a call that asks for what a playing unit tells, and what the script makes of it.
   [[nodiscard]] OSStatus ask(UnitStage stage, std::string_view what) const;
   [[nodiscard]] double speed() const;
+  /// How the frames lie that reach the device; nothing where they are mixed.
+  [[nodiscard]] std::optional<DeliveryRecord::Form> deliveryForm() const;
   void closeDevice();
   void endRun();
   void act();
+  /// When the device has played a period of a full ring.
+  [[nodiscard]] RunLoop::TimePoint nextPull() const;
   void pull();
 
   static int liveCount_;
@@ -100,10 +104,12 @@ class SimulatedOutputUnit final : public TabledOutputUnit {
   bool isFilled_ = false;
   SimulatedClock clock_;
   std::uint32_t periodFrames_ = 0;
+  std::uint32_t ringPeriods_ = 2;
   std::int64_t renderedFrames_ = 0;
   std::int64_t framesPlayed_ = 0;
   std::optional<ChannelMap> channels_;  // where they stand in another order on the device
   std::vector<std::byte> period_;
+  std::vector<std::byte> moved_;  // a period with its channels where the device has them
   std::vector<std::byte> unheard_;  // rendered, not heard: only when the device captures
 };
 

@@ -88,12 +88,13 @@ TEST_F(Shell, RecordsTheSizeThatTheListenerGivesTheWindow) {
   EXPECT_EQ(loadSavedWindowSize(defaults), (WindowSize{800, 720}));
 }
 
-TEST_F(Shell, HidesTheWindowWhenItIsClosedAndPlaysOn) {
+TEST_F(Shell, MinimisesTheWindowThatIsClosedWhereNothingCouldShowItAgainAndPlaysOn) {
   load(1);
   session.togglePausePlayback();
   EXPECT_FALSE(window->close());
   settle();
-  EXPECT_FALSE(window->isVisible());
+  EXPECT_TRUE(window->isVisible());
+  EXPECT_TRUE(window->windowStates().testFlag(Qt::WindowMinimized));
   advance(1);
   EXPECT_TRUE(isPlaying());
   EXPECT_FALSE(QGuiApplication::quitOnLastWindowClosed());

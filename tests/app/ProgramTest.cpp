@@ -82,13 +82,15 @@ class Program : public testing::Test {
     message.setArguments(values);
     return client.call(message, QDBus::Block, patience);
   }
-  QString title() {
+  QString title() { return metadata(QStringLiteral("xesam:title")); }
+  QUrl url() { return QUrl(metadata(QStringLiteral("xesam:url"))); }
+  QString metadata(const QString& field) {
     const auto reply =
         call(QStringLiteral("/org/mpris/MediaPlayer2"), QStringLiteral("org.freedesktop.DBus.Properties"),
              QStringLiteral("Get"), {QStringLiteral("org.mpris.MediaPlayer2.Player"), QStringLiteral("Metadata")});
     if (reply.type() != QDBusMessage::ReplyMessage) return reply.errorName();
-    const auto metadata = qdbus_cast<QVariantMap>(reply.arguments().at(0).value<QDBusVariant>().variant());
-    return metadata.value(QStringLiteral("xesam:title")).toString();
+    const auto fields = qdbus_cast<QVariantMap>(reply.arguments().at(0).value<QDBusVariant>().variant());
+    return fields.value(field).toString();
   }
   QDBusMessage askApplication(const char* method, const QVariantList& values) {
     return call(QStringLiteral("/org/tolvane/Player"), QStringLiteral("org.freedesktop.Application"),
@@ -154,6 +156,60 @@ TEST_F(Program, HandsTheFilesOfASecondStartToTheFirst) {
   EXPECT_EQ(exitCode(*second), 0);
   waitUntil([this] { return title() == QStringLiteral("sonata"); });
   EXPECT_EQ(first->state(), QProcess::Running);
+  EXPECT_EQ(terminate(*first), 0);
+}
+
+TEST_F(Program, SaysWhatItCouldNotOpenAtTheFirstStartAndAtTheSecond) {
+  const auto has = [this](const char* name, const char* why) {
+    return QStringLiteral("Nothing to play in %1: %2").arg(QLatin1String(name), QLatin1String(why));
+  };
+  QString said;
+  const auto first = startPlayer({QString::fromStdString((home.path() / "missing.flac").string())});
+  const auto awaitNotice = [&](const QString& notice) {
+    waitUntil([&] { return (said += first->readAllStandardError()).contains(notice); });
+  };
+  awaitNotice(has("missing.flac", "it does not exist."));
+  std::filesystem::create_directory(home.path() / "folder");
+  std::filesystem::create_directory_symlink(home.path() / "folder", home.path() / "link");
+  file("a.ogg");
+  for (const auto& [name, why] : {std::pair{"a.ogg", ".ogg is not a format this player plays."},
+                                  {"folder", "the folder is empty."},
+                                  {"link", "it is a link to a folder, and links to folders are not followed."}}) {
+    EXPECT_EQ(exitCode(*start({QString::fromStdString((home.path() / name).string())})), 0);
+    awaitNotice(has(name, why));
+  }
+  EXPECT_EQ(terminate(*first), 0);
+}
+
+TEST_F(Program, OpensFilesWhoseNamesLookLikeSomethingElse) {
+  std::filesystem::create_directories(home.path() / "elsewhere" / "album");
+  std::filesystem::create_directory_symlink(home.path() / "elsewhere" / "album", home.path() / "link");
+  home.write("elsewhere/x.wav", "no music at all");
+  home.write("x.wav", "no music at all");
+  const auto folder = QString::fromStdString(home.path().string());
+  for (const auto* name : {"Bach: Partita.wav", "01:Intro.wav", "-first.wav"}) file(name);
+  std::unique_ptr<QProcess> first;
+  int opened = 0;
+  for (const auto& [words, expected] : {std::pair{QStringList{QStringLiteral("Bach: Partita.wav")}, "Bach: Partita"},
+                                        {{QStringLiteral("01:Intro.wav")}, "01:Intro"},
+                                        {{QStringLiteral("--"), QStringLiteral("-first.wav")}, "-first"},
+                                        {{QStringLiteral("link/../x.wav")}, "x"}}) {
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(environment);
+    process->setWorkingDirectory(folder);
+    process->start(QStringLiteral(TOLVANE_PLAYER), words);
+    if (!first) {
+      first = std::move(process);
+      waitUntil([this] { return isRunning(); });
+    } else {
+      EXPECT_EQ(exitCode(*process), 0);
+    }
+    waitUntil([&, name = expected] { return title() == QLatin1String(name); });
+    ++opened;
+  }
+  EXPECT_EQ(opened, 4);
+  EXPECT_EQ(std::filesystem::canonical(url().toLocalFile().toStdString()),
+            std::filesystem::canonical(home.path() / "elsewhere" / "x.wav"));
   EXPECT_EQ(terminate(*first), 0);
 }
 

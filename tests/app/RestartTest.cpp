@@ -202,6 +202,18 @@ TEST_F(Restart, ShowsWhatIsUsualWhereNothingWasLeft) {
   EXPECT_FALSE(after.control("Exclusive Access")->state().checked);
 }
 
+TEST_F(Restart, HasSquareCornersWhereClearOnesWouldBeBlack) {
+  QQuickWindow& window = *start().window.window();
+  const bool hasCompositor = QGuiApplication::platformName() != "xcb";  // the X server of the tests has none
+  EXPECT_EQ(window.property("composited").toBool(), hasCompositor);
+  // A clear pixel is black in a picture, with or without alpha; the window's ground is a dark red.
+  const auto isCornerFilled = [&] { return window.grabWindow().pixelColor(0, 0).red() > 20; };
+  EXPECT_EQ(isCornerFilled(), !hasCompositor);
+  window.setProperty("composited", !hasCompositor);
+  run->settle();
+  EXPECT_EQ(isCornerFilled(), hasCompositor);
+}
+
 }  // namespace
 }  // namespace tolvane
 

@@ -73,6 +73,23 @@ class RackSwitches : public testing::Test {
   RackWindow shown{rack, realTime};
 };
 
+TEST(RackPlace, IsBesideThePlayerAndOnTheScreen) {
+  const QRect screen(0, 30, 1280, 994);
+  const QSize size(352, 700);
+  int places = 0;
+  for (const auto& [player, expected] : {std::pair{QRect(100, 100, 600, 700), QPoint(716, 100)},
+                                         {QRect(640, 100, 600, 700), QPoint(272, 100)},
+                                         {QRect(340, 100, 600, 700), QPoint(928, 100)},
+                                         {QRect(0, 0, 600, 700), QPoint(616, 30)},
+                                         {QRect(100, 600, 600, 700), QPoint(716, 324)}}) {
+    const QPoint place = placeBeside(player, size, screen);
+    EXPECT_EQ(place, expected) << places;
+    EXPECT_TRUE(screen.contains(QRect(place, size)));
+    ++places;
+  }
+  EXPECT_EQ(places, 5);
+}
+
 TEST_F(RackSwitches, DoToTheirDeviceWhatTheySayAndTakeItBack) {
   struct Case {
     const char* name;

@@ -140,14 +140,14 @@ TEST_F(EngineTransitionsTest, OperationsCalledByAnObserverKeepTheirOrder) {
     player->seek(1.0);
     player->setOutputLevels(0.5, 0);
     player->setUpcomingTrack(track);
-    player->noticeNextTrack();
+    player->updateCurrentTrack();
     player->setOutputDevice(id);
     EXPECT_EQ(player->setExclusiveAccessEnabled(true), std::nullopt);
     player->resume();
     player->pause();
   });
   player->play(track);
-  for (const auto* name : {"play", "seek", "setOutputLevels", "setUpcomingTrack", "noticeNextTrack", "setOutputDevice",
+  for (const auto* name : {"play", "seek", "setOutputLevels", "setUpcomingTrack", "updateCurrentTrack", "setOutputDevice",
                            "setExclusiveAccessEnabled", "resume", "pause"})
     EXPECT_TRUE(isLogged(name)) << name;
   advance(1ms);

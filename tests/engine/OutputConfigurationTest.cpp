@@ -223,6 +223,32 @@ TEST_F(OutputConfigurationTest, ARateThatIsStillOnItsWayBackIsNotMistakenForTheO
   EXPECT_EQ(device(id).config().nominalRate, 48000);
 }
 
+TEST_F(OutputConfigurationTest, ARateThatThePlayerGaveToADeviceWithoutOneIsNotBroughtBack) {
+  SimulatedDeviceConfig untouched;
+  // Read twice before it is opened: as the rate that it was found at, and as one that nothing has given it.
+  untouched.properties.readFailures[kAudioDevicePropertyNominalSampleRate] = {kAudioHardwareNotRunningError, 2};
+  const AudioObjectID id = addDevice(untouched);
+  player->setOutputDevice(id);
+  const auto high = addTrack("/high.wav", 441000, 96000);
+  const auto low = addTrack("/low.wav", 441000, 48000);
+  player->play(high);
+  player->stop();
+  ASSERT_EQ(device(id).config().nominalRate, 96000);
+  int stops = 0;
+  for (const auto& [song, rate] : {std::pair{low, 48000}, std::pair{high, 96000}, std::pair{low, 48000}}) {
+    player->play(song);
+    player->stop();
+    EXPECT_EQ(device(id).config().nominalRate, rate) << "the device was brought to a rate that no program chose";
+    ++stops;
+  }
+  EXPECT_EQ(stops, 3);
+  device(id).setNominalRateFromOutside(44100);
+  player->play(high);
+  EXPECT_EQ(device(id).config().nominalRate, 96000);
+  player->stop();
+  EXPECT_EQ(device(id).config().nominalRate, 44100) << "this one another program has chosen";
+}
+
 TEST_F(OutputConfigurationTest, DestroyingThePlayerGivesEverythingBack) {
   const auto id = addDevice(dac);
   player->setExclusiveAccessEnabled(true);

@@ -1,6 +1,8 @@
 #pragma once
 // A track of ten seconds on a device that keeps what it plays: the vocabulary of the tests of the output's supervision.
 
+#include <algorithm>
+
 #include "tests/engine/PlayerFixture.h"
 
 namespace tolvane {
@@ -14,10 +16,15 @@ class SupervisionFixture : public PlayerFixture {
   }
 
   [[nodiscard]] std::uint64_t recoveries() const { return player->statistics().recoveries; }
+  /// The track from its first frame to its last, and silence behind it.
   void expectHeardWhole() {
-    auto heard = device(id).heard();
-    heard.resize(tracks["/song.wav"].size());
-    EXPECT_TRUE(heard == tracks["/song.wav"]) << "frames were lost or repeated";
+    const std::vector<std::byte>& whole = tracks["/song.wav"];
+    const auto heard = device(id).heard();
+    ASSERT_GE(heard.size(), whole.size()) << "frames were lost";
+    const auto end = heard.begin() + static_cast<std::ptrdiff_t>(whole.size());
+    EXPECT_TRUE(std::equal(whole.begin(), whole.end(), heard.begin())) << "frames were lost or repeated";
+    EXPECT_EQ(std::count_if(end, heard.end(), [](std::byte value) { return value != std::byte{0}; }), 0)
+        << "something was heard behind the end";
   }
 
   AudioObjectID id = 0;

@@ -34,6 +34,7 @@ class GatedUnit final : public AudioOutputUnit {
   OSStatus stop() override { return passed("unit.stop")->stop(); }
   std::int64_t framesPlayed() const override { return unit_->framesPlayed(); }
   std::uint64_t underrunCount() const override { return unit_->underrunCount(); }
+  void setDeliveryRecord(std::shared_ptr<DeliveryRecord> record) override { unit_->setDeliveryRecord(std::move(record)); }
 
  private:
   AudioOutputUnit* passed(std::string_view call) {

@@ -129,6 +129,7 @@ std::vector<std::size_t> supersededBy(const SessionCommand& newer) {
                                         SetExclusiveAccess{},
                                         StoreSetting{"key", {}},
                                         Save{},
+                                        WatchPath{},
                                         Ping{}};
   EXPECT_EQ(all.size(), std::variant_size_v<SessionCommand>);
   std::vector<std::size_t> found;
@@ -153,7 +154,8 @@ TEST(Superseding, LeavesOutOnlyWhatTheNewerCommandMakesUndone) {
   EXPECT_THAT(supersededBy(StoreSetting{"key", {}}), ElementsAre(11));
   EXPECT_THAT(supersededBy(StoreSetting{"other", {}}), ElementsAre());
   EXPECT_THAT(supersededBy(Save{}), ElementsAre(12));
-  EXPECT_THAT(supersededBy(Ping{}), ElementsAre(13));
+  EXPECT_THAT(supersededBy(WatchPath{}), ElementsAre(13));
+  EXPECT_THAT(supersededBy(Ping{}), ElementsAre(14));
 }
 
 }  // namespace

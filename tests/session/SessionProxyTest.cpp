@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <set>
+
 #include "tests/session/SessionFixture.h"
 
 namespace tolvane {
@@ -432,6 +434,49 @@ TEST_F(HeldUp, LearnsWhichInterruptACommandCameWith) {
   proxy.save();
   turnBoth();
   EXPECT_THAT(obeyed, ElementsAre(1, 2));
+}
+
+TEST_F(Proxy, HasTheStagesOfThePathWithTheVerdict) {
+  playThreeTracks();
+  ASSERT_NE(state().signalPath, nullptr);
+  EXPECT_EQ(chainText(*state().signalPath),
+            "WAV 16-bit 44.1 kHz → untouched → shared, 44.1 kHz → 16-bit 44.1 kHz · DAC");
+  const auto before = state().signalPath;
+  advance(5);
+  EXPECT_EQ(state().signalPath, before) << "one value, as long as nothing changes";
+  proxy.playTrack(1, 0);
+  EXPECT_EQ(state().signalPath, nullptr) << "no verdict is shown, before any loop has turned";
+  finishReading();
+  ASSERT_NE(state().signalPath, nullptr);
+  proxy.stopPlayback();
+  settle();
+  EXPECT_EQ(state().signalPath, nullptr);
+}
+
+TEST_F(Proxy, HasDiagnosticsOnlyWhileItAsksForThem) {
+  playThreeTracks();
+  advance(3);
+  EXPECT_EQ(state().diagnostics, nullptr);
+  const auto timers = runLoop.pendingTimerCount();
+
+  proxy.watchPath(true);
+  settle();
+  ASSERT_NE(state().diagnostics, nullptr);
+  EXPECT_EQ(runLoop.pendingTimerCount(), timers + 1);
+  EXPECT_THAT(state().diagnostics->history, SizeIs(3));
+  const auto first = state().diagnostics;
+  seen.clear();
+  advance(2);
+  EXPECT_GT(state().diagnostics->framesHandedOver, first->framesHandedOver);
+  std::set<const PathDiagnostics*> different;
+  for (const SessionState& each : seen) different.insert(each.diagnostics.get());
+  EXPECT_THAT(different, SizeIs(testing::AllOf(testing::Ge(4U), testing::Le(5U)))) << "twice a second";
+
+  proxy.watchPath(false);
+  EXPECT_EQ(state().diagnostics, nullptr) << "at once";
+  settle();
+  EXPECT_EQ(state().diagnostics, nullptr);
+  EXPECT_EQ(runLoop.pendingTimerCount(), timers);
 }
 
 }  // namespace

@@ -5,8 +5,10 @@ from dataclasses import dataclass
 from plan import Track
 
 # Seconds from the end of a track at which something is done: before it, or within the next one.
-MOMENTS = (-0.2, -0.1, -0.02, 0.02, 0.15)
+MOMENTS = (-0.3, -0.15, -0.02, 0.02, 0.15, 0.3)
 FEWER_MOMENTS = (-0.1, 0.02)  # for what takes the machine long
+DEATHS = (-0.3, -0.1, 0.02, 0.1, 0.3)
+LOOKS = (-0.3, -0.2, -0.1, -0.02, 0.02, 0.1, 0.2, 0.3)  # at the player's position
 ALONE, SHARED, EXCLUSIVE = "ALSA alone", "shared", "exclusive"
 WAYS = (ALONE, SHARED, EXCLUSIVE)
 # Groups that follow each other differ in their stream format, which ends the recording's unbroken stretch.
@@ -24,7 +26,7 @@ class Run:
     """One run of the player."""
 
     title: str
-    what: str  # joined, pause, seek, volume, next, device, exclusive or dies
+    what: str  # joined, position, pause, seek, volume, next, device, exclusive or dies
     rate: int
     groups: tuple  # of tracks that follow one another without a gap
     actions: tuple = ()  # (number of the file, seconds from its end, the action)
@@ -73,6 +75,12 @@ def acted(title, what, rate, action, moments=MOMENTS, spares=False):
     return Run(f"{title} at {at} ms", what, rate, (album,), actions, spare)
 
 
+def looked_at():
+    album = cuts([("WAV", "24")] * 3, 48000, ACTION_SECONDS, 0)
+    actions = tuple((number, moment, "say=look") for number in (1, 2) for moment in LOOKS)
+    return Run("the position is what the card has played", "position", 48000, (album,), actions)
+
+
 def seek(number, moment, album, _):
     seconds = album[number - 1].frames / album[0].rate - BACK if moment < 0 else FORWARD
     return f"seek={seconds:.6f}"
@@ -81,21 +89,22 @@ def seek(number, moment, album, _):
 def runs(way):
     """What is played in this way."""
     found = [] if way == ALONE else [joined(44100)]
-    if way == EXCLUSIVE:
-        return found
+    found.append(looked_at())
+    # The card's path is the same with a server and without one.
+    moments = FEWER_MOMENTS if way == EXCLUSIVE else MOMENTS
     found += [
-        acted("a pause", "pause", 48000, lambda *_: "pause"),
-        acted("a seek", "seek", 48000, seek),
+        acted("a pause", "pause", 48000, lambda *_: "pause", moments),
+        acted("a seek", "seek", 48000, seek, moments),
         acted("another successor", "next", 48000,
-              lambda number, _, __, spare: f"next=/tmp/tracks/{spare[number - 1].file}", spares=True),
-        acted("another volume", "volume", 48000, lambda number, *_: f"volume={LOUDNESS if number % 2 else 1:g}"),
-        acted("another device", "device", 48000, lambda number, *_: f"device={DEVICES[number % 2]}"),
+              lambda number, _, __, spare: f"next=/tmp/tracks/{spare[number - 1].file}", moments, spares=True),
+        acted("another volume", "volume", 48000, lambda number, *_: f"volume={LOUDNESS if number % 2 else 1:g}", moments),
+        acted("another device", "device", 48000, lambda number, *_: f"device={DEVICES[number % 2]}", moments),
     ]
     if way == SHARED:
         found += [acted("Exclusive Access on and off", "exclusive", 48000,
                         lambda number, *_: "exclusive" if number % 2 else "shared", FEWER_MOMENTS)]
         found += [acted("the server is killed and comes back", "dies", 48000, lambda *_: "say=now", [moment])
-                  for moment in FEWER_MOMENTS]
+                  for moment in DEATHS]
     return found
 
 

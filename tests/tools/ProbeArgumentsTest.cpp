@@ -51,6 +51,19 @@ TEST(ProbeArguments, TakeEveryOptionOfPlay) {
   EXPECT_TRUE(options.goesOnAfterErrors);
 }
 
+TEST(ProbeArguments, TakeTheWishForAReport) {
+  EXPECT_FALSE(parseProbeArguments(Words{"play", "a.wav"})->play.printsReport);
+  const auto named = parseProbeArguments(Words{"play", "--report", "a.wav"});
+  ASSERT_TRUE(named);
+  EXPECT_TRUE(named->play.printsReport);
+  EXPECT_TRUE(named->play.namesFile);
+  const auto unnamed = parseProbeArguments(Words{"play", "--report-without-name", "a.wav"});
+  ASSERT_TRUE(unnamed);
+  EXPECT_TRUE(unnamed->play.printsReport);
+  EXPECT_FALSE(unnamed->play.namesFile);
+  EXPECT_FALSE(parseProbeArguments(Words{"verify", "--report", "a.wav"}));
+}
+
 TEST(ProbeArguments, TakeWhatIsToBeDoneAroundTheEndsOfFiles) {
   const auto arguments = parseProbeArguments(
       Words{"play", "--at", "1:-0.25:pause", "--at", "2:0.02:seek=1.5", "--at", "3:0:next=/a:b=c.wav", "a.wav"});

@@ -139,5 +139,29 @@ TEST(Theme, TextIsReadableOnThePanel) {
         << kind;
 }
 
+TEST(Presentation, ShowsAReplacementForEachControlCharacter) {
+  for (const auto& [name, shown] : {std::pair{"Prelude", "Prelude"},
+                                    {"a\tb\nc", "a\uFFFDb\uFFFDc"},
+                                    {"\x1b[31mred", "\uFFFD[31mred"},
+                                    {"\u202Egpj.wav", "\uFFFDgpj.wav"},
+                                    {"夜想曲", "夜想曲"},
+                                    {"\x7F", "\uFFFD"}})
+    EXPECT_EQ(displayText(name), shown);
+  EXPECT_EQ(currentTrackTitle(PlaylistTrack{1, FileURL("/music/a\nb.wav")}), "a\uFFFDb");
+}
+
+TEST(Presentation, NumbersARowUnlessItsTitleBeginsWithThatNumber) {
+  for (const auto& [row, title, number] : {std::tuple{0, "Prelude", "01"},
+                                           {2, "03 Prelude", ""},
+                                           {2, "3. Prelude", ""},
+                                           {2, "03", ""},
+                                           {2, "04 Coda", "03"},
+                                           {19, "2001 Odyssey", "20"},
+                                           {99, "100 Years", ""},
+                                           {0, "", "01"},
+                                           {0, "99999999999999999999 x", "01"}})
+    EXPECT_EQ(rowNumberLabel(row, title), number) << title;
+}
+
 }  // namespace
 }  // namespace tolvane

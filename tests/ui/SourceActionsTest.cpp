@@ -28,9 +28,11 @@ class Sources : public testing::Test {
   ManualRunLoop runLoop;
   std::vector<BackgroundWork> searches;  ///< handed to the background, in order
   std::vector<std::vector<FileURL>> loaded;
+  std::vector<std::string> reports;
   std::optional<SourceActions> actions{
       std::in_place, runLoop, [this](std::span<const FileURL> urls) { loaded.emplace_back(urls.begin(), urls.end()); },
-      [this](BackgroundWork work) { searches.push_back(std::move(work)); }};
+      [this](BackgroundWork work) { searches.push_back(std::move(work)); },
+      [this](const std::string& notice) { reports.push_back(notice); }};
 };
 
 TEST_F(Sources, ChosenFilesAreLoadedAtOnceInOrderOfTheirNames) {
@@ -61,6 +63,51 @@ TEST_F(Sources, AFolderWithoutAudioLoadsNothing) {
   actions->openFolderURL(folder.url("empty"));
   finishSearch(0);
   settle();
+  EXPECT_THAT(loaded, IsEmpty());
+}
+
+TEST_F(Sources, SayWhyThereIsNothingToPlay) {
+  std::filesystem::create_directory(folder.path() / "bare");
+  std::filesystem::create_directory_symlink(folder.path() / "A", folder.path() / "link");
+  folder.write("a.OGG", "x");
+  folder.write("README", "x");
+  folder.write("b\x1b[2J.ogg", "x");
+  struct Case {
+    std::vector<std::string> names;
+    const char* notice;
+  };
+  int said = 0;
+  for (const auto& [names, notice] :
+       {Case{{"a.OGG"}, "Nothing to play in a.OGG: .ogg is not a format this player plays."},
+        {{"a.OGG", "README"}, "Nothing to play in a.OGG and 1 more: .ogg is not a format this player plays."},
+        {{"README"}, "Nothing to play in README: its name does not end in a format this player plays."},
+        {{"b\x1b[2J.ogg"}, "Nothing to play in b\uFFFD[2J.ogg: .ogg is not a format this player plays."},
+        {{"missing.flac"}, "Nothing to play in missing.flac: it does not exist."},
+        {{"bare"}, "Nothing to play in bare: the folder is empty."},
+        {{"empty/"}, "Nothing to play in empty: it has no WAV, AIFF, FLAC or MP3 files."},
+        {{"link"}, "Nothing to play in link: it is a link to a folder, and links to folders are not followed."}}) {
+    std::vector<FileURL> urls;
+    for (const auto& name : names) urls.push_back(folder.url(name));
+    actions->dropURLs(urls);
+    EXPECT_EQ(actions->notice(), "") << "a new search begins";
+    finishSearch(searches.size() - 1);
+    settle();
+    EXPECT_EQ(actions->notice(), notice);
+    EXPECT_EQ(reports.back(), notice);
+    ++said;
+  }
+  EXPECT_EQ(said, 8);
+  EXPECT_THAT(loaded, IsEmpty());
+  actions->openFiles(std::vector{folder.url("A/a.wav")});
+  EXPECT_EQ(actions->notice(), "") << "something was chosen";
+}
+
+TEST_F(Sources, SayWhyNothingOfWhatWasChosenPlays) {
+  const std::vector chosen{folder.url("B/notes.txt")};
+  actions->openFiles(chosen);
+  finishSearch(0);
+  settle();
+  EXPECT_EQ(actions->notice(), "Nothing to play in notes.txt: .txt is not a format this player plays.");
   EXPECT_THAT(loaded, IsEmpty());
 }
 

@@ -1,66 +1,113 @@
 import QtQuick
+import QtQuick.Templates as T
+import QtQuick.Window
 import Tolvane
 
-/// The verdict: label, dot and bar in its colour, and its sentences: as much of them as the window has room for, and all on
-/// hover.
-Rectangle {
+/// The verdict: label, dot and bar in its colour, the chain of stages that it is about, and its sentences: as much of them
+/// as there is room for, and all on hover. Pressed, it asks for all that is known of the path.
+/// How much room there is depends on the window alone, so that nothing moves because of a longer text.
+T.AbstractButton {
     id: badge
 
     required property string label
     required property string detail
+    /// Beside it, on hover; may be empty.
+    required property string plainly
     required property color tint
+    required property SignalPathModel path
 
-    // Two lines of detail fit without the window's parts moving.
-    implicitHeight: Math.max(74, sentence.y + sentence.height + 11)
-    radius: Theme.controlRadius
-    color: Theme.withOpacity(tint, 0.08)
-    Accessible.role: Accessible.StaticText
+    // In a wide window three lines hold more than five in a narrow one.
+    readonly property int lines: Window.height <= 840 && Window.width < 1000 ? 2 : Window.width < 1000 ? 5 : 3
+    readonly property int lineStep: 14
+    readonly property int leftEdge: 30
+    readonly property int rightEdge: 10
+
+    implicitHeight: sentence.y + lines * lineStep + 7
+    focusPolicy: Qt.TabFocus
+    hoverEnabled: true
     Accessible.name: label
     Accessible.description: detail
+    Accessible.onPressAction: clicked()
+    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
+    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }
 
-    Rectangle {
-        width: 3
-        height: parent.height
-        radius: 1.5
-        color: badge.tint
+    background: Rectangle {
+        radius: Theme.controlRadius
+        color: Theme.withOpacity(badge.tint, badge.down ? 0.16 : badge.hovered ? 0.12 : 0.08)
+        Behavior on color { ColorAnimation { duration: Theme.feedbackDuration } }
+
+        Rectangle {
+            width: 3
+            height: parent.height
+            radius: 1.5
+            color: badge.tint
+        }
+        FocusRing { shown: badge.visualFocus }
     }
-    Rectangle {
-        x: 16
-        anchors.verticalCenter: heading.verticalCenter
-        width: 8
-        height: 8
-        radius: 4
-        color: badge.tint
+    contentItem: Item {  // qmllint disable deferred-property-id
+        Rectangle {
+            x: 14
+            anchors.verticalCenter: heading.verticalCenter
+            width: 8
+            height: 8
+            radius: 4
+            color: badge.tint
+        }
+        Text {
+            id: heading
+            x: badge.leftEdge
+            y: 7
+            height: 16
+            text: badge.label
+            textFormat: Text.PlainText
+            color: badge.tint
+            font.pixelSize: Theme.bodyText
+            font.weight: Font.Bold
+            font.letterSpacing: 1  // whole pixels: even gaps
+            Accessible.ignored: true
+        }
+        SignalChain {
+            id: chain
+            anchors.left: heading.left
+            anchors.right: parent.right
+            anchors.rightMargin: badge.rightEdge
+            anchors.top: heading.bottom
+            anchors.topMargin: 1
+            path: badge.path
+            wide: Window.width >= 1000
+        }
+        Icon {
+            anchors.right: parent.right
+            anchors.rightMargin: badge.rightEdge
+            anchors.verticalCenter: heading.verticalCenter
+            width: 12
+            height: 12
+            rotation: -90
+            opacity: badge.hovered || badge.visualFocus ? 1 : 0.6
+            shape: Icon.ChevronDown
+            color: Theme.muted
+        }
+        Text {
+            id: sentence
+            anchors.left: heading.left
+            anchors.right: parent.right
+            anchors.rightMargin: badge.rightEdge
+            anchors.top: chain.bottom
+            anchors.topMargin: 1
+            text: badge.detail
+            textFormat: Text.PlainText
+            color: Theme.withOpacity(Theme.ink, 0.86)
+            font.pixelSize: Theme.smallText
+            lineHeightMode: Text.FixedHeight
+            lineHeight: badge.lineStep
+            wrapMode: Text.Wrap
+            maximumLineCount: badge.lines
+            elide: Text.ElideRight
+            Accessible.ignored: true
+        }
     }
-    Text {
-        id: heading
-        x: 32
-        y: 10
-        text: badge.label
-        textFormat: Text.PlainText
-        color: badge.tint
-        font.pixelSize: Theme.bodyText
-        font.weight: Font.Bold
-        font.letterSpacing: 0.8
-        Accessible.ignored: true
+    HelpTip {
+        text: badge.plainly.length > 0 ? badge.plainly + "\n" + badge.detail : badge.detail
+        visible: badge.hovered && (sentence.truncated || badge.plainly.length > 0)
     }
-    Text {
-        id: sentence
-        anchors.left: heading.left
-        anchors.right: parent.right
-        anchors.rightMargin: 14
-        anchors.top: heading.bottom
-        anchors.topMargin: 3
-        text: badge.detail
-        textFormat: Text.PlainText
-        color: Theme.withOpacity(Theme.ink, 0.86)
-        font.pixelSize: Theme.smallText
-        lineHeight: 1.1
-        wrapMode: Text.Wrap
-        maximumLineCount: 7
-        elide: Text.ElideRight
-        Accessible.ignored: true
-    }
-    HoverHandler { id: pointer }
-    HelpTip { text: badge.detail; visible: pointer.hovered && sentence.truncated }
 }

@@ -23,6 +23,21 @@ T.ComboBox {
     Accessible.description: displayText
     Accessible.onPressAction: if (enabled) popup.open()
 
+    // An open list takes the key itself, with its release: so it is opened with a release, too.
+    property bool isKeyHeld: false
+    Keys.onReturnPressed: event => holdKey(event)
+    Keys.onEnterPressed: event => holdKey(event)
+    Keys.onReleased: event => {
+        event.accepted = isKeyHeld && !event.isAutoRepeat && (event.key === Qt.Key_Return || event.key === Qt.Key_Enter);
+        if (!event.accepted) return;
+        isKeyHeld = false;
+        popup.open();
+    }
+    function holdKey(event: KeyEvent) {
+        event.accepted = !popup.visible;
+        if (event.accepted) isKeyHeld = true;
+    }
+
     // The selection is the device list's: a choice is only asked for here. A new list sets the row back to the first.
     Binding on currentIndex { value: picker.selectedDevice }
     onModelChanged: currentIndex = selectedDevice

@@ -12,8 +12,11 @@ Window {
     required property TrackListModel tracks
     required property TrackDragModel trackDrag
     required property OutputModel output
+    required property SignalPathModel path
     required property SourceModel source
     required property string version
+    /// Clear parts show what is behind; else they are black, and the window has square corners.
+    property bool composited: true
     /// A control that the keyboard has reached keeps Space for itself, where it has a use for it.
     readonly property T.Control focusedControl: activeFocusItem as T.Control
     readonly property bool leavesSpace: focusedControl instanceof TrackWaveformRow || focusedControl instanceof WaveformSlider
@@ -31,11 +34,14 @@ Window {
     title: qsTr("Tolvane Music Player")
     color: "transparent"
 
+    WindowMotion { id: motion; window: window }
+
     Shortcut { sequence: "Space"; enabled: !window.spaceIsTaken; onActivated: window.nowPlaying.togglePause() }
     Shortcut { sequence: "Ctrl+O"; onActivated: fileDialog.open() }
     Shortcut { sequence: "Ctrl+Shift+O"; onActivated: folderDialog.open() }
     Shortcut { sequence: "Ctrl+Left"; onActivated: window.nowPlaying.previous() }
     Shortcut { sequence: "Ctrl+Right"; onActivated: window.nowPlaying.next() }
+    Shortcut { sequence: "Ctrl+I"; onActivated: sheet.open() }
     Shortcut { sequence: "Ctrl+W"; onActivated: window.close() }
     Shortcut { sequence: "Ctrl+Q"; onActivated: Qt.quit() }
 
@@ -58,7 +64,7 @@ Window {
 
     AppBackground {
         anchors.fill: parent
-        radius: window.fillsScreen ? 0 : Theme.windowRadius
+        radius: window.fillsScreen || !window.composited ? 0 : Theme.windowRadius
     }
 
     DropArea {
@@ -75,20 +81,13 @@ Window {
     ColumnLayout {
         anchors.fill: parent
         anchors.margins: Theme.margin
-        anchors.topMargin: 0
+        anchors.topMargin: header.height
         spacing: Theme.gap
+        focus: true
+        // What the part with the keyboard has no use for.
+        Keys.onLeftPressed: event => window.nowPlaying.seekBy(event.modifiers & Qt.ShiftModifier ? -1 : -5)
+        Keys.onRightPressed: event => window.nowPlaying.seekBy(event.modifiers & Qt.ShiftModifier ? 1 : 5)
 
-        WindowHeader {
-            Layout.fillWidth: true
-            Layout.preferredHeight: 50
-            Layout.bottomMargin: -Theme.gap
-            version: window.version
-            zoomed: window.fillsScreen
-            onMoveRequested: window.startSystemMove()
-            onMinimiseRequested: window.showMinimized()
-            onZoomRequested: window.fillsScreen ? window.showNormal() : window.showMaximized()
-            onCloseRequested: window.close()
-        }
         NowPlayingPanel {
             Layout.fillWidth: true
             nowPlaying: window.nowPlaying
@@ -100,6 +99,8 @@ Window {
             tracks: window.tracks
             trackDrag: window.trackDrag
             dropTargeted: fileDrop.containsDrag
+            notice: window.source.notice
+            onNoticeDismissed: window.source.dismissNotice()
             onOpenFolderRequested: folderDialog.open()
             onOpenFileRequested: fileDialog.open()
         }
@@ -107,12 +108,42 @@ Window {
             Layout.fillWidth: true
             nowPlaying: window.nowPlaying
             output: window.output
+            path: window.path
+            onPathRequested: sheet.open()
         }
+    }
+
+    // Behind the player's own controls in the tab order.
+    WindowHeader {
+        id: header
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: parent.top
+        anchors.leftMargin: Theme.margin
+        anchors.rightMargin: Theme.margin
+        height: 50
+        version: window.version
+        zoomed: window.fillsScreen
+        onMoveRequested: motion.startMove()
+        onMinimiseRequested: window.showMinimized()
+        onZoomRequested: window.fillsScreen ? window.showNormal() : window.showMaximized()
+        onCloseRequested: window.close()
+    }
+
+    SignalSheet {
+        id: sheet
+        parent: T.Overlay.overlay
+        path: window.path
+        label: window.output.pathLabel
+        detail: window.output.pathDetail
+        plainly: window.output.pathPlainly
+        tint: window.output.pathColor
+        windowRadius: window.fillsScreen || !window.composited ? 0 : Theme.windowRadius
     }
 
     ResizeEdges {
         anchors.fill: parent
         enabled: !window.fillsScreen
-        onResizeRequested: edges => window.startSystemResize(edges)
+        onResizeRequested: edges => motion.startResize(edges)
     }
 }

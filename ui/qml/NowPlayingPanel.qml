@@ -33,6 +33,9 @@ Panel {
 
             ElidedText {
                 Layout.fillWidth: true
+                Layout.preferredHeight: 24  // in any writing
+                Layout.maximumHeight: 24
+                verticalAlignment: Text.AlignVCenter
                 text: panel.nowPlaying.title
                 color: Theme.ink
                 font.pixelSize: Theme.titleText
@@ -47,6 +50,7 @@ Panel {
         }
 
         WaveformSlider {
+            id: position
             Layout.fillWidth: true
             Layout.topMargin: 8
             samples: panel.nowPlaying.samples
@@ -54,13 +58,15 @@ Panel {
             preparation: panel.showsPreparation ? panel.nowPlaying.preparationProgress : -1
             enabled: panel.nowPlaying.canSeek
             positionText: panel.nowPlaying.elapsed
+            markedTime: panel.nowPlaying.timeAt(marked)
             onChosen: fraction => panel.nowPlaying.playFrom(fraction)
+            onStepped: seconds => panel.nowPlaying.seekBy(seconds)
         }
 
         RowLayout {
             Layout.topMargin: 4
 
-            TabularText { text: panel.nowPlaying.elapsed }
+            TabularText { text: position.wanted >= 0 ? position.markedTime : panel.nowPlaying.elapsed }
             Item { Layout.fillWidth: true }
             TabularText { text: panel.nowPlaying.duration; color: Theme.muted }
         }

@@ -44,6 +44,8 @@ ColumnLayout {
             Accessible.name: qsTr("%1 %2, reset to %3").arg(row.title).arg(row.valueText).arg(row.resetTitle)
             Accessible.onPressAction: if (enabled) clicked()
             onClicked: row.chosen(row.resetValue)
+            Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
+            Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }
             contentItem: TabularText {
                 text: row.valueText
                 color: valueButton.hovered ? Theme.gold : Theme.ink

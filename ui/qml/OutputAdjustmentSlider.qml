@@ -62,5 +62,6 @@ AdjustmentArea {
     }
 
     HoverHandler { id: pointer }
-    HelpTip { text: slider.helpText; visible: pointer.hovered && !slider.dragging }
+    // Below: above stands the value that it sets.
+    HelpTip { text: slider.helpText; below: true; visible: pointer.hovered && !slider.dragging }
 }

@@ -7,14 +7,16 @@ Panel {
 
     required property NowPlayingModel nowPlaying
     required property OutputModel output
+    required property SignalPathModel path
+    signal pathRequested()
 
-    implicitHeight: column.implicitHeight + 2 * 16
+    implicitHeight: column.implicitHeight + 2 * 14
 
     ColumnLayout {
         id: column
 
         anchors.fill: parent
-        anchors.margins: 16
+        anchors.margins: 14
         anchors.leftMargin: Theme.padding
         anchors.rightMargin: Theme.padding
         spacing: Theme.gap
@@ -52,7 +54,10 @@ Panel {
             Layout.fillWidth: true
             label: panel.output.pathLabel
             detail: panel.output.pathDetail
+            plainly: panel.output.pathPlainly
             tint: panel.output.pathColor
+            path: panel.path
+            onClicked: panel.pathRequested()
         }
     }
 }

@@ -6,15 +6,20 @@ T.AbstractButton {
     id: button
 
     required property string name
+    /// It has the sign of adding.
+    property bool adds: true
 
     implicitHeight: 28
     implicitWidth: contentItem.implicitWidth + leftPadding + rightPadding
     leftPadding: 12
-    rightPadding: 14
+    rightPadding: adds ? 14 : 12
     focusPolicy: Qt.TabFocus
     hoverEnabled: true
+    opacity: enabled ? 1 : Theme.disabledOpacity
     Accessible.name: name
     Accessible.onPressAction: if (enabled) clicked()
+    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
+    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }
 
     background: Rectangle {
         radius: height / 2
@@ -28,6 +33,7 @@ T.AbstractButton {
             anchors.verticalCenter: parent.verticalCenter
             width: 11
             height: 11
+            visible: button.adds
             shape: Icon.Add
             color: Theme.gold
         }

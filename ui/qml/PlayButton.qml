@@ -17,6 +17,8 @@ T.AbstractButton {
     Accessible.name: name
     Accessible.description: enabled ? "" : qsTr("Not available now")  // this Qt tells nobody that an item is off
     Accessible.onPressAction: if (enabled) clicked()
+    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
+    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }
 
     background: Rectangle {
         radius: height / 2

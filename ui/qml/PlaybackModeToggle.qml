@@ -34,6 +34,8 @@ Item {
 
         Binding on checked { value: toggle.on }
         onToggled: toggle.chosen(checked)
+        Keys.onReturnPressed: event => { if (!event.isAutoRepeat) toggle.chosen(!toggle.on); }
+        Keys.onEnterPressed: event => { if (!event.isAutoRepeat) toggle.chosen(!toggle.on); }
 
         background: Rectangle {
             radius: Theme.controlRadius

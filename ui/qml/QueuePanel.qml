@@ -9,9 +9,11 @@ Panel {
     required property TrackListModel tracks
     required property TrackDragModel trackDrag
     required property bool dropTargeted
+    required property string notice
     readonly property bool empty: tracks.count === 0
     signal openFolderRequested()
     signal openFileRequested()
+    signal noticeDismissed()
 
     ColumnLayout {
         anchors.fill: parent
@@ -71,6 +73,14 @@ Panel {
         }
     }
 
+    NoticeBar {
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.bottom: parent.bottom
+        anchors.margins: 10
+        text: panel.notice
+        onDismissed: panel.noticeDismissed()
+    }
     DropOverlay {
         anchors.fill: parent
         shown: panel.dropTargeted && !panel.empty

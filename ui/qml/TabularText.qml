@@ -1,7 +1,8 @@
 import QtQuick
 import Tolvane
 
-/// A line of text whose digits all take the same width, so that a running clock does not tremble.
+/// A line of text whose digits all take the same width, so that a running clock does not tremble; so do dashes, which stand
+/// for digits that are not known.
 Row {
     id: line
 
@@ -31,7 +32,7 @@ Row {
             required property int index
             readonly property string character: line.text.charAt(index)
 
-            width: character >= "0" && character <= "9" ? Math.ceil(digit.advanceWidth) : glyph.implicitWidth
+            width: character === "-" || (character >= "0" && character <= "9") ? Math.ceil(digit.advanceWidth) : glyph.implicitWidth
             height: glyph.implicitHeight
 
             Text {

@@ -31,6 +31,8 @@ QtObject {
     readonly property int bodyText: 13
     readonly property int titleText: 19
 
+    /// Of gold, on any panel: a contrast of 3:1.
+    readonly property real unplayedOpacity: 0.46
     readonly property real disabledOpacity: 0.35
     readonly property int feedbackDuration: 90
     readonly property int moveDuration: 180

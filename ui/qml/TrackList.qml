@@ -73,25 +73,45 @@ Item {
         Accessible.name: qsTr("Tracks")
         Accessible.description: qsTr("Return plays a track, Alt with the arrow keys moves it.")
 
+        /// By a click: the keyboard is here then, and no ring says so before a key is pressed.
+        property bool isTakenByPointer: false
+        readonly property bool showsFocus: activeFocus && !isTakenByPointer
+        onActiveFocusChanged: {
+            if (!activeFocus) isTakenByPointer = false;
+            else if (!isTakenByPointer) positionViewAtIndex(currentIndex, ListView.Contain);
+        }
+
+        function choose(row: int, fraction: real) {
+            isTakenByPointer = true;
+            forceActiveFocus(Qt.MouseFocusReason);
+            play(row, fraction);
+        }
         function play(row: int, fraction: real) {
             currentIndex = row;
             frame.tracks.playTrack(row, fraction);
         }
         function moveCurrent(direction: int) { currentIndex = frame.tracks.moveRow(currentIndex, direction); }
         function goTo(row: int) { currentIndex = Math.max(0, Math.min(count - 1, row)); }
+        /// The row stays where it is in sight, and the rows pass by as many as fit.
+        function turnPage(direction: int) {
+            const rows = Math.max(1, Math.floor(height / Theme.trackRowHeight));
+            const last = originY + Math.max(0, contentHeight - height);
+            contentY = Math.max(originY, Math.min(last, contentY + direction * rows * Theme.trackRowHeight));
+            goTo(currentIndex + direction * rows);
+        }
         function beginDrag(row: int) { frame.trackDrag.drag(row, list); }
 
         Keys.onReturnPressed: play(currentIndex, 0)
         Keys.onEnterPressed: play(currentIndex, 0)
         Keys.onPressed: event => {
-            const page = Math.max(1, Math.floor(height / Theme.trackRowHeight) - 1);
             event.accepted = true;
+            isTakenByPointer = false;
             if (event.key === Qt.Key_Up && event.modifiers & Qt.AltModifier) moveCurrent(-1);
             else if (event.key === Qt.Key_Down && event.modifiers & Qt.AltModifier) moveCurrent(1);
             else if (event.key === Qt.Key_Home) goTo(0);
             else if (event.key === Qt.Key_End) goTo(count - 1);
-            else if (event.key === Qt.Key_PageUp) goTo(currentIndex - page);
-            else if (event.key === Qt.Key_PageDown) goTo(currentIndex + page);
+            else if (event.key === Qt.Key_PageUp) turnPage(-1);
+            else if (event.key === Qt.Key_PageDown) turnPage(1);
             else event.accepted = false;
         }
 
@@ -102,12 +122,13 @@ Item {
         // qmllint disable unqualified
         delegate: TrackWaveformRow {
             width: ListView.view.width - bar.width
-            current: index === frame.playingRow
             dragged: index === frame.trackDrag.draggedRow
             progress: current ? frame.nowPlaying.progress : 0
+            markedTime: marked >= 0 ? frame.tracks.timeAt(index, marked) : ""
             onShown: frame.tracks.rowShown(index)
-            onSelected: list.play(index, 0)
-            onSeeked: fraction => list.play(index, fraction)
+            focusShown: ListView.isCurrentItem && list.showsFocus
+            onSelected: list.choose(index, 0)
+            onSeeked: fraction => list.choose(index, fraction)
             // In a later turn: a drag runs an event loop of its own.
             onDragStarted: Qt.callLater(list.beginDrag, index)
         }
@@ -131,6 +152,11 @@ Item {
         }
     }
 
+    FocusRing {
+        anchors.fill: list
+        distance: 0
+        shown: list.showsFocus && list.count > 0 && !frame.isInSight(list.currentIndex)
+    }
     TrackListFadeOverlay {
         anchors.fill: list
         anchors.rightMargin: bar.width

@@ -15,11 +15,19 @@ T.ItemDelegate {
     required property bool current
     required property bool dragged
     required property real progress
+    /// The time at the marked place.
+    required property string markedTime
+    /// The pointer's place in the waveform, 0 … 1; −1 while it is elsewhere.
+    readonly property real marked: seek.containsMouse ? Math.max(0, Math.min(1, seek.mouseX / seek.width)) : -1
+    /// The keyboard is on this row, and came by keys.
+    required property bool focusShown
     signal shown()
     signal selected()
     signal seeked(real fraction)
     signal dragStarted()
 
+    /// A drag takes the release of the button that began it: the row would count as pressed for good.
+    property bool releasedByDrag: false
     readonly property int rowSpacing: 14
     readonly property int indexWidth: 28
     readonly property real waveformWidth: Math.max(120, Math.min(480, width * 0.35))
@@ -30,10 +38,12 @@ T.ItemDelegate {
     hoverEnabled: true
     horizontalPadding: 10
     opacity: dragged ? 0.45 : 1
+    down: pressed && !releasedByDrag
     Accessible.name: qsTr("%1, track %2, %3").arg(title).arg(index + 1).arg(duration)
     Accessible.selected: current
     Accessible.onPressAction: selected()
 
+    onPressed: releasedByDrag = false
     onClicked: selected()
     Component.onCompleted: shown()
     ListView.onReused: shown()
@@ -42,7 +52,11 @@ T.ItemDelegate {
         target: null
         acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad | PointerDevice.Stylus
         acceptedButtons: Qt.LeftButton
-        onActiveChanged: if (active) row.dragStarted()
+        onActiveChanged: {
+            if (!active) return;
+            row.releasedByDrag = true;
+            row.dragStarted();
+        }
     }
 
     background: Rectangle {
@@ -50,7 +64,7 @@ T.ItemDelegate {
         height: row.height - 4
         radius: Theme.controlRadius
         color: row.current ? Theme.raisedPanel
-                           : Theme.withOpacity(Theme.raisedPanel, row.down ? 0.8 : row.hovered ? 0.45 : 0)
+                           : Theme.withOpacity(Theme.raisedPanel, row.down ? 0.6 : row.hovered ? 0.4 : 0)
 
         Rectangle {
             visible: row.current
@@ -63,7 +77,7 @@ T.ItemDelegate {
                 GradientStop { position: 1; color: Theme.ember }
             }
         }
-        FocusRing { shown: row.ListView.isCurrentItem && row.ListView.view.activeFocus; distance: -1 }
+        FocusRing { shown: row.focusShown; distance: -1 }
     }
     contentItem: RowLayout {  // qmllint disable deferred-property-id
         spacing: row.rowSpacing
@@ -97,8 +111,15 @@ T.ItemDelegate {
             spacing: 2.5
             activeLower: Theme.ember
             activeUpper: Theme.gold
-            inactiveColor: Theme.withOpacity(Theme.gold, row.loading ? 0.2 : seek.containsMouse ? 0.46 : 0.34)
+            inactiveColor: Theme.withOpacity(Theme.gold, row.loading ? 0.2 : seek.containsMouse ? 0.6 : Theme.unplayedOpacity)
 
+            TimeMark {
+                objectName: "timeMark"
+                anchors.fill: parent
+                visible: row.marked >= 0
+                time: row.markedTime
+                place: row.marked
+            }
             MouseArea {
                 id: seek
                 anchors.fill: parent

@@ -14,15 +14,21 @@ T.Slider {
     readonly property bool isPreparing: preparation >= 0
     /// As text, for screen readers.
     required property string positionText
+    /// The time at the place that is marked.
+    required property string markedTime
+    /// Under the pointer or, while it is pressed, where letting go would play; −1 while none is.
+    readonly property real marked: !enabled ? -1
+        : pressed && wanted >= 0 ? position
+        : pointer.hovered ? Math.max(0, Math.min(1, pointer.point.position.x / width)) : -1
     signal chosen(real fraction)
+    signal stepped(real seconds)
     /// Where the pointer has moved to; −1 when it has not.
     property real wanted: -1
-    readonly property real keyStep: 0.02
+    readonly property int wideStep: 5  // seconds
+    readonly property int fineStep: 1  // with Shift
     /// The names under which assistive technology looks for a slider's range.
     readonly property real minimumValue: from
     readonly property real maximumValue: to
-
-    function step(direction: int) { chosen(Math.max(0, Math.min(1, progress + direction * keyStep))); }
 
     /// A tall window has room for a taller picture.
     implicitHeight: Window.height > 840 ? 104 : 64
@@ -31,8 +37,8 @@ T.Slider {
     stepSize: 0.01
     Accessible.name: qsTr("Position")
     Accessible.description: positionText
-    Accessible.onIncreaseAction: if (enabled) step(1)
-    Accessible.onDecreaseAction: if (enabled) step(-1)
+    Accessible.onIncreaseAction: if (enabled) stepped(wideStep)
+    Accessible.onDecreaseAction: if (enabled) stepped(-wideStep)
 
     Binding on value {
         value: slider.progress
@@ -51,8 +57,8 @@ T.Slider {
         if (!pressed && wanted >= 0) chosen(wanted);
         wanted = -1;
     }
-    Keys.onLeftPressed: step(-1)
-    Keys.onRightPressed: step(1)
+    Keys.onLeftPressed: event => stepped(-(event.modifiers & Qt.ShiftModifier ? fineStep : wideStep))
+    Keys.onRightPressed: event => stepped(event.modifiers & Qt.ShiftModifier ? fineStep : wideStep)
 
     HoverHandler { id: pointer; cursorShape: Qt.PointingHandCursor }
 
@@ -65,14 +71,14 @@ T.Slider {
             spacing: 2
             activeLower: slider.isPreparing ? Theme.withOpacity(Theme.ink, 0.42) : Theme.ember
             activeUpper: slider.isPreparing ? Theme.withOpacity(Theme.ink, 0.42) : Theme.gold
-            inactiveColor: Theme.withOpacity(Theme.gold, 0.26)
+            inactiveColor: Theme.withOpacity(Theme.gold, Theme.unplayedOpacity)
         }
-        Rectangle {
-            visible: pointer.hovered && slider.enabled
-            x: Math.round(pointer.point.position.x)
-            width: 1
-            height: parent.height
-            color: Theme.withOpacity(Theme.ink, 0.5)
+        TimeMark {
+            objectName: "timeMark"
+            anchors.fill: parent
+            visible: slider.marked >= 0
+            time: slider.markedTime
+            place: slider.marked
         }
         FocusRing { shown: slider.visualFocus; innerRadius: 4; distance: 4 }
     }

@@ -15,6 +15,8 @@ T.AbstractButton {
     hoverEnabled: true
     Accessible.name: name
     Accessible.onPressAction: if (enabled) clicked()
+    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
+    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }
 
     background: Rectangle {
         anchors.fill: parent

@@ -101,6 +101,11 @@ void Icon::paint(QPainter* painter) {
       painter->setPen(pen);
       painter->setBrush(Qt::NoBrush);
       return painter->drawPolyline(QPolygonF({{5.5, 9}, {12, 15.5}, {18.5, 9}}));
+    case Tick:
+      pen.setWidthF(3.4);
+      painter->setPen(pen);
+      painter->setBrush(Qt::NoBrush);
+      return painter->drawPolyline(QPolygonF({{4.5, 12.5}, {10, 18}, {19.5, 6.5}}));
     case Minimise:
     case Zoom:
     case Restore:

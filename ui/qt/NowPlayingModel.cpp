@@ -1,5 +1,7 @@
 #include "ui/qt/NowPlayingModel.h"
 
+#include <algorithm>
+
 #include "ui/Presentation.h"
 #include "ui/qt/QtConversions.h"
 
@@ -33,6 +35,15 @@ int NowPlayingModel::currentIndex() const { return hasTrack() ? static_cast<int>
 
 bool NowPlayingModel::canStop() const {
   return isPlaying() || state().isPaused || state().isPreparing || state().position > 0;
+}
+
+QString NowPlayingModel::timeAt(double fraction) const {
+  return toQString(formatTime(fraction * content_.currentTrackDuration()));
+}
+
+void NowPlayingModel::seekBy(double seconds) {
+  const double length = content_.currentTrackDuration();
+  if (hasTrack() && length > 0) playFrom(std::clamp((state().position + seconds) / length, 0.0, 1.0));
 }
 
 void NowPlayingModel::adoptTrack() {

@@ -49,10 +49,14 @@ class NowPlayingModel final : public SessionAdapter {
   [[nodiscard]] bool canPlayNext() const { return state().canPlayNext(); }
   [[nodiscard]] bool canStop() const;
 
+  /// The time at a fraction of the track.
+  [[nodiscard]] Q_INVOKABLE QString timeAt(double fraction) const;
   Q_INVOKABLE void togglePause() { session().togglePausePlayback(); }
   Q_INVOKABLE void previous() { session().previous(); }
   Q_INVOKABLE void next() { session().next(); }
   Q_INVOKABLE void stop() { session().stopPlayback(); }
+  /// Forwards or, below 0, backwards, to the track's ends at most. As playFrom().
+  Q_INVOKABLE void seekBy(double seconds);
   /// 0 … 1 of the current track; starts it when it does not play.
   Q_INVOKABLE void playFrom(double fraction) { content_.playTrack(state().currentIndex, fraction); }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/PlainWords.h"
 #include "ui/Presentation.h"
 #include "ui/qt/QtConversions.h"
 
@@ -51,6 +52,11 @@ QColor OutputModel::exclusiveColor() const {
 QString OutputModel::pathLabel() const { return toQString(state().audioPathStatus.label); }
 
 QString OutputModel::pathDetail() const { return toQString(state().audioPathStatus.detail); }
+
+QString OutputModel::pathPlainly() const {
+  const AudioPathStatus& status = state().audioPathStatus;
+  return status.kind == AudioPathStatus::Kind::error ? toQString(plainWords(status.detail)) : QString();
+}
 
 QColor OutputModel::pathColor() const { return toQColor(audioPathColor(state().audioPathStatus.kind)); }
 

@@ -26,6 +26,8 @@ class OutputModel final : public SessionAdapter {
   Q_PROPERTY(QColor exclusiveColor READ exclusiveColor NOTIFY changed FINAL)
   Q_PROPERTY(QString pathLabel READ pathLabel NOTIFY changed FINAL)
   Q_PROPERTY(QString pathDetail READ pathDetail NOTIFY changed FINAL)
+  /// The same in plainer words; empty where there are none.
+  Q_PROPERTY(QString pathPlainly READ pathPlainly NOTIFY changed FINAL)
   Q_PROPERTY(QColor pathColor READ pathColor NOTIFY changed FINAL)
 
  public:
@@ -46,6 +48,7 @@ class OutputModel final : public SessionAdapter {
   [[nodiscard]] QColor exclusiveColor() const;
   [[nodiscard]] QString pathLabel() const;
   [[nodiscard]] QString pathDetail() const;
+  [[nodiscard]] QString pathPlainly() const;
   [[nodiscard]] QColor pathColor() const;
 
   Q_INVOKABLE void selectDevice(int row);

@@ -9,6 +9,7 @@
 #include "ui/qt/NowPlayingModel.h"
 #include "ui/qt/OutputModel.h"
 #include "ui/qt/QtConversions.h"
+#include "ui/qt/SignalPathModel.h"
 #include "ui/qt/SourceModel.h"
 #include "ui/qt/TrackDragModel.h"
 #include "ui/qt/TrackListModel.h"
@@ -19,19 +20,25 @@ extern void qml_register_types_Tolvane();
 namespace tolvane {
 
 struct PlayerWindow::Implementation {
-  Implementation(ContentView& content, SourceActions& sources)
-      : nowPlaying(content), tracks(content), trackDrag(content), output(content.session()), source(sources) {}
+  Implementation(ContentView& content, SourceActions& sources, const std::string& version)
+      : nowPlaying(content),
+        tracks(content),
+        trackDrag(content),
+        output(content.session()),
+        path(content.session(), version),
+        source(sources) {}
 
   NowPlayingModel nowPlaying;
   TrackListModel tracks;
   TrackDragModel trackDrag;
   OutputModel output;
+  SignalPathModel path;
   SourceModel source;
   QQmlApplicationEngine engine;  // last: what it draws reads the models to its end
 };
 
 PlayerWindow::PlayerWindow(ContentView& content, SourceActions& sources, const std::string& version)
-    : implementation_(std::make_unique<Implementation>(content, sources)) {
+    : implementation_(std::make_unique<Implementation>(content, sources, version)) {
   QFont font = QGuiApplication::font();
   font.setFamilies({QStringLiteral("Inter"), QStringLiteral("Cantarell"), QStringLiteral("Noto Sans"),
                     QStringLiteral("DejaVu Sans")});
@@ -44,6 +51,7 @@ PlayerWindow::PlayerWindow(ContentView& content, SourceActions& sources, const s
       {QStringLiteral("tracks"), QVariant::fromValue(&made.tracks)},
       {QStringLiteral("trackDrag"), QVariant::fromValue(&made.trackDrag)},
       {QStringLiteral("output"), QVariant::fromValue(&made.output)},
+      {QStringLiteral("path"), QVariant::fromValue(&made.path)},
       {QStringLiteral("source"), QVariant::fromValue(&made.source)},
       {QStringLiteral("version"), toQString(version)},
   });

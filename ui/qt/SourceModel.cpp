@@ -3,18 +3,20 @@
 #include <QDir>
 #include <QStandardPaths>
 
-#include "session/AudioFileDiscovery.h"
+#include "platform/AudioFormats.h"
 #include "ui/qt/QtConversions.h"
 
 namespace tolvane {
 
 QStringList SourceModel::nameFilters() const {
   QStringList patterns;
-  for (const auto extension : supportedAudioFileExtensions) {
-    const QString text = toQString(extension);
-    // Some dialogs tell upper and lower case apart.
-    patterns << QStringLiteral("*.") + text << QStringLiteral("*.") + text.toUpper();
-  }
+  forEachOf(&AudioFormat::extensions, [&patterns](std::string_view extension) {
+    QString pattern = QStringLiteral("*.");
+    // Most dialogs tell upper and lower case apart.
+    for (const QChar letter : toQString(extension))
+      pattern += QLatin1Char('[') + letter + letter.toUpper() + QLatin1Char(']');
+    patterns << pattern;
+  });
   return {tr("Audio files (%1)").arg(patterns.join(QLatin1Char(' ')))};
 }
 
@@ -22,6 +24,14 @@ QUrl SourceModel::startFolder() const {
   const QString music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
   return QUrl::fromLocalFile(QDir(music).exists() ? music : QDir::homePath());
 }
+
+SourceModel::SourceModel(SourceActions& actions) : actions_(actions) {
+  actions_.onNotice([this] { emit noticeChanged(); });
+}
+
+SourceModel::~SourceModel() { actions_.onNotice({}); }
+
+QString SourceModel::notice() const { return toQString(actions_.notice()); }
 
 void SourceModel::openFiles(const QList<QUrl>& urls) { actions_.openFiles(fileURLs(urls)); }
 

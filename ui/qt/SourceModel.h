@@ -19,8 +19,12 @@ class SourceModel final : public QObject {
   /// Where file dialogs begin: the music folder, or the home folder without one.
   Q_PROPERTY(QUrl startFolder READ startFolder CONSTANT FINAL)
 
+  /// Why nothing was opened the last time; empty when something was.
+  Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged FINAL)
+
  public:
-  explicit SourceModel(SourceActions& actions) : actions_(actions) {}
+  explicit SourceModel(SourceActions& actions);
+  ~SourceModel() override;
 
   [[nodiscard]] QStringList nameFilters() const;
   [[nodiscard]] QUrl startFolder() const;
@@ -30,6 +34,11 @@ class SourceModel final : public QObject {
   /// Whether a drop of these would bring files; a link of a web page does not.
   [[nodiscard]] Q_INVOKABLE bool wants(const QList<QUrl>& urls) const;
   Q_INVOKABLE void drop(const QList<QUrl>& urls);
+  [[nodiscard]] QString notice() const;
+  Q_INVOKABLE void dismissNotice() { actions_.dismissNotice(); }
+
+ signals:
+  void noticeChanged();
 
  private:
   SourceActions& actions_;

@@ -7,6 +7,7 @@
 #include <QQuickItem>
 #include <QQuickWindow>
 
+#include "ui/Presentation.h"
 #include "ui/qt/QtConversions.h"
 
 namespace tolvane {
@@ -65,7 +66,7 @@ void TrackDragModel::drag(int row, QQuickItem* source) {
   const QPointer<TrackDragModel> self = this;
   auto* drag = new QDrag(source);  // Qt deletes it after the drag
   drag->setMimeData(data);
-  drag->setPixmap(plate(toQString(track.title()), source->window()->effectiveDevicePixelRatio()));
+  drag->setPixmap(plate(toQString(displayText(track.title())), source->window()->effectiveDevicePixelRatio()));
   drag->setHotSpot(QPoint(18, 17));
   drag->exec(Qt::MoveAction);
   if (self) end();

@@ -1,6 +1,7 @@
 #include "ui/qt/TrackListModel.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "ui/Presentation.h"
 #include "ui/TrackListLayout.h"
@@ -26,12 +27,19 @@ Difference differenceOf(const PlaylistTracks::Entries& a, const PlaylistTracks::
 
 }  // namespace
 
-TrackListModel::TrackListModel(ContentView& content) : content_(content), tracks_(content.session().state().tracks) {
+TrackListModel::TrackListModel(ContentView& content)
+    : content_(content),
+      tracks_(content.session().state().tracks),
+      currentIndex_(content.session().state().currentIndex) {
   std::vector<Subscription> parts;
   parts.push_back(content.session().onChange([this](const SessionState& before, const SessionState& now) {
     if (now.isSaved != before.isSaved) emit savingChanged();
+    const auto left = std::exchange(currentIndex_, now.currentIndex);
     if (now.tracks != tracks_) adoptTracks(now.tracks);
     tracks_ = now.tracks;  // of two lists with the same entries, the one that comes again
+    if (left == currentIndex_) return;
+    announceCurrent(left);
+    announceCurrent(currentIndex_);
   }));
   parts.push_back(content.waveforms().onChange([this](const FileURL& url) { announceWaveform(url); }));
   subscriptions_ = Subscription::joined(std::move(parts));
@@ -53,26 +61,25 @@ QVariant TrackListModel::data(const QModelIndex& index, int role) const {
   switch (role) {
     case titleRole:
     case Qt::DisplayRole:
-      return toQString(track.title());
+      return toQString(displayText(track.title()));
     case numberRole:
-      return QStringLiteral("%1").arg(index.row() + 1, 2, 10, QLatin1Char('0'));
+      return toQString(rowNumberLabel(index.row(), track.title()));
     case samplesRole:
       return QVariant::fromValue(WaveformSamples{content_.waveforms().samples(track.url)});
     case durationRole:
       return toQString(durationLabel(content_.waveforms().duration(track.url)));
     case loadingRole:
       return content_.waveforms().isLoading(track.url);
+    case currentRole:
+      return index.row() == currentIndex_;
     default:
       return {};
   }
 }
 
 QHash<int, QByteArray> TrackListModel::roleNames() const {
-  return {{titleRole, "title"},
-          {numberRole, "number"},
-          {samplesRole, "samples"},
-          {durationRole, "duration"},
-          {loadingRole, "loading"}};
+  return {{titleRole, "title"},       {numberRole, "number"},   {samplesRole, "samples"},
+          {durationRole, "duration"}, {loadingRole, "loading"}, {currentRole, "current"}};
 }
 
 void TrackListModel::rowShown(int row) {
@@ -90,6 +97,12 @@ int TrackListModel::moveRow(int row, int direction) {
   content_.movePlaylistTrack(Uuid::ofTrack(tracks_[static_cast<std::size_t>(row)].id),
                              direction > 0 ? target + 1 : target);
   return target;
+}
+
+QString TrackListModel::timeAt(int row, double fraction) const {
+  if (row < 0 || row >= count()) return {};
+  const auto length = content_.waveforms().duration(tracks_[static_cast<std::size_t>(row)].url);
+  return toQString(durationLabel(length ? std::optional(fraction * *length) : std::nullopt));
 }
 
 bool TrackListModel::fadesTop(double visibleHeight, double rowsTop) const {
@@ -127,8 +140,14 @@ bool TrackListModel::adoptMove(const PlaylistTracks& tracks) {
   beginMoveRows({}, from, from, {}, before);
   tracks_ = tracks;
   endMoveRows();
-  emit dataChanged(index(static_cast<int>(first)), index(static_cast<int>(last)), {numberRole});
+  emit dataChanged(index(static_cast<int>(first)), index(static_cast<int>(last)), {numberRole, currentRole});
   return true;
+}
+
+void TrackListModel::announceCurrent(std::int64_t row) {
+  if (row < 0 || row >= count()) return;
+  const QModelIndex place = index(static_cast<int>(row));
+  emit dataChanged(place, place, {currentRole});
 }
 
 void TrackListModel::announceWaveform(const FileURL& url) {

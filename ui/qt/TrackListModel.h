@@ -22,7 +22,7 @@ class TrackListModel final : public QAbstractListModel {
   Q_PROPERTY(int playedRow READ playedRow WRITE setPlayedRow FINAL)
 
  public:
-  enum Role { titleRole = Qt::UserRole + 1, numberRole, samplesRole, durationRole, loadingRole };
+  enum Role { titleRole = Qt::UserRole + 1, numberRole, samplesRole, durationRole, loadingRole, currentRole };
 
   explicit TrackListModel(ContentView& content);
 
@@ -41,6 +41,8 @@ class TrackListModel final : public QAbstractListModel {
   Q_INVOKABLE void playTrack(int row, double fraction) { content_.playTrack(row, fraction); }
   /// For the keyboard, what a drag is for the pointer: into the gap above or below the neighbour. The row's new place.
   Q_INVOKABLE int moveRow(int row, int direction);
+  /// The time at a fraction of the row's track; "--:--" while its length is not known.
+  [[nodiscard]] Q_INVOKABLE QString timeAt(int row, double fraction) const;
   /// How far a list of this height hides rows above and below.
   Q_INVOKABLE bool fadesTop(double visibleHeight, double rowsTop) const;
   Q_INVOKABLE bool fadesBottom(double visibleHeight, double rowsTop) const;
@@ -59,12 +61,14 @@ class TrackListModel final : public QAbstractListModel {
   };
   void adoptTracks(const PlaylistTracks& tracks);
   [[nodiscard]] bool adoptMove(const PlaylistTracks& tracks);
+  void announceCurrent(std::int64_t row);
   void announceWaveform(const FileURL& url);
   [[nodiscard]] std::size_t rowOf(Shown& shown) const;
 
   ContentView& content_;
   PlaylistTracks tracks_;                        // what the views have been told
   std::map<FileURL, std::vector<Shown>> shown_;  // a file may stand in the list twice
+  std::int64_t currentIndex_;                    // likewise
   QPersistentModelIndex playedRow_;
   Subscription subscriptions_;
 };

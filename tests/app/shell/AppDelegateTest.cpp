@@ -19,6 +19,7 @@ class RecordingWindow final : public ShellWindow {
   void setCloseAction(std::function<void()> action) override { close = std::move(action); }
   void orderOut() override { calls.emplace_back("out"); }
   [[nodiscard]] bool isMiniaturised() const override { return isSmall; }
+  void miniaturise() override { calls.emplace_back("miniaturise"); }
   void deminiaturise() override { calls.emplace_back("deminiaturise"); }
   void makeKeyAndOrderFront(const std::string& token) override { calls.push_back("front" + token); }
 
@@ -58,6 +59,17 @@ TEST_F(Delegate, HidesTheWindowInsteadOfClosingIt) {
   EXPECT_THAT(window.calls, ElementsAre("out"));
   EXPECT_EQ(terminations, 0);
   EXPECT_FALSE(AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
+}
+
+TEST_F(Delegate, MinimisesTheWindowWhereTheDesktopCouldNotShowItAgain) {
+  bool isReachable = false;
+  delegate.setReachability([&] { return isReachable; });
+  delegate.configurePlayerWindow(window);
+  window.calls.clear();
+  delegate.hidePlayerWindow();
+  isReachable = true;
+  delegate.hidePlayerWindow();
+  EXPECT_THAT(window.calls, ElementsAre("miniaturise", "out"));
 }
 
 TEST_F(Delegate, BringsTheWindowBackToTheFront) {

@@ -63,14 +63,30 @@ FileArguments parse(std::vector<std::string> arguments) { return fileArguments(a
 
 TEST(FileArguments, ArePathsAndURIsInTheGivenOrder) {
   const auto [urls, complaint] = parse({"b.wav", "/music/a.wav", "../c d.wav", "file:///x%20y.wav"});
-  EXPECT_THAT(urls, ElementsAre(FileURL("/home/ada/b.wav"), FileURL("/music/a.wav"), FileURL("/home/c d.wav"),
+  EXPECT_THAT(urls, ElementsAre(FileURL("/home/ada/b.wav"), FileURL("/music/a.wav"), FileURL("/home/ada/../c d.wav"),
                                 FileURL("/x y.wav")));
   EXPECT_EQ(complaint, std::nullopt);
 }
 
 TEST(FileArguments, MayHaveAColonInTheirNames) {
-  EXPECT_THAT(parse({"Act 1: Overture.wav", "/music/c:d.wav"}).urls,
-              ElementsAre(FileURL("/home/ada/Act 1: Overture.wav"), FileURL("/music/c:d.wav")));
+  const auto [urls, complaint] =
+      parse({"Act 1: Overture.wav", "/music/c:d.wav", "Bach: Partita.wav", "01:Intro.wav", "BWV:1004/x.wav"});
+  EXPECT_THAT(urls, ElementsAre(FileURL("/home/ada/Act 1: Overture.wav"), FileURL("/music/c:d.wav"),
+                                FileURL("/home/ada/Bach: Partita.wav"), FileURL("/home/ada/01:Intro.wav"),
+                                FileURL("/home/ada/BWV:1004/x.wav")));
+  EXPECT_EQ(complaint, std::nullopt);
+}
+
+TEST(FileArguments, KeepAStepBackForTheDisk) {
+  EXPECT_THAT(parse({"link/../x.wav", "./a//b.wav"}).urls,
+              ElementsAre(FileURL("/home/ada/link/../x.wav"), FileURL("/home/ada/a/b.wav")));
+}
+
+TEST(FileArguments, MayBeginWithADashBehindTwoDashes) {
+  const auto [urls, complaint] = parse({"a.wav", "--", "-b.wav", "--", "--help"});
+  EXPECT_THAT(urls, ElementsAre(FileURL("/home/ada/a.wav"), FileURL("/home/ada/-b.wav"), FileURL("/home/ada/--"),
+                                FileURL("/home/ada/--help")));
+  EXPECT_EQ(complaint, std::nullopt);
 }
 
 TEST(FileArguments, ThatAreNoFilesAreNamedAndLeftOut) {

@@ -67,7 +67,11 @@ std::optional<std::string> runWorld(std::uint64_t seed, CampaignTracks& tracks, 
   totals.bitPerfectVerdicts += invariants.bitPerfectVerdicts();
   totals.processingVerdicts += invariants.processingVerdicts();
   totals.undisturbedProcessings += invariants.undisturbedProcessings();
+  totals.lateRates += world.watched.lateRates();
+  totals.wishesInOutages += world.wishesInOutages;
   totals.heardFrames += invariants.heardFrames();
+  totals.wholeDeliveries += invariants.wholeDeliveries();
+  totals.alteredDeliveries += invariants.alteredDeliveries();
   return world.failure() ? std::optional(world.report()) : std::nullopt;
 }
 
@@ -75,11 +79,11 @@ std::string CampaignTotals::text() const {
   return fmt::format(
       "{:.0f} simulated hours ({:.0f} of them playing) in {} worlds, {} steps, {} tracks played to their end, {} of "
       "them "
-      "into the next without a gap, {} recoveries tried, {} given up, {} times BIT-PERFECT, {} verdicts on processing "
-      "behind the unit, {} heard frames "
-      "compared",
-      hours, playingHours, worlds, steps, completions, crossings, recoveryAttempts, surrenders, bitPerfectVerdicts,
-      processingVerdicts, heardFrames);
+      "into the next without a gap, {} recoveries tried, {} given up, {} rates that arrived late, {} wishes during "
+      "outages, {} times BIT-PERFECT, {} verdicts on processing behind the unit, {} heard frames compared, {} passes "
+      "found to be delivered whole and {} altered",
+      hours, playingHours, worlds, steps, completions, crossings, recoveryAttempts, surrenders, lateRates,
+      wishesInOutages, bitPerfectVerdicts, processingVerdicts, heardFrames, wholeDeliveries, alteredDeliveries);
 }
 
 }  // namespace tolvane

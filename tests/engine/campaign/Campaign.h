@@ -23,7 +23,11 @@ struct CampaignTotals {
   std::int64_t bitPerfectVerdicts = 0;
   std::int64_t processingVerdicts = 0;
   std::int64_t undisturbedProcessings = 0;  ///< after each of them, no recovery
+  std::int64_t lateRates = 0;               ///< that arrived when the player no longer waited for them
+  std::int64_t wishesInOutages = 0;         ///< of users, while the output recovered
   std::int64_t heardFrames = 0;             ///< each of them compared with the file
+  std::int64_t wholeDeliveries = 0;         ///< passes of a track that the player found to be delivered whole
+  std::int64_t alteredDeliveries = 0;       ///< and those with altered samples
 
   [[nodiscard]] std::string text() const;
 };

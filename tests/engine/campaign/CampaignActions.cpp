@@ -75,6 +75,8 @@ void CampaignActions::act(std::span<const Choice> choices) {
 
 RunLoop::Duration CampaignActions::drawPause() {
   auto& random = world_.random;
+  constexpr double betweenAttempts = 0.5;  // seconds
+  if (isOutage()) return durationFromSeconds(random.between(0, betweenAttempts));
   const std::size_t kind = random.below(100);
   if (kind < 20) return 0ns;
   if (kind < 45) return durationFromSeconds(random.between(0, 0.6));
@@ -83,6 +85,8 @@ RunLoop::Duration CampaignActions::drawPause() {
   const double longest = world_.isCloseUp ? 60 : (world_.isPlaying() ? 7200 : (world_.isPaused() ? 600 : 30));
   return durationFromSeconds(random.logarithmic(5, longest));
 }
+
+bool CampaignActions::isOutage() const { return world_.isActive() && world_.hardware.unitCount() == 0; }
 
 AudioObjectID CampaignActions::likelyDevice() {
   const AudioObjectID bound = world_.watched.boundDevice();
@@ -101,13 +105,20 @@ void CampaignActions::play() {
   playTrack(world_, track);
 }
 
+/// Of the user, while there is no unit: the next attempt at a recovery carries it out.
+void CampaignActions::countWish() {
+  if (isOutage()) ++world_.wishesInOutages;
+}
+
 void CampaignActions::pause() {
   note("pause");
+  countWish();
   world_.operate([this] { world_.player->pause(); });
 }
 
 void CampaignActions::resume() {
   note("resume");
+  countWish();
   world_.resumesARecovery = world_.isPaused() && world_.hardware.unitCount() == 0;
   world_.operate([this] { world_.player->resume(); });
   world_.resumesARecovery = false;
@@ -125,6 +136,7 @@ void CampaignActions::seek() {
   if (kind == 5) seconds = duration;
   if (kind < 9 && kind > 5) seconds = std::max(0.0, duration - world_.random.between(0, 1));
   note(fmt::format("seek to {} s of {} s", seconds, duration));
+  countWish();
   const bool isLoaded = track != nullptr && world_.isActive();
   world_.operate([&] { world_.player->seek(seconds); });
   if (!isLoaded || !(seconds >= 0 && seconds <= duration)) return;
@@ -175,6 +187,7 @@ void CampaignActions::setLevels() {
 void CampaignActions::chooseDevice() {
   const AudioObjectID id = anyDevice();
   note(fmt::format("choose device {}", id));
+  countWish();
   world_.operate([&] {
     // The unit is stopped first, and may have come to the next track.
     const auto begins = world_.player->isPreparing().subscribe([this](bool isPreparing) {
@@ -189,6 +202,7 @@ void CampaignActions::chooseDevice() {
 void CampaignActions::switchExclusiveAccess() {
   const bool enabled = world_.random.percent(60);
   note(enabled ? "exclusive access on" : "exclusive access off");
+  countWish();
   world_.exclusiveAccess = enabled;
   std::optional<double> position;
   world_.operate([&] { position = world_.player->setExclusiveAccessEnabled(enabled); });

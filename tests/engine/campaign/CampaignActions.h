@@ -33,6 +33,8 @@ class CampaignActions {
 
   // The user.
   void play();
+  [[nodiscard]] bool isOutage() const;  ///< the output recovers
+  void countWish();
   void pause();
   void resume();
   void seek();

@@ -59,6 +59,18 @@ void CampaignInvariants::watchPlayer() {
   subscriptions_.push_back(player.isPlaying().subscribe([this](bool playing) { playingChanged(playing); }));
   subscriptions_.push_back(player.onChange([this] { world_.isChanged = true; }));
   subscriptions_.push_back(player.playbackCompletionCount().subscribe([this](auto count) { completed(count); }));
+  world_.watchedPlayer->setDeliveryFinished([this](const DeliveryReport& report) { delivered(report); });
+}
+
+/// The simulated devices are given what the player renders: only the player's own levels can make a difference.
+void CampaignInvariants::delivered(const DeliveryReport& report) {
+  const bool isAltered = report.result == DeliveryReport::Result::differs;
+  if (isAltered) ++alteredDeliveries_;
+  if (report.result == DeliveryReport::Result::matches) ++wholeDeliveries_;
+  require(!isAltered || report.reason == DeliveryReport::Reason::levels, deliverySentence(report));
+  require(report.result != DeliveryReport::Result::damaged, deliverySentence(report));
+  require(report.reason != DeliveryReport::Reason::layout && report.reason != DeliveryReport::Reason::channels,
+          deliverySentence(report));
 }
 
 // At each publication.
@@ -74,6 +86,11 @@ void CampaignInvariants::pathChanged(const AudioPathStatus& status) {
   require(status.kind != Path::processed || mayBeProcessed(world_), "DSP ACTIVE and nothing processes the samples");
   if (status.kind == Path::directPCM || status.kind == Path::bitPerfect)
     require(world_.levelsAreNeutral, "levels are active, the verdict does not say so");
+  const auto stages = world_.watchedPlayer != nullptr ? world_.watchedPlayer->signalPath().value() : nullptr;
+  require(world_.watchedPlayer == nullptr || (stages != nullptr) == isVerdict(status.kind),
+          "the stages of a path and the verdict on it come together");
+  require(stages == nullptr || stages->isUnaltered() == (status.kind == Path::bitPerfect),
+          "the verdict is " + status.label + ", against its stages");
   if (status.kind != Path::bitPerfect) return;
   ++bitPerfectVerdicts_;
   if (const auto reason = reasonAgainstBitPerfect(world_)) world_.fail("BIT-PERFECT was published, but " + *reason);

@@ -35,6 +35,9 @@ class CampaignInvariants {
   [[nodiscard]] std::int64_t processingVerdicts() const { return processingVerdicts_; }
   [[nodiscard]] std::int64_t undisturbedProcessings() const { return undisturbedProcessings_; }
   [[nodiscard]] std::int64_t heardFrames() const { return heardFrames_; }
+  /// Passes of a track that were found to be delivered whole, and with altered samples.
+  [[nodiscard]] std::int64_t wholeDeliveries() const { return wholeDeliveries_; }
+  [[nodiscard]] std::int64_t alteredDeliveries() const { return alteredDeliveries_; }
 
  private:
   // At each publication.
@@ -42,6 +45,7 @@ class CampaignInvariants {
   void exclusiveChanged(const ExclusiveAccessStatus& status);
   void playingChanged(bool isPlaying);
   void completed(std::int64_t count);
+  void delivered(const DeliveryReport& report);
   void crossed();
   void logged(std::string_view line);
   void recoveryWasTried();
@@ -104,6 +108,8 @@ class CampaignInvariants {
   std::int64_t processingVerdicts_ = 0;
   std::int64_t undisturbedProcessings_ = 0;  ///< after which nothing but they could have led to a recovery
   std::int64_t heardFrames_ = 0;
+  std::int64_t wholeDeliveries_ = 0;
+  std::int64_t alteredDeliveries_ = 0;
 };
 
 }  // namespace tolvane

@@ -33,7 +33,11 @@ TEST_P(CampaignTest, WhateverDevicesAndUsersDoThePlayerKeepsItsPromises) {
   EXPECT_GT(totals.bitPerfectVerdicts, 0);
   EXPECT_GT(totals.processingVerdicts, 0);
   EXPECT_GT(totals.undisturbedProcessings, 0);
+  EXPECT_GT(totals.lateRates, 0);
+  EXPECT_GT(totals.wishesInOutages, 0);
   EXPECT_GT(totals.heardFrames, 0);
+  EXPECT_GT(totals.wholeDeliveries, 0);
+  EXPECT_GT(totals.alteredDeliveries, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Part, CampaignTest, testing::Range<std::uint64_t>(0, parts));

@@ -151,7 +151,7 @@ void CampaignActions::refuseRates() {
 void CampaignActions::changeSettling() {
   const AudioObjectID id = likelyDevice();
   note(fmt::format("device {}: settles at another pace", id));
-  world_.device(id).script().rateSettleDelay = world_.random.pick(std::array{0ms, 20ms, 190ms});
+  world_.device(id).script().rateSettleDelay = world_.random.pick(std::array{0ms, 20ms, 190ms, 420ms});
 }
 
 void CampaignActions::changeClock() {
@@ -257,6 +257,8 @@ void CampaignActions::hideSampleTime() {
   if (!world_.isCloseUp) return;  // where a buffer lasts a second, counting callbacks instead sees stalls
   const AudioObjectID id = likelyDevice();
   const bool isReadable = world_.random.percent(50);
+  // What a deep ring still holds is then unknown: the player cannot find the moment of a crossing.
+  if (world_.device(id).config().ringPeriods > 2) return;
   note(fmt::format("device {}: the sample time {} be read", id, isReadable ? "can" : "cannot"));
   world_.device(id).setSampleTimeReadable(isReadable);
 }

@@ -103,6 +103,7 @@ class CampaignWorld {
   // What was asked of the player.
   const CampaignTrack* lastPlayed = nullptr;
   std::uint64_t playsStarted = 0;
+  std::int64_t wishesInOutages = 0;  ///< pause, resume, seek, device and Exclusive Access while there was no unit
   bool exclusiveAccess = false;
   bool resumesARecovery = false;  ///< a pause ends between two attempts, before there is a unit again
   bool levelsAreNeutral = true;

@@ -62,6 +62,7 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
   }
   std::int64_t framesPlayed() const override { return unit_->framesPlayed(); }
   std::uint64_t underrunCount() const override { return unit_->underrunCount(); }
+  void setDeliveryRecord(std::shared_ptr<DeliveryRecord> record) override { unit_->setDeliveryRecord(std::move(record)); }
 
   [[nodiscard]] bool hasDied() const { return runIsKnown_ && !isRunning(); }
   [[nodiscard]] bool hasHeardCrossing() const {
@@ -186,8 +187,11 @@ class WatchedHardware::Component final : public AudioOutputComponent {
   WatchedHardware& watch_;
 };
 
-WatchedHardware::WatchedHardware(SimulatedAudioHardware& hardware, Complaint complain)
-    : hardware_(hardware), complain_(std::move(complain)), component_(std::make_unique<Component>(*this)) {}
+WatchedHardware::WatchedHardware(SimulatedAudioHardware& hardware, RunLoop& runLoop, Complaint complain)
+    : hardware_(hardware),
+      runLoop_(runLoop),
+      complain_(std::move(complain)),
+      component_(std::make_unique<Component>(*this)) {}
 
 WatchedHardware::~WatchedHardware() = default;
 
@@ -218,11 +222,20 @@ OSStatus WatchedHardware::setPropertyData(AudioObjectID object, const AudioObjec
   if (!mayWrite_()) complain_("the player wrote a property of a device while it had nothing to play");
   if (address.mSelector == kAudioDevicePropertyNominalSampleRate) {
     ++rateWriteCount_;
+    rateWrittenAt_[object] = runLoop_.now();
     const std::uint32_t transport = hardware_.device(object).config().transport;
     if (transport == kAudioDeviceTransportTypeBluetooth || transport == kAudioDeviceTransportTypeBluetoothLE)
       complain_("the player wrote the rate of a Bluetooth device");
   }
   return hardware_.setPropertyData(object, address, value);
+}
+
+void WatchedHardware::countIfLate(AudioObjectID object, FourCharCode selector) {
+  constexpr auto longestWait = std::chrono::milliseconds(250);
+  if (selector != kAudioDevicePropertyNominalSampleRate) return;
+  const auto written = rateWrittenAt_.extract(object);
+  if (!written || object != boundDevice_) return;
+  if (runLoop_.now() - written.mapped() > longestWait) ++lateRates_;
 }
 
 AudioOutputComponent* WatchedHardware::outputComponent() {

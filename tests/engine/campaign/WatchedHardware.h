@@ -18,7 +18,7 @@ class WatchedHardware final : public AudioHardware {
   /// What was seen and must not be.
   using Complaint = std::function<void(const std::string&)>;
 
-  WatchedHardware(SimulatedAudioHardware& hardware, Complaint complain);
+  WatchedHardware(SimulatedAudioHardware& hardware, RunLoop& runLoop, Complaint complain);
   ~WatchedHardware() override;
 
   // Told by the campaign.
@@ -55,6 +55,8 @@ class WatchedHardware final : public AudioHardware {
   [[nodiscard]] std::uint64_t startCount() const { return startCount_; }
   [[nodiscard]] bool hasDied() const;
   [[nodiscard]] std::uint64_t rateWriteCount() const { return rateWriteCount_; }
+  /// Rates that the player wrote and that arrived when it no longer waited for them, on the device that it played to.
+  [[nodiscard]] std::int64_t lateRates() const { return lateRates_; }
   /// The player wrote a property since this was asked last.
   [[nodiscard]] bool takeWritten() { return std::exchange(hasWritten_, false); }
 
@@ -80,7 +82,11 @@ class WatchedHardware final : public AudioHardware {
   [[nodiscard]] std::expected<ListenerID, OSStatus> addPropertyListener(AudioObjectID object,
                                                                         const AudioObjectPropertyAddress& address,
                                                                         Listener listener) override {
-    return hardware_.addPropertyListener(object, address, std::move(listener));
+    return hardware_.addPropertyListener(object, address,
+                                         [this, object, inner = std::move(listener)](const auto& changed) {
+                                           countIfLate(object, changed.mSelector);
+                                           inner(changed);
+                                         });
   }
   OSStatus removePropertyListener(ListenerID listener) override { return hardware_.removePropertyListener(listener); }
   [[nodiscard]] AudioOutputComponent* outputComponent() override;
@@ -89,7 +95,10 @@ class WatchedHardware final : public AudioHardware {
   class Component;
   class Unit;
 
+  void countIfLate(AudioObjectID object, FourCharCode selector);
+
   SimulatedAudioHardware& hardware_;
+  RunLoop& runLoop_;
   Complaint complain_;
   std::unique_ptr<Component> component_;
   std::function<bool()> mayRender_;
@@ -108,6 +117,8 @@ class WatchedHardware final : public AudioHardware {
   Unit* unit_ = nullptr;
   std::uint64_t startCount_ = 0;
   std::uint64_t rateWriteCount_ = 0;
+  std::map<AudioObjectID, RunLoop::TimePoint> rateWrittenAt_;  ///< and not announced since
+  std::int64_t lateRates_ = 0;
   std::uint64_t trackFramesRendered_ = 0;
 };
 

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -88,6 +89,10 @@ TEST_F(AlsaPhysicalFormat, HasTheBitsOfTheCodecBehindAWiderContainer) {
   ASSERT_TRUE(device_->physicalFormat());
   EXPECT_EQ(device_->physicalFormat()->mBitsPerChannel, 24U);
   EXPECT_EQ(device_->physicalFormat()->mBytesPerFrame, 8U) << "in 32";
+  EXPECT_THAT(
+      device_->physicalFormatSource(),
+      testing::EndsWith("/asound/card0/pcm0p/sub0/hw_params (S32_LE); 24 significant bits by the codec's output "
+                        "converters"));
   EXPECT_EQ(verdict(32).kind, AudioPathStatus::Kind::converted);
   EXPECT_EQ(verdict(24).kind, AudioPathStatus::Kind::bitPerfect);
 }
@@ -105,6 +110,7 @@ TEST_F(AlsaPhysicalFormat, IsUnreadableWhereOnlyTheContainerIsKnown) {
   for (const std::uint32_t transport : {kAudioDeviceTransportTypePCI, kAudioDeviceTransportTypeUSB}) {
     play(transport, 32);
     EXPECT_EQ(device_->physicalFormat(), std::unexpected(kAudioDeviceUnsupportedFormatError));
+    EXPECT_EQ(device_->physicalFormatSource(), "");
     EXPECT_EQ(verdict(16).kind, AudioPathStatus::Kind::directPCM);
     EXPECT_EQ(verdict(32).kind, AudioPathStatus::Kind::directPCM);
   }
@@ -119,6 +125,26 @@ TEST_F(AlsaPhysicalFormat, IsTheOneWhoseBitsAreProvenWhereTheCardHasSeveral) {
   play(kAudioDeviceTransportTypePCI, 24);
   EXPECT_EQ(pcm_.format(), SND_PCM_FORMAT_S32_LE);
   EXPECT_EQ(verdict(24).kind, AudioPathStatus::Kind::bitPerfect);
+}
+
+TEST_F(AlsaPhysicalFormat, NamesItsSourceOnlyWhileItCanBeRead) {
+  folder_.write("asound/card0/stream0", streamOf24Bits);
+  play(kAudioDeviceTransportTypeUSB, 32);
+  ASSERT_TRUE(device_->physicalFormat());
+  EXPECT_THAT(device_->physicalFormatSource(), testing::HasSubstr("24 significant bits by the USB descriptor"));
+  closeInTheKernel();
+  EXPECT_FALSE(device_->physicalFormat());
+  EXPECT_EQ(device_->physicalFormatSource(), "");
+}
+
+TEST_F(AlsaPhysicalFormat, ComesWithTheDriverThatTheKernelNames) {
+  system_.paths.classSound = (folder_.path() / "class").string();
+  play(kAudioDeviceTransportTypeUSB, 32);
+  EXPECT_EQ(device_->driver(), "");
+  std::filesystem::create_directories(folder_.path() / "class/card0/device");
+  std::filesystem::create_symlink("../../../bus/usb/drivers/snd-usb-audio",
+                                  folder_.path() / "class/card0/device/driver");
+  EXPECT_EQ(device_->driver(), "snd-usb-audio");
 }
 
 }  // namespace

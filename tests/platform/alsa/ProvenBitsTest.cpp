@@ -49,6 +49,20 @@ TEST(ProvenBits, areThoseOfAnHdAudioCodecWhateverTheContainer) {
   EXPECT_EQ(provenBits(evidence), std::nullopt) << "bits of integers say nothing about floats";
 }
 
+TEST(ProvenBits, nameTheirProof) {
+  DepthEvidence evidence = on(kAudioDeviceTransportTypeUSB, s32, 32);
+  EXPECT_EQ(proofOfBits(evidence), "");
+  evidence.usbDescriptorBits = 24;
+  EXPECT_EQ(proofOfBits(evidence), "the USB descriptor");
+  evidence.driverBits = 20;
+  EXPECT_EQ(proofOfBits(evidence), "the driver") << "which proves fewer";
+  EXPECT_EQ(proofOfBits(on(kAudioDeviceTransportTypePCI, s16)), "a 16-bit container, which is always used whole");
+  EXPECT_EQ(proofOfBits(on(kAudioDeviceTransportTypeVirtual, s32)), "a virtual card, which has no converter");
+  evidence = on(kAudioDeviceTransportTypePCI, s32, 32);
+  evidence.codecBits = 24;
+  EXPECT_EQ(proofOfBits(evidence), "the codec's output converters");
+}
+
 /// Every combination, against the rule written another way: collect what proves something, take the fewest bits.
 TEST(ProvenBits, areTheFewestThatAnythingProves) {
   const char* codecs[] = {nullptr,

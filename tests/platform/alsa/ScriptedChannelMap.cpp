@@ -1,5 +1,6 @@
 #include "tests/platform/alsa/ScriptedChannelMap.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -54,6 +55,30 @@ int snd_pcm_set_chmap(snd_pcm_t* /*pcm*/, const snd_pcm_chmap_t* map) {
   currentMap->sets.emplace_back(map->pos, map->pos + map->channels);
   if (currentMap->setAnswer >= 0) currentMap->map = currentMap->sets.back();
   return currentMap->setAnswer;
+}
+
+int snd_ctl_open(snd_ctl_t** control, const char* name, int /*mode*/) {
+  if (currentMap == nullptr || !currentMap->openControl.empty()) return -EBUSY;
+  currentMap->openControl = name;
+  *control = reinterpret_cast<snd_ctl_t*>(currentMap);
+  return 0;
+}
+
+int snd_ctl_close(snd_ctl_t* /*control*/) {
+  currentMap->openControl.clear();
+  return 0;
+}
+
+int snd_ctl_elem_read(snd_ctl_t* /*control*/, snd_ctl_elem_value_t* value) {
+  ++currentMap->controlReads;
+  const bool isMap = snd_ctl_elem_value_get_interface(value) == SND_CTL_ELEM_IFACE_PCM &&
+                     std::strcmp(snd_ctl_elem_value_get_name(value), "Playback Channel Map") == 0;
+  const auto found = currentMap->controls.find(
+      {currentMap->openControl, snd_ctl_elem_value_get_device(value), snd_ctl_elem_value_get_index(value)});
+  if (!isMap || found == currentMap->controls.end()) return -ENOENT;
+  for (std::size_t i = 0; i < found->second.size(); ++i)
+    snd_ctl_elem_value_set_integer(value, static_cast<unsigned>(i), found->second[i]);
+  return 0;
 }
 
 }  // extern "C"

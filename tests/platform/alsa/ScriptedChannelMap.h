@@ -1,9 +1,12 @@
 #pragma once
-// A driver's channel map in the place of the kernel's: this program's own functions, which the linker takes before
-// alsa-lib's. Main thread.
+// A driver's channel maps in the place of the kernel's, of a PCM and by its card's control: this program's own
+// functions, which the linker takes before alsa-lib's. Main thread.
 
 #include <alsa/asoundlib.h>
 
+#include <map>
+#include <string>
+#include <tuple>
 #include <vector>
 
 namespace tolvane {
@@ -25,6 +28,10 @@ class ScriptedChannelMap {
   std::vector<Offer> offers;                ///< empty: there are none
   int setAnswer = 0;                        ///< when it is negative, the map stays
   std::vector<std::vector<unsigned>> sets;  ///< what was asked for, in turn
+  /// By "hw:CARD", PCM and substream: what the control says now. Others have none.
+  std::map<std::tuple<std::string, unsigned, unsigned>, std::vector<unsigned>> controls;
+  std::string openControl;  ///< the card whose control is open
+  int controlReads = 0;
 };
 
 }  // namespace tolvane

@@ -36,13 +36,13 @@ std::vector<Place> deviceProperties() {
           placeOf<std::int32_t>(global(kAudioDevicePropertyHogMode)),
           placeOf<std::uint32_t>(global(kAudioDevicePropertyDeviceIsAlive)),
           placeOf<std::vector<std::uint32_t>>(output(kAudioDevicePropertyStreams)),
-          placeOf<std::vector<std::uint32_t>>(output(kAudioDevicePropertyStreamConfiguration)),
-          placeOf<std::uint32_t>(global(kAudioDevicePropertyBufferFrameSize))};
+          placeOf<std::vector<std::uint32_t>>(output(kAudioDevicePropertyStreamConfiguration))};
 }
 
 /// What cannot be known may fail to be read, but has its type when it can: of a device …
 std::vector<Place> unknownDeviceProperties() {
-  return {placeOf<double>(global(kAudioDevicePropertyNominalSampleRate))};
+  return {placeOf<double>(global(kAudioDevicePropertyNominalSampleRate)),
+          placeOf<std::uint32_t>(global(kAudioDevicePropertyBufferFrameSize))};
 }
 
 /// … and of its stream.

@@ -116,6 +116,14 @@ std::vector<DetailRow> ratesAndChannels() {
        [](auto& path) {
          path = openedAs("usb", "hw:0", {FL, FR, RL, RR});
        }},
+      {Kind::converted,
+       "The sound server takes this device's channels for FL, RL, FR, RR, but its driver states FL, FR, RL, RR. Turn "
+       "on "
+       "Exclusive Access to use the order that the device's driver reports.",
+       [](auto& path) {
+         path = openedAs("usb", "hw:0", {FL, RL, FR, RR});
+         path.stream.cardChannels = layoutOf({FL, FR, RL, RR});
+       }},
   };
 }
 
@@ -264,7 +272,7 @@ TEST(AlterationDetails, OfTheSoundServerNameStageValueAndCure) {
       expectFactAndCure(found[0].detail);
     }
   }
-  EXPECT_EQ(rows, 43);
+  EXPECT_EQ(rows, 44);
 }
 
 TEST(AlterationDetails, OfChannelsNameThemAndACure) {

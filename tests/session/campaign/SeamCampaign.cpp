@@ -98,6 +98,7 @@ void run(SeamWorld& seam, SeamTotals& totals) {
   totals.waitsShown += listener.waitsShown();
   totals.bitPerfectShown += listener.bitPerfectShown();
   totals.positionsShown += listener.positionsShown();
+  totals.diagnosticsShown += listener.diagnosticsShown();
 }
 
 }  // namespace

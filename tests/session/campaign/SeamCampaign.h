@@ -22,6 +22,7 @@ struct SeamTotals {
   std::int64_t waitsShown = 0;
   std::int64_t bitPerfectShown = 0;
   std::int64_t positionsShown = 0;
+  std::int64_t diagnosticsShown = 0;
   std::int64_t starts = 0;  ///< of the program
   std::int64_t completions = 0;
   std::int64_t recoveryAttempts = 0;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "tests/session/campaign/SeamWorld.h"
 
@@ -24,7 +25,7 @@ bool mayReplace(const SentCommand& newer, const SentCommand& older) {
     return isOne(older, {Wish::play, Wish::setPlaying, Wish::seek, Wish::move, Wish::knownDuration, Wish::load});
   if (newer.wish == Wish::play) return isOne(older, {Wish::play, Wish::setPlaying});
   const bool isForTheLastValue = isOne(newer, {Wish::setPlaying, Wish::seek, Wish::volume, Wish::balance, Wish::device,
-                                               Wish::exclusive, Wish::setting, Wish::save, Wish::ping});
+                                               Wish::exclusive, Wish::setting, Wish::save, Wish::watch, Wish::ping});
   return isForTheLastValue && newer.wish == older.wish && newer.about == older.about;
 }
 
@@ -85,6 +86,10 @@ void SeamWorld::beforeCommand(const SessionCommand& command) {
                      world.levelsAreNeutral = wanted.balance == 0 && session().outputVolume().value() == 1;
                    },
                    [&](const command::SetExclusiveAccess& wanted) { world.exclusiveAccess = wanted.enabled; },
+                   [&](const command::WatchPath& wanted) {
+                     if (std::exchange(isPathWatched_, wanted.watched) == wanted.watched) return;
+                     wanted.watched ? ++world.timersAtRest : --world.timersAtRest;
+                   },
                    [](const auto&) {}},
       command);
   world.watched.setReadsMarks(world.levelsAreNeutral);

@@ -23,6 +23,7 @@ SeamListener::SeamListener(SeamWorld& world) : world_(world), random_(world.worl
 
 void SeamListener::beginAnew() {
   lastLoad_ = 0;
+  watchesPath_ = false;
   promise_.reset();
   // What has no bookmark is not there any more.
   std::vector<FileURL> left;
@@ -45,7 +46,7 @@ void SeamListener::act() {
                                            {3, &L::selectDevice},  {6, &L::switchExclusiveAccess},
                                            {2, &L::load},          {5, &L::move},
                                            {2, &L::learnDuration}, {4, &L::storeSetting},
-                                           {1, &L::save}};
+                                           {1, &L::save},          {1, &L::watchPath}};
   world_.tick();
   if (world_.window().state().tracks.empty() && lastLoad_ == 0) return load();
   std::size_t total = 0;
@@ -207,6 +208,12 @@ void SeamListener::save() {
   world_.ask(Wish::save, "", [](SessionProxy& window) { window.save(); });
 }
 
+void SeamListener::watchPath() {
+  watchesPath_ = !watchesPath_;
+  world_.world.note(watchesPath_ ? "window: the sheet opens" : "window: the sheet closes");
+  world_.ask(Wish::watch, "", [this](SessionProxy& window) { window.watchPath(watchesPath_); });
+}
+
 // What is shown.
 
 void SeamListener::promise(std::string what, std::function<bool(const SessionState&)> holds) {
@@ -223,6 +230,13 @@ void SeamListener::shown(const SessionState& before, const SessionState& now) {
             "the window shows BIT-PERFECT, the state that it has been given does not");
     require(now.isPlaying || now.isPaused, "the window shows BIT-PERFECT while nothing is loaded");
   }
+  require(watchesPath_ || !now.diagnostics, "diagnostics came that were not asked for");
+  if (now.diagnostics) ++diagnosticsShown_;
+  require(!now.signalPath || now.audioPathStatus.isOfAPath(),
+          "the window shows the stages of a path without a verdict");
+  require(now.signalPath || !now.audioPathStatus.isOfAPath(), "the window shows a verdict without the stages");
+  require(!now.signalPath || now.signalPath->isUnaltered() == (now.audioPathStatus.kind == Path::bitPerfect),
+          "the stages that the window shows contradict its verdict");
   if (!now.heldUpBy.empty()) {
     ++waitsShown_;
     require(now.audioPathStatus.kind == Path::configuring, "an old verdict stands while the player is waited for");
@@ -278,6 +292,8 @@ void SeamListener::expectAgreement() {
       std::abs(now.position - session.playbackPosition().value()) < 1e-6,
       fmt::format("the window stands at {} s, the player at {} s", now.position, session.playbackPosition().value()));
   require(now.audioPathStatus == player.audioPathStatus().value(), "the verdict differs between window and player");
+  require(now.signalPath == player.signalPath().value(), "the stages differ between window and player");
+  require((now.diagnostics != nullptr) == watchesPath_, "diagnostics are there, or not, against what was asked for");
   require(now.exclusiveAccessStatus == player.exclusiveAccessStatus().value(),
           "exclusive access differs between window and player");
   require(now.devices == world_.host->devices().devices().value() &&

@@ -26,6 +26,7 @@ class SeamListener {
   [[nodiscard]] std::int64_t bitPerfectShown() const { return bitPerfectShown_; }
   [[nodiscard]] std::int64_t waitsShown() const { return waitsShown_; }
   [[nodiscard]] std::int64_t positionsShown() const { return positionsShown_; }
+  [[nodiscard]] std::int64_t diagnosticsShown() const { return diagnosticsShown_; }
 
  private:
   using Origin = SeamWorld::Origin;
@@ -49,6 +50,7 @@ class SeamListener {
   void learnDuration();
   void storeSetting();
   void save();
+  void watchPath();
 
   void play(std::int64_t row, const std::function<void(SessionProxy&)>& send);
   /// Until the player answers, what is shown must be so.
@@ -68,6 +70,7 @@ class SeamListener {
   double volume_ = 1;
   double balance_ = 0;
   bool exclusive_ = false;
+  bool watchesPath_ = false;
   std::vector<Origin> order_;
   std::vector<FileURL> urls_;  ///< by place of the origin
   std::uint64_t lastLoad_ = 0;
@@ -84,6 +87,7 @@ class SeamListener {
   std::int64_t bitPerfectShown_ = 0;
   std::int64_t waitsShown_ = 0;
   std::int64_t positionsShown_ = 0;
+  std::int64_t diagnosticsShown_ = 0;
 };
 
 }  // namespace tolvane

@@ -86,6 +86,7 @@ void SeamWorld::makeSides() {
   world.levelsAreNeutral = session().outputVolume().value() == 1 && session().outputBalance().value() == 0;
   world.watched.setReadsMarks(world.levelsAreNeutral);
   hasTrackStarted_ = false;
+  isPathWatched_ = false;
   prepared_ = session().player().isPreparing().subscribe([this](bool isPreparing) {
     if (!isPreparing) return;
     world.watched.expectSilence();

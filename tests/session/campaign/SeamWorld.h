@@ -34,6 +34,7 @@ enum class Wish : std::size_t {
   exclusive,
   setting,
   save,
+  watch,
   ping
 };
 
@@ -142,6 +143,7 @@ class SeamWorld {
 
   bool hasTrackStarted_ = false;
   bool willSeek_ = false;
+  bool isPathWatched_ = false;  ///< as the player knows it: it then has a timer for it
   bool wasOperation_ = false;  ///< since afterTurn() was called last
   std::optional<RunLoop::TimePoint> startedAt_;
 };

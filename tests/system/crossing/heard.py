@@ -9,10 +9,11 @@ import tracks
 from pieces import losses, pieces, without_silence
 
 FRAME = 8  # bytes: two channels of 32 bits
-NEAR = 0.3  # seconds around the end of a track in which something must have been done
-NEAR_END = 0.1  # seconds of a track that may be heard before its successor is known
+NEAR = 0.35  # seconds around the end of a track in which something must have been done
+NEAR_END = 0.3  # seconds of a successor that is replaced: what a sink holds of it is heard all the same
 LONGEST_GAP = 0.1  # seconds of music that a server may take with it
-SINK = 0.2  # seconds that a sink may have in hand of the track before, which is not gone back to
+FURTHEST = 0.1  # seconds that the position may be away from what is heard
+LATEST = 0.05  # seconds of a track that are heard before it is announced
 SETTLED = {"CHECKING", "BIT-PERFECT", "READY"}
 
 
@@ -23,9 +24,10 @@ def joined_bytes(some):
 class Story:
     """The lines of one run of the player."""
 
-    def __init__(self, run, lines):
+    def __init__(self, run, lines, looks=()):
         self.run = run
         self.lines = [json.loads(line) for line in lines if line.startswith("{")]
+        self.looks = [(json.loads(lines[number]), frames) for number, frames in looks]
 
     def of(self, name):
         return [line for line in self.lines if line.get("property") == name]
@@ -52,7 +54,7 @@ class Story:
         is_shared = any("through PipeWire" in line for line in lines)
         if is_shared != (way == crossing_plan.SHARED):
             found.append(f"it went {'' if is_shared else 'not '}through the server")
-        return found + self.action_faults()
+        return found + (self.action_faults() if run.what != "position" else [])
 
     def action_faults(self):
         done, run = self.actions(), self.run
@@ -82,6 +84,30 @@ def whole(run, _, captured):
     return [f"{lost} frames were lost, {again} were heard twice"] if lost or again else [], ""
 
 
+def followed(run, story, captured):
+    """The position of each look beside the frames that had been heard, and each crossing beside the frame of its track."""
+    lost, again = losses(joined_bytes(run.tracks), captured[0])
+    faults = [f"{lost} frames were lost, {again} were heard twice"] if lost or again else []
+    begin = next((at // FRAME for at in range(0, len(captured[0]), FRAME) if any(captured[0][at:at + FRAME])), 0)
+    starts = [0]
+    for track in run.tracks:
+        starts.append(starts[-1] + track.frames)
+    leads, delays = [], []
+    for line, recorded in story.looks:
+        if line["property"] == "action":
+            leads.append((starts[line["file"] - 1] - recorded + begin) / run.rate + line["position"])
+        else:
+            delays.append((recorded - begin - starts[1 + len(delays)]) / run.rate)
+    if len(leads) != len(run.actions) or len(delays) != len(run.tracks) - 1:
+        faults.append(f"there were {len(leads)} looks and {len(delays)} crossings")
+    if any(abs(lead) > FURTHEST for lead in leads):
+        faults.append(f"the position was ahead of the music by {[round(lead, 3) for lead in leads]} s")
+    if any(not -LATEST / 5 <= delay <= LATEST for delay in delays):
+        faults.append(f"the next track was announced {[round(delay, 3) for delay in delays]} s behind its first frame")
+    return faults, (f"ahead of the music by {1000 * min(leads, default=0):.0f} to {1000 * max(leads, default=0):.0f} ms in "
+                    f"{len(leads)} looks, a track announced up to {1000 * max(delays, default=0):.0f} ms behind its first frame")
+
+
 def sought(run, story, captured):
     """Up to the frame that is heard when the music stops, and on from the very frame that was asked for."""
     starts = [0]
@@ -101,7 +127,7 @@ def sought(run, story, captured):
         faults.append(f"a seek left the music {most:.3f} s from where the player said that it was")
     if found and found[-1][0] + found[-1][1] != starts[-1]:
         faults.append(f"the end is missing: the last piece is {found[-1]}")
-    return faults, f"what was left was up to {1000 * most:.0f} ms from the position told"
+    return faults, f"what was left was up to {1000 * most:.0f} ms from the position reported"
 
 
 def reordered(run, story, captured):
@@ -167,21 +193,20 @@ def moved(run, _, captured):
 def survived(run, story, captured):
     lost, again = losses(joined_bytes(run.tracks), captured[0])
     faults = [f"{again} frames were heard twice"] if again else []
-    most = sum(LONGEST_GAP + (SINK if seconds > 0 else 0) for _, seconds, _ in run.actions)
-    if lost > most * run.rate:
+    if lost > LONGEST_GAP * len(run.actions) * run.rate:
         faults.append(f"{lost} frames were lost")
     if story.last().get("recoveries", 0) < len(run.actions):
         faults.append(f"{story.last().get('recoveries')} recoveries")
     return faults, f"{lost} frames lost with {len(run.actions)} servers, {story.last().get('recoveries')} recoveries"
 
 
-JUDGES = {"joined": joined, "pause": whole, "exclusive": whole, "seek": sought, "next": reordered, "volume": scaled,
+JUDGES = {"joined": joined, "position": followed, "pause": whole, "exclusive": whole, "seek": sought, "next": reordered, "volume": scaled,
           "device": moved, "dies": survived}
 
 
 def judged(run, way, record, folder):
     """(faults, remark) of a run, with those that the machine has seen."""
-    story = Story(run, record["story"])
+    story = Story(run, record["story"], record.get("looks", ()))
     if not record["captures"]:
         return record["faults"], ""
     captured = [(folder / name).read_bytes() for name in record["captures"]]

@@ -20,13 +20,15 @@ OTHER = Run("", "next", RATE, (CUTS[:2],), ((1, -0.1, "next=x"),), CUTS[2:])
 LOUDER = Run("", "volume", RATE, (CUTS,), ((1, 0, "volume=1"),))
 MOVED = Run("", "device", RATE, (CUTS,), ((1, 0, "device=x"),))
 DIES = Run("", "dies", RATE, (CUTS,), ((1, -0.1, "say=x"),))
+FOLLOWED = Run("", "position", RATE, (CUTS,), ((1, -0.1, "say=x"), (2, 0.1, "say=x")))
+BEGIN = 70  # the first frame of music in a recording
 
 
-class Told:
+class Reported:
     """What a player says that did one thing at 3,900 frames of the first track."""
 
-    def __init__(self, crossings=2):
-        self.crossings = crossings
+    def __init__(self, crossings=2, looks=()):
+        self.crossings, self.looks = crossings, looks
 
     def actions(self):
         return [(0, 3900 / RATE)]
@@ -45,6 +47,28 @@ def part(first=0, end=len(DATA) // FRAME):
 
 def halved(data):
     return array.array("i", [value // 2 for value in array.array("i", data)]).tobytes()
+
+
+def looks(lead=0.0, delay=0.0):
+    """Of a player whose position is so many seconds ahead once, and that announces a track so many seconds late."""
+    ends = [sum(track.frames for track in CUTS[:count]) for count in (1, 2)]
+    late = int(delay * RATE)
+    return [({"property": "action", "file": 1, "position": 3900 / RATE}, BEGIN + 3900),
+            ({"property": "crossing"}, BEGIN + ends[0]),
+            ({"property": "crossing"}, BEGIN + ends[1] + late),
+            ({"property": "action", "file": 3, "position": lead + 800 / RATE}, BEGIN + ends[1] + 800)]
+
+
+POSITIONS = (  # whether it is right, what, the looks
+    (True, "a position that is heard", looks()),
+    (True, "a position that is a little ahead", looks(0.08)),
+    (True, "a track that is announced a little late", looks(0, 0.03)),
+    (False, "a position that is ahead", looks(0.12)),
+    (False, "a position that is behind", looks(-0.12)),
+    (False, "a track that is announced late", looks(0, 0.08)),
+    (False, "a track that is announced before it is heard", looks(0, -0.08)),
+    (False, "a look less", looks()[:-1]),
+)
 
 
 RIGHT = (
@@ -68,7 +92,7 @@ WRONG = (
     ("a seek to the next frame", SOUGHT, [part(0, 3900) + GAP + part(2001)]),
     ("a seek that was not heard", SOUGHT, [DATA]),
     ("a seek from elsewhere", SOUGHT, [part(0, 900) + part(2000)]),
-    ("too much of the old successor", OTHER, [FIRST + SECOND[:FRAME * 900] + THIRD]),
+    ("too much of the old successor", OTHER, [FIRST + SECOND[:FRAME * 2500] + THIRD]),
     ("the old successor", OTHER, [FIRST + SECOND]),
     ("a volume from the beginning", LOUDER, [halved(part(0, 2000)) + part(2000)]),
     ("a volume that loses a frame", LOUDER, [part(0, 2000) + halved(part(2001))]),
@@ -80,9 +104,9 @@ WRONG = (
 )
 
 
-def is_refused(run, recordings, told=None):
+def is_refused(run, recordings, reported=None):
     try:
-        faults, _ = heard.JUDGES[run.what](run, told or Told(), [one + END for one in recordings])
+        faults, _ = heard.JUDGES[run.what](run, reported or Reported(), [one + END for one in recordings])
         return bool(faults)
     except RuntimeError:
         return True
@@ -92,6 +116,9 @@ def faults():
     """(recordings that were refused as they must be, what was judged wrongly)"""
     found = [f"{name} is refused" for name, run, recordings in RIGHT if is_refused(run, recordings)]
     found += [f"{name} is taken for right" for name, run, recordings in WRONG if not is_refused(run, recordings)]
-    if not is_refused(JOINED, [DATA], Told(crossings=1)):
+    if not is_refused(JOINED, [DATA], Reported(crossings=1)):
         found.append("a crossing less than announced is taken for right")
-    return len(WRONG), found
+    for is_right, name, reported in POSITIONS:
+        if is_refused(FOLLOWED, [bytes(FRAME * BEGIN) + DATA], Reported(looks=reported)) == is_right:
+            found.append(f"{name} is {'refused' if is_right else 'taken for right'}")
+    return len(WRONG) + sum(not is_right for is_right, _, _ in POSITIONS), found

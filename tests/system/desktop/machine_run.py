@@ -9,15 +9,16 @@ import time
 from vm.machine import Machine
 
 HERE = pathlib.Path(__file__).resolve().parent
-PROGRAMS = ("tolvane-probe", "contract_pipewire", "test_dac")
+PROGRAMS = ("tolvane-probe", "contract_pipewire", "test_dac", "idle_filler")
 TOOLS = ("qemu-system-x86_64", "setpriv", "depmod", "cpio", "busybox", "arecord", "pipewire", "wireplumber", "wpctl",
          "dbus-daemon", "udevadm", "apt-cache")
 WHOLE_RUN = 2400  # seconds of the host's time
 FETCHING = 600  # seconds for the newer server's packages
 
 
-def prepare(build, name, only, guest=()):
-    """Makes BUILD/NAME anew; returns it, and the kernel's folder. `guest`: folders whose programs come over the desktop's."""
+def prepare(build, name, only, guest=(), programs=PROGRAMS):
+    """Makes BUILD/NAME anew; returns it, and the kernel's folder. `guest`: folders whose programs come over the desktop's.
+    `programs` of BUILD are in the machine."""
     missing = [tool for tool in TOOLS if not shutil.which(tool)]
     if missing:
         raise RuntimeError(f"not installed: {', '.join(missing)} (see {HERE / 'packages.txt'})")
@@ -25,7 +26,7 @@ def prepare(build, name, only, guest=()):
     shutil.rmtree(work, ignore_errors=True)
     (work / "bin").mkdir(parents=True)
     (work / "requests").mkdir()
-    for program in PROGRAMS:
+    for program in programs:
         shutil.copy2(build / "bin" / program, work / "bin")
     # The system test's helpers, and the desktop's programs in the place of its own.
     for folder in (HERE.parent / "guest", HERE / "guest", *guest):

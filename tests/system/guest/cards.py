@@ -1,5 +1,6 @@
 """What the kernel says about the cards, read by the tests themselves and not through the player."""
 
+import os
 import pathlib
 import re
 import subprocess
@@ -8,17 +9,20 @@ import time
 from pace import skipping
 
 CARDS = pathlib.Path("/proc/asound")
-STEP = 0.01  # seconds between two looks
+STEP, LONGER_STEP, LONGEST_STEP = 0.01, 0.03, 0.1  # seconds between two looks
 
 
-def wait_until(condition, seconds):
-    """The condition's value when it came true within the time, else a false one."""
-    end = time.monotonic() + seconds
+def wait_until(condition, seconds, step=STEP):
+    """The condition's value when it came true within the time, else a false one. `step`: seconds between the first looks; longer
+    for one that starts a program, which takes what is waited for the processor. What has been waited for long is looked at
+    less often, a twentieth of the time late at most: a look takes the machine as long as milliseconds of music."""
+    began = now = time.monotonic()
     while True:
         value = condition()
-        if value or time.monotonic() > end:
+        if value or now > began + seconds:
             return value
-        time.sleep(STEP)
+        time.sleep(max(step, min(LONGEST_STEP, (now - began) / 20)))
+        now = time.monotonic()
 
 
 class Pcm:
@@ -30,9 +34,10 @@ class Pcm:
     def _read(self, file):
         """Per open substream, what the file says as a dictionary; nothing for a card that has gone."""
         found = []
-        for path in sorted(self.folder.glob(f"sub*/{file}")):
+        for substream in self._substreams():  # without pathlib: this is done a hundred times a second
             try:
-                text = path.read_text()
+                with open(f"{self.folder}/{substream}/{file}", encoding="ascii") as opened:
+                    text = opened.read()
             except OSError:
                 continue
             if text.strip() not in ("closed", "", "no setup"):
@@ -40,15 +45,24 @@ class Pcm:
                               (line.partition(":") for line in text.splitlines())})
         return found
 
+    def _substreams(self):
+        try:
+            return sorted(name for name in os.listdir(self.folder) if name.startswith("sub"))
+        except OSError:
+            return []
+
+    def statuses(self):
+        return self._read("status")
+
     def closed(self):
-        return not self._read("status")
+        return not self.statuses()
 
     def running(self):
-        return any(status.get("state") == "RUNNING" for status in self._read("status"))
+        return any(status.get("state") == "RUNNING" for status in self.statuses())
 
     def owners(self):
         """The processes that hold the PCM: the kernel names a thread, its process is the thread group."""
-        return {_process(int(status["owner_pid"])) for status in self._read("status") if "owner_pid" in status}
+        return {_process(int(status["owner_pid"])) for status in self.statuses() if "owner_pid" in status}
 
     def setups(self):
         """(format, rate, channels) of everything that is open."""
@@ -80,20 +94,36 @@ def full_volume(name):
 
 
 class Capture:
-    """Records the loopback card's other side. It runs before the player, and so fixes the format the player must use."""
+    """Records the other side of a loopback card. It runs before the player, and so fixes the format the player must use."""
 
-    def __init__(self, path, sample_format, rate, channels):
-        self.path = path
+    STARTS = 10
+
+    def __init__(self, path, sample_format, rate, channels, card="Loopback", buffer=0.5):
+        """`buffer`: seconds that it may be late."""
+        self.path, self.rate = path, rate
         self.errors = path.with_suffix(".arecord")
-        self.pcm = Pcm("Loopback", 1, "c")
+        self.pcm = Pcm(card, 1, "c")
+        self.command = ["arecord", "-q", "-D", f"hw:{card},1,0", "-t", "raw", "-f", sample_format, "-r", str(rate),
+                        "-c", str(channels), f"--buffer-size={int(rate * buffer)}", f"--period-size={int(rate * buffer) // 10}",
+                        str(path)]
+        self.process = self._started()
+
+    def _started(self):
         with open(self.errors, "wb") as errors:
-            self.process = subprocess.Popen(
-                ["arecord", "-q", "-D", "hw:Loopback,1,0", "-t", "raw", "-f", sample_format, "-r", str(rate),
-                 "-c", str(channels), f"--buffer-size={rate // 2}", f"--period-size={rate // 20}", str(path)],
-                stdin=subprocess.DEVNULL, stderr=errors)
+            return subprocess.Popen(self.command, stdin=subprocess.DEVNULL, stderr=errors)
 
     def __enter__(self):
-        if not wait_until(self.pcm.running, 20):
+        """A sound server that gets the card back looks at it once more, in a format of its own: then arecord ends at once,
+        and is started again."""
+        for start in range(self.STARTS):
+            if start:
+                with skipping():
+                    time.sleep(1)
+                self.process = self._started()
+            wait_until(lambda: self.pcm.running() or self.process.poll() is not None, 20)
+            if self.process.poll() is None:
+                break
+        if self.process.poll() is not None or not self.pcm.running():
             self.__exit__()
             raise RuntimeError(f"arecord does not record: {self.errors.read_text().strip()}")
         return self

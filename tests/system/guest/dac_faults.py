@@ -26,7 +26,7 @@ MOST_REPEATED = 0.1  # seconds that a recovery may play twice: what was on its w
 NEVER_SENT = 0.004
 
 
-def plays_exactly(dac, track, watch=lambda: None):
+def plays_exactly(dac, track, watch=None):
     """(faults, story) of a whole play: the player's word, the kernel's, the DAC's, and every byte on the wire."""
     layout = plan.OWN_LAYOUT[track.container, track.sample]
     dac.device()

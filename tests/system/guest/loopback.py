@@ -1,5 +1,6 @@
 """Plays every planned case to the loopback card and records what comes out on its other side."""
 
+import hashlib
 import pathlib
 import shutil
 
@@ -48,7 +49,40 @@ def path_faults(case, probe, seen):
     if case.verdict not in labels or case.verdict != "BIT-PERFECT" and "BIT-PERFECT" in labels:
         details = [line.get("detail") for line in probe.values("audioPathStatus")]
         faults.append(f"the player should say {case.verdict}, but says {list(zip(labels, details))}")
+    return faults + delivery_faults(case, probe)
+
+
+def delivery_faults(case, probe):
+    """What the player says of the samples that it handed over, against its verdict and the files: a second witness."""
+    found = probe.values("delivery")
+    results = [(line["result"], line["reason"]) for line in found]
+    if case.verdict != "BIT-PERFECT":
+        return [f"delivered whole, and yet {case.verdict}"] if case.verdict != "DIRECT PCM" and ("matches", "none") in results else []
+    wanted = ("unknown", "notFromTheBeginning") if case.first_frame else ("matches", "none")
+    faults = [] if results == [wanted] * len(case.tracks) else [f"of what was delivered the player says {results}, not {wanted}"]
+    for track, line in zip(case.tracks, found):
+        if case.first_frame or "float" in track.sample:
+            continue
+        stored = line["storedMD5"] if track.container == "FLAC" else data_md5(track)
+        if stored is None or line["deliveredMD5"] != stored:
+            faults.append(f"the MD5 of what was delivered of {track.file} is {line['deliveredMD5']}, not {stored}")
     return faults
+
+
+def data_md5(track):
+    """Of the samples as they are stored, in little-endian order."""
+    data = (SHARED / "tracks" / track.file).read_bytes()
+    if track.container == "AIFF":
+        at = data.index(b"SSND")
+        size = int.from_bytes(data[at + 4:at + 8], "big") - 8  # without the chunk's own offset and block size
+        width = int(track.sample) // 8
+        samples = data[at + 16:at + 16 + size]
+        turned = bytearray(size)
+        for byte in range(width):
+            turned[byte::width] = samples[width - 1 - byte::width]
+        return hashlib.md5(turned).hexdigest()
+    at = data.index(b"data")
+    return hashlib.md5(data[at + 8:at + 8 + int.from_bytes(data[at + 4:at + 8], "little")]).hexdigest()
 
 
 def fetched(track):

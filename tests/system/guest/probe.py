@@ -7,7 +7,7 @@ import pathlib
 import subprocess
 import time
 
-from cards import STEP
+from cards import LONGER_STEP, STEP
 from pace import skipping
 
 PROGRAM = pathlib.Path("/tmp/bin/tolvane-probe")
@@ -32,15 +32,16 @@ class Probe:
         self.status = None
         self.malformed = []
 
-    def finish(self, watch=lambda: None, seconds=LIMIT, pcm=None):
-        """Waits for the end, calling `watch` all the while; idle time is skipped from the moment that `pcm` runs. A run
-        over its time is killed: its status stays None."""
+    def finish(self, watch=None, seconds=LIMIT, pcm=None):
+        """Waits for the end, calling `watch`, if there is one, all the while; idle time is skipped from the moment that `pcm`
+        runs. A run over its time is killed: its status stays None."""
         end = time.monotonic() + seconds
 
         def wait(reached=lambda: False):
             while self.process.poll() is None and time.monotonic() < end and not reached():
-                watch()
-                time.sleep(STEP)
+                if watch:
+                    watch()
+                time.sleep(STEP if watch or pcm else LONGER_STEP)
 
         if pcm:
             wait(pcm.running)

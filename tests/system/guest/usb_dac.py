@@ -108,22 +108,23 @@ class Stream:
     def faults(self, setup):
         """A track is one run, in the format, rate and channels that the host chose, which the host ends by taking back
         what it has queued, and whose wire never runs dry."""
-        runs, told = self.runs(), self.dac.events("start")[self.first:]
+        runs, starts = self.runs(), self.dac.events("start")[self.first:]
         if self.dac.ended():
             return [self.dac.ended()]
         if len(runs) != 1 or runs[0]["why"] not in ("unlink", "alternate"):
             return [f"the stream came in {len(runs)} runs: {runs}"]
         faults = [f"the wire ran dry: {runs}"] if runs[0]["dryWires"] else []
-        if (told[0]["format"], told[0]["rate"], told[0]["channels"]) != setup:
-            faults.append(f"the DAC was set to {told[0]}, not {setup}")
+        if (starts[0]["format"], starts[0]["rate"], starts[0]["channels"]) != setup:
+            faults.append(f"the DAC was set to {starts[0]}, not {setup}")
         return faults
 
     def story(self):
         return [str(run) for run in self.runs()]
 
 
-def play(dac, track, *options, watch=lambda: None):
-    """(the player's run, every hw_params that the kernel showed while it ran: none that the player only tries)"""
+def play(dac, track, *options, watch=None):
+    """(the player's run, every hw_params that the kernel showed while it ran: none that the player only tries). `watch` may
+    start programs: the machine's clock then keeps its pace."""
     seen = set()
     name = dac.device()["name"]
     file = fetched(track)
@@ -132,8 +133,9 @@ def play(dac, track, *options, watch=lambda: None):
         setup = PCM.setup() if PCM.running() else None
         if setup:
             seen.add(setup)
-        watch()
+        if watch:
+            watch()
 
-    probe = Probe("play", file, "--device", name, *options).finish(look)
+    probe = Probe("play", file, "--device", name, *options).finish(look, pcm=None if watch else PCM)
     file.unlink()
     return probe, seen

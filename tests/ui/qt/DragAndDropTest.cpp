@@ -103,6 +103,31 @@ TEST_F(WindowDrops, FilesAreLoadedWhereverTheyAreDropped) {
   EXPECT_THAT(order(), ElementsAre(7, 8));
 }
 
+TEST_F(WindowDrops, WhatCannotBePlayedIsNamedForAWhile) {
+  load(3);
+  const auto list = placeIn(*row(1), 0.5, 0.5);
+  const auto dropped = folder.write("Fugue.ogg", "x");
+  QMimeData data;
+  addFiles(data, {QUrl::fromLocalFile(QString::fromStdString(dropped.path()))});
+  const auto notice = QStringLiteral("Nothing to play in Fugue.ogg: .ogg is not a format this player plays.");
+  EXPECT_TRUE(enter(list, data));
+  EXPECT_TRUE(drop(list, data));
+  EXPECT_TRUE(isShown(notice));
+  EXPECT_THAT(order(), ElementsAre(1, 2, 3)) << "the playlist stays";
+  click(notice);
+  EXPECT_FALSE(isShown(notice));
+  EXPECT_TRUE(enter(list, data));
+  EXPECT_TRUE(drop(list, data));
+  EXPECT_TRUE(isShown(notice)) << "also the second time";
+  load(2);
+  folder.write("new/Track 7.wav", "x");
+  QMimeData music;
+  addFiles(music, {QUrl::fromLocalFile(QString::fromStdString(folder.path() / "new"))});
+  EXPECT_TRUE(enter(list, music));
+  EXPECT_TRUE(drop(list, music));
+  EXPECT_FALSE(isShown(notice));
+}
+
 TEST_F(WindowDrops, OnlyFilesOfThisMachineAreWanted) {
   load(3);
   struct Case {
@@ -148,8 +173,8 @@ TEST_F(WindowDrops, AWaitingDragScrollsTheListAtItsEnds) {
   leave();
 }
 
-/// Drags with the X server's own pointer, as a hand does: a press, a way of many small moves, and a release.
-void dragOnXServer(QPoint from, QPoint to) {
+/// Drags with the X server's own pointer, as a hand does: a press, a way of many small moves, and then how it ends.
+void dragOnXServer(QPoint from, QPoint to, const QStringList& end = {"mouseup", "1"}) {
   QStringList hand{"mousemove", QString::number(from.x()), QString::number(from.y()), "mousedown", "1"};
   constexpr int steps = 12;
   for (int step = 1; step <= steps; ++step) {
@@ -159,9 +184,7 @@ void dragOnXServer(QPoint from, QPoint to) {
          << "mousemove" << QString::number(place.x()) << QString::number(place.y());
   }
   hand << "sleep"
-       << "0.1"
-       << "mouseup"
-       << "1";
+       << "0.1" << end;
   QProcess::startDetached("xdotool", hand);
 }
 
@@ -186,6 +209,56 @@ TEST_F(WindowDrops, ARowIsDraggedByThePointer) {
   EXPECT_EQ(trackDrag().draggedRow(), -1);
   EXPECT_EQ(playingTrack(), 1) << "a drag is no click";
 }
+
+struct DragEnd {
+  const char* name;
+  bool isOverARow;
+  QStringList hand;
+};
+
+class WindowDragEnds : public WindowDrops, public testing::WithParamInterface<DragEnd> {
+ protected:
+  /// Rows with a background of their own, the playing one and the one under the pointer aside.
+  [[nodiscard]] std::vector<int> rowsThatAreLit() const {
+    std::vector<int> lit;
+    for (int index = 0; index < static_cast<int>(order().size()); ++index) {
+      const QQuickItem& shown = *row(index);
+      const auto color = shown.property("background").value<QQuickItem*>()->property("color").value<QColor>();
+      const QPointF pointer = shown.mapFromGlobal(QPointF(QCursor::pos()));
+      if (color.alpha() > 0 && !shown.property("current").toBool() && !shown.contains(pointer)) lit.push_back(index);
+    }
+    return lit;
+  }
+};
+
+TEST_P(WindowDragEnds, LeaveNoRowLit) {
+  ASSERT_EQ(QGuiApplication::platformName(), "xcb") << "off the screen there are no drags";
+  load(3);
+  content.playTrack(2, 0);
+  settle();
+  const QPoint begin = window->mapToGlobal(placeIn(*row(0), 0.3, 0.5));
+  const QPoint overARow = window->mapToGlobal(placeIn(*row(1), 0.3, 0.2));
+  const QPoint outside = window->mapToGlobal(QPoint(300, 20));
+  int drags = 0;
+  QObject::connect(&trackDrag(), &TrackDragModel::changed, [&] { drags += trackDrag().draggedRow() == 0 ? 1 : 0; });
+  const QPoint end = GetParam().isOverARow ? overARow : outside;
+  dragOnXServer(begin, end, GetParam().hand);
+  ASSERT_TRUE(waitFor([&] {
+    runLoop.runUntilIdle();
+    return drags > 0 && trackDrag().draggedRow() < 0 && QCursor::pos() == end;
+  }));
+  settle();
+  EXPECT_THAT(rowsThatAreLit(), testing::IsEmpty());
+  EXPECT_THAT(order(), ElementsAre(1, 2, 3));
+  EXPECT_FALSE(row(0)->property("down").toBool());
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, WindowDragEnds,
+                         testing::Values(DragEnd{"DroppedWhereItWas", true, {"mouseup", "1"}},
+                                         DragEnd{"DroppedOutside", false, {"mouseup", "1"}},
+                                         DragEnd{"Escape", false, {"key", "Escape", "mouseup", "1"}},
+                                         DragEnd{"EscapeOverARow", true, {"key", "Escape", "mouseup", "1"}}),
+                         [](const auto& end) { return std::string(end.param.name); });
 
 }  // namespace
 }  // namespace tolvane::test

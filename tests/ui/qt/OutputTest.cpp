@@ -1,5 +1,6 @@
 #include <QSignalSpy>
 #include <QtTest/QTest>
+#include <map>
 #include <set>
 #include <string>
 
@@ -280,10 +281,98 @@ TEST_F(WindowOutput, SaysWhatItsPartsAreFor) {
   EXPECT_THAT(tips(), Contains(withKeys));
 }
 
+TEST_F(WindowOutput, ATipOfASliderLeavesItsValueInSight) {
+  for (const auto* name : {"Volume", "Balance"}) {
+    const QQuickItem& slider = *item(QString::fromLatin1(name));
+    QTest::mouseMove(window, placeIn(slider, 0.5, 0.5));
+    QObject* tip = nullptr;
+    for (QObject* child : slider.children())
+      if (QByteArray(child->metaObject()->className()).startsWith("HelpTip")) tip = child;
+    ASSERT_NE(tip, nullptr);
+    ASSERT_TRUE(waitFor([&] { return tip->property("opened").toBool(); }));
+    EXPECT_GE(tip->property("y").toDouble(), slider.height()) << name;
+    QTest::mouseMove(window, QPoint(300, 20));
+    ASSERT_TRUE(waitFor([&] { return !tip->property("visible").toBool(); }));
+  }
+}
+
 TEST_F(WindowOutput, TellsWhichFilesItPlaysWhileItIsEmpty) {
   EXPECT_TRUE(isShown(QStringLiteral("WAV  ·  AIFF  ·  AIF  ·  FLAC  ·  MP3")));
   load(1);
   EXPECT_FALSE(isShown(QStringLiteral("WAV  ·  AIFF  ·  AIF  ·  FLAC  ·  MP3")));
+}
+
+/// Where the window's parts stand.
+class WindowPlaces : public WindowOutput {
+ protected:
+  [[nodiscard]] std::map<std::string, QRectF> places() {
+    settle();
+    std::map<std::string, QRectF> found;
+    for (const auto* name : {"Output device", "Exclusive Access", "Volume", "Balance", "Position", "Tracks", "Previous",
+                             "Next", "Stop", "Open files", "Close"}) {
+      const QQuickItem& part = *item(QString::fromLatin1(name));
+      found[name] = part.mapRectToScene(QRectF(0, 0, part.width(), part.height()));
+    }
+    return found;
+  }
+  /// The detail of a path that alters samples in this many ways.
+  void alter(int ways) {
+    SimulatedDeviceConfig config;
+    config.name = "Altering " + std::to_string(ways);
+    config.alterations.emplace();
+    for (int number = 0; number < ways; ++number)
+      config.alterations->emplace_back(SampleAlteration::Kind::processed,
+                                       "The filter number " + std::to_string(number) + " of this sink changes samples.",
+                                       "Remove it from the configuration."_cure);
+    const auto id = hardware.addDevice(config);
+    settle();
+    devices.loadAudioDevices();
+    devices.select(id);
+    content.playTrack(0, 0);
+    settle();
+  }
+};
+
+TEST_F(WindowPlaces, StayWhereTheyAreHoweverLongTheVerdictIs) {
+  load(3);
+  const auto before = places();
+  std::set<qsizetype> lengths;
+  for (const int ways : {1, 2, 3, 4, 8}) {
+    alter(ways);
+    lengths.insert(accessible("DSP ACTIVE")->text(QAccessible::Description).size());
+    EXPECT_EQ(places(), before) << ways;
+  }
+  EXPECT_EQ(lengths.size(), 5U) << "each was longer than the one before";
+  click("Stop");
+  EXPECT_EQ(places(), before) << "stopped";
+}
+
+TEST_F(WindowPlaces, StayWhereTheyAreInAnyWriting) {
+  load(3);
+  const auto before = places();
+  for (const char* name : {"夜想曲 第二番 嬰ハ短調", "राग यमन कल्याण", "สายน้ำ", "กู่ ที่นี่", "Ǻ̂Ç̧ÿ̱"}) {
+    SimulatedPCMFile file;
+    file.format = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
+    file.data.resize(std::size_t{441'000} * 4, std::byte{0x10});
+    const FileURL url("/music/" + std::string(name) + ".wav");
+    files.add(url, file);
+    const std::vector list{url, track(2), track(3)};
+    content.loadPlaylist(list);
+    settle();
+    ASSERT_TRUE(isShown(QString::fromUtf8(name)));
+    EXPECT_EQ(places(), before) << name;
+  }
+}
+
+TEST_F(WindowPlaces, LetASliderBeDoubleClickedWhoseFirstClickChangesTheVerdict) {
+  load(3);
+  const QPoint middle = place(*item("Volume"), 0.4);
+  clickAt(middle);
+  ASSERT_NEAR(volume(), 0.4, pixel("Volume"));
+  EXPECT_TRUE(isShown("DSP ACTIVE"));
+  QTest::mouseDClick(window, Qt::LeftButton, Qt::NoModifier, middle);
+  settle();
+  EXPECT_EQ(volume(), 1);
 }
 
 TEST_F(WindowOutput, KeepsItsPartsInTheWindowHoweverMuchThereIsToSayOfThePath) {

@@ -268,6 +268,54 @@ class Stage : public WindowFixture {
     window->resize(1600, 1000);
     play(2, 0.38);
   }
+  void convertedWide() {
+    window->resize(1600, 1000);
+    converted();
+  }
+  void longChain() {
+    SimulatedDeviceConfig device;
+    device.name = "Universal Serial Bus High Definition Audio Interface (Rear Panel, Balanced Outputs 3/4)";
+    device.streams[0].physicalFormats = {physicalInteger(32)};
+    pick(device);
+    proxy.setOutputVolume(0.5);
+    proxy.setOutputBalance(-0.2);
+    play(0, 0.2);
+  }
+  /// The sheet over a path that is as it should be, with a track that was played to its end before.
+  void sheet() {
+    described({});
+    openSheet();
+  }
+  void sheetAltered() {
+    described({{SampleAlteration::Kind::processed,
+                "The sound server plays this device at 40 % volume, so samples are altered.",
+                "Set its volume to 100 %."_cure}});
+    openSheet();
+  }
+  void sheetEmpty() { openSheet(); }
+  void sheetHistory() {
+    described({});
+    for (int i = 0; i < 30; ++i) {
+      proxy.setOutputVolume(i % 2 == 0 ? 0.5 : 1);
+      advance(std::chrono::seconds(90));
+      settle();
+    }
+    openSheet();
+    key(Qt::Key_End);
+  }
+  void sheetWide() {
+    window->resize(1600, 1000);
+    sheet();
+  }
+  void sheetAlteredWide() {
+    window->resize(1600, 1000);
+    sheetAltered();
+  }
+  void sheetKeyboard() {
+    sheet();
+    key(Qt::Key_Tab);
+    key(Qt::Key_Tab);
+  }
 
  private:
   static FileURL url(std::size_t index) { return FileURL("/music/" + std::string(programme[index].name) + ".wav"); }
@@ -305,6 +353,25 @@ class Stage : public WindowFixture {
     devices.loadAudioDevices();
     devices.select(id);
     return id;
+  }
+  /// A device that tells where its facts are read.
+  void described(const std::vector<SampleAlteration>& alterations) {
+    SimulatedDeviceConfig device;
+    device.name = "Studio Monitor";
+    device.driver = "snd-usb-audio";
+    device.soundServer = "PipeWire 1.4.2";
+    device.formatSource = "/proc/asound/card1/pcm0p/sub0/hw_params (S32_LE); 24 significant bits by the USB descriptor";
+    device.streams[0].physicalFormats = {physicalInteger(24)};
+    device.alterations = alterations;
+    pick(device);
+    play(11, 0);
+    advance(std::chrono::seconds(100));
+    play(2, 0.38);
+  }
+  void openSheet() {
+    key(Qt::Key_I, Qt::ControlModifier);
+    advance(std::chrono::milliseconds(600));
+    settle();
   }
   void hover() {
     data_ = std::make_unique<QMimeData>();
@@ -347,7 +414,16 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"waiting-wide", &Stage::waitingWide},
                                                 {"not-saved", &Stage::notSaved},
                                                 {"not-saved-wide", &Stage::notSavedWide},
-                                                {"wide", &Stage::wide}};
+                                                {"wide", &Stage::wide},
+                                                {"converted-wide", &Stage::convertedWide},
+                                                {"long-chain", &Stage::longChain},
+                                                {"sheet", &Stage::sheet},
+                                                {"sheet-altered", &Stage::sheetAltered},
+                                                {"sheet-altered-wide", &Stage::sheetAlteredWide},
+                                                {"sheet-empty", &Stage::sheetEmpty},
+                                                {"sheet-history", &Stage::sheetHistory},
+                                                {"sheet-keyboard", &Stage::sheetKeyboard},
+                                                {"sheet-wide", &Stage::sheetWide}};
   return all;
 }
 

@@ -80,6 +80,24 @@ TEST_F(WindowTracks, ShowTheirWaveformsOnceTheseHaveBeenRead) {
   EXPECT_NE(model().data(model().index(0), TrackListModel::samplesRole).value<WaveformSamples>().values, nullptr);
 }
 
+TEST_F(WindowTracks, KeepAsMuchRoomForALengthThatIsNotKnown) {
+  load(1);
+  const std::function<QQuickItem*(QQuickItem*)> find = [&](QQuickItem* in) -> QQuickItem* {
+    if (in->property("text").toString() == "00:10") return in;
+    for (QQuickItem* child : in->childItems())
+      if (QQuickItem* found = find(child)) return found;
+    return nullptr;
+  };
+  QQuickItem* duration = find(row(0));
+  ASSERT_NE(duration, nullptr);
+  const double known = duration->width();
+  for (const auto* text : {"--:--", "11:11", "08:59"}) {
+    duration->setProperty("text", text);
+    settle();
+    EXPECT_EQ(duration->width(), known) << text;
+  }
+}
+
 TEST_F(WindowTracks, AskForTheWaveformsOfTheRowsThatAreShownAndNoOthers) {
   load(100);
   EXPECT_NE(content.waveforms().samples(track(1)), nullptr);
@@ -105,6 +123,7 @@ TEST_F(WindowTracks, AHundredThousandNeedNoMoreRowsThanFit) {
   const auto* contentItem = view->property("contentItem").value<QQuickItem*>();
   int rows = 0;
   for (const QQuickItem* child : contentItem->childItems()) rows += child->inherits("QQuickItemDelegate") ? 1 : 0;
+  EXPECT_GE(rows, 3) << "rows in sight";
   EXPECT_LT(rows, 40);
 }
 
@@ -143,11 +162,49 @@ TEST_P(WindowScrolling, CostsTheRowsThatComeInSightAndNothingForTheOthers) {
   const int passed = frames * rowsAFrame + inSight;
   EXPECT_GE(read, frames * rowsAFrame);
   EXPECT_LE(read, passed + rowCache) << "no waveform is read that was not passed";
+  EXPECT_GE(everMade.size(), static_cast<std::size_t>(inSight));
   EXPECT_LE(everMade.size(), static_cast<std::size_t>(inSight + rowsAFrame + rowCache)) << "rows are used again";
 }
 
 INSTANTIATE_TEST_SUITE_P(OfAnyLength, WindowScrolling, testing::Values(1'000, 100'000),
                          testing::PrintToStringParamName());
+
+TEST_F(WindowTracks, ShowAsCurrentTheOneThatIsAlsoWhileTheyAreMoved) {
+  load(4);
+  content.playTrack(1, 0);
+  settle();
+  int looks = 0;
+  const auto look = [&] {
+    for (int index = 0; index < 4; ++index) {
+      const bool isPlaying = proxy.state().tracks[static_cast<std::size_t>(index)].url == track(2);
+      EXPECT_EQ(row(index)->property("current").toBool(), isPlaying) << "row " << index;
+      ++looks;
+    }
+  };
+  for (const auto& [from, to] : {std::pair{1, 3}, {0, 3}, {2, 0}, {3, 1}}) {
+    session.moveTrack(from, to);
+    runLoop.runUntilIdle();
+    window->grabWindow();  // a frame before the window's next turn
+    look();
+    settle();
+    look();
+  }
+  EXPECT_EQ(looks, 32);
+}
+
+TEST_F(WindowTracks, LookLikeTheCurrentOneOnlyWhenTheyAreIt) {
+  load(3);
+  const auto ground = [this](int index) {
+    return row(index)->property("background").value<QQuickItem*>()->property("color").value<QColor>();
+  };
+  const QPoint place = placeIn(*row(1), 0.3, 0.5);
+  QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, place);
+  settle();
+  EXPECT_LT(ground(1).alphaF(), 0.65F) << "pressed";
+  EXPECT_GT(ground(1).alphaF(), 0.0F);
+  EXPECT_EQ(ground(0).alphaF(), 1.0F) << "current";
+  QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, place);
+}
 
 TEST_F(WindowTracks, HaveAScrollBarOnlyWhereTheyDoNotFit) {
   const auto isBarShown = [this] {
@@ -252,6 +309,89 @@ TEST_F(WindowTracks, TakeTheKeyboardAlongWhenOneIsClicked) {
   goTo(1);
   clickAt(placeIn(*row(2), 0.3, 0.5));
   EXPECT_EQ(keyboardRow(), 2);
+}
+
+TEST_F(WindowTracks, HaveTheKeyboardAfterAClickAndShowItWithTheFirstKey) {
+  load(8);
+  const auto showsRing = [this](int index) { return row(index)->property("focusShown").toBool(); };
+  clickAt(placeIn(*row(1), 0.3, 0.5));
+  EXPECT_TRUE(list()->hasActiveFocus());
+  EXPECT_FALSE(showsRing(1));
+  key(Qt::Key_Down);
+  EXPECT_EQ(keyboardRow(), 2);
+  EXPECT_TRUE(showsRing(2));
+  EXPECT_EQ(currentIndex(), 1);
+  key(Qt::Key_Return);
+  EXPECT_EQ(currentIndex(), 2);
+}
+
+TEST_F(WindowTracks, TurnByAPageAndKeepTheirPlaceInSight) {
+  load(40);
+  list()->forceActiveFocus(Qt::TabFocusReason);
+  const int page = static_cast<int>(list()->height() / trackRowHeight);
+  ASSERT_GE(page, 2);
+  key(Qt::Key_PageDown);
+  EXPECT_EQ(keyboardRow(), page);
+  EXPECT_EQ(scrolled(), page * trackRowHeight);
+  key(Qt::Key_PageDown);
+  EXPECT_EQ(keyboardRow(), 2 * page);
+  EXPECT_EQ(scrolled(), 2 * page * trackRowHeight);
+  key(Qt::Key_PageUp);
+  EXPECT_EQ(keyboardRow(), page);
+  EXPECT_EQ(scrolled(), page * trackRowHeight);
+  for (int press = 0; press < 40; ++press) key(Qt::Key_PageDown);
+  EXPECT_EQ(keyboardRow(), 39);
+  EXPECT_TRUE(isInSight(39));
+}
+
+TEST_F(WindowTracks, BringTheRowOfTheKeyboardInSightWhenTheyGetIt) {
+  load(40);
+  goTo(5);
+  list()->setProperty("contentY", 25 * trackRowHeight);
+  settle();
+  list()->forceActiveFocus(Qt::TabFocusReason);
+  settle();
+  EXPECT_TRUE(isInSight(5));
+}
+
+TEST_F(WindowTracks, ShowTheKeyboardAroundAllWhenItsRowIsScrolledAway) {
+  load(40);
+  list()->forceActiveFocus(Qt::TabFocusReason);
+  const auto rings = [this] {
+    int shown = 0;
+    for (const QQuickItem* sibling : list()->parentItem()->childItems())
+      if (QByteArray(sibling->metaObject()->className()).startsWith("FocusRing") && sibling->isVisible()) ++shown;
+    return shown;
+  };
+  EXPECT_EQ(rings(), 0);
+  list()->setProperty("contentY", 25 * trackRowHeight);
+  settle();
+  EXPECT_EQ(rings(), 1);
+}
+
+TEST_F(WindowTracks, ShowBarsThatStandOutFromWhatIsBehindThem) {
+  load(3);
+  const QImage picture = window->grabWindow();
+  const auto luminance = [](const QColor& color) {
+    const auto linear = [](float c) { return c <= 0.04045F ? c / 12.92F : std::pow((c + 0.055F) / 1.055F, 2.4F); };
+    return 0.2126F * linear(color.redF()) + 0.7152F * linear(color.greenF()) + 0.0722F * linear(color.blueF());
+  };
+  int waveforms = 0;
+  const std::function<void(const QQuickItem&)> look = [&](const QQuickItem& in) {
+    if (in.inherits("tolvane::WaveformView") && in.isVisible()) {
+      const QColor behind = picture.pixelColor(placeIn(in, 0.5, 0) - QPoint(0, 3));
+      const auto bar = in.property("inactiveColor").value<QColor>();
+      const auto blend = [share = bar.alphaF()](float over, float under) { return over * share + under * (1 - share); };
+      const QColor seen = QColor::fromRgbF(blend(bar.redF(), behind.redF()), blend(bar.greenF(), behind.greenF()),
+                                           blend(bar.blueF(), behind.blueF()));
+      const float contrast = (luminance(seen) + 0.05F) / (luminance(behind) + 0.05F);
+      EXPECT_GE(contrast, 3) << "on " << behind.name().toStdString();
+      ++waveforms;
+    }
+    for (const QQuickItem* child : in.childItems()) look(*child);
+  };
+  look(*window->contentItem());
+  EXPECT_EQ(waveforms, 4) << "one above, three in the list";
 }
 
 TEST_F(WindowTracks, DrawTheBarsThatTheirProgressAsksFor) {

@@ -46,6 +46,53 @@ TEST_F(WindowTransport, SeeksWhereThePlayingTracksWaveformIsClicked) {
   EXPECT_EQ(currentIndex(), 0);
 }
 
+QQuickItem* timeMark(QQuickItem* in) {
+  if (in->objectName() == "timeMark") return in;
+  for (QQuickItem* child : in->childItems())
+    if (QQuickItem* found = timeMark(child)) return found;
+  return nullptr;
+}
+
+TEST_F(WindowTransport, MarksTheTimeUnderThePointerInBothWaveforms) {
+  load(2);
+  for (QQuickItem* waveform : {item("Position"), row(1)}) {
+    QQuickItem* mark = timeMark(waveform);
+    ASSERT_NE(mark, nullptr);
+    EXPECT_FALSE(mark->isVisible());
+    for (const auto& [place, time] : {std::pair{0.31, "00:03"}, {0.72, "00:07"}, {0.98, "00:09"}}) {
+      QTest::mouseMove(window, placeIn(*mark, place, 0.5));
+      settle();
+      EXPECT_TRUE(mark->isVisible());
+      EXPECT_EQ(mark->property("time").toString().toStdString(), time);
+      EXPECT_NEAR(mark->property("place").toDouble(), place, 1 / mark->width());
+    }
+    QTest::mouseMove(window, QPoint(300, 20));
+    settle();
+    EXPECT_FALSE(mark->isVisible());
+  }
+}
+
+TEST_F(WindowTransport, MovesHairlineAndTimeWithAPointerThatScrubs) {
+  load(1);
+  QQuickItem* waveform = item("Position");
+  QQuickItem* mark = timeMark(waveform);
+  ASSERT_NE(mark, nullptr);
+  QTest::mousePress(window, Qt::LeftButton, Qt::NoModifier, placeIn(*waveform, 0.2, 0.5));
+  for (const auto& [place, time] : {std::pair{0.31, "00:03"}, {0.55, "00:05"}, {0.82, "00:08"}}) {
+    const QPoint hand = placeIn(*waveform, place, 0.5);
+    QMouseEvent move(QEvent::MouseMove, hand, window->mapToGlobal(hand), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(window, &move);
+    settle();
+    EXPECT_TRUE(mark->isVisible());
+    EXPECT_NEAR(mark->property("place").toDouble(), place, 1 / waveform->width());
+    EXPECT_TRUE(isShown(QString::fromLatin1(time))) << "the clock below";
+    EXPECT_LT(position(), 1) << "nothing is chosen yet";
+  }
+  QTest::mouseRelease(window, Qt::LeftButton, Qt::NoModifier, placeIn(*waveform, 0.82, 0.5));
+  settle();
+  EXPECT_NEAR(position(), trackSeconds * 0.82, 2 * trackSeconds / waveform->width());
+}
+
 TEST_F(WindowTransport, ShowsATrackThatIsStillBeingRead) {
   load(3);
   runLoop.advance(std::chrono::seconds(4));

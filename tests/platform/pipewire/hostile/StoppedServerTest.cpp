@@ -159,6 +159,10 @@ class StoppedServer : public testing::Test, public PipeWireOutputUnit::Host {
   int open_ = 0;
 };
 
+TEST_F(StoppedServer, HasToldItsVersionBefore) {
+  EXPECT_THAT(connection_->serverName(), testing::MatchesRegex("PipeWire [0-9]+\\.[0-9]+\\.[0-9]+.*"));
+}
+
 TEST_F(StoppedServer, IsWaitedForUpToALimitWhenAUnitIsInitialised) {
   stopServer();
   OSStatus status = noErr;

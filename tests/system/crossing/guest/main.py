@@ -41,11 +41,12 @@ class CardCapture(Capture):
     """Of one of the two cards."""
 
     def __init__(self, path, card, rate):
-        self.path, self.errors, self.pcm = path, path.with_suffix(".arecord"), Pcm(card, 1, "c")
-        with open(self.errors, "wb") as errors:
-            self.process = subprocess.Popen(
-                ["arecord", "-q", "-D", f"hw:{card},1,0", "-t", "raw", "-f", "S32_LE", "-r", str(rate), "-c", "2",
-                 f"--buffer-size={rate}", f"--period-size={rate // 10}", str(path)], stdin=subprocess.DEVNULL, stderr=errors)
+        super().__init__(path, "S32_LE", rate, 2, card, buffer=1)
+
+    def recorded(self, moment):
+        """Frames, at a moment a little while ago. What is recorded is what the card has played."""
+        frames = int(self.pcm.statuses()[0]["hw_ptr"])
+        return frames - int((time.monotonic() - moment) * self.rate)
 
 
 def restart_servers(play):
@@ -54,6 +55,22 @@ def restart_servers(play):
     desktop.kill_servers()
     desktop.start_servers()
     time.sleep(2)  # they are being loaded
+
+
+class Looks:
+    """(number of the line, frames that had been recorded when the player said it) of each line about its position."""
+
+    def __init__(self, play, capture):
+        self.play, self.capture, self.next, self.found = play, capture, 0, []
+
+    def look(self):
+        """Whether the player has ended."""
+        has_ended = self.play.process.poll() is not None
+        for number in range(self.next, len(self.play.lines)):
+            if '"action"' in self.play.lines[number] or '"crossing"' in self.play.lines[number]:
+                self.found.append((number, self.capture.recorded(self.play.moments[number])))
+            self.next = number + 1
+        return has_ended
 
 
 def played(run, way, number):
@@ -68,11 +85,14 @@ def played(run, way, number):
     for capture in captures:
         capture.__enter__()
     play = Play(*(TRACKS / track.file for track in run.tracks), *options)
+    looks = Looks(play, captures[0])
     try:
         play.said('"isPlaying","value":true')
         if run.what == "dies":
             restart_servers(play)
         with skipping():
+            if run.what == "position":
+                wait_until(looks.look, 60)
             faults = play.finish()
     finally:
         for capture in captures:
@@ -82,7 +102,7 @@ def played(run, way, number):
     for capture in captures:
         names.append(f"{number:02}-{capture.path.name}")
         shutil.copyfile(capture.path, SHARED / "captures" / names[-1])
-    return {"faults": faults, "captures": names, "story": play.lines}
+    return {"faults": faults, "captures": names, "looks": looks.found, "story": play.lines}
 
 
 class Runs:

@@ -15,6 +15,7 @@ RUNTIME = "/run/user/4242"
 ENVIRONMENT = {"PATH": os.environ["PATH"], "HOME": "/home/listener", "LC_ALL": "C.UTF-8", "XDG_RUNTIME_DIR": RUNTIME,
                "DBUS_SESSION_BUS_ADDRESS": f"unix:path={RUNTIME}/bus"}
 CARDS = ("Loopback", "Intel", "Audio")
+LOOK = 0.3  # seconds between two looks at what the server has
 servers = {}
 volumes = {}
 
@@ -86,7 +87,7 @@ def sinks():
 def sink(card):
     """Of the card with this name in /proc/asound. Waits for it."""
     index = int(os.readlink(f"/proc/asound/{card}").removeprefix("card"))
-    found = wait_until(lambda: sinks().get(index), 30)
+    found = wait_until(lambda: sinks().get(index), 30, LOOK)
     if not found:
         raise RuntimeError(f"the card {card} has no sink")
     return found

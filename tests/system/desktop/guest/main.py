@@ -49,7 +49,7 @@ def tests():
     yield "A server that hangs for a while is recovered from, and nothing is heard twice", losing.frozen
     yield "A server that hangs for good is said to be missing, and used when it is back", losing.frozen_for_good
     yield "A server without a session manager leaves the cards to be played to directly", losing.without_manager
-    yield "A server that comes late gets the card, and the next track", losing.later
+    yield "A server that comes late gets the card in a pause, and the music goes on through it", losing.later
 
 
 def main():

@@ -12,12 +12,13 @@ import wave
 import desktop
 from cards import Capture, Pcm, wait_until
 from pace import skipping
-from pieces import difference, losses  # noqa: F401 - the tests of the desktop have them from here
+from pieces import difference, losses, wide  # noqa: F401 - the tests of the desktop have them from here
 
 SHARED = pathlib.Path("/vm/shared")
 PROBE = pathlib.Path("/tmp/bin/tolvane-probe")
 LOOPBACK = Pcm("Loopback")
 LIMIT = 90
+ODD = bytes(byte | 1 for byte in range(256))
 NOT_RECOVERED = "The output device did not recover after 3 attempts. "
 
 
@@ -25,15 +26,13 @@ def track(path, rate, width, seconds):
     """Noise without a silent frame, of its own for each name; its frames as 32-bit ones."""
     noise = bytearray(random.Random(f"{pathlib.Path(path).name} {rate} {width} {seconds}").randbytes(int(rate * seconds) * 2 * width))
     frame = 2 * width
-    for at in range(0, len(noise), frame):
-        noise[at] |= 1
+    noise[::frame] = noise[::frame].translate(ODD)
     with wave.open(str(path), "wb") as file:
         file.setnchannels(2)
         file.setsampwidth(width)
         file.setframerate(rate)
         file.writeframes(noise)
-    padding = bytes(4 - width)
-    return b"".join(padding + noise[at:at + width] for at in range(0, len(noise), width))
+    return wide(noise, width)
 
 
 @functools.cache

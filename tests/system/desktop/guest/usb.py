@@ -6,7 +6,7 @@ import time
 import desktop
 from cards import present, wait_until
 from pace import skipping
-from player import NOT_RECOVERED, Play, difference, losses, name_of, track
+from player import NOT_RECOVERED, Play, difference, losses, name_of, track, wide
 from usb_dac import CARD, PCM, Dac
 
 WIDTHS = {"S16_LE": 2, "S24_3LE": 3, "S32_LE": 4}
@@ -22,11 +22,6 @@ def ready():
     desktop.set_volume(CARD, "1.0")
     name_of.cache_clear()
     return name_of(IDENTITY)
-
-
-def wide(data, width):
-    """The frames as 32-bit ones."""
-    return b"".join(bytes(4 - width) + data[at:at + width] for at in range(0, len(data), width))
 
 
 def on_the_wire(dac, since):

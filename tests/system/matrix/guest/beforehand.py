@@ -6,7 +6,7 @@ import pathlib
 
 import desktop
 import layouts
-from causes import CHANNELS, LINKED, NEVER, NO_MAP, VIRTUAL
+from causes import ASSUMED, CHANNELS, LINKED, NEVER, NO_MAP, REFUTED, VIRTUAL
 from circumstances import DEVICE, STREAM, has_setting
 from layouts import CARD_ORDER, FILE_ORDER, FILTER, HALVED
 from scene import DacRecording, LoopbackRecording, PipeRecording
@@ -20,7 +20,9 @@ RULED = {"filtered": ("filter graph of the device by rule", f"filters the sample
 # By client.conf: name → (row, value, what the verdict must name, whether it is heard).
 CONFIGURED = {FILTER: ("stream's filter graph by client.conf", HALVED, f"filters the samples of {STREAM}", True),
               "channelmix.max-volume": ("stream's channelmix.max-volume by client.conf", "0.25", f"level of {STREAM} below", True),
-              "channelmix.min-volume": ("stream's channelmix.min-volume by client.conf", "2.0", f"level of {STREAM} above", True)}
+              "channelmix.min-volume": ("stream's channelmix.min-volume by client.conf", "2.0", f"level of {STREAM} above", True),
+              # Without a resampler in the way it has nothing to do.
+              "resample.peaks": ("stream's resample.peaks by client.conf", "true", NEVER, False)}
 CLIENT_CONF = [pathlib.Path(f"/home/listener/.config/pipewire/{name}.conf.d/matrix.conf") for name in ("client", "client-rt")]
 # What runs a module of the server's beside it.
 MODULE_CONF = """context.spa-libs = {{ audio.convert.* = audioconvert/libspa-audioconvert support.* = support/libspa-support }}
@@ -38,6 +40,12 @@ ROW_SIDE_ON_71 = "5.1 track with side channels on a 7.1 USB device"
 ROW_NUMBERED = "Pro Audio of a USB device that states its channels"
 ROW_UNSTATED_USB = "Pro Audio of a USB device that does not"
 ROW_PERMUTED = "a USB device with the track's channels in another order"
+ROW_OWN_ORDER = "a USB device whose sink has the order that it states"
+ROW_REFUTED = "a USB device whose sink has another order than it states"
+ROW_MADE_UP = "a USB device whose driver made an order up"
+ROW_UCM = "UCM for a USB device that states its channels"
+ROW_UCM_RENAMED = "UCM, and a rule with the order that the device states"
+ROW_UCM_MADE_UP = "UCM for a USB device that states no channels"
 ROW_OTHER_USB = "Pro Audio of a USB device with other loudspeakers"
 
 
@@ -49,15 +57,26 @@ class Beforehand:
             self.cell(way, row, absent=why, faults=[])
 
     def ruled(self):
+        rows = []
         for kind, (row, names, alters) in RULED.items():
             setting, _ = layouts.RULED[kind]
-            if not setting.startswith("audio.") and not has_setting(setting):
-                self.absent(row, f"{self.version} has no {setting}")
-            elif kind == "renamed" and self.channels == 1:
+            if kind == "renamed" and self.channels == 1:
                 self.absent(row, "one channel has no order")
+            elif not setting.startswith("audio.") and not has_setting(setting):
+                self.absent(row, f"{self.version} has no {setting}")
             else:
+                rows.append(row)
                 self.choose(layouts.ruled(kind, self.channels))
-                self.both_ways(row, LoopbackRecording(CARD_ORDER[self.channels]), names, alters, NO_MAP[self.channels], False)
+                with self.cells(("shared", row)):
+                    with self.play(LoopbackRecording(CARD_ORDER[self.channels])):
+                        self.cell("shared", row, **self.scene.judged(names, alters))
+        if rows:
+            self.choose(layouts.ruled(layouts.EVERY_RULE, self.channels))
+            with self.cells(*(("exclusive", row) for row in rows)):
+                with self.play(LoopbackRecording(CARD_ORDER[self.channels]), "--exclusive"):
+                    found = self.judged_exclusively(NO_MAP[self.channels], False)
+                    for row in rows:
+                        self.cell("exclusive", row, **found)
 
     def configured(self):
         for setting, (row, value, names, alters) in CONFIGURED.items():
@@ -132,38 +151,85 @@ class Beforehand:
                            track=layouts.SIDE_51)
 
     @contextlib.contextmanager
-    def usb(self, channels, mask):
-        """A USB device, with the profile that numbers its channels."""
+    def dac(self, channels, mask):
+        """A USB device, whose profile is to be chosen."""
         with Dac("--channels", str(channels), "--positions", f"{mask:x}", "--rates", str(layouts.RATE), "--formats", "s32") as dac:
             usual, self.card = self.card, DAC_CARD
             try:
-                self.choose("pro-audio", "pro-output-0")
                 yield dac
             finally:
                 self.card = usual
 
+    @contextlib.contextmanager
+    def usb(self, channels, mask):
+        """A USB device, with the profile that numbers its channels."""
+        with self.dac(channels, mask) as dac:
+            self.choose("pro-audio", "pro-output-0")
+            yield dac
+
+    def usb_ways(self, row, dac, names, alters, exclusive_names, exclusive_alters, order=None, **more):
+        recording = DacRecording(dac, order or FILE_ORDER[self.channels])
+        self.both_ways(row, recording, names, alters, exclusive_names, exclusive_alters, device=dac.device()["uid"], **more)
+
     def numbered(self):
         count, beyond = self.channels, self.channels > 2
-        states_none = "does not state which loudspeakers" if beyond else NEVER
         # The session manager finds no channel of a numbered sink for the loudspeakers beyond stereo. It makes mono into
         # stereo, and then finds one for the left channel only.
         numbered, is_altered = {1: (LINKED, None), 2: (NEVER, False)}.get(count, (LINKED, True))
-        with self.usb(count, layouts.MASKS[count]) as dac:
-            self.both_ways(ROW_NUMBERED, DacRecording(dac, FILE_ORDER[count]), numbered, is_altered, NEVER, False,
-                           device=dac.device()["uid"])
         if not beyond:
-            for row in (ROW_UNSTATED_USB, ROW_OTHER_USB, ROW_PERMUTED):
+            with self.usb(count, layouts.MASKS[count]) as dac:
+                self.usb_ways(ROW_NUMBERED, dac, numbered, is_altered, NEVER, False)
+            for row in (ROW_UNSTATED_USB, ROW_OTHER_USB, ROW_PERMUTED, ROW_OWN_ORDER, ROW_REFUTED, ROW_MADE_UP):
                 self.absent(row, "one channel and two have their usual places")
             return
-        with self.usb(count, 0) as dac:
-            self.both_ways(ROW_UNSTATED_USB, DacRecording(dac, FILE_ORDER[count]), numbered, is_altered, states_none, False,
-                           device=dac.device()["uid"])
+        with self.dac(count, layouts.MASKS[count]) as dac:
+            self.choose(layouts.OWN_ORDER[count])
+            self.usb_shared(ROW_OWN_ORDER, dac, NEVER, False)
+            self.choose(layouts.OTHER_THAN_OWN[count])
+            self.usb_shared(ROW_REFUTED, dac, REFUTED, True)
+            self.choose("pro-audio", "pro-output-0")
+            self.usb_ways(ROW_NUMBERED, dac, numbered, is_altered, NEVER, False, also=(ROW_OWN_ORDER, ROW_REFUTED))
+        with self.dac(count, 0) as dac:
+            self.choose(layouts.OWN_ORDER[count])
+            self.usb_shared(ROW_MADE_UP, dac, ASSUMED, False)
+            self.choose("pro-audio", "pro-output-0")
+            self.usb_ways(ROW_UNSTATED_USB, dac, numbered, is_altered, "does not state which loudspeakers", False, also=(ROW_MADE_UP,))
         with self.usb(count, OTHER_MASKS[count]) as dac:
-            self.both_ways(ROW_OTHER_USB, DacRecording(dac, FILE_ORDER[count]), numbered, is_altered, "no loudspeaker", True,
-                           device=dac.device()["uid"])
+            self.usb_ways(ROW_OTHER_USB, dac, numbered, is_altered, "no loudspeaker", True)
         track, mask, order = layouts.PERMUTED[count]
         with self.usb(count, mask) as dac:
-            self.both_ways(ROW_PERMUTED, DacRecording(dac, order), numbered, is_altered, NEVER, False, device=dac.device()["uid"],
-                           track=track)
+            self.usb_ways(ROW_PERMUTED, dac, numbered, is_altered, NEVER, False, order, track=track)
 
-    SCENES = (combined, tunnel, unstated, side, numbered, ruled, configured)
+    def usb_shared(self, row, dac, names, alters):
+        """The profile is the device's own matter: with Exclusive Access the device is the same with each."""
+        with self.cells(("shared", row)):
+            with self.play(DacRecording(dac, FILE_ORDER[self.channels]), device=dac.device()["uid"]):
+                self.cell("shared", row, **self.scene.judged(names, alters))
+
+    def choose_verb(self, name):
+        """A profile that a configuration for the device makes. What its sink calls it is each server's own."""
+        self.choose(name, self.server.sink_profile(DAC_CARD, name))
+        # The level of such a sink is the card's: what is set of the sink does not change it.
+        desktop.text_of("wpctl", "set-volume", self.sink["id"], "1.0")
+
+    def configured_device(self):
+        count, beyond = self.channels, self.channels > 2
+        layouts.use_configuration(count)
+        try:
+            with self.dac(count, layouts.MASKS[count]) as dac:
+                if beyond:
+                    self.choose_verb(layouts.RENAMED[count])
+                    self.usb_shared(ROW_UCM_RENAMED, dac, NEVER, False)
+                self.choose_verb(layouts.CONFIGURED[count])
+                self.usb_ways(ROW_UCM, dac, REFUTED if beyond else NEVER, beyond, NEVER, False, also=(ROW_UCM_RENAMED,) if beyond else ())
+            if not beyond:
+                for row in (ROW_UCM_RENAMED, ROW_UCM_MADE_UP):
+                    self.absent(row, "one channel and two have their usual places")
+                return
+            with self.dac(count, 0) as dac:
+                self.choose_verb(layouts.RENAMED[count])
+                self.usb_ways(ROW_UCM_MADE_UP, dac, ASSUMED, False, "does not state which loudspeakers", False)
+        finally:
+            layouts.use_configuration(None)
+
+    SCENES = (combined, tunnel, unstated, side, numbered, configured_device, ruled, configured)

@@ -4,6 +4,8 @@ NEVER = "$."  # a regular expression that no text matches
 # The loopback card has no channel map: played to directly, it does not say where more than two channels go.
 NO_MAP = {1: NEVER, 2: NEVER, 6: "does not state which loudspeakers", 8: "does not state which loudspeakers"}
 TOO_FEW_BITS = "does not preserve the source format exactly"
+ASSUMED = "assumes which loudspeakers"
+REFUTED = "but its driver states FL, FR, FC, LFE, RL, RR"
 LINKED = "is linked to another channel"
 VIRTUAL = "It is a virtual device of the sound server"
 PLUGIN = "of the system's sound library, which may alter samples"

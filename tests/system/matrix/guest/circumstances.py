@@ -57,6 +57,20 @@ def setting(row, node, name, value, neutral, names, alters=True):
     return Circumstance(row, names, to(value), end, alters, setting=name)
 
 
+# How channels are mixed, and what the converter has when it does not: nothing of it may reach samples that need no mixing.
+MIXING = {"channelmix.normalize": True, "channelmix.mix-lfe": False, "channelmix.upmix": True, "channelmix.upmix-method": "psd",
+          "channelmix.lfe-cutoff": 150.0, "channelmix.fc-cutoff": 6000.0, "channelmix.rear-delay": 12.0,
+          "channelmix.stereo-widen": 0.5}
+NO_MIXING = {"channelmix.normalize": False, "channelmix.mix-lfe": True, "channelmix.upmix": False, "channelmix.lfe-cutoff": 0.0,
+             "channelmix.fc-cutoff": 0.0, "channelmix.rear-delay": 0.0, "channelmix.stereo-widen": 0.0}
+
+
+def mixing(row, node):
+    def to(settings):
+        return lambda show: show.server.set_settings(getattr(show, node), settings)
+    return Circumstance(row, "$.", to(MIXING), to(NO_MIXING), alters=False)
+
+
 def props(node, **values):
     """Properties of the sink or of the player's stream. These profiles of the card have no mixer: the server scales."""
     return lambda show: show.server.set(getattr(show, node), "Props", **values)
@@ -113,7 +127,7 @@ def nothing(_):
 
 
 GRAPH_RATE = Circumstance("graph at another rate", "mixes at 44.1 kHz|resamples the track", graph_rate(44100), graph_rate(0),
-                          settled=1.2)
+                          settled=0.8)
 WHILE_PLAYING = (
     Circumstance("nothing in the way", "$.", nothing, nothing, alters=False),
     Circumstance("device at 40 % in the server", "plays this device at 40 % volume", volume("sink", LOWERED), volume("sink", 1)),
@@ -127,11 +141,13 @@ WHILE_PLAYING = (
     setting("channelmix.min-volume of the device", "sink", "channelmix.min-volume", 2.0, 0.0, f"level of {DEVICE} above"),
     setting("channelmix.min-volume of the stream", "stream", "channelmix.min-volume", 2.0, 0.0, f"level of {STREAM} above"),
     setting("dither of the device", "sink", "dither.noise", 16, 0, f"dithers the samples of {DEVICE}", alters=None),
+    mixing("options for mixing of the device", "sink"),
+    mixing("options for mixing of the stream", "stream"),
     Circumstance("another program on the device", "Another program plays on this device", play_too, stop_too),
     Circumstance("another program has the card open", "does not expose its physical stream format", open_too, stop_too,
                  alters=False, is_told=True, settled=1.2),
     Circumstance("a channel linked into another", "is linked to another channel", cross(), cross("-d"), least=2),
     Circumstance("stream linked to another device too, whose clock leads", "follows the clock of another device", clock(),
-                 clock("-d"), settled=1.2),
+                 clock("-d"), settled=0.8),
     GRAPH_RATE,
 )

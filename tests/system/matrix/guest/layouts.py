@@ -17,8 +17,9 @@ FILE_ORDER = {1: ("MONO",), 2: ("FL", "FR"), 6: ("FL", "FR", "FC", "LFE", "RL", 
               8: ("FL", "FR", "FC", "LFE", "RL", "RR", "SL", "SR")}
 CARD_ORDER = {**FILE_ORDER, 6: ("FL", "FR", "RL", "RR", "FC", "LFE"), 8: ("FL", "FR", "RL", "RR", "FC", "LFE", "SL", "SR")}
 MASKS = {1: 0x4, 2: 0x3, 6: 0x3F, 8: 0x63F}
-NAMES = {1: "mono", 2: "front-left,front-right", 6: "front-left,front-right,rear-left,rear-right,front-center,lfe",
-         8: "front-left,front-right,rear-left,rear-right,front-center,lfe,side-left,side-right"}
+LONG_NAMES = {"MONO": "mono", "FL": "front-left", "FR": "front-right", "RL": "rear-left", "RR": "rear-right", "FC": "front-center",
+              "LFE": "lfe", "SL": "side-left", "SR": "side-right"}
+NAMES = {count: ",".join(map(LONG_NAMES.get, order)) for count, order in CARD_ORDER.items()}
 PCMS = {1: "hw:%f", 2: "front:%f", 6: "surround51:%f", 8: "surround71:%f"}
 HALF = {count: f"half-{count}" for count in COUNTS}  # the profile whose PCM is a plug-in that halves the level
 PLAIN = {count: f"plain-{count}" for count in COUNTS}
@@ -29,6 +30,13 @@ HALVED = "{ nodes = [ { type = builtin label = linear name = half control = { Mu
 RULED = {"filtered": (FILTER, lambda count: HALVED), "lowered": ("channelmix.max-volume", lambda count: "0.25"),
          "raised": ("channelmix.min-volume", lambda count: "2.0"),
          "renamed": ("audio.position", lambda count: ",".join(OTHER_ORDER.get(count, FILE_ORDER[count])))}
+# Profiles of the USB device beyond stereo, whose PCM the server opens as "hw": its channels are named as the device has
+# them, or in the order of the loopback card's.
+OWN_ORDER = {count: f"own-order-{count}" for count in (6, 8)}
+OTHER_THAN_OWN = {count: f"other-order-{count}" for count in (6, 8)}
+# Verbs of the USB device's configuration (UCM). For the second kind a rule names the channels as the device has them.
+CONFIGURED = {count: f"Configured-{count}" for count in COUNTS}
+RENAMED = {count: f"Renamed-{count}" for count in (6, 8)}
 CLOCK_CARD = "Intel"  # whose clock others follow when they are linked to the same stream
 
 
@@ -48,6 +56,9 @@ PERMUTED = {6: (Track(("FL", "FR", "FC", "RC", "SL", "SR"), 0x707), 0x137, ("FL"
 SIDE_51 = Track(("FL", "FR", "FC", "LFE", "SL", "SR"), 0x60F)
 
 
+EVERY_RULE = "every-rule"  # a profile whose sinks have all of them
+
+
 def ruled(kind, count):
     """The profile's name."""
     return f"{kind}-{count}"
@@ -56,7 +67,9 @@ def ruled(kind, count):
 def install_rules():
     """Of both versions of the session manager, each in the form that it reads."""
     rules = [(f"*.{ruled(kind, count)}", name, value(count)) for kind, (name, value) in RULED.items() for count in COUNTS]
+    rules += [(f"*.{ruled(EVERY_RULE, count)}", name, value(count)) for name, value in RULED.values() for count in COUNTS]
     rules.append(("alsa_output.pci-*", "priority.driver", "30000"))
+    rules += [(f"alsa_output.usb-*.{verb}*", "audio.position", ",".join(FILE_ORDER[count])) for count, verb in RENAMED.items()]
     lua = [f'table.insert(alsa_monitor.rules, {{ matches = {{{{{{ "node.name", "matches", {json.dumps(node)} }}}}}}, '
            f'apply_properties = {{ [{json.dumps(name)}] = {json.dumps(value)} }} }})' for node, name, value in rules]
     conf = [f'{{ matches = [ {{ node.name = {json.dumps("~" + node.replace(".", "[.]").replace("*", ".*"))} }} ], '
@@ -67,23 +80,58 @@ def install_rules():
         pathlib.Path(path).write_text(text + "\n")
 
 
+def set_profiles(name, profiles, card):
+    """Gives the card with this id a set of profiles: lines of a file."""
+    pathlib.Path(f"/usr/share/alsa-card-profile/mixer/profile-sets/{name}.conf").write_text(
+        "\n".join(["[General]", "auto-profiles = yes", *profiles]) + "\n")
+    pathlib.Path(f"/etc/udev/rules.d/91-{name}.rules").write_text(
+        f'SUBSYSTEM=="sound", KERNEL=="card*", ATTR{{id}}=="{card}", ENV{{ACP_PROFILE_SET}}="{name}.conf"\n')
+
+
+def mapping(name, pcm, channels):
+    return [f"[Mapping {name}]", f"device-strings = {pcm}", f"channel-map = {channels}", "direction = output"]
+
+
+# The device's configuration is there while it is plugged in as one that has one (use_configuration).
+UCM = pathlib.Path("/usr/share/alsa/ucm2")
+NO_CONFIGURATION = "Syntax 4\n"
+
+
+def use_configuration(channels):
+    """Of the USB device that is plugged in next: with so many channels; None: it has none."""
+    if channels is None:
+        return (UCM / "ucm.conf").write_text(NO_CONFIGURATION)
+    verbs = [each[channels] for each in (CONFIGURED, RENAMED) if channels in each]
+    (UCM / "matrix.conf").write_text("Syntax 4\n" + "".join(
+        f'SectionUseCase."{verb}" {{ File "/matrix-verb.conf" Comment "{verb}" }}\n' for verb in verbs))
+    (UCM / "matrix-verb.conf").write_text(
+        'SectionVerb { EnableSequence [ ] }\n'
+        'SectionDevice."Line" { EnableSequence [ ] Value {\n'
+        f'PlaybackPCM "hw:${{CardId}}"\nPlaybackChannels {channels}\nPlaybackPriority 100\n}} }}\n')
+    return (UCM / "ucm.conf").write_text(
+        'Syntax 4\nIf.dac { Condition { Type String Haystack "${CardName}" Needle "Test DAC" }\n'
+        'True { UseCasePath.matrix { Directory "." File "matrix.conf" } } }\n')
+
+
 def install():
     """The profiles, the rules and the plug-in. The session manager reads them when it starts."""
+    use_configuration(None)
     install_rules()
-    profiles = ["[General]", "auto-profiles = yes"]
+    pathlib.Path("/etc/udev/rules.d").mkdir(parents=True, exist_ok=True)
+    profiles = []
     plugins = []
     for count in COUNTS:
         for name, pcm in ((PLAIN[count], PCMS[count]), (HALF[count], f"half{count}:%f"),
-                          *((ruled(kind, count), PCMS[count]) for kind in RULED)):
-            profiles += [f"[Mapping {name}]", f"device-strings = {pcm}", f"channel-map = {NAMES[count]}", "direction = output"]
+                          *((ruled(kind, count), PCMS[count]) for kind in (*RULED, EVERY_RULE))):
+            profiles += mapping(name, pcm, NAMES[count])
         plugins.append(f"pcm.half{count} {{ @args [ CARD ] @args.CARD {{ type string }} type route\n"
                        f"slave {{ pcm {{ type hw card $CARD }} channels {count} }}\n"
                        "ttable { " + " ".join(f"{k}.{k} 0.5" for k in range(count)) + " } }")
-    pathlib.Path("/usr/share/alsa-card-profile/mixer/profile-sets/matrix.conf").write_text("\n".join(profiles) + "\n")
+    set_profiles("matrix", profiles, "Loopback")
+    set_profiles("matrix-usb", [line for count in (6, 8) for line in (
+        *mapping(OWN_ORDER[count], "hw:%f", ",".join(map(LONG_NAMES.get, FILE_ORDER[count]))),
+        *mapping(OTHER_THAN_OWN[count], "hw:%f", NAMES[count]))], "DAC")
     pathlib.Path("/etc/asound.conf").write_text("\n".join(plugins) + "\n")
-    pathlib.Path("/etc/udev/rules.d").mkdir(parents=True, exist_ok=True)
-    pathlib.Path("/etc/udev/rules.d/91-matrix.rules").write_text(
-        'SUBSYSTEM=="sound", KERNEL=="card*", ATTR{id}=="Loopback", ENV{ACP_PROFILE_SET}="matrix.conf"\n')
     for command in (("control", "--reload"), ("trigger", "--action=change", "--subsystem-match=sound"), ("settle",)):
         subprocess.run(["udevadm", *command], check=True, timeout=60)
 

@@ -13,8 +13,10 @@ sys.path.insert(0, "/vm/tests")
 
 import desktop  # noqa: E402
 import layouts  # noqa: E402
+from attacks import ATTACKS, attack  # noqa: E402
 from newer import NEWER, install_newer, installed_version, restart  # noqa: E402
 from player import PROBE, SHARED  # noqa: E402
+from preload import preload  # noqa: E402
 from show import Show  # noqa: E402
 
 OWN_NAME, NEWER_NAME = "own", "newer"  # as the caller names the versions
@@ -53,14 +55,21 @@ def main():
     layouts.install()
     only = json.loads((SHARED / "only.json").read_text())
     counts = [count for count in layouts.COUNTS if str(count) in only] or layouts.COUNTS
-    scenes = [scene for scene in Show.SCENES if scene.__name__ in only] or Show.SCENES
+    scenes = [scene for scene in Show.SCENES if scene.__name__ in only]
+    attacks = [each for each in ATTACKS if each in only]
+    if not scenes and not attacks:
+        scenes, attacks = Show.SCENES, ATTACKS
     desktop.begin()
     if NEWER_NAME not in only:
+        preload(PROBE)
         run(counts, scenes)
     if NEWER.exists() and OWN_NAME not in only:
         desktop.kill_servers()
         install_newer()
         restart()
+        preload(PROBE)
+        for name in attacks:
+            report(version=installed_version(), **attack(name))
         run(counts, scenes)
     for log in pathlib.Path("/tmp").glob("*.log"):
         shutil.copy(log, SHARED)

@@ -15,7 +15,8 @@ from player import LOOPBACK, SHARED, Play
 
 LIMIT = 20  # seconds
 WINDOW = 0.1  # seconds of music that are judged
-TRACK = 45  # seconds: more than any run takes
+TRACK = 12  # seconds: more than a run takes that judges a cell or two; to load a longer one takes the machine long
+LONG_TRACK = 45  # seconds: of a run in which circumstances come and go
 BEST = "BIT-PERFECT"
 LOOPBACK_UID = "platform-snd_aloop.0:0"
 HDA_UID = "pci-0000:00:06.0:0"
@@ -108,14 +109,14 @@ class PipeRecording:
 
 
 class Scene:
-    def __init__(self, track, recording, device, *options):
-        self.track, self.recording, self.device, self.options = track, recording, device, options
+    def __init__(self, track, recording, device, *options, seconds=TRACK):
+        self.track, self.recording, self.device, self.options, self.seconds = track, recording, device, options, seconds
         self.frame = recording.bytes * len(recording.order)
-        self.file = pathlib.Path(f"/tmp/track-{len(track.positions)}-{track.mask:x}.wav")
+        self.file = pathlib.Path(f"/tmp/track-{len(track.positions)}-{track.mask:x}-{seconds}.wav")
 
     def __enter__(self):
         if not self.file.exists():
-            write_track(self.file, self.track, TRACK)
+            write_track(self.file, self.track, self.seconds)
         self.recording.__enter__()
         self.play = Play(self.file, "--device", self.device, *self.options)
         if not self.play.said('"isPlaying","value":true'):

@@ -74,16 +74,36 @@ class Server:
         """Of the node's converter: name → value."""
         self.set(node, "Props", params=[part for pair in settings.items() for part in pair])
 
+    def sink_profile(self, card_name, profile):
+        """What the sink of a card's profile calls it: it begins with the profile's name. Chooses the profile."""
+        def found():
+            with self.lock:
+                items = list(self.objects.values())
+            names = [desktop.properties_of(item).get("device.profile.name", "") for item in items
+                     if desktop.properties_of(item).get("media.class") == "Audio/Sink"]
+            return next((name for name in names if name.startswith(profile + ":")), None)
+
+        wait_until(lambda: self.profile_of(card_name, profile), LIMIT)
+        for _ in range(LIMIT):
+            chosen = self.profile_of(card_name, profile)
+            if not chosen:
+                raise RuntimeError(f"the card has no profile {profile}")
+            self.set(self.find(device_name=card_name), "Profile", index=chosen["index"], save=True)
+            name = wait_until(found, 2)
+            if name:
+                return name
+        raise RuntimeError(f"the card's profile {profile} has no sink")
+
+    def profile_of(self, card_name, name):
+        card = self.find(device_name=card_name)
+        params = card["info"]["params"] if card else {}
+        return next((profile for profile in params.get("EnumProfile", ()) if profile["name"] == name), None)
+
     def set_profile(self, card_name, name, sink_profile):
         """Of a card. Returns when there is its sink: after Exclusive Access the card is made anew, and
         the object that was asked may have been the one before."""
-        def chosen():
-            card = self.find(device_name=card_name)
-            params = card["info"]["params"] if card else {}
-            return next((profile for profile in params.get("EnumProfile", ()) if profile["name"] == name), None)
-
         for _ in range(LIMIT):
-            profile = wait_until(chosen, LIMIT)
+            profile = wait_until(lambda: self.profile_of(card_name, name), LIMIT)
             if not profile:
                 raise RuntimeError(f"the card has no profile {name}")
             self.set(self.find(device_name=card_name), "Profile", index=profile["index"], save=True)

@@ -13,11 +13,11 @@ from causes import CHANNELS, NO_MAP, PLUGIN, TOO_FEW_BITS, VIRTUAL
 from circumstances import CONVERTER, GRAPH_RATE, LOWERED, WHILE_PLAYING, NotThere, has_setting
 from layouts import CARD_ORDER, FILE_ORDER
 from pace import skipping
-from scene import BEST, HDA_UID, LOOPBACK_UID, HdaRecording, LoopbackRecording, Scene
+from scene import BEST, HDA_UID, LONG_TRACK, LOOPBACK_UID, TRACK, HdaRecording, LoopbackRecording, Scene
 from server import Server
 
 CARD = "alsa_card.platform-snd_aloop.0"
-SWITCH = ("--exclusive-at", "3")  # seconds after its begin at which the player asks for Exclusive Access
+SWITCH = ("--exclusive-at", "2")  # seconds after its begin at which the player asks for Exclusive Access
 OTHER_COUNT = {1: 2, 2: 6, 6: 2, 8: 6}  # channels of a device that the track was not made for
 # What a newer server may bring: the names of two settings, changed in the server's and the client's own converter.
 RENAMED = {b"dither.noise\0": b"dither.moons\0", b"channelmix.max-volume\0": b"channelmix.moon-phase\0"}
@@ -97,10 +97,10 @@ class Show(Beforehand):
             raise RuntimeError(f"no sink of the profile {profile} stays")
         circumstances.volume("sink", 1)(self)
 
-    def play(self, recording, *options, device=LOOPBACK_UID, track=None):
+    def play(self, recording, *options, device=LOOPBACK_UID, track=None, seconds=TRACK):
         wait_until(lambda: not self.server.find(node_name="tolvane-player"), 20)
         self.server.suspend(self.sink)
-        self.scene = Scene(track or layouts.TRACKS[self.channels], recording, device, *options)
+        self.scene = Scene(track or layouts.TRACKS[self.channels], recording, device, *options, seconds=seconds)
         return self.scene
 
     def exclusively(self):
@@ -139,7 +139,7 @@ class Show(Beforehand):
 
     def while_playing(self):
         with self.cells(*(("shared", circumstance.row) for circumstance in WHILE_PLAYING)):
-            with self.play(LoopbackRecording(CARD_ORDER[self.channels])):
+            with self.play(LoopbackRecording(CARD_ORDER[self.channels]), seconds=LONG_TRACK):
                 for node in (self.sink, self.stream):  # the machine resamples eight channels at a tenth of their pace
                     self.server.set_settings(node, {"resample.quality": 0})
                 self.scene.advance(0.5)
@@ -260,8 +260,9 @@ class Show(Beforehand):
         for self.channels in counts:
             for scene in scenes:
                 try:
-                    self.choose(layouts.PLAIN[self.channels])
-                    scene(self)
+                    with skipping():  # all that is loaded is in memory
+                        self.choose(layouts.PLAIN[self.channels])
+                        scene(self)
                 except Exception as error:  # noqa: BLE001 - whatever it is, it belongs in the report
                     self.cell("shared", f"scene {scene.__name__}", faults=[f"it broke down: {error}"],
                               story=traceback.format_exc().splitlines())

@@ -11,6 +11,7 @@ import traceback
 sys.path.insert(0, "/vm/tests")
 
 import desktop  # noqa: E402
+import soak_plan  # noqa: E402
 import soaking  # noqa: E402
 from player import PROBE, SHARED  # noqa: E402
 
@@ -19,6 +20,7 @@ def main():
     resource.setrlimit(resource.RLIMIT_RTPRIO, (20, 20))
     os.chmod("/tmp", 0o1777)
     shutil.copytree(SHARED / "bin", PROBE.parent)
+    shutil.copytree(SHARED / "tracks", soak_plan.FOLDER)
     desktop.begin()
     try:
         found = soaking.soaked(json.loads((SHARED / "only.json").read_text())[0])

@@ -1,0 +1,9 @@
+#pragma once
+// Whether what a window leaves clear is seen through, on the display that Qt uses. Window's thread.
+
+namespace tolvane {
+
+/// False on an X server without a compositor, where clear parts are black. True on any other platform.
+[[nodiscard]] bool isComposited();
+
+}  // namespace tolvane

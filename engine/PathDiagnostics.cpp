@@ -1,0 +1,45 @@
+#include "engine/PathDiagnostics.h"
+
+#include <fmt/format.h>
+
+namespace tolvane {
+namespace {
+
+std::string framesText(std::int64_t frames, double rate) {
+  constexpr double milliseconds = 1000;
+  const std::string count = fmt::format("{} frames", groupedDigits(frames));
+  return rate > 0 ? fmt::format("{}, {:.1f} ms", count, static_cast<double>(frames) / rate * milliseconds) : count;
+}
+
+}  // namespace
+
+std::vector<NamedText> pathCounters(const PathDiagnostics& diagnostics) {
+  const auto count = [](std::uint64_t number) { return groupedDigits(static_cast<std::int64_t>(number)); };
+  std::vector<NamedText> all{{"Underruns", count(diagnostics.statistics.underruns)},
+                             {"Recoveries", count(diagnostics.statistics.recoveries)}};
+  if (diagnostics.bufferFrames != 0) all.push_back({"Buffer", framesText(diagnostics.bufferFrames, diagnostics.rate)});
+  if (diagnostics.framesAhead) all.push_back({"Latency", framesText(*diagnostics.framesAhead, diagnostics.rate)});
+  all.push_back({"Frames handed over", count(diagnostics.framesHandedOver)});
+  return all;
+}
+
+std::vector<NamedText> deliveryTexts(const PathDiagnostics& diagnostics) {
+  std::vector<NamedText> all;
+  if (diagnostics.delivery) all.push_back({"This track", deliverySentence(*diagnostics.delivery)});
+  if (diagnostics.lastDelivery) all.push_back({"Track before", deliverySentence(*diagnostics.lastDelivery)});
+  if (all.empty()) all.push_back({"This track", "Nothing has been handed to a device yet."});
+  return all;
+}
+
+std::string agoText(RunLoop::Duration age) {
+  using std::chrono::duration_cast;
+  const auto seconds = duration_cast<std::chrono::seconds>(age).count();
+  constexpr std::int64_t minute = 60;
+  constexpr std::int64_t hour = 60 * minute;
+  if (seconds < 1) return "just now";
+  if (seconds < minute) return fmt::format("{} s ago", seconds);
+  if (seconds < hour) return fmt::format("{} min ago", seconds / minute);
+  return fmt::format("{} h ago", seconds / hour);
+}
+
+}  // namespace tolvane

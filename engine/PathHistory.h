@@ -1,0 +1,60 @@
+#pragma once
+// What has become of the signal path since the player was created: the last changes of verdict, path and device, and
+// the recoveries. A bounded record. Player's thread; touches nothing but itself.
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "engine/SignalPath.h"
+#include "platform/RunLoop.h"
+
+namespace tolvane {
+
+struct PathEvent {
+  enum class Kind : std::uint8_t { verdict, path, device, recovery };
+
+  RunLoop::TimePoint at{};
+  Kind kind = Kind::verdict;
+  std::string text;
+
+  bool operator==(const PathEvent&) const = default;
+};
+
+/// "Verdict", "Path", "Device", "Recovery"
+[[nodiscard]] std::string_view eventTitle(PathEvent::Kind kind);
+
+class PathHistory {
+ public:
+  static constexpr std::size_t capacity = 200;
+  using ChangeTimes = std::array<std::optional<RunLoop::TimePoint>, everyPathStage.size()>;
+
+  /// What is published now; `path` is null while none is judged, which is no change. The events that are new, for the
+  /// log. A text that differs from one of the last second in a figure only (a volume that is being moved) replaces that
+  /// and is not new.
+  std::vector<PathEvent> note(RunLoop::TimePoint now, const AudioPathStatus& status, const SignalPath* path);
+  PathEvent noteRecovery(RunLoop::TimePoint now, std::string text);
+
+  /// Oldest first.
+  [[nodiscard]] const std::deque<PathEvent>& events() const { return events_; }
+  /// When each stage was last found to be another, by its kind.
+  [[nodiscard]] const ChangeTimes& changedAt() const { return changedAt_; }
+
+ private:
+  void noteVerdict(RunLoop::TimePoint now, const AudioPathStatus& status, std::vector<PathEvent>& added);
+  void notePath(RunLoop::TimePoint now, const SignalPath& path, std::vector<PathEvent>& added);
+  void add(PathEvent event, std::vector<PathEvent>& added);
+  [[nodiscard]] bool replaceRecent(const PathEvent& event);
+
+  std::deque<PathEvent> events_;
+  ChangeTimes changedAt_;
+  std::optional<AudioPathStatus> lastVerdict_;
+  std::optional<SignalPath> lastPath_;
+};
+
+}  // namespace tolvane

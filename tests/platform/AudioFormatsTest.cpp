@@ -1,0 +1,62 @@
+#include "platform/AudioFormats.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace tolvane {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+std::string textOf(const char* path) {
+  std::ifstream file(path);
+  EXPECT_TRUE(file) << path;
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::vector<std::string> extensions() {
+  std::vector<std::string> all;
+  forEachOf(&AudioFormat::extensions, [&](std::string_view extension) { all.emplace_back(extension); });
+  return all;
+}
+
+TEST(AudioFormats, HaveTheExtensionsInTheOrderInWhichTheyAreShown) {
+  EXPECT_THAT(extensions(), ElementsAre("wav", "aif", "aiff", "mp3", "flac"));
+}
+
+TEST(AudioFormats, AreFoundByEachExtensionInLowerCaseAlone) {
+  for (const std::string& extension : extensions()) {
+    ASSERT_NE(audioFormatOf(extension), nullptr) << extension;
+    EXPECT_TRUE(std::ranges::count(audioFormatOf(extension)->extensions, extension) == 1);
+    EXPECT_TRUE(std::ranges::all_of(extension, [](unsigned char letter) { return std::isupper(letter) == 0; }));
+  }
+  for (const char* other : {"", "ogg", "WAV", "wa", "wave", "m4a"}) EXPECT_EQ(audioFormatOf(other), nullptr) << other;
+}
+
+TEST(AudioFormats, AreDecodedOrTakenAsTheyStand) {
+  EXPECT_FALSE(audioFormatOf("wav")->isEncoded);
+  EXPECT_FALSE(audioFormatOf("aif")->isEncoded);
+  EXPECT_TRUE(audioFormatOf("mp3")->isEncoded);
+  EXPECT_FALSE(audioFormatOf("mp3")->isLossless);
+  EXPECT_TRUE(audioFormatOf("flac")->isEncoded);
+  EXPECT_TRUE(audioFormatOf("flac")->isLossless);
+}
+
+TEST(AudioFormats, AreThoseOfTheDesktopEntryAndTheMetainfo) {
+  std::string types = "\nMimeType=";
+  forEachOf(&AudioFormat::contentTypes, [&](std::string_view type) { types += std::string(type) + ';'; });
+  EXPECT_THAT(textOf(TOLVANE_DESKTOP_ENTRY), HasSubstr(types + "inode/directory;\n"));
+  const std::string metainfo = textOf(TOLVANE_METAINFO);
+  for (const AudioFormat& format : audioFormats)
+    EXPECT_THAT(metainfo, HasSubstr("<mediatype>" + std::string(format.contentTypes.front()) + "</mediatype>"));
+}
+
+}  // namespace
+}  // namespace tolvane
