@@ -1,10 +1,11 @@
 // The contract suite over ALSA, and over PipeWire where it is built with that, on a machine that has the devices. They
 // are named by the environment, so that a device that is missing is a failure; a suite without a device fails too,
 // unless --gtest_filter leaves it out:
-//   TOLVANE_CONTRACT_DEVICES    parts of device names, comma-separated: all suites that need only a device
-//   TOLVANE_CONTRACT_LOOPBACK   part of the name of a loopback card's playing device, '=', the ALSA name to record from
-//   TOLVANE_CONTRACT_CONTESTED  part of the name of a device with one substream, '=', its ALSA name
-//   TOLVANE_CONTRACT_REMOVABLE  part of the name of a device, '=', a command that is given "unplug" or "plug"
+//   TOLVANE_CONTRACT_DEVICES    devices, comma-separated: all suites that need only a device
+//   TOLVANE_CONTRACT_LOOPBACK   a loopback card's playing device, '=', the ALSA name to record from
+//   TOLVANE_CONTRACT_CONTESTED  a device with one substream, '=', its ALSA name
+//   TOLVANE_CONTRACT_REMOVABLE  a device, '=', a command that is given "unplug" or "plug"
+// A device is given by a part of its name or of its identity: the latter stays when a sound server names it anew.
 
 #include <algorithm>
 #include <cstdio>
@@ -39,7 +40,7 @@ std::string setting(const char* name) {
 }
 
 struct NamedDevice {
-  std::string name;    // part of the device's name
+  std::string name;    // part of the device's name or identity
   std::string detail;  // behind the '='
 };
 
@@ -52,14 +53,15 @@ NamedDevice namedDevice(const std::string& text) {
 template <typename Interface>
 class AlsaFixture : public Interface {
  public:
-  explicit AlsaFixture(NamedDevice named) : named_(std::move(named)) {}
+  /// The test before may have given the device back, or plugged it in, just now: a server has it again some moments later.
+  explicit AlsaFixture(NamedDevice named) : named_(std::move(named)) {
+    if (!runLoop_.runUntil([this] { return isThere(); }, 10s)) {
+      throw std::runtime_error("no device has \"" + named_.name + "\" in its name or identity");
+    }
+  }
 
   AudioHardware& hardware() override { return hardware_; }
-
-  AudioObjectID device() override {
-    if (!isThere()) throw std::runtime_error("no device has \"" + named_.name + "\" in its name");
-    return device_;
-  }
+  AudioObjectID device() override { return device_; }
 
   AudioStreamBasicDescription clientFormat() override {
     const auto ranges = get<std::vector<AudioValueRange>>(device(), kAudioDevicePropertyAvailableNominalSampleRates);
@@ -77,18 +79,19 @@ class AlsaFixture : public Interface {
 
  protected:
   [[nodiscard]] const std::string& detail() const { return named_.detail; }
-  /// Whether the device is known, or has come by now.
+
+ private:
+  /// Whether the device has come by now.
   bool isThere() {
-    if (device_ != kAudioObjectUnknown) return true;
     const auto ids = get<std::vector<std::uint32_t>>(kAudioObjectSystemObject, kAudioHardwarePropertyDevices);
     const auto found = std::ranges::find_if(ids, [this](AudioObjectID id) {
-      return get<std::string>(id, kAudioObjectPropertyName).find(named_.name) != std::string::npos;
+      return get<std::string>(id, kAudioObjectPropertyName).find(named_.name) != std::string::npos ||
+             get<std::string>(id, kAudioDevicePropertyDeviceUID).find(named_.name) != std::string::npos;
     });
     if (found != ids.end()) device_ = *found;
     return device_ != kAudioObjectUnknown;
   }
 
- private:
   template <typename T>
   T get(AudioObjectID object, FourCharCode selector) {
     const auto value =
@@ -159,11 +162,7 @@ class AlsaContestedFixture final : public AlsaFixture<ContestedHardwareFixture> 
 
 class AlsaRemovableFixture final : public AlsaFixture<RemovableHardwareFixture> {
  public:
-  /// The last test may have plugged it in just now: a server names it some moments later.
-  explicit AlsaRemovableFixture(NamedDevice named) : AlsaFixture(std::move(named)) {
-    (void)pumpUntil([this] { return isThere(); }, 10s);
-    (void)device();
-  }
+  using AlsaFixture::AlsaFixture;
   ~AlsaRemovableFixture() override {
     if (isUnplugged_) plugIn();
   }
