@@ -91,14 +91,22 @@ class Machine:
                 raise
             return False
 
+    def wake(self):
+        """If it sleeps. Its own timer may have woken it since it was asked, and it may even have ended."""
+        try:
+            self.command("system_wakeup")
+        except (RuntimeError, OSError):
+            if self.sleeps():
+                raise
+
     def command(self, name, **arguments):
         request = {"execute": name, "arguments": arguments}
         self.process.stdin.write(json.dumps(request).encode() + b"\n")
         self.process.stdin.flush()
         return self._reply("return")
 
-    def _reply(self, key, seconds=20):
-        """The next message that has the key; events on the way are passed over."""
+    def _reply(self, key, seconds=120):
+        """The next message that has the key; events on the way are passed over. On a loaded host QEMU may need many seconds."""
         deadline = time.monotonic() + seconds
         while time.monotonic() < deadline:
             line, newline, rest = self.received.partition(b"\n")
