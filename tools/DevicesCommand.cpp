@@ -91,6 +91,9 @@ Json describeDevice(const AudioHardware& hardware, AudioObjectID device, AudioOb
   line["isDefault"] = device == defaultDevice;
   line["transport"] = transportName(
       readProperty<std::uint32_t>(hardware, device, globalAddress(kAudioDevicePropertyTransportType)).value_or(0));
+  line["driver"] = orNull(readProperty<std::string>(hardware, device, globalAddress(kAudioDevicePropertyDriver)));
+  line["soundServer"] =
+      orNull(readProperty<std::string>(hardware, device, globalAddress(kAudioDevicePropertySoundServer)));
   line["nominalRate"] =
       orNull(readProperty<double>(hardware, device, globalAddress(kAudioDevicePropertyNominalSampleRate)));
   line["actualRate"] =

@@ -66,13 +66,17 @@ std::expected<void, std::string> takePlayOption(std::span<const std::string_view
     return {};
   }
   const auto option = std::ranges::find(numberOptions, name, &NumberOption::name);
-  if (name != "--device" && name != "--at" && option == numberOptions.end())
+  if (name != "--device" && name != "--capture" && name != "--at" && option == numberOptions.end())
     return std::unexpected(fmt::format("There is no option {}.", name));
   if (words.empty()) return std::unexpected(fmt::format("{} needs a value.", name));
   const auto text = words.front();
   words = words.subspan(1);
   if (name == "--device") {
     options.device = std::string(text);
+    return {};
+  }
+  if (name == "--capture") {
+    options.capture = std::string(text);
     return {};
   }
   if (name == "--at") {
@@ -92,8 +96,9 @@ std::expected<void, std::string> takePlayOption(std::span<const std::string_view
 
 std::expected<ProbeArguments, std::string> parseProbeArguments(std::span<const std::string_view> words) {
   if (words.empty()) return std::unexpected("A command is missing.");
-  const auto command = commandNamed(words.front());
-  if (!command) return std::unexpected(fmt::format("There is no command {}.", words.front()));
+  const auto name = words.front();
+  const auto command = commandNamed(name);
+  if (!command) return std::unexpected(fmt::format("There is no command {}.", name));
   words = words.subspan(1);
 
   ProbeArguments arguments{.command = *command, .files = {}, .play = {}};
@@ -105,8 +110,9 @@ std::expected<ProbeArguments, std::string> parseProbeArguments(std::span<const s
       optionsEnded = true;
       words = words.subspan(1);
     } else if (!optionsEnded && takesOptions && word.starts_with("--")) {
-      if (*command == ProbeArguments::Command::verify && word != "--device" && word != "--exclusive")
-        return std::unexpected(fmt::format("The command verify has no option {}.", word));
+      const bool isOfVerify = word == "--device" || word == "--exclusive" || word == "--capture";
+      const bool isKnown = *command == ProbeArguments::Command::verify ? isOfVerify : word != "--capture";
+      if (!isKnown) return std::unexpected(fmt::format("The command {} has no option {}.", name, word));
       if (auto taken = takePlayOption(words, arguments.play); !taken) return std::unexpected(taken.error());
     } else {
       arguments.files.emplace_back(word);
@@ -146,6 +152,7 @@ std::string_view probeUsage() {
          "  tolvane-probe verify FILE...    plays each file to its end, and compares what the device was given with "
          "it\n"
          "      --device NAME, --exclusive: as above\n"
+         "      --capture PCM     record from this ALSA device, the other end of a loopback, and compare that too\n"
          "One JSON object a line, but for a report. Exit status: 0, or 1 when a line carries an error, or 2 for wrong "
          "usage.\n";
 }

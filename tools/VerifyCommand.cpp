@@ -1,23 +1,45 @@
 #include "tools/VerifyCommand.h"
 
+#include <chrono>
 #include <utility>
 
+#include "tools/CaptureComparison.h"
 #include "tools/ProbeCommands.h"
 
 namespace tolvane {
+namespace {
 
-VerifyCommand::VerifyCommand(BitPerfectAudioPlayer& player, RunLoop& runLoop, ProbeOutput& output,
-                             const std::function<AudioObjectID(const std::string&)>& /*deviceNamed*/,
-                             std::function<void()> finished)
-    : player_(player), runLoop_(runLoop), output_(output), finished_(std::move(finished)) {}
+using namespace std::chrono_literals;
+
+/// A sound server keeps a card, and so its format, for some seconds after the last stream.
+constexpr auto longestWaitForCard = 10s;
+constexpr auto nextTry = 250ms;
+/// What is on its way to the recording's end when the device has played the last frame.
+constexpr auto recordingTail = 500ms;
+/// A recording is given up so long after the time that the track takes.
+constexpr double longestDelaySeconds = 60;
+
+}  // namespace
+
+VerifyCommand::VerifyCommand(BitPerfectAudioPlayer& player, AudioFileServices& files, RunLoop& runLoop,
+                             ProbeOutput& output, Recording* recording, std::function<void()> finished)
+    : player_(player),
+      runLoop_(runLoop),
+      output_(output),
+      recording_(recording),
+      preparation_(files, std::make_shared<AtomicOutputLevels>()),
+      finished_(std::move(finished)) {}
 
 void VerifyCommand::start(const ProbeArguments& arguments) {
   files_ = arguments.files;
-  player_.setDeliveryFinished([this](const DeliveryReport& report) { delivered(report); });
+  player_.setDeliveryFinished([this](const DeliveryReport& report) {
+    if (current_ && !current_->report) current_->report = report;
+  });
   subscriptions_.push_back(
       player_.audioPathStatus().subscribe([this](const AudioPathStatus& status) { pathChanged(status); }));
+  // The player is still in the middle of it: go on in a turn of its own.
   subscriptions_.push_back(player_.playbackCompletionCount().subscribe([this](std::int64_t) {
-    runLoop_.post([this] { playNext(); });
+    runLoop_.post([this] { completed(); });
   }));
   (void)player_.setExclusiveAccessEnabled(arguments.play.isExclusive);
   playNext();
@@ -25,12 +47,34 @@ void VerifyCommand::start(const ProbeArguments& arguments) {
 
 void VerifyCommand::playNext() {
   if (isFinished_) return;
-  if (!std::exchange(isAnswered_, true)) fail("Nothing was recorded of what the device was given.");
   if (nextFile_ == files_.size()) return finish();
-  isAnswered_ = false;
-  verdict_.clear();
-  player_.play(fileURLFromArgument(files_[nextFile_++]));
+  current_.emplace().url = fileURLFromArgument(files_[nextFile_++]);
+  if (recording_ == nullptr) return play();
+  player_.stop();  // the card must be free to take the next track's format
+  auto prepared = preparation_.prepare(current_->url);
+  if (!prepared) return play();  // which says why
+  record(*std::move(prepared), runLoop_.now() + longestWaitForCard);
 }
+
+/// Begins to record, then to play.
+void VerifyCommand::record(PreparedAudio track, RunLoop::TimePoint lastTry) {
+  const auto& format = track.context->format();
+  const auto frames = static_cast<std::size_t>(track.context->totalFrames());
+  const auto started = recording_->start({.rate = static_cast<std::uint32_t>(format.mSampleRate),
+                                          .channels = format.mChannelsPerFrame,
+                                          .maximumFrames = frames + static_cast<std::size_t>(format.mSampleRate * longestDelaySeconds)});
+  if (started) {
+    current_->recorded = std::move(track);
+    return play();
+  }
+  if (runLoop_.now() >= lastTry) {
+    fail(started.error());
+    return goOn();
+  }
+  timer_ = runLoop_.scheduleTimer(nextTry, false, [this, track = std::move(track), lastTry] { record(track, lastTry); });
+}
+
+void VerifyCommand::play() { player_.play(current_->url); }
 
 void VerifyCommand::pathChanged(const AudioPathStatus& status) {
   switch (status.kind) {
@@ -38,35 +82,64 @@ void VerifyCommand::pathChanged(const AudioPathStatus& status) {
     case AudioPathStatus::Kind::configuring:
       return;
     case AudioPathStatus::Kind::error:
-      // The player is still in the middle of it: go on in a turn of its own.
       return runLoop_.post([this, detail = status.detail] {
-        if (!std::exchange(isAnswered_, true)) fail(detail);
-        playNext();
+        if (!current_) return;
+        fail(detail);
+        goOn();
       });
     default:
-      verdict_ = status.label;
+      if (current_) current_->verdict = status.label;
   }
 }
 
-void VerifyCommand::delivered(const DeliveryReport& report) {
-  if (std::exchange(isAnswered_, true)) return;
-  Json line{{"verdict", verdict_}};
+void VerifyCommand::completed() {
+  if (!current_) return;
+  if (!current_->recorded) {
+    printCurrent();
+    return goOn();
+  }
+  timer_ = runLoop_.scheduleTimer(recordingTail, false, [this] {
+    printCurrent();
+    goOn();
+  });
+}
+
+void VerifyCommand::printCurrent() {
+  if (!current_->report) return fail("Nothing was recorded of what the device was given.");
+  const DeliveryReport& report = *current_->report;
+  Json line{{"verdict", current_->verdict}};
   describe(line, report);
   if (report.result != DeliveryReport::Result::matches) line["error"] = deliverySentence(report);
+  if (const auto track = std::exchange(current_->recorded, {})) {
+    const CaptureComparison found = compareCapture(*track, recording_->stop());
+    line["captured"] = {{"result", resultName(found.result)},
+                        {"frames", found.frames},
+                        {"firstDifference", found.firstDifference ? Json(*found.firstDifference) : Json(nullptr)},
+                        {"detail", found.detail}};
+    if (found.result != CaptureComparison::Result::matches && !line.contains("error")) line["error"] = found.detail;
+  }
   output_.print(line);
+  current_.reset();
 }
 
 void VerifyCommand::fail(const std::string& error) {
-  output_.print({{"url", fileURLFromArgument(files_[nextFile_ - 1]).absoluteString()},
-                 {"verdict", verdict_},
-                 {"result", "unknown"},
-                 {"error", error}});
+  if (!current_) return;
+  if (current_->recorded) (void)recording_->stop();
+  output_.print(
+      {{"url", current_->url.absoluteString()}, {"verdict", current_->verdict}, {"result", "unknown"}, {"error", error}});
+  current_.reset();
+}
+
+void VerifyCommand::goOn() {
+  // In a turn of its own: the player may be in the middle of what has just ended.
+  runLoop_.post([this] { playNext(); });
 }
 
 void VerifyCommand::stop() {
   if (isFinished_) return;
+  timer_ = {};
   player_.stop();
-  if (!std::exchange(isAnswered_, true)) fail("Stopped before the end.");
+  fail("Stopped before the end.");
   finish();
 }
 

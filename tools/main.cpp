@@ -2,6 +2,8 @@
 
 #include <cstdio>
 #include <exception>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,7 @@
 #ifdef TOLVANE_HAS_PIPEWIRE
 #include "platform/pipewire/PipeWireAudioHardware.h"
 #endif
+#include "tools/AlsaRecording.h"
 #include "tools/PlayCommand.h"
 #include "tools/ProbeCommands.h"
 #include "tools/VerifyCommand.h"
@@ -40,9 +43,10 @@ struct Machine {
 #endif
 };
 
-/// Plays with `Command`, PlayCommand or VerifyCommand, until it has finished.
-template <typename Command>
-void playFiles(const ProbeArguments& arguments, ProbeOutput& output) {
+/// Plays until the command, PlayCommand or VerifyCommand, has finished. `make` makes it of the player, its files, the
+/// machine and what is to be called at the end.
+template <typename Make>
+void playFiles(const ProbeArguments& arguments, ProbeOutput& output, Make make) {
   Machine machine;
   SystemAudioFileServices files;
   BitPerfectAudioPlayer player(machine.hardware, files, machine.runLoop, machine.log);
@@ -52,12 +56,19 @@ void playFiles(const ProbeArguments& arguments, ProbeOutput& output) {
       return output.print({{"error", "There is no output device named \"" + *arguments.play.device + "\"."}});
     player.setOutputDevice(device);
   }
-  Command command(
-      player, machine.runLoop, output, [&](const std::string& wanted) { return findDevice(machine.hardware, wanted); },
-      [&] { machine.runLoop.quit(0); });
-  const TerminationSignals signals(machine.runLoop, [&](int) { command.stop(); });
-  command.start(arguments);
+  const auto command = make(player, files, machine, [&] { machine.runLoop.quit(0); });
+  const TerminationSignals signals(machine.runLoop, [&](int) { command->stop(); });
+  command->start(arguments);
   machine.runLoop.run();
+}
+
+void verifyFiles(const ProbeArguments& arguments, ProbeOutput& output) {
+  std::optional<AlsaRecording> recording;
+  if (arguments.play.capture) recording.emplace(*arguments.play.capture);
+  playFiles(arguments, output, [&](auto& player, auto& files, Machine& machine, auto finished) {
+    return std::make_unique<VerifyCommand>(player, files, machine.runLoop, output, recording ? &*recording : nullptr,
+                                           std::move(finished));
+  });
 }
 
 int run(const std::vector<std::string_view>& words) {
@@ -88,10 +99,14 @@ int run(const std::vector<std::string_view>& words) {
       break;
     }
     case ProbeArguments::Command::play:
-      playFiles<PlayCommand>(*arguments, output);
+      playFiles(*arguments, output, [&](auto& player, auto&, Machine& machine, auto finished) {
+        return std::make_unique<PlayCommand>(
+            player, machine.runLoop, output,
+            [&](const std::string& wanted) { return findDevice(machine.hardware, wanted); }, std::move(finished));
+      });
       break;
     case ProbeArguments::Command::verify:
-      playFiles<VerifyCommand>(*arguments, output);
+      verifyFiles(*arguments, output);
       break;
   }
   return output.exitStatus();

@@ -62,6 +62,8 @@ TEST(ProbeArguments, TakeTheWishForAReport) {
   EXPECT_TRUE(unnamed->play.printsReport);
   EXPECT_FALSE(unnamed->play.namesFile);
   EXPECT_FALSE(parseProbeArguments(Words{"verify", "--report", "a.wav"}));
+  EXPECT_FALSE(parseProbeArguments(Words{"play", "--capture", "hw:1,1", "a.wav"}));
+  EXPECT_EQ(parseProbeArguments(Words{"verify", "--capture", "hw:1,1", "a.wav"})->play.capture, "hw:1,1");
 }
 
 TEST(ProbeArguments, TakeWhatIsToBeDoneAroundTheEndsOfFiles) {

@@ -13,8 +13,8 @@ from report import ask_host
 
 USB, HDA, DUMMY = "Audio", "Intel", "Dummy"  # the cards' names in /proc/asound
 # Part of the identity, part of a name that a person recognises, and the transport.
-DEVICES = (("aloop", "Loopback", "virtual"), ("dummy", "Dummy", "virtual"), ("usb-", "QEMU USB Audio", "usb"),
-           ("pci-", "HDA Intel", "builtIn"))
+DEVICES = (("aloop", "Loopback", "virtual", "snd_aloop"), ("dummy", "Dummy", "virtual", "snd_dummy"),
+           ("usb-", "QEMU USB Audio", "usb", "snd-usb-audio"), ("pci-", "HDA Intel", "builtIn", "snd_hda_intel"))
 PAUSE = ("--pause-at", "0.8", "--pause-for", "0.5")
 UNPLUGGED_WITHIN = 15  # seconds from the card's disappearance to the player's end
 
@@ -39,7 +39,7 @@ def device_name(identity):
 
 def device_list():
     faults = []
-    for identity, name, transport in DEVICES:
+    for identity, name, transport, driver in DEVICES:
         line = next((line for line in devices() if identity in line["uid"]), None)
         if line is None:
             faults.append(f"no device whose uid has {identity!r}")
@@ -48,6 +48,8 @@ def device_list():
             faults.append(f"{line['name']!r} is no name for {name}")
         if line["transport"] != transport:
             faults.append(f"{line['name']} has the transport {line['transport']!r}, not {transport!r}")
+        if (line["driver"], line["soundServer"]) != (driver, None):
+            faults.append(f"{line['name']} has the driver {line['driver']}, not {driver}, and the server {line['soundServer']}")
         if not line["rates"] or len(line["streams"]) != 1:
             faults.append(f"{line['name']} has the rates {line['rates']} and {len(line['streams'])} streams")
     names = [line["name"] for line in devices()]

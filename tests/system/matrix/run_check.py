@@ -29,6 +29,11 @@ def cells(version, label="BIT-PERFECT", is_equal=True):
             for number in range(25) for way in ("shared", "exclusive") for channels in (1, 2, 6, 8)]
 
 
+def witnesses(version, *faults):
+    return [{"version": version, "witness": f"circumstance {number}", "way": "shared", "verdict": "DSP ACTIVE", "handed": "matches",
+             "captured": "differs", "first": 7, "faults": list(faults)} for number in range(9)]
+
+
 def attacks(*faults):
     return [{"version": "1.4.2", "attack": name, "faults": list(faults), "said": "11 attacks", "story": []} for name in ("one", "two")]
 
@@ -62,7 +67,11 @@ def absent():
 
 
 def faults():
-    own, both = lambda: cells("0.3.65"), lambda: cells("0.3.65") + attacks() + cells("1.4.2")
+    def own():
+        return cells("0.3.65") + witnesses("0.3.65")
+
+    def both():
+        return own() + attacks() + cells("1.4.2") + witnesses("1.4.2")
     status, text, _ = reported(both, lambda: "1.4.2")
     if status or "FAIL" in text or "400 cells judged, 0 failed" not in text:
         yield f"a sound run: {status}, {text}"
@@ -80,15 +89,21 @@ def faults():
     status, text, _ = reported(own, lambda: "")
     if status or "no other version was tested" not in text:
         yield f"of a system that is new enough: {status}, {text}"
-    status, text, _ = reported(lambda: cells("0.3.65", is_equal=False), lambda: "")
+    status, text, _ = reported(lambda: cells("0.3.65", is_equal=False) + witnesses("0.3.65"), lambda: "")
     if not status or "it says BIT-PERFECT over other samples" not in text:
         yield f"of cells that lie: {status}, {text}"
-    status, text, _ = reported(lambda: cells("0.3.65") + attacks()[1:] + cells("1.4.2"), lambda: "1.4.2")
+    status, text, _ = reported(lambda: own() + attacks()[1:] + cells("1.4.2") + witnesses("1.4.2"), lambda: "1.4.2")
     if not status or "FAIL 1 of 2 hostile clients were tried" not in text:
         yield f"of a hostile client that was not tried: {status}, {text}"
-    status, text, _ = reported(lambda: cells("0.3.65") + attacks("it ended with 1") + cells("1.4.2"), lambda: "1.4.2")
+    status, text, _ = reported(lambda: own() + attacks("it ended with 1") + cells("1.4.2") + witnesses("1.4.2"), lambda: "1.4.2")
     if not status or "FAIL a hostile client of PipeWire 1.4.2 (one): it ended with 1" not in text:
         yield f"of a hostile client that did harm: {status}, {text}"
+    status, text, _ = reported(lambda: own()[:-1], lambda: "")
+    if not status or "FAIL 8 circumstances had two witnesses, at least 9 must have" not in text:
+        yield f"of a circumstance without witnesses: {status}, {text}"
+    status, text, _ = reported(lambda: cells("0.3.65") + witnesses("0.3.65", "the recording matches"), lambda: "")
+    if not status or "FAIL 0.3.65, shared, circumstance 1: the recording matches" not in text:
+        yield f"of witnesses that disagree: {status}, {text}"
     status, text, _ = reported(list, lambda: "")
     if not status:
         yield f"of a machine that reports nothing: {status}, {text}"
@@ -96,5 +111,5 @@ def faults():
 
 if __name__ == "__main__":
     found = list(faults())
-    print("\n".join(f"FAIL {fault}" for fault in found) or "9 runs reported as they must")
+    print("\n".join(f"FAIL {fault}" for fault in found) or "11 runs reported as they must")
     sys.exit(bool(found))

@@ -27,6 +27,7 @@ def tests():
                    lambda w=width, r=rate: sharing.shared(r, w))
     yield "A pause loses and repeats no frame", sharing.paused
     yield "Verdict 6b, DSP ACTIVE: a sink at 80 %", sharing.attenuated
+    yield "The report names the driver, the server and where the card's format was read", sharing.reported
     yield "A card whose mixer is lowered behind the server is not BIT-PERFECT until it is raised", sharing.turned_down
     yield "A second program plays, and the rate comes back afterwards", sharing.second_program
     yield "A channel that somebody links into another is not BIT-PERFECT", sharing.crossed

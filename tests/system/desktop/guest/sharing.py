@@ -1,12 +1,13 @@
 """Playing beside other programs: what arrives, and what the player says of it."""
 
+import os
 import subprocess
 import time
 
 import desktop
 from cards import wait_until
 from pace import skipping
-from player import LOOPBACK, Play, detail_faults, label_faults, name_of, to_loopback, track
+from player import LOOPBACK, PROBE, Play, detail_faults, label_faults, name_of, to_loopback, track
 
 TURNED_DOWN = "The sound server plays this device at 80 % volume, so samples are altered. Set its volume to 100 %."
 NEUTRAL = ("CHECKING", "BIT-PERFECT", "READY")
@@ -42,6 +43,18 @@ def attenuated():
         faults.append(f"the kernel's hw_params, and whether the player has the card, were {seen}")
     return {"faults": faults, "story": play.lines,
             "verdict": ("6b", "DSP ACTIVE", "S32_LE 48000 Hz", "a sink at 80 %, Exclusive Access off")}
+
+
+def reported():
+    """The report says who stands in the way, and where the card's format was read."""
+    desktop.set_volume("Loopback", "1.0")
+    track("/tmp/reported.wav", 48000, 2, 1)
+    server = desktop.text_of("pipewire", "--version").split()[-1]
+    text = " ".join(desktop.text_of(PROBE, "play", "/tmp/reported.wav", "--device", name_of("aloop"), "--report").split())
+    faults = [f"it does not say {wanted!r}" for wanted in (
+        "BIT-PERFECT", f"Sound server PipeWire {server}", "Driver snd_aloop", f"Kernel Linux {os.uname().release}",
+        "/proc/asound/", "All 48,000 frames handed to the device", f"Handed to PipeWire {server}") if wanted not in text]
+    return {"faults": faults, "story": [text]}
 
 
 def turned_down():

@@ -33,6 +33,7 @@ OTHER_MASKS = {6: 0xCF, 8: 0xFF}  # with the loudspeakers between centre and fro
 DAC_CARD = "alsa_card.usb-Tolvane_Test_DAC_0001-00"
 
 ROW_COMBINED = "a combination of this device alone"
+ROW_EQUALISER = "an equaliser in front of this device"
 ROW_TUNNEL = "a tunnel to another program"
 ROW_UNSTATED = "a track that does not state its channels"
 ROW_SIDE = "5.1 track with side channels"
@@ -120,6 +121,20 @@ class Beforehand:
                     node.description = combined combine.props = {{ audio.position = [ {positions} ] }} stream.rules = [ {sink} ]"""))
             self.both_ways(ROW_COMBINED, LoopbackRecording(CARD_ORDER[self.channels], ready=begin), VIRTUAL, None,
                            VIRTUAL + "|does not expose exclusive access", None, device="sink:combined")
+
+    def equaliser(self):
+        positions = " ".join(FILE_ORDER[self.channels])
+        with contextlib.ExitStack() as running:
+            def begin():
+                running.enter_context(self.module("filter-chain", "equaliser", f"""node.description = equaliser
+                    audio.channels = {self.channels} audio.position = [ {positions} ]
+                    filter.graph = {{ nodes = [ {{ type = builtin name = shelf label = bq_lowshelf
+                        control = {{ "Freq" = 200.0 "Q" = 1.0 "Gain" = 6.0 }} }} ] }}
+                    capture.props = {{ node.name = equaliser media.class = Audio/Sink }}
+                    playback.props = {{ node.name = equaliser.output node.target = "{self.sink_name}"
+                        target.object = "{self.sink_name}" }}"""))
+            self.both_ways(ROW_EQUALISER, LoopbackRecording(CARD_ORDER[self.channels], ready=begin), VIRTUAL, True,
+                           VIRTUAL + "|does not expose exclusive access", True, device="sink:equaliser")
 
     def tunnel(self):
         positions = " ".join(FILE_ORDER[self.channels])
@@ -232,4 +247,4 @@ class Beforehand:
         finally:
             layouts.use_configuration(None)
 
-    SCENES = (combined, tunnel, unstated, side, numbered, configured_device, ruled, configured)
+    SCENES = (combined, equaliser, tunnel, unstated, side, numbered, configured_device, ruled, configured)

@@ -15,6 +15,7 @@ from layouts import CARD_ORDER, FILE_ORDER
 from pace import skipping
 from scene import BEST, HDA_UID, LONG_TRACK, LOOPBACK_UID, TRACK, HdaRecording, LoopbackRecording, Scene
 from server import Server
+from witnesses import Witnesses
 
 CARD = "alsa_card.platform-snd_aloop.0"
 SWITCH = ("--exclusive-at", "2")  # seconds after its begin at which the player asks for Exclusive Access
@@ -33,7 +34,7 @@ ROW_LOWERING = "a setting that it has not heard of lowers the level"
 STREAM_ROWS = ("stream", "a channel linked")  # begin the rows of what only a stream has
 
 
-class Show(Beforehand):
+class Show(Beforehand, Witnesses):
     def __init__(self, version, report):
         self.version, self.report = version, report
         self.server = Server()
@@ -254,7 +255,7 @@ class Show(Beforehand):
                 if lowering:
                     self.cell("exclusive", ROW_LOWERING, **found)
 
-    SCENES = (while_playing, alone, virtual, fewer_bits, codec, plugin, *Beforehand.SCENES, other_channels, unheard_of)
+    SCENES = (while_playing, Witnesses.witnesses, alone, virtual, fewer_bits, codec, plugin, *Beforehand.SCENES, other_channels, unheard_of)
 
     def run(self, counts, scenes):
         for self.channels in counts:
