@@ -13,7 +13,7 @@
 #include "app/dbus/MediaPlayerService.h"
 #include "app/dbus/TrayItem.h"
 #include "app/shell/AppDelegate.h"
-#include "app/shell/FileURI.h"
+#include "app/shell/FileArguments.h"
 #include "app/shell/MediaControls.h"
 #include "app/shell/WindowResizer.h"
 #include "platform/BackgroundRequest.h"

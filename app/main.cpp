@@ -19,7 +19,7 @@
 #include "app/SilentSessionBus.h"
 #include "app/dbus/ApplicationService.h"
 #include "app/dbus/PortalDialogs.h"
-#include "app/shell/FileURI.h"
+#include "app/shell/FileArguments.h"
 #include "platform/DeviceCalls.h"
 #include "platform/PrintableText.h"
 #include "platform/alsa/AlsaAudioHardware.h"

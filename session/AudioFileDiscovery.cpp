@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -17,6 +18,7 @@
 
 #include "platform/AudioFormats.h"
 #include "platform/EntryType.h"
+#include "session/PlaylistFile.h"
 
 namespace tolvane {
 
@@ -144,6 +146,8 @@ class Collector {
     path = standardisedPath(path, status);
     if (S_ISDIR(status.st_mode)) {
       if (walked_.insert(path).second) walk(std::move(path));
+    } else if (isPlaylistFile(FileURL(path))) {
+      std::ranges::move(readPlaylistFile(FileURL(path)), std::back_inserter(listed_));
     } else if ((S_ISLNK(status.st_mode) || S_ISREG(status.st_mode)) && isSupportedAudioFile(FileURL(path))) {
       const auto nameBegin = path.rfind('/') + 1;
       found_.emplace_back(Folder(path.substr(0, nameBegin)), std::string_view(path).substr(nameBegin), given_);
@@ -157,6 +161,7 @@ class Collector {
     std::vector<FileURL> urls;
     urls.reserve(found_.size());
     for (auto& found : found_) urls.push_back(found.takeURL());
+    if (!listed_.empty()) appendListed(urls);
     return urls;
   }
 
@@ -186,10 +191,19 @@ class Collector {
     }
   }
 
+  /// What playlists name keeps its order, behind all else.
+  void appendListed(std::vector<FileURL>& urls) {
+    std::unordered_set<std::string> seen;
+    for (const FileURL& url : urls) seen.insert(recomposedPath(url.path()).value_or(url.path()));
+    for (FileURL& url : listed_)
+      if (seen.insert(recomposedPath(url.path()).value_or(url.path())).second) urls.push_back(std::move(url));
+  }
+
   std::stop_token stop_;
   std::uint32_t given_ = 0;
   std::unordered_set<std::string> walked_;  ///< of the given folders: one is often handed over more than once
   std::vector<Found> found_;
+  std::vector<FileURL> listed_;  ///< by the given playlists
 };
 
 }  // namespace

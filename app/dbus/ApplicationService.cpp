@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "app/dbus/ApplicationAdaptor.h"
-#include "app/shell/FileURI.h"
+#include "platform/FileURI.h"
 
 namespace tolvane {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "app/shell/FileURI.h"
+#include "platform/FileURI.h"
 #include "session/AudioFileDiscovery.h"
 
 namespace tolvane {

@@ -15,8 +15,9 @@
 #include <vector>
 
 #include "app/shell/AppDelegate.h"
-#include "app/shell/FileURI.h"
+#include "app/shell/FileArguments.h"
 #include "app/shell/MediaControls.h"
+#include "platform/FileURI.h"
 #include "platform/PrintableText.h"
 #include "platform/simulated/ManualRunLoop.h"
 #include "platform/simulated/MemoryLog.h"

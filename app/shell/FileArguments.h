@@ -1,5 +1,5 @@
 #pragma once
-// What the desktop hands over when files are to be opened: URIs, or paths on a command line. Pure functions.
+// What a command line names: files and folders, as URIs or paths. Pure, but for isRegularFile().
 
 #include <optional>
 #include <span>
@@ -10,10 +10,6 @@
 #include "platform/FileURL.h"
 
 namespace tolvane {
-
-/// Nothing for other schemes, other machines, relative paths, broken percent-encoding, encoded NULs, and paths of
-/// PATH_MAX bytes and more, which no system call takes. What the path names need not be UTF-8, and need not exist.
-[[nodiscard]] std::optional<FileURL> fileURLFromURI(std::string_view uri);
 
 /// Asks the disk; follows links. False for folders, devices and pipes, and for what does not exist or cannot be
 /// reached.

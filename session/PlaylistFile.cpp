@@ -1,0 +1,102 @@
+#include "session/PlaylistFile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+#include <unordered_set>
+#include <utility>
+
+#include "platform/FileURI.h"
+#include "session/AudioFileDiscovery.h"
+
+namespace tolvane {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view blanks = " \t\r";
+
+std::string_view trimmed(std::string_view line) {
+  const auto begin = line.find_first_not_of(blanks);
+  if (begin == std::string_view::npos) return {};
+  return line.substr(begin, line.find_last_not_of(blanks) - begin + 1);
+}
+
+/// Nothing for a comment, and for what lies on another machine.
+std::optional<FileURL> entryOf(std::string_view line, const std::string& folder) {
+  if (line.empty() || line.starts_with('#')) return std::nullopt;
+  if (const auto url = fileURLFromURI(line)) return url;
+  if (line.find("://") != std::string_view::npos && !line.starts_with('/') && !line.starts_with('.')) return std::nullopt;
+  if (line.find('\0') != std::string_view::npos) return std::nullopt;
+  return FileURL((fs::path(folder) / line).lexically_normal().string());
+}
+
+/// A path that would not be read back as it is: a comment, a URI, or a name with blanks at its ends.
+bool needsURI(std::string_view path) {
+  return path.find_first_of("\r\n") != std::string_view::npos || path != trimmed(path);
+}
+
+bool exists(const std::string& path) {
+  std::error_code error;
+  return fs::is_regular_file(path, error);
+}
+
+}  // namespace
+
+bool isPlaylistFile(const FileURL& url) {
+  const std::string extension = asciiLowercased(url.pathExtension());
+  return extension == "m3u8" || extension == "m3u";
+}
+
+std::vector<FileURL> playlistEntries(std::string_view text, const std::string& folder) {
+  if (text.starts_with(byteOrderMark)) text.remove_prefix(byteOrderMark.size());
+  std::vector<FileURL> entries;
+  std::unordered_set<std::string> seen;
+  while (!text.empty()) {
+    const auto end = std::min(text.find('\n'), text.size());
+    auto entry = entryOf(trimmed(text.substr(0, end)), folder);
+    if (entry && isSupportedAudioFile(*entry) && seen.insert(entry->path()).second) entries.push_back(*std::move(entry));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return entries;
+}
+
+std::vector<FileURL> readPlaylistFile(const FileURL& playlist) {
+  std::error_code error;
+  if (!fs::is_regular_file(playlist.path(), error)) return {};  // a pipe would not end
+  std::ifstream file(playlist.path(), std::ios::binary);
+  std::string text(maximumPlaylistFileBytes + 1, '\0');
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (file.bad() || file.gcount() > static_cast<std::streamsize>(maximumPlaylistFileBytes)) return {};
+  text.resize(static_cast<std::size_t>(file.gcount()));
+
+  std::vector<FileURL> found;
+  std::unordered_set<std::string> seen;
+  for (FileURL& entry : playlistEntries(text, fs::path(playlist.path()).parent_path().string())) {
+    std::string path = entry.path();
+    if (!exists(path)) std::ranges::replace(path, '\\', '/');
+    if (exists(path) && seen.insert(path).second) found.emplace_back(std::move(path));
+  }
+  return found;
+}
+
+std::string playlistText(std::span<const FileURL> files, const std::string& folder) {
+  const std::string inside = folder.ends_with('/') ? folder : folder + '/';
+  std::string text = "#EXTM3U\n";
+  for (const FileURL& file : files) {
+    std::string line = file.path();
+    if (line.starts_with(inside)) line.erase(0, inside.size());
+    if (needsURI(line))
+      line = file.absoluteString();
+    else if (!line.starts_with('/') && (line.starts_with('#') || fileURLFromURI(line) || line.find("://") != std::string::npos))
+      line.insert(0, "./");
+    text += line + '\n';
+  }
+  return text;
+}
+
+}  // namespace tolvane
