@@ -7,7 +7,7 @@
 #include <string>
 
 #include "engine/PreparedAudio.h"
-#include "tools/Recording.h"
+#include "platform/Recording.h"
 
 namespace tolvane {
 

@@ -11,10 +11,10 @@
 
 #include "engine/BitPerfectAudioPlayer.h"
 #include "engine/TrackPreparation.h"
+#include "platform/Recording.h"
 #include "platform/RunLoop.h"
 #include "tools/ProbeArguments.h"
 #include "tools/ProbeOutput.h"
-#include "tools/Recording.h"
 
 namespace tolvane {
 

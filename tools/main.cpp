@@ -9,6 +9,7 @@
 
 #include "platform/PrintableText.h"
 #include "platform/alsa/AlsaAudioHardware.h"
+#include "platform/alsa/AlsaRecording.h"
 #include "platform/codecs/SystemAudioFileServices.h"
 #include "platform/desktop/HeadlessRunLoop.h"
 #include "platform/desktop/ProcessStart.h"
@@ -19,7 +20,6 @@
 #ifdef TOLVANE_HAS_PIPEWIRE
 #include "platform/pipewire/PipeWireAudioHardware.h"
 #endif
-#include "tools/AlsaRecording.h"
 #include "tools/PlayCommand.h"
 #include "tools/ProbeCommands.h"
 #include "tools/VerifyCommand.h"

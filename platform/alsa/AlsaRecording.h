@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "tools/Recording.h"
+#include "platform/Recording.h"
 
 namespace tolvane {
 

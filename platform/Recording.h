@@ -1,6 +1,5 @@
 #pragma once
-// A recording of what a card played, made at its other end: what `tolvane-probe verify --capture` compares with the file.
-// The command knows it by this interface only, so that its tests need no card. Main thread.
+// A recording of what a card played, made at its other end, to be compared with what it was to play. Main thread.
 
 #include <cstddef>
 #include <cstdint>

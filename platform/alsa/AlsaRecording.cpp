@@ -1,4 +1,4 @@
-#include "tools/AlsaRecording.h"
+#include "platform/alsa/AlsaRecording.h"
 
 #include <fmt/format.h>
 
