@@ -30,7 +30,8 @@ std::string_view trimmed(std::string_view line) {
 std::optional<FileURL> entryOf(std::string_view line, const std::string& folder) {
   if (line.empty() || line.starts_with('#')) return std::nullopt;
   if (const auto url = fileURLFromURI(line)) return url;
-  if (line.find("://") != std::string_view::npos && !line.starts_with('/') && !line.starts_with('.')) return std::nullopt;
+  if (line.find("://") != std::string_view::npos && !line.starts_with('/') && !line.starts_with('.'))
+    return std::nullopt;
   if (line.find('\0') != std::string_view::npos) return std::nullopt;
   return FileURL((fs::path(folder) / line).lexically_normal().string());
 }
@@ -59,7 +60,8 @@ std::vector<FileURL> playlistEntries(std::string_view text, const std::string& f
   while (!text.empty()) {
     const auto end = std::min(text.find('\n'), text.size());
     auto entry = entryOf(trimmed(text.substr(0, end)), folder);
-    if (entry && isSupportedAudioFile(*entry) && seen.insert(entry->path()).second) entries.push_back(*std::move(entry));
+    if (entry && isSupportedAudioFile(*entry) && seen.insert(entry->path()).second)
+      entries.push_back(*std::move(entry));
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return entries;
@@ -92,7 +94,8 @@ std::string playlistText(std::span<const FileURL> files, const std::string& fold
     if (line.starts_with(inside)) line.erase(0, inside.size());
     if (needsURI(line))
       line = file.absoluteString();
-    else if (!line.starts_with('/') && (line.starts_with('#') || fileURLFromURI(line) || line.find("://") != std::string::npos))
+    else if (!line.starts_with('/') &&
+             (line.starts_with('#') || fileURLFromURI(line) || line.find("://") != std::string::npos))
       line.insert(0, "./");
     text += line + '\n';
   }

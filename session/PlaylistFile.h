@@ -17,13 +17,13 @@ inline constexpr std::size_t maximumPlaylistFileBytes = 16U << 20U;
 /// By the extension of its name, in upper or lower case.
 [[nodiscard]] bool isPlaylistFile(const FileURL& url);
 
-/// The supported audio files that the lines of `text` name, in their order, repeated ones left out: file URIs, and paths,
-/// those relative to `folder` (an absolute path). Pure: none of them need exist. Links to other machines, comments and
-/// other files are passed over.
+/// The supported audio files that the lines of `text` name, in their order, repeated ones left out: file URIs, and
+/// paths, those relative to `folder` (an absolute path). Pure: none of them need exist. Links to other machines,
+/// comments and other files are passed over.
 [[nodiscard]] std::vector<FileURL> playlistEntries(std::string_view text, const std::string& folder);
 
-/// The entries of a file that exist. A backslash in a name that does not exist stands for a slash, as other systems write
-/// it. Empty for what cannot be read. Asks the disk.
+/// The entries of a file that exist. A backslash in a name that does not exist stands for a slash, as other systems
+/// write it. Empty for what cannot be read. Asks the disk.
 [[nodiscard]] std::vector<FileURL> readPlaylistFile(const FileURL& playlist);
 
 /// What to write into a file in `folder`: what lies in that folder or below relative to it, so that both can be moved

@@ -73,7 +73,8 @@ CaptureComparison compareCapture(const PreparedAudio& track, const Recording::Fr
   const auto heard = std::span(recorded.bytes).subspan(static_cast<std::size_t>(begin) * captured->frameBytes());
   DeliveryCheck check = checkOf(track);
   if (skipped > 0)
-    return differs(found, 0, fmt::format("The recording begins {} frames into the track's silence.", groupedDigits(skipped)));
+    return differs(found, 0,
+                   fmt::format("The recording begins {} frames into the track's silence.", groupedDigits(skipped)));
   check.runBegins(0);
   check.add(0, namedForm(track, recorded.form), heard);
   check.end();

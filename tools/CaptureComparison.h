@@ -21,8 +21,8 @@ struct CaptureComparison {
   std::string detail;                             ///< one sentence
 };
 
-/// The track must be heard from its first frame to its last, once, with silence before and behind it. Where it begins in
-/// the recording is known from the first sample that is not silent.
+/// The track must be heard from its first frame to its last, once, with silence before and behind it. Where it begins
+/// in the recording is known from the first sample that is not silent.
 [[nodiscard]] CaptureComparison compareCapture(const PreparedAudio& track, const Recording::Frames& recorded);
 
 /// "matches", "differs", "unknown".

@@ -13,7 +13,7 @@
 namespace tolvane {
 
 struct PlayOptions {
-  std::optional<std::string> device;  ///< a device's name, id or stable identity; none: the system's default
+  std::optional<std::string> device;   ///< a device's name, id or stable identity; none: the system's default
   std::optional<std::string> capture;  ///< an ALSA capture PCM that hears what the device plays; of verify
   bool isExclusive = false;
   double volume = 1.0;   ///< 0 … 1

@@ -38,9 +38,8 @@ void VerifyCommand::start(const ProbeArguments& arguments) {
   subscriptions_.push_back(
       player_.audioPathStatus().subscribe([this](const AudioPathStatus& status) { pathChanged(status); }));
   // The player is still in the middle of it: go on in a turn of its own.
-  subscriptions_.push_back(player_.playbackCompletionCount().subscribe([this](std::int64_t) {
-    runLoop_.post([this] { completed(); });
-  }));
+  subscriptions_.push_back(
+      player_.playbackCompletionCount().subscribe([this](std::int64_t) { runLoop_.post([this] { completed(); }); }));
   (void)player_.setExclusiveAccessEnabled(arguments.play.isExclusive);
   playNext();
 }
@@ -60,9 +59,10 @@ void VerifyCommand::playNext() {
 void VerifyCommand::record(PreparedAudio track, RunLoop::TimePoint lastTry) {
   const auto& format = track.context->format();
   const auto frames = static_cast<std::size_t>(track.context->totalFrames());
-  const auto started = recording_->start({.rate = static_cast<std::uint32_t>(format.mSampleRate),
-                                          .channels = format.mChannelsPerFrame,
-                                          .maximumFrames = frames + static_cast<std::size_t>(format.mSampleRate * longestDelaySeconds)});
+  const auto started =
+      recording_->start({.rate = static_cast<std::uint32_t>(format.mSampleRate),
+                         .channels = format.mChannelsPerFrame,
+                         .maximumFrames = frames + static_cast<std::size_t>(format.mSampleRate * longestDelaySeconds)});
   if (started) {
     current_->recorded = std::move(track);
     return play();
@@ -71,7 +71,8 @@ void VerifyCommand::record(PreparedAudio track, RunLoop::TimePoint lastTry) {
     fail(started.error());
     return goOn();
   }
-  timer_ = runLoop_.scheduleTimer(nextTry, false, [this, track = std::move(track), lastTry] { record(track, lastTry); });
+  timer_ =
+      runLoop_.scheduleTimer(nextTry, false, [this, track = std::move(track), lastTry] { record(track, lastTry); });
 }
 
 void VerifyCommand::play() { player_.play(current_->url); }
@@ -125,8 +126,10 @@ void VerifyCommand::printCurrent() {
 void VerifyCommand::fail(const std::string& error) {
   if (!current_) return;
   if (current_->recorded) (void)recording_->stop();
-  output_.print(
-      {{"url", current_->url.absoluteString()}, {"verdict", current_->verdict}, {"result", "unknown"}, {"error", error}});
+  output_.print({{"url", current_->url.absoluteString()},
+                 {"verdict", current_->verdict},
+                 {"result", "unknown"},
+                 {"error", error}});
   current_.reset();
 }
 

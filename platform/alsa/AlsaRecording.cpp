@@ -32,8 +32,8 @@ std::expected<void, std::string> AlsaRecording::start(const Request& request) {
   if (status == 0) status = configure(pcm.get(), request);
   if (status == 0) status = snd_pcm_start(pcm.get());
   if (status < 0)
-    return std::unexpected(fmt::format("{} cannot record {} channels at {} Hz: {}.", name_, request.channels, request.rate,
-                                       snd_strerror(status)));
+    return std::unexpected(fmt::format("{} cannot record {} channels at {} Hz: {}.", name_, request.channels,
+                                       request.rate, snd_strerror(status)));
   pcm_ = std::move(pcm);
   maximumBytes_ = request.maximumFrames * frames_.form.format.mBytesPerFrame;
   frames_.bytes.clear();
@@ -84,7 +84,8 @@ void AlsaRecording::read(const std::stop_token& stop) {
       frames_.isWhole = false;
       return;
     }
-    frames_.bytes.insert(frames_.bytes.end(), piece.begin(), piece.begin() + count * static_cast<std::ptrdiff_t>(frameBytes));
+    frames_.bytes.insert(frames_.bytes.end(), piece.begin(),
+                         piece.begin() + count * static_cast<std::ptrdiff_t>(frameBytes));
   }
 }
 

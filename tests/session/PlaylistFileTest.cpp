@@ -47,7 +47,8 @@ TEST(PlaylistFile, NamesFilesAsURIsToo) {
 }
 
 TEST(PlaylistFile, LeavesOutWhatIsNoMusicAndWhatIsRepeated) {
-  EXPECT_THAT(entries("a.wav\ncover.jpg\nother.m3u8\na.wav\n./a.wav\n../a.wav\n"), ElementsAre("/music/a.wav", "/a.wav"));
+  EXPECT_THAT(entries("a.wav\ncover.jpg\nother.m3u8\na.wav\n./a.wav\n../a.wav\n"),
+              ElementsAre("/music/a.wav", "/a.wav"));
 }
 
 TEST(PlaylistFile, OfOtherBytesIsHarmless) {
@@ -58,12 +59,11 @@ TEST(PlaylistFile, OfOtherBytesIsHarmless) {
 }
 
 TEST(PlaylistFile, WrittenIsRead) {
-  const std::vector<FileURL> files{FileURL("/music/a.wav"),          FileURL("/music/sub/b.flac"),
-                                   FileURL("/elsewhere/c.mp3"),      FileURL("/music/#1.wav"),
-                                   FileURL("/music/ blank .wav"),    FileURL("/music/two\nlines.wav"),
-                                   FileURL("/music/file:d.wav"),     FileURL("/music/odd:/e.wav"),
-                                   FileURL("/musical/f.wav"),        FileURL("/music/file:/g.wav"),
-                                   FileURL("/music/back\\slash.wav"), FileURL("/music/end.wav ")};
+  const std::vector<FileURL> files{
+      FileURL("/music/a.wav"),       FileURL("/music/sub/b.flac"),      FileURL("/elsewhere/c.mp3"),
+      FileURL("/music/#1.wav"),      FileURL("/music/ blank .wav"),     FileURL("/music/two\nlines.wav"),
+      FileURL("/music/file:d.wav"),  FileURL("/music/odd:/e.wav"),      FileURL("/musical/f.wav"),
+      FileURL("/music/file:/g.wav"), FileURL("/music/back\\slash.wav"), FileURL("/music/end.wav ")};
   const std::vector<FileURL> music(files.begin(), files.end() - 1);  // the last one has no supported extension
   const std::string text = playlistText(files, "/music");
   EXPECT_EQ(paths(playlistEntries(text, "/music")), paths(music)) << text;
@@ -113,7 +113,8 @@ TEST_F(PlaylistOnDisk, IsOpenedAsTheFilesThatItNames) {
 TEST_F(PlaylistOnDisk, StandsBehindTheFilesThatAreOpenedWithIt) {
   for (const auto name : {"c.wav", "b.wav", "a.wav", "z.wav"}) file(name);
   const FileURL list = file("list.m3u8", "c.wav\na.wav\nb.wav\n");
-  const std::vector given{list, FileURL((folder.path() / "z.wav").string()), FileURL((folder.path() / "a.wav").string())};
+  const std::vector given{list, FileURL((folder.path() / "z.wav").string()),
+                          FileURL((folder.path() / "a.wav").string())};
   EXPECT_THAT(names(collectSupportedAudioFiles(given)), ElementsAre("a.wav", "z.wav", "c.wav", "b.wav"));
 }
 

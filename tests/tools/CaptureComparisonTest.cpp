@@ -1,4 +1,5 @@
-// What a recording of a card shows of the track that it was to play: each kind of difference must be found, at its frame.
+// What a recording of a card shows of the track that it was to play: each kind of difference must be found, at its
+// frame.
 
 #include "tools/CaptureComparison.h"
 
@@ -26,7 +27,8 @@ class CaptureOfATrack : public testing::Test {
       const auto left = static_cast<std::int16_t>(frame < 100 ? 0 : frame);
       const auto right = static_cast<std::int16_t>(frame < 100 ? 0 : -frame);
       for (const std::int16_t sample : {left, right})
-        for (const unsigned shift : {0U, 8U}) samples.push_back(static_cast<std::byte>(static_cast<unsigned>(sample) >> shift));
+        for (const unsigned shift : {0U, 8U})
+          samples.push_back(static_cast<std::byte>(static_cast<unsigned>(sample) >> shift));
     }
     file.data = samples;
     files.add(FileURL("/a.wav"), std::move(file));
@@ -82,7 +84,8 @@ TEST_F(CaptureOfATrack, ShowsAFrameThatIsRepeated) {
 TEST_F(CaptureOfATrack, ShowsSwappedChannels) {
   auto heard = samples;
   for (std::size_t at = 0; at < heard.size(); at += frameBytes)
-    std::swap_ranges(heard.begin() + static_cast<std::ptrdiff_t>(at), heard.begin() + static_cast<std::ptrdiff_t>(at) + 2,
+    std::swap_ranges(heard.begin() + static_cast<std::ptrdiff_t>(at),
+                     heard.begin() + static_cast<std::ptrdiff_t>(at) + 2,
                      heard.begin() + static_cast<std::ptrdiff_t>(at) + 2);
   EXPECT_EQ(compare(heard).firstDifference, 100);
 }
