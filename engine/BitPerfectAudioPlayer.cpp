@@ -43,6 +43,10 @@ Subscription BitPerfectAudioPlayer::onChange(const std::function<void()>& observ
   return machine_->published().onChange(observer);
 }
 
+const std::optional<PreparationFailure>& BitPerfectAudioPlayer::preparationFailure() const {
+  return machine_->preparationFailure();
+}
+
 double BitPerfectAudioPlayer::preparationProgress() const {
   return machine_->is<Preparing>() ? std::max(machine_->preparer().progress(), machine_->upcoming().progress()) : 0;
 }
@@ -73,10 +77,10 @@ void BitPerfectAudioPlayer::play(FileURL url, Started started, StartAt startAt) 
 void BitPerfectAudioPlayer::prepare(const FileURL& url) {
   const auto read = [this, url] {
     machine_->preparer().prepare(
-        url, [this](Result<PreparedAudio> prepared) { machine_->finishPreparation(std::move(prepared)); });
+        url, [this](Preparation prepared) { machine_->finishPreparation(std::move(prepared)); });
   };
   const bool isTaken = machine_->upcoming().take(url, [this, read](std::optional<PreparedAudio> prepared) {
-    prepared ? machine_->finishPreparation(*std::move(prepared)) : read();
+    prepared ? machine_->finishPreparation({.version = {}, .audio = *std::move(prepared)}) : read();
   });
   if (isTaken) return;
   machine_->upcoming().want(std::nullopt);

@@ -48,6 +48,7 @@ void EngineStateMachine::beginPreparation(const FileURL& url, TrackStart start) 
   upcoming_.cancelTaking();
   auto kept = isOutputKept() ? takeOutput() : keepOutput(false);
   supervision_.resetRecoveryState();
+  preparationFailure_.reset();
   const bool isKept = kept != nullptr;
   state_ = Preparing{.start = std::move(start), .kept = std::move(kept)};
   next_.duration = 0;
@@ -66,9 +67,11 @@ void EngineStateMachine::setStartsPaused(bool startsPaused) {
   publish();
 }
 
-void EngineStateMachine::finishPreparation(Result<PreparedAudio> prepared) {
+void EngineStateMachine::finishPreparation(Preparation prepared) {
   TrackStart start = std::move(std::get<Preparing>(state_).start);
-  const auto result = prepared ? startTrack(*prepared, start) : std::unexpected(prepared.error());
+  const auto& audio = prepared.audio;
+  if (!audio) preparationFailure_ = {*next_.currentURL, audio.error(), prepared.version};
+  const auto result = audio ? startTrack(*audio, start) : std::unexpected(audio.error());
   if (!result) {
     tearDown({});
     next_.duration = 0;

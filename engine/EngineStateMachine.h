@@ -22,6 +22,7 @@
 #include "engine/OutputSupervision.h"
 #include "engine/PathHistory.h"
 #include "engine/PlaybackCompletion.h"
+#include "engine/PreparationFailure.h"
 #include "engine/PublishedState.h"
 #include "engine/TrackPreparer.h"
 #include "engine/TrackTransition.h"
@@ -61,6 +62,8 @@ class EngineStateMachine {
   [[nodiscard]] Output* outputWithUnit() const;
   /// No track is loaded, and the output of the last one is open for the next.
   [[nodiscard]] bool isOutputKept() const;
+  /// Nothing unless the track that was asked for last could not be prepared.
+  [[nodiscard]] const std::optional<PreparationFailure>& preparationFailure() const { return preparationFailure_; }
 
   // Transitions.
 
@@ -69,7 +72,7 @@ class EngineStateMachine {
   /// The track that is being prepared starts, or waits to be resumed, when it is ready.
   void setStartsPaused(bool startsPaused);
   /// From Preparing by Configuring into Playing or Paused; after a failure into Stopped, with PATH ERROR.
-  void finishPreparation(Result<PreparedAudio> prepared);
+  void finishPreparation(Preparation prepared);
   /// From Playing into Paused. REQUIRES: the unit is stopped.
   void pause();
   /// Between two attempts to recover: what the next one returns to. REQUIRES: Recovering.
@@ -161,6 +164,7 @@ class EngineStateMachine {
   OutputStatistics statistics_;  ///< of outputs that were closed
   PathHistory history_;
   EngineState state_;
+  std::optional<PreparationFailure> preparationFailure_;
   RunLoop::Timer keepingLimit_;
 
   // Last, so that their timers and listeners end before the state they act on.

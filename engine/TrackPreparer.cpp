@@ -11,7 +11,10 @@ void TrackPreparer::prepare(const FileURL& url, Request::Completion completion) 
   cancel();
   progress_ = std::make_shared<ReadingProgress>();
   request_.start(
-      [url, progress = progress_, preparation = preparation_] { return preparation.prepare(url, *progress); },
+      [url, progress = progress_, preparation = preparation_] {
+        const auto version = preparation.fileVersion(url);
+        return Preparation{version, preparation.prepare(url, *progress)};
+      },
       std::move(completion));
 }
 

@@ -4,6 +4,7 @@
 // share for as long as that pleases.
 
 #include <memory>
+#include <optional>
 
 #include "engine/TrackPreparation.h"
 #include "platform/BackgroundRequest.h"
@@ -11,9 +12,15 @@
 
 namespace tolvane {
 
+/// What has come of a request.
+struct Preparation {
+  std::optional<FileVersion> version;  ///< of the file when its reading began; nothing: not known
+  Result<PreparedAudio> audio;
+};
+
 class TrackPreparer {
  public:
-  using Request = BackgroundRequest<Result<PreparedAudio>>;
+  using Request = BackgroundRequest<Preparation>;
 
   /// The run loop outlives this object, but not the work; `background` sees to it that the files behind `preparation`
   /// live as long as the work.

@@ -38,6 +38,7 @@ PlayerSession::PlayerSession(AudioHardware& hardware, AudioFileServices& files, 
       bookmarks_(bookmarks),
       runLoop_(runLoop),
       player_(hardware, files, runLoop, log, background, std::move(lowPriority)),
+      unplayableFiles_(files, runLoop, background),
       restoration_(runLoop, background),
       bookmarking_(runLoop, std::move(background)) {
   restoreLevels();
@@ -86,6 +87,7 @@ Subscription PlayerSession::onChange(const std::function<void()>& observer) cons
   parts.push_back(playbackPosition_.subscribe(anyChange));
   parts.push_back(playbackDuration_.subscribe(anyChange));
   parts.push_back(playbackStartedAt_.subscribe(anyChange));
+  parts.push_back(unplayableFiles_.files().subscribe(anyChange));
   parts.push_back(outputVolume_.subscribe(anyChange));
   parts.push_back(outputBalance_.subscribe(anyChange));
   parts.push_back(player_.onChange(observer));
@@ -121,6 +123,7 @@ void PlayerSession::playTrack(std::int64_t index, double fraction) {
   } else {
     shouldAutoAdvance_ = false;
     playbackStartedAt_.assign(std::nullopt);
+    if (unplayableFiles_.contains(url)) checkUnplayableFiles();
     player_.play(
         url, [this] { trackHasStarted(); }, [this](double duration) { return startPosition(duration); });
     if (!player_.isPreparing().value()) return;
@@ -130,13 +133,22 @@ void PlayerSession::playTrack(std::int64_t index, double fraction) {
 }
 
 void PlayerSession::trackHasStarted() {
+  noteWhetherPlayable();
   startFromTarget();
   shouldAutoAdvance_ = player_.isPlaying().value();
   persistPlaybackState();
   updateUpcomingTrack();
 }
 
+/// A device that fails says nothing of the file.
+void PlayerSession::noteWhetherPlayable() {
+  if (const auto& failure = player_.preparationFailure()) return unplayableFiles_.add(*failure);
+  const bool isLoaded = player_.isPlaying().value() || player_.isPaused().value();
+  if (const auto& url = player_.currentURL().value(); url && isLoaded) unplayableFiles_.remove(*url);
+}
+
 void PlayerSession::trackHasStartedOnOtherDevice() {
+  noteWhetherPlayable();
   // Where it could not be started, the place in it stays.
   if (player_.duration().value() > 0) startFromTarget();
   persistPlaybackState();
@@ -246,6 +258,7 @@ void PlayerSession::loadPlaylist(std::span<const FileURL> urls, bool autoplay) {
   restorationPatience_.reset();
   adoptBookmarks(std::vector<FileBookmark>(urls.size()));
   playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
+  unplayableFiles_.keepOnly(playlistTracks_.value());
   currentIndex_.assign(0);
   playbackPosition_.assign(0);
   playbackDuration_.assign(0);

@@ -15,6 +15,7 @@
 #include "platform/FileBookmarks.h"
 #include "platform/UserDefaults.h"
 #include "session/PlaylistTracks.h"
+#include "session/UnplayableFiles.h"
 
 namespace tolvane {
 
@@ -44,6 +45,7 @@ class PlayerSession {
   /// When the track would have been at its beginning had it played without a pause; nothing unless the clock runs.
   [[nodiscard]] std::optional<RunLoop::TimePoint> playbackStartedAt() const;
   [[nodiscard]] bool canPlayNext() const;
+  [[nodiscard]] const UnplayableFiles& unplayableFiles() const { return unplayableFiles_; }
   [[nodiscard]] const Published<double>& outputVolume() const { return outputVolume_; }    ///< 0 … 1
   [[nodiscard]] const Published<double>& outputBalance() const { return outputBalance_; }  ///< −1 … 1
   /// Called after every change of anything above, and of anything that the engine publishes.
@@ -72,6 +74,8 @@ class PlayerSession {
   void moveTrack(std::int64_t source, std::int64_t destination);
   /// Adopts a duration learnt elsewhere, for a current entry that the engine has not loaded.
   void setKnownDuration(double seconds, const FileURL& url);
+  /// Asks the disk, in the background, which of unplayableFiles() have changed.
+  void checkUnplayableFiles() { unplayableFiles_.check(); }
 
   // Output.
 
@@ -120,6 +124,7 @@ class PlayerSession {
   [[nodiscard]] bool isActive() const;
   void trackHasStarted();
   void trackHasStartedOnOtherDevice();
+  void noteWhetherPlayable();
   void startFromTarget();
   [[nodiscard]] double startPosition(double duration) const;
   void updateUpcomingTrack();
@@ -160,6 +165,7 @@ class PlayerSession {
   bool isRestored_ = false;  ///< the playlist is the last run's, and nothing of it has been played
 
   // Last, so that they end before the state they act on.
+  UnplayableFiles unplayableFiles_;
   BackgroundRequest<std::optional<RestoredPlaylist>> restoration_;  ///< of the saved playlist
   RunLoop::Timer restorationPatience_;
   BackgroundRequest<std::vector<FileBookmark>> bookmarking_;  ///< of the loaded one

@@ -108,6 +108,7 @@ class Prediction {
   // The answer brings what these change, or they change nothing that is shown.
   void operator()(const LoadPlaylist&) {}
   void operator()(const SetKnownDuration&) {}
+  void operator()(const CheckUnplayableFiles&) {}
   void operator()(const StoreSetting&) {}
   void operator()(const Save&) {}
   void operator()(const Ping&) {}
@@ -153,7 +154,7 @@ bool supersedes(const SessionCommand& newer, const SessionCommand& older) {
   return bothAre<SetPlaying>(newer, older) || bothAre<SetOutputVolume>(newer, older) ||
          bothAre<SetOutputBalance>(newer, older) || bothAre<SelectOutputDevice>(newer, older) ||
          bothAre<SetExclusiveAccess>(newer, older) || bothAre<Save>(newer, older) || bothAre<WatchPath>(newer, older) ||
-         bothAre<Ping>(newer, older);
+         bothAre<Ping>(newer, older) || bothAre<CheckUnplayableFiles>(newer, older);
 }
 
 bool interruptsWaiting(const SessionCommand& command) {

@@ -39,6 +39,8 @@ struct SetKnownDuration {
   double seconds = 0;
   FileURL url;
 };
+/// Asks the disk whether the files that could not be played have changed.
+struct CheckUnplayableFiles {};
 struct SetOutputVolume {
   double volume = 1;
 };
@@ -71,7 +73,7 @@ using SessionCommand =
     std::variant<command::PlayTrack, command::SetPlaying, command::StopPlayback, command::Seek, command::LoadPlaylist,
                  command::MoveTrack, command::SetKnownDuration, command::SetOutputVolume, command::SetOutputBalance,
                  command::SelectOutputDevice, command::SetExclusiveAccess, command::StoreSetting, command::Save,
-                 command::WatchPath, command::Ping>;
+                 command::WatchPath, command::Ping, command::CheckUnplayableFiles>;
 
 /// Whether an older command that has not begun need not be carried out any more, because `newer` comes after it.
 [[nodiscard]] bool supersedes(const SessionCommand& newer, const SessionCommand& older);

@@ -57,6 +57,10 @@ class SessionProxy {
   /// `destination` counts in the list without the moved entry.
   void moveTrack(std::int64_t source, std::int64_t destination);
   void setKnownDuration(double seconds, const FileURL& url) { send(command::SetKnownDuration{seconds, url}); }
+  /// Sends nothing where there are none.
+  void checkUnplayableFiles() {
+    if (state_.unplayableFiles) send(command::CheckUnplayableFiles{});
+  }
 
   // Output.
 

@@ -15,6 +15,7 @@
 #include "platform/RunLoop.h"
 #include "session/AudioDevice.h"
 #include "session/PlaylistTracks.h"
+#include "session/UnplayableFile.h"
 
 namespace tolvane {
 
@@ -22,6 +23,7 @@ struct SessionState {
   // The playlist.
   PlaylistTracks tracks;
   std::int64_t currentIndex = 0;  ///< out of range while the playlist is empty
+  std::shared_ptr<const UnplayableFileMap> unplayableFiles;  ///< null: none
 
   // The transport: at most one of the three holds.
   bool isPlaying = false;

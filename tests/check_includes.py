@@ -47,6 +47,7 @@ PLAYERS_THREAD = {
     "session/OutputDeviceList.h",
     "session/PlayerSession.h",
     "session/SessionHost.h",
+    "session/UnplayableFiles.h",
 }
 
 # Library headers that one folder alone may include.

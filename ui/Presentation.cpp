@@ -7,6 +7,7 @@
 #include <cmath>
 #include <system_error>
 
+#include "engine/PlainWords.h"
 #include "platform/PrintableText.h"
 
 namespace tolvane {
@@ -47,6 +48,11 @@ std::string rowNumberLabel(std::int64_t row, std::string_view title) {
 }
 
 std::string savingLabel(bool isSaved) { return isSaved ? "" : "not saved for now"; }
+
+std::string problemText(const UnplayableFile& file) {
+  const std::string words = plainWords(file.detail);
+  return displayText(words.empty() ? file.detail : words) + (words.empty() ? "" : '\n' + displayText(file.detail));
+}
 
 std::string trackCountLabel(std::int64_t count) { return fmt::format("{} {}", count, count == 1 ? "track" : "tracks"); }
 

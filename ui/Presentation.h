@@ -9,6 +9,7 @@
 #include "engine/AudioPathStatus.h"
 #include "engine/ExclusiveAccessStatus.h"
 #include "session/PlaylistTrack.h"
+#include "session/UnplayableFile.h"
 #include "ui/Theme.h"
 
 namespace tolvane {
@@ -38,6 +39,9 @@ namespace tolvane {
 
 /// A row's length: "05:47", or "--:--" where it is unknown.
 [[nodiscard]] std::string durationLabel(std::optional<double> seconds);
+
+/// Why a file could not be played: in plain words where there are any, and on the next line in detail.
+[[nodiscard]] std::string problemText(const UnplayableFile& file);
 
 /// The size of a value of −1 … 1 in per cent, without sign: "100", "12.35"; never rounded to 0 or to 100.
 [[nodiscard]] std::string outputPercentageLabel(double value);

@@ -110,7 +110,8 @@ TEST(PredictedOutput, IsWhatWasChosen) {
 TEST(PredictedNothing, IsWhatTheAnswerBrings) {
   for (const SessionCommand& command :
        {SessionCommand(LoadPlaylist{{file(4)}, true}), SessionCommand(SetKnownDuration{3, file(1)}),
-        SessionCommand(StoreSetting{"key", {}}), SessionCommand(Save{}), SessionCommand(Ping{})})
+        SessionCommand(StoreSetting{"key", {}}), SessionCommand(Save{}), SessionCommand(Ping{}),
+        SessionCommand(CheckUnplayableFiles{})})
     EXPECT_EQ(after(command), playing()) << command.index();
 }
 
@@ -130,7 +131,8 @@ std::vector<std::size_t> supersededBy(const SessionCommand& newer) {
                                         StoreSetting{"key", {}},
                                         Save{},
                                         WatchPath{},
-                                        Ping{}};
+                                        Ping{},
+                                        CheckUnplayableFiles{}};
   EXPECT_EQ(all.size(), std::variant_size_v<SessionCommand>);
   std::vector<std::size_t> found;
   for (const auto& older : all)
@@ -156,6 +158,7 @@ TEST(Superseding, LeavesOutOnlyWhatTheNewerCommandMakesUndone) {
   EXPECT_THAT(supersededBy(Save{}), ElementsAre(12));
   EXPECT_THAT(supersededBy(WatchPath{}), ElementsAre(13));
   EXPECT_THAT(supersededBy(Ping{}), ElementsAre(14));
+  EXPECT_THAT(supersededBy(CheckUnplayableFiles{}), ElementsAre(15));
 }
 
 }  // namespace

@@ -33,6 +33,7 @@ Window {
     flags: Qt.Window | Qt.FramelessWindowHint
     title: qsTr("Tolvane Music Player")
     color: "transparent"
+    onActiveChanged: if (active) tracks.lookAgain()
 
     WindowMotion { id: motion; window: window }
 

@@ -13,6 +13,8 @@ T.ItemDelegate {
     required property string duration
     required property bool loading
     required property bool current
+    /// Why the file could not be played; empty where it was not tried, or could be.
+    required property string problem
     required property bool dragged
     required property real progress
     /// The time at the marked place.
@@ -40,6 +42,7 @@ T.ItemDelegate {
     opacity: dragged ? 0.45 : 1
     down: pressed && !releasedByDrag
     Accessible.name: qsTr("%1, track %2, %3").arg(title).arg(index + 1).arg(duration)
+    Accessible.description: problem === "" ? "" : qsTr("Cannot be played. %1").arg(problem.replace("\n", " "))
     Accessible.selected: current
     Accessible.onPressAction: selected()
 
@@ -91,6 +94,18 @@ T.ItemDelegate {
                 anchors.right: parent.right
                 text: row.number
                 color: row.current ? Theme.gold : Theme.muted
+                opacity: row.problem === "" ? 1 : 0  // and keeps its width
+            }
+            Loader {
+                active: row.problem !== ""
+                anchors.fill: parent
+                anchors.topMargin: -16
+                anchors.bottomMargin: -16
+                sourceComponent: UnplayableMark {
+                    objectName: "unplayableMark"
+                    problem: row.problem
+                    keyboardHere: row.focusShown
+                }
             }
         }
         ElidedText {

@@ -31,6 +31,13 @@ void paintSpeaker(QPainter& painter) {
   painter.drawArc(QRectF(8.5, 4.5, 13, 15), -50 * 16, 100 * 16);
 }
 
+void paintWarning(QPainter& painter) {
+  painter.setBrush(Qt::NoBrush);
+  painter.drawPath(polygon({{12, 3.5}, {22, 20.5}, {2, 20.5}}));
+  painter.drawLine(QPointF(12, 9.5), QPointF(12, 14));
+  painter.drawPoint(QPointF(12, 17.3));
+}
+
 void paintWindowSign(QPainter& painter, QPen pen, Icon::Shape shape) {
   pen.setWidthF(2.4);
   painter.setPen(pen);
@@ -106,6 +113,8 @@ void Icon::paint(QPainter* painter) {
       painter->setPen(pen);
       painter->setBrush(Qt::NoBrush);
       return painter->drawPolyline(QPolygonF({{4.5, 12.5}, {10, 18}, {19.5, 6.5}}));
+    case Warning:
+      return paintWarning(*painter);
     case Minimise:
     case Zoom:
     case Restore:

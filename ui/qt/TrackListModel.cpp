@@ -25,23 +25,36 @@ Difference differenceOf(const PlaylistTracks::Entries& a, const PlaylistTracks::
   return {front, back};
 }
 
+/// The files whose entries differ.
+std::vector<FileURL> differenceOf(const UnplayableFileMap& a, const UnplayableFileMap& b) {
+  std::vector<FileURL> urls;
+  for (const auto& [url, file] : a)
+    if (const auto other = b.find(url); other == b.end() || other->second != file) urls.push_back(url);
+  for (const auto& [url, file] : b)
+    if (!a.contains(url)) urls.push_back(url);
+  return urls;
+}
+
 }  // namespace
 
 TrackListModel::TrackListModel(ContentView& content)
     : content_(content),
       tracks_(content.session().state().tracks),
-      currentIndex_(content.session().state().currentIndex) {
+      currentIndex_(content.session().state().currentIndex),
+      unplayable_(content.session().state().unplayableFiles) {
   std::vector<Subscription> parts;
   parts.push_back(content.session().onChange([this](const SessionState& before, const SessionState& now) {
     if (now.isSaved != before.isSaved) emit savingChanged();
     const auto left = std::exchange(currentIndex_, now.currentIndex);
     if (now.tracks != tracks_) adoptTracks(now.tracks);
     tracks_ = now.tracks;  // of two lists with the same entries, the one that comes again
+    if (now.unplayableFiles != unplayable_) adoptUnplayable(now.unplayableFiles);
     if (left == currentIndex_) return;
     announceCurrent(left);
     announceCurrent(currentIndex_);
   }));
-  parts.push_back(content.waveforms().onChange([this](const FileURL& url) { announceWaveform(url); }));
+  parts.push_back(content.waveforms().onChange(
+      [this](const FileURL& url) { announce(url, {samplesRole, durationRole, loadingRole}); }));
   subscriptions_ = Subscription::joined(std::move(parts));
 }
 
@@ -72,14 +85,16 @@ QVariant TrackListModel::data(const QModelIndex& index, int role) const {
       return content_.waveforms().isLoading(track.url);
     case currentRole:
       return index.row() == currentIndex_;
+    case problemRole:
+      return problem(track.url);
     default:
       return {};
   }
 }
 
 QHash<int, QByteArray> TrackListModel::roleNames() const {
-  return {{titleRole, "title"},       {numberRole, "number"},   {samplesRole, "samples"},
-          {durationRole, "duration"}, {loadingRole, "loading"}, {currentRole, "current"}};
+  return {{titleRole, "title"},     {numberRole, "number"},   {samplesRole, "samples"}, {durationRole, "duration"},
+          {loadingRole, "loading"}, {currentRole, "current"}, {problemRole, "problem"}};
 }
 
 void TrackListModel::rowShown(int row) {
@@ -150,13 +165,30 @@ void TrackListModel::announceCurrent(std::int64_t row) {
   emit dataChanged(place, place, {currentRole});
 }
 
-void TrackListModel::announceWaveform(const FileURL& url) {
+QString TrackListModel::problem(const FileURL& url) const {
+  if (!unplayable_) return {};
+  const auto found = unplayable_->find(url);
+  return found != unplayable_->end() ? toQString(problemText(found->second)) : QString();
+}
+
+void TrackListModel::adoptUnplayable(std::shared_ptr<const UnplayableFileMap> files) {
+  static const UnplayableFileMap none;
+  const auto before = std::exchange(unplayable_, std::move(files));
+  for (const FileURL& url : differenceOf(before ? *before : none, unplayable_ ? *unplayable_ : none)) {
+    announce(url, {problemRole});
+    // What could not be read then may have a waveform now.
+    const bool isMarked = unplayable_ && unplayable_->contains(url);
+    if (!isMarked && shown_.contains(url)) content_.waveforms().loadWaveform(url);
+  }
+}
+
+void TrackListModel::announce(const FileURL& url, const QList<int>& roles) {
   // Rows that no view has shown yet are read when one does.
   const auto known = shown_.find(url);
   if (known == shown_.end()) return;
   for (Shown& shown : known->second) {
     const QModelIndex place = index(static_cast<int>(rowOf(shown)));
-    emit dataChanged(place, place, {samplesRole, durationRole, loadingRole});
+    emit dataChanged(place, place, roles);
   }
 }
 

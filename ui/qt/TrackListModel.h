@@ -22,7 +22,15 @@ class TrackListModel final : public QAbstractListModel {
   Q_PROPERTY(int playedRow READ playedRow WRITE setPlayedRow FINAL)
 
  public:
-  enum Role { titleRole = Qt::UserRole + 1, numberRole, samplesRole, durationRole, loadingRole, currentRole };
+  enum Role {
+    titleRole = Qt::UserRole + 1,
+    numberRole,
+    samplesRole,
+    durationRole,
+    loadingRole,
+    currentRole,
+    problemRole  ///< why the file could not be played; empty where that is not known
+  };
 
   explicit TrackListModel(ContentView& content);
 
@@ -38,6 +46,8 @@ class TrackListModel final : public QAbstractListModel {
 
   /// A view shows this row now.
   Q_INVOKABLE void rowShown(int row);
+  /// The window has come to the front: files that could not be played may have changed meanwhile.
+  Q_INVOKABLE void lookAgain() { content_.session().checkUnplayableFiles(); }
   Q_INVOKABLE void playTrack(int row, double fraction) { content_.playTrack(row, fraction); }
   /// For the keyboard, what a drag is for the pointer: into the gap above or below the neighbour. The row's new place.
   Q_INVOKABLE int moveRow(int row, int direction);
@@ -62,13 +72,16 @@ class TrackListModel final : public QAbstractListModel {
   void adoptTracks(const PlaylistTracks& tracks);
   [[nodiscard]] bool adoptMove(const PlaylistTracks& tracks);
   void announceCurrent(std::int64_t row);
-  void announceWaveform(const FileURL& url);
+  void adoptUnplayable(std::shared_ptr<const UnplayableFileMap> files);
+  void announce(const FileURL& url, const QList<int>& roles);
+  [[nodiscard]] QString problem(const FileURL& url) const;
   [[nodiscard]] std::size_t rowOf(Shown& shown) const;
 
   ContentView& content_;
   PlaylistTracks tracks_;                        // what the views have been told
   std::map<FileURL, std::vector<Shown>> shown_;  // a file may stand in the list twice
-  std::int64_t currentIndex_;                    // likewise
+  std::int64_t currentIndex_;                    // what the views have been told
+  std::shared_ptr<const UnplayableFileMap> unplayable_;  // likewise; null: none
   QPersistentModelIndex playedRow_;
   Subscription subscriptions_;
 };

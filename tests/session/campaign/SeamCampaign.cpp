@@ -99,6 +99,7 @@ void run(SeamWorld& seam, SeamTotals& totals) {
   totals.bitPerfectShown += listener.bitPerfectShown();
   totals.positionsShown += listener.positionsShown();
   totals.diagnosticsShown += listener.diagnosticsShown();
+  totals.unplayableShown += listener.unplayableShown();
 }
 
 }  // namespace

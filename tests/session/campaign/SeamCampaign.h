@@ -23,6 +23,7 @@ struct SeamTotals {
   std::int64_t bitPerfectShown = 0;
   std::int64_t positionsShown = 0;
   std::int64_t diagnosticsShown = 0;
+  std::int64_t unplayableShown = 0;
   std::int64_t starts = 0;  ///< of the program
   std::int64_t completions = 0;
   std::int64_t recoveryAttempts = 0;

@@ -34,6 +34,7 @@ TEST_P(SeamCampaignTest, WhateverHappensWindowAndPlayerAgreeInTheEnd) {
   EXPECT_GT(totals.bitPerfectShown, 0);
   EXPECT_GT(totals.positionsShown, 0);
   EXPECT_GT(totals.diagnosticsShown, 0);
+  EXPECT_GT(totals.unplayableShown, 0);
   EXPECT_GT(totals.starts, totals.worlds);
   EXPECT_GT(totals.completions, 0);
   EXPECT_GT(totals.recoveryAttempts, 0);

@@ -25,7 +25,8 @@ bool mayReplace(const SentCommand& newer, const SentCommand& older) {
     return isOne(older, {Wish::play, Wish::setPlaying, Wish::seek, Wish::move, Wish::knownDuration, Wish::load});
   if (newer.wish == Wish::play) return isOne(older, {Wish::play, Wish::setPlaying});
   const bool isForTheLastValue = isOne(newer, {Wish::setPlaying, Wish::seek, Wish::volume, Wish::balance, Wish::device,
-                                               Wish::exclusive, Wish::setting, Wish::save, Wish::watch, Wish::ping});
+                                               Wish::exclusive, Wish::setting, Wish::save, Wish::watch, Wish::ping,
+                                               Wish::checkFiles});
   return isForTheLastValue && newer.wish == older.wish && newer.about == older.about;
 }
 

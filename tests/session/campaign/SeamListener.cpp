@@ -46,7 +46,8 @@ void SeamListener::act() {
                                            {3, &L::selectDevice},  {6, &L::switchExclusiveAccess},
                                            {2, &L::load},          {5, &L::move},
                                            {2, &L::learnDuration}, {4, &L::storeSetting},
-                                           {1, &L::save},          {1, &L::watchPath}};
+                                           {1, &L::save},          {1, &L::watchPath},
+                                           {1, &L::comeToTheFront}};
   world_.tick();
   if (world_.window().state().tracks.empty() && lastLoad_ == 0) return load();
   std::size_t total = 0;
@@ -214,6 +215,11 @@ void SeamListener::watchPath() {
   world_.ask(Wish::watch, "", [this](SessionProxy& window) { window.watchPath(watchesPath_); });
 }
 
+void SeamListener::comeToTheFront() {
+  world_.world.note("window: comes to the front");
+  world_.ask(Wish::checkFiles, "", [](SessionProxy& window) { window.checkUnplayableFiles(); });
+}
+
 // What is shown.
 
 void SeamListener::promise(std::string what, std::function<bool(const SessionState&)> holds) {
@@ -308,6 +314,20 @@ void SeamListener::expectAgreement() {
     require(world_.defaults.value<double>(key) == static_cast<double>(value),
             "the last value of a setting does not count");
   checkLists();
+  checkUnplayableFiles();
+}
+
+void SeamListener::checkUnplayableFiles() {
+  const SessionState& now = world_.window().state();
+  require(now.unplayableFiles == world_.session().unplayableFiles().files().value(),
+          "the unplayable files differ between window and player");
+  if (!now.unplayableFiles) return;
+  ++unplayableShown_;
+  for (const auto& [url, file] : *now.unplayableFiles)
+    require(std::ranges::find(urls_, url) != urls_.end(), "a file is marked that is not in the playlist");
+  const bool isLoaded = now.isPlaying || now.isPaused;
+  require(!isLoaded || !now.loadedURL || !now.unplayableFiles->contains(*now.loadedURL),
+          "a file is marked as unplayable while it is loaded");
 }
 
 void SeamListener::checkLists() {

@@ -27,6 +27,7 @@ class SeamListener {
   [[nodiscard]] std::int64_t waitsShown() const { return waitsShown_; }
   [[nodiscard]] std::int64_t positionsShown() const { return positionsShown_; }
   [[nodiscard]] std::int64_t diagnosticsShown() const { return diagnosticsShown_; }
+  [[nodiscard]] std::int64_t unplayableShown() const { return unplayableShown_; }
 
  private:
   using Origin = SeamWorld::Origin;
@@ -51,6 +52,7 @@ class SeamListener {
   void storeSetting();
   void save();
   void watchPath();
+  void comeToTheFront();
 
   void play(std::int64_t row, const std::function<void(SessionProxy&)>& send);
   /// Until the player answers, what is shown must be so.
@@ -59,6 +61,7 @@ class SeamListener {
   void shown(const SessionState& before, const SessionState& now);
   void checkWaiting();
   void checkLists();
+  void checkUnplayableFiles();
   void require(bool holds, const std::string& what) {
     if (!holds) world_.world.fail(what);
   }
@@ -88,6 +91,7 @@ class SeamListener {
   std::int64_t waitsShown_ = 0;
   std::int64_t positionsShown_ = 0;
   std::int64_t diagnosticsShown_ = 0;
+  std::int64_t unplayableShown_ = 0;
 };
 
 }  // namespace tolvane

@@ -35,7 +35,8 @@ enum class Wish : std::size_t {
   setting,
   save,
   watch,
-  ping
+  ping,
+  checkFiles
 };
 
 /// A command on its way, as the user meant it.

@@ -7,6 +7,7 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QMimeData>
+#include <QtTest/QTest>
 #include <cmath>
 #include <cstdio>
 #include <map>
@@ -149,6 +150,36 @@ class Stage : public WindowFixture {
     play(2, 0.38);
     files.remove(url(3));
     content.playTrack(3, 0);
+  }
+  /// Rows whose files could not be played, while another one plays.
+  void unplayable() {
+    loadProgramme();
+    files.remove(url(1));
+    SimulatedPCMFile damaged = recording(programme[4]);
+    damaged.formatStatus = kAudioFileInvalidFileError;
+    files.add(url(4), damaged);
+    content.playTrack(1, 0);
+    settle();
+    content.playTrack(4, 0);
+    settle();
+    content.playTrack(2, 0.38);
+    advance(std::chrono::milliseconds(1200));
+    settle();
+  }
+  void unplayableKeyboard() {
+    unplayable();
+    item("Tracks")->forceActiveFocus(Qt::TabFocusReason);
+    for (int press = 0; press < 2; ++press) key(Qt::Key_Down);
+    waitForTip();
+  }
+  void unplayablePointer() {
+    unplayable();
+    QTest::mouseMove(window, placeIn(*row(1), 0, 0.5) + QPoint(30, 0));
+    waitForTip();
+  }
+  void unplayableWide() {
+    window->resize(1600, 1000);
+    unplayablePointer();
   }
   /// Two thirds have been read of a track that does not come next: that one would be in memory.
   void preparing() {
@@ -373,6 +404,11 @@ class Stage : public WindowFixture {
     advance(std::chrono::milliseconds(600));
     settle();
   }
+  /// Tips come by the toolkit's own clock.
+  void waitForTip() {
+    constexpr std::chrono::milliseconds enough{1500};
+    QTest::qWait(enough.count());
+  }
   void hover() {
     data_ = std::make_unique<QMimeData>();
     data_->setUrls({QUrl("file:///music/New")});
@@ -399,6 +435,10 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"not-known", &Stage::notKnown},
                                                 {"checking", &Stage::checking},
                                                 {"preparing", &Stage::preparing},
+                                                {"unplayable", &Stage::unplayable},
+                                                {"unplayable-keyboard", &Stage::unplayableKeyboard},
+                                                {"unplayable-pointer", &Stage::unplayablePointer},
+                                                {"unplayable-wide", &Stage::unplayableWide},
                                                 {"error", &Stage::error},
                                                 {"no-device", &Stage::noDevice},
                                                 {"names", &Stage::names},

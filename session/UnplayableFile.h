@@ -1,0 +1,22 @@
+#pragma once
+// A file that could not be prepared when it was played last. Values, as player and window share them.
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "platform/AudioFileServices.h"
+#include "platform/FileURL.h"
+
+namespace tolvane {
+
+struct UnplayableFile {
+  std::string detail;                  ///< AudioPlayerError::errorDescription()
+  std::optional<FileVersion> version;  ///< that could not be prepared; nothing: no file was found
+
+  bool operator==(const UnplayableFile&) const = default;
+};
+
+using UnplayableFileMap = std::map<FileURL, UnplayableFile>;
+
+}  // namespace tolvane
