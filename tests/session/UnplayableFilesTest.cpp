@@ -329,7 +329,7 @@ TEST_F(SlowlyUnplayable, StayWhenTheyFailedAnewBehindALateCheck) {
   settle();
   for (const auto& work : late) work();
   settle();
-  EXPECT_THAT(unplayable(), ElementsAre(track(1)));
+  ASSERT_THAT(unplayable(), ElementsAre(track(1)));
   EXPECT_EQ(state().unplayableFiles->at(track(1)).detail, "Opening the PCM file failed (Core Audio 1685348671).");
 }
 
