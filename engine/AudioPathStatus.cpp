@@ -99,7 +99,12 @@ AudioPathStatus AudioPathStatus::configuring() {
   return {Kind::configuring, "CHECKING", "Configuring the selected output device."};
 }
 
-AudioPathStatus AudioPathStatus::failed(std::string detail) { return {Kind::error, "PATH ERROR", std::move(detail)}; }
+AudioPathStatus AudioPathStatus::failed(std::string detail) {
+  return failed(AudioPlayerError::message(std::move(detail)));
+}
+AudioPathStatus AudioPathStatus::failed(const AudioPlayerError& error) {
+  return {Kind::error, "PATH ERROR", error.errorDescription(), error.context()};
+}
 
 AudioPathStatus AudioPathStatus::applyingOutputLevels(const OutputLevels& levels, bool isBluetooth) const {
   if (levels.isNeutral()) return *this;

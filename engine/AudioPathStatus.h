@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "engine/AudioPlayerError.h"
 #include "engine/render/OutputLevels.h"
 #include "platform/AudioStreamBasicDescription.h"
 #include "platform/SampleAlteration.h"
@@ -19,6 +20,7 @@ struct AudioPathStatus {
   Kind kind = Kind::ready;
   std::string label;   ///< the badge's text, in capitals
   std::string detail;  ///< one or more sentences
+  FailureContext context{};  ///< of kind error: what is known besides
 
   bool operator==(const AudioPathStatus&) const = default;
 
@@ -29,6 +31,7 @@ struct AudioPathStatus {
 
   [[nodiscard]] static AudioPathStatus ready();
   [[nodiscard]] static AudioPathStatus configuring();
+  [[nodiscard]] static AudioPathStatus failed(const AudioPlayerError& error);
   [[nodiscard]] static AudioPathStatus failed(std::string detail);
 
   /// This status as it stands while the software volume or balance is not neutral.

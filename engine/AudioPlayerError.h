@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "engine/FailureContext.h"
 #include "platform/AudioStatus.h"
 
 namespace tolvane {
@@ -25,6 +26,13 @@ class AudioPlayerError {
   /// return, and where a device has no format for the track.
   [[nodiscard]] std::string errorDescription() const;
 
+  /// The same, and what is known besides.
+  [[nodiscard]] AudioPlayerError with(FailureContext context) && {
+    context_ = std::move(context);
+    return std::move(*this);
+  }
+  [[nodiscard]] const FailureContext& context() const { return context_; }
+
   /// Of an operation; a message has none.
   [[nodiscard]] std::optional<OSStatus> status() const { return status_; }
 
@@ -35,6 +43,7 @@ class AudioPlayerError {
 
   std::string text_;  ///< the message, or the stage
   std::optional<OSStatus> status_;
+  FailureContext context_;
 };
 
 /// A value, or why there is none.

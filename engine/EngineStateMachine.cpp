@@ -76,7 +76,7 @@ void EngineStateMachine::finishPreparation(Preparation prepared) {
     tearDown({});
     next_.duration = 0;
     next_.sampleRate = 0;
-    next_.audioPathStatus = AudioPathStatus::failed(result.error().errorDescription());
+    next_.audioPathStatus = AudioPathStatus::failed(result.error());
     state_ = Stopped{};
     publish();
   }
@@ -292,9 +292,9 @@ void EngineStateMachine::stop(AudioPathStatus status, const TearDownOptions& opt
   publish();
 }
 
-void EngineStateMachine::failRuntime(std::string message) {
+void EngineStateMachine::failRuntime(const AudioPlayerError& error) {
   upcoming_.want(std::nullopt);
-  stop(AudioPathStatus::failed(std::move(message)));
+  stop(AudioPathStatus::failed(error));
 }
 
 Result<std::optional<std::int64_t>> EngineStateMachine::rebuildOutput(const TearDownOptions& options) {

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -90,8 +91,9 @@ class EngineStateMachine {
   void complete(bool keepsOutput);
   /// Into Stopped: everything is given back and the track forgotten.
   void stop(AudioPathStatus status, const TearDownOptions& options = {});
-  /// Ends playback with PATH ERROR and `message`.
-  void failRuntime(std::string message);
+  /// Ends playback with PATH ERROR.
+  void failRuntime(const AudioPlayerError& error);
+  void failRuntime(std::string message) { failRuntime(AudioPlayerError::message(std::move(message))); }
   /// Opens the output of the loaded track anew at the same frame: by Configuring into Playing or Paused. The frame at
   /// which the track goes on; nothing where the coupled track was heard already and was not wanted. After a
   /// failure still Configuring: the caller decides what follows. REQUIRES: the unit is stopped.

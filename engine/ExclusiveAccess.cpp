@@ -41,7 +41,7 @@ std::optional<double> ExclusiveAccess::rebuildOutput() {
   }
   const auto frame = machine_.rebuildOutput({.unitAlreadyStopped = true, .discardPrepared = false});
   if (!frame) {
-    machine_.failRuntime(frame.error().errorDescription());
+    machine_.failRuntime(frame.error());
     return std::nullopt;
   }
   return *frame ? std::optional(static_cast<double>(**frame) / machine_.track()->context->format().mSampleRate)

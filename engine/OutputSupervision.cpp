@@ -197,7 +197,7 @@ void OutputSupervision::reopenIfDue() {
 
 void OutputSupervision::recoverOutputIfNeeded() {
   if (!machine_.isPlayingOrPaused()) return;
-  if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(std::string(recoveryReason_));
+  if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(AudioPlayerError::message(recoveryReason_));
   ++recoveryAttempts_;
   stableHealthChecks_ = 0;  // health before the fault earns no new attempts, only health after it
   const bool wasPlaying = machine_.isPlaying();
@@ -206,26 +206,29 @@ void OutputSupervision::recoverOutputIfNeeded() {
       machine_.services().logger.standard("AUHAL stop failed during recovery: {}", status);
   const auto frame = machine_.rebuildOutput(
       {.unitAlreadyStopped = wasPlaying, .discardPrepared = false, .cancelPendingRecovery = false});
-  if (!frame) return recoveryFailed(frame.error().errorDescription());
+  if (!frame) return recoveryFailed(frame.error());
   if (!*frame) return;
   const double seconds = static_cast<double>(**frame) / machine_.track()->context->format().mSampleRate;
   machine_.countRecovery(fmt::format("{} Playback went on at {:.1f} s of the track.", recoveryReason_, seconds));
   machine_.services().logger.standard("Recovered output at frame {} on attempt {}", **frame, recoveryAttempts_);
 }
 
-void OutputSupervision::recoveryFailed(const std::string& description) {
-  machine_.services().logger.standard("Output recovery attempt {} failed: {}", recoveryAttempts_, description);
-  if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(description);
+void OutputSupervision::recoveryFailed(const AudioPlayerError& error) {
+  machine_.services().logger.standard("Output recovery attempt {} failed: {}", recoveryAttempts_,
+                                      error.errorDescription());
+  if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(error);
   // Nothing half-built, no rate and no hog mode is held while waiting for the next attempt.
   machine_.waitForNextAttempt();
   scheduleOutputRecovery(recoveryReason_, static_cast<double>(recoveryAttempts_) * backOffPerAttempt);
 }
 
-void OutputSupervision::finishRecoveryWithError(const std::string& message) {
+void OutputSupervision::finishRecoveryWithError(const AudioPlayerError& error) {
   machine_.upcoming().want(std::nullopt);
-  auto status = AudioPathStatus::failed(
-      fmt::format("The output device did not recover after {} attempts. {}", maximumRecoveryAttempts, message));
-  machine_.stop(std::move(status), {.restoreSampleRate = false});
+  const auto whole =
+      AudioPlayerError::message(fmt::format("The output device did not recover after {} attempts. {}",
+                                            maximumRecoveryAttempts, error.errorDescription()))
+          .with(error.context());
+  machine_.stop(AudioPathStatus::failed(whole), {.restoreSampleRate = false});
   machine_.services().logger.error("Output recovery exhausted all attempts");
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/AudioPlayerError.h"
 #include "engine/DeviceCondition.h"
 #include "platform/AudioHardware.h"
 #include "platform/RunLoop.h"
@@ -58,8 +59,8 @@ class OutputSupervision {
   /// After a notice, when a burst of them has passed: whether the output is as good as when it was configured.
   [[nodiscard]] bool isAsConfigured();
   void recoverOutputIfNeeded();
-  void recoveryFailed(const std::string& description);
-  void finishRecoveryWithError(const std::string& message);
+  void recoveryFailed(const AudioPlayerError& error);
+  void finishRecoveryWithError(const AudioPlayerError& error);
 
   EngineStateMachine& machine_;
   std::vector<AudioHardware::ListenerID> propertyObservations_;

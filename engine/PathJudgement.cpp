@@ -37,6 +37,7 @@ PathDescription describePath(const EngineServices& services, AudioObjectID devic
   description.sourceIsFloat = track.sourceIsFloat;
   description.channels = track.context->format().mChannelsPerFrame;
   description.levels = levels;
+  description.cut = track.cut;
   description.deviceName = textOf(hardware, device, kAudioObjectPropertyName);
   description.soundServer = textOf(hardware, device, kAudioDevicePropertySoundServer);
   description.driver = textOf(hardware, device, kAudioDevicePropertyDriver);

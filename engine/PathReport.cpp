@@ -121,9 +121,9 @@ std::string pathReport(const PathDiagnostics& diagnostics, const ReportOptions& 
   std::string report = "Tolvane Music Player: report on the signal path\n" + versionsText(diagnostics, options);
   if (options.namesFile && diagnostics.url) report += row("File", diagnostics.url->lastPathComponent());
   report += '\n' + diagnostics.status.label + '\n' + paragraph(diagnostics.status.detail, 2);
-  if (diagnostics.status.kind == AudioPathStatus::Kind::error)
-    if (const std::string words = plainWords(diagnostics.status.detail); !words.empty())
-      report += paragraph("In plain words: " + words, 2);
+  const auto cut = diagnostics.path ? diagnostics.path->cut : std::nullopt;
+  if (const std::string words = plainWords(diagnostics.status, cut); !words.empty())
+    report += paragraph("In plain words: " + words, 2);
 
   report += "\nSignal path\n";
   if (diagnostics.path)

@@ -1,9 +1,13 @@
 #include "engine/PlainWords.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <optional>
+#include <utility>
 
 namespace tolvane {
 namespace {
@@ -68,6 +72,39 @@ constexpr std::array deviceStatuses{
     PlainStatus{kAudioHardwareIllegalOperationError, "The device cannot be used as was asked for."},
     PlainStatus{kAudioHardwareUnspecifiedError, notOpened}};
 
+constexpr std::array places{
+    PlainPlace{FilePlace::emptyFile, "The file is empty."},
+    PlainPlace{FilePlace::folder, "This is a folder, not a file."},
+    PlainPlace{FilePlace::noFile, "This is a device or a pipe, not a file."},
+    PlainPlace{FilePlace::noFolder, "The folder of this file is gone, or its drive is not connected."},
+    PlainPlace{FilePlace::brokenLink, "This is a link to a file that is not there."},
+    PlainPlace{FilePlace::closedFolder, "You are not allowed to open the folder of this file."}};
+
+constexpr std::array contents{
+    PlainContent{FileContent::wav, "a WAV", "WAV"},
+    PlainContent{FileContent::aiff, "an AIFF", "AIFF"},
+    PlainContent{FileContent::flac, "a FLAC", "FLAC"},
+    PlainContent{FileContent::oggFlac, "a FLAC in an Ogg file", "FLAC"},
+    PlainContent{FileContent::mp3, "an MP3", "MP3"},
+    PlainContent{FileContent::oggVorbis, "an Ogg Vorbis file", ""},
+    PlainContent{FileContent::oggOpus, "an Opus file", ""},
+    PlainContent{FileContent::ogg, "an Ogg file", ""},
+    PlainContent{FileContent::mp4, "an MP4 or M4A", ""},
+    PlainContent{FileContent::caf, "a CAF", ""},
+    PlainContent{FileContent::wavPack, "a WavPack file", ""},
+    PlainContent{FileContent::monkeysAudio, "a Monkey's Audio file", ""},
+    PlainContent{FileContent::dsf, "a DSF", ""},
+    PlainContent{FileContent::dsdiff, "a DSDIFF", ""},
+    PlainContent{FileContent::trueAudio, "a True Audio file", ""},
+    PlainContent{FileContent::midi, "a MIDI file", ""},
+    PlainContent{FileContent::windowsMedia, "a Windows Media file", ""},
+    PlainContent{FileContent::aac, "an AAC stream", ""},
+    PlainContent{FileContent::webPage, "a web page", ""},
+    PlainContent{FileContent::pdf, "a PDF", ""},
+    PlainContent{FileContent::png, "a PNG picture", ""},
+    PlainContent{FileContent::jpeg, "a JPEG picture", ""},
+    PlainContent{FileContent::zip, "a ZIP archive", ""}};
+
 template <std::size_t count>
 std::string_view wordsFor(const std::array<PlainStatus, count>& table, OSStatus status, std::string_view otherwise) {
   const auto found = std::ranges::find(table, status, &PlainStatus::status);
@@ -99,19 +136,74 @@ std::optional<Failure> parsedFailure(std::string_view detail) {
   return error == std::errc() && last == number.data() + number.size() ? std::optional(failure) : std::nullopt;
 }
 
+/// "3:12"; there is no hour field, as nowhere in the player.
+std::string timeText(double seconds) {
+  const double whole = std::floor(seconds);
+  const double minutes = std::floor(whole / 60);
+  return fmt::format("{:.0f}:{:02.0f}", minutes, whole - 60 * minutes);
+}
+
+/// Where the file is what the detail is about, and something else lies there.
+std::string placeWords(const FileFinding& file) {
+  const auto* const found = std::ranges::find(places, file.place, &PlainPlace::place);
+  return found != places.end() ? std::string(found->words) : std::string();
+}
+
+/// As the name of a format is spoken: "an MP3", "a WAV".
+std::string withArticle(std::string_view format) {
+  const bool isSpokenWithVowel = format.starts_with("A") || format.starts_with("M");
+  return fmt::format("{} {}", isSpokenWithVowel ? "an" : "a", format);
+}
+
+/// Where the file begins like one of another kind than its name says.
+std::string contentWords(const FailureContext& context) {
+  constexpr std::string_view neverWritten =
+      "The file begins with nothing but zeros: it may have been copied or downloaded in part.";
+  if (context.file.content == FileContent::zeros) return std::string(neverWritten);
+  const auto* const found = std::ranges::find(contents, context.file.content, &PlainContent::content);
+  if (found == contents.end() || (!found->format.empty() && found->format == context.expectedFormat)) return {};
+  if (!context.expectedFormat.empty())
+    return fmt::format("This is not {} file: it begins like {}.", withArticle(context.expectedFormat), found->name);
+  return found->format.empty() ? fmt::format("This player does not play this kind of file: it begins like {}.",
+                                             found->name)
+                               : std::string();
+}
+
+std::string contextWords(const FailureContext& context) {
+  if (auto words = placeWords(context.file); !words.empty()) return words;
+  if (context.cut) return plainCut(*context.cut);
+  return contentWords(context);
+}
+
 }  // namespace
 
 std::span<const PlainMessage> plainMessages() { return messages; }
+std::span<const PlainPlace> plainPlaces() { return places; }
+std::span<const PlainContent> plainContents() { return contents; }
 std::span<const PlainStatus> plainFileStatuses() { return fileStatuses; }
 std::span<const PlainStatus> plainDeviceStatuses() { return deviceStatuses; }
 
-std::string plainWords(std::string_view detail) {
+std::string plainCut(const TrackCut& cut) {
+  const std::string whole = timeText(cut.wholeSeconds);
+  if (cut.heldSeconds <= 0) return fmt::format("The file is cut off before its music begins: all of {} is missing.", whole);
+  const std::string held = timeText(cut.heldSeconds);
+  return held != whole ? fmt::format("The file is cut off after {} of {}.", held, whole)
+                       : fmt::format("The file is cut off less than a second before its end at {}.", whole);
+}
+
+std::string plainWords(const AudioPathStatus& status, const std::optional<TrackCut>& cut) {
+  if (status.kind == AudioPathStatus::Kind::error) return plainWords(status.detail, status.context);
+  return status.isOfAPath() && cut ? plainCut(*cut) : std::string();
+}
+
+std::string plainWords(std::string_view detail, const FailureContext& context) {
   constexpr std::string_view gaveUp = "The output device did not recover after ";
   constexpr std::string_view attempts = " attempts. ";
   if (const auto place = detail.find(attempts); detail.starts_with(gaveUp) && place != std::string_view::npos) {
-    const std::string reason = plainWords(detail.substr(place + attempts.size()));
+    const std::string reason = plainWords(detail.substr(place + attempts.size()), context);
     return reason.empty() || reason == deviceFailed ? std::string(lost) : std::string(lost) + ' ' + reason;
   }
+  if (auto words = contextWords(context); !words.empty()) return words;
   if (const auto found = std::ranges::find(messages, detail, &PlainMessage::message); found != messages.end())
     return std::string(found->words);
   if (detail.ends_with(" failed because the device does not answer.")) return std::string(noAnswer);

@@ -2,16 +2,26 @@
 // What went wrong, in one plain sentence for the user, beside the detail of PATH ERROR, which stays as it is. One
 // table; pure functions for any thread.
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "engine/AudioPathStatus.h"
+#include "engine/FailureContext.h"
 #include "platform/AudioStatus.h"
+#include "platform/FileFinding.h"
 
 namespace tolvane {
 
-/// Of the detail of an AudioPathStatus of kind error; empty where there are no plainer words.
-[[nodiscard]] std::string plainWords(std::string_view detail);
+/// Of the detail of an AudioPathStatus of kind error, and of what is known besides; empty where there are no plainer
+/// words. What is known comes first: "This is not a FLAC file: it begins like a WAV."
+[[nodiscard]] std::string plainWords(std::string_view detail, const FailureContext& context = {});
+/// Of what a status says: why there is no path, or that the track on it is cut off; else empty.
+[[nodiscard]] std::string plainWords(const AudioPathStatus& status, const std::optional<TrackCut>& cut = {});
+
+/// "The file is cut off after 3:12 of 4:05."
+[[nodiscard]] std::string plainCut(const TrackCut& cut);
 
 // The table, for its test.
 
@@ -23,7 +33,18 @@ struct PlainStatus {
   OSStatus status;
   std::string_view words;
 };
+struct PlainPlace {
+  FilePlace place;
+  std::string_view words;
+};
+struct PlainContent {
+  FileContent content;
+  std::string_view name;    ///< with its article: "a WAV"
+  std::string_view format;  ///< AudioFormat::name of those that are played; else empty
+};
 [[nodiscard]] std::span<const PlainMessage> plainMessages();
+[[nodiscard]] std::span<const PlainPlace> plainPlaces();
+[[nodiscard]] std::span<const PlainContent> plainContents();
 /// Of stages that read a file, and of those that open or drive a device.
 [[nodiscard]] std::span<const PlainStatus> plainFileStatuses();
 [[nodiscard]] std::span<const PlainStatus> plainDeviceStatuses();

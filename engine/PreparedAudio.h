@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "engine/FailureContext.h"
 #include "engine/render/AudioRenderContext.h"
 #include "platform/AudioFileServices.h"
 #include "platform/ChannelLayout.h"
@@ -22,6 +23,7 @@ struct PreparedAudio {
   ChannelLayout channels{};  ///< the loudspeakers that the block's channels are meant for; empty: the usual ones
   std::optional<SampleSignature> signature{};  ///< of the samples, as the encoder stored it
   FileURL url{};                               ///< where the file was
+  std::optional<TrackCut> cut{};               ///< where the file holds less than its header states
 };
 
 }  // namespace tolvane

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "engine/PlainWords.h"
 #include "engine/StreamFormats.h"
 
 namespace tolvane {
@@ -46,6 +47,7 @@ PathStage fileStage(const AudioPathFacts& facts, const PathDescription& descript
         "{} is a lossy format: its encoder left out part of the recording, and no player can bring that back.",
         facts.sourceLabel.empty() ? "This" : facts.sourceLabel);
   }
+  if (description.cut) append(stage.meaning, plainCut(*description.cut));
   return stage;
 }
 
@@ -196,7 +198,8 @@ SignalPath signalPath(const AudioPathFacts& facts, const PathDescription& descri
           stageOf(decidingReason(facts, description.levels)),
           description.deviceName,
           description.soundServer,
-          description.driver};
+          description.driver,
+          description.cut};
 }
 
 std::string chainText(const SignalPath& path) {

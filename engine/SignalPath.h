@@ -35,6 +35,7 @@ struct SignalPath {
   std::string deviceName{};
   std::string soundServer{};  ///< name and version; empty: none is in between
   std::string driver{};       ///< of the kernel; empty: not known
+  std::optional<TrackCut> cut{};  ///< where the file holds less than its header states
 
   bool operator==(const SignalPath&) const = default;
 
@@ -52,6 +53,7 @@ struct PathDescription {
   std::string soundServer{};   ///< name and version; empty: none is in between
   std::string driver{};        ///< of the kernel; empty: not known
   std::string formatSource{};  ///< where the physical format was read; empty: not known
+  std::optional<TrackCut> cut{};  ///< where the file holds less than its header states
 };
 
 /// The path that `judgeAudioPath(facts).applyingOutputLevels(description.levels, …)` judges.

@@ -5,8 +5,6 @@
 #include <optional>
 #include <utility>
 
-#include "platform/AudioFormats.h"
-
 namespace tolvane {
 namespace {
 
@@ -57,6 +55,23 @@ std::shared_ptr<AudioRenderContext> makeContext(PcmBlock block, const AudioStrea
   return std::make_shared<AudioRenderContext>(std::move(block), byteCount, format, levels);
 }
 
+/// Nothing where all is there that was announced, or where nothing was.
+std::optional<TrackCut> cutOf(std::uint64_t heldFrames, std::optional<std::uint64_t> announcedFrames, double rate) {
+  if (!announcedFrames || *announcedFrames <= heldFrames) return std::nullopt;
+  return TrackCut{static_cast<double>(heldFrames) / rate, static_cast<double>(*announcedFrames) / rate};
+}
+
+std::optional<std::uint64_t> announcedFrames(const AudioFile& file, const AudioStreamBasicDescription& format) {
+  const auto bytes = file.announcedByteCount();
+  return bytes ? std::optional(*bytes / format.mBytesPerFrame) : std::nullopt;
+}
+
+/// A sentence about a file that holds none of the frames that it announces.
+std::unexpected<AudioPlayerError> failureOfNoFrames(std::string text, std::optional<std::uint64_t> announced,
+                                                    double rate) {
+  return std::unexpected(AudioPlayerError::message(std::move(text)).with({.cut = cutOf(0, announced, rate)}));
+}
+
 bool isPlayableLayout(const AudioStreamBasicDescription& format) {
   return format.mFormatID == kAudioFormatLinearPCM && format.mSampleRate > 0 && format.mChannelsPerFrame != 0 &&
          format.mBytesPerFrame != 0 && (format.mFormatFlags & kAudioFormatFlagIsNonInterleaved) == 0 &&
@@ -96,10 +111,19 @@ Result<PreparedAudio> TrackPreparation::prepare(const FileURL& url, ReadingProgr
     if (prepared) prepared->url = url;
     // Also when it was complete by then: the block is freed here and not on the thread that no longer wants it.
     if (progress.isCancelled()) return failure(cancelled);
+    if (!prepared) return std::unexpected(examined(std::move(prepared.error()), url, format));
     return prepared;
   } catch (const std::bad_alloc&) {
     return failure(isEncoded ? decodedTooLarge : pcmTooLarge);
   }
+}
+
+AudioPlayerError TrackPreparation::examined(AudioPlayerError error, const FileURL& url,
+                                            const AudioFormat* format) const {
+  FailureContext context = error.context();
+  context.file = files_.examine(url);
+  if (format != nullptr) context.expectedFormat = format->name;
+  return std::move(error).with(std::move(context));
 }
 
 Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& url, bool isLossless,
@@ -129,13 +153,20 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
   progress.expect(static_cast<std::uint64_t>(*length));
   const auto frames = decoder->read(static_cast<std::uint32_t>(*length), block->bytes());
   if (!frames) return failure("Decoding the track", frames.error());
-  if (*frames == 0) return failure("The decoder returned an empty track.");
+  if (*frames == 0)
+    return failureOfNoFrames("The decoder returned an empty track.", decoder->announcedFrames(), client.mSampleRate);
 
   const SourceFormatInfo info = readSourceFormatInfo(*decoder, *source);
   if (std::int64_t{*frames} < *length) block->shorten(std::uint64_t{*frames} * client.mBytesPerFrame);
   auto context = makeContext(std::move(*block), client, levels_);
-  return PreparedAudio{std::move(context), info.bitDepth,          info.isFloat,
-                       isLossless,         std::move(sourceLabel), decoder->channelLayout(), decoder->signature()};
+  return PreparedAudio{.context = std::move(context),
+                       .sourceBitDepth = info.bitDepth,
+                       .sourceIsFloat = info.isFloat,
+                       .isLossless = isLossless,
+                       .sourceLabel = std::move(sourceLabel),
+                       .channels = decoder->channelLayout(),
+                       .signature = decoder->signature(),
+                       .cut = cutOf(*frames, decoder->announcedFrames(), client.mSampleRate)};
 }
 
 Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url, ReadingProgress& progress) const {
@@ -150,21 +181,29 @@ Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url, Re
 
   const auto byteCount = file->audioDataByteCount();
   if (!byteCount) return failure("Reading the PCM data size", byteCount.error());
-  if (*byteCount < 1 || *byteCount > maximumBlockBytes) return failure(pcmTooLarge);
+  const auto announced = announcedFrames(*file, *format);
+  if (*byteCount < 1) return failureOfNoFrames(pcmTooLarge, announced, format->mSampleRate);
+  if (*byteCount > maximumBlockBytes) return failure(pcmTooLarge);
 
   auto block = allocateBlock(*byteCount);
   if (!block) return failure(pcmTooLarge);
   progress.expect(*byteCount);
   const auto bytesRead = readInPieces(*file, block->bytes(), progress);
   if (!bytesRead) return failure("Reading PCM samples", bytesRead.error());
-  if (*bytesRead < format->mBytesPerFrame) return failure("The PCM file contains no complete audio frames.");
+  if (*bytesRead < format->mBytesPerFrame)
+    return failureOfNoFrames("The PCM file contains no complete audio frames.", announced, format->mSampleRate);
 
   const std::uint64_t framesRead = *bytesRead / format->mBytesPerFrame;
   if (framesRead < *byteCount / format->mBytesPerFrame) block->shorten(framesRead * format->mBytesPerFrame);
   const SourceFormatInfo info = sourceFormatInfo(file->sourceBitDepth(), *format);
   auto context = makeContext(std::move(*block), *format, levels_);
-  return PreparedAudio{std::move(context),   info.bitDepth, info.isFloat, true, asciiUppercased(url.pathExtension()),
-                       file->channelLayout()};
+  return PreparedAudio{.context = std::move(context),
+                       .sourceBitDepth = info.bitDepth,
+                       .sourceIsFloat = info.isFloat,
+                       .isLossless = true,
+                       .sourceLabel = asciiUppercased(url.pathExtension()),
+                       .channels = file->channelLayout(),
+                       .cut = cutOf(framesRead, announced, format->mSampleRate)};
 }
 
 SourceFormatInfo readSourceFormatInfo(ExtAudioFile& decoder, const AudioStreamBasicDescription& fallback) {

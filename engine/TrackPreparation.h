@@ -12,6 +12,7 @@
 #include "engine/AudioPlayerError.h"
 #include "engine/PreparedAudio.h"
 #include "platform/AudioFileServices.h"
+#include "platform/AudioFormats.h"
 #include "platform/ReadingProgress.h"
 
 namespace tolvane {
@@ -44,6 +45,8 @@ class TrackPreparation {
 
  private:
   [[nodiscard]] std::optional<PcmBlock> allocateBlock(std::uint64_t bytes) const;
+  /// With what can be found out about the file; `format` is the one that its name says, null: none.
+  [[nodiscard]] AudioPlayerError examined(AudioPlayerError error, const FileURL& url, const AudioFormat* format) const;
 
   AudioFileServices& files_;
   std::shared_ptr<AtomicOutputLevels> levels_;

@@ -18,6 +18,7 @@
 #include "platform/AudioStatus.h"
 #include "platform/AudioStreamBasicDescription.h"
 #include "platform/ChannelLayout.h"
+#include "platform/FileFinding.h"
 #include "platform/FileURL.h"
 #include "platform/ReadingProgress.h"
 
@@ -33,6 +34,9 @@ class AudioFile {
 
   /// kAudioFilePropertyAudioDataByteCount: the bytes of the sample data that the file really holds.
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> audioDataByteCount() const = 0;
+
+  /// What the header states of the same; nothing where it states none, or what programs write that do not know it.
+  [[nodiscard]] virtual std::optional<std::uint64_t> announcedByteCount() const { return std::nullopt; }
 
   /// kAudioFilePropertySourceBitDepth: bits of a sample; negative for floating point; 0 when unknown.
   [[nodiscard]] virtual std::expected<std::int32_t, OSStatus> sourceBitDepth() const = 0;
@@ -72,6 +76,10 @@ class ExtAudioFile {
   /// kExtAudioFileProperty_FileLengthFrames: what the file announces, or what a scan of it found.
   [[nodiscard]] virtual std::expected<std::int64_t, OSStatus> fileLengthFrames() const = 0;
 
+  /// What the encoder states of the length, in frames; nothing where it states none, or where the file is a part of
+  /// another one.
+  [[nodiscard]] virtual std::optional<std::uint64_t> announcedFrames() const { return std::nullopt; }
+
   /// ExtAudioFileRead: the next `frames` frames (REQUIRES: `destination` holds them). The number that came, 0 at the
   /// end; fewer than asked for when the stream ends early. May decode in parallel; the samples are those of a serial
   /// decode. Reports each frame to the progress once, even one that is decoded twice.
@@ -108,6 +116,9 @@ class AudioFileServices {
 
   /// What opening would find now; nothing where that is not known.
   [[nodiscard]] virtual std::optional<FileVersion> fileVersion(const FileURL& url) const = 0;
+
+  /// What can be found out about a file that could not be opened or read, now. Reads its beginning once more.
+  [[nodiscard]] virtual FileFinding examine(const FileURL& url) const = 0;
 
   /// Bytes of memory that a track may take now without making this machine run out of it.
   [[nodiscard]] virtual std::uint64_t availableMemory() const = 0;

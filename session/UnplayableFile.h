@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "engine/FailureContext.h"
 #include "platform/AudioFileServices.h"
 #include "platform/FileURL.h"
 
@@ -12,6 +13,7 @@ namespace tolvane {
 
 struct UnplayableFile {
   std::string detail;                  ///< AudioPlayerError::errorDescription()
+  FailureContext context;
   std::optional<FileVersion> version;  ///< that could not be prepared; nothing: no file was found
 
   bool operator==(const UnplayableFile&) const = default;

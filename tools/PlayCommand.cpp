@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "engine/PathReport.h"
-#include "engine/PlainWords.h"
 #include "platform/KernelName.h"
 #include "tools/ProbeCommands.h"
 
@@ -42,7 +41,7 @@ void PlayCommand::observe() {
   }));
   subscriptions_.push_back(player_.audioPathStatus().subscribe([this](const AudioPathStatus& status) {
     Json members{{"kind", kindName(status.kind)}, {"label", status.label}, {"detail", status.detail}};
-    if (status.kind == AudioPathStatus::Kind::error) members["plainly"] = plainWords(status.detail);
+    if (const std::string words = plainly(player_, status); !words.empty()) members["plainly"] = words;
     print("audioPathStatus", std::move(members));
     if (status.isOfAPath()) lastPath_ = player_.diagnostics();
     // The player is still in the middle of it: end in a turn of its own.

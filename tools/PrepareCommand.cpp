@@ -1,6 +1,7 @@
 #include <chrono>
 #include <filesystem>
 
+#include "engine/PlainWords.h"
 #include "platform/Digest.h"
 #include "tools/ProbeCommands.h"
 
@@ -26,6 +27,14 @@ Json describeTrack(const FileURL& url, const PreparedAudio& prepared, double sec
   line["sourceLabel"] = prepared.sourceLabel;
   line["sha256"] = sha256(context.buffer().bytes());
   line["seconds"] = seconds;
+  if (prepared.cut) line["plainly"] = plainCut(*prepared.cut);
+  return line;
+}
+
+Json describeFailure(const FileURL& url, const AudioPlayerError& error) {
+  Json line{{"url", url.absoluteString()}, {"error", error.errorDescription()}};
+  if (const std::string words = plainWords(error.errorDescription(), error.context()); !words.empty())
+    line["plainly"] = words;
   return line;
 }
 
@@ -47,7 +56,7 @@ void prepareFiles(std::span<const std::string> files, AudioFileServices& service
     if (prepared)
       output.print(describeTrack(url, *prepared, taken.count()));
     else
-      output.print({{"url", url.absoluteString()}, {"error", prepared.error().errorDescription()}});
+      output.print(describeFailure(url, prepared.error()));
   }
 }
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "engine/PlainWords.h"
 #include "platform/Digest.h"
 #include "platform/PrintableText.h"
 
@@ -77,6 +78,11 @@ void describe(Json& line, const AudioStreamBasicDescription& format) {
   line["bytesPerFrame"] = format.mBytesPerFrame;
   line["channels"] = format.mChannelsPerFrame;
   line["bitsPerChannel"] = format.mBitsPerChannel;
+}
+
+std::string plainly(const BitPerfectAudioPlayer& player, const AudioPathStatus& status) {
+  const auto& path = player.signalPath().value();
+  return plainWords(status, path ? path->cut : std::nullopt);
 }
 
 }  // namespace tolvane

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "engine/BitPerfectAudioPlayer.h"
 #include "engine/delivery/DeliveryReport.h"
 #include "platform/AudioStreamBasicDescription.h"
 
@@ -34,6 +35,9 @@ class ProbeOutput {
 
 /// The members that describe what was delivered of a track.
 void describe(Json& line, const DeliveryReport& report);
+
+/// What the status, and the track that is loaded, mean in plain words; empty where there are none.
+[[nodiscard]] std::string plainly(const BitPerfectAudioPlayer& player, const AudioPathStatus& status);
 
 /// The members that describe a PCM layout.
 void describe(Json& line, const AudioStreamBasicDescription& format);

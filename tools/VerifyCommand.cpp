@@ -83,13 +83,17 @@ void VerifyCommand::pathChanged(const AudioPathStatus& status) {
     case AudioPathStatus::Kind::configuring:
       return;
     case AudioPathStatus::Kind::error:
-      return runLoop_.post([this, detail = status.detail] {
+      // The player is still in the middle of it: go on in a turn of its own.
+      return runLoop_.post([this, detail = status.detail, words = plainly(player_, status)] {
         if (!current_) return;
+        current_->plainly = words;
         fail(detail);
         goOn();
       });
     default:
-      if (current_) current_->verdict = status.label;
+      if (!current_) return;
+      current_->verdict = status.label;
+      current_->plainly = plainly(player_, status);
   }
 }
 
@@ -110,6 +114,7 @@ void VerifyCommand::printCurrent() {
   const DeliveryReport& report = *current_->report;
   Json line{{"verdict", current_->verdict}};
   describe(line, report);
+  if (!current_->plainly.empty()) line["plainly"] = current_->plainly;
   if (report.result != DeliveryReport::Result::matches) line["error"] = deliverySentence(report);
   if (const auto track = std::exchange(current_->recorded, {})) {
     const CaptureComparison found = compareCapture(*track, recording_->stop());
@@ -126,10 +131,12 @@ void VerifyCommand::printCurrent() {
 void VerifyCommand::fail(const std::string& error) {
   if (!current_) return;
   if (current_->recorded) (void)recording_->stop();
-  output_.print({{"url", current_->url.absoluteString()},
-                 {"verdict", current_->verdict},
-                 {"result", "unknown"},
-                 {"error", error}});
+  Json line{{"url", current_->url.absoluteString()},
+            {"verdict", current_->verdict},
+            {"result", "unknown"},
+            {"error", error}};
+  if (!current_->plainly.empty()) line["plainly"] = current_->plainly;
+  output_.print(line);
   current_.reset();
 }
 

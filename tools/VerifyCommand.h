@@ -38,6 +38,7 @@ class VerifyCommand {
     FileURL url;
     std::optional<PreparedAudio> recorded;  ///< what is recorded beside it, once the recording runs
     std::string verdict;                    ///< label of the last verdict
+    std::string plainly;                    ///< of that verdict, or of the failure; empty: there are no plain words
     std::optional<DeliveryReport> report;
   };
 

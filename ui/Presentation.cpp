@@ -50,7 +50,7 @@ std::string rowNumberLabel(std::int64_t row, std::string_view title) {
 std::string savingLabel(bool isSaved) { return isSaved ? "" : "not saved for now"; }
 
 std::string problemText(const UnplayableFile& file) {
-  const std::string words = plainWords(file.detail);
+  const std::string words = plainWords(file.detail, file.context);
   return displayText(words.empty() ? file.detail : words) + (words.empty() ? "" : '\n' + displayText(file.detail));
 }
 

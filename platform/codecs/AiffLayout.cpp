@@ -81,7 +81,8 @@ std::expected<Common, OSStatus> readCommon(const ByteSource& source, const Chunk
 /// Where the samples lie inside the sound data chunk.
 struct SoundData {
   std::uint64_t offset = 0;
-  std::uint64_t byteCount = 0;
+  std::uint64_t byteCount = 0;  ///< that the file holds
+  std::optional<std::uint64_t> announcedByteCount{};
   bool isBlockAligned = false;
 };
 
@@ -92,16 +93,22 @@ std::expected<SoundData, OSStatus> readSoundData(const ByteSource& source, const
   if (const OSStatus status = readExactly(source, chunk.offset, bytes); status != noErr) return std::unexpected(status);
   const std::uint64_t skipped = bytes.size() + loadBig<std::uint32_t>(bytes, 0);
   if (skipped > available) return std::unexpected(kAudioFileInvalidFileError);
-  return SoundData{chunk.offset + skipped, available - skipped, loadBig<std::uint32_t>(bytes, 4) != 0};
+  const std::uint64_t stated = chunk.size - std::min(chunk.size, skipped);
+  return SoundData{.offset = chunk.offset + skipped,
+                   .byteCount = available - skipped,
+                   .announcedByteCount = announcedSize(stated, available - skipped),
+                   .isBlockAligned = loadBig<std::uint32_t>(bytes, 4) != 0};
 }
 
 PcmFileLayout layoutOf(const Common& common, const SoundData& data) {
   PcmFileLayout layout{common.format, data.offset, data.byteCount, sourceBitDepthOf(common.format)};
+  layout.announcedByteCount = data.announcedByteCount;
   // Data in blocks is filled up behind the music; only the frame count tells where the music ends. Elsewhere the chunk
   // itself is the better witness: a wrong frame count must not cut a track.
   if (data.isBlockAligned && common.frames != 0 && common.format.mBytesPerFrame != 0) {
     const std::uint64_t music = std::uint64_t{common.frames} * common.format.mBytesPerFrame;
     layout.dataByteCount = std::min(layout.dataByteCount, music);
+    if (layout.announcedByteCount) layout.announcedByteCount = std::min(*layout.announcedByteCount, music);
   }
   return layout;
 }

@@ -21,6 +21,7 @@ class DecodedAudioFile final : public ExtAudioFile {
   [[nodiscard]] std::optional<SampleSignature> signature() const override { return track_->signature(); }
   [[nodiscard]] OSStatus setClientDataFormat(const AudioStreamBasicDescription& format) override;
   [[nodiscard]] std::expected<std::int64_t, OSStatus> fileLengthFrames() const override;
+  [[nodiscard]] std::optional<std::uint64_t> announcedFrames() const override { return track_->announcedFrames(); }
   /// A failure is for good: later reads give it again.
   [[nodiscard]] std::expected<std::uint32_t, OSStatus> read(std::uint32_t frames,
                                                             std::span<std::byte> destination) override;

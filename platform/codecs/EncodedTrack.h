@@ -51,6 +51,8 @@ class EncodedTrack {
   [[nodiscard]] virtual std::optional<SampleSignature> signature() const { return std::nullopt; }
   /// A stream that does not announce its length may be too damaged to find it.
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> frameCount() const = 0;
+  /// As ExtAudioFile::announcedFrames().
+  [[nodiscard]] virtual std::optional<std::uint64_t> announcedFrames() const { return std::nullopt; }
   [[nodiscard]] virtual std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const = 0;
   /// Decodes from frame 0 on, with several threads where that pays. The result, failures included, is that of one
   /// decoderAt(0) with one call of decode(), whatever the limits. Reports each frame to `progress` once. When that is

@@ -61,6 +61,10 @@ std::expected<std::unique_ptr<EncodedTrack>, OSStatus> FlacTrack::open(std::shar
 
 ChannelLayout FlacTrack::channelLayout() const { return readFlacChannels(*source_, start_, stream_.channels); }
 
+std::optional<std::uint64_t> FlacTrack::announcedFrames() const {
+  return stream_.frames != 0 && stream_.firstFrame == 0 ? std::optional(stream_.frames) : std::nullopt;
+}
+
 std::optional<SampleSignature> FlacTrack::signature() const {
   SampleSignature signature{};
   static_assert(FlacStream::streamInfoBytes >= signature.size());

@@ -22,6 +22,7 @@ class FlacTrack final : public EncodedTrack {
   /// Of a stream that was cut out of another one the signature is that one's, and is not given.
   [[nodiscard]] std::optional<SampleSignature> signature() const override;
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return frameCount_; }
+  [[nodiscard]] std::optional<std::uint64_t> announcedFrames() const override;
   /// Decodes all that lies before.
   [[nodiscard]] std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const override;
   [[nodiscard]] DecodedStart decodeStart(std::span<std::byte> destination, const SegmentLimits& limits,

@@ -16,6 +16,7 @@ class LinearPCMFile final : public AudioFile {
 
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> dataFormat() const override;
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> audioDataByteCount() const override;
+  [[nodiscard]] std::optional<std::uint64_t> announcedByteCount() const override { return layout_.announcedByteCount; }
   [[nodiscard]] std::expected<std::int32_t, OSStatus> sourceBitDepth() const override;
   [[nodiscard]] ChannelLayout channelLayout() const override { return layout_.channels; }
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> readBytes(std::uint64_t offset,

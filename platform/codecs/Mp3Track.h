@@ -19,6 +19,7 @@ class Mp3Track final : public EncodedTrack, private OverlappingTrack {
 
   [[nodiscard]] const AudioStreamBasicDescription& format() const override { return format_; }
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return stream_.frameCount(); }
+  [[nodiscard]] std::optional<std::uint64_t> announcedFrames() const override { return stream_.announcedFrames; }
   [[nodiscard]] std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const override;
   [[nodiscard]] DecodedStart decodeStart(std::span<std::byte> destination, const SegmentLimits& limits,
                                          ReadingProgress& progress) const override;

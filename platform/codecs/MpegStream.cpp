@@ -49,6 +49,13 @@ InformationPacket readInformation(std::span<const std::byte> tag) {
   return information;
 }
 
+InformationPacket readFraunhofer(std::span<const std::byte> tag) {
+  // Behind the name, version, delay, quality and the number of bytes.
+  constexpr std::size_t kPacketCountOffset = 14;
+  if (tag.size() < kPacketCountOffset + 4) return {};
+  return {.packetCount = loadBig<std::uint32_t>(tag, kPacketCountOffset), .gapless = {}};
+}
+
 /// Nothing when the packet is one of sound.
 std::expected<std::optional<InformationPacket>, OSStatus> informationIn(const ByteSource& source,
                                                                         const MpegPacket& packet) {
@@ -69,7 +76,7 @@ std::expected<std::optional<InformationPacket>, OSStatus> informationIn(const By
   }
   constexpr std::size_t kFraunhoferOffset = 36;
   if (bytes.size() >= kFraunhoferOffset + kSmallestTag && loadCode(bytes, kFraunhoferOffset) == fourCharCode("VBRI")) {
-    return InformationPacket{};
+    return readFraunhofer(std::span<const std::byte>(bytes).subspan(kFraunhoferOffset));
   }
   return std::nullopt;
 }
@@ -124,10 +131,21 @@ class StreamBuilder {
         stream_.endFrame = std::min(stream_.endFrame, end - information.gapless->padding);
       }
     }
+    announceLength(information);
     return std::move(stream_);
   }
 
  private:
+  /// Of a stream in one piece. Some encoders count the packet with the information, too.
+  void announceLength(const InformationPacket& information) {
+    const bool isCut = information.packetCount > stream_.packetCount + 1 && stream_.extents.size() <= 1;
+    if (!isCut) return;
+    const std::uint64_t all = std::uint64_t{*information.packetCount} * stream_.header.framesPerPacket();
+    if (all > kMostFrames) return;
+    const std::uint64_t padding = information.gapless ? information.gapless->padding : 0;
+    stream_.announcedFrames = all - std::min(all, stream_.firstFrame + padding);
+  }
+
   MpegStream stream_;
   void silence(const MpegPacket& packet) {
     MpegStream::Silenced silenced;

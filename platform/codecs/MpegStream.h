@@ -47,6 +47,7 @@ struct MpegStream {
   std::uint32_t freePacketBytes = 0;  ///< in free format, of a packet without padding
   std::uint64_t firstFrame = 0;       ///< of the music, counted from packet 0: the encoder's delay lies before it
   std::uint64_t endFrame = 0;         ///< behind the music: the encoder's padding follows
+  std::optional<std::uint64_t> announcedFrames;  ///< by the encoder's own packet, where more than there are
 
   [[nodiscard]] std::uint64_t frameCount() const { return endFrame - firstFrame; }
   /// Packets before one of layer III that hold all the bits it may have borrowed.

@@ -3,6 +3,7 @@
 // A plain value.
 
 #include <cstdint>
+#include <optional>
 
 #include "platform/AudioStreamBasicDescription.h"
 #include "platform/ChannelLayout.h"
@@ -15,6 +16,7 @@ struct PcmFileLayout {
   std::uint64_t dataByteCount = 0;     ///< bytes that the file really holds
   std::int32_t sourceBitDepth = 0;     ///< negative for floating point, 0 when not linear PCM
   ChannelLayout channels{};            ///< as many as the format has
+  std::optional<std::uint64_t> announcedByteCount{};  ///< as AudioFile::announcedByteCount()
 
   bool operator==(const PcmFileLayout&) const = default;
 };
@@ -29,6 +31,14 @@ struct PcmFileLayout {
   if (bits == containerBits) flags |= kAudioFormatFlagIsPacked;
   if (bits < containerBits) flags |= kAudioFormatFlagIsAlignedHigh;
   return {sampleRate, kAudioFormatLinearPCM, flags, bytesPerFrame, 1, bytesPerFrame, channels, bits, 0};
+}
+
+/// What the size of a data chunk says, in bytes, of a file that holds `held` of them. Programs that write into a pipe
+/// cannot go back to state it, and leave the largest number that they know, or one close below it.
+[[nodiscard]] constexpr std::optional<std::uint64_t> announcedSize(std::uint64_t stated, std::uint64_t held) {
+  constexpr std::uint64_t leastPlaceholder = 0x7FF00000;
+  if (stated <= held) return held;
+  return stated < leastPlaceholder ? std::optional(stated) : std::nullopt;
 }
 
 [[nodiscard]] constexpr std::int32_t sourceBitDepthOf(const AudioStreamBasicDescription& format) {

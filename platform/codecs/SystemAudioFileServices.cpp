@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/codecs/AvailableMemory.h"
+#include "platform/codecs/FileExamination.h"
 #include "platform/codecs/FileOpening.h"
 #include "platform/codecs/FileReader.h"
 
@@ -33,6 +34,8 @@ std::optional<FileVersion> SystemAudioFileServices::fileVersion(const FileURL& u
                      .modifiedSeconds = found.st_mtim.tv_sec,
                      .modifiedNanoseconds = found.st_mtim.tv_nsec};
 }
+
+FileFinding SystemAudioFileServices::examine(const FileURL& url) const { return examineFile(url); }
 
 std::uint64_t SystemAudioFileServices::availableMemory() const { return tolvane::availableMemory(); }
 

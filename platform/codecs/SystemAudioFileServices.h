@@ -17,6 +17,7 @@ class SystemAudioFileServices final : public AudioFileServices {
   [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(
       const FileURL& url, ReadingProgress* progress = nullptr) override;
   [[nodiscard]] std::optional<FileVersion> fileVersion(const FileURL& url) const override;
+  [[nodiscard]] FileFinding examine(const FileURL& url) const override;
   /// What the kernel reports as available, free swap space included.
   [[nodiscard]] std::uint64_t availableMemory() const override;
 

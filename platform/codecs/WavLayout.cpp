@@ -173,8 +173,13 @@ std::expected<PcmFileLayout, OSStatus> readWavLayout(const ByteSource& source, s
     }
     if (const OSStatus status = walker.advancePast(chunk); status != noErr) return std::unexpected(status);
   }
-  return PcmFileLayout{format->description, data->offset, walker.availableBytes(*data),
-                       sourceBitDepthOf(format->description), format->channels};
+  const std::uint64_t held = walker.availableBytes(*data);
+  return PcmFileLayout{format->description,
+                       data->offset,
+                       held,
+                       sourceBitDepthOf(format->description),
+                       format->channels,
+                       announcedSize(data->size, held)};
 }
 
 }  // namespace tolvane

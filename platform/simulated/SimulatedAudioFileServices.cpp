@@ -47,6 +47,7 @@ class PCMReader final : public AudioFile {
   std::expected<std::uint64_t, OSStatus> audioDataByteCount() const override {
     return valueUnless(file_->byteCountStatus, file_->announcedByteCount.value_or(file_->data.size()));
   }
+  std::optional<std::uint64_t> announcedByteCount() const override { return file_->wholeByteCount; }
   std::expected<std::int32_t, OSStatus> sourceBitDepth() const override {
     return valueUnless(file_->bitDepthStatus, file_->sourceBitDepth);
   }
@@ -110,6 +111,8 @@ class CompressedReader final : public ExtAudioFile {
     return valueUnless(file_->lengthStatus, file_->announcedFrames.value_or(static_cast<std::int64_t>(frameCount())));
   }
 
+  std::optional<std::uint64_t> announcedFrames() const override { return file_->wholeFrames; }
+
   std::expected<std::uint32_t, OSStatus> read(std::uint32_t frames, std::span<std::byte> destination) override {
     if (const OSStatus status = mark_.pass("read"); status != noErr) return std::unexpected(status);
     if (!clientFormatIsSet_) return std::unexpected(kAudio_ParamError);
@@ -164,6 +167,7 @@ void SimulatedAudioFileServices::add(const FileURL& url, SimulatedPCMFile file) 
   const std::lock_guard lock(mutex_);
   files_[url] = std::move(shared);
   versions_[url] = ++lastVersion_;
+  findings_.erase(url);
 }
 
 void SimulatedAudioFileServices::add(const FileURL& url, SimulatedCompressedFile file) {
@@ -171,12 +175,26 @@ void SimulatedAudioFileServices::add(const FileURL& url, SimulatedCompressedFile
   const std::lock_guard lock(mutex_);
   files_[url] = std::move(shared);
   versions_[url] = ++lastVersion_;
+  findings_.erase(url);
 }
 
 void SimulatedAudioFileServices::remove(const FileURL& url) {
   const std::lock_guard lock(mutex_);
   files_.erase(url);
   versions_.erase(url);
+  findings_.erase(url);
+}
+
+void SimulatedAudioFileServices::setFinding(const FileURL& url, FileFinding finding) {
+  const std::lock_guard lock(mutex_);
+  findings_[url] = finding;
+}
+
+FileFinding SimulatedAudioFileServices::examine(const FileURL& url) const {
+  if (readings_->pass(url, "examine", nullptr) != noErr) return {};
+  const std::lock_guard lock(mutex_);
+  if (const auto found = findings_.find(url); found != findings_.end()) return found->second;
+  return {.place = files_.contains(url) ? FilePlace::file : FilePlace::nothing};
 }
 
 std::optional<FileVersion> SimulatedAudioFileServices::fileVersion(const FileURL& url) const {

@@ -25,6 +25,7 @@ struct SimulatedPCMFile {
   AudioStreamBasicDescription format{};
   std::vector<std::byte> data{};
   std::optional<std::uint64_t> announcedByteCount{};  ///< instead of the data's size
+  std::optional<std::uint64_t> wholeByteCount{};      ///< what the header of a file that was cut off states
   std::int32_t sourceBitDepth = 0;
   std::uint64_t mostBytesARead = std::numeric_limits<std::uint64_t>::max();
   std::shared_ptr<std::uint64_t> largestRead{};  ///< bytes that one call asked for, at most, where the test counts
@@ -44,6 +45,7 @@ struct SimulatedCompressedFile {
   AudioStreamBasicDescription format{};  ///< rate, channels, the codec's format id, bits
   std::vector<float> samples{};          ///< interleaved
   std::optional<std::int64_t> announcedFrames{};
+  std::optional<std::uint64_t> wholeFrames{};  ///< what the header of a file that was cut off states
   std::int32_t sourceBitDepth = 0;
   bool hasAudioFile = true;
   std::uint32_t mostFramesARead = std::numeric_limits<std::uint32_t>::max();
@@ -63,7 +65,7 @@ struct SimulatedCompressedFile {
 class SimulatedReadings {
  public:
   /// The name of the call: "openAudioFile", "openExtAudioFile", "readBytes",
-  /// "read" or "fileVersion".
+  /// "read", "fileVersion" or "examine".
   using Gate = std::function<void(const FileURL& url, std::string_view call)>;
 
   void setGate(Gate gate);
@@ -83,6 +85,8 @@ class SimulatedAudioFileServices final : public AudioFileServices {
   void add(const FileURL& url, SimulatedPCMFile file);
   void add(const FileURL& url, SimulatedCompressedFile file);
   void remove(const FileURL& url);
+  /// What examine() finds there, until a file is added or removed; else a file of unknown content, or nothing.
+  void setFinding(const FileURL& url, FileFinding finding);
 
   void setAvailableMemory(std::uint64_t bytes) { availableMemory_ = bytes; }
 
@@ -101,6 +105,8 @@ class SimulatedAudioFileServices final : public AudioFileServices {
       const FileURL& url, ReadingProgress* progress = nullptr) override;
   /// Another one each time a file has been added. Passes the gate as "fileVersion".
   [[nodiscard]] std::optional<FileVersion> fileVersion(const FileURL& url) const override;
+  /// As setFinding() has it. Passes the gate as "examine".
+  [[nodiscard]] FileFinding examine(const FileURL& url) const override;
   [[nodiscard]] std::uint64_t availableMemory() const override { return availableMemory_; }
 
  private:
@@ -116,6 +122,7 @@ class SimulatedAudioFileServices final : public AudioFileServices {
   mutable std::mutex mutex_;
   std::map<FileURL, File> files_;              ///< guarded by the mutex
   std::map<FileURL, std::uint64_t> versions_;  ///< guarded by the mutex
+  std::map<FileURL, FileFinding> findings_;    ///< guarded by the mutex
   std::uint64_t lastVersion_ = 0;              ///< guarded by the mutex
   const std::shared_ptr<SimulatedReadings> readings_ =
       std::make_shared<SimulatedReadings>();  ///< outlived by open files

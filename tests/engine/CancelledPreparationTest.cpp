@@ -133,6 +133,7 @@ class DeafServices final : public AudioFileServices {
   [[nodiscard]] std::optional<FileVersion> fileVersion(const FileURL& url) const override {
     return files_.fileVersion(url);
   }
+  [[nodiscard]] FileFinding examine(const FileURL& url) const override { return files_.examine(url); }
   [[nodiscard]] std::uint64_t availableMemory() const override { return files_.availableMemory(); }
 
  private:

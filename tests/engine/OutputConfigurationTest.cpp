@@ -183,7 +183,8 @@ TEST_F(OutputConfigurationTest, FailsOnAChosenDeviceThatIsGone) {
 TEST_F(OutputConfigurationTest, AFileThatCannotBePreparedTouchesNoDevice) {
   addDevice(dac);
   player->play(FileURL("/gone.wav"));
-  EXPECT_EQ(path(), AudioPathStatus::failed("Opening the PCM file failed (Core Audio -43)."));
+  EXPECT_EQ(path().kind, PathKind::error);
+  EXPECT_EQ(path().detail, "Opening the PCM file failed (Core Audio -43).");
   EXPECT_TRUE(trace().empty());
   expectNothingHeld();
 }

@@ -1,5 +1,6 @@
 #include "engine/PlainWords.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <cctype>
@@ -7,6 +8,7 @@
 #include <string>
 
 #include "engine/AudioPlayerError.h"
+#include "platform/AudioFormats.h"
 #include "tests/engine/PlayerFixture.h"
 
 namespace tolvane {
@@ -87,7 +89,103 @@ TEST(PlainWords, AreNotMadeUp) {
     EXPECT_EQ(plainWords(detail), "") << detail;
 }
 
+// What is known besides the detail.
+
+constexpr const char* notRecognised = "Opening FLAC failed (Core Audio 1954115647).";
+
+TEST(PlainWordsInContext, AreThereForEachPlace) {
+  std::set<FilePlace> seen;
+  for (const auto& [place, words] : plainPlaces()) {
+    EXPECT_EQ(plainWords(notRecognised, {.file = {.place = place}}), words);
+    expectPlain(std::string(words));
+    EXPECT_TRUE(seen.insert(place).second) << words << " stands there twice";
+  }
+  for (const auto place : {FilePlace::notKnown, FilePlace::file, FilePlace::nothing}) {
+    EXPECT_FALSE(seen.contains(place));
+    EXPECT_EQ(plainWords(notRecognised, {.file = {.place = place}}), plainWords(notRecognised));
+    seen.insert(place);
+  }
+  EXPECT_EQ(seen.size(), static_cast<std::size_t>(FilePlace::closedFolder) + 1);
+}
+
+TEST(PlainWordsInContext, AreThereForEachContentUnderEachName) {
+  std::set<FileContent> seen;
+  for (const auto& [content, name, format] : plainContents()) {
+    EXPECT_TRUE(seen.insert(content).second) << name << " stands there twice";
+    for (const AudioFormat& expected : audioFormats) {
+      const std::string words = plainWords(
+          notRecognised, {.file = {.place = FilePlace::file, .content = content}, .expectedFormat = std::string(expected.name)});
+      expectPlain(words);
+      if (format == expected.name)
+        EXPECT_EQ(words, plainWords(notRecognised)) << "it is what its name says";
+      else
+        EXPECT_THAT(words, testing::AllOf(HasSubstr(fmt::format("{} file: it begins like {}.", expected.name, name)),
+                                          StartsWith("This is not a")));
+    }
+    const std::string nameless = plainWords(notRecognised, {.file = {.place = FilePlace::file, .content = content}});
+    EXPECT_EQ(nameless, format.empty()
+                            ? fmt::format("This player does not play this kind of file: it begins like {}.", name)
+                            : plainWords(notRecognised));
+  }
+  EXPECT_EQ(seen.size() + 2, static_cast<std::size_t>(FileContent::zeros) + 1) << "but for unknown, and zeros";
+}
+
+TEST(PlainWordsInContext, NameWhatTheFileBeginsLike) {
+  const auto words = [](FileContent content, const char* expected) {
+    return plainWords(notRecognised, {.file = {.place = FilePlace::file, .content = content}, .expectedFormat = expected});
+  };
+  EXPECT_EQ(words(FileContent::wav, "FLAC"), "This is not a FLAC file: it begins like a WAV.");
+  EXPECT_EQ(words(FileContent::webPage, "MP3"), "This is not an MP3 file: it begins like a web page.");
+  EXPECT_EQ(words(FileContent::mp4, "AIFF"), "This is not an AIFF file: it begins like an MP4 or M4A.");
+  EXPECT_EQ(words(FileContent::zeros, "WAV"),
+            "The file begins with nothing but zeros: it may have been copied or downloaded in part.");
+  EXPECT_EQ(words(FileContent::unknown, "FLAC"), "This is not an audio file of the kind that its name says.");
+}
+
+TEST(PlainWordsInContext, SayWhereAFileIsCutOff) {
+  const struct {
+    TrackCut cut;
+    const char* words;
+  } cases[]{{{192, 245}, "The file is cut off after 3:12 of 4:05."},
+            {{0.4, 245}, "The file is cut off after 0:00 of 4:05."},
+            {{59.99, 60}, "The file is cut off after 0:59 of 1:00."},
+            {{4500, 7322.5}, "The file is cut off after 75:00 of 122:02."},
+            {{245.1, 245.9}, "The file is cut off less than a second before its end at 4:05."},
+            {{0, 245}, "The file is cut off before its music begins: all of 4:05 is missing."}};
+  for (const auto& [cut, words] : cases) {
+    EXPECT_EQ(plainCut(cut), words);
+    EXPECT_EQ(plainWords("The PCM file contains no complete audio frames.", {.cut = cut}), words);
+    expectPlain(words);
+  }
+}
+
+TEST(PlainWordsInContext, OfATrackThatPlaysAreWhatItsFileLacks) {
+  const AudioPathStatus playing{.kind = AudioPathStatus::Kind::bitPerfect, .label = {}, .detail = "Fine."};
+  EXPECT_EQ(plainWords(playing), "");
+  EXPECT_EQ(plainWords(playing, TrackCut{192, 245}), "The file is cut off after 3:12 of 4:05.");
+  EXPECT_EQ(plainWords(AudioPathStatus::configuring(), TrackCut{192, 245}), "");
+  const auto failed = AudioPathStatus::failed(
+      AudioPlayerError::operation("Opening FLAC", kAudioFileUnsupportedFileTypeError)
+          .with({.file = {.place = FilePlace::emptyFile}}));
+  EXPECT_EQ(failed.detail, notRecognised);
+  EXPECT_EQ(plainWords(failed), "The file is empty.");
+}
+
 class PlainFailures : public PlayerFixture {};
+
+TEST_F(PlainFailures, HaveTheContextThatThePreparationFound) {
+  player->setOutputDevice(addDevice());
+  files.setFinding(FileURL("/a.flac"), {.place = FilePlace::file, .content = FileContent::wav});
+  player->play(FileURL("/a.flac"));
+  ASSERT_EQ(path().kind, PathKind::error);
+  EXPECT_EQ(path().detail, "Opening FLAC failed (Core Audio -43).");
+  EXPECT_EQ(plainWords(path()), "This is not a FLAC file: it begins like a WAV.");
+  ASSERT_TRUE(player->preparationFailure());
+  EXPECT_EQ(player->preparationFailure()->error.context(), path().context);
+  addTrack("/a.wav", 44100);
+  player->play(FileURL("/a.wav"));
+  EXPECT_EQ(path().context, FailureContext()) << "of the last failure nothing is left";
+}
 
 TEST_F(PlainFailures, OfThePlayerHavePlainWords) {
   const AudioObjectID id = addDevice();

@@ -304,5 +304,63 @@ TEST_F(TrackPreparationTest, TakesTheDecodedBitDepthFromTheFileThenFromTheFormat
   }
 }
 
+// What is known besides.
+
+TEST_F(TrackPreparationTest, FailsWithWhatTheFileIs) {
+  const FileFinding finding{.place = FilePlace::file, .content = FileContent::mp3};
+  for (const FileURL& url : {wav, flac, FileURL("/music/song.m4a")}) {
+    files.setFinding(url, finding);
+    const auto prepared = preparation.prepare(url);
+    ASSERT_FALSE(prepared);
+    EXPECT_EQ(prepared.error().context().file, finding);
+  }
+  EXPECT_EQ(preparation.prepare(wav).error().context().expectedFormat, "WAV");
+  EXPECT_EQ(preparation.prepare(flac).error().context().expectedFormat, "FLAC");
+  EXPECT_EQ(preparation.prepare(FileURL("/music/song.m4a")).error().context().expectedFormat, "");
+}
+
+TEST_F(TrackPreparationTest, LooksAtNoFileOnceItIsCancelled) {
+  int examined = 0;
+  files.setReadGate([&](const FileURL&, std::string_view call) { examined += call == "examine" ? 1 : 0; });
+  ReadingProgress progress;
+  progress.cancel();
+  EXPECT_FALSE(preparation.prepare(wav, progress));
+  EXPECT_EQ(examined, 0);
+  EXPECT_FALSE(preparation.prepare(wav));
+  EXPECT_EQ(examined, 1);
+}
+
+TEST_F(TrackPreparationTest, KnowsWhereATrackIsCutOff) {
+  auto pcm = pcmFile(44100 * 6);
+  EXPECT_EQ(prepare(wav, pcm)->cut, std::nullopt) << "nothing is stated";
+  pcm.wholeByteCount = 44100 * 6 + 5;
+  EXPECT_EQ(prepare(wav, pcm)->cut, std::nullopt) << "no whole frame is missing";
+  pcm.wholeByteCount = 44100 * 6 * 3;
+  EXPECT_EQ(prepare(wav, pcm)->cut, (TrackCut{1, 3}));
+
+  auto compressed = compressedFile(44100);
+  EXPECT_EQ(prepare(flac, compressed)->cut, std::nullopt);
+  compressed.wholeFrames = 44100;
+  EXPECT_EQ(prepare(flac, compressed)->cut, std::nullopt);
+  compressed.wholeFrames = 44100 * 4;
+  EXPECT_EQ(prepare(flac, compressed)->cut, (TrackCut{1, 4}));
+  compressed.wholeFrames = 22050;
+  EXPECT_EQ(prepare(flac, compressed)->cut, std::nullopt) << "more than stated is not less";
+}
+
+TEST_F(TrackPreparationTest, KnowsHowMuchIsMissingOfAFileWithoutMusic) {
+  auto pcm = pcmFile(0);
+  pcm.wholeByteCount = 44100 * 6;
+  EXPECT_EQ(prepare(wav, pcm).error().context().cut, (TrackCut{0, 1}));
+  pcm.data = countedBytes(5);
+  EXPECT_EQ(prepare(wav, pcm).error().context().cut, (TrackCut{0, 1}));
+  pcm.wholeByteCount.reset();
+  EXPECT_EQ(prepare(wav, pcm).error().context().cut, std::nullopt);
+  auto compressed = compressedFile(0);
+  compressed.announcedFrames = 44100;
+  compressed.wholeFrames = 44100;
+  EXPECT_EQ(prepare(flac, compressed).error().context().cut, (TrackCut{0, 1}));
+}
+
 }  // namespace
 }  // namespace tolvane

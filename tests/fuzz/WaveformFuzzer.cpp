@@ -65,6 +65,7 @@ class MemoryFileServices final : public AudioFileServices {
     return std::make_unique<DecodedAudioFile>(source_, std::move(*track), SegmentLimits{1, 1});
   }
   [[nodiscard]] std::optional<FileVersion> fileVersion(const FileURL&) const override { return std::nullopt; }
+  [[nodiscard]] FileFinding examine(const FileURL&) const override { return {}; }
   [[nodiscard]] std::uint64_t availableMemory() const override { return 0; }
 
  private:

@@ -50,6 +50,10 @@ class GatedFiles final : public AudioFileServices {
     gate_.pass("files.fileVersion");
     return files_.fileVersion(url);
   }
+  FileFinding examine(const FileURL& url) const override {
+    gate_.pass("files.examine");
+    return files_.examine(url);
+  }
   std::uint64_t availableMemory() const override { return files_.availableMemory(); }
 
  private:

@@ -64,6 +64,18 @@ TEST_F(PlayReport, IsNotNeededToReadAFailureInPlainWords) {
   EXPECT_THAT(lines, HasSubstr("\"plainly\":\"The file is not there."));
 }
 
+TEST_F(PlayReport, SaysPlainlyThatTheFileIsCutOff) {
+  SimulatedPCMFile file;
+  file.format = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
+  file.data.resize(44100 * 4);
+  file.wholeByteCount = 44100 * 4 * 65;
+  files.add(FileURL("/a.wav"), std::move(file));
+  const std::string sentence = "The file is cut off after 0:01 of 1:05.";
+  EXPECT_THAT(print(arguments), HasSubstr("\"plainly\":\"" + sentence));
+  arguments.play.printsReport = true;
+  EXPECT_THAT(print(arguments), HasSubstr("In plain words: " + sentence));
+}
+
 TEST_F(PlayReport, IsNotPrintedWithoutTheOption) {
   addTrack("/a.wav", 44100);
   const std::string lines = print(arguments);

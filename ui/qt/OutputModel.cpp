@@ -54,8 +54,8 @@ QString OutputModel::pathLabel() const { return toQString(state().audioPathStatu
 QString OutputModel::pathDetail() const { return toQString(state().audioPathStatus.detail); }
 
 QString OutputModel::pathPlainly() const {
-  const AudioPathStatus& status = state().audioPathStatus;
-  return status.kind == AudioPathStatus::Kind::error ? toQString(plainWords(status.detail)) : QString();
+  const auto& path = state().signalPath;
+  return toQString(displayText(plainWords(state().audioPathStatus, path ? path->cut : std::nullopt)));
 }
 
 QColor OutputModel::pathColor() const { return toQColor(audioPathColor(state().audioPathStatus.kind)); }

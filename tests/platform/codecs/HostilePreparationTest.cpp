@@ -33,6 +33,7 @@ class FilesBesideMemory final : public AudioFileServices {
   [[nodiscard]] std::optional<FileVersion> fileVersion(const FileURL& url) const override {
     return files_.fileVersion(url);
   }
+  [[nodiscard]] FileFinding examine(const FileURL&) const override { return {}; }
   [[nodiscard]] std::uint64_t availableMemory() const override { return memory_; }
 
  private:
