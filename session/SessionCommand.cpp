@@ -84,7 +84,12 @@ class Prediction {
     moveElement(entries, source, target);
     state_.tracks = PlaylistTracks(std::move(entries));
     state_.currentIndex = indexAfterMove(state_.currentIndex, source, target);
+    state_.undoableChange.reset();
   }
+
+  // What can be undone comes with the answer: an undo never stands behind a change that may yet be left out.
+  void operator()(const LoadPlaylist&) { state_.undoableChange.reset(); }
+  void operator()(const UndoPlaylistChange&) { state_.undoableChange.reset(); }
 
   void operator()(const SetOutputVolume& wanted) {
     if (std::isfinite(wanted.volume)) state_.outputVolume = std::clamp(wanted.volume, 0.0, 1.0);
@@ -106,7 +111,6 @@ class Prediction {
   }
 
   // The answer brings what these change, or they change nothing that is shown.
-  void operator()(const LoadPlaylist&) {}
   void operator()(const SetKnownDuration&) {}
   void operator()(const StoreSetting&) {}
   void operator()(const Save&) {}
@@ -140,10 +144,11 @@ bool bothAre(const SessionCommand& a, const SessionCommand& b) {
 }  // namespace
 
 bool supersedes(const SessionCommand& newer, const SessionCommand& older) {
+  // Not a reorder: undoing the load brings it back.
   if (std::holds_alternative<LoadPlaylist>(newer) && !std::get<LoadPlaylist>(newer).urls.empty()) {
     return std::holds_alternative<PlayTrack>(older) || std::holds_alternative<SetPlaying>(older) ||
-           std::holds_alternative<Seek>(older) || std::holds_alternative<MoveTrack>(older) ||
-           std::holds_alternative<SetKnownDuration>(older) || std::holds_alternative<LoadPlaylist>(older);
+           std::holds_alternative<Seek>(older) || std::holds_alternative<SetKnownDuration>(older) ||
+           std::holds_alternative<LoadPlaylist>(older);
   }
   if (std::holds_alternative<PlayTrack>(newer))
     return std::holds_alternative<PlayTrack>(older) || std::holds_alternative<SetPlaying>(older);
@@ -160,8 +165,9 @@ bool interruptsWaiting(const SessionCommand& command) {
   return std::visit(
       Overloaded{[](const PlayTrack&) { return true; }, [](const SetPlaying&) { return true; },
                  [](const StopPlayback&) { return true; }, [](const LoadPlaylist&) { return true; },
-                 [](const SelectOutputDevice&) { return true; }, [](const SetExclusiveAccess&) { return true; },
-                 [](const Save&) { return true; }, [](const auto&) { return false; }},
+                 [](const UndoPlaylistChange&) { return true; }, [](const SelectOutputDevice&) { return true; },
+                 [](const SetExclusiveAccess&) { return true; }, [](const Save&) { return true; },
+                 [](const auto&) { return false; }},
       command);
 }
 

@@ -38,6 +38,7 @@ class SessionHost::Execution {
   void operator()(const command::MoveTrack& move) const {
     session_.moveTrack(session_.playlistTracks().value().indexOf(move.track), move.destination);
   }
+  void operator()(const command::UndoPlaylistChange&) const { session_.undoPlaylistChange(); }
   void operator()(const command::SetKnownDuration& known) const { session_.setKnownDuration(known.seconds, known.url); }
   void operator()(const command::SetOutputVolume& wanted) const { session_.setOutputVolume(wanted.volume); }
   void operator()(const command::SetOutputBalance& wanted) const { session_.setOutputBalance(wanted.balance); }
@@ -141,6 +142,7 @@ SessionState SessionHost::state() const {
   SessionState state;
   state.tracks = session_.playlistTracks().value();
   state.currentIndex = session_.currentIndex().value();
+  state.undoableChange = session_.undoableChange().value();
   state.isPlaying = player.isPlaying().value();
   state.isPaused = player.isPaused().value();
   state.isPreparing = player.isPreparing().value();

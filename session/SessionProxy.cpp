@@ -67,6 +67,10 @@ void SessionProxy::moveTrack(std::int64_t source, std::int64_t destination) {
   if (const PlaylistTrack* track = state_.tracks.entryAt(source)) send(command::MoveTrack{track->id, destination});
 }
 
+void SessionProxy::undoPlaylistChange() {
+  if (state_.undoableChange) send(command::UndoPlaylistChange{});
+}
+
 void SessionProxy::setExclusiveAccessEnabled(bool enabled) {
   if (enabled != state_.isExclusiveAccessEnabled) send(command::SetExclusiveAccess{enabled});
 }

@@ -109,9 +109,19 @@ TEST(PredictedOutput, IsWhatWasChosen) {
 
 TEST(PredictedNothing, IsWhatTheAnswerBrings) {
   for (const SessionCommand& command :
-       {SessionCommand(LoadPlaylist{{file(4)}, true}), SessionCommand(SetKnownDuration{3, file(1)}),
-        SessionCommand(StoreSetting{"key", {}}), SessionCommand(Save{}), SessionCommand(Ping{})})
+       {SessionCommand(LoadPlaylist{{file(4)}, true}), SessionCommand(UndoPlaylistChange{}),
+        SessionCommand(SetKnownDuration{3, file(1)}), SessionCommand(StoreSetting{"key", {}}), SessionCommand(Save{}),
+        SessionCommand(Ping{})})
     EXPECT_EQ(after(command), playing()) << command.index();
+}
+
+TEST(PredictedChangeOfTheList, TakesTheUndoOfTheOneBeforeIt) {
+  auto state = playing();
+  state.undoableChange = PlaylistChange{PlaylistChange::Kind::replaced, 7};
+  EXPECT_EQ(after(MoveTrack{1, 0}, state).undoableChange, state.undoableChange) << "moves nothing";
+  for (const SessionCommand& command : {SessionCommand(LoadPlaylist{{file(4)}, true}), SessionCommand(MoveTrack{1, 2}),
+                                        SessionCommand(UndoPlaylistChange{})})
+    EXPECT_EQ(after(command, state).undoableChange, std::nullopt) << command.index();
 }
 
 /// Which of all commands a newer one makes superfluous, by their places in the variant.
@@ -122,6 +132,7 @@ std::vector<std::size_t> supersededBy(const SessionCommand& newer) {
                                         Seek{1, 0},
                                         LoadPlaylist{{file(1)}, true},
                                         MoveTrack{1, 0},
+                                        UndoPlaylistChange{},
                                         SetKnownDuration{1, file(1)},
                                         SetOutputVolume{},
                                         SetOutputBalance{},
@@ -144,18 +155,20 @@ TEST(Superseding, LeavesOutOnlyWhatTheNewerCommandMakesUndone) {
   EXPECT_THAT(supersededBy(StopPlayback{}), ElementsAre()) << "the track that was chosen stays the current one";
   EXPECT_THAT(supersededBy(Seek{1, 5}), ElementsAre(3));
   EXPECT_THAT(supersededBy(Seek{2, 5}), ElementsAre()) << "another track";
-  EXPECT_THAT(supersededBy(LoadPlaylist{{file(2)}, true}), ElementsAre(0, 1, 3, 4, 5, 6));
+  EXPECT_THAT(supersededBy(LoadPlaylist{{file(2)}, true}), ElementsAre(0, 1, 3, 4, 7))
+      << "what its undo brings back is the list with the moves";
   EXPECT_THAT(supersededBy(LoadPlaylist{}), ElementsAre()) << "an empty list changes nothing";
   EXPECT_THAT(supersededBy(MoveTrack{1, 2}), ElementsAre()) << "moves add up";
-  EXPECT_THAT(supersededBy(SetOutputVolume{}), ElementsAre(7));
-  EXPECT_THAT(supersededBy(SetOutputBalance{}), ElementsAre(8));
-  EXPECT_THAT(supersededBy(SelectOutputDevice{}), ElementsAre(9));
-  EXPECT_THAT(supersededBy(SetExclusiveAccess{}), ElementsAre(10));
-  EXPECT_THAT(supersededBy(StoreSetting{"key", {}}), ElementsAre(11));
+  EXPECT_THAT(supersededBy(UndoPlaylistChange{}), ElementsAre());
+  EXPECT_THAT(supersededBy(SetOutputVolume{}), ElementsAre(8));
+  EXPECT_THAT(supersededBy(SetOutputBalance{}), ElementsAre(9));
+  EXPECT_THAT(supersededBy(SelectOutputDevice{}), ElementsAre(10));
+  EXPECT_THAT(supersededBy(SetExclusiveAccess{}), ElementsAre(11));
+  EXPECT_THAT(supersededBy(StoreSetting{"key", {}}), ElementsAre(12));
   EXPECT_THAT(supersededBy(StoreSetting{"other", {}}), ElementsAre());
-  EXPECT_THAT(supersededBy(Save{}), ElementsAre(12));
-  EXPECT_THAT(supersededBy(WatchPath{}), ElementsAre(13));
-  EXPECT_THAT(supersededBy(Ping{}), ElementsAre(14));
+  EXPECT_THAT(supersededBy(Save{}), ElementsAre(13));
+  EXPECT_THAT(supersededBy(WatchPath{}), ElementsAre(14));
+  EXPECT_THAT(supersededBy(Ping{}), ElementsAre(15));
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ bool mayReplace(const SentCommand& newer, const SentCommand& older) {
     return std::ranges::find(wishes, command.wish) != wishes.end();
   };
   if (newer.wish == Wish::load)
-    return isOne(older, {Wish::play, Wish::setPlaying, Wish::seek, Wish::move, Wish::knownDuration, Wish::load});
+    return isOne(older, {Wish::play, Wish::setPlaying, Wish::seek, Wish::knownDuration, Wish::load});
   if (newer.wish == Wish::play) return isOne(older, {Wish::play, Wish::setPlaying});
   const bool isForTheLastValue = isOne(newer, {Wish::setPlaying, Wish::seek, Wish::volume, Wish::balance, Wish::device,
                                                Wish::exclusive, Wish::setting, Wish::save, Wish::watch, Wish::ping});
@@ -45,6 +45,21 @@ void SeamWorld::carryOut(const DelayedSeam::Command& command, const RunLoop::Act
   action();
   world.resumesARecovery = false;
   afterCommand(command.command);
+  followList(command.command);
+}
+
+/// What an undo must bring back: the list before the command that changed it last.
+void SeamWorld::followList(const SessionCommand& command) {
+  const PlaylistTracks& list = session().playlistTracks().value();
+  if (std::holds_alternative<command::UndoPlaylistChange>(command)) {
+    require(list == listBefore_, "undo: another list than before the last change");
+    ++undone;
+    listNow_ = listBefore_ = list;
+  } else if (list != listNow_) {
+    listBefore_ = std::exchange(listNow_, list);
+  }
+  const bool isOffered = listBefore_ != listNow_ && !listBefore_.empty();
+  require(session().undoableChange().value().has_value() == isOffered, "an undo is offered, or not, against the rule");
 }
 
 void SeamWorld::checkOrder(const DelayedSeam::Command& command) {

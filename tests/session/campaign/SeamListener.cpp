@@ -28,10 +28,13 @@ void SeamListener::beginAnew() {
   // What has no bookmark is not there any more.
   std::vector<FileURL> left;
   for (const Origin& origin : order_)
-    if (urls_[origin.place].path() != "/missing.wav") left.push_back(urls_[origin.place]);
-  urls_ = std::move(left);
+    if (urls_.at(origin).path() != "/missing.wav") left.push_back(urls_.at(origin));
+  urls_.clear();
   order_.clear();
-  for (std::size_t place = 0; place < urls_.size(); ++place) order_.push_back({0, place});
+  for (std::size_t place = 0; place < left.size(); ++place) {
+    order_.push_back({0, place});
+    urls_[{0, place}] = left[place];
+  }
   // Numbers of this run's commands begin anew.
   ++agreements_;
   checkLists();
@@ -39,14 +42,15 @@ void SeamListener::beginAnew() {
 
 void SeamListener::act() {
   using L = SeamListener;
-  static const std::vector<Choice> choices{{12, &L::playRow},      {5, &L::playNext},
-                                           {3, &L::playPrevious},  {14, &L::pauseOrGoOn},
-                                           {3, &L::stop},          {10, &L::seek},
-                                           {6, &L::setVolume},     {3, &L::setBalance},
-                                           {3, &L::selectDevice},  {6, &L::switchExclusiveAccess},
-                                           {2, &L::load},          {5, &L::move},
-                                           {2, &L::learnDuration}, {4, &L::storeSetting},
-                                           {1, &L::save},          {1, &L::watchPath}};
+  static const std::vector<Choice> choices{{12, &L::playRow},     {5, &L::playNext},
+                                           {3, &L::playPrevious}, {14, &L::pauseOrGoOn},
+                                           {3, &L::stop},         {10, &L::seek},
+                                           {6, &L::setVolume},    {3, &L::setBalance},
+                                           {3, &L::selectDevice}, {6, &L::switchExclusiveAccess},
+                                           {2, &L::load},         {5, &L::move},
+                                           {3, &L::undo},         {2, &L::learnDuration},
+                                           {4, &L::storeSetting}, {1, &L::save},
+                                           {1, &L::watchPath}};
   world_.tick();
   if (world_.window().state().tracks.empty() && lastLoad_ == 0) return load();
   std::size_t total = 0;
@@ -168,8 +172,10 @@ void SeamListener::load() {
   world_.ask(Wish::load, "", [&](SessionProxy& window) { window.loadPlaylist(urls, autoplay); });
   lastLoad_ = world_.seam().sentCount();
   order_.clear();
-  for (std::size_t place = 0; place < urls.size(); ++place) order_.push_back({lastLoad_, place});
-  urls_ = std::move(urls);
+  for (std::size_t place = 0; place < urls.size(); ++place) {
+    order_.push_back({lastLoad_, place});
+    urls_[{lastLoad_, place}] = urls[place];
+  }
 }
 
 void SeamListener::move() {
@@ -185,6 +191,20 @@ void SeamListener::move() {
   if (found == order_.end()) return;
   const auto last = std::ssize(order_) - 1;
   moveElement(order_, found - order_.begin(), std::clamp<std::int64_t>(destination, 0, last));
+}
+
+/// Whether it brings back the list is checked where it is carried out: a load that was replaced there has changed
+/// nothing.
+void SeamListener::undo() {
+  if (!world_.window().state().undoableChange) return;
+  world_.world.note("window: undo");
+  forgetPromise();
+  world_.ask(Wish::undo, "", [](SessionProxy& window) { window.undoPlaylistChange(); });
+  require(!world_.window().state().undoableChange, "an undo that was asked for is still offered");
+  world_.settle();
+  order_.clear();
+  for (const auto& track : world_.window().state().tracks)
+    if (const auto origin = world_.originOf(track.id)) order_.push_back(*origin);
 }
 
 void SeamListener::learnDuration() {
@@ -315,7 +335,7 @@ void SeamListener::checkLists() {
   require(world_.window().state().tracks == list, "the playlist differs between window and player");
   require(list.size() == order_.size(), fmt::format("{} entries instead of {}", list.size(), order_.size()));
   for (std::size_t row = 0; row < std::min(list.size(), order_.size()); ++row)
-    require(world_.originOf(list[row].id) == order_[row] && list[row].url == urls_[order_[row].place],
+    require(world_.originOf(list[row].id) == order_[row] && list[row].url == urls_.at(order_[row]),
             fmt::format("row {} holds another entry than was put there", row));
 }
 

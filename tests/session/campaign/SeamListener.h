@@ -47,6 +47,7 @@ class SeamListener {
   void switchExclusiveAccess();
   void load();
   void move();
+  void undo();
   void learnDuration();
   void storeSetting();
   void save();
@@ -72,7 +73,7 @@ class SeamListener {
   bool exclusive_ = false;
   bool watchesPath_ = false;
   std::vector<Origin> order_;
-  std::vector<FileURL> urls_;  ///< by place of the origin
+  std::map<Origin, FileURL> urls_;
   std::uint64_t lastLoad_ = 0;
   std::map<std::string, std::int64_t> settings_;
   std::int64_t lastSetting_ = 0;

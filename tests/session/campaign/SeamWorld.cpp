@@ -106,6 +106,7 @@ void SeamWorld::makeSides() {
       origins_.try_emplace(list[place].id, Origin{loadUnderWay_, place});
   });
   finishBackground();
+  listNow_ = listBefore_ = session().playlistTracks().value();
   world.runLoop.runUntilIdle();
   world.timersAtRest = world.runLoop.pendingTimerCount();
   world.listenersAtRest = world.hardware.listenerCount();

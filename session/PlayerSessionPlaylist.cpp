@@ -1,0 +1,107 @@
+// How the playlist changes while the session lives, and how the last change is undone.
+
+#include <algorithm>
+#include <utility>
+
+#include "session/PlayerSession.h"
+
+namespace tolvane {
+
+void PlayerSession::loadPlaylist(std::span<const FileURL> urls, bool autoplay) {
+  if (urls.empty()) return;
+  auto before = snapshot();
+  if (isActive()) player_.stop();
+  isRestored_ = false;
+  player_.setUpcomingTrack(std::nullopt);
+  std::vector<PlaylistTrack> tracks;
+  tracks.reserve(urls.size());
+  for (const auto& url : urls) tracks.push_back({++lastTrackID_, url});
+  restoration_.cancel();
+  restorationPatience_.reset();
+  entryBookmarks_ = EntryBookmarks::awaitedFor(urls.size());
+  playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
+  currentIndex_.assign(0);
+  playbackPosition_.assign(0);
+  playbackDuration_.assign(0);
+  playbackStartedAt_.assign(std::nullopt);
+  shouldAutoAdvance_ = false;
+  const auto replaced = std::ssize(before.tracks.entries());
+  offerUndo(std::move(before), {PlaylistChange::Kind::replaced, replaced});
+  makeBookmarks();
+  if (autoplay) playTrack(currentIndex_.value(), 0);
+}
+
+void PlayerSession::moveTrack(std::int64_t source, std::int64_t destination) {
+  const auto count = std::ssize(playlistTracks_.value().entries());
+  if (source < 0 || source >= count || count < 2) return;
+  const auto target = std::clamp<std::int64_t>(destination, 0, count - 1);
+  if (target == source) return;
+  auto before = snapshot();
+
+  const auto index = indexAfterMove(currentIndex_.value(), source, target);
+  entryBookmarks_.move(source, target);
+  auto tracks = playlistTracks_.value().entries();
+  moveElement(tracks, source, target);
+  playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
+  currentIndex_.assign(index);
+  offerUndo(std::move(before), {PlaylistChange::Kind::moved, 1});
+  persistAll();
+  updateUpcomingTrack();
+}
+
+PlayerSession::PlaylistSnapshot PlayerSession::snapshot() {
+  updatePlaybackPosition();
+  return {.tracks = playlistTracks_.value(),
+          .bookmarks = entryBookmarks_,
+          .currentIndex = currentIndex_.value(),
+          .position = playbackPosition_.value(),
+          .duration = playbackDuration_.value(),
+          .startFraction = player_.isPreparing().value() ? startFraction_ : 0,
+          .isGoingToPlay = isGoingToPlay(),
+          .isRestored = isRestored_};
+}
+
+void PlayerSession::offerUndo(PlaylistSnapshot before, PlaylistChange change) {
+  if (before.tracks.empty()) return withdrawUndo();
+  beforeChange_ = std::move(before);
+  undoableChange_.assign(change);
+}
+
+void PlayerSession::withdrawUndo() {
+  beforeChange_.reset();
+  undoableChange_.assign(std::nullopt);
+}
+
+void PlayerSession::undoPlaylistChange() {
+  if (!beforeChange_) return;
+  updatePlaybackPosition();
+  auto before = *std::move(beforeChange_);
+  withdrawUndo();
+  const auto& now = playlistTracks_.value();
+  const PlaylistTrack* current = now.entryAt(currentIndex_.value());
+  const PlaylistTrack* currentBefore = before.tracks.entryAt(before.currentIndex);
+  const auto row = current != nullptr ? before.tracks.indexOf(current->id) : -1;
+  const bool goesOn = row >= 0 && currentBefore != nullptr && now.indexOf(currentBefore->id) >= 0;
+
+  if (!goesOn && isActive()) player_.stop();
+  entryBookmarks_ = std::move(before.bookmarks);
+  playlistTracks_.assign(before.tracks);
+  goesOn ? (void)currentIndex_.assign(row) : restorePlace(before);
+  makeBookmarks();
+  updateUpcomingTrack();
+}
+
+void PlayerSession::restorePlace(const PlaylistSnapshot& before) {
+  currentIndex_.assign(before.currentIndex);
+  playbackDuration_.assign(before.duration);
+  playbackPosition_.assign(before.position);
+  playbackStartedAt_.assign(std::nullopt);
+  shouldAutoAdvance_ = false;
+  isRestored_ = before.isRestored && !before.isGoingToPlay;
+  if (!before.isGoingToPlay) return;
+  startFraction_ = before.startFraction;
+  startSeconds_ = before.duration > 0 ? std::optional(before.position) : std::nullopt;
+  if (const auto url = currentTrackURL()) prepare(*url);
+}
+
+}  // namespace tolvane
