@@ -50,6 +50,20 @@ std::string savingLabel(bool isSaved) { return isSaved ? "" : "not saved for now
 
 std::string trackCountLabel(std::int64_t count) { return fmt::format("{} {}", count, count == 1 ? "track" : "tracks"); }
 
+std::string playlistChangeLabel(const PlaylistChange& change) {
+  switch (change.kind) {
+    case PlaylistChange::Kind::replaced:
+      return trackCountLabel(change.count) + " replaced";
+    case PlaylistChange::Kind::added:
+      return trackCountLabel(change.count) + " added";
+    case PlaylistChange::Kind::removed:
+      return trackCountLabel(change.count) + " removed";
+    case PlaylistChange::Kind::moved:
+      break;
+  }
+  return "Track moved";
+}
+
 std::string sampleRateLabel(double hertz) {
   if (!(hertz > 0)) return "No active sample rate";
   const double kilohertz = hertz / 1000;

@@ -8,6 +8,7 @@
 
 #include "engine/AudioPathStatus.h"
 #include "engine/ExclusiveAccessStatus.h"
+#include "session/PlaylistChange.h"
 #include "session/PlaylistTrack.h"
 #include "ui/Theme.h"
 
@@ -32,6 +33,9 @@ namespace tolvane {
 [[nodiscard]] std::string trackCountLabel(std::int64_t count);
 /// Beside it while nothing is stored for the next session; empty otherwise.
 [[nodiscard]] std::string savingLabel(bool isSaved);
+
+/// "12 tracks replaced", "Track moved": beside the offer to undo it.
+[[nodiscard]] std::string playlistChangeLabel(const PlaylistChange& change);
 
 /// "48 kHz", "44.1 kHz".
 [[nodiscard]] std::string sampleRateLabel(double hertz);

@@ -42,6 +42,7 @@ Window {
     Shortcut { sequence: "Ctrl+Left"; onActivated: window.nowPlaying.previous() }
     Shortcut { sequence: "Ctrl+Right"; onActivated: window.nowPlaying.next() }
     Shortcut { sequence: "Ctrl+I"; onActivated: sheet.open() }
+    Shortcut { sequence: "Ctrl+Z"; enabled: window.tracks.undoLabel.length > 0; onActivated: window.tracks.undo() }
     Shortcut { sequence: "Ctrl+W"; onActivated: window.close() }
     Shortcut { sequence: "Ctrl+Q"; onActivated: Qt.quit() }
 

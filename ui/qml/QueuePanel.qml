@@ -21,33 +21,14 @@ Panel {
         anchors.bottomMargin: 8
         spacing: 6
 
-        Item {
+        QueueHeader {
             Layout.fillWidth: true
             Layout.leftMargin: Theme.padding
             Layout.rightMargin: Theme.padding
-            implicitHeight: 28
-
-            TabularText {
-                id: count
-                anchors.verticalCenter: parent.verticalCenter
-                text: panel.tracks.countLabel
-                color: Theme.muted
-                weight: Font.Medium
-            }
-            TabularText {
-                anchors.left: count.right
-                anchors.leftMargin: 6
-                anchors.verticalCenter: parent.verticalCenter
-                visible: text.length > 0
-                text: panel.tracks.savingLabel.length > 0 ? "· " + panel.tracks.savingLabel : ""
-                color: Theme.muted
-            }
-            SourceButtons {
-                anchors.right: parent.right
-                visible: !panel.empty
-                onOpenFolderRequested: panel.openFolderRequested()
-                onOpenFileRequested: panel.openFileRequested()
-            }
+            tracks: panel.tracks
+            onOpenFolderRequested: panel.openFolderRequested()
+            onOpenFileRequested: panel.openFileRequested()
+            onLeftByKeyboard: list.takeKeyboard()
         }
 
         TrackList {

@@ -34,6 +34,7 @@ TrackListModel::TrackListModel(ContentView& content)
   std::vector<Subscription> parts;
   parts.push_back(content.session().onChange([this](const SessionState& before, const SessionState& now) {
     if (now.isSaved != before.isSaved) emit savingChanged();
+    if (now.undoableChange != before.undoableChange) emit undoChanged();
     const auto left = std::exchange(currentIndex_, now.currentIndex);
     if (now.tracks != tracks_) adoptTracks(now.tracks);
     tracks_ = now.tracks;  // of two lists with the same entries, the one that comes again
@@ -49,6 +50,11 @@ QString TrackListModel::countLabel() const { return toQString(trackCountLabel(st
 
 QString TrackListModel::savingLabel() const {
   return toQString(tolvane::savingLabel(content_.session().state().isSaved));
+}
+
+QString TrackListModel::undoLabel() const {
+  const auto& change = content_.session().state().undoableChange;
+  return change ? toQString(playlistChangeLabel(*change)) : QString();
 }
 
 int TrackListModel::rowCount(const QModelIndex& parent) const {

@@ -18,6 +18,8 @@ class TrackListModel final : public QAbstractListModel {
   Q_PROPERTY(int count READ count NOTIFY countChanged FINAL)
   Q_PROPERTY(QString countLabel READ countLabel NOTIFY countChanged FINAL)
   Q_PROPERTY(QString savingLabel READ savingLabel NOTIFY savingChanged FINAL)
+  /// What the last change of the list was, while it can be undone; else empty.
+  Q_PROPERTY(QString undoLabel READ undoLabel NOTIFY undoChanged FINAL)
   /// The row that played when the view last looked; stays with its track through moves. −1: none.
   Q_PROPERTY(int playedRow READ playedRow WRITE setPlayedRow FINAL)
 
@@ -29,6 +31,7 @@ class TrackListModel final : public QAbstractListModel {
   [[nodiscard]] int count() const { return rowCount({}); }
   [[nodiscard]] QString countLabel() const;
   [[nodiscard]] QString savingLabel() const;
+  [[nodiscard]] QString undoLabel() const;
   [[nodiscard]] int playedRow() const { return playedRow_.row(); }
   void setPlayedRow(int row) { playedRow_ = index(row); }
 
@@ -41,6 +44,8 @@ class TrackListModel final : public QAbstractListModel {
   Q_INVOKABLE void playTrack(int row, double fraction) { content_.playTrack(row, fraction); }
   /// For the keyboard, what a drag is for the pointer: into the gap above or below the neighbour. The row's new place.
   Q_INVOKABLE int moveRow(int row, int direction);
+  /// Brings back the list as it was before its last change, and the place in it.
+  Q_INVOKABLE void undo() { content_.session().undoPlaylistChange(); }
   /// The time at a fraction of the row's track; "--:--" while its length is not known.
   [[nodiscard]] Q_INVOKABLE QString timeAt(int row, double fraction) const;
   /// How far a list of this height hides rows above and below.
@@ -50,6 +55,7 @@ class TrackListModel final : public QAbstractListModel {
  signals:
   void countChanged();
   void savingChanged();
+  void undoChanged();
   /// Other tracks, and all that comes with them is in its place: a later turn than the model's reset.
   void renewed();
 
