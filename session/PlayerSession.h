@@ -76,6 +76,10 @@ class PlayerSession {
   void loadPlaylist(std::span<const FileURL> urls, bool autoplay);
   /// Reorders without interrupting the music. `destination` counts in the list without the moved entry.
   void moveTrack(std::int64_t source, std::int64_t destination);
+  /// Identities that are not in the list are ignored. Where the current entry goes, the one that followed it becomes
+  /// the current one: it plays from its beginning where the music played, and waits otherwise. Where none followed,
+  /// playback stops and the last entry becomes the current one.
+  void removeTracks(std::span<const PlaylistTrackID> ids);
   /// Brings back the list as it was before its last change. What plays goes on where both lists have it. Otherwise the
   /// change had taken it away, or brought it: then the place of before comes back, and plays if it did.
   void undoPlaylistChange();
@@ -133,6 +137,7 @@ class PlayerSession {
   void offerUndo(PlaylistSnapshot before, PlaylistChange change);
   void withdrawUndo();
   void restorePlace(const PlaylistSnapshot& before);
+  void forgetPlace();
 
   void makeBookmarks();
   void adoptBookmarks(std::span<const PlaylistTrackID> ids, std::vector<FileBookmark> bookmarks);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "session/PlayerSession.h"
+#include "session/PlaylistRemoval.h"
 
 namespace tolvane {
 
@@ -21,10 +22,7 @@ void PlayerSession::loadPlaylist(std::span<const FileURL> urls, bool autoplay) {
   entryBookmarks_ = EntryBookmarks::awaitedFor(urls.size());
   playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
   currentIndex_.assign(0);
-  playbackPosition_.assign(0);
-  playbackDuration_.assign(0);
-  playbackStartedAt_.assign(std::nullopt);
-  shouldAutoAdvance_ = false;
+  forgetPlace();
   const auto replaced = std::ssize(before.tracks.entries());
   offerUndo(std::move(before), {PlaylistChange::Kind::replaced, replaced});
   makeBookmarks();
@@ -47,6 +45,34 @@ void PlayerSession::moveTrack(std::int64_t source, std::int64_t destination) {
   offerUndo(std::move(before), {PlaylistChange::Kind::moved, 1});
   persistAll();
   updateUpcomingTrack();
+}
+
+void PlayerSession::removeTracks(std::span<const PlaylistTrackID> ids) {
+  const auto index = currentIndex_.value();
+  auto removal = removalFrom(playlistTracks_.value(), ids, index);
+  if (removal.count == 0) return;
+  auto before = snapshot();
+  // The next track may just have been heard.
+  if (before.currentIndex != index) removal = removalFrom(before.tracks, ids, before.currentIndex);
+  const bool goesOn = before.isGoingToPlay && removal.hasFollower;
+  if (removal.takesCurrent && !goesOn && isActive()) player_.stop();
+
+  entryBookmarks_.keep(removal.isKept);
+  playlistTracks_.assign(removal.tracks);
+  currentIndex_.assign(removal.currentIndex);
+  if (removal.takesCurrent) forgetPlace();
+  offerUndo(std::move(before), {PlaylistChange::Kind::removed, removal.count});
+  persistAll();
+  if (removal.takesCurrent && goesOn) return playTrack(currentIndex_.value(), 0);
+  updateUpcomingTrack();
+}
+
+/// Another track is the current one, and nothing of it has been played.
+void PlayerSession::forgetPlace() {
+  playbackPosition_.assign(0);
+  playbackDuration_.assign(0);
+  playbackStartedAt_.assign(std::nullopt);
+  shouldAutoAdvance_ = false;
 }
 
 PlayerSession::PlaylistSnapshot PlayerSession::snapshot() {

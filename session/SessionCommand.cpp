@@ -3,6 +3,8 @@
 #include <cmath>
 #include <utility>
 
+#include "session/PlaylistRemoval.h"
+
 namespace tolvane {
 
 namespace {
@@ -87,6 +89,19 @@ class Prediction {
     state_.undoableChange.reset();
   }
 
+  void operator()(const RemoveTracks& remove) {
+    auto removal = removalFrom(state_.tracks, remove.tracks, state_.currentIndex);
+    if (removal.count == 0) return;
+    state_.tracks = std::move(removal.tracks);
+    state_.currentIndex = removal.currentIndex;
+    state_.undoableChange.reset();
+    if (!removal.takesCurrent) return;
+    const bool goesOn = state_.isGoingToPlay() && removal.hasFollower;
+    state_.duration = 0;
+    (*this)(StopPlayback{});
+    if (goesOn) (*this)(PlayTrack{state_.currentTrack()->id, 0});
+  }
+
   // What can be undone comes with the answer: an undo never stands behind a change that may yet be left out.
   void operator()(const LoadPlaylist&) { state_.undoableChange.reset(); }
   void operator()(const UndoPlaylistChange&) { state_.undoableChange.reset(); }
@@ -144,7 +159,7 @@ bool bothAre(const SessionCommand& a, const SessionCommand& b) {
 }  // namespace
 
 bool supersedes(const SessionCommand& newer, const SessionCommand& older) {
-  // Not a reorder: undoing the load brings it back.
+  // Not a reorder or a removal: undoing the load brings their list back.
   if (std::holds_alternative<LoadPlaylist>(newer) && !std::get<LoadPlaylist>(newer).urls.empty()) {
     return std::holds_alternative<PlayTrack>(older) || std::holds_alternative<SetPlaying>(older) ||
            std::holds_alternative<Seek>(older) || std::holds_alternative<SetKnownDuration>(older) ||

@@ -35,6 +35,9 @@ struct MoveTrack {
   PlaylistTrackID track = 0;
   std::int64_t destination = 0;  ///< counts in the list without the moved entry
 };
+struct RemoveTracks {
+  std::vector<PlaylistTrackID> tracks;
+};
 /// Brings back the list as it was before its last change.
 struct UndoPlaylistChange {};
 struct SetKnownDuration {
@@ -71,9 +74,9 @@ struct Ping {};
 
 using SessionCommand =
     std::variant<command::PlayTrack, command::SetPlaying, command::StopPlayback, command::Seek, command::LoadPlaylist,
-                 command::MoveTrack, command::UndoPlaylistChange, command::SetKnownDuration, command::SetOutputVolume,
-                 command::SetOutputBalance, command::SelectOutputDevice, command::SetExclusiveAccess,
-                 command::StoreSetting, command::Save, command::WatchPath, command::Ping>;
+                 command::MoveTrack, command::RemoveTracks, command::UndoPlaylistChange, command::SetKnownDuration,
+                 command::SetOutputVolume, command::SetOutputBalance, command::SelectOutputDevice,
+                 command::SetExclusiveAccess, command::StoreSetting, command::Save, command::WatchPath, command::Ping>;
 
 /// Whether an older command that has not begun need not be carried out any more, because `newer` comes after it.
 [[nodiscard]] bool supersedes(const SessionCommand& newer, const SessionCommand& older);

@@ -38,6 +38,7 @@ class SessionHost::Execution {
   void operator()(const command::MoveTrack& move) const {
     session_.moveTrack(session_.playlistTracks().value().indexOf(move.track), move.destination);
   }
+  void operator()(const command::RemoveTracks& remove) const { session_.removeTracks(remove.tracks); }
   void operator()(const command::UndoPlaylistChange&) const { session_.undoPlaylistChange(); }
   void operator()(const command::SetKnownDuration& known) const { session_.setKnownDuration(known.seconds, known.url); }
   void operator()(const command::SetOutputVolume& wanted) const { session_.setOutputVolume(wanted.volume); }

@@ -56,6 +56,7 @@ class SessionProxy {
   void loadPlaylist(std::span<const FileURL> urls, bool autoplay);
   /// `destination` counts in the list without the moved entry.
   void moveTrack(std::int64_t source, std::int64_t destination);
+  void removeTracks(std::vector<PlaylistTrackID> tracks);
   /// Ignored while there is no change to undo.
   void undoPlaylistChange();
   void setKnownDuration(double seconds, const FileURL& url) { send(command::SetKnownDuration{seconds, url}); }

@@ -50,6 +50,10 @@ std::string savingLabel(bool isSaved) { return isSaved ? "" : "not saved for now
 
 std::string trackCountLabel(std::int64_t count) { return fmt::format("{} {}", count, count == 1 ? "track" : "tracks"); }
 
+std::string selectionLabel(std::int64_t count, std::int64_t selected) {
+  return fmt::format("{} of {} selected", selected, count);
+}
+
 std::string playlistChangeLabel(const PlaylistChange& change) {
   switch (change.kind) {
     case PlaylistChange::Kind::replaced:

@@ -163,6 +163,8 @@ TEST(Presentation, NumbersARowUnlessItsTitleBeginsWithThatNumber) {
     EXPECT_EQ(rowNumberLabel(row, title), number) << title;
 }
 
+TEST(SelectionLabel, CountsWhatIsSelected) { EXPECT_EQ(selectionLabel(12, 3), "3 of 12 selected"); }
+
 TEST(PlaylistChangeLabel, SaysWhatHasHappened) {
   using Kind = PlaylistChange::Kind;
   EXPECT_EQ(playlistChangeLabel({Kind::replaced, 12}), "12 tracks replaced");

@@ -21,7 +21,7 @@ Item {
         spacing: 6
 
         TabularText {
-            text: header.tracks.countLabel
+            text: header.tracks.selectedCount > 0 ? header.tracks.selectionLabel : header.tracks.countLabel
             color: Theme.muted
             weight: Font.Medium
         }
@@ -50,6 +50,15 @@ Item {
         anchors.right: parent.right
         spacing: 8
 
+        PillButton {
+            text: qsTr("Remove")
+            name: header.tracks.selectedCount === 1 ? qsTr("Remove the selected track")
+                                                    : qsTr("Remove %1 selected tracks").arg(header.tracks.selectedCount)
+            adds: false
+            visible: header.tracks.selectedCount > 0
+            onVisibleChanged: if (!visible && focus) header.leftByKeyboard()
+            onClicked: header.tracks.removeSelected(-1)
+        }
         PillButton {
             text: qsTr("Undo")
             name: qsTr("Undo: %1").arg(header.tracks.undoLabel)

@@ -71,7 +71,7 @@ Item {
         }
         Accessible.role: Accessible.List
         Accessible.name: qsTr("Tracks")
-        Accessible.description: qsTr("Return plays a track, Alt with the arrow keys moves it.")
+        Accessible.description: qsTr("Return plays a track, Alt with the arrow keys moves it, Ctrl with Space selects it. Delete removes what is selected.")
 
         /// By a click: the keyboard is here then, and no ring says so before a key is pressed.
         property bool isTakenByPointer: false
@@ -81,10 +81,36 @@ Item {
             else if (!isTakenByPointer) positionViewAtIndex(currentIndex, ListView.Contain);
         }
 
-        function choose(row: int, fraction: real) {
+        function takePointer() {
             isTakenByPointer = true;
             forceActiveFocus(Qt.MouseFocusReason);
+        }
+        function choose(row: int, fraction: real) {
+            takePointer();
+            frame.tracks.clearSelection();
             play(row, fraction);
+        }
+        function pickTo(row: int) {
+            const from = currentIndex;
+            goTo(row);
+            frame.tracks.extendSelection(from, currentIndex);
+        }
+        function pick(row: int) {
+            goTo(row);
+            frame.tracks.toggleSelected(row);
+        }
+        /// The row where a key would go to; −1 for other keys.
+        function rowFor(key: int): int {
+            const page = Math.max(1, Math.floor(height / Theme.trackRowHeight));
+            switch (key) {
+            case Qt.Key_Up: return Math.max(0, currentIndex - 1);
+            case Qt.Key_Down: return Math.min(count - 1, currentIndex + 1);
+            case Qt.Key_Home: return 0;
+            case Qt.Key_End: return count - 1;
+            case Qt.Key_PageUp: return Math.max(0, currentIndex - page);
+            case Qt.Key_PageDown: return Math.min(count - 1, currentIndex + page);
+            default: return -1;
+            }
         }
         function play(row: int, fraction: real) {
             currentIndex = row;
@@ -103,10 +129,17 @@ Item {
 
         Keys.onReturnPressed: play(currentIndex, 0)
         Keys.onEnterPressed: play(currentIndex, 0)
+        Keys.onDeletePressed: frame.tracks.removeSelected(currentIndex)
+        Keys.onEscapePressed: event => {
+            event.accepted = frame.tracks.selectedCount > 0;
+            frame.tracks.clearSelection();
+        }
         Keys.onPressed: event => {
             event.accepted = true;
             isTakenByPointer = false;
-            if (event.key === Qt.Key_Up && event.modifiers & Qt.AltModifier) moveCurrent(-1);
+            if (event.modifiers & Qt.ShiftModifier && rowFor(event.key) >= 0) pickTo(rowFor(event.key));
+            else if (event.key === Qt.Key_A && event.modifiers & Qt.ControlModifier) frame.tracks.selectAll();
+            else if (event.key === Qt.Key_Up && event.modifiers & Qt.AltModifier) moveCurrent(-1);
             else if (event.key === Qt.Key_Down && event.modifiers & Qt.AltModifier) moveCurrent(1);
             else if (event.key === Qt.Key_Home) goTo(0);
             else if (event.key === Qt.Key_End) goTo(count - 1);
@@ -128,6 +161,8 @@ Item {
             onShown: frame.tracks.rowShown(index)
             focusShown: ListView.isCurrentItem && list.showsFocus
             onSelected: list.choose(index, 0)
+            onPickToggled: { list.takePointer(); list.pick(index); }
+            onPickExtended: { list.takePointer(); list.pickTo(index); }
             onSeeked: fraction => list.choose(index, fraction)
             // In a later turn: a drag runs an event loop of its own.
             onDragStarted: Qt.callLater(list.beginDrag, index)
@@ -151,6 +186,9 @@ Item {
             }
         }
     }
+
+    // The row would take it for a click.
+    Shortcut { sequence: "Ctrl+Space"; enabled: list.activeFocus; onActivated: list.pick(list.currentIndex) }
 
     FocusRing {
         anchors.fill: list

@@ -1,6 +1,7 @@
 #include "ui/qt/TrackListModel.h"
 
 #include <algorithm>
+#include <ranges>
 #include <utility>
 
 #include "ui/Presentation.h"
@@ -23,6 +24,32 @@ Difference differenceOf(const PlaylistTracks::Entries& a, const PlaylistTracks::
   auto back = std::ssize(a) - 1;
   while (a[static_cast<std::size_t>(back)].id == b[static_cast<std::size_t>(back)].id) --back;
   return {front, back};
+}
+
+/// Each run copies the list once; where that would take long, views begin anew.
+bool areFew(const std::vector<RowRun>& runs, const PlaylistTracks& longer) {
+  constexpr std::size_t mostEntriesCopied = 1'000'000;
+  return runs.size() * longer.size() <= mostEntriesCopied;
+}
+
+PlaylistTracks without(const PlaylistTracks& tracks, const RowRun& run) {
+  PlaylistTracks::Entries left;
+  left.reserve(tracks.size() - run.count);
+  const auto first = tracks.begin() + static_cast<std::ptrdiff_t>(run.first);
+  left.insert(left.end(), tracks.begin(), first);
+  left.insert(left.end(), first + static_cast<std::ptrdiff_t>(run.count), tracks.end());
+  return PlaylistTracks(std::move(left));
+}
+
+PlaylistTracks with(const PlaylistTracks& tracks, const RowRun& run, const PlaylistTracks& longer) {
+  PlaylistTracks::Entries more;
+  more.reserve(tracks.size() + run.count);
+  const auto gap = tracks.begin() + static_cast<std::ptrdiff_t>(run.first);
+  const auto news = longer.begin() + static_cast<std::ptrdiff_t>(run.first);
+  more.insert(more.end(), tracks.begin(), gap);
+  more.insert(more.end(), news, news + static_cast<std::ptrdiff_t>(run.count));
+  more.insert(more.end(), gap, tracks.end());
+  return PlaylistTracks(std::move(more));
 }
 
 }  // namespace
@@ -52,6 +79,11 @@ QString TrackListModel::savingLabel() const {
   return toQString(tolvane::savingLabel(content_.session().state().isSaved));
 }
 
+QString TrackListModel::selectionLabel() const {
+  return toQString(
+      tolvane::selectionLabel(std::ssize(tracks_.entries()), static_cast<std::int64_t>(selection_.count())));
+}
+
 QString TrackListModel::undoLabel() const {
   const auto& change = content_.session().state().undoableChange;
   return change ? toQString(playlistChangeLabel(*change)) : QString();
@@ -78,14 +110,16 @@ QVariant TrackListModel::data(const QModelIndex& index, int role) const {
       return content_.waveforms().isLoading(track.url);
     case currentRole:
       return index.row() == currentIndex_;
+    case pickedRole:
+      return selection_.contains(track.id);
     default:
       return {};
   }
 }
 
 QHash<int, QByteArray> TrackListModel::roleNames() const {
-  return {{titleRole, "title"},       {numberRole, "number"},   {samplesRole, "samples"},
-          {durationRole, "duration"}, {loadingRole, "loading"}, {currentRole, "current"}};
+  return {{titleRole, "title"},     {numberRole, "number"},   {samplesRole, "samples"}, {durationRole, "duration"},
+          {loadingRole, "loading"}, {currentRole, "current"}, {pickedRole, "picked"}};
 }
 
 void TrackListModel::rowShown(int row) {
@@ -119,18 +153,93 @@ bool TrackListModel::fadesBottom(double visibleHeight, double rowsTop) const {
   return trackListFades(visibleHeight, std::ssize(tracks_.entries()), trackListScrollOffset(rowsTop)).showBottomFade;
 }
 
+void TrackListModel::toggleSelected(int row) {
+  selection_.toggle(tracks_, row);
+  announceSelection();
+}
+
+void TrackListModel::extendSelection(int from, int to) {
+  selection_.extend(tracks_, from, to);
+  announceSelection();
+}
+
+void TrackListModel::selectAll() {
+  selection_.selectAll(tracks_);
+  announceSelection();
+}
+
+void TrackListModel::clearSelection() {
+  if (selection_.count() == 0) return;
+  selection_.clear();
+  announceSelection();
+}
+
+void TrackListModel::removeSelected(int row) {
+  auto removed = selection_.tracks();
+  const PlaylistTrack* track = tracks_.entryAt(row);
+  if (removed.empty() && track != nullptr) removed.push_back(track->id);
+  content_.session().removeTracks(std::move(removed));
+}
+
+/// Views ask for the rows that they show.
+void TrackListModel::announceSelection() {
+  if (count() > 0) emit dataChanged(index(0), index(count() - 1), {pickedRole});
+  emit selectionChanged();
+}
+
 void TrackListModel::adoptTracks(const PlaylistTracks& tracks) {
-  if (tracks.size() == tracks_.size() && adoptMove(tracks)) return;
-  beginResetModel();
-  tracks_ = tracks;
-  shown_.clear();
-  endResetModel();
-  emit countChanged();
-  QMetaObject::invokeMethod(this, &TrackListModel::renewed, Qt::QueuedConnection);
+  const auto before = tracks_.size();
+  const bool hadSelection = selection_.count() > 0;
+  selection_.follow(tracks);
+  const bool isAdopted = adoptMove(tracks) || adoptRemoval(tracks) || adoptInsertion(tracks);
+  if (!isAdopted) {
+    beginResetModel();
+    tracks_ = tracks;
+    shown_.clear();
+    endResetModel();
+    QMetaObject::invokeMethod(this, &TrackListModel::renewed, Qt::QueuedConnection);
+  }
+  if (hadSelection) emit selectionChanged();
+  if (tracks_.size() != before || !isAdopted) emit countChanged();
+}
+
+/// Whether the new list is the old one without some rows; then it has been adopted.
+bool TrackListModel::adoptRemoval(const PlaylistTracks& tracks) {
+  if (tracks.empty() || tracks.size() >= tracks_.size()) return false;
+  const auto runs = rowsBesides(tracks, tracks_);
+  if (!runs || !areFew(*runs, tracks_)) return false;
+  for (const RowRun& run : *runs | std::views::reverse) {
+    beginRemoveRows({}, static_cast<int>(run.first), static_cast<int>(run.first + run.count - 1));
+    tracks_ = without(tracks_, run);
+    endRemoveRows();
+  }
+  announceFrom(runs->front().first);
+  return true;
+}
+
+/// Whether the new list is the old one with more rows; then it has been adopted.
+bool TrackListModel::adoptInsertion(const PlaylistTracks& tracks) {
+  if (tracks_.empty() || tracks.size() <= tracks_.size()) return false;
+  const auto runs = rowsBesides(tracks_, tracks);
+  if (!runs || !areFew(*runs, tracks)) return false;
+  for (const RowRun& run : *runs) {
+    beginInsertRows({}, static_cast<int>(run.first), static_cast<int>(run.first + run.count - 1));
+    tracks_ = with(tracks_, run, tracks);
+    endInsertRows();
+  }
+  announceFrom(runs->front().first);
+  return true;
+}
+
+/// Rows from here on have another number, and may be the current one or no longer.
+void TrackListModel::announceFrom(std::size_t row) {
+  if (static_cast<int>(row) < count())
+    emit dataChanged(index(static_cast<int>(row)), index(count() - 1), {numberRole, currentRole});
 }
 
 /// Whether the new list is the old one with a single track moved; then it has been adopted.
 bool TrackListModel::adoptMove(const PlaylistTracks& tracks) {
+  if (tracks.size() != tracks_.size()) return false;
   const auto [first, last] = differenceOf(tracks_.entries(), tracks.entries());
   if (last < first) return false;
   const auto begin = tracks_.begin() + first;
@@ -160,16 +269,21 @@ void TrackListModel::announceWaveform(const FileURL& url) {
   // Rows that no view has shown yet are read when one does.
   const auto known = shown_.find(url);
   if (known == shown_.end()) return;
-  for (Shown& shown : known->second) {
-    const QModelIndex place = index(static_cast<int>(rowOf(shown)));
-    emit dataChanged(place, place, {samplesRole, durationRole, loadingRole});
-  }
+  std::erase_if(known->second, [this](Shown& shown) {
+    const auto row = rowOf(shown);
+    if (row) emit dataChanged(index(*row), index(*row), {samplesRole, durationRole, loadingRole});
+    return !row;
+  });
 }
 
-/// Where it was unless rows have been moved: looking for it in a long list would cost a frame.
-std::size_t TrackListModel::rowOf(Shown& shown) const {
-  if (tracks_[shown.row].id != shown.track) shown.row = static_cast<std::size_t>(tracks_.indexOf(shown.track));
-  return shown.row;
+/// Where it was unless rows have been moved: looking for it in a long list would cost a frame. Nothing: it has gone.
+std::optional<int> TrackListModel::rowOf(Shown& shown) const {
+  if (shown.row >= tracks_.size() || tracks_[shown.row].id != shown.track) {
+    const auto row = tracks_.indexOf(shown.track);
+    if (row < 0) return std::nullopt;
+    shown.row = static_cast<std::size_t>(row);
+  }
+  return static_cast<int>(shown.row);
 }
 
 }  // namespace tolvane

@@ -134,6 +134,11 @@ void SeamWorld::afterCommand(const SessionCommand& command) {
                      require(session().fileURLs() == load.urls, "load: another playlist is there");
                      require(isGoingToPlay == load.autoplay || hasFailed, "load: it does not play as was asked for");
                    },
+                   [&](const command::RemoveTracks& remove) {
+                     const bool isLeft = std::ranges::any_of(
+                         remove.tracks, [&](PlaylistTrackID track) { return list.indexOf(track) >= 0; });
+                     require(!isLeft, "remove: an entry is still there");
+                   },
                    [&](const command::SetOutputVolume& wanted) {
                      require(session().outputVolume().value() == wanted.volume, "another volume than asked for");
                    },

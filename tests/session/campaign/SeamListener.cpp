@@ -42,15 +42,15 @@ void SeamListener::beginAnew() {
 
 void SeamListener::act() {
   using L = SeamListener;
-  static const std::vector<Choice> choices{{12, &L::playRow},     {5, &L::playNext},
-                                           {3, &L::playPrevious}, {14, &L::pauseOrGoOn},
-                                           {3, &L::stop},         {10, &L::seek},
-                                           {6, &L::setVolume},    {3, &L::setBalance},
-                                           {3, &L::selectDevice}, {6, &L::switchExclusiveAccess},
-                                           {2, &L::load},         {5, &L::move},
-                                           {3, &L::undo},         {2, &L::learnDuration},
-                                           {4, &L::storeSetting}, {1, &L::save},
-                                           {1, &L::watchPath}};
+  static const std::vector<Choice> choices{{12, &L::playRow},      {5, &L::playNext},
+                                           {3, &L::playPrevious},  {14, &L::pauseOrGoOn},
+                                           {3, &L::stop},          {10, &L::seek},
+                                           {6, &L::setVolume},     {3, &L::setBalance},
+                                           {3, &L::selectDevice},  {6, &L::switchExclusiveAccess},
+                                           {2, &L::load},          {5, &L::move},
+                                           {3, &L::undo},          {3, &L::remove},
+                                           {2, &L::learnDuration}, {4, &L::storeSetting},
+                                           {1, &L::save},          {1, &L::watchPath}};
   world_.tick();
   if (world_.window().state().tracks.empty() && lastLoad_ == 0) return load();
   std::size_t total = 0;
@@ -191,6 +191,20 @@ void SeamListener::move() {
   if (found == order_.end()) return;
   const auto last = std::ssize(order_) - 1;
   moveElement(order_, found - order_.begin(), std::clamp<std::int64_t>(destination, 0, last));
+}
+
+void SeamListener::remove() {
+  const SessionState& now = world_.window().state();
+  if (now.tracks.empty()) return;
+  std::vector<PlaylistTrackID> tracks;
+  for (std::size_t count = 1 + random_.below(3); count > 0; --count)
+    tracks.push_back(now.tracks[random_.below(now.tracks.size())].id);
+  world_.world.note(fmt::format("window: remove {} rows", tracks.size()));
+  forgetPromise();
+  world_.ask(Wish::remove, "", [&](SessionProxy& window) { window.removeTracks(tracks); });
+  // One of an older playlist is not there any more.
+  for (const PlaylistTrackID track : tracks)
+    if (const auto origin = world_.originOf(track)) std::erase(order_, *origin);
 }
 
 /// Whether it brings back the list is checked where it is carried out: a load that was replaced there has changed

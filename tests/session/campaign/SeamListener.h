@@ -47,6 +47,7 @@ class SeamListener {
   void switchExclusiveAccess();
   void load();
   void move();
+  void remove();
   void undo();
   void learnDuration();
   void storeSetting();

@@ -27,6 +27,7 @@ enum class Wish : std::size_t {
   seek,
   load,
   move,
+  remove,
   undo,
   knownDuration,
   volume,
