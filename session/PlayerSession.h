@@ -76,6 +76,9 @@ class PlayerSession {
   void loadPlaylist(std::span<const FileURL> urls, bool autoplay);
   /// Reorders without interrupting the music. `destination` counts in the list without the moved entry.
   void moveTrack(std::int64_t source, std::int64_t destination);
+  /// Adds entries before the one at `row`, or at the end, without interrupting the music or starting any. An empty list
+  /// is loaded with them instead, and plays.
+  void insertTracks(std::span<const FileURL> urls, std::int64_t row);
   /// Identities that are not in the list are ignored. Where the current entry goes, the one that followed it becomes
   /// the current one: it plays from its beginning where the music played, and waits otherwise. Where none followed,
   /// playback stops and the last entry becomes the current one.

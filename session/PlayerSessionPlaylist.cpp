@@ -47,6 +47,27 @@ void PlayerSession::moveTrack(std::int64_t source, std::int64_t destination) {
   updateUpcomingTrack();
 }
 
+void PlayerSession::insertTracks(std::span<const FileURL> urls, std::int64_t row) {
+  if (urls.empty()) return;
+  if (playlistTracks_.value().empty()) return loadPlaylist(urls, true);
+  auto before = snapshot();
+  const auto count = std::ssize(urls);
+  const auto gap = std::clamp<std::int64_t>(row, 0, std::ssize(before.tracks.entries()));
+  const auto place = before.tracks.begin() + gap;
+  PlaylistTracks::Entries tracks;
+  tracks.reserve(before.tracks.size() + urls.size());
+  tracks.insert(tracks.end(), before.tracks.begin(), place);
+  for (const auto& url : urls) tracks.push_back({++lastTrackID_, url});
+  tracks.insert(tracks.end(), place, before.tracks.end());
+
+  entryBookmarks_.insert(gap, urls.size());
+  playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
+  if (gap <= before.currentIndex) currentIndex_.assign(before.currentIndex + count);
+  offerUndo(std::move(before), {PlaylistChange::Kind::added, count});
+  makeBookmarks();
+  updateUpcomingTrack();
+}
+
 void PlayerSession::removeTracks(std::span<const PlaylistTrackID> ids) {
   const auto index = currentIndex_.value();
   auto removal = removalFrom(playlistTracks_.value(), ids, index);

@@ -104,6 +104,7 @@ class Prediction {
 
   // What can be undone comes with the answer: an undo never stands behind a change that may yet be left out.
   void operator()(const LoadPlaylist&) { state_.undoableChange.reset(); }
+  void operator()(const InsertTracks&) { state_.undoableChange.reset(); }
   void operator()(const UndoPlaylistChange&) { state_.undoableChange.reset(); }
 
   void operator()(const SetOutputVolume& wanted) {
@@ -159,7 +160,7 @@ bool bothAre(const SessionCommand& a, const SessionCommand& b) {
 }  // namespace
 
 bool supersedes(const SessionCommand& newer, const SessionCommand& older) {
-  // Not a reorder or a removal: undoing the load brings their list back.
+  // None of the changes of the list itself: undoing the load brings them back.
   if (std::holds_alternative<LoadPlaylist>(newer) && !std::get<LoadPlaylist>(newer).urls.empty()) {
     return std::holds_alternative<PlayTrack>(older) || std::holds_alternative<SetPlaying>(older) ||
            std::holds_alternative<Seek>(older) || std::holds_alternative<SetKnownDuration>(older) ||

@@ -35,6 +35,10 @@ struct MoveTrack {
   PlaylistTrackID track = 0;
   std::int64_t destination = 0;  ///< counts in the list without the moved entry
 };
+struct InsertTracks {
+  std::vector<FileURL> urls;
+  PlaylistTrackID before = 0;  ///< the entry that will follow them; 0, or one that has gone: at the end
+};
 struct RemoveTracks {
   std::vector<PlaylistTrackID> tracks;
 };
@@ -74,9 +78,10 @@ struct Ping {};
 
 using SessionCommand =
     std::variant<command::PlayTrack, command::SetPlaying, command::StopPlayback, command::Seek, command::LoadPlaylist,
-                 command::MoveTrack, command::RemoveTracks, command::UndoPlaylistChange, command::SetKnownDuration,
-                 command::SetOutputVolume, command::SetOutputBalance, command::SelectOutputDevice,
-                 command::SetExclusiveAccess, command::StoreSetting, command::Save, command::WatchPath, command::Ping>;
+                 command::MoveTrack, command::InsertTracks, command::RemoveTracks, command::UndoPlaylistChange,
+                 command::SetKnownDuration, command::SetOutputVolume, command::SetOutputBalance,
+                 command::SelectOutputDevice, command::SetExclusiveAccess, command::StoreSetting, command::Save,
+                 command::WatchPath, command::Ping>;
 
 /// Whether an older command that has not begun need not be carried out any more, because `newer` comes after it.
 [[nodiscard]] bool supersedes(const SessionCommand& newer, const SessionCommand& older);

@@ -38,6 +38,11 @@ class SessionHost::Execution {
   void operator()(const command::MoveTrack& move) const {
     session_.moveTrack(session_.playlistTracks().value().indexOf(move.track), move.destination);
   }
+  void operator()(const command::InsertTracks& insert) const {
+    const auto& tracks = session_.playlistTracks().value();
+    const auto row = tracks.indexOf(insert.before);
+    session_.insertTracks(insert.urls, row >= 0 ? row : std::ssize(tracks.entries()));
+  }
   void operator()(const command::RemoveTracks& remove) const { session_.removeTracks(remove.tracks); }
   void operator()(const command::UndoPlaylistChange&) const { session_.undoPlaylistChange(); }
   void operator()(const command::SetKnownDuration& known) const { session_.setKnownDuration(known.seconds, known.url); }

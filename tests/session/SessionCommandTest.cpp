@@ -109,9 +109,9 @@ TEST(PredictedOutput, IsWhatWasChosen) {
 
 TEST(PredictedNothing, IsWhatTheAnswerBrings) {
   for (const SessionCommand& command :
-       {SessionCommand(LoadPlaylist{{file(4)}, true}), SessionCommand(UndoPlaylistChange{}),
-        SessionCommand(SetKnownDuration{3, file(1)}), SessionCommand(StoreSetting{"key", {}}), SessionCommand(Save{}),
-        SessionCommand(Ping{})})
+       {SessionCommand(LoadPlaylist{{file(4)}, true}), SessionCommand(InsertTracks{{file(4)}, 2}),
+        SessionCommand(UndoPlaylistChange{}), SessionCommand(SetKnownDuration{3, file(1)}),
+        SessionCommand(StoreSetting{"key", {}}), SessionCommand(Save{}), SessionCommand(Ping{})})
     EXPECT_EQ(after(command), playing()) << command.index();
 }
 
@@ -165,7 +165,8 @@ TEST(PredictedChangeOfTheList, TakesTheUndoOfTheOneBeforeIt) {
   state.undoableChange = PlaylistChange{PlaylistChange::Kind::replaced, 7};
   EXPECT_EQ(after(MoveTrack{1, 0}, state).undoableChange, state.undoableChange) << "moves nothing";
   for (const SessionCommand& command : {SessionCommand(LoadPlaylist{{file(4)}, true}), SessionCommand(MoveTrack{1, 2}),
-                                        SessionCommand(RemoveTracks{{1}}), SessionCommand(UndoPlaylistChange{})})
+                                        SessionCommand(InsertTracks{{file(4)}, 2}), SessionCommand(RemoveTracks{{1}}),
+                                        SessionCommand(UndoPlaylistChange{})})
     EXPECT_EQ(after(command, state).undoableChange, std::nullopt) << command.index();
 }
 
@@ -177,6 +178,7 @@ std::vector<std::size_t> supersededBy(const SessionCommand& newer) {
                                         Seek{1, 0},
                                         LoadPlaylist{{file(1)}, true},
                                         MoveTrack{1, 0},
+                                        InsertTracks{{file(4)}, 0},
                                         RemoveTracks{{1}},
                                         UndoPlaylistChange{},
                                         SetKnownDuration{1, file(1)},
@@ -209,6 +211,7 @@ TEST(Superseding, LeavesOutOnlyWhatTheNewerCommandMakesUndone) {
       << "what its undo brings back is the list with the moves and removals";
   EXPECT_THAT(supersededBy(LoadPlaylist{}), ElementsAre()) << "an empty list changes nothing";
   EXPECT_THAT(supersededBy(MoveTrack{1, 2}), ElementsAre()) << "moves add up";
+  EXPECT_THAT(supersededBy(InsertTracks{{file(1)}, 0}), ElementsAre());
   EXPECT_THAT(supersededBy(RemoveTracks{{1}}), ElementsAre());
   EXPECT_THAT(supersededBy(UndoPlaylistChange{}), ElementsAre());
   EXPECT_THAT(supersededBy(SetOutputVolume{}), ElementsAre(at<SetOutputVolume>));

@@ -7,8 +7,8 @@ Item {
 
     required property TrackListModel tracks
     readonly property bool empty: tracks.count === 0
-    signal openFolderRequested()
-    signal openFileRequested()
+    signal openFolderRequested(bool adds)
+    signal openFileRequested(bool adds)
     /// A control has gone that the keyboard was on.
     signal leftByKeyboard()
 
@@ -38,7 +38,7 @@ Item {
         anchors.right: actions.left
         anchors.rightMargin: 8
         anchors.verticalCenter: parent.verticalCenter
-        visible: text.length > 0 && width >= 40
+        visible: text.length > 0 && width >= 40 && header.tracks.selectedCount === 0
         horizontalAlignment: Text.AlignRight
         text: header.tracks.undoLabel
         color: Theme.muted
@@ -69,8 +69,8 @@ Item {
         }
         SourceButtons {
             visible: !header.empty
-            onOpenFolderRequested: header.openFolderRequested()
-            onOpenFileRequested: header.openFileRequested()
+            onOpenFolderRequested: adds => header.openFolderRequested(adds)
+            onOpenFileRequested: adds => header.openFileRequested(adds)
         }
     }
 }

@@ -8,6 +8,10 @@ Item {
     required property NowPlayingModel nowPlaying
     required property TrackListModel tracks
     required property TrackDragModel trackDrag
+    /// The gap that files would be dropped into; −1: none.
+    property int fileGap: -1
+    /// How far below the list's top files are dragged; −1 while none are.
+    property real filesY: -1
     readonly property int playingRow: nowPlaying.currentIndex
     readonly property real rowsTop: list.originY - list.contentY
     property bool laidOut: false
@@ -28,6 +32,14 @@ Item {
         tracks.playedRow = nowPlaying.currentIndex;
         list.currentIndex = Math.max(0, nowPlaying.currentIndex);
         list.positionViewAtIndex(list.currentIndex, ListView.Center);
+    }
+
+    /// Within a quarter of a row's height.
+    function gapAt(place: point): int {
+        if (place.x < 0 || place.x > list.width || place.y < 0 || place.y > list.height) return -1;
+        const rows = (place.y - rowsTop) / Theme.trackRowHeight;
+        const gap = Math.round(rows);
+        return gap <= list.count && Math.abs(rows - gap) <= 0.25 ? gap : -1;
     }
 
     function takeKeyboard() { list.forceActiveFocus(Qt.TabFocusReason); }
@@ -205,13 +217,15 @@ Item {
         anchors.left: list.left
         anchors.right: list.right
         anchors.rightMargin: bar.width
-        readonly property real gapY: frame.rowsTop + frame.trackDrag.insertionIndex * Theme.trackRowHeight
-        visible: frame.trackDrag.insertionIndex >= 0
+        readonly property int gap: frame.trackDrag.insertionIndex >= 0 ? frame.trackDrag.insertionIndex : frame.fileGap
+        readonly property real gapY: frame.rowsTop + gap * Theme.trackRowHeight
+        visible: gap >= 0
         y: Math.max(1, Math.min(list.height - 1, gapY)) - height / 2
     }
     TrackDropArea {
         anchors.fill: list
         list: list
         trackDrag: frame.trackDrag
+        filesY: frame.filesY
     }
 }

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <utility>
 
+#include "session/PlaylistRemoval.h"
 #include "tests/session/campaign/SeamWorld.h"
 
 namespace tolvane {
@@ -79,6 +80,7 @@ void SeamWorld::checkOrder(const DelayedSeam::Command& command) {
 }
 
 void SeamWorld::beforeCommand(const SessionCommand& command) {
+  sizeBefore_ = session().playlistTracks().value().size();
   const bool isLoaded = world.isActive() && session().player().duration().value() > 0;
   const PlaylistTrack* current = session().playlistTracks().value().entryAt(session().currentIndex().value());
   const bool resumes = world.isPaused() && world.hardware.unitCount() == 0;
@@ -92,6 +94,14 @@ void SeamWorld::beforeCommand(const SessionCommand& command) {
                    [&](const command::Seek& seek) {
                      willSeek_ = isLoaded && current != nullptr && current->id == seek.track &&
                                  session().player().currentURL().value() == current->url && std::isfinite(seek.seconds);
+                   },
+                   [&](const command::RemoveTracks& remove) {
+                     // What follows may be the same file, which is loaded already: it is played from its beginning.
+                     const auto removal = removalFrom(session().playlistTracks().value(), remove.tracks,
+                                                      session().currentIndex().value());
+                     if (!removal.hasFollower || !isLoaded || !world.isPlaying()) return;
+                     const auto* follower = removal.tracks.entryAt(removal.currentIndex);
+                     willSeek_ = session().player().currentURL().value() == follower->url;
                    },
                    [&](const command::SetPlaying& wanted) { world.resumesARecovery = resumes && wanted.playing; },
                    [&](const command::SetOutputVolume& wanted) {
@@ -133,6 +143,9 @@ void SeamWorld::afterCommand(const SessionCommand& command) {
                    [&](const command::LoadPlaylist& load) {
                      require(session().fileURLs() == load.urls, "load: another playlist is there");
                      require(isGoingToPlay == load.autoplay || hasFailed, "load: it does not play as was asked for");
+                   },
+                   [&](const command::InsertTracks& insert) {
+                     require(list.size() == sizeBefore_ + insert.urls.size(), "insert: not all were added");
                    },
                    [&](const command::RemoveTracks& remove) {
                      const bool isLeft = std::ranges::any_of(

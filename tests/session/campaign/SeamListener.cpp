@@ -42,15 +42,16 @@ void SeamListener::beginAnew() {
 
 void SeamListener::act() {
   using L = SeamListener;
-  static const std::vector<Choice> choices{{12, &L::playRow},      {5, &L::playNext},
-                                           {3, &L::playPrevious},  {14, &L::pauseOrGoOn},
-                                           {3, &L::stop},          {10, &L::seek},
-                                           {6, &L::setVolume},     {3, &L::setBalance},
-                                           {3, &L::selectDevice},  {6, &L::switchExclusiveAccess},
-                                           {2, &L::load},          {5, &L::move},
-                                           {3, &L::undo},          {3, &L::remove},
-                                           {2, &L::learnDuration}, {4, &L::storeSetting},
-                                           {1, &L::save},          {1, &L::watchPath}};
+  static const std::vector<Choice> choices{{12, &L::playRow},     {5, &L::playNext},
+                                           {3, &L::playPrevious}, {14, &L::pauseOrGoOn},
+                                           {3, &L::stop},         {10, &L::seek},
+                                           {6, &L::setVolume},    {3, &L::setBalance},
+                                           {3, &L::selectDevice}, {6, &L::switchExclusiveAccess},
+                                           {2, &L::load},         {5, &L::move},
+                                           {3, &L::undo},         {3, &L::remove},
+                                           {2, &L::insert},       {2, &L::learnDuration},
+                                           {4, &L::storeSetting}, {1, &L::save},
+                                           {1, &L::watchPath}};
   world_.tick();
   if (world_.window().state().tracks.empty() && lastLoad_ == 0) return load();
   std::size_t total = 0;
@@ -162,10 +163,15 @@ void SeamListener::switchExclusiveAccess() {
 
 // Playlist and settings.
 
-void SeamListener::load() {
+std::vector<FileURL> SeamListener::drawFiles() {
   std::vector<FileURL> urls;
   for (std::size_t count = 1 + random_.below(8); count > 0; --count)
     urls.push_back(random_.pick(world_.world.tracks).url);
+  return urls;
+}
+
+void SeamListener::load() {
+  const auto urls = drawFiles();
   const bool autoplay = random_.percent(60);
   world_.world.note(fmt::format("window: load {} tracks{}", urls.size(), autoplay ? " and play" : ""));
   forgetPromise();
@@ -191,6 +197,26 @@ void SeamListener::move() {
   if (found == order_.end()) return;
   const auto last = std::ssize(order_) - 1;
   moveElement(order_, found - order_.begin(), std::clamp<std::int64_t>(destination, 0, last));
+}
+
+void SeamListener::insert() {
+  const SessionState& now = world_.window().state();
+  const auto row = static_cast<std::int64_t>(random_.below(now.tracks.size() + 1));
+  const PlaylistTrack* follower = now.tracks.entryAt(row);
+  const auto before = follower != nullptr ? follower->id : 0;
+  const auto urls = drawFiles();
+  world_.world.note(fmt::format("window: insert {} tracks before row {}", urls.size(), row));
+  forgetPromise();
+  world_.ask(Wish::insert, "", [&](SessionProxy& window) { window.insertTracks(urls, before); });
+  // Before one of an older playlist: at the end.
+  const auto origin = world_.originOf(before);
+  auto place = origin ? std::ranges::find(order_, *origin) : order_.end();
+  const auto number = world_.seam().sentCount();
+  for (std::size_t index = 0; index < urls.size(); ++index) {
+    const Origin added{number, index};
+    place = std::next(order_.insert(place, added));
+    urls_[added] = urls[index];
+  }
 }
 
 void SeamListener::remove() {

@@ -47,6 +47,7 @@ class SeamListener {
   void switchExclusiveAccess();
   void load();
   void move();
+  void insert();
   void remove();
   void undo();
   void learnDuration();
@@ -61,6 +62,7 @@ class SeamListener {
   void shown(const SessionState& before, const SessionState& now);
   void checkWaiting();
   void checkLists();
+  [[nodiscard]] std::vector<FileURL> drawFiles();
   void require(bool holds, const std::string& what) {
     if (!holds) world_.world.fail(what);
   }

@@ -27,6 +27,7 @@ enum class Wish : std::size_t {
   seek,
   load,
   move,
+  insert,
   remove,
   undo,
   knownDuration,
@@ -143,6 +144,7 @@ class SeamWorld {
   std::map<std::uint64_t, SentCommand> sent_;  ///< of this run, by number
   std::uint64_t lastCarriedOut_ = 0;
   std::map<PlaylistTrackID, Origin> origins_;
+  std::size_t sizeBefore_ = 0;  ///< of the list, before the command that is carried out
   PlaylistTracks listNow_;     ///< as the player has it
   PlaylistTracks listBefore_;  ///< its last change
   std::uint64_t loadUnderWay_ = 0;
