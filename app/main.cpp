@@ -159,7 +159,7 @@ struct Window {
   SettingsProxy settings{session};
   LowPriorityWorkers workers;
   ContentView content{session, runLoop, waveformFiles(), workers};
-  SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); }, runInDetachedThread,
+  SourceActions sources{runLoop, [this](auto urls, auto place) { content.openFiles(urls, place); }, runInDetachedThread,
                         [this](const std::string& notice) { log.write(LogLevel::standard, "Sources", notice); }};
   PlayerWindow window{content, sources, TOLVANE_VERSION};
   std::optional<PlayerShell> shell;  // once there is a window

@@ -125,7 +125,7 @@ class Program {
   SessionProxy proxy{link_, runLoop_};
   LowPriorityWorkers workers;
   ContentView content{proxy, runLoop_, std::make_shared<SystemAudioFileServices>(SegmentLimits{.workers = 1}), workers};
-  SourceActions sources{runLoop_, [this](auto urls) { content.loadPlaylist(urls); }};
+  SourceActions sources{runLoop_, [this](auto urls, auto place) { content.openFiles(urls, place); }};
   PlayerWindow window{content, sources, "1.0"};
 };
 

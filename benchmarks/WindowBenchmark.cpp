@@ -111,7 +111,7 @@ class ScrolledWindow {
                          return makeWaveformData(files_, url, maxWaveformSamples, stop);
                        },
                        [this](WaveformStore::Work work) { background_.push_back(std::move(work)); }};
-  SourceActions sources_{runLoop_, [this](auto urls) { content_.loadPlaylist(urls); },
+  SourceActions sources_{runLoop_, [this](auto urls, auto place) { content_.openFiles(urls, place); },
                          [this](BackgroundWork work) { background_.push_back(std::move(work)); }};
   PlayerWindow player_{content_, sources_, "1.0"};
 };

@@ -55,7 +55,7 @@ struct Demo {
   SessionProxy session{link, rack.runLoop()};
   LowPriorityWorkers workers;
   ContentView content{session, rack.runLoop(), std::make_shared<SystemAudioFileServices>(), workers};
-  SourceActions sources{rack.runLoop(), [this](auto urls) { content.loadPlaylist(urls); }};
+  SourceActions sources{rack.runLoop(), [this](auto urls, auto place) { content.openFiles(urls, place); }};
   PlayerWindow window{content, sources, TOLVANE_VERSION};
   std::optional<PlayerShell> shell;  // once there is a window
 };

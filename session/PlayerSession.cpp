@@ -84,6 +84,7 @@ Subscription PlayerSession::onChange(const std::function<void()>& observer) cons
   std::vector<Subscription> parts;
   parts.push_back(playlistTracks_.subscribe(anyChange));
   parts.push_back(currentIndex_.subscribe(anyChange));
+  parts.push_back(undoableChange_.subscribe(anyChange));
   parts.push_back(playbackPosition_.subscribe(anyChange));
   parts.push_back(playbackDuration_.subscribe(anyChange));
   parts.push_back(playbackStartedAt_.subscribe(anyChange));
@@ -121,15 +122,20 @@ void PlayerSession::playTrack(std::int64_t index, double fraction) {
     ++placesChosen_;
     player_.resume();
   } else {
-    shouldAutoAdvance_ = false;
-    playbackStartedAt_.assign(std::nullopt);
     if (unplayableFiles_.contains(url)) checkUnplayableFiles();
-    player_.play(
-        url, [this] { trackHasStarted(); }, [this](double duration) { return startPosition(duration); });
+    prepare(url);
     if (!player_.isPreparing().value()) return;
   }
   playbackPosition_.assign(start * playbackDuration_.value());
   persistPlaybackState();
+}
+
+/// Starts it once it has been read, where startPosition() says.
+void PlayerSession::prepare(const FileURL& url) {
+  shouldAutoAdvance_ = false;
+  playbackStartedAt_.assign(std::nullopt);
+  player_.play(
+      url, [this] { trackHasStarted(); }, [this](double duration) { return startPosition(duration); });
 }
 
 void PlayerSession::trackHasStarted() {
@@ -179,6 +185,10 @@ void PlayerSession::updateUpcomingTrack() {
 
 bool PlayerSession::isActive() const {
   return player_.isPlaying().value() || player_.isPaused().value() || player_.isPreparing().value();
+}
+
+bool PlayerSession::isGoingToPlay() const {
+  return player_.isPlaying().value() || (player_.isPreparing().value() && !player_.startsPaused().value());
 }
 
 bool PlayerSession::isTrackPrepared(const FileURL& url) const {
@@ -242,48 +252,6 @@ void PlayerSession::stopPlayback() {
   playbackStartedAt_.assign(std::nullopt);
   playbackPosition_.assign(0);
   persistPlaybackState();
-  updateUpcomingTrack();
-}
-
-void PlayerSession::loadPlaylist(std::span<const FileURL> urls, bool autoplay) {
-  if (urls.empty()) return;
-  if (isActive()) player_.stop();
-  isRestored_ = false;
-  player_.setUpcomingTrack(std::nullopt);
-  std::vector<PlaylistTrack> tracks;
-  tracks.reserve(urls.size());
-  const auto firstID = lastTrackID_ + 1;
-  for (const auto& url : urls) tracks.push_back({++lastTrackID_, url});
-  restoration_.cancel();
-  restorationPatience_.reset();
-  adoptBookmarks(std::vector<FileBookmark>(urls.size()));
-  playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
-  unplayableFiles_.keepOnly(playlistTracks_.value());
-  currentIndex_.assign(0);
-  playbackPosition_.assign(0);
-  playbackDuration_.assign(0);
-  playbackStartedAt_.assign(std::nullopt);
-  shouldAutoAdvance_ = false;
-  makeBookmarks({urls.begin(), urls.end()}, firstID);
-  if (autoplay) playTrack(currentIndex_.value(), 0);
-}
-
-void PlayerSession::moveTrack(std::int64_t source, std::int64_t destination) {
-  const auto count = std::ssize(playlistTracks_.value().entries());
-  if (source < 0 || source >= count || count < 2) return;
-  const auto target = std::clamp<std::int64_t>(destination, 0, count - 1);
-  if (target == source) return;
-  updatePlaybackPosition();
-
-  const auto index = indexAfterMove(currentIndex_.value(), source, target);
-  auto bookmarks = std::move(entryBookmarks_);
-  moveElement(bookmarks, source, target);
-  adoptBookmarks(std::move(bookmarks));
-  auto tracks = playlistTracks_.value().entries();
-  moveElement(tracks, source, target);
-  playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
-  currentIndex_.assign(index);
-  persistAll();
   updateUpcomingTrack();
 }
 

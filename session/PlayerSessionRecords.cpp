@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <unordered_map>
 #include <utility>
 
 #include "platform/PrintableText.h"
@@ -40,13 +41,15 @@ void PlayerSession::saveAll() {
 
 void PlayerSession::saveByPathMeanwhile() {
   if (!bookmarking_.isUnderWay() || isSavedByPath_) return;
-  std::vector<FileBookmark> ofPaths;
-  ofPaths.reserve(playlistTracks_.value().size());
-  for (const auto& track : playlistTracks_.value()) {
-    ofPaths.push_back(bookmarks_.makeOfPath(track.url).value_or(FileBookmark()));
-  }
   isSavedByPath_ = true;
-  adoptBookmarks(std::move(ofPaths));
+  const auto& tracks = playlistTracks_.value();
+  entryBookmarks_.assign(
+      [&](std::size_t row) {
+        return entryBookmarks_.isAwaited(row)
+                   ? std::optional(bookmarks_.makeOfPath(tracks[row].url).value_or(FileBookmark()))
+                   : std::nullopt;
+      },
+      true);
   persistAll();
 }
 
@@ -57,19 +60,19 @@ void PlayerSession::defaultsAreLoaded() {
 
 void PlayerSession::persistPlaylist() {
   if (isWaitingForRecords()) return;  // what is stored stays until it can be replaced
-  if (unsavedIndices_.size() == entryBookmarks_.size()) {
+  if (entryBookmarks_.areNone()) {
     const UserDefaults::Group together(defaults_);
     defaults_.removeObject(playlistKey);
     defaults_.removeObject(playbackStateKey);
     return;
   }
-  defaults_.setObject(playlistKey, encodedPlaylist(entryBookmarks_));
+  defaults_.setObject(playlistKey, encodedPlaylist(entryBookmarks_.all()));
 }
 
 void PlayerSession::persistPlaybackState() {
   if (isWaitingForRecords()) return;
-  if (unsavedIndices_.size() == entryBookmarks_.size()) return defaults_.removeObject(playbackStateKey);
-  auto record = encodedState({.currentIndex = savedIndexOfCurrentEntry(),
+  if (entryBookmarks_.areNone()) return defaults_.removeObject(playbackStateKey);
+  auto record = encodedState({.currentIndex = entryBookmarks_.savedIndexOf(currentIndex_.value()),
                               .position = playbackPosition_.value(),
                               .duration = playbackDuration_.value()});
   if (record) defaults_.setObject(playbackStateKey, std::move(*record));
@@ -81,25 +84,20 @@ void PlayerSession::persistAll() {
   persistPlaybackState();
 }
 
-std::int64_t PlayerSession::savedIndexOfCurrentEntry() const {
-  const auto index = currentIndex_.value();
-  if (index < 0 || index >= std::ssize(entryBookmarks_)) return 0;
-  const auto next = std::ranges::lower_bound(unsavedIndices_, index);
-  if (next != unsavedIndices_.end() && *next == index) return 0;
-  return index - (next - unsavedIndices_.begin());
-}
-
-void PlayerSession::adoptBookmarks(std::vector<FileBookmark> bookmarks) {
-  entryBookmarks_ = std::move(bookmarks);
-  unsavedIndices_.clear();
-  for (std::int64_t index = 0; index < std::ssize(entryBookmarks_); ++index) {
-    if (entryBookmarks_[static_cast<std::size_t>(index)].empty()) unsavedIndices_.push_back(index);
+/// Asks the disk for those that are awaited, and saves then. An entry without a bookmark plays now, and is not saved.
+void PlayerSession::makeBookmarks() {
+  std::vector<PlaylistTrackID> ids;
+  std::vector<FileURL> urls;
+  const auto& tracks = playlistTracks_.value();
+  for (std::size_t row = 0; row < tracks.size(); ++row) {
+    if (!entryBookmarks_.isAwaited(row)) continue;
+    ids.push_back(tracks[row].id);
+    urls.push_back(tracks[row].url);
   }
-}
-
-/// An entry without a bookmark plays now, and is not saved.
-void PlayerSession::makeBookmarks(std::vector<FileURL> urls, PlaylistTrackID firstID) {
+  bookmarking_.cancel();
+  bookmarkingPatience_.reset();
   isSavedByPath_ = false;
+  if (urls.empty()) return persistAll();
   bookmarking_.start(
       [&bookmarks = bookmarks_, urls = std::move(urls)] {
         std::vector<FileBookmark> made;
@@ -107,17 +105,27 @@ void PlayerSession::makeBookmarks(std::vector<FileURL> urls, PlaylistTrackID fir
         for (const auto& url : urls) made.push_back(bookmarks.make(url).value_or(FileBookmark()));
         return made;
       },
-      [this, firstID](std::vector<FileBookmark> made) {
+      [this, ids = std::move(ids)](std::vector<FileBookmark> made) {
         bookmarkingPatience_.reset();
-        // Entries may have been moved meanwhile.
-        std::vector<FileBookmark> inOrder;
-        inOrder.reserve(made.size());
-        for (const auto& track : playlistTracks_.value()) inOrder.push_back(std::move(made[track.id - firstID]));
-        adoptBookmarks(std::move(inOrder));
+        adoptBookmarks(ids, std::move(made));
         persistAll();
       });
   if (!bookmarking_.isUnderWay()) return;
   bookmarkingPatience_ = runLoop_.scheduleTimer(diskPatience, false, [this] { saveByPathMeanwhile(); });
+}
+
+/// Entries may have been moved and removed meanwhile.
+void PlayerSession::adoptBookmarks(std::span<const PlaylistTrackID> ids, std::vector<FileBookmark> bookmarks) {
+  std::unordered_map<PlaylistTrackID, FileBookmark*> made;
+  made.reserve(ids.size());
+  for (std::size_t index = 0; index < ids.size(); ++index) made.emplace(ids[index], &bookmarks[index]);
+  const auto& tracks = playlistTracks_.value();
+  entryBookmarks_.assign(
+      [&](std::size_t row) {
+        const auto found = made.find(tracks[row].id);
+        return found != made.end() ? std::optional(std::move(*found->second)) : std::nullopt;
+      },
+      false);
 }
 
 void PlayerSession::restorePlaylist() {
@@ -158,13 +166,14 @@ void PlayerSession::adoptStoredPlaylist(const std::string& record) {
 void PlayerSession::adoptRestoredPlaylist(RestoredPlaylist restored) {
   const auto stateData = defaults_.value<UserDefaults::Data>(playbackStateKey);
   const auto state = (stateData ? decodedState(*stateData) : std::nullopt).value_or(SavedPlaybackState{});
-  adoptBookmarks(std::move(restored.bookmarks));
+  withdrawUndo();
+  entryBookmarks_ = EntryBookmarks(std::move(restored.bookmarks));
   std::vector<PlaylistTrack> tracks;
   tracks.reserve(restored.urls.size());
   for (auto& url : restored.urls) tracks.push_back({++lastTrackID_, std::move(url)});
   playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
   // Without a saved entry, this removes both records.
-  if (entryBookmarks_.empty()) return persistPlaylist();
+  if (entryBookmarks_.size() == 0) return persistPlaylist();
 
   const auto place = std::ranges::lower_bound(restored.savedIndices, state.currentIndex);
   const bool isCurrentThere = place != restored.savedIndices.end() && *place == state.currentIndex;

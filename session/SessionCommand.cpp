@@ -3,6 +3,8 @@
 #include <cmath>
 #include <utility>
 
+#include "session/PlaylistRemoval.h"
+
 namespace tolvane {
 
 namespace {
@@ -84,7 +86,26 @@ class Prediction {
     moveElement(entries, source, target);
     state_.tracks = PlaylistTracks(std::move(entries));
     state_.currentIndex = indexAfterMove(state_.currentIndex, source, target);
+    state_.undoableChange.reset();
   }
+
+  void operator()(const RemoveTracks& remove) {
+    auto removal = removalFrom(state_.tracks, remove.tracks, state_.currentIndex);
+    if (removal.count == 0) return;
+    state_.tracks = std::move(removal.tracks);
+    state_.currentIndex = removal.currentIndex;
+    state_.undoableChange.reset();
+    if (!removal.takesCurrent) return;
+    const bool goesOn = state_.isGoingToPlay() && removal.hasFollower;
+    state_.duration = 0;
+    (*this)(StopPlayback{});
+    if (goesOn) (*this)(PlayTrack{state_.currentTrack()->id, 0});
+  }
+
+  // What can be undone comes with the answer: an undo never stands behind a change that may yet be left out.
+  void operator()(const LoadPlaylist&) { state_.undoableChange.reset(); }
+  void operator()(const InsertTracks&) { state_.undoableChange.reset(); }
+  void operator()(const UndoPlaylistChange&) { state_.undoableChange.reset(); }
 
   void operator()(const SetOutputVolume& wanted) {
     if (std::isfinite(wanted.volume)) state_.outputVolume = std::clamp(wanted.volume, 0.0, 1.0);
@@ -106,7 +127,6 @@ class Prediction {
   }
 
   // The answer brings what these change, or they change nothing that is shown.
-  void operator()(const LoadPlaylist&) {}
   void operator()(const SetKnownDuration&) {}
   void operator()(const CheckUnplayableFiles&) {}
   void operator()(const StoreSetting&) {}
@@ -141,10 +161,11 @@ bool bothAre(const SessionCommand& a, const SessionCommand& b) {
 }  // namespace
 
 bool supersedes(const SessionCommand& newer, const SessionCommand& older) {
+  // None of the changes of the list itself: undoing the load brings them back.
   if (std::holds_alternative<LoadPlaylist>(newer) && !std::get<LoadPlaylist>(newer).urls.empty()) {
     return std::holds_alternative<PlayTrack>(older) || std::holds_alternative<SetPlaying>(older) ||
-           std::holds_alternative<Seek>(older) || std::holds_alternative<MoveTrack>(older) ||
-           std::holds_alternative<SetKnownDuration>(older) || std::holds_alternative<LoadPlaylist>(older);
+           std::holds_alternative<Seek>(older) || std::holds_alternative<SetKnownDuration>(older) ||
+           std::holds_alternative<LoadPlaylist>(older);
   }
   if (std::holds_alternative<PlayTrack>(newer))
     return std::holds_alternative<PlayTrack>(older) || std::holds_alternative<SetPlaying>(older);
@@ -161,8 +182,9 @@ bool interruptsWaiting(const SessionCommand& command) {
   return std::visit(
       Overloaded{[](const PlayTrack&) { return true; }, [](const SetPlaying&) { return true; },
                  [](const StopPlayback&) { return true; }, [](const LoadPlaylist&) { return true; },
-                 [](const SelectOutputDevice&) { return true; }, [](const SetExclusiveAccess&) { return true; },
-                 [](const Save&) { return true; }, [](const auto&) { return false; }},
+                 [](const UndoPlaylistChange&) { return true; }, [](const SelectOutputDevice&) { return true; },
+                 [](const SetExclusiveAccess&) { return true; }, [](const Save&) { return true; },
+                 [](const auto&) { return false; }},
       command);
 }
 

@@ -35,6 +35,15 @@ struct MoveTrack {
   PlaylistTrackID track = 0;
   std::int64_t destination = 0;  ///< counts in the list without the moved entry
 };
+struct InsertTracks {
+  std::vector<FileURL> urls;
+  PlaylistTrackID before = 0;  ///< the entry that will follow them; 0, or one that has gone: at the end
+};
+struct RemoveTracks {
+  std::vector<PlaylistTrackID> tracks;
+};
+/// Brings back the list as it was before its last change.
+struct UndoPlaylistChange {};
 struct SetKnownDuration {
   double seconds = 0;
   FileURL url;
@@ -71,7 +80,8 @@ struct Ping {};
 
 using SessionCommand =
     std::variant<command::PlayTrack, command::SetPlaying, command::StopPlayback, command::Seek, command::LoadPlaylist,
-                 command::MoveTrack, command::SetKnownDuration, command::SetOutputVolume, command::SetOutputBalance,
+                 command::MoveTrack, command::InsertTracks, command::RemoveTracks, command::UndoPlaylistChange,
+                 command::SetKnownDuration, command::SetOutputVolume, command::SetOutputBalance,
                  command::SelectOutputDevice, command::SetExclusiveAccess, command::StoreSetting, command::Save,
                  command::WatchPath, command::Ping, command::CheckUnplayableFiles>;
 

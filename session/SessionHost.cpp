@@ -38,6 +38,13 @@ class SessionHost::Execution {
   void operator()(const command::MoveTrack& move) const {
     session_.moveTrack(session_.playlistTracks().value().indexOf(move.track), move.destination);
   }
+  void operator()(const command::InsertTracks& insert) const {
+    const auto& tracks = session_.playlistTracks().value();
+    const auto row = tracks.indexOf(insert.before);
+    session_.insertTracks(insert.urls, row >= 0 ? row : std::ssize(tracks.entries()));
+  }
+  void operator()(const command::RemoveTracks& remove) const { session_.removeTracks(remove.tracks); }
+  void operator()(const command::UndoPlaylistChange&) const { session_.undoPlaylistChange(); }
   void operator()(const command::SetKnownDuration& known) const { session_.setKnownDuration(known.seconds, known.url); }
   void operator()(const command::CheckUnplayableFiles&) const { session_.checkUnplayableFiles(); }
   void operator()(const command::SetOutputVolume& wanted) const { session_.setOutputVolume(wanted.volume); }
@@ -143,6 +150,7 @@ SessionState SessionHost::state() const {
   state.tracks = session_.playlistTracks().value();
   state.currentIndex = session_.currentIndex().value();
   state.unplayableFiles = session_.unplayableFiles().files().value();
+  state.undoableChange = session_.undoableChange().value();
   state.isPlaying = player.isPlaying().value();
   state.isPaused = player.isPaused().value();
   state.isPreparing = player.isPreparing().value();

@@ -67,6 +67,18 @@ void SessionProxy::moveTrack(std::int64_t source, std::int64_t destination) {
   if (const PlaylistTrack* track = state_.tracks.entryAt(source)) send(command::MoveTrack{track->id, destination});
 }
 
+void SessionProxy::insertTracks(std::span<const FileURL> urls, PlaylistTrackID before) {
+  if (!urls.empty()) send(command::InsertTracks{{urls.begin(), urls.end()}, before});
+}
+
+void SessionProxy::removeTracks(std::vector<PlaylistTrackID> tracks) {
+  if (!tracks.empty()) send(command::RemoveTracks{std::move(tracks)});
+}
+
+void SessionProxy::undoPlaylistChange() {
+  if (state_.undoableChange) send(command::UndoPlaylistChange{});
+}
+
 void SessionProxy::setExclusiveAccessEnabled(bool enabled) {
   if (enabled != state_.isExclusiveAccessEnabled) send(command::SetExclusiveAccess{enabled});
 }

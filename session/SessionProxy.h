@@ -56,6 +56,11 @@ class SessionProxy {
   void loadPlaylist(std::span<const FileURL> urls, bool autoplay);
   /// `destination` counts in the list without the moved entry.
   void moveTrack(std::int64_t source, std::int64_t destination);
+  /// Before that entry, or at the end where there is none of this identity.
+  void insertTracks(std::span<const FileURL> urls, PlaylistTrackID before);
+  void removeTracks(std::vector<PlaylistTrackID> tracks);
+  /// Ignored while there is no change to undo.
+  void undoPlaylistChange();
   void setKnownDuration(double seconds, const FileURL& url) { send(command::SetKnownDuration{seconds, url}); }
   /// Sends nothing where there are none.
   void checkUnplayableFiles() {

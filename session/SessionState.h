@@ -14,6 +14,7 @@
 #include "engine/PathDiagnostics.h"
 #include "platform/RunLoop.h"
 #include "session/AudioDevice.h"
+#include "session/PlaylistChange.h"
 #include "session/PlaylistTracks.h"
 #include "session/UnplayableFile.h"
 
@@ -22,7 +23,8 @@ namespace tolvane {
 struct SessionState {
   // The playlist.
   PlaylistTracks tracks;
-  std::int64_t currentIndex = 0;  ///< out of range while the playlist is empty
+  std::int64_t currentIndex = 0;                             ///< out of range while the playlist is empty
+  std::optional<PlaylistChange> undoableChange;              ///< the last one, until the next
   std::shared_ptr<const UnplayableFileMap> unplayableFiles;  ///< null: none
 
   // The transport: at most one of the three holds.

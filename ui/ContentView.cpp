@@ -39,6 +39,10 @@ void ContentView::loadPlaylist(std::span<const FileURL> urls) {
   session_.loadPlaylist(urls, true);
 }
 
+void ContentView::openFiles(std::span<const FileURL> urls, PlaylistPlace place) {
+  place.replacesAll ? loadPlaylist(urls) : session_.insertTracks(urls, place.before);
+}
+
 /// The old waveforms stay until the new tracks have come: the player may take a while to answer.
 void ContentView::adoptPlaylist() {
   if (std::exchange(isNewPlaylistExpected_, false)) waveforms_.clear();

@@ -10,6 +10,7 @@
 
 #include "session/SessionProxy.h"
 #include "ui/LowPriorityWorkers.h"
+#include "ui/PlaylistPlace.h"
 #include "ui/PlaylistTrackDropDelegate.h"
 #include "ui/WaveformStore.h"
 
@@ -34,6 +35,8 @@ class ContentView {
 
   /// Replaces the playlist and plays it.
   void loadPlaylist(std::span<const FileURL> urls);
+  /// Replaces the playlist and plays it, or adds to it.
+  void openFiles(std::span<const FileURL> urls, PlaylistPlace place);
   /// From a fraction of the track's length.
   void playTrack(std::int64_t index, double fraction);
   /// Asks for the waveforms of the first rows.

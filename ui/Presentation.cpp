@@ -56,6 +56,24 @@ std::string problemText(const UnplayableFile& file) {
 
 std::string trackCountLabel(std::int64_t count) { return fmt::format("{} {}", count, count == 1 ? "track" : "tracks"); }
 
+std::string selectionLabel(std::int64_t count, std::int64_t selected) {
+  return fmt::format("{} of {} selected", selected, count);
+}
+
+std::string playlistChangeLabel(const PlaylistChange& change) {
+  switch (change.kind) {
+    case PlaylistChange::Kind::replaced:
+      return trackCountLabel(change.count) + " replaced";
+    case PlaylistChange::Kind::added:
+      return trackCountLabel(change.count) + " added";
+    case PlaylistChange::Kind::removed:
+      return trackCountLabel(change.count) + " removed";
+    case PlaylistChange::Kind::moved:
+      break;
+  }
+  return "Track moved";
+}
+
 std::string sampleRateLabel(double hertz) {
   if (!(hertz > 0)) return "No active sample rate";
   const double kilohertz = hertz / 1000;

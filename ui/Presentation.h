@@ -8,6 +8,7 @@
 
 #include "engine/AudioPathStatus.h"
 #include "engine/ExclusiveAccessStatus.h"
+#include "session/PlaylistChange.h"
 #include "session/PlaylistTrack.h"
 #include "session/UnplayableFile.h"
 #include "ui/Theme.h"
@@ -31,8 +32,13 @@ namespace tolvane {
 
 /// "1 track", "12 tracks".
 [[nodiscard]] std::string trackCountLabel(std::int64_t count);
+/// "3 of 12 selected".
+[[nodiscard]] std::string selectionLabel(std::int64_t count, std::int64_t selected);
 /// Beside it while nothing is stored for the next session; empty otherwise.
 [[nodiscard]] std::string savingLabel(bool isSaved);
+
+/// "12 tracks replaced", "Track moved": beside the offer to undo it.
+[[nodiscard]] std::string playlistChangeLabel(const PlaylistChange& change);
 
 /// "48 kHz", "44.1 kHz".
 [[nodiscard]] std::string sampleRateLabel(double hertz);

@@ -15,15 +15,15 @@ struct SourceActions::Mailbox {
   SourceActions* owner;  // window's thread
 
   /// With files, or with the reason why there are none.
-  void deliver(std::vector<FileURL> found, std::string reason, const std::stop_token& discovery,
+  void deliver(std::vector<FileURL> found, PlaylistPlace place, std::string reason, const std::stop_token& discovery,
                const std::shared_ptr<Mailbox>& self) {
     const std::lock_guard lock(mutex);
     if (!runLoop) return;
-    runLoop->post([self, discovery, found = std::move(found), reason = std::move(reason)] {
+    runLoop->post([self, discovery, place, found = std::move(found), reason = std::move(reason)] {
       // A stop was asked for when a newer search or choice took over, and when the owner went.
       if (discovery.stop_requested()) return;
       if (!found.empty())
-        self->owner->loadPlaylist(found);
+        self->owner->loadPlaylist(found, place);
       else
         self->owner->setNotice(reason);
     });
@@ -45,32 +45,34 @@ SourceActions::~SourceActions() {
   mailbox_->runLoop = nullptr;
 }
 
-void SourceActions::openFiles(std::span<const FileURL> urls) {
+void SourceActions::openFiles(std::span<const FileURL> urls, PlaylistPlace place) {
   const auto files = sortedSupportedAudioFiles(urls);
   // A search finds none of them either, and says why.
-  if (files.empty() && !urls.empty()) return discoverAndLoadAudioFiles({urls.begin(), urls.end()});
-  loadPlaylist(files);
+  if (files.empty() && !urls.empty()) return discoverAndLoadAudioFiles({urls.begin(), urls.end()}, place);
+  loadPlaylist(files, place);
 }
 
-void SourceActions::openFolderURL(const FileURL& url) { discoverAndLoadAudioFiles({url}); }
+void SourceActions::openFolderURL(const FileURL& url, PlaylistPlace place) { discoverAndLoadAudioFiles({url}, place); }
 
-void SourceActions::dropURLs(std::vector<FileURL> urls) { discoverAndLoadAudioFiles(std::move(urls)); }
+void SourceActions::dropURLs(std::vector<FileURL> urls, PlaylistPlace place) {
+  discoverAndLoadAudioFiles(std::move(urls), place);
+}
 
-void SourceActions::discoverAndLoadAudioFiles(std::vector<FileURL> urls) {
+void SourceActions::discoverAndLoadAudioFiles(std::vector<FileURL> urls, PlaylistPlace place) {
   activeAudioDiscovery_.request_stop();
   activeAudioDiscovery_ = std::stop_source();
   setNotice({});
-  background_([urls = std::move(urls), discovery = activeAudioDiscovery_.get_token(), mailbox = mailbox_] {
+  background_([urls = std::move(urls), place, discovery = activeAudioDiscovery_.get_token(), mailbox = mailbox_] {
     auto found = collectSupportedAudioFiles(urls, discovery);
     auto reason = found.empty() && !discovery.stop_requested() ? nothingToPlay(urls) : std::string();
-    mailbox->deliver(std::move(found), std::move(reason), discovery, mailbox);
+    mailbox->deliver(std::move(found), place, std::move(reason), discovery, mailbox);
   });
 }
 
-void SourceActions::loadPlaylist(std::span<const FileURL> urls) {
+void SourceActions::loadPlaylist(std::span<const FileURL> urls, PlaylistPlace place) {
   activeAudioDiscovery_.request_stop();
   setNotice({});
-  load_(urls);
+  load_(urls, place);
 }
 
 void SourceActions::setNotice(std::string notice) {

@@ -12,25 +12,26 @@
 #include "platform/Background.h"
 #include "platform/FileURL.h"
 #include "platform/RunLoop.h"
+#include "ui/PlaylistPlace.h"
 
 namespace tolvane {
 
 class SourceActions {
  public:
-  using Load = std::function<void(std::span<const FileURL>)>;
+  using Load = std::function<void(std::span<const FileURL>, PlaylistPlace)>;
   using Report = std::function<void(const std::string&)>;
 
-  /// `load` replaces the playlist; `report` gets each notice, too. The run loop outlives this object, but not its
-  /// searches.
+  /// `load` replaces the playlist or adds to it; `report` gets each notice, too. The run loop outlives this object, but
+  /// not its searches.
   SourceActions(RunLoop& runLoop, Load load, Background background = runInDetachedThread, Report report = {});
   ~SourceActions();
   SourceActions(const SourceActions&) = delete;
   SourceActions& operator=(const SourceActions&) = delete;
 
   /// Loads the supported ones of the chosen files at once.
-  void openFiles(std::span<const FileURL> urls);
-  void openFolderURL(const FileURL& url);
-  void dropURLs(std::vector<FileURL> urls);
+  void openFiles(std::span<const FileURL> urls, PlaylistPlace place = {});
+  void openFolderURL(const FileURL& url, PlaylistPlace place = {});
+  void dropURLs(std::vector<FileURL> urls, PlaylistPlace place = {});
 
   /// Why the last choice brought nothing to play, as a sentence; empty once something else was chosen.
   [[nodiscard]] const std::string& notice() const { return notice_; }
@@ -40,8 +41,8 @@ class SourceActions {
 
  private:
   struct Mailbox;
-  void discoverAndLoadAudioFiles(std::vector<FileURL> urls);
-  void loadPlaylist(std::span<const FileURL> urls);
+  void discoverAndLoadAudioFiles(std::vector<FileURL> urls, PlaylistPlace place);
+  void loadPlaylist(std::span<const FileURL> urls, PlaylistPlace place);
   void setNotice(std::string notice);
 
   const Load load_;

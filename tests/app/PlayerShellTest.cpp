@@ -70,7 +70,7 @@ class Shell : public ProxyFixture {
 
   OffscreenApplication application;
   SettingsProxy settings{proxy};
-  SourceActions sources{runLoop, [this](auto urls) { proxy.loadPlaylist(urls, true); },
+  SourceActions sources{runLoop, [this](auto urls, auto) { proxy.loadPlaylist(urls, true); },
                         [](const BackgroundWork& work) { work(); }};
   std::optional<QWindow> window;
   std::optional<PlayerShell> shell;

@@ -112,7 +112,7 @@ struct PlayerRun {
                         return makeWaveformData(files, url, maxWaveformSamples, stop);
                       },
                       [this](WaveformStore::Work work) { background.push_back(std::move(work)); }};
-  SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); },
+  SourceActions sources{runLoop, [this](auto urls, auto place) { content.openFiles(urls, place); },
                         [](const BackgroundWork& work) { work(); }};
   PlayerWindow window{content, sources, "1.0"};
   std::optional<PlayerShell> shell;

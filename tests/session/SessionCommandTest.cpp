@@ -109,10 +109,66 @@ TEST(PredictedOutput, IsWhatWasChosen) {
 
 TEST(PredictedNothing, IsWhatTheAnswerBrings) {
   for (const SessionCommand& command :
-       {SessionCommand(LoadPlaylist{{file(4)}, true}), SessionCommand(SetKnownDuration{3, file(1)}),
+       {SessionCommand(LoadPlaylist{{file(4)}, true}), SessionCommand(InsertTracks{{file(4)}, 2}),
+        SessionCommand(UndoPlaylistChange{}), SessionCommand(SetKnownDuration{3, file(1)}),
         SessionCommand(StoreSetting{"key", {}}), SessionCommand(Save{}), SessionCommand(Ping{}),
         SessionCommand(CheckUnplayableFiles{})})
     EXPECT_EQ(after(command), playing()) << command.index();
+}
+
+std::vector<PlaylistTrackID> identities(const SessionState& state) {
+  std::vector<PlaylistTrackID> ids;
+  for (const auto& track : state.tracks) ids.push_back(track.id);
+  return ids;
+}
+
+TEST(PredictedRemoval, LeavesTheMusicAloneThatIsNotRemoved) {
+  const auto state = after(RemoveTracks{{3, 2}});
+  EXPECT_THAT(identities(state), ElementsAre(1));
+  EXPECT_EQ(state.currentIndex, 0);
+  EXPECT_TRUE(state.isPlaying);
+  EXPECT_EQ(state.positionAt(now), 4);
+  auto third = playing();
+  third.currentIndex = 2;
+  EXPECT_EQ(after(RemoveTracks{{1}}, third).currentIndex, 1);
+  EXPECT_EQ(after(RemoveTracks{{9}}), playing());
+}
+
+TEST(PredictedRemoval, OfWhatPlaysGoesOnWithWhatFollows) {
+  const auto state = after(RemoveTracks{{1, 2}});
+  EXPECT_THAT(identities(state), ElementsAre(3));
+  EXPECT_EQ(state.currentIndex, 0);
+  EXPECT_TRUE(state.isPreparing);
+  EXPECT_EQ(state.loadedURL, file(3));
+  EXPECT_EQ(state.duration, 0);
+  EXPECT_EQ(state.positionAt(now), 0);
+}
+
+TEST(PredictedRemoval, OfTheLastOrOfAPausedOneStops) {
+  auto last = playing();
+  last.currentIndex = 2;
+  last.loadedURL = file(3);
+  const auto stopped = after(RemoveTracks{{3}}, last);
+  EXPECT_FALSE(stopped.isPlaying || stopped.isPaused || stopped.isPreparing);
+  EXPECT_EQ(stopped.currentIndex, 1);
+  EXPECT_EQ(stopped.positionAt(now), 0);
+  EXPECT_EQ(stopped.duration, 0);
+  const auto waiting = after(RemoveTracks{{1}}, after(SetPlaying{false}));
+  EXPECT_FALSE(waiting.isPlaying || waiting.isPaused || waiting.isPreparing);
+  EXPECT_EQ(waiting.currentIndex, 0);
+  const auto empty = after(RemoveTracks{{1, 2, 3}});
+  EXPECT_TRUE(empty.tracks.empty());
+  EXPECT_FALSE(empty.isGoingToPlay());
+}
+
+TEST(PredictedChangeOfTheList, TakesTheUndoOfTheOneBeforeIt) {
+  auto state = playing();
+  state.undoableChange = PlaylistChange{PlaylistChange::Kind::replaced, 7};
+  EXPECT_EQ(after(MoveTrack{1, 0}, state).undoableChange, state.undoableChange) << "moves nothing";
+  for (const SessionCommand& command : {SessionCommand(LoadPlaylist{{file(4)}, true}), SessionCommand(MoveTrack{1, 2}),
+                                        SessionCommand(InsertTracks{{file(4)}, 2}), SessionCommand(RemoveTracks{{1}}),
+                                        SessionCommand(UndoPlaylistChange{})})
+    EXPECT_EQ(after(command, state).undoableChange, std::nullopt) << command.index();
 }
 
 /// Which of all commands a newer one makes superfluous, by their places in the variant.
@@ -123,6 +179,9 @@ std::vector<std::size_t> supersededBy(const SessionCommand& newer) {
                                         Seek{1, 0},
                                         LoadPlaylist{{file(1)}, true},
                                         MoveTrack{1, 0},
+                                        InsertTracks{{file(4)}, 0},
+                                        RemoveTracks{{1}},
+                                        UndoPlaylistChange{},
                                         SetKnownDuration{1, file(1)},
                                         SetOutputVolume{},
                                         SetOutputBalance{},
@@ -140,25 +199,33 @@ std::vector<std::size_t> supersededBy(const SessionCommand& newer) {
   return found;
 }
 
+template <typename Command>
+const std::size_t at = SessionCommand(Command{}).index();
+
 TEST(Superseding, LeavesOutOnlyWhatTheNewerCommandMakesUndone) {
-  EXPECT_THAT(supersededBy(PlayTrack{2, 0}), ElementsAre(0, 1));
-  EXPECT_THAT(supersededBy(SetPlaying{}), ElementsAre(1));
+  EXPECT_THAT(supersededBy(PlayTrack{2, 0}), ElementsAre(at<PlayTrack>, at<SetPlaying>));
+  EXPECT_THAT(supersededBy(SetPlaying{}), ElementsAre(at<SetPlaying>));
   EXPECT_THAT(supersededBy(StopPlayback{}), ElementsAre()) << "the track that was chosen stays the current one";
-  EXPECT_THAT(supersededBy(Seek{1, 5}), ElementsAre(3));
+  EXPECT_THAT(supersededBy(Seek{1, 5}), ElementsAre(at<Seek>));
   EXPECT_THAT(supersededBy(Seek{2, 5}), ElementsAre()) << "another track";
-  EXPECT_THAT(supersededBy(LoadPlaylist{{file(2)}, true}), ElementsAre(0, 1, 3, 4, 5, 6));
+  EXPECT_THAT(supersededBy(LoadPlaylist{{file(2)}, true}),
+              ElementsAre(at<PlayTrack>, at<SetPlaying>, at<Seek>, at<LoadPlaylist>, at<SetKnownDuration>))
+      << "what its undo brings back is the list with the moves and removals";
   EXPECT_THAT(supersededBy(LoadPlaylist{}), ElementsAre()) << "an empty list changes nothing";
   EXPECT_THAT(supersededBy(MoveTrack{1, 2}), ElementsAre()) << "moves add up";
-  EXPECT_THAT(supersededBy(SetOutputVolume{}), ElementsAre(7));
-  EXPECT_THAT(supersededBy(SetOutputBalance{}), ElementsAre(8));
-  EXPECT_THAT(supersededBy(SelectOutputDevice{}), ElementsAre(9));
-  EXPECT_THAT(supersededBy(SetExclusiveAccess{}), ElementsAre(10));
-  EXPECT_THAT(supersededBy(StoreSetting{"key", {}}), ElementsAre(11));
+  EXPECT_THAT(supersededBy(InsertTracks{{file(1)}, 0}), ElementsAre());
+  EXPECT_THAT(supersededBy(RemoveTracks{{1}}), ElementsAre());
+  EXPECT_THAT(supersededBy(UndoPlaylistChange{}), ElementsAre());
+  EXPECT_THAT(supersededBy(SetOutputVolume{}), ElementsAre(at<SetOutputVolume>));
+  EXPECT_THAT(supersededBy(SetOutputBalance{}), ElementsAre(at<SetOutputBalance>));
+  EXPECT_THAT(supersededBy(SelectOutputDevice{}), ElementsAre(at<SelectOutputDevice>));
+  EXPECT_THAT(supersededBy(SetExclusiveAccess{}), ElementsAre(at<SetExclusiveAccess>));
+  EXPECT_THAT(supersededBy(StoreSetting{"key", {}}), ElementsAre(at<StoreSetting>));
   EXPECT_THAT(supersededBy(StoreSetting{"other", {}}), ElementsAre());
-  EXPECT_THAT(supersededBy(Save{}), ElementsAre(12));
-  EXPECT_THAT(supersededBy(WatchPath{}), ElementsAre(13));
-  EXPECT_THAT(supersededBy(Ping{}), ElementsAre(14));
-  EXPECT_THAT(supersededBy(CheckUnplayableFiles{}), ElementsAre(15));
+  EXPECT_THAT(supersededBy(Save{}), ElementsAre(at<Save>));
+  EXPECT_THAT(supersededBy(WatchPath{}), ElementsAre(at<WatchPath>));
+  EXPECT_THAT(supersededBy(Ping{}), ElementsAre(at<Ping>));
+  EXPECT_THAT(supersededBy(CheckUnplayableFiles{}), ElementsAre(at<CheckUnplayableFiles>));
 }
 
 }  // namespace

@@ -86,6 +86,21 @@ TEST_F(Window, ForgetsWaveformsAndTheDragWithTheOldPlaylist) {
   EXPECT_FALSE(content.playlistDragSession());
 }
 
+TEST_F(Window, AddsToThePlaylistAndKeepsItsWaveforms) {
+  content.openFiles(addTracks(2), {});
+  settle();
+  finishReading();
+  content.openFiles(std::vector{addTrack(8)}, {.replacesAll = false, .before = idOf(1)});
+  content.openFiles(std::vector{addTrack(9)}, PlaylistPlace::atTheEnd());
+  settle();
+  EXPECT_THAT(order(), ElementsAre(1, 8, 2, 9));
+  EXPECT_EQ(playingURL(), track(1));
+  EXPECT_NE(content.waveforms().samples(track(1)), nullptr);
+  content.openFiles(addTracks(1), {});
+  settle();
+  EXPECT_THAT(order(), ElementsAre(1));
+}
+
 TEST_F(Window, PlaysFromAFractionAndAsksForThatWaveform) {
   load(8);
   finishReading();

@@ -163,5 +163,15 @@ TEST(Presentation, NumbersARowUnlessItsTitleBeginsWithThatNumber) {
     EXPECT_EQ(rowNumberLabel(row, title), number) << title;
 }
 
+TEST(SelectionLabel, CountsWhatIsSelected) { EXPECT_EQ(selectionLabel(12, 3), "3 of 12 selected"); }
+
+TEST(PlaylistChangeLabel, SaysWhatHasHappened) {
+  using Kind = PlaylistChange::Kind;
+  EXPECT_EQ(playlistChangeLabel({Kind::replaced, 12}), "12 tracks replaced");
+  EXPECT_EQ(playlistChangeLabel({Kind::removed, 1}), "1 track removed");
+  EXPECT_EQ(playlistChangeLabel({Kind::added, 3}), "3 tracks added");
+  EXPECT_EQ(playlistChangeLabel({Kind::moved, 1}), "Track moved");
+}
+
 }  // namespace
 }  // namespace tolvane

@@ -28,11 +28,15 @@ class Sources : public testing::Test {
   ManualRunLoop runLoop;
   std::vector<BackgroundWork> searches;  ///< handed to the background, in order
   std::vector<std::vector<FileURL>> loaded;
+  std::vector<PlaylistPlace> places;  ///< of each of them
   std::vector<std::string> reports;
-  std::optional<SourceActions> actions{
-      std::in_place, runLoop, [this](std::span<const FileURL> urls) { loaded.emplace_back(urls.begin(), urls.end()); },
-      [this](BackgroundWork work) { searches.push_back(std::move(work)); },
-      [this](const std::string& notice) { reports.push_back(notice); }};
+  std::optional<SourceActions> actions{std::in_place, runLoop,
+                                       [this](std::span<const FileURL> urls, PlaylistPlace place) {
+                                         loaded.emplace_back(urls.begin(), urls.end());
+                                         places.push_back(place);
+                                       },
+                                       [this](BackgroundWork work) { searches.push_back(std::move(work)); },
+                                       [this](const std::string& notice) { reports.push_back(notice); }};
 };
 
 TEST_F(Sources, ChosenFilesAreLoadedAtOnceInOrderOfTheirNames) {
@@ -57,6 +61,21 @@ TEST_F(Sources, DroppedFilesAndFoldersAreLoadedTogether) {
   finishSearch(0);
   settle();
   EXPECT_THAT(loaded, ElementsAre(ElementsAre(folder.url("A/a.wav"), folder.url("B/b.wav"))));
+}
+
+TEST_F(Sources, GoWhereTheyWereOpenedOrDropped) {
+  const PlaylistPlace beforeAnEntry{.replacesAll = false, .before = 7};
+  actions->openFiles(std::vector{folder.url("A/a.wav")});
+  actions->openFiles(std::vector{folder.url("A/a.wav")}, PlaylistPlace::atTheEnd());
+  actions->openFolderURL(folder.url("A"), PlaylistPlace::atTheEnd());
+  finishSearch(0);
+  settle();
+  actions->dropURLs({folder.url("B")}, beforeAnEntry);
+  finishSearch(1);
+  settle();
+  EXPECT_THAT(places,
+              ElementsAre(PlaylistPlace(), PlaylistPlace::atTheEnd(), PlaylistPlace::atTheEnd(), beforeAnEntry));
+  EXPECT_TRUE(places.front().replacesAll);
 }
 
 TEST_F(Sources, AFolderWithoutAudioLoadsNothing) {

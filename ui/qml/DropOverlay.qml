@@ -2,31 +2,62 @@ import QtQuick
 import Tolvane
 
 /// Files hover over a window that has tracks already: says what letting go would do.
-Rectangle {
+Item {
     id: overlay
 
     required property bool shown
+    /// They go between rows, which stay in sight; else they replace all of them.
+    required property bool inserts
+    required property bool appends
 
     visible: shown
-    radius: Theme.panelRadius
-    color: Theme.withOpacity(Theme.night, 0.94)
     Accessible.role: Accessible.StaticText
     Accessible.name: message.text
 
+    Rectangle {
+        anchors.fill: parent
+        visible: !overlay.inserts
+        radius: Theme.panelRadius
+        color: Theme.withOpacity(Theme.night, 0.72)
+    }
     DashedOutline {
         anchors.fill: parent
-        anchors.margins: 10
-        color: Theme.withOpacity(Theme.gold, 0.9)
-        fill: Theme.withOpacity(Theme.gold, 0.08)
+        anchors.margins: overlay.inserts ? 4 : 10
+        color: Theme.withOpacity(Theme.gold, overlay.inserts ? 0.4 : 0.9)
+        fill: Theme.withOpacity(Theme.gold, overlay.inserts ? 0 : 0.08)
         radius: Theme.controlRadius
     }
-    Text {
-        id: message
-        anchors.centerIn: parent
-        text: qsTr("Drop to play these instead")
-        color: Theme.ink
-        font.pixelSize: 15
-        font.weight: Font.Medium
-        Accessible.ignored: true
+    Rectangle {
+        anchors.horizontalCenter: parent.horizontalCenter
+        y: 5
+        width: Math.min(parent.width - 16, Math.max(message.implicitWidth, help.implicitWidth) + 36)
+        height: 40
+        radius: Theme.controlRadius
+        color: Theme.night
+
+        Column {
+            anchors.centerIn: parent
+            spacing: 1
+
+            Text {
+                id: message
+                anchors.horizontalCenter: parent.horizontalCenter
+                text: overlay.appends ? qsTr("Drop to add these at the end")
+                      : overlay.inserts ? qsTr("Drop to insert these here") : qsTr("Drop to play these instead")
+                color: Theme.ink
+                font.pixelSize: 15
+                font.weight: Font.Medium
+                Accessible.ignored: true
+            }
+            Text {
+                id: help
+                anchors.horizontalCenter: parent.horizontalCenter
+                text: qsTr("Between two rows to insert, with Shift to add at the end")
+                color: Theme.muted
+                font.pixelSize: Theme.smallText
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
+            }
+        }
     }
 }

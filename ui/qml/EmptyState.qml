@@ -5,8 +5,8 @@ FocusScope {
     id: empty
 
     required property bool dropTargeted
-    signal openFolderRequested()
-    signal openFileRequested()
+    signal openFolderRequested(bool adds)
+    signal openFileRequested(bool adds)
     /// It has gone, and the keyboard was in it.
     signal leftByKeyboard()
 
@@ -46,8 +46,8 @@ FocusScope {
         Item { width: 1; height: 6 }
         SourceButtons {
             anchors.horizontalCenter: parent.horizontalCenter
-            onOpenFolderRequested: empty.openFolderRequested()
-            onOpenFileRequested: empty.openFileRequested()
+            onOpenFolderRequested: adds => empty.openFolderRequested(adds)
+            onOpenFileRequested: adds => empty.openFileRequested(adds)
         }
     }
 }

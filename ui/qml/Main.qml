@@ -38,29 +38,42 @@ Window {
     WindowMotion { id: motion; window: window }
 
     Shortcut { sequence: "Space"; enabled: !window.spaceIsTaken; onActivated: window.nowPlaying.togglePause() }
-    Shortcut { sequence: "Ctrl+O"; onActivated: fileDialog.open() }
-    Shortcut { sequence: "Ctrl+Shift+O"; onActivated: folderDialog.open() }
+    Shortcut { sequence: "Ctrl+O"; onActivated: window.chooseFiles(false) }
+    Shortcut { sequence: "Ctrl+Shift+O"; onActivated: window.chooseFolder(false) }
     Shortcut { sequence: "Ctrl+Left"; onActivated: window.nowPlaying.previous() }
     Shortcut { sequence: "Ctrl+Right"; onActivated: window.nowPlaying.next() }
     Shortcut { sequence: "Ctrl+I"; onActivated: sheet.open() }
+    Shortcut { sequence: "Ctrl+Z"; enabled: window.tracks.undoLabel.length > 0; onActivated: window.tracks.undo() }
     Shortcut { sequence: "Ctrl+W"; onActivated: window.close() }
     Shortcut { sequence: "Ctrl+Q"; onActivated: Qt.quit() }
 
+    function chooseFiles(adds: bool) {
+        fileDialog.adds = adds;
+        fileDialog.open();
+    }
+    function chooseFolder(adds: bool) {
+        folderDialog.adds = adds;
+        folderDialog.open();
+    }
+
     FileDialog {
         id: fileDialog
+        /// What is chosen is added to the list; else it replaces it.
+        property bool adds: false
         objectName: "fileDialog"
         title: qsTr("Open files")
         fileMode: FileDialog.OpenFiles
         nameFilters: window.source.nameFilters
         currentFolder: window.source.startFolder
-        onAccepted: window.source.openFiles(selectedFiles)
+        onAccepted: window.source.openFiles(selectedFiles, adds)
     }
     FolderDialog {
         id: folderDialog
+        property bool adds: false
         objectName: "folderDialog"
         title: qsTr("Open a folder")
         currentFolder: window.source.startFolder
-        onAccepted: window.source.openFolder(selectedFolder)
+        onAccepted: window.source.openFolder(selectedFolder, adds)
     }
 
     AppBackground {
@@ -68,14 +81,31 @@ Window {
         radius: window.fillsScreen || !window.composited ? 0 : Theme.windowRadius
     }
 
+    DropModifiers { id: dropModifiers; window: window }
     DropArea {
         id: fileDrop
+        property point place
+        /// Where letting go would put the files: the gap above a row; −1 replaces the list.
+        readonly property int gap: dropModifiers.shift ? window.tracks.count
+                                   : containsDrag ? queue.gapAt(mapToItem(queue, place)) : -1
+
+        function follow(x: real, y: real) {
+            place = Qt.point(x, y);
+            queue.followFiles(mapToItem(queue, place));
+        }
+
         anchors.fill: parent
         keys: ["text/uri-list"]
-        onEntered: drag => drag.accepted = window.source.wants(drag.urls)
+        onEntered: drag => {
+            drag.accepted = window.source.wants(drag.urls);
+            if (drag.accepted) follow(drag.x, drag.y);
+        }
+        onPositionChanged: drag => follow(drag.x, drag.y)
+        onContainsDragChanged: if (!containsDrag) queue.forgetFiles()
         onDropped: drop => {
+            follow(drop.x, drop.y);
             drop.accept(Qt.CopyAction);
-            window.source.drop(drop.urls);
+            window.source.drop(drop.urls, gap);
         }
     }
 
@@ -94,16 +124,18 @@ Window {
             nowPlaying: window.nowPlaying
         }
         QueuePanel {
+            id: queue
             Layout.fillWidth: true
             Layout.fillHeight: true
             nowPlaying: window.nowPlaying
             tracks: window.tracks
             trackDrag: window.trackDrag
             dropTargeted: fileDrop.containsDrag
+            dropGap: fileDrop.gap
             notice: window.source.notice
             onNoticeDismissed: window.source.dismissNotice()
-            onOpenFolderRequested: folderDialog.open()
-            onOpenFileRequested: fileDialog.open()
+            onOpenFolderRequested: adds => window.chooseFolder(adds)
+            onOpenFileRequested: adds => window.chooseFiles(adds)
         }
         OutputControls {
             Layout.fillWidth: true

@@ -6,8 +6,11 @@ T.AbstractButton {
     id: button
 
     required property string name
+    property string help: name
     /// It has the sign of adding.
     property bool adds: true
+    /// Of the keyboard, with the last press.
+    property int pressModifiers: Qt.NoModifier
 
     implicitHeight: 28
     implicitWidth: contentItem.implicitWidth + leftPadding + rightPadding
@@ -17,9 +20,25 @@ T.AbstractButton {
     hoverEnabled: true
     opacity: enabled ? 1 : Theme.disabledOpacity
     Accessible.name: name
-    Accessible.onPressAction: if (enabled) clicked()
-    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
-    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }
+    Accessible.onPressAction: if (enabled) clickWith(Qt.NoModifier)
+    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clickWith(event.modifiers); }
+    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clickWith(event.modifiers); }
+    Keys.onSpacePressed: event => {
+        pressModifiers = event.modifiers;
+        event.accepted = false;
+    }
+
+    function clickWith(modifiers: int) {
+        pressModifiers = modifiers;
+        clicked();
+    }
+
+    PointHandler {
+        onActiveChanged: {
+            const modifiers = point.modifiers;  // Qt 6.4 stores 0 where this is assigned to the button at once
+            if (active) button.pressModifiers = modifiers;
+        }
+    }
 
     background: Rectangle {
         radius: height / 2
@@ -46,5 +65,5 @@ T.AbstractButton {
         }
     }
 
-    HelpTip { text: button.name; visible: button.hovered }
+    HelpTip { text: button.help; visible: button.hovered }
 }

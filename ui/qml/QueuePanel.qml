@@ -9,11 +9,19 @@ Panel {
     required property TrackListModel tracks
     required property TrackDragModel trackDrag
     required property bool dropTargeted
+    /// Where files go that are dropped now: the gap above a row; −1 replaces the list.
+    required property int dropGap
     required property string notice
     readonly property bool empty: tracks.count === 0
-    signal openFolderRequested()
-    signal openFileRequested()
+    signal openFolderRequested(bool adds)
+    signal openFileRequested(bool adds)
     signal noticeDismissed()
+
+    /// The gap between rows that a place is close to; −1: none.
+    function gapAt(place: point): int { return empty ? -1 : list.gapAt(panel.mapToItem(list, place)); }
+    /// Files are dragged over this place: near its ends the list scrolls.
+    function followFiles(place: point) { list.filesY = empty ? -1 : panel.mapToItem(list, place).y; }
+    function forgetFiles() { list.filesY = -1; }
 
     ColumnLayout {
         anchors.fill: parent
@@ -21,33 +29,14 @@ Panel {
         anchors.bottomMargin: 8
         spacing: 6
 
-        Item {
+        QueueHeader {
             Layout.fillWidth: true
             Layout.leftMargin: Theme.padding
             Layout.rightMargin: Theme.padding
-            implicitHeight: 28
-
-            TabularText {
-                id: count
-                anchors.verticalCenter: parent.verticalCenter
-                text: panel.tracks.countLabel
-                color: Theme.muted
-                weight: Font.Medium
-            }
-            TabularText {
-                anchors.left: count.right
-                anchors.leftMargin: 6
-                anchors.verticalCenter: parent.verticalCenter
-                visible: text.length > 0
-                text: panel.tracks.savingLabel.length > 0 ? "· " + panel.tracks.savingLabel : ""
-                color: Theme.muted
-            }
-            SourceButtons {
-                anchors.right: parent.right
-                visible: !panel.empty
-                onOpenFolderRequested: panel.openFolderRequested()
-                onOpenFileRequested: panel.openFileRequested()
-            }
+            tracks: panel.tracks
+            onOpenFolderRequested: adds => panel.openFolderRequested(adds)
+            onOpenFileRequested: adds => panel.openFileRequested(adds)
+            onLeftByKeyboard: list.takeKeyboard()
         }
 
         TrackList {
@@ -58,6 +47,7 @@ Panel {
             nowPlaying: panel.nowPlaying
             tracks: panel.tracks
             trackDrag: panel.trackDrag
+            fileGap: panel.dropTargeted ? panel.dropGap : -1
         }
         EmptyState {
             Layout.fillWidth: true
@@ -67,8 +57,8 @@ Panel {
             Layout.bottomMargin: Theme.padding - 8
             visible: panel.empty
             dropTargeted: panel.dropTargeted
-            onOpenFolderRequested: panel.openFolderRequested()
-            onOpenFileRequested: panel.openFileRequested()
+            onOpenFolderRequested: adds => panel.openFolderRequested(adds)
+            onOpenFileRequested: adds => panel.openFileRequested(adds)
             onLeftByKeyboard: list.takeKeyboard()
         }
     }
@@ -84,5 +74,7 @@ Panel {
     DropOverlay {
         anchors.fill: parent
         shown: panel.dropTargeted && !panel.empty
+        inserts: panel.dropGap >= 0
+        appends: panel.dropGap === panel.tracks.count
     }
 }

@@ -1,23 +1,27 @@
 import QtQuick
 import Tolvane
 
-/// The two ways in beside dropping.
+/// The two ways in beside dropping. With Shift, what is chosen is added to the list.
 Row {
     id: buttons
 
-    signal openFolderRequested()
-    signal openFileRequested()
+    signal openFolderRequested(bool adds)
+    signal openFileRequested(bool adds)
 
     spacing: 8
 
     PillButton {
         text: qsTr("Folder")
         name: qsTr("Open a folder")
-        onClicked: buttons.openFolderRequested()
+        help: qsTr("Open a folder. With Shift, add it to the list.")
+        Accessible.description: qsTr("With Shift, adds it to the list.")
+        onClicked: buttons.openFolderRequested(pressModifiers & Qt.ShiftModifier)
     }
     PillButton {
         text: qsTr("File")
         name: qsTr("Open files")
-        onClicked: buttons.openFileRequested()
+        help: qsTr("Open files. With Shift, add them to the list.")
+        Accessible.description: qsTr("With Shift, adds them to the list.")
+        onClicked: buttons.openFileRequested(pressModifiers & Qt.ShiftModifier)
     }
 }

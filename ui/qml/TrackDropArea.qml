@@ -10,6 +10,9 @@ DropArea {
     readonly property real edge: 40
     readonly property real fastest: 14
     property real pointerY: 0
+    /// Where files are dragged, which the window takes; −1 while none are.
+    property real filesY: -1
+    readonly property real draggedY: containsDrag ? pointerY : filesY
 
     function contentYAt(y: real): real { return y + list.contentY - list.originY; }
     function rowAt(y: real): int { return Math.max(0, Math.min(list.count - 1, Math.floor(contentYAt(y) / Theme.trackRowHeight))); }
@@ -25,8 +28,8 @@ DropArea {
     }
     function scroll() {
         const last = list.originY + Math.max(0, list.contentHeight - list.height);
-        list.contentY = Math.max(list.originY, Math.min(last, list.contentY + scrollStep(pointerY)));
-        trackDrag.entered(rowAt(pointerY), heightInRow(pointerY), true);
+        list.contentY = Math.max(list.originY, Math.min(last, list.contentY + scrollStep(draggedY)));
+        if (containsDrag) trackDrag.entered(rowAt(pointerY), heightInRow(pointerY), true);
     }
 
     keys: ["text/plain"]
@@ -40,7 +43,7 @@ DropArea {
     Timer {
         interval: 16
         repeat: true
-        running: area.containsDrag && area.scrollStep(area.pointerY) !== 0
+        running: (area.containsDrag || area.filesY >= 0) && area.scrollStep(area.draggedY) !== 0
         onTriggered: area.scroll()
     }
 }

@@ -8,6 +8,10 @@ Item {
     required property NowPlayingModel nowPlaying
     required property TrackListModel tracks
     required property TrackDragModel trackDrag
+    /// The gap that files would be dropped into; −1: none.
+    property int fileGap: -1
+    /// How far below the list's top files are dragged; −1 while none are.
+    property real filesY: -1
     readonly property int playingRow: nowPlaying.currentIndex
     readonly property real rowsTop: list.originY - list.contentY
     property bool laidOut: false
@@ -28,6 +32,14 @@ Item {
         tracks.playedRow = nowPlaying.currentIndex;
         list.currentIndex = Math.max(0, nowPlaying.currentIndex);
         list.positionViewAtIndex(list.currentIndex, ListView.Center);
+    }
+
+    /// Within a quarter of a row's height.
+    function gapAt(place: point): int {
+        if (place.x < 0 || place.x > list.width || place.y < 0 || place.y > list.height) return -1;
+        const rows = (place.y - rowsTop) / Theme.trackRowHeight;
+        const gap = Math.round(rows);
+        return gap <= list.count && Math.abs(rows - gap) <= 0.25 ? gap : -1;
     }
 
     function takeKeyboard() { list.forceActiveFocus(Qt.TabFocusReason); }
@@ -71,7 +83,7 @@ Item {
         }
         Accessible.role: Accessible.List
         Accessible.name: qsTr("Tracks")
-        Accessible.description: qsTr("Return plays a track, Alt with the arrow keys moves it.")
+        Accessible.description: qsTr("Return plays a track, Alt with the arrow keys moves it, Ctrl with Space selects it. Delete removes what is selected.")
 
         /// By a click: the keyboard is here then, and no ring says so before a key is pressed.
         property bool isTakenByPointer: false
@@ -81,10 +93,36 @@ Item {
             else if (!isTakenByPointer) positionViewAtIndex(currentIndex, ListView.Contain);
         }
 
-        function choose(row: int, fraction: real) {
+        function takePointer() {
             isTakenByPointer = true;
             forceActiveFocus(Qt.MouseFocusReason);
+        }
+        function choose(row: int, fraction: real) {
+            takePointer();
+            frame.tracks.clearSelection();
             play(row, fraction);
+        }
+        function pickTo(row: int) {
+            const from = currentIndex;
+            goTo(row);
+            frame.tracks.extendSelection(from, currentIndex);
+        }
+        function pick(row: int) {
+            goTo(row);
+            frame.tracks.toggleSelected(row);
+        }
+        /// The row where a key would go to; −1 for other keys.
+        function rowFor(key: int): int {
+            const page = Math.max(1, Math.floor(height / Theme.trackRowHeight));
+            switch (key) {
+            case Qt.Key_Up: return Math.max(0, currentIndex - 1);
+            case Qt.Key_Down: return Math.min(count - 1, currentIndex + 1);
+            case Qt.Key_Home: return 0;
+            case Qt.Key_End: return count - 1;
+            case Qt.Key_PageUp: return Math.max(0, currentIndex - page);
+            case Qt.Key_PageDown: return Math.min(count - 1, currentIndex + page);
+            default: return -1;
+            }
         }
         function play(row: int, fraction: real) {
             currentIndex = row;
@@ -103,10 +141,17 @@ Item {
 
         Keys.onReturnPressed: play(currentIndex, 0)
         Keys.onEnterPressed: play(currentIndex, 0)
+        Keys.onDeletePressed: frame.tracks.removeSelected(currentIndex)
+        Keys.onEscapePressed: event => {
+            event.accepted = frame.tracks.selectedCount > 0;
+            frame.tracks.clearSelection();
+        }
         Keys.onPressed: event => {
             event.accepted = true;
             isTakenByPointer = false;
-            if (event.key === Qt.Key_Up && event.modifiers & Qt.AltModifier) moveCurrent(-1);
+            if (event.modifiers & Qt.ShiftModifier && rowFor(event.key) >= 0) pickTo(rowFor(event.key));
+            else if (event.key === Qt.Key_A && event.modifiers & Qt.ControlModifier) frame.tracks.selectAll();
+            else if (event.key === Qt.Key_Up && event.modifiers & Qt.AltModifier) moveCurrent(-1);
             else if (event.key === Qt.Key_Down && event.modifiers & Qt.AltModifier) moveCurrent(1);
             else if (event.key === Qt.Key_Home) goTo(0);
             else if (event.key === Qt.Key_End) goTo(count - 1);
@@ -128,6 +173,8 @@ Item {
             onShown: frame.tracks.rowShown(index)
             focusShown: ListView.isCurrentItem && list.showsFocus
             onSelected: list.choose(index, 0)
+            onPickToggled: { list.takePointer(); list.pick(index); }
+            onPickExtended: { list.takePointer(); list.pickTo(index); }
             onSeeked: fraction => list.choose(index, fraction)
             // In a later turn: a drag runs an event loop of its own.
             onDragStarted: Qt.callLater(list.beginDrag, index)
@@ -152,6 +199,9 @@ Item {
         }
     }
 
+    // The row would take it for a click.
+    Shortcut { sequence: "Ctrl+Space"; enabled: list.activeFocus; onActivated: list.pick(list.currentIndex) }
+
     FocusRing {
         anchors.fill: list
         distance: 0
@@ -167,13 +217,15 @@ Item {
         anchors.left: list.left
         anchors.right: list.right
         anchors.rightMargin: bar.width
-        readonly property real gapY: frame.rowsTop + frame.trackDrag.insertionIndex * Theme.trackRowHeight
-        visible: frame.trackDrag.insertionIndex >= 0
+        readonly property int gap: frame.trackDrag.insertionIndex >= 0 ? frame.trackDrag.insertionIndex : frame.fileGap
+        readonly property real gapY: frame.rowsTop + gap * Theme.trackRowHeight
+        visible: gap >= 0
         y: Math.max(1, Math.min(list.height - 1, gapY)) - height / 2
     }
     TrackDropArea {
         anchors.fill: list
         list: list
         trackDrag: frame.trackDrag
+        filesY: frame.filesY
     }
 }

@@ -15,6 +15,7 @@ T.ItemDelegate {
     required property bool current
     /// Why the file could not be played; empty where it was not tried, or could be.
     required property string problem
+    required property bool picked
     required property bool dragged
     required property real progress
     /// The time at the marked place.
@@ -27,6 +28,11 @@ T.ItemDelegate {
     signal selected()
     signal seeked(real fraction)
     signal dragStarted()
+    /// It is to be selected or no longer; all rows up to it are to be.
+    signal pickToggled()
+    signal pickExtended()
+    /// Of the keyboard, when the pointer was pressed.
+    property int pressModifiers: Qt.NoModifier
 
     /// A drag takes the release of the button that began it: the row would count as pressed for good.
     property bool releasedByDrag: false
@@ -42,15 +48,33 @@ T.ItemDelegate {
     opacity: dragged ? 0.45 : 1
     down: pressed && !releasedByDrag
     Accessible.name: qsTr("%1, track %2, %3").arg(title).arg(index + 1).arg(duration)
-    Accessible.description: problem === "" ? "" : qsTr("Cannot be played. %1").arg(problem.replace("\n", " "))
-    Accessible.selected: current
+    Accessible.description: [
+        current ? qsTr("Current track") : "",
+        problem === "" ? "" : qsTr("Cannot be played. %1").arg(problem.replace("\n", " "))
+    ].filter(text => text !== "").join(". ")
+    Accessible.selectable: true
+    Accessible.selected: picked
     Accessible.onPressAction: selected()
+    Accessible.onToggleAction: pickToggled()
+
+    function act(modifiers: int, fraction: real) {
+        if (modifiers & Qt.ShiftModifier) pickExtended();
+        else if (modifiers & Qt.ControlModifier) pickToggled();
+        else if (fraction >= 0) seeked(fraction);
+        else selected();
+    }
 
     onPressed: releasedByDrag = false
-    onClicked: selected()
+    onClicked: act(pressModifiers, -1)
     Component.onCompleted: shown()
     ListView.onReused: shown()
 
+    PointHandler {
+        onActiveChanged: {
+            const modifiers = point.modifiers;  // Qt 6.4 stores 0 where this is assigned to the row at once
+            if (active) row.pressModifiers = modifiers;
+        }
+    }
     DragHandler {
         target: null
         acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad | PointerDevice.Stylus
@@ -67,7 +91,10 @@ T.ItemDelegate {
         height: row.height - 4
         radius: Theme.controlRadius
         color: row.current ? Theme.raisedPanel
-                           : Theme.withOpacity(Theme.raisedPanel, row.down ? 0.6 : row.hovered ? 0.4 : 0)
+             : row.picked ? Theme.withOpacity(Theme.gold, 0.1)
+                          : Theme.withOpacity(Theme.raisedPanel, row.down ? 0.6 : row.hovered ? 0.4 : 0)
+        border.width: row.picked ? 1 : 0
+        border.color: Theme.withOpacity(Theme.gold, 0.42)
 
         Rectangle {
             visible: row.current
@@ -142,7 +169,7 @@ T.ItemDelegate {
                 anchors.bottomMargin: -10
                 hoverEnabled: true
                 cursorShape: Qt.PointingHandCursor
-                onClicked: mouse => row.seeked(Math.max(0, Math.min(1, mouse.x / width)))
+                onClicked: mouse => row.act(mouse.modifiers, Math.max(0, Math.min(1, mouse.x / width)))
             }
         }
         TabularText {

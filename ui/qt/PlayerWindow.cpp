@@ -26,7 +26,7 @@ struct PlayerWindow::Implementation {
         trackDrag(content),
         output(content.session()),
         path(content.session(), version),
-        source(sources) {}
+        source(content, sources) {}
 
   NowPlayingModel nowPlaying;
   TrackListModel tracks;

@@ -25,7 +25,7 @@ QUrl SourceModel::startFolder() const {
   return QUrl::fromLocalFile(QDir(music).exists() ? music : QDir::homePath());
 }
 
-SourceModel::SourceModel(SourceActions& actions) : actions_(actions) {
+SourceModel::SourceModel(ContentView& content, SourceActions& actions) : content_(content), actions_(actions) {
   actions_.onNotice([this] { emit noticeChanged(); });
 }
 
@@ -33,14 +33,24 @@ SourceModel::~SourceModel() { actions_.onNotice({}); }
 
 QString SourceModel::notice() const { return toQString(actions_.notice()); }
 
-void SourceModel::openFiles(const QList<QUrl>& urls) { actions_.openFiles(fileURLs(urls)); }
+void SourceModel::openFiles(const QList<QUrl>& urls, bool adds) {
+  actions_.openFiles(fileURLs(urls), adds ? PlaylistPlace::atTheEnd() : PlaylistPlace());
+}
 
-void SourceModel::openFolder(const QUrl& url) {
-  for (const auto& folder : fileURLs({url})) actions_.openFolderURL(folder);
+void SourceModel::openFolder(const QUrl& url, bool adds) {
+  for (const auto& folder : fileURLs({url}))
+    actions_.openFolderURL(folder, adds ? PlaylistPlace::atTheEnd() : PlaylistPlace());
 }
 
 bool SourceModel::wants(const QList<QUrl>& urls) const { return !fileURLs(urls).empty(); }
 
-void SourceModel::drop(const QList<QUrl>& urls) { actions_.dropURLs(fileURLs(urls)); }
+void SourceModel::drop(const QList<QUrl>& urls, int gap) {
+  PlaylistPlace place;
+  if (gap >= 0) {
+    const PlaylistTrack* follower = content_.session().state().tracks.entryAt(gap);
+    place = {.replacesAll = false, .before = follower != nullptr ? follower->id : 0};
+  }
+  actions_.dropURLs(fileURLs(urls), place);
+}
 
 }  // namespace tolvane

@@ -6,6 +6,7 @@
 #include <QUrl>
 #include <QtQmlIntegration>
 
+#include "ui/ContentView.h"
 #include "ui/SourceActions.h"
 
 namespace tolvane {
@@ -23,17 +24,20 @@ class SourceModel final : public QObject {
   Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged FINAL)
 
  public:
-  explicit SourceModel(SourceActions& actions);
+  SourceModel(ContentView& content, SourceActions& actions);
   ~SourceModel() override;
 
   [[nodiscard]] QStringList nameFilters() const;
   [[nodiscard]] QUrl startFolder() const;
 
-  Q_INVOKABLE void openFiles(const QList<QUrl>& urls);
-  Q_INVOKABLE void openFolder(const QUrl& url);
+  // They replace the playlist, or are added at its end.
+
+  Q_INVOKABLE void openFiles(const QList<QUrl>& urls, bool adds);
+  Q_INVOKABLE void openFolder(const QUrl& url, bool adds);
   /// Whether a drop of these would bring files; a link of a web page does not.
   [[nodiscard]] Q_INVOKABLE bool wants(const QList<QUrl>& urls) const;
-  Q_INVOKABLE void drop(const QList<QUrl>& urls);
+  /// Into the gap above a row, 0 … count; −1 replaces the playlist.
+  Q_INVOKABLE void drop(const QList<QUrl>& urls, int gap);
   [[nodiscard]] QString notice() const;
   Q_INVOKABLE void dismissNotice() { actions_.dismissNotice(); }
 
@@ -41,6 +45,7 @@ class SourceModel final : public QObject {
   void noticeChanged();
 
  private:
+  ContentView& content_;
   SourceActions& actions_;
 };
 

@@ -1,6 +1,7 @@
 #include "ui/qt/TrackListModel.h"
 
 #include <algorithm>
+#include <ranges>
 #include <utility>
 
 #include "ui/Presentation.h"
@@ -35,6 +36,32 @@ std::vector<FileURL> differenceOf(const UnplayableFileMap& a, const UnplayableFi
   return urls;
 }
 
+/// Each run copies the list once; where that would take long, views begin anew.
+bool areFew(const std::vector<RowRun>& runs, const PlaylistTracks& longer) {
+  constexpr std::size_t mostEntriesCopied = 1'000'000;
+  return runs.size() * longer.size() <= mostEntriesCopied;
+}
+
+PlaylistTracks without(const PlaylistTracks& tracks, const RowRun& run) {
+  PlaylistTracks::Entries left;
+  left.reserve(tracks.size() - run.count);
+  const auto first = tracks.begin() + static_cast<std::ptrdiff_t>(run.first);
+  left.insert(left.end(), tracks.begin(), first);
+  left.insert(left.end(), first + static_cast<std::ptrdiff_t>(run.count), tracks.end());
+  return PlaylistTracks(std::move(left));
+}
+
+PlaylistTracks with(const PlaylistTracks& tracks, const RowRun& run, const PlaylistTracks& longer) {
+  PlaylistTracks::Entries more;
+  more.reserve(tracks.size() + run.count);
+  const auto gap = tracks.begin() + static_cast<std::ptrdiff_t>(run.first);
+  const auto news = longer.begin() + static_cast<std::ptrdiff_t>(run.first);
+  more.insert(more.end(), tracks.begin(), gap);
+  more.insert(more.end(), news, news + static_cast<std::ptrdiff_t>(run.count));
+  more.insert(more.end(), gap, tracks.end());
+  return PlaylistTracks(std::move(more));
+}
+
 }  // namespace
 
 TrackListModel::TrackListModel(ContentView& content)
@@ -45,6 +72,7 @@ TrackListModel::TrackListModel(ContentView& content)
   std::vector<Subscription> parts;
   parts.push_back(content.session().onChange([this](const SessionState& before, const SessionState& now) {
     if (now.isSaved != before.isSaved) emit savingChanged();
+    if (now.undoableChange != before.undoableChange) emit undoChanged();
     const auto left = std::exchange(currentIndex_, now.currentIndex);
     if (now.tracks != tracks_) adoptTracks(now.tracks);
     tracks_ = now.tracks;  // of two lists with the same entries, the one that comes again
@@ -62,6 +90,16 @@ QString TrackListModel::countLabel() const { return toQString(trackCountLabel(st
 
 QString TrackListModel::savingLabel() const {
   return toQString(tolvane::savingLabel(content_.session().state().isSaved));
+}
+
+QString TrackListModel::selectionLabel() const {
+  return toQString(
+      tolvane::selectionLabel(std::ssize(tracks_.entries()), static_cast<std::int64_t>(selection_.count())));
+}
+
+QString TrackListModel::undoLabel() const {
+  const auto& change = content_.session().state().undoableChange;
+  return change ? toQString(playlistChangeLabel(*change)) : QString();
 }
 
 int TrackListModel::rowCount(const QModelIndex& parent) const {
@@ -87,6 +125,8 @@ QVariant TrackListModel::data(const QModelIndex& index, int role) const {
       return index.row() == currentIndex_;
     case problemRole:
       return problem(track.url);
+    case pickedRole:
+      return selection_.contains(track.id);
     default:
       return {};
   }
@@ -94,7 +134,7 @@ QVariant TrackListModel::data(const QModelIndex& index, int role) const {
 
 QHash<int, QByteArray> TrackListModel::roleNames() const {
   return {{titleRole, "title"},     {numberRole, "number"},   {samplesRole, "samples"}, {durationRole, "duration"},
-          {loadingRole, "loading"}, {currentRole, "current"}, {problemRole, "problem"}};
+          {loadingRole, "loading"}, {currentRole, "current"}, {pickedRole, "picked"},   {problemRole, "problem"}};
 }
 
 void TrackListModel::rowShown(int row) {
@@ -128,18 +168,93 @@ bool TrackListModel::fadesBottom(double visibleHeight, double rowsTop) const {
   return trackListFades(visibleHeight, std::ssize(tracks_.entries()), trackListScrollOffset(rowsTop)).showBottomFade;
 }
 
+void TrackListModel::toggleSelected(int row) {
+  selection_.toggle(tracks_, row);
+  announceSelection();
+}
+
+void TrackListModel::extendSelection(int from, int to) {
+  selection_.extend(tracks_, from, to);
+  announceSelection();
+}
+
+void TrackListModel::selectAll() {
+  selection_.selectAll(tracks_);
+  announceSelection();
+}
+
+void TrackListModel::clearSelection() {
+  if (selection_.count() == 0) return;
+  selection_.clear();
+  announceSelection();
+}
+
+void TrackListModel::removeSelected(int row) {
+  auto removed = selection_.tracks();
+  const PlaylistTrack* track = tracks_.entryAt(row);
+  if (removed.empty() && track != nullptr) removed.push_back(track->id);
+  content_.session().removeTracks(std::move(removed));
+}
+
+/// Views ask for the rows that they show.
+void TrackListModel::announceSelection() {
+  if (count() > 0) emit dataChanged(index(0), index(count() - 1), {pickedRole});
+  emit selectionChanged();
+}
+
 void TrackListModel::adoptTracks(const PlaylistTracks& tracks) {
-  if (tracks.size() == tracks_.size() && adoptMove(tracks)) return;
-  beginResetModel();
-  tracks_ = tracks;
-  shown_.clear();
-  endResetModel();
-  emit countChanged();
-  QMetaObject::invokeMethod(this, &TrackListModel::renewed, Qt::QueuedConnection);
+  const auto before = tracks_.size();
+  const bool hadSelection = selection_.count() > 0;
+  selection_.follow(tracks);
+  const bool isAdopted = adoptMove(tracks) || adoptRemoval(tracks) || adoptInsertion(tracks);
+  if (!isAdopted) {
+    beginResetModel();
+    tracks_ = tracks;
+    shown_.clear();
+    endResetModel();
+    QMetaObject::invokeMethod(this, &TrackListModel::renewed, Qt::QueuedConnection);
+  }
+  if (hadSelection) emit selectionChanged();
+  if (tracks_.size() != before || !isAdopted) emit countChanged();
+}
+
+/// Whether the new list is the old one without some rows; then it has been adopted.
+bool TrackListModel::adoptRemoval(const PlaylistTracks& tracks) {
+  if (tracks.empty() || tracks.size() >= tracks_.size()) return false;
+  const auto runs = rowsBesides(tracks, tracks_);
+  if (!runs || !areFew(*runs, tracks_)) return false;
+  for (const RowRun& run : *runs | std::views::reverse) {
+    beginRemoveRows({}, static_cast<int>(run.first), static_cast<int>(run.first + run.count - 1));
+    tracks_ = without(tracks_, run);
+    endRemoveRows();
+  }
+  announceFrom(runs->front().first);
+  return true;
+}
+
+/// Whether the new list is the old one with more rows; then it has been adopted.
+bool TrackListModel::adoptInsertion(const PlaylistTracks& tracks) {
+  if (tracks_.empty() || tracks.size() <= tracks_.size()) return false;
+  const auto runs = rowsBesides(tracks_, tracks);
+  if (!runs || !areFew(*runs, tracks)) return false;
+  for (const RowRun& run : *runs) {
+    beginInsertRows({}, static_cast<int>(run.first), static_cast<int>(run.first + run.count - 1));
+    tracks_ = with(tracks_, run, tracks);
+    endInsertRows();
+  }
+  announceFrom(runs->front().first);
+  return true;
+}
+
+/// Rows from here on have another number, and may be the current one or no longer.
+void TrackListModel::announceFrom(std::size_t row) {
+  if (static_cast<int>(row) < count())
+    emit dataChanged(index(static_cast<int>(row)), index(count() - 1), {numberRole, currentRole});
 }
 
 /// Whether the new list is the old one with a single track moved; then it has been adopted.
 bool TrackListModel::adoptMove(const PlaylistTracks& tracks) {
+  if (tracks.size() != tracks_.size()) return false;
   const auto [first, last] = differenceOf(tracks_.entries(), tracks.entries());
   if (last < first) return false;
   const auto begin = tracks_.begin() + first;
@@ -186,16 +301,21 @@ void TrackListModel::announce(const FileURL& url, const QList<int>& roles) {
   // Rows that no view has shown yet are read when one does.
   const auto known = shown_.find(url);
   if (known == shown_.end()) return;
-  for (Shown& shown : known->second) {
-    const QModelIndex place = index(static_cast<int>(rowOf(shown)));
-    emit dataChanged(place, place, roles);
-  }
+  std::erase_if(known->second, [&](Shown& shown) {
+    const auto row = rowOf(shown);
+    if (row) emit dataChanged(index(*row), index(*row), roles);
+    return !row;
+  });
 }
 
-/// Where it was unless rows have been moved: looking for it in a long list would cost a frame.
-std::size_t TrackListModel::rowOf(Shown& shown) const {
-  if (tracks_[shown.row].id != shown.track) shown.row = static_cast<std::size_t>(tracks_.indexOf(shown.track));
-  return shown.row;
+/// Where it was unless rows have been moved: looking for it in a long list would cost a frame. Nothing: it has gone.
+std::optional<int> TrackListModel::rowOf(Shown& shown) const {
+  if (shown.row >= tracks_.size() || tracks_[shown.row].id != shown.track) {
+    const auto row = tracks_.indexOf(shown.track);
+    if (row < 0) return std::nullopt;
+    shown.row = static_cast<std::size_t>(row);
+  }
+  return static_cast<int>(shown.row);
 }
 
 }  // namespace tolvane

@@ -1,5 +1,6 @@
 #pragma once
-// The playlist as a list model. Window's thread. Reordering is told as moves, so that views keep and move their rows.
+// The playlist as a list model, with the rows that are selected. Window's thread. Reordering is told as moves, and rows
+// that come and go as such, so that views keep and move the others.
 // A row's waveform is asked for when the row is first shown: 100,000 rows cost what the visible ones cost.
 
 #include <QAbstractListModel>
@@ -7,6 +8,8 @@
 #include <map>
 
 #include "ui/ContentView.h"
+#include "ui/ListDifference.h"
+#include "ui/TrackSelection.h"
 #include "ui/qt/WaveformSamples.h"
 
 namespace tolvane {
@@ -18,6 +21,11 @@ class TrackListModel final : public QAbstractListModel {
   Q_PROPERTY(int count READ count NOTIFY countChanged FINAL)
   Q_PROPERTY(QString countLabel READ countLabel NOTIFY countChanged FINAL)
   Q_PROPERTY(QString savingLabel READ savingLabel NOTIFY savingChanged FINAL)
+  Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectionChanged FINAL)
+  /// "3 of 12 selected".
+  Q_PROPERTY(QString selectionLabel READ selectionLabel NOTIFY selectionChanged FINAL)
+  /// What the last change of the list was, while it can be undone; else empty.
+  Q_PROPERTY(QString undoLabel READ undoLabel NOTIFY undoChanged FINAL)
   /// The row that played when the view last looked; stays with its track through moves. −1: none.
   Q_PROPERTY(int playedRow READ playedRow WRITE setPlayedRow FINAL)
 
@@ -29,6 +37,7 @@ class TrackListModel final : public QAbstractListModel {
     durationRole,
     loadingRole,
     currentRole,
+    pickedRole,
     problemRole  ///< why the file could not be played; empty where that is not known
   };
 
@@ -37,6 +46,9 @@ class TrackListModel final : public QAbstractListModel {
   [[nodiscard]] int count() const { return rowCount({}); }
   [[nodiscard]] QString countLabel() const;
   [[nodiscard]] QString savingLabel() const;
+  [[nodiscard]] int selectedCount() const { return static_cast<int>(selection_.count()); }
+  [[nodiscard]] QString selectionLabel() const;
+  [[nodiscard]] QString undoLabel() const;
   [[nodiscard]] int playedRow() const { return playedRow_.row(); }
   void setPlayedRow(int row) { playedRow_ = index(row); }
 
@@ -51,6 +63,20 @@ class TrackListModel final : public QAbstractListModel {
   Q_INVOKABLE void playTrack(int row, double fraction) { content_.playTrack(row, fraction); }
   /// For the keyboard, what a drag is for the pointer: into the gap above or below the neighbour. The row's new place.
   Q_INVOKABLE int moveRow(int row, int direction);
+
+  // The selection. Rows that are not there are ignored. A row costs the same however many there are; all of them, or a
+  // list that has changed, cost some milliseconds for 100,000.
+
+  Q_INVOKABLE void toggleSelected(int row);
+  /// From the row that was toggled last, or from this one where none is selected.
+  Q_INVOKABLE void extendSelection(int from, int to);
+  Q_INVOKABLE void selectAll();
+  Q_INVOKABLE void clearSelection();
+  /// Removes the selected rows from the list; where none is, this one.
+  Q_INVOKABLE void removeSelected(int row);
+
+  /// Brings back the list as it was before its last change, and the place in it.
+  Q_INVOKABLE void undo() { content_.session().undoPlaylistChange(); }
   /// The time at a fraction of the row's track; "--:--" while its length is not known.
   [[nodiscard]] Q_INVOKABLE QString timeAt(int row, double fraction) const;
   /// How far a list of this height hides rows above and below.
@@ -60,6 +86,8 @@ class TrackListModel final : public QAbstractListModel {
  signals:
   void countChanged();
   void savingChanged();
+  void undoChanged();
+  void selectionChanged();
   /// Other tracks, and all that comes with them is in its place: a later turn than the model's reset.
   void renewed();
 
@@ -71,11 +99,15 @@ class TrackListModel final : public QAbstractListModel {
   };
   void adoptTracks(const PlaylistTracks& tracks);
   [[nodiscard]] bool adoptMove(const PlaylistTracks& tracks);
+  [[nodiscard]] bool adoptRemoval(const PlaylistTracks& tracks);
+  [[nodiscard]] bool adoptInsertion(const PlaylistTracks& tracks);
+  void announceSelection();
+  void announceFrom(std::size_t row);
   void announceCurrent(std::int64_t row);
   void adoptUnplayable(std::shared_ptr<const UnplayableFileMap> files);
   void announce(const FileURL& url, const QList<int>& roles);
   [[nodiscard]] QString problem(const FileURL& url) const;
-  [[nodiscard]] std::size_t rowOf(Shown& shown) const;
+  [[nodiscard]] std::optional<int> rowOf(Shown& shown) const;
 
   ContentView& content_;
   PlaylistTracks tracks_;                        // what the views have been told
@@ -83,6 +115,7 @@ class TrackListModel final : public QAbstractListModel {
   std::int64_t currentIndex_;                    // what the views have been told
   std::shared_ptr<const UnplayableFileMap> unplayable_;  // likewise; null: none
   QPersistentModelIndex playedRow_;
+  TrackSelection selection_;
   Subscription subscriptions_;
 };
 

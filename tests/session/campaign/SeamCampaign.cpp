@@ -114,6 +114,7 @@ std::optional<std::string> runSeamWorld(std::uint64_t seed, CampaignTracks& trac
     totals.playingHours += seam.invariants->playingHours();
     totals.commands += seam.commandsSent;
     totals.replaced += seam.commandsReplaced;
+    totals.undone += seam.undone;
     totals.states += seam.statesSeen;
     totals.holdUps += seam.holdUps;
     totals.starts += seam.starts;
@@ -133,9 +134,9 @@ std::string SeamTotals::text() const {
       "them "
       "replaced, {} states seen, {} agreements, {} times held up, {} waits shown, {} times BIT-PERFECT shown, {} "
       "positions, "
-      "{} tracks played to their end, {} recoveries tried, {} heard frames compared",
+      "{} tracks played to their end, {} recoveries tried, {} changes of the list undone, {} heard frames compared",
       hours, playingHours, worlds, starts, commands, replaced, states, agreements, holdUps, waitsShown, bitPerfectShown,
-      positionsShown, completions, recoveryAttempts, heardFrames);
+      positionsShown, completions, recoveryAttempts, undone, heardFrames);
 }
 
 }  // namespace tolvane

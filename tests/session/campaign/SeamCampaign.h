@@ -16,6 +16,7 @@ struct SeamTotals {
   double playingHours = 0;
   std::int64_t commands = 0;  ///< sent by the window, its questions included
   std::int64_t replaced = 0;  ///< by a newer one, before they had begun
+  std::int64_t undone = 0;    ///< changes of the playlist
   std::int64_t states = 0;    ///< given to the window
   std::int64_t agreements = 0;
   std::int64_t holdUps = 0;

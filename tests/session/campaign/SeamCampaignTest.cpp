@@ -28,6 +28,7 @@ TEST_P(SeamCampaignTest, WhateverHappensWindowAndPlayerAgreeInTheEnd) {
   // A single seed, to see it again, is one world.
   if (totals.worlds < seamWorldsThatSeeEverything) return;
   EXPECT_GT(totals.replaced, 0);
+  EXPECT_GT(totals.undone, 0);
   EXPECT_GT(totals.agreements, 0);
   EXPECT_GT(totals.holdUps, 0);
   EXPECT_GT(totals.waitsShown, 0);

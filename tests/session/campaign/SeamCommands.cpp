@@ -6,6 +6,7 @@
 #include <cmath>
 #include <utility>
 
+#include "session/PlaylistRemoval.h"
 #include "tests/session/campaign/SeamWorld.h"
 
 namespace tolvane {
@@ -22,7 +23,7 @@ bool mayReplace(const SentCommand& newer, const SentCommand& older) {
     return std::ranges::find(wishes, command.wish) != wishes.end();
   };
   if (newer.wish == Wish::load)
-    return isOne(older, {Wish::play, Wish::setPlaying, Wish::seek, Wish::move, Wish::knownDuration, Wish::load});
+    return isOne(older, {Wish::play, Wish::setPlaying, Wish::seek, Wish::knownDuration, Wish::load});
   if (newer.wish == Wish::play) return isOne(older, {Wish::play, Wish::setPlaying});
   const bool isForTheLastValue = isOne(newer, {Wish::setPlaying, Wish::seek, Wish::volume, Wish::balance, Wish::device,
                                                Wish::exclusive, Wish::setting, Wish::save, Wish::watch, Wish::ping,
@@ -46,6 +47,21 @@ void SeamWorld::carryOut(const DelayedSeam::Command& command, const RunLoop::Act
   action();
   world.resumesARecovery = false;
   afterCommand(command.command);
+  followList(command.command);
+}
+
+/// What an undo must bring back: the list before the command that changed it last.
+void SeamWorld::followList(const SessionCommand& command) {
+  const PlaylistTracks& list = session().playlistTracks().value();
+  if (std::holds_alternative<command::UndoPlaylistChange>(command)) {
+    require(list == listBefore_, "undo: another list than before the last change");
+    ++undone;
+    listNow_ = listBefore_ = list;
+  } else if (list != listNow_) {
+    listBefore_ = std::exchange(listNow_, list);
+  }
+  const bool isOffered = listBefore_ != listNow_ && !listBefore_.empty();
+  require(session().undoableChange().value().has_value() == isOffered, "an undo is offered, or not, against the rule");
 }
 
 void SeamWorld::checkOrder(const DelayedSeam::Command& command) {
@@ -65,6 +81,7 @@ void SeamWorld::checkOrder(const DelayedSeam::Command& command) {
 }
 
 void SeamWorld::beforeCommand(const SessionCommand& command) {
+  sizeBefore_ = session().playlistTracks().value().size();
   const bool isLoaded = world.isActive() && session().player().duration().value() > 0;
   const PlaylistTrack* current = session().playlistTracks().value().entryAt(session().currentIndex().value());
   const bool resumes = world.isPaused() && world.hardware.unitCount() == 0;
@@ -78,6 +95,14 @@ void SeamWorld::beforeCommand(const SessionCommand& command) {
                    [&](const command::Seek& seek) {
                      willSeek_ = isLoaded && current != nullptr && current->id == seek.track &&
                                  session().player().currentURL().value() == current->url && std::isfinite(seek.seconds);
+                   },
+                   [&](const command::RemoveTracks& remove) {
+                     // What follows may be the same file, which is loaded already: it is played from its beginning.
+                     const auto removal = removalFrom(session().playlistTracks().value(), remove.tracks,
+                                                      session().currentIndex().value());
+                     if (!removal.hasFollower || !isLoaded || !world.isPlaying()) return;
+                     const auto* follower = removal.tracks.entryAt(removal.currentIndex);
+                     willSeek_ = session().player().currentURL().value() == follower->url;
                    },
                    [&](const command::SetPlaying& wanted) { world.resumesARecovery = resumes && wanted.playing; },
                    [&](const command::SetOutputVolume& wanted) {
@@ -119,6 +144,14 @@ void SeamWorld::afterCommand(const SessionCommand& command) {
                    [&](const command::LoadPlaylist& load) {
                      require(session().fileURLs() == load.urls, "load: another playlist is there");
                      require(isGoingToPlay == load.autoplay || hasFailed, "load: it does not play as was asked for");
+                   },
+                   [&](const command::InsertTracks& insert) {
+                     require(list.size() == sizeBefore_ + insert.urls.size(), "insert: not all were added");
+                   },
+                   [&](const command::RemoveTracks& remove) {
+                     const bool isLeft = std::ranges::any_of(
+                         remove.tracks, [&](PlaylistTrackID track) { return list.indexOf(track) >= 0; });
+                     require(!isLeft, "remove: an entry is still there");
                    },
                    [&](const command::SetOutputVolume& wanted) {
                      require(session().outputVolume().value() == wanted.volume, "another volume than asked for");

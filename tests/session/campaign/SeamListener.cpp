@@ -28,10 +28,13 @@ void SeamListener::beginAnew() {
   // What has no bookmark is not there any more.
   std::vector<FileURL> left;
   for (const Origin& origin : order_)
-    if (urls_[origin.place].path() != "/missing.wav") left.push_back(urls_[origin.place]);
-  urls_ = std::move(left);
+    if (urls_.at(origin).path() != "/missing.wav") left.push_back(urls_.at(origin));
+  urls_.clear();
   order_.clear();
-  for (std::size_t place = 0; place < urls_.size(); ++place) order_.push_back({0, place});
+  for (std::size_t place = 0; place < left.size(); ++place) {
+    order_.push_back({0, place});
+    urls_[{0, place}] = left[place];
+  }
   // Numbers of this run's commands begin anew.
   ++agreements_;
   checkLists();
@@ -39,14 +42,16 @@ void SeamListener::beginAnew() {
 
 void SeamListener::act() {
   using L = SeamListener;
-  static const std::vector<Choice> choices{{12, &L::playRow},      {5, &L::playNext},
-                                           {3, &L::playPrevious},  {14, &L::pauseOrGoOn},
-                                           {3, &L::stop},          {10, &L::seek},
-                                           {6, &L::setVolume},     {3, &L::setBalance},
-                                           {3, &L::selectDevice},  {6, &L::switchExclusiveAccess},
-                                           {2, &L::load},          {5, &L::move},
-                                           {2, &L::learnDuration}, {4, &L::storeSetting},
-                                           {1, &L::save},          {1, &L::watchPath},
+  static const std::vector<Choice> choices{{12, &L::playRow},     {5, &L::playNext},
+                                           {3, &L::playPrevious}, {14, &L::pauseOrGoOn},
+                                           {3, &L::stop},         {10, &L::seek},
+                                           {6, &L::setVolume},    {3, &L::setBalance},
+                                           {3, &L::selectDevice}, {6, &L::switchExclusiveAccess},
+                                           {2, &L::load},         {5, &L::move},
+                                           {3, &L::undo},         {3, &L::remove},
+                                           {2, &L::insert},       {2, &L::learnDuration},
+                                           {4, &L::storeSetting}, {1, &L::save},
+                                           {1, &L::watchPath},
                                            {1, &L::comeToTheFront}};
   world_.tick();
   if (world_.window().state().tracks.empty() && lastLoad_ == 0) return load();
@@ -159,18 +164,25 @@ void SeamListener::switchExclusiveAccess() {
 
 // Playlist and settings.
 
-void SeamListener::load() {
+std::vector<FileURL> SeamListener::drawFiles() {
   std::vector<FileURL> urls;
   for (std::size_t count = 1 + random_.below(8); count > 0; --count)
     urls.push_back(random_.pick(world_.world.tracks).url);
+  return urls;
+}
+
+void SeamListener::load() {
+  const auto urls = drawFiles();
   const bool autoplay = random_.percent(60);
   world_.world.note(fmt::format("window: load {} tracks{}", urls.size(), autoplay ? " and play" : ""));
   forgetPromise();
   world_.ask(Wish::load, "", [&](SessionProxy& window) { window.loadPlaylist(urls, autoplay); });
   lastLoad_ = world_.seam().sentCount();
   order_.clear();
-  for (std::size_t place = 0; place < urls.size(); ++place) order_.push_back({lastLoad_, place});
-  urls_ = std::move(urls);
+  for (std::size_t place = 0; place < urls.size(); ++place) {
+    order_.push_back({lastLoad_, place});
+    urls_[{lastLoad_, place}] = urls[place];
+  }
 }
 
 void SeamListener::move() {
@@ -186,6 +198,54 @@ void SeamListener::move() {
   if (found == order_.end()) return;
   const auto last = std::ssize(order_) - 1;
   moveElement(order_, found - order_.begin(), std::clamp<std::int64_t>(destination, 0, last));
+}
+
+void SeamListener::insert() {
+  const SessionState& now = world_.window().state();
+  const auto row = static_cast<std::int64_t>(random_.below(now.tracks.size() + 1));
+  const PlaylistTrack* follower = now.tracks.entryAt(row);
+  const auto before = follower != nullptr ? follower->id : 0;
+  const auto urls = drawFiles();
+  world_.world.note(fmt::format("window: insert {} tracks before row {}", urls.size(), row));
+  forgetPromise();
+  world_.ask(Wish::insert, "", [&](SessionProxy& window) { window.insertTracks(urls, before); });
+  // Before one of an older playlist: at the end.
+  const auto origin = world_.originOf(before);
+  auto place = origin ? std::ranges::find(order_, *origin) : order_.end();
+  const auto number = world_.seam().sentCount();
+  for (std::size_t index = 0; index < urls.size(); ++index) {
+    const Origin added{number, index};
+    place = std::next(order_.insert(place, added));
+    urls_[added] = urls[index];
+  }
+}
+
+void SeamListener::remove() {
+  const SessionState& now = world_.window().state();
+  if (now.tracks.empty()) return;
+  std::vector<PlaylistTrackID> tracks;
+  for (std::size_t count = 1 + random_.below(3); count > 0; --count)
+    tracks.push_back(now.tracks[random_.below(now.tracks.size())].id);
+  world_.world.note(fmt::format("window: remove {} rows", tracks.size()));
+  forgetPromise();
+  world_.ask(Wish::remove, "", [&](SessionProxy& window) { window.removeTracks(tracks); });
+  // One of an older playlist is not there any more.
+  for (const PlaylistTrackID track : tracks)
+    if (const auto origin = world_.originOf(track)) std::erase(order_, *origin);
+}
+
+/// Whether it brings back the list is checked where it is carried out: a load that was replaced there has changed
+/// nothing.
+void SeamListener::undo() {
+  if (!world_.window().state().undoableChange) return;
+  world_.world.note("window: undo");
+  forgetPromise();
+  world_.ask(Wish::undo, "", [](SessionProxy& window) { window.undoPlaylistChange(); });
+  require(!world_.window().state().undoableChange, "an undo that was asked for is still offered");
+  world_.settle();
+  order_.clear();
+  for (const auto& track : world_.window().state().tracks)
+    if (const auto origin = world_.originOf(track.id)) order_.push_back(*origin);
 }
 
 void SeamListener::learnDuration() {
@@ -335,7 +395,7 @@ void SeamListener::checkLists() {
   require(world_.window().state().tracks == list, "the playlist differs between window and player");
   require(list.size() == order_.size(), fmt::format("{} entries instead of {}", list.size(), order_.size()));
   for (std::size_t row = 0; row < std::min(list.size(), order_.size()); ++row)
-    require(world_.originOf(list[row].id) == order_[row] && list[row].url == urls_[order_[row].place],
+    require(world_.originOf(list[row].id) == order_[row] && list[row].url == urls_.at(order_[row]),
             fmt::format("row {} holds another entry than was put there", row));
 }
 

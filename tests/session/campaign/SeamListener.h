@@ -48,6 +48,9 @@ class SeamListener {
   void switchExclusiveAccess();
   void load();
   void move();
+  void insert();
+  void remove();
+  void undo();
   void learnDuration();
   void storeSetting();
   void save();
@@ -62,6 +65,7 @@ class SeamListener {
   void checkWaiting();
   void checkLists();
   void checkUnplayableFiles();
+  [[nodiscard]] std::vector<FileURL> drawFiles();
   void require(bool holds, const std::string& what) {
     if (!holds) world_.world.fail(what);
   }
@@ -75,7 +79,7 @@ class SeamListener {
   bool exclusive_ = false;
   bool watchesPath_ = false;
   std::vector<Origin> order_;
-  std::vector<FileURL> urls_;  ///< by place of the origin
+  std::map<Origin, FileURL> urls_;
   std::uint64_t lastLoad_ = 0;
   std::map<std::string, std::int64_t> settings_;
   std::int64_t lastSetting_ = 0;

@@ -102,10 +102,12 @@ void SeamWorld::makeSides() {
     expectContinuation(world, loadedTrack());
   });
   loaded_ = session().playlistTracks().subscribe([this](const PlaylistTracks& list) {
-    for (std::size_t place = 0; place < list.size(); ++place)
-      origins_.try_emplace(list[place].id, Origin{loadUnderWay_, place});
+    std::size_t place = 0;
+    for (const auto& track : list)
+      if (origins_.try_emplace(track.id, Origin{loadUnderWay_, place}).second) ++place;
   });
   finishBackground();
+  listNow_ = listBefore_ = session().playlistTracks().value();
   world.runLoop.runUntilIdle();
   world.timersAtRest = world.runLoop.pendingTimerCount();
   world.listenersAtRest = world.hardware.listenerCount();

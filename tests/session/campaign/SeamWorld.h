@@ -27,6 +27,9 @@ enum class Wish : std::size_t {
   seek,
   load,
   move,
+  insert,
+  remove,
+  undo,
   knownDuration,
   volume,
   balance,
@@ -77,7 +80,7 @@ class SeamWorld {
   struct Origin {
     std::uint64_t load = 0;
     std::size_t place = 0;
-    bool operator==(const Origin&) const = default;
+    auto operator<=>(const Origin&) const = default;
   };
   [[nodiscard]] std::optional<Origin> originOf(PlaylistTrackID id) const;
   /// The oldest command that the window has no answer to.
@@ -102,6 +105,7 @@ class SeamWorld {
   std::int64_t commandsSent = 0;
   std::int64_t commandsCarriedOut = 0;
   std::int64_t commandsReplaced = 0;
+  std::int64_t undone = 0;  ///< changes of the list
   std::int64_t statesSeen = 0;
   std::int64_t holdUps = 0;
   std::int64_t starts = 0;  ///< of the program
@@ -121,6 +125,7 @@ class SeamWorld {
   void checkOrder(const DelayedSeam::Command& command);
   void beforeCommand(const SessionCommand& command);
   void afterCommand(const SessionCommand& command);
+  void followList(const SessionCommand& command);
   void expectSought();
   void require(bool holds, const std::string& what) {
     if (!holds) world.fail(what);
@@ -140,12 +145,15 @@ class SeamWorld {
   std::map<std::uint64_t, SentCommand> sent_;  ///< of this run, by number
   std::uint64_t lastCarriedOut_ = 0;
   std::map<PlaylistTrackID, Origin> origins_;
+  std::size_t sizeBefore_ = 0;  ///< of the list, before the command that is carried out
+  PlaylistTracks listNow_;     ///< as the player has it
+  PlaylistTracks listBefore_;  ///< its last change
   std::uint64_t loadUnderWay_ = 0;
 
   bool hasTrackStarted_ = false;
   bool willSeek_ = false;
   bool isPathWatched_ = false;  ///< as the player knows it: it then has a timer for it
-  bool wasOperation_ = false;  ///< since afterTurn() was called last
+  bool wasOperation_ = false;   ///< since afterTurn() was called last
   std::optional<RunLoop::TimePoint> startedAt_;
 };
 

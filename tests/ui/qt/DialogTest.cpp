@@ -1,4 +1,5 @@
 #include <QRegularExpression>
+#include <QtTest/QTest>
 #include <algorithm>
 
 #include "tests/support/TemporaryFolder.h"
@@ -79,6 +80,23 @@ TEST_F(WindowDialogs, PlayWhatTheChosenFolderHolds) {
   key(Qt::Key_O, Qt::ControlModifier | Qt::ShiftModifier);
   acceptFolder(QUrl::fromLocalFile(QString::fromStdString(folder.path() / "new")));
   EXPECT_THAT(order(), ElementsAre(3, 4));
+}
+
+TEST_F(WindowDialogs, AddWhatWasChosenWithShift) {
+  load(2);
+  QTest::mouseClick(window, Qt::LeftButton, Qt::ShiftModifier, placeIn(*item("Open files"), 0.5, 0.5));
+  settle();
+  acceptFile(write("Track 7.wav"));
+  EXPECT_THAT(order(), ElementsAre(1, 2, 7));
+  write("new/Track 8.flac");
+  item("Open a folder")->forceActiveFocus(Qt::TabFocusReason);
+  key(Qt::Key_Return, Qt::ShiftModifier);
+  acceptFolder(QUrl::fromLocalFile(QString::fromStdString(folder.path() / "new")));
+  EXPECT_THAT(order(), ElementsAre(1, 2, 7, 8));
+  EXPECT_EQ(currentIndex(), 0);
+  key(Qt::Key_O, Qt::ControlModifier);
+  acceptFile(write("Track 9.wav"));
+  EXPECT_THAT(order(), ElementsAre(9)) << "without it the list is replaced";
 }
 
 TEST_F(WindowDialogs, LeaveThePlaylistAloneWhenNothingIsChosen) {

@@ -17,19 +17,19 @@ class WindowDrops : public WindowFixture {
   TrackDragModel& trackDrag() { return *window->property("trackDrag").value<TrackDragModel*>(); }
 
   bool enter(QPoint place, const QMimeData& data) {
-    QDragEnterEvent event(place, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QDragEnterEvent event(place, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(window, &event);
     settle();
     return event.isAccepted();
   }
   bool move(QPoint place, const QMimeData& data) {
-    QDragMoveEvent event(place, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QDragMoveEvent event(place, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(window, &event);
     settle();
     return event.isAccepted();
   }
   bool drop(QPoint place, const QMimeData& data) {
-    QDropEvent event(place, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QDropEvent event(place, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, modifiers);
     QCoreApplication::sendEvent(window, &event);
     settle();
     return event.isAccepted();
@@ -47,6 +47,14 @@ class WindowDrops : public WindowFixture {
 
   [[nodiscard]] int playingTrack() const { return order().at(static_cast<std::size_t>(currentIndex())); }
 
+  /// Tracks 7 and 8, in a folder.
+  void addNewTracks(QMimeData& data) {
+    folder.write("new/Track 7.wav", "x");
+    folder.write("new/Track 8.flac", "x");
+    addFiles(data, {QUrl::fromLocalFile(QString::fromStdString(folder.path() / "new"))});
+  }
+
+  Qt::KeyboardModifiers modifiers = Qt::NoModifier;  ///< during drags
   TemporaryFolder folder;
 };
 
@@ -101,6 +109,82 @@ TEST_F(WindowDrops, FilesAreLoadedWhereverTheyAreDropped) {
   EXPECT_NE(accessible("Drop to play these instead"), nullptr);
   EXPECT_TRUE(drop(overTheRows, data));
   EXPECT_THAT(order(), ElementsAre(7, 8));
+}
+
+TEST_F(WindowDrops, FilesAreInsertedBetweenTheRowsThatTheyAreDroppedBetween) {
+  load(3);
+  session.seek(4);
+  QMimeData data;
+  addNewTracks(data);
+  const QPoint gap = placeIn(*row(1), 0.5, 0.1);
+  EXPECT_TRUE(enter(gap, data));
+  EXPECT_TRUE(isShown("Drop to insert these here"));
+  EXPECT_TRUE(move(placeIn(*row(1), 0.5, 0.5), data));
+  EXPECT_TRUE(isShown("Drop to play these instead"));
+  EXPECT_TRUE(move(placeIn(*row(0), 0.5, 0.9), data));
+  EXPECT_TRUE(isShown("Drop to insert these here")) << "the other side of the same gap";
+  EXPECT_TRUE(drop(gap, data));
+  EXPECT_THAT(order(), ElementsAre(1, 7, 8, 2, 3));
+  EXPECT_EQ(playingTrack(), 1);
+  EXPECT_NEAR(position(), 4, 0.001);
+  EXPECT_FALSE(isShown("Drop to insert these here"));
+  EXPECT_TRUE(isShown("2 tracks added"));
+}
+
+TEST_F(WindowDrops, FilesBelowTheLastRowAreAddedAtTheEnd) {
+  window->resize(900, 1000);
+  load(2);
+  QMimeData data;
+  addNewTracks(data);
+  const QPoint end = placeIn(*row(1), 0.5, 1.1);
+  EXPECT_TRUE(enter(end, data));
+  EXPECT_TRUE(isShown("Drop to add these at the end"));
+  EXPECT_TRUE(drop(end, data));
+  EXPECT_THAT(order(), ElementsAre(1, 2, 7, 8));
+}
+
+TEST_F(WindowDrops, FilesAreAddedAtTheEndWithShift) {
+  load(3);
+  session.seek(4);
+  QMimeData data;
+  addNewTracks(data);
+  const QPoint place = placeIn(*item("Position"), 0.5, 0.5);
+  EXPECT_TRUE(enter(place, data));
+  EXPECT_TRUE(isShown("Drop to play these instead"));
+  modifiers = Qt::ShiftModifier;
+  EXPECT_TRUE(move(place, data));
+  EXPECT_TRUE(isShown("Drop to add these at the end"));
+  EXPECT_TRUE(drop(place, data));
+  EXPECT_THAT(order(), ElementsAre(1, 2, 3, 7, 8));
+  EXPECT_NEAR(position(), 4, 0.001);
+  modifiers = Qt::NoModifier;
+  EXPECT_TRUE(enter(place, data));
+  EXPECT_TRUE(isShown("Drop to play these instead")) << "Shift is not held any more";
+  EXPECT_TRUE(drop(place, data));
+  EXPECT_THAT(order(), ElementsAre(7, 8));
+}
+
+TEST_F(WindowDrops, FilesWithShiftPlayInAnEmptyWindow) {
+  QMimeData data;
+  addNewTracks(data);
+  modifiers = Qt::ShiftModifier;
+  EXPECT_TRUE(enter({300, 300}, data));
+  EXPECT_TRUE(drop({300, 300}, data));
+  EXPECT_THAT(order(), ElementsAre(7, 8));
+}
+
+TEST_F(WindowDrops, FilesThatWaitScrollTheListAtItsEnds) {
+  load(40);
+  const QQuickItem* list = row(0)->parentItem()->parentItem();
+  QMimeData data;
+  addNewTracks(data);
+  EXPECT_TRUE(enter(placeIn(*list, 0.5, 0.98), data));
+  EXPECT_TRUE(waitFor([&] { return list->property("contentY").toDouble() > 58; }));
+  leave();
+  const double left = list->property("contentY").toDouble();
+  advance(std::chrono::seconds(1));
+  settle();
+  EXPECT_EQ(list->property("contentY").toDouble(), left);
 }
 
 TEST_F(WindowDrops, WhatCannotBePlayedIsNamedForAWhile) {

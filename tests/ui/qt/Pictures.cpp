@@ -278,6 +278,24 @@ class Stage : public WindowFixture {
     QDragEnterEvent event(place, Qt::MoveAction, data_.get(), Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(window, &event);
   }
+  void selecting() {
+    play(2, 0.38);
+    auto* tracks = window->property("tracks").value<QObject*>();
+    for (const int row : {3, 1}) QMetaObject::invokeMethod(tracks, "toggleSelected", Q_ARG(int, row));
+    session.moveTrack(7, 8);
+  }
+  void selectingWide() {
+    window->resize(1600, 1000);
+    selecting();
+  }
+  void removed() {
+    play(2, 0.38);
+    session.removeTracks(std::vector{proxy.state().tracks[3].id, proxy.state().tracks[4].id});
+  }
+  void removedWide() {
+    window->resize(1600, 1000);
+    removed();
+  }
   void dropping() {
     play(2, 0.38);
     hover();
@@ -444,6 +462,10 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"names", &Stage::names},
                                                 {"thousands", &Stage::thousands},
                                                 {"dragging", &Stage::dragging},
+                                                {"selecting", &Stage::selecting},
+                                                {"selecting-wide", &Stage::selectingWide},
+                                                {"removed", &Stage::removed},
+                                                {"removed-wide", &Stage::removedWide},
                                                 {"dropping", &Stage::dropping},
                                                 {"dropping-empty", &Stage::droppingEmpty},
                                                 {"picking", &Stage::picking},

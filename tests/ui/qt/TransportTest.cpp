@@ -173,11 +173,11 @@ TEST_F(WindowTransport, ShowsTheTimeThatHasPassed) {
 TEST_F(WindowTransport, OpensWhatTheDialogsReturn) {
   load(1);
   auto& source = *window->property("source").value<SourceModel*>();
-  source.openFolder(QUrl("file:///nowhere"));
+  source.openFolder(QUrl("file:///nowhere"), false);
   EXPECT_THAT(background, SizeIs(1)) << "the folder is being searched";
   settle();
   EXPECT_EQ(order().size(), 1U) << "nothing was found: the playlist stays";
-  source.openFiles({QUrl("file:///music/Track 2.wav"), QUrl("file:///music/notes.txt")});
+  source.openFiles({QUrl("file:///music/Track 2.wav"), QUrl("file:///music/notes.txt")}, false);
   settle();
   EXPECT_THAT(order(), ElementsAre(2));
 }

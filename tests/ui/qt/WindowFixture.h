@@ -106,7 +106,7 @@ class WindowFixture : public testing::Test {
                         return makeWaveformData(files, url, maxWaveformSamples, stop);
                       },
                       [this](WaveformStore::Work work) { background.push_back(std::move(work)); }};
-  SourceActions sources{runLoop, [this](auto urls) { content.loadPlaylist(urls); },
+  SourceActions sources{runLoop, [this](auto urls, auto place) { content.openFiles(urls, place); },
                         [this](BackgroundWork work) { background.push_back(std::move(work)); }};
   std::vector<std::function<void()>> background;  ///< done by settle()
   std::optional<PlayerWindow> player;
