@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "engine/AudioPlayerError.h"
+#include "engine/FailureContext.h"
 #include "engine/render/OutputLevels.h"
 #include "platform/AudioStreamBasicDescription.h"
 #include "platform/SampleAlteration.h"
@@ -18,8 +19,8 @@ struct AudioPathStatus {
   enum class Kind : std::uint8_t { ready, configuring, bitPerfect, directPCM, processed, converted, error };
 
   Kind kind = Kind::ready;
-  std::string label;   ///< the badge's text, in capitals
-  std::string detail;  ///< one or more sentences
+  std::string label;         ///< the badge's text, in capitals
+  std::string detail;        ///< one or more sentences
   FailureContext context{};  ///< of kind error: what is known besides
 
   bool operator==(const AudioPathStatus&) const = default;

@@ -76,8 +76,8 @@ void BitPerfectAudioPlayer::play(FileURL url, Started started, StartAt startAt) 
 
 void BitPerfectAudioPlayer::prepare(const FileURL& url) {
   const auto read = [this, url] {
-    machine_->preparer().prepare(
-        url, [this](Preparation prepared) { machine_->finishPreparation(std::move(prepared)); });
+    machine_->preparer().prepare(url,
+                                 [this](Preparation prepared) { machine_->finishPreparation(std::move(prepared)); });
   };
   const bool isTaken = machine_->upcoming().take(url, [this, read](std::optional<PreparedAudio> prepared) {
     prepared ? machine_->finishPreparation({.version = {}, .audio = *std::move(prepared)}) : read();

@@ -66,8 +66,8 @@ class BitPerfectAudioPlayer {
   [[nodiscard]] const Published<ExclusiveAccessStatus>& exclusiveAccessStatus() const;
   /// Grows by one each time a track has been played to its end.
   [[nodiscard]] const Published<std::int64_t>& playbackCompletionCount() const;
-  /// Why the track that play() or setOutputDevice() asked for last could not be prepared. Nothing where it could be, also
-  /// when its output then failed.
+  /// Why the track that play() or setOutputDevice() asked for last could not be prepared. Nothing where it could be,
+  /// also when its output then failed.
   [[nodiscard]] const std::optional<PreparationFailure>& preparationFailure() const;
   /// Seconds of the track that the device has played; nothing while no track is configured, or where the device does
   /// not tell.

@@ -72,6 +72,18 @@ HogModeReport DeviceProperties::readHogMode(AudioObjectID deviceID) const {
           .pauseSeconds = readProperty<double>(hardware_, deviceID, pauseAddress).value_or(0)};
 }
 
+AudioPlayerError DeviceProperties::withOwner(AudioPlayerError error, AudioObjectID deviceID) const {
+  if (error.status() != kAudioDevicePermissionsError) return error;
+  const HogModeReport report = readHogMode(deviceID);
+  if (report.ownerPID <= 0 || report.isOwnedByCurrentProcess) return error;
+  constexpr auto nameAddress = globalAddress(kAudioDevicePropertyHogModeOwnerName);
+  const bool hasName = hardware_.hasProperty(deviceID, nameAddress);
+  FailureContext context = error.context();
+  context.owner = {report.ownerPID,
+                   hasName ? readProperty<std::string>(hardware_, deviceID, nameAddress).value_or("") : std::string()};
+  return std::move(error).with(std::move(context));
+}
+
 HogModeReport DeviceProperties::acquireHogMode(AudioObjectID deviceID) {
   const HogModeReport before = readHogMode(deviceID);
   // The write toggles: where the owner is not known, it might give away what this process has.

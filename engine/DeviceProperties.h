@@ -38,6 +38,9 @@ class DeviceProperties {
   /// Who owns the device now.
   [[nodiscard]] HogModeReport readHogMode(AudioObjectID deviceID) const;
 
+  /// The error, and the other process that has the device, where that is why and the process is known.
+  [[nodiscard]] AudioPlayerError withOwner(AudioPlayerError error, AudioObjectID deviceID) const;
+
   /// Takes hog mode when nobody has it; never from another owner. Success shows only in isOwnedByCurrentProcess.
   [[nodiscard]] HogModeReport acquireHogMode(AudioObjectID deviceID);
 

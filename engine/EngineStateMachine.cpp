@@ -129,8 +129,9 @@ Result<void> EngineStateMachine::configureOutput(bool startPlayback, std::option
   publish();
 
   const auto opened = configuring.output->open(configuring.track, isExclusive, foundRate);
-  if (!opened) return std::unexpected(opened.error());
-  if (auto result = bringUp(opened->hogMode, startPlayback); !result) return result;
+  if (!opened) return std::unexpected(services_.device.withOwner(opened.error(), *resolved));
+  if (const auto result = bringUp(opened->hogMode, startPlayback); !result)
+    return std::unexpected(services_.device.withOwner(result.error(), *resolved));
   const SampleRateReport& rates = opened->rates;
   services_.logger.standard("Configured output device {}, transport {}, source {:f} Hz, device {:f} Hz", *resolved,
                             opened->transportType, rates.requestedRate,

@@ -17,10 +17,19 @@ struct TrackCut {
   bool operator==(const TrackCut&) const = default;
 };
 
+/// Another process, which has the device.
+struct DeviceOwner {
+  std::int32_t pid = 0;
+  std::string name;  ///< as the process has chosen it, control characters included; empty: not known
+
+  bool operator==(const DeviceOwner&) const = default;
+};
+
 struct FailureContext {
   FileFinding file{};
   std::string expectedFormat{};  ///< of the file by its name, as AudioFormat::name; empty: none that is played
   std::optional<TrackCut> cut{};
+  std::optional<DeviceOwner> owner{};
 
   bool operator==(const FailureContext&) const = default;
 };

@@ -197,7 +197,8 @@ void OutputSupervision::reopenIfDue() {
 
 void OutputSupervision::recoverOutputIfNeeded() {
   if (!machine_.isPlayingOrPaused()) return;
-  if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(AudioPlayerError::message(recoveryReason_));
+  if (recoveryAttempts_ >= maximumRecoveryAttempts)
+    return finishRecoveryWithError(AudioPlayerError::message(recoveryReason_));
   ++recoveryAttempts_;
   stableHealthChecks_ = 0;  // health before the fault earns no new attempts, only health after it
   const bool wasPlaying = machine_.isPlaying();
@@ -224,10 +225,9 @@ void OutputSupervision::recoveryFailed(const AudioPlayerError& error) {
 
 void OutputSupervision::finishRecoveryWithError(const AudioPlayerError& error) {
   machine_.upcoming().want(std::nullopt);
-  const auto whole =
-      AudioPlayerError::message(fmt::format("The output device did not recover after {} attempts. {}",
-                                            maximumRecoveryAttempts, error.errorDescription()))
-          .with(error.context());
+  const auto whole = AudioPlayerError::message(fmt::format("The output device did not recover after {} attempts. {}",
+                                                           maximumRecoveryAttempts, error.errorDescription()))
+                         .with(error.context());
   machine_.stop(AudioPathStatus::failed(whole), {.restoreSampleRate = false});
   machine_.services().logger.error("Output recovery exhausted all attempts");
 }

@@ -9,6 +9,8 @@
 #include <optional>
 #include <utility>
 
+#include "platform/PrintableText.h"
+
 namespace tolvane {
 namespace {
 
@@ -80,30 +82,29 @@ constexpr std::array places{
     PlainPlace{FilePlace::brokenLink, "This is a link to a file that is not there."},
     PlainPlace{FilePlace::closedFolder, "You are not allowed to open the folder of this file."}};
 
-constexpr std::array contents{
-    PlainContent{FileContent::wav, "a WAV", "WAV"},
-    PlainContent{FileContent::aiff, "an AIFF", "AIFF"},
-    PlainContent{FileContent::flac, "a FLAC", "FLAC"},
-    PlainContent{FileContent::oggFlac, "a FLAC in an Ogg file", "FLAC"},
-    PlainContent{FileContent::mp3, "an MP3", "MP3"},
-    PlainContent{FileContent::oggVorbis, "an Ogg Vorbis file", ""},
-    PlainContent{FileContent::oggOpus, "an Opus file", ""},
-    PlainContent{FileContent::ogg, "an Ogg file", ""},
-    PlainContent{FileContent::mp4, "an MP4 or M4A", ""},
-    PlainContent{FileContent::caf, "a CAF", ""},
-    PlainContent{FileContent::wavPack, "a WavPack file", ""},
-    PlainContent{FileContent::monkeysAudio, "a Monkey's Audio file", ""},
-    PlainContent{FileContent::dsf, "a DSF", ""},
-    PlainContent{FileContent::dsdiff, "a DSDIFF", ""},
-    PlainContent{FileContent::trueAudio, "a True Audio file", ""},
-    PlainContent{FileContent::midi, "a MIDI file", ""},
-    PlainContent{FileContent::windowsMedia, "a Windows Media file", ""},
-    PlainContent{FileContent::aac, "an AAC stream", ""},
-    PlainContent{FileContent::webPage, "a web page", ""},
-    PlainContent{FileContent::pdf, "a PDF", ""},
-    PlainContent{FileContent::png, "a PNG picture", ""},
-    PlainContent{FileContent::jpeg, "a JPEG picture", ""},
-    PlainContent{FileContent::zip, "a ZIP archive", ""}};
+constexpr std::array contents{PlainContent{FileContent::wav, "a WAV", "WAV"},
+                              PlainContent{FileContent::aiff, "an AIFF", "AIFF"},
+                              PlainContent{FileContent::flac, "a FLAC", "FLAC"},
+                              PlainContent{FileContent::oggFlac, "a FLAC in an Ogg file", "FLAC"},
+                              PlainContent{FileContent::mp3, "an MP3", "MP3"},
+                              PlainContent{FileContent::oggVorbis, "an Ogg Vorbis file", ""},
+                              PlainContent{FileContent::oggOpus, "an Opus file", ""},
+                              PlainContent{FileContent::ogg, "an Ogg file", ""},
+                              PlainContent{FileContent::mp4, "an MP4 or M4A", ""},
+                              PlainContent{FileContent::caf, "a CAF", ""},
+                              PlainContent{FileContent::wavPack, "a WavPack file", ""},
+                              PlainContent{FileContent::monkeysAudio, "a Monkey's Audio file", ""},
+                              PlainContent{FileContent::dsf, "a DSF", ""},
+                              PlainContent{FileContent::dsdiff, "a DSDIFF", ""},
+                              PlainContent{FileContent::trueAudio, "a True Audio file", ""},
+                              PlainContent{FileContent::midi, "a MIDI file", ""},
+                              PlainContent{FileContent::windowsMedia, "a Windows Media file", ""},
+                              PlainContent{FileContent::aac, "an AAC stream", ""},
+                              PlainContent{FileContent::webPage, "a web page", ""},
+                              PlainContent{FileContent::pdf, "a PDF", ""},
+                              PlainContent{FileContent::png, "a PNG picture", ""},
+                              PlainContent{FileContent::jpeg, "a JPEG picture", ""},
+                              PlainContent{FileContent::zip, "a ZIP archive", ""}};
 
 template <std::size_t count>
 std::string_view wordsFor(const std::array<PlainStatus, count>& table, OSStatus status, std::string_view otherwise) {
@@ -164,12 +165,13 @@ std::string contentWords(const FailureContext& context) {
   if (found == contents.end() || (!found->format.empty() && found->format == context.expectedFormat)) return {};
   if (!context.expectedFormat.empty())
     return fmt::format("This is not {} file: it begins like {}.", withArticle(context.expectedFormat), found->name);
-  return found->format.empty() ? fmt::format("This player does not play this kind of file: it begins like {}.",
-                                             found->name)
-                               : std::string();
+  return found->format.empty()
+             ? fmt::format("This player does not play this kind of file: it begins like {}.", found->name)
+             : std::string();
 }
 
 std::string contextWords(const FailureContext& context) {
+  if (context.owner) return plainOwner(*context.owner);
   if (auto words = placeWords(context.file); !words.empty()) return words;
   if (context.cut) return plainCut(*context.cut);
   return contentWords(context);
@@ -183,9 +185,22 @@ std::span<const PlainContent> plainContents() { return contents; }
 std::span<const PlainStatus> plainFileStatuses() { return fileStatuses; }
 std::span<const PlainStatus> plainDeviceStatuses() { return deviceStatuses; }
 
+std::string plainOwner(const DeviceOwner& owner) {
+  // Longer than any that the kernel keeps; ends between two characters.
+  constexpr std::size_t longestName = 64;
+  std::string_view name = owner.name;
+  std::size_t length = 0;
+  while (length < name.size() && length + firstCharacter(name.substr(length)).length <= longestName)
+    length += firstCharacter(name.substr(length)).length;
+  name = name.substr(0, length);
+  return name.empty() ? fmt::format("Another program has the device open: process {}.", owner.pid)
+                      : fmt::format("Another program has the device open: {} ({}).", printableText(name), owner.pid);
+}
+
 std::string plainCut(const TrackCut& cut) {
   const std::string whole = timeText(cut.wholeSeconds);
-  if (cut.heldSeconds <= 0) return fmt::format("The file is cut off before its music begins: all of {} is missing.", whole);
+  if (cut.heldSeconds <= 0)
+    return fmt::format("The file is cut off before its music begins: all of {} is missing.", whole);
   const std::string held = timeText(cut.heldSeconds);
   return held != whole ? fmt::format("The file is cut off after {} of {}.", held, whole)
                        : fmt::format("The file is cut off less than a second before its end at {}.", whole);

@@ -20,6 +20,9 @@ namespace tolvane {
 /// Of what a status says: why there is no path, or that the track on it is cut off; else empty.
 [[nodiscard]] std::string plainWords(const AudioPathStatus& status, const std::optional<TrackCut>& cut = {});
 
+/// "Another program has the device open: mpv (1234)."
+[[nodiscard]] std::string plainOwner(const DeviceOwner& owner);
+
 /// "The file is cut off after 3:12 of 4:05."
 [[nodiscard]] std::string plainCut(const TrackCut& cut);
 

@@ -33,8 +33,8 @@ struct SignalPath {
   /// own order of precedence (judgeAudioPath).
   std::optional<PathStage::Kind> named{};
   std::string deviceName{};
-  std::string soundServer{};  ///< name and version; empty: none is in between
-  std::string driver{};       ///< of the kernel; empty: not known
+  std::string soundServer{};      ///< name and version; empty: none is in between
+  std::string driver{};           ///< of the kernel; empty: not known
   std::optional<TrackCut> cut{};  ///< where the file holds less than its header states
 
   bool operator==(const SignalPath&) const = default;
@@ -50,9 +50,9 @@ struct PathDescription {
   std::uint32_t channels = 2;
   OutputLevels levels{};
   std::string deviceName{};
-  std::string soundServer{};   ///< name and version; empty: none is in between
-  std::string driver{};        ///< of the kernel; empty: not known
-  std::string formatSource{};  ///< where the physical format was read; empty: not known
+  std::string soundServer{};      ///< name and version; empty: none is in between
+  std::string driver{};           ///< of the kernel; empty: not known
+  std::string formatSource{};     ///< where the physical format was read; empty: not known
   std::optional<TrackCut> cut{};  ///< where the file holds less than its header states
 };
 

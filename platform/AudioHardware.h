@@ -60,6 +60,9 @@ constexpr FourCharCode kAudioDevicePropertyHogModePause =
     fourCharCode("oinp");  ///< device: double, seconds in which hog mode is refused after a failure; often absent
 constexpr FourCharCode kAudioDevicePropertyReopeningIsDue =
     fourCharCode("reop");  ///< device: uint32, 1 while others wait for its unit to be initialised anew; often absent
+constexpr FourCharCode kAudioDevicePropertyHogModeOwnerName =
+    fourCharCode("hogn");  ///< device: string, name of the process that owns the device, as the system has it; empty
+                           ///< where no process does, or its name is not known; often absent
 constexpr FourCharCode kAudioDevicePropertyDeviceIsAlive = fourCharCode("livn");  ///< device: uint32, 0 or 1
 constexpr FourCharCode kAudioDevicePropertyStreams = fourCharCode("stm#");        ///< device, output: AudioObjectIDs
 constexpr FourCharCode kAudioDevicePropertyStreamConfiguration =

@@ -12,7 +12,7 @@
 namespace tolvane {
 
 struct UnplayableFile {
-  std::string detail;                  ///< AudioPlayerError::errorDescription()
+  std::string detail;  ///< AudioPlayerError::errorDescription()
   FailureContext context;
   std::optional<FileVersion> version;  ///< that could not be prepared; nothing: no file was found
 

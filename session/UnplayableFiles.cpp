@@ -5,7 +5,8 @@ namespace tolvane {
 void UnplayableFiles::add(const PreparationFailure& failure) {
   if (failure.error.status() == kAudioFileTooManyOpenFilesError) return;
   UnplayableFileMap known = known_.value() ? *known_.value() : UnplayableFileMap();
-  known.insert_or_assign(failure.url, UnplayableFile{failure.error.errorDescription(), failure.error.context(), failure.version});
+  known.insert_or_assign(failure.url,
+                         UnplayableFile{failure.error.errorDescription(), failure.error.context(), failure.version});
   publish(std::move(known));
 }
 

@@ -103,6 +103,8 @@ std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::deviceProperty(Al
       return asProperty(device.actualRate());
     case kAudioDevicePropertyHogMode:
       return asProperty(device.hogOwner());
+    case kAudioDevicePropertyHogModeOwnerName:
+      return device.hogOwnerName();
     case kAudioDevicePropertyDeviceIsAlive:
       return std::uint32_t{1};  // one that has gone is no object any more
     case kAudioDevicePropertyStreams:

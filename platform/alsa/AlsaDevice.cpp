@@ -355,6 +355,11 @@ std::expected<std::vector<std::uint32_t>, OSStatus> AlsaDevice::channelPositions
 
 std::expected<pid_t, OSStatus> AlsaDevice::hogOwner() const { return claim_.owner(); }
 
+std::string AlsaDevice::hogOwnerName() const {
+  const pid_t owner = hogOwner().value_or(-1);
+  return owner > 0 ? readProcessName(system_.paths, owner) : std::string();
+}
+
 OSStatus AlsaDevice::toggleHog() {
   if (claim_.isHeld()) {
     claim_.release();

@@ -59,6 +59,8 @@ class AlsaDevice {
   [[nodiscard]] std::expected<std::vector<AudioValueRange>, OSStatus> availableRates();
   [[nodiscard]] std::expected<double, OSStatus> actualRate() const;
   [[nodiscard]] std::expected<pid_t, OSStatus> hogOwner() const;
+  /// Empty where no process owns it, or its name is not known.
+  [[nodiscard]] std::string hogOwnerName() const;
   [[nodiscard]] OSStatus toggleHog();
   [[nodiscard]] std::uint32_t channelCount() const;
   [[nodiscard]] std::uint32_t bufferFrameSize();

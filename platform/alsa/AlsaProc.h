@@ -42,6 +42,9 @@ struct AlsaStreamStatus {
 /// The thread group, that is the process, in the text of /proc/<tid>/status.
 [[nodiscard]] std::optional<pid_t> parseThreadGroup(std::string_view text);
 
+/// The name of a process in /proc/<pid>/comm, as the process has chosen it; empty when it cannot be read.
+[[nodiscard]] std::string readProcessName(const AlsaPaths& paths, pid_t process);
+
 /// The bits that every output converter of an HD Audio codec has, by the text of its codec#N; 0 where one of them does
 /// not state its bits, nothing where there is no such converter.
 [[nodiscard]] std::optional<int> parseHdaSignificantBits(std::string_view text);

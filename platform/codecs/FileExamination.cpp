@@ -25,12 +25,18 @@ struct KnownFormat {
 
 /// Of files that are known and not played, as recogniseFile() names them.
 constexpr std::array kKnownFormats = {
-    KnownFormat{fourCharCode("vorb"), FileContent::oggVorbis}, KnownFormat{fourCharCode("opus"), FileContent::oggOpus},
-    KnownFormat{fourCharCode("Oggf"), FileContent::ogg},       KnownFormat{fourCharCode("mp4f"), FileContent::mp4},
-    KnownFormat{fourCharCode("caff"), FileContent::caf},       KnownFormat{fourCharCode("wvpk"), FileContent::wavPack},
-    KnownFormat{fourCharCode("MAC "), FileContent::monkeysAudio}, KnownFormat{fourCharCode("DSD "), FileContent::dsf},
-    KnownFormat{fourCharCode("FRM8"), FileContent::dsdiff},    KnownFormat{fourCharCode("TTA1"), FileContent::trueAudio},
-    KnownFormat{fourCharCode("midi"), FileContent::midi},      KnownFormat{fourCharCode("wma "), FileContent::windowsMedia},
+    KnownFormat{fourCharCode("vorb"), FileContent::oggVorbis},
+    KnownFormat{fourCharCode("opus"), FileContent::oggOpus},
+    KnownFormat{fourCharCode("Oggf"), FileContent::ogg},
+    KnownFormat{fourCharCode("mp4f"), FileContent::mp4},
+    KnownFormat{fourCharCode("caff"), FileContent::caf},
+    KnownFormat{fourCharCode("wvpk"), FileContent::wavPack},
+    KnownFormat{fourCharCode("MAC "), FileContent::monkeysAudio},
+    KnownFormat{fourCharCode("DSD "), FileContent::dsf},
+    KnownFormat{fourCharCode("FRM8"), FileContent::dsdiff},
+    KnownFormat{fourCharCode("TTA1"), FileContent::trueAudio},
+    KnownFormat{fourCharCode("midi"), FileContent::midi},
+    KnownFormat{fourCharCode("wma "), FileContent::windowsMedia},
     KnownFormat{fourCharCode("aac "), FileContent::aac},
 };
 
@@ -41,9 +47,12 @@ struct OtherMark {
 
 /// What is found under the name of music all the same.
 constexpr std::array kOtherMarks = {
-    OtherMark{"%pdf-"sv, FileContent::pdf},         OtherMark{"\x89png\r\n"sv, FileContent::png},
-    OtherMark{"\xFF\xD8\xFF"sv, FileContent::jpeg}, OtherMark{"pk\x03\x04"sv, FileContent::zip},
-    OtherMark{"<!doctype html"sv, FileContent::webPage}, OtherMark{"<html"sv, FileContent::webPage},
+    OtherMark{"%pdf-"sv, FileContent::pdf},
+    OtherMark{"\x89png\r\n"sv, FileContent::png},
+    OtherMark{"\xFF\xD8\xFF"sv, FileContent::jpeg},
+    OtherMark{"pk\x03\x04"sv, FileContent::zip},
+    OtherMark{"<!doctype html"sv, FileContent::webPage},
+    OtherMark{"<html"sv, FileContent::webPage},
 };
 
 FileContent contentOf(const RecognisedFile& file) {
@@ -109,7 +118,8 @@ FileContent contentOf(const ByteSource& source) {
   const auto count = source.readAt(0, storage);
   if (!count) return FileContent::unknown;
   std::string start(*count, '\0');
-  std::ranges::transform(std::span(storage).first(*count), start.begin(), [](std::byte b) { return static_cast<char>(b); });
+  std::ranges::transform(std::span(storage).first(*count), start.begin(),
+                         [](std::byte b) { return static_cast<char>(b); });
   return contentOf(std::string_view(start));
 }
 

@@ -11,11 +11,11 @@
 namespace tolvane {
 
 struct PcmFileLayout {
-  AudioStreamBasicDescription format;  ///< with its own format id when the data is not linear PCM
-  std::uint64_t dataOffset = 0;        ///< bytes from the start of the file
-  std::uint64_t dataByteCount = 0;     ///< bytes that the file really holds
-  std::int32_t sourceBitDepth = 0;     ///< negative for floating point, 0 when not linear PCM
-  ChannelLayout channels{};            ///< as many as the format has
+  AudioStreamBasicDescription format;                 ///< with its own format id when the data is not linear PCM
+  std::uint64_t dataOffset = 0;                       ///< bytes from the start of the file
+  std::uint64_t dataByteCount = 0;                    ///< bytes that the file really holds
+  std::int32_t sourceBitDepth = 0;                    ///< negative for floating point, 0 when not linear PCM
+  ChannelLayout channels{};                           ///< as many as the format has
   std::optional<std::uint64_t> announcedByteCount{};  ///< as AudioFile::announcedByteCount()
 
   bool operator==(const PcmFileLayout&) const = default;

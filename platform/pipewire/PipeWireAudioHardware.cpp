@@ -75,7 +75,8 @@ std::optional<PipeWireAudioHardware::Kind> PipeWireAudioHardware::kindOf(AudioOb
 /// Without a card of one's own nothing can be owned, and no hardware is known that could have a volume.
 bool PipeWireAudioHardware::lacks(AudioObjectID object, FourCharCode selector) const {
   if (selector == kAudioDevicePropertyReopeningIsDue) return deviceOf(object)->direct == kAudioObjectUnknown;
-  if (selector == kAudioDevicePropertyHogMode || selector == kAudioDevicePropertyHogModePause)
+  if (selector == kAudioDevicePropertyHogMode || selector == kAudioDevicePropertyHogModePause ||
+      selector == kAudioDevicePropertyHogModeOwnerName)
     return !direct_.hasProperty(deviceOf(object)->direct, hogModeAddress);
   if (selector == kAudioDevicePropertySoundServer) return isReachedDirectly(*deviceOf(object));
   if (selector == kAudioDevicePropertyDriver) return deviceOf(object)->direct == kAudioObjectUnknown;

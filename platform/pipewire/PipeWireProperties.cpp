@@ -101,6 +101,10 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::devicePropert
       return asProperty(hogOwner(device));
     case kAudioDevicePropertyHogModePause:
       return secondsUntilRetake(device);
+    case kAudioDevicePropertyHogModeOwnerName:
+      // A server that has the card owns nothing.
+      if (hogOwner(device).value_or(-1) <= 0) return std::string();
+      return direct_.propertyData(device.direct, globalAddress(selector));
     case kAudioDevicePropertyReopeningIsDue:
       return isReopeningDue(device) ? std::uint32_t{1} : std::uint32_t{0};
     case kAudioDevicePropertyDeviceIsAlive:

@@ -166,6 +166,8 @@ bool SimulatedDevice::lacks(FourCharCode selector) const {
       return !config_.alterations && !config_.channelLayout;
     case kAudioDevicePropertyHogModePause:
       return !config_.hogPause;
+    case kAudioDevicePropertyHogModeOwnerName:
+      return !config_.hogOwnerName;
     case kAudioDevicePropertyReopeningIsDue:
       return !config_.isReopeningDue;
     case kAudioDevicePropertyDriver:
@@ -205,6 +207,8 @@ std::expected<AudioPropertyValue, OSStatus> SimulatedDevice::readDevice(FourChar
       return config_.hogOwner;
     case kAudioDevicePropertyHogModePause:
       return *config_.hogPause;
+    case kAudioDevicePropertyHogModeOwnerName:
+      return config_.hogOwner == -1 ? std::string() : *config_.hogOwnerName;
     case kAudioDevicePropertyReopeningIsDue:
       return *config_.isReopeningDue ? 1U : 0U;
     case kAudioDevicePropertyDriver:

@@ -79,8 +79,9 @@ struct SimulatedDeviceConfig {
 
   bool hogIsSettable = true;
   bool ignoresHogWrites = false;
-  std::optional<double> hogPause{};  ///< seconds, as it is reported; nothing: the device has no such property
-  std::int32_t hogOwner = -1;        ///< a pid
+  std::optional<double> hogPause{};           ///< seconds, as it is reported; nothing: the device has no such property
+  std::int32_t hogOwner = -1;                 ///< a pid
+  std::optional<std::string> hogOwnerName{};  ///< nothing: no such property
   /// Units of this process cannot open the device while another process owns it. Off: they can (a driver that keeps
   /// shared access alive).
   bool foreignHogShutsOut = true;

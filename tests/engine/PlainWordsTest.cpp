@@ -113,8 +113,8 @@ TEST(PlainWordsInContext, AreThereForEachContentUnderEachName) {
   for (const auto& [content, name, format] : plainContents()) {
     EXPECT_TRUE(seen.insert(content).second) << name << " stands there twice";
     for (const AudioFormat& expected : audioFormats) {
-      const std::string words = plainWords(
-          notRecognised, {.file = {.place = FilePlace::file, .content = content}, .expectedFormat = std::string(expected.name)});
+      const std::string words = plainWords(notRecognised, {.file = {.place = FilePlace::file, .content = content},
+                                                           .expectedFormat = std::string(expected.name)});
       expectPlain(words);
       if (format == expected.name)
         EXPECT_EQ(words, plainWords(notRecognised)) << "it is what its name says";
@@ -132,7 +132,8 @@ TEST(PlainWordsInContext, AreThereForEachContentUnderEachName) {
 
 TEST(PlainWordsInContext, NameWhatTheFileBeginsLike) {
   const auto words = [](FileContent content, const char* expected) {
-    return plainWords(notRecognised, {.file = {.place = FilePlace::file, .content = content}, .expectedFormat = expected});
+    return plainWords(notRecognised,
+                      {.file = {.place = FilePlace::file, .content = content}, .expectedFormat = expected});
   };
   EXPECT_EQ(words(FileContent::wav, "FLAC"), "This is not a FLAC file: it begins like a WAV.");
   EXPECT_EQ(words(FileContent::webPage, "MP3"), "This is not an MP3 file: it begins like a web page.");
@@ -164,9 +165,9 @@ TEST(PlainWordsInContext, OfATrackThatPlaysAreWhatItsFileLacks) {
   EXPECT_EQ(plainWords(playing), "");
   EXPECT_EQ(plainWords(playing, TrackCut{192, 245}), "The file is cut off after 3:12 of 4:05.");
   EXPECT_EQ(plainWords(AudioPathStatus::configuring(), TrackCut{192, 245}), "");
-  const auto failed = AudioPathStatus::failed(
-      AudioPlayerError::operation("Opening FLAC", kAudioFileUnsupportedFileTypeError)
-          .with({.file = {.place = FilePlace::emptyFile}}));
+  const auto failed =
+      AudioPathStatus::failed(AudioPlayerError::operation("Opening FLAC", kAudioFileUnsupportedFileTypeError)
+                                  .with({.file = {.place = FilePlace::emptyFile}}));
   EXPECT_EQ(failed.detail, notRecognised);
   EXPECT_EQ(plainWords(failed), "The file is empty.");
 }
@@ -204,6 +205,58 @@ TEST_F(PlainFailures, OfThePlayerHavePlainWords) {
   advance(10s);
   ASSERT_EQ(path().kind, PathKind::error);
   EXPECT_THAT(plainWords(path().detail), StartsWith("The device was lost, and could not be opened again."));
+}
+
+TEST(PlainWordsInContext, NameTheProgramThatHasTheDevice) {
+  EXPECT_EQ(plainOwner({1234, "mpv"}), "Another program has the device open: mpv (1234).");
+  EXPECT_EQ(plainOwner({1234, ""}), "Another program has the device open: process 1234.");
+  EXPECT_EQ(plainOwner({7, "a\x1B[31m\nb\u202E"}), "Another program has the device open: a?[31m?b? (7).");
+  const std::string cut = plainOwner({7, std::string(63, 'x') + "\u00E9" + std::string(5000, 'y')});
+  EXPECT_EQ(cut, "Another program has the device open: " + std::string(63, 'x') + " (7).") << "no half character";
+  const std::string detail = detailOf("Initializing the output device", kAudioDevicePermissionsError);
+  EXPECT_EQ(plainWords(detail, {.owner = DeviceOwner{1234, "mpv"}}),
+            "Another program has the device open: mpv (1234).");
+  EXPECT_EQ(
+      plainWords("The output device did not recover after 3 attempts. " + detail, {.owner = DeviceOwner{1234, "mpv"}}),
+      "The device was lost, and could not be opened again. Another program has the device open: mpv (1234).");
+}
+
+TEST_F(PlainFailures, NameTheProgramThatHasTheDevice) {
+  const AudioObjectID id = addDevice({.hogOwner = otherProcess, .hogOwnerName = "mpv"});
+  player->setOutputDevice(id);
+  player->play(addTrack("/a.wav", 44100));
+  ASSERT_EQ(path().kind, PathKind::error);
+  EXPECT_THAT(path().detail, testing::EndsWith("(Core Audio 560492391)."));
+  EXPECT_EQ(plainWords(path()), "Another program has the device open: mpv (4321).");
+  EXPECT_FALSE(player->preparationFailure()) << "nothing is wrong with the file";
+}
+
+TEST_F(PlainFailures, NameTheProgramThatTookTheDevice) {
+  const AudioObjectID id = addDevice({.hogOwnerName = "mpv"});
+  player->setOutputDevice(id);
+  player->play(addTrack("/a.wav", 10 * 44100));
+  ASSERT_TRUE(isPlaying());
+  device(id).setHogOwner(otherProcess);
+  device(id).stopByItself();
+  advance(20s);
+  ASSERT_EQ(path().kind, PathKind::error);
+  EXPECT_EQ(plainWords(path()),
+            "The device was lost, and could not be opened again. Another program has the device open: mpv (4321).");
+}
+
+TEST_F(PlainFailures, NameNoProgramWhereNoneIsKnown) {
+  const AudioObjectID id = addDevice({.hogOwnerName = "mpv"});
+  player->setOutputDevice(id);
+  hardware.failNext(UnitStage::initialize, kAudioDevicePermissionsError);
+  player->play(addTrack("/a.wav", 44100));
+  ASSERT_EQ(path().kind, PathKind::error);
+  EXPECT_EQ(path().context, FailureContext());
+  EXPECT_EQ(plainWords(path()), "Another program has the device open, or you are not allowed to use it.");
+  hardware.removeDevice(id);
+  const AudioObjectID nameless = addDevice({.hogOwner = otherProcess});
+  player->setOutputDevice(nameless);
+  player->play(FileURL("/a.wav"));
+  EXPECT_EQ(plainWords(path()), "Another program has the device open: process 4321.");
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ namespace {
 
 using Stage = PathStage::Kind;
 using Condition = PathStage::Condition;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -167,6 +168,12 @@ TEST(SignalPath, SaysWhatItKnowsOfTheFile) {
   facts.sourceRate = 44100;
   EXPECT_EQ(value(), "MP3 44.1 kHz");
   EXPECT_THAT(stageOf(signalPath(facts, track), Stage::file).meaning, StartsWith("MP3 is a lossy format"));
+  EXPECT_EQ(signalPath(facts, track).cut, std::nullopt);
+  track.cut = TrackCut{192, 245};
+  EXPECT_THAT(stageOf(signalPath(facts, track), Stage::file).meaning,
+              EndsWith("can bring that back. The file is cut off after 3:12 of 4:05."));
+  EXPECT_EQ(signalPath(facts, track).cut, track.cut);
+  EXPECT_TRUE(signalPath(perfectPath(), track).isUnaltered()) << "what is there is passed on as it is";
 }
 
 TEST(SignalPath, GivesTheReasonsOfTheRoute) {

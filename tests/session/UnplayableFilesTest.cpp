@@ -63,17 +63,16 @@ TEST_F(SessionUnplayable, AreThoseThatFailAtAnyStepOfTheirPreparation) {
     void (*damage)(SimulatedPCMFile& file);
     std::string detail;
   };
-  const Case cases[]{
-      {"permission", [](SimulatedPCMFile& file) { file.openStatus = kAudioFilePermissionsError; },
-       "Opening the PCM file failed (Core Audio -54)."},
-      {"format", [](SimulatedPCMFile& file) { file.formatStatus = kAudioFileInvalidFileError; },
-       "Reading the PCM format failed (Core Audio 1685348671)."},
-      {"layout", [](SimulatedPCMFile& file) { file.format.mFormatID = fourCharCode("alac"); },
-       "This PCM layout is not supported for direct playback."},
-      {"reading", [](SimulatedPCMFile& file) { file.readStatus = kAudioFileIOError; },
-       "Reading PCM samples failed (Core Audio -36)."},
-      {"empty", [](SimulatedPCMFile& file) { file.data.clear(); },
-       "The PCM track exceeds the in-memory playback limit."}};
+  const Case cases[]{{"permission", [](SimulatedPCMFile& file) { file.openStatus = kAudioFilePermissionsError; },
+                      "Opening the PCM file failed (Core Audio -54)."},
+                     {"format", [](SimulatedPCMFile& file) { file.formatStatus = kAudioFileInvalidFileError; },
+                      "Reading the PCM format failed (Core Audio 1685348671)."},
+                     {"layout", [](SimulatedPCMFile& file) { file.format.mFormatID = fourCharCode("alac"); },
+                      "This PCM layout is not supported for direct playback."},
+                     {"reading", [](SimulatedPCMFile& file) { file.readStatus = kAudioFileIOError; },
+                      "Reading PCM samples failed (Core Audio -36)."},
+                     {"empty", [](SimulatedPCMFile& file) { file.data.clear(); },
+                      "The PCM track exceeds the in-memory playback limit."}};
   load(1);
   for (const Case& each : cases) {
     SimulatedPCMFile file;

@@ -13,7 +13,22 @@ class Icon : public QQuickPaintedItem {
   Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged FINAL REQUIRED)
 
  public:
-  enum Shape { Previous, Play, Pause, Next, Stop, Add, Speaker, ChevronDown, Minimise, Zoom, Restore, Close, Tick, Warning };
+  enum Shape {
+    Previous,
+    Play,
+    Pause,
+    Next,
+    Stop,
+    Add,
+    Speaker,
+    ChevronDown,
+    Minimise,
+    Zoom,
+    Restore,
+    Close,
+    Tick,
+    Warning
+  };
   Q_ENUM(Shape)
 
   explicit Icon(QQuickItem* parent = nullptr);

@@ -81,8 +81,9 @@ TrackListModel::TrackListModel(ContentView& content)
     announceCurrent(left);
     announceCurrent(currentIndex_);
   }));
-  parts.push_back(content.waveforms().onChange(
-      [this](const FileURL& url) { announce(url, {samplesRole, durationRole, loadingRole}); }));
+  parts.push_back(content.waveforms().onChange([this](const FileURL& url) {
+    announce(url, {samplesRole, durationRole, loadingRole});
+  }));
   subscriptions_ = Subscription::joined(std::move(parts));
 }
 

@@ -110,9 +110,9 @@ class TrackListModel final : public QAbstractListModel {
   [[nodiscard]] std::optional<int> rowOf(Shown& shown) const;
 
   ContentView& content_;
-  PlaylistTracks tracks_;                        // what the views have been told
-  std::map<FileURL, std::vector<Shown>> shown_;  // a file may stand in the list twice
-  std::int64_t currentIndex_;                    // what the views have been told
+  PlaylistTracks tracks_;                                // what the views have been told
+  std::map<FileURL, std::vector<Shown>> shown_;          // a file may stand in the list twice
+  std::int64_t currentIndex_;                            // what the views have been told
   std::shared_ptr<const UnplayableFileMap> unplayable_;  // likewise; null: none
   QPersistentModelIndex playedRow_;
   TrackSelection selection_;

@@ -41,8 +41,9 @@ TEST_F(FileExamination, TellsWhatAFileBeginsLike) {
   const std::string ogg = "OggS"s + std::string(24, '\0');
   const Case cases[]{
       {"wav", padded("RIFF\x10\x20\0\0WAVEfmt "s), FileContent::wav},
-      {"aiff", padded("FORM\0\0\x10\x20"
-                      "AIFFCOMM"s),
+      {"aiff",
+       padded("FORM\0\0\x10\x20"
+              "AIFFCOMM"s),
        FileContent::aiff},
       {"flac", padded("fLaC"), FileContent::flac},
       {"ogg flac",

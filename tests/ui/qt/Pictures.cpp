@@ -177,6 +177,16 @@ class Stage : public WindowFixture {
     QTest::mouseMove(window, placeIn(*row(1), 0, 0.5) + QPoint(30, 0));
     waitForTip();
   }
+  /// A file that holds less than it states, in the sheet.
+  void cutOff() {
+    loadProgramme();
+    SimulatedPCMFile file = recording(programme[2]);
+    file.wholeByteCount = file.data.size() * 2;
+    files.add(url(2), file);
+    content.playTrack(2, 0.38);
+    advance(std::chrono::milliseconds(1200));
+    openSheet();
+  }
   void unplayableWide() {
     window->resize(1600, 1000);
     unplayablePointer();
@@ -453,6 +463,7 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"not-known", &Stage::notKnown},
                                                 {"checking", &Stage::checking},
                                                 {"preparing", &Stage::preparing},
+                                                {"cut-off", &Stage::cutOff},
                                                 {"unplayable", &Stage::unplayable},
                                                 {"unplayable-keyboard", &Stage::unplayableKeyboard},
                                                 {"unplayable-pointer", &Stage::unplayablePointer},

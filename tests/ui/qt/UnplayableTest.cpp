@@ -245,5 +245,30 @@ TEST_F(WindowUnplayable, HasNoMarkInAListThatReplacesTheRows) {
   EXPECT_FALSE(isMarked(1));
 }
 
+TEST_F(WindowUnplayable, SaysInRowAndSheetWhatTheFileIs) {
+  addTracks(1);
+  const FileURL misnamed("/music/Track 9.flac");
+  files.setFinding(misnamed, {.place = FilePlace::file, .content = FileContent::wav});
+  content.loadPlaylist(std::vector{misnamed});
+  settle();
+  EXPECT_EQ(problem(0), "This is not a FLAC file: it begins like a WAV.\nOpening FLAC failed (Core Audio -43).");
+  const auto* output = window->property("output").value<QObject*>();
+  EXPECT_EQ(output->property("pathPlainly").toString().toStdString(), "This is not a FLAC file: it begins like a WAV.");
+}
+
+TEST_F(WindowUnplayable, MarksNoFileThatPlaysAsFarAsItGoes) {
+  SimulatedPCMFile file;
+  file.format = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
+  file.data.resize(44100 * 4 * 10);
+  file.wholeByteCount = 44100 * 4 * 245;
+  files.add(track(1), std::move(file));
+  content.loadPlaylist(std::vector{track(1)});
+  settle();
+  EXPECT_TRUE(isPlaying());
+  EXPECT_FALSE(isMarked(0));
+  const auto* output = window->property("output").value<QObject*>();
+  EXPECT_EQ(output->property("pathPlainly").toString().toStdString(), "The file is cut off after 0:10 of 4:05.");
+}
+
 }  // namespace
 }  // namespace tolvane::test
