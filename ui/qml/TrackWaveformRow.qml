@@ -128,11 +128,14 @@ T.ItemDelegate {
                 anchors.fill: parent
                 anchors.topMargin: -16
                 anchors.bottomMargin: -16
+                // A component can name the things around it in no other way before Qt 6.5.
+                // qmllint disable unqualified
                 sourceComponent: UnplayableMark {
                     objectName: "unplayableMark"
                     problem: row.problem
                     keyboardHere: row.focusShown
                 }
+                // qmllint enable unqualified
             }
         }
         ElidedText {
