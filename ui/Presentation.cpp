@@ -50,6 +50,10 @@ std::string savingLabel(bool isSaved) { return isSaved ? "" : "not saved for now
 
 std::string trackCountLabel(std::int64_t count) { return fmt::format("{} {}", count, count == 1 ? "track" : "tracks"); }
 
+std::string matchLabel(std::int64_t number, std::int64_t count) {
+  return count > 0 ? fmt::format("{} of {}", number, count) : "No match";
+}
+
 std::string selectionLabel(std::int64_t count, std::int64_t selected) {
   return fmt::format("{} of {} selected", selected, count);
 }

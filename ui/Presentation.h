@@ -31,6 +31,9 @@ namespace tolvane {
 
 /// "1 track", "12 tracks".
 [[nodiscard]] std::string trackCountLabel(std::int64_t count);
+/// "2 of 17"; "No match" without any.
+[[nodiscard]] std::string matchLabel(std::int64_t number, std::int64_t count);
+
 /// "3 of 12 selected".
 [[nodiscard]] std::string selectionLabel(std::int64_t count, std::int64_t selected);
 /// Beside it while nothing is stored for the next session; empty otherwise.

@@ -173,5 +173,10 @@ TEST(PlaylistChangeLabel, SaysWhatHasHappened) {
   EXPECT_EQ(playlistChangeLabel({Kind::moved, 1}), "Track moved");
 }
 
+TEST(MatchLabel, CountsTheMatches) {
+  EXPECT_EQ(matchLabel(2, 17), "2 of 17");
+  EXPECT_EQ(matchLabel(0, 0), "No match");
+}
+
 }  // namespace
 }  // namespace tolvane

@@ -7,6 +7,7 @@ Item {
 
     required property TrackListModel tracks
     readonly property bool empty: tracks.count === 0
+    signal findRequested()
     signal openFolderRequested(bool adds)
     signal openFileRequested(bool adds)
     /// A control has gone that the keyboard was on.
@@ -66,6 +67,16 @@ Item {
             visible: header.tracks.undoLabel.length > 0
             onVisibleChanged: if (!visible && focus) header.leftByKeyboard()
             onClicked: header.tracks.undo()
+        }
+        IconButton {
+            implicitWidth: 28
+            implicitHeight: 28
+            iconSize: 13
+            shape: Icon.Find
+            tint: Theme.gold
+            name: qsTr("Find a track")
+            visible: !header.empty
+            onClicked: header.findRequested()
         }
         SourceButtons {
             visible: !header.empty

@@ -13,7 +13,23 @@ class Icon : public QQuickPaintedItem {
   Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged FINAL REQUIRED)
 
  public:
-  enum Shape { Previous, Play, Pause, Next, Stop, Add, Speaker, ChevronDown, Minimise, Zoom, Restore, Close, Tick };
+  enum Shape {
+    Previous,
+    Play,
+    Pause,
+    Next,
+    Stop,
+    Add,
+    Speaker,
+    ChevronDown,
+    ChevronUp,
+    Find,
+    Minimise,
+    Zoom,
+    Restore,
+    Close,
+    Tick
+  };
   Q_ENUM(Shape)
 
   explicit Icon(QQuickItem* parent = nullptr);
