@@ -27,6 +27,11 @@ Item {
             weight: Font.Medium
         }
         TabularText {
+            visible: text.length > 0 && header.tracks.savingLabel.length === 0 && header.tracks.selectedCount === 0
+            text: header.tracks.durationLabel.length > 0 ? "· " + header.tracks.durationLabel : ""
+            color: Theme.muted
+        }
+        TabularText {
             visible: text.length > 0
             text: header.tracks.savingLabel.length > 0 ? "· " + header.tracks.savingLabel : ""
             color: Theme.muted
