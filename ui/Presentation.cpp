@@ -56,6 +56,21 @@ std::string problemText(const UnplayableFile& file) {
 
 std::string trackCountLabel(std::int64_t count) { return fmt::format("{} {}", count, count == 1 ? "track" : "tracks"); }
 
+std::string playlistDurationLabel(double seconds, std::int64_t known, std::int64_t count) {
+  if (known == 0) return "";
+  const double total = std::floor(seconds);
+  const double hours = std::floor(total / 3600);
+  const double minutes = std::floor(total / 60) - 60 * hours;
+  const double rest = total - 60 * std::floor(total / 60);
+  const std::string time = hours > 0 ? fmt::format("{:.0f}:{:02.0f}:{:02.0f}", hours, minutes, rest)
+                                     : fmt::format("{:02.0f}:{:02.0f}", minutes, rest);
+  return known < count ? time + " or more" : time;
+}
+
+std::string matchLabel(std::int64_t number, std::int64_t count) {
+  return count > 0 ? fmt::format("{} of {}", number, count) : "No match";
+}
+
 std::string selectionLabel(std::int64_t count, std::int64_t selected) {
   return fmt::format("{} of {} selected", selected, count);
 }

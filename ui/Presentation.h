@@ -32,6 +32,12 @@ namespace tolvane {
 
 /// "1 track", "12 tracks".
 [[nodiscard]] std::string trackCountLabel(std::int64_t count);
+/// "52:10", "1:02:33"; with "or more" where not all lengths are known, and empty where none is.
+[[nodiscard]] std::string playlistDurationLabel(double seconds, std::int64_t known, std::int64_t count);
+
+/// "2 of 17"; "No match" without any.
+[[nodiscard]] std::string matchLabel(std::int64_t number, std::int64_t count);
+
 /// "3 of 12 selected".
 [[nodiscard]] std::string selectionLabel(std::int64_t count, std::int64_t selected);
 /// Beside it while nothing is stored for the next session; empty otherwise.

@@ -44,6 +44,8 @@ class WaveformStore {
   [[nodiscard]] Samples samples(const FileURL& url) const;
   /// Seconds.
   [[nodiscard]] std::optional<double> duration(const FileURL& url) const;
+  /// Of all files that are known.
+  [[nodiscard]] const std::map<FileURL, double>& durations() const { return waveformDurationsByURL_; }
   [[nodiscard]] bool isLoading(const FileURL& url) const { return loadingWaveforms_.contains(url); }
 
   /// Called after a file's waveform has arrived, and after a load of it began or ended without one.

@@ -173,5 +173,19 @@ TEST(PlaylistChangeLabel, SaysWhatHasHappened) {
   EXPECT_EQ(playlistChangeLabel({Kind::moved, 1}), "Track moved");
 }
 
+TEST(PlaylistDurationLabel, SaysWhetherAllLengthsAreKnown) {
+  EXPECT_EQ(playlistDurationLabel(0, 0, 12), "");
+  EXPECT_EQ(playlistDurationLabel(65.9, 12, 12), "01:05");
+  EXPECT_EQ(playlistDurationLabel(3599, 11, 12), "59:59 or more");
+  EXPECT_EQ(playlistDurationLabel(3600, 12, 12), "1:00:00");
+  EXPECT_EQ(playlistDurationLabel(360'000 + 125, 12, 12), "100:02:05");
+  EXPECT_EQ(playlistDurationLabel(0, 1, 1), "00:00");
+}
+
+TEST(MatchLabel, CountsTheMatches) {
+  EXPECT_EQ(matchLabel(2, 17), "2 of 17");
+  EXPECT_EQ(matchLabel(0, 0), "No match");
+}
+
 }  // namespace
 }  // namespace tolvane

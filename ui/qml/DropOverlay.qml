@@ -28,9 +28,9 @@ Item {
         radius: Theme.controlRadius
     }
     Rectangle {
-        anchors.horizontalCenter: parent.horizontalCenter
+        x: 8
         y: 5
-        width: Math.min(parent.width - 16, Math.max(message.implicitWidth, help.implicitWidth) + 36)
+        width: parent.width - 16
         height: 40
         radius: Theme.controlRadius
         color: Theme.night

@@ -11,6 +11,7 @@ Window {
     required property NowPlayingModel nowPlaying
     required property TrackListModel tracks
     required property TrackDragModel trackDrag
+    required property TrackFindModel trackFind
     required property OutputModel output
     required property SignalPathModel path
     required property SourceModel source
@@ -43,6 +44,10 @@ Window {
     Shortcut { sequence: "Ctrl+Left"; onActivated: window.nowPlaying.previous() }
     Shortcut { sequence: "Ctrl+Right"; onActivated: window.nowPlaying.next() }
     Shortcut { sequence: "Ctrl+I"; onActivated: sheet.open() }
+    Shortcut { sequence: "Ctrl+F"; onActivated: queue.findAgain() }
+    Shortcut { sequence: "F3"; onActivated: queue.findNext(1) }
+    Shortcut { sequence: "Shift+F3"; onActivated: queue.findNext(-1) }
+    Shortcut { sequence: "Ctrl+J"; onActivated: queue.showPlaying() }
     Shortcut { sequence: "Ctrl+Z"; enabled: window.tracks.undoLabel.length > 0; onActivated: window.tracks.undo() }
     Shortcut { sequence: "Ctrl+W"; onActivated: window.close() }
     Shortcut { sequence: "Ctrl+Q"; onActivated: Qt.quit() }
@@ -118,10 +123,16 @@ Window {
         // What the part with the keyboard has no use for.
         Keys.onLeftPressed: event => window.nowPlaying.seekBy(event.modifiers & Qt.ShiftModifier ? -1 : -5)
         Keys.onRightPressed: event => window.nowPlaying.seekBy(event.modifiers & Qt.ShiftModifier ? 1 : 5)
+        Keys.onPressed: event => {
+            const isText = event.text.length > 0 && event.text.charCodeAt(0) > 32 && event.text.charCodeAt(0) !== 127;
+            event.accepted = isText && !(event.modifiers & (Qt.ControlModifier | Qt.AltModifier | Qt.MetaModifier));
+            if (event.accepted) queue.findTyped(event.text);
+        }
 
         NowPlayingPanel {
             Layout.fillWidth: true
             nowPlaying: window.nowPlaying
+            onPlaceRequested: queue.showPlaying()
         }
         QueuePanel {
             id: queue
@@ -130,6 +141,7 @@ Window {
             nowPlaying: window.nowPlaying
             tracks: window.tracks
             trackDrag: window.trackDrag
+            finder: window.trackFind
             dropTargeted: fileDrop.containsDrag
             dropGap: fileDrop.gap
             notice: window.source.notice

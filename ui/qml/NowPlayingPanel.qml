@@ -6,6 +6,8 @@ Panel {
     id: panel
 
     required property NowPlayingModel nowPlaying
+    /// The row that plays is to be shown in the list.
+    signal placeRequested()
     readonly property bool isPreparing: nowPlaying.preparing
     /// Most tracks are ready before one could see anything.
     property bool showsPreparation: false
@@ -45,7 +47,13 @@ Panel {
             TabularText {
                 Layout.alignment: Qt.AlignVCenter
                 text: panel.nowPlaying.trackPosition
-                color: Theme.muted
+                color: place.hovered ? Theme.ink : Theme.muted
+                Accessible.description: qsTr("Shows the current track in the list")
+                Accessible.onPressAction: panel.placeRequested()
+
+                HoverHandler { id: place; cursorShape: Qt.PointingHandCursor }
+                TapHandler { onTapped: panel.placeRequested() }
+                HelpTip { text: qsTr("Show the current track in the list"); visible: place.hovered; below: true }
             }
         }
 

@@ -7,6 +7,7 @@ Item {
 
     required property TrackListModel tracks
     readonly property bool empty: tracks.count === 0
+    signal findRequested()
     signal openFolderRequested(bool adds)
     signal openFileRequested(bool adds)
     /// A control has gone that the keyboard was on.
@@ -24,6 +25,11 @@ Item {
             text: header.tracks.selectedCount > 0 ? header.tracks.selectionLabel : header.tracks.countLabel
             color: Theme.muted
             weight: Font.Medium
+        }
+        TabularText {
+            visible: text.length > 0 && header.tracks.savingLabel.length === 0 && header.tracks.selectedCount === 0
+            text: header.tracks.durationLabel.length > 0 ? "· " + header.tracks.durationLabel : ""
+            color: Theme.muted
         }
         TabularText {
             visible: text.length > 0
@@ -66,6 +72,16 @@ Item {
             visible: header.tracks.undoLabel.length > 0
             onVisibleChanged: if (!visible && focus) header.leftByKeyboard()
             onClicked: header.tracks.undo()
+        }
+        IconButton {
+            implicitWidth: 28
+            implicitHeight: 28
+            iconSize: 13
+            shape: Icon.Find
+            tint: Theme.gold
+            name: qsTr("Find a track")
+            visible: !header.empty
+            onClicked: header.findRequested()
         }
         SourceButtons {
             visible: !header.empty

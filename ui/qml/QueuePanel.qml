@@ -8,6 +8,7 @@ Panel {
     required property NowPlayingModel nowPlaying
     required property TrackListModel tracks
     required property TrackDragModel trackDrag
+    required property TrackFindModel finder
     required property bool dropTargeted
     /// Where files go that are dropped now: the gap above a row; −1 replaces the list.
     required property int dropGap
@@ -23,6 +24,16 @@ Panel {
     function followFiles(place: point) { list.filesY = empty ? -1 : panel.mapToItem(list, place).y; }
     function forgetFiles() { list.filesY = -1; }
 
+    /// By what was typed into the window.
+    function findTyped(text: string) { if (!empty) find.begin(text); }
+    function findAgain() { if (!empty) find.resume(); }
+    function findNext(direction: int) {
+        findAgain();
+        finder.step(direction);
+    }
+    function showPlaying() { list.goToPlaying(); }
+    onEmptyChanged: if (empty) find.end()
+
     ColumnLayout {
         anchors.fill: parent
         anchors.topMargin: 9
@@ -30,10 +41,12 @@ Panel {
         spacing: 6
 
         QueueHeader {
+            id: header
             Layout.fillWidth: true
             Layout.leftMargin: Theme.padding
             Layout.rightMargin: Theme.padding
             tracks: panel.tracks
+            onFindRequested: panel.findAgain()
             onOpenFolderRequested: adds => panel.openFolderRequested(adds)
             onOpenFileRequested: adds => panel.openFileRequested(adds)
             onLeftByKeyboard: list.takeKeyboard()
@@ -47,6 +60,8 @@ Panel {
             nowPlaying: panel.nowPlaying
             tracks: panel.tracks
             trackDrag: panel.trackDrag
+            finder: panel.finder
+            finds: find.visible
             fileGap: panel.dropTargeted ? panel.dropGap : -1
         }
         EmptyState {
@@ -63,6 +78,20 @@ Panel {
         }
     }
 
+    FindField {
+        id: find
+        x: 8
+        y: header.y + 4
+        width: panel.width - 16
+        height: header.height + 10
+        finder: panel.finder
+        onPlayed: {
+            if (finder.row < 0) return;
+            list.playRow(finder.row);
+            end();
+        }
+        onClosed: list.takeKeyboard()
+    }
     NoticeBar {
         anchors.left: parent.left
         anchors.right: parent.right

@@ -8,6 +8,9 @@ Item {
     required property NowPlayingModel nowPlaying
     required property TrackListModel tracks
     required property TrackDragModel trackDrag
+    required property TrackFindModel finder
+    /// A match is looked at, wherever the keyboard is.
+    required property bool finds
     /// The gap that files would be dropped into; −1: none.
     property int fileGap: -1
     /// How far below the list's top files are dragged; −1 while none are.
@@ -40,6 +43,20 @@ Item {
         const rows = (place.y - rowsTop) / Theme.trackRowHeight;
         const gap = Math.round(rows);
         return gap <= list.count && Math.abs(rows - gap) <= 0.25 ? gap : -1;
+    }
+
+    /// What plays, also after the list was scrolled or the keyboard has gone elsewhere in it.
+    function goToPlaying() { if (nowPlaying.currentIndex >= 0) showPlaying(); }
+    function playRow(row: int) { list.play(row, 0); }
+
+    Connections {
+        target: frame.finder
+        function onChanged() { if (frame.finds && frame.finder.row >= 0) frame.bringInSight(frame.finder.row); }
+    }
+    function bringInSight(row: int) {
+        list.currentIndex = row;
+        const top = rowsTop + row * Theme.trackRowHeight;
+        if (top < 0 || top + Theme.trackRowHeight > list.height) list.positionViewAtIndex(row, ListView.Center);
     }
 
     function takeKeyboard() { list.forceActiveFocus(Qt.TabFocusReason); }
@@ -171,7 +188,7 @@ Item {
             progress: current ? frame.nowPlaying.progress : 0
             markedTime: marked >= 0 ? frame.tracks.timeAt(index, marked) : ""
             onShown: frame.tracks.rowShown(index)
-            focusShown: ListView.isCurrentItem && list.showsFocus
+            focusShown: ListView.isCurrentItem && (list.showsFocus || (frame.finds && frame.finder.row === index))
             onSelected: list.choose(index, 0)
             onPickToggled: { list.takePointer(); list.pick(index); }
             onPickExtended: { list.takePointer(); list.pickTo(index); }

@@ -108,6 +108,17 @@ void Icon::paint(QPainter* painter) {
       painter->setPen(pen);
       painter->setBrush(Qt::NoBrush);
       return painter->drawPolyline(QPolygonF({{5.5, 9}, {12, 15.5}, {18.5, 9}}));
+    case ChevronUp:
+      pen.setWidthF(2.6);
+      painter->setPen(pen);
+      painter->setBrush(Qt::NoBrush);
+      return painter->drawPolyline(QPolygonF({{5.5, 15.5}, {12, 9}, {18.5, 15.5}}));
+    case Find:
+      pen.setWidthF(2.6);
+      painter->setPen(pen);
+      painter->setBrush(Qt::NoBrush);
+      painter->drawEllipse(QRectF(3.5, 3.5, 13, 13));
+      return painter->drawLine(QPointF(15, 15), QPointF(20.5, 20.5));
     case Tick:
       pen.setWidthF(3.4);
       painter->setPen(pen);

@@ -22,6 +22,8 @@ class Icon : public QQuickPaintedItem {
     Add,
     Speaker,
     ChevronDown,
+    ChevronUp,
+    Find,
     Minimise,
     Zoom,
     Restore,

@@ -12,6 +12,7 @@
 #include "ui/qt/SignalPathModel.h"
 #include "ui/qt/SourceModel.h"
 #include "ui/qt/TrackDragModel.h"
+#include "ui/qt/TrackFindModel.h"
 #include "ui/qt/TrackListModel.h"
 
 // Written by the QML module's build. Named here, because the linker drops what a static library only registers.
@@ -24,6 +25,7 @@ struct PlayerWindow::Implementation {
       : nowPlaying(content),
         tracks(content),
         trackDrag(content),
+        trackFind(content),
         output(content.session()),
         path(content.session(), version),
         source(content, sources) {}
@@ -31,6 +33,7 @@ struct PlayerWindow::Implementation {
   NowPlayingModel nowPlaying;
   TrackListModel tracks;
   TrackDragModel trackDrag;
+  TrackFindModel trackFind;
   OutputModel output;
   SignalPathModel path;
   SourceModel source;
@@ -50,6 +53,7 @@ PlayerWindow::PlayerWindow(ContentView& content, SourceActions& sources, const s
       {QStringLiteral("nowPlaying"), QVariant::fromValue(&made.nowPlaying)},
       {QStringLiteral("tracks"), QVariant::fromValue(&made.tracks)},
       {QStringLiteral("trackDrag"), QVariant::fromValue(&made.trackDrag)},
+      {QStringLiteral("trackFind"), QVariant::fromValue(&made.trackFind)},
       {QStringLiteral("output"), QVariant::fromValue(&made.output)},
       {QStringLiteral("path"), QVariant::fromValue(&made.path)},
       {QStringLiteral("source"), QVariant::fromValue(&made.source)},

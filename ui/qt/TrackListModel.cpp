@@ -81,13 +81,16 @@ TrackListModel::TrackListModel(ContentView& content)
     announceCurrent(left);
     announceCurrent(currentIndex_);
   }));
-  parts.push_back(content.waveforms().onChange([this](const FileURL& url) {
-    announce(url, {samplesRole, durationRole, loadingRole});
-  }));
+  parts.push_back(content.waveforms().onChange([this](const FileURL& url) { announceWaveform(url); }));
   subscriptions_ = Subscription::joined(std::move(parts));
+  countDurations();
 }
 
 QString TrackListModel::countLabel() const { return toQString(trackCountLabel(std::ssize(tracks_.entries()))); }
+
+QString TrackListModel::durationLabel() const {
+  return toQString(playlistDurationLabel(duration_.seconds(), duration_.knownCount(), std::ssize(tracks_.entries())));
+}
 
 QString TrackListModel::savingLabel() const {
   return toQString(tolvane::savingLabel(content_.session().state().isSaved));
@@ -119,7 +122,7 @@ QVariant TrackListModel::data(const QModelIndex& index, int role) const {
     case samplesRole:
       return QVariant::fromValue(WaveformSamples{content_.waveforms().samples(track.url)});
     case durationRole:
-      return toQString(durationLabel(content_.waveforms().duration(track.url)));
+      return toQString(tolvane::durationLabel(content_.waveforms().duration(track.url)));
     case loadingRole:
       return content_.waveforms().isLoading(track.url);
     case currentRole:
@@ -158,7 +161,7 @@ int TrackListModel::moveRow(int row, int direction) {
 QString TrackListModel::timeAt(int row, double fraction) const {
   if (row < 0 || row >= count()) return {};
   const auto length = content_.waveforms().duration(tracks_[static_cast<std::size_t>(row)].url);
-  return toQString(durationLabel(length ? std::optional(fraction * *length) : std::nullopt));
+  return toQString(tolvane::durationLabel(length ? std::optional(fraction * *length) : std::nullopt));
 }
 
 bool TrackListModel::fadesTop(double visibleHeight, double rowsTop) const {
@@ -216,6 +219,7 @@ void TrackListModel::adoptTracks(const PlaylistTracks& tracks) {
     QMetaObject::invokeMethod(this, &TrackListModel::renewed, Qt::QueuedConnection);
   }
   if (hadSelection) emit selectionChanged();
+  if (tracks_.size() != before || !isAdopted) countDurations();
   if (tracks_.size() != before || !isAdopted) emit countChanged();
 }
 
@@ -279,6 +283,21 @@ void TrackListModel::announceCurrent(std::int64_t row) {
   if (row < 0 || row >= count()) return;
   const QModelIndex place = index(static_cast<int>(row));
   emit dataChanged(place, place, {currentRole});
+}
+
+/// A list that was only reordered lasts as long as before.
+void TrackListModel::countDurations() {
+  duration_.setTracks(tracks_);
+  for (const auto& [url, seconds] : content_.waveforms().durations()) duration_.add(url, seconds);
+  emit durationChanged();
+}
+
+void TrackListModel::announceWaveform(const FileURL& url) {
+  if (const auto seconds = content_.waveforms().duration(url)) {
+    duration_.add(url, *seconds);
+    emit durationChanged();
+  }
+  announce(url, {samplesRole, durationRole, loadingRole});
 }
 
 QString TrackListModel::problem(const FileURL& url) const {

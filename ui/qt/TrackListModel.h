@@ -9,6 +9,7 @@
 
 #include "ui/ContentView.h"
 #include "ui/ListDifference.h"
+#include "ui/PlaylistDuration.h"
 #include "ui/TrackSelection.h"
 #include "ui/qt/WaveformSamples.h"
 
@@ -20,6 +21,8 @@ class TrackListModel final : public QAbstractListModel {
   QML_UNCREATABLE("made by the window")
   Q_PROPERTY(int count READ count NOTIFY countChanged FINAL)
   Q_PROPERTY(QString countLabel READ countLabel NOTIFY countChanged FINAL)
+  /// How long all of them last, as far as it is known.
+  Q_PROPERTY(QString durationLabel READ durationLabel NOTIFY durationChanged FINAL)
   Q_PROPERTY(QString savingLabel READ savingLabel NOTIFY savingChanged FINAL)
   Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectionChanged FINAL)
   /// "3 of 12 selected".
@@ -45,6 +48,7 @@ class TrackListModel final : public QAbstractListModel {
 
   [[nodiscard]] int count() const { return rowCount({}); }
   [[nodiscard]] QString countLabel() const;
+  [[nodiscard]] QString durationLabel() const;
   [[nodiscard]] QString savingLabel() const;
   [[nodiscard]] int selectedCount() const { return static_cast<int>(selection_.count()); }
   [[nodiscard]] QString selectionLabel() const;
@@ -85,6 +89,7 @@ class TrackListModel final : public QAbstractListModel {
 
  signals:
   void countChanged();
+  void durationChanged();
   void savingChanged();
   void undoChanged();
   void selectionChanged();
@@ -102,9 +107,11 @@ class TrackListModel final : public QAbstractListModel {
   [[nodiscard]] bool adoptRemoval(const PlaylistTracks& tracks);
   [[nodiscard]] bool adoptInsertion(const PlaylistTracks& tracks);
   void announceSelection();
+  void countDurations();
   void announceFrom(std::size_t row);
   void announceCurrent(std::int64_t row);
   void adoptUnplayable(std::shared_ptr<const UnplayableFileMap> files);
+  void announceWaveform(const FileURL& url);
   void announce(const FileURL& url, const QList<int>& roles);
   [[nodiscard]] QString problem(const FileURL& url) const;
   [[nodiscard]] std::optional<int> rowOf(Shown& shown) const;
@@ -116,6 +123,7 @@ class TrackListModel final : public QAbstractListModel {
   std::shared_ptr<const UnplayableFileMap> unplayable_;  // likewise; null: none
   QPersistentModelIndex playedRow_;
   TrackSelection selection_;
+  PlaylistDuration duration_;
   Subscription subscriptions_;
 };
 

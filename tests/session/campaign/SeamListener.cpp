@@ -178,6 +178,7 @@ void SeamListener::load() {
   forgetPromise();
   world_.ask(Wish::load, "", [&](SessionProxy& window) { window.loadPlaylist(urls, autoplay); });
   lastLoad_ = world_.seam().sentCount();
+  isOrderKnown_ = true;
   order_.clear();
   for (std::size_t place = 0; place < urls.size(); ++place) {
     order_.push_back({lastLoad_, place});
@@ -235,17 +236,21 @@ void SeamListener::remove() {
 }
 
 /// Whether it brings back the list is checked where it is carried out: a load that was replaced there has changed
-/// nothing.
+/// nothing. The order is known again once everything has arrived, or with the next load.
 void SeamListener::undo() {
   if (!world_.window().state().undoableChange) return;
   world_.world.note("window: undo");
   forgetPromise();
   world_.ask(Wish::undo, "", [](SessionProxy& window) { window.undoPlaylistChange(); });
   require(!world_.window().state().undoableChange, "an undo that was asked for is still offered");
-  world_.settle();
+  isOrderKnown_ = false;
+}
+
+void SeamListener::adoptOrder() {
   order_.clear();
-  for (const auto& track : world_.window().state().tracks)
+  for (const auto& track : world_.session().playlistTracks().value())
     if (const auto origin = world_.originOf(track.id)) order_.push_back(*origin);
+  isOrderKnown_ = true;
 }
 
 void SeamListener::learnDuration() {
@@ -393,6 +398,7 @@ void SeamListener::checkUnplayableFiles() {
 void SeamListener::checkLists() {
   const PlaylistTracks& list = world_.session().playlistTracks().value();
   require(world_.window().state().tracks == list, "the playlist differs between window and player");
+  if (!isOrderKnown_) adoptOrder();
   require(list.size() == order_.size(), fmt::format("{} entries instead of {}", list.size(), order_.size()));
   for (std::size_t row = 0; row < std::min(list.size(), order_.size()); ++row)
     require(world_.originOf(list[row].id) == order_[row] && list[row].url == urls_.at(order_[row]),

@@ -65,6 +65,7 @@ class SeamListener {
   void checkWaiting();
   void checkLists();
   void checkUnplayableFiles();
+  void adoptOrder();
   [[nodiscard]] std::vector<FileURL> drawFiles();
   void require(bool holds, const std::string& what) {
     if (!holds) world_.world.fail(what);
@@ -79,6 +80,7 @@ class SeamListener {
   bool exclusive_ = false;
   bool watchesPath_ = false;
   std::vector<Origin> order_;
+  bool isOrderKnown_ = true;  ///< not between an undo and the next agreement
   std::map<Origin, FileURL> urls_;
   std::uint64_t lastLoad_ = 0;
   std::map<std::string, std::int64_t> settings_;

@@ -306,6 +306,22 @@ class Stage : public WindowFixture {
     window->resize(1600, 1000);
     removed();
   }
+  void finding() {
+    play(2, 0.38);
+    type("er");
+  }
+  void findingWide() {
+    window->resize(1600, 1000);
+    finding();
+  }
+  void inserting() {
+    play(2, 0.38);
+    hover(placeIn(*row(3), 0.5, 0.05));
+  }
+  void insertingWide() {
+    window->resize(1600, 1000);
+    inserting();
+  }
   void dropping() {
     play(2, 0.38);
     hover();
@@ -437,10 +453,10 @@ class Stage : public WindowFixture {
     constexpr std::chrono::milliseconds enough{1500};
     QTest::qWait(enough.count());
   }
-  void hover() {
+  void hover(QPoint place = {300, 340}) {
     data_ = std::make_unique<QMimeData>();
     data_->setUrls({QUrl("file:///music/New")});
-    QDragEnterEvent event({300, 340}, Qt::CopyAction, data_.get(), Qt::LeftButton, Qt::NoModifier);
+    QDragEnterEvent event(place, Qt::CopyAction, data_.get(), Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(window, &event);
   }
 
@@ -477,6 +493,10 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"selecting-wide", &Stage::selectingWide},
                                                 {"removed", &Stage::removed},
                                                 {"removed-wide", &Stage::removedWide},
+                                                {"finding", &Stage::finding},
+                                                {"finding-wide", &Stage::findingWide},
+                                                {"inserting", &Stage::inserting},
+                                                {"inserting-wide", &Stage::insertingWide},
                                                 {"dropping", &Stage::dropping},
                                                 {"dropping-empty", &Stage::droppingEmpty},
                                                 {"picking", &Stage::picking},

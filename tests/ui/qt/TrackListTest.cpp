@@ -63,6 +63,25 @@ TEST_F(WindowTracks, SayBesideTheirNumberThatNothingIsSaved) {
   EXPECT_FALSE(isShown("· not saved for now"));
 }
 
+TEST_F(WindowTracks, SayHowLongAllOfThemLastAsFarAsItIsKnown) {
+  load(3);
+  EXPECT_TRUE(isShown("· 00:30"));
+  load(100);
+  const QString some = model().property("durationLabel").toString();
+  EXPECT_TRUE(some.endsWith(" or more")) << some.toStdString();
+  EXPECT_TRUE(isShown("· " + some));
+  QMetaObject::invokeMethod(list(), "positionViewAtIndex", Q_ARG(int, 59), Q_ARG(int, 0));
+  settle();
+  EXPECT_NE(model().property("durationLabel").toString(), some) << "more of them are known";
+  load(3);
+  session.removeTracks(std::vector{session.playlistTracks().value()[1].id});
+  settle();
+  EXPECT_TRUE(isShown("· 00:20"));
+  session.moveTrack(0, 1);
+  settle();
+  EXPECT_TRUE(isShown("· 00:20"));
+}
+
 TEST_F(WindowTracks, KeepTheirRowWhenTheyMove) {
   load(4);
   const QQuickItem* first = row(0);

@@ -166,4 +166,9 @@ void WindowFixture::key(int key, Qt::KeyboardModifiers modifiers) {
   settle();
 }
 
+void WindowFixture::type(std::string_view text) {
+  for (const char letter : text) QTest::keyClick(window, letter);
+  settle();
+}
+
 }  // namespace tolvane::test

@@ -71,6 +71,8 @@ class WindowFixture : public testing::Test {
   void goToTheBackground();
   void comeToTheFront();
   void key(int key, Qt::KeyboardModifiers modifiers = Qt::NoModifier);
+  /// Letters of ASCII.
+  void type(std::string_view text);
 
   ManualRunLoop runLoop;  ///< the window's, and the player's where that is not apart
   std::optional<ManualRunLoop> apart;

@@ -1,0 +1,31 @@
+#pragma once
+// How long the whole playlist lasts, as far as the lengths of its files are known. Window's thread. A length that
+// becomes known costs one look-up; a list that has changed is counted anew with the first look-up after it.
+
+#include <cstdint>
+#include <string_view>
+#include <unordered_map>
+
+#include "session/PlaylistTracks.h"
+
+namespace tolvane {
+
+class PlaylistDuration {
+ public:
+  void setTracks(PlaylistTracks tracks);
+  /// The length of this file, for the first time since setTracks(); seconds, 0 or more.
+  void add(const FileURL& url, double seconds);
+
+  [[nodiscard]] double seconds() const { return seconds_; }
+  /// Of the entries; a file may stand in the list twice.
+  [[nodiscard]] std::int64_t knownCount() const { return known_; }
+  [[nodiscard]] bool isComplete() const { return known_ == std::ssize(tracks_.entries()); }
+
+ private:
+  PlaylistTracks tracks_;
+  std::unordered_map<std::string_view, std::int64_t> entriesOf_;  ///< by the path; the paths are those of tracks_
+  double seconds_ = 0;
+  std::int64_t known_ = 0;
+};
+
+}  // namespace tolvane

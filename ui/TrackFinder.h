@@ -1,0 +1,41 @@
+#pragma once
+// Finds tracks by what is typed: every word must occur in the file's name or in the names of the two folders above it,
+// in any order, whatever the case and the accents. Window's thread. The first search through a list folds all of its
+// names; a text that only grows searches what was found before.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "session/PlaylistTracks.h"
+
+namespace tolvane {
+
+/// Without case and accents, as both sides of a comparison. What is not UTF-8 is compared by its ASCII letters.
+[[nodiscard]] std::string foldedText(std::string_view text);
+
+class TrackFinder {
+ public:
+  /// Without a word nothing matches.
+  void find(const PlaylistTracks& tracks, std::string_view text);
+  /// Rows, ascending.
+  [[nodiscard]] const std::vector<std::int64_t>& matches() const { return matches_; }
+  /// The nearest match at this row or behind it, in this direction (1 or −1); after the last one the first one. −1:
+  /// none.
+  [[nodiscard]] std::int64_t matchFrom(std::int64_t row, int direction) const;
+  /// 1 for the first match; 0 for a row that does not match.
+  [[nodiscard]] std::int64_t numberOf(std::int64_t row) const;
+  /// Frees what was folded.
+  void forget();
+
+ private:
+  void fold(const PlaylistTracks& tracks);
+
+  PlaylistTracks tracks_;
+  std::vector<std::string> folded_;  ///< a text a row; empty until the first search
+  std::string text_;                 ///< of the last search, folded
+  std::vector<std::int64_t> matches_;
+};
+
+}  // namespace tolvane
