@@ -53,6 +53,18 @@ TEST_F(SessionInsertion, BehindTheCurrentTrackIsWhatFollowsIt) {
   EXPECT_EQ(playingURL(), track(7));
 }
 
+TEST_F(SessionInsertion, BehindTheCurrentTrackIsReadAhead) {
+  playTheSecond();
+  advance(1);
+  std::vector<FileURL> opened;
+  files.setReadGate([&](const FileURL& url, std::string_view call) {
+    if (call == "openAudioFile") opened.push_back(url);
+  });
+  insert(2);
+  EXPECT_THAT(opened, ElementsAre(track(7)));
+  EXPECT_EQ(playingURL(), track(2));
+}
+
 TEST_F(SessionInsertion, JustBeforeTheCrossingIsWhatFollows) {
   playTheSecond();
   advance(5.95);

@@ -118,6 +118,19 @@ TEST_F(SessionRemoval, OfTheNextTrackIsFollowedByTheOneBehindIt) {
   EXPECT_EQ(index(), 3);
 }
 
+TEST_F(SessionRemoval, OfTheNextTrackHasTheOneBehindItReadAhead) {
+  playTheThird();
+  advance(1);
+  std::vector<FileURL> opened;
+  files.setReadGate([&](const FileURL& url, std::string_view call) {
+    if (call == "openAudioFile") opened.push_back(url);
+  });
+  remove({3});
+  EXPECT_THAT(opened, ElementsAre(track(5)));
+  session.undoPlaylistChange();
+  EXPECT_THAT(opened, ElementsAre(track(5), track(4))) << "and the other one once more";
+}
+
 TEST_F(SessionRemoval, JustBeforeTheCrossingIsFollowedByTheOneBehindIt) {
   playTheThird();
   advance(5.95);
