@@ -31,14 +31,22 @@ class PlainOutput : public PlayerFixture {
     return testing::internal::GetCapturedStdout();
   }
   template <typename Command>
-  std::string run(ProbeArguments::Command command, const std::string& file) {
-    ProbeOutput output;
+  std::string run(Command command, ProbeArguments::Command name, const std::string& file) {
     testing::internal::CaptureStdout();
-    Command running(
-        *player, runLoop, output, [](const std::string&) { return kAudioObjectUnknown; }, [] {});
-    running.start({.command = command, .files = {file}, .play = {}});
+    command->start({.command = name, .files = {file}, .play = {}});
     advance(10s);
     return testing::internal::GetCapturedStdout();
+  }
+  std::string play(const std::string& file) {
+    ProbeOutput output;
+    return run(std::make_unique<PlayCommand>(
+                   *player, runLoop, output, [](const std::string&) { return kAudioObjectUnknown; }, [] {}),
+               ProbeArguments::Command::play, file);
+  }
+  std::string verify(const std::string& file) {
+    ProbeOutput output;
+    return run(std::make_unique<VerifyCommand>(*player, files, runLoop, output, nullptr, [] {}),
+               ProbeArguments::Command::verify, file);
   }
 
   AudioObjectID id = addDevice();
@@ -52,21 +60,21 @@ TEST_F(PlainOutput, OfEveryCommandIsTheSameSentence) {
             {"/misnamed.flac", R"("plainly":"This is not a FLAC file: it begins like a WAV.")"}};
   for (const auto& [file, words] : cases) {
     EXPECT_THAT(prepare(file), HasSubstr(words));
-    EXPECT_THAT(run<PlayCommand>(ProbeArguments::Command::play, file), HasSubstr(words));
-    EXPECT_THAT(run<VerifyCommand>(ProbeArguments::Command::verify, file), HasSubstr(words));
+    EXPECT_THAT(play(file), HasSubstr(words));
+    EXPECT_THAT(verify(file), HasSubstr(words));
   }
 }
 
 TEST_F(PlainOutput, IsNotThereForAFileThatPlaysWhole) {
   EXPECT_THAT(prepare("/whole.wav"), Not(HasSubstr("plainly")));
-  EXPECT_THAT(run<PlayCommand>(ProbeArguments::Command::play, "/whole.wav"), Not(HasSubstr("plainly")));
-  EXPECT_THAT(run<VerifyCommand>(ProbeArguments::Command::verify, "/whole.wav"), Not(HasSubstr("plainly")));
+  EXPECT_THAT(play("/whole.wav"), Not(HasSubstr("plainly")));
+  EXPECT_THAT(verify("/whole.wav"), Not(HasSubstr("plainly")));
 }
 
 TEST_F(PlainOutput, EscapesTheNameOfAnotherProgram) {
   hardware.removeDevice(id);
   addDevice({.hogOwner = otherProcess, .hogOwnerName = "m\x1B[2Jpv"});
-  EXPECT_THAT(run<PlayCommand>(ProbeArguments::Command::play, "/whole.wav"),
+  EXPECT_THAT(play("/whole.wav"),
               HasSubstr(R"("plainly":"Another program has the device open: m?[2Jpv (4321).")"));
 }
 

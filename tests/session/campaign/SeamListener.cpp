@@ -389,7 +389,8 @@ void SeamListener::checkUnplayableFiles() {
   if (!now.unplayableFiles) return;
   ++unplayableShown_;
   for (const auto& [url, file] : *now.unplayableFiles)
-    require(std::ranges::find(urls_, url) != urls_.end(), "a file is marked that is not in the playlist");
+    require(std::ranges::any_of(now.tracks.entries(), [&](const PlaylistTrack& track) { return track.url == url; }),
+            "a file is marked that is not in the playlist");
   const bool isLoaded = now.isPlaying || now.isPaused;
   require(!isLoaded || !now.loadedURL || !now.unplayableFiles->contains(*now.loadedURL),
           "a file is marked as unplayable while it is loaded");

@@ -83,7 +83,8 @@ class Show(Beforehand, Witnesses):
 
     def choose(self, profile, sink_profile=None):
         """Of the card, at full volume."""
-        self.profile = sink_profile or profile
+        self.profile, self.chosen = sink_profile or profile, (profile, sink_profile)
+
         def sink_id():
             found = self.server.find(device_profile_name=self.profile, media_class="Audio/Sink")
             return found["id"] if found else None
@@ -100,6 +101,8 @@ class Show(Beforehand, Witnesses):
 
     def play(self, recording, *options, device=LOOPBACK_UID, track=None, seconds=TRACK):
         wait_until(lambda: not self.server.find(node_name="tolvane-player"), 20)
+        if not self.server.find(device_profile_name=self.profile, media_class="Audio/Sink"):
+            self.choose(*self.chosen)  # the session manager made the card anew, late, with the profile that it had before
         self.server.suspend(self.sink)
         self.scene = Scene(track or layouts.TRACKS[self.channels], recording, device, *options, seconds=seconds)
         return self.scene
