@@ -48,10 +48,9 @@ T.ItemDelegate {
     opacity: dragged ? 0.45 : 1
     down: pressed && !releasedByDrag
     Accessible.name: qsTr("%1, track %2, %3").arg(title).arg(index + 1).arg(duration)
-    Accessible.description: [
-        current ? qsTr("Current track") : "",
-        problem === "" ? "" : qsTr("Cannot be played. %1").arg(problem.replace("\n", " "))
-    ].filter(text => text !== "").join(". ")
+    readonly property string currentText: current ? qsTr("Current track") : ""
+    readonly property string problemText: problem === "" ? "" : qsTr("Cannot be played. %1").arg(problem.replace("\n", " "))
+    Accessible.description: currentText + (currentText !== "" && problemText !== "" ? ". " : "") + problemText
     Accessible.selectable: true
     Accessible.selected: picked
     Accessible.onPressAction: selected()
