@@ -1,5 +1,5 @@
 #pragma once
-// The playlist as a list model, with the rows that are selected. Window's thread. Reordering is told as moves, and rows
+// The playlist as a list model, with the rows that are selected. Window's thread. Reordering is reported as moves, and rows
 // that come and go as such, so that views keep and move the others.
 // A row's waveform is asked for when the row is first shown: 100,000 rows cost what the visible ones cost.
 
@@ -117,9 +117,9 @@ class TrackListModel final : public QAbstractListModel {
   [[nodiscard]] std::optional<int> rowOf(Shown& shown) const;
 
   ContentView& content_;
-  PlaylistTracks tracks_;                                // what the views have been told
+  PlaylistTracks tracks_;                                // as last reported to the views
   std::map<FileURL, std::vector<Shown>> shown_;          // a file may stand in the list twice
-  std::int64_t currentIndex_;                            // what the views have been told
+  std::int64_t currentIndex_;                            // as last reported to the views
   std::shared_ptr<const UnplayableFileMap> unplayable_;  // likewise; null: none
   QPersistentModelIndex playedRow_;
   TrackSelection selection_;
