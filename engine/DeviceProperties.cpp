@@ -104,7 +104,7 @@ void DeviceProperties::releaseHogMode(AudioObjectID deviceID) {
 SampleRateReport DeviceProperties::configureSampleRate(double requested, AudioObjectID deviceID) {
   bool rateChangeAttempted = false;
   const auto nominal = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
-  bool accepted = nominal && ratesAgree(requested, *nominal);
+  bool accepted = nominal && ratesAgree(requested, *nominal) && !isLeaving(deviceID, *nominal);
   if (!accepted) {
     rateChangeAttempted = true;
     accepted = isSettable(deviceID, nominalRateAddress) &&
@@ -112,13 +112,21 @@ SampleRateReport DeviceProperties::configureSampleRate(double requested, AudioOb
   }
   if (accepted) waitForRate(requested, deviceID);
   SampleRateReport report = readSampleRates(requested, deviceID);
-  if (rateChangeAttempted && accepted && !ratesAgree(requested, report.nominalRate))
-    onTheirWay_.insert(deviceID);
-  else
-    onTheirWay_.erase(deviceID);
+  // A request that is refused leaves the earlier one on its way.
+  if (rateChangeAttempted && accepted) {
+    if (ratesAgree(requested, report.nominalRate))
+      onTheirWay_.erase(deviceID);
+    else
+      onTheirWay_[deviceID] = requested;
+  }
   report.rateChangeAttempted = rateChangeAttempted;
   report.didWaitForRate = accepted;
   return report;
+}
+
+bool DeviceProperties::isLeaving(AudioObjectID deviceID, double nominal) const {
+  const auto wanted = onTheirWay_.find(deviceID);
+  return wanted != onTheirWay_.end() && !ratesAgree(wanted->second, nominal);
 }
 
 void DeviceProperties::waitForRate(double requested, AudioObjectID deviceID) const {
@@ -138,8 +146,9 @@ void DeviceProperties::restoreNominalSampleRate(double saved, AudioObjectID devi
   const auto current = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
   if (!current) return;
   // A rate that the device has not taken yet would replace the one that it still has.
-  const bool isLeaving = onTheirWay_.erase(deviceID) > 0;
-  if (ratesAgree(*current, saved) && !isLeaving) return;
+  const bool wasLeaving = isLeaving(deviceID, *current);
+  onTheirWay_.erase(deviceID);
+  if (ratesAgree(*current, saved) && !wasLeaving) return;
   if (hardware_.setPropertyData(deviceID, nominalRateAddress, saved) != noErr) return;
   std::erase_if(restoredRates_, [&](const RestoredRate& rate) { return rate.deviceID == deviceID; });
   restoredRates_.push_back({deviceID, *current, saved, runLoop_.now()});

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 #include <vector>
 
 #include "engine/AudioPlayerError.h"
@@ -47,8 +46,8 @@ class DeviceProperties {
   /// Gives hog mode back when this process has it.
   void releaseHogMode(AudioObjectID deviceID);
 
-  /// Brings the nominal rate to `requested` hertz where it differs, and waits up to 50 × 5 ms for nominal and actual
-  /// rate to follow.
+  /// Brings the nominal rate to `requested` hertz where it differs, or where the device is about to leave it for an
+  /// earlier request, and waits up to 50 × 5 ms for nominal and actual rate to follow.
   [[nodiscard]] SampleRateReport configureSampleRate(double requested, AudioObjectID deviceID);
 
   /// The rates as they stand, without asking for a change.
@@ -72,6 +71,8 @@ class DeviceProperties {
 
  private:
   [[nodiscard]] bool isSettable(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
+  /// Whether a device at `nominal` hertz has accepted another rate, and may still follow.
+  [[nodiscard]] bool isLeaving(AudioObjectID deviceID, double nominal) const;
   void waitForRate(double requested, AudioObjectID deviceID) const;
 
   struct RestoredRate {
@@ -83,9 +84,9 @@ class DeviceProperties {
 
   AudioHardware& hardware_;
   RunLoop& runLoop_;
-  std::vector<RestoredRate> restoredRates_;   ///< written and not waited for
-  std::map<AudioObjectID, double> ownRates_;  ///< hertz
-  std::set<AudioObjectID> onTheirWay_;        ///< devices that had not arrived at the requested rate
+  std::vector<RestoredRate> restoredRates_;     ///< written and not waited for
+  std::map<AudioObjectID, double> ownRates_;    ///< hertz
+  std::map<AudioObjectID, double> onTheirWay_;  ///< hertz; accepted by a device that had not arrived there in time
 };
 
 }  // namespace tolvane

@@ -246,6 +246,51 @@ TEST_F(DevicePropertiesTest, RestoresARateOnlyWhereItDiffers) {
   EXPECT_THAT(writes(), ElementsAre("rate: write 96000"));
 }
 
+class LateRateTest : public DevicePropertiesTest {
+ protected:
+  /// A device at 44.1 kHz that has been asked for 96 kHz, which it reaches 150 ms after the engine has stopped waiting.
+  AudioObjectID addLateDevice() {
+    SimulatedDeviceConfig config;
+    config.rateSettleDelay = 400ms;
+    const auto id = addDevice(config);
+    EXPECT_FALSE(properties.configureSampleRate(96000, id).isMatched());
+    return id;
+  }
+  double rateInTheEnd(AudioObjectID id) {
+    runLoop.advance(5s);
+    return hardware.device(id).config().nominalRate;
+  }
+};
+
+TEST_F(LateRateTest, IsOvertakenByTheRateThatIsGivenBack) {
+  const auto id = addLateDevice();
+  properties.restoreNominalSampleRate(44100, id);
+  EXPECT_EQ(rateInTheEnd(id), 44100);
+}
+
+TEST_F(LateRateTest, IsNotForgottenOverARequestThatIsRefused) {
+  const auto id = addLateDevice();
+  constexpr double unsupported = 11025;
+  EXPECT_FALSE(properties.configureSampleRate(unsupported, id).didWaitForRate);
+  properties.restoreNominalSampleRate(44100, id);
+  EXPECT_EQ(rateInTheEnd(id), 44100);
+}
+
+TEST_F(LateRateTest, IsOvertakenByTheRateThatTheDeviceStillHas) {
+  const auto id = addLateDevice();
+  EXPECT_TRUE(properties.configureSampleRate(44100, id).isMatched());
+  EXPECT_THAT(writes(), ElementsAre("rate: write 96000", "rate: write 44100"));
+  EXPECT_EQ(rateInTheEnd(id), 44100);
+}
+
+TEST_F(LateRateTest, IsWrittenOnceWhereTheDeviceHasArrived) {
+  const auto id = addLateDevice();
+  EXPECT_EQ(rateInTheEnd(id), 96000);
+  EXPECT_TRUE(properties.configureSampleRate(96000, id).isMatched());
+  properties.restoreNominalSampleRate(96000, id);
+  EXPECT_THAT(writes(), ElementsAre("rate: write 96000"));
+}
+
 TEST_F(DevicePropertiesTest, RestoresNothingOnADeviceWhoseRateCannotBeRead) {
   SimulatedDeviceConfig absent, unreadable;
   absent.properties.missing = {kAudioDevicePropertyNominalSampleRate};

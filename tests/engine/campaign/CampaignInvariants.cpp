@@ -227,7 +227,10 @@ void CampaignInvariants::processingChanged(AudioObjectID id) {
   if (world_.watched.boundDevice() != id || !isVerdict(world_.pathKind())) return;
   constexpr auto notified = 1ms;  // time does not move on before whoever listens has been told
   const bool unitCanBeRead = !world_.hardware.unitFaults().isDue(UnitStage::readFormat);
-  world_.later(notified, [this, id, unitCanBeRead, held = world_.heldTime] {
+  // A clock that can be read only while it runs may show another rate as soon as the device goes on.
+  const bool clockStands = world_.watched.hasDied();
+  world_.later(notified, [this, id, unitCanBeRead, clockStands, held = world_.heldTime] {
+    if (clockStands != world_.watched.hasDied()) return;
     if (world_.heldTime == held && !world_.isHeldUp) checkVerdictOnProcessing(id, unitCanBeRead);
   });
   expectNoRecovery();
@@ -404,7 +407,8 @@ void CampaignInvariants::checkExclusiveIsFresh(RunLoop::Duration passed) {
   require(unownedFor_ <= longestUnverified, "exclusive access is shown as active, but the device is not ours");
   const bool canBeTaken = config.hogOwner == -1 && config.hogIsSettable && !config.ignoresHogWrites &&
                           !config.properties.missing.contains(kAudioDevicePropertyHogMode);
-  freeFor_ = world_.exclusiveAccess && canBeTaken ? freeFor_ + passed : 0ns;
+  // While the next track is prepared, the output that is kept for it stays as it is.
+  freeFor_ = world_.isActive() && world_.exclusiveAccess && canBeTaken ? freeFor_ + passed : 0ns;
   require(freeFor_ <= longestFree, "a free device is not taken back");
 }
 

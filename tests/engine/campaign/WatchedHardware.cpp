@@ -210,7 +210,8 @@ void WatchedHardware::expectTrack(const CampaignTrack* track) {
 }
 
 void WatchedHardware::continueWith(const CampaignTrack& track) {
-  const std::int64_t next = heardOfNext_.value_or(0);
+  // A short track may have ended before it became the current one.
+  const std::int64_t next = std::min(heardOfNext_.value_or(0), track.frames);
   expectTrack(&track);
   expectFrame(next);
   if (unit_ != nullptr) unit_->cross();
