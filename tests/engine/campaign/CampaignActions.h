@@ -71,6 +71,7 @@ class CampaignActions {
   void raiseRenderError();
   void runDry();
   void failStage();
+  [[nodiscard]] bool mayHideSampleTime(AudioObjectID id);
   void hideSampleTime();
   void reportAnotherFormat();
   void loseComponent();

@@ -238,27 +238,36 @@ void CampaignActions::runDry() {
 
 void CampaignActions::failStage() {
   const auto stage = static_cast<UnitStage>(world_.random.below(kUnitStageCount));
-  const bool always = world_.random.percent(30) || stage == UnitStage::isRunning;
+  const bool hidesTime = stage == UnitStage::sampleTime;
+  if (hidesTime && !mayHideSampleTime(likelyDevice())) return;
+  const bool always = world_.random.percent(30) || stage == UnitStage::isRunning || hidesTime;
   const int times = always ? UnitFaults::kAlways : 1 + static_cast<int>(world_.random.below(3));
   note(fmt::format("unit: stage {} fails {}", static_cast<int>(stage), always ? "for a while" : "a few times"));
   world_.hardware.failNext(stage, refusal, times);
   world_.trouble();
   if (!always) return;
   if (stage == UnitStage::isRunning) ++world_.unitsHideStops;
+  if (hidesTime) ++world_.unitsHideTime;
   world_.later(between(0.1, 8), [this, stage] {
     world_.hardware.unitFaults().heal(stage);
     // A reading that failed began the count of stopped readings anew.
     if (stage == UnitStage::isRunning) world_.later(2s, [this] { --world_.unitsHideStops; });
+    if (stage == UnitStage::sampleTime) --world_.unitsHideTime;
     world_.trouble();
   });
+}
+
+/// What a deep ring still holds is unknown without the time: where every frame is looked at, the player cannot find the
+/// moment of a crossing.
+bool CampaignActions::mayHideSampleTime(AudioObjectID id) {
+  return !world_.isCloseUp || world_.device(id).config().ringPeriods <= 2;
 }
 
 void CampaignActions::hideSampleTime() {
   if (!world_.isCloseUp) return;  // where a buffer lasts a second, counting callbacks instead sees stalls
   const AudioObjectID id = likelyDevice();
   const bool isReadable = world_.random.percent(50);
-  // What a deep ring still holds is then unknown: the player cannot find the moment of a crossing.
-  if (world_.device(id).config().ringPeriods > 2) return;
+  if (!mayHideSampleTime(id)) return;
   note(fmt::format("device {}: the sample time {} be read", id, isReadable ? "can" : "cannot"));
   world_.device(id).setSampleTimeReadable(isReadable);
 }

@@ -118,6 +118,7 @@ class CampaignWorld {
   // What was done to the hardware.
   std::map<AudioObjectID, DeviceLedger> ledgers;
   int unitsHideStops = 0;  ///< above 0: whether they run cannot be read
+  int unitsHideTime = 0;   ///< above 0: their sample time cannot be read
   /// The client format that units report, whatever they took; none: the one they took.
   std::optional<AudioStreamBasicDescription> unitsReport;
   std::uint64_t step = 0;

@@ -81,6 +81,7 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
     if (const auto silent = std::exchange(nextSilentFrom_, std::nullopt); silent && *silent < frames)
       watch_.complain_(fmt::format("the next track fell silent by frame {} of {}", *silent, frames));
     position_ = std::min(std::exchange(framesOfNext_, 0), frames);
+    watch_.renderedTo_ = position_;  // to the end, perhaps: then no callback of the track comes any more
   }
 
  private:
@@ -155,7 +156,7 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
     if (!std::exchange(runIsKnown_, false)) return;
     if (trackNumber_ != watch_.trackNumber_ || watch_.track_ == nullptr) return;
     const std::int64_t heard = unit_->framesPlayed();
-    watch_.nextFrame_ = std::min({runStart_ + heard, position_, watch_.track_->frames});
+    watch_.nextFrame_ = std::clamp<std::int64_t>(runStart_ + heard, 0, std::min(position_, watch_.track_->frames));
     if (crossedAt_ && heard >= *crossedAt_) watch_.heardOfNext_ = heard - *crossedAt_;
   }
 

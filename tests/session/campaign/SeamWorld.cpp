@@ -98,7 +98,7 @@ void SeamWorld::makeSides() {
   followed_ = session().player().currentURL().subscribe([this](const std::optional<FileURL>& url) {
     if (!url || !world.isActive()) return;
     world.beforeOperation();
-    require(world.watched.hasHeardCrossing(), "another track is shown before it is heard");
+    require(world.watched.hasHeardCrossing() || world.unitsHideTime > 0, "another track is shown before it is heard");
     expectContinuation(world, loadedTrack());
   });
   loaded_ = session().playlistTracks().subscribe([this](const PlaylistTracks& list) {
