@@ -120,6 +120,7 @@ void CampaignActions::resume() {
   note("resume");
   countWish();
   world_.resumesARecovery = world_.isPaused() && world_.hardware.unitCount() == 0;
+  invariants_.waitForFramesAnew();
   world_.operate([this] { world_.player->resume(); });
   world_.resumesARecovery = false;
 }

@@ -22,6 +22,9 @@ class CampaignInvariants {
   /// This device has just announced that something behind its unit processes the samples, or no longer does.
   void processingChanged(AudioObjectID id);
 
+  /// Playback is resumed, also where it goes on: the wait for the end of the track begins anew.
+  void waitForFramesAnew() { stuckFor_ = {}; }
+
   void afterTurn();
   void afterStep(RunLoop::Duration passed, bool wasPlaying);
 
