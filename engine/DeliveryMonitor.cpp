@@ -10,18 +10,22 @@ DeliveryMonitor::Watched* DeliveryMonitor::find(const AudioRenderContext* track)
   return found == watched_.end() ? nullptr : &*found;
 }
 
+DeliveryCheck::Track deliveredTrack(const PreparedAudio& track) {
+  return {.context = track.context,
+          .bitDepth = track.sourceBitDepth,
+          .isFloat = track.sourceIsFloat,
+          .isLossless = track.isLossless,
+          .signature = track.signature,
+          .channels = track.channels,
+          .url = track.url};
+}
+
 void DeliveryMonitor::expect(const PreparedAudio& track) {
   if (Watched* const known = find(track.context.get())) {
     known->isReleased = false;
     return;
   }
-  watched_.push_back({DeliveryCheck({.context = track.context,
-                                     .bitDepth = track.sourceBitDepth,
-                                     .isFloat = track.sourceIsFloat,
-                                     .isLossless = track.isLossless,
-                                     .signature = track.signature,
-                                     .channels = track.channels,
-                                     .url = track.url})});
+  watched_.push_back({DeliveryCheck(deliveredTrack(track))});
   if (!areLevelsNeutral_) watched_.back().check.interrupt(DeliveryReport::Reason::levels);
 }
 

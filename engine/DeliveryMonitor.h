@@ -17,6 +17,9 @@
 
 namespace tolvane {
 
+/// What is to be compared with the samples of `track` that a device was given.
+[[nodiscard]] DeliveryCheck::Track deliveredTrack(const PreparedAudio& track);
+
 class DeliveryMonitor {
  public:
   /// What was found, once a track is over.

@@ -7,6 +7,7 @@
 #include <span>
 #include <utility>
 
+#include "engine/DeliveryMonitor.h"
 #include "engine/delivery/DeliveryCheck.h"
 #include "engine/delivery/SampleReading.h"
 
@@ -22,16 +23,6 @@ std::optional<std::int64_t> firstSound(const SampleForm& form, std::span<const s
       return static_cast<std::int64_t>(at / form.frameBytes());
   }
   return std::nullopt;
-}
-
-DeliveryCheck checkOf(const PreparedAudio& track) {
-  return DeliveryCheck({.context = track.context,
-                        .bitDepth = track.sourceBitDepth,
-                        .isFloat = track.sourceIsFloat,
-                        .isLossless = track.isLossless,
-                        .signature = track.signature,
-                        .channels = track.channels,
-                        .url = track.url});
 }
 
 /// Where nothing states the recording's channels, they are the track's.
@@ -71,7 +62,7 @@ CaptureComparison compareCapture(const PreparedAudio& track, const Recording::Fr
   const std::int64_t begin = std::max<std::int64_t>(*sound - *trackSound, 0);
   const std::int64_t skipped = std::max<std::int64_t>(*trackSound - *sound, 0);  // of the track's silence, not recorded
   const auto heard = std::span(recorded.bytes).subspan(static_cast<std::size_t>(begin) * captured->frameBytes());
-  DeliveryCheck check = checkOf(track);
+  DeliveryCheck check(deliveredTrack(track));
   if (skipped > 0)
     return differs(found, 0,
                    fmt::format("The recording begins {} frames into the track's silence.", groupedDigits(skipped)));

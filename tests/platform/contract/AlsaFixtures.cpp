@@ -154,6 +154,7 @@ class AlsaContestedFixture final : public AlsaFixture<ContestedHardwareFixture> 
     pump(1s);  // it opens the device
     return other_->pid();
   }
+  std::string occupantName() const override { return "aplay"; }
   void leave() override { other_.reset(); }
 
  private:

@@ -48,6 +48,7 @@ class ContestedHardwareFixture : public AudioHardwareFixture {
  public:
   /// The pid of the process that owns it now.
   virtual std::int32_t occupy() = 0;
+  [[nodiscard]] virtual std::string occupantName() const = 0;
   virtual void leave() = 0;
 };
 

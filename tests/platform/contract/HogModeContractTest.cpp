@@ -100,6 +100,17 @@ TEST_P(ContestedDeviceContract, anotherOwnerIsReportedAndCannotBeOusted) {
   EXPECT_EQ(writeHog(), noErr);
 }
 
+TEST_P(ContestedDeviceContract, anotherOwnerIsNamed) {
+  const auto name = [this] { return read<std::string>(device(), global(kAudioDevicePropertyHogModeOwnerName)); };
+  fixture().occupy();
+  EXPECT_TRUE(eventually([&] { return hogOwner() != -1; }));
+  ASSERT_TRUE(hardware().hasProperty(device(), global(kAudioDevicePropertyHogModeOwnerName)));
+  EXPECT_EQ(name(), fixture().occupantName());
+  fixture().leave();
+  EXPECT_TRUE(eventually([&] { return hogOwner() == -1; }));
+  EXPECT_EQ(name(), "");
+}
+
 TEST_P(ContestedDeviceContract, theListenerIsToldWhenAnotherProcessComesAndGoes) {
   int told = 0;
   const auto id =

@@ -90,9 +90,11 @@ class SimulatedContestedFixture final : public SimulatedFixture<ContestedHardwar
  public:
   using SimulatedFixture::SimulatedFixture;
   std::int32_t occupy() override {
+    simulated().script().hogOwnerName = occupantName();
     simulated().setHogOwner(kAnotherProcess);
     return kAnotherProcess;
   }
+  std::string occupantName() const override { return "another player"; }
   void leave() override { simulated().setHogOwner(-1); }
 };
 

@@ -98,6 +98,9 @@ def busy():
             raise RuntimeError("aplay does not play")
         probe = Probe("play", fetched(plan.USB_TRACK), "--device", device_name("usb-")).finish()
         faults = refusal_faults(probe)
+        wanted = f"Another program has the device open: aplay ({other.pid})."
+        if wanted not in [line.get("plainly") for line in probe.lines]:
+            faults.append(f"no plain sentence names the other program: {[line.get('plainly') for line in probe.lines]}")
         if other.poll() is not None or Pcm(USB).owners() != {other.pid}:
             faults.append("the other program lost the device")
     finally:
