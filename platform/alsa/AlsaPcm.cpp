@@ -1,5 +1,7 @@
 #include "platform/alsa/AlsaPcm.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <bit>
 #include <cerrno>
@@ -126,6 +128,25 @@ int readSetup(snd_pcm_hw_params_t* params, AlsaPcmSetup& setup) {
   return setup.bufferFrames > setup.periodFrames ? 0 : -EINVAL;
 }
 
+/// The card's own PCM. Not by its name, "hw:0,0": the configuration of a user or a system may define that name anew, as
+/// a plug-in that changes samples. Any thread.
+std::expected<snd_pcm_t*, int> openHardware(int card, unsigned device) {
+  const std::string definition = fmt::format("pcm.hardware {{ type hw card {} device {} }}", card, device);
+  snd_config_t* configuration = nullptr;
+  int error = snd_config_top(&configuration);
+  if (error < 0) return std::unexpected(error);
+  snd_input_t* text = nullptr;
+  error = snd_input_buffer_open(&text, definition.data(), static_cast<ssize_t>(definition.size()));
+  if (error >= 0) error = snd_config_load(configuration, text);
+  if (text != nullptr) snd_input_close(text);
+  snd_pcm_t* handle = nullptr;
+  if (error >= 0)
+    error = snd_pcm_open_lconf(&handle, "hardware", SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK, configuration);
+  snd_config_delete(configuration);
+  if (error < 0) return std::unexpected(error);
+  return handle;
+}
+
 }  // namespace
 
 snd_pcm_uframes_t desiredRingFrames(double rate) {
@@ -140,12 +161,12 @@ std::uint32_t halfDrainFrames(snd_pcm_uframes_t ringFrames, snd_pcm_uframes_t pe
 
 std::expected<std::shared_ptr<AlsaPcm>, int> AlsaPcm::open(std::shared_ptr<AlsaDeviceCalls> calls, int card,
                                                            unsigned device) {
-  const std::string name = "hw:" + std::to_string(card) + "," + std::to_string(device);
-  snd_pcm_t* handle = nullptr;
-  if (const int error = snd_pcm_open(&handle, name.c_str(), SND_PCM_STREAM_PLAYBACK, SND_PCM_NONBLOCK); error < 0) {
-    return std::unexpected(error);
-  }
-  return std::shared_ptr<AlsaPcm>(new AlsaPcm(handle, std::move(calls)));
+  const auto handle = openHardware(card, device);
+  if (!handle) return std::unexpected(handle.error());
+  std::shared_ptr<AlsaPcm> pcm(new AlsaPcm(*handle, std::move(calls)));
+  // Anything else may change samples on the way, and nothing that is read of the card would show it.
+  if (snd_pcm_type(*handle) != SND_PCM_TYPE_HW) return std::unexpected(-ENOTSUP);
+  return pcm;
 }
 
 AlsaPcm::AlsaPcm(snd_pcm_t* handle, std::shared_ptr<AlsaDeviceCalls> calls)

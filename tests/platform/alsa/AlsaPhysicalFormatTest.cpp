@@ -83,6 +83,21 @@ class AlsaPhysicalFormat : public testing::Test {
   std::unique_ptr<AlsaDevice> device_;
 };
 
+TEST_F(AlsaPhysicalFormat, isOfNoUnitWhereAlsaLibOpensAnythingButTheHardware) {
+  for (const auto type : {SND_PCM_TYPE_ROUTE, SND_PCM_TYPE_SOFTVOL, SND_PCM_TYPE_PLUG, SND_PCM_TYPE_IOPLUG}) {
+    pcm_.be(type);
+    AlsaDevice device(AlsaDeviceInfo{"card:0", "Card", kAudioDeviceTransportTypeUSB, 0, 0, "PCH"}, 2, 3, system_);
+    OutputUnitSettings settings;
+    ASSERT_EQ(settings.set(AudioUnitProperty::streamFormat, AudioUnitScope::input, 0, trackOf(16),
+                           OutputUnitSettings::Phase::created, nullptr),
+              noErr);
+    closeInTheKernel();
+    EXPECT_FALSE(device.openForUnit(settings, [] {})) << "type " << type;
+  }
+  EXPECT_GE(pcm_.opens(), 4);
+  EXPECT_EQ(pcm_.closes(), pcm_.opens());
+}
+
 TEST_F(AlsaPhysicalFormat, HasTheBitsOfTheCodecBehindAWiderContainer) {
   folder_.write("asound/card0/codec#0", codecOf24Bits);
   play(kAudioDeviceTransportTypeBuiltIn, 32);

@@ -223,12 +223,14 @@ using tolvane::current;
 
 extern "C" {
 
-int snd_pcm_open(snd_pcm_t** pcm, const char* /*name*/, snd_pcm_stream_t /*stream*/, int /*mode*/) {
+int snd_pcm_open_lconf(snd_pcm_t** pcm, const char* /*name*/, snd_pcm_stream_t /*stream*/, int /*mode*/,
+                       snd_config_t* /*configuration*/) {
   *pcm = reinterpret_cast<snd_pcm_t*>(current);
   if (current == nullptr) return -ENODEV;
   current->open();
   return 0;
 }
+snd_pcm_type_t snd_pcm_type(snd_pcm_t* /*pcm*/) { return current->type(); }
 int snd_pcm_close(snd_pcm_t* /*pcm*/) {
   current->close();
   return 0;

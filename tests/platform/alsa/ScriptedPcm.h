@@ -50,6 +50,8 @@ class ScriptedPcm {
   /// The formats that it can be set up to. The driver reports all bits of each container as significant.
   void offer(std::vector<snd_pcm_format_t> formats);
   void offerChannels(unsigned channels);
+  /// What it is: the hardware, unless the test says otherwise.
+  void be(snd_pcm_type_t type) { type_ = type; }
   /// What snd_pcm_prepare answers from now on.
   void answerPrepare(int answer);
 
@@ -78,6 +80,7 @@ class ScriptedPcm {
 
   // The render thread's side: what alsa-lib offers.
 
+  [[nodiscard]] snd_pcm_type_t type() const { return type_; }
   void open();
   int setUp(unsigned rate, snd_pcm_format_t format);
   [[nodiscard]] bool offers(snd_pcm_format_t format);
@@ -101,6 +104,7 @@ class ScriptedPcm {
   std::mutex mutex_;
   std::condition_variable changed_;
   EventDescriptor event_;
+  snd_pcm_type_t type_ = SND_PCM_TYPE_HW;
   snd_pcm_state_t state_ = SND_PCM_STATE_SETUP;
   std::deque<std::int16_t> ring_;
   std::vector<std::int16_t> heard_;

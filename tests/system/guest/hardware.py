@@ -1,6 +1,7 @@
 """What is asked of the cards other than the loopback card, and of the list of devices."""
 
 import functools
+import pathlib
 import re
 import subprocess
 import time
@@ -109,6 +110,36 @@ def busy():
     return {"faults": faults, "remark": "; ".join(probe.error_texts()), "story": probe.story()}
 
 
+# alsa-lib's name for a card's own PCM, made into that of a plug-in which halves the level.
+REDEFINED = """pcm.!hw {
+  @args [ CARD DEV SUBDEV ]
+  @args.CARD { type string default "0" }
+  @args.DEV { type integer default 0 }
+  @args.SUBDEV { type integer default -1 }
+  type route
+  slave.pcm { type hw card $CARD device $DEV }
+  ttable.0.0 0.5
+  ttable.1.1 0.5
+}
+pcm.recorded { type hw card Loopback device 1 }
+"""
+CONFIGURATION = pathlib.Path("/home/listener/.asoundrc")
+
+
+def redefined():
+    """A configuration of alsa-lib in which "hw" is not the hardware has no part in what the player does."""
+    CONFIGURATION.write_text(REDEFINED)
+    try:
+        probe = Probe("verify", fetched(plan.USB_TRACK), "--device", device_name("aloop"), "--capture", "recorded").finish()
+    finally:
+        CONFIGURATION.unlink()
+    verdict, captured = probe.last("verdict"), (probe.last("captured") or {}).get("result")
+    faults = [] if probe.status == 0 else [f"exit status {probe.status}"]
+    if (verdict, captured) != ("BIT-PERFECT", "matches"):
+        faults.append(f"{verdict} over samples that, recorded, {captured}")
+    return {"faults": faults, "remark": f"{verdict}, recorded: {captured}", "story": probe.story()}
+
+
 def refusal_faults(probe):
     faults = [] if probe.status == 1 else [f"exit status {probe.status}, not 1"]
     if not probe.error_texts() or not all(probe.error_texts()):
@@ -192,6 +223,7 @@ def tests():
             (plan.HDA_PAUSES, lambda: plays_to_the_end("pci-", HDA, plan.PAUSED_TRACK, *PAUSE)),
             ("The dummy card plays to the end", dummy),
             ("A device that another program holds is a clear error", busy),
+            ("A plug-in under the name of the hardware is not what plays", redefined),
             ("Exclusive access keeps other programs out, and gives the device back", exclusive),
             ("A USB card pulled while it plays ends the player with an error", unplugged),
             (plan.USB_PLAYS_AGAIN, plugged_in_again))
