@@ -2,6 +2,7 @@
 // How much memory the kernel says can be had. Any thread. Never blocks on a disk.
 
 #include <cstdint>
+#include <filesystem>
 #include <istream>
 
 namespace tolvane {
@@ -10,7 +11,12 @@ namespace tolvane {
 /// number when it reports nothing.
 [[nodiscard]] std::uint64_t availableMemoryIn(std::istream& meminfo);
 
-/// Of this machine, now.
+/// Bytes that the control groups (version 2) of a process still leave it: `groups`, in the form of /proc/self/cgroup,
+/// names its own one, `root` is where they are mounted. Of a group's memory, what only caches files counts as left. The
+/// largest number where none has a limit.
+[[nodiscard]] std::uint64_t memoryLeftByGroups(const std::filesystem::path& root, std::istream& groups);
+
+/// Of this machine, and for this process, now.
 [[nodiscard]] std::uint64_t availableMemory();
 
 }  // namespace tolvane

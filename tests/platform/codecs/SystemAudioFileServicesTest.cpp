@@ -155,6 +155,33 @@ TEST_F(ServicesTest, PlaysMp3InTheHeaderOfAWavFile) {
   }
 }
 
+TEST(AvailableMemory, IsWhatTheControlGroupsOfTheProcessLeave) {
+  constexpr std::uint64_t mebibyte = 1024 * 1024;
+  const test::TemporaryFolder folder;
+  const auto write = [&](const std::string& name, std::uint64_t bytes) {
+    folder.write(name, std::to_string(bytes) + "\n");
+  };
+  const auto left = [&](const std::string& groups) {
+    std::istringstream text(groups);
+    return memoryLeftByGroups(folder.path(), text);
+  };
+  folder.write("user/app/memory.max", "max\n");
+  write("user/app/memory.current", 200 * mebibyte);
+  EXPECT_EQ(left("0::/user/app\n"), ~std::uint64_t{0}) << "no limit";
+  write("user/memory.max", 256 * mebibyte);
+  write("user/memory.current", 200 * mebibyte);
+  EXPECT_EQ(left("0::/user/app\n"), 56 * mebibyte) << "that of the group around it";
+  write("user/app/memory.max", 210 * mebibyte);
+  EXPECT_EQ(left("1:cpu:/else\n0::/user/app\n"), 10 * mebibyte);
+  folder.write("user/app/memory.stat", "anon 1\ninactive_file 20971520\nactive_file 10485760\n");
+  EXPECT_EQ(left("0::/user/app\n"), 40 * mebibyte) << "files in the cache are given back first";
+  write("user/app/memory.max", 100 * mebibyte);
+  EXPECT_EQ(left("0::/user/app\n"), 0U) << "a limit that was lowered";
+  EXPECT_EQ(left("0::/../../etc\n"), ~std::uint64_t{0});
+  EXPECT_EQ(left(""), ~std::uint64_t{0});
+  EXPECT_EQ(left("0::/\n"), ~std::uint64_t{0}) << "the outermost group has no limit";
+}
+
 TEST_F(ServicesTest, ReportsTheMemoryThatTheKernelReports) {
   std::istringstream text(
       "MemTotal: 900 kB\nMemFree: 1 kB\nMemAvailable:  300 kB\nHugePages_Total:  5\nSwapFree: 20 kB\n");
