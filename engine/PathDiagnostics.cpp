@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace tolvane {
 namespace {
 
@@ -9,6 +11,21 @@ std::string framesText(std::int64_t frames, double rate) {
   constexpr double milliseconds = 1000;
   const std::string count = fmt::format("{} frames", groupedDigits(frames));
   return rate > 0 ? fmt::format("{}, {:.1f} ms", count, static_cast<double>(frames) / rate * milliseconds) : count;
+}
+
+/// What becomes of the samples behind the player, where they may change there; empty where they do not.
+std::string_view textBehindPlayer(const SignalPath& path) {
+  using Condition = PathStage::Condition;
+  const auto isBehind = [](const PathStage& stage) {
+    return stage.kind == PathStage::Kind::route || stage.kind == PathStage::Kind::device;
+  };
+  const auto has = [&](Condition condition) {
+    return std::ranges::any_of(path.stages,
+                               [&](const PathStage& stage) { return isBehind(stage) && stage.condition == condition; });
+  };
+  if (has(Condition::altered)) return "They are altered afterwards, as the stages above say.";
+  if (has(Condition::unknown)) return "Whether they are altered afterwards is not known, as the stages above say.";
+  return {};
 }
 
 }  // namespace
@@ -27,7 +44,9 @@ std::vector<NamedText> deliveryTexts(const PathDiagnostics& diagnostics) {
   std::vector<NamedText> all;
   if (diagnostics.delivery) all.push_back({"This track", deliverySentence(*diagnostics.delivery)});
   if (diagnostics.lastDelivery) all.push_back({"Track before", deliverySentence(*diagnostics.lastDelivery)});
-  if (all.empty()) all.push_back({"This track", "Nothing has been handed to a device yet."});
+  if (all.empty()) return {{"This track", "Nothing has been handed to a device yet."}};
+  const std::string_view behind = diagnostics.path ? textBehindPlayer(*diagnostics.path) : std::string_view();
+  if (diagnostics.delivery && !behind.empty()) all.push_back({"Behind that", std::string(behind)});
   return all;
 }
 
