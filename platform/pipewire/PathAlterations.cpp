@@ -154,6 +154,12 @@ void checkHardware(const PipeWireFacts& facts, const PipeWireSink& sink, Alterat
   }
   switch (alsaPathOf(sink.alsaPath)) {
     case AlsaPath::direct:
+      // Of which card the rest is read, the sink's own number says.
+      if (const auto card = cardInAlsaPath(sink.alsaPath); card && sink.alsaCard && *card != *sink.alsaCard)
+        found.push_back(
+            {unknown,
+             fmt::format("The sound server plays to \"{}\", which is another card than it states.", sink.alsaPath),
+             "Choose another profile of the card."_cure});
       return;
     case AlsaPath::rerouted:
       found.push_back(

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/PropertyReading.h"
+#include "platform/pipewire/PipeWireConnection.h"
 
 namespace tolvane {
 namespace {
@@ -18,19 +19,23 @@ constexpr auto defaultAddress = globalAddress(kAudioHardwarePropertyDefaultOutpu
 }  // namespace
 
 PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct, DeviceCalls* calls)
+    : PipeWireAudioHardware(runLoop, log, direct, [&](SoundServer::Events events) -> std::unique_ptr<SoundServer> {
+        return std::make_unique<PipeWireConnection>(runLoop, log, calls, std::move(events));
+      }) {}
+
+PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct,
+                                             const MakeServer& makeServer)
     : TabledAudioHardware(runLoop),
       runLoop_(runLoop),
       log_(log),
       direct_(direct),
-      ownCalls_(calls == nullptr ? std::make_unique<DeviceCalls>(runLoop, log) : nullptr),
-      connection_(runLoop, log, calls == nullptr ? *ownCalls_ : *calls,
-                  {.changed = [this] { refresh(); }, .lost = [this] { serverLost(); }}) {
+      server_(makeServer({.changed = [this] { refresh(); }, .lost = [this] { serverLost(); }})) {
   for (const auto& address : {devicesAddress, defaultAddress}) {
     if (const auto listener =
             direct_.addPropertyListener(kAudioObjectSystemObject, address, [this](const auto&) { refresh(); }))
       systemListeners_.push_back(*listener);
   }
-  connection_.open();
+  server_->open();
   refresh();
   isListing_ = true;
 }
@@ -60,7 +65,7 @@ PipeWireDevice* PipeWireAudioHardware::deviceOf(AudioObjectID id) {
 }
 
 const PipeWireSink* PipeWireAudioHardware::sinkOf(const Device& device) const {
-  const auto& sinks = connection_.facts().sinks;
+  const auto& sinks = server_->facts().sinks;
   const auto found = device.sink ? sinks.find(*device.sink) : sinks.end();
   return found == sinks.end() ? nullptr : &found->second;
 }
@@ -118,7 +123,7 @@ AudioObjectID PipeWireAudioHardware::defaultDevice() const {
     return toldDefault_;
   for (const Device* device : listed_) {
     const PipeWireSink* sink = sinkOf(*device);
-    if (sink != nullptr && sink->nodeName == connection_.facts().defaultSinkName) return device->id;
+    if (sink != nullptr && sink->nodeName == server_->facts().defaultSinkName) return device->id;
   }
   const auto firstSink = std::ranges::find_if(listed_, [](const Device* device) { return device->sink.has_value(); });
   if (firstSink != listed_.end()) return (*firstSink)->id;
@@ -158,12 +163,12 @@ std::set<std::string> PipeWireAudioHardware::keptCards() const {
 void PipeWireAudioHardware::refresh() {
   // A sink without a card of ours that goes alone, a headset's, has gone for good as far as anybody knows.
   for (Device* device : listed_) {
-    if (device->sink && !connection_.facts().sinks.contains(*device->sink))
+    if (device->sink && !server_->facts().sinks.contains(*device->sink))
       loseSink(*device, kAudioHardwareBadDeviceError, device->direct != kAudioObjectUnknown);
   }
   const auto kept = keptCards();
   const auto found = directDevices();
-  auto merged = mergeDevices(found, connection_.facts(), kept);
+  auto merged = mergeDevices(found, server_->facts(), kept);
   std::erase_if(merged, [this](const MergedDevice& device) { return mayStillGetSink(device); });
   std::vector<ListedDevice> before;
   for (const Device* device : listed_)
@@ -183,7 +188,7 @@ void PipeWireAudioHardware::refresh() {
 
 /// Each once. Any client of the server may offer such objects.
 void PipeWireAudioHardware::logMalformed() {
-  const PipeWireFacts& facts = connection_.facts();
+  const PipeWireFacts& facts = server_->facts();
   std::erase_if(loggedMalformed_, [&facts](const auto& entry) { return !facts.malformed.contains(entry.first); });
   for (const auto& [id, parameters] : facts.malformed) {
     const auto sink = facts.sinks.find(id);
@@ -197,7 +202,7 @@ void PipeWireAudioHardware::logMalformed() {
 
 /// The kernel announces a card before the server does: for a while the newcomer waits for the sink that people know.
 bool PipeWireAudioHardware::mayStillGetSink(const MergedDevice& device) {
-  if (!isListing_ || device.sink || devices_.contains(device.uid) || connection_.facts().cards.empty()) {
+  if (!isListing_ || device.sink || devices_.contains(device.uid) || server_->facts().cards.empty()) {
     newcomers_.remove(device.uid);
     return false;
   }

@@ -2,19 +2,21 @@
 // The device layer on a desktop with PipeWire: sinks as people know them, and the cards behind them as the direct side
 // has them, each card once. Player's thread. Without a server it is the direct side; the only waits are bounded ones.
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "platform/DeviceCalls.h"
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
 #include "platform/TabledAudioHardware.h"
 #include "platform/pipewire/Newcomers.h"
-#include "platform/pipewire/PipeWireConnection.h"
 #include "platform/pipewire/PipeWireDevice.h"
 #include "platform/pipewire/PipeWireOutputUnit.h"
+#include "platform/pipewire/SoundServer.h"
 
 namespace tolvane {
 
@@ -25,6 +27,9 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   /// `direct` has the machine's own devices, and takes hog mode of them. `calls` names and interrupts the waits for the
   /// server; null: nobody does. All outlive the hardware.
   PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct, DeviceCalls* calls = nullptr);
+  /// With the server that `makeServer` makes, which calls the events that it is given.
+  using MakeServer = std::function<std::unique_ptr<SoundServer>(SoundServer::Events)>;
+  PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct, const MakeServer& makeServer);
   ~PipeWireAudioHardware() override;
 
   std::expected<ListenerID, OSStatus> addPropertyListener(AudioObjectID object,
@@ -54,7 +59,7 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   void movedToCard(AudioObjectID id, std::optional<double> rate) override;
   void unitChanged(AudioObjectID id) override;
   AudioOutputComponent* directComponent() override { return direct_.outputComponent(); }
-  PipeWireConnection& connection() override { return connection_; }
+  SoundServer& server() override { return *server_; }
   RunLoop& runLoop() override { return runLoop_; }
   Log& log() override { return log_; }
 
@@ -66,7 +71,7 @@ class PipeWireAudioHardware : public TabledAudioHardware,
 
   // Properties (PipeWireProperties.cpp).
   [[nodiscard]] static std::int32_t ownProcess();
-  [[nodiscard]] static const PipeWireStream* playingStream(const Device& device);
+  [[nodiscard]] static const SoundServerStream* playingStream(const Device& device);
   [[nodiscard]] bool isReachedDirectly(const Device& device) const;
   [[nodiscard]] bool expectsSink(const Device& device) const;
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> deviceProperty(const Device& device,
@@ -127,7 +132,6 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   RunLoop& runLoop_;
   Log& log_;
   AudioHardware& direct_;
-  const std::unique_ptr<DeviceCalls> ownCalls_;             ///< null where they were given
   std::map<std::string, std::unique_ptr<Device>> devices_;  ///< by uid, also of what has gone
   std::vector<Device*> listed_;
   AudioObjectID nextId_ = kAudioObjectSystemObject + 1;
@@ -140,7 +144,7 @@ class PipeWireAudioHardware : public TabledAudioHardware,
   std::set<std::pair<std::uint32_t, std::string_view>> loggedMalformed_;  ///< the server's objects, by parameter
   RunLoop::Timer newcomerCheck_;
   RunLoop::Timer expectation_;  ///< looks again when a sink that was expected has not come
-  PipeWireConnection connection_;
+  const std::unique_ptr<SoundServer> server_;
 };
 
 }  // namespace tolvane

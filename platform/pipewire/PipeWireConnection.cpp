@@ -11,6 +11,7 @@
 
 #include "platform/PrintableText.h"
 #include "platform/pipewire/PipeWireObjects.h"
+#include "platform/pipewire/PipeWireStream.h"
 
 namespace tolvane {
 namespace {
@@ -76,10 +77,11 @@ const pw_registry_events PipeWireCallbacks::registry = [] {
   return events;
 }();
 
-PipeWireConnection::PipeWireConnection(RunLoop& runLoop, Log& log, DeviceCalls& calls, Events events)
+PipeWireConnection::PipeWireConnection(RunLoop& runLoop, Log& log, DeviceCalls* calls, Events events)
     : runLoop_(runLoop),
       log_(log),
-      calls_(calls),
+      ownCalls_(calls == nullptr ? std::make_unique<DeviceCalls>(runLoop, log) : nullptr),
+      calls_(calls == nullptr ? *ownCalls_ : *calls),
       events_(std::move(events)),
       watch_(runLoop, pipeWireSocketPath(environment), [this] { tryToConnect(); }) {
   pw_init(nullptr, nullptr);
@@ -218,6 +220,12 @@ bool PipeWireConnection::setProfile(std::uint32_t card, std::uint32_t profile) {
 
 void PipeWireConnection::suspend(std::uint32_t sink) {
   if (const auto found = objects_.find(sink); found != objects_.end()) found->second->suspend();
+}
+
+std::unique_ptr<SoundServerStream> PipeWireConnection::makeStream(SoundServerStream::Setup setup,
+                                                                  std::unique_ptr<RenderPipeline> pipeline,
+                                                                  std::function<void()> changed) {
+  return std::make_unique<PipeWireStream>(*this, runLoop_, std::move(setup), std::move(pipeline), std::move(changed));
 }
 
 }  // namespace tolvane

@@ -12,6 +12,7 @@
 #include "platform/RunLoop.h"
 #include "platform/pipewire/PipeWireFacts.h"
 #include "platform/pipewire/PipeWireServerWatch.h"
+#include "platform/pipewire/SoundServer.h"
 
 struct pw_context;
 struct pw_core;
@@ -22,47 +23,30 @@ namespace tolvane {
 
 class PipeWireObject;
 
-class PipeWireConnection {
+class PipeWireConnection final : public SoundServer {
  public:
-  /// `changed` runs after the facts have changed, `lost` after all of them have gone with the server; neither from
-  /// inside a call of the library. Waits for a server that is there, for a bounded time: see open().
-  struct Events {
-    std::function<void()> changed;
-    std::function<void()> lost;
-  };
-  PipeWireConnection(RunLoop& runLoop, Log& log, DeviceCalls& calls, Events events);
-  ~PipeWireConnection();
-  PipeWireConnection(const PipeWireConnection&) = delete;
-  PipeWireConnection& operator=(const PipeWireConnection&) = delete;
+  /// `calls` names and interrupts the waits; null: nobody does. Waits for a server that is there, for a bounded time:
+  /// see open().
+  PipeWireConnection(RunLoop& runLoop, Log& log, DeviceCalls* calls, Events events);
+  ~PipeWireConnection() override;
 
-  /// To be called once. Returns when a server that is there has told what it has, or after two seconds.
-  void open();
+  // SoundServer
+  void open() override;
+  void reconnect() override { tryToConnect(); }
+  bool isConnected() const override { return core_ != nullptr; }
+  const PipeWireFacts& facts() const override { return isReady_ ? facts_ : none_; }
+  const std::string& serverName() const override { return serverName_; }
+  DeviceCalls::Wait beginWait() override;
+  bool waitUntil(const std::function<bool()>& condition, RunLoop::Duration limit) override;
+  bool roundTrip(RunLoop::Duration limit) override;
+  bool setProfile(std::uint32_t card, std::uint32_t profile) override;
+  void suspend(std::uint32_t sink) override;
+  std::unique_ptr<SoundServerStream> makeStream(SoundServerStream::Setup setup,
+                                                std::unique_ptr<RenderPipeline> pipeline,
+                                                std::function<void()> changed) override;
 
-  /// Looks for the server now instead of when the next attempt is due.
-  void reconnect() { tryToConnect(); }
-
-  [[nodiscard]] bool isConnected() const { return core_ != nullptr; }
-  /// Empty until the server has told all that it had when it was found: half of it would be misleading.
-  [[nodiscard]] const PipeWireFacts& facts() const { return isReady_ ? facts_ : none_; }
-  /// "PipeWire 1.4.2"; without a version until the server states it.
-  [[nodiscard]] const std::string& serverName() const { return serverName_; }
   /// Null while not connected.
   [[nodiscard]] pw_core* core() const { return core_; }
-
-  /// Names the server as what is waited for, also between the waits below that follow each other.
-  [[nodiscard]] DeviceCalls::Wait beginWait();
-
-  /// Runs the library's loop until the condition holds. False: it did not within the limit, the server has gone, or the
-  /// user wants something else (DeviceCalls::interrupt()).
-  bool waitUntil(const std::function<bool()>& condition, RunLoop::Duration limit);
-
-  /// Until the server has answered all that was asked so far.
-  bool roundTrip(RunLoop::Duration limit);
-
-  /// Chooses a card's profile without having it remembered. False: there is no such card (any more).
-  bool setProfile(std::uint32_t card, std::uint32_t profile);
-  /// Has a sink close its hardware, until somebody plays to it again.
-  void suspend(std::uint32_t sink);
 
  private:
   friend struct PipeWireCallbacks;
@@ -80,6 +64,7 @@ class PipeWireConnection {
 
   RunLoop& runLoop_;
   Log& log_;
+  const std::unique_ptr<DeviceCalls> ownCalls_;  ///< null where they were given
   DeviceCalls& calls_;
   const Events events_;
 

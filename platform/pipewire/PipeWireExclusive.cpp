@@ -37,7 +37,7 @@ OSStatus PipeWireAudioHardware::toggleHog(Device& device) {
   const auto owner = hogOwner(device);
   if (!owner) return owner.error();
   if (*owner != -1) return kAudioDevicePermissionsError;
-  const auto wait = connection_.beginWait();
+  const auto wait = server_->beginWait();
   const OSStatus status = takeDirectly(device);
   publish(device);
   return status;
@@ -50,14 +50,14 @@ OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
   if (expectsSink(device)) waitForSink(device);
   // A session manager whose new sink goes before it has set it up leaves it behind, and the card open with it.
   if (device.sink)
-    connection_.waitUntil([&] { return !device.sink || isSetUp(connection_.facts(), *device.sink); }, setUpLimit);
+    server_->waitUntil([&] { return !device.sink || isSetUp(server_->facts(), *device.sink); }, setUpLimit);
   std::set<std::uint32_t> others;
   // The sink may have failed in these waits, and the stream with it.
-  if (const PipeWireStream* own = moving != nullptr ? moving->stream() : nullptr; own != nullptr && device.sink)
-    others = othersOn(connection_.facts(), *device.sink, own->facts().node);
+  if (const SoundServerStream* own = moving != nullptr ? moving->stream() : nullptr; own != nullptr && device.sink)
+    others = othersOn(server_->facts(), *device.sink, own->facts().node);
   if (moving != nullptr) device.heardUntil = runLoop_.now() + moving->leaveSink();
   waitUntilHeard(device);
-  const CardBefore before{device.sink.has_value(), connection_.facts().hasSessionManager};
+  const CardBefore before{device.sink.has_value(), server_->facts().hasSessionManager};
   switchCardOff(device);
   const OSStatus status = toggleDirectHogWithin(before.hadSink ? closeLimit : RunLoop::Duration::zero(), device);
   if (status == noErr) {
@@ -80,12 +80,11 @@ OSStatus PipeWireAudioHardware::takeDirectly(Device& device) {
 /// The server may take a moment to let go; and a session manager that was just about to choose a profile for a card
 /// that has come back to it chooses one, whatever it was asked for.
 OSStatus PipeWireAudioHardware::toggleDirectHogWithin(RunLoop::Duration limit, Device& device) {
-  const auto wait = connection_.beginWait();
+  const auto wait = server_->beginWait();
   const auto end = runLoop_.now() + limit;
   OSStatus status = toggleDirectHog(device);
   while (status == kAudioDevicePermissionsError && runLoop_.now() < end && !wait.isInterrupted()) {
-    if (!connection_.waitUntil([] { return false; }, retryPause) && !connection_.isConnected())
-      runLoop_.sleepFor(retryPause);
+    if (!server_->waitUntil([] { return false; }, retryPause) && !server_->isConnected()) runLoop_.sleepFor(retryPause);
     if (device.sink) switchCardOff(device);
     status = toggleDirectHog(device);
   }
@@ -111,31 +110,31 @@ void PipeWireAudioHardware::letGoOfCard(Device& device) {
   // Another program has taken it away: what it was before holds for the next time, and no sink comes until then.
   if (const auto program = hogOwner(device); program && *program != -1) return;
   const auto before = std::exchange(device.cardBefore, std::nullopt);
-  if (before && device.isListed && !device.sink && isSinkDue(*before, connection_.facts().hasSessionManager))
+  if (before && device.isListed && !device.sink && isSinkDue(*before, server_->facts().hasSessionManager))
     expectSink(device);
 }
 
 /// Has the server let go of the card. It keeps it in mind, and plays on it again when the profile is set back.
 void PipeWireAudioHardware::switchCardOff(Device& device) {
   const PipeWireSink* sink = sinkOf(device);
-  const PipeWireCard* card = sink != nullptr ? cardOf(connection_.facts(), *sink) : nullptr;
+  const PipeWireCard* card = sink != nullptr ? cardOf(server_->facts(), *sink) : nullptr;
   if (card == nullptr || !card->profile || !card->profileOff) return;
   // The sink was left behind when the card was switched off, and has the hardware open: it can only be made to close
   // it.
-  if (card->isOff()) return connection_.suspend(*device.sink);
+  if (card->isOff()) return server_->suspend(*device.sink);
   device.switchedOff = {*sink->card, *card->profile, *card};
-  if (!connection_.setProfile(*sink->card, *card->profileOff)) return device.switchedOff.reset();
+  if (!server_->setProfile(*sink->card, *card->profileOff)) return device.switchedOff.reset();
   const auto id = *device.sink;
-  connection_.waitUntil([this, id] { return !connection_.facts().sinks.contains(id); }, closeLimit);
+  server_->waitUntil([this, id] { return !server_->facts().sinks.contains(id); }, closeLimit);
 }
 
 void PipeWireAudioHardware::restoreProfile(Device& device) {
   const auto before = std::exchange(device.switchedOff, std::nullopt);
   if (!before) return;
   // A card that was reserved is a new object for the server, which has its old profile already.
-  const auto card = connection_.facts().cards.find(before->card);
-  if (card == connection_.facts().cards.end() || !card->second.isSameAs(before->before)) return;
-  if (connection_.setProfile(before->card, before->profile)) connection_.roundTrip(closeLimit);
+  const auto card = server_->facts().cards.find(before->card);
+  if (card == server_->facts().cards.end() || !card->second.isSameAs(before->before)) return;
+  if (server_->setProfile(before->card, before->profile)) server_->roundTrip(closeLimit);
 }
 
 /// What the card still plays of an earlier unit would be cut off with it, or with a change of its rate.
@@ -146,15 +145,15 @@ void PipeWireAudioHardware::waitUntilHeard(const Device& device) {
 
 /// Returns when the device has a sink, or none is expected any more.
 void PipeWireAudioHardware::waitForSink(const Device& device) {
-  const auto wait = connection_.beginWait();
+  const auto wait = server_->beginWait();
   const auto end = runLoop_.now() + device.sinkExpectation.left(runLoop_.now());
   while (!device.sink && runLoop_.now() < end && !wait.isInterrupted()) {
-    if (!connection_.isConnected()) {
+    if (!server_->isConnected()) {
       runLoop_.sleepFor(retryPause);
-      connection_.reconnect();
+      server_->reconnect();
     }
-    connection_.waitUntil([&device] { return device.sink.has_value(); },
-                          std::min<RunLoop::Duration>(100ms, end - runLoop_.now()));
+    server_->waitUntil([&device] { return device.sink.has_value(); },
+                       std::min<RunLoop::Duration>(100ms, end - runLoop_.now()));
   }
 }
 

@@ -54,7 +54,7 @@ std::expected<bool, OSStatus> PipeWireOutputUnit::isAlive() const {
 OSStatus PipeWireOutputUnit::initialize() {
   if (state_ != State::created) return noErr;
   if (!settings_.areComplete()) return kAudioUnitErr_FailedInitialization;
-  const auto wait = host_.connection().beginWait();
+  const auto wait = host_.server().beginWait();
   if (const OSStatus status = openWay(false); status != noErr) {
     closeAll();
     return status;
@@ -111,10 +111,9 @@ OSStatus PipeWireOutputUnit::openStream(const Path& path) {
       {format(), floatLayout(4), channels, format().mSampleRate, settings_.channelLayout(), settings_.channelLayout()});
   if (!pipeline || channels > 64) return kAudioUnitErr_FormatNotSupported;
   const bool leadsRate = path.rate && *path.rate == format().mSampleRate;
-  stream_ = std::make_unique<PipeWireStream>(
-      host_.connection(), host_.runLoop(),
-      PipeWireStream::Setup{path.sink, path.serial, rate, leadsRate, channels, settings_.channelLayout(), deliveries_},
-      std::move(pipeline), [this] { host_.unitChanged(settings_.device()); });
+  stream_ = host_.server().makeStream(
+      {path.sink, path.serial, rate, leadsRate, channels, settings_.channelLayout(), deliveries_}, std::move(pipeline),
+      [this] { host_.unitChanged(settings_.device()); });
   const OSStatus status = stream_->open();
   if (status == noErr)
     host_.log().write(LogLevel::info, audioOutputCategory,
@@ -146,7 +145,7 @@ OSStatus PipeWireOutputUnit::start() {
     stop();
   }
   watchError_ = noErr;
-  const auto wait = host_.connection().beginWait();
+  const auto wait = host_.server().beginWait();
   // A sink that has gone while nothing played may be back, or the device may be reached without one now.
   if (!direct_ && stream() == nullptr)
     if (const OSStatus status = reopen(); status != noErr) return status;

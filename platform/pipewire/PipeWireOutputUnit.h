@@ -1,6 +1,6 @@
 #pragma once
 // An output unit on a device that may be reached through a PipeWire sink or directly: which of them is decided when it
-// is initialised. Player's thread; what renders lives in PipeWireStream, or in the direct side's own unit.
+// is initialised. Player's thread; what renders lives in the server's stream, or in the direct side's own unit.
 
 #include <memory>
 #include <optional>
@@ -9,7 +9,7 @@
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
 #include "platform/conversion/TabledOutputUnit.h"
-#include "platform/pipewire/PipeWireStream.h"
+#include "platform/pipewire/SoundServer.h"
 
 namespace tolvane {
 
@@ -38,7 +38,7 @@ class PipeWireOutputUnit : public TabledOutputUnit {
     /// The unit has begun or ended, or its stream has changed.
     virtual void unitChanged(AudioObjectID id) = 0;
     [[nodiscard]] virtual AudioOutputComponent* directComponent() = 0;
-    [[nodiscard]] virtual PipeWireConnection& connection() = 0;
+    [[nodiscard]] virtual SoundServer& server() = 0;
     [[nodiscard]] virtual RunLoop& runLoop() = 0;
     [[nodiscard]] virtual Log& log() = 0;
   };
@@ -58,7 +58,9 @@ class PipeWireOutputUnit : public TabledOutputUnit {
   // For the hardware.
 
   /// Null unless the unit plays, or could, through a sink.
-  [[nodiscard]] const PipeWireStream* stream() const { return stream_ && !stream_->isLost() ? stream_.get() : nullptr; }
+  [[nodiscard]] const SoundServerStream* stream() const {
+    return stream_ && !stream_->isLost() ? stream_.get() : nullptr;
+  }
   [[nodiscard]] bool isDirect() const { return direct_ != nullptr; }
   [[nodiscard]] bool isRunning() const { return state_ == State::running; }
   [[nodiscard]] const AudioStreamBasicDescription& format() const { return settings_.format(); }
@@ -96,7 +98,7 @@ class PipeWireOutputUnit : public TabledOutputUnit {
   std::optional<double> ledRate_;  ///< that the last sink was made to run at
 
   // While initialised, one of the two; none where the last attempt to find another way has failed.
-  std::unique_ptr<PipeWireStream> stream_;
+  std::unique_ptr<SoundServerStream> stream_;
   std::unique_ptr<AudioOutputUnit> direct_;
   RunLoop::Timer progressWatch_;
   std::uint64_t cyclesSeen_ = 0;

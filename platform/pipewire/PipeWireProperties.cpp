@@ -30,7 +30,7 @@ bool isServer(std::int32_t process) {
 }  // namespace
 
 /// The stream that plays to the device's sink, if any does.
-const PipeWireStream* PipeWireAudioHardware::playingStream(const Device& device) {
+const SoundServerStream* PipeWireAudioHardware::playingStream(const Device& device) {
   return device.unit != nullptr && device.unit->isRunning() ? device.unit->stream() : nullptr;
 }
 
@@ -77,7 +77,7 @@ double PipeWireAudioHardware::secondsUntilRetake(const Device& device) const {
 /// A session manager has come while a unit plays over the card, and makes its sink when the unit lets go of it.
 bool PipeWireAudioHardware::isReopeningDue(const Device& device) const {
   const bool isDirect = device.unit != nullptr && device.unit->isDirect();
-  return isDirect && device.cardBefore && isSinkDue(*device.cardBefore, connection_.facts().hasSessionManager) &&
+  return isDirect && device.cardBefore && isSinkDue(*device.cardBefore, server_->facts().hasSessionManager) &&
          !isOurs(device);
 }
 
@@ -115,7 +115,7 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::devicePropert
     case kAudioDevicePropertyStreams:
       return Numbers{device.stream};
     case kAudioDevicePropertySoundServer:
-      return connection_.serverName();
+      return server_->serverName();
     case kAudioDevicePropertyDriver:
       return direct_.propertyData(device.direct, globalAddress(selector));
     case kAudioDevicePropertyVolumeDecibels:
@@ -149,7 +149,7 @@ std::vector<SampleAlteration> PipeWireAudioHardware::alterationsNow(const Device
 std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::sharedProperty(const Device& device,
                                                                                   FourCharCode selector) const {
   const PipeWireSink* sink = sinkOf(device);
-  const PipeWireStream* playing = playingStream(device);
+  const SoundServerStream* playing = playingStream(device);
   switch (selector) {
     case kAudioDevicePropertyNominalSampleRate:
       if (const auto rate = sharedNominalRate(device)) return *rate;
@@ -200,7 +200,7 @@ std::expected<AudioPropertyValue, OSStatus> PipeWireAudioHardware::streamPropert
 std::vector<AudioValueRange> PipeWireAudioHardware::sharedRates(const Device& device) const {
   const PipeWireSink* sink = sinkOf(device);
   if (sink != nullptr && !sink->rates.empty()) return sink->rates;
-  const double rate = connection_.facts().graphRate;
+  const double rate = server_->facts().graphRate;
   return {{rate, rate}};
 }
 
@@ -230,7 +230,7 @@ OSStatus PipeWireAudioHardware::setNominalRate(Device& device, double rate) {
 
 /// Why what the unit renders is not what the hardware gets; empty while it is, or while no unit plays through a sink.
 std::vector<SampleAlteration> PipeWireAudioHardware::sharedAlterations(const Device& device) const {
-  const PipeWireStream* playing = playingStream(device);
+  const SoundServerStream* playing = playingStream(device);
   if (playing == nullptr) return {};
   if (!device.sink) return {withdrawnDevice()};
   PipeWireStreamFacts stream = playing->facts();
@@ -240,7 +240,7 @@ std::vector<SampleAlteration> PipeWireAudioHardware::sharedAlterations(const Dev
                                                                   outputAddress(kAudioDevicePropertyChannelPositions));
   for (const std::uint32_t position : positions.value_or(std::vector<std::uint32_t>()))
     stream.cardChannels.positions.push_back(static_cast<ChannelPosition>(position));
-  auto found = alterationsOf(connection_.facts(), *device.sink, stream);
+  auto found = alterationsOf(server_->facts(), *device.sink, stream);
   // The stream has the positions of the track: against itself a track shows only that it does not state them.
   const ChannelLayout& channels = device.unit->channelLayout();
   if (auto alteration = placementAlteration(channels, channels)) found.push_back(*std::move(alteration));

@@ -17,6 +17,7 @@
 #include "platform/conversion/RenderPipeline.h"
 #include "platform/pipewire/PipeWireConnection.h"
 #include "platform/pipewire/PipeWireFacts.h"
+#include "platform/pipewire/SoundServer.h"
 
 struct pw_stream;
 struct pw_time;
@@ -25,55 +26,32 @@ struct spa_io_position;
 
 namespace tolvane {
 
-class PipeWireStream {
+class PipeWireStream final : public SoundServerStream {
  public:
-  struct Setup {
-    std::uint32_t sink = 0;  ///< its object
-    std::string serial;      ///< the sink's
-    std::uint32_t rate = 0;  ///< hertz, the client's
-    /// Ask the graph, and with it the sink, to run at the client's rate while this stream plays.
-    bool leadsRate = false;
-    std::uint32_t channels = 0;
-    ChannelLayout layout{};  ///< of the channels
-    std::shared_ptr<DeliveryRecord> deliveries{};  ///< of what is put into the server's buffers; null: nothing is
-  };
-
   /// `changed` runs on the player's thread, from the library's loop, when state or volume have changed.
   PipeWireStream(PipeWireConnection& connection, RunLoop& runLoop, Setup setup,
                  std::unique_ptr<RenderPipeline> pipeline, std::function<void()> changed);
-  ~PipeWireStream();
-  PipeWireStream(const PipeWireStream&) = delete;
-  PipeWireStream& operator=(const PipeWireStream&) = delete;
+  ~PipeWireStream() override;
 
-  /// Makes the stream known to the server, not playing. Bounded.
-  [[nodiscard]] OSStatus open();
-  /// REQUIRES: open, stopped. Returns when the sink asks for frames at a settled rate; the first frame that is rendered
-  /// is the first that is heard. Bounded.
-  [[nodiscard]] OSStatus start(const AURenderCallback& callback);
-  /// No callback is under way afterwards. What has been rendered is in the sink's hands, and heard.
-  void stop();
-  /// The server has gone, or the sink: what the hardware had not played yet counts as not heard.
-  void markLost(OSStatus status);
-
-  [[nodiscard]] bool isAlive() const { return isRunning_ && !isLost_; }
-  [[nodiscard]] bool isLost() const { return isLost_; }
-  /// What markLost() was told; noErr before.
-  [[nodiscard]] OSStatus lostStatus() const { return lostStatus_; }
-  /// Client frames between the last start() and the last stop() or loss.
-  [[nodiscard]] std::int64_t framesPlayed() const { return framesPlayed_; }
-  /// Client frames that the hardware has played since the stream was made, as far as the graph reports that; nothing
-  /// before the first start(). Never goes back.
-  [[nodiscard]] std::optional<std::int64_t> sampleTime() const;
-  OSStatus takeLastError() { return lastError_.exchange(noErr, std::memory_order_acq_rel); }  // partner: process()
-  [[nodiscard]] std::uint64_t underruns() const { return underruns_.load(std::memory_order_relaxed); }
-  /// Frames that the graph asks for at a time; 0: not known yet.
-  [[nodiscard]] std::uint32_t quantum() const { return quantum_.load(std::memory_order_relaxed); }
-  /// Calls of the sink for frames so far, silence included.
-  [[nodiscard]] std::uint64_t cycles() const { return cycles_.load(std::memory_order_relaxed); }
-  /// How long the hardware still plays what it was given up to now.
-  [[nodiscard]] RunLoop::Duration delay() const;
-  [[nodiscard]] PipeWireStreamFacts facts() const;
-  [[nodiscard]] const Setup& setup() const { return setup_; }
+  // SoundServerStream
+  OSStatus open() override;
+  OSStatus start(const AURenderCallback& callback) override;
+  void stop() override;
+  void markLost(OSStatus status) override;
+  bool isAlive() const override { return isRunning_ && !isLost_; }
+  bool isLost() const override { return isLost_; }
+  OSStatus lostStatus() const override { return lostStatus_; }
+  std::int64_t framesPlayed() const override { return framesPlayed_; }
+  std::optional<std::int64_t> sampleTime() const override;
+  OSStatus takeLastError() override {
+    return lastError_.exchange(noErr, std::memory_order_acq_rel);  // partner: process()
+  }
+  std::uint64_t underruns() const override { return underruns_.load(std::memory_order_relaxed); }
+  std::uint32_t quantum() const override { return quantum_.load(std::memory_order_relaxed); }
+  std::uint64_t cycles() const override { return cycles_.load(std::memory_order_relaxed); }
+  RunLoop::Duration delay() const override;
+  PipeWireStreamFacts facts() const override;
+  const Setup& setup() const override { return setup_; }
 
  private:
   friend struct PipeWireStreamCallbacks;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <set>
 #include <utility>
 
 #include "platform/pipewire/PathAlterations.h"
@@ -45,8 +46,7 @@ std::expected<PipeWireOutputUnit::Path, OSStatus> PipeWireAudioHardware::openPat
   path.name = device.name;
   if (isReachedDirectly(device)) {
     path.direct = device.direct;
-    if (!device.cardBefore)
-      device.cardBefore = CardBefore{device.sink.has_value(), connection_.facts().hasSessionManager};
+    if (!device.cardBefore) device.cardBefore = CardBefore{device.sink.has_value(), server_->facts().hasSessionManager};
     // The sink that the rate was meant for has not come.
     if (wasShared && device.chosenRate) chooseCardRate(device, *device.chosenRate);
   } else if (device.sink) {
@@ -99,7 +99,7 @@ void PipeWireAudioHardware::movedToCard(AudioObjectID id, std::optional<double> 
 void PipeWireAudioHardware::unitChanged(AudioObjectID id) {
   Device* device = deviceOf(id);
   if (device == nullptr || device->unit == nullptr) return;
-  const PipeWireStream* stream = device->unit->stream();
+  const SoundServerStream* stream = device->unit->stream();
   const bool isRunning = stream != nullptr && device->unit->isRunning();
   if (std::exchange(device->wasRunning, isRunning) && stream != nullptr && !isRunning)
     device->heardUntil = runLoop_.now() + stream->delay();
@@ -162,8 +162,10 @@ void PipeWireAudioHardware::lookForOthers(Device& device) {
       !direct_.propertyData(device.direct, globalAddress(kAudioDevicePropertyActualSampleRate)).has_value();
   if (device.contestWatch.isNews(isContested, runLoop_.now()))
     listeners().notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
-  if (device.retakeObstacles.haveEased(nodesIn(connection_.facts()), isContested, runLoop_.now()))
-    device.retakePause.reset();
+  const PipeWireFacts& facts = server_->facts();
+  const auto others =
+      device.sink ? othersOn(facts, *device.sink, playingStream(device)->facts().node) : std::set<std::uint32_t>();
+  if (device.retakeObstacles.haveEased(nodesIn(facts), others, isContested, runLoop_.now())) device.retakePause.reset();
 }
 
 /// Tells the listeners what has become of the device, when it is not what they were told.

@@ -21,13 +21,20 @@ class RetakeObstacles {
   /// An attempt has failed while the nodes of other programs played on the sink.
   void attemptFailed(std::set<std::uint32_t> others) {
     others_ = std::move(others);
+    onSink_.clear();
     contestedSince_.reset();
   }
 
-  /// True once for each obstacle that has gone. `existing`: the nodes that there are now. `isContested`: while a unit
-  /// plays through the sink, the kernel does not show one format for the card, because another program has it open too.
-  [[nodiscard]] bool haveEased(const std::set<std::uint32_t>& existing, bool isContested, RunLoop::TimePoint now) {
-    const auto gone = std::erase_if(others_, [&existing](std::uint32_t node) { return !existing.contains(node); });
+  /// True once for each obstacle that has gone. `existing`: the nodes that there are now; `onSink`: those of them that
+  /// are linked to the sink. `isContested`: while a unit plays through the sink, the kernel does not show one format
+  /// for the card, because another program has it open too.
+  [[nodiscard]] bool haveEased(const std::set<std::uint32_t>& existing, const std::set<std::uint32_t>& onSink,
+                               bool isContested, RunLoop::TimePoint now) {
+    // The attempt itself takes streams off the sink, and they come back to it: only one that leaves after that counts.
+    const auto gone = std::erase_if(others_, [&](std::uint32_t node) {
+      if (onSink.contains(node)) onSink_.insert(node);
+      return !existing.contains(node) || (onSink_.contains(node) && !onSink.contains(node));
+    });
     if (isContested) {
       if (!contestedSince_) contestedSince_ = now;
       return gone != 0;
@@ -40,6 +47,7 @@ class RetakeObstacles {
 
  private:
   std::set<std::uint32_t> others_;
+  std::set<std::uint32_t> onSink_;  ///< that have been on the sink since the attempt
   std::optional<RunLoop::TimePoint> contestedSince_;
 };
 

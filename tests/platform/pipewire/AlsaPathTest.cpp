@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace tolvane {
 namespace {
@@ -11,6 +14,19 @@ TEST(AlsaPath, IsDirectForACardsOwnNames) {
   for (const char* path : {"hw:0", "hw:0,3", "hw:Loopback,0", "hw:CARD=DAC,DEV=0", "front:1", "hdmi:0,1", "iec958:0",
                            "surround40:0", "surround51:0", "surround71:0", "_ucm0001.hw:sofhdadsp,0", "_ucm00AF.hw:II"})
     EXPECT_EQ(alsaPathOf(path), AlsaPath::direct) << path;
+}
+
+TEST(AlsaPath, NamesItsCardByANumberOrNot) {
+  for (const auto& [path, card] : std::vector<std::pair<const char*, std::optional<int>>>{{"hw:0", 0},
+                                                                                          {"hw:12,3", 12},
+                                                                                          {"front:1", 1},
+                                                                                          {"_ucm0001.hw:2,0", 2},
+                                                                                          {"hw:DAC", std::nullopt},
+                                                                                          {"hw:CARD=1", std::nullopt},
+                                                                                          {"hw:1x,0", std::nullopt},
+                                                                                          {"hw:", std::nullopt},
+                                                                                          {"hw", std::nullopt}})
+    EXPECT_EQ(cardInAlsaPath(path), card) << path;
 }
 
 TEST(AlsaPath, MovesOrEncodesUnderTheNamesThatDo) {

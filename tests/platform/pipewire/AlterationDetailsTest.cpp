@@ -245,6 +245,10 @@ std::vector<DetailRow> waysToTheCard() {
        "The sound server does not report how it opens the card. Turn on Exclusive Access to play to the card directly.",
        [](auto& path) { path.sink().alsaPath.clear(); }},
       {Kind::unknown,
+       "The sound server plays to \"front:7\", which is another card than it states. Choose another profile of the "
+       "card.",
+       [](auto& path) { path.sink().alsaPath = "front:7"; }},
+      {Kind::unknown,
        "The sound server plays to \"half:0\" of the system's sound library, which may alter samples. Choose another "
        "profile of the card.",
        [](auto& path) { path.sink().alsaPath = "half:0"; }},
@@ -272,7 +276,7 @@ TEST(AlterationDetails, OfTheSoundServerNameStageValueAndCure) {
       expectFactAndCure(found[0].detail);
     }
   }
-  EXPECT_EQ(rows, 44);
+  EXPECT_EQ(rows, 45);
 }
 
 TEST(AlterationDetails, OfChannelsNameThemAndACure) {

@@ -31,7 +31,7 @@ NeutralPath drivenAs(const char* bus, const char* name, const Channels& channels
 
 TEST(ChannelOrder, IsProvenByTheDriverWhateverTheNameOfThePcm) {
   int cases = 0;
-  for (const auto& [bus, name] : {std::pair{"usb", "hw:1"},
+  for (const auto& [bus, name] : {std::pair{"usb", "hw:0"},
                                   {"pci", "hw:0"},
                                   {"", "hw:0,3"},
                                   {"pci", "_ucm0001.hw:0"},
@@ -48,8 +48,8 @@ TEST(ChannelOrder, IsProvenByTheDriverWhateverTheNameOfThePcm) {
 }
 
 TEST(ChannelOrder, IsTheSameWhereOnlyTheNamesOfASurroundPairDiffer) {
-  EXPECT_EQ(detailsOf(drivenAs("usb", "hw:1", waveOrder, {FL, FR, FC, LFE, SL, SR}).alterations()), "");
-  EXPECT_EQ(detailsOf(drivenAs("pci", "hw:1", {FL, FR, SL, SR, FC, LFE}, alsaOrder).alterations()), "");
+  EXPECT_EQ(detailsOf(drivenAs("usb", "hw:0", waveOrder, {FL, FR, FC, LFE, SL, SR}).alterations()), "");
+  EXPECT_EQ(detailsOf(drivenAs("pci", "hw:0", {FL, FR, SL, SR, FC, LFE}, alsaOrder).alterations()), "");
   auto hdmi = openedAs("pci", "hdmi:0", {FL, FR, SL, SR, FC, LFE, RL, RR});
   using enum ChannelPosition;
   hdmi.stream.cardChannels = {
@@ -70,9 +70,9 @@ TEST(ChannelOrder, IsRefutedByTheDriver) {
       "takes this device's channels for FL, FR, RL, RR, FC, LFE, but its driver states FL, FR, ";
   int cases = 0;
   for (const auto& [bus, name, server, driver, kind, words] :
-       {Case{"usb", "hw:1", alsaOrder, waveOrder, converted, assumed},
+       {Case{"usb", "hw:0", alsaOrder, waveOrder, converted, assumed},
         Case{"pci", "hw:0", alsaOrder, waveOrder, converted, assumed},
-        Case{"usb", "_ucm0001.hw:1", alsaOrder, waveOrder, converted, assumed},
+        Case{"usb", "_ucm0001.hw:0", alsaOrder, waveOrder, converted, assumed},
         Case{"pci", "hdmi:0", alsaOrder, waveOrder, converted, assumed},
         // The system's sound library may move channels behind this name.
         Case{"pci", "surround51:0", alsaOrder, waveOrder, unknown, assumed},
@@ -107,10 +107,10 @@ TEST(ChannelOrder, IsNotProvenByWhatTheDriverLeavesOut) {
   };
   int cases = 0;
   for (const auto& [bus, name, driver] :
-       {Case{"usb", "hw:1", {}}, Case{"usb", "hw:1", {FL, FR}}, Case{"usb", "hw:1", {FL, FR, FC, LFE, RL, RR, SL, SR}},
-        Case{"pci", "hw:1", {FL, FR, FC, LFE, AUX0, AUX1}},
+       {Case{"usb", "hw:0", {}}, Case{"usb", "hw:0", {FL, FR}}, Case{"usb", "hw:0", {FL, FR, FC, LFE, RL, RR, SL, SR}},
+        Case{"pci", "hw:0", {FL, FR, FC, LFE, AUX0, AUX1}},
         // Behind this name the system's sound library moves the channels of every USB device.
-        Case{"usb", "surround51:1", waveOrder}, Case{"usb", "surround51:1", alsaOrder}}) {
+        Case{"usb", "surround51:0", waveOrder}, Case{"usb", "surround51:0", alsaOrder}}) {
     const auto found = drivenAs(bus, name, waveOrder, driver).alterations();
     ++cases;
     ASSERT_EQ(found.size(), 1U) << bus << ' ' << name << ": " << detailsOf(found);

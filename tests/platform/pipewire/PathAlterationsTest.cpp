@@ -184,6 +184,7 @@ TEST(PathAlterations, NameWhatLiesBetweenTheSinkAndTheCard) {
        [](auto& path) { path.sink().alsaPath = "half:0"; }},
       {converted, "moves channels on the way to the card (surround21:0)",
        [](auto& path) { path.sink().alsaPath = "surround21:0"; }},
+      {unknown, "plays to \"hw:1,0\", which is another card", [](auto& path) { path.sink().alsaPath = "hw:1,0"; }},
       {converted, "encodes the samples for the card (a52:0)", [](auto& path) { path.sink().alsaPath = "a52:0"; }},
   });
 }
@@ -244,13 +245,13 @@ TEST(PathAlterations, NameAnOrderOfChannelsBeyondStereoThatIsAssumed) {
     const char* name;
     bool isAssumed;
   };
-  for (const auto& [bus, name, isAssumed] : {Case{"usb", "surround51:1", true},
-                                             {"usb", "hw:1", true},
-                                             {"pci", "hw:1", true},
-                                             {"", "hw:1", true},
-                                             {"pci", "surround51:1", false},
-                                             {"pci", "hdmi:1", true},
-                                             {"", "surround51:1", false},
+  for (const auto& [bus, name, isAssumed] : {Case{"usb", "surround51:0", true},
+                                             {"usb", "hw:0", true},
+                                             {"pci", "hw:0", true},
+                                             {"", "hw:0", true},
+                                             {"pci", "surround51:0", false},
+                                             {"pci", "hdmi:0", true},
+                                             {"", "surround51:0", false},
                                              // Whose names may be a rule's, and not the configuration's.
                                              {"usb", "_ucm0001.hw:II", true},
                                              {"pci", "_ucm0001.hw:II", true}}) {
@@ -265,7 +266,7 @@ TEST(PathAlterations, NameAnOrderOfChannelsBeyondStereoThatIsAssumed) {
         "The sound server assumes which loudspeakers the device's 6 channels are for. Turn on Exclusive Access to use "
         "the order that the device's driver reports.");
   }
-  for (const char* name : {"hw:1", "front:1"}) {
+  for (const char* name : {"hw:0", "front:0"}) {
     auto stereo = linked({FL, FR}, {FL, FR}, {{"FL", "FL"}, {"FR", "FR"}});
     stereo.sink().card = 50;
     stereo.sink().alsaPath = name;

@@ -58,7 +58,7 @@ class PipeWireWaits : public testing::Test {
   const std::shared_ptr<test::ManualDeviceTime> time_ = std::make_shared<test::ManualDeviceTime>();
   DeviceCalls calls_{runLoop_, log_, time_};
   std::uint64_t interrupt_ = 0;
-  PipeWireConnection connection_{runLoop_, log_, calls_, {.changed = [] {}, .lost = [] {}}};
+  PipeWireConnection connection_{runLoop_, log_, &calls_, {.changed = [] {}, .lost = [] {}}};
 };
 
 TEST_F(PipeWireWaits, EndWhenTheUserWantsSomethingElse) {

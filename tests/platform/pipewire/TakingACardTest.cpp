@@ -1,0 +1,254 @@
+// Taking a card from the sound server and giving it back, step by step, and with a fault at each of them.
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include "tests/platform/pipewire/scripted/ScriptedDesktop.h"
+
+namespace tolvane::test {
+namespace {
+
+using std::chrono_literals::operator""ms;
+using std::chrono_literals::operator""s;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Property = AudioUnitProperty;
+using Scope = AudioUnitScope;
+
+/// Renders silence, and counts it.
+class Source {
+ public:
+  [[nodiscard]] AURenderCallback callback() { return {&Source::render, this}; }
+  [[nodiscard]] std::int64_t rendered() const { return rendered_; }
+
+ private:
+  static OSStatus render(void* self, std::uint32_t frames, AudioBufferList*) noexcept {
+    static_cast<Source*>(self)->rendered_ += frames;
+    return noErr;
+  }
+  std::int64_t rendered_ = 0;
+};
+
+/// A DAC behind a sink, and a unit that may play on it.
+class Listening {
+ public:
+  Listening() { desktop.runLoop.runUntilIdle(); }
+
+  std::unique_ptr<AudioOutputUnit> makeUnit() {
+    auto unit = *desktop.hardware().outputComponent()->newInstance();
+    const auto format = linearPCM(48000, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
+    EXPECT_EQ(unit->setProperty(Property::currentDevice, Scope::global, 0, device), noErr);
+    EXPECT_EQ(unit->setProperty(Property::enableIO, Scope::output, 0, std::uint32_t{1}), noErr);
+    EXPECT_EQ(unit->setProperty(Property::enableIO, Scope::input, 1, std::uint32_t{0}), noErr);
+    EXPECT_EQ(unit->setProperty(Property::streamFormat, Scope::input, 0, format), noErr);
+    EXPECT_EQ(unit->setProperty(Property::setRenderCallback, Scope::input, 0, source.callback()), noErr);
+    return unit;
+  }
+  /// Through the sink, for a while.
+  std::unique_ptr<AudioOutputUnit> playingUnit() {
+    auto unit = makeUnit();
+    EXPECT_EQ(unit->initialize(), noErr);
+    EXPECT_EQ(unit->start(), noErr);
+    desktop.runLoop.advance(1s);
+    EXPECT_GT(source.rendered(), 0);
+    return unit;
+  }
+  OSStatus toggle() { return desktop.hardware().setPropertyData(device, hogModeAddress, std::int32_t{-1}); }
+  std::int32_t owner() { return readProperty<std::int32_t>(desktop.hardware(), device, hogModeAddress).value_or(0); }
+  double pauseSeconds() {
+    return readProperty<double>(desktop.hardware(), device, globalAddress(kAudioDevicePropertyHogModePause))
+        .value_or(-1);
+  }
+  bool goesOn() {
+    const auto before = source.rendered();
+    desktop.runLoop.advance(2s);
+    return source.rendered() > before;
+  }
+  std::string profile(std::uint32_t number) {
+    return "profile " + std::to_string(number) + " of card " + std::to_string(desktop.card());
+  }
+  std::string off() { return profile(ScriptedServer::profileOff); }
+  std::string stereo() { return profile(ScriptedServer::profileStereo); }
+  bool hasSink() { return desktop.server().sinkOfCard(desktop.card()).has_value(); }
+
+  ScriptedDesktop desktop{{.name = "DAC", .nominalRate = 48000}};
+  Source source;
+  const AudioObjectID device = desktop.device();
+};
+
+class TakingACard : public testing::Test, public Listening {};
+
+TEST_F(TakingACard, switchesItsProfileOffAndBack) {
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_EQ(owner(), getpid());
+  EXPECT_FALSE(hasSink());
+  EXPECT_THAT(desktop.server().calls(), ElementsAre(off()));
+  EXPECT_EQ(desktop.listed(), std::vector{device}) << "one device, whichever way it is reached";
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_EQ(owner(), -1);
+  desktop.runLoop.advance(1s);
+  EXPECT_TRUE(hasSink());
+  EXPECT_THAT(desktop.server().calls(), ElementsAre(off(), stereo()));
+  EXPECT_EQ(desktop.listed(), std::vector{device});
+}
+
+TEST_F(TakingACard, movesAUnitThatPlaysAndItPlaysOn) {
+  const auto unit = playingUnit();
+  EXPECT_EQ(desktop.server().streams().size(), 1U);
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_EQ(owner(), getpid());
+  EXPECT_TRUE(goesOn());
+  EXPECT_THAT(desktop.server().streams(), IsEmpty());
+  EXPECT_EQ(desktop.dac().config().nominalRate, 48000) << "the rate is the device's, whichever way it is reached";
+  EXPECT_EQ(unit->uninitialize(), noErr);
+  EXPECT_EQ(toggle(), noErr);
+  desktop.runLoop.advance(1s);
+  EXPECT_TRUE(hasSink());
+}
+
+TEST_F(TakingACard, keepsTheProfileUntilTheLastUserOfTheCardHasLeft) {
+  const auto unit = playingUnit();
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_EQ(toggle(), noErr) << "given back while the unit plays over the card";
+  EXPECT_THAT(desktop.server().calls(), ElementsAre(off()));
+  EXPECT_TRUE(goesOn());
+  EXPECT_EQ(unit->uninitialize(), noErr);
+  EXPECT_THAT(desktop.server().calls(), ElementsAre(off(), stereo()));
+  desktop.runLoop.advance(1s);
+  EXPECT_TRUE(hasSink());
+}
+
+TEST_F(TakingACard, failsWhereTheProfileDoesNotChangeAndTheMusicGoesOn) {
+  const auto unit = playingUnit();
+  desktop.server().failNext(ServerStage::switchOff, kAudioHardwareUnspecifiedError, 1000);
+  EXPECT_EQ(toggle(), kAudioDevicePermissionsError);
+  EXPECT_EQ(owner(), -1);
+  EXPECT_TRUE(hasSink());
+  EXPECT_TRUE(goesOn());
+  EXPECT_NEAR(pauseSeconds(), 28, 0.2) << "30 seconds, of which two have passed";
+}
+
+TEST_F(TakingACard, failsWhereTheServerKeepsTheCardOpenAndGivesTheProfileBack) {
+  const auto unit = playingUnit();
+  desktop.server().keepCardsOpen(true);
+  EXPECT_EQ(toggle(), kAudioDevicePermissionsError);
+  desktop.server().keepCardsOpen(false);
+  desktop.runLoop.advance(1s);
+  EXPECT_TRUE(hasSink());
+  EXPECT_EQ(desktop.server().calls().back(), stereo());
+  EXPECT_TRUE(goesOn()) << "through the sink that has come back";
+  EXPECT_EQ(desktop.server().streams().size(), 1U);
+}
+
+TEST_F(TakingACard, isNotTriedAgainBeforeThePauseIsOver) {
+  const auto unit = playingUnit();
+  desktop.server().failNext(ServerStage::switchOff, kAudioHardwareUnspecifiedError, 1000);
+  EXPECT_EQ(toggle(), kAudioDevicePermissionsError);
+  desktop.server().failNext(ServerStage::switchOff, noErr, 0);
+  desktop.server().forgetCalls();
+  EXPECT_EQ(toggle(), kAudioDevicePermissionsError);
+  EXPECT_THAT(desktop.server().calls(), IsEmpty());
+  desktop.runLoop.advance(31s);
+  EXPECT_EQ(pauseSeconds(), 0);
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_EQ(owner(), getpid());
+}
+
+TEST_F(TakingACard, thatAnotherProgramHasIsRefusedAndNothingIsTouched) {
+  desktop.dac().setHogOwner(std::numeric_limits<std::int32_t>::max());
+  desktop.runLoop.runUntilIdle();
+  EXPECT_EQ(toggle(), kAudioDevicePermissionsError);
+  EXPECT_THAT(desktop.server().calls(), IsEmpty());
+  EXPECT_TRUE(hasSink());
+}
+
+TEST_F(TakingACard, fromAServerThatIsNotThereNeedsNoProfile) {
+  desktop.server().die();
+  desktop.runLoop.advance(5s);
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_EQ(owner(), getpid());
+  EXPECT_THAT(desktop.server().calls(), IsEmpty());
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_EQ(owner(), -1);
+}
+
+TEST_F(TakingACard, outlivesAServerThatDiesMeanwhile) {
+  for (const auto delay : {1ms, 10ms, 25ms, 31ms, 40ms, 200ms, 240ms, 600ms}) {
+    SCOPED_TRACE(delay.count());
+    Listening another;
+    const auto unit = another.playingUnit();
+    another.desktop.runLoop.scheduleHardwareAfter(delay, [&] { another.desktop.server().die(); });
+    const OSStatus status = another.toggle();
+    another.desktop.runLoop.advance(1s);
+    EXPECT_EQ(another.owner(), status == noErr ? getpid() : -1);
+    if (status == noErr) {
+      EXPECT_EQ(another.toggle(), noErr);
+    }
+    another.desktop.server().comeBack();
+    another.desktop.runLoop.advance(5s);
+    EXPECT_EQ(another.owner(), -1);
+    EXPECT_EQ(another.desktop.listed().size(), 1U);
+    EXPECT_EQ(unit->uninitialize(), noErr);
+  }
+}
+
+/// In whatever stage it fails: either the card is taken, or the music goes on as it was, or the unit says that it does
+/// not play; and once it is given back, the server has it as before.
+TEST_F(TakingACard, withAFaultAtEachStepLosesNothing) {
+  int taken = 0, refused = 0, brokenOff = 0;
+  const auto tryWith = [&](const std::string& what, const std::function<void(Listening&)>& break_) {
+    SCOPED_TRACE(what);
+    Listening another;
+    {
+      const auto unit = another.playingUnit();
+      break_(another);
+      const OSStatus status = another.toggle();
+      ++(status == noErr ? taken : refused);
+      EXPECT_EQ(another.owner(), status == noErr ? getpid() : -1);
+      another.desktop.runLoop.advance(1s);
+      another.desktop.cards.unitFaults().heal(UnitStage::isRunning);
+      const bool isAlive = readProperty<std::uint32_t>(*unit, Property::isRunning).value_or(0) != 0;
+      EXPECT_EQ(another.goesOn(), isAlive) << "a unit that says it plays does";
+      if (!isAlive) ++brokenOff;
+      another.desktop.server().keepCardsOpen(false);
+      for (const auto stage :
+           {ServerStage::openStream, ServerStage::startStream, ServerStage::switchOff, ServerStage::switchOn})
+        another.desktop.server().failNext(stage, noErr, 0);
+      another.desktop.dac().script().properties.readFailures.clear();
+      if (another.owner() == getpid()) {
+        EXPECT_EQ(another.toggle(), noErr);
+      }
+      unit->uninitialize();
+    }
+    another.desktop.runLoop.advance(5s);
+    EXPECT_EQ(another.owner(), -1);
+    EXPECT_THAT(another.desktop.server().streams(), IsEmpty());
+    EXPECT_EQ(another.desktop.cards.unitCount(), 0);
+    EXPECT_EQ(another.desktop.cards.openDeviceCount(), 0U);
+    EXPECT_EQ(another.desktop.listed(), std::vector{another.device});
+  };
+  const auto server = [](ServerStage stage, int times) {
+    return [stage, times](Listening& test) {
+      test.desktop.server().failNext(stage, kAudioHardwareUnspecifiedError, times);
+    };
+  };
+  for (const int times : {1, 2, 100}) {
+    for (const auto stage : {ServerStage::openStream, ServerStage::startStream, ServerStage::switchOff})
+      tryWith("stage " + std::to_string(static_cast<int>(stage)) + ", " + std::to_string(times), server(stage, times));
+    for (std::size_t stage = 0; stage < kUnitStageCount; ++stage)
+      tryWith("unit's stage " + std::to_string(stage) + ", " + std::to_string(times), [&](Listening& test) {
+        test.desktop.cards.failNext(static_cast<UnitStage>(stage), kAudioHardwareUnspecifiedError, times);
+      });
+  }
+  tryWith("the card stays open", [](Listening& test) { test.desktop.server().keepCardsOpen(true); });
+  tryWith("the owner cannot be read", [](Listening& test) {
+    test.desktop.dac().script().properties.readFailures[kAudioDevicePropertyHogMode] = {kAudioHardwareUnspecifiedError,
+                                                                                        2};
+  });
+  EXPECT_GT(taken, 0);
+  EXPECT_GT(refused, 0);
+  EXPECT_GT(brokenOff, 0);
+}
+
+}  // namespace
+}  // namespace tolvane::test

@@ -1,0 +1,65 @@
+#pragma once
+// A desktop in memory: simulated cards, a scripted sound server over them, and the device layer over both. Main thread.
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/PropertyReading.h"
+#include "platform/pipewire/PipeWireAudioHardware.h"
+#include "platform/simulated/MemoryLog.h"
+#include "tests/platform/pipewire/scripted/ScriptedServer.h"
+
+namespace tolvane::test {
+
+class ScriptedDesktop {
+ public:
+  static constexpr const char* dacUid = "usb-Maker_DAC-00:0";
+
+  enum class Server { isThere, isAbsent };
+
+  /// With one USB DAC.
+  explicit ScriptedDesktop(SimulatedDeviceConfig dac = {}, Server presence = Server::isThere) {
+    dac.uid = dacUid;
+    direct_ = cards.addDevice(std::move(dac));
+    hardware_ = std::make_unique<PipeWireAudioHardware>(runLoop, log, cards, [&](SoundServer::Events events) {
+      auto made = std::make_unique<ScriptedServer>(runLoop, log, cards, std::move(events));
+      server_ = made.get();
+      if (presence == Server::isThere)
+        card_ = made->addCard(direct_);
+      else
+        made->die();
+      return made;
+    });
+  }
+
+  [[nodiscard]] PipeWireAudioHardware& hardware() { return *hardware_; }
+  [[nodiscard]] ScriptedServer& server() { return *server_; }
+  [[nodiscard]] SimulatedDevice& dac() { return cards.device(direct_); }
+  [[nodiscard]] AudioObjectID direct() const { return direct_; }
+  [[nodiscard]] std::uint32_t card() const { return card_; }
+
+  [[nodiscard]] std::vector<AudioObjectID> listed() const {
+    return readProperty<std::vector<std::uint32_t>>(*hardware_, kAudioObjectSystemObject,
+                                                    globalAddress(kAudioHardwarePropertyDevices))
+        .value_or(std::vector<std::uint32_t>());
+  }
+  /// The device with this identity. Throws where there is none.
+  [[nodiscard]] AudioObjectID device(const std::string& uid = dacUid) const {
+    for (const AudioObjectID id : listed())
+      if (readProperty<std::string>(*hardware_, id, globalAddress(kAudioDevicePropertyDeviceUID)) == uid) return id;
+    throw std::runtime_error("there is no device " + uid);
+  }
+
+  ManualRunLoop runLoop;
+  MemoryLog log;
+  SimulatedAudioHardware cards{runLoop};
+
+ private:
+  AudioObjectID direct_ = kAudioObjectUnknown;
+  std::uint32_t card_ = 0;
+  ScriptedServer* server_ = nullptr;
+  std::unique_ptr<PipeWireAudioHardware> hardware_;
+};
+
+}  // namespace tolvane::test
