@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/pipewire/PipeWireConnection.h"
 #include "platform/pipewire/PipeWireOutputUnit.h"
 #include "platform/simulated/ManualRunLoop.h"
 #include "platform/simulated/MemoryLog.h"
@@ -78,7 +79,7 @@ class StoppedServer : public testing::Test, public PipeWireOutputUnit::Host {
     for (const char* name : {"XDG_RUNTIME_DIR", "PIPEWIRE_RUNTIME_DIR"}) ::setenv(name, folder_.path().c_str(), 1);
     server_.emplace(std::vector<std::string>{"pipewire", "-c", folder_.write("server.conf", serverText).path()});
     while (!std::filesystem::exists(folder_.path() / "pipewire-0")) std::this_thread::yield();
-    connection_.emplace(loop_, log_, calls_, PipeWireConnection::Events{.changed = [] {}, .lost = [] {}});
+    connection_.emplace(loop_, log_, &calls_, SoundServer::Events{.changed = [] {}, .lost = [] {}});
     while (!connection_->isConnected()) connection_->reconnect();  // there is a socket before it takes connections
     connection_->open();
     unit_.emplace(*this);
@@ -144,7 +145,7 @@ class StoppedServer : public testing::Test, public PipeWireOutputUnit::Host {
   void movedToCard(AudioObjectID, std::optional<double>) override {}
   void unitChanged(AudioObjectID) override {}
   [[nodiscard]] AudioOutputComponent* directComponent() override { return nullptr; }
-  [[nodiscard]] PipeWireConnection& connection() override { return *connection_; }
+  [[nodiscard]] SoundServer& server() override { return *connection_; }
   [[nodiscard]] RunLoop& runLoop() override { return loop_; }
   [[nodiscard]] Log& log() override { return log_; }
 
