@@ -1,11 +1,10 @@
 import QtQuick
 import QtQuick.Templates as T
-import QtQuick.Window
 import Tolvane
 
 /// The verdict: label, dot and bar in its colour, the chain of stages that it is about, and its sentences: as much of them
 /// as there is room for, and all on hover. Pressed, it asks for all that is known of the path.
-/// How much room there is depends on the window alone, so that nothing moves because of a longer text.
+/// The window gives it its height, so that nothing moves because of a longer text.
 T.AbstractButton {
     id: badge
 
@@ -16,13 +15,13 @@ T.AbstractButton {
     required property color tint
     required property SignalPathModel path
 
-    // In a wide window three lines hold more than five in a narrow one.
-    readonly property int lines: Window.height <= 840 && Window.width < 1000 ? 2 : Window.width < 1000 ? 5 : 3
-    readonly property int lineStep: 14
+    /// There is room for the stages one below the other, and for larger letters.
+    property bool tall: false
+    readonly property int lines: Math.max(1, Math.floor((height - sentence.y - 5) / lineStep))
+    readonly property int lineStep: tall ? 18 : 14
     readonly property int leftEdge: 30
     readonly property int rightEdge: 10
 
-    implicitHeight: sentence.y + lines * lineStep + 7
     focusPolicy: Qt.TabFocus
     hoverEnabled: true
     Accessible.name: label
@@ -56,7 +55,7 @@ T.AbstractButton {
         Text {
             id: heading
             x: badge.leftEdge
-            y: 7
+            y: badge.tall ? 12 : 6
             height: 16
             text: badge.label
             textFormat: Text.PlainText
@@ -72,9 +71,19 @@ T.AbstractButton {
             anchors.right: parent.right
             anchors.rightMargin: badge.rightEdge
             anchors.top: heading.bottom
-            anchors.topMargin: 1
+            visible: !badge.tall
             path: badge.path
-            wide: Window.width >= 1000
+        }
+        SignalLadder {
+            id: ladder
+            anchors.left: heading.left
+            anchors.right: parent.right
+            anchors.rightMargin: badge.rightEdge
+            anchors.top: heading.bottom
+            anchors.topMargin: 6
+            visible: badge.tall
+            rungHeight: Math.round(Math.max(20, Math.min(38, badge.height / 11)))
+            path: badge.path
         }
         Icon {
             anchors.right: parent.right
@@ -92,12 +101,12 @@ T.AbstractButton {
             anchors.left: heading.left
             anchors.right: parent.right
             anchors.rightMargin: badge.rightEdge
-            anchors.top: chain.bottom
-            anchors.topMargin: 1
+            anchors.top: badge.tall ? ladder.bottom : chain.bottom
+            anchors.topMargin: badge.tall ? 8 : 1
             text: badge.detail
             textFormat: Text.PlainText
             color: Theme.withOpacity(Theme.ink, 0.86)
-            font.pixelSize: Theme.smallText
+            font.pixelSize: badge.tall ? Theme.bodyText : Theme.smallText
             lineHeightMode: Text.FixedHeight
             lineHeight: badge.lineStep
             wrapMode: Text.Wrap

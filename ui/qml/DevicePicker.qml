@@ -9,6 +9,8 @@ T.ComboBox {
     required property var devices
     required property int selectedDevice
     signal chosen(int row)
+    /// The list opens below, not above.
+    property bool opensBelow: false
     readonly property bool hasDevices: devices.length > 0
 
     implicitHeight: 36
@@ -111,7 +113,7 @@ T.ComboBox {
     // qmllint enable unqualified
 
     popup: T.Popup {
-        y: -height - 6
+        y: picker.opensBelow ? picker.height + 6 : -height - 6
         width: picker.width
         height: Math.min(contentItem.implicitHeight + topPadding + bottomPadding, 280)
         padding: 6

@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Dialogs
-import QtQuick.Layouts
 import QtQuick.Templates as T
 import QtQuick.Window
 import Tolvane
@@ -36,6 +35,12 @@ Window {
     color: "transparent"
     onActiveChanged: if (active) tracks.lookAgain()
 
+    WindowComposition {
+        id: layout
+        windowWidth: window.width
+        windowHeight: window.height
+        hasTracks: window.tracks.count > 0
+    }
     WindowMotion { id: motion; window: window }
 
     Shortcut { sequence: "Space"; enabled: !window.spaceIsTaken; onActivated: window.nowPlaying.togglePause() }
@@ -114,11 +119,11 @@ Window {
         }
     }
 
-    ColumnLayout {
+    Item {
+        id: panels
         anchors.fill: parent
         anchors.margins: Theme.margin
         anchors.topMargin: header.height
-        spacing: Theme.gap
         focus: true
         // What the part with the keyboard has no use for.
         Keys.onLeftPressed: event => window.nowPlaying.seekBy(event.modifiers & Qt.ShiftModifier ? -1 : -5)
@@ -130,14 +135,18 @@ Window {
         }
 
         NowPlayingPanel {
-            Layout.fillWidth: true
+            id: playing
+            width: parent.width
+            height: implicitHeight
+            composition: layout
             nowPlaying: window.nowPlaying
             onPlaceRequested: queue.showPlaying()
         }
         QueuePanel {
             id: queue
-            Layout.fillWidth: true
-            Layout.fillHeight: true
+            y: playing.height + Theme.gap
+            width: parent.width - (layout.wide ? layout.outputWidth + Theme.gap : 0)
+            height: parent.height - y - (layout.wide ? 0 : outputPanel.implicitHeight + Theme.gap)
             nowPlaying: window.nowPlaying
             tracks: window.tracks
             trackDrag: window.trackDrag
@@ -150,7 +159,12 @@ Window {
             onOpenFileRequested: adds => window.chooseFiles(adds)
         }
         OutputControls {
-            Layout.fillWidth: true
+            id: outputPanel
+            x: parent.width - width
+            y: parent.height - height
+            width: layout.wide ? layout.outputWidth : parent.width
+            height: layout.wide ? queue.height : implicitHeight
+            composition: layout
             nowPlaying: window.nowPlaying
             output: window.output
             path: window.path
@@ -166,7 +180,7 @@ Window {
         anchors.top: parent.top
         anchors.leftMargin: Theme.margin
         anchors.rightMargin: Theme.margin
-        height: 50
+        height: 46
         version: window.version
         zoomed: window.fillsScreen
         onMoveRequested: motion.startMove()

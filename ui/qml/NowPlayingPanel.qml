@@ -6,6 +6,7 @@ Panel {
     id: panel
 
     required property NowPlayingModel nowPlaying
+    required property WindowComposition composition
     /// The row that plays is to be shown in the list.
     signal placeRequested()
     readonly property bool isPreparing: nowPlaying.preparing
@@ -13,7 +14,9 @@ Panel {
     property bool showsPreparation: false
 
     onIsPreparingChanged: if (!isPreparing) showsPreparation = false
-    implicitHeight: column.implicitHeight + 14 + 12
+    readonly property int topPadding: composition.wide ? 16 : composition.dense ? 8 : 14
+    readonly property int bottomPadding: composition.dense ? 6 : 12
+    implicitHeight: column.implicitHeight + topPadding + bottomPadding
 
     Timer {
         interval: 150
@@ -26,8 +29,8 @@ Panel {
         anchors.fill: parent
         anchors.leftMargin: Theme.padding
         anchors.rightMargin: Theme.padding
-        anchors.topMargin: 14
-        anchors.bottomMargin: 12
+        anchors.topMargin: panel.topPadding
+        anchors.bottomMargin: panel.bottomPadding
         spacing: 0
 
         RowLayout {
@@ -35,12 +38,12 @@ Panel {
 
             ElidedText {
                 Layout.fillWidth: true
-                Layout.preferredHeight: 24  // in any writing
-                Layout.maximumHeight: 24
+                Layout.preferredHeight: panel.composition.wide ? 34 : 24  // in any writing
+                Layout.maximumHeight: Layout.preferredHeight
                 verticalAlignment: Text.AlignVCenter
                 text: panel.nowPlaying.title
                 color: Theme.ink
-                font.pixelSize: Theme.titleText
+                font.pixelSize: panel.composition.wide ? Theme.wideTitleText : Theme.titleText
                 font.weight: Font.DemiBold
                 Accessible.role: Accessible.Heading
             }
@@ -60,7 +63,8 @@ Panel {
         WaveformSlider {
             id: position
             Layout.fillWidth: true
-            Layout.topMargin: 8
+            Layout.topMargin: panel.composition.dense ? 2 : 8
+            Layout.preferredHeight: panel.composition.waveformHeight
             samples: panel.nowPlaying.samples
             progress: panel.nowPlaying.progress
             preparation: panel.showsPreparation ? panel.nowPlaying.preparationProgress : -1
@@ -71,31 +75,32 @@ Panel {
             onStepped: seconds => panel.nowPlaying.seekBy(seconds)
         }
 
-        RowLayout {
-            Layout.topMargin: 4
-
-            TabularText { text: position.wanted >= 0 ? position.markedTime : panel.nowPlaying.elapsed }
-            Item { Layout.fillWidth: true }
-            TabularText { text: panel.nowPlaying.duration; color: Theme.muted }
-        }
-
         Item {
             Layout.fillWidth: true
-            Layout.topMargin: -6
+            Layout.topMargin: panel.composition.dense ? 1 : 8
             implicitHeight: transport.implicitHeight
 
-            TabularText {
+            Row {
                 anchors.left: parent.left
                 anchors.verticalCenter: parent.verticalCenter
-                anchors.verticalCenterOffset: 6
-                text: panel.nowPlaying.sampleRate
-                color: Theme.muted
+                spacing: 12
+
+                TabularText { text: position.wanted >= 0 ? position.markedTime : panel.nowPlaying.elapsed }
+                TabularText { text: panel.nowPlaying.sampleRate; color: Theme.muted }
             }
             TransportControls {
                 id: transport
-                x: parent.width / 2 - centre
+                x: Math.round(parent.width / 2 - centre)
                 anchors.verticalCenter: parent.verticalCenter
+                spacing: panel.composition.dense ? 12 : 16
+                playSize: panel.composition.wide ? 52 : panel.composition.dense ? 40 : 48
                 nowPlaying: panel.nowPlaying
+            }
+            TabularText {
+                anchors.right: parent.right
+                anchors.verticalCenter: parent.verticalCenter
+                text: panel.nowPlaying.duration
+                color: Theme.muted
             }
         }
     }

@@ -2,19 +2,24 @@ import QtQuick
 import QtQuick.Layouts
 import Tolvane
 
-ColumnLayout {
+GridLayout {
     id: controls
 
     required property OutputModel output
+    /// Titles and values stand beside the sliders.
+    required property bool inline
     readonly property string helpText: qsTr("Adjust player volume and stereo balance. Hold Shift while dragging for fine adjustment. Double-click a slider or click its value to reset it. At 100% and Center, audio passes through without processing.")
 
-    spacing: 10
+    columnSpacing: Theme.columnGap
+    rowSpacing: 12
     Accessible.role: Accessible.Grouping
     Accessible.name: qsTr("Volume and balance")
     Accessible.description: helpText
 
     OutputAdjustmentRow {
         Layout.fillWidth: true
+        Layout.preferredWidth: 1
+        inline: controls.inline
         title: qsTr("Volume")
         valueText: controls.output.volumeLabel
         helpText: controls.helpText
@@ -28,6 +33,8 @@ ColumnLayout {
     }
     OutputAdjustmentRow {
         Layout.fillWidth: true
+        Layout.preferredWidth: 1
+        inline: controls.inline
         title: qsTr("Balance")
         valueText: controls.output.balanceText
         helpText: controls.helpText

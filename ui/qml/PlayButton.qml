@@ -32,8 +32,8 @@ T.AbstractButton {
     contentItem: Item {
         Icon {
             anchors.centerIn: parent
-            width: 24
-            height: 24
+            width: button.width / 2
+            height: width
             shape: button.playing ? Icon.Pause : Icon.Play
             color: Theme.night
         }

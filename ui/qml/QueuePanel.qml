@@ -36,9 +36,9 @@ Panel {
 
     ColumnLayout {
         anchors.fill: parent
-        anchors.topMargin: 9
-        anchors.bottomMargin: 8
-        spacing: 6
+        anchors.topMargin: 8
+        anchors.bottomMargin: 6
+        spacing: 4
 
         QueueHeader {
             id: header
@@ -69,7 +69,7 @@ Panel {
             Layout.fillHeight: true
             Layout.leftMargin: Theme.padding
             Layout.rightMargin: Theme.padding
-            Layout.bottomMargin: Theme.padding - 8
+            Layout.bottomMargin: Theme.padding - 6
             visible: panel.empty
             dropTargeted: panel.dropTargeted
             onOpenFolderRequested: adds => panel.openFolderRequested(adds)
@@ -83,7 +83,7 @@ Panel {
         x: 8
         y: header.y + 4
         width: panel.width - 16
-        height: header.height + 10
+        height: header.height + 8
         finder: panel.finder
         onPlayed: {
             if (finder.row < 0) return;

@@ -9,10 +9,7 @@ Item {
 
     required property SignalPathModel path
 
-    /// There is room for larger letters.
-    property bool wide: false
-
-    implicitHeight: wide ? 22 : 17
+    implicitHeight: 17
     Accessible.role: Accessible.StaticText
     Accessible.name: path.spoken
 
@@ -32,9 +29,6 @@ Item {
                 required property color tint
                 required property bool named
                 readonly property bool known: value.length > 0
-                readonly property bool wide: chain.wide  // qmllint disable unqualified
-                readonly property int gap: wide ? 10 : 5
-                readonly property int letters: wide ? Theme.bodyText : Theme.smallText
 
                 // The name of the device, which ends the last one, is what gives way.
                 Layout.fillWidth: true
@@ -44,11 +38,11 @@ Item {
 
                 Text {
                     visible: link.index > 0
-                    leftPadding: link.gap
-                    rightPadding: link.gap
+                    leftPadding: 5
+                    rightPadding: 5
                     text: "›"
                     color: Theme.withOpacity(Theme.muted, link.known ? 1 : 0.5)
-                    font.pixelSize: link.letters
+                    font.pixelSize: Theme.smallText
                     Accessible.ignored: true
                 }
                 Text {
@@ -59,7 +53,7 @@ Item {
                     elide: Text.ElideRight
                     maximumLineCount: 1
                     color: link.known ? link.tint : Theme.withOpacity(Theme.muted, 0.5)
-                    font.pixelSize: link.letters
+                    font.pixelSize: Theme.smallText
                     Accessible.ignored: true
 
                     Rectangle {

@@ -17,9 +17,11 @@ QtObject {
     readonly property color hairline: withOpacity(ThemePalette.gold, 0.10)
     readonly property color groove: withOpacity(ThemePalette.gold, 0.16)
 
-    readonly property int margin: 20
+    readonly property int margin: 16
     readonly property int padding: 18
-    readonly property int gap: 12
+    readonly property int gap: 10
+    /// Between controls beside each other.
+    readonly property int columnGap: 22
     readonly property int windowRadius: 14
     readonly property int panelRadius: 14
     readonly property int controlRadius: 10
@@ -30,6 +32,7 @@ QtObject {
     readonly property int smallText: 12
     readonly property int bodyText: 13
     readonly property int titleText: 19
+    readonly property int wideTitleText: 26
 
     /// Of gold, on any panel: a contrast of 3:1.
     readonly property real unplayedOpacity: 0.46

@@ -5,7 +5,7 @@ Row {
     id: controls
 
     required property NowPlayingModel nowPlaying
-
+    property int playSize: 48
     /// Where the middle of the play button stands.
     readonly property real centre: play.x + play.width / 2
 
@@ -20,6 +20,8 @@ Row {
     }
     PlayButton {
         id: play
+        implicitWidth: controls.playSize
+        implicitHeight: controls.playSize
         playing: controls.nowPlaying.playing
         enabled: controls.nowPlaying.hasTrack
         onClicked: controls.nowPlaying.togglePause()

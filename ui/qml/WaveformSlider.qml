@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Templates as T
-import QtQuick.Window
 import Tolvane
 
 /// The current track's waveform, to see the position in and to choose one. Reports the choice when the pointer lets go.
@@ -30,8 +29,6 @@ T.Slider {
     readonly property real minimumValue: from
     readonly property real maximumValue: to
 
-    /// A tall window has room for a taller picture.
-    implicitHeight: Window.height > 840 ? 104 : 64
     focusPolicy: Qt.TabFocus
     hoverEnabled: true
     stepSize: 0.01

@@ -1,5 +1,5 @@
 // Pictures of the real window in every state that it knows, over simulated hardware and a clock that stands still: the
-// same picture each time. Usage: window_pictures FOLDER [SCENE…]
+// same picture each time. Usage: window_pictures FOLDER [SCENE[@WIDTHxHEIGHT]…]
 
 #include <gmock/gmock.h>
 
@@ -78,6 +78,7 @@ class Stage : public WindowFixture {
   /// Scenes whose player waits in a driver while the window goes on.
   static bool isPlayerApart(const std::string& scene) { return scene.starts_with("waiting"); }
 
+  void resize(int width, int height) { window->resize(width, height); }
   bool shoot(const QString& file) {
     settle();
     return window->grabWindow().save(file);
@@ -520,15 +521,26 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
   return all;
 }
 
+/// A scene's name, with the window's size where it is not the smallest: "lost@900x1000".
+bool shoot(const QString& title, const QString& file) {
+  const auto name = title.section('@', 0, 0).toStdString();
+  const QStringList size = title.section('@', 1).split('x');
+  const auto scene = Stage::scenes().find(name);
+  if (scene == Stage::scenes().end()) return false;
+  Stage stage(Stage::isPlayerApart(name));
+  if (size.size() == 2) stage.resize(size[0].toInt(), size[1].toInt());
+  (stage.*scene->second)();
+  return stage.shoot(file);
+}
+
 int shootAll(const QDir& folder, const QStringList& wanted) {
+  QStringList titles = wanted;
+  if (titles.isEmpty())
+    for (const auto& [name, scene] : Stage::scenes()) titles.push_back(QString::fromStdString(name));
   int failures = 0;
-  for (const auto& [name, scene] : Stage::scenes()) {
-    const QString title = QString::fromStdString(name);
-    if (!wanted.isEmpty() && !wanted.contains(title)) continue;
-    Stage stage(Stage::isPlayerApart(name));
-    (stage.*scene)();
+  for (const QString& title : titles) {
     const QString file = folder.filePath(title + ".png");
-    if (stage.shoot(file)) continue;
+    if (shoot(title, file)) continue;
     std::fprintf(stderr, "window_pictures: %s could not be saved.\n", qPrintable(file));
     ++failures;
   }
@@ -542,7 +554,7 @@ int main(int argc, char* argv[]) {
   const QGuiApplication application(argc, argv);
   QStringList arguments = QCoreApplication::arguments().mid(1);
   if (arguments.isEmpty()) {
-    std::fputs("Usage: window_pictures FOLDER [SCENE...]\n", stderr);
+    std::fputs("Usage: window_pictures FOLDER [SCENE[@WIDTHxHEIGHT]...]\n", stderr);
     return 2;
   }
   const QDir folder(arguments.takeFirst());
