@@ -8,6 +8,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "platform/AudioFormats.h"
 #include "platform/FileURI.h"
 #include "session/AudioFileDiscovery.h"
 
@@ -49,8 +50,7 @@ bool exists(const std::string& path) {
 }  // namespace
 
 bool isPlaylistFile(const FileURL& url) {
-  const std::string extension = asciiLowercased(url.pathExtension());
-  return extension == "m3u8" || extension == "m3u";
+  return std::ranges::count(playlistExtensions, asciiLowercased(url.pathExtension())) > 0;
 }
 
 std::vector<FileURL> playlistEntries(std::string_view text, const std::string& folder) {

@@ -1,9 +1,11 @@
 #include "ui/SourceActions.h"
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
 #include "session/AudioFileDiscovery.h"
+#include "session/PlaylistFile.h"
 #include "ui/NothingToPlay.h"
 
 namespace tolvane {
@@ -47,8 +49,9 @@ SourceActions::~SourceActions() {
 
 void SourceActions::openFiles(std::span<const FileURL> urls, PlaylistPlace place) {
   const auto files = sortedSupportedAudioFiles(urls);
-  // A search finds none of them either, and says why.
-  if (files.empty() && !urls.empty()) return discoverAndLoadAudioFiles({urls.begin(), urls.end()}, place);
+  // A search reads the playlists among them; where there is nothing to play, it says why.
+  const bool isSearched = std::ranges::any_of(urls, isPlaylistFile) || (files.empty() && !urls.empty());
+  if (isSearched) return discoverAndLoadAudioFiles({urls.begin(), urls.end()}, place);
   loadPlaylist(files, place);
 }
 

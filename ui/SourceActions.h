@@ -28,7 +28,7 @@ class SourceActions {
   SourceActions(const SourceActions&) = delete;
   SourceActions& operator=(const SourceActions&) = delete;
 
-  /// Loads the supported ones of the chosen files at once.
+  /// Loads the supported ones of the chosen files at once; where playlists are among them, as a drop of them.
   void openFiles(std::span<const FileURL> urls, PlaylistPlace place = {});
   void openFolderURL(const FileURL& url, PlaylistPlace place = {});
   void dropURLs(std::vector<FileURL> urls, PlaylistPlace place = {});

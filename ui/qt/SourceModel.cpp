@@ -8,16 +8,23 @@
 
 namespace tolvane {
 
+namespace {
+
+/// "*.[wW][aA][vV]": most dialogs tell upper and lower case apart.
+QString patternOf(std::string_view extension) {
+  QString pattern = QStringLiteral("*.");
+  for (const QChar letter : toQString(extension))
+    pattern += letter.isLetter() ? QLatin1Char('[') + letter + letter.toUpper() + QLatin1Char(']') : QString(letter);
+  return pattern;
+}
+
+}  // namespace
+
 QStringList SourceModel::nameFilters() const {
   QStringList patterns;
-  forEachOf(&AudioFormat::extensions, [&patterns](std::string_view extension) {
-    QString pattern = QStringLiteral("*.");
-    // Most dialogs tell upper and lower case apart.
-    for (const QChar letter : toQString(extension))
-      pattern += QLatin1Char('[') + letter + letter.toUpper() + QLatin1Char(']');
-    patterns << pattern;
-  });
-  return {tr("Audio files (%1)").arg(patterns.join(QLatin1Char(' ')))};
+  forEachOf(&AudioFormat::extensions, [&](std::string_view extension) { patterns << patternOf(extension); });
+  for (const std::string_view extension : playlistExtensions) patterns << patternOf(extension);
+  return {tr("Audio files and playlists (%1)").arg(patterns.join(QLatin1Char(' ')))};
 }
 
 QUrl SourceModel::startFolder() const {

@@ -15,7 +15,7 @@ class SourceModel final : public QObject {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the window")
-  /// "Audio files (*.wav …)", as file dialogs take them.
+  /// "Audio files and playlists (*.wav …)", as file dialogs take them.
   Q_PROPERTY(QStringList nameFilters READ nameFilters CONSTANT FINAL)
   /// Where file dialogs begin: the music folder, or the home folder without one.
   Q_PROPERTY(QUrl startFolder READ startFolder CONSTANT FINAL)
