@@ -36,7 +36,8 @@ SourceActions::SourceActions(RunLoop& runLoop, Load load, Background background,
     : load_(std::move(load)),
       background_(std::move(background)),
       report_(std::move(report)),
-      mailbox_(std::make_shared<Mailbox>()) {
+      mailbox_(std::make_shared<Mailbox>()),
+      saving_(runLoop, background_, [this](std::string outcome) { setNotice(std::move(outcome)); }) {
   mailbox_->runLoop = &runLoop;
   mailbox_->owner = this;
 }
@@ -59,6 +60,13 @@ void SourceActions::openFolderURL(const FileURL& url, PlaylistPlace place) { dis
 
 void SourceActions::dropURLs(std::vector<FileURL> urls, PlaylistPlace place) {
   discoverAndLoadAudioFiles(std::move(urls), place);
+}
+
+void SourceActions::savePlaylist(const std::optional<FileURL>& place, ListToSave list, Replacing replacing) {
+  setNotice({});
+  if (!place) return setNotice("The list was not saved: that place is not a folder of this machine.");
+  if (list.tracks.empty()) return setNotice("The list was not saved: it has become empty.");
+  saving_.save(*place, std::move(list), replacing);
 }
 
 void SourceActions::discoverAndLoadAudioFiles(std::vector<FileURL> urls, PlaylistPlace place) {

@@ -2,6 +2,8 @@
 
 #include <QDir>
 #include <QStandardPaths>
+#include <algorithm>
+#include <optional>
 
 #include "platform/AudioFormats.h"
 #include "ui/qt/QtConversions.h"
@@ -18,6 +20,14 @@ QString patternOf(std::string_view extension) {
   return pattern;
 }
 
+/// The dialog that stands in for the desktop's, a part of the window, replaces files without a question.
+Replacing replacingAfterDialogOf(const QObject* window) {
+  const auto parts = window->findChildren<QObject*>();
+  const bool standsIn =
+      std::ranges::any_of(parts, [](const QObject* part) { return part->inherits("QQuickFileDialogImpl"); });
+  return standsIn ? Replacing::refused : Replacing::allowed;
+}
+
 }  // namespace
 
 QStringList SourceModel::nameFilters() const {
@@ -25,6 +35,10 @@ QStringList SourceModel::nameFilters() const {
   forEachOf(&AudioFormat::extensions, [&](std::string_view extension) { patterns << patternOf(extension); });
   for (const std::string_view extension : playlistExtensions) patterns << patternOf(extension);
   return {tr("Audio files and playlists (%1)").arg(patterns.join(QLatin1Char(' ')))};
+}
+
+QStringList SourceModel::playlistFilters() const {
+  return {tr("Playlist (%1)").arg(patternOf(playlistExtensions.front()))};
 }
 
 QUrl SourceModel::startFolder() const {
@@ -47,6 +61,12 @@ void SourceModel::openFiles(const QList<QUrl>& urls, bool adds) {
 void SourceModel::openFolder(const QUrl& url, bool adds) {
   for (const auto& folder : fileURLs({url}))
     actions_.openFolderURL(folder, adds ? PlaylistPlace::atTheEnd() : PlaylistPlace());
+}
+
+void SourceModel::savePlaylist(const QUrl& place, QObject* window) {
+  const auto files = fileURLs({place});
+  const auto file = files.empty() ? std::nullopt : std::optional(files.front());
+  actions_.savePlaylist(file, content_.listToSave(), replacingAfterDialogOf(window));
 }
 
 bool SourceModel::wants(const QList<QUrl>& urls) const { return !fileURLs(urls).empty(); }
