@@ -172,7 +172,8 @@ const char* answerTo(std::string_view argument) {
     return "Usage: tolvane-player [FILE...]\n"
            "Plays WAV, AIFF, FLAC and MP3 files without altering a sample. A FILE is one of these, a folder with "
            "music,\n"
-           "or a file: URI. Without any, the playlist of the last time is there. More: man tolvane-player\n";
+           "a playlist (M3U8, M3U), or a file: URI. Without any, the playlist of the last time is there.\n"
+           "More: man tolvane-player\n";
   }
   return nullptr;
 }

@@ -1,6 +1,7 @@
 #pragma once
-// The one table of the formats that the player plays. Another format is a row here and a reader in platform/codecs; the
-// desktop entry and the metainfo name the content types once more, which a test compares.
+// The one table of the formats that the player plays, and the playlists that it opens. Another format is a row here and
+// a reader in platform/codecs; the desktop entry and the metainfo name the content types once more, which a test
+// compares.
 
 #include <array>
 #include <cstdint>
@@ -25,6 +26,13 @@ inline constexpr std::array audioFormats{
     AudioFormat{
         .name = "FLAC", .extensions = {"flac"}, .contentTypes = {"audio/flac", "audio/x-flac"}, .isEncoded = true},
 };
+
+/// Files that name such files (session/PlaylistFile). Lower case; in the order in which they are shown.
+inline constexpr std::array<std::string_view, 2> playlistExtensions{"m3u8", "m3u"};
+/// The usual one first. Desktops have either for both extensions: the second one is also that of streams over the
+/// network, which are no files and are not played.
+inline constexpr std::array<std::string_view, 2> playlistContentTypes{"audio/x-mpegurl",
+                                                                      "application/vnd.apple.mpegurl"};
 
 /// By the extension, in lower case; null: none of them.
 [[nodiscard]] constexpr const AudioFormat* audioFormatOf(std::string_view extension) {

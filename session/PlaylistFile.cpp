@@ -1,6 +1,9 @@
 #include "session/PlaylistFile.h"
 
+#include <utf8proc.h>
+
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -8,6 +11,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "platform/AudioFormats.h"
 #include "platform/FileURI.h"
 #include "session/AudioFileDiscovery.h"
 
@@ -36,9 +40,41 @@ std::optional<FileURL> entryOf(std::string_view line, const std::string& folder)
   return FileURL((fs::path(folder) / line).lexically_normal().string());
 }
 
-/// A path that would not be read back as it is: a comment, a URI, or a name with blanks at its ends.
+bool isUTF8(std::string_view text) {
+  while (!text.empty()) {
+    utf8proc_int32_t character = 0;
+    const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                                         static_cast<utf8proc_ssize_t>(text.size()), &character);
+    if (length < 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(length));
+  }
+  return true;
+}
+
+/// The path of a file, or its end, that would not be read back as it is in a line of its own.
 bool needsURI(std::string_view path) {
-  return path.find_first_of("\r\n") != std::string_view::npos || path != trimmed(path);
+  return path.find_first_of("\r\n") != std::string_view::npos || path != trimmed(path) || !isUTF8(path) ||
+         fs::path(path).lexically_normal() != path;  // ".." behind a link is no step back
+}
+
+std::string entryLine(const FileURL& file, const std::string& inside) {
+  std::string line = file.path();
+  if (line.starts_with(inside)) line.erase(0, inside.size());
+  if (needsURI(line)) return file.absoluteString();
+  const bool readsAsAnother = line.starts_with('#') || fileURLFromURI(line) || line.find("://") != std::string::npos;
+  return !line.starts_with('/') && readsAsAnother ? "./" + line : line;
+}
+
+/// The file's title in one line; empty where that would not be text.
+std::string titleOf(const FileURL& file) {
+  std::string title(isUTF8(file.stem()) ? file.stem() : std::string_view());
+  std::ranges::replace_if(
+      title, [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
+  return title;
+}
+
+std::string lengthLine(const FileURL& file, double seconds) {
+  return "#EXTINF:" + std::to_string(std::llround(seconds)) + ',' + titleOf(file);
 }
 
 bool exists(const std::string& path) {
@@ -49,8 +85,7 @@ bool exists(const std::string& path) {
 }  // namespace
 
 bool isPlaylistFile(const FileURL& url) {
-  const std::string extension = asciiLowercased(url.pathExtension());
-  return extension == "m3u8" || extension == "m3u";
+  return std::ranges::count(playlistExtensions, asciiLowercased(url.pathExtension())) > 0;
 }
 
 std::vector<FileURL> playlistEntries(std::string_view text, const std::string& folder) {
@@ -70,10 +105,12 @@ std::vector<FileURL> playlistEntries(std::string_view text, const std::string& f
 std::vector<FileURL> readPlaylistFile(const FileURL& playlist) {
   std::error_code error;
   if (!fs::is_regular_file(playlist.path(), error)) return {};  // a pipe would not end
+  const auto size = fs::file_size(playlist.path(), error);
+  if (error || size > maximumPlaylistFileBytes) return {};
   std::ifstream file(playlist.path(), std::ios::binary);
-  std::string text(maximumPlaylistFileBytes + 1, '\0');
+  std::string text(size, '\0');
   file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (file.bad() || file.gcount() > static_cast<std::streamsize>(maximumPlaylistFileBytes)) return {};
+  if (file.bad()) return {};
   text.resize(static_cast<std::size_t>(file.gcount()));
 
   std::vector<FileURL> found;
@@ -86,18 +123,14 @@ std::vector<FileURL> readPlaylistFile(const FileURL& playlist) {
   return found;
 }
 
-std::string playlistText(std::span<const FileURL> files, const std::string& folder) {
+std::string playlistText(std::span<const FileURL> files, const std::string& folder,
+                         const std::map<FileURL, double>& durations) {
   const std::string inside = folder.ends_with('/') ? folder : folder + '/';
   std::string text = "#EXTM3U\n";
   for (const FileURL& file : files) {
-    std::string line = file.path();
-    if (line.starts_with(inside)) line.erase(0, inside.size());
-    if (needsURI(line))
-      line = file.absoluteString();
-    else if (!line.starts_with('/') &&
-             (line.starts_with('#') || fileURLFromURI(line) || line.find("://") != std::string::npos))
-      line.insert(0, "./");
-    text += line + '\n';
+    if (const auto known = durations.find(file); known != durations.end())
+      text += lengthLine(file, known->second) + '\n';
+    text += entryLine(file, inside) + '\n';
   }
   return text;
 }

@@ -2,6 +2,7 @@
 // Playlists as files (M3U, M3U8): a path or URI a line, in the order in which they play. Any thread.
 
 #include <cstddef>
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
@@ -12,7 +13,7 @@
 namespace tolvane {
 
 /// Larger ones are no playlists.
-inline constexpr std::size_t maximumPlaylistFileBytes = 16U << 20U;
+inline constexpr std::size_t maximumPlaylistFileBytes = 64U << 20U;
 
 /// By the extension of its name, in upper or lower case.
 [[nodiscard]] bool isPlaylistFile(const FileURL& url);
@@ -26,8 +27,10 @@ inline constexpr std::size_t maximumPlaylistFileBytes = 16U << 20U;
 /// write it. Empty for what cannot be read. Asks the disk.
 [[nodiscard]] std::vector<FileURL> readPlaylistFile(const FileURL& playlist);
 
-/// What to write into a file in `folder`: what lies in that folder or below relative to it, so that both can be moved
-/// together. playlistEntries() gives the same files back.
-[[nodiscard]] std::string playlistText(std::span<const FileURL> files, const std::string& folder);
+/// What to write into a file in `folder`, in UTF-8: what lies in that folder or below relative to it, so that both can
+/// be moved together; other files by their paths. Files whose length is known, in seconds, have a line with it and
+/// their title. playlistEntries() gives the same files back.
+[[nodiscard]] std::string playlistText(std::span<const FileURL> files, const std::string& folder,
+                                       const std::map<FileURL, double>& durations = {});
 
 }  // namespace tolvane

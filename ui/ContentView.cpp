@@ -70,6 +70,13 @@ double ContentView::currentTrackDuration() const {
   return waveforms_.duration(*url).value_or(known);
 }
 
+ListToSave ContentView::listToSave() const {
+  ListToSave list{.tracks = session_.state().tracks, .durations = waveforms_.durations()};
+  const auto current = session_.currentTrackURL();
+  if (current && session_.state().duration > 0) list.durations.try_emplace(*current, session_.state().duration);
+  return list;
+}
+
 std::string ContentView::beginPlaylistTrackDrag(PlaylistTrackID track) {
   PlaylistDragSession drag;
   drag.id = Uuid::random();

@@ -11,6 +11,7 @@
 #include "session/SessionProxy.h"
 #include "ui/LowPriorityWorkers.h"
 #include "ui/PlaylistPlace.h"
+#include "ui/PlaylistSaving.h"
 #include "ui/PlaylistTrackDropDelegate.h"
 #include "ui/WaveformStore.h"
 
@@ -43,6 +44,9 @@ class ContentView {
   void prepareWaveformsForCurrentPlaylist();
   /// Seconds; 0 without a track.
   [[nodiscard]] double currentTrackDuration() const;
+
+  /// The list as it is now.
+  [[nodiscard]] ListToSave listToSave() const;
 
   // Reordering.
 

@@ -1,9 +1,11 @@
 #include "ui/SourceActions.h"
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
 #include "session/AudioFileDiscovery.h"
+#include "session/PlaylistFile.h"
 #include "ui/NothingToPlay.h"
 
 namespace tolvane {
@@ -34,7 +36,8 @@ SourceActions::SourceActions(RunLoop& runLoop, Load load, Background background,
     : load_(std::move(load)),
       background_(std::move(background)),
       report_(std::move(report)),
-      mailbox_(std::make_shared<Mailbox>()) {
+      mailbox_(std::make_shared<Mailbox>()),
+      saving_(runLoop, background_, [this](std::string outcome) { setNotice(std::move(outcome)); }) {
   mailbox_->runLoop = &runLoop;
   mailbox_->owner = this;
 }
@@ -47,8 +50,9 @@ SourceActions::~SourceActions() {
 
 void SourceActions::openFiles(std::span<const FileURL> urls, PlaylistPlace place) {
   const auto files = sortedSupportedAudioFiles(urls);
-  // A search finds none of them either, and says why.
-  if (files.empty() && !urls.empty()) return discoverAndLoadAudioFiles({urls.begin(), urls.end()}, place);
+  // A search reads the playlists among them; where there is nothing to play, it says why.
+  const bool isSearched = std::ranges::any_of(urls, isPlaylistFile) || (files.empty() && !urls.empty());
+  if (isSearched) return discoverAndLoadAudioFiles({urls.begin(), urls.end()}, place);
   loadPlaylist(files, place);
 }
 
@@ -56,6 +60,13 @@ void SourceActions::openFolderURL(const FileURL& url, PlaylistPlace place) { dis
 
 void SourceActions::dropURLs(std::vector<FileURL> urls, PlaylistPlace place) {
   discoverAndLoadAudioFiles(std::move(urls), place);
+}
+
+void SourceActions::savePlaylist(const std::optional<FileURL>& place, ListToSave list, Replacing replacing) {
+  setNotice({});
+  if (!place) return setNotice("The list was not saved: that place is not a folder of this machine.");
+  if (list.tracks.empty()) return setNotice("The list was not saved: it has become empty.");
+  saving_.save(*place, std::move(list), replacing);
 }
 
 void SourceActions::discoverAndLoadAudioFiles(std::vector<FileURL> urls, PlaylistPlace place) {

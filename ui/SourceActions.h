@@ -1,9 +1,11 @@
 #pragma once
-// How audio gets into the playlist: chosen files, a chosen folder, dropped files and folders. Window's thread; folders
-// are searched in the background. Only the newest search counts; nobody ever waits for an older, slower one.
+// How audio gets into the playlist: chosen files, a chosen folder, dropped files and folders; and how the list becomes
+// a file. Window's thread; folders are searched, and files written, in the background. Only the newest search counts;
+// nobody ever waits for an older, slower one.
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <stop_token>
 #include <string>
@@ -13,6 +15,7 @@
 #include "platform/FileURL.h"
 #include "platform/RunLoop.h"
 #include "ui/PlaylistPlace.h"
+#include "ui/PlaylistSaving.h"
 
 namespace tolvane {
 
@@ -28,12 +31,16 @@ class SourceActions {
   SourceActions(const SourceActions&) = delete;
   SourceActions& operator=(const SourceActions&) = delete;
 
-  /// Loads the supported ones of the chosen files at once.
+  /// Loads the supported ones of the chosen files at once; where playlists are among them, as a drop of them.
   void openFiles(std::span<const FileURL> urls, PlaylistPlace place = {});
   void openFolderURL(const FileURL& url, PlaylistPlace place = {});
   void dropURLs(std::vector<FileURL> urls, PlaylistPlace place = {});
 
-  /// Why the last choice brought nothing to play, as a sentence; empty once something else was chosen.
+  /// As a playlist in the chosen place; none where that is not on this machine. A notice says how it went.
+  void savePlaylist(const std::optional<FileURL>& place, ListToSave list, Replacing replacing);
+
+  /// Why the last choice brought nothing to play, or how saving went, as a sentence; empty once something else was
+  /// chosen.
   [[nodiscard]] const std::string& notice() const { return notice_; }
   void dismissNotice() { setNotice({}); }
   /// One observer.
@@ -52,6 +59,7 @@ class SourceActions {
   std::function<void()> noticeObserver_;
   std::shared_ptr<Mailbox> mailbox_;
   std::stop_source activeAudioDiscovery_{std::nostopstate};
+  PlaylistSaving saving_;
 };
 
 }  // namespace tolvane

@@ -52,11 +52,16 @@ TEST(AudioFormats, AreDecodedOrTakenAsTheyStand) {
 TEST(AudioFormats, AreThoseOfTheDesktopEntryAndTheMetainfo) {
   std::string types = "\nMimeType=";
   forEachOf(&AudioFormat::contentTypes, [&](std::string_view type) { types += std::string(type) + ';'; });
-  const std::string playlists = "audio/x-mpegurl;application/vnd.apple.mpegurl;";
-  EXPECT_THAT(textOf(TOLVANE_DESKTOP_ENTRY), HasSubstr(types + playlists + "inode/directory;\n"));
+  for (const std::string_view type : playlistContentTypes) types += std::string(type) + ';';
+  EXPECT_THAT(textOf(TOLVANE_DESKTOP_ENTRY), HasSubstr(types + "inode/directory;\n"));
   const std::string metainfo = textOf(TOLVANE_METAINFO);
   for (const AudioFormat& format : audioFormats)
     EXPECT_THAT(metainfo, HasSubstr("<mediatype>" + std::string(format.contentTypes.front()) + "</mediatype>"));
+  EXPECT_THAT(metainfo, HasSubstr("<mediatype>" + std::string(playlistContentTypes.front()) + "</mediatype>"));
+}
+
+TEST(AudioFormats, AreNoneOfThePlaylists) {
+  for (const std::string_view extension : playlistExtensions) EXPECT_EQ(audioFormatOf(extension), nullptr) << extension;
 }
 
 }  // namespace

@@ -70,6 +70,22 @@ TEST(PlaylistFile, WrittenIsRead) {
   EXPECT_THAT(text, testing::StartsWith("#EXTM3U\na.wav\nsub/b.flac\n/elsewhere/c.mp3\n./#1.wav\n"));
 }
 
+TEST(PlaylistFile, HasTheLengthsThatAreKnownWithTheTitles) {
+  const std::vector files{FileURL("/music/a.wav"), FileURL("/music/two\nlines.wav"), FileURL("/x/c.mp3"),
+                          FileURL("/music/\xFF.wav")};
+  const std::string text = playlistText(
+      files, "/music", {{files[0], 61.5}, {files[1], 0.2}, {files[3], 7200}, {FileURL("/music/other.wav"), 5}});
+  EXPECT_EQ(text,
+            "#EXTM3U\n#EXTINF:62,a\na.wav\n#EXTINF:0,two lines\nfile:///music/two%0Alines.wav\n/x/c.mp3\n"
+            "#EXTINF:7200,\nfile:///music/%FF.wav\n");
+  EXPECT_EQ(playlistEntries(text, "/music"), files);
+}
+
+TEST(PlaylistFile, KeepsAPathThatStepsBackBehindALink) {
+  const std::vector files{FileURL("/music/link/../a.wav"), FileURL("/x/../b.wav")};
+  EXPECT_EQ(playlistEntries(playlistText(files, "/music"), "/music"), files);
+}
+
 TEST(PlaylistFile, WrittenIsReadForAnyName) {
   std::mt19937 random(7);
   constexpr std::string_view letters = "a#/ \\:.\n\r\t%\xC3\xA9?;";

@@ -46,6 +46,22 @@ TEST_F(Sources, ChosenFilesAreLoadedAtOnceInOrderOfTheirNames) {
   EXPECT_THAT(searches, IsEmpty());
 }
 
+TEST_F(Sources, ChosenPlaylistsBringTheirFilesBehindTheOthersAsADropDoes) {
+  folder.write("A/c.wav", "x");
+  folder.write("list.m3u8", "B/b.wav\nA/a.wav\nA/c.wav\n");
+  const std::vector mixed{folder.url("list.m3u8"), folder.url("A/c.wav"), folder.url("B/notes.txt")};
+  actions->openFiles(mixed, PlaylistPlace::atTheEnd());
+  EXPECT_THAT(loaded, IsEmpty()) << "a playlist is read in the background";
+  finishSearch(0);
+  settle();
+  actions->dropURLs(mixed, PlaylistPlace::atTheEnd());
+  finishSearch(1);
+  settle();
+  const auto both = ElementsAre(folder.url("A/c.wav"), folder.url("B/b.wav"), folder.url("A/a.wav"));
+  EXPECT_THAT(loaded, ElementsAre(both, both));
+  EXPECT_THAT(places, ElementsAre(PlaylistPlace::atTheEnd(), PlaylistPlace::atTheEnd()));
+}
+
 TEST_F(Sources, AFolderIsLoadedOnceItHasBeenSearched) {
   actions->openFolderURL(folder.url("A"));
   settle();

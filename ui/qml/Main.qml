@@ -46,6 +46,7 @@ Window {
     Shortcut { sequence: "Space"; enabled: !window.spaceIsTaken; onActivated: window.nowPlaying.togglePause() }
     Shortcut { sequence: "Ctrl+O"; onActivated: window.chooseFiles(false) }
     Shortcut { sequence: "Ctrl+Shift+O"; onActivated: window.chooseFolder(false) }
+    Shortcut { sequence: "Ctrl+S"; enabled: window.tracks.count > 0; onActivated: saveDialog.open() }
     Shortcut { sequence: "Ctrl+Left"; onActivated: window.nowPlaying.previous() }
     Shortcut { sequence: "Ctrl+Right"; onActivated: window.nowPlaying.next() }
     Shortcut { sequence: "Ctrl+I"; onActivated: sheet.open() }
@@ -84,6 +85,17 @@ Window {
         title: qsTr("Open a folder")
         currentFolder: window.source.startFolder
         onAccepted: window.source.openFolder(selectedFolder, adds)
+    }
+
+    FileDialog {
+        id: saveDialog
+        objectName: "saveDialog"
+        title: qsTr("Save the list as a playlist")
+        fileMode: FileDialog.SaveFile
+        nameFilters: window.source.playlistFilters
+        defaultSuffix: "m3u8"
+        currentFolder: window.source.startFolder
+        onAccepted: window.source.savePlaylist(selectedFile, window)
     }
 
     AppBackground {
@@ -155,6 +167,7 @@ Window {
             dropGap: fileDrop.gap
             notice: window.source.notice
             onNoticeDismissed: window.source.dismissNotice()
+            onSaveRequested: saveDialog.open()
             onOpenFolderRequested: adds => window.chooseFolder(adds)
             onOpenFileRequested: adds => window.chooseFiles(adds)
         }

@@ -8,6 +8,7 @@ Item {
     required property TrackListModel tracks
     readonly property bool empty: tracks.count === 0
     signal findRequested()
+    signal saveRequested()
     signal openFolderRequested(bool adds)
     signal openFileRequested(bool adds)
     /// A control has gone that the keyboard was on.
@@ -19,6 +20,8 @@ Item {
         id: labels
         anchors.left: parent.left
         anchors.verticalCenter: parent.verticalCenter
+        width: Math.min(implicitWidth, actions.x - 8)
+        clip: true
         spacing: 6
 
         TabularText {
@@ -73,15 +76,27 @@ Item {
             onVisibleChanged: if (!visible && focus) header.leftByKeyboard()
             onClicked: header.tracks.undo()
         }
-        IconButton {
-            implicitWidth: 28
-            implicitHeight: 28
-            iconSize: 13
-            shape: Icon.Find
-            tint: Theme.gold
-            name: qsTr("Find a track")
-            visible: !header.empty
-            onClicked: header.findRequested()
+        Row {
+            IconButton {
+                implicitWidth: 28
+                implicitHeight: 28
+                iconSize: 13
+                shape: Icon.Find
+                tint: Theme.gold
+                name: qsTr("Find a track")
+                visible: !header.empty
+                onClicked: header.findRequested()
+            }
+            IconButton {
+                implicitWidth: 28
+                implicitHeight: 28
+                iconSize: 13
+                shape: Icon.Save
+                tint: Theme.gold
+                name: qsTr("Save the list as a playlist")
+                visible: !header.empty
+                onClicked: header.saveRequested()
+            }
         }
         SourceButtons {
             visible: !header.empty

@@ -16,6 +16,7 @@ Panel {
     readonly property bool empty: tracks.count === 0
     signal openFolderRequested(bool adds)
     signal openFileRequested(bool adds)
+    signal saveRequested()
     signal noticeDismissed()
 
     /// The gap between rows that a place is close to; −1: none.
@@ -47,6 +48,7 @@ Panel {
             Layout.rightMargin: Theme.padding
             tracks: panel.tracks
             onFindRequested: panel.findAgain()
+            onSaveRequested: panel.saveRequested()
             onOpenFolderRequested: adds => panel.openFolderRequested(adds)
             onOpenFileRequested: adds => panel.openFileRequested(adds)
             onLeftByKeyboard: list.takeKeyboard()

@@ -38,6 +38,16 @@ void paintWarning(QPainter& painter) {
   painter.drawPoint(QPointF(12, 17.3));
 }
 
+/// An arrow down into a tray.
+void paintSave(QPainter& painter, QPen pen) {
+  pen.setWidthF(2.6);
+  painter.setPen(pen);
+  painter.setBrush(Qt::NoBrush);
+  painter.drawLine(QPointF(12, 3.5), QPointF(12, 14));
+  painter.drawPolyline(QPolygonF({{7, 9.5}, {12, 14.5}, {17, 9.5}}));
+  painter.drawPolyline(QPolygonF({{3.5, 15}, {3.5, 20.5}, {20.5, 20.5}, {20.5, 15}}));
+}
+
 void paintWindowSign(QPainter& painter, QPen pen, Icon::Shape shape) {
   pen.setWidthF(2.4);
   painter.setPen(pen);
@@ -119,6 +129,8 @@ void Icon::paint(QPainter* painter) {
       painter->setBrush(Qt::NoBrush);
       painter->drawEllipse(QRectF(3.5, 3.5, 13, 13));
       return painter->drawLine(QPointF(15, 15), QPointF(20.5, 20.5));
+    case Save:
+      return paintSave(*painter, pen);
     case Tick:
       pen.setWidthF(3.4);
       painter->setPen(pen);

@@ -24,6 +24,7 @@ class Icon : public QQuickPaintedItem {
     ChevronDown,
     ChevronUp,
     Find,
+    Save,
     Minimise,
     Zoom,
     Restore,

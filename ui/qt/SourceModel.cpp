@@ -2,22 +2,43 @@
 
 #include <QDir>
 #include <QStandardPaths>
+#include <algorithm>
+#include <optional>
 
 #include "platform/AudioFormats.h"
 #include "ui/qt/QtConversions.h"
 
 namespace tolvane {
 
+namespace {
+
+/// "*.[wW][aA][vV]": most dialogs tell upper and lower case apart.
+QString patternOf(std::string_view extension) {
+  QString pattern = QStringLiteral("*.");
+  for (const QChar letter : toQString(extension))
+    pattern += letter.isLetter() ? QLatin1Char('[') + letter + letter.toUpper() + QLatin1Char(']') : QString(letter);
+  return pattern;
+}
+
+/// The dialog that stands in for the desktop's, a part of the window, replaces files without a question.
+Replacing replacingAfterDialogOf(const QObject* window) {
+  const auto parts = window->findChildren<QObject*>();
+  const bool standsIn =
+      std::ranges::any_of(parts, [](const QObject* part) { return part->inherits("QQuickFileDialogImpl"); });
+  return standsIn ? Replacing::refused : Replacing::allowed;
+}
+
+}  // namespace
+
 QStringList SourceModel::nameFilters() const {
   QStringList patterns;
-  forEachOf(&AudioFormat::extensions, [&patterns](std::string_view extension) {
-    QString pattern = QStringLiteral("*.");
-    // Most dialogs tell upper and lower case apart.
-    for (const QChar letter : toQString(extension))
-      pattern += QLatin1Char('[') + letter + letter.toUpper() + QLatin1Char(']');
-    patterns << pattern;
-  });
-  return {tr("Audio files (%1)").arg(patterns.join(QLatin1Char(' ')))};
+  forEachOf(&AudioFormat::extensions, [&](std::string_view extension) { patterns << patternOf(extension); });
+  for (const std::string_view extension : playlistExtensions) patterns << patternOf(extension);
+  return {tr("Audio files and playlists (%1)").arg(patterns.join(QLatin1Char(' ')))};
+}
+
+QStringList SourceModel::playlistFilters() const {
+  return {tr("Playlist (%1)").arg(patternOf(playlistExtensions.front()))};
 }
 
 QUrl SourceModel::startFolder() const {
@@ -40,6 +61,12 @@ void SourceModel::openFiles(const QList<QUrl>& urls, bool adds) {
 void SourceModel::openFolder(const QUrl& url, bool adds) {
   for (const auto& folder : fileURLs({url}))
     actions_.openFolderURL(folder, adds ? PlaylistPlace::atTheEnd() : PlaylistPlace());
+}
+
+void SourceModel::savePlaylist(const QUrl& place, QObject* window) {
+  const auto files = fileURLs({place});
+  const auto file = files.empty() ? std::nullopt : std::optional(files.front());
+  actions_.savePlaylist(file, content_.listToSave(), replacingAfterDialogOf(window));
 }
 
 bool SourceModel::wants(const QList<QUrl>& urls) const { return !fileURLs(urls).empty(); }

@@ -1,5 +1,5 @@
 #pragma once
-// Opening and dropping of files and folders, as QML calls it. Window's thread.
+// Opening and dropping of files and folders, and saving of the list, as QML calls it. Window's thread.
 
 #include <QObject>
 #include <QStringList>
@@ -15,12 +15,14 @@ class SourceModel final : public QObject {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("made by the window")
-  /// "Audio files (*.wav …)", as file dialogs take them.
+  /// "Audio files and playlists (*.wav …)", as file dialogs take them.
   Q_PROPERTY(QStringList nameFilters READ nameFilters CONSTANT FINAL)
   /// Where file dialogs begin: the music folder, or the home folder without one.
   Q_PROPERTY(QUrl startFolder READ startFolder CONSTANT FINAL)
+  /// "Playlist (*.m3u8)".
+  Q_PROPERTY(QStringList playlistFilters READ playlistFilters CONSTANT FINAL)
 
-  /// Why nothing was opened the last time; empty when something was.
+  /// Why nothing was opened the last time, or how saving went; empty when something was opened.
   Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged FINAL)
 
  public:
@@ -29,6 +31,7 @@ class SourceModel final : public QObject {
 
   [[nodiscard]] QStringList nameFilters() const;
   [[nodiscard]] QUrl startFolder() const;
+  [[nodiscard]] QStringList playlistFilters() const;
 
   // They replace the playlist, or are added at its end.
 
@@ -38,6 +41,9 @@ class SourceModel final : public QObject {
   [[nodiscard]] Q_INVOKABLE bool wants(const QList<QUrl>& urls) const;
   /// Into the gap above a row, 0 … count; −1 replaces the playlist.
   Q_INVOKABLE void drop(const QList<QUrl>& urls, int gap);
+  /// As a playlist in the place that was chosen in a dialog of `window`. Replaces a file only where that was a dialog
+  /// of the desktop's, which has asked about it.
+  Q_INVOKABLE void savePlaylist(const QUrl& place, QObject* window);
   [[nodiscard]] QString notice() const;
   Q_INVOKABLE void dismissNotice() { actions_.dismissNotice(); }
 

@@ -44,8 +44,8 @@ class WindowDialogs : public WindowFixture {
     settle();
     EXPECT_FALSE(isOpen(name));
   }
-  QUrl write(const std::string& name) {
-    return QUrl::fromLocalFile(QString::fromStdString(std::string(folder.write(name, "x").path())));
+  QUrl write(const std::string& name, std::string_view text = "x") {
+    return QUrl::fromLocalFile(QString::fromStdString(std::string(folder.write(name, text).path())));
   }
 
   TemporaryFolder folder;
@@ -70,6 +70,15 @@ TEST_F(WindowDialogs, PlayTheFileThatWasChosen) {
   click("Open files");
   acceptFile(write("Track 7.wav"));
   EXPECT_THAT(order(), ElementsAre(7));
+}
+
+TEST_F(WindowDialogs, PlayWhatTheChosenPlaylistNames) {
+  load(2);
+  write("Track 7.wav");
+  write("Track 3.wav");
+  click("Open files");
+  acceptFile(write("list.M3U8", "Track 7.wav\nTrack 3.wav\n"));
+  EXPECT_THAT(order(), ElementsAre(7, 3));
 }
 
 TEST_F(WindowDialogs, PlayWhatTheChosenFolderHolds) {
@@ -119,9 +128,9 @@ TEST_F(WindowDialogs, OfferTheFilesThatThePlayerPlays) {
       return QRegularExpression::fromWildcard(one).match(QString::fromLatin1(name)).hasMatch();
     });
   };
-  for (const auto* name : {"a.wav", "A.WAV", "Song.Flac", "x.aIf", "x.Aiff", "x.mP3"})
+  for (const auto* name : {"a.wav", "A.WAV", "Song.Flac", "x.aIf", "x.Aiff", "x.mP3", "list.m3u", "List.M3U8"})
     EXPECT_TRUE(offers(name)) << name;
-  for (const auto* name : {"a.ogg", "wav", "a.flac.txt"}) EXPECT_FALSE(offers(name)) << name;
+  for (const auto* name : {"a.ogg", "wav", "a.flac.txt", "list.pls"}) EXPECT_FALSE(offers(name)) << name;
 }
 
 }  // namespace

@@ -307,6 +307,10 @@ class Stage : public WindowFixture {
     window->resize(1600, 1000);
     removed();
   }
+  void saved() {
+    play(2, 0.38);
+    sources.savePlaylist(FileURL("/missing/Evening.m3u8"), content.listToSave(), Replacing::allowed);
+  }
   void finding() {
     play(2, 0.38);
     type("er");
@@ -494,6 +498,7 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"selecting-wide", &Stage::selectingWide},
                                                 {"removed", &Stage::removed},
                                                 {"removed-wide", &Stage::removedWide},
+                                                {"saved", &Stage::saved},
                                                 {"finding", &Stage::finding},
                                                 {"finding-wide", &Stage::findingWide},
                                                 {"inserting", &Stage::inserting},
