@@ -140,7 +140,9 @@ std::optional<double> BitPerfectAudioPlayer::position() const {
   const PreparedAudio* const track = machine_->track();
   if (track == nullptr) return std::nullopt;
   const double rate = track->context->format().mSampleRate;
-  if (!machine_->is<Playing>()) return static_cast<double>(track->context->currentFrame()) / rate;
+  // A unit that is stopped has gone back to what was heard.
+  const bool isUnderWay = machine_->is<Playing>() && machine_->output()->isStarted();
+  if (!isUnderWay) return static_cast<double>(track->context->currentFrame()) / rate;
   const Output& output = *machine_->output();
   const auto heard = output.framesHeard();
   return heard ? std::optional(static_cast<double>(output.sequence().positionAfter(*heard)) / rate) : std::nullopt;

@@ -329,6 +329,19 @@ TEST_F(Album, ARecoveryLosesAndRepeatsNothing) {
                 });
 }
 
+TEST_F(Album, ACrossingThatIsNoticedByARecoveryShowsThePlaceThatWasHeard) {
+  album = {addCut(1), addCut(2)};
+  playAlbum();
+  std::optional<double> shown;
+  const auto noticed = player->playbackCompletionCount().subscribe([&](std::int64_t) { shown = player->position(); });
+  runLoop.advance(900ms);
+  runLoop.sleepFor(500ms);  // into the second track, unnoticed
+  device(id).raiseRenderError(-1);
+  (void)player->setExclusiveAccessEnabled(true);
+  ASSERT_TRUE(shown) << "nothing was known of the place";
+  EXPECT_NEAR(*shown, 0.4, 0.05);
+}
+
 TEST_F(Album, AStallLosesAndRepeatsNothing) {
   atEveryMoment(
       [this] {

@@ -379,7 +379,9 @@ void CampaignInvariants::checkProgress(RunLoop::Duration passed, bool wasPlaying
   const std::uint64_t frames = world_.watched.trackFramesRendered();
   const bool moved = std::exchange(framesSeen_, frames) != frames;
   const bool plays = wasPlaying && world_.isPlaying();
-  stuckFor_ = plays && !moved ? stuckFor_ + passed : 0ns;
+  // A pause within the step does not count.
+  const auto played = playingTime() - std::exchange(playedAtLastStep_, playingTime());
+  stuckFor_ = plays && !moved ? stuckFor_ + std::min(passed, played) : 0ns;
   require(stuckFor_ < longestWithoutFrames, "the player says that it plays, but no frame flows");
   const auto now = world_.runLoop.now();
   const bool isCalm = plays && passed >= 33s && now - world_.lastTrouble > passed;

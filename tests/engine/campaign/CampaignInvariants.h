@@ -99,6 +99,7 @@ class CampaignInvariants {
   RunLoop::TimePoint lastActivity_;
   std::uint64_t framesSeen_ = 0;
   RunLoop::Duration stuckFor_{};
+  RunLoop::Duration playedAtLastStep_{};
   RunLoop::Duration staleFor_{};
   RunLoop::Duration freeFor_{};
   RunLoop::Duration unownedFor_{};

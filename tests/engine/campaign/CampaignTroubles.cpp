@@ -239,7 +239,8 @@ void CampaignActions::runDry() {
 void CampaignActions::failStage() {
   const auto stage = static_cast<UnitStage>(world_.random.below(kUnitStageCount));
   const bool hidesTime = stage == UnitStage::sampleTime;
-  if (hidesTime && !mayHideSampleTime(likelyDevice())) return;
+  const auto mayHide = [this](AudioObjectID id) { return mayHideSampleTime(id); };
+  if (hidesTime && !std::ranges::all_of(world_.devices, mayHide)) return;
   const bool always = world_.random.percent(30) || stage == UnitStage::isRunning || hidesTime;
   const int times = always ? UnitFaults::kAlways : 1 + static_cast<int>(world_.random.below(3));
   note(fmt::format("unit: stage {} fails {}", static_cast<int>(stage), always ? "for a while" : "a few times"));
