@@ -326,7 +326,7 @@ TEST_F(WindowRoom, LeavesTheListWhereItWasScrolledTo) {
 TEST_F(WindowRoom, HasTheSameTabOrderInEachComposition) {
   load(3);
   const auto narrow = tabOrder();
-  EXPECT_EQ(narrow.size(), 20U);
+  EXPECT_EQ(narrow.size(), 21U);
   resize(1600, 1000);
   EXPECT_EQ(tabOrder(), narrow);
 }
