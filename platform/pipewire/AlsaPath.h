@@ -3,13 +3,11 @@
 // by. Pure functions on text.
 
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string_view>
-#include <system_error>
 
 namespace tolvane {
 
@@ -52,14 +50,7 @@ enum class AlsaPath : std::uint8_t {
 }
 
 /// The number of the card in a name such as "hw:1,0"; nothing where there is a name in its place ("hw:DAC").
-[[nodiscard]] inline std::optional<int> cardInAlsaPath(std::string_view path) {
-  const auto colon = path.rfind(':');
-  if (colon == std::string_view::npos) return std::nullopt;
-  const std::string_view card = path.substr(colon + 1, path.find(',', colon) - colon - 1);
-  int number = 0;
-  const auto [end, error] = std::from_chars(card.data(), card.data() + card.size(), number);
-  return error == std::errc() && end == card.data() + card.size() ? std::optional(number) : std::nullopt;
-}
+[[nodiscard]] std::optional<int> cardInAlsaPath(std::string_view path);
 
 inline constexpr std::array<std::string_view, 8> surroundOrder{"FL", "FR", "RL", "RR", "FC", "LFE", "SL", "SR"};
 inline constexpr std::array<std::string_view, 3> surround21Order{"FL", "FR", "LFE"};

@@ -93,8 +93,12 @@ void WindowFixture::finishReading() {
 
 bool WindowFixture::waitFor(const std::function<bool()>& condition) {
   const QDeadlineTimer patience(20'000);
-  while (!condition() && !patience.hasExpired()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-  return condition();
+  // Asked no more once it has held: a condition may move the pointer.
+  while (!condition()) {
+    if (patience.hasExpired()) return false;
+    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+  }
+  return true;
 }
 
 QList<QAccessibleInterface*> WindowFixture::controls() const {
