@@ -139,8 +139,8 @@ void PipeWireAudioHardware::restoreProfile(Device& device) {
 
 /// What the card still plays of an earlier unit would be cut off with it, or with a change of its rate.
 void PipeWireAudioHardware::waitUntilHeard(const Device& device) {
-  const auto left = std::min(device.heardUntil - runLoop_.now(), heardLimit);
-  if (device.heardUntil > runLoop_.now()) runLoop_.sleepFor(left);
+  const auto now = runLoop_.now();
+  if (device.heardUntil > now) runLoop_.sleepFor(std::min(device.heardUntil - now, heardLimit));
 }
 
 /// Returns when the device has a sink, or none is expected any more.
