@@ -25,7 +25,7 @@ class PipeWireObject;
 
 class PipeWireConnection final : public SoundServer {
  public:
-  /// `calls` names and interrupts the waits; null: nobody does. Waits for a server that is there, for a bounded time:
+  /// `calls` names and interrupts the waits; null: none does. Waits for a server that is there, for a bounded time:
   /// see open().
   PipeWireConnection(RunLoop& runLoop, Log& log, DeviceCalls* calls, Events events);
   ~PipeWireConnection() override;

@@ -48,7 +48,7 @@ class SoundServerStream {
 
   [[nodiscard]] virtual bool isAlive() const = 0;
   [[nodiscard]] virtual bool isLost() const = 0;
-  /// What markLost() was told; noErr before.
+  /// The status that markLost() was given; noErr before.
   [[nodiscard]] virtual OSStatus lostStatus() const = 0;
   /// Client frames between the last start() and the last stop() or loss.
   [[nodiscard]] virtual std::int64_t framesPlayed() const = 0;
