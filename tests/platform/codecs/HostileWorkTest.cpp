@@ -98,6 +98,17 @@ std::vector<std::byte> cutMusic() {
   return flac;
 }
 
+/// Music that takes 216 blocks, intact, whose header does not state its length.
+std::vector<std::byte> musicWithoutLength() {
+  const Workbench bench;
+  bench.run("sox -R -D -n -r 22050 -c 1 -b 16 in.wav synth 40 pinknoise && flac -s --no-padding in.wav");
+  auto flac = bench.bytesOf("in.flac");
+  constexpr std::size_t lengthAt = 21;  // the lower half of this byte, and four more
+  flac.at(lengthAt) &= std::byte{0xF0};
+  std::fill_n(flac.begin() + lengthAt + 1, 4, std::byte{0});
+  return flac;
+}
+
 std::vector<std::byte> allBytes(const Bytes& bytes) { return bytes.all(); }
 
 struct WorkCase {
@@ -186,6 +197,7 @@ INSTANTIATE_TEST_SUITE_P(
         WorkCase{"FlacOfMetadata", [] { return metadataBlocks(2 * million); }},
         WorkCase{"FlacWithAPicture", &withPicture, 1.2, 200},
         WorkCase{"FlacThatIsCut", &cutMusic, 1.5, 135},  // once: it has 130 blocks
+        WorkCase{"FlacIntactWithoutLength", &musicWithoutLength, 2.2, 220},  // counted once, decoded once
         WorkCase{"OggOfTinyPages", [] { return oggPages(2 * million, 1); }},
         WorkCase{"OggOfEmptyPages", [] { return oggPages(2 * million, 0); }},
         WorkCase{"WavOfChunks", [] { return manyChunks(true, 4 * million); }},
