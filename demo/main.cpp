@@ -16,6 +16,7 @@
 #include "demo/DemoMusic.h"
 #include "demo/DemoRack.h"
 #include "demo/RackWindow.h"
+#include "platform/PrintableText.h"
 #include "platform/codecs/SystemAudioFileServices.h"
 #include "platform/desktop/QtRunLoop.h"
 #include "platform/desktop/StandardErrorLog.h"
@@ -76,7 +77,9 @@ class Photographer {
     if (!demo_.session.state().isPlaying || demo_.session.state().position < 2) return;
     watch_.reset();
     const bool isSaved = demo_.window.window()->grabWindow().save(file_);
-    if (!isSaved) std::fprintf(stderr, "tolvane-demo: the picture could not be saved: %s\n", qPrintable(file_));
+    if (!isSaved)
+      std::fprintf(stderr, "tolvane-demo: the picture could not be saved: %s\n",
+                   printableText(file_.toStdString()).c_str());
     QCoreApplication::exit(isSaved ? 0 : 1);
   }
 
@@ -137,7 +140,7 @@ int main(int argc, char* argv[]) {
   try {
     return tolvane::runDemo();
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "tolvane-demo: %s\n", failure.what());
+    std::fprintf(stderr, "tolvane-demo: %s\n", tolvane::printableText(failure.what()).c_str());
     return 1;
   }
 }
