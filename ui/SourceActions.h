@@ -1,7 +1,7 @@
 #pragma once
 // How audio gets into the playlist: chosen files, a chosen folder, dropped files and folders; and how the list becomes
 // a file. Window's thread; folders are searched, and files written, in the background. Only the newest search counts;
-// nobody ever waits for an older, slower one.
+// the result of an older, slower one is discarded.
 
 #include <functional>
 #include <memory>

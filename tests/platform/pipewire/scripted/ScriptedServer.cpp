@@ -83,17 +83,6 @@ std::uint32_t ScriptedServer::addCard(AudioObjectID direct) {
   return id;
 }
 
-std::uint32_t ScriptedServer::addVirtualSink(const std::string& name) {
-  const std::uint32_t id = nextId_++;
-  PipeWireSink& sink = facts_.sinks[id];
-  sink.nodeName = name;
-  sink.description = name;
-  sink.serial = std::to_string(nextSerial_++);
-  sink.state = PipeWireSink::State::suspended;
-  announce();
-  return id;
-}
-
 std::uint32_t ScriptedServer::addSink(std::uint32_t card) {
   const std::uint32_t id = nextId_++;
   const auto& config = direct_.device(cards_.at(card)).config();
@@ -184,11 +173,6 @@ void ScriptedServer::suspend(std::uint32_t sink) {
   announce();
 }
 
-PipeWireFacts& ScriptedServer::change() {
-  announce();
-  return facts_;
-}
-
 void ScriptedServer::die() {
   isThere_ = false;
   if (!isConnected_) return;
@@ -217,8 +201,8 @@ OSStatus ScriptedServer::take(ServerStage stage) {
 
 std::unique_ptr<SoundServerStream> ScriptedServer::makeStream(SoundServerStream::Setup setup,
                                                               std::unique_ptr<RenderPipeline> pipeline,
-                                                              std::function<void()> changed) {
-  return std::make_unique<ScriptedStream>(*this, nextId_++, std::move(setup), std::move(pipeline), std::move(changed));
+                                                              std::function<void()> /*changed*/) {
+  return std::make_unique<ScriptedStream>(*this, nextId_++, std::move(setup), std::move(pipeline));
 }
 
 const PipeWireSink* ScriptedServer::sinkOf(const ScriptedStream& stream) const {

@@ -55,8 +55,6 @@ class ScriptedServer final : public SoundServer {
 
   /// Adds the card behind a device that the direct side has, and its sink. The card's number.
   std::uint32_t addCard(AudioObjectID direct);
-  /// A sink without a card, such as a network's. Its number.
-  std::uint32_t addVirtualSink(const std::string& name);
   void removeSink(std::uint32_t sink);
   /// The card goes, and its sink.
   void unplug(std::uint32_t card);
@@ -65,13 +63,11 @@ class ScriptedServer final : public SoundServer {
   /// The server goes, or is not there from the beginning.
   void die();
   void comeBack();
-  /// Changes what it reports.
-  PipeWireFacts& change();
   [[nodiscard]] std::optional<std::uint32_t> sinkOfCard(std::uint32_t card) const;
 
   /// The next so many times; a status other than noErr. For a change of profile any status means that it is not made.
   void failNext(ServerStage stage, OSStatus status, int times = 1) { faults_[stage] = {status, times}; }
-  /// Asks for nothing while `keep` holds a card though its profile is off.
+  /// From now on it holds a card although its profile is off, or no longer does.
   void keepCardsOpen(bool keeps);
 
   /// Keeps what its streams hand over, 32-bit float samples of both channels.

@@ -8,12 +8,11 @@
 namespace tolvane::test {
 
 ScriptedStream::ScriptedStream(ScriptedServer& server, std::uint32_t node, Setup setup,
-                               std::unique_ptr<RenderPipeline> pipeline, std::function<void()> changed)
+                               std::unique_ptr<RenderPipeline> pipeline)
     : server_(server),
       node_(node),
       setup_(std::move(setup)),
       pipeline_(std::move(pipeline)),
-      changed_(std::move(changed)),
       alarm_(server.runLoop().makeHardwareAlarm([this] { pull(); })),
       buffer_(std::size_t{quantumFrames} * setup_.channels * sizeof(float)) {}
 
@@ -104,17 +103,11 @@ PipeWireStreamFacts ScriptedStream::facts() const {
   facts.clientRate = setup_.rate;
   facts.positions = ScriptedServer::positions;
   facts.volumes = {1, 1, 1};
-  facts.isMuted = isMuted_;
   if (const PipeWireSink* sink = server_.sinkOf(*this); sink != nullptr && sink->format) {
     facts.graphRate = sink->format->rate;
     facts.clock = setup_.sink;
   }
   return facts;
-}
-
-void ScriptedStream::setMuted(bool isMuted) {
-  isMuted_ = isMuted;
-  changed_();
 }
 
 }  // namespace tolvane::test

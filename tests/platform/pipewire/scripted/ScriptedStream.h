@@ -18,8 +18,7 @@ class ScriptedStream final : public SoundServerStream {
  public:
   static constexpr std::uint32_t quantumFrames = 1024;
 
-  ScriptedStream(ScriptedServer& server, std::uint32_t node, Setup setup, std::unique_ptr<RenderPipeline> pipeline,
-                 std::function<void()> changed);
+  ScriptedStream(ScriptedServer& server, std::uint32_t node, Setup setup, std::unique_ptr<RenderPipeline> pipeline);
   ~ScriptedStream() override;
 
   OSStatus open() override;
@@ -32,21 +31,14 @@ class ScriptedStream final : public SoundServerStream {
   std::int64_t framesPlayed() const override { return framesPlayed_; }
   std::optional<std::int64_t> sampleTime() const override;
   OSStatus takeLastError() override { return std::exchange(lastError_, noErr); }
-  std::uint64_t underruns() const override { return underruns_; }
+  std::uint64_t underruns() const override { return 0; }
   std::uint32_t quantum() const override { return cycles_ > 0 ? quantumFrames : 0; }
   std::uint64_t cycles() const override { return cycles_; }
   RunLoop::Duration delay() const override;
   PipeWireStreamFacts facts() const override;
   const Setup& setup() const override { return setup_; }
 
-  // The script.
-
   [[nodiscard]] std::uint32_t node() const { return node_; }
-  [[nodiscard]] bool isRunning() const { return isRunning_; }
-  /// From now on the sink asks for nothing, though it says that it plays.
-  void stall() { alarm_->clear(); }
-  void countUnderrun() { ++underruns_; }
-  void setMuted(bool isMuted);
 
  private:
   void pull();
@@ -56,21 +48,18 @@ class ScriptedStream final : public SoundServerStream {
   const std::uint32_t node_;
   const Setup setup_;
   const std::unique_ptr<RenderPipeline> pipeline_;
-  const std::function<void()> changed_;
   const std::unique_ptr<ManualRunLoop::HardwareAlarm> alarm_;
   std::vector<std::byte> buffer_;
   RunLoop::TimePoint startedAt_{};
   bool isRunning_ = false;
   bool isLost_ = false;
   bool everStarted_ = false;
-  bool isMuted_ = false;
   OSStatus lostStatus_ = noErr;
   OSStatus lastError_ = noErr;
   std::int64_t rendered_ = 0;      // since the last start
   std::int64_t framesPlayed_ = 0;  // of the last run
   std::int64_t base_ = 0;          // of the runs before
   std::uint64_t cycles_ = 0;
-  std::uint64_t underruns_ = 0;
 };
 
 }  // namespace tolvane::test
