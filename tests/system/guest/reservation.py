@@ -16,6 +16,8 @@ from usb_dac import CARD, PCM, Dac
 
 SERVER, EQUAL, HIGHER = -20, 30, 100  # priorities beside the player's 30
 RETAKEN_WITHIN = 2  # seconds
+GIVEN_UP_AFTER = 1.5  # seconds: the player's three attempts come within 1.85
+MOMENTS = 4  # attempts at holding a device for less
 TRACK = dac_plan.PULLED_TRACK
 OWNED = "Exclusive Access, 44.1 kHz, and the device PCM format are confirmed. No app-level DSP is active."
 
@@ -180,35 +182,42 @@ def asked_by_a_higher():
 
 
 def taken_for_a_moment():
-    """The other program plays, and leaves before the player has given up: it goes on where it was."""
+    """The other program opens the device, and leaves before the player has given up: it goes on where it was. A machine that
+    is too busy to leave in time shows nothing, and tries again."""
+    for attempt in range(1, MOMENTS + 1):
+        found = taken_once()
+        if found["held"] < GIVEN_UP_AFTER:
+            return {**found["result"], "remark": f"{found['result']['remark']}; attempt {attempt}"}
+    return {"faults": [f"in {MOMENTS} attempts the device was never held for less than {GIVEN_UP_AFTER} s: nothing was shown"],
+            "story": found["result"]["story"]}
+
+
+def taken_once():
     with session(HIGHER) as (dac, bus, other):
         probe, stream = plays_exclusively(dac, bus)
-        answer = other.request()
+        answer = other.request(holds=True)
         faults = [] if answer["value"] == [True] and answer["closed"] else [f"the answer was {answer}"]
-        other.wait("took")
-        playing = hold(CARD)
-        held = wait_until(lambda: PCM.owners() == {playing.pid} and PCM.running(), 5)
+        refused = other.wait("held")["closed"]
         lost = wait_until(lambda: last_kind(probe) == "lost", 5)
-        playing.kill()
-        playing.communicate()
         other.tell("drop")
-        other.wait("dropped")
+        held = other.wait("let go")["seconds"]
         left = time.monotonic()
+        other.wait("dropped")
         found = wait_until(lambda: last_kind(probe) == "active", 10)
         took = time.monotonic() - left
         probe.finish()
         heard = carried(TRACK, stream)
-        if not held or not lost or not found or took > RETAKEN_WITHIN:
-            faults.append(f"the other program played: {held}; Exclusive Access was lost: {lost}, active: {found} {took:.1f} s "
-                          "after it had left")
+        if refused or not lost or not found or took > RETAKEN_WITHIN:
+            faults.append(f"the other program held the device: {not refused}, {held:.2f} s; Exclusive Access was lost: {lost}, "
+                          f"active: {found} {took:.1f} s after it had left")
         faults += [fault for fault in probe.faults(1) if not fault.startswith("recoveries")] + exclusive_faults(probe)
-        if not 1 <= probe.last("recoveries") <= 3:
+        if not 1 <= (probe.last("recoveries") or 0) <= 3:
             faults.append(f"there were {probe.last('recoveries')} recoveries")
         repeated = heard[0][1] - heard[1][0] if len(heard) == 2 else -1
-        if (heard[0][0], heard[-1][1]) != (0, TRACK.frames) or not 0 <= repeated <= MOST_REPEATED * TRACK.rate:
+        if not heard or (heard[0][0], heard[-1][1]) != (0, TRACK.frames) or not 0 <= repeated <= MOST_REPEATED * TRACK.rate:
             faults.append(f"of {TRACK.frames} frames the wire carried {heard}")
-    return {"faults": faults, "remark": f"active {took:.2f} s after it had left; {repeated} frames were played twice",
-            "story": [*probe.story(), *other.story()]}
+    return {"held": held, "result": {"faults": faults, "story": [*probe.story(), *other.story()],
+                                     "remark": f"active {took:.2f} s after it had left; {repeated} frames were played twice"}}
 
 
 def last_kind(probe):

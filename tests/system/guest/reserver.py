@@ -1,13 +1,16 @@
 """reserver.py CARD PRIORITY [keeps]: another program that reserves a sound card, on the session bus of its environment.
 
-Reads commands, a line each: take, drop, request (to let go), property NAME (of whoever has it). Writes what happens, a JSON
-line each; `closed` is what the kernel says of the card's playback devices at that moment. With `keeps` it refuses to let go.
+Reads commands, a line each: take, drop, request (to let go; with "hold" the device is then opened, until `drop`), property NAME
+(of whoever has it). Writes what happens, a JSON line each; `closed` is what the kernel says of the card's playback devices at
+that moment. With `keeps` it refuses to let go.
 """
 
 import json
+import os
 import pathlib
 import select
 import sys
+import time
 
 from jeepney import DBusAddress, HeaderFields, MatchRule, MessageType, message_bus, new_error, new_method_call, new_method_return
 from jeepney.io.blocking import open_dbus_connection
@@ -25,6 +28,8 @@ class Reserver:
         self.holder = DBusAddress(f"/org/freedesktop/ReserveDevice1/Audio{card}", self.name, INTERFACE)
         self.bus = open_dbus_connection("SESSION")
         self.expected = {}  # serial of a call → what its answer is called
+        self.holds = False  # whether a reservation opens the device
+        self.device, self.opened = None, 0.0  # while it holds the device: its descriptor, and since when
         changes = MatchRule(type="signal", interface="org.freedesktop.DBus", member="NameOwnerChanged")
         changes.add_arg_condition(0, self.name)
         self.call("watching", message_bus.AddMatch(changes))
@@ -41,8 +46,10 @@ class Reserver:
         if words[0] == "take":
             self.take()
         elif words[0] == "drop":
+            self.close()
             self.call("dropped", message_bus.ReleaseName(self.name))
         elif words[0] == "request":
+            self.holds = words[1:] == ["hold"]
             self.call("answered", new_method_call(self.holder, "RequestRelease", "i", (self.priority,)))
         else:
             asked = DBusAddress(self.holder.object_path, self.name, PROPERTIES)
@@ -58,6 +65,8 @@ class Reserver:
                 self.say(event, value=list(message.body))
                 if event == "answered" and message.body[0]:
                     self.take()
+                elif event == "took" and message.body[0] == PRIMARY_OWNER and self.holds:
+                    self.open()
         elif kind == MessageType.signal and fields.get(HeaderFields.member) == "NameOwnerChanged":
             self.say("owner", value=message.body[2])
         elif kind == MessageType.method_call:
@@ -71,6 +80,17 @@ class Reserver:
             self.bus.send(new_method_return(message, "v", (("i", self.priority),)))
         else:
             self.bus.send(new_error(message, "org.freedesktop.DBus.Error.UnknownMethod"))
+
+    def open(self):
+        """The kernel refuses the device to everybody else from here on."""
+        self.device, self.opened = os.open(f"/dev/snd/pcmC{self.card}D0p", os.O_RDWR | os.O_NONBLOCK), time.monotonic()
+        self.say("held")
+
+    def close(self):
+        if self.device is not None:
+            os.close(self.device)
+            self.device = None
+            self.say("let go", seconds=time.monotonic() - self.opened)
 
     def closed(self):
         folder = pathlib.Path(f"/proc/asound/card{self.card}")

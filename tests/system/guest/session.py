@@ -1,5 +1,6 @@
 """A session bus of the ordinary user, and other programs on it that reserve cards (reserver.py)."""
 
+import grp
 import json
 import pathlib
 import subprocess
@@ -48,7 +49,7 @@ class Program:
         with open(self.output, "wb") as output, open(self.errors, "wb") as errors:
             self.process = subprocess.Popen(
                 ["/usr/bin/python3", "-B", RESERVER, number, str(priority), *options], stdin=subprocess.PIPE, stdout=output,
-                stderr=errors, user=4242, group=4242, env={**bus.settings, "LC_ALL": "C.UTF-8"}, text=True)
+                stderr=errors, user=4242, group=4242, extra_groups=[grp.getgrnam("audio").gr_gid], env={**bus.settings, "LC_ALL": "C.UTF-8"}, text=True)
         self.wait("watching")
 
     def __enter__(self):
@@ -83,9 +84,9 @@ class Program:
         """Whether the card is its now."""
         return self.asked("take", "took")["value"] == [1]
 
-    def request(self):
-        """Asks the owner to let go: its answer. An owner that agrees is taken over from at once."""
-        return self.asked("request", "answered")
+    def request(self, holds=False):
+        """Asks the owner to let go: its answer. An owner that agrees is taken over from at once; `holds`: with the device."""
+        return self.asked("request hold" if holds else "request", "answered")
 
     def story(self):
         return [f"reserver: {line}" for line in self.output.read_text().splitlines()[-8:]]
