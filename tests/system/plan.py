@@ -17,6 +17,7 @@ OWN_LAYOUT = {("WAV", "16"): "S16_LE", ("WAV", "24"): "S24_3LE", ("WAV", "32"): 
 SAMPLE_BYTES = {"S16_LE": 2, "S16_BE": 2, "S24_3LE": 3, "S24_3BE": 3, "S24_LE": 4, "S32_LE": 4, "S32_BE": 4,
                 "FLOAT_LE": 4, "FLOAT_BE": 4}
 CHANNELS = 2
+MP3_LIMIT = 48000  # Hz: the highest rate of MPEG-1 layer III
 
 
 @dataclass(frozen=True)
@@ -160,6 +161,13 @@ LONG_TRACK = Track("WAV", "16", 48000, frames(48000, 20, 67))
 def all_tracks():
     cases = [track for case in loopback_cases() for track in case.tracks]
     return sorted({*cases, USB_TRACK, HDA_TRACK, DUMMY_TRACK, PAUSED_TRACK, LONG_TRACK}, key=lambda track: track.file)
+
+
+def signed_tracks():
+    """A track of every format, depth and rate, whose signature is shown through the sound server."""
+    yield from (Track(container, sample, rate, frames(rate, 0.3, 73)) for container, sample in FORMATS for rate in RATES)
+    yield from (Track("MP3", "16", rate, frames(rate, 0.3, 79)) for rate in RATES if rate <= MP3_LIMIT)
+
 
 # Tests whose outcome the host completes from what QEMU wrote of the card.
 USB_PLAYS = "The USB card receives every sample as it is"

@@ -14,6 +14,7 @@ sys.path.insert(0, "/vm/tests")
 import desktop  # noqa: E402
 import losing  # noqa: E402
 import sharing  # noqa: E402
+import signatures  # noqa: E402
 import suite  # noqa: E402
 import taking  # noqa: E402
 import usb  # noqa: E402
@@ -25,6 +26,9 @@ def tests():
         for rate in (44100, 48000, 96000, 192000):
             yield (f"{8 * width} bits at {rate / 1000:g} kHz arrive as they are through the sink",
                    lambda w=width, r=rate: sharing.shared(r, w))
+    yield "Every format, depth and rate is handed over and recorded as the verdict says, through the sink", signatures.signed("shared")
+    yield ("Every format, depth and rate is handed over and recorded as the verdict says, with Exclusive Access",
+           signatures.signed("exclusive"))
     yield "A pause loses and repeats no frame", sharing.paused
     yield "Verdict 6b, DSP ACTIVE: a sink at 80 %", sharing.attenuated
     yield "The report names the driver, the server and where the card's format was read", sharing.reported

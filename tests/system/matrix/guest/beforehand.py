@@ -112,29 +112,27 @@ class Beforehand:
             process.kill()
             process.wait()
 
-    def combined(self):
+    def combined_sink(self):
         positions = " ".join(FILE_ORDER[self.channels])
         sink = f'{{ matches = [ {{ node.name = "{self.sink_name}" }} ] actions = {{ create-stream = {{ }} }} }}'
-        with contextlib.ExitStack() as running:
-            def begin():
-                running.enter_context(self.module("combine-stream", "combined", f"""combine.mode = sink node.name = combined
-                    node.description = combined combine.props = {{ audio.position = [ {positions} ] }} stream.rules = [ {sink} ]"""))
-            self.both_ways(ROW_COMBINED, LoopbackRecording(CARD_ORDER[self.channels], ready=begin), VIRTUAL, None,
-                           VIRTUAL + "|does not expose exclusive access", None, device="sink:combined")
+        return self.module("combine-stream", "combined", f"""combine.mode = sink node.name = combined
+            node.description = combined combine.props = {{ audio.position = [ {positions} ] }} stream.rules = [ {sink} ]""")
+
+    def combined(self):
+        self.behind(ROW_COMBINED, self.combined_sink, None, "combined")
+
+    def equaliser_sink(self):
+        positions = " ".join(FILE_ORDER[self.channels])
+        return self.module("filter-chain", "equaliser", f"""node.description = equaliser
+            audio.channels = {self.channels} audio.position = [ {positions} ]
+            filter.graph = {{ nodes = [ {{ type = builtin name = shelf label = bq_lowshelf
+                control = {{ "Freq" = 200.0 "Q" = 1.0 "Gain" = 6.0 }} }} ] }}
+            capture.props = {{ node.name = equaliser media.class = Audio/Sink }}
+            playback.props = {{ node.name = equaliser.output node.target = "{self.sink_name}"
+                target.object = "{self.sink_name}" }}""")
 
     def equaliser(self):
-        positions = " ".join(FILE_ORDER[self.channels])
-        with contextlib.ExitStack() as running:
-            def begin():
-                running.enter_context(self.module("filter-chain", "equaliser", f"""node.description = equaliser
-                    audio.channels = {self.channels} audio.position = [ {positions} ]
-                    filter.graph = {{ nodes = [ {{ type = builtin name = shelf label = bq_lowshelf
-                        control = {{ "Freq" = 200.0 "Q" = 1.0 "Gain" = 6.0 }} }} ] }}
-                    capture.props = {{ node.name = equaliser media.class = Audio/Sink }}
-                    playback.props = {{ node.name = equaliser.output node.target = "{self.sink_name}"
-                        target.object = "{self.sink_name}" }}"""))
-            self.both_ways(ROW_EQUALISER, LoopbackRecording(CARD_ORDER[self.channels], ready=begin), VIRTUAL, True,
-                           VIRTUAL + "|does not expose exclusive access", True, device="sink:equaliser")
+        self.behind(ROW_EQUALISER, self.equaliser_sink, True, "equaliser")
 
     def tunnel(self):
         positions = " ".join(FILE_ORDER[self.channels])

@@ -13,6 +13,7 @@ from layouts import FILTER, HALVED
 CONVERTER = pathlib.Path("/usr/lib/x86_64-linux-gnu/spa-0.2/audioconvert/libspa-audioconvert.so")
 OTHER = pathlib.Path("/tmp/other.wav")
 LOWERED = 0.4 ** 3  # the factor of 40 %
+NOTHING, LOWERED_DEVICE = "nothing in the way", "device at 40 % in the server"
 DEVICE, STREAM = "this device", "the player's stream"
 
 
@@ -129,8 +130,8 @@ def nothing(_):
 GRAPH_RATE = Circumstance("graph at another rate", "mixes at 44.1 kHz|resamples the track", graph_rate(44100), graph_rate(0),
                           settled=0.8)
 WHILE_PLAYING = (
-    Circumstance("nothing in the way", "$.", nothing, nothing, alters=False),
-    Circumstance("device at 40 % in the server", "plays this device at 40 % volume", volume("sink", LOWERED), volume("sink", 1)),
+    Circumstance(NOTHING, "$.", nothing, nothing, alters=False),
+    Circumstance(LOWERED_DEVICE, "plays this device at 40 % volume", volume("sink", LOWERED), volume("sink", 1)),
     Circumstance("device muted in the server", "is muted in the sound server", props("sink", mute=True), props("sink", mute=False)),
     Circumstance("stream at 40 % in the server", "stream is at 40 % in", volume("stream", LOWERED), volume("stream", 1)),
     Circumstance("stream muted in the server", "stream is muted in", props("stream", mute=True), props("stream", mute=False)),

@@ -22,6 +22,7 @@ LONG_NAMES = {"MONO": "mono", "FL": "front-left", "FR": "front-right", "RL": "re
 NAMES = {count: ",".join(map(LONG_NAMES.get, order)) for count, order in CARD_ORDER.items()}
 PCMS = {1: "hw:%f", 2: "front:%f", 6: "surround51:%f", 8: "surround71:%f"}
 HALF = {count: f"half-{count}" for count in COUNTS}  # the profile whose PCM is a plug-in that halves the level
+NARROW = "narrow"  # the recording end of the loopback card, with 16 bits
 PLAIN = {count: f"plain-{count}" for count in COUNTS}
 OTHER_ORDER = {2: ("FR", "FL"), 6: FILE_ORDER[6], 8: FILE_ORDER[8]}  # than the card's
 FILTER = "audioconvert.filter-graph"
@@ -119,7 +120,7 @@ def install():
     install_rules()
     pathlib.Path("/etc/udev/rules.d").mkdir(parents=True, exist_ok=True)
     profiles = []
-    plugins = []
+    plugins = [f"pcm.{NARROW} {{ type hw card Loopback device 1 format S16_LE }}"]
     for count in COUNTS:
         for name, pcm in ((PLAIN[count], PCMS[count]), (HALF[count], f"half{count}:%f"),
                           *((ruled(kind, count), PCMS[count]) for kind in (*RULED, EVERY_RULE))):

@@ -9,8 +9,8 @@ import desktop
 import layouts
 from beforehand import Beforehand
 from cards import wait_until
-from causes import CHANNELS, NO_MAP, PLUGIN, TOO_FEW_BITS, VIRTUAL
-from circumstances import CONVERTER, GRAPH_RATE, LOWERED, WHILE_PLAYING, NotThere, has_setting
+from causes import CHANNELS, NO_MAP, PLUGIN, ROW_BITS, ROW_CODEC, ROW_PLUGIN, ROW_VIRTUAL, TOO_FEW_BITS, VIRTUAL
+from circumstances import CONVERTER, GRAPH_RATE, LOWERED, NOTHING, WHILE_PLAYING, NotThere, has_setting
 from layouts import CARD_ORDER, FILE_ORDER
 from pace import skipping
 from scene import BEST, HDA_UID, LONG_TRACK, LOOPBACK_UID, TRACK, HdaRecording, LoopbackRecording, Scene
@@ -24,11 +24,7 @@ OTHER_COUNT = {1: 2, 2: 6, 6: 2, 8: 6}  # channels of a device that the track wa
 RENAMED = {b"dither.noise\0": b"dither.moons\0", b"channelmix.max-volume\0": b"channelmix.moon-phase\0"}
 UNHEARD_OF, LOWERING = "dither.moons", "channelmix.moon-phase"
 
-ROW_PLUGIN = "a plug-in of alsa-lib that halves the level"
-ROW_VIRTUAL = "a virtual device, with the device behind it at 40 %"
 ROW_CHANNELS = "a device with other channels"
-ROW_BITS = "24-bit track on a device with 16 bits"
-ROW_CODEC = "24-bit track on an HD Audio codec with 16 bits"
 ROW_UNHEARD_OF = "a setting that the player has not heard of"
 ROW_LOWERING = "a setting that it has not heard of lowers the level"
 STREAM_ROWS = ("stream", "a channel linked")  # begin the rows of what only a stream has
@@ -166,12 +162,20 @@ class Show(Beforehand, Witnesses):
         self.scene.recovered(best)
 
     def alone(self):
-        with self.cells(("exclusive", "nothing in the way")):
+        with self.cells(("exclusive", NOTHING)):
             with self.play(LoopbackRecording(CARD_ORDER[self.channels]), "--exclusive"):
                 found = self.judged_exclusively(NO_MAP[self.channels], False)
-                self.cell("exclusive", "nothing in the way", **found)
+                self.cell("exclusive", NOTHING, **found)
 
     # A device behind something.
+
+    def behind(self, row, sink, alters, name):
+        """A sink of the server's that is no hardware. The device behind it plays as soon as it is there, and so it comes after
+        the recording has begun."""
+        with contextlib.ExitStack() as running:
+            recording = LoopbackRecording(CARD_ORDER[self.channels], ready=lambda: running.enter_context(sink()))
+            self.both_ways(row, recording, VIRTUAL, alters, VIRTUAL + "|does not expose exclusive access", alters,
+                           device=f"sink:{name}")
 
     def plugin(self):
         """The plug-in alone; then all that a sink can have at once, and Exclusive Access."""
@@ -199,22 +203,23 @@ class Show(Beforehand, Witnesses):
             circumstances.graph_rate(0)(self)
             circumstances.stop_too(self)
 
-    def virtual(self):
-        """The device behind it plays as soon as it is there, and so after the recording has begun."""
-        def put_before():
-            positions = ", ".join(FILE_ORDER[self.channels])
-            self.before = desktop.start("/usr/bin/pw-loopback", "-c", self.channels, "-m", f"[ {positions} ]", "-P", self.sink_name,
-                                        "--capture-props",
-                                        "{ media.class = Audio/Sink node.name = virtual node.description = virtual }")
+    @contextlib.contextmanager
+    def lowered_virtual_device(self):
+        """A virtual sink before the card's, which is turned down."""
+        positions = ", ".join(FILE_ORDER[self.channels])
+        before = desktop.start("/usr/bin/pw-loopback", "-c", self.channels, "-m", f"[ {positions} ]", "-P", self.sink_name,
+                               "--capture-props", "{ media.class = Audio/Sink node.name = virtual node.description = virtual }")
+        try:
             self.server.wait_for(node_name="virtual")
             circumstances.volume("sink", LOWERED)(self)
-        try:
-            self.both_ways(ROW_VIRTUAL, LoopbackRecording(CARD_ORDER[self.channels], ready=put_before), VIRTUAL, True,
-                           VIRTUAL + "|does not expose exclusive access", True, device="sink:virtual")
+            yield
         finally:
-            self.before.kill()
-            self.before.wait()
+            before.kill()
+            before.wait()
             circumstances.volume("sink", 1)(self)
+
+    def virtual(self):
+        self.behind(ROW_VIRTUAL, self.lowered_virtual_device, True, "virtual")
 
     def fewer_bits(self):
         self.both_ways(ROW_BITS, LoopbackRecording(CARD_ORDER[self.channels], "S16_LE"), TOO_FEW_BITS, True, TOO_FEW_BITS, True)

@@ -8,11 +8,12 @@ import time
 
 import desktop
 import layouts
-from beforehand import RULED
+from beforehand import ROW_COMBINED, ROW_EQUALISER, RULED
 from cards import wait_until
-from circumstances import WHILE_PLAYING, has_setting
+from causes import ROW_BITS, ROW_CODEC, ROW_PLUGIN, ROW_VIRTUAL
+from circumstances import LOWERED_DEVICE, NOTHING, WHILE_PLAYING, has_setting, props
 from player import PROBE
-from scene import BEST, LOOPBACK_UID
+from scene import BEST, HDA_UID, LOOPBACK_UID
 
 CAPTURE = "hw:Loopback,1,0"
 SECONDS = 1
@@ -20,15 +21,14 @@ SECONDS_WITH_CHANGE = 5  # the stream is altered while it plays
 SETTLED = 0.5  # seconds of music: what is set of a stream that has only just begun stays without effect on PipeWire 0.3.65
 LIMIT = 60  # seconds
 OF_THE_STREAM = ("stream", "a channel linked")  # in the rows of what only a stream has
-PLUGIN = "a plug-in of alsa-lib that halves the level"
 
 
-def ran(*options, change=None):
+def ran(channels, *options, device=LOOPBACK_UID, capture=CAPTURE, change=None):
     """What the player says of a track that it plays: the line of `verify`. `change` is called when its stream is there."""
     seconds = SECONDS_WITH_CHANGE if change else SECONDS
-    file = layouts.write_track(f"/tmp/witness-{seconds}.wav", layouts.TRACKS[2], seconds)
+    file = layouts.write_track(f"/tmp/witness-{channels}-{seconds}.wav", layouts.TRACKS[channels], seconds)
     with open("/tmp/witness.log", "ab") as log:
-        process = desktop.start(PROBE, "verify", file, "--device", LOOPBACK_UID, "--capture", CAPTURE, *options,
+        process = desktop.start(PROBE, "verify", file, "--device", device, *(("--capture", capture) if capture else ()), *options,
                                 stdout=subprocess.PIPE, stderr=log, text=True)
         try:
             if change:
@@ -39,9 +39,10 @@ def ran(*options, change=None):
             process.wait()
 
 
-def judged(line, alters):
-    """What is wrong with the line of a circumstance that alters the samples; None: it may."""
-    captured = line.get("captured", {}).get("result", "nothing")
+def judged(line, alters, handed):
+    """What is wrong with the line of a circumstance that alters the samples; None: it may. `handed`: what it must say of those
+    that were handed over."""
+    captured = line["captured"]["result"] if "captured" in line else line["result"]
     faults = []
     if captured not in ("matches", "differs"):
         faults.append(f"nothing can be said of the samples: {line}")
@@ -49,58 +50,98 @@ def judged(line, alters):
         faults.append("BIT-PERFECT over samples that differ")
     if alters is False and captured != "matches" or alters and captured != "differs":
         faults.append(f"the recording {captured}: the circumstance proves nothing")
-    # What is altered behind the player is not altered before it.
-    if line["result"] != "matches":
+    if line["result"] != handed:
         faults.append(f"what was handed over {line['result']}")
     return faults
 
 
 class Witnesses:
     def witnesses(self):
-        """For stereo; the cells have the other counts."""
+        plugin = layouts.HALF[self.channels]
         if self.channels != 2:
+            self.witness_each(lambda circumstance: circumstance.row in (NOTHING, LOWERED_DEVICE))
+            self.witness_exclusively(NOTHING)
+            self.choose(plugin)
+            self.witness(ROW_PLUGIN, "shared", True, False)
             return
-        for circumstance in WHILE_PLAYING:
-            if any(word in circumstance.row for word in OF_THE_STREAM):
-                self.witness_change(circumstance)
-            elif not circumstance.setting and "options for mixing" not in circumstance.row:
-                circumstance.begin(self)
-                try:
-                    self.witness(circumstance.row, "shared", circumstance.alters, circumstance.is_told)
-                finally:
-                    circumstance.end(self)
-        self.witness("nothing in the way", "exclusive", False, False, "--exclusive")
-        for profile, row in self.altering_profiles():
+        self.witness_each(lambda circumstance: True)
+        self.witness_exclusively(NOTHING)
+        self.witness_virtual()
+        self.witness_few_bits()
+        for profile, row in ((plugin, ROW_PLUGIN), *self.altering_profiles()):
             self.choose(profile)
             self.witness(row, "shared", True, False)
+            # With the server's volume as well: nothing of the server is in the way of a card that the player owns.
+            props("sink", mute=True)(self)
+            self.witness_exclusively(row)
+            self.choose(profile)
+            props("sink", mute=False)(self)
 
-    @staticmethod
-    def altering_profiles():
+    def witness_each(self, is_wanted):
+        """Of what may happen while the music plays. What is the stream's own, and what is set of a converter, comes then."""
+        for circumstance in filter(is_wanted, WHILE_PLAYING):
+            if circumstance.setting or any(word in circumstance.row for word in OF_THE_STREAM):
+                self.witness_change(circumstance)
+                continue
+            circumstance.begin(self)
+            try:
+                self.witness(circumstance.row, "shared", circumstance.alters, circumstance.is_told)
+            finally:
+                circumstance.end(self)
+
+    def witness_exclusively(self, row):
+        """Whose verdict is the best where the card says which loudspeakers its channels go to, and they are two at most."""
+        self.witness(row, "exclusive", False, self.channels > 2, "--exclusive")
+
+    def altering_profiles(self):
         """(profile, row)"""
-        yield layouts.HALF[2], PLUGIN
         for kind, (row, _, _) in RULED.items():
             name, _ = layouts.RULED[kind]
             if name.startswith("audio.") or has_setting(name):
-                yield layouts.ruled(kind, 2), row
+                yield layouts.ruled(kind, self.channels), row
+
+    def witness_virtual(self):
+        """What is played to is no hardware: the verdict cannot be the best, whatever comes out behind it."""
+        with self.lowered_virtual_device():
+            self.witness(ROW_VIRTUAL, "shared", True, True, device="sink:virtual")
+        with self.equaliser_sink():
+            self.witness(ROW_EQUALISER, "shared", True, True, device="sink:equaliser")
+        with self.combined_sink():
+            self.witness(ROW_COMBINED, "shared", None, True, device="sink:combined")
+
+    def witness_few_bits(self):
+        """What reaches a device of 16 bits: all that the server was handed, or what is left of it."""
+        for way, handed, options in (("shared", "matches", ()), ("exclusive", "differs", ("--exclusive",))):
+            self.witness(ROW_BITS, way, True, True, *options, capture=layouts.NARROW, handed=handed)
+        self.witness(ROW_CODEC, "exclusive", True, True, "--exclusive", device=HDA_UID, capture=None, handed="differs")
 
     def witness_change(self, circumstance):
-        """It ends with the stream."""
         if circumstance.setting and not has_setting(circumstance.setting):
             return
+        is_of_the_stream = any(word in circumstance.row for word in OF_THE_STREAM)
+        if circumstance.setting == layouts.FILTER and not is_of_the_stream:
+            return  # as one that a rule sets
 
         def change():
             if not wait_until(lambda: self.stream["info"]["state"] == "running", LIMIT):
                 raise RuntimeError("the player's stream does not run")
             time.sleep(SETTLED)
             circumstance.begin(self)
-        self.witness(circumstance.row, "shared", circumstance.alters, circumstance.is_told, change=change)
+        try:
+            self.witness(circumstance.row, "shared", circumstance.alters, circumstance.is_told, change=change)
+        finally:
+            if not is_of_the_stream:  # those end with the stream
+                circumstance.end(self)
 
-    def witness(self, row, way, alters, is_told, *options, change=None):
+    def witness(self, row, way, alters, is_told, *options, handed="matches", **where):
+        """`is_told`: the verdict is not the best, whatever the samples are."""
         self.server.suspend(self.sink)
-        line = ran(*options, change=change)
-        faults = judged(line, alters)
+        line = ran(self.channels, *options, **where)
+        faults = judged(line, alters, handed)
         if alters is False and not is_told and line["verdict"] != BEST:
             faults.append(f"{line['verdict']} over samples that are the track's")
-        self.report(version=self.version, witness=row, way=way, verdict=line["verdict"], handed=line["result"],
+        if is_told and line["verdict"] == BEST:
+            faults.append("the verdict does not tell")
+        self.report(version=self.version, witness=f"{row}, {self.channels} ch", way=way, verdict=line["verdict"], handed=line["result"],
                     captured=line.get("captured", {}).get("result"), first=line.get("captured", {}).get("firstDifference"),
                     faults=faults)
