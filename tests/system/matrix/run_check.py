@@ -31,7 +31,7 @@ def cells(version, label="BIT-PERFECT", is_equal=True):
 
 def witnesses(version, *faults):
     return [{"version": version, "witness": f"circumstance {number}", "way": "shared", "verdict": "DSP ACTIVE", "handed": "matches",
-             "captured": "differs", "first": 7, "faults": list(faults)} for number in range(14)]
+             "captured": "differs", "first": 7, "faults": list(faults)} for number in range(36)]
 
 
 def attacks(*faults):
@@ -99,7 +99,7 @@ def faults():
     if not status or "FAIL a hostile client of PipeWire 1.4.2 (one): it ended with 1" not in text:
         yield f"of a hostile client that did harm: {status}, {text}"
     status, text, _ = reported(lambda: own()[:-1], lambda: "")
-    if not status or "FAIL 13 circumstances had two witnesses, at least 14 must have" not in text:
+    if not status or "FAIL 35 circumstances had two witnesses, at least 36 must have" not in text:
         yield f"of a circumstance without witnesses: {status}, {text}"
     status, text, _ = reported(lambda: cells("0.3.65") + witnesses("0.3.65", "the recording matches"), lambda: "")
     if not status or "FAIL 0.3.65, shared, circumstance 1: the recording matches" not in text:

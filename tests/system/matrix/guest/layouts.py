@@ -22,7 +22,9 @@ LONG_NAMES = {"MONO": "mono", "FL": "front-left", "FR": "front-right", "RL": "re
 NAMES = {count: ",".join(map(LONG_NAMES.get, order)) for count, order in CARD_ORDER.items()}
 PCMS = {1: "hw:%f", 2: "front:%f", 6: "surround51:%f", 8: "surround71:%f"}
 HALF = {count: f"half-{count}" for count in COUNTS}  # the profile whose PCM is a plug-in that halves the level
-NARROW = "narrow"  # the recording end of the loopback card, with 16 bits
+# The recording end of the loopback card: with 16 bits; with its channels in the order of a file.
+NARROW = "narrow"
+IN_FILE_ORDER = {count: f"ordered{count}" for count in (6, 8)}
 PLAIN = {count: f"plain-{count}" for count in COUNTS}
 OTHER_ORDER = {2: ("FR", "FL"), 6: FILE_ORDER[6], 8: FILE_ORDER[8]}  # than the card's
 FILTER = "audioconvert.filter-graph"
@@ -121,6 +123,10 @@ def install():
     pathlib.Path("/etc/udev/rules.d").mkdir(parents=True, exist_ok=True)
     profiles = []
     plugins = [f"pcm.{NARROW} {{ type hw card Loopback device 1 format S16_LE }}"]
+    for count, name in IN_FILE_ORDER.items():
+        ways = " ".join(f"{FILE_ORDER[count].index(position)}.{at} 1" for at, position in enumerate(CARD_ORDER[count]))
+        plugins.append(f"pcm.{name} {{ type route slave {{ pcm {{ type hw card Loopback device 1 }} channels {count} }} "
+                       f"ttable {{ {ways} }} }}")
     for count in COUNTS:
         for name, pcm in ((PLAIN[count], PCMS[count]), (HALF[count], f"half{count}:%f"),
                           *((ruled(kind, count), PCMS[count]) for kind in (*RULED, EVERY_RULE))):
