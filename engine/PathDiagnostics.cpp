@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace tolvane {
 namespace {
@@ -28,6 +29,13 @@ std::string_view textBehindPlayer(const SignalPath& path) {
   return {};
 }
 
+NamedText deliveryText(std::string name, const DeliveryReport& report) {
+  using enum DeliveryReport::Result;
+  return {.name = std::move(name),
+          .text = deliverySentence(report),
+          .isWarning = report.result == damaged || report.result == differs};
+}
+
 }  // namespace
 
 std::vector<NamedText> pathCounters(const PathDiagnostics& diagnostics) {
@@ -42,8 +50,8 @@ std::vector<NamedText> pathCounters(const PathDiagnostics& diagnostics) {
 
 std::vector<NamedText> deliveryTexts(const PathDiagnostics& diagnostics) {
   std::vector<NamedText> all;
-  if (diagnostics.delivery) all.push_back({"This track", deliverySentence(*diagnostics.delivery)});
-  if (diagnostics.lastDelivery) all.push_back({"Track before", deliverySentence(*diagnostics.lastDelivery)});
+  if (diagnostics.delivery) all.push_back(deliveryText("This track", *diagnostics.delivery));
+  if (diagnostics.lastDelivery) all.push_back(deliveryText("Track before", *diagnostics.lastDelivery));
   if (all.empty()) return {{"This track", "Nothing has been handed to a device yet."}};
   const std::string_view behind = diagnostics.path ? textBehindPlayer(*diagnostics.path) : std::string_view();
   if (diagnostics.delivery && !behind.empty()) all.push_back({"Behind that", std::string(behind)});

@@ -40,6 +40,7 @@ struct PathDiagnostics {
 struct NamedText {
   std::string name;
   std::string text;
+  bool isWarning = false;  ///< the user should know: a damaged file, samples that differ
 
   bool operator==(const NamedText&) const = default;
 };

@@ -9,7 +9,9 @@
 namespace tolvane {
 namespace {
 
-SignalRow rowOf(const NamedText& text) { return {.title = text.name, .value = displayText(text.text)}; }
+SignalRow rowOf(const NamedText& text) {
+  return {.title = text.name, .value = displayText(text.text), .tint = text.isWarning ? Theme::ember : Theme::ink};
+}
 
 std::vector<SignalRow> rowsOf(const std::vector<NamedText>& texts) {
   std::vector<SignalRow> rows;
@@ -57,7 +59,8 @@ std::vector<SignalRow> historyRows(const PathDiagnostics& diagnostics) {
   for (const PathEvent& event : std::views::reverse(diagnostics.history))
     rows.push_back({.title = agoText(diagnostics.at - event.at),
                     .value = displayText(event.text),
-                    .state = std::string(eventTitle(event.kind))});
+                    .state = std::string(eventTitle(event.kind)),
+                    .tint = Theme::ink});
   return rows;
 }
 

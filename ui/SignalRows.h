@@ -16,7 +16,7 @@ struct SignalRow {
   std::string state{};   ///< "unaltered"; empty where there is none
   std::string detail{};  ///< what it means
   std::string source{};  ///< where it was read, and when it changed
-  ThemeColor tint = Theme::muted;
+  ThemeColor tint = Theme::muted;  ///< of a stage's mark and state, or of the value
   bool isNamed = false;  ///< the verdict is about it
 
   bool operator==(const SignalRow&) const = default;

@@ -99,6 +99,8 @@ class CompressedReader final : public ExtAudioFile {
     return file_->channels.value_or(usualLayout(file_->format.mChannelsPerFrame));
   }
 
+  std::optional<SampleSignature> signature() const override { return file_->signature; }
+
   OSStatus setClientDataFormat(const AudioStreamBasicDescription& format) override {
     if (file_->clientFormatStatus != noErr) return file_->clientFormatStatus;
     const auto wanted = float32PCM(file_->format.mSampleRate, file_->format.mChannelsPerFrame);

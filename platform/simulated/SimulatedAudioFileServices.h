@@ -46,6 +46,7 @@ struct SimulatedCompressedFile {
   std::vector<float> samples{};          ///< interleaved
   std::optional<std::int64_t> announcedFrames{};
   std::optional<std::uint64_t> wholeFrames{};  ///< what the header of a file that was cut off states
+  std::optional<SampleSignature> signature{};
   std::int32_t sourceBitDepth = 0;
   bool hasAudioFile = true;
   std::uint32_t mostFramesARead = std::numeric_limits<std::uint32_t>::max();

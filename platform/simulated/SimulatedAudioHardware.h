@@ -42,10 +42,13 @@ class SimulatedAudioHardware final : public TabledAudioHardware {
   void setMakesNullInstances(bool makesNull) { makesNullInstances_ = makesNull; }
   /// Units report this client format, whatever they accepted.
   void setReportedClientFormat(std::optional<AudioStreamBasicDescription> format) { reportedFormat_ = format; }
-  /// On: a notification that was queued before its listener's removal still arrives, as the contract allows.
   /// Off: units record nothing of what they hand over, and simulated days pass faster.
   void setRecordsDeliveries(bool records) { recordsDeliveries_ = records; }
   [[nodiscard]] bool recordsDeliveries() const { return recordsDeliveries_; }
+  /// Units flip a bit of this frame of each run before they hand it over.
+  void setFrameWithFlippedBit(std::optional<std::int64_t> frame) { frameWithFlippedBit_ = frame; }
+  [[nodiscard]] std::optional<std::int64_t> frameWithFlippedBit() const { return frameWithFlippedBit_; }
+  /// On: a notification that was queued before its listener's removal still arrives, as the contract allows.
   void setDeliversLateNotifications(bool delivers) { listeners().setDeliversLate(delivers); }
 
   [[nodiscard]] HardwareTrace& trace() { return trace_; }
@@ -115,6 +118,7 @@ class SimulatedAudioHardware final : public TabledAudioHardware {
   std::unique_ptr<Component> component_;
   std::optional<AudioStreamBasicDescription> reportedFormat_;
   bool recordsDeliveries_ = true;
+  std::optional<std::int64_t> frameWithFlippedBit_;
   bool hasComponent_ = true;
   bool makesNullInstances_ = false;
   int unitCount_ = 0;

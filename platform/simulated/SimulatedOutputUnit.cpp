@@ -231,6 +231,9 @@ void SimulatedOutputUnit::pull() {
     channels_->spread(*pcmLayout(clientFormat()), period_.data(), moved_.data(), periodFrames_);
     period_.swap(moved_);
   }
+  if (const auto flipped = hardware_.frameWithFlippedBit())
+    if (*flipped >= renderedFrames_ && *flipped < renderedFrames_ + periodFrames_)
+      period_[static_cast<std::size_t>(*flipped - renderedFrames_) * clientFormat().mBytesPerFrame] ^= std::byte{1};
   if (deliveries_) {
     deliveries_->put(renderedFrames_, period_.data(), periodFrames_);
     deliveries_->setPlayed(consumedFrames());

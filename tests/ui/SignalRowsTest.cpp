@@ -58,14 +58,30 @@ TEST(StageRows, AreThereWithoutAPath) {
   EXPECT_EQ(rows[2].title, "Route");
 }
 
+TEST(DeliveryRows, WarnOfSamplesThatAreNotTheTracksAndOfNothingElse) {
+  using enum DeliveryReport::Result;
+  for (const auto& [result, warns] :
+       {std::pair{checking, false}, {matches, false}, {damaged, true}, {differs, true}, {unknown, false}}) {
+    PathDiagnostics diagnostics;
+    diagnostics.delivery.emplace().result = result;
+    diagnostics.lastDelivery.emplace().result = matches;
+    const auto rows = deliveryRows(diagnostics);
+    ASSERT_THAT(rows, SizeIs(2));
+    EXPECT_EQ(rows[0].tint, warns ? Theme::ember : Theme::ink) << rows[0].value;
+    EXPECT_EQ(rows[1].tint, Theme::ink);
+    EXPECT_THAT(counterRows(diagnostics), Each(Field(&SignalRow::tint, Theme::ink)));
+  }
+}
+
 TEST(HistoryRows, BeginWithTheNewest) {
   PathDiagnostics diagnostics;
   diagnostics.at = RunLoop::TimePoint(200s);
   diagnostics.history = {{RunLoop::TimePoint(100s), PathEvent::Kind::device, "DAC"},
                          {RunLoop::TimePoint(190s), PathEvent::Kind::verdict, "BIT-PERFECT."}};
-  EXPECT_THAT(historyRows(diagnostics),
-              ElementsAre(SignalRow{.title = "10 s ago", .value = "BIT-PERFECT.", .state = "Verdict"},
-                          SignalRow{.title = "1 min ago", .value = "DAC", .state = "Device"}));
+  EXPECT_THAT(
+      historyRows(diagnostics),
+      ElementsAre(SignalRow{.title = "10 s ago", .value = "BIT-PERFECT.", .state = "Verdict", .tint = Theme::ink},
+                  SignalRow{.title = "1 min ago", .value = "DAC", .state = "Device", .tint = Theme::ink}));
 }
 
 TEST(SpokenChain, NamesEachStageWithItsCondition) {

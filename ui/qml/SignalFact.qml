@@ -9,6 +9,7 @@ RowLayout {
     required property string title
     required property string value
     required property string condition
+    required property color tint
     property int nameWidth: 120
 
     spacing: 10
@@ -40,7 +41,7 @@ RowLayout {
         text: fact.value
         textFormat: Text.PlainText
         wrapMode: Text.Wrap
-        color: Theme.ink
+        color: fact.tint
         font.pixelSize: Theme.smallText
         Accessible.ignored: true
     }

@@ -1,76 +1,26 @@
 // Pictures of the real window in every state that it knows, over simulated hardware and a clock that stands still: the
 // same picture each time. Usage: window_pictures FOLDER [SCENE[@WIDTHxHEIGHT]…]
 
-#include <gmock/gmock.h>
-
 #include <QDir>
 #include <QGuiApplication>
 #include <QImage>
 #include <QMimeData>
 #include <QtTest/QTest>
-#include <cmath>
 #include <cstdio>
 #include <map>
-#include <numbers>
 #include <semaphore>
 #include <thread>
 
-#include "tests/ui/qt/WindowFixture.h"
+#include "tests/ui/qt/SheetScenes.h"
 #include "ui/qt/TrackDragModel.h"
 
 namespace tolvane::test {
 namespace {
 
-struct Piece {
-  const char* name;
-  double rate;  ///< hertz
-  int seconds;
-  int seed;
-};
-
-constexpr Piece programme[] = {{"Prelude", 44100, 204, 1},
-                               {"Nocturne in Copper", 48000, 242, 2},
-                               {"Variations on a Quiet Theme", 96000, 347, 3},
-                               {"The Long Afternoon", 88200, 435, 4},
-                               {"Ember Study No. 4", 44100, 178, 5},
-                               {"Vespers", 44100, 370, 6},
-                               {"Slow Water", 48000, 298, 7},
-                               {"Lantern", 44100, 151, 8},
-                               {"Letter to Ilse", 96000, 263, 9},
-                               {"Autumn Machines", 44100, 322, 10},
-                               {"Copper Beech", 48000, 287, 11},
-                               {"Coda", 44100, 96, 12}};
-
-/// Loudness that swells and breathes as music does, the same for the same seed.
-double loudness(int seed, double place) {
-  const double slow = std::abs(std::sin(std::numbers::pi * std::pow(place, 0.9)));
-  const double phrase = 0.7 + 0.3 * std::sin(18 * place + seed);
-  const double detail = 0.5 + 0.5 * std::sin(137.0 * place * (1 + seed % 3) + 5 * std::sin(61 * place + seed));
-  return (0.3 + 0.7 * slow) * phrase * (0.45 + 0.55 * detail);
-}
-
-/// A file of the piece's length whose samples are as loud as its music would be.
-SimulatedPCMFile recording(const Piece& piece) {
-  SimulatedPCMFile file;
-  file.format = linearPCM(piece.rate, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
-  file.sourceBitDepth = 16;
-  const auto frames = static_cast<std::size_t>(piece.rate * piece.seconds);
-  file.data.resize(frames * 4);
-  int level = 0;
-  for (std::size_t frame = 0; frame < frames; ++frame) {
-    const double place = static_cast<double>(frame) / static_cast<double>(frames);
-    if (frame % 64 == 0) level = static_cast<int>(100 * loudness(piece.seed, place));
-    file.data[frame * 4 + 1] = file.data[frame * 4 + 3] = static_cast<std::byte>(frame % 2 == 0 ? level : -level);
-  }
-  return file;
-}
-
-class Stage : public WindowFixture {
+class Stage : public SheetScenes {
  public:
-  explicit Stage(bool isPlayerApart) : WindowFixture(isPlayerApart) {}
+  explicit Stage(bool isPlayerApart) : SheetScenes(isPlayerApart) {}
   ~Stage() override { mayGoOn_.release(); }
-
-  void TestBody() override {}
 
   using Scene = void (Stage::*)();
   static const std::map<std::string, Scene>& scenes();
@@ -177,16 +127,6 @@ class Stage : public WindowFixture {
     unplayable();
     QTest::mouseMove(window, placeIn(*row(1), 0, 0.5) + QPoint(30, 0));
     waitForTip();
-  }
-  /// A file that holds less than it states, in the sheet.
-  void cutOff() {
-    loadProgramme();
-    SimulatedPCMFile file = recording(programme[2]);
-    file.wholeByteCount = file.data.size() * 2;
-    files.add(url(2), file);
-    content.playTrack(2, 0.38);
-    advance(std::chrono::milliseconds(1200));
-    openSheet();
   }
   void unplayableWide() {
     window->resize(1600, 1000);
@@ -361,103 +301,8 @@ class Stage : public WindowFixture {
     proxy.setOutputBalance(-0.2);
     play(0, 0.2);
   }
-  /// The sheet over a path that is as it should be, with a track that was played to its end before.
-  void sheet() {
-    described({});
-    openSheet();
-  }
-  void sheetAltered() {
-    described({{SampleAlteration::Kind::processed,
-                "The sound server plays this device at 40 % volume, so samples are altered.",
-                "Set its volume to 100 %."_cure}});
-    openSheet();
-  }
-  void sheetEmpty() { openSheet(); }
-  void sheetHistory() {
-    described({});
-    for (int i = 0; i < 30; ++i) {
-      proxy.setOutputVolume(i % 2 == 0 ? 0.5 : 1);
-      advance(std::chrono::seconds(90));
-      settle();
-    }
-    openSheet();
-    key(Qt::Key_End);
-  }
-  void sheetWide() {
-    window->resize(1600, 1000);
-    sheet();
-  }
-  void sheetAlteredWide() {
-    window->resize(1600, 1000);
-    sheetAltered();
-  }
-  void sheetKeyboard() {
-    sheet();
-    key(Qt::Key_Tab);
-    key(Qt::Key_Tab);
-  }
 
  private:
-  static FileURL url(std::size_t index) { return FileURL("/music/" + std::string(programme[index].name) + ".wav"); }
-
-  FileURL add(const FileURL& url, const Piece& piece) {
-    static std::map<int, SimulatedPCMFile> written;
-    const auto [file, isNew] = written.try_emplace(piece.seed);
-    if (isNew) file->second = recording(piece);
-    files.add(url, file->second);
-    return url;
-  }
-
-  void loadProgramme() {
-    std::vector<FileURL> urls;
-    for (std::size_t i = 0; i < std::size(programme); ++i) urls.push_back(add(url(i), programme[i]));
-    content.loadPlaylist(urls);
-    settle();
-  }
-  void play(std::int64_t index, double fraction) {
-    loadProgramme();
-    content.playTrack(index, fraction);
-    advance(std::chrono::milliseconds(1200));
-    settle();
-  }
-  void playOver(const std::vector<SampleAlteration>& alterations) {
-    SimulatedDeviceConfig device;
-    device.name = "Studio Monitor";
-    device.alterations = alterations;
-    pick(device);
-    play(2, 0.38);
-  }
-  AudioObjectID pick(const SimulatedDeviceConfig& device) {
-    const auto id = hardware.addDevice(device);
-    playersLoop.runUntilIdle();
-    devices.loadAudioDevices();
-    devices.select(id);
-    return id;
-  }
-  /// A device that tells where its facts are read.
-  void described(const std::vector<SampleAlteration>& alterations) {
-    SimulatedDeviceConfig device;
-    device.name = "Studio Monitor";
-    device.driver = "snd-usb-audio";
-    device.soundServer = "PipeWire 1.4.2";
-    device.formatSource = "/proc/asound/card1/pcm0p/sub0/hw_params (S32_LE); 24 significant bits by the USB descriptor";
-    device.streams[0].physicalFormats = {physicalInteger(24)};
-    device.alterations = alterations;
-    pick(device);
-    play(11, 0);
-    advance(std::chrono::seconds(100));
-    play(2, 0.38);
-  }
-  void openSheet() {
-    key(Qt::Key_I, Qt::ControlModifier);
-    advance(std::chrono::milliseconds(600));
-    settle();
-  }
-  /// Tips come by the toolkit's own clock.
-  void waitForTip() {
-    constexpr std::chrono::milliseconds enough{1500};
-    QTest::qWait(enough.count());
-  }
   void hover(QPoint place = {300, 340}) {
     data_ = std::make_unique<QMimeData>();
     data_->setUrls({QUrl("file:///music/New")});
@@ -484,7 +329,7 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"not-known", &Stage::notKnown},
                                                 {"checking", &Stage::checking},
                                                 {"preparing", &Stage::preparing},
-                                                {"cut-off", &Stage::cutOff},
+                                                {"sheet-cut-off", &Stage::sheetCutOff},
                                                 {"unplayable", &Stage::unplayable},
                                                 {"unplayable-keyboard", &Stage::unplayableKeyboard},
                                                 {"unplayable-pointer", &Stage::unplayablePointer},
@@ -520,6 +365,14 @@ const std::map<std::string, Stage::Scene>& Stage::scenes() {
                                                 {"sheet-altered", &Stage::sheetAltered},
                                                 {"sheet-altered-wide", &Stage::sheetAlteredWide},
                                                 {"sheet-empty", &Stage::sheetEmpty},
+                                                {"sheet-seeked", &Stage::sheetSeeked},
+                                                {"sheet-exclusive", &Stage::sheetExclusive},
+                                                {"sheet-recovered", &Stage::sheetRecovered},
+                                                {"sheet-lost", &Stage::sheetLost},
+                                                {"sheet-error", &Stage::sheetError},
+                                                {"sheet-damaged", &Stage::sheetDamaged},
+                                                {"sheet-converted", &Stage::sheetConverted},
+                                                {"sheet-differs", &Stage::sheetDiffers},
                                                 {"sheet-history", &Stage::sheetHistory},
                                                 {"sheet-keyboard", &Stage::sheetKeyboard},
                                                 {"sheet-wide", &Stage::sheetWide}};
