@@ -7,7 +7,7 @@
 
 #include "platform/conversion/ChannelPlacement.h"
 #include "platform/pipewire/AlsaPath.h"
-#include "platform/pipewire/SpaParameters.h"
+#include "platform/pipewire/ChannelNumbers.h"
 
 namespace tolvane {
 namespace {

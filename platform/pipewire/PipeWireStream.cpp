@@ -10,6 +10,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/pipewire/ChannelNumbers.h"
 #include "platform/pipewire/HeardFrames.h"
 #include "platform/pipewire/PipeWireObjects.h"
 #include "platform/pipewire/SpaParameters.h"

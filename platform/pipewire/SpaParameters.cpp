@@ -2,14 +2,12 @@
 
 #include <fmt/format.h>
 #include <spa/param/audio/format-utils.h>
-#include <spa/param/audio/type-info.h>
 #include <spa/param/param.h>
 #include <spa/param/profile.h>
 #include <spa/param/props.h>
 #include <spa/pod/builder.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <string_view>
 #include <utility>
@@ -20,14 +18,6 @@ namespace tolvane {
 namespace {
 
 using Object = PodReader::Object;
-
-/// In the order of ChannelPosition.
-constexpr std::array<std::uint32_t, 21> speakers{
-    SPA_AUDIO_CHANNEL_FL,  SPA_AUDIO_CHANNEL_FR,  SPA_AUDIO_CHANNEL_FC,  SPA_AUDIO_CHANNEL_LFE, SPA_AUDIO_CHANNEL_RL,
-    SPA_AUDIO_CHANNEL_RR,  SPA_AUDIO_CHANNEL_FLC, SPA_AUDIO_CHANNEL_FRC, SPA_AUDIO_CHANNEL_RC,  SPA_AUDIO_CHANNEL_SL,
-    SPA_AUDIO_CHANNEL_SR,  SPA_AUDIO_CHANNEL_TC,  SPA_AUDIO_CHANNEL_TFL, SPA_AUDIO_CHANNEL_TFC, SPA_AUDIO_CHANNEL_TFR,
-    SPA_AUDIO_CHANNEL_TRL, SPA_AUDIO_CHANNEL_TRC, SPA_AUDIO_CHANNEL_TRR, SPA_AUDIO_CHANNEL_RLC, SPA_AUDIO_CHANNEL_RRC,
-    SPA_AUDIO_CHANNEL_MONO};
 
 std::optional<Object> objectIn(const spa_pod* pod, std::uint32_t type) {
   const auto reader = PodReader::of(pod);
@@ -232,17 +222,6 @@ std::optional<PipeWireProfile> parseProfile(const spa_pod* pod) {
   return PipeWireProfile{static_cast<std::uint32_t>(number), name ? name->asString().value_or("") : ""};
 }
 
-std::string channelName(std::uint32_t position) {
-  if (position >= SPA_AUDIO_CHANNEL_START_Aux && position <= SPA_AUDIO_CHANNEL_LAST_Aux)
-    return fmt::format("AUX{}", position - SPA_AUDIO_CHANNEL_START_Aux);
-  for (const spa_type_info* info = spa_type_audio_channel; info->name != nullptr; ++info) {
-    if (info->type != position) continue;
-    const std::string_view name = info->name;
-    return std::string(name.substr(name.rfind(':') + 1));
-  }
-  return fmt::format("channel {}", position);
-}
-
 SpaPodBuffer streamFormatPod(std::uint32_t rate, const std::vector<std::uint32_t>& positions) {
   SpaPodBuffer buffer;
   spa_pod_builder builder{};
@@ -268,45 +247,6 @@ SpaPodBuffer profilePod(std::uint32_t index) {
   spa_pod_builder_bool(&builder, false);
   buffer.pod_ = static_cast<const spa_pod*>(spa_pod_builder_pop(&builder, &frame));
   return buffer;
-}
-
-std::vector<std::uint32_t> positionsOf(const ChannelLayout& channels) {
-  if (channels.positions.size() > SPA_AUDIO_MAX_CHANNELS) return {};
-  std::vector<std::uint32_t> positions;
-  std::uint32_t auxiliary = SPA_AUDIO_CHANNEL_AUX0;
-  for (const ChannelPosition position : channels.positions) {
-    const auto index = static_cast<std::size_t>(position);
-    positions.push_back(index < speakers.size() ? speakers[index] : auxiliary++);
-  }
-  return positions;
-}
-
-ChannelLayout layoutOf(const std::vector<std::uint32_t>& positions) {
-  std::vector<ChannelPosition> layout;
-  for (const std::uint32_t position : positions) {
-    const auto found = std::ranges::find(speakers, position);
-    layout.push_back(found != speakers.end() ? static_cast<ChannelPosition>(found - speakers.begin())
-                                             : ChannelPosition::unknown);
-  }
-  return {std::move(layout)};
-}
-
-std::vector<std::uint32_t> namedAsBy(const std::vector<std::uint32_t>& sink, std::vector<std::uint32_t> track) {
-  const auto has = [](const std::vector<std::uint32_t>& positions, std::uint32_t left, std::uint32_t right) {
-    return std::ranges::any_of(positions, [&](std::uint32_t each) { return each == left || each == right; });
-  };
-  const bool trackHasRear = has(track, SPA_AUDIO_CHANNEL_RL, SPA_AUDIO_CHANNEL_RR);
-  const bool trackHasSide = has(track, SPA_AUDIO_CHANNEL_SL, SPA_AUDIO_CHANNEL_SR);
-  const bool sinkHasRear = has(sink, SPA_AUDIO_CHANNEL_RL, SPA_AUDIO_CHANNEL_RR);
-  const bool sinkHasSide = has(sink, SPA_AUDIO_CHANNEL_SL, SPA_AUDIO_CHANNEL_SR);
-  if (trackHasRear == trackHasSide || sinkHasRear == sinkHasSide || trackHasRear == sinkHasRear) return track;
-  for (std::uint32_t& position : track) {
-    if (position == SPA_AUDIO_CHANNEL_SL || position == SPA_AUDIO_CHANNEL_RL)
-      position = sinkHasRear ? SPA_AUDIO_CHANNEL_RL : SPA_AUDIO_CHANNEL_SL;
-    else if (position == SPA_AUDIO_CHANNEL_SR || position == SPA_AUDIO_CHANNEL_RR)
-      position = sinkHasRear ? SPA_AUDIO_CHANNEL_RR : SPA_AUDIO_CHANNEL_SR;
-  }
-  return track;
 }
 
 }  // namespace tolvane

@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/ChannelLayout.h"
 #include "platform/pipewire/PipeWireFacts.h"
 
 namespace tolvane {
@@ -60,19 +59,5 @@ class SpaPodBuffer {
 [[nodiscard]] SpaPodBuffer streamFormatPod(std::uint32_t rate, const std::vector<std::uint32_t>& positions);
 /// The choice of a profile that the session manager does not remember.
 [[nodiscard]] SpaPodBuffer profilePod(std::uint32_t index);
-
-/// "FL", "AUX3": the server's name of a speaker's number.
-[[nodiscard]] std::string channelName(std::uint32_t position);
-
-/// The server's numbers of these positions; an auxiliary channel each for those that are unknown.
-[[nodiscard]] std::vector<std::uint32_t> positionsOf(const ChannelLayout& channels);
-/// The reverse: unknown for every number that has no position.
-[[nodiscard]] ChannelLayout layoutOf(const std::vector<std::uint32_t>& positions);
-
-/// A track's positions by the names that a sink has for them: rear and side loudspeakers are the same pair where one
-/// has only the rear and the other only the side ones, as in placeChannels(). The server would mix the one into the
-/// other.
-[[nodiscard]] std::vector<std::uint32_t> namedAsBy(const std::vector<std::uint32_t>& sink,
-                                                   std::vector<std::uint32_t> track);
 
 }  // namespace tolvane

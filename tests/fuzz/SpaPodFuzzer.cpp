@@ -5,6 +5,7 @@
 #include <memory>
 #include <span>
 
+#include "platform/pipewire/ChannelNumbers.h"
 #include "platform/pipewire/PodReader.h"
 #include "platform/pipewire/SpaParameters.h"
 

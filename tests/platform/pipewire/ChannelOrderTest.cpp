@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/pipewire/SpaParameters.h"
+#include "platform/pipewire/ChannelNumbers.h"
 #include "tests/platform/pipewire/NeutralPath.h"
 
 namespace tolvane {

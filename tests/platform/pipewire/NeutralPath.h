@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/pipewire/ChannelNumbers.h"
 #include "platform/pipewire/PathAlterations.h"
-#include "platform/pipewire/SpaParameters.h"
 #include "tests/platform/pipewire/NeutralSettings.h"
 
 namespace tolvane::test::path {

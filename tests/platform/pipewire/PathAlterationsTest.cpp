@@ -6,7 +6,7 @@
 #include <limits>
 #include <utility>
 
-#include "platform/pipewire/SpaParameters.h"
+#include "platform/pipewire/ChannelNumbers.h"
 #include "tests/platform/pipewire/NeutralPath.h"
 
 namespace tolvane {
