@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "platform/PropertyReading.h"
-#include "platform/pipewire/PipeWireConnection.h"
+#include "platform/pipewire/server/PipeWireConnection.h"
 
 namespace tolvane {
 namespace {

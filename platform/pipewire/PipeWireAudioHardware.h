@@ -13,10 +13,11 @@
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
 #include "platform/TabledAudioHardware.h"
-#include "platform/pipewire/Newcomers.h"
-#include "platform/pipewire/PipeWireDevice.h"
-#include "platform/pipewire/PipeWireOutputUnit.h"
-#include "platform/pipewire/SoundServer.h"
+#include "platform/pipewire/devices/DeviceMerge.h"
+#include "platform/pipewire/devices/Newcomers.h"
+#include "platform/pipewire/record/PipeWireDevice.h"
+#include "platform/pipewire/server/SoundServer.h"
+#include "platform/pipewire/units/PipeWireOutputUnit.h"
 
 namespace tolvane {
 

@@ -10,8 +10,8 @@
 #include "platform/PropertyReading.h"
 #include "platform/conversion/ChannelPlacement.h"
 #include "platform/conversion/PcmLayout.h"
-#include "platform/pipewire/PathAlterations.h"
 #include "platform/pipewire/PipeWireAudioHardware.h"
+#include "platform/pipewire/facts/PathAlterations.h"
 
 namespace tolvane {
 namespace {

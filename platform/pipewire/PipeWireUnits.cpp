@@ -7,8 +7,8 @@
 #include <set>
 #include <utility>
 
-#include "platform/pipewire/PathAlterations.h"
 #include "platform/pipewire/PipeWireAudioHardware.h"
+#include "platform/pipewire/facts/PathAlterations.h"
 
 namespace tolvane {
 namespace {
