@@ -5,14 +5,18 @@ import pathlib
 import re
 import sys
 
-# Folder -> the project folders it may include, itself aside. A name without a trailing slash is that folder's own
-# headers only, not its subfolders'.
+# Folder -> the project folders it may include, itself aside: their own headers, not their subfolders'. A name with a
+# suffix is one header.
 CONTRACTS = {"platform"}
 ENGINE = CONTRACTS | {"engine", "engine/delivery", "engine/render"}
 SESSION = ENGINE | {"session"}
 UI = SESSION | {"ui"}
 ADAPTERS = {"platform/" + name for name in ("alsa", "codecs", "conversion", "desktop", "simulated", "storage", "pipewire")}
 SHELL = SESSION | {"app/shell"}
+# Of the sound server's library the rest of platform/pipewire knows the contract that its objects are used through.
+SERVER_CONTRACT = CONTRACTS | {"platform/conversion", "platform/pipewire/facts", "platform/pipewire/server/SoundServer.h"}
+UNITS = SERVER_CONTRACT | {"platform/pipewire/units"}
+RECORD = UNITS | {"platform/pipewire/record"}
 PROGRAM = UI | SHELL | {"ui/qt", "app/dbus"} | ADAPTERS
 ALLOWED = {
     "platform": CONTRACTS,
@@ -20,7 +24,13 @@ ALLOWED = {
     "platform/codecs": CONTRACTS,
     "platform/conversion": CONTRACTS,
     "platform/desktop": CONTRACTS,
-    "platform/pipewire": CONTRACTS | {"platform/conversion"},
+    "platform/pipewire": RECORD | {"platform/pipewire/" + name for name in ("devices", "paths", "server")},
+    "platform/pipewire/devices": RECORD,
+    "platform/pipewire/facts": CONTRACTS | {"platform/conversion"},
+    "platform/pipewire/paths": RECORD | {"platform/pipewire/devices"},
+    "platform/pipewire/record": RECORD,
+    "platform/pipewire/server": CONTRACTS | {"platform/conversion", "platform/pipewire/facts"},
+    "platform/pipewire/units": UNITS,
     "platform/simulated": CONTRACTS | {"platform/conversion"},
     "platform/storage": CONTRACTS,
     "engine": ENGINE,
@@ -56,7 +66,8 @@ LIBRARIES = {
     r"FLAC/": {"platform/codecs"},
     r"mpg123\.h": {"platform/codecs"},
     r"soxr\.h": {"platform/conversion"},
-    r"pipewire/|spa/": {"platform/pipewire"},
+    r"pipewire/": {"platform/pipewire/server"},
+    r"spa/": {"platform/pipewire/facts", "platform/pipewire/server"},  # facts: the names of numbers
     r"sqlite3\.h": {"platform/storage"},
     r"openssl/": {"platform"},
     r"xcb/": {"app"},
@@ -82,7 +93,7 @@ def complaints(root):
             where, (kind, target) = f"{relative}:{number}", match.groups()
             if kind == '"' and "/" in target:
                 included = target.rpartition("/")[0]
-                if included != folder and included not in ALLOWED[folder]:
+                if included != folder and not {included, target} & ALLOWED[folder]:
                     yield f"{where}: {folder} may not include {target}"
                 elif folder in WINDOW and target in PLAYERS_THREAD:
                     yield f"{where}: {target} belongs to the player's thread; {folder} runs on the window's"

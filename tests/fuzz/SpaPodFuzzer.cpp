@@ -5,8 +5,9 @@
 #include <memory>
 #include <span>
 
-#include "platform/pipewire/PodReader.h"
-#include "platform/pipewire/SpaParameters.h"
+#include "platform/pipewire/facts/ChannelNumbers.h"
+#include "platform/pipewire/server/PodReader.h"
+#include "platform/pipewire/server/SpaParameters.h"
 
 namespace tolvane {
 namespace {

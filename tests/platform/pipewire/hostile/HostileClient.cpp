@@ -22,7 +22,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/platform/pipewire/PodBytes.h"
+#include "tests/platform/pipewire/server/PodBytes.h"
 
 namespace tolvane::test {
 namespace {

@@ -17,7 +17,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/platform/pipewire/PodBytes.h"
+#include "tests/platform/pipewire/server/PodBytes.h"
 
 namespace tolvane::test {
 namespace {

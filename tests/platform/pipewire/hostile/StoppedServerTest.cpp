@@ -11,8 +11,8 @@
 #include <string>
 #include <thread>
 
-#include "platform/pipewire/PipeWireConnection.h"
-#include "platform/pipewire/PipeWireOutputUnit.h"
+#include "platform/pipewire/server/PipeWireConnection.h"
+#include "platform/pipewire/units/PipeWireOutputUnit.h"
 #include "platform/simulated/ManualRunLoop.h"
 #include "platform/simulated/MemoryLog.h"
 #include "tests/support/ChildProcess.h"

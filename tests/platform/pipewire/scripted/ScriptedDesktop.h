@@ -1,6 +1,8 @@
 #pragma once
 // A desktop in memory: simulated cards, a scripted sound server over them, and the device layer over both. Main thread.
 
+#include <gtest/gtest.h>
+
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -32,6 +34,15 @@ class ScriptedDesktop {
       return made;
     });
   }
+
+  /// No device went through a change that its condition does not allow.
+  ~ScriptedDesktop() {
+    hardware_.reset();
+    for (const std::string& message : log.messages())
+      EXPECT_EQ(message.find("is refused"), std::string::npos) << message;
+  }
+  ScriptedDesktop(const ScriptedDesktop&) = delete;
+  ScriptedDesktop& operator=(const ScriptedDesktop&) = delete;
 
   [[nodiscard]] PipeWireAudioHardware& hardware() { return *hardware_; }
   [[nodiscard]] ScriptedServer& server() { return *server_; }

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "platform/PropertyReading.h"
-#include "platform/pipewire/DeviceMerge.h"
-#include "tests/platform/pipewire/NeutralSettings.h"
+#include "platform/pipewire/devices/DeviceMerge.h"
+#include "tests/platform/pipewire/facts/NeutralSettings.h"
 
 namespace tolvane::test {
 namespace {

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/pipewire/SoundServer.h"
+#include "platform/pipewire/server/SoundServer.h"
 #include "platform/simulated/MemoryLog.h"
 #include "platform/simulated/SimulatedAudioHardware.h"
 #include "tests/platform/pipewire/scripted/ScriptedStream.h"

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/pipewire/SoundServer.h"
+#include "platform/pipewire/server/SoundServer.h"
 #include "platform/simulated/ManualRunLoop.h"
 
 namespace tolvane::test {

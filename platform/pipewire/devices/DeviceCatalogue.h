@@ -1,0 +1,81 @@
+#pragma once
+// Which devices there are: the server's sinks and the direct side's cards, each once, under an identity and a name that
+// it keeps. Player's thread.
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/PropertyListeners.h"
+#include "platform/pipewire/devices/DeviceMerge.h"
+#include "platform/pipewire/devices/DeviceView.h"
+#include "platform/pipewire/devices/Newcomers.h"
+
+namespace tolvane {
+
+class DeviceCatalogue {
+ public:
+  struct Events {
+    std::function<void()> listed;                     ///< after each look, before the devices
+    std::function<void(PipeWireDevice&)> lookedAt{};  ///< each listed device, after each look
+  };
+
+  /// Notifies of devices that come and go, and of the default one. Looks at nothing until refresh().
+  DeviceCatalogue(const DeviceServices& services, const DeviceView& view, PropertyListeners& listeners, Events events);
+  ~DeviceCatalogue();
+  DeviceCatalogue(const DeviceCatalogue&) = delete;
+  DeviceCatalogue& operator=(const DeviceCatalogue&) = delete;
+
+  /// Looks at what the server and the direct side have now.
+  void refresh();
+  /// From the first time on, a device that the kernel announces before the server waits for its sink.
+  void beginWaitingForSinks() { isWaitingForSinks_ = true; }
+  /// The server has gone, and every sink with it.
+  void serverLost();
+  /// A sink is about to be made for the device: it is waited for, and looked for again when the wait is over.
+  void expectSink(PipeWireDevice& device);
+
+  /// Of what is listed now; null: there is none.
+  [[nodiscard]] const PipeWireDevice* deviceOf(AudioObjectID deviceOrStream) const;
+  [[nodiscard]] PipeWireDevice* deviceOf(AudioObjectID deviceOrStream);
+  [[nodiscard]] const std::vector<PipeWireDevice*>& listed() const { return listed_; }
+  /// Also one that has gone. REQUIRES: it has been listed.
+  [[nodiscard]] PipeWireDevice& known(const std::string& uid) const { return *devices_.at(uid); }
+  /// Runs `visit` for every device that has ever been listed.
+  void forEachKnown(const std::function<void(PipeWireDevice&)>& visit) const;
+  [[nodiscard]] AudioObjectID defaultDevice() const;
+
+ private:
+  [[nodiscard]] std::vector<DirectDevice> directDevices() const;
+  [[nodiscard]] std::set<std::string> keptCards() const;
+  [[nodiscard]] std::vector<ListedDevice> listedBefore() const;
+  [[nodiscard]] bool mayStillGetSink(const MergedDevice& device);
+  void list(const std::vector<MergedDevice>& merged);
+  void unlist(PipeWireDevice& device);
+  /// A sink that goes while its card stays is likely to come back in a moment.
+  void loseSink(PipeWireDevice& device, OSStatus status, bool isLikelyBack);
+  [[nodiscard]] PipeWireDevice& findOrCreate(const MergedDevice& merged);
+  [[nodiscard]] std::string distinctName(const std::string& plain) const;
+  void logMalformed();
+
+  const DeviceServices services_;
+  const DeviceView& view_;
+  PropertyListeners& listeners_;
+  const Events events_;
+  std::map<std::string, std::unique_ptr<PipeWireDevice>> devices_;  ///< by uid, also of what has gone
+  std::vector<PipeWireDevice*> listed_;
+  AudioObjectID nextId_ = kAudioObjectSystemObject + 1;
+  AudioObjectID reportedDefault_ = kAudioObjectUnknown;
+  bool isWaitingForSinks_ = false;
+  Newcomers newcomers_;
+  std::set<std::pair<std::uint32_t, std::string_view>> loggedMalformed_;  ///< the server's objects, by parameter
+  RunLoop::Timer newcomerCheck_;
+  RunLoop::Timer expectationCheck_;  ///< when a sink that was expected has not come
+};
+
+}  // namespace tolvane

@@ -1,0 +1,50 @@
+#pragma once
+// Reports to property listeners what has become of a device, when it is not what was last reported, and passes on what
+// the direct side reports while a device is reached over its card. Player's thread.
+
+#include <functional>
+#include <map>
+
+#include "platform/PropertyListeners.h"
+#include "platform/pipewire/devices/DeviceCatalogue.h"
+#include "platform/pipewire/devices/SharedProperties.h"
+
+namespace tolvane {
+
+class DeviceNotifications {
+ public:
+  /// `ownerChanged` runs before the change is reported, when the direct side reports another owner of a device's card.
+  DeviceNotifications(const DeviceServices& services, const DeviceView& view, const SharedProperties& shared,
+                      const DeviceCatalogue& catalogue, PropertyListeners& listeners,
+                      std::function<void(PipeWireDevice&)> ownerChanged);
+  ~DeviceNotifications();
+  DeviceNotifications(const DeviceNotifications&) = delete;
+  DeviceNotifications& operator=(const DeviceNotifications&) = delete;
+
+  /// Reports what has changed of a listed device.
+  void publish(PipeWireDevice& device);
+  /// From now on also what the direct side reports of the owners of the listed devices' cards.
+  void observeOwners();
+  /// What the direct side reports of this property goes to the listener while the device is reached over its card.
+  void passOn(AudioHardware::ListenerID listener, const PipeWireDevice& device, bool ofStream,
+              const AudioObjectPropertyAddress& address);
+  void endPassingOn(AudioHardware::ListenerID listener);
+
+ private:
+  using ListenerID = AudioHardware::ListenerID;
+
+  void publishAlteration(PipeWireDevice& device);
+  void publishOwner(PipeWireDevice& device);
+  void lookForOthers(PipeWireDevice& device);
+
+  const DeviceServices services_;
+  const DeviceView& view_;
+  const SharedProperties& shared_;
+  const DeviceCatalogue& catalogue_;
+  PropertyListeners& listeners_;
+  const std::function<void(PipeWireDevice&)> ownerChanged_;
+  std::map<AudioObjectID, ListenerID> ownerListeners_;  ///< of hog mode, by the direct side's device
+  std::map<ListenerID, ListenerID> directListeners_;    ///< by the listener here, the one on the direct side
+};
+
+}  // namespace tolvane

@@ -1,0 +1,87 @@
+#include "platform/pipewire/devices/DeviceView.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "platform/PropertyReading.h"
+#include "platform/pipewire/units/PipeWireOutputUnit.h"
+
+namespace tolvane {
+namespace {
+
+constexpr std::int32_t noProcess = -1;
+
+/// Whether the process is the server's daemon. It says its number to nobody, and a socket of the session's service
+/// manager hides it: the kernel's name of it is what remains.
+bool isServer(std::int32_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/comm");
+  std::string name;
+  return std::getline(file, name) && name == "pipewire";
+}
+
+}  // namespace
+
+std::int32_t DeviceView::ownProcess() { return static_cast<std::int32_t>(getpid()); }
+
+const SoundServerStream* DeviceView::playingStream(const PipeWireDevice& device) {
+  return device.isUnitRunning() ? device.unit->stream() : nullptr;
+}
+
+const PipeWireSink* DeviceView::sinkOf(const PipeWireDevice& device) const {
+  const auto& sinks = services_.server.facts().sinks;
+  const auto found = device.state.hasSink() ? sinks.find(*device.state.sink()) : sinks.end();
+  return found == sinks.end() ? nullptr : &found->second;
+}
+
+bool DeviceView::expectsSink(const PipeWireDevice& device) const {
+  return device.state.expectsSink(services_.runLoop.now());
+}
+
+bool DeviceView::isReachedDirectly(const PipeWireDevice& device) const {
+  DeviceWay way{.hasCard = device.direct != kAudioObjectUnknown,
+                .hasSink = device.state.hasSink(),
+                .isSinkExpected = expectsSink(device)};
+  if (device.isUnitOnSink()) way.unit = DeviceWay::Unit::onSink;
+  if (device.isUnitOnCard()) way.unit = DeviceWay::Unit::onCard;
+  way.isOurs = way.unit == DeviceWay::Unit::none && isOurs(device);
+  return leadsToCard(way);
+}
+
+std::expected<std::int32_t, OSStatus> DeviceView::directOwner(const PipeWireDevice& device) const {
+  if (device.direct == kAudioObjectUnknown) return noProcess;
+  const auto owner = services_.direct.propertyData(device.direct, hogModeAddress);
+  if (!owner) return std::unexpected(owner.error());
+  const auto* const pid = std::get_if<std::int32_t>(&*owner);
+  return pid != nullptr ? *pid : noProcess;
+}
+
+bool DeviceView::isOurs(const PipeWireDevice& device) const { return directOwner(device) == ownProcess(); }
+
+std::expected<std::int32_t, OSStatus> DeviceView::hogOwner(const PipeWireDevice& device) const {
+  const auto owner = directOwner(device);
+  if (!owner) return owner;
+  return ownerTold(*owner, ownProcess(), *owner != noProcess && isServer(*owner), expectsSink(device));
+}
+
+double DeviceView::secondsUntilRetake(const PipeWireDevice& device) const {
+  if (!device.isUnitOnSink()) return 0;
+  return std::chrono::duration<double>(device.retakePause.left(services_.runLoop.now())).count();
+}
+
+bool DeviceView::isReopeningDue(const PipeWireDevice& device) const {
+  const CardBefore* before = device.state.before();
+  return device.isUnitOnCard() && before != nullptr && isSinkDue(*before, services_.server.facts().hasSessionManager) &&
+         !isOurs(device);
+}
+
+AudioObjectID DeviceView::directStream(const PipeWireDevice& device) const {
+  const auto streams = readProperty<std::vector<std::uint32_t>>(services_.direct, device.direct,
+                                                                outputAddress(kAudioDevicePropertyStreams));
+  return streams && !streams->empty() ? streams->front() : kAudioObjectUnknown;
+}
+
+}  // namespace tolvane
