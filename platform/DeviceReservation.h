@@ -10,8 +10,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace tolvane {
+
+/// What the kernel calls a process of a sound server that opens cards and does not reserve them: its session manager
+/// does it for the daemon.
+inline constexpr std::string_view daemonOfReservingManager = "pipewire";
 
 class DeviceReservation {
  public:

@@ -29,6 +29,7 @@ class RunLoop {
     virtual ~Registration() = default;
   };
   using Timer = std::unique_ptr<Registration>;
+  using Watch = std::unique_ptr<Registration>;
 
   virtual ~RunLoop() = default;
 
@@ -44,7 +45,7 @@ class RunLoop {
   virtual void sleepFor(Duration duration) = 0;
 
   /// Runs the action on the loop's thread each time the descriptor is readable or in error (level triggered).
-  [[nodiscard]] virtual Timer watchDescriptor(int descriptor, Action action) = 0;
+  [[nodiscard]] virtual Watch watchDescriptor(int descriptor, Action action) = 0;
 };
 
 /// Seconds as the run loop's durations; not-a-number counts as 0, values beyond a century as a century.

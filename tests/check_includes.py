@@ -10,17 +10,23 @@ import sys
 CONTRACTS = {"platform"}
 ENGINE = CONTRACTS | {"engine", "engine/delivery", "engine/render"}
 SESSION = ENGINE | {"session"}
-UI = SESSION | {"ui"}
-ADAPTERS = {"platform/" + name for name in ("alsa", "codecs", "conversion", "desktop", "simulated", "storage", "pipewire")}
+UI = SESSION | {"engine/waveform", "ui"}
+ADAPTERS = {"platform/" + name for name in ("adapter", "alsa", "codecs", "conversion", "desktop", "simulated", "storage", "pipewire")}
 SHELL = SESSION | {"app/shell"}
+ADAPTER = CONTRACTS | {"platform/adapter", "platform/conversion"}
+CARDS = ADAPTER | {"platform/alsa/facts", "platform/alsa/pcm"}
 # Of the sound server's library the rest of platform/pipewire knows the contract that its objects are used through.
-SERVER_CONTRACT = CONTRACTS | {"platform/conversion", "platform/pipewire/facts", "platform/pipewire/server/SoundServer.h"}
+SERVER_CONTRACT = ADAPTER | {"platform/pipewire/facts", "platform/pipewire/server/SoundServer.h"}
 UNITS = SERVER_CONTRACT | {"platform/pipewire/units"}
 RECORD = UNITS | {"platform/pipewire/record"}
 PROGRAM = UI | SHELL | {"ui/qt", "app/dbus"} | ADAPTERS
 ALLOWED = {
     "platform": CONTRACTS,
-    "platform/alsa": CONTRACTS | {"platform/conversion"},
+    "platform/alsa": CARDS | {"platform/alsa/cards"},
+    "platform/alsa/cards": CARDS,
+    "platform/alsa/facts": CONTRACTS | {"platform/conversion"},
+    "platform/alsa/pcm": CARDS,
+    "platform/adapter": CONTRACTS | {"platform/conversion"},
     "platform/codecs": CONTRACTS,
     "platform/conversion": CONTRACTS,
     "platform/desktop": CONTRACTS,
@@ -31,11 +37,12 @@ ALLOWED = {
     "platform/pipewire/record": RECORD,
     "platform/pipewire/server": CONTRACTS | {"platform/conversion", "platform/pipewire/facts"},
     "platform/pipewire/units": UNITS,
-    "platform/simulated": CONTRACTS | {"platform/conversion"},
+    "platform/simulated": ADAPTER,
     "platform/storage": CONTRACTS,
     "engine": ENGINE,
     "engine/delivery": CONTRACTS | {"engine/render"},
     "engine/render": CONTRACTS,
+    "engine/waveform": CONTRACTS | {"engine", "engine/delivery"},
     "session": SESSION,
     "ui": UI,
     "ui/qt": UI,
@@ -62,7 +69,7 @@ PLAYERS_THREAD = {
 
 # Library headers that one folder alone may include.
 LIBRARIES = {
-    r"alsa/": {"platform/alsa"},
+    r"alsa/": {"platform/alsa", "platform/alsa/cards", "platform/alsa/facts", "platform/alsa/pcm"},
     r"FLAC/": {"platform/codecs"},
     r"mpg123\.h": {"platform/codecs"},
     r"soxr\.h": {"platform/conversion"},

@@ -10,11 +10,11 @@
 namespace tolvane {
 
 PlayCommand::PlayCommand(BitPerfectAudioPlayer& player, RunLoop& runLoop, ProbeOutput& output,
-                         std::function<AudioObjectID(const std::string&)> deviceNamed, std::function<void()> finished)
+                         std::function<AudioObjectID(const std::string&)> findDevice, std::function<void()> finished)
     : player_(player),
       runLoop_(runLoop),
       output_(output),
-      deviceNamed_(std::move(deviceNamed)),
+      findDevice_(std::move(findDevice)),
       finished_(std::move(finished)) {}
 
 void PlayCommand::start(const ProbeArguments& arguments) {
@@ -134,7 +134,7 @@ void PlayCommand::act(const PlayAction& action) {
       return announceNext();
     case PlayAction::Kind::device:
       return player_.setOutputDevice(
-          deviceNamed_(action.text), [this] { announceNext(); }, [](double, double heard) { return heard; });
+          findDevice_(action.text), [this] { announceNext(); }, [](double, double heard) { return heard; });
     case PlayAction::Kind::exclusive:
     case PlayAction::Kind::shared:
       (void)player_.setExclusiveAccessEnabled(action.kind == PlayAction::Kind::exclusive);

@@ -17,9 +17,9 @@ namespace tolvane {
 class PlayCommand {
  public:
   /// `finished` is called once, from the run loop, when all is over.
-  /// `deviceNamed` finds the device of a name, as findDevice() does.
+  /// `findDevice` as in ProbeCommands.h.
   PlayCommand(BitPerfectAudioPlayer& player, RunLoop& runLoop, ProbeOutput& output,
-              std::function<AudioObjectID(const std::string&)> deviceNamed, std::function<void()> finished);
+              std::function<AudioObjectID(const std::string&)> findDevice, std::function<void()> finished);
 
   ~PlayCommand() { player_.setDeliveryFinished({}); }
   PlayCommand(const PlayCommand&) = delete;
@@ -50,7 +50,7 @@ class PlayCommand {
   BitPerfectAudioPlayer& player_;
   RunLoop& runLoop_;
   ProbeOutput& output_;
-  std::function<AudioObjectID(const std::string&)> deviceNamed_;
+  std::function<AudioObjectID(const std::string&)> findDevice_;
   std::function<void()> finished_;
   RunLoop::TimePoint startedAt_{};
   std::vector<std::string> files_;

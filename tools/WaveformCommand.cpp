@@ -1,5 +1,5 @@
 #include "tools/ProbeCommands.h"
-#include "ui/Waveform.h"
+#include "engine/waveform/Waveform.h"
 
 namespace tolvane {
 

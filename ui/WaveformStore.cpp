@@ -38,14 +38,11 @@ WaveformStore::~WaveformStore() {
 }
 
 void WaveformStore::loadWaveform(const FileURL& url) {
-  if (waveformSamplesByURL_.contains(url) || loadingWaveforms_.contains(url)) return;
-  const TaskID task = ++lastTask_;
-  loadingWaveforms_.emplace(url, task);
-  std::stop_source stop;
-  background_([url, task, token = stop.get_token(), extract = extract_, mailbox = mailbox_] {
-    execute(url, task, token, extract, mailbox);
-  });
-  waveformTasksByURL_.insert_or_assign(url, std::move(stop));
+  Record& record = records_[url];
+  if (record.samples || record.load) return;
+  record.load.emplace(++lastTask_);
+  background_([url, task = record.load->task, token = record.load->stop.get_token(), extract = extract_,
+               mailbox = mailbox_] { execute(url, task, token, extract, mailbox); });
   announce(url);
 }
 
@@ -63,39 +60,52 @@ void WaveformStore::execute(const FileURL& url, TaskID task, const std::stop_tok
 }
 
 void WaveformStore::finish(const FileURL& url, TaskID task, std::optional<Waveform> waveform) {
-  const auto loading = loadingWaveforms_.find(url);
-  if (loading == loadingWaveforms_.end() || loading->second != task) return;  // another load, or none, counts now
-  loadingWaveforms_.erase(loading);
-  const auto running = waveformTasksByURL_.find(url);
-  const bool isWanted = running != waveformTasksByURL_.end();
-  if (isWanted) waveformTasksByURL_.erase(running);
+  const auto found = records_.find(url);
+  if (found == records_.end()) return;
+  Record& record = found->second;
+  if (!record.load || record.load->task != task) return;  // another load, or none, counts now
+  const bool isWanted = !record.load->stop.stop_requested();
+  record.load.reset();
   if (isWanted && waveform) {
-    waveformSamplesByURL_[url] = std::make_shared<const std::vector<double>>(std::move(waveform->samples));
-    waveformDurationsByURL_[url] = waveform->duration;
+    record.samples = std::make_shared<const std::vector<double>>(std::move(waveform->samples));
+    record.duration = waveform->duration;
+  } else {
+    records_.erase(found);
   }
   announce(url);
 }
 
 void WaveformStore::cancelWaveformLoading() {
-  for (auto& [url, stop] : std::exchange(waveformTasksByURL_, {})) stop.request_stop();
+  for (auto& [url, record] : records_)
+    if (record.load) record.load->stop.request_stop();
 }
 
 void WaveformStore::clear() {
   cancelWaveformLoading();
-  waveformSamplesByURL_.clear();
-  waveformDurationsByURL_.clear();
-  loadingWaveforms_.clear();
+  records_.clear();
 }
 
 WaveformStore::Samples WaveformStore::samples(const FileURL& url) const {
-  const auto found = waveformSamplesByURL_.find(url);
-  return found == waveformSamplesByURL_.end() ? nullptr : found->second;
+  const auto found = records_.find(url);
+  return found == records_.end() ? nullptr : found->second.samples;
 }
 
 std::optional<double> WaveformStore::duration(const FileURL& url) const {
-  const auto found = waveformDurationsByURL_.find(url);
-  if (found == waveformDurationsByURL_.end()) return std::nullopt;
-  return found->second;
+  const auto found = records_.find(url);
+  if (found == records_.end() || !found->second.samples) return std::nullopt;
+  return found->second.duration;
+}
+
+std::map<FileURL, double> WaveformStore::durations() const {
+  std::map<FileURL, double> durations;
+  for (const auto& [url, record] : records_)
+    if (record.samples) durations.emplace_hint(durations.end(), url, record.duration);
+  return durations;
+}
+
+bool WaveformStore::isLoading(const FileURL& url) const {
+  const auto found = records_.find(url);
+  return found != records_.end() && found->second.load.has_value();
 }
 
 Subscription WaveformStore::onChange(Observer observer) const {

@@ -13,7 +13,7 @@
 #include "engine/Published.h"
 #include "platform/FileURL.h"
 #include "platform/RunLoop.h"
-#include "ui/Waveform.h"
+#include "engine/waveform/Waveform.h"
 
 namespace tolvane {
 
@@ -45,8 +45,8 @@ class WaveformStore {
   /// Seconds.
   [[nodiscard]] std::optional<double> duration(const FileURL& url) const;
   /// Of all files that are known.
-  [[nodiscard]] const std::map<FileURL, double>& durations() const { return waveformDurationsByURL_; }
-  [[nodiscard]] bool isLoading(const FileURL& url) const { return loadingWaveforms_.contains(url); }
+  [[nodiscard]] std::map<FileURL, double> durations() const;
+  [[nodiscard]] bool isLoading(const FileURL& url) const;
 
   /// Called after a file's waveform has arrived, and after a load of it began or ended without one.
   Subscription onChange(Observer observer) const;
@@ -54,6 +54,16 @@ class WaveformStore {
  private:
   using TaskID = std::uint64_t;
   struct Mailbox;
+  struct Load {
+    TaskID task;
+    std::stop_source stop;  ///< asked to stop: its result is not wanted
+  };
+  /// Of a file that is known, or on its way.
+  struct Record {
+    Samples samples;      ///< null while unknown
+    double duration = 0;  ///< seconds
+    std::optional<Load> load;
+  };
   static void execute(const FileURL& url, TaskID task, const std::stop_token& stop, const Extract& extract,
                       const std::shared_ptr<Mailbox>& mailbox);
   void finish(const FileURL& url, TaskID task, std::optional<Waveform> waveform);
@@ -64,10 +74,7 @@ class WaveformStore {
   std::shared_ptr<Mailbox> mailbox_;
   TaskID lastTask_ = 0;
 
-  std::map<FileURL, Samples> waveformSamplesByURL_;
-  std::map<FileURL, double> waveformDurationsByURL_;
-  std::map<FileURL, TaskID> loadingWaveforms_;
-  std::map<FileURL, std::stop_source> waveformTasksByURL_;
+  std::map<FileURL, Record> records_;
   mutable std::vector<std::weak_ptr<const Observer>> observers_;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
-// Reads interleaved samples in any linear PCM layout as numbers. Written for the check of what was delivered, and apart
-// from the conversion that it checks (platform/conversion), so that no mistake is in both. Pure functions for any
+// Reads interleaved samples in any linear PCM layout as numbers, for the check of what was delivered and for waveforms.
+// Apart from the conversion that is checked (platform/conversion), so that no mistake is in both. Pure functions for any
 // thread; not for the render thread.
 
 #include <cstddef>

@@ -6,12 +6,12 @@
 #include <set>
 #include <utility>
 
-#include "platform/alsa/AlsaStatus.h"
+#include "platform/alsa/facts/AlsaStatus.h"
 
 namespace tolvane {
 AlsaAudioHardware::AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t)> makeRealtime,
                                      DeviceReservation* reservation, const AlsaPaths& paths, DeviceCalls* calls)
-    : TabledAudioHardware(runLoop),
+    : AdapterHardware(runLoop),
       runLoop_(runLoop),
       log_(log),
       makeRealtime_(std::move(makeRealtime)),

@@ -13,15 +13,15 @@
 
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
-#include "platform/TabledAudioHardware.h"
-#include "platform/alsa/AlsaDevice.h"
-#include "platform/alsa/AlsaDeviceList.h"
+#include "platform/adapter/AdapterHardware.h"
 #include "platform/alsa/AlsaOutputUnit.h"
-#include "platform/alsa/AlsaWatcher.h"
+#include "platform/alsa/cards/AlsaDevice.h"
+#include "platform/alsa/cards/AlsaDeviceList.h"
+#include "platform/alsa/cards/AlsaWatcher.h"
 
 namespace tolvane {
 
-class AlsaAudioHardware : public TabledAudioHardware, private AudioOutputComponent, private AlsaOutputUnit::Host {
+class AlsaAudioHardware : public AdapterHardware, private AudioOutputComponent, private AlsaOutputUnit::Host {
  public:
   /// `makeRealtime` is called on each render thread at its start with the thread's id; it may be empty. `reservation`
   /// may be null: there is no session, and the kernel's exclusivity serves alone. `calls` is where calls into drivers
@@ -40,7 +40,7 @@ class AlsaAudioHardware : public TabledAudioHardware, private AudioOutputCompone
     AudioObjectID stream = kAudioObjectUnknown;
   };
 
-  // TabledAudioHardware
+  // AdapterHardware
   std::optional<Kind> kindOf(AudioObjectID object) const override;
   bool lacks(AudioObjectID object, FourCharCode selector) const override;
   std::expected<AudioPropertyValue, OSStatus> value(Kind kind, AudioObjectID object,

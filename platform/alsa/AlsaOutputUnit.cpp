@@ -5,7 +5,7 @@
 #include <chrono>
 #include <utility>
 
-#include "platform/alsa/AlsaStatus.h"
+#include "platform/alsa/facts/AlsaStatus.h"
 
 namespace tolvane {
 namespace {
@@ -49,9 +49,9 @@ OSStatus AlsaOutputUnit::initialize() {
   }
   deliveryForm_.reset();
   if (!pipeline->computesSamples())
-    deliveryForm_ = {describe(opened->setup.layout, opened->setup.rate, opened->setup.channels),
-                     opened->setup.positions.positions.empty() ? unknownLayout(opened->setup.channels)
-                                                               : opened->setup.positions};
+    deliveryForm_ = {
+        describe(opened->setup.layout, opened->setup.rate, opened->setup.channels),
+        opened->setup.positions.positions.empty() ? unknownLayout(opened->setup.channels) : opened->setup.positions};
   host_.log().write(LogLevel::info, audioOutputCategory,
                     fmt::format("Opened {} at {} Hz, {}, {} channels, ring {} frames{}{}", device->info().name,
                                 opened->setup.rate, layoutText(opened->setup.layout), opened->setup.channels,

@@ -8,13 +8,13 @@
 
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
-#include "platform/alsa/AlsaDevice.h"
-#include "platform/alsa/AlsaRenderLoop.h"
-#include "platform/conversion/TabledOutputUnit.h"
+#include "platform/adapter/AdapterOutputUnit.h"
+#include "platform/alsa/cards/AlsaDevice.h"
+#include "platform/alsa/pcm/AlsaRenderLoop.h"
 
 namespace tolvane {
 
-class AlsaOutputUnit : public TabledOutputUnit {
+class AlsaOutputUnit : public AdapterOutputUnit {
  public:
   /// What a unit needs of its hardware.
   class Host {
@@ -47,7 +47,7 @@ class AlsaOutputUnit : public TabledOutputUnit {
     std::uint64_t underruns = 0;
   };
 
-  // TabledOutputUnit
+  // AdapterOutputUnit
   bool hasDevice(AudioObjectID id) const override { return host_.deviceWithId(id) != nullptr; }
   std::expected<OSStatus, OSStatus> takeRenderError() const override;
   std::expected<bool, OSStatus> isAlive() const override;
@@ -68,7 +68,7 @@ class AlsaOutputUnit : public TabledOutputUnit {
   mutable std::optional<LeftBehind> left_;
   std::optional<DeliveryRecord::Form> deliveryForm_;  ///< none: the samples that reach the device are computed
   std::uint32_t bufferFrames_ = 0;                    ///< of the device's ring
-  RunLoop::Timer noticeWatch_;
+  RunLoop::Watch noticeWatch_;
   std::uint64_t underrunsLogged_ = 0;
   RunLoop::TimePoint nextUnderrunLine_ = RunLoop::TimePoint::min();
   bool failureTold_ = false;

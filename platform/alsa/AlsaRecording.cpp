@@ -5,7 +5,7 @@
 #include <array>
 #include <utility>
 
-#include "platform/alsa/AlsaFormats.h"
+#include "platform/alsa/facts/AlsaFormats.h"
 #include "platform/conversion/PcmLayout.h"
 
 namespace tolvane {

@@ -36,7 +36,7 @@ void HeadlessRunLoop::post(Action action) { implementation_->loop.post(std::move
 
 void HeadlessRunLoop::sleepFor(Duration duration) { implementation_->loop.sleepFor(duration); }
 
-RunLoop::Timer HeadlessRunLoop::watchDescriptor(int descriptor, Action action) {
+RunLoop::Watch HeadlessRunLoop::watchDescriptor(int descriptor, Action action) {
   return implementation_->loop.watchDescriptor(descriptor, std::move(action));
 }
 

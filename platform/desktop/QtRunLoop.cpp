@@ -117,7 +117,7 @@ void QtRunLoop::sleepFor(Duration duration) {
   }
 }
 
-RunLoop::Timer QtRunLoop::watchDescriptor(int descriptor, Action action) {
+RunLoop::Watch QtRunLoop::watchDescriptor(int descriptor, Action action) {
   return std::make_unique<WatchRegistration>(hub_, descriptor, std::move(action));
 }
 

@@ -21,7 +21,7 @@ class TerminationSignals {
   void signalArrived() const;
 
   std::function<void(int)> action_;
-  RunLoop::Timer watch_;
+  RunLoop::Watch watch_;
 };
 
 }  // namespace tolvane

@@ -17,7 +17,7 @@ PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHa
 
 PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct,
                                              const MakeServer& makeServer)
-    : TabledAudioHardware(runLoop),
+    : AdapterHardware(runLoop),
       server_(makeServer({.changed = [this] { catalogue_.refresh(); }, .lost = [this] { catalogue_.serverLost(); }})),
       services_{runLoop, log, direct, *server_},
       view_(services_),
@@ -45,7 +45,7 @@ PipeWireAudioHardware::~PipeWireAudioHardware() {
 
 std::expected<AudioHardware::ListenerID, OSStatus> PipeWireAudioHardware::addPropertyListener(
     AudioObjectID object, const AudioObjectPropertyAddress& address, Listener listener) {
-  const auto id = TabledAudioHardware::addPropertyListener(object, address, std::move(listener));
+  const auto id = AdapterHardware::addPropertyListener(object, address, std::move(listener));
   if (const Device* device = catalogue_.deviceOf(object); id && device != nullptr)
     notifications_.passOn(*id, *device, object == device->stream, address);
   return id;
@@ -53,7 +53,7 @@ std::expected<AudioHardware::ListenerID, OSStatus> PipeWireAudioHardware::addPro
 
 OSStatus PipeWireAudioHardware::removePropertyListener(ListenerID listener) {
   notifications_.endPassingOn(listener);
-  return TabledAudioHardware::removePropertyListener(listener);
+  return AdapterHardware::removePropertyListener(listener);
 }
 
 std::optional<PipeWireAudioHardware::Kind> PipeWireAudioHardware::kindOf(AudioObjectID object) const {

@@ -9,7 +9,7 @@
 #include "platform/DeviceCalls.h"
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
-#include "platform/TabledAudioHardware.h"
+#include "platform/adapter/AdapterHardware.h"
 #include "platform/pipewire/devices/DeviceCatalogue.h"
 #include "platform/pipewire/devices/DeviceNotifications.h"
 #include "platform/pipewire/devices/DeviceView.h"
@@ -20,7 +20,7 @@
 
 namespace tolvane {
 
-class PipeWireAudioHardware : public TabledAudioHardware {
+class PipeWireAudioHardware : public AdapterHardware {
  public:
   /// `direct` has the machine's own devices, and takes hog mode of them. `calls` names and interrupts the waits for the
   /// server; null: none does. All outlive the hardware.
@@ -40,7 +40,7 @@ class PipeWireAudioHardware : public TabledAudioHardware {
   using Device = PipeWireDevice;
   using Value = std::expected<AudioPropertyValue, OSStatus>;
 
-  // TabledAudioHardware
+  // AdapterHardware
   std::optional<Kind> kindOf(AudioObjectID object) const override;
   bool lacks(AudioObjectID object, FourCharCode selector) const override;
   Value value(Kind kind, AudioObjectID object, FourCharCode selector) const override;

@@ -142,7 +142,7 @@ void ManualRunLoop::post(Action action) {
 
 void ManualRunLoop::sleepFor(Duration duration) { runHardwareUntil(now() + std::max(duration, Duration::zero())); }
 
-RunLoop::Timer ManualRunLoop::watchDescriptor(int descriptor, Action action) {
+RunLoop::Watch ManualRunLoop::watchDescriptor(int descriptor, Action action) {
   auto watch = std::make_shared<Watch>(Watch{descriptor, std::move(action)});
   watches_->watches.push_back(watch);
   return std::make_unique<WatchRegistration>(watches_, std::move(watch));

@@ -34,7 +34,7 @@ class ManualRunLoop final : public RunLoop {
   [[nodiscard]] Timer scheduleTimer(Duration interval, bool repeats, Action action) override;
   void post(Action action) override;
   void sleepFor(Duration duration) override;
-  [[nodiscard]] Timer watchDescriptor(int descriptor, Action action) override;
+  [[nodiscard]] Watch watchDescriptor(int descriptor, Action action) override;
 
   /// Moves time on, running whatever falls due on the way in order of time, then of request. Hardware that is due at
   /// the same moment acts first. May be called from within an action.

@@ -64,7 +64,7 @@ class SimulatedAudioHardware::Component final : public AudioOutputComponent {
 };
 
 SimulatedAudioHardware::SimulatedAudioHardware(ManualRunLoop& runLoop)
-    : TabledAudioHardware(runLoop), runLoop_(runLoop), component_(std::make_unique<Component>(*this)) {}
+    : AdapterHardware(runLoop), runLoop_(runLoop), component_(std::make_unique<Component>(*this)) {}
 
 SimulatedAudioHardware::~SimulatedAudioHardware() = default;
 
@@ -157,7 +157,7 @@ PropertyScript& SimulatedAudioHardware::script(AudioObjectID object) const {
   return object == kAudioObjectSystemObject ? systemProperties_ : deviceOf(object)->properties(object);
 }
 
-OSStatus SimulatedAudioHardware::fault(std::map<FourCharCode, PropertyFault> PropertyScript::*faults,
+OSStatus SimulatedAudioHardware::fault(std::map<FourCharCode, PropertyFault> PropertyScript::* faults,
                                        AudioObjectID object, const AudioObjectPropertyAddress& address) const {
   if (const OSStatus status = addressStatus(object, address); status != noErr) return status;
   return takeFault(script(object).*faults, address.mSelector);
@@ -202,7 +202,7 @@ std::expected<std::uint32_t, OSStatus> SimulatedAudioHardware::propertyDataSize(
     AudioObjectID object, const AudioObjectPropertyAddress& address) const {
   if (const OSStatus status = fault(&PropertyScript::sizeFailures, object, address); status != noErr)
     return std::unexpected(status);
-  return TabledAudioHardware::propertyDataSize(object, address);
+  return AdapterHardware::propertyDataSize(object, address);
 }
 
 std::expected<AudioPropertyValue, OSStatus> SimulatedAudioHardware::propertyData(
@@ -210,7 +210,7 @@ std::expected<AudioPropertyValue, OSStatus> SimulatedAudioHardware::propertyData
   traceRead(address.mSelector);
   if (const OSStatus status = fault(&PropertyScript::readFailures, object, address); status != noErr)
     return std::unexpected(status);
-  return TabledAudioHardware::propertyData(object, address);
+  return AdapterHardware::propertyData(object, address);
 }
 
 OSStatus SimulatedAudioHardware::setPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
@@ -218,14 +218,14 @@ OSStatus SimulatedAudioHardware::setPropertyData(AudioObjectID object, const Aud
   traceWrite(address.mSelector, newValue);
   if (const OSStatus status = writeStatus(object, address); status != noErr) return status;
   if (const OSStatus status = fault(&PropertyScript::writeFailures, object, address); status != noErr) return status;
-  return TabledAudioHardware::setPropertyData(object, address, newValue);
+  return AdapterHardware::setPropertyData(object, address, newValue);
 }
 
 std::expected<bool, OSStatus> SimulatedAudioHardware::isPropertySettable(
     AudioObjectID object, const AudioObjectPropertyAddress& address) const {
   if (const OSStatus status = fault(&PropertyScript::settableFailures, object, address); status != noErr)
     return std::unexpected(status);
-  return TabledAudioHardware::isPropertySettable(object, address);
+  return AdapterHardware::isPropertySettable(object, address);
 }
 
 std::expected<AudioHardware::ListenerID, OSStatus> SimulatedAudioHardware::addPropertyListener(
@@ -235,7 +235,7 @@ std::expected<AudioHardware::ListenerID, OSStatus> SimulatedAudioHardware::addPr
   }
   if (const OSStatus status = fault(&PropertyScript::listenerFailures, object, address); status != noErr)
     return std::unexpected(status);
-  return TabledAudioHardware::addPropertyListener(object, address, std::move(listener));
+  return AdapterHardware::addPropertyListener(object, address, std::move(listener));
 }
 
 OSStatus SimulatedAudioHardware::removePropertyListener(ListenerID listener) {
@@ -243,7 +243,7 @@ OSStatus SimulatedAudioHardware::removePropertyListener(ListenerID listener) {
   if (address && trace_.records(TraceCategory::listener)) {
     trace_.add(TraceCategory::listener, "listener: remove ", nameForTrace(address->mSelector));
   }
-  return TabledAudioHardware::removePropertyListener(listener);
+  return AdapterHardware::removePropertyListener(listener);
 }
 
 AudioOutputComponent* SimulatedAudioHardware::outputComponent() { return hasComponent_ ? component_.get() : nullptr; }

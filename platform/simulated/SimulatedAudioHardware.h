@@ -7,13 +7,13 @@
 #include <optional>
 #include <vector>
 
-#include "platform/TabledAudioHardware.h"
+#include "platform/adapter/AdapterHardware.h"
 #include "platform/simulated/HardwareTrace.h"
 #include "platform/simulated/SimulatedDevice.h"
 
 namespace tolvane {
 
-class SimulatedAudioHardware final : public TabledAudioHardware {
+class SimulatedAudioHardware final : public AdapterHardware {
  public:
   /// The run loop outlives the hardware.
   explicit SimulatedAudioHardware(ManualRunLoop& runLoop);
@@ -90,7 +90,7 @@ class SimulatedAudioHardware final : public TabledAudioHardware {
  private:
   class Component;
 
-  // TabledAudioHardware
+  // AdapterHardware
   [[nodiscard]] std::optional<Kind> kindOf(AudioObjectID object) const override;
   [[nodiscard]] bool lacks(AudioObjectID object, FourCharCode selector) const override;
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> value(Kind kind, AudioObjectID object,
@@ -102,7 +102,7 @@ class SimulatedAudioHardware final : public TabledAudioHardware {
   [[nodiscard]] SimulatedDevice* deviceOf(AudioObjectID object) const;
   [[nodiscard]] PropertyScript& script(AudioObjectID object) const;
   /// What the call comes to before it is looked at: the object or property is not there, or the script has it fail.
-  [[nodiscard]] OSStatus fault(std::map<FourCharCode, PropertyFault> PropertyScript::*faults, AudioObjectID object,
+  [[nodiscard]] OSStatus fault(std::map<FourCharCode, PropertyFault> PropertyScript::* faults, AudioObjectID object,
                                const AudioObjectPropertyAddress& address) const;
   void deviceListHasChanged();
   void traceRead(FourCharCode selector) const;

@@ -29,7 +29,7 @@ OSStatus SimulatedOutputUnit::setProperty(AudioUnitProperty property, AudioUnitS
                                           const AudioUnitPropertyValue& value) {
   if (const OSStatus status = OutputUnitSettings::placeStatus(property, scope, element); status != noErr) return status;
   if (const OSStatus status = admit(property, scope, value); status != noErr) return status;
-  return TabledOutputUnit::setProperty(property, scope, element, value);
+  return AdapterOutputUnit::setProperty(property, scope, element, value);
 }
 
 bool SimulatedOutputUnit::hasDevice(AudioObjectID id) const {
@@ -74,10 +74,10 @@ OSStatus SimulatedOutputUnit::admit(UnitStage stage, std::string_view what, std:
 std::expected<AudioUnitPropertyValue, OSStatus> SimulatedOutputUnit::property(AudioUnitProperty property,
                                                                               AudioUnitScope scope,
                                                                               std::uint32_t element) const {
-  if (property != AudioUnitProperty::streamFormat) return TabledOutputUnit::property(property, scope, element);
+  if (property != AudioUnitProperty::streamFormat) return AdapterOutputUnit::property(property, scope, element);
   if (const OSStatus fault = ask(UnitStage::readFormat, "unit: read format"); fault != noErr)
     return std::unexpected(fault);
-  auto format = TabledOutputUnit::property(property, scope, element);
+  auto format = AdapterOutputUnit::property(property, scope, element);
   if (format && hardware_.reportedClientFormat()) format = *hardware_.reportedClientFormat();
   return format;
 }

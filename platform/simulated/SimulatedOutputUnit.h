@@ -1,14 +1,14 @@
 #pragma once
-// An output unit of simulated hardware: pulls a period at a time into a ring of a few and "plays" it on the manual clock.
-// Everything happens on the main thread, the render callback in hardware events of the run loop: never inside a call.
-// Made by SimulatedAudioHardware, which outlives it.
+// An output unit of simulated hardware: pulls a period at a time into a ring of a few and "plays" it on the manual
+// clock. Everything happens on the main thread, the render callback in hardware events of the run loop: never inside a
+// call. Made by SimulatedAudioHardware, which outlives it.
 
 #include <cstddef>
 #include <string_view>
 #include <vector>
 
+#include "platform/adapter/AdapterOutputUnit.h"
 #include "platform/conversion/ChannelMap.h"
-#include "platform/conversion/TabledOutputUnit.h"
 #include "platform/simulated/ManualRunLoop.h"
 #include "platform/simulated/SimulatedClock.h"
 #include "platform/simulated/UnitFaults.h"
@@ -18,7 +18,7 @@ namespace tolvane {
 class SimulatedAudioHardware;
 class SimulatedDevice;
 
-class SimulatedOutputUnit final : public TabledOutputUnit {
+class SimulatedOutputUnit final : public AdapterOutputUnit {
  public:
   explicit SimulatedOutputUnit(SimulatedAudioHardware& hardware);
   SimulatedOutputUnit(const SimulatedOutputUnit&) = delete;
@@ -63,7 +63,7 @@ class SimulatedOutputUnit final : public TabledOutputUnit {
   [[nodiscard]] static int liveCount() { return liveCount_; }
 
  private:
-  // TabledOutputUnit
+  // AdapterOutputUnit
   [[nodiscard]] bool hasDevice(AudioObjectID id) const override;
   [[nodiscard]] std::expected<OSStatus, OSStatus> takeRenderError() const override;
   [[nodiscard]] std::expected<bool, OSStatus> isAlive() const override;
@@ -109,7 +109,7 @@ class SimulatedOutputUnit final : public TabledOutputUnit {
   std::int64_t framesPlayed_ = 0;
   std::optional<ChannelMap> channels_;  // where they stand in another order on the device
   std::vector<std::byte> period_;
-  std::vector<std::byte> moved_;  // a period with its channels where the device has them
+  std::vector<std::byte> moved_;    // a period with its channels where the device has them
   std::vector<std::byte> unheard_;  // rendered, not heard: only when the device captures
 };
 

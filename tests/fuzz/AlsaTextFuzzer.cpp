@@ -7,11 +7,11 @@
 #include <string_view>
 
 #include "platform/AudioHardware.h"
-#include "platform/alsa/AlsaFormats.h"
-#include "platform/alsa/AlsaProc.h"
-#include "platform/alsa/AlsaUsbStream.h"
-#include "platform/alsa/ProvenBits.h"
-#include "platform/alsa/UsbChannelStatement.h"
+#include "platform/alsa/facts/AlsaFormats.h"
+#include "platform/alsa/facts/AlsaProc.h"
+#include "platform/alsa/facts/ProvenBits.h"
+#include "platform/alsa/facts/UsbChannelStatement.h"
+#include "platform/alsa/facts/UsbSampleBits.h"
 
 namespace tolvane {
 namespace {

@@ -9,7 +9,7 @@
 #include "platform/codecs/WavLayout.h"
 #include "tests/fuzz/DecodedFile.h"
 #include "tests/platform/codecs/AudioBytes.h"
-#include "ui/Waveform.h"
+#include "engine/waveform/Waveform.h"
 
 namespace tolvane::test {
 namespace {

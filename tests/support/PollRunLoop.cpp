@@ -70,7 +70,7 @@ void PollRunLoop::post(Action action) {
 
 void PollRunLoop::sleepFor(Duration duration) { std::this_thread::sleep_for(duration); }
 
-RunLoop::Timer PollRunLoop::watchDescriptor(int descriptor, Action action) {
+RunLoop::Watch PollRunLoop::watchDescriptor(int descriptor, Action action) {
   auto entry = std::make_shared<Entry>(Entry{std::move(action), descriptor, {}, {}, true});
   entries_->all.push_back(entry);
   return std::make_unique<Handle>(entries_, std::move(entry));

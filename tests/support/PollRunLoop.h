@@ -23,7 +23,7 @@ class PollRunLoop final : public RunLoop {
   [[nodiscard]] Timer scheduleTimer(Duration interval, bool repeats, Action action) override;
   void post(Action action) override;
   void sleepFor(Duration duration) override;
-  [[nodiscard]] Timer watchDescriptor(int descriptor, Action action) override;
+  [[nodiscard]] Watch watchDescriptor(int descriptor, Action action) override;
 
   /// Runs for that long.
   void runFor(Duration duration);

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/PropertyListeners.h"
+#include "platform/adapter/PropertyListeners.h"
 #include "platform/pipewire/devices/DeviceMerge.h"
 #include "platform/pipewire/devices/DeviceView.h"
 #include "platform/pipewire/devices/Newcomers.h"

@@ -5,7 +5,7 @@
 #include <functional>
 #include <map>
 
-#include "platform/PropertyListeners.h"
+#include "platform/adapter/PropertyListeners.h"
 #include "platform/pipewire/devices/DeviceCatalogue.h"
 #include "platform/pipewire/devices/SharedProperties.h"
 

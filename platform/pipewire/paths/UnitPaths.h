@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "platform/PropertyListeners.h"
+#include "platform/adapter/PropertyListeners.h"
 #include "platform/pipewire/devices/SharedProperties.h"
 #include "platform/pipewire/paths/CardTaking.h"
 #include "platform/pipewire/units/PipeWireOutputUnit.h"

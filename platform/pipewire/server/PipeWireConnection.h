@@ -83,7 +83,7 @@ class PipeWireConnection final : public SoundServer {
   std::string serverName_ = "PipeWire";
   int answered_ = 0;  ///< the last round trip that came back
 
-  RunLoop::Timer loopWatch_;
+  RunLoop::Watch loopWatch_;
   RunLoop::Timer retry_;
   PipeWireServerWatch watch_;
 };

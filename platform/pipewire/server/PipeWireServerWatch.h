@@ -30,7 +30,7 @@ class PipeWireServerWatch {
   const std::string name_;
   const std::function<void()> appeared_;
   int inotify_ = -1;
-  RunLoop::Timer watch_;
+  RunLoop::Watch watch_;
 };
 
 }  // namespace tolvane

@@ -144,7 +144,7 @@ OSStatus PipeWireStream::start(const AURenderCallback& callback) {
   std::uint64_t settledAt = 0;
   connection_.waitUntil(
       [&] {
-        if (!rateHasSettled()) {
+        if (!isReadyForMusic()) {
           settledAt = 0;
         } else if (settledAt == 0) {
           settledAt = cycles();
@@ -178,7 +178,7 @@ void PipeWireStream::endDeliveries() {
   if (setup_.deliveries) setup_.deliveries->end(framesPlayed_);
 }
 
-bool PipeWireStream::rateHasSettled() const {
+bool PipeWireStream::isReadyForMusic() const {
   if (isLost_ || stream_ == nullptr) return false;
   const auto sink = connection_.facts().sinks.find(setup_.sink);
   if (sink == connection_.facts().sinks.end()) return false;

@@ -65,7 +65,7 @@ class PipeWireStream final : public SoundServerStream {
   void shutGate();
   void beginDeliveries();
   void endDeliveries();
-  [[nodiscard]] bool rateHasSettled() const;
+  [[nodiscard]] bool isReadyForMusic() const;
   [[nodiscard]] OSStatus troubleStatus() const;
 
   // Constant after construction.

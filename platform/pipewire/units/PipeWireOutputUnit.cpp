@@ -24,7 +24,7 @@ PipeWireOutputUnit::~PipeWireOutputUnit() { uninitialize(); }
 
 OSStatus PipeWireOutputUnit::setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
                                          const AudioUnitPropertyValue& value) {
-  const OSStatus status = TabledOutputUnit::setProperty(property, scope, element, value);
+  const OSStatus status = AdapterOutputUnit::setProperty(property, scope, element, value);
   if (status != noErr || property != AudioUnitProperty::setRenderCallback || !direct_) return status;
   return direct_->setProperty(property, scope, element, value);
 }

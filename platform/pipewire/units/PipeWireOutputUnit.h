@@ -8,12 +8,12 @@
 
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
-#include "platform/conversion/TabledOutputUnit.h"
+#include "platform/adapter/AdapterOutputUnit.h"
 #include "platform/pipewire/server/SoundServer.h"
 
 namespace tolvane {
 
-class PipeWireOutputUnit : public TabledOutputUnit {
+class PipeWireOutputUnit : public AdapterOutputUnit {
  public:
   /// How a device is reached now.
   struct Path {
@@ -74,7 +74,7 @@ class PipeWireOutputUnit : public TabledOutputUnit {
   void goOn();
 
  private:
-  // TabledOutputUnit
+  // AdapterOutputUnit
   bool hasDevice(AudioObjectID id) const override { return host_.hasDevice(id); }
   std::expected<OSStatus, OSStatus> takeRenderError() const override;
   std::expected<bool, OSStatus> isAlive() const override;

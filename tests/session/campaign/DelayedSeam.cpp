@@ -29,7 +29,7 @@ class DelayedSeam::Bell final : public RunLoop {
   [[nodiscard]] TimePoint now() const override { throw std::logic_error("a bell has no time"); }
   [[nodiscard]] Timer scheduleTimer(Duration, bool, Action) override { throw std::logic_error("a bell has no timers"); }
   void sleepFor(Duration) override { throw std::logic_error("a bell does not sleep"); }
-  [[nodiscard]] Timer watchDescriptor(int, Action) override { throw std::logic_error("a bell watches nothing"); }
+  [[nodiscard]] Watch watchDescriptor(int, Action) override { throw std::logic_error("a bell watches nothing"); }
 
  private:
   std::function<void()> onRing_;

@@ -31,7 +31,7 @@ class SideLoop final : public RunLoop {
   }
   void post(Action action) override;
   void sleepFor(Duration duration) override { loop_.sleepFor(duration); }
-  [[nodiscard]] Timer watchDescriptor(int descriptor, Action action) override {
+  [[nodiscard]] Watch watchDescriptor(int descriptor, Action action) override {
     return loop_.watchDescriptor(descriptor, std::move(action));
   }
 

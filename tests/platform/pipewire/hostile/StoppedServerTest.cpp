@@ -61,7 +61,7 @@ class SteppingRunLoop final : public RunLoop {
   }
   void post(Action action) override { timers_.post(std::move(action)); }
   void sleepFor(Duration duration) override { moved_ += duration; }
-  Timer watchDescriptor(int descriptor, Action action) override {
+  Watch watchDescriptor(int descriptor, Action action) override {
     return timers_.watchDescriptor(descriptor, std::move(action));
   }
 

@@ -1,0 +1,36 @@
+#pragma once
+// What the adapters' output units share: where each property lives, what a unit was told, and when it may be told. A
+// unit supplies what only playing tells. Player's thread.
+
+#include <memory>
+#include <utility>
+
+#include "platform/DeliveryRecord.h"
+#include "platform/adapter/OutputUnitSettings.h"
+
+namespace tolvane {
+
+class AdapterOutputUnit : public AudioOutputUnit {
+ public:
+  OSStatus setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
+                       const AudioUnitPropertyValue& value) override;
+  std::expected<AudioUnitPropertyValue, OSStatus> property(AudioUnitProperty property, AudioUnitScope scope,
+                                                           std::uint32_t element) const override;
+  void setDeliveryRecord(std::shared_ptr<DeliveryRecord> record) override { deliveries_ = std::move(record); }
+
+ protected:
+  using State = OutputUnitSettings::Phase;
+
+  [[nodiscard]] virtual bool hasDevice(AudioObjectID id) const = 0;
+  /// The last render error, which is cleared with it.
+  [[nodiscard]] virtual std::expected<OSStatus, OSStatus> takeRenderError() const = 0;
+  [[nodiscard]] virtual std::expected<bool, OSStatus> isAlive() const = 0;
+  /// Frames; kAudioUnitErr_CannotDoInCurrentContext before the first start.
+  [[nodiscard]] virtual std::expected<double, OSStatus> sampleTime() const = 0;
+
+  State state_ = State::created;
+  OutputUnitSettings settings_;
+  std::shared_ptr<DeliveryRecord> deliveries_;  ///< null: nothing is recorded
+};
+
+}  // namespace tolvane
