@@ -4,11 +4,18 @@
 #include <QGuiApplication>
 #include <QScreen>
 #include <QSize>
+#include <QTimer>
 #include <algorithm>
+#include <chrono>
 
 namespace tolvane {
 
 namespace {
+
+/// Wayland: a toolkit that still waited for a frame of the window when it was hidden waits on when it is shown again, draws
+/// nothing, and so is never answered (seen with Qt 6.4). Shown once more, it draws.
+constexpr std::chrono::milliseconds timeToBeExposed{300};
+constexpr int mostShowings = 3;
 
 bool isOnAScreen(const QRect& window) {
   const auto screens = QGuiApplication::screens();
@@ -59,10 +66,20 @@ void QtShellWindow::makeKeyAndOrderFront(const std::string& activationToken) {
     isComingBack_ = true;
     // One that asks for no place is put where the window manager likes; one whose screen has gone is left to it.
     if (place_ && isOnAScreen(QRect(*place_, window_->size()))) window_->setPosition(*place_);
+    if (QGuiApplication::platformName().startsWith("wayland")) showAgainUnlessExposed(mostShowings);
   }
   window_->setVisible(true);
   window_->raise();
   window_->requestActivate();
+}
+
+void QtShellWindow::showAgainUnlessExposed(int tries) {
+  QTimer::singleShot(timeToBeExposed, this, [this, tries] {
+    if (!window_ || !window_->isVisible() || window_->isExposed()) return;
+    window_->hide();
+    window_->show();
+    if (tries > 1) showAgainUnlessExposed(tries - 1);
+  });
 }
 
 bool QtShellWindow::eventFilter(QObject* watched, QEvent* event) {

@@ -86,6 +86,36 @@ QRect XServer::geometryOf(xcb_window_t window) const {
   return {origin->dst_x, origin->dst_y, extent->width, extent->height};
 }
 
+QRect XServer::boundsOfOtherThan(std::uint32_t colour, int most) const {
+  constexpr std::uint32_t colourBits = 0xFFFFFF;
+  const auto size = xcb_get_geometry(connection_, root_);
+  const Reply<xcb_get_geometry_reply_t> extent(xcb_get_geometry_reply(connection_, size, nullptr));
+  if (!extent) throw std::runtime_error("The X server is gone.");
+  const auto question = xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, 0, 0, extent->width,
+                                      extent->height, ~std::uint32_t{0});
+  const Reply<xcb_get_image_reply_t> picture(xcb_get_image_reply(connection_, question, nullptr));
+  if (!picture) throw std::runtime_error("The screen cannot be read.");
+  const std::uint8_t* at = xcb_get_image_data(picture.get());
+  std::vector<int> columns(extent->width);
+  std::vector<int> rows(extent->height);
+  for (std::size_t y = 0; y < rows.size(); ++y)
+    for (std::size_t x = 0; x < columns.size(); ++x, at += sizeof(std::uint32_t)) {
+      std::uint32_t pixel = 0;
+      std::memcpy(&pixel, at, sizeof(pixel));
+      if ((pixel & colourBits) == colour || (pixel & colourBits) == 0) continue;  // black: beside the screen
+      ++columns[x];
+      ++rows[y];
+    }
+  const auto isFull = [most](int count) { return count > most; };
+  const auto left = std::ranges::find_if(columns, isFull);
+  const auto top = std::ranges::find_if(rows, isFull);
+  if (left == columns.end() || top == rows.end()) return {};
+  const auto right = std::find_if(columns.rbegin(), columns.rend(), isFull).base();
+  const auto bottom = std::find_if(rows.rbegin(), rows.rend(), isFull).base();
+  return {static_cast<int>(left - columns.begin()), static_cast<int>(top - rows.begin()),
+          static_cast<int>(right - left), static_cast<int>(bottom - top)};
+}
+
 void XServer::ask(xcb_window_t window, const char* message, const std::vector<std::uint32_t>& values) const {
   send(root_, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, window, message, values);
 }

@@ -34,6 +34,9 @@ class XServer {
   [[nodiscard]] bool hasState(xcb_window_t window, const char* state) const;  ///< in _NET_WM_STATE
   [[nodiscard]] QRect geometryOf(xcb_window_t window) const;                  ///< on the screen, without a frame
 
+  /// The box around all rows and columns of the screen in which more than `most` pixels have another colour (0xRRGGBB).
+  [[nodiscard]] QRect boundsOfOtherThan(std::uint32_t colour, int most) const;
+
   // What others ask for.
 
   /// As a taskbar asks the window manager.
