@@ -60,9 +60,10 @@ Compositor::Compositor(const std::string& program, int scale) {
   ::setenv("XDG_RUNTIME_DIR", folder_.c_str(), 1);
   ::setenv("WAYLAND_DISPLAY", socketName, 1);
   ::setenv("QT_QPA_PLATFORM", "wayland", 1);
-  process_.emplace(std::vector<std::string>{program, "--config=" + (folder_ / "weston.ini").string(), "--use-pixman",
-                                            std::string("--socket=") + socketName,
-                                            "--log=" + (folder_ / "log").string()});
+  // It ends with the test, however that ends.
+  process_.emplace(std::vector<std::string>{
+      "setpriv", "--pdeathsig", "KILL", program, "--config=" + (folder_ / "weston.ini").string(), "--use-pixman",
+      std::string("--socket=") + socketName, "--log=" + (folder_ / "log").string()});
   waitForFile(folder_ / socketName, process_->pid());
 }
 

@@ -6,7 +6,6 @@
 
 #include <QGuiApplication>
 #include <QMouseEvent>
-#include <QTimer>
 #include <algorithm>
 #include <cmath>
 #include <string>
@@ -185,32 +184,6 @@ TEST_F(WaylandWindow, ComesBackFromTheTray) {
         << bounds().height();
     EXPECT_EQ(window->size(), QSize(600, 700)) << "round " << round;
   }
-}
-
-TEST_F(WaylandWindow, MovesARowThatIsDraggedByThePointer) {
-  load(3);
-  ASSERT_THAT(order(), testing::ElementsAre(1, 2, 3));
-  const QRect box = bounds();
-  const QPointF from = placeIn(*row(0), 0.5, 0.5);
-  const QPointF to = placeIn(*row(2), 0.5, 0.9);
-  point(from, box);
-  server->pressButton();
-  // The toolkit waits within a drag until it ends: a timer moves the pointer meanwhile.
-  constexpr int whole = 40;
-  int steps = 0;
-  QTimer hand;
-  QObject::connect(&hand, &QTimer::timeout, [&] {
-    const int step = std::min(++steps, whole);
-    server->movePointer(onScreen(from + (to - from) * step / whole, box) + QPoint(0, steps % 2));
-    if (steps == 2 * whole) server->releaseButton();
-  });
-  hand.start(std::chrono::milliseconds(5));
-  EXPECT_TRUE(waitFor([&] {
-    settle();
-    return order() == std::vector{2, 3, 1};
-  }));
-  hand.stop();
-  server->releaseButton();
 }
 
 }  // namespace
