@@ -98,6 +98,14 @@ TEST_F(CardOfAnotherProgram, ThatThisProcessHadCanBeTakenAgainAndGivenBack) {
   EXPECT_EQ(desktop.server().streams().size(), 1U) << "it had a sink before it was taken first: that was waited for";
 }
 
+TEST_F(CardOfAnotherProgram, ThatThisProcessHadWithoutAUnitGoesBackToTheServer) {
+  EXPECT_EQ(toggle(), noErr);
+  takeFromUs();
+  desktop.runLoop.advance(1s);
+  EXPECT_EQ(owner(), otherProgram);
+  EXPECT_THAT(desktop.server().calls(), ElementsAre(off(), stereo()));
+}
+
 TEST_F(CardOfAnotherProgram, EndsThePauseBeforeTheNextAttemptWhenTheProgramLeaves) {
   const auto unit = playingUnit();
   desktop.server().failNext(ServerStage::switchOff, kAudioHardwareUnspecifiedError, 1000);
