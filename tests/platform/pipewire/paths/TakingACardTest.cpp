@@ -10,7 +10,9 @@ namespace {
 
 using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""s;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using Property = AudioUnitProperty;
 
@@ -106,6 +108,73 @@ TEST_F(TakingACard, fromAServerThatIsNotThereNeedsNoProfile) {
   EXPECT_EQ(toggle(), noErr);
   EXPECT_EQ(owner(), getpid());
   EXPECT_THAT(desktop.server().calls(), IsEmpty());
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_EQ(owner(), -1);
+}
+
+TEST_F(TakingACard, waitsWithGivingItBackForADriverThatDoesNotReturn) {
+  const auto unit = exclusiveUnit();
+  EXPECT_EQ(toggle(), noErr) << "the unit keeps it";
+  auto& failures = desktop.dac().script().properties.readFailures;
+  failures[kAudioDevicePropertyHogMode] = {kAudioHardwareNotReadyError};
+  EXPECT_EQ(unit->uninitialize(), noErr);
+  desktop.runLoop.advance(10s);
+  EXPECT_THAT(desktop.server().calls(), ElementsAre(off())) << "the card may still be open";
+  failures.clear();
+  desktop.dac().notifyAbout(kAudioDevicePropertyHogMode);
+  desktop.runLoop.advance(1s);
+  EXPECT_THAT(desktop.server().calls(), ElementsAre(off(), stereo()));
+  EXPECT_TRUE(hasSink());
+}
+
+TEST_F(TakingACard, thatIsPulledWhileAUnitHasItIsForgottenWithTheUnit) {
+  const auto unit = exclusiveUnit();
+  desktop.server().unplug(desktop.card());
+  desktop.cards.removeDevice(desktop.direct());
+  desktop.runLoop.runUntilIdle();
+  EXPECT_THAT(desktop.listed(), IsEmpty());
+  EXPECT_NE(unit->uninitialize(), noErr);
+  desktop.cards.replug(desktop.direct());
+  desktop.server().addCard(desktop.direct());
+  desktop.runLoop.runUntilIdle();
+  EXPECT_EQ(desktop.listed(), std::vector{device});
+  EXPECT_EQ(unit->initialize(), noErr);
+  EXPECT_EQ(desktop.server().streams().size(), 1U) << "the server has it";
+}
+
+TEST_F(TakingACard, thatIsPulledAndBackStillBelongsToItsUnit) {
+  const auto unit = exclusiveUnit();
+  for (int time = 0; time < 2; ++time) {
+    desktop.cards.removeDevice(desktop.direct());
+    desktop.runLoop.runUntilIdle();
+    desktop.cards.replug(desktop.direct());
+    desktop.runLoop.runUntilIdle();
+    EXPECT_EQ(desktop.listed(), std::vector{device});
+  }
+  EXPECT_NE(unit->uninitialize(), noErr);
+  desktop.runLoop.advance(1s);
+  EXPECT_THAT(desktop.server().calls(), ElementsAre(off(), stereo()));
+}
+
+TEST_F(TakingACard, thatHasGoneFromTheServerNeedsNoProfile) {
+  desktop.server().change([this](PipeWireFacts& facts) { facts.cards.erase(desktop.card()); });
+  EXPECT_EQ(toggle(), kAudioDevicePermissionsError) << "its sink is still there, with the card open";
+  EXPECT_EQ(owner(), -1);
+  EXPECT_THAT(desktop.server().calls(), IsEmpty());
+}
+
+TEST_F(TakingACard, saysWhatTheCardRefuses) {
+  constexpr auto rate = globalAddress(kAudioDevicePropertyNominalSampleRate);
+  EXPECT_EQ(desktop.hardware().setPropertyData(device, rate, 48000.0), noErr);
+  const auto unit = playingUnit();
+  auto& failures = desktop.dac().script().properties.writeFailures;
+  failures[kAudioDevicePropertyNominalSampleRate] = {kAudioDeviceUnsupportedFormatError};
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_THAT(desktop.log.messages(), Contains(HasSubstr("does not take 48000 Hz")));
+  failures[kAudioDevicePropertyHogMode] = {kAudioHardwareUnspecifiedError};
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_THAT(desktop.log.messages(), Contains(HasSubstr("is not given back")));
+  failures.clear();
   EXPECT_EQ(toggle(), noErr);
   EXPECT_EQ(owner(), -1);
 }
