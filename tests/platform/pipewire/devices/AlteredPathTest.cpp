@@ -147,7 +147,7 @@ TEST_F(AlteredPath, IsJudgedAnewWhenAnotherProgramOpensTheCardTooAndWhenItLeaves
   EXPECT_EQ(takeNotifications(), 1);
 }
 
-TEST_F(AlteredPath, OfASinkThatIsWithdrawnIsNamedUntilTheUnitStops) {
+TEST_F(AlteredPath, IsThatOfTheCardWhileTheUnitPlaysOverIt) {
   const auto unit = playingUnit();
   EXPECT_EQ(toggle(), noErr);
   EXPECT_THAT(alterations(), IsEmpty()) << "over the card";

@@ -106,6 +106,13 @@ TEST_F(CardOfAnotherProgram, ThatThisProcessHadWithoutAUnitGoesBackToTheServer) 
   EXPECT_THAT(desktop.server().calls(), ElementsAre(off(), stereo()));
 }
 
+TEST_F(CardOfAnotherProgram, IsRefusedToAUnitAlsoWhereItsSinkIsStillThere) {
+  desktop.dac().setHogOwner(otherProgram);
+  const auto unit = makeUnit();
+  EXPECT_EQ(unit->initialize(), kAudioDevicePermissionsError);
+  EXPECT_EQ(desktop.server().streams().size(), 0U);
+}
+
 TEST_F(CardOfAnotherProgram, EndsThePauseBeforeTheNextAttemptWhenTheProgramLeaves) {
   const auto unit = playingUnit();
   desktop.server().failNext(ServerStage::switchOff, kAudioHardwareUnspecifiedError, 1000);
