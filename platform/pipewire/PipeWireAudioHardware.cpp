@@ -107,7 +107,7 @@ PipeWireAudioHardware::Value PipeWireAudioHardware::deviceProperty(const Device&
     case kAudioDevicePropertyTransportType:
       return device.transport;
     case kAudioDevicePropertyHogMode:
-      return asProperty(view_.hogOwner(device));
+      return owner(device);
     case kAudioDevicePropertyHogModePause:
       return view_.secondsUntilRetake(device);
     case kAudioDevicePropertyHogModeOwnerName:
@@ -149,6 +149,12 @@ PipeWireAudioHardware::Value PipeWireAudioHardware::pathProperty(const Device& d
 PipeWireAudioHardware::Value PipeWireAudioHardware::streamProperty(const Device& device, FourCharCode selector) const {
   if (!view_.isReachedDirectly(device)) return shared_.ofStream(device, selector);
   return services_.direct.propertyData(view_.directStream(device), globalAddress(selector));
+}
+
+PipeWireAudioHardware::Value PipeWireAudioHardware::owner(const Device& device) const {
+  const auto process = view_.hogOwner(device);
+  if (!process) return std::unexpected(process.error());
+  return *process;
 }
 
 /// A server that has the card owns nothing.

@@ -51,6 +51,7 @@ class PipeWireAudioHardware : public AdapterHardware {
   [[nodiscard]] Value deviceProperty(const Device& device, FourCharCode selector) const;
   [[nodiscard]] Value pathProperty(const Device& device, FourCharCode selector) const;
   [[nodiscard]] Value streamProperty(const Device& device, FourCharCode selector) const;
+  [[nodiscard]] Value owner(const Device& device) const;
   [[nodiscard]] Value ownerName(const Device& device) const;
   [[nodiscard]] std::vector<SampleAlteration> alterations(const Device& device) const;
 

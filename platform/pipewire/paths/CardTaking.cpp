@@ -136,8 +136,12 @@ void CardTaking::letGo(PipeWireDevice& device) {
   if (view_.expectsSink(device)) catalogue_.expectSink(device);
 }
 
+/// The driver may have returned; or another program has the card, and no unit is there that would let go of it.
 void CardTaking::ownerChanged(PipeWireDevice& device) {
-  if (device.state.at(services_.runLoop.now()) == DeviceCondition::returning) letGo(device);
+  const DeviceCondition condition = device.state.at(services_.runLoop.now());
+  const auto owner = view_.directOwner(device);
+  const bool isLost = condition == DeviceCondition::taken && owner && *owner != DeviceView::ownProcess();
+  if (condition == DeviceCondition::returning || isLost) letGo(device);
 }
 
 /// Has the server let go of the card. It keeps it in mind, and plays on it again when the profile is set back.

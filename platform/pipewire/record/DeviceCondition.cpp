@@ -1,6 +1,6 @@
 #include "platform/pipewire/record/DeviceCondition.h"
 
-#include <cstddef>
+#include <array>
 
 namespace tolvane {
 namespace {

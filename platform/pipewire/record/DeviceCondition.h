@@ -2,7 +2,7 @@
 // Where a device stands between the sound server and this process, and how that changes: one value, and one table of
 // transitions. Pure.
 
-#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string_view>

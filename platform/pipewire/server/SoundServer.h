@@ -70,8 +70,8 @@ class SoundServerStream {
 
 class SoundServer {
  public:
-  /// `changed` runs after the facts have changed, `lost` after all of them have gone with the server; neither from
-  /// inside a call of the library.
+  /// `changed` runs after the facts have changed, `lost` when the server has gone, while its facts can still be read;
+  /// every stream must have been marked lost when it returns. Neither runs inside a call of the library.
   struct Events {
     std::function<void()> changed;
     std::function<void()> lost;

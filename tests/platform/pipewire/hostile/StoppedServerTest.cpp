@@ -22,6 +22,7 @@
 namespace tolvane {
 namespace {
 
+using std::chrono_literals::operator""h;
 using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""s;
 
@@ -77,9 +78,9 @@ class StoppedServer : public testing::Test, public PipeWireOutputUnit::Host {
  protected:
   StoppedServer() {
     for (const char* name : {"XDG_RUNTIME_DIR", "PIPEWIRE_RUNTIME_DIR"}) ::setenv(name, folder_.path().c_str(), 1);
-    server_.emplace(std::vector<std::string>{"pipewire", "-c", folder_.write("server.conf", serverText).path()});
-    while (!std::filesystem::exists(folder_.path() / "pipewire-0")) std::this_thread::yield();
-    connection_.emplace(loop_, log_, &calls_, SoundServer::Events{.changed = [] {}, .lost = [] {}});
+    startServer();
+    connection_.emplace(loop_, log_, &calls_,
+                        SoundServer::Events{.changed = [this] { ++changes_; }, .lost = [this] { lost(); }});
     while (!connection_->isConnected()) connection_->reconnect();  // there is a socket before it takes connections
     connection_->open();
     unit_.emplace(*this);
@@ -97,9 +98,25 @@ class StoppedServer : public testing::Test, public PipeWireOutputUnit::Host {
   ~StoppedServer() override {
     unit_.reset();
     connection_.reset();
-    ::kill(server_->pid(), SIGCONT);
+    if (server_) ::kill(server_->pid(), SIGCONT);
   }
 
+  void startServer() {
+    server_.emplace(std::vector<std::string>{"pipewire", "-c", folder_.write("server.conf", serverText).path()});
+    while (!std::filesystem::exists(folder_.path() / "pipewire-0")) std::this_thread::yield();
+  }
+  /// And has the connection notice.
+  void killServer() {
+    ::kill(server_->pid(), SIGKILL);
+    server_.reset();
+    std::filesystem::remove(folder_.path() / "pipewire-0");
+    EXPECT_FALSE(connection_->waitUntil([] { return false; }, 1h)) << "a wait ends with the server";
+  }
+  /// As the hardware does, while the connection still stands.
+  void lost() {
+    isLost_ = true;
+    if (unit_) unit_->markLost(kAudioHardwareNotRunningError);
+  }
   void stopServer() {
     ::kill(server_->pid(), SIGSTOP);
     loop_.begin();
@@ -158,6 +175,8 @@ class StoppedServer : public testing::Test, public PipeWireOutputUnit::Host {
   std::optional<PipeWireConnection> connection_;
   std::optional<PipeWireOutputUnit> unit_;
   int open_ = 0;
+  int changes_ = 0;
+  bool isLost_ = false;
 };
 
 TEST_F(StoppedServer, HasToldItsVersionBefore) {
@@ -215,6 +234,31 @@ TEST_F(StoppedServer, IsLeftByAUserWhoWantsSomethingElse) {
   endByUser([&] { status = unit_->initialize(); });
   EXPECT_NE(status, noErr);
   EXPECT_EQ(open_, 0);
+}
+
+TEST_F(StoppedServer, IsGoneWithAllThatItReportedWhenItDies) {
+  ASSERT_EQ(unit_->initialize(), noErr);
+  killServer();
+  EXPECT_TRUE(isLost_);
+  EXPECT_FALSE(connection_->isConnected());
+  EXPECT_TRUE(connection_->facts().sinks.empty());
+  EXPECT_EQ(unit_->start(), kAudioHardwareBadDeviceError);
+}
+
+TEST_F(StoppedServer, IsFoundAgainWhenItWasStartedAnew) {
+  killServer();
+  startServer();
+  while (!connection_->isConnected()) connection_->reconnect();
+  ASSERT_TRUE(connection_->waitUntil([this] { return !connection_->facts().sinks.empty(); }, 1h));
+  EXPECT_EQ(unit_->initialize(), noErr);
+}
+
+TEST_F(StoppedServer, NoLongerReportsASinkThatItHasRemoved) {
+  const auto sink = connection_->facts().sinks.begin()->first;
+  const auto before = changes_;
+  test::ChildProcess removal({"pw-cli", "destroy", std::to_string(sink)});
+  ASSERT_TRUE(connection_->waitUntil([&] { return connection_->facts().sinks.empty(); }, 1h));
+  EXPECT_GT(changes_, before);
 }
 
 }  // namespace

@@ -3,78 +3,18 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include "tests/platform/pipewire/scripted/ScriptedDesktop.h"
+#include "tests/platform/pipewire/scripted/Listening.h"
 
 namespace tolvane::test {
 namespace {
 
 using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""s;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using Property = AudioUnitProperty;
-using Scope = AudioUnitScope;
-
-/// Renders silence, and counts it.
-class Source {
- public:
-  [[nodiscard]] AURenderCallback callback() { return {&Source::render, this}; }
-  [[nodiscard]] std::int64_t rendered() const { return rendered_; }
-
- private:
-  static OSStatus render(void* self, std::uint32_t frames, AudioBufferList*) noexcept {
-    static_cast<Source*>(self)->rendered_ += frames;
-    return noErr;
-  }
-  std::int64_t rendered_ = 0;
-};
-
-/// A DAC behind a sink, and a unit that may play on it.
-class Listening {
- public:
-  Listening() { desktop.runLoop.runUntilIdle(); }
-
-  std::unique_ptr<AudioOutputUnit> makeUnit() {
-    auto unit = *desktop.hardware().outputComponent()->newInstance();
-    const auto format = linearPCM(48000, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
-    EXPECT_EQ(unit->setProperty(Property::currentDevice, Scope::global, 0, device), noErr);
-    EXPECT_EQ(unit->setProperty(Property::enableIO, Scope::output, 0, std::uint32_t{1}), noErr);
-    EXPECT_EQ(unit->setProperty(Property::enableIO, Scope::input, 1, std::uint32_t{0}), noErr);
-    EXPECT_EQ(unit->setProperty(Property::streamFormat, Scope::input, 0, format), noErr);
-    EXPECT_EQ(unit->setProperty(Property::setRenderCallback, Scope::input, 0, source.callback()), noErr);
-    return unit;
-  }
-  /// Through the sink, for a while.
-  std::unique_ptr<AudioOutputUnit> playingUnit() {
-    auto unit = makeUnit();
-    EXPECT_EQ(unit->initialize(), noErr);
-    EXPECT_EQ(unit->start(), noErr);
-    desktop.runLoop.advance(1s);
-    EXPECT_GT(source.rendered(), 0);
-    return unit;
-  }
-  OSStatus toggle() { return desktop.hardware().setPropertyData(device, hogModeAddress, std::int32_t{-1}); }
-  std::int32_t owner() { return readProperty<std::int32_t>(desktop.hardware(), device, hogModeAddress).value_or(0); }
-  double pauseSeconds() {
-    return readProperty<double>(desktop.hardware(), device, globalAddress(kAudioDevicePropertyHogModePause))
-        .value_or(-1);
-  }
-  bool goesOn() {
-    const auto before = source.rendered();
-    desktop.runLoop.advance(2s);
-    return source.rendered() > before;
-  }
-  std::string profile(std::uint32_t number) {
-    return "profile " + std::to_string(number) + " of card " + std::to_string(desktop.card());
-  }
-  std::string off() { return profile(ScriptedServer::profileOff); }
-  std::string stereo() { return profile(ScriptedServer::profileStereo); }
-  bool hasSink() { return desktop.server().sinkOfCard(desktop.card()).has_value(); }
-
-  ScriptedDesktop desktop{{.name = "DAC", .nominalRate = 48000}};
-  Source source;
-  const AudioObjectID device = desktop.device();
-};
 
 class TakingACard : public testing::Test, public Listening {};
 
@@ -168,6 +108,73 @@ TEST_F(TakingACard, fromAServerThatIsNotThereNeedsNoProfile) {
   EXPECT_EQ(toggle(), noErr);
   EXPECT_EQ(owner(), getpid());
   EXPECT_THAT(desktop.server().calls(), IsEmpty());
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_EQ(owner(), -1);
+}
+
+TEST_F(TakingACard, waitsWithGivingItBackForADriverThatDoesNotReturn) {
+  const auto unit = exclusiveUnit();
+  EXPECT_EQ(toggle(), noErr) << "the unit keeps it";
+  auto& failures = desktop.dac().script().properties.readFailures;
+  failures[kAudioDevicePropertyHogMode] = {kAudioHardwareNotReadyError};
+  EXPECT_EQ(unit->uninitialize(), noErr);
+  desktop.runLoop.advance(10s);
+  EXPECT_THAT(desktop.server().calls(), ElementsAre(off())) << "the card may still be open";
+  failures.clear();
+  desktop.dac().notifyAbout(kAudioDevicePropertyHogMode);
+  desktop.runLoop.advance(1s);
+  EXPECT_THAT(desktop.server().calls(), ElementsAre(off(), stereo()));
+  EXPECT_TRUE(hasSink());
+}
+
+TEST_F(TakingACard, thatIsPulledWhileAUnitHasItIsForgottenWithTheUnit) {
+  const auto unit = exclusiveUnit();
+  desktop.server().unplug(desktop.card());
+  desktop.cards.removeDevice(desktop.direct());
+  desktop.runLoop.runUntilIdle();
+  EXPECT_THAT(desktop.listed(), IsEmpty());
+  EXPECT_NE(unit->uninitialize(), noErr);
+  desktop.cards.replug(desktop.direct());
+  desktop.server().addCard(desktop.direct());
+  desktop.runLoop.runUntilIdle();
+  EXPECT_EQ(desktop.listed(), std::vector{device});
+  EXPECT_EQ(unit->initialize(), noErr);
+  EXPECT_EQ(desktop.server().streams().size(), 1U) << "the server has it";
+}
+
+TEST_F(TakingACard, thatIsPulledAndBackStillBelongsToItsUnit) {
+  const auto unit = exclusiveUnit();
+  for (int time = 0; time < 2; ++time) {
+    desktop.cards.removeDevice(desktop.direct());
+    desktop.runLoop.runUntilIdle();
+    desktop.cards.replug(desktop.direct());
+    desktop.runLoop.runUntilIdle();
+    EXPECT_EQ(desktop.listed(), std::vector{device});
+  }
+  EXPECT_NE(unit->uninitialize(), noErr);
+  desktop.runLoop.advance(1s);
+  EXPECT_THAT(desktop.server().calls(), ElementsAre(off(), stereo()));
+}
+
+TEST_F(TakingACard, thatHasGoneFromTheServerNeedsNoProfile) {
+  desktop.server().change([this](PipeWireFacts& facts) { facts.cards.erase(desktop.card()); });
+  EXPECT_EQ(toggle(), kAudioDevicePermissionsError) << "its sink is still there, with the card open";
+  EXPECT_EQ(owner(), -1);
+  EXPECT_THAT(desktop.server().calls(), IsEmpty());
+}
+
+TEST_F(TakingACard, saysWhatTheCardRefuses) {
+  constexpr auto rate = globalAddress(kAudioDevicePropertyNominalSampleRate);
+  EXPECT_EQ(desktop.hardware().setPropertyData(device, rate, 48000.0), noErr);
+  const auto unit = playingUnit();
+  auto& failures = desktop.dac().script().properties.writeFailures;
+  failures[kAudioDevicePropertyNominalSampleRate] = {kAudioDeviceUnsupportedFormatError};
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_THAT(desktop.log.messages(), Contains(HasSubstr("does not take 48000 Hz")));
+  failures[kAudioDevicePropertyHogMode] = {kAudioHardwareUnspecifiedError};
+  EXPECT_EQ(toggle(), noErr);
+  EXPECT_THAT(desktop.log.messages(), Contains(HasSubstr("is not given back")));
+  failures.clear();
   EXPECT_EQ(toggle(), noErr);
   EXPECT_EQ(owner(), -1);
 }

@@ -190,6 +190,23 @@ void ScriptedServer::comeBack() {
   for (const auto& [card, device] : cards) addCard(device);
 }
 
+void ScriptedServer::change(const std::function<void(PipeWireFacts&)>& what) {
+  what(facts_);
+  announce();
+}
+
+void ScriptedServer::yieldCard(std::uint32_t card, std::int32_t owner) {
+  const AudioObjectID direct = cards_.at(card);
+  unplug(card);
+  direct_.device(direct).setHogOwner(owner);
+}
+
+std::uint32_t ScriptedServer::returnCard(std::uint32_t card) {
+  const AudioObjectID direct = cards_.extract(card).mapped();
+  direct_.device(direct).setHogOwner(-1);
+  return addCard(direct);
+}
+
 // Streams.
 
 OSStatus ScriptedServer::take(ServerStage stage) {
@@ -201,8 +218,8 @@ OSStatus ScriptedServer::take(ServerStage stage) {
 
 std::unique_ptr<SoundServerStream> ScriptedServer::makeStream(SoundServerStream::Setup setup,
                                                               std::unique_ptr<RenderPipeline> pipeline,
-                                                              std::function<void()> /*changed*/) {
-  return std::make_unique<ScriptedStream>(*this, nextId_++, std::move(setup), std::move(pipeline));
+                                                              std::function<void()> changed) {
+  return std::make_unique<ScriptedStream>(*this, nextId_++, std::move(setup), std::move(pipeline), std::move(changed));
 }
 
 const PipeWireSink* ScriptedServer::sinkOf(const ScriptedStream& stream) const {

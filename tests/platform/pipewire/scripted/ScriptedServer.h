@@ -63,6 +63,12 @@ class ScriptedServer final : public SoundServer {
   /// The server goes, or is not there from the beginning.
   void die();
   void comeBack();
+  /// Changes what the server reports: levels, another program's streams, what becomes of a sink.
+  void change(const std::function<void(PipeWireFacts&)>& what);
+  /// Another program reserves the card: the server gives it away, with its sink. `owner` has it until returnCard().
+  void yieldCard(std::uint32_t card, std::int32_t owner);
+  /// The program has left the card, which is a new object for the server.
+  std::uint32_t returnCard(std::uint32_t card);
   [[nodiscard]] std::optional<std::uint32_t> sinkOfCard(std::uint32_t card) const;
 
   /// The next so many times; a status other than noErr. For a change of profile any status means that it is not made.
@@ -77,6 +83,8 @@ class ScriptedServer final : public SoundServer {
   [[nodiscard]] const std::vector<std::string>& calls() const { return trace_; }  ///< in order, since forgetCalls()
   void forgetCalls() { trace_.clear(); }
   [[nodiscard]] const std::set<ScriptedStream*>& streams() const { return streams_; }
+  /// REQUIRES: there is one.
+  [[nodiscard]] ScriptedStream& stream() const { return **streams_.begin(); }
   [[nodiscard]] ManualRunLoop& runLoop() { return runLoop_; }
 
   // For the streams.
@@ -118,7 +126,6 @@ class ScriptedServer final : public SoundServer {
   std::map<std::uint32_t, AudioObjectID> cards_;  ///< its number: the direct side's device
   std::map<ServerStage, Fault> faults_;
   std::set<ScriptedStream*> streams_;
-  std::map<const ScriptedStream*, std::vector<std::uint32_t>> linkIds_;
   std::vector<std::string> trace_;
   std::optional<std::vector<float>> heard_;  ///< nothing: it is not listened to
 };

@@ -8,11 +8,12 @@
 namespace tolvane::test {
 
 ScriptedStream::ScriptedStream(ScriptedServer& server, std::uint32_t node, Setup setup,
-                               std::unique_ptr<RenderPipeline> pipeline)
+                               std::unique_ptr<RenderPipeline> pipeline, std::function<void()> changed)
     : server_(server),
       node_(node),
       setup_(std::move(setup)),
       pipeline_(std::move(pipeline)),
+      changed_(std::move(changed)),
       alarm_(server.runLoop().makeHardwareAlarm([this] { pull(); })),
       buffer_(std::size_t{quantumFrames} * setup_.channels * sizeof(float)) {}
 
@@ -34,8 +35,10 @@ OSStatus ScriptedStream::start(const AURenderCallback& callback) {
   if (const OSStatus fault = server_.take(ServerStage::startStream); fault != noErr) return fault;
   server_.runLoop().sleepFor(server_.startDelay);
   server_.settle();
-  if (isLost_ || server_.sinkOf(*this) == nullptr) return kAudioHardwareBadDeviceError;
+  if (const OSStatus trouble = troubleStatus(); trouble != noErr) return trouble;
   if (!pipeline_->reset(callback)) return kAudioHardwareUnspecifiedError;
+  volume_ = 1;
+  isMuted_ = false;
   server_.play(*this);
   if (setup_.deliveries)
     setup_.deliveries->begin(DeliveryRecord::Form{float32PCM(setup_.rate, setup_.channels), setup_.layout},
@@ -48,7 +51,47 @@ OSStatus ScriptedStream::start(const AURenderCallback& callback) {
   return noErr;
 }
 
+/// Why the sink does not take frames.
+OSStatus ScriptedStream::troubleStatus() const {
+  const PipeWireSink* sink = server_.sinkOf(*this);
+  if (isLost_ || sink == nullptr) return kAudioHardwareBadDeviceError;
+  if (sink->error.find("busy") != std::string::npos) return kAudioDevicePermissionsError;
+  const bool isUsable = state_ == State::connected && sink->state != PipeWireSink::State::error;
+  return isUsable ? noErr : kAudioHardwareNotRunningError;
+}
+
+void ScriptedStream::setAlarm() {
+  alarm_->set(startedAt_ + durationFromSeconds(static_cast<double>(rendered_) / setup_.rate));
+}
+
+/// The hardware plays nothing of the stream meanwhile.
+void ScriptedStream::skipCycle() {
+  ++underruns_;
+  --dryCycles_;
+  startedAt_ += durationFromSeconds(static_cast<double>(quantumFrames) / setup_.rate);
+  setAlarm();
+}
+
+void ScriptedStream::stall(bool isStalled) {
+  isStalled_ = isStalled;
+  alarm_->clear();
+  if (isAsked()) setAlarm();
+}
+
+void ScriptedStream::setVolume(float volume, bool isMuted) {
+  volume_ = volume;
+  isMuted_ = isMuted;
+  changed_();
+}
+
+void ScriptedStream::setState(State state) {
+  state_ = state;
+  if (!isAsked()) alarm_->clear();
+  changed_();
+}
+
 void ScriptedStream::pull() {
+  if (dryCycles_ > 0) return skipCycle();
   const OSStatus status = pipeline_->render(buffer_.data(), quantumFrames);
   if (status != noErr) lastError_ = status;
   server_.hear(buffer_);
@@ -58,7 +101,7 @@ void ScriptedStream::pull() {
   }
   rendered_ += quantumFrames;
   ++cycles_;
-  alarm_->set(startedAt_ + durationFromSeconds(static_cast<double>(rendered_) / setup_.rate));
+  setAlarm();
 }
 
 std::int64_t ScriptedStream::heard() const {
@@ -102,7 +145,8 @@ PipeWireStreamFacts ScriptedStream::facts() const {
   facts.node = node_;
   facts.clientRate = setup_.rate;
   facts.positions = ScriptedServer::positions;
-  facts.volumes = {1, 1, 1};
+  facts.volumes = {1, 1, volume_};
+  facts.isMuted = isMuted_;
   if (const PipeWireSink* sink = server_.sinkOf(*this); sink != nullptr && sink->format) {
     facts.graphRate = sink->format->rate;
     facts.clock = setup_.sink;
