@@ -11,7 +11,7 @@ CONTRACTS = {"platform"}
 ENGINE = CONTRACTS | {"engine", "engine/delivery", "engine/render"}
 SESSION = ENGINE | {"session"}
 UI = SESSION | {"ui"}
-ADAPTERS = {"platform/" + name for name in ("alsa", "codecs", "conversion", "desktop", "simulated", "storage", "pipewire")}
+ADAPTERS = {"platform/" + name for name in ("alsa", "codecs", "conversion", "desktop", "simulated", "storage", "pipewire", "tags")}
 SHELL = SESSION | {"app/shell"}
 PROGRAM = UI | SHELL | {"ui/qt", "app/dbus"} | ADAPTERS
 ALLOWED = {
@@ -23,6 +23,7 @@ ALLOWED = {
     "platform/pipewire": CONTRACTS | {"platform/conversion"},
     "platform/simulated": CONTRACTS | {"platform/conversion"},
     "platform/storage": CONTRACTS,
+    "platform/tags": CONTRACTS | {"platform/codecs"},
     "engine": ENGINE,
     "engine/delivery": CONTRACTS | {"engine/render"},
     "engine/render": CONTRACTS,
@@ -58,6 +59,7 @@ LIBRARIES = {
     r"soxr\.h": {"platform/conversion"},
     r"pipewire/|spa/": {"platform/pipewire"},
     r"sqlite3\.h": {"platform/storage"},
+    r"taglib/": {"platform/tags"},
     r"openssl/": {"platform"},
     r"xcb/": {"app"},
     r"Q[A-Z]\w*|Qt\w+/": {"app", "app/dbus", "demo", "ui/qt", "platform/desktop"},

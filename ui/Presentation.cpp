@@ -19,17 +19,7 @@ std::string formatTime(double seconds) {
   return fmt::format("{:02.0f}:{:02.0f}", minutes, total - 60 * minutes);
 }
 
-std::string displayText(std::string_view text) {
-  constexpr std::string_view replacement = "\uFFFD";
-  std::string shown;
-  shown.reserve(text.size());
-  while (!text.empty()) {
-    const auto [length, isControl] = firstCharacter(text);
-    shown += isControl ? replacement : text.substr(0, length);
-    text.remove_prefix(length);
-  }
-  return shown;
-}
+std::string displayText(std::string_view text) { return withoutControls(text, replacementCharacter); }
 
 std::string currentTrackTitle(const std::optional<PlaylistTrack>& track) {
   return track ? displayText(track->title()) : "No track selected";
