@@ -25,6 +25,25 @@ std::string currentTrackTitle(const std::optional<PlaylistTrack>& track) {
   return track ? displayText(track->title()) : "No track selected";
 }
 
+std::string trackTitle(const PlaylistTrack& track, const MusicTags* tags) {
+  return displayText(tags != nullptr && !tags->title.empty() ? std::string_view(tags->title) : track.title());
+}
+
+std::string creditsLabel(const MusicTags* tags) {
+  if (tags == nullptr) return "";
+  const bool hasBoth = !tags->artist.empty() && !tags->album.empty();
+  return displayText(tags->artist + (hasBoth ? " · " : "") + tags->album);
+}
+
+std::string detailLabel(const PlaylistTrack& track, const MusicTags* tags) {
+  if (tags == nullptr) return "";
+  std::string credits = creditsLabel(tags);
+  if (!credits.empty()) return credits;
+  const std::string_view path = track.url.path();
+  const auto end = std::min(path.rfind('/'), path.size());
+  return displayText(FileURL(std::string(path.substr(0, end))).lastPathComponent());
+}
+
 std::string trackPositionLabel(std::int64_t currentIndex, std::int64_t count) {
   return count > 0 ? fmt::format("{:02} / {:02}", currentIndex + 1, count) : "-- / --";
 }
