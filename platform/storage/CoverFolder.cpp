@@ -38,7 +38,7 @@ bool holds(const std::filesystem::path& file, const Cover& cover) {
          static_cast<std::size_t>(info.st_size) == cover.bytes.size();
 }
 
-bool makePrivateFolder(const std::filesystem::path& folder) {
+bool makeCoverFolder(const std::filesystem::path& folder) {
   std::error_code error;
   std::filesystem::create_directories(folder.parent_path(), error);
   ::mkdir(folder.c_str(), S_IRWXU);
@@ -49,7 +49,7 @@ bool makePrivateFolder(const std::filesystem::path& folder) {
 
 std::optional<FileURL> CoverFolder::store(const Cover& cover) const {
   const auto name = coverFileName(cover);
-  if (!name || !makePrivateFolder(folder_)) return std::nullopt;
+  if (!name || !makeCoverFolder(folder_)) return std::nullopt;
   const auto file = folder_ / *name;
   std::error_code error;
   if (holds(file, cover)) {

@@ -74,7 +74,8 @@ TEST_F(CoversAsFiles, TheFilesUsedLongestAgoGo) {
   const auto second = covers.store(coverNumber(1));
   age(*second, 2);
   folder.write("cache/tolvane-player/covers/notes.txt", "not ours");
-  for (int number = 2; number <= static_cast<int>(CoverFolder::mostFiles); ++number) covers.store(coverNumber(number));
+  for (int number = 2; number <= static_cast<int>(CoverFolder::mostFiles); ++number)
+    EXPECT_TRUE(covers.store(coverNumber(number)));
   EXPECT_THAT(names(), SizeIs(CoverFolder::mostFiles + 1)) << "and the other file";
   EXPECT_THAT(names(), Contains(std::string(first->lastPathComponent())));
   EXPECT_THAT(names(), Not(Contains(std::string(second->lastPathComponent()))));
@@ -84,8 +85,9 @@ TEST_F(CoversAsFiles, APictureThatIsUsedAgainStays) {
   const auto first = covers.store(coverNumber(0));
   std::filesystem::last_write_time(first->path(),
                                    std::filesystem::file_time_type::clock::now() - std::chrono::hours(9));
-  covers.store(coverNumber(0));
-  for (int number = 1; number < static_cast<int>(CoverFolder::mostFiles); ++number) covers.store(coverNumber(number));
+  EXPECT_TRUE(covers.store(coverNumber(0)));
+  for (int number = 1; number < static_cast<int>(CoverFolder::mostFiles); ++number)
+    EXPECT_TRUE(covers.store(coverNumber(number)));
   EXPECT_THAT(names(), Contains(std::string(first->lastPathComponent())));
 }
 

@@ -56,9 +56,9 @@ TEST(StorageFolder, WhatCanBeMadeAgainIsApart) {
     const char* folder;
   };
   for (const auto& [cache, home, folder] : {Case{"/cache", "/home/me", "/cache/tolvane-player"},
-                                           Case{nullptr, "/home/me", "/home/me/.cache/tolvane-player"},
-                                           Case{"", "/home/me", "/home/me/.cache/tolvane-player"},
-                                           Case{"not/absolute", "/home/me", "/home/me/.cache/tolvane-player"}}) {
+                                            Case{nullptr, "/home/me", "/home/me/.cache/tolvane-player"},
+                                            Case{"", "/home/me", "/home/me/.cache/tolvane-player"},
+                                            Case{"not/absolute", "/home/me", "/home/me/.cache/tolvane-player"}}) {
     const Variable cacheVariable("XDG_CACHE_HOME", cache);
     const Variable homeVariable("HOME", home);
     EXPECT_EQ(cacheFolder(), folder);

@@ -109,7 +109,9 @@ class Stage : public WindowFixture {
                       .artist = "Ilse Brandt, Tomas Okafor, and the Chamber Orchestra of the Northern Coast",
                       .album = "Slow Water: Collected Works for Small Rooms, Volume Two (Live)",
                       .trackNumber = 3};
-    stated[url(3)] = {.title = "\u9577\u3044\u5348\u5F8C", .artist = "\u97F3\u697D", .album = "\u0936\u093E\u0902\u0924\u093F",
+    stated[url(3)] = {.title = "\u9577\u3044\u5348\u5F8C",
+                      .artist = "\u97F3\u697D",
+                      .album = "\u0936\u093E\u0902\u0924\u093F",
                       .trackNumber = 4};
     covers[url(2)] = painted(Cover::Format::jpeg, {900, 600});
     exclusive();
@@ -442,7 +444,8 @@ class Stage : public WindowFixture {
     painter.setRenderHint(QPainter::Antialiasing);
     const double edge = size.height();
     QLinearGradient sky(0, 0, 0, edge);
-    sky.setStops({{0, QColor(28, 40, 66)}, {0.55, QColor(196, 110, 72)}, {0.62, QColor(44, 38, 58)}, {1, QColor(12, 14, 26)}});
+    sky.setStops(
+        {{0, QColor(28, 40, 66)}, {0.55, QColor(196, 110, 72)}, {0.62, QColor(44, 38, 58)}, {1, QColor(12, 14, 26)}});
     painter.fillRect(image.rect(), sky);
     painter.setPen(Qt::NoPen);
     painter.setBrush(QColor(250, 208, 140));
