@@ -111,7 +111,7 @@ class Stage : public WindowFixture {
                       .trackNumber = 3};
     stated[url(3)] = {.title = "\u9577\u3044\u5348\u5F8C",
                       .artist = "\u97F3\u697D",
-                      .album = "\u0936\u093E\u0902\u0924\u093F",
+                      .album = "\u79CB\u306E\u97F3",
                       .trackNumber = 4};
     covers[url(2)] = painted(Cover::Format::jpeg, {900, 600});
     exclusive();
