@@ -44,6 +44,7 @@ struct PlayerShell::Implementation {
   [[nodiscard]] bool perform(std::string_view action, const std::string& activationToken);
   void scheduleMenuUpdate();
   void openWhereItIsThere(const FileURL& file, const std::function<void(bool)>& answer);
+  void followMusic(MusicStore& music);
 
   Parts house;
   QtShellWindow window;
@@ -60,6 +61,7 @@ struct PlayerShell::Implementation {
   bool isMenuUpdateScheduled = false;
   std::shared_ptr<Implementation*> self = std::make_shared<Implementation*>(this);  // posted work holds it weakly
   Subscription menuSubscription;
+  Subscription musicSubscription;
 };
 
 PlayerShell::Implementation::Implementation(const QDBusConnection& connection, const ApplicationIdentity& identity,
@@ -98,6 +100,7 @@ PlayerShell::Implementation::Implementation(const QDBusConnection& connection, c
   });
   resizer.make();
   tray.setMenu(delegate.playerSystemMenu());
+  if (parts.music != nullptr) followMusic(*parts.music);
   menuSubscription = parts.session.onChange([this](const SessionState&, const SessionState&) { scheduleMenuUpdate(); });
 
   const auto save = [this] { delegate.applicationWillTerminate(); };
@@ -126,6 +129,21 @@ void PlayerShell::Implementation::scheduleMenuUpdate() {
     (*held)->isMenuUpdateScheduled = false;
     (*held)->tray.setMenu((*held)->delegate.playerSystemMenu());
   });
+}
+
+void PlayerShell::Implementation::followMusic(MusicStore& music) {
+  controls.setMusic([&music](const FileURL& track) {
+    const MusicTags* tags = music.tags(track);
+    const auto& cover = music.cover();
+    const bool isFile = cover != nullptr && cover->file.has_value();
+    return MediaMusic{tags != nullptr ? *tags : MusicTags(), isFile ? cover->file->absoluteString() : std::string()};
+  });
+  std::vector<Subscription> parts;
+  parts.push_back(music.onChange([this](const FileURL& url) {
+    if (url == house.session.currentTrackURL()) controls.musicHasChanged();
+  }));
+  parts.push_back(music.onCoverChange([this] { controls.musicHasChanged(); }));
+  musicSubscription = Subscription::joined(std::move(parts));
 }
 
 void PlayerShell::Implementation::openWhereItIsThere(const FileURL& file, const std::function<void(bool)>& answer) {

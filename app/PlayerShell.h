@@ -12,6 +12,7 @@
 #include "platform/RunLoop.h"
 #include "platform/UserDefaults.h"
 #include "session/SessionProxy.h"
+#include "ui/MusicStore.h"
 #include "ui/SourceActions.h"
 
 class QWindow;
@@ -26,6 +27,7 @@ class PlayerShell {
     UserDefaults& defaults;  ///< of the window
     RunLoop& runLoop;        ///< the window's
     QWindow& window;
+    MusicStore* music = nullptr;                  ///< null: nothing is known of the music
     Background background = runInDetachedThread;  ///< asks the disk
   };
 

@@ -17,6 +17,7 @@
 
 #include "app/PlayerShell.h"
 #include "app/SilentSessionBus.h"
+#include "app/SystemMusic.h"
 #include "app/dbus/ApplicationService.h"
 #include "app/dbus/PortalDialogs.h"
 #include "app/shell/FileArguments.h"
@@ -158,7 +159,8 @@ struct Window {
       {.forWhom = [this] { return waits.forWhom(); }, .interrupt = [this] { return waits.interrupt(); }}};
   SettingsProxy settings{session};
   LowPriorityWorkers workers;
-  ContentView content{session, runLoop, waveformFiles(), workers};
+  LowPriorityWorkers tagReaders;  // apart, because waveforms take long
+  ContentView content{session, runLoop, waveformFiles(), workers, systemMusic(tagReaders)};
   SourceActions sources{runLoop, [this](auto urls, auto place) { content.openFiles(urls, place); }, runInDetachedThread,
                         [this](const std::string& notice) { log.write(LogLevel::standard, "Sources", notice); }};
   PlayerWindow window{content, sources, TOLVANE_VERSION};
@@ -209,7 +211,8 @@ int runPlayer(const FileArguments& arguments) {
                                            .sources = window->sources,
                                            .defaults = window->settings,
                                            .runLoop = window->runLoop,
-                                           .window = *window->window.window()});
+                                           .window = *window->window.window(),
+                                           .music = &window->content.music()});
   window->shell->open(arguments.urls);
   const int status = QCoreApplication::exec();
   if (!window->endPlayer()) {

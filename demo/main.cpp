@@ -12,6 +12,7 @@
 
 #include "app/PlayerShell.h"
 #include "app/SilentSessionBus.h"
+#include "app/SystemMusic.h"
 #include "app/dbus/PortalDialogs.h"
 #include "demo/DemoMusic.h"
 #include "demo/DemoRack.h"
@@ -55,7 +56,9 @@ struct Demo {
   SessionHost host;  // simulated hardware is driven by the thread that draws, and so is its player
   SessionProxy session{link, rack.runLoop()};
   LowPriorityWorkers workers;
-  ContentView content{session, rack.runLoop(), std::make_shared<SystemAudioFileServices>(), workers};
+  LowPriorityWorkers tagReaders;
+  ContentView content{session, rack.runLoop(), std::make_shared<SystemAudioFileServices>(), workers,
+                      systemMusic(tagReaders)};
   SourceActions sources{rack.runLoop(), [this](auto urls, auto place) { content.openFiles(urls, place); }};
   PlayerWindow window{content, sources, TOLVANE_VERSION};
   std::optional<PlayerShell> shell;  // once there is a window
@@ -111,7 +114,8 @@ int runDemo() {
                                         .sources = demo.sources,
                                         .defaults = demo.defaults,
                                         .runLoop = demo.rack.runLoop(),
-                                        .window = *demo.window.window()});
+                                        .window = *demo.window.window(),
+                                        .music = &demo.content.music()});
   demo.content.loadPlaylist(writeDemoMusic(folder.path().toStdString()));
   std::optional<Photographer> photographer;
   std::optional<RackWindow> rackWindow;

@@ -41,18 +41,17 @@ TextCharacter firstCharacter(std::string_view text) {
   return isCodeOfLength(code, length) ? TextCharacter{length, isControlCode(code)} : single;
 }
 
-std::string printableText(std::string_view text) {
+std::string withoutControls(std::string_view text, std::string_view replacement) {
   std::string printable;
   printable.reserve(text.size());
   while (!text.empty()) {
     const auto [length, isControl] = firstCharacter(text);
-    if (isControl)
-      printable += '?';
-    else
-      printable += text.substr(0, length);
+    printable += isControl ? replacement : text.substr(0, length);
     text.remove_prefix(length);
   }
   return printable;
 }
+
+std::string printableText(std::string_view text) { return withoutControls(text, "?"); }
 
 }  // namespace tolvane

@@ -13,6 +13,12 @@ namespace tolvane {
 /// Other bytes stay, also where they are not UTF-8.
 [[nodiscard]] std::string printableText(std::string_view text);
 
+/// The same with `replacement` for each of them.
+[[nodiscard]] std::string withoutControls(std::string_view text, std::string_view replacement);
+
+/// U+FFFD, which stands for a character that cannot be shown.
+inline constexpr std::string_view replacementCharacter = "\uFFFD";
+
 struct TextCharacter {
   std::size_t length;  ///< bytes
   bool isControl;      ///< one of those that printableText() replaces

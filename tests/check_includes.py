@@ -11,7 +11,7 @@ CONTRACTS = {"platform"}
 ENGINE = CONTRACTS | {"engine", "engine/delivery", "engine/render"}
 SESSION = ENGINE | {"session"}
 UI = SESSION | {"engine/waveform", "ui"}
-ADAPTERS = {"platform/" + name for name in ("adapter", "alsa", "codecs", "conversion", "desktop", "simulated", "storage", "pipewire")}
+ADAPTERS = {"platform/" + name for name in ("adapter", "alsa", "codecs", "conversion", "desktop", "simulated", "storage", "pipewire", "tags")}
 SHELL = SESSION | {"app/shell"}
 ADAPTER = CONTRACTS | {"platform/adapter", "platform/conversion"}
 CARDS = ADAPTER | {"platform/alsa/facts", "platform/alsa/pcm"}
@@ -39,6 +39,7 @@ ALLOWED = {
     "platform/pipewire/units": UNITS,
     "platform/simulated": ADAPTER,
     "platform/storage": CONTRACTS,
+    "platform/tags": CONTRACTS | {"platform/codecs"},
     "engine": ENGINE,
     "engine/delivery": CONTRACTS | {"engine/render"},
     "engine/render": CONTRACTS,
@@ -76,6 +77,7 @@ LIBRARIES = {
     r"pipewire/": {"platform/pipewire/server"},
     r"spa/": {"platform/pipewire/facts", "platform/pipewire/server"},  # facts: the names of numbers
     r"sqlite3\.h": {"platform/storage"},
+    r"taglib/": {"platform/tags"},
     r"openssl/": {"platform"},
     r"xcb/": {"app"},
     r"Q[A-Z]\w*|Qt\w+/": {"app", "app/dbus", "demo", "ui/qt", "platform/desktop"},

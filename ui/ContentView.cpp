@@ -8,11 +8,15 @@
 namespace tolvane {
 
 ContentView::ContentView(SessionProxy& session, RunLoop& runLoop, WaveformStore::Extract extract,
-                         WaveformStore::Background background)
-    : session_(session), runLoop_(runLoop), waveforms_(runLoop, std::move(extract), std::move(background)) {
+                         WaveformStore::Background background, MusicStore::Source music)
+    : session_(session),
+      runLoop_(runLoop),
+      waveforms_(runLoop, std::move(extract), std::move(background)),
+      music_(runLoop, std::move(music)) {
   std::vector<Subscription> parts;
   parts.push_back(session.onChange([this](const SessionState& before, const SessionState& now) {
     if (before.tracks != now.tracks) adoptPlaylist();
+    music_.setCurrent(session_.currentTrackURL());
   }));
   parts.push_back(waveforms_.onChange([this](const FileURL& url) {
     // A track that has been restored but not loaded yet shows its length, too.
@@ -21,16 +25,18 @@ ContentView::ContentView(SessionProxy& session, RunLoop& runLoop, WaveformStore:
   }));
   subscriptions_ = Subscription::joined(std::move(parts));
   prepareWaveformsForCurrentPlaylist();
+  music_.setCurrent(session_.currentTrackURL());
 }
 
 ContentView::ContentView(SessionProxy& session, RunLoop& runLoop,
-                         const std::shared_ptr<AudioFileServices>& waveformFiles, LowPriorityWorkers& workers)
+                         const std::shared_ptr<AudioFileServices>& waveformFiles, LowPriorityWorkers& workers,
+                         MusicStore::Source music)
     : ContentView(
           session, runLoop,
           [waveformFiles](const FileURL& url, const std::stop_token& stop) {
             return makeWaveformData(*waveformFiles, url, maxWaveformSamples, stop);
           },
-          [&workers](WaveformStore::Work work) { workers.run(std::move(work)); }) {}
+          [&workers](WaveformStore::Work work) { workers.run(std::move(work)); }, std::move(music)) {}
 
 void ContentView::loadPlaylist(std::span<const FileURL> urls) {
   if (urls.empty()) return;
@@ -43,9 +49,12 @@ void ContentView::openFiles(std::span<const FileURL> urls, PlaylistPlace place) 
   place.replacesAll ? loadPlaylist(urls) : session_.insertTracks(urls, place.before);
 }
 
-/// The old waveforms stay until the new tracks have come: the player may take a while to answer.
+/// What is known of the old files stays until the new tracks have come: the player may take a while to answer.
 void ContentView::adoptPlaylist() {
-  if (std::exchange(isNewPlaylistExpected_, false)) waveforms_.clear();
+  if (std::exchange(isNewPlaylistExpected_, false)) {
+    waveforms_.clear();
+    music_.clear();
+  }
   prepareWaveformsForCurrentPlaylist();
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// The window's own operations and state beside the player's: what a new playlist resets, which waveforms are asked for,
-// and the reordering drag. Window's thread. Owns no audio logic and draws nothing.
+// The window's own operations and state beside the player's: what a new playlist resets, which waveforms and tags are
+// asked for, and the reordering drag. Window's thread. Owns no audio logic and draws nothing.
 
 #include <cstdint>
 #include <memory>
@@ -10,6 +10,7 @@
 
 #include "session/SessionProxy.h"
 #include "ui/LowPriorityWorkers.h"
+#include "ui/MusicStore.h"
 #include "ui/PlaylistPlace.h"
 #include "ui/PlaylistSaving.h"
 #include "ui/PlaylistTrackDropDelegate.h"
@@ -23,14 +24,17 @@ class ContentView {
  public:
   /// `background` runs the waveforms' reading; `extract` is what reads. The first two outlive the view.
   ContentView(SessionProxy& session, RunLoop& runLoop, WaveformStore::Extract extract,
-              WaveformStore::Background background);
+              WaveformStore::Background background, MusicStore::Source music = {});
   /// Reads waveforms in files of its own, by these workers, which outlive the view.
   ContentView(SessionProxy& session, RunLoop& runLoop, const std::shared_ptr<AudioFileServices>& waveformFiles,
-              LowPriorityWorkers& workers);
+              LowPriorityWorkers& workers, MusicStore::Source music = {});
 
   [[nodiscard]] SessionProxy& session() const { return session_; }
   [[nodiscard]] WaveformStore& waveforms() { return waveforms_; }
   [[nodiscard]] const WaveformStore& waveforms() const { return waveforms_; }
+  [[nodiscard]] MusicStore& music() { return music_; }
+  [[nodiscard]] const MusicStore& music() const { return music_; }
+  [[nodiscard]] RunLoop& runLoop() const { return runLoop_; }
 
   // Playlist.
 
@@ -69,6 +73,7 @@ class ContentView {
   SessionProxy& session_;
   RunLoop& runLoop_;
   WaveformStore waveforms_;
+  MusicStore music_;
   bool isNewPlaylistExpected_ = false;
   PlaylistTrackDropDelegate::Session dragSession_ = std::make_shared<std::optional<PlaylistDragSession>>();
   Subscription subscriptions_;

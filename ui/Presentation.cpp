@@ -19,20 +19,29 @@ std::string formatTime(double seconds) {
   return fmt::format("{:02.0f}:{:02.0f}", minutes, total - 60 * minutes);
 }
 
-std::string displayText(std::string_view text) {
-  constexpr std::string_view replacement = "\uFFFD";
-  std::string shown;
-  shown.reserve(text.size());
-  while (!text.empty()) {
-    const auto [length, isControl] = firstCharacter(text);
-    shown += isControl ? replacement : text.substr(0, length);
-    text.remove_prefix(length);
-  }
-  return shown;
-}
+std::string displayText(std::string_view text) { return withoutControls(text, replacementCharacter); }
 
 std::string currentTrackTitle(const std::optional<PlaylistTrack>& track) {
   return track ? displayText(track->title()) : "No track selected";
+}
+
+std::string trackTitle(const PlaylistTrack& track, const MusicTags* tags) {
+  return displayText(tags != nullptr && !tags->title.empty() ? std::string_view(tags->title) : track.title());
+}
+
+std::string creditsLabel(const MusicTags* tags) {
+  if (tags == nullptr) return "";
+  const bool hasBoth = !tags->artist.empty() && !tags->album.empty();
+  return displayText(tags->artist + (hasBoth ? " · " : "") + tags->album);
+}
+
+std::string detailLabel(const PlaylistTrack& track, const MusicTags* tags) {
+  if (tags == nullptr) return "";
+  std::string credits = creditsLabel(tags);
+  if (!credits.empty()) return credits;
+  const std::string_view path = track.url.path();
+  const auto end = std::min(path.rfind('/'), path.size());
+  return displayText(FileURL(std::string(path.substr(0, end))).lastPathComponent());
 }
 
 std::string trackPositionLabel(std::int64_t currentIndex, std::int64_t count) {

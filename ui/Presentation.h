@@ -8,6 +8,7 @@
 
 #include "engine/AudioPathStatus.h"
 #include "engine/ExclusiveAccessStatus.h"
+#include "platform/MusicTags.h"
 #include "session/PlaylistChange.h"
 #include "session/PlaylistTrack.h"
 #include "session/UnplayableFile.h"
@@ -23,6 +24,14 @@ namespace tolvane {
 [[nodiscard]] std::string displayText(std::string_view text);
 
 [[nodiscard]] std::string currentTrackTitle(const std::optional<PlaylistTrack>& track);
+
+/// What the tags state, else the file's name. Null: the tags are not known.
+[[nodiscard]] std::string trackTitle(const PlaylistTrack& track, const MusicTags* tags);
+/// "Artist · Album", or the one of them that is stated; else empty.
+[[nodiscard]] std::string creditsLabel(const MusicTags* tags);
+/// The line below the title: the credits, or the name of the folder that the file lies in. Empty while the tags are not
+/// known, so that what comes does not replace anything.
+[[nodiscard]] std::string detailLabel(const PlaylistTrack& track, const MusicTags* tags);
 
 /// "03 / 12" for the third of twelve; "-- / --" without tracks.
 [[nodiscard]] std::string trackPositionLabel(std::int64_t currentIndex, std::int64_t count);

@@ -44,6 +44,13 @@ std::string_view foldersOf(std::string_view path) {
   return path.substr(artist == std::string_view::npos ? 0 : artist + 1, end - (artist + 1));
 }
 
+std::string foldedTags(const MusicTags& tags) {
+  std::string folded;
+  for (const std::string* text : {&tags.title, &tags.artist, &tags.album})
+    if (!text->empty()) folded += separator + foldedText(*text);
+  return folded;
+}
+
 }  // namespace
 
 std::string foldedText(std::string_view text) {
@@ -58,7 +65,7 @@ std::string foldedText(std::string_view text) {
   return {reinterpret_cast<const char*>(mapped), static_cast<std::size_t>(length)};
 }
 
-void TrackFinder::find(const PlaylistTracks& tracks, std::string_view text) {
+void TrackFinder::find(const PlaylistTracks& tracks, std::string_view text, const Tags& tags) {
   std::string folded = foldedText(text);
   const auto words = wordsOf(folded);
   const bool isOther = tracks != tracks_ || folded_.empty();
@@ -69,7 +76,7 @@ void TrackFinder::find(const PlaylistTracks& tracks, std::string_view text) {
     std::erase_if(matches_,
                   [&](std::int64_t row) { return !matchesAll(folded_[static_cast<std::size_t>(row)], words); });
   } else {
-    if (isOther) fold(tracks);
+    if (isOther) fold(tracks, tags);
     matches_.clear();
     for (std::size_t row = 0; row < folded_.size(); ++row)
       if (matchesAll(folded_[row], words)) matches_.push_back(static_cast<std::int64_t>(row));
@@ -78,7 +85,7 @@ void TrackFinder::find(const PlaylistTracks& tracks, std::string_view text) {
 }
 
 /// Neighbours mostly lie in the same folder, which is folded once.
-void TrackFinder::fold(const PlaylistTracks& tracks) {
+void TrackFinder::fold(const PlaylistTracks& tracks, const Tags& tags) {
   tracks_ = tracks;
   folded_.clear();
   folded_.reserve(tracks.size());
@@ -91,7 +98,27 @@ void TrackFinder::fold(const PlaylistTracks& tracks) {
       foldedFolders = foldedText(own);
     }
     folded_.push_back(foldedText(track.title()) + separator + foldedFolders);
+    if (const auto stated = tags.find(track.url); stated != tags.end()) folded_.back() += foldedTags(stated->second);
   }
+}
+
+bool TrackFinder::addTags(const FileURL& url, const MusicTags& tags) {
+  bool hasMatched = false;
+  for (std::size_t row = 0; row < folded_.size(); ++row) {
+    if (tracks_[row].url != url) continue;
+    folded_[row] += foldedTags(tags);
+    hasMatched |= addMatch(static_cast<std::int64_t>(row));
+  }
+  return hasMatched;
+}
+
+bool TrackFinder::addMatch(std::int64_t row) {
+  const auto words = wordsOf(text_);
+  const auto place = std::ranges::lower_bound(matches_, row);
+  const bool isKnown = place != matches_.end() && *place == row;
+  if (isKnown || words.empty() || !matchesAll(folded_[static_cast<std::size_t>(row)], words)) return false;
+  matches_.insert(place, row);
+  return true;
 }
 
 std::int64_t TrackFinder::matchFrom(std::int64_t row, int direction) const {

@@ -1,13 +1,15 @@
 #pragma once
-// Finds tracks by what is typed: every word must occur in the file's name or in the names of the two folders above it,
-// in any order, whatever the case and the accents. Window's thread. The first search through a list folds all of its
-// names; a text that only grows searches what was found before.
+// Finds tracks by what is typed: every word must occur in the file's name, in the names of the two folders above it or
+// in what its tags state, in any order, whatever the case and the accents. Window's thread. The first search through a
+// list folds all of its names; a text that only grows searches what was found before.
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/MusicTags.h"
 #include "session/PlaylistTracks.h"
 
 namespace tolvane {
@@ -17,8 +19,12 @@ namespace tolvane {
 
 class TrackFinder {
  public:
-  /// Without a word nothing matches.
-  void find(const PlaylistTracks& tracks, std::string_view text);
+  using Tags = std::map<FileURL, MusicTags>;
+
+  /// Without a word nothing matches. `tags` are those that are known at the first search through a list.
+  void find(const PlaylistTracks& tracks, std::string_view text, const Tags& tags = {});
+  /// A file's tags have become known since. Whether there is another match now.
+  bool addTags(const FileURL& url, const MusicTags& tags);
   /// Rows, ascending.
   [[nodiscard]] const std::vector<std::int64_t>& matches() const { return matches_; }
   /// The nearest match at this row or behind it, in this direction (1 or −1); after the last one the first one. −1:
@@ -30,7 +36,8 @@ class TrackFinder {
   void forget();
 
  private:
-  void fold(const PlaylistTracks& tracks);
+  void fold(const PlaylistTracks& tracks, const Tags& tags);
+  bool addMatch(std::int64_t row);
 
   PlaylistTracks tracks_;
   std::vector<std::string> folded_;  ///< a text a row; empty until the first search

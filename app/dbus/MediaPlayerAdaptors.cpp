@@ -59,6 +59,12 @@ QVariantMap MediaPlayerAdaptor::metadata() const {
   metadata.insert(QStringLiteral("xesam:title"), QString::fromStdString(state.title));
   metadata.insert(QStringLiteral("xesam:url"), QString::fromStdString(state.url));
   if (state.length > 0) metadata.insert(QStringLiteral("mpris:length"), static_cast<qlonglong>(state.length));
+  const auto& [tags, coverURL] = state.music;
+  if (!tags.artist.empty())
+    metadata.insert(QStringLiteral("xesam:artist"), QStringList{QString::fromStdString(tags.artist)});
+  if (!tags.album.empty()) metadata.insert(QStringLiteral("xesam:album"), QString::fromStdString(tags.album));
+  if (tags.trackNumber) metadata.insert(QStringLiteral("xesam:trackNumber"), *tags.trackNumber);
+  if (!coverURL.empty()) metadata.insert(QStringLiteral("mpris:artUrl"), QString::fromStdString(coverURL));
   return metadata;
 }
 
@@ -94,9 +100,7 @@ void MediaPlayerAdaptor::announce(const MediaState& before, const MediaState& no
   };
   add(before.status != now.status, "PlaybackStatus");
   add(before.volume != now.volume, "Volume");
-  add(before.trackID != now.trackID || before.title != now.title || before.url != now.url ||
-          before.length != now.length,
-      "Metadata");
+  add(!before.describesSameTrack(now), "Metadata");
   add(before.canGoNext != now.canGoNext, "CanGoNext");
   for (const auto* name : {"CanGoPrevious", "CanPlay", "CanPause"}) add(before.hasTrack() != now.hasTrack(), name);
   add(before.canSeek != now.canSeek, "CanSeek");

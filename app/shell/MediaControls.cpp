@@ -42,7 +42,9 @@ MediaState MediaControls::state() const {
   const PlaylistTrack* track = session.currentTrack();
   if (track == nullptr) return result;
   result.trackID = track->id;
-  result.title = track->title();
+  if (findMusic_) result.music = findMusic_(track->url);
+  const std::string& title = result.music.tags.title;
+  result.title = title.empty() ? track->title() : title;
   result.url = track->url.absoluteString();
   result.length = microseconds(session.duration);
   result.canGoNext = session.canPlayNext();
@@ -62,6 +64,10 @@ void MediaControls::sessionHasChanged() {
     positionIsNew_ = true;
     latestAt_ = runLoop_.now();
   }
+  scheduleAnnouncement();
+}
+
+void MediaControls::scheduleAnnouncement() {
   if (isScheduled_) return;
   isScheduled_ = true;
   runLoop_.post([weak = std::weak_ptr(self_)] {

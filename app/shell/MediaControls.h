@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/MusicTags.h"
 #include "platform/RunLoop.h"
 #include "session/SessionProxy.h"
 
@@ -18,18 +19,31 @@ namespace tolvane {
 
 enum class MediaStatus : std::uint8_t { stopped, playing, paused };
 
+/// What a file states about its music, as far as it is known.
+struct MediaMusic {
+  MusicTags tags;
+  std::string coverURL;  ///< "file://…", of a file with a picture; empty: none
+
+  bool operator==(const MediaMusic&) const = default;
+};
+
 /// All that is announced when it changes; the position is not among it.
 struct MediaState {
   MediaStatus status = MediaStatus::stopped;
   double volume = 1.0;          ///< 0 … 1
   PlaylistTrackID trackID = 0;  ///< 0: no track
-  std::string title{};
+  std::string title{};          ///< of the music, else the file's name
+  MediaMusic music{};
   std::string url{};
   std::int64_t length = 0;  ///< microseconds; 0: unknown
   bool canGoNext = false;
   bool canSeek = false;
 
   [[nodiscard]] bool hasTrack() const { return trackID != 0; }
+  [[nodiscard]] bool describesSameTrack(const MediaState& other) const {
+    return trackID == other.trackID && title == other.title && music == other.music && url == other.url &&
+           length == other.length;
+  }
   bool operator==(const MediaState&) const = default;
 };
 
@@ -40,12 +54,19 @@ class MediaControls {
   using Opened = std::function<void(const std::expected<void, std::string>&)>;
   using StateObserver = std::function<void(const MediaState& before, const MediaState& now)>;
   using SeekObserver = std::function<void(std::int64_t microseconds)>;
+  /// Of the current track, whose file this is.
+  using FindMusic = std::function<MediaMusic(const FileURL&)>;
 
   /// Session and run loop outlive the controls.
   MediaControls(SessionProxy& session, RunLoop& runLoop, OpenFile openFile);
   MediaControls(const MediaControls&) = delete;
   MediaControls& operator=(const MediaControls&) = delete;
   ~MediaControls() = default;
+
+  /// Without it nothing is known of the music.
+  void setMusic(FindMusic findMusic) { findMusic_ = std::move(findMusic); }
+  /// What it finds may be another than before.
+  void musicHasChanged() { scheduleAnnouncement(); }
 
   [[nodiscard]] MediaState state() const;
   [[nodiscard]] std::int64_t position();  ///< microseconds
@@ -86,6 +107,7 @@ class MediaControls {
   };
 
   void sessionHasChanged();
+  void scheduleAnnouncement();
   void announce();
   void announcePosition(const MediaState& now);
   [[nodiscard]] double expectedSeconds(const MediaState& now) const;
@@ -93,6 +115,7 @@ class MediaControls {
   SessionProxy& session_;
   RunLoop& runLoop_;
   const OpenFile openFile_;
+  FindMusic findMusic_;
   StateObserver stateObserver_;
   SeekObserver seekObserver_;
   MediaState announced_;

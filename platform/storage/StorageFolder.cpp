@@ -28,12 +28,16 @@ fs::path homeFolder() {
   return entry.pw_dir;
 }
 
+fs::path playersFolder(const char* variable, const char* belowHome) {
+  auto folder = absoluteFromEnvironment(variable);
+  if (folder.empty()) folder = homeFolder() / belowHome;
+  return folder / "tolvane-player";
+}
+
 }  // namespace
 
-fs::path storageFolder() {
-  auto data = absoluteFromEnvironment("XDG_DATA_HOME");
-  if (data.empty()) data = homeFolder() / ".local/share";
-  return data / "tolvane-player";
-}
+fs::path storageFolder() { return playersFolder("XDG_DATA_HOME", ".local/share"); }
+
+fs::path cacheFolder() { return playersFolder("XDG_CACHE_HOME", ".cache"); }
 
 }  // namespace tolvane

@@ -1,5 +1,5 @@
 #pragma once
-// Where the player keeps what survives a restart. Reads the environment; makes no folder.
+// Where the player keeps what survives a restart, and what can be made again. Reads the environment; makes no folder.
 
 #include <filesystem>
 
@@ -7,5 +7,8 @@ namespace tolvane {
 
 /// tolvane-player below $XDG_DATA_HOME; below ~/.local/share where that is unset or no absolute path.
 [[nodiscard]] std::filesystem::path storageFolder();
+
+/// tolvane-player below $XDG_CACHE_HOME; below ~/.cache where that is unset or no absolute path.
+[[nodiscard]] std::filesystem::path cacheFolder();
 
 }  // namespace tolvane

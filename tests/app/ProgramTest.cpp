@@ -7,6 +7,7 @@
 #include <QDBusConnectionInterface>
 #include <QDBusReply>
 #include <QDeadlineTimer>
+#include <QFile>
 #include <QProcess>
 #include <QTimer>
 #include <QUrl>
@@ -15,6 +16,7 @@
 
 #include "tests/app/dbus/BusFixture.h"
 #include "tests/app/dbus/FakePortal.h"
+#include "tests/platform/tags/TagBytes.h"
 #include "tests/support/SilentSocket.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -147,6 +149,24 @@ TEST_F(Program, SaysWhatItIsWithoutADisplay) {
 TEST_F(Program, LoadsTheFilesOfItsCommandLine) {
   const auto player = startPlayer({file("b.wav"), file("a.wav"), file("notes.txt")});
   waitUntil([this] { return title() == QStringLiteral("a"); });
+  EXPECT_EQ(terminate(*player), 0);
+}
+
+TEST_F(Program, TellsTheDesktopWhatAFileStatesAboutItsMusic) {
+  const auto picture = test::jpegBytes("a picture");
+  const auto music =
+      home.write("music/a.flac", test::flacWith({{4, test::vorbisComment({"TITLE=Vespers", "ALBUM=Slow Water"})},
+                                                 {6, test::flacPicture(3, picture)}}));
+  const auto player = startPlayer({QString::fromStdString(music.path())});
+  waitUntil([this] { return metadata(QStringLiteral("mpris:artUrl")).startsWith(QStringLiteral("file:")); });
+  EXPECT_EQ(title(), QStringLiteral("Vespers"));
+  EXPECT_EQ(metadata(QStringLiteral("xesam:album")), QStringLiteral("Slow Water"));
+  const QString cover = QUrl(metadata(QStringLiteral("mpris:artUrl"))).toLocalFile();
+  EXPECT_TRUE(cover.startsWith(QString::fromStdString((home.path() / "tolvane-player/covers/").string())));
+  QFile stored(cover);
+  ASSERT_TRUE(stored.open(QFile::ReadOnly));
+  EXPECT_EQ(stored.readAll(),
+            QByteArray(reinterpret_cast<const char*>(picture.data()), static_cast<int>(picture.size())));
   EXPECT_EQ(terminate(*player), 0);
 }
 

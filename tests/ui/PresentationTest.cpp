@@ -187,5 +187,31 @@ TEST(MatchLabel, CountsTheMatches) {
   EXPECT_EQ(matchLabel(0, 0), "No match");
 }
 
+TEST(Presentation, TitlesAreWhatTheTagsStateOrTheFilesName) {
+  const PlaylistTrack track{1, FileURL("/music/Album/01 Prelude.flac")};
+  EXPECT_EQ(trackTitle(track, nullptr), "01 Prelude");
+  const MusicTags nothing;
+  EXPECT_EQ(trackTitle(track, &nothing), "01 Prelude");
+  const MusicTags tags{.title = "Prelude", .artist = {}, .album = {}, .trackNumber = {}};
+  EXPECT_EQ(trackTitle(track, &tags), "Prelude");
+}
+
+TEST(Presentation, TheLineBelowIsArtistAndAlbumOrTheFolder) {
+  const PlaylistTrack track{1, FileURL("/music/Copper Light/01.flac")};
+  const auto line = [&](const std::string& artist, const std::string& album) {
+    const MusicTags tags{.title = {}, .artist = artist, .album = album, .trackNumber = {}};
+    return detailLabel(track, &tags);
+  };
+  EXPECT_EQ(detailLabel(track, nullptr), "") << "while the tags are not known";
+  EXPECT_EQ(line("Brandt", "Slow Water"), "Brandt · Slow Water");
+  EXPECT_EQ(line("Brandt", ""), "Brandt");
+  EXPECT_EQ(line("", "Slow Water"), "Slow Water");
+  EXPECT_EQ(line("", ""), "Copper Light");
+  const MusicTags nothing;
+  EXPECT_EQ(detailLabel({1, FileURL("/01.flac")}, &nothing), "");
+  EXPECT_EQ(creditsLabel(&nothing), "");
+  EXPECT_EQ(creditsLabel(nullptr), "");
+}
+
 }  // namespace
 }  // namespace tolvane

@@ -99,5 +99,28 @@ TEST_F(FoundTracks, FollowOneAnotherInACircle) {
   EXPECT_EQ(finder.matchFrom(0, 1), -1);
 }
 
+TEST_F(FoundTracks, HaveItInWhatTheirTagsState) {
+  const FileURL top = tracks[4].url;
+  const TrackFinder::Tags tags{
+      {top, {.title = "Prélude à l'aube", .artist = "Ilse Brandt", .album = "Copper Light", .trackNumber = 4}}};
+  const auto rows = [&](std::string_view text) {
+    finder.find(tracks, text, tags);
+    return finder.matches();
+  };
+  EXPECT_THAT(rows("prelude"), ElementsAre(0, 4));
+  EXPECT_THAT(rows("copper brandt top"), ElementsAre(4));
+}
+
+TEST_F(FoundTracks, AreMoreWhenTagsBecomeKnown) {
+  EXPECT_THAT(rowsFor("prel"), ElementsAre(0));
+  EXPECT_TRUE(finder.addTags(tracks[4].url, {.title = "Prelude", .artist = "Brandt", .album = {}, .trackNumber = {}}));
+  EXPECT_THAT(finder.matches(), ElementsAre(0, 4));
+  EXPECT_FALSE(finder.addTags(tracks[5].url, {.title = "Fugue", .artist = {}, .album = {}, .trackNumber = {}}));
+  EXPECT_THAT(rowsFor("prelude"), ElementsAre(0, 4)) << "while the text grows";
+  EXPECT_THAT(rowsFor("fugue"), ElementsAre(1, 5));
+  EXPECT_FALSE(
+      finder.addTags(FileURL("/elsewhere.wav"), {.title = "Fugue", .artist = {}, .album = {}, .trackNumber = {}}));
+}
+
 }  // namespace
 }  // namespace tolvane

@@ -14,8 +14,10 @@ Panel {
     property bool showsPreparation: false
 
     onIsPreparingChanged: if (!isPreparing) showsPreparation = false
-    readonly property int topPadding: composition.wide ? 16 : composition.dense ? 8 : 14
-    readonly property int bottomPadding: composition.dense ? 6 : 12
+    readonly property int topPadding: composition.wide ? 16 : composition.dense ? 7 : 14
+    readonly property int bottomPadding: composition.dense ? 5 : 12
+    /// Around the cover, whose place is kept whatever is known of the music.
+    readonly property int coverInset: composition.dense ? 8 : 14
     implicitHeight: column.implicitHeight + topPadding + bottomPadding
 
     Timer {
@@ -23,11 +25,25 @@ Panel {
         running: panel.isPreparing
         onTriggered: panel.showsPreparation = true
     }
+    CoverView {
+        id: cover
+        objectName: "cover"
+        visible: panel.composition.hasTracks
+        x: panel.coverInset
+        y: panel.coverInset
+        width: height
+        height: panel.height - 2 * panel.coverInset
+        radius: Theme.coverRadius
+        cover: panel.nowPlaying.cover
+        Accessible.role: Accessible.Graphic
+        Accessible.name: qsTr("Cover")
+        Accessible.ignored: !panel.nowPlaying.cover.available
+    }
     ColumnLayout {
         id: column
 
         anchors.fill: parent
-        anchors.leftMargin: Theme.padding
+        anchors.leftMargin: cover.visible ? cover.x + cover.width + Theme.coverGap : Theme.padding
         anchors.rightMargin: Theme.padding
         anchors.topMargin: panel.topPadding
         anchors.bottomMargin: panel.bottomPadding
@@ -38,7 +54,7 @@ Panel {
 
             ElidedText {
                 Layout.fillWidth: true
-                Layout.preferredHeight: panel.composition.wide ? 34 : 24  // in any writing
+                Layout.preferredHeight: panel.composition.wide ? 34 : panel.composition.dense ? 23 : 24  // in any writing
                 Layout.maximumHeight: Layout.preferredHeight
                 verticalAlignment: Text.AlignVCenter
                 text: panel.nowPlaying.title
@@ -46,6 +62,7 @@ Panel {
                 font.pixelSize: panel.composition.wide ? Theme.wideTitleText : Theme.titleText
                 font.weight: Font.DemiBold
                 Accessible.role: Accessible.Heading
+                Accessible.description: panel.nowPlaying.credits
             }
             TabularText {
                 Layout.alignment: Qt.AlignVCenter
@@ -57,6 +74,26 @@ Panel {
                 HoverHandler { id: place; cursorShape: Qt.PointingHandCursor }
                 TapHandler { onTapped: panel.placeRequested() }
                 HelpTip { text: qsTr("Show the current track in the list"); visible: place.hovered; below: true }
+            }
+        }
+
+        RowLayout {
+            spacing: Theme.gap
+
+            ElidedText {
+                Layout.fillWidth: true
+                Layout.preferredHeight: panel.composition.wide ? 21 : 15
+                Layout.maximumHeight: Layout.preferredHeight
+                verticalAlignment: Text.AlignVCenter
+                text: panel.nowPlaying.detail
+                color: Theme.muted
+                font.pixelSize: panel.composition.wide ? Theme.wideDetailText : Theme.smallText
+                Accessible.ignored: text === ""
+            }
+            TabularText {
+                Layout.alignment: Qt.AlignVCenter
+                text: panel.nowPlaying.sampleRate
+                color: Theme.muted
             }
         }
 
@@ -78,27 +115,23 @@ Panel {
         Item {
             Layout.fillWidth: true
             Layout.topMargin: panel.composition.dense ? 1 : 8
-            implicitHeight: transport.implicitHeight
+            implicitHeight: panel.composition.dense ? transport.playSize : transport.implicitHeight
 
-            Row {
+            TabularText {
                 anchors.left: parent.left
-                anchors.verticalCenter: parent.verticalCenter
-                spacing: 12
-
-                TabularText { text: position.wanted >= 0 ? position.markedTime : panel.nowPlaying.elapsed }
-                TabularText { text: panel.nowPlaying.sampleRate; color: Theme.muted }
+                anchors.verticalCenter: transport.verticalCenter
+                text: position.wanted >= 0 ? position.markedTime : panel.nowPlaying.elapsed
             }
             TransportControls {
                 id: transport
                 x: Math.round(parent.width / 2 - centre)
-                anchors.verticalCenter: parent.verticalCenter
                 spacing: panel.composition.dense ? 12 : 16
-                playSize: panel.composition.wide ? 52 : panel.composition.dense ? 40 : 48
+                playSize: panel.composition.wide ? 52 : panel.composition.dense ? 38 : 48
                 nowPlaying: panel.nowPlaying
             }
             TabularText {
                 anchors.right: parent.right
-                anchors.verticalCenter: parent.verticalCenter
+                anchors.verticalCenter: transport.verticalCenter
                 text: panel.nowPlaying.duration
                 color: Theme.muted
             }

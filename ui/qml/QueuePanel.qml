@@ -37,9 +37,9 @@ Panel {
 
     ColumnLayout {
         anchors.fill: parent
-        anchors.topMargin: 8
-        anchors.bottomMargin: 6
-        spacing: 4
+        anchors.topMargin: 5
+        anchors.bottomMargin: 4
+        spacing: 3
 
         QueueHeader {
             id: header

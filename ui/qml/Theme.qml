@@ -25,6 +25,8 @@ QtObject {
     readonly property int windowRadius: 14
     readonly property int panelRadius: 14
     readonly property int controlRadius: 10
+    readonly property int coverRadius: 8
+    readonly property int coverGap: 14
     readonly property int controlHeight: 44
     readonly property int trackRowHeight: 58
     readonly property int fadeHeight: 18
@@ -33,6 +35,7 @@ QtObject {
     readonly property int bodyText: 13
     readonly property int titleText: 19
     readonly property int wideTitleText: 26
+    readonly property int wideDetailText: 15
 
     /// Of gold, on any panel: a contrast of 3:1.
     readonly property real unplayedOpacity: 0.46

@@ -8,6 +8,10 @@ T.ItemDelegate {
 
     required property int index
     required property string title
+    /// Artist and album; empty where they are not known.
+    required property string credits
+    /// The line below the title.
+    required property string detail
     required property string number
     required property waveformSamples samples
     required property string duration
@@ -47,7 +51,8 @@ T.ItemDelegate {
     horizontalPadding: 10
     opacity: dragged ? 0.45 : 1
     down: pressed && !releasedByDrag
-    Accessible.name: qsTr("%1, track %2, %3").arg(title).arg(index + 1).arg(duration)
+    Accessible.name: credits === "" ? qsTr("%1, track %2, %3").arg(title).arg(index + 1).arg(duration)
+                                    : qsTr("%1, %2, track %3, %4").arg(title).arg(credits).arg(index + 1).arg(duration)
     readonly property string currentText: current ? qsTr("Current track") : ""
     readonly property string problemText: problem === "" ? "" : qsTr("Cannot be played. %1").arg(problem.replace("\n", " "))
     Accessible.description: currentText + (currentText !== "" && problemText !== "" ? ". " : "") + problemText
@@ -137,13 +142,30 @@ T.ItemDelegate {
                 // qmllint enable unqualified
             }
         }
-        ElidedText {
+        Item {
             Layout.fillWidth: true
-            text: row.title
-            color: row.current ? Theme.ink : Theme.withOpacity(Theme.ink, 0.9)
-            font.pixelSize: 14
-            font.weight: row.current ? Font.DemiBold : Font.Normal
-            Accessible.ignored: true
+            implicitHeight: 36
+
+            ElidedText {
+                width: parent.width
+                height: 19  // in any writing
+                verticalAlignment: Text.AlignVCenter
+                text: row.title
+                color: row.current ? Theme.ink : Theme.withOpacity(Theme.ink, 0.9)
+                font.pixelSize: 14
+                font.weight: row.current ? Font.DemiBold : Font.Normal
+                Accessible.ignored: true
+            }
+            ElidedText {
+                y: 20
+                width: parent.width
+                height: 16
+                verticalAlignment: Text.AlignVCenter
+                text: row.detail
+                color: Theme.muted
+                font.pixelSize: Theme.smallText
+                Accessible.ignored: true
+            }
         }
         WaveformView {
             id: waveform

@@ -14,7 +14,7 @@ QtObject {
     /// Height that the list does not need first: in a column it has ten rows before the panels get more.
     readonly property real spareHeight: Math.max(0, windowHeight - (dense ? 1000 : 700))
 
-    readonly property int waveformHeight: wide ? growing(64, 164, 0.25) : dense ? growing(34, 104, 0.3) : growing(64, 104, 0.15)
+    readonly property int waveformHeight: wide ? growing(44, 144, 0.29) : dense ? growing(30, 104, 0.3) : growing(64, 104, 0.15)
     /// In a column.
     readonly property int verdictHeight: dense ? growing(73, 115, 0.2) : 78
     /// Beside the list.

@@ -1,24 +1,46 @@
 #include "ui/qt/NowPlayingModel.h"
 
 #include <algorithm>
+#include <utility>
+#include <vector>
 
 #include "ui/Presentation.h"
 #include "ui/qt/QtConversions.h"
 
 namespace tolvane {
 
-NowPlayingModel::NowPlayingModel(ContentView& content) : SessionAdapter(content.session()), content_(content) {
-  waveformSubscription_ = content.waveforms().onChange([this](const FileURL& url) {
+NowPlayingModel::NowPlayingModel(ContentView& content)
+    : SessionAdapter(content.session()), content_(content), decoding_(content.runLoop(), content.music().background()) {
+  std::vector<Subscription> parts;
+  parts.push_back(content.waveforms().onChange([this](const FileURL& url) {
     if (url == track_) adoptSamples();
     scheduleChanged();
-  });
+  }));
+  parts.push_back(content.music().onChange([this](const FileURL& url) {
+    if (url == this->session().currentTrackURL()) scheduleChanged();
+  }));
+  parts.push_back(content.music().onCoverChange([this] { decodeCover(); }));
+  subscriptions_ = Subscription::joined(std::move(parts));
   connect(this, &NowPlayingModel::changed, this, &NowPlayingModel::adoptTrack);
   adoptTrack();
+  decodeCover();
+}
+
+const MusicTags* NowPlayingModel::tags() const {
+  const PlaylistTrack* track = state().currentTrack();
+  return track != nullptr ? content_.music().tags(track->url) : nullptr;
 }
 
 QString NowPlayingModel::title() const {
   const PlaylistTrack* track = state().currentTrack();
-  return toQString(currentTrackTitle(track != nullptr ? std::optional(*track) : std::nullopt));
+  return toQString(track != nullptr ? trackTitle(*track, tags()) : currentTrackTitle(std::nullopt));
+}
+
+QString NowPlayingModel::credits() const { return toQString(creditsLabel(tags())); }
+
+QString NowPlayingModel::detail() const {
+  const PlaylistTrack* track = state().currentTrack();
+  return track != nullptr ? toQString(detailLabel(*track, tags())) : QString();
 }
 
 QString NowPlayingModel::trackPosition() const {
@@ -59,6 +81,20 @@ void NowPlayingModel::adoptSamples() {
   if (samples == samples_) return;
   samples_ = samples;
   emit waveformChanged();
+}
+
+void NowPlayingModel::decodeCover() {
+  const auto cover = content_.music().cover();
+  decoding_.cancel();
+  if (!cover) return adoptCover({});
+  decoding_.start([cover] { return decodedCover(*cover); }, [this](QImage image) { adoptCover(std::move(image)); });
+}
+
+void NowPlayingModel::adoptCover(QImage image) {
+  const CoverImage cover{std::move(image)};
+  if (cover == cover_) return;
+  cover_ = cover;
+  emit coverChanged();
 }
 
 }  // namespace tolvane

@@ -3,7 +3,9 @@
 
 #include <QtQmlIntegration>
 
+#include "platform/BackgroundRequest.h"
 #include "ui/ContentView.h"
+#include "ui/qt/CoverImage.h"
 #include "ui/qt/SessionAdapter.h"
 #include "ui/qt/WaveformSamples.h"
 
@@ -14,6 +16,11 @@ class NowPlayingModel final : public SessionAdapter {
   QML_ELEMENT
   QML_UNCREATABLE("made by the window")
   Q_PROPERTY(QString title READ title NOTIFY changed FINAL)
+  /// Artist and album by the tags; empty where they state none.
+  Q_PROPERTY(QString credits READ credits NOTIFY changed FINAL)
+  /// The line below the title.
+  Q_PROPERTY(QString detail READ detail NOTIFY changed FINAL)
+  Q_PROPERTY(tolvane::CoverImage cover READ cover NOTIFY coverChanged FINAL)
   Q_PROPERTY(QString trackPosition READ trackPosition NOTIFY changed FINAL)
   Q_PROPERTY(QString elapsed READ elapsed NOTIFY changed FINAL)
   Q_PROPERTY(QString duration READ duration NOTIFY changed FINAL)
@@ -34,6 +41,9 @@ class NowPlayingModel final : public SessionAdapter {
   explicit NowPlayingModel(ContentView& content);
 
   [[nodiscard]] QString title() const;
+  [[nodiscard]] QString credits() const;
+  [[nodiscard]] QString detail() const;
+  [[nodiscard]] const CoverImage& cover() const { return cover_; }
   [[nodiscard]] QString trackPosition() const;
   [[nodiscard]] QString elapsed() const;
   [[nodiscard]] QString duration() const;
@@ -62,15 +72,21 @@ class NowPlayingModel final : public SessionAdapter {
 
  signals:
   void waveformChanged();
+  void coverChanged();
 
  private:
   void adoptTrack();
   void adoptSamples();
+  void decodeCover();
+  void adoptCover(QImage image);
+  [[nodiscard]] const MusicTags* tags() const;
 
   ContentView& content_;
   std::optional<FileURL> track_;  // whose waveform was asked for
   WaveformSamples samples_;
-  Subscription waveformSubscription_;
+  CoverImage cover_;
+  BackgroundRequest<QImage> decoding_;
+  Subscription subscriptions_;
 };
 
 }  // namespace tolvane

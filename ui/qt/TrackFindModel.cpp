@@ -5,16 +5,24 @@
 
 namespace tolvane {
 
-TrackFindModel::TrackFindModel(ContentView& content)
-    : content_(content),
-      subscription_(content.session().onChange([this](const SessionState& before, const SessionState& now) {
-        if (!isOpen_ || now.tracks == before.tracks) return;
-        const PlaylistTrack* shown = before.tracks.entryAt(row_);
-        const auto row = shown != nullptr ? now.tracks.indexOf(shown->id) : -1;
-        search();
-        row_ = static_cast<int>(finder_.matchFrom(row >= 0 ? row : row_, 1));
-        emit changed();
-      })) {}
+TrackFindModel::TrackFindModel(ContentView& content) : content_(content) {
+  std::vector<Subscription> parts;
+  parts.push_back(content.session().onChange([this](const SessionState& before, const SessionState& now) {
+    if (!isOpen_ || now.tracks == before.tracks) return;
+    const PlaylistTrack* shown = before.tracks.entryAt(row_);
+    const auto row = shown != nullptr ? now.tracks.indexOf(shown->id) : -1;
+    search();
+    row_ = static_cast<int>(finder_.matchFrom(row >= 0 ? row : row_, 1));
+    emit changed();
+  }));
+  parts.push_back(content.music().onChange([this](const FileURL& url) {
+    const MusicTags* tags = content_.music().tags(url);
+    if (!isOpen_ || tags == nullptr || !finder_.addTags(url, *tags)) return;
+    if (row_ < 0) row_ = static_cast<int>(finder_.matchFrom(0, 1));
+    emit changed();
+  }));
+  subscriptions_ = Subscription::joined(std::move(parts));
+}
 
 void TrackFindModel::setText(const QString& text) {
   if (text == text_ && isOpen_) return;
@@ -26,7 +34,7 @@ void TrackFindModel::setText(const QString& text) {
 
 void TrackFindModel::search() {
   isOpen_ = true;
-  finder_.find(content_.session().state().tracks, text_.toUtf8().toStdString());
+  finder_.find(content_.session().state().tracks, text_.toUtf8().toStdString(), content_.music().known());
 }
 
 QString TrackFindModel::label() const {

@@ -47,7 +47,7 @@ class TrackFindModel final : public QObject {
   QString text_;
   int row_ = -1;
   bool isOpen_ = false;  ///< else a list that changes is not searched
-  Subscription subscription_;
+  Subscription subscriptions_;
 };
 
 }  // namespace tolvane

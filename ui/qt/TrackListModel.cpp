@@ -82,6 +82,9 @@ TrackListModel::TrackListModel(ContentView& content)
     announceCurrent(currentIndex_);
   }));
   parts.push_back(content.waveforms().onChange([this](const FileURL& url) { announceWaveform(url); }));
+  parts.push_back(content.music().onChange([this](const FileURL& url) {
+    announce(url, {titleRole, numberRole, creditsRole, detailRole});
+  }));
   subscriptions_ = Subscription::joined(std::move(parts));
   countDurations();
 }
@@ -114,11 +117,6 @@ QVariant TrackListModel::data(const QModelIndex& index, int role) const {
   if (index.row() < 0 || index.row() >= count()) return {};
   const auto& track = tracks_[static_cast<std::size_t>(index.row())];
   switch (role) {
-    case titleRole:
-    case Qt::DisplayRole:
-      return toQString(displayText(track.title()));
-    case numberRole:
-      return toQString(rowNumberLabel(index.row(), track.title()));
     case samplesRole:
       return QVariant::fromValue(WaveformSamples{content_.waveforms().samples(track.url)});
     case durationRole:
@@ -132,13 +130,33 @@ QVariant TrackListModel::data(const QModelIndex& index, int role) const {
     case pickedRole:
       return selection_.contains(track.id);
     default:
+      return text(index.row(), role);
+  }
+}
+
+/// REQUIRES: the row is there.
+QVariant TrackListModel::text(int row, int role) const {
+  const auto& track = tracks_[static_cast<std::size_t>(row)];
+  const MusicTags* tags = content_.music().tags(track.url);
+  switch (role) {
+    case titleRole:
+    case Qt::DisplayRole:
+      return toQString(trackTitle(track, tags));
+    case numberRole:
+      return toQString(rowNumberLabel(row, trackTitle(track, tags)));
+    case creditsRole:
+      return toQString(creditsLabel(tags));
+    case detailRole:
+      return toQString(detailLabel(track, tags));
+    default:
       return {};
   }
 }
 
 QHash<int, QByteArray> TrackListModel::roleNames() const {
   return {{titleRole, "title"},     {numberRole, "number"},   {samplesRole, "samples"}, {durationRole, "duration"},
-          {loadingRole, "loading"}, {currentRole, "current"}, {pickedRole, "picked"},   {problemRole, "problem"}};
+          {loadingRole, "loading"}, {currentRole, "current"}, {pickedRole, "picked"},   {problemRole, "problem"},
+          {creditsRole, "credits"}, {detailRole, "detail"}};
 }
 
 void TrackListModel::rowShown(int row) {
@@ -148,6 +166,7 @@ void TrackListModel::rowShown(int row) {
   if (std::ranges::find(known, track.id, &Shown::track) == known.end())
     known.push_back({track.id, static_cast<std::size_t>(row)});
   content_.waveforms().loadWaveform(track.url);
+  content_.music().load(track.url);
 }
 
 int TrackListModel::moveRow(int row, int direction) {

@@ -1,7 +1,7 @@
 #pragma once
-// The playlist as a list model, with the rows that are selected. Window's thread. Reordering is reported as moves, and rows
-// that come and go as such, so that views keep and move the others.
-// A row's waveform is asked for when the row is first shown: 100,000 rows cost what the visible ones cost.
+// The playlist as a list model, with the rows that are selected. Window's thread. Reordering is reported as moves, and
+// rows that come and go as such, so that views keep and move the others. A row's waveform and tags are asked for when
+// the row is shown: 100,000 rows cost what the visible ones cost.
 
 #include <QAbstractListModel>
 #include <QtQmlIntegration>
@@ -41,7 +41,9 @@ class TrackListModel final : public QAbstractListModel {
     loadingRole,
     currentRole,
     pickedRole,
-    problemRole  ///< why the file could not be played; empty where that is not known
+    problemRole,  ///< why the file could not be played; empty where that is not known
+    creditsRole,  ///< artist and album by the tags; empty where they state none
+    detailRole    ///< the line below the title
   };
 
   explicit TrackListModel(ContentView& content);
@@ -114,6 +116,7 @@ class TrackListModel final : public QAbstractListModel {
   void announceWaveform(const FileURL& url);
   void announce(const FileURL& url, const QList<int>& roles);
   [[nodiscard]] QString problem(const FileURL& url) const;
+  [[nodiscard]] QVariant text(int row, int role) const;
   [[nodiscard]] std::optional<int> rowOf(Shown& shown) const;
 
   ContentView& content_;

@@ -112,6 +112,30 @@ TEST_F(MediaPlayer, DescribesTheTrack) {
   EXPECT_TRUE(trackPath().startsWith(QStringLiteral("/org/tolvane/Test/Track/")));
 }
 
+TEST_F(MediaPlayer, AnnouncesTheMusicWhenItBecomesKnown) {
+  MediaMusic music;
+  controls.setMusic([&](const FileURL&) { return music; });
+  playThreeTracks();
+  const auto before = metadata();
+  for (const auto* field : {"xesam:artist", "xesam:album", "xesam:trackNumber", "mpris:artUrl"})
+    EXPECT_FALSE(before.contains(QLatin1String(field))) << field;
+
+  music = {{.title = "Vespers", .artist = "Ilse Brandt", .album = "Slow Water", .trackNumber = 6},
+           "file:///covers/a%20b.jpg"};
+  controls.musicHasChanged();
+  turnUntil([&] { return !properties.received().isEmpty(); });
+  const auto changed = qdbus_cast<QVariantMap>(properties.received().at(0).at(1));
+  EXPECT_EQ(changed.keys(), QStringList{QStringLiteral("Metadata")});
+  const auto described = qdbus_cast<QVariantMap>(changed.value(QStringLiteral("Metadata")));
+  EXPECT_EQ(described.value(QStringLiteral("xesam:title")), QStringLiteral("Vespers"));
+  EXPECT_EQ(described.value(QStringLiteral("xesam:artist")), QStringList{QStringLiteral("Ilse Brandt")});
+  EXPECT_EQ(described.value(QStringLiteral("xesam:album")), QStringLiteral("Slow Water"));
+  EXPECT_EQ(described.value(QStringLiteral("xesam:trackNumber")), 6);
+  EXPECT_EQ(described.value(QStringLiteral("xesam:trackNumber")).typeId(), QMetaType::Int);
+  EXPECT_EQ(described.value(QStringLiteral("mpris:artUrl")), QStringLiteral("file:///covers/a%20b.jpg"));
+  EXPECT_EQ(described.value(QStringLiteral("xesam:url")), QStringLiteral("file:///music/1.wav"));
+}
+
 TEST_F(MediaPlayer, HasNoTrackWithAnEmptyPlaylist) {
   EXPECT_EQ(trackPath(), QStringLiteral("/org/mpris/MediaPlayer2/TrackList/NoTrack"));
   EXPECT_EQ(metadata().size(), 1);

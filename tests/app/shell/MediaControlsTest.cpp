@@ -74,6 +74,24 @@ TEST_F(Controls, DescribeTheCurrentTrack) {
   EXPECT_TRUE(state.canSeek);
 }
 
+TEST_F(Controls, DescribeTheMusicOnceItIsKnown) {
+  MediaMusic music;
+  controls->setMusic([&](const FileURL& url) { return url.stem() == "1" ? music : MediaMusic(); });
+  playThreeTracks();
+  EXPECT_EQ(controls->state().title, "1") << "the file's name, as long as nothing else is known";
+  music = {{.title = "Vespers", .artist = "Ilse Brandt", .album = "Slow Water", .trackNumber = 6}, "file:///cover.jpg"};
+  controls->musicHasChanged();
+  controls->musicHasChanged();
+  settle();
+  ASSERT_EQ(announced.size(), 1U);
+  EXPECT_EQ(announced[0].title, "Vespers");
+  EXPECT_EQ(announced[0].music, music);
+  controls->musicHasChanged();
+  settle();
+  EXPECT_EQ(announced.size(), 1U) << "nothing is another than before";
+  EXPECT_THAT(seeked, IsEmpty());
+}
+
 TEST_F(Controls, TellTheChangesOfOneOperationAsOne) {
   load(3);
   forget();

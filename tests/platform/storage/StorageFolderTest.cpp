@@ -49,6 +49,22 @@ TEST(StorageFolder, FollowsTheEnvironment) {
   }
 }
 
+TEST(StorageFolder, WhatCanBeMadeAgainIsApart) {
+  struct Case {
+    const char* cache;
+    const char* home;
+    const char* folder;
+  };
+  for (const auto& [cache, home, folder] : {Case{"/cache", "/home/me", "/cache/tolvane-player"},
+                                            Case{nullptr, "/home/me", "/home/me/.cache/tolvane-player"},
+                                            Case{"", "/home/me", "/home/me/.cache/tolvane-player"},
+                                            Case{"not/absolute", "/home/me", "/home/me/.cache/tolvane-player"}}) {
+    const Variable cacheVariable("XDG_CACHE_HOME", cache);
+    const Variable homeVariable("HOME", home);
+    EXPECT_EQ(cacheFolder(), folder);
+  }
+}
+
 TEST(StorageFolder, IsAbsoluteAlsoWithoutAHomeInTheEnvironment) {
   const Variable data("XDG_DATA_HOME", nullptr);
   const Variable home("HOME", nullptr);

@@ -1,14 +1,18 @@
 // Pictures of the real window in every state that it knows, over simulated hardware and a clock that stands still: the
 // same picture each time. Usage: window_pictures FOLDER [SCENE[@WIDTHxHEIGHT]…]
 
+#include <QBuffer>
 #include <QDir>
 #include <QGuiApplication>
 #include <QImage>
+#include <QLinearGradient>
 #include <QMimeData>
+#include <QPainter>
 #include <QtTest/QTest>
 #include <cstdio>
 #include <map>
 #include <semaphore>
+#include <span>
 #include <thread>
 
 #include "tests/ui/qt/SheetScenes.h"
@@ -39,6 +43,28 @@ class Stage : public SheetScenes {
   void exclusive() {
     proxy.setExclusiveAccessEnabled(true);
     play(2, 0.38);
+  }
+  /// Files with tags, and a cover beside what plays.
+  void album() {
+    state();
+    exclusive();
+  }
+  void albumWithoutCover() {
+    state();
+    covers.clear();
+    exclusive();
+  }
+  void albumLongTexts() {
+    stated[url(2)] = {.title = "Variations on a Quiet Theme, for Strings, Two Pianos and a Room with Open Windows",
+                      .artist = "Ilse Brandt, Tomas Okafor, and the Chamber Orchestra of the Northern Coast",
+                      .album = "Slow Water: Collected Works for Small Rooms, Volume Two (Live)",
+                      .trackNumber = 3};
+    stated[url(3)] = {.title = "\u9577\u3044\u5348\u5F8C",
+                      .artist = "\u97F3\u697D",
+                      .album = "\u79CB\u306E\u97F3",
+                      .trackNumber = 4};
+    covers[url(2)] = painted(Cover::Format::jpeg, {900, 600});
+    exclusive();
   }
   void lost() {
     SimulatedDeviceConfig device;
@@ -303,6 +329,44 @@ class Stage : public SheetScenes {
   }
 
  private:
+  void state() {
+    constexpr std::size_t piecesOfFirstAlbum = 6;
+    for (std::size_t i = 0; i < std::size(programme); ++i) {
+      const bool isFirst = i < piecesOfFirstAlbum;
+      stated[url(i)] = {.title = programme[i].name,
+                        .artist = isFirst ? "Ilse Brandt" : "Tomas Okafor Trio",
+                        .album = isFirst ? "Copper Light" : "Letters from the Coast",
+                        .trackNumber = static_cast<std::int32_t>(i + 1)};
+      covers[url(i)] = painted(Cover::Format::png, {1200, 1200});
+    }
+  }
+  /// A low sun over water.
+  static Cover painted(Cover::Format format, QSize size) {
+    QImage image(size, QImage::Format_RGB32);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const double edge = size.height();
+    QLinearGradient sky(0, 0, 0, edge);
+    sky.setStops(
+        {{0, QColor(28, 40, 66)}, {0.55, QColor(196, 110, 72)}, {0.62, QColor(44, 38, 58)}, {1, QColor(12, 14, 26)}});
+    painter.fillRect(image.rect(), sky);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(250, 208, 140));
+    painter.drawEllipse(QPointF(size.width() * 0.62, edge * 0.46), edge * 0.13, edge * 0.13);
+    painter.setBrush(QColor(250, 208, 140, 90));
+    for (int wave = 0; wave < 7; ++wave) {
+      const double width = edge * (0.36 - 0.04 * wave);
+      painter.drawRoundedRect(
+          QRectF(size.width() * 0.62 - width / 2, edge * (0.64 + 0.045 * wave), width, edge * 0.012), 6, 6);
+    }
+    painter.end();
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, format == Cover::Format::png ? "png" : "jpeg");
+    const auto bytes = std::as_bytes(std::span(buffer.data().constData(), static_cast<std::size_t>(buffer.size())));
+    return {format, {bytes.begin(), bytes.end()}, std::nullopt};
+  }
+
   void hover(QPoint place = {300, 340}) {
     data_ = std::make_unique<QMimeData>();
     data_->setUrls({QUrl("file:///music/New")});
@@ -318,6 +382,9 @@ class Stage : public SheetScenes {
 
 const std::map<std::string, Stage::Scene>& Stage::scenes() {
   static const std::map<std::string, Scene> all{{"empty", &Stage::empty},
+                                                {"album", &Stage::album},
+                                                {"album-without-cover", &Stage::albumWithoutCover},
+                                                {"album-long-texts", &Stage::albumLongTexts},
                                                 {"playing", &Stage::playing},
                                                 {"exclusive", &Stage::exclusive},
                                                 {"lost", &Stage::lost},

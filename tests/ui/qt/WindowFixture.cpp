@@ -91,6 +91,15 @@ void WindowFixture::finishReading() {
   settle();
 }
 
+void WindowFixture::finishReadingTags() {
+  settle();
+  while (!tagReading.empty())
+    for (const auto& work : std::exchange(tagReading, {})) {
+      work();
+      settle();
+    }
+}
+
 bool WindowFixture::waitFor(const std::function<bool()>& condition) {
   const QDeadlineTimer patience(20'000);
   // Asked no more once it has held: a condition may move the pointer.

@@ -9,6 +9,7 @@
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -47,6 +48,7 @@ class WindowFixture : public testing::Test {
   /// Moves the clocks of window and player on.
   void advance(RunLoop::Duration duration);
   void finishReading();
+  void finishReadingTags();
   /// Lets events come until the condition holds; gives up, and says so, after a time that only a broken window needs.
   [[nodiscard]] bool waitFor(const std::function<bool()>& condition);
 
@@ -87,6 +89,10 @@ class WindowFixture : public testing::Test {
   AudioObjectID headphones = addDevice("Headphones");
   bool readsLater = false;              ///< tracks are read when the test says so
   std::vector<BackgroundWork> reading;  ///< done by finishReading()
+  std::map<FileURL, MusicTags> stated;  ///< by the files' tags
+  std::map<FileURL, Cover> covers;
+  bool tagsComeLater = false;              ///< tags and covers are read when the test says so
+  std::vector<BackgroundWork> tagReading;  ///< done by finishReadingTags()
   SessionLink link;
   SessionHost host{{.hardware = hardware,
                     .files = files,
@@ -103,11 +109,26 @@ class WindowFixture : public testing::Test {
   PlayerSession& session = host.session();     ///< of the player, whose side runs on the same run loop
   OutputDeviceList& devices = host.devices();  ///< likewise
   SessionProxy proxy{link, runLoop};
-  ContentView content{proxy, runLoop,
+  ContentView content{proxy,
+                      runLoop,
                       [this](const FileURL& url, const std::stop_token& stop) {
                         return makeWaveformData(files, url, maxWaveformSamples, stop);
                       },
-                      [this](WaveformStore::Work work) { background.push_back(std::move(work)); }};
+                      [this](WaveformStore::Work work) { background.push_back(std::move(work)); },
+                      {.tags =
+                           [this](const FileURL& url, const std::stop_token&) {
+                             const auto found = stated.find(url);
+                             return found != stated.end() ? found->second : MusicTags();
+                           },
+                       .cover = [this](const FileURL& url, const std::stop_token&) -> std::optional<Cover> {
+                         const auto found = covers.find(url);
+                         return found != covers.end() ? std::optional(found->second) : std::nullopt;
+                       },
+                       .background =
+                           [this](BackgroundWork work) {
+                             if (!tagsComeLater) return background.push_back(std::move(work));
+                             tagReading.push_back(std::move(work));
+                           }}};
   SourceActions sources{runLoop, [this](auto urls, auto place) { content.openFiles(urls, place); },
                         [this](BackgroundWork work) { background.push_back(std::move(work)); }};
   std::vector<std::function<void()>> background;  ///< done by settle()

@@ -1,0 +1,13 @@
+#pragma once
+// The picture that a folder has for the music in it. Asks the disk; any thread that may wait.
+
+#include <stop_token>
+
+#include "platform/MusicTags.h"
+
+namespace tolvane {
+
+/// cover, folder or front with the extension of a JPEG or PNG file, in upper or lower case, in the folder of `music`.
+[[nodiscard]] std::optional<Cover> folderCover(const FileURL& music, const std::stop_token& stop);
+
+}  // namespace tolvane
