@@ -26,9 +26,6 @@ def tests():
         for rate in (44100, 48000, 96000, 192000):
             yield (f"{8 * width} bits at {rate / 1000:g} kHz arrive as they are through the sink",
                    lambda w=width, r=rate: sharing.shared(r, w))
-    yield "Every format, depth and rate is handed over and recorded as the verdict says, through the sink", signatures.signed("shared")
-    yield ("Every format, depth and rate is handed over and recorded as the verdict says, with Exclusive Access",
-           signatures.signed("exclusive"))
     yield "A pause loses and repeats no frame", sharing.paused
     yield "Verdict 6b, DSP ACTIVE: a sink at 80 %", sharing.attenuated
     yield "The report names the driver, the server and where the card's format was read", sharing.reported
@@ -55,6 +52,10 @@ def tests():
     yield "A server that hangs for good is said to be missing, and used when it is back", losing.frozen_for_good
     yield "A server without a session manager leaves the cards to be played to directly", losing.without_manager
     yield "A server that comes late gets the card in a pause, and the music goes on through it", losing.later
+    # The card comes back from the latter with what it had room for beside a recording.
+    yield "Every format, depth and rate is handed over and recorded as the verdict says, through the sink", signatures.signed("shared")
+    yield ("Every format, depth and rate is handed over and recorded as the verdict says, with Exclusive Access",
+           signatures.signed("exclusive"))
 
 
 def main():
