@@ -56,17 +56,21 @@ def faults_of(track, way, line):
     return [] if found == expected else [f"{found}, not {expected}: {line.get('error') or line.get('plainly')}"]
 
 
-def signed(way):
+def signed(way, rates=plan.RATES):
     """A test."""
     def test():
         pathlib.Path("/home/listener/.asoundrc").write_text(FLOATS_ONLY)
         desktop.set_volume("Loopback", "1.0")
-        faults, story, cells = [], [], 0
-        for rate in plan.RATES:
+        faults, story, cells, again = [], [], 0, 0
+        for rate in rates:
             tracks = tracks_at(rate)
             for track in tracks:
                 shutil.copyfile(SHARED / "tracks" / track.file, pathlib.Path("/tmp") / track.file)
             lines = verified(tracks, way)
+            # A server on a busy machine may not have let go of the card in time: the player then says so, and plays nothing.
+            refused = [track for track in tracks if "verdict" not in lines.get(track.file, {}) or not lines[track.file]["verdict"]]
+            again += len(refused)
+            lines.update(verified(refused, way))
             for track in tracks:
                 line = lines.get(track.file)
                 wrong = faults_of(track, way, line)
@@ -75,5 +79,5 @@ def signed(way):
                 cells += not wrong
                 (pathlib.Path("/tmp") / track.file).unlink()
         story += [f"devices: {line[:200]}" for line in desktop.text_of(PROBE, "devices").splitlines()] if faults else []
-        return {"faults": faults, "remark": f"{cells} files", "story": story}
+        return {"faults": faults, "remark": f"{cells} files, {again} of them asked for twice", "story": story}
     return test
