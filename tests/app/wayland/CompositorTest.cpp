@@ -1,5 +1,5 @@
 // The player's window as a Wayland client: moved and resized by a pointer that presses and moves, closed and shown
-// again. Where the window stands no client is told: the tests look at the screen. Usage: test_wayland
+// again. No client knows where its window stands: the tests look at the screen. Usage: test_wayland
 // WESTON SCALE, then GoogleTest's options.
 
 #include <gmock/gmock.h>
