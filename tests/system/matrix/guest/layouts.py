@@ -69,8 +69,9 @@ def ruled(kind, count):
 
 def install_rules():
     """Of both versions of the session manager, each in the form that it reads."""
-    rules = [(f"*.{ruled(kind, count)}", name, value(count)) for kind, (name, value) in RULED.items() for count in COUNTS]
-    rules += [(f"*.{ruled(EVERY_RULE, count)}", name, value(count)) for name, value in RULED.values() for count in COUNTS]
+    # A sink that comes while the one before is not gone yet has a number behind its name.
+    rules = [(f"*.{ruled(kind, count)}*", name, value(count)) for kind, (name, value) in RULED.items() for count in COUNTS]
+    rules += [(f"*.{ruled(EVERY_RULE, count)}*", name, value(count)) for name, value in RULED.values() for count in COUNTS]
     rules.append(("alsa_output.pci-*", "priority.driver", "30000"))
     rules += [(f"alsa_output.usb-*.{verb}*", "audio.position", ",".join(FILE_ORDER[count])) for count, verb in RENAMED.items()]
     lua = [f'table.insert(alsa_monitor.rules, {{ matches = {{{{{{ "node.name", "matches", {json.dumps(node)} }}}}}}, '
