@@ -15,8 +15,8 @@ namespace {
 
 constexpr std::int32_t noProcess = -1;
 
-/// Whether the process is the server's daemon. It says its number to nobody, and a socket of the session's service
-/// manager hides it: the kernel's name of it is what remains.
+/// Whether the process is the server's daemon. The server does not report its process, and a socket that the session's
+/// service manager opened hides it, so the kernel's name of the process decides.
 bool isServer(std::int32_t process) {
   std::ifstream file("/proc/" + std::to_string(process) + "/comm");
   std::string name;

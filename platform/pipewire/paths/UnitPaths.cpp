@@ -57,7 +57,7 @@ std::expected<UnitPaths::Path, OSStatus> UnitPaths::sharedPath(const PipeWireDev
   const PipeWireSink* sink = view_.sinkOf(device);
   if (sink == nullptr) return std::unexpected(kAudioHardwareNotRunningError);
   Path path{.name = device.name, .sink = *device.state.sink(), .serial = sink->serial, .rate = device.chosenRate};
-  // The rate that it has already is one that it is to keep; a radio's link has its own, which nobody sets.
+  // A device that already has the rate keeps it; a radio link has a rate of its own, which cannot be set.
   const bool isRadio = device.transport == kAudioDeviceTransportTypeBluetooth ||
                        device.transport == kAudioDeviceTransportTypeBluetoothLE;
   if (!path.rate && !isRadio) path.rate = shared_.nominalRate(device);

@@ -1,8 +1,8 @@
 """reserver.py CARD PRIORITY [keeps]: another program that reserves a sound card, on the session bus of its environment.
 
 Reads commands, a line each: take, drop, request (to let go; with "hold" the device is then opened, until `drop`), property NAME
-(of whoever has it). Writes what happens, a JSON line each; `closed` is what the kernel says of the card's playback devices at
-that moment. With `keeps` it refuses to let go.
+(of the program that has it). Writes what happens, a JSON line each; `closed`: whether the kernel has all of the card's playback
+devices as closed at that moment. With `keeps` it refuses to let go.
 """
 
 import json
