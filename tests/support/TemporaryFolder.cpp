@@ -13,12 +13,17 @@ TemporaryFolder::TemporaryFolder() {
   if (mkdtemp(pattern.data()) == nullptr) {
     throw std::system_error(errno, std::generic_category(), "temporary folder " + pattern);
   }
-  path_ = pattern;
+  around_ = pattern;
+  path_ = around_ / "files";
+  std::filesystem::create_directory(path_);
+  // A test may give up its privileges, and still has to come through.
+  using std::filesystem::perms;
+  std::filesystem::permissions(around_, perms::group_exec | perms::others_exec, std::filesystem::perm_options::add);
 }
 
 TemporaryFolder::~TemporaryFolder() {
   std::error_code ignored;  // a test that took the folder's permissions away has itself to blame
-  std::filesystem::remove_all(path_, ignored);
+  std::filesystem::remove_all(around_, ignored);
 }
 
 FileURL TemporaryFolder::write(std::string_view name, std::span<const std::byte> bytes) const {

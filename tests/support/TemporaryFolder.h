@@ -1,5 +1,6 @@
 #pragma once
-// A folder of its own for a test, gone with everything in it when the test ends. Throws when it cannot be made.
+// A folder of its own for a test, gone with everything in it when the test ends. The folder around it is the test's own
+// too: a search for a moved file looks there, and must not find what another test made. Throws when it cannot be made.
 
 #include <filesystem>
 #include <span>
@@ -24,6 +25,7 @@ class TemporaryFolder {
   FileURL write(std::string_view name, std::string_view text) const;
 
  private:
+  std::filesystem::path around_;
   std::filesystem::path path_;
 };
 

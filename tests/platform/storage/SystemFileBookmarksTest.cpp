@@ -149,6 +149,11 @@ TEST_F(SystemBookmarks, TheEntriesThatAreReadAreBounded) {
   EXPECT_EQ(hasty.resolve(std::span(&bookmark, 1)).at(0), std::nullopt);
 }
 
+TEST_F(SystemBookmarks, TheSearchNearbyReadsNoFolderOfAnotherTest) {
+  const auto around = folder.path().parent_path();
+  EXPECT_EQ(std::distance(fs::directory_iterator(around), fs::directory_iterator()), 1) << around;
+}
+
 TEST_F(SystemBookmarks, ADeletedFileIsGone) {
   const auto bookmark = bookmarkOf("a.wav");
   fs::remove(folder.path() / "a.wav");
