@@ -3,7 +3,7 @@
 #include <QPainter>
 #include <QPixmap>
 
-#include "ui/qt/Logo.h"
+#include "ui/qt/items/Logo.h"
 
 namespace tolvane {
 

@@ -42,7 +42,7 @@
 #include "session/SessionProxy.h"
 #include "session/SettingsProxy.h"
 #include "ui/SourceActions.h"
-#include "ui/qt/PlayerWindow.h"
+#include "ui/qt/window/PlayerWindow.h"
 
 namespace tolvane {
 namespace {

@@ -26,7 +26,7 @@
 #include "session/SessionHost.h"
 #include "session/SessionProxy.h"
 #include "tests/session/GatedServices.h"
-#include "ui/qt/PlayerWindow.h"
+#include "ui/qt/window/PlayerWindow.h"
 
 namespace tolvane {
 namespace {

@@ -21,7 +21,7 @@
 #include "platform/simulated/SimulatedAudioHardware.h"
 #include "platform/simulated/SimulatedFileBookmarks.h"
 #include "session/SessionHost.h"
-#include "ui/qt/PlayerWindow.h"
+#include "ui/qt/window/PlayerWindow.h"
 
 namespace tolvane {
 namespace {

@@ -27,7 +27,7 @@
 #include "session/SessionHost.h"
 #include "session/SessionProxy.h"
 #include "ui/SourceActions.h"
-#include "ui/qt/PlayerWindow.h"
+#include "ui/qt/window/PlayerWindow.h"
 
 namespace tolvane {
 namespace {

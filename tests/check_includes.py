@@ -10,7 +10,9 @@ import sys
 CONTRACTS = {"platform"}
 ENGINE = CONTRACTS | {"engine", "engine/delivery", "engine/render"}
 SESSION = ENGINE | {"session"}
-UI = SESSION | {"engine/waveform", "ui"}
+UI = SESSION | {"engine/waveform", "ui"} | {"ui/" + name for name in ("drag", "playlist", "texts", "waveforms")}
+QT = {"ui/qt", "ui/qt/items", "ui/qt/models", "ui/qt/window"}
+CODECS = {"platform/codecs/" + name for name in ("bytes", "decoding", "flac", "mp3", "pcm")}
 ADAPTERS = {"platform/" + name for name in ("adapter", "alsa", "codecs", "conversion", "desktop", "simulated", "storage", "pipewire", "tags")}
 SHELL = SESSION | {"app/shell"}
 ADAPTER = CONTRACTS | {"platform/adapter", "platform/conversion"}
@@ -19,7 +21,7 @@ CARDS = ADAPTER | {"platform/alsa/facts", "platform/alsa/pcm"}
 SERVER_CONTRACT = ADAPTER | {"platform/pipewire/facts", "platform/pipewire/server/SoundServer.h"}
 UNITS = SERVER_CONTRACT | {"platform/pipewire/units"}
 RECORD = UNITS | {"platform/pipewire/record"}
-PROGRAM = UI | SHELL | {"ui/qt", "app/dbus"} | ADAPTERS
+PROGRAM = UI | SHELL | QT | {"app/dbus"} | ADAPTERS
 ALLOWED = {
     "platform": CONTRACTS,
     "platform/alsa": CARDS | {"platform/alsa/cards"},
@@ -27,7 +29,12 @@ ALLOWED = {
     "platform/alsa/facts": CONTRACTS | {"platform/conversion"},
     "platform/alsa/pcm": CARDS,
     "platform/adapter": CONTRACTS | {"platform/conversion"},
-    "platform/codecs": CONTRACTS,
+    "platform/codecs": CONTRACTS | CODECS,
+    "platform/codecs/bytes": CONTRACTS,
+    "platform/codecs/decoding": CONTRACTS | {"platform/codecs/bytes"},
+    "platform/codecs/flac": CONTRACTS | {"platform/codecs/bytes", "platform/codecs/decoding"},
+    "platform/codecs/mp3": CONTRACTS | {"platform/codecs/bytes", "platform/codecs/decoding"},
+    "platform/codecs/pcm": CONTRACTS | {"platform/codecs/bytes"},
     "platform/conversion": CONTRACTS,
     "platform/desktop": CONTRACTS,
     "platform/pipewire": RECORD | {"platform/pipewire/" + name for name in ("devices", "paths", "server")},
@@ -39,23 +46,30 @@ ALLOWED = {
     "platform/pipewire/units": UNITS,
     "platform/simulated": ADAPTER,
     "platform/storage": CONTRACTS,
-    "platform/tags": CONTRACTS | {"platform/codecs"},
+    "platform/tags": CONTRACTS | {"platform/codecs/bytes", "platform/codecs/pcm"},
     "engine": ENGINE,
     "engine/delivery": CONTRACTS | {"engine/render"},
     "engine/render": CONTRACTS,
     "engine/waveform": CONTRACTS | {"engine", "engine/delivery"},
     "session": SESSION,
     "ui": UI,
-    "ui/qt": UI,
+    "ui/drag": SESSION,
+    "ui/playlist": SESSION | {"ui/texts"},
+    "ui/qt": UI | QT,
+    "ui/qt/items": UI | {"ui/qt"},
+    "ui/qt/models": UI | {"ui/qt", "ui/qt/items"},
+    "ui/qt/window": UI | QT,
+    "ui/texts": SESSION | {"ui/Theme.h"},
+    "ui/waveforms": SESSION | {"engine/waveform"},
     "app/shell": SHELL,
     "app/dbus": SHELL,
     "app": PROGRAM,
     "demo": PROGRAM | {"app"},
-    "tools": PROGRAM - {"app/shell", "app/dbus", "ui/qt"},
+    "tools": PROGRAM - QT - {"app/shell", "app/dbus"},
 }
 
 # The window's folders reach the player through session/SessionProxy.h alone: not these, which belong to its thread.
-WINDOW = {"ui", "ui/qt", "app/shell", "app/dbus"}
+WINDOW = (UI - SESSION - {"engine/waveform"}) | QT | {"app/shell", "app/dbus"}
 PLAYERS_THREAD = {
     "engine/BitPerfectAudioPlayer.h",
     "platform/AudioHardware.h",
@@ -71,8 +85,8 @@ PLAYERS_THREAD = {
 # Library headers that one folder alone may include.
 LIBRARIES = {
     r"alsa/": {"platform/alsa", "platform/alsa/cards", "platform/alsa/facts", "platform/alsa/pcm"},
-    r"FLAC/": {"platform/codecs"},
-    r"mpg123\.h": {"platform/codecs"},
+    r"FLAC/": {"platform/codecs/bytes", "platform/codecs/flac"},
+    r"mpg123\.h": {"platform/codecs/bytes", "platform/codecs/mp3"},
     r"soxr\.h": {"platform/conversion"},
     r"pipewire/": {"platform/pipewire/server"},
     r"spa/": {"platform/pipewire/facts", "platform/pipewire/server"},  # facts: the names of numbers
@@ -80,7 +94,7 @@ LIBRARIES = {
     r"taglib/": {"platform/tags"},
     r"openssl/": {"platform"},
     r"xcb/": {"app"},
-    r"Q[A-Z]\w*|Qt\w+/": {"app", "app/dbus", "demo", "ui/qt", "platform/desktop"},
+    r"Q[A-Z]\w*|Qt\w+/": {"app", "app/dbus", "demo", "platform/desktop"} | QT,
 }
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "ui/TrackListLayout.h"
+#include "ui/playlist/TrackListLayout.h"
 
 namespace tolvane {
 

@@ -11,10 +11,10 @@
 #include "session/SessionProxy.h"
 #include "ui/LowPriorityWorkers.h"
 #include "ui/MusicStore.h"
-#include "ui/PlaylistPlace.h"
-#include "ui/PlaylistSaving.h"
-#include "ui/PlaylistTrackDropDelegate.h"
-#include "ui/WaveformStore.h"
+#include "ui/playlist/PlaylistPlace.h"
+#include "ui/playlist/PlaylistSaving.h"
+#include "ui/drag/PlaylistTrackDropDelegate.h"
+#include "ui/waveforms/WaveformStore.h"
 
 namespace tolvane {
 

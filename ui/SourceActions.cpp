@@ -6,7 +6,7 @@
 
 #include "session/AudioFileDiscovery.h"
 #include "session/PlaylistFile.h"
-#include "ui/NothingToPlay.h"
+#include "ui/texts/NothingToPlay.h"
 
 namespace tolvane {
 

@@ -14,8 +14,8 @@
 #include "platform/Background.h"
 #include "platform/FileURL.h"
 #include "platform/RunLoop.h"
-#include "ui/PlaylistPlace.h"
-#include "ui/PlaylistSaving.h"
+#include "ui/playlist/PlaylistPlace.h"
+#include "ui/playlist/PlaylistSaving.h"
 
 namespace tolvane {
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/codecs/FileReader.h"
+#include "platform/codecs/bytes/FileReader.h"
 #include "platform/codecs/FileRecognition.h"
 
 namespace tolvane {

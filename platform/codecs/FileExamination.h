@@ -4,7 +4,7 @@
 
 #include "platform/FileFinding.h"
 #include "platform/FileURL.h"
-#include "platform/codecs/ByteSource.h"
+#include "platform/codecs/bytes/ByteSource.h"
 
 namespace tolvane {
 

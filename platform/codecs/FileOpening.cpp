@@ -2,15 +2,15 @@
 
 #include <utility>
 
-#include "platform/codecs/AiffLayout.h"
-#include "platform/codecs/CancellableSource.h"
-#include "platform/codecs/DecodedAudioFile.h"
-#include "platform/codecs/EncodedAudioFile.h"
+#include "platform/codecs/pcm/AiffLayout.h"
+#include "platform/codecs/bytes/CancellableSource.h"
+#include "platform/codecs/decoding/DecodedAudioFile.h"
+#include "platform/codecs/decoding/EncodedAudioFile.h"
 #include "platform/codecs/FileRecognition.h"
-#include "platform/codecs/FlacTrack.h"
-#include "platform/codecs/LinearPCMFile.h"
-#include "platform/codecs/Mp3Track.h"
-#include "platform/codecs/WavLayout.h"
+#include "platform/codecs/flac/FlacTrack.h"
+#include "platform/codecs/pcm/LinearPCMFile.h"
+#include "platform/codecs/mp3/Mp3Track.h"
+#include "platform/codecs/pcm/WavLayout.h"
 
 namespace tolvane {
 

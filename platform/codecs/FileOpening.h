@@ -5,8 +5,8 @@
 #include <memory>
 
 #include "platform/AudioFileServices.h"
-#include "platform/codecs/ByteSource.h"
-#include "platform/codecs/EncodedTrack.h"
+#include "platform/codecs/bytes/ByteSource.h"
+#include "platform/codecs/decoding/EncodedTrack.h"
 
 namespace tolvane {
 

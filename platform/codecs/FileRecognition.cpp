@@ -4,10 +4,10 @@
 #include <array>
 #include <string_view>
 
-#include "platform/codecs/AiffLayout.h"
-#include "platform/codecs/MpegStream.h"
-#include "platform/codecs/Tags.h"
-#include "platform/codecs/WavLayout.h"
+#include "platform/codecs/pcm/AiffLayout.h"
+#include "platform/codecs/mp3/MpegStream.h"
+#include "platform/codecs/bytes/Tags.h"
+#include "platform/codecs/pcm/WavLayout.h"
 
 namespace tolvane {
 

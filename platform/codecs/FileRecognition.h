@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "platform/FourCharCode.h"
-#include "platform/codecs/ByteSource.h"
+#include "platform/codecs/bytes/ByteSource.h"
 
 namespace tolvane {
 

@@ -4,10 +4,10 @@
 
 #include <utility>
 
-#include "platform/codecs/AvailableMemory.h"
+#include "platform/codecs/decoding/AvailableMemory.h"
 #include "platform/codecs/FileExamination.h"
 #include "platform/codecs/FileOpening.h"
-#include "platform/codecs/FileReader.h"
+#include "platform/codecs/bytes/FileReader.h"
 
 namespace tolvane {
 

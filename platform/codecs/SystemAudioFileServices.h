@@ -4,7 +4,7 @@
 // by their names.
 
 #include "platform/AudioFileServices.h"
-#include "platform/codecs/EncodedTrack.h"
+#include "platform/codecs/decoding/EncodedTrack.h"
 
 namespace tolvane {
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/codecs/ByteOrder.h"
+#include "platform/codecs/bytes/ByteOrder.h"
 #include "platform/tags/Pictures.h"
 #include "platform/tags/TagText.h"
 

@@ -3,7 +3,7 @@
 // and one picture at a time. Any thread.
 
 #include "platform/MusicTags.h"
-#include "platform/codecs/ByteSource.h"
+#include "platform/codecs/bytes/ByteSource.h"
 
 namespace tolvane {
 

@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/codecs/FileReader.h"
+#include "platform/codecs/bytes/FileReader.h"
 #include "platform/tags/Pictures.h"
 
 namespace tolvane {

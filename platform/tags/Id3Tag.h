@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/MusicTags.h"
-#include "platform/codecs/ByteSource.h"
+#include "platform/codecs/bytes/ByteSource.h"
 
 namespace tolvane {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/codecs/ChunkWalker.h"
+#include "platform/codecs/bytes/ChunkWalker.h"
 #include "platform/tags/Id3Tag.h"
 #include "platform/tags/Pictures.h"
 #include "platform/tags/TagText.h"

@@ -4,7 +4,7 @@
 #include <bit>
 
 #include "platform/MusicTags.h"
-#include "platform/codecs/ByteSource.h"
+#include "platform/codecs/bytes/ByteSource.h"
 
 namespace tolvane {
 

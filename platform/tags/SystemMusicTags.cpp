@@ -4,7 +4,7 @@
 #include <memory>
 #include <utility>
 
-#include "platform/codecs/FileReader.h"
+#include "platform/codecs/bytes/FileReader.h"
 #include "platform/tags/FolderCover.h"
 #include "platform/tags/TaggedFile.h"
 

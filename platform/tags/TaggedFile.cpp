@@ -3,10 +3,10 @@
 #include <array>
 #include <exception>
 
-#include "platform/codecs/AiffLayout.h"
-#include "platform/codecs/ByteOrder.h"
-#include "platform/codecs/Tags.h"
-#include "platform/codecs/WavLayout.h"
+#include "platform/codecs/pcm/AiffLayout.h"
+#include "platform/codecs/bytes/ByteOrder.h"
+#include "platform/codecs/bytes/Tags.h"
+#include "platform/codecs/pcm/WavLayout.h"
 #include "platform/tags/FlacTags.h"
 #include "platform/tags/Id3Tag.h"
 #include "platform/tags/RiffTags.h"

@@ -3,7 +3,7 @@
 // tens of megabytes for the time of a call.
 
 #include "platform/MusicTags.h"
-#include "platform/codecs/ByteSource.h"
+#include "platform/codecs/bytes/ByteSource.h"
 
 namespace tolvane {
 

@@ -23,7 +23,7 @@
 #include "session/SessionHost.h"
 #include "session/SettingsProxy.h"
 #include "tests/support/TemporaryFolder.h"
-#include "ui/qt/PlayerWindow.h"
+#include "ui/qt/window/PlayerWindow.h"
 
 namespace tolvane {
 namespace {

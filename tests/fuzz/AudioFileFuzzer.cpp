@@ -1,7 +1,7 @@
 // Feeds made-up files to everything that reads one: recognition, layouts, maps of packets, decoders.
 
-#include "platform/codecs/AiffLayout.h"
-#include "platform/codecs/WavLayout.h"
+#include "platform/codecs/pcm/AiffLayout.h"
+#include "platform/codecs/pcm/WavLayout.h"
 #include "tests/fuzz/DecodedFile.h"
 #include "tests/platform/codecs/AudioBytes.h"
 

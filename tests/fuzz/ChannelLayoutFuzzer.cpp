@@ -6,8 +6,8 @@
 #include <span>
 #include <vector>
 
-#include "platform/codecs/AiffChannels.h"
-#include "platform/codecs/FlacChannels.h"
+#include "platform/codecs/pcm/AiffChannels.h"
+#include "platform/codecs/flac/FlacChannels.h"
 #include "platform/conversion/ChannelMap.h"
 #include "tests/platform/codecs/AudioBytes.h"
 

@@ -6,10 +6,10 @@
 #include <memory>
 #include <vector>
 
-#include "platform/codecs/DecodedAudioFile.h"
+#include "platform/codecs/decoding/DecodedAudioFile.h"
 #include "platform/codecs/FileRecognition.h"
-#include "platform/codecs/FlacTrack.h"
-#include "platform/codecs/Mp3Track.h"
+#include "platform/codecs/flac/FlacTrack.h"
+#include "platform/codecs/mp3/Mp3Track.h"
 
 namespace tolvane::test {
 

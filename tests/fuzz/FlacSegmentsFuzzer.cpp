@@ -4,7 +4,7 @@
 
 #include <FLAC/stream_encoder.h>
 
-#include "platform/codecs/ByteOrder.h"
+#include "platform/codecs/bytes/ByteOrder.h"
 #include "tests/fuzz/DecodedFile.h"
 #include "tests/platform/codecs/AudioBytes.h"
 #include "tests/support/SeededRandom.h"

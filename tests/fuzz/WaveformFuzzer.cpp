@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
-#include "platform/codecs/AiffLayout.h"
-#include "platform/codecs/WavLayout.h"
+#include "platform/codecs/pcm/AiffLayout.h"
+#include "platform/codecs/pcm/WavLayout.h"
 #include "tests/fuzz/DecodedFile.h"
 #include "tests/platform/codecs/AudioBytes.h"
 #include "engine/waveform/Waveform.h"

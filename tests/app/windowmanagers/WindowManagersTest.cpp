@@ -14,7 +14,7 @@
 #include "tests/app/windowmanagers/XServer.h"
 #include "tests/support/ChildProcess.h"
 #include "tests/ui/qt/WindowFixture.h"
-#include "ui/qt/TrackDragModel.h"
+#include "ui/qt/models/TrackDragModel.h"
 
 namespace tolvane::test {
 namespace {

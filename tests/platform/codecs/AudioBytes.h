@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/codecs/ByteSource.h"
+#include "platform/codecs/bytes/ByteSource.h"
 
 namespace tolvane::test {
 

@@ -5,14 +5,14 @@
 #include <algorithm>
 #include <string>
 
-#include "platform/codecs/AiffLayout.h"
+#include "platform/codecs/pcm/AiffLayout.h"
 #include "platform/codecs/FileRecognition.h"
-#include "platform/codecs/FlacScanner.h"
-#include "platform/codecs/FlacTrack.h"
-#include "platform/codecs/MpegScanner.h"
-#include "platform/codecs/MpegStream.h"
-#include "platform/codecs/OggPayload.h"
-#include "platform/codecs/WavLayout.h"
+#include "platform/codecs/flac/FlacScanner.h"
+#include "platform/codecs/flac/FlacTrack.h"
+#include "platform/codecs/mp3/MpegScanner.h"
+#include "platform/codecs/mp3/MpegStream.h"
+#include "platform/codecs/flac/OggPayload.h"
+#include "platform/codecs/pcm/WavLayout.h"
 #include "tests/platform/codecs/AudioBytes.h"
 #include "tests/platform/codecs/Workbench.h"
 #include "tests/support/Printers.h"

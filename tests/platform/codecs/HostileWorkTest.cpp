@@ -9,13 +9,13 @@
 #include <functional>
 #include <string>
 
-#include "platform/codecs/AiffLayout.h"
+#include "platform/codecs/pcm/AiffLayout.h"
 #include "platform/codecs/FileRecognition.h"
-#include "platform/codecs/FlacTrack.h"
-#include "platform/codecs/Mp3Track.h"
-#include "platform/codecs/WavLayout.h"
+#include "platform/codecs/flac/FlacTrack.h"
+#include "platform/codecs/mp3/Mp3Track.h"
+#include "platform/codecs/pcm/WavLayout.h"
 #include "tests/platform/codecs/AudioBytes.h"
-#include "tests/platform/codecs/CancelledReading.h"
+#include "tests/platform/codecs/bytes/CancelledReading.h"
 #include "tests/platform/codecs/Workbench.h"
 #include "tests/support/Printers.h"
 #include "tests/support/SeededRandom.h"

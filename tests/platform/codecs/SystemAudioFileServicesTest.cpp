@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-#include "platform/codecs/AvailableMemory.h"
+#include "platform/codecs/decoding/AvailableMemory.h"
 #include "tests/platform/codecs/AudioBytes.h"
 #include "tests/platform/codecs/Workbench.h"
 #include "tests/support/Printers.h"

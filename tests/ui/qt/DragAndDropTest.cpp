@@ -5,7 +5,7 @@
 
 #include "tests/support/TemporaryFolder.h"
 #include "tests/ui/qt/WindowFixture.h"
-#include "ui/qt/TrackDragModel.h"
+#include "ui/qt/models/TrackDragModel.h"
 
 namespace tolvane::test {
 namespace {

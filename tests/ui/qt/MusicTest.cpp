@@ -8,8 +8,8 @@
 #include <span>
 
 #include "tests/ui/qt/WindowFixture.h"
-#include "ui/qt/CoverImage.h"
-#include "ui/qt/NowPlayingModel.h"
+#include "ui/qt/items/CoverImage.h"
+#include "ui/qt/models/NowPlayingModel.h"
 
 namespace tolvane::test {
 namespace {

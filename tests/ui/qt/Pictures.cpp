@@ -16,7 +16,7 @@
 #include <thread>
 
 #include "tests/ui/qt/SheetScenes.h"
-#include "ui/qt/TrackDragModel.h"
+#include "ui/qt/models/TrackDragModel.h"
 
 namespace tolvane::test {
 namespace {

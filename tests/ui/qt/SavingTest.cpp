@@ -4,7 +4,7 @@
 
 #include "tests/support/TemporaryFolder.h"
 #include "tests/ui/qt/WindowFixture.h"
-#include "ui/qt/SourceModel.h"
+#include "ui/qt/models/SourceModel.h"
 
 namespace tolvane::test {
 namespace {

@@ -2,7 +2,7 @@
 #include <QtTest/QTest>
 
 #include "tests/ui/qt/WindowFixture.h"
-#include "ui/qt/TrackListModel.h"
+#include "ui/qt/models/TrackListModel.h"
 
 namespace tolvane::test {
 namespace {

@@ -4,9 +4,9 @@
 #include <set>
 
 #include "tests/ui/qt/WindowFixture.h"
-#include "ui/TrackListLayout.h"
-#include "ui/qt/TrackListModel.h"
-#include "ui/qt/WaveformView.h"
+#include "ui/playlist/TrackListLayout.h"
+#include "ui/qt/models/TrackListModel.h"
+#include "ui/qt/items/WaveformView.h"
 
 namespace tolvane::test {
 namespace {

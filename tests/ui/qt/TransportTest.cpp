@@ -1,7 +1,7 @@
 #include <QtTest/QTest>
 
 #include "tests/ui/qt/WindowFixture.h"
-#include "ui/qt/SourceModel.h"
+#include "ui/qt/models/SourceModel.h"
 
 namespace tolvane::test {
 namespace {

@@ -6,8 +6,8 @@
 #include <map>
 
 #include "tests/ui/qt/WindowFixture.h"
-#include "ui/qt/Icon.h"
-#include "ui/qt/TrackListModel.h"
+#include "ui/qt/items/Icon.h"
+#include "ui/qt/models/TrackListModel.h"
 
 namespace tolvane::test {
 namespace {

@@ -1,0 +1,91 @@
+#include "platform/codecs/flac/FlacTrack.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+#include <vector>
+
+#include "platform/codecs/flac/FlacChannels.h"
+#include "platform/codecs/flac/FlacDecoder.h"
+#include "platform/codecs/flac/FlacScanner.h"
+#include "platform/codecs/flac/FlacSegments.h"
+#include "platform/codecs/flac/OggPayload.h"
+
+namespace tolvane {
+
+namespace {
+
+/// Decodes and throws away so many frames, or as many as there are.
+OSStatus skipFrames(TrackDecoder& decoder, std::uint32_t channels, std::uint64_t count) {
+  constexpr std::uint64_t pieceFrames = 64 * 1024;
+  std::vector<std::byte> piece(pieceFrames * channels * sizeof(float));
+  while (count > 0) {
+    const std::uint64_t wanted = std::min(pieceFrames, count);
+    const auto done = decoder.decode(std::span(piece).first(wanted * channels * sizeof(float)));
+    if (!done) return done.error();
+    if (*done < wanted) break;
+    count -= wanted;
+  }
+  return noErr;
+}
+
+}  // namespace
+
+FlacTrack::FlacTrack(std::shared_ptr<const ByteSource> source, std::uint64_t start, const FlacStream& stream)
+    : source_(std::move(source)), start_(start), stream_(stream), frameCount_(stream.frames) {
+  format_.mSampleRate = stream_.sampleRate;
+  format_.mFormatID = fourCharCode("flac");
+  format_.mChannelsPerFrame = stream_.channels;
+  format_.mBitsPerChannel = stream_.bits;
+}
+
+std::expected<std::unique_ptr<EncodedTrack>, OSStatus> FlacTrack::open(std::shared_ptr<const ByteSource> source,
+                                                                       std::uint64_t offset, Container container) {
+  if (container == Container::ogg) {
+    auto payload = OggPayload::open(std::move(source), offset);
+    if (!payload) return std::unexpected(payload.error());
+    source = std::move(*payload);
+    offset = OggPayload::flacOffset;
+  }
+  const auto stream = readFlacStream(*source, offset);
+  if (!stream) return std::unexpected(stream.error());
+  std::unique_ptr<FlacTrack> track(new FlacTrack(std::move(source), offset, *stream));
+  if (stream->frames == 0) {
+    // A decoded track has at most so many bytes; what is longer need not be counted to its end.
+    constexpr std::uint64_t mostBytes = std::numeric_limits<std::uint32_t>::max();
+    track->frameCount_ =
+        FlacScanner(*track->source_, track->stream_).countFrames(mostBytes / (stream->channels * sizeof(float)) + 1);
+  }
+  return track;
+}
+
+ChannelLayout FlacTrack::channelLayout() const { return readFlacChannels(*source_, start_, stream_.channels); }
+
+std::optional<std::uint64_t> FlacTrack::announcedFrames() const {
+  return stream_.frames != 0 && stream_.firstFrame == 0 ? std::optional(stream_.frames) : std::nullopt;
+}
+
+std::optional<SampleSignature> FlacTrack::signature() const {
+  SampleSignature signature{};
+  static_assert(FlacStream::streamInfoBytes >= signature.size());
+  std::ranges::copy(std::span(stream_.streamInfo).last(signature.size()), signature.begin());
+  const bool isStored = signature != SampleSignature{};
+  return isStored && stream_.firstFrame == 0 ? std::optional(signature) : std::nullopt;
+}
+
+std::expected<std::unique_ptr<TrackDecoder>, OSStatus> FlacTrack::decoderAt(std::uint64_t frame) const {
+  auto decoder = FlacDecoder::open(*source_, stream_, {stream_.firstBlock, stream_.firstFrame});
+  if (!decoder) return std::unexpected(decoder.error());
+  if (frame > 0) {
+    const OSStatus status = skipFrames(**decoder, stream_.channels, frame);
+    if (status != noErr) return std::unexpected(status);
+  }
+  return std::move(*decoder);
+}
+
+DecodedStart FlacTrack::decodeStart(std::span<std::byte> destination, const SegmentLimits& limits,
+                                    ReadingProgress& progress) const {
+  return decodeFlacInSegments(*source_, stream_, destination, limits, progress);
+}
+
+}  // namespace tolvane

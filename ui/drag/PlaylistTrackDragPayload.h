@@ -1,0 +1,27 @@
+#pragma once
+// What travels with a dragged row, as plain text: which drag it is and which track. A value.
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "ui/drag/Uuid.h"
+
+namespace tolvane {
+
+struct PlaylistTrackDragPayload {
+  static constexpr std::string_view trackKind = "tolvane-playlist-track";
+
+  std::string kind{trackKind};
+  Uuid sessionID;
+  Uuid trackID;
+
+  bool operator==(const PlaylistTrackDragPayload&) const = default;
+
+  /// A JSON object.
+  [[nodiscard]] std::string encoded() const;
+  /// Nothing for what is no such object; members that it does not know are ignored.
+  [[nodiscard]] static std::optional<PlaylistTrackDragPayload> decode(std::string_view json);
+};
+
+}  // namespace tolvane

@@ -1,0 +1,26 @@
+#pragma once
+// The scene graph's nodes for a waveform's bars. Called while the window's thread waits for the renderer.
+
+#include <QColor>
+#include <QSGNode>
+#include <span>
+
+#include "ui/waveforms/WaveformBars.h"
+
+class QQuickWindow;
+
+namespace tolvane {
+
+struct WaveformPaint {
+  std::span<const WaveformBar> bars;
+  double height = 0;
+  double pixel = 1;  ///< the length of a pixel of the screen: what an edge is softened over
+  QColor activeLower;
+  QColor activeUpper;
+  QColor inactive;
+};
+
+/// The node of before, brought up to date, or a new one; null without bars.
+[[nodiscard]] QSGNode* waveformNode(QSGNode* previous, const WaveformPaint& paint, QQuickWindow& window);
+
+}  // namespace tolvane

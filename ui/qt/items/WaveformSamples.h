@@ -1,0 +1,21 @@
+#pragma once
+// A waveform on its way from the model to the item that draws it: shared, never copied. A value.
+
+#include <QObject>
+#include <QtQmlIntegration>
+
+#include "ui/waveforms/WaveformStore.h"
+
+namespace tolvane {
+
+struct WaveformSamples {
+  Q_GADGET
+  QML_VALUE_TYPE(waveformSamples)
+
+ public:
+  WaveformStore::Samples values;  ///< null while unknown
+
+  bool operator==(const WaveformSamples&) const = default;
+};
+
+}  // namespace tolvane
