@@ -28,7 +28,7 @@ AudioPathStatus exclusiveAccessWithheld(const AudioPathFacts& facts) {
                                          : "the device does not expose exclusive access"));
 }
 
-/// What the device reports, conversion before processing before what is not known.
+/// The alteration that decides the verdict: conversion first, then processing, then one whose kind is unknown.
 std::string alterationDetails(const AudioPathFacts& facts) {
   using enum SampleAlteration::Kind;
   std::string details;

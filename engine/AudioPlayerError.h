@@ -1,5 +1,5 @@
 #pragma once
-// The engine's one error type: what went wrong, in words that the listener reads unchanged. A plain value.
+// The engine's one error type: what went wrong, in words that are shown to the user unchanged. A plain value.
 
 #include <expected>
 #include <optional>
@@ -14,26 +14,26 @@ namespace tolvane {
 
 class AudioPlayerError {
  public:
-  /// A complete sentence, shown as it is.
+  /// `message` is a complete sentence and is shown unchanged.
   [[nodiscard]] static AudioPlayerError message(std::string text) { return {std::move(text), std::nullopt}; }
 
-  /// A stage that failed ("Binding the output device", no full stop) and the status of the device layer.
+  /// A stage that failed ("Binding the output device", without a full stop) and the status from the device layer.
   [[nodiscard]] static AudioPlayerError operation(std::string_view stage, OSStatus status) {
     return {std::string(stage), status};
   }
 
-  /// The message, or the stage followed by " failed (Core Audio STATUS)."; in words where a driver does not
-  /// return, and where a device has no format for the track.
+  /// The message, or the stage followed by " failed (Core Audio STATUS)."; a full sentence when a driver does not
+  /// return, or when a device has no format for the track.
   [[nodiscard]] std::string errorDescription() const;
 
-  /// The same, and what is known besides.
+  /// The same error with its context.
   [[nodiscard]] AudioPlayerError with(FailureContext context) && {
     context_ = std::move(context);
     return std::move(*this);
   }
   [[nodiscard]] const FailureContext& context() const { return context_; }
 
-  /// Of an operation; a message has none.
+  /// The status of the failed operation; nothing for a message.
   [[nodiscard]] std::optional<OSStatus> status() const { return status_; }
 
   bool operator==(const AudioPlayerError&) const = default;
@@ -46,11 +46,11 @@ class AudioPlayerError {
   FailureContext context_;
 };
 
-/// A value, or why there is none.
+/// A value, or the error that explains its absence.
 template <typename T>
 using Result = std::expected<T, AudioPlayerError>;
 
-/// For `return failure(…)` where a Result is wanted.
+/// For `return failure(…)` in a function that returns a Result.
 [[nodiscard]] inline std::unexpected<AudioPlayerError> failure(std::string text) {
   return std::unexpected(AudioPlayerError::message(std::move(text)));
 }

@@ -97,7 +97,7 @@ void BitPerfectAudioPlayer::pause() {
   if (machine_->stopUnit() != noErr) return machine_->failRuntime("The output device could not be paused.");
   if (machine_->transition().hasCrossed()) machine_->transition().announce();
   machine_->setStartsPaused(true);
-  if (!machine_->is<Playing>()) return;  // the next track is heard, and was not wanted
+  if (!machine_->is<Playing>()) return;  // the device had played into the next track, and no observer wanted it
   machine_->completion().cancel();
   machine_->pause();
   machine_->supervision().reopenIfDue();
@@ -109,8 +109,8 @@ void BitPerfectAudioPlayer::resume() {
   if (machine_->is<Recovering>()) return machine_->setReturnsToPlaying(true);
   if (!machine_->is<Playing>() && !machine_->is<Paused>()) return;
   if (!machine_->restartUnit("The output device could not resume playback.")) return;
-  if (!machine_->is<Playing>()) return;  // the unit had stopped within the next track, which was not wanted
-  // Where the output came up paused, this is the first time that the device runs.
+  if (!machine_->is<Playing>()) return;  // the unit had stopped within the next track, and no observer wanted it
+  // After an output was opened paused, the device runs here for the first time.
   machine_->judgePath(machine_->services().device.readHogMode(machine_->output()->deviceID()));
   machine_->publish();
   machine_->supervision().startOutputHealthMonitor();
@@ -118,13 +118,13 @@ void BitPerfectAudioPlayer::resume() {
 
 void BitPerfectAudioPlayer::seek(double seconds) {
   if (isPostponed("seek", [this, seconds] { seek(seconds); })) return;
-  // Without a unit, while the output recovers, the track waits with its place.
+  // While the output recovers there is no unit, but the track keeps its position.
   const auto context = machine_->track() != nullptr ? machine_->track()->context : nullptr;
   if (!context || !(seconds >= 0) || seconds > machine_->next().duration) return;
   const bool wasPlaying = machine_->is<Playing>();
   if (wasPlaying && machine_->stopUnit() != noErr)
     return machine_->failRuntime("The output device could not seek safely.");
-  // The listener means the track that is shown.
+  // The user seeks in the track that is shown, not in one that has just begun.
   if (machine_->transition().hasCrossed()) machine_->transition().takeBack();
   const double frame = frameAt(seconds, context->format().mSampleRate);
   if (std::isfinite(frame)) context->seek(static_cast<std::int64_t>(frame));
@@ -140,7 +140,7 @@ std::optional<double> BitPerfectAudioPlayer::position() const {
   const PreparedAudio* const track = machine_->track();
   if (track == nullptr) return std::nullopt;
   const double rate = track->context->format().mSampleRate;
-  // A unit that is stopped has gone back to what was heard.
+  // Stopping a unit moved the track back to the first frame that was not heard.
   const bool isUnderWay = machine_->is<Playing>() && machine_->output()->isStarted();
   if (!isUnderWay) return static_cast<double>(track->context->currentFrame()) / rate;
   const Output& output = *machine_->output();
@@ -184,12 +184,12 @@ void BitPerfectAudioPlayer::setOutputDevice(AudioObjectID deviceID, Started star
     machine_->publish();
   }
   if (!machine_->isPlaying()) return;
-  // Only a unit that has stopped says to the frame what was heard; one that cannot stop is torn down by play().
+  // Only a stopped unit reports the exact frame that was heard; one that cannot stop is torn down by play().
   if (machine_->is<Playing>()) {
     machine_->completion().cancel();
     (void)machine_->stopUnit();
     if (machine_->transition().hasCrossed()) machine_->transition().announce();
-    if (!machine_->is<Playing>()) return;  // the next track is heard, and was not wanted
+    if (!machine_->is<Playing>()) return;  // the device had played into the next track, and no observer wanted it
   }
   const auto url = machine_->next().currentURL;
   if (!url) return;

@@ -77,7 +77,7 @@ void DeliveryMonitor::take(DeliveryRecord& record, const TrackSequence& sequence
   finishReleased();
 }
 
-/// Between the stop of a unit and its next start a sink may drop what it holds: what takes time comes afterwards.
+/// A sink may drop its buffer between the stop of a unit and its next start, so slow work is done afterwards.
 void DeliveryMonitor::keepRest(DeliveryRecord& record, const TrackSequence& sequence) {
   if (segments_.empty()) return;
   noteCrossing(sequence);
@@ -103,7 +103,7 @@ void DeliveryMonitor::checkRest() {
   finishReleased();
 }
 
-/// To each track the frames that were rendered of it.
+/// Assigns to each track the frames that were rendered from it.
 template <typename Taker>
 void DeliveryMonitor::split(const DeliveryRecord::Piece& piece, Taker taker) {
   const std::size_t frameBytes = piece.form.format.mBytesPerFrame;
@@ -113,7 +113,7 @@ void DeliveryMonitor::split(const DeliveryRecord::Piece& piece, Taker taker) {
     const std::int64_t from = std::max(piece.frame, segment.frame);
     const std::int64_t until = i + 1 < segments_.size() ? std::min(end, segments_[i + 1].frame) : end;
     if (from >= until || find(segment.track) == nullptr) continue;
-    // Behind the end of a track comes silence, which is none of its frames.
+    // After the end of a track come frames of silence, which do not belong to it.
     const std::int64_t position = segment.position + from - segment.frame;
     framesHandedOver_ +=
         static_cast<std::uint64_t>(std::clamp<std::int64_t>(segment.track->totalFrames() - position, 0, until - from));
@@ -124,7 +124,7 @@ void DeliveryMonitor::split(const DeliveryRecord::Piece& piece, Taker taker) {
   nextFrame_ = end;
 }
 
-/// A released track is over when all of it was taken, or frames behind it were.
+/// A released track is finished when all of its frames were taken, or frames after its end.
 void DeliveryMonitor::finishReleased() {
   const auto isOver = [&](const Watched& watched) {
     if (!watched.isReleased) return false;

@@ -1,7 +1,7 @@
 #pragma once
-// Checks what the output unit handed to the device against the tracks that it was given. Player's thread: the frames that
-// the device has played are checked twice a second; what is left at the end of a run is kept, and checked when the engine
-// publishes next, so that the unit starts again first.
+// Compares what the output unit handed to the device with the tracks that it was given. Player's thread: frames that
+// the device has played are checked twice a second. The rest of a run is kept, and checked the next time the engine
+// publishes, so that the unit restarts first.
 
 #include <cstdint>
 #include <functional>
@@ -17,48 +17,48 @@
 
 namespace tolvane {
 
-/// What is to be compared with the samples of `track` that a device was given.
+/// What to compare with the samples of `track` that a device was given.
 [[nodiscard]] DeliveryCheck::Track deliveredTrack(const PreparedAudio& track);
 
 class DeliveryMonitor {
  public:
-  /// What was found, once a track is over.
+  /// Receives the report when a track is finished.
   using Finished = std::function<void(const DeliveryReport&)>;
 
-  /// `background` frees the block of a track that nothing else holds.
+  /// `background` frees the block of a track that has no other owner.
   explicit DeliveryMonitor(Background background) : background_(std::move(background)) {}
 
   void setFinished(Finished finished) { finished_ = std::move(finished); }
 
   // The tracks.
 
-  /// The unit is to render this track, now or behind the current one.
+  /// The unit will render this track, now or after the current one.
   void expect(const PreparedAudio& track);
-  /// The engine lets go of the track. What the device still plays of it is waited for.
+  /// The engine releases the track. Frames that the device has still to play are checked first.
   void release(const AudioRenderContext* track);
-  /// From here on samples are altered, or not any more.
+  /// From now on samples are altered, or no longer altered.
   void setLevelsAreNeutral(bool areNeutral);
 
   // A run of the unit.
 
-  /// REQUIRES: the sequence begins its run.
+  /// REQUIRES: the sequence begins a run.
   void runBegins(const TrackSequence& sequence);
-  /// Checks what the device has played. To be called before the sequence leaves a track for the one after the next, else
-  /// the frames of the one in between are not known for its own.
+  /// Checks the frames that the device has played. Must be called before the sequence moves on by a second track:
+  /// otherwise the frames of the track in between are not recognised as its own.
   void take(DeliveryRecord& record, const TrackSequence& sequence);
-  /// The run is over: keeps what is left of it for checkRest(). REQUIRES: the unit is stopped; the sequence has not ended
-  /// its run yet.
+  /// Ends the run: keeps the frames that are left for checkRest(). REQUIRES: the unit is stopped; the sequence has not
+  /// yet ended its run.
   void keepRest(DeliveryRecord& record, const TrackSequence& sequence);
-  /// Checks what was kept, if anything.
+  /// Checks the frames that were kept, if any.
   void checkRest();
 
   // What was found.
 
-  /// Of a track that is expected.
+  /// The report on a track that is expected.
   [[nodiscard]] std::optional<DeliveryReport> report(const AudioRenderContext* track) const;
-  /// Of the last track that is over.
+  /// The report on the last track that finished.
   [[nodiscard]] const std::optional<DeliveryReport>& lastFinished() const { return lastFinished_; }
-  /// Frames that were recorded as handed to a device and played by it, of all tracks so far.
+  /// Frames recorded as handed to a device and played by it, over all tracks.
   [[nodiscard]] std::uint64_t framesHandedOver() const { return framesHandedOver_; }
 
  private:
@@ -66,14 +66,14 @@ class DeliveryMonitor {
     DeliveryCheck check;
     bool isReleased = false;
   };
-  /// From `frame` of the run on the unit renders this track, from `position` on.
+  /// From `frame` of the run on, the unit renders this track, starting at `position`.
   struct Segment {
     std::int64_t frame = 0;
     const AudioRenderContext* track = nullptr;
     std::int64_t position = 0;
   };
 
-  /// Frames of a track, or, without a form, a run that begins at `position`.
+  /// Frames of a track; without a form, the start of a run at `position`.
   struct Kept {
     const AudioRenderContext* track = nullptr;
     std::int64_t position = 0;
@@ -92,11 +92,11 @@ class DeliveryMonitor {
   const Background background_;
   Finished finished_;
   bool areLevelsNeutral_ = true;
-  std::vector<Watched> watched_;  ///< three at most: the one before, the current one and the next
+  std::vector<Watched> watched_;  ///< three at most: the previous, the current and the next one
   std::vector<Segment> segments_;
   bool isRestKept_ = false;
-  std::vector<Kept> kept_;      ///< in the order in which it happened, from the end of a run on
-  std::int64_t nextFrame_ = 0;  ///< of the run: behind what was taken
+  std::vector<Kept> kept_;      ///< in chronological order, since the end of a run
+  std::int64_t nextFrame_ = 0;  ///< of the run: the first that was not taken yet
   std::uint64_t framesHandedOver_ = 0;
   std::optional<DeliveryReport> lastFinished_;
 };

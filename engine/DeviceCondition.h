@@ -1,6 +1,6 @@
 #pragma once
-// The properties of a device that an output was configured for. Compared with the present ones, they tell a property
-// notification without a change from a real change. A plain value.
+// The properties of a device that an output was configured for. Comparing them with the present ones distinguishes a
+// real change from a property notification without one. A plain value.
 
 #include <cstdint>
 #include <optional>
@@ -20,12 +20,12 @@ struct DeviceCondition {
   std::vector<std::optional<AudioStreamBasicDescription>> virtualFormats;   ///< of each stream
   std::uint32_t bufferFrames = 0;                                           ///< 0: unreadable
 
-  /// As the device is now. Player's thread.
+  /// Reads the present condition of the device. Player's thread.
   static DeviceCondition read(const AudioHardware& hardware, const DeviceProperties& properties, AudioObjectID device);
 
   /// Whether an output that was configured in this condition, for a source of `sourceRate` hertz, is still correct in
-  /// condition `now`: nothing has changed except properties that could not be read before, and a rate that reached
-  /// the source's late. While the output is idle (paused), properties may be unreadable.
+  /// condition `now`. Allowed changes: properties that could not be read before, and a rate that reached the source's
+  /// rate late. While the output is idle (paused), properties may be unreadable.
   [[nodiscard]] bool isKeptBy(const DeviceCondition& now, double sourceRate, bool isIdle) const;
   /// Copies the properties that can be read in `now`.
   void learn(const DeviceCondition& now);

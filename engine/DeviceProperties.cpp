@@ -10,11 +10,11 @@
 namespace tolvane {
 namespace {
 
-// How long a rate that was written may take to arrive.
+// Time for a rate that was written to take effect.
 constexpr int settleRounds = 50;
 constexpr std::chrono::microseconds settlePause{5000};
 /// For this long after a rate was restored, a device that is still at its old rate counts as slow. After that, another
-/// program counts as having set it.
+/// program is assumed to have set it.
 constexpr std::chrono::milliseconds slowestSettling{600};
 
 constexpr auto nominalRateAddress = globalAddress(kAudioDevicePropertyNominalSampleRate);
@@ -86,10 +86,10 @@ AudioPlayerError DeviceProperties::withOwner(AudioPlayerError error, AudioObject
 
 HogModeReport DeviceProperties::acquireHogMode(AudioObjectID deviceID) {
   const HogModeReport before = readHogMode(deviceID);
-  // The write toggles: where the owner is not known, it might give away what this process has.
+  // Writing toggles hog mode: if the owner is unknown, it might release what this process owns.
   if (!before.isSupported || !before.isOwnerKnown || before.ownerPID != -1) return before;
   if (!isSettable(deviceID, hogModeAddress)) return before;
-  constexpr std::int32_t anyPID = -1;  // the value does not count
+  constexpr std::int32_t anyPID = -1;  // the driver ignores the value
   if (hardware_.setPropertyData(deviceID, hogModeAddress, anyPID) != noErr) return before;
   return readHogMode(deviceID);
 }
@@ -97,7 +97,7 @@ HogModeReport DeviceProperties::acquireHogMode(AudioObjectID deviceID) {
 void DeviceProperties::releaseHogMode(AudioObjectID deviceID) {
   const HogModeReport report = readHogMode(deviceID);
   if (!report.isOwnedByCurrentProcess) return;
-  // Runs while everything is being undone: nobody could act on a failure.
+  // Runs during cleanup: no caller could act on a failure.
   (void)hardware_.setPropertyData(deviceID, hogModeAddress, report.ownerPID);
 }
 
@@ -112,7 +112,7 @@ SampleRateReport DeviceProperties::configureSampleRate(double requested, AudioOb
   }
   if (accepted) waitForRate(requested, deviceID);
   SampleRateReport report = readSampleRates(requested, deviceID);
-  // A request that is refused leaves the earlier one on its way.
+  // A refused request leaves the earlier one pending.
   if (rateChangeAttempted && accepted) {
     if (ratesAgree(requested, report.nominalRate))
       onTheirWay_.erase(deviceID);
@@ -145,7 +145,7 @@ SampleRateReport DeviceProperties::readSampleRates(double requested, AudioObject
 void DeviceProperties::restoreNominalSampleRate(double saved, AudioObjectID deviceID) {
   const auto current = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
   if (!current) return;
-  // A rate that the device has not taken yet would replace the one that it still has.
+  // Writing a rate that the device has not adopted yet would replace the one that it still has.
   const bool wasLeaving = isLeaving(deviceID, *current);
   onTheirWay_.erase(deviceID);
   if (ratesAgree(*current, saved) && !wasLeaving) return;
@@ -166,7 +166,7 @@ std::optional<double> DeviceProperties::waitForRestoredRate(AudioObjectID device
   const auto dueBy = restored.writtenAt + settleRounds * settlePause;
   while (runLoop_.now() < dueBy && !hasArrived()) runLoop_.sleepFor(settlePause);
   if (runLoop_.now() - restored.writtenAt > slowestSettling) return std::nullopt;
-  // Any other rate is one that another program has chosen since.
+  // If the device has any other rate, another program has chosen it since.
   const auto nominal = readDeviceSampleRate(deviceID, kAudioDevicePropertyNominalSampleRate);
   const bool isStillLeaving = nominal && !hasArrived() && ratesAgree(restored.left, *nominal);
   return isStillLeaving ? std::optional(restored.rate) : std::nullopt;
@@ -174,7 +174,7 @@ std::optional<double> DeviceProperties::waitForRestoredRate(AudioObjectID device
 
 bool DeviceProperties::hasNoRateOfItsOwn(AudioObjectID deviceID) {
   const auto value = hardware_.propertyData(deviceID, nominalRateAddress);
-  // Any other error says nothing about the rate.
+  // Any other error gives no information about the rate.
   if (!value) return value.error() == kAudioHardwareNotRunningError;
   const auto own = ownRates_.find(deviceID);
   if (own == ownRates_.end()) return false;

@@ -1,6 +1,5 @@
 #pragma once
-// What every part of the engine uses: devices, time, the log and the workers. Player's thread. Constant after
-// construction.
+// What every part of the engine uses: devices, time, log and workers. Player's thread. Constant after construction.
 
 #include <memory>
 #include <utility>

@@ -1,6 +1,6 @@
 #pragma once
-// The states of the engine and what each of them owns. Values, moved from one state into the next by
-// EngineStateMachine, the only place that changes them.
+// The states of the engine and what each state owns. Values; only EngineStateMachine moves them from one state to the
+// next.
 
 #include <cstdint>
 #include <functional>
@@ -13,14 +13,14 @@
 
 namespace tolvane {
 
-/// What is published of a state.
+/// The published form of a state.
 enum class TransportState : std::uint8_t { stopped, preparing, playing, paused };
 
-/// How a track that is being prepared is to be started.
+/// How to start a track that is being prepared.
 struct TrackStart {
-  std::function<void()> started;          ///< called when it has started, or could not be
-  std::function<double(double)> startAt;  ///< its first position in seconds, by its duration; null: its beginning
-  bool isPaused = false;                  ///< it waits to be resumed
+  std::function<void()> started;          ///< called when it has started, or failed to
+  std::function<double(double)> startAt;  ///< duration to first position, in seconds; null: 0
+  bool isPaused = false;                  ///< will be paused when it is ready
 };
 
 /// No track is loaded.
@@ -28,18 +28,18 @@ struct Stopped {
   std::unique_ptr<Output> kept;  ///< null, except while the end of a track is announced
 };
 
-/// A track is read into memory.
+/// A track is being read into memory.
 struct Preparing {
   TrackStart start;
-  std::unique_ptr<Output> kept;  ///< of the track before, playing silence; null: none was kept
+  std::unique_ptr<Output> kept;  ///< of the previous track, playing silence; null: none was kept
 };
 
-/// The output for a track is being opened. Lasts for one call, in which the device may block.
+/// The output for a track is being opened. Lasts for one call, during which the device may block.
 struct Configuring {
   PreparedAudio track;
   std::unique_ptr<Output> output;  ///< null until the device is known
   TransportState shown = TransportState::preparing;
-  bool startsPaused = false;             ///< shown while preparing
+  bool startsPaused = false;             ///< published while preparing
   std::optional<FoundRate> foundRate{};  ///< of the output that this one replaces
 };
 
@@ -54,26 +54,26 @@ struct Paused {
   std::unique_ptr<Output> output;
 };
 
-/// The output has failed; between two attempts to open it again nothing of the device is held.
+/// The output has failed. Between two attempts to reopen it, no resource of the device is held.
 struct Recovering {
   PreparedAudio track;
-  bool returnsToPlaying = true;        ///< else to paused
+  bool returnsToPlaying = true;        ///< false: to paused
   std::optional<FoundRate> foundRate;  ///< of the output that failed
 };
 
 using EngineState = std::variant<Stopped, Preparing, Configuring, Playing, Paused, Recovering>;
 
-// What a state says and owns.
+// Queries on a state.
 
-/// As it is published: a recovery is playing or paused.
+/// The published form: a recovery counts as playing or paused.
 [[nodiscard]] TransportState shownState(const EngineState& state);
 /// The loaded track; null while stopped or preparing.
 [[nodiscard]] const PreparedAudio* trackOf(const EngineState& state);
-/// Where the output of this state is, the kept one of Stopped and Preparing included; null: it has none.
+/// The output of this state, including one kept by Stopped or Preparing; null: it has none.
 [[nodiscard]] std::unique_ptr<Output>* outputSlotOf(EngineState& state);
 [[nodiscard]] Output* outputOf(const EngineState& state);
-/// The rate at which the device was found, also between two outputs of one track: the engine's own rate is not the one
-/// to come back to.
+/// The rate at which the device was found, even between two outputs of one track: the rate to restore is never one that
+/// the engine set.
 [[nodiscard]] std::optional<FoundRate> foundRateOf(const EngineState& state);
 
 }  // namespace tolvane

@@ -10,7 +10,7 @@
 namespace tolvane {
 namespace {
 
-/// A track on a share that does not answer must not keep the device from others.
+/// Time limit, so that a track on a share that does not answer does not keep the device from other programs.
 constexpr auto longestKeeping = std::chrono::seconds(10);
 
 }  // namespace
@@ -22,7 +22,7 @@ EngineStateMachine::EngineStateMachine(AudioHardware& hardware, AudioFileService
       upcoming_(TrackPreparation(files, services_.outputLevels), runLoop, std::move(lowPriority),
                 [this] { transition_.prepareAndCouple(); }) {}
 
-// What the state is.
+// Queries.
 
 bool EngineStateMachine::isPlayingOrPaused() const {
   const TransportState shown = transportState();
@@ -41,7 +41,7 @@ std::unique_ptr<Output> EngineStateMachine::takeOutput() {
   return slot != nullptr ? std::move(*slot) : nullptr;
 }
 
-// Into a track.
+// Starting a track.
 
 void EngineStateMachine::beginPreparation(const FileURL& url, TrackStart start) {
   preparer_.cancel();
@@ -55,7 +55,7 @@ void EngineStateMachine::beginPreparation(const FileURL& url, TrackStart start) 
   next_.sampleRate = 0;
   next_.currentURL = url;
   next_.audioPathStatus = AudioPathStatus::configuring();
-  // What is kept open is not watched until the track is there.
+  // A kept output is not monitored until its next track is ready.
   if (isKept && choices_.isExclusiveAccessEnabled) setExclusiveAccessStatus(ExclusiveAccessStatus::checking());
   publish();
 }
@@ -97,7 +97,7 @@ Result<void> EngineStateMachine::startTrack(const PreparedAudio& track, TrackSta
   setLength(context);
   publish();  // the device may block
   if (continues && continueOutput(startPlayback)) return {};
-  // The device that is opened anew need not be brought to its former rate in between.
+  // If the same device is reopened, its former rate need not be restored in between.
   std::optional<FoundRate> foundRate;
   if (const Output* kept = output()) {
     const auto device = services_.device.resolveOutputDevice(choices_.preferredDeviceID);
@@ -201,7 +201,7 @@ bool EngineStateMachine::restartUnit(std::string_view failureMessage) {
 
 OSStatus EngineStateMachine::startUnit() {
   Output& open = *output();
-  // A unit that stopped by itself begins a new run: what was not heard of the last one comes first.
+  // A unit that stopped by itself begins a new run; first the track moves back to the frames that were not heard.
   if (open.hasStoppedByItself()) (void)stopUnit();
   if (!open.isStarted()) {
     open.beginRun();
@@ -216,7 +216,7 @@ OSStatus EngineStateMachine::stopUnit() {
   return result.status;
 }
 
-// From one track into the next.
+// Crossing into the next track.
 
 void EngineStateMachine::cross(PreparedAudio next) {
   completion_.cancel();
@@ -263,7 +263,7 @@ std::unique_ptr<Output> EngineStateMachine::keepOutput(bool unitAlreadyStopped) 
     closeKeptOutput();
     publish();
   });
-  return takeOutput();  // the track goes with its state, at once: the next one may need the memory
+  return takeOutput();  // drops the track together with its state: the next one may need the memory
 }
 
 void EngineStateMachine::complete(bool keepsOutput) {
@@ -275,7 +275,7 @@ void EngineStateMachine::complete(bool keepsOutput) {
   state_ = Stopped{.kept = std::move(kept)};
   forgetTrack();
   next_.audioPathStatus = AudioPathStatus::ready();
-  // Published last: an observer may start the next track from within this change.
+  // Published last: an observer may start the next track from this notification.
   ++next_.playbackCompletionCount;
   publish();
   if (!is<Stopped>() || !isOutputKept()) return;
@@ -283,7 +283,7 @@ void EngineStateMachine::complete(bool keepsOutput) {
   publish();
 }
 
-// Out of a track.
+// Ending a track.
 
 void EngineStateMachine::stop(AudioPathStatus status, const TearDownOptions& options) {
   tearDown(options);
@@ -371,7 +371,7 @@ void EngineStateMachine::forgetTrack() {
   next_.sampleRate = 0;
 }
 
-// What is published.
+// Published values.
 
 void EngineStateMachine::setExclusiveAccessStatus(ExclusiveAccessStatus status) {
   if (status == next_.exclusiveAccessStatus) return;
@@ -384,7 +384,7 @@ void EngineStateMachine::judgePath(const HogModeReport& hogReport) {
   if (track() == nullptr || open == nullptr) return;
   PathJudgement judgement = tolvane::judgePath(services_, *open, *track(), hogReport, choices_);
   next_.audioPathStatus = std::move(judgement.status);
-  // One value while it is the same: it is compared and handed over by its address.
+  // Keeps the same object while the value is equal: consumers compare and share it by address.
   if (!next_.signalPath || *next_.signalPath != judgement.path)
     next_.signalPath = std::make_shared<const SignalPath>(std::move(judgement.path));
 }

@@ -24,9 +24,9 @@ std::optional<double> ExclusiveAccess::setExclusiveAccessEnabled(bool enabled) {
   machine_.setExclusiveAccessEnabled(enabled);
   const bool isLoaded = machine_.isPlayingOrPaused();
   if (!enabled) machine_.setExclusiveAccessStatus(ExclusiveAccessStatus::off());
-  // What was kept open for the next track is opened anew for it.
+  // An output kept for the next track must be reopened with the new setting.
   if (changed && machine_.isOutputKept()) machine_.closeKeptOutput();
-  // Between two attempts at a recovery the next one finds out what it is to do.
+  // Between two attempts to recover, the next attempt determines the status.
   if (enabled && (!isLoaded || (changed && machine_.is<Recovering>())))
     machine_.setExclusiveAccessStatus(ExclusiveAccessStatus::requested());
   machine_.publish();

@@ -1,5 +1,5 @@
 #pragma once
-// The published status of Exclusive Access and the listener's switch for exclusive ownership of the device (hog mode).
+// The published status of Exclusive Access, and the user's switch for exclusive ownership of the device (hog mode).
 // Player's thread. Verification changes the device only through acquireHogMode; the switch rebuilds the output.
 
 #include <optional>
@@ -15,18 +15,18 @@ class ExclusiveAccess {
  public:
   explicit ExclusiveAccess(EngineStateMachine& machine) : machine_(machine) {}
 
-  /// Turns a reading into ownership and a status; judges the path again when the status changed and it is asked for.
-  /// The caller publishes.
+  /// Turns a reading into ownership and a status. If `judgesPath` and the status changed, judges the path again. The
+  /// caller publishes.
   void applyHogModeReport(const HogModeReport& report, bool judgesPath);
 
-  /// The listener's switch. Rebuilds the output in place while playing or paused, and then returns the position in
-  /// seconds at which it goes on.
+  /// The user's switch. While playing or paused, rebuilds the output in place and returns the position, in seconds, at
+  /// which it continues.
   std::optional<double> setExclusiveAccessEnabled(bool enabled);
 
-  /// Reads hog mode, retakes it when the device is free and that is wanted (at most once a second), applies the report.
+  /// Reads hog mode, retakes it if it is wanted and the device is free (at most once a second), and applies the report.
   void verifyExclusiveAccess(bool recoverIfAvailable);
 
-  /// Verifies twice a second from now on, when Exclusive Access is on and an output is configured.
+  /// From now on verifies twice a second while Exclusive Access is on and an output is configured.
   void startExclusiveAccessMonitorIfNeeded();
   void stopExclusiveAccessMonitor();
 

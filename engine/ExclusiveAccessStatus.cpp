@@ -11,7 +11,7 @@ using Kind = ExclusiveAccessStatus::Kind;
 
 namespace {
 
-/// In whole minutes: the message need not change with every reading.
+/// In whole minutes, so that the message does not change with every reading.
 std::string waitingMessage(double seconds) {
   const double minutes = std::ceil(seconds / 60);
   return fmt::format(

@@ -1,5 +1,5 @@
 #pragma once
-// Whether this program exclusively owns the output device, in a word and a sentence. A value.
+// Whether this program exclusively owns the output device, as a word and a sentence. A value.
 
 #include <cstdint>
 #include <string>
@@ -20,11 +20,11 @@ struct ExclusiveAccessStatus {
   [[nodiscard]] static ExclusiveAccessStatus off();
   [[nodiscard]] static ExclusiveAccessStatus requested();
   [[nodiscard]] static ExclusiveAccessStatus checking();
-  /// What a reading of the device says while Exclusive Access is on.
+  /// The status for a reading of the device while Exclusive Access is on.
   [[nodiscard]] static ExclusiveAccessStatus verified(const HogModeReport& report);
 };
 
-/// "off", "requested", …: the case's name, as the log prints it.
+/// The name of the kind: "off", "requested", …
 [[nodiscard]] std::string_view kindName(ExclusiveAccessStatus::Kind kind);
 
 }  // namespace tolvane

@@ -1,5 +1,5 @@
 #pragma once
-// What is known about a failure besides its stage and status. A value, for the plain words.
+// What is known about a failure besides its stage and status. A value, from which PlainWords makes a sentence.
 
 #include <cstdint>
 #include <optional>
@@ -9,25 +9,25 @@
 
 namespace tolvane {
 
-/// A track of which the file holds less than its header states.
+/// A track whose file holds less data than its header states.
 struct TrackCut {
   double heldSeconds = 0;
-  double wholeSeconds = 0;  ///< as the header states it
+  double wholeSeconds = 0;  ///< the length in the header
 
   bool operator==(const TrackCut&) const = default;
 };
 
-/// Another process, which has the device.
+/// Another process, which owns the device.
 struct DeviceOwner {
   std::int32_t pid = 0;
-  std::string name;  ///< as the process has chosen it, control characters included; empty: not known
+  std::string name;  ///< chosen by that process, may contain control characters; empty: unknown
 
   bool operator==(const DeviceOwner&) const = default;
 };
 
 struct FailureContext {
   FileFinding file{};
-  std::string expectedFormat{};  ///< of the file by its name, as AudioFormat::name; empty: none that is played
+  std::string expectedFormat{};  ///< AudioFormat::name by the extension; empty: unsupported
   std::optional<TrackCut> cut{};
   std::optional<DeviceOwner> owner{};
 

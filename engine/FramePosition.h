@@ -1,12 +1,13 @@
 #pragma once
-// Seconds of a track as frames. Pure.
+// Converts seconds of a track to frames. Pure.
 
 #include <cmath>
 
 namespace tolvane {
 
-/// The frame that holds this moment, cut off; not finite where the product is not. A reported position is a quotient,
-/// whose product with the rate may fall short of the frame by a rounding error; the tolerance is in frames.
+/// The frame that contains this moment, rounded down; not finite if the product is not. A reported position is frames
+/// divided by the rate; multiplied again it may fall short of a whole frame by a rounding error. The tolerance is in
+/// frames.
 inline double frameAt(double seconds, double rate) {
   constexpr double tolerance = 1e-4;
   return std::floor(seconds * rate + tolerance);

@@ -1,5 +1,5 @@
 #pragma once
-// What the listener chose for the output. A plain value.
+// The user's choices for the output. A plain value.
 
 #include <optional>
 
@@ -10,7 +10,7 @@ namespace tolvane {
 
 struct ListenerChoices {
   OutputLevels outputLevels;
-  std::optional<AudioObjectID> preferredDeviceID;  ///< none: follow the system's default
+  std::optional<AudioObjectID> preferredDeviceID;  ///< nothing: follow the system's default
   bool isExclusiveAccessEnabled = false;
 };
 

@@ -22,7 +22,7 @@ Result<Output::Opened> Output::open(const PreparedAudio& track, bool takesHogMod
   Opened opened;
   opened.transportType = device.readDeviceUInt32(deviceID_, kAudioDevicePropertyTransportType).value_or(0);
   const bool isBluetooth = isBluetoothTransport(opened.transportType);
-  if (!isBluetooth) findRate(foundRate);  // the rate of a Bluetooth link is its own affair
+  if (!isBluetooth) findRate(foundRate);  // a Bluetooth link chooses its own rate
 
   takesHogMode_ = takesHogMode;
   opened.hogMode = takesHogMode ? device.acquireHogMode(deviceID_) : device.readHogMode(deviceID_);
@@ -52,7 +52,7 @@ void Output::findRate(std::optional<FoundRate> foundRate) {
   foundRate_->hadNone = services_.device.hasNoRateOfItsOwn(deviceID_);
   if (foundRate_->hadNone) foundRate_->rate.reset();
   if (!foundRate || foundRate->deviceID != deviceID_) return;
-  // A rate that is neither the one that was found nor the engine's own is one that another program has chosen since.
+  // If the rate is neither the one that was found nor one that the engine set, another program has chosen it since.
   const auto isNow = [&](double rate) { return !nominal || ratesAgree(rate, *nominal); };
   if (isNow(foundRate->rate.value_or(0)) || isNow(foundRate->requestedRate) || isNow(foundRate->settledRate))
     foundRate_ = foundRate;
@@ -81,7 +81,7 @@ void Output::giveBack(bool restoresSampleRate) {
 bool Output::carries(const PreparedAudio& track) const {
   if (!source_ || track.context->format() != source_->format || track.channels != source_->channels) return false;
   if (track.sourceBitDepth == source_->bitDepth && track.sourceIsFloat == source_->isFloat) return true;
-  // The unit may have opened the device in a format that carries no more than the track it was opened for.
+  // The unit may have opened the device in a format that is only wide enough for the first track.
   const auto physical = services_.device.readOutputPhysicalFormat(deviceID_);
   return physical && physicalFormatCompatibility(track, *physical);
 }
@@ -106,7 +106,7 @@ void Output::loadSilence() {
 }
 
 void Output::beginRun() {
-  // More than a ring and what is played until the health check looks further ahead.
+  // More than a ring buffer and the frames that are played before the next health check.
   constexpr double firstSeconds = 1.5;
   if (track_) track_->bringIntoMemory(firstSeconds);
   sequence_.beginRun();

@@ -17,7 +17,7 @@ constexpr std::int64_t healthyChecksToReset = healthyRecoveryResetInterval / hea
 constexpr std::int64_t stoppedChecksToRecover = 2;
 constexpr std::int64_t stalledChecksToRecover = 3;
 constexpr std::int64_t maximumRecoveryAttempts = 3;
-constexpr double propertyChangeDelay = 0.35;  // seconds: a burst of related notifications makes one recovery
+constexpr double propertyChangeDelay = 0.35;  // seconds: a burst of related notifications causes one recovery
 constexpr double backOffPerAttempt = 0.5;     // seconds
 
 constexpr std::array observedDeviceProperties{
@@ -37,7 +37,7 @@ constexpr std::array judgedProperties{kAudioDevicePropertyNominalSampleRate, kAu
 void OutputSupervision::installOutputPropertyObservers(AudioObjectID deviceID) {
   removeOutputPropertyObservers();
   configuredFor_ = DeviceCondition::read(machine_.services().hardware, machine_.services().device, deviceID);
-  // Some devices have a buffer only once the unit runs.
+  // Some devices have a buffer only while the unit runs.
   if (configuredFor_.bufferFrames != 0) machine_.output()->setBufferFrames(configuredFor_.bufferFrames);
   const std::uint64_t generation = outputObservationGeneration_;
   for (const auto& address : observedDeviceProperties) observeAudioProperty(deviceID, address, generation);
@@ -69,9 +69,9 @@ void OutputSupervision::handleOutputPropertyChange(FourCharCode selector, std::u
   if (generation != outputObservationGeneration_ || !(machine_.is<Playing>() || machine_.is<Paused>())) return;
   if (selector == kAudioDevicePropertyHogMode) return machine_.exclusiveAccess().verifyExclusiveAccess(true);
   if (selector == kAudioDevicePropertyReopeningIsDue) return reopenIfDue();
-  // A volume that somebody moves on the way to the device: the output is as good as before, and the verdict is another.
+  // For example, a volume along the path has changed: the output is still correct, only the verdict changes.
   if (selector == kAudioDevicePropertyProcessingIsActive) return judgePathAgain();
-  // The recovery waits for the rest of a burst; a verdict that is no longer true does not.
+  // The recovery waits until the burst ends; the verdict is corrected at once.
   if (std::ranges::find(judgedProperties, selector) != judgedProperties.end()) judgePathAgain();
   machine_.services().logger.standard("Output property changed: {}", selector);
   const bool canBeHarmless = machine_.outputWithUnit() && selector != kAudioDevicePropertyDeviceIsAlive;
@@ -102,7 +102,7 @@ void OutputSupervision::judgePathAgain() {
 }
 
 void OutputSupervision::startOutputHealthMonitor() {
-  // The clock of an earlier unit, or of the time before a pause, says nothing about this one.
+  // Clock readings of an earlier unit, or from before a pause, do not apply to this one.
   stalledHealthChecks_ = 0;
   stoppedHealthChecks_ = 0;
   lastRenderSampleTime_.reset();
@@ -134,7 +134,7 @@ void OutputSupervision::keepMusicInMemory() const {
   constexpr double secondsAhead = 5;
   const Output* const output = machine_.output();
   if (output == nullptr || !output->track() || output->track()->isInMemory(secondsAhead)) return;
-  if (isReadingAhead_->exchange(true)) return;  // a slow disk has one reader, not a new one each time
+  if (isReadingAhead_->exchange(true)) return;  // so that a slow disk has only one reader at a time
   machine_.services().background([current = std::weak_ptr(output->track()), isReading = isReadingAhead_] {
     if (const auto context = current.lock()) context->bringIntoMemory(secondsAhead);
     *isReading = false;
@@ -200,7 +200,7 @@ void OutputSupervision::recoverOutputIfNeeded() {
   if (recoveryAttempts_ >= maximumRecoveryAttempts)
     return finishRecoveryWithError(AudioPlayerError::message(recoveryReason_));
   ++recoveryAttempts_;
-  stableHealthChecks_ = 0;  // health before the fault earns no new attempts, only health after it
+  stableHealthChecks_ = 0;  // only checks that pass after the fault count towards new attempts
   const bool wasPlaying = machine_.isPlaying();
   if (machine_.is<Playing>())
     if (const OSStatus status = machine_.stopUnit(); status != noErr)
@@ -218,7 +218,7 @@ void OutputSupervision::recoveryFailed(const AudioPlayerError& error) {
   machine_.services().logger.standard("Output recovery attempt {} failed: {}", recoveryAttempts_,
                                       error.errorDescription());
   if (recoveryAttempts_ >= maximumRecoveryAttempts) return finishRecoveryWithError(error);
-  // Nothing half-built, no rate and no hog mode is held while waiting for the next attempt.
+  // No half-built unit, rate or hog mode is held until the next attempt.
   machine_.waitForNextAttempt();
   scheduleOutputRecovery(recoveryReason_, static_cast<double>(recoveryAttempts_) * backOffPerAttempt);
 }

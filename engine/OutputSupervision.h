@@ -1,6 +1,6 @@
 #pragma once
-// Watches a configured output: property listeners, a health timer, and the bounded recovery that rebuilds the output at
-// the same frame. Player's thread.
+// Monitors a configured output with property listeners and a health timer, and runs the bounded recovery that rebuilds
+// the output at the same frame. Player's thread.
 
 #include <atomic>
 #include <cstdint>
@@ -25,21 +25,21 @@ class OutputSupervision {
   OutputSupervision(const OutputSupervision&) = delete;
   OutputSupervision& operator=(const OutputSupervision&) = delete;
 
-  /// Listens to the device and its output streams, in place of what was listened to before. What the device is like now
-  /// is what it was configured for.
+  /// Observes the device and its output streams, instead of those observed before. The present condition of the device
+  /// becomes the one that it was configured for.
   void installOutputPropertyObservers(AudioObjectID deviceID);
   void removeOutputPropertyObservers();
 
-  /// Looks twice a second for a render error, a unit that stopped and a clock that stands still.
+  /// Checks twice a second for a render error, a stopped unit and a clock that does not advance.
   void startOutputHealthMonitor();
   void stopOutputHealthMonitor();
 
-  /// While the output is paused: opens it anew, in a later turn, where others wait for that.
+  /// While the output is paused: reopens it, in a later turn, if other users of the device wait for that.
   void reopenIfDue();
 
-  /// A new track, or none: all counters start again and no recovery is pending.
+  /// A new track, or none: resets all counters and cancels a pending recovery.
   void resetRecoveryState();
-  /// A recovery that waits for its moment does not come; the counters stay.
+  /// Cancels a pending recovery and keeps the counters.
   void cancelPendingRecovery();
 
  private:
@@ -52,11 +52,11 @@ class OutputSupervision {
   void keepMusicInMemory() const;
   [[nodiscard]] bool reportsRenderError();
   [[nodiscard]] bool reportsStoppedUnit();
-  /// Whether the render clock moved since the last check; nothing when there is no earlier reading to compare with.
+  /// Whether the render clock has advanced since the last check; nothing without an earlier reading.
   [[nodiscard]] std::optional<bool> renderClockProgressed();
 
   void scheduleOutputRecovery(std::string reason, double delay);
-  /// After a notice, when a burst of them has passed: whether the output is as good as when it was configured.
+  /// After the end of a burst of notifications: whether the output is still as it was configured.
   [[nodiscard]] bool isAsConfigured();
   void recoverOutputIfNeeded();
   void recoveryFailed(const AudioPlayerError& error);
@@ -64,8 +64,8 @@ class OutputSupervision {
 
   EngineStateMachine& machine_;
   std::vector<AudioHardware::ListenerID> propertyObservations_;
-  std::uint64_t outputObservationGeneration_ = 0;  ///< grows at each removal: older notifications are stale
-  /// Ends with this object: a notification that was queued before finds nobody.
+  std::uint64_t outputObservationGeneration_ = 0;  ///< incremented at each removal: older notifications are stale
+  /// Expires with this object, so that a notification that was queued before has no effect.
   std::shared_ptr<OutputSupervision*> self_ = std::make_shared<OutputSupervision*>(this);
 
   RunLoop::Timer healthTimer_;
@@ -75,14 +75,15 @@ class OutputSupervision {
   std::optional<double> lastRenderSampleTime_;
   std::optional<std::int64_t> lastRenderCycleCount_;
 
-  DeviceCondition configuredFor_;  ///< of the device, when it was configured last
-  /// The device's buffer at the last recovery after a notice. When it is reported again, recovery does not change it.
+  DeviceCondition configuredFor_;  ///< the device when it was last configured
+  /// The device's buffer at the last recovery after a notification. A recovery does not change it if it is reported
+  /// again.
   std::optional<std::uint32_t> bufferFramesThatStay_;
   /// Set by the player's thread, cleared by the thread that reads it.
   const std::shared_ptr<std::atomic<bool>> isReadingAhead_ = std::make_shared<std::atomic<bool>>(false);
 
   RunLoop::Timer recoveryTask_;
-  bool recoversOnlyAfterAChange_ = false;  ///< the pending one
+  bool recoversOnlyAfterAChange_ = false;  ///< applies to the pending recovery
   std::string recoveryReason_;
   std::int64_t recoveryAttempts_ = 0;
 };

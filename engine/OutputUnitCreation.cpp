@@ -41,13 +41,13 @@ Result<std::unique_ptr<AudioOutputUnit>> createOutputUnit(AudioHardware& hardwar
     if (const OSStatus status = unit->setProperty(step.property, step.scope, step.element, step.value); status != noErr)
       return abandon(step.stage, status);
 
-  // A unit expects the usual channels by itself.
+  // The usual channel order is a unit's default.
   if (const ChannelLayout& channels = track.channels;
       !channels.positions.empty() && channels != usualLayout(track.context->format().mChannelsPerFrame)) {
     const OSStatus status = unit->setProperty(Property::channelLayout, Scope::input, 0, channels);
     if (status != noErr) return abandon("Setting the source PCM format", status);
   }
-  // Hints: a unit without these properties plays all the same.
+  // Optional: a unit without these properties can still play.
   if (!track.sourceIsFloat) (void)unit->setProperty(Property::sourceBits, Scope::input, 0, track.sourceBitDepth);
   if (prefersHighQualityConversion)
     (void)unit->setProperty(Property::renderQuality, Scope::global, 0, kRenderQuality_Max);

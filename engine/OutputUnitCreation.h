@@ -1,5 +1,5 @@
 #pragma once
-// Builds the output unit for a track, in one fixed order of steps. Player's thread.
+// Builds the output unit for a track, in a fixed order of steps. Player's thread.
 
 #include <memory>
 
@@ -11,8 +11,8 @@
 namespace tolvane {
 
 /// An initialized unit on this device that pulls `source` in the track's own format; after a failure no unit is left.
-/// `deliveries`, which may be null, records what it hands to the device. REQUIRES: what `source` refers to outlives the
-/// unit.
+/// `deliveries`, which may be null, records what the unit hands to the device. REQUIRES: the object behind `source`
+/// outlives the unit.
 [[nodiscard]] Result<std::unique_ptr<AudioOutputUnit>> createOutputUnit(AudioHardware& hardware, AudioObjectID deviceID,
                                                                         const PreparedAudio& track,
                                                                         AURenderCallback source,

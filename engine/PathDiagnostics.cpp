@@ -14,7 +14,7 @@ std::string framesText(std::int64_t frames, double rate) {
   return rate > 0 ? fmt::format("{}, {:.1f} ms", count, static_cast<double>(frames) / rate * milliseconds) : count;
 }
 
-/// What becomes of the samples behind the player, where they may change there; empty where they do not.
+/// What happens to the samples after they leave the player, if they may change there; else empty.
 std::string_view textBehindPlayer(const SignalPath& path) {
   using Condition = PathStage::Condition;
   const auto isBehind = [](const PathStage& stage) {

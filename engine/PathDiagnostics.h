@@ -1,6 +1,6 @@
 #pragma once
-// What is known of the signal path, its past, and what went over it: for the window's sheet and the report. A value,
-// and the texts that both have of it.
+// What is known about the signal path, its history, and the samples that it carried: for the window's sheet and the
+// report. A value, and the texts that both show.
 
 #include <cstdint>
 #include <memory>
@@ -19,7 +19,7 @@
 namespace tolvane {
 
 struct PathDiagnostics {
-  RunLoop::TimePoint at{};  ///< of the reading
+  RunLoop::TimePoint at{};  ///< when this was read
   AudioPathStatus status = AudioPathStatus::ready();
   ExclusiveAccessStatus exclusiveAccess = ExclusiveAccessStatus::off();
   std::shared_ptr<const SignalPath> path;  ///< null: none
@@ -28,27 +28,27 @@ struct PathDiagnostics {
   std::vector<PathEvent> history;  ///< oldest first
   OutputStatistics statistics;
   std::uint64_t framesHandedOver = 0;          ///< of all tracks, as far as they were recorded
-  std::optional<DeliveryReport> delivery;      ///< of the loaded track, half a second old at most
-  std::optional<DeliveryReport> lastDelivery;  ///< of the last track that is over
+  std::optional<DeliveryReport> delivery;      ///< of the loaded track, at most half a second old
+  std::optional<DeliveryReport> lastDelivery;  ///< of the last track that finished
 
-  // Of the output; 0 and nothing without one.
+  // Of the output; 0 or nothing without one.
   double rate = 0;                          ///< hertz, of the track
-  std::uint32_t bufferFrames = 0;           ///< 0: not known
-  std::optional<std::int64_t> framesAhead;  ///< rendered and not heard yet
+  std::uint32_t bufferFrames = 0;           ///< 0: unknown
+  std::optional<std::int64_t> framesAhead;  ///< rendered but not heard yet
 };
 
 struct NamedText {
   std::string name;
   std::string text;
-  bool isWarning = false;  ///< the user should know: a damaged file, samples that differ
+  bool isWarning = false;  ///< needs the user's attention: a damaged file, samples that differ
 
   bool operator==(const NamedText&) const = default;
 };
 
-/// Underruns, recoveries, buffer, latency, frames handed over: those that are known.
+/// Underruns, recoveries, buffer, latency, frames handed to the device: those that are known.
 [[nodiscard]] std::vector<NamedText> pathCounters(const PathDiagnostics& diagnostics);
 
-/// What was shown of the samples of this track and of the one before.
+/// What was found about the samples of this track and of the previous one.
 [[nodiscard]] std::vector<NamedText> deliveryTexts(const PathDiagnostics& diagnostics);
 
 /// "just now", "12 s ago", "3 min ago", "2 h ago"

@@ -8,14 +8,14 @@
 namespace tolvane {
 namespace {
 
-/// While a volume is moved it is reported many times a second.
+/// While a volume is being changed, it is reported many times a second.
 constexpr auto recent = std::chrono::seconds(1);
 
 bool isVerdict(AudioPathStatus::Kind kind) {
   return kind != AudioPathStatus::Kind::ready && kind != AudioPathStatus::Kind::configuring;
 }
 
-/// Whether both say the same of every stage, but for the texts.
+/// Whether both have the same value for every stage, apart from the texts.
 bool hasSameConditions(const SignalPath& a, const SignalPath& b) {
   return a.named == b.named && std::ranges::equal(a.stages, b.stages, {}, &PathStage::condition, &PathStage::condition);
 }
@@ -72,7 +72,7 @@ bool PathHistory::replaceRecent(const PathEvent& event) {
   for (auto known = events_.rbegin(); known != events_.rend() && event.at - known->at < recent; ++known) {
     if (known->kind != event.kind) continue;
     *known = event;
-    // In order of time.
+    // In chronological order.
     std::rotate(events_.rbegin(), known, std::next(known));
     return true;
   }

@@ -1,6 +1,6 @@
 #pragma once
-// What has become of the signal path since the player was created: the last changes of verdict, path and device, and
-// the recoveries. A bounded record. Player's thread; touches nothing but itself.
+// The history of the signal path since the player was created: the last changes of verdict, path and device, and the
+// recoveries. A bounded record. Player's thread; depends on nothing else.
 
 #include <array>
 #include <cstddef>
@@ -34,15 +34,15 @@ class PathHistory {
   static constexpr std::size_t capacity = 200;
   using ChangeTimes = std::array<std::optional<RunLoop::TimePoint>, everyPathStage.size()>;
 
-  /// What is published now; `path` is null while none is judged, which is no change. The events that are new, for the
-  /// log. A text that differs from one of the last second in a figure only (a volume that is being moved) replaces that
-  /// and is not new.
+  /// Records the published state; `path` is null while none is judged, which does not count as a change. Returns the
+  /// new events, for the log. A text that differs only in a figure from one of the last second (a volume that is being
+  /// changed) replaces that text and is not a new event.
   std::vector<PathEvent> note(RunLoop::TimePoint now, const AudioPathStatus& status, const SignalPath* path);
   PathEvent noteRecovery(RunLoop::TimePoint now, std::string text);
 
   /// Oldest first.
   [[nodiscard]] const std::deque<PathEvent>& events() const { return events_; }
-  /// When each stage was last found to be another, by its kind.
+  /// When each kind of stage last changed.
   [[nodiscard]] const ChangeTimes& changedAt() const { return changedAt_; }
 
  private:

@@ -8,7 +8,7 @@
 namespace tolvane {
 namespace {
 
-/// What the device reports of its own path. A report that cannot be read, and processing that it does not describe,
+/// The alterations that the device reports. A report that cannot be read, and processing that it does not describe,
 /// count as an unknown alteration.
 std::vector<SampleAlteration> alterationsOf(const AudioHardware& hardware, AudioObjectID device) {
   constexpr auto kind = SampleAlteration::Kind::unknown;

@@ -1,5 +1,6 @@
 #pragma once
-// Reads from the device and the unit all that the verdict depends on, and judges it. Player's thread; changes nothing.
+// Reads everything that the verdict depends on from the device and the unit, and judges it. Player's thread; changes
+// nothing.
 
 #include "engine/AudioPathStatus.h"
 #include "engine/HogModeReport.h"

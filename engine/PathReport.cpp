@@ -15,14 +15,14 @@ namespace {
 constexpr std::size_t lineLength = 78;
 constexpr std::size_t nameColumn = 19;
 
-/// What a reader sees: not the bytes in the middle of a character of UTF-8.
+/// The number of characters: continuation bytes of UTF-8 do not count.
 std::size_t shownLength(std::string_view text) {
   return static_cast<std::size_t>(
       std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
 }
 
-/// Lines of words, each behind `indent` blanks; the first begins behind what stands there already. A line break of a
-/// name from outside does not become one of the report.
+/// Wraps words into lines with `indent` spaces; the first line continues the text that is already there. A line break
+/// in a name from outside does not break a line of the report.
 std::string wrapped(std::string_view from, std::size_t indent, std::size_t column) {
   const std::string text = printableText(from);
   std::string lines;

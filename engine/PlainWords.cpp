@@ -124,7 +124,7 @@ struct Failure {
   OSStatus status = noErr;
 };
 
-/// What AudioPlayerError makes of a stage and its status.
+/// The text that AudioPlayerError makes from a stage and its status.
 std::optional<Failure> parsedFailure(std::string_view detail) {
   constexpr std::string_view between = " failed (Core Audio ";
   constexpr std::string_view end = ").";
@@ -137,26 +137,26 @@ std::optional<Failure> parsedFailure(std::string_view detail) {
   return error == std::errc() && last == number.data() + number.size() ? std::optional(failure) : std::nullopt;
 }
 
-/// "3:12"; there is no hour field, as nowhere in the player.
+/// "3:12"; without hours, like every time in the player.
 std::string timeText(double seconds) {
   const double whole = std::floor(seconds);
   const double minutes = std::floor(whole / 60);
   return fmt::format("{:.0f}:{:02.0f}", minutes, whole - 60 * minutes);
 }
 
-/// Where the file is what the detail is about, and something else lies there.
+/// When the detail is about the file, and what lies at its path is not a regular file.
 std::string placeWords(const FileFinding& file) {
   const auto* const found = std::ranges::find(places, file.place, &PlainPlace::place);
   return found != places.end() ? std::string(found->words) : std::string();
 }
 
-/// As the name of a format is spoken: "an MP3", "a WAV".
+/// A format with its spoken article: "an MP3", "a WAV".
 std::string withArticle(std::string_view format) {
   const bool isSpokenWithVowel = format.starts_with("A") || format.starts_with("M");
   return fmt::format("{} {}", isSpokenWithVowel ? "an" : "a", format);
 }
 
-/// Where the file begins like one of another kind than its name says.
+/// When the file begins like another kind than its name suggests.
 std::string contentWords(const FailureContext& context) {
   constexpr std::string_view neverWritten =
       "The file begins with nothing but zeros: it may have been copied or downloaded in part.";
@@ -186,7 +186,7 @@ std::span<const PlainStatus> plainFileStatuses() { return fileStatuses; }
 std::span<const PlainStatus> plainDeviceStatuses() { return deviceStatuses; }
 
 std::string plainOwner(const DeviceOwner& owner) {
-  // Longer than any that the kernel keeps; ends between two characters.
+  // Longer than any name that the kernel keeps; cut between two characters.
   constexpr std::size_t longestName = 64;
   std::string_view name = owner.name;
   std::size_t length = 0;

@@ -1,5 +1,5 @@
 #pragma once
-// What went wrong, in one plain sentence for the user, beside the detail of PATH ERROR, which stays as it is. One
+// A failure in one plain sentence for the user, shown beside the detail of PATH ERROR, which does not change. One
 // table; pure functions for any thread.
 
 #include <optional>
@@ -14,10 +14,10 @@
 
 namespace tolvane {
 
-/// Of the detail of an AudioPathStatus of kind error, and of what is known besides; empty where there are no plainer
-/// words. What is known comes first: "This is not a FLAC file: it begins like a WAV."
+/// For the detail of an AudioPathStatus of kind error and its context; empty if there is no plainer sentence. A
+/// sentence from the context takes precedence: "This is not a FLAC file: it begins like a WAV."
 [[nodiscard]] std::string plainWords(std::string_view detail, const FailureContext& context = {});
-/// Of what a status says: why there is no path, or that the track on it is cut off; else empty.
+/// For a status: why there is no path, or that the track on it is cut off; else empty.
 [[nodiscard]] std::string plainWords(const AudioPathStatus& status, const std::optional<TrackCut>& cut = {});
 
 /// "Another program has the device open: mpv (1234)."
@@ -43,12 +43,12 @@ struct PlainPlace {
 struct PlainContent {
   FileContent content;
   std::string_view name;    ///< with its article: "a WAV"
-  std::string_view format;  ///< AudioFormat::name of those that are played; else empty
+  std::string_view format;  ///< AudioFormat::name if it is supported; else empty
 };
 [[nodiscard]] std::span<const PlainMessage> plainMessages();
 [[nodiscard]] std::span<const PlainPlace> plainPlaces();
 [[nodiscard]] std::span<const PlainContent> plainContents();
-/// Of stages that read a file, and of those that open or drive a device.
+/// For stages that read a file, and for those that open or drive a device.
 [[nodiscard]] std::span<const PlainStatus> plainFileStatuses();
 [[nodiscard]] std::span<const PlainStatus> plainDeviceStatuses();
 

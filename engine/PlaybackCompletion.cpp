@@ -8,7 +8,8 @@
 namespace tolvane {
 namespace {
 
-/// Checks whether the track has been heard to its end, after the drain. So a device that stands still ends the wait.
+/// Checks after the drain whether the track has been heard to its end. Limited, so that a device that stands still does
+/// not delay the end for ever.
 constexpr int mostLateChecks = 5;
 
 }  // namespace
@@ -73,7 +74,7 @@ void PlaybackCompletion::checkForCrossing() {
   const auto crossing = output.sequence().crossing();
   if (!crossing) return scheduleCompletionCheck(0);
   const auto heard = output.framesHeard();
-  // Without a clock, what has been rendered is heard after as long as it takes to play a track out.
+  // Without a clock, rendered frames count as heard after the time it takes to play them.
   const bool isHeard = heard ? *heard >= *crossing : std::exchange(isWaitingForPlaybackDrain_, true);
   if (isHeard) return machine_.transition().announce();
   scheduleCompletionCheck(heard ? static_cast<double>(*crossing - *heard) / output.track()->format().mSampleRate
@@ -82,7 +83,7 @@ void PlaybackCompletion::checkForCrossing() {
 
 void PlaybackCompletion::complete() {
   if (machine_.stopUnit() != noErr) return machine_.failRuntime("The output device stopped unexpectedly.");
-  // Who plays the next track finds unit and device open.
+  // An observer that plays the next track finds unit and device open.
   machine_.complete(machine_.upcoming().wanted().has_value());
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// Why a file could not be prepared for playback, and which version of the file that was. A value.
+// Why a file could not be prepared for playback, and which version of the file. A value.
 
 #include <optional>
 

@@ -1,5 +1,5 @@
 #pragma once
-// One whole track in memory as PCM, with what is known of its source. A value; the block belongs to its context.
+// One whole track in memory as PCM, with what is known about its source. A value; the context owns the block.
 
 #include <cstdint>
 #include <memory>
@@ -20,10 +20,10 @@ struct PreparedAudio {
   bool sourceIsFloat = false;
   bool isLossless = false;   ///< FLAC and every PCM file; not MP3
   std::string sourceLabel;   ///< the file's extension in upper case: "FLAC"
-  ChannelLayout channels{};  ///< the loudspeakers that the block's channels are meant for; empty: the usual ones
-  std::optional<SampleSignature> signature{};  ///< of the samples, as the encoder stored it
+  ChannelLayout channels{};  ///< the speakers that the block's channels are meant for; empty: the usual ones
+  std::optional<SampleSignature> signature{};  ///< of the samples, as stored by the encoder
   FileURL url{};                               ///< where the file was
-  std::optional<TrackCut> cut{};               ///< where the file holds less than its header states
+  std::optional<TrackCut> cut{};               ///< if the file holds less data than its header states
 };
 
 }  // namespace tolvane

@@ -1,6 +1,6 @@
 #pragma once
-// A value that others can watch: assigning notifies, and only when the value really changes. Player's thread.
-// Must not be destroyed from within a notification of its own.
+// A value that can be observed: assigning notifies, but only when the value really changes. Player's thread. Must not
+// be destroyed from within its own notification.
 
 #include <functional>
 #include <memory>
@@ -9,7 +9,7 @@
 
 namespace tolvane {
 
-/// Keeps an observer subscribed: destroying it ends that, also from within the observer. May outlive what it observes.
+/// Keeps an observer subscribed; destroying it unsubscribes, also from within the observer. May outlive the value.
 class [[nodiscard]] Subscription {
  public:
   Subscription() = default;
@@ -20,7 +20,7 @@ class [[nodiscard]] Subscription {
   Subscription& operator=(const Subscription&) = delete;
   ~Subscription() = default;
 
-  /// One subscription that holds all of them.
+  /// Combines several subscriptions into one.
   static Subscription joined(std::vector<Subscription> parts) {
     return Subscription(std::make_shared<const std::vector<Subscription>>(std::move(parts)));
   }
@@ -40,8 +40,8 @@ class Published {
 
   [[nodiscard]] const T& value() const { return value_; }
 
-  /// The observer is called after each later change with the value as it then is, in order of subscription; the
-  /// current value is not announced.
+  /// The observer is called after each later change, with the value at that time, in order of subscription. It is not
+  /// called with the current value.
   Subscription subscribe(Observer observer) const {
     auto held = std::make_shared<const Observer>(std::move(observer));
     std::erase_if(observers_, [](const auto& known) { return known.expired(); });
@@ -49,9 +49,9 @@ class Published {
     return Subscription(std::move(held));
   }
 
-  /// Whether the value was another one. An observer may subscribe, unsubscribe and assign again; who has unsubscribed
-  /// by the time of its turn is not called, who came during this notification waits for the next.
-  /// The argument is the live value: assigning again from within an observer changes what it refers to.
+  /// Returns whether the value changed. An observer may subscribe, unsubscribe and assign again: one that was
+  /// unsubscribed before its turn is not called; one that was added during this notification is called from the next
+  /// one on. The argument refers to the live value: assigning again from within an observer changes it.
   bool assign(T value) {
     if (!replace(std::move(value))) return false;
     notify();

@@ -1,6 +1,6 @@
 #pragma once
 // What the engine publishes. A transition writes the next values and publishes them once, at its end: an observer sees
-// the state before or after it, never half of both. Player's thread.
+// the state before or after it, never a mixture. Player's thread.
 
 #include <cstdint>
 #include <functional>
@@ -19,12 +19,12 @@ struct PublishedValues {
   bool isPlaying = false;
   bool isPaused = false;
   bool isPreparing = false;
-  bool startsPaused = false;  ///< the track that is being prepared
+  bool startsPaused = false;  ///< the track that is being prepared will be paused
   std::optional<FileURL> currentURL;
   double duration = 0;    ///< seconds; 0 until an output is opened for a track
   double sampleRate = 0;  ///< the source's, hertz; 0 until an output is opened for a track
   AudioPathStatus audioPathStatus = AudioPathStatus::ready();
-  std::shared_ptr<const SignalPath> signalPath;  ///< what the status is about; null where it is about no path
+  std::shared_ptr<const SignalPath> signalPath;  ///< the path that the status judges; null: none
   ExclusiveAccessStatus exclusiveAccessStatus = ExclusiveAccessStatus::off();
   std::int64_t playbackCompletionCount = 0;
 };
@@ -45,7 +45,8 @@ class PublishedState {
 
   /// Replaces all values, then notifies of those that have changed; of the completion count last.
   void publish(const PublishedValues& values);
-  /// Within a notification from which no operation of the engine may be called: any but that of the completion count.
+  /// Within a notification from which operations of the engine must not be called: any except that of the completion
+  /// count.
   [[nodiscard]] bool isNotifying() const { return isNotifying_; }
 
   /// `observer` is called after every change of any value.

@@ -16,7 +16,7 @@ using Condition = PathStage::Condition;
 
 constexpr std::uint32_t usualChannels = 2;
 
-/// Adds a part of a text behind the parts before it.
+/// Appends a part to a text, with a separator.
 void append(std::string& text, std::string_view part, std::string_view separator = " ") {
   if (part.empty()) return;
   if (!text.empty()) text += separator;
@@ -85,7 +85,7 @@ std::string routeSource(const PathDescription& description) {
   return "the device's own properties";
 }
 
-/// What keeps the route from passing the samples on, the gravest first, which the value names.
+/// The most severe obstacle of the route; the stage's value states it.
 void addObstacles(PathStage& stage, const AudioPathFacts& facts) {
   bool isNamed = false;
   const auto add = [&](Condition condition, std::string_view value, std::string_view meaning) {

@@ -1,6 +1,6 @@
 #pragma once
-// The stages that the samples pass from the file to the device, each with what was read of it and what it means for
-// them. Made from the facts of the verdict, which it never contradicts. Values; any thread.
+// The stages that samples pass from the file to the device, each with its value, the source of that value, and its
+// meaning. Derived from the facts of the verdict, so the two never contradict each other. Values; any thread.
 
 #include <array>
 #include <cstdint>
@@ -20,22 +20,22 @@ struct PathStage {
   Kind kind = Kind::file;
   Condition condition = Condition::unaltered;
   std::string value{};    ///< short: "FLAC 24-bit 96 kHz"
-  std::string source{};   ///< where that was read: "the file's header"
-  std::string meaning{};  ///< for the samples, in sentences for the user
+  std::string source{};   ///< where the value was read: "the file's header"
+  std::string meaning{};  ///< what it means for the samples, in sentences for the user
 
   bool operator==(const PathStage&) const = default;
 };
 
 struct SignalPath {
-  std::vector<PathStage> stages;  ///< in order, one of each kind; empty while no output is configured
-  /// The stage that the verdict is about; nothing where it is BIT-PERFECT, which it is exactly when every stage is
-  /// unaltered. Mostly the first that is not. Where several are not, the verdict may be about a later one: it has its
-  /// own order of precedence (judgeAudioPath).
+  std::vector<PathStage> stages;  ///< in order, at most one of each kind; empty while no output is configured
+  /// The stage that the verdict is about; nothing exactly when it is BIT-PERFECT, with every stage unaltered. Usually
+  /// the first stage that alters samples; it may be a later one, because the verdict has its own order of precedence
+  /// (judgeAudioPath).
   std::optional<PathStage::Kind> named{};
   std::string deviceName{};
-  std::string soundServer{};      ///< name and version; empty: none is in between
-  std::string driver{};           ///< of the kernel; empty: not known
-  std::optional<TrackCut> cut{};  ///< where the file holds less than its header states
+  std::string soundServer{};      ///< name and version; empty: no server on the path
+  std::string driver{};           ///< of the kernel; empty: unknown
+  std::optional<TrackCut> cut{};  ///< if the file holds less data than its header states
 
   bool operator==(const SignalPath&) const = default;
 
@@ -43,17 +43,17 @@ struct SignalPath {
   [[nodiscard]] bool isUnaltered() const;
 };
 
-/// What the path shows beside the facts of the verdict.
+/// What the path shows in addition to the facts of the verdict.
 struct PathDescription {
-  std::uint32_t sourceBits = 0;  ///< 0: the format has no such notion
+  std::uint32_t sourceBits = 0;  ///< 0: the format has no bit depth
   bool sourceIsFloat = false;
   std::uint32_t channels = 2;
   OutputLevels levels{};
   std::string deviceName{};
-  std::string soundServer{};      ///< name and version; empty: none is in between
-  std::string driver{};           ///< of the kernel; empty: not known
-  std::string formatSource{};     ///< where the physical format was read; empty: not known
-  std::optional<TrackCut> cut{};  ///< where the file holds less than its header states
+  std::string soundServer{};      ///< name and version; empty: no server on the path
+  std::string driver{};           ///< of the kernel; empty: unknown
+  std::string formatSource{};     ///< where the physical format was read; empty: unknown
+  std::optional<TrackCut> cut{};  ///< if the file holds less data than its header states
 };
 
 /// The path that `judgeAudioPath(facts).applyingOutputLevels(description.levels, …)` judges.

@@ -44,7 +44,7 @@ bool physicalFormatCompatibility(const PreparedAudio& prepared, const AudioStrea
   const std::uint32_t physicalBits = physicalFormat.mBitsPerChannel;
   if (sourceBits == 0 || physicalBits == 0) return false;
   if (prepared.sourceIsFloat) return physicalFormat.isFloat() && physicalBits >= sourceBits;
-  // A decoder that delivers 32-bit float has rounded such a source already; no hardware brings its bits back.
+  // A decoder that delivers 32-bit float has already rounded such a source; the hardware cannot restore the lost bits.
   if (client.isFloat() && client.mBitsPerChannel == floatBits && sourceBits > integerBitsInFloat) return false;
   if (!physicalFormat.isFloat()) return physicalBits >= sourceBits;
   return physicalBits >= floatBits && sourceBits <= integerBitsInFloat;

@@ -1,5 +1,5 @@
 #pragma once
-// Judging and printing rates and stream formats. Pure functions; the only places where a rate or a format becomes text.
+// Compares rates and stream formats and formats them as text. Pure functions; the only place that does either.
 
 #include <string>
 
@@ -8,8 +8,8 @@
 
 namespace tolvane {
 
-/// Both above 0 and no further apart than max(reference × 0.00002, 1.0) Hz: 1 Hz below 50 kHz, above it 20 parts per
-/// million, the error that crystal clocks are allowed.
+/// Both are above 0 and at most max(reference × 0.00002, 1.0) Hz apart: 1 Hz below 50 kHz; above, 20 parts per million,
+/// the tolerance of crystal clocks.
 [[nodiscard]] bool ratesAgree(double reference, double rate);
 
 /// The rates agree (`a` is the reference) and every other field of the description is equal.
@@ -21,8 +21,8 @@ namespace tolvane {
 /// "96 kHz, 24-bit integer, 2 ch"
 [[nodiscard]] std::string formatDescription(const AudioStreamBasicDescription& format);
 
-/// Whether the hardware's own format carries the track's source without loss. Integers of more than 24 bits are judged
-/// lossy in any float, be it the hardware's or the 32-bit float that a decoder delivered; floats in any integer.
+/// Whether the physical format carries the track's source without loss. Integers of more than 24 bits count as lossy in
+/// any 32-bit float, whether it is the hardware's or the decoder's; floats count as lossy in any integer.
 [[nodiscard]] bool physicalFormatCompatibility(const PreparedAudio& prepared,
                                                const AudioStreamBasicDescription& physicalFormat);
 

@@ -8,11 +8,11 @@
 namespace tolvane {
 namespace {
 
-/// The byte size of one audio buffer is a 32-bit field, so a longer block could not be described.
+/// The byte size of an audio buffer is a 32-bit field and cannot describe a longer block.
 constexpr std::uint64_t maximumBlockBytes = 0xFFFFFFFF;
 constexpr std::int64_t maximumFrames = 0xFFFFFFFF;
 
-/// What a bit depth property says: its magnitude is the depth, a negative one means floating point, 0 says nothing.
+/// Decodes a bit depth property: its magnitude is the depth; negative means floating point, 0 unknown.
 SourceFormatInfo sourceFormatInfo(std::expected<std::int32_t, OSStatus> property,
                                   const AudioStreamBasicDescription& fallback) {
   const std::int64_t depth = property.value_or(0);
@@ -23,7 +23,7 @@ SourceFormatInfo sourceFormatInfo(std::expected<std::int32_t, OSStatus> property
 constexpr const char* decodedTooLarge = "The decoded track exceeds the in-memory playback limit.";
 constexpr const char* pcmTooLarge = "The PCM track exceeds the in-memory playback limit.";
 
-/// Bytes of a block of `frames` frames, or the sentence for the limit that it breaks.
+/// Bytes of a block of `frames` frames, or the message for the limit that it exceeds.
 Result<std::uint64_t> blockBytes(std::int64_t frames, std::uint32_t bytesPerFrame) {
   std::int64_t bytes = 0;
   const bool overflows = __builtin_mul_overflow(frames, static_cast<std::int64_t>(bytesPerFrame), &bytes);
@@ -32,8 +32,8 @@ Result<std::uint64_t> blockBytes(std::int64_t frames, std::uint32_t bytesPerFram
   return static_cast<std::uint64_t>(bytes);
 }
 
-/// Fills `destination` with the file's data from its start, as far as there is any. In pieces that come from the page
-/// cache in less than a millisecond, between which the file asks whether it is still wanted.
+/// Fills `destination` with the file's data from its start, as far as it goes. Reads pieces that the page cache
+/// delivers in less than a millisecond, and checks for cancellation between them.
 std::expected<std::uint64_t, OSStatus> readInPieces(AudioFile& file, std::span<std::byte> destination,
                                                     ReadingProgress& progress) {
   constexpr std::size_t pieceBytes = 1024 * 1024;
@@ -55,7 +55,7 @@ std::shared_ptr<AudioRenderContext> makeContext(PcmBlock block, const AudioStrea
   return std::make_shared<AudioRenderContext>(std::move(block), byteCount, format, levels);
 }
 
-/// Nothing where all is there that was announced, or where nothing was.
+/// Nothing if all announced data is there, or if none was announced.
 std::optional<TrackCut> cutOf(std::uint64_t heldFrames, std::optional<std::uint64_t> announcedFrames, double rate) {
   if (!announcedFrames || *announcedFrames <= heldFrames) return std::nullopt;
   return TrackCut{static_cast<double>(heldFrames) / rate, static_cast<double>(*announcedFrames) / rate};
@@ -66,7 +66,7 @@ std::optional<std::uint64_t> announcedFrames(const AudioFile& file, const AudioS
   return bytes ? std::optional(*bytes / format.mBytesPerFrame) : std::nullopt;
 }
 
-/// A sentence about a file that holds none of the frames that it announces.
+/// The message for a file that announces frames but contains none.
 std::unexpected<AudioPlayerError> failureOfNoFrames(std::string text, std::optional<std::uint64_t> announced,
                                                     double rate) {
   return std::unexpected(AudioPlayerError::message(std::move(text)).with({.cut = cutOf(0, announced, rate)}));
@@ -89,7 +89,7 @@ TrackPreparation TrackPreparation::beside(std::uint64_t heldBytes) const {
 /// A block that this machine can fill without running out of memory.
 std::optional<PcmBlock> TrackPreparation::allocateBlock(std::uint64_t bytes) const {
   const std::uint64_t available = files_.availableMemory();
-  // Free without both: `available` and what is held. Half of that, less what is held, is left for this one.
+  // The total counts both `available` and what is held. Half of it, less what is held, is available for this block.
   const std::uint64_t limit = heldBytes_ ? (available - std::min(available, *heldBytes_)) / 2 : available;
   return bytes > limit ? std::nullopt : PcmBlock::allocate(bytes);
 }
@@ -109,7 +109,7 @@ Result<PreparedAudio> TrackPreparation::prepare(const FileURL& url, ReadingProgr
     auto prepared = isEncoded ? decodeWithExtAudioFile(url, format->isLossless, asciiUppercased(extension), progress)
                               : readLinearPCMFile(url, progress);
     if (prepared) prepared->url = url;
-    // Also when it was complete by then: the block is freed here and not on the thread that no longer wants it.
+    // Also if the track was complete: the block is freed here, and not on the thread that cancelled it.
     if (progress.isCancelled()) return failure(cancelled);
     if (!prepared) return std::unexpected(examined(std::move(prepared.error()), url, format));
     return prepared;

@@ -1,7 +1,7 @@
 #pragma once
-// Prepares one track at a time in the background. The player's thread asks and gets the result in a turn of its own; it
-// never waits. A newer request, or cancel(), leaves the older one behind: its worker notices soon, or hangs in a dead
-// share for as long as that pleases.
+// Prepares one track at a time in the background. The player's thread makes a request and gets the result in a later
+// turn; it never waits. A newer request, or cancel(), abandons the older one: its worker ends soon, or blocks on a dead
+// share for as long as the system does.
 
 #include <memory>
 #include <optional>
@@ -12,9 +12,9 @@
 
 namespace tolvane {
 
-/// What has come of a request.
+/// The result of a request.
 struct Preparation {
-  std::optional<FileVersion> version;  ///< of the file when its reading began; nothing: not known
+  std::optional<FileVersion> version;  ///< of the file when its reading began; nothing: unknown
   Result<PreparedAudio> audio;
 };
 
@@ -22,19 +22,19 @@ class TrackPreparer {
  public:
   using Request = BackgroundRequest<Preparation>;
 
-  /// The run loop outlives this object, but not the work; `background` sees to it that the files behind `preparation`
-  /// live as long as the work.
+  /// The run loop outlives this object, but not the work; `background` ensures that the files behind `preparation` live
+  /// as long as the work.
   TrackPreparer(TrackPreparation preparation, RunLoop& runLoop, Background background);
   ~TrackPreparer() { cancel(); }
   TrackPreparer(const TrackPreparer&) = delete;
   TrackPreparer& operator=(const TrackPreparer&) = delete;
 
-  /// `completion` is called once, unless the request is replaced or cancelled: from within this call where the
-  /// background has the result by then.
+  /// `completion` is called once, unless the request is replaced or cancelled. It is called from within this call if
+  /// the background runs the work at once.
   void prepare(const FileURL& url, Request::Completion completion);
   void cancel();
 
-  /// 0 … 1 of the request that is under way; 0 while none is.
+  /// 0 … 1 for the current request; 0 without one.
   [[nodiscard]] double progress() const;
 
  private:

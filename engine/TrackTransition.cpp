@@ -8,7 +8,7 @@ namespace tolvane {
 
 namespace {
 
-/// Before the end of the current track: time enough to ask a slow disk whether the file is still the same.
+/// Before the end of the current track: enough time to check on a slow disk that the file is unchanged.
 constexpr double couplingLeadSeconds = 5;
 }  // namespace
 
@@ -26,7 +26,7 @@ void TrackTransition::prepareAndCouple() {
   const PreparedAudio* const current = machine_.track();
   machine_.upcoming().prepare(current != nullptr ? current->context->buffer().size() : 0);
   couplingTimer_.reset();
-  // The unit had stopped by itself within the coupled track, which was noticed only when it was started again.
+  // The unit had stopped by itself within the coupled track, which was detected only at its restart.
   if (hasCrossed_ && machine_.isPlaying()) return announce();
   if (coupled_ && machine_.isPlaying()) return machine_.completion().scheduleCrossingCheck();
   if (!canCouple() || machine_.upcoming().ready() == nullptr) return;
@@ -69,8 +69,8 @@ bool TrackTransition::canCouple() const {
   return machine_.is<Playing>() && machine_.output()->isStarted() && !coupled_;
 }
 
-/// Another track is to follow: takes back what was rendered of the coupled one. False where the device had played into
-/// it, which was announced, so that an observer has decided what is played now; and after a failure.
+/// Another track is to follow: discards what was rendered of the coupled one. False after a failure, or if the device
+/// had already played into it; that is then announced, and an observer has decided what plays now.
 bool TrackTransition::uncouple() {
   if (machine_.output()->sequence().uncouple()) {
     giveBackCoupled();
@@ -116,7 +116,7 @@ void TrackTransition::announce() {
   machine_.upcoming().want(std::nullopt);
   adoptable_ = std::move(next.url);
   machine_.cross(std::move(next.audio));
-  // Nor does it go on where an observer had the output rebuilt, and played nothing.
+  // It also ends if an observer rebuilt the output but played no track.
   const bool isUnnamed = machine_.track() != nullptr && !machine_.next().currentURL;
   if (std::exchange(adoptable_, std::nullopt) || isUnnamed) machine_.stop(AudioPathStatus::ready());
 }

@@ -1,7 +1,7 @@
 #pragma once
-// From one track into the next. While a track plays, the one that follows is prepared; where its stream format is the
-// same it is coupled, so that the renderer goes on with it within one callback, and it becomes the current track when
-// the device has played up to there. Player's thread.
+// The transition to the next track. While a track plays, the following one is prepared. If its stream format is the
+// same it is coupled: the renderer continues with it within one callback, and it becomes the current track when the
+// device has played up to it. Player's thread.
 
 #include <optional>
 
@@ -17,15 +17,15 @@ class TrackTransition {
  public:
   explicit TrackTransition(EngineStateMachine& machine) : machine_(machine) {}
 
-  // What follows.
+  // The following track.
 
-  /// The file that will be played when the current one has ended, or first, when nothing plays; nothing: none. Ignored
-  /// while a track is prepared: it is to be named again when that has started.
+  /// The file to play after the current one, or first, when none plays; nothing: none. Ignored while a track is
+  /// prepared: set it again when that track has started.
   void setUpcoming(const std::optional<FileURL>& url);
-  /// Playback has begun, or goes on: prepares and couples what follows.
+  /// Playback has begun or resumed: prepares and couples the following track.
   void prepareAndCouple();
-  /// A run of the unit is about to begin, and with it the rendering of as much as the device's ring holds: what was
-  /// coupled before it stopped is coupled again.
+  /// A run of the unit is about to begin, which at once renders as much as the device's ring buffer holds: couples
+  /// again what was coupled before the unit stopped.
   void coupleAgain();
   [[nodiscard]] bool isCoupled() const { return coupled_.has_value(); }
 
@@ -33,20 +33,20 @@ class TrackTransition {
 
   /// The unit has ended a run. `hasCrossed` is the result of TrackSequence::endRun(); false: the coupling has ended.
   void runHasEnded(bool hasCrossed);
-  /// The last run ended within the coupled track, and this has not been announced.
+  /// The last run ended within the coupled track, which has not been announced yet.
   [[nodiscard]] bool hasCrossed() const { return hasCrossed_; }
-  /// Counts the completion of the track that was heard to its end. An observer plays the next one, which is adopted;
-  /// otherwise playback ends. REQUIRES: hasCrossed(), or the device has played the crossing.
+  /// Counts the completion of the track that was heard to its end. If an observer plays the track that is already
+  /// heard, that is adopted; otherwise playback ends. REQUIRES: hasCrossed(), or the device has played the crossing.
   void announce();
-  /// Whether `url` is what is heard already, from within announce(): then it is the current track now.
+  /// From within announce(): if the device already plays `url`, makes it the current track and returns true.
   [[nodiscard]] bool adopt(const FileURL& url);
-  /// What was heard of the coupled track does not count: the current track goes on. REQUIRES: the unit is stopped.
+  /// Discards what was heard of the coupled track: the current track continues. REQUIRES: the unit is stopped.
   void takeBack();
 
-  /// Another track is played: what is heard is not adopted any more.
+  /// Another track is played: the track that is heard can no longer be adopted.
   void endAdoption() { adoptable_.reset(); }
 
-  /// The output is gone, and with it what was coupled.
+  /// The output is closed, and with it the coupling.
   void reset();
 
  private:

@@ -40,7 +40,7 @@ void UpcomingTrack::prepare(std::uint64_t heldBytes) {
         const auto before = preparation.fileVersion(url);
         if (!before) return std::nullopt;
         auto prepared = preparation.prepare(url, *progress);
-        // A file that was written to meanwhile may be half of one and half of another.
+        // A file that was written meanwhile may have been read as a mixture of two versions.
         if (!prepared || preparation.fileVersion(url) != before) return std::nullopt;
         return Ready{*std::move(prepared), *before};
       },
@@ -69,7 +69,7 @@ bool UpcomingTrack::isConfirmed() const {
 }
 
 void UpcomingTrack::confirm(std::function<void()> confirmed) {
-  if (check_.isUnderWay()) return;  // the same question
+  if (check_.isUnderWay()) return;  // the same check
   checkVersion([this, confirmed = std::move(confirmed)](bool isSame) {
     if (isSame) {
       ready_->confirmedAt = runLoop_.now();

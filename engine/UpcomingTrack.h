@@ -1,7 +1,7 @@
 #pragma once
-// The track that will probably be played next, prepared in the background before it is asked for, so that its turn
-// finds it in memory. Player's thread; the reading is the background's. A failure is forgotten: when the track's turn
-// comes it is read again, and fails with its own message.
+// The track that will probably play next, prepared in the background so that it is in memory when it is requested.
+// Player's thread; the background does the reading. A failure is dropped: when the track is requested, it is read again
+// and fails with its own message.
 
 #include <cstdint>
 #include <functional>
@@ -16,41 +16,42 @@ namespace tolvane {
 
 class UpcomingTrack {
  public:
-  /// Nothing: it could not be prepared, or the file is another one by now.
+  /// Nothing: it could not be prepared, or the file has changed since.
   using Taken = std::function<void(std::optional<PreparedAudio>)>;
 
   /// `ready` is called when the track has become ready. The run loop outlives this object, but not the work;
-  /// `background` sees to it that the files behind `preparation` live as long as the work.
+  /// `background` ensures that the files behind `preparation` live as long as the work.
   UpcomingTrack(TrackPreparation preparation, RunLoop& runLoop, Background background, std::function<void()> ready);
   ~UpcomingTrack() { forget(); }
   UpcomingTrack(const UpcomingTrack&) = delete;
   UpcomingTrack& operator=(const UpcomingTrack&) = delete;
 
-  /// Forgets what was prepared for another file. Reads nothing yet.
+  /// Drops what was prepared for another file. Reads nothing yet.
   void want(std::optional<FileURL> url);
   [[nodiscard]] const std::optional<FileURL>& wanted() const { return wanted_; }
 
-  /// Reads the wanted track unless that has been begun. `heldBytes`: of the track that is playing meanwhile.
+  /// Reads the wanted track, unless that has begun. `heldBytes`: size of the track that plays meanwhile.
   void prepare(std::uint64_t heldBytes);
 
   /// Null unless the wanted track is ready.
   [[nodiscard]] const PreparedAudio* ready() const { return ready_ ? &ready_->audio : nullptr; }
-  /// Whether the disk has said in the last ten seconds that the ready track's file is still what was read.
+  /// Whether the disk has confirmed within the last ten seconds that the ready track's file is unchanged.
   [[nodiscard]] bool isConfirmed() const;
-  /// Asks the disk whether the ready track's file is still what was read; `confirmed` is called if so, else the track
-  /// is read again. REQUIRES: ready().
+  /// Checks on the disk that the ready track's file is unchanged; if so calls `confirmed`, else reads the track again.
+  /// REQUIRES: ready().
   void confirm(std::function<void()> confirmed);
   /// Takes the ready track. REQUIRES: ready().
   [[nodiscard]] PreparedAudio takeConfirmed();
-  /// Takes a confirmed track back that was not played after all; drops it where another one is wanted by now.
+  /// Returns a confirmed track that was not played after all; dropped if another one is wanted by now.
   void putBack(PreparedAudio audio);
 
-  /// Gives the track to the caller, who plays `url` now: once it has been read, when the reading is under way, or once
-  /// the disk has confirmed it; then nothing is wanted any more. False: there is nothing for this file.
+  /// Hands the track over to the caller, which plays `url` now: when it has been read, if that is under way, or when
+  /// the disk has confirmed it; then no track is wanted any more. False: there is no track for this file.
   [[nodiscard]] bool take(const FileURL& url, Taken taken);
-  /// The track that was to be taken is not waited for any more: its reading ends, and nothing is wanted.
+  /// The track that takeWhenReady() promised is no longer awaited: cancels its reading, and no track is wanted any
+  /// more.
   void cancelTaking();
-  /// 0 … 1 of the reading that is under way.
+  /// 0 … 1 for the current reading.
   [[nodiscard]] double progress() const;
 
  private:
@@ -73,8 +74,8 @@ class UpcomingTrack {
   std::uint64_t heldBytes_ = 0;
   std::optional<Ready> ready_;
   RunLoop::TimePoint lentConfirmedAt_{};
-  std::optional<FileVersion> lent_;  ///< of the track that takeConfirmed() gave away
-  Taken taken_;                      ///< set while the track is waited for
+  std::optional<FileVersion> lent_;  ///< of the track that takeConfirmed() handed over
+  Taken taken_;                      ///< set while a caller awaits the track
   std::shared_ptr<ReadingProgress> progress_;
   Reading reading_;
   BackgroundRequest<bool> check_;

@@ -12,7 +12,7 @@ using Result = DeliveryReport::Result;
 
 constexpr std::size_t pieceFrames = 1024;
 
-/// The pair on the other side of the listener, for a device that has only one of them.
+/// The other pair of surround channels (rear or side), for a device that has only one of the two.
 ChannelPosition otherPair(ChannelPosition position) {
   switch (position) {
     case ChannelPosition::rearLeft:
@@ -28,7 +28,7 @@ ChannelPosition otherPair(ChannelPosition position) {
   }
 }
 
-/// The nearest number that integers of `bits` bits have, or an error of half a step at most.
+/// The nearest value that an integer of `bits` bits can represent; its error is at most half a step.
 bool isNearest(double source, double delivered, unsigned bits) {
   const double step = std::ldexp(1.0, 1 - static_cast<int>(bits));
   const double wanted = std::clamp(std::isfinite(source) ? source : 0.0, -1.0, 1.0 - step);
@@ -141,7 +141,7 @@ void DeliveryCheck::add(std::int64_t trackFrame, const DeliveryRecord::Form& for
   }
 }
 
-/// The frames that agree, up to the first that does not.
+/// Counts the frames that agree, up to the first that does not.
 std::size_t DeliveryCheck::compareExactly(std::span<const std::byte> source, std::span<const std::byte> delivered,
                                           std::size_t frames) {
   const std::size_t sourceChannels = source_->channels;
@@ -168,7 +168,7 @@ std::size_t DeliveryCheck::compareExactly(std::span<const std::byte> source, std
   return frames;
 }
 
-/// REQUIRES: deliveredValues_ has the frames.
+/// REQUIRES: deliveredValues_ holds the frames.
 void DeliveryCheck::addToDigest(std::size_t frames) {
   if (reason_ != Reason::none) return;
   const std::size_t bytes = (track_.bitDepth + 7) / 8;
@@ -200,7 +200,7 @@ void DeliveryCheck::addToDigest(std::size_t frames) {
       reduceTo.template operator()<4>();
       break;
     default:
-      break;  // isExact() goes no further
+      break;  // isExact() stops here too
   }
   digest_.add(reduced_);
 }

@@ -1,5 +1,5 @@
 #pragma once
-// Compares what was handed to the device with one track, frame for frame, and reduces it to the source's own integers
+// Compares what was handed to the device with one track, frame by frame, and reconstructs the source's integers from it
 // for the encoder's signature. Player's thread. Reads the track's block; changes nothing.
 
 #include <cstdint>
@@ -22,7 +22,7 @@ class DeliveryCheck {
   struct Track {
     std::shared_ptr<const AudioRenderContext> context;  ///< not null
     std::uint32_t bitDepth = 0;                         ///< of the source
-    bool isFloat = false;                               ///< the source
+    bool isFloat = false;                               ///< of the source
     bool isLossless = false;
     std::optional<SampleSignature> signature{};
     ChannelLayout channels{};  ///< empty: the usual ones
@@ -33,20 +33,21 @@ class DeliveryCheck {
 
   [[nodiscard]] const AudioRenderContext* context() const { return track_.context.get(); }
 
-  /// Playback begins, or goes on, at this frame of the track. At frame 0 a new pass begins.
+  /// Playback begins or continues at this frame of the track. Frame 0 begins a new pass.
   void runBegins(std::int64_t trackFrame);
-  /// Frames that the device has played, from `trackFrame` on. What lies behind the track's end is not looked at.
+  /// Frames that the device has played, from `trackFrame` on. Frames after the track's end are ignored.
   void add(std::int64_t trackFrame, const DeliveryRecord::Form& form, std::span<const std::byte> bytes);
-  /// Why nothing can be said of this pass as a whole. The first reason stays, unless levels come: those alter samples.
+  /// Why this pass as a whole cannot be judged. The first reason is kept, unless `levels` follows: levels alter
+  /// samples.
   void interrupt(DeliveryReport::Reason reason);
-  /// The pass is over.
+  /// Ends the pass.
   void end();
 
-  /// The track's block, which is not read any more. Nothing but the destructor may be called afterwards.
+  /// Hands over the track's block, which is no longer read. After this only the destructor may be called.
   [[nodiscard]] std::shared_ptr<const AudioRenderContext> takeContext() { return std::move(track_.context); }
 
   [[nodiscard]] bool isComplete() const { return next_ >= track_.context->totalFrames(); }
-  /// Some frame of the track was played, in this pass or an earlier one.
+  /// A frame of the track was played, in this pass or an earlier one.
   [[nodiscard]] bool hasFrames() const { return hasFrames_; }
   [[nodiscard]] DeliveryReport report() const;
 
@@ -60,36 +61,36 @@ class DeliveryCheck {
                              std::size_t frames);
   void addToDigest(std::size_t frames);
 
-  // Constant after construction, but for the block that is taken at the end.
+  // Constant after construction, except for the block, which is handed over at the end.
   Track track_;
   std::optional<SampleForm> source_;
 
   bool hasFrames_ = false;
 
-  // Of the pass.
-  std::int64_t next_ = 0;    ///< frame of the track that is expected
-  std::int64_t frames_ = 0;  ///< without interruption from the beginning
+  // The current pass.
+  std::int64_t next_ = 0;    ///< the next frame of the track that is expected
+  std::int64_t frames_ = 0;  ///< frames compared without interruption from the beginning
   DeliveryReport::Reason reason_ = DeliveryReport::Reason::none;
   std::optional<std::int64_t> firstDifference_;
   std::uint32_t roundedToBits_ = 0;
   Digest digest_{Digest::Algorithm::md5};
 
-  // Of the form in which the frames come.
+  // The form in which frames arrive.
   std::optional<DeliveryRecord::Form> form_;
   std::optional<SampleForm> delivered_;
-  std::vector<std::uint32_t> places_;  ///< by channel of the track: the device's channel
-  bool isInOrder_ = false;             ///< channel for channel
-  std::vector<bool> isSilent_;         ///< by channel of the device: none of the track's
+  std::vector<std::uint32_t> places_;  ///< for each channel of the track: the device's channel
+  bool isInOrder_ = false;             ///< the channels of track and device correspond in order
+  std::vector<bool> isSilent_;         ///< for each channel of the device: no channel of the track plays there
 
-  // Scratch, of one piece.
+  // Scratch, for one piece of frames.
   std::vector<std::int64_t> sourceValues_, deliveredValues_;
   std::vector<double> sourceNumbers_, deliveredNumbers_;
   std::vector<std::byte> reduced_;
 };
 
-/// By channel of the track, the channel of the device that plays it; nothing where that is not known. Stereo and mono
-/// on as many channels of which nothing is known are in order. Where the device has only one of the rear and the side
-/// pair, it stands for the other one.
+/// For each channel of the track, the channel of the device that plays it; nothing if unknown. Stereo and mono are in
+/// order on a device with as many channels and no reported layout. If the device has only one of the rear and side
+/// pairs, that pair stands for the other one.
 [[nodiscard]] std::optional<std::vector<std::uint32_t>> placesOfChannels(const ChannelLayout& track,
                                                                          const ChannelLayout& device);
 

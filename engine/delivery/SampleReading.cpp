@@ -24,7 +24,7 @@ std::int64_t leftAligned(double number) {
   return number == number ? static_cast<std::int64_t>(number * 0x1p63) : 0;
 }
 
-/// The one that suits the layout, so that the inner loop has constants.
+/// Selects the function for the layout, so that the inner loop has constants.
 template <typename Convert, typename Value>
 void readAll(const SampleForm& form, const std::byte* at, std::span<Value> values, Convert convert) {
   const auto read = [&]<unsigned bytes, bool isBigEndian>() {

@@ -18,17 +18,16 @@ class AtomicOutputLevels {
   AtomicOutputLevels(const AtomicOutputLevels&) = delete;
   AtomicOutputLevels& operator=(const AtomicOutputLevels&) = delete;
 
-  /// Sanitised, whatever was stored. A read-modify-write that adds nothing, because only those are sure to see the
-  /// newest store.
+  /// Always sanitised. A read-modify-write that adds nothing, because only those are sure to see the newest store.
   [[nodiscard]] OutputLevels load() const noexcept {
     // seq_cst: a full barrier. Partner: the exchange in store().
     return unpacked(storage_.fetch_add(0, std::memory_order_seq_cst)).sanitised();
   }
 
-  /// Narrows both values to 32-bit floats: what lies within 2^-25 of neutral is neutral here.
+  /// Narrows both values to 32-bit floats: values within 2^-25 of neutral become neutral.
   void store(OutputLevels levels) noexcept {
     const std::uint64_t desired = packed(levels);
-    // relaxed: only a first guess, the exchange checks it.
+    // relaxed: only a first guess; the exchange verifies it.
     std::uint64_t expected = storage_.load(std::memory_order_relaxed);
     // seq_cst: a full barrier. Partner: the fetch_add in load(). relaxed on failure: the guess is checked again.
     while (!storage_.compare_exchange_weak(expected, desired, std::memory_order_seq_cst, std::memory_order_relaxed)) {
@@ -50,8 +49,8 @@ class AtomicOutputLevels {
             std::bit_cast<float>(static_cast<std::uint32_t>(word >> 32))};
   }
 
-  /// Low 32 bits: the volume's float bits; high 32 bits: the balance's. On a cache line of its own, which the render
-  /// thread takes once a buffer. Mutable, because loading is an addition of 0.
+  /// Low 32 bits: the volume's float bits; high 32 bits: the balance's. On a cache line of its own, because the render
+  /// thread loads it once per buffer. Mutable, because a load is an addition of 0.
   alignas(64) mutable std::atomic<std::uint64_t> storage_{packed({})};
 };
 

@@ -12,8 +12,8 @@ std::int64_t wholeFrames(std::int64_t byteCount, const AudioStreamBasicDescripti
   return format.mBytesPerFrame == 0 ? 0 : byteCount / format.mBytesPerFrame;
 }
 
-/// One sample of silence, as it lies in memory. Zeros, but for offset binary, where zero is the most negative value: a
-/// loudspeaker would be pushed against its stop where the music ends.
+/// One sample of silence as it lies in memory. All zeros, except in offset binary, where zero is the most negative
+/// value and would drive a loudspeaker to its stop when the music ends.
 std::array<std::byte, 8> silentSample(const std::optional<PCMOutputLevelProcessor>& layout) {
   std::array<std::byte, 8> bytes{};
   if (!layout || layout->isFloat || layout->isSigned) return bytes;
@@ -46,7 +46,7 @@ void AudioRenderContext::silence(const AudioBuffer& buffer, std::size_t fromByte
   if (silenceIsZero_) {
     std::memset(bytes + fromByte, 0, buffer.mDataByteSize - fromByte);
   } else {
-    // A processor exists, so its samples have bytes; `fromByte` is where a frame begins.
+    // A processor exists, so samples have at least one byte; `fromByte` is the start of a frame.
     const std::size_t sampleBytes = levelProcessor_->bytesPerSample;
     for (std::size_t at = fromByte; at < buffer.mDataByteSize; at += sampleBytes)
       std::memcpy(bytes + at, silentSample_.data(), std::min(sampleBytes, buffer.mDataByteSize - at));
@@ -66,11 +66,11 @@ OSStatus AudioRenderContext::render(std::uint32_t frames, AudioBufferList* ioDat
 
   AudioBuffer& output = ioData->mBuffers[0];
   auto* const destination = static_cast<std::byte*>(output.mData);
-  // relaxed: this thread alone writes the position while the unit runs.
+  // relaxed: only this thread writes the position while the unit runs.
   std::int64_t position = currentFrame_.load(std::memory_order_relaxed);
   const std::int64_t copied = std::max<std::int64_t>(
       0, std::min({std::int64_t{frames}, output.mDataByteSize / bytesPerFrame, totalFrames_ - position}));
-  // The whole buffer is silence but for what is copied; zeroing the copied part first would only cost time.
+  // The whole buffer is silent except for the frames that are copied; zeroing that part first would only cost time.
   silence(output, static_cast<std::size_t>(copied * bytesPerFrame));
   if (copied > 0) {
     std::memcpy(destination, buffer_.data() + position * bytesPerFrame,
@@ -118,8 +118,8 @@ void AudioRenderContext::bringIntoMemory(double seconds) const noexcept {
 
 void AudioRenderContext::setReachedEnd(bool reached) noexcept {
   std::uint32_t opposite = reached ? 0 : 1;
-  // seq_cst: a full barrier. Partner: didReachEnd() on the player's thread, which then sees the position written
-  // before.
+  // seq_cst: a full barrier. Partner: didReachEnd() on the player's thread, which then sees the position that was
+  // written before.
   didReachEnd_.compare_exchange_strong(opposite, reached ? 1 : 0, std::memory_order_seq_cst, std::memory_order_seq_cst);
 }
 

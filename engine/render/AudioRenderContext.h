@@ -21,8 +21,8 @@ namespace tolvane {
 
 class AudioRenderContext {
  public:
-  /// REQUIRES: `byteCount` lies in 0 … buffer.size(); `outputLevels` is not null. The position is 0. A block without
-  /// one whole frame is at its end from the start.
+  /// REQUIRES: `byteCount` is in 0 … buffer.size(); `outputLevels` is not null. The position is 0. A block without one
+  /// whole frame is at its end from the start.
   AudioRenderContext(PcmBlock buffer, std::int64_t byteCount, const AudioStreamBasicDescription& format,
                      std::shared_ptr<AtomicOutputLevels> outputLevels);
   AudioRenderContext(const AudioRenderContext&) = delete;
@@ -30,14 +30,14 @@ class AudioRenderContext {
 
   // Player's thread.
 
-  /// To be written only before the context is handed to an output unit.
+  /// Must be written before the context is handed to an output unit.
   [[nodiscard]] PcmBlock& buffer() { return buffer_; }
   [[nodiscard]] const PcmBlock& buffer() const { return buffer_; }
   [[nodiscard]] std::int64_t byteCount() const { return byteCount_; }
   [[nodiscard]] std::int64_t totalFrames() const { return totalFrames_; }
   [[nodiscard]] const AudioStreamBasicDescription& format() const { return format_; }
   [[nodiscard]] const std::shared_ptr<AtomicOutputLevels>& outputLevels() const { return outputLevels_; }
-  /// Absent when samples of this format cannot be scaled.
+  /// Absent if samples of this format cannot be scaled.
   [[nodiscard]] const std::optional<PCMOutputLevelProcessor>& levelProcessor() const { return levelProcessor_; }
 
   /// The next frame to render, 0 … totalFrames(). While the unit runs it may lag by a buffer.
@@ -45,18 +45,18 @@ class AudioRenderContext {
     // relaxed: a position to show. Partner: advance in render(). It orders nothing else.
     return currentFrame_.load(std::memory_order_relaxed);
   }
-  /// Calls of render() so far: whether the unit still pulls.
+  /// Calls of render() so far; they show whether the unit still pulls.
   [[nodiscard]] std::int64_t renderCycleCount() const noexcept {
     // seq_cst. Partner: the increment in render().
     return renderCycleCount_.load(std::memory_order_seq_cst);
   }
-  /// Once it is true, currentFrame() is totalFrames() until the next seek.
+  /// When it is true, currentFrame() is totalFrames() until the next seek.
   [[nodiscard]] bool didReachEnd() const noexcept {
     // seq_cst. Partner: the exchange in setReachedEnd(), behind which the position was written.
     return didReachEnd_.load(std::memory_order_seq_cst) != 0;
   }
 
-  /// REQUIRES: the output unit is stopped. Frames outside 0 … totalFrames() are moved to the nearer end.
+  /// REQUIRES: the output unit is stopped. Frames outside 0 … totalFrames() are clamped.
   void seek(std::int64_t toFrame) noexcept;
 
   /// Whether the samples of the next `seconds` are resident in memory. The kernel evicts pages that have not been
@@ -65,15 +65,15 @@ class AudioRenderContext {
   /// Reads them, so that the render thread takes no page fault. May wait for the disk. Any thread.
   void bringIntoMemory(double seconds) const noexcept;
 
-  /// What to install in an output unit. REQUIRES: the context outlives the installation.
+  /// The callback to install in an output unit. REQUIRES: the context outlives the installation.
   [[nodiscard]] AURenderCallback callback() noexcept { return {&renderCallback, this}; }
 
   // Render thread.
 
   /// Fills the list's one buffer with the next frames, then silence (zeros; offset binary: the half-way code), and
-  /// lowers its byte size to `frames` frames. Past the end that is silence and success. kAudio_ParamError (buffers
-  /// silenced) for a list that is null, does not hold exactly one buffer with data, or a format without bytes;
-  /// kAudioUnitErr_FormatNotSupported, the position unmoved, when levels are to be applied to samples that cannot be
+  /// reduces its byte size to `frames` frames. Past the end this is silence and success. kAudio_ParamError (buffers
+  /// silenced) for a null list, one that does not hold exactly one buffer with data, or a format without bytes;
+  /// kAudioUnitErr_FormatNotSupported, with the position unmoved, if levels are to be applied to samples that cannot be
   /// scaled.
   OSStatus render(std::uint32_t frames, AudioBufferList* ioData) noexcept;
 
@@ -86,7 +86,7 @@ class AudioRenderContext {
   [[nodiscard]] std::size_t currentByte() const noexcept;
   void silence(const AudioBuffer& buffer, std::size_t fromByte) const noexcept;
 
-  // Constant after construction; the block's bytes are constant once a unit has the context.
+  // Constant after construction; the block's bytes are constant from the time a unit has the context.
   PcmBlock buffer_;
   const std::int64_t byteCount_;
   const std::int64_t totalFrames_;
@@ -96,8 +96,8 @@ class AudioRenderContext {
   const std::array<std::byte, 8> silentSample_;
   const bool silenceIsZero_;
 
-  // Atomic. The render thread writes while the unit runs, the player's thread (seek) while it is stopped; starting and
-  // stopping the unit orders the two. The player's thread reads at any time.
+  // Atomic. Written by the render thread while the unit runs, and by the player's thread (seek) while it is stopped;
+  // starting and stopping the unit orders the two. The player's thread reads at any time.
   std::atomic<std::int64_t> currentFrame_{0};
   std::atomic<std::int64_t> renderCycleCount_{0};
   std::atomic<std::uint32_t> didReachEnd_;

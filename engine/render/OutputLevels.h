@@ -15,7 +15,7 @@ struct OutputLevels {
 
   [[nodiscard]] bool isNeutral() const { return volume == 1.0 && balance == 0.0; }
 
-  /// Both values in their range; one that is not finite becomes neutral.
+  /// Both values clamped to their range; one that is not finite becomes neutral.
   [[nodiscard]] OutputLevels sanitised() const {
     return {std::isfinite(volume) ? std::clamp(volume, 0.0, 1.0) : 1.0,
             std::isfinite(balance) ? std::clamp(balance, -1.0, 1.0) : 0.0};

@@ -6,22 +6,22 @@
 #include <cstring>
 #include <type_traits>
 
-// Samples are scaled in chunks: fetched into machine words on the stack, scaled there in one loop that vectorises,
-// and put back. So layout (size, byte order, distance) and arithmetic (integer or float, valid bits) stay apart.
+// Samples are scaled in chunks: loaded into machine words on the stack, scaled there in one loop that vectorises, and
+// stored again. This keeps layout (size, byte order, stride) and arithmetic (integer or float, valid bits) apart.
 
 namespace tolvane {
 namespace {
 
 constexpr std::size_t kChunk = 256;  ///< samples
 
-/// 4-byte words carry samples of 1 … 4 bytes, 8-byte words the rest.
+/// 4-byte words hold samples of 1 … 4 bytes, 8-byte words larger ones.
 template <std::size_t Bytes>
 using WordFor = std::conditional_t<Bytes <= 4, std::uint32_t, std::uint64_t>;
 
 template <std::size_t Bytes>
 constexpr bool kIsMachineSize = std::has_single_bit(Bytes);
 
-/// The unsigned integer of exactly `Bytes` bytes; for machine sizes only.
+/// The unsigned integer of exactly `Bytes` bytes; for machine word sizes only.
 template <std::size_t Bytes>
 using Exact = std::conditional_t<
     Bytes == 1, std::uint8_t,
@@ -57,8 +57,8 @@ void put(std::byte* sample, WordFor<Bytes> word) noexcept {
   }
 }
 
-/// Below one half by the least amount. Added with the sign of y before the fraction is cut off, it rounds halves away
-/// from zero and, unlike 0.5 itself, leaves the value just below one half at zero.
+/// The largest value below one half. Added with the sign of y before truncation, it rounds halves away from zero; 0.5
+/// itself would also round up the value just below one half.
 constexpr double kAlmostHalf = 0.49999999999999994;
 
 struct IntegerScale {
@@ -73,7 +73,7 @@ struct IntegerScale {
     const auto down = static_cast<int>(sizeof(Word) * 8 - bits);
     const int up = down - static_cast<int>(shift);
     const Word field = (~Word{0} >> down) << shift;
-    // Offset binary differs from two's complement in the top bit alone.
+    // Offset binary differs from two's complement only in the top bit.
     const Word flip = offsetBinary ? Word{1} << (bits - 1 + shift) : Word{0};
     const auto half = static_cast<double>(std::uint64_t{1} << (bits - 1));
     for (std::size_t i = 0; i < count; ++i) {
@@ -85,7 +85,7 @@ struct IntegerScale {
     }
   }
 
-  /// The integer part of `value`, which is at most half - 1 and at least -half.
+  /// The integer part of `value`, which must be in -half … half - 1.
   template <class Signed>
   static Signed clipped(double value, double half) noexcept {
     if constexpr (sizeof(Signed) == 4) {
@@ -146,7 +146,7 @@ void scaleRun(const Run& run, bool bigEndian, const Scale& scale) noexcept {
       scaleEvery<Bytes, std::endian::little>(run, distance, scale);
     }
   };
-  // A distance known to the compiler makes whole-vector loads and stores of the adjacent samples.
+  // A stride known at compile time allows whole-vector loads and stores of adjacent samples.
   if (run.distance == Bytes) {
     inOrder(std::integral_constant<std::size_t, Bytes>{});
   } else {
@@ -231,7 +231,7 @@ void PCMOutputLevelProcessor::apply(std::byte* samples, std::int64_t frames, Out
   const double balance = std::isfinite(levels.balance) ? levels.balance : 0.0;
   const auto count = static_cast<std::size_t>(frames);
   if (channels == 1 || balance == 0.0) {
-    // One gain for all: the channels of a frame are adjacent, and so are the frames.
+    // One gain for all channels: all samples are adjacent.
     return scaleSamples(*this, {samples, count * channels, bytesPerSample}, volume);
   }
   const double left = volume * (1.0 - std::max(balance, 0.0));

@@ -16,7 +16,7 @@ std::size_t PcmBlock::endOf(std::size_t from, std::size_t count) const noexcept 
 
 void PcmBlock::askForHugePages() noexcept {
   if (alignmentFor(size_) != std::align_val_t{kHugePageSize}) return;
-  // A system without them supplies its usual pages.
+  // Systems without huge pages use pages of the usual size.
   (void)::madvise(bytes_.get(), size_ - size_ % kHugePageSize, MADV_HUGEPAGE);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// Memory for one track's PCM, allocated once and freed with its owner. Allocated by the thread that prepares the track,
-// and freed by it, by the player's thread or in the background; filled before the render thread sees it, so that every
+// Memory for one track's PCM, allocated once and freed with its owner. The thread that prepares the track allocates it;
+// that thread, the player's thread or the background frees it. It is filled before the render thread sees it, so every
 // page is present by then. Not initialised: the owner writes all of it, or shortens it to what was written. Never
 // grows.
 
@@ -15,15 +15,15 @@ namespace tolvane {
 class PcmBlock {
  public:
   PcmBlock() = default;
-  /// std::bad_alloc when there is no memory.
+  /// Throws std::bad_alloc if there is no memory.
   explicit PcmBlock(std::size_t size)
       : bytes_(size == 0 ? nullptr : static_cast<std::byte*>(::operator new(size, alignmentFor(size))), Free{size}),
         size_(size) {
     askForHugePages();
   }
 
-  /// Nothing when there is no memory. The system supplies large blocks page by page, as they are written; in huge pages
-  /// where it has them, which take a fraction of the time.
+  /// Nothing if there is no memory. The system supplies large blocks page by page as they are written; in huge pages if
+  /// it has them, which takes a fraction of the time.
   [[nodiscard]] static std::optional<PcmBlock> allocate(std::size_t size) noexcept {
     void* const bytes = ::operator new(size, alignmentFor(size), std::nothrow);
     if (bytes == nullptr) return std::nullopt;
@@ -34,13 +34,13 @@ class PcmBlock {
     return block;
   }
 
-  /// Gives up what lies behind the first `size` bytes. What was never written there takes no memory. REQUIRES: at most
-  /// size(), and the render thread has not seen the block.
+  /// Releases what lies beyond the first `size` bytes. Pages that were never written take no memory. REQUIRES: `size`
+  /// is at most size(), and the render thread has not seen the block.
   void shorten(std::size_t size) { size_ = size; }
 
-  /// Whether these bytes are in memory; no: the system has moved some of them out of it. Any thread.
+  /// Whether these bytes are resident; false: the system has evicted some of them. Any thread.
   [[nodiscard]] bool isInMemory(std::size_t from, std::size_t count) const;
-  /// Has these bytes brought back into memory where they were moved out of it; may wait for the disk. Any thread.
+  /// Has the system read evicted bytes back into memory; may wait for the disk. Any thread.
   void bringIntoMemory(std::size_t from, std::size_t count) const noexcept;
 
   [[nodiscard]] std::byte* data() { return bytes_.get(); }
@@ -60,7 +60,7 @@ class PcmBlock {
   }
 
   void askForHugePages() noexcept;
-  /// Where `count` bytes from `from` on end, within the block.
+  /// The end of `count` bytes from `from` on, limited to the block.
   [[nodiscard]] std::size_t endOf(std::size_t from, std::size_t count) const noexcept;
 
   struct Free {

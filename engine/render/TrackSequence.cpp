@@ -13,7 +13,7 @@ void TrackSequence::load(std::shared_ptr<AudioRenderContext> track) {
 }
 
 void TrackSequence::clear() {
-  // relaxed: the unit is stopped, here and in the two operations below; starting it orders these before render().
+  // relaxed: the unit is stopped, here and in the next two operations; starting it orders these before render().
   coupled_.store(nullptr, std::memory_order_relaxed);
   crossing_.store(none, std::memory_order_relaxed);
   leave(following_);
@@ -64,7 +64,7 @@ void TrackSequence::couple(std::shared_ptr<AudioRenderContext> track) {
 
 bool TrackSequence::uncouple() {
   if (!following_) return true;
-  // acq_rel. Partner: the exchange in renderAcross(). One of the two gets the pointer.
+  // acq_rel. Partner: the exchange in renderAcross(). Only one of the two gets the pointer.
   if (coupled_.exchange(nullptr, std::memory_order_acq_rel) == nullptr) return false;
   leave(following_);
   return true;
@@ -82,7 +82,7 @@ void TrackSequence::cross() {
   startPosition_ = 0;
   leave(loaded_);
   loaded_ = std::exchange(following_, nullptr);
-  // relaxed: nothing is coupled, so the render thread leaves it alone.
+  // relaxed: no track is coupled, so the render thread does not touch it.
   crossing_.store(none, std::memory_order_relaxed);
 }
 
@@ -94,7 +94,7 @@ std::int64_t TrackSequence::positionAfter(std::int64_t framesPlayed) const {
 OSStatus TrackSequence::render(std::uint32_t frames, AudioBufferList* ioData) noexcept {
   AudioRenderContext& track = *current_;
   const std::int64_t left = track.totalFrames() - track.currentFrame();
-  // relaxed: a glance that costs nothing; the exchange decides.
+  // relaxed: a cheap first check; the exchange decides.
   const bool mayCross = left < std::int64_t{frames} && coupled_.load(std::memory_order_relaxed) != nullptr;
   const OSStatus status =
       mayCross && ioData != nullptr ? renderAcross(track, left, frames, *ioData) : track.render(frames, ioData);
@@ -106,7 +106,7 @@ OSStatus TrackSequence::renderAcross(AudioRenderContext& ending, std::int64_t le
                                      AudioBufferList& list) noexcept {
   const std::size_t bytes = static_cast<std::size_t>(left) * ending.format().mBytesPerFrame;
   const bool isOne = list.mBuffers.size() == 1 && list.mBuffers[0].mData != nullptr;
-  // A buffer that is too small for what is left ends before the crossing, a malformed list is the track's to refuse.
+  // A buffer too small for the remaining frames ends before the crossing; the track refuses a malformed list.
   if (!isOne || list.mBuffers[0].mDataByteSize <= bytes) return ending.render(frames, &list);
 
   // acq_rel. Partners: couple(), uncouple().
@@ -124,7 +124,7 @@ OSStatus TrackSequence::renderAcross(AudioRenderContext& ending, std::int64_t le
   part = {{&second, 1}};
   if (status == noErr) status = next->render(frames - static_cast<std::uint32_t>(left), &part);
   output.mDataByteSize = static_cast<std::uint32_t>(bytes) + second.mDataByteSize;
-  // release. Partner: crossing(): from here on the player's thread may let go of the ending track.
+  // release. Partner: crossing(): from here on the player's thread may release the ending track.
   crossing_.store(rendered_ + left, std::memory_order_release);
   return status;
 }

@@ -1,10 +1,10 @@
 #pragma once
-// What an output unit pulls: a track, and behind its last frame the first frame of the one that follows, within the
-// same callback. render() runs on the unit's real-time thread, everything else on the player's thread. The render path
-// must never allocate, lock, log or make a system call.
+// What an output unit pulls: a track, and after its last frame the first frame of the following one, within the same
+// callback. render() runs on the unit's real-time thread, everything else on the player's thread. The render path must
+// never allocate, lock, log or make a system call.
 //
-// The two threads share one atomic pointer, the coupled track. The thread that exchanges it for null has it: the render
-// thread when it crosses, the player's thread when it takes the coupling back.
+// The two threads share one atomic pointer, the coupled track. The thread that exchanges it for null owns it: the
+// render thread at the crossing, the player's thread when it uncouples.
 
 #include <atomic>
 #include <cstdint>
@@ -23,46 +23,46 @@ class TrackSequence {
 
   // Player's thread, while the unit is stopped.
 
-  /// What is pulled next, from its own position; nothing is coupled. REQUIRES: not null.
+  /// Sets the track to pull next, from its own position; no track is coupled. REQUIRES: not null.
   void load(std::shared_ptr<AudioRenderContext> track);
-  /// Lets go of all tracks.
+  /// Releases all tracks.
   void clear();
-  /// A run of the unit begins: what it renders and plays is counted from here.
+  /// Begins a run of the unit: rendered and played frames are counted from here.
   void beginRun();
-  /// The run has ended, and the device has played `framesPlayed` frames of it (AudioOutputUnit::framesPlayed()). Moves
-  /// back to the first frame that was rendered but not heard. Where that lies in the coupled track, this track becomes
-  /// the loaded one, and the result is true; else the coupling ends.
+  /// Ends the run, of which the device has played `framesPlayed` frames (AudioOutputUnit::framesPlayed()). Moves back
+  /// to the first frame that was rendered but not heard. If that is in the coupled track, this track becomes the loaded
+  /// one and the result is true; otherwise the coupling ends.
   bool endRun(std::int64_t framesPlayed);
 
   // Player's thread, at any time.
 
-  /// Renders `track` behind the loaded one. REQUIRES: nothing is coupled; its position is 0, its format is the loaded
-  /// track's.
+  /// Couples `track`, to be rendered after the loaded one. REQUIRES: no track is coupled; its position is 0; its format
+  /// is the loaded track's.
   void couple(std::shared_ptr<AudioRenderContext> track);
-  /// Ends the coupling. False: the crossing has been rendered.
+  /// Ends the coupling. False if the crossing has been rendered.
   [[nodiscard]] bool uncouple();
   [[nodiscard]] bool isCoupled() const { return following_ != nullptr; }
   /// Null: none.
   [[nodiscard]] const AudioRenderContext* loaded() const { return loaded_.get(); }
   [[nodiscard]] const AudioRenderContext* following() const { return following_.get(); }
-  /// The frame of the run, counted by what was rendered, that is the first of the coupled track; nothing until the
-  /// render thread has come to it.
+  /// The first frame of the coupled track, counted in rendered frames of the run; nothing until the render thread has
+  /// reached it.
   [[nodiscard]] std::optional<std::int64_t> crossing() const;
-  /// What crossing() was when the loaded track became that; nothing before the first crossing.
+  /// The value of crossing() at the last crossing; nothing before the first one.
   [[nodiscard]] std::optional<std::int64_t> lastCrossing() const { return lastCrossing_; }
   /// The device has played the crossing: the coupled track becomes the loaded one. REQUIRES: crossing().
   void cross();
-  /// The position in the loaded track once the device has played `framesPlayed` frames of this run.
+  /// The position in the loaded track when the device has played `framesPlayed` frames of this run.
   [[nodiscard]] std::int64_t positionAfter(std::int64_t framesPlayed) const;
-  /// Calls of render() for all tracks so far, never less than before: whether the unit still pulls.
+  /// Calls of render() for all tracks so far, never decreasing; they show whether the unit still pulls.
   [[nodiscard]] std::int64_t renderCycleCount() const;
 
-  /// What to install in an output unit. REQUIRES: the sequence outlives the installation.
+  /// The callback to install in an output unit. REQUIRES: the sequence outlives the installation.
   [[nodiscard]] AURenderCallback callback() noexcept { return {&renderCallback, this}; }
 
   // Render thread.
 
-  /// As AudioRenderContext::render(), across the crossing. REQUIRES: a track is loaded.
+  /// As AudioRenderContext::render(), including the crossing. REQUIRES: a track is loaded.
   OSStatus render(std::uint32_t frames, AudioBufferList* ioData) noexcept;
   /// An AURenderCallback::Proc; `refCon` is the sequence.
   static OSStatus renderCallback(void* refCon, std::uint32_t frames, AudioBufferList* ioData) noexcept;
@@ -74,20 +74,21 @@ class TrackSequence {
 
   static constexpr std::int64_t none = -1;
 
-  // Player's thread: what keeps the tracks alive, and where the run began.
+  // Player's thread: owns the tracks; where the run began.
   std::shared_ptr<AudioRenderContext> loaded_;
-  std::shared_ptr<AudioRenderContext> following_;  ///< coupled; null when none is
+  std::shared_ptr<AudioRenderContext> following_;  ///< the coupled track; null: none
   std::int64_t startPosition_ = 0;                 ///< in the loaded track
-  std::int64_t startFrame_ = 0;                    ///< of the run: there the loaded track was at startPosition_
+  std::int64_t startFrame_ = 0;                    ///< frame of the run at which the loaded track was at startPosition_
   std::optional<std::int64_t> lastCrossing_;
-  std::int64_t earlierCycles_ = 0;  ///< of tracks that are not held any more
+  std::int64_t earlierCycles_ = 0;  ///< of tracks that are no longer held
 
-  // The render thread's while the unit runs, the player's while it is stopped; starting and stopping order the two.
+  // Owned by the render thread while the unit runs, by the player's while it is stopped; starting and stopping order
+  // both.
   AudioRenderContext* current_ = nullptr;
   std::int64_t rendered_ = 0;  ///< frames of this run
 
   // Atomic.
-  std::atomic<AudioRenderContext*> coupled_{nullptr};  ///< null once one of the two threads has taken it
+  std::atomic<AudioRenderContext*> coupled_{nullptr};  ///< null once one of the threads has taken it
   std::atomic<std::int64_t> crossing_{none};
 
   static_assert(std::atomic<AudioRenderContext*>::is_always_lock_free);

@@ -12,7 +12,7 @@ namespace tolvane {
 namespace {
 
 constexpr std::int64_t chunkFrames = 65536;
-constexpr std::int64_t chunkBytes = 8 * 1024 * 1024;  ///< reached by files of more channels than music has
+constexpr std::int64_t chunkBytes = 8 * 1024 * 1024;  ///< limit for files with unusually many channels
 
 /// In single precision, in independent lanes so that it runs in vector registers.
 float sumOfSquares(std::span<const float> samples) {
@@ -35,7 +35,7 @@ class Buckets {
         sumSquares_(static_cast<std::size_t>((length - 1) / framesPerBucket_ + 1)),
         frameCounts_(sumSquares_.size()) {}
 
-  /// Adds what the file has just read, from this frame on.
+  /// Adds the frames that the file has just read, beginning with this one.
   void add(const WaveformFile& file, std::int64_t position, std::int64_t frames) {
     for (std::int64_t offset = 0; offset < frames;) {
       const std::int64_t frame = position + offset;
@@ -81,7 +81,7 @@ std::optional<Result<Waveform>> makeWaveformData(AudioFileServices& files, const
       const auto frames = file->read(static_cast<std::size_t>(std::min(length - position, mostFrames)));
       if (!frames) return std::unexpected(frames.error());
       const auto count = std::min(static_cast<std::int64_t>(*frames), length - position);
-      if (count == 0 || file->channels() == 0) break;  // shorter than announced: what there is stands
+      if (count == 0 || file->channels() == 0) break;  // shorter than announced: what was read is used
       buckets.add(*file, position, count);
       position += count;
     }

@@ -1,6 +1,6 @@
 #pragma once
-// A track's loudness over time, and how it is found in a file. The extraction runs on any thread, keeps one chunk of
-// the file in memory and ends soon after it has been told to stop.
+// A track's loudness over time, and its extraction from a file. The extraction runs on any thread, keeps one chunk of
+// the file in memory and ends soon after a stop request.
 
 #include <optional>
 #include <stop_token>
@@ -20,7 +20,7 @@ struct Waveform {
   bool operator==(const Waveform&) const = default;
 };
 
-/// The waveform in at most `maxSamples` buckets, or what is wrong with the file. Nothing when it was told to stop.
+/// The waveform in at most `maxSamples` buckets, or the fault of the file. Nothing after a stop request.
 [[nodiscard]] std::optional<Result<Waveform>> makeWaveformData(AudioFileServices& files, const FileURL& url,
                                                                std::int64_t maxSamples, const std::stop_token& stop);
 

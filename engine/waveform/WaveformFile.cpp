@@ -75,7 +75,7 @@ void WaveformFile::separateChannels(std::size_t frames) {
   const std::size_t channels = format_.mChannelsPerFrame;
   samples_.resize(frames * channels);
   if (form_.isFloat && form_.bytes == sizeof(float) && !form_.isBigEndian) return separateFloats();
-  // In pieces that stay in the processor's cache.
+  // In pieces that fit into the processor's cache.
   constexpr std::size_t pieceSamples = 16384;
   const std::size_t pieceFrames = std::max<std::size_t>(pieceSamples / std::max<std::size_t>(channels, 1), 1);
   for (std::size_t first = 0; first < frames; first += pieceFrames) {
@@ -90,7 +90,7 @@ void WaveformFile::separateChannels(std::size_t frames) {
   }
 }
 
-/// Native floats are taken as they are.
+/// Native floats are used unchanged.
 void WaveformFile::separateFloats() {
   const std::size_t channels = format_.mChannelsPerFrame;
   float* destination = samples_.data();

@@ -1,5 +1,5 @@
 #pragma once
-// An audio file as the waveform reads it: 32-bit float, a span a channel. Any one thread; keeps one chunk in memory.
+// Reads an audio file for the waveform: 32-bit float, one span per channel. Any one thread; keeps one chunk in memory.
 
 #include <cstdint>
 #include <memory>
@@ -22,9 +22,9 @@ class WaveformFile {
 
   [[nodiscard]] std::uint32_t bytesPerFrame() const { return format_.mBytesPerFrame; }
 
-  /// Reads the next frames; the number that came, 0 at the end.
+  /// Reads the next frames. Returns their number, 0 at the end.
   [[nodiscard]] Result<std::size_t> read(std::size_t frames);
-  /// What the last read brought for this channel.
+  /// This channel's frames of the last read.
   [[nodiscard]] std::span<const float> channel(std::uint32_t index) const;
 
  private:
@@ -33,15 +33,15 @@ class WaveformFile {
   void separateChannels(std::size_t frames);
   void separateFloats();
 
-  std::unique_ptr<AudioFile> linear_;  // one of the two
+  std::unique_ptr<AudioFile> linear_;  // exactly one of the two is set
   std::unique_ptr<ExtAudioFile> encoded_;
   AudioStreamBasicDescription format_;  // of what is read
-  SampleForm form_;                     // the same, as its samples are read
+  SampleForm form_;                     // the layout of its samples
   std::int64_t length_ = 0;
   std::uint64_t offset_ = 0;  // bytes read
   std::vector<std::byte> raw_;
-  std::vector<double> numbers_;  // a piece of raw_, in its order
-  std::vector<float> samples_;   // a channel after the other, `framesRead_` each
+  std::vector<double> numbers_;  // part of raw_, in the same order
+  std::vector<float> samples_;   // one channel after the other, `framesRead_` each
   std::size_t framesRead_ = 0;
 };
 
