@@ -1,5 +1,5 @@
 #pragma once
-// An output device as the listener picks it. A value.
+// An output device as the user picks it. A value.
 
 #include <string>
 

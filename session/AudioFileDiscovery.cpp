@@ -26,13 +26,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Every character below U+0300, whose UTF-8 begins with 0xCC, is composed already, and no two of them compose.
+/// Characters below U+0300, whose UTF-8 begins with 0xCC, are already composed, and no two of them compose.
 bool isSurelyComposed(std::string_view text) {
   return std::ranges::all_of(text, [](unsigned char c) { return c < 0xCC; });
 }
 
-/// The composed spelling, where it is another one. UTF-8 orders by code point when its bytes are compared. A name that
-/// is not UTF-8 counts as it is.
+/// The composed spelling, if it differs. UTF-8 orders by code point when its bytes are compared. A name that is not
+/// UTF-8 is returned unchanged.
 std::optional<std::string> recomposed(std::string_view text) {
   if (isSurelyComposed(text)) return std::nullopt;
   utf8proc_uint8_t* mapped = nullptr;
@@ -45,7 +45,7 @@ std::optional<std::string> recomposed(std::string_view text) {
   return composed != text ? std::optional<std::string>(composed) : std::nullopt;
 }
 
-/// Component by component, so that one that is not UTF-8 does not hide the others.
+/// Component by component, so that one that is not UTF-8 does not affect the others.
 std::optional<std::string> recomposedPath(std::string_view path) {
   if (isSurelyComposed(path)) return std::nullopt;
   std::string composed;
@@ -59,14 +59,14 @@ std::optional<std::string> recomposedPath(std::string_view path) {
   return composed != path ? std::optional(std::move(composed)) : std::nullopt;
 }
 
-/// Without what would make the system follow a link: slashes and dots at the end.
+/// Without the slashes and dots at the end that would make the system follow a link.
 std::string withoutItsEnd(std::string path) {
   while (path.size() > 1 && (path.ends_with('/') || path.ends_with("/."))) path.pop_back();
   return path;
 }
 
-/// Without ".", ".." and doubled slashes; links stay links. A ".." behind a link is no step back in the path: where the
-/// shorter path is not that of the same file, the path stays as it is.
+/// Without ".", ".." and doubled slashes; links are not resolved. A ".." after a link does not lead back to the link's
+/// folder: if the shorter path does not name the same file, the path is returned unchanged.
 std::string standardisedPath(const std::string& path, const struct stat& file) {
   std::string standardised = withoutItsEnd(fs::path(path).lexically_normal().native());
   struct stat other {};
@@ -75,7 +75,7 @@ std::string standardisedPath(const std::string& path, const struct stat& file) {
   return isSame ? standardised : path;
 }
 
-/// The beginning of the paths of a folder's files, which are too many to recompose it for each.
+/// The common start of the paths in a folder, composed once: composing it for each file would take too long.
 struct Folder {
   /// REQUIRES: `path` ends in a slash.
   explicit Folder(std::string path) : prefix(std::move(path)), composed(recomposedPath(prefix)) {}
@@ -84,7 +84,7 @@ struct Folder {
   std::optional<std::string> composed;
 };
 
-/// A file that was found, and what it is sorted by. A million of them is a usual collection: small, and quick to order.
+/// A file that was found, with its sort key. Collections of a million files are usual: small, and quick to compare.
 class Found {
  public:
   Found(const Folder& folder, std::string_view name, std::uint32_t given) : path_(folder.prefix), given_(given) {
@@ -104,7 +104,7 @@ class Found {
   [[nodiscard]] const std::string& sortedPath() const { return composed_ ? *composed_ : path_; }
   [[nodiscard]] FileURL takeURL() { return FileURL(std::move(path_)); }
 
-  /// By file name, then by path; of two spellings of one path the one that was given first, so that it is kept.
+  /// By file name, then by path; of two spellings of one path the one that was given first comes first and is kept.
   [[nodiscard]] static bool isBefore(const Found& a, const Found& b) {
     if (a.beginning_ != b.beginning_) return a.beginning_ < b.beginning_;
     if (const int order = a.sortedName().compare(b.sortedName()); order != 0) return order < 0;
@@ -119,7 +119,7 @@ class Found {
   std::string path_;
   std::unique_ptr<const std::string> composed_;  ///< null where it is the path itself
   std::uint32_t nameBegin_ = 0;                  ///< in the sorted path
-  std::uint32_t given_;                          ///< which of the given files and folders it was found by
+  std::uint32_t given_;                          ///< index of the given file or folder under which it was found
 };
 
 struct CloseDirectory {
@@ -166,7 +166,7 @@ class Collector {
   }
 
  private:
-  /// One folder is open at a time, so that no depth exhausts the descriptors.
+  /// Only one folder is open at a time, so that no depth exhausts the descriptors.
   void walk(std::string top) {
     std::vector<std::string> pending;
     pending.push_back(std::move(top));
@@ -191,7 +191,7 @@ class Collector {
     }
   }
 
-  /// What playlists name keeps its order, behind all else.
+  /// Entries of playlists keep their order, after everything else.
   void appendListed(std::vector<FileURL>& urls) {
     std::unordered_set<std::string> seen;
     for (const FileURL& url : urls) seen.insert(recomposedPath(url.path()).value_or(url.path()));
@@ -201,9 +201,9 @@ class Collector {
 
   std::stop_token stop_;
   std::uint32_t given_ = 0;
-  std::unordered_set<std::string> walked_;  ///< of the given folders: one is often handed over more than once
+  std::unordered_set<std::string> walked_;  ///< of the given folders: the same one is often given more than once
   std::vector<Found> found_;
-  std::vector<FileURL> listed_;  ///< by the given playlists
+  std::vector<FileURL> listed_;  ///< entries of the given playlists
 };
 
 }  // namespace

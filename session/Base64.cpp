@@ -19,7 +19,7 @@ constexpr auto digits = [] {
   return values;
 }();
 
-/// The two characters of twelve bits: half as many look-ups for the records of long playlists.
+/// The two characters of twelve bits: half as many table look-ups for the records of long playlists.
 constexpr auto characterPairs = [] {
   std::array<std::array<char, 2>, 4096> pairs{};
   for (std::size_t bits = 0; bits < pairs.size(); ++bits) pairs[bits] = {alphabet[bits >> 6U], alphabet[bits & 63U]};

@@ -1,6 +1,6 @@
 #pragma once
-// The bookmarks of the playlist's entries, by row. Those that the disk has yet to be asked for are awaited: until then
-// such a row has none, or one of its path alone. A value.
+// The bookmarks of the playlist's entries, by row. A bookmark that must still be read from the disk is awaited: until
+// then its row has none, or one of the path alone. A value.
 
 #include <cstddef>
 #include <cstdint>
@@ -14,28 +14,28 @@ namespace tolvane {
 class EntryBookmarks {
  public:
   EntryBookmarks() = default;
-  /// None of them is awaited. An empty one is that of an entry that is not saved.
+  /// None is awaited. An empty bookmark belongs to an entry that is not saved.
   explicit EntryBookmarks(std::vector<FileBookmark> bookmarks);
-  /// So many rows whose bookmarks are awaited.
+  /// `count` rows with awaited bookmarks.
   [[nodiscard]] static EntryBookmarks awaitedFor(std::size_t count);
 
   [[nodiscard]] std::span<const FileBookmark> all() const { return bookmarks_; }
   [[nodiscard]] std::size_t size() const { return bookmarks_.size(); }
-  /// Whether there is nothing to save.
+  /// Whether there is no bookmark to save.
   [[nodiscard]] bool areNone() const { return unsaved_.size() == bookmarks_.size(); }
   [[nodiscard]] bool isAwaited(std::size_t row) const { return isAwaited_[row]; }
-  /// The row's place among those that are saved; 0 for a row that is not saved or not there.
+  /// The row's index among the saved rows; 0 for a row that is not saved or does not exist.
   [[nodiscard]] std::int64_t savedIndexOf(std::int64_t row) const;
 
-  // As the entries themselves. REQUIRES: rows are in range.
+  // Changes that follow those of the entries. REQUIRES: rows are in range.
 
   void move(std::int64_t source, std::int64_t target);
-  /// So many awaited ones before a row, or at the end.
+  /// Inserts `count` awaited bookmarks before a row, or at the end.
   void insert(std::int64_t row, std::size_t count);
   /// Keeps the rows that are marked; one mark per row.
   void keep(const std::vector<bool>& isKept);
 
-  /// Gives rows their bookmarks: `bookmarkOf(row)` returns nothing for a row that is to stay as it is.
+  /// Sets bookmarks: `bookmarkOf(row)` returns nothing for a row that is to stay as it is.
   template <typename BookmarkOf>
   void assign(BookmarkOf bookmarkOf, bool areAwaitedStill) {
     for (std::size_t row = 0; row < bookmarks_.size(); ++row) {

@@ -1,6 +1,6 @@
 #pragma once
-// The machine's output devices, kept current, and the one that is selected. Player's thread.
-// Tells of a selection only when it is another device, so that a device that comes or goes does not disturb the music.
+// The machine's output devices, kept current, and the selected one. Player's thread. Notifies of a selection only if
+// the device differs, so that devices that come or go do not interrupt the music.
 
 #include <functional>
 #include <memory>
@@ -24,11 +24,11 @@ class OutputDeviceList {
   /// Loads the list once and again whenever the devices change.
   void start();
 
-  /// Reads the devices and chooses: the selected one while it is there, else the system's default, else the first.
-  /// Unreadable hardware leaves everything as it is.
+  /// Reads the devices and selects one: the selected one if it is still there, else the system's default, else the
+  /// first. If the hardware cannot be read, nothing changes.
   void loadAudioDevices();
 
-  /// The listener's own choice. Ignored for a device that is not in the list or is selected already.
+  /// The user's choice. Ignored for a device that is not in the list or is already selected.
   void select(AudioObjectID deviceID);
 
   /// Sorted by name, in plain string order.
@@ -45,7 +45,7 @@ class OutputDeviceList {
   Published<std::vector<AudioDevice>> devices_;
   Published<std::optional<AudioDevice>> selectedDevice_;
   std::optional<AudioHardware::ListenerID> listener_;
-  std::shared_ptr<OutputDeviceList*> self_;  // a notification may arrive after its listener was removed
+  std::shared_ptr<OutputDeviceList*> self_;  // a notification may arrive after its property listener was removed
 };
 
 }  // namespace tolvane

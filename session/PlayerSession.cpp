@@ -10,9 +10,9 @@ namespace {
 
 constexpr auto progressInterval = std::chrono::milliseconds(50);
 constexpr double restartThreshold = 0.05;    // of the track's length
-constexpr double finishedThreshold = 0.999;  // from here on, playing again means from the beginning
+constexpr double finishedThreshold = 0.999;  // from here on, play starts from the beginning
 constexpr double smallestBalance = 1e-12;
-constexpr double clockTolerance = 0.05;  // seconds: a clock that differs from the device by no more is right
+constexpr double clockTolerance = 0.05;  // seconds: a clock this close to the device's position is not corrected
 constexpr std::size_t readingsToBelieve = 3;
 constexpr auto leastBetweenReadings = std::chrono::milliseconds(40);
 constexpr auto mostBetweenReadings = std::chrono::milliseconds(150);
@@ -22,7 +22,7 @@ constexpr std::string_view outputBalanceKey = "TolvanePlayer.OutputBalance";
 
 double sanitisedVolume(double volume) { return std::isfinite(volume) ? std::clamp(volume, 0.0, 1.0) : 1.0; }
 
-/// The engine leaves samples untouched only at exactly 0: what rounding left over from a slider must not stay.
+/// The engine leaves samples untouched only at exactly 0, so a rounding error of a slider must be removed.
 double sanitisedBalance(double balance) {
   if (!std::isfinite(balance)) return 0;
   const double clamped = std::clamp(balance, -1.0, 1.0);
@@ -130,7 +130,7 @@ void PlayerSession::playTrack(std::int64_t index, double fraction) {
   persistPlaybackState();
 }
 
-/// Starts it once it has been read, where startPosition() says.
+/// Starts the track, once it has been read, at startPosition().
 void PlayerSession::prepare(const FileURL& url) {
   shouldAutoAdvance_ = false;
   playbackStartedAt_.assign(std::nullopt);
@@ -146,7 +146,7 @@ void PlayerSession::trackHasStarted() {
   updateUpcomingTrack();
 }
 
-/// A device that fails says nothing of the file.
+/// A failure of the device is not a fault of the file.
 void PlayerSession::noteWhetherPlayable() {
   if (const auto& failure = player_.preparationFailure()) return unplayableFiles_.add(*failure);
   const bool isLoaded = player_.isPlaying().value() || player_.isPaused().value();
@@ -155,7 +155,7 @@ void PlayerSession::noteWhetherPlayable() {
 
 void PlayerSession::trackHasStartedOnOtherDevice() {
   noteWhetherPlayable();
-  // Where it could not be started, the place in it stays.
+  // If it could not be started, the position in it is kept.
   if (player_.duration().value() > 0) startFromTarget();
   persistPlaybackState();
   updateUpcomingTrack();
@@ -163,7 +163,7 @@ void PlayerSession::trackHasStartedOnOtherDevice() {
 
 void PlayerSession::startFromTarget() {
   playbackDuration_.assign(player_.duration().value());
-  // A track that followed without a gap has been heard for a moment.
+  // A track that followed without a gap has already been playing for a moment.
   setPositionFollowingEngine(player_.position().value_or(startPosition(playbackDuration_.value())));
 }
 
@@ -171,7 +171,8 @@ double PlayerSession::startPosition(double duration) const {
   return startSeconds_ ? std::min(*startSeconds_, duration) : startFraction_ * duration;
 }
 
-/// What the engine may read ahead: the entry after this one, or the restored one, with which playback will begin.
+/// The track that the engine may prepare: the entry after this one, or the restored one, with which playback will
+/// begin.
 void PlayerSession::updateUpcomingTrack() {
   const PlaylistTrack* next = nullptr;
   if (isActive()) {
@@ -203,13 +204,13 @@ bool PlayerSession::isTrackLoaded(const FileURL& url) const {
 void PlayerSession::togglePausePlayback() {
   if (player_.isPlaying().value()) {
     updatePlaybackPosition();
-    player_.pause();  // counts the track that has been heard to its end by now
+    player_.pause();  // counts the track that has been heard to its end
     shouldAutoAdvance_ = false;
     playbackStartedAt_.assign(std::nullopt);
     if (const auto heard = player_.position()) playbackPosition_.assign(*heard);
     persistPlaybackState();
   } else if (player_.isPaused().value()) {
-    player_.resume();  // may fail: then no clock may run, nor a next track follow
+    player_.resume();  // may fail: then the clock must not run, and no track may follow
     setPositionFollowingEngine(playbackPosition_.value());
     shouldAutoAdvance_ = player_.isPlaying().value();
     persistPlaybackState();
@@ -278,7 +279,7 @@ void PlayerSession::setOutputBalance(double balance) {
 void PlayerSession::setOutputDevice(AudioObjectID deviceID) {
   updatePlaybackPosition();
   if (player_.isPlaying().value()) startSeconds_ = playbackPosition_.value();
-  // The place shown is by the clock; the engine knows the frame. What the listener chooses meanwhile counts more.
+  // The shown position follows the clock; the engine knows the frame. A position chosen meanwhile takes precedence.
   player_.setOutputDevice(
       deviceID, [this] { trackHasStartedOnOtherDevice(); },
       [this, before = placesChosen_](double duration, double heard) {
@@ -310,9 +311,9 @@ void PlayerSession::updatePlaybackPosition() {
   persistPlaybackState();
 }
 
-/// What counts is what the device has played: it may stall, recover, or run a little faster than this clock. It tells
-/// by the period: a reading may be late by as much, so that of several the one that is least behind is believed. One
-/// that has not moved for longer than any period stands.
+/// Follows the device's position: the device may stall, recover, or run slightly faster than this clock. It reports its
+/// position once per period, so a reading may lag by up to a period: of several readings the one with the smallest lag
+/// is used. A reading that has not changed for longer than any period means that the device stands still.
 void PlayerSession::followDevice() {
   const auto now = runLoop_.now();
   const auto heard = player_.position();
@@ -330,7 +331,7 @@ void PlayerSession::followDevice() {
   if (ahead <= clockTolerance) return;
   const auto kept = readings_;
   startClockAt(*heard + lead - ahead);
-  if (stands) readings_ = kept;  // it still stands at the next reading
+  if (stands) readings_ = kept;  // so that the next reading finds it standing still too
 }
 
 void PlayerSession::handlePlaybackCompletion() {

@@ -1,7 +1,7 @@
 #pragma once
-// The one model between the user interface and the engine: the playlist, the current entry, the displayed position and
-// the listener's levels. Player's thread; the window reaches it through SessionProxy. The position shown is derived
-// from the clock, which is set anew where the device has played something else.
+// The model between the user interface and the engine: the playlist, the current entry, the shown position and the
+// user's levels. Player's thread; the window reaches it through SessionProxy. The shown position is computed from a
+// clock, which is corrected when the device's position differs.
 
 #include <cstdint>
 #include <functional>
@@ -21,8 +21,8 @@
 
 namespace tolvane {
 
-/// Observers are told of changes from within the operation that makes them, also halfway through it: they read, and
-/// leave operations for a later turn.
+/// Observers are called within the operation that makes a change, possibly halfway through it: they may read, but must
+/// defer operations to a later turn.
 class PlayerSession {
  public:
   /// Restores what the last session has left in the defaults; nothing plays yet. The services outlive the session;
@@ -41,81 +41,81 @@ class PlayerSession {
   /// Out of range while the playlist is empty.
   [[nodiscard]] const Published<std::int64_t>& currentIndex() const { return currentIndex_; }
   [[nodiscard]] std::optional<FileURL> currentTrackURL() const;
-  /// The last change of the list, while it can be undone: until the next one. Nothing: there is none.
+  /// The last change of the list, as long as it can be undone: until the next change. Nothing: none.
   [[nodiscard]] const Published<std::optional<PlaylistChange>>& undoableChange() const { return undoableChange_; }
   [[nodiscard]] const Published<double>& playbackPosition() const { return playbackPosition_; }  ///< seconds
   [[nodiscard]] const Published<double>& playbackDuration() const { return playbackDuration_; }  ///< 0: unknown
   [[nodiscard]] double playbackProgress() const;                                                 ///< 0 … 1
-  /// When the track would have been at its beginning had it played without a pause; nothing unless the clock runs.
+  /// When the track would have started if it had played without a pause; nothing unless the clock runs.
   [[nodiscard]] std::optional<RunLoop::TimePoint> playbackStartedAt() const;
   [[nodiscard]] bool canPlayNext() const;
   [[nodiscard]] const UnplayableFiles& unplayableFiles() const { return unplayableFiles_; }
   [[nodiscard]] const Published<double>& outputVolume() const { return outputVolume_; }    ///< 0 … 1
   [[nodiscard]] const Published<double>& outputBalance() const { return outputBalance_; }  ///< −1 … 1
-  /// Called after every change of anything above, and of anything that the engine publishes.
+  /// Called after every change of any value above, and of any value that the engine publishes.
   [[nodiscard]] Subscription onChange(const std::function<void()>& observer) const;
 
   // Transport. Indices out of range are ignored.
 
-  /// Plays the entry from a fraction of its length; the track that is loaded already is only sought in, and one that
-  /// is being prepared starts there.
+  /// Plays the entry from a fraction of its length. Only seeks if the track is already loaded; a track that is being
+  /// prepared will start there.
   void playTrack(std::int64_t index, double fraction);
-  /// Pauses, resumes, or starts the current entry where it stands (from its beginning when it stands at its end). A
-  /// track that is being prepared will wait, or start after all.
+  /// Pauses, resumes, or starts the current entry at its position (from its beginning if it is at its end). For a track
+  /// that is being prepared, toggles whether it will be paused when it is ready.
   void togglePausePlayback();
-  /// The entry before, or the beginning of this one once more than 5 % of it have been played.
+  /// Plays the previous entry, or the beginning of this one if more than 5 % of it have been played.
   void previous();
   void stopPlayback();
-  /// Within the track that is loaded, which goes on playing or stays paused, or that is being prepared. Ignored while
-  /// there is none, and for what is not finite; beyond the track is its end.
+  /// Seeks within the track that is loaded, which keeps playing or stays paused, or that is being prepared. Ignored
+  /// without one, and for values that are not finite; values beyond the track's end seek to its end.
   void seek(double seconds);
 
   // Playlist.
 
-  // Each copies the list once, so that it can be undone: some milliseconds for 100,000 entries.
+  // Each copies the list once for undo: some milliseconds for 100,000 entries.
 
-  /// Replaces the playlist and stops what plays. An empty list of URLs changes nothing.
+  /// Replaces the playlist and stops playback. An empty list of URLs changes nothing.
   void loadPlaylist(std::span<const FileURL> urls, bool autoplay);
   /// Reorders without interrupting the music. `destination` counts in the list without the moved entry.
   void moveTrack(std::int64_t source, std::int64_t destination);
-  /// Adds entries before the one at `row`, or at the end, without interrupting the music or starting any. An empty list
-  /// is loaded with them instead, and plays.
+  /// Inserts entries before the one at `row`, or at the end, without affecting playback. An empty playlist is loaded
+  /// with them instead, and plays.
   void insertTracks(std::span<const FileURL> urls, std::int64_t row);
-  /// Identities that are not in the list are ignored. Where the current entry goes, the one that followed it becomes
-  /// the current one: it plays from its beginning where the music played, and waits otherwise. Where none followed,
-  /// playback stops and the last entry becomes the current one.
+  /// Unknown identities are ignored. If the current entry is removed, the one after it becomes the current one: it
+  /// plays from its beginning if music was playing, and waits otherwise. If none follows, playback stops and the last
+  /// entry becomes the current one.
   void removeTracks(std::span<const PlaylistTrackID> ids);
-  /// Brings back the list as it was before its last change. What plays goes on where both lists have it. Otherwise the
-  /// change had taken it away, or brought it: then the place of before comes back, and plays if it did.
+  /// Restores the list as it was before its last change. A playing track that is in both lists continues. If the change
+  /// had removed or added the current entry, the previous position is restored, and plays if it did before.
   void undoPlaylistChange();
-  /// Adopts a duration learnt elsewhere, for a current entry that the engine has not loaded.
+  /// Sets a duration learnt elsewhere, if the current entry is not loaded in the engine.
   void setKnownDuration(double seconds, const FileURL& url);
-  /// Asks the disk, in the background, which of unplayableFiles() have changed.
+  /// Checks on the disk, in the background, which of unplayableFiles() have changed.
   void checkUnplayableFiles() { unplayableFiles_.check(); }
 
   // Output.
 
   void setOutputVolume(double volume);
   void setOutputBalance(double balance);
-  /// While playing, the track goes on at the same place on the new device.
+  /// While playing, the track continues at the same position on the new device.
   void setOutputDevice(AudioObjectID deviceID);
   void setExclusiveAccessEnabled(bool enabled);
 
-  /// Brings the displayed position up to date; while playing, saves it at most every two seconds.
+  /// Updates the shown position; while playing, saves it at most every two seconds.
   void updatePlaybackPosition();
 
   // What survives a restart. Saved with every change.
 
   void persistPlaylist();
   void persistPlaybackState();
-  /// For the end of the program: brings the position up to date and saves both, without waiting for the disk.
+  /// For the end of the program: updates the position and saves both records, without waiting for the disk.
   void saveAll();
-  /// The defaults have been loaded after all: what the last session has left is restored, unless another playlist is
-  /// there by now.
+  /// For defaults that were loaded late: restores the state that the last session saved, unless another playlist has
+  /// been loaded.
   void defaultsAreLoaded();
 
  private:
-  /// What is left of a saved playlist once the disk has been asked for each file.
+  /// The entries of a saved playlist that still exist, after a check on the disk.
   struct RestoredPlaylist {
     std::vector<FileURL> urls;
     std::vector<FileBookmark> bookmarks;
@@ -136,7 +136,7 @@ class PlayerSession {
     std::int64_t currentIndex = 0;
     double position = 0;       ///< seconds
     double duration = 0;       ///< seconds; 0: unknown
-    double startFraction = 0;  ///< for a duration that is unknown
+    double startFraction = 0;  ///< if the duration is unknown
     bool isGoingToPlay = false;
     bool isRestored = false;
   };
@@ -182,22 +182,23 @@ class PlayerSession {
 
   PlaylistTrackID lastTrackID_ = 0;
   EntryBookmarks entryBookmarks_;
-  bool isSavedByPath_ = false;  ///< awaited ones are of the path alone meanwhile
-  /// When the track would have been at position 0 had it played without a pause; present only while the engine plays.
+  bool isSavedByPath_ = false;  ///< awaited bookmarks were saved with the path alone
+  /// When the track would have been at position 0 if it had played without a pause; present only while the engine
+  /// plays.
   Published<std::optional<RunLoop::TimePoint>> playbackStartedAt_{std::nullopt};
   struct ClockReading {
     double heard = 0;  ///< the device's position, seconds
-    double lead = 0;   ///< seconds by which the clock was ahead of it
+    double lead = 0;   ///< seconds by which the clock was ahead of the device
   };
-  std::vector<ClockReading> readings_;  ///< the last few since the clock was set
+  std::vector<ClockReading> readings_;  ///< the most recent ones since the clock was set
   RunLoop::TimePoint lastReading_{};
-  // Where the track that is being prepared is to start: at a time, or at a fraction of a length not known yet.
+  // Where the track that is being prepared will start: a time, or a fraction of a length that is not known yet.
   double startFraction_ = 0;
   std::optional<double> startSeconds_;
-  std::uint64_t placesChosen_ = 0;  ///< by the listener, of tracks that were being prepared
+  std::uint64_t placesChosen_ = 0;  ///< positions that the user chose in tracks that were being prepared
   std::optional<RunLoop::TimePoint> lastPeriodicSave_;
   bool shouldAutoAdvance_ = false;
-  bool isRestored_ = false;  ///< the playlist is the last run's, and nothing of it has been played
+  bool isRestored_ = false;  ///< the playlist is the last run's, and none of it has been played
 
   // Last, so that they end before the state they act on.
   UnplayableFiles unplayableFiles_;

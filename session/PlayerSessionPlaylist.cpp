@@ -1,4 +1,4 @@
-// How the playlist changes while the session lives, and how the last change is undone.
+// Changes of the playlist while the session lives, and undo of the last change.
 
 #include <algorithm>
 #include <utility>
@@ -74,7 +74,7 @@ void PlayerSession::removeTracks(std::span<const PlaylistTrackID> ids) {
   auto removal = removalFrom(playlistTracks_.value(), ids, index);
   if (removal.count == 0) return;
   auto before = snapshot();
-  // The next track may just have been heard.
+  // The next track may just have begun.
   if (before.currentIndex != index) removal = removalFrom(before.tracks, ids, before.currentIndex);
   const bool goesOn = before.isGoingToPlay && removal.hasFollower;
   if (removal.takesCurrent && !goesOn && isActive()) player_.stop();
@@ -90,7 +90,7 @@ void PlayerSession::removeTracks(std::span<const PlaylistTrackID> ids) {
   updateUpcomingTrack();
 }
 
-/// Another track is the current one, and nothing of it has been played.
+/// Makes another track the current one, of which nothing has been played.
 void PlayerSession::forgetPlace() {
   playbackPosition_.assign(0);
   playbackDuration_.assign(0);

@@ -1,4 +1,4 @@
-// What of the session survives a restart: when the records are written, and how the playlist is rebuilt from them.
+// The saved state of the session: when the records are written, and how the playlist is rebuilt from them.
 
 #include <algorithm>
 #include <cstdio>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::string_view playlistKey = "TolvanePlayer.SavedPlaylist";
 constexpr std::string_view playbackStateKey = "TolvanePlayer.SavedPlaybackState";
-/// 100,000 entries of a disk that answers take a fraction of it.
+/// For 100,000 entries, a disk that answers takes a fraction of this.
 constexpr auto diskPatience = std::chrono::seconds(3);
 
 void reportLostAccess(const FileURL& url, const std::string& error) {
@@ -59,7 +59,7 @@ void PlayerSession::defaultsAreLoaded() {
 }
 
 void PlayerSession::persistPlaylist() {
-  if (isWaitingForRecords()) return;  // what is stored stays until it can be replaced
+  if (isWaitingForRecords()) return;  // the stored record stays until it can be replaced
   if (entryBookmarks_.areNone()) {
     const UserDefaults::Group together(defaults_);
     defaults_.removeObject(playlistKey);
@@ -84,7 +84,7 @@ void PlayerSession::persistAll() {
   persistPlaybackState();
 }
 
-/// Asks the disk for those that are awaited, and saves then. An entry without a bookmark plays now, and is not saved.
+/// Reads the awaited bookmarks from the disk, then saves. An entry without a bookmark can be played but is not saved.
 void PlayerSession::makeBookmarks() {
   std::vector<PlaylistTrackID> ids;
   std::vector<FileURL> urls;
@@ -114,7 +114,7 @@ void PlayerSession::makeBookmarks() {
   bookmarkingPatience_ = runLoop_.scheduleTimer(diskPatience, false, [this] { saveByPathMeanwhile(); });
 }
 
-/// Entries may have been moved and removed meanwhile.
+/// Entries may have been moved or removed meanwhile.
 void PlayerSession::adoptBookmarks(std::span<const PlaylistTrackID> ids, std::vector<FileBookmark> bookmarks) {
   std::unordered_map<PlaylistTrackID, FileBookmark*> made;
   made.reserve(ids.size());
@@ -148,7 +148,8 @@ void PlayerSession::restorePlaylist() {
   });
 }
 
-/// For a share that does not answer: the entries as they were saved. What has gone is found out when it is played.
+/// For a share that does not answer: the entries as they were saved. Files that are gone are noticed when they are
+/// played.
 void PlayerSession::adoptStoredPlaylist(const std::string& record) {
   auto saved = decodedPlaylist(record);
   if (!saved || saved->version != SavedPlaylist::currentVersion) return;
@@ -172,7 +173,7 @@ void PlayerSession::adoptRestoredPlaylist(RestoredPlaylist restored) {
   tracks.reserve(restored.urls.size());
   for (auto& url : restored.urls) tracks.push_back({++lastTrackID_, std::move(url)});
   playlistTracks_.assign(PlaylistTracks(std::move(tracks)));
-  // Without a saved entry, this removes both records.
+  // Without saved entries, this removes both records.
   if (entryBookmarks_.size() == 0) return persistPlaylist();
 
   const auto place = std::ranges::lower_bound(restored.savedIndices, state.currentIndex);
@@ -182,7 +183,7 @@ void PlayerSession::adoptRestoredPlaylist(RestoredPlaylist restored) {
     playbackDuration_.assign(std::max(state.duration, 0.0));
     playbackPosition_.assign(std::min(std::max(state.position, 0.0), playbackDuration_.value()));
   } else {
-    // The entry after the lost one, or the last.
+    // The entry after the missing one, or the last.
     currentIndex_.assign(std::min(place - restored.savedIndices.begin(), std::ssize(restored.savedIndices) - 1));
   }
   if (!isCurrentThere || restored.isChanged) persistAll();

@@ -1,5 +1,5 @@
 #pragma once
-// What the last change of the playlist was, for the offer to undo it. A value.
+// Describes the last change of the playlist, for the offer to undo it. A value.
 
 #include <cstdint>
 
@@ -9,7 +9,7 @@ struct PlaylistChange {
   enum class Kind : std::uint8_t { replaced, moved, added, removed };
 
   Kind kind = Kind::replaced;
-  /// Of the tracks that were replaced, moved, added or removed.
+  /// Number of tracks that were replaced, moved, added or removed.
   std::int64_t count = 0;
 
   bool operator==(const PlaylistChange&) const = default;

@@ -30,7 +30,7 @@ std::string_view trimmed(std::string_view line) {
   return line.substr(begin, line.find_last_not_of(blanks) - begin + 1);
 }
 
-/// Nothing for a comment, and for what lies on another machine.
+/// Nothing for a comment and for a location on another machine.
 std::optional<FileURL> entryOf(std::string_view line, const std::string& folder) {
   if (line.empty() || line.starts_with('#')) return std::nullopt;
   if (const auto url = fileURLFromURI(line)) return url;
@@ -51,10 +51,10 @@ bool isUTF8(std::string_view text) {
   return true;
 }
 
-/// The path of a file, or its end, that would not be read back as it is in a line of its own.
+/// Whether a path, or the end of one, could not be written as a line and read back unchanged.
 bool needsURI(std::string_view path) {
   return path.find_first_of("\r\n") != std::string_view::npos || path != trimmed(path) || !isUTF8(path) ||
-         fs::path(path).lexically_normal() != path;  // ".." behind a link is no step back
+         fs::path(path).lexically_normal() != path;  // ".." after a link does not lead back to the link's folder
 }
 
 std::string entryLine(const FileURL& file, const std::string& inside) {
@@ -65,7 +65,7 @@ std::string entryLine(const FileURL& file, const std::string& inside) {
   return !line.starts_with('/') && readsAsAnother ? "./" + line : line;
 }
 
-/// The file's title in one line; empty where that would not be text.
+/// The file's title in one line; empty if it is not valid text.
 std::string titleOf(const FileURL& file) {
   std::string title(isUTF8(file.stem()) ? file.stem() : std::string_view());
   std::ranges::replace_if(
@@ -104,7 +104,7 @@ std::vector<FileURL> playlistEntries(std::string_view text, const std::string& f
 
 std::vector<FileURL> readPlaylistFile(const FileURL& playlist) {
   std::error_code error;
-  if (!fs::is_regular_file(playlist.path(), error)) return {};  // a pipe would not end
+  if (!fs::is_regular_file(playlist.path(), error)) return {};  // reading a pipe would not end
   const auto size = fs::file_size(playlist.path(), error);
   if (error || size > maximumPlaylistFileBytes) return {};
   std::ifstream file(playlist.path(), std::ios::binary);

@@ -1,6 +1,6 @@
 #pragma once
-// A playlist without some of its entries, and which entry is the current one then. Pure; the player's side carries it
-// out, the window's predicts it.
+// A playlist without some of its entries, and its new current entry. Pure; used by the player to remove entries, and by
+// the window to predict the result.
 
 #include <cstdint>
 #include <span>
@@ -11,16 +11,16 @@
 namespace tolvane {
 
 struct PlaylistRemoval {
-  std::vector<bool> isKept;  ///< by row of the list as it was
-  std::int64_t count = 0;    ///< of the entries that are gone; 0: nothing changes
-  PlaylistTracks tracks;     ///< what is left
-  /// Row of the current entry among those; where that is gone, of the one that followed it, else of the last one.
+  std::vector<bool> isKept;  ///< by row of the old list
+  std::int64_t count = 0;    ///< of removed entries; 0: nothing changes
+  PlaylistTracks tracks;     ///< the remaining entries
+  /// Row of the current entry in `tracks`; if it is removed, of the entry that followed it, else of the last one.
   std::int64_t currentIndex = 0;
-  bool takesCurrent = false;  ///< the current entry is gone
-  bool hasFollower = false;   ///< and an entry that followed it is left
+  bool takesCurrent = false;  ///< the current entry is removed
+  bool hasFollower = false;   ///< and an entry after it remains
 };
 
-/// Identities that are not in the list are ignored.
+/// Unknown identities are ignored.
 [[nodiscard]] PlaylistRemoval removalFrom(const PlaylistTracks& tracks, std::span<const PlaylistTrackID> removed,
                                           std::int64_t currentIndex);
 

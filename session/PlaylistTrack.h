@@ -8,8 +8,8 @@
 
 namespace tolvane {
 
-/// Identity of a playlist entry: never 0, fresh whenever an entry is created, never reused while the session lives.
-/// The same file may stand in the list twice.
+/// Identity of a playlist entry: never 0, unique for each entry, never reused while the session lives. The same file
+/// may be in the list more than once.
 using PlaylistTrackID = std::uint64_t;
 
 struct PlaylistTrack {

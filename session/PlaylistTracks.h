@@ -1,5 +1,5 @@
 #pragma once
-// The playlist as a value that is cheap to hand on: copies share the entries, which never change. Any thread.
+// The playlist as a value that is cheap to pass on: copies share the entries, which never change. Any thread.
 
 #include <algorithm>
 #include <cstddef>
@@ -49,7 +49,7 @@ class PlaylistTracks {
   std::shared_ptr<const Entries> entries_ = std::make_shared<const Entries>();
 };
 
-/// Moves one element; everything between the two places moves by one. REQUIRES: both are in range.
+/// Moves one element; those between the two places move by one. REQUIRES: both are in range.
 template <typename T>
 void moveElement(std::vector<T>& elements, std::int64_t source, std::int64_t target) {
   const auto begin = elements.begin();
@@ -60,7 +60,7 @@ void moveElement(std::vector<T>& elements, std::int64_t source, std::int64_t tar
   }
 }
 
-/// Where the entry at `index` is after such a move.
+/// The new index of the entry at `index` after such a move.
 [[nodiscard]] constexpr std::int64_t indexAfterMove(std::int64_t index, std::int64_t source, std::int64_t target) {
   if (index == source) return target;
   if (source < index && target >= index) return index - 1;

@@ -1,5 +1,5 @@
 #pragma once
-// Strict reading of saved JSON records: a member is there and of its type, or there is none. Pure, throws nothing.
+// Strict reading of saved JSON records: a member of the right type, or nothing. Pure; throws nothing.
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
@@ -11,7 +11,7 @@ namespace tolvane {
 /// Nothing for anything but a JSON object.
 [[nodiscard]] std::optional<nlohmann::json> parsedRecord(std::string_view text);
 
-/// Whole numbers within 64 bits, however they are written.
+/// Whole numbers within 64 bits, in any JSON notation.
 [[nodiscard]] std::optional<std::int64_t> integerMember(const nlohmann::json& record, const char* key);
 
 [[nodiscard]] std::optional<double> numberMember(const nlohmann::json& record, const char* key);

@@ -1,5 +1,5 @@
 #pragma once
-// The record of the playlist that survives a restart. A value and its JSON text; pure.
+// The saved playlist. A value and its JSON text; pure.
 
 #include <cstdint>
 #include <optional>
@@ -21,10 +21,10 @@ struct SavedPlaylist {
   bool operator==(const SavedPlaylist&) const = default;
 };
 
-/// The text of the record with these bookmarks; entries without one are left out.
+/// The record with these bookmarks as text; entries without a bookmark are left out.
 [[nodiscard]] std::string encodedPlaylist(std::span<const FileBookmark> bookmarks);
 
-/// Nothing unless every member is there and of its type. Any version decodes.
+/// Nothing unless every member is present and of its type. Any version is accepted.
 [[nodiscard]] std::optional<SavedPlaylist> decodedPlaylist(std::string_view text);
 
 }  // namespace tolvane

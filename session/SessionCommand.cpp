@@ -102,7 +102,7 @@ class Prediction {
     if (goesOn) (*this)(PlayTrack{state_.currentTrack()->id, 0});
   }
 
-  // What can be undone comes with the answer: an undo never stands behind a change that may yet be left out.
+  // Undo is available only once the player has answered: it can never apply to a change that may still be dropped.
   void operator()(const LoadPlaylist&) { state_.undoableChange.reset(); }
   void operator()(const InsertTracks&) { state_.undoableChange.reset(); }
   void operator()(const UndoPlaylistChange&) { state_.undoableChange.reset(); }
@@ -126,7 +126,7 @@ class Prediction {
     if (!wanted.watched) state_.diagnostics.reset();
   }
 
-  // The answer brings what these change, or they change nothing that is shown.
+  // The player's answer brings the result of these commands, or they change nothing that is shown.
   void operator()(const SetKnownDuration&) {}
   void operator()(const CheckUnplayableFiles&) {}
   void operator()(const StoreSetting&) {}
@@ -161,7 +161,7 @@ bool bothAre(const SessionCommand& a, const SessionCommand& b) {
 }  // namespace
 
 bool supersedes(const SessionCommand& newer, const SessionCommand& older) {
-  // None of the changes of the list itself: undoing the load brings them back.
+  // Changes of the list itself are never dropped: undoing the load restores them.
   if (std::holds_alternative<LoadPlaylist>(newer) && !std::get<LoadPlaylist>(newer).urls.empty()) {
     return std::holds_alternative<PlayTrack>(older) || std::holds_alternative<SetPlaying>(older) ||
            std::holds_alternative<Seek>(older) || std::holds_alternative<SetKnownDuration>(older) ||

@@ -1,6 +1,6 @@
 #pragma once
-// What the window asks of the player. Values that travel from the window's thread to the player's; entries are named by
-// their identity, because rows may have moved meanwhile.
+// What the window requests from the player. Values that are passed from the window's thread to the player's. Entries
+// are named by their identity, because rows may have moved meanwhile.
 
 #include <cstdint>
 #include <optional>
@@ -24,7 +24,7 @@ struct SetPlaying {
 };
 struct StopPlayback {};
 struct Seek {
-  PlaylistTrackID track = 0;  ///< nothing happens when another one is the current one by then
+  PlaylistTrackID track = 0;  ///< ignored if another one is the current one by then
   double seconds = 0;
 };
 struct LoadPlaylist {
@@ -33,22 +33,22 @@ struct LoadPlaylist {
 };
 struct MoveTrack {
   PlaylistTrackID track = 0;
-  std::int64_t destination = 0;  ///< counts in the list without the moved entry
+  std::int64_t destination = 0;  ///< index in the list without the moved entry
 };
 struct InsertTracks {
   std::vector<FileURL> urls;
-  PlaylistTrackID before = 0;  ///< the entry that will follow them; 0, or one that has gone: at the end
+  PlaylistTrackID before = 0;  ///< the entry that will follow them; 0, or one that has been removed: at the end
 };
 struct RemoveTracks {
   std::vector<PlaylistTrackID> tracks;
 };
-/// Brings back the list as it was before its last change.
+/// Restores the list as it was before its last change.
 struct UndoPlaylistChange {};
 struct SetKnownDuration {
   double seconds = 0;
   FileURL url;
 };
-/// Asks the disk whether the files that could not be played have changed.
+/// Checks on the disk whether the files that could not be played have changed.
 struct CheckUnplayableFiles {};
 struct SetOutputVolume {
   double volume = 1;
@@ -62,18 +62,18 @@ struct SelectOutputDevice {
 struct SetExclusiveAccess {
   bool enabled = false;
 };
-/// A setting of the window; no value removes it.
+/// Changes a setting of the window; no value removes it.
 struct StoreSetting {
   std::string key;
   std::optional<UserDefaults::Value> value;
 };
-/// Brings the position up to date and saves the playlist and the place in it.
+/// Updates the position, and saves the playlist and the position in it.
 struct Save {};
-/// From here on states carry all that is known of the signal path, or no more.
+/// Starts or stops the inclusion of path diagnostics in states.
 struct WatchPath {
   bool watched = true;
 };
-/// Asks for nothing but the answer that it has been seen.
+/// Does nothing; shows by its answer that the player handles commands.
 struct Ping {};
 
 }  // namespace command
@@ -85,13 +85,13 @@ using SessionCommand =
                  command::SelectOutputDevice, command::SetExclusiveAccess, command::StoreSetting, command::Save,
                  command::WatchPath, command::Ping, command::CheckUnplayableFiles>;
 
-/// Whether an older command that has not begun need not be carried out any more, because `newer` comes after it.
+/// Whether an older command that has not begun may be dropped because of `newer`.
 [[nodiscard]] bool supersedes(const SessionCommand& newer, const SessionCommand& older);
 
-/// Whether the listener expects that the player stops waiting for a device or a server because of it.
+/// Whether this command should interrupt the player's wait for a device or a server.
 [[nodiscard]] bool interruptsWaiting(const SessionCommand& command);
 
-/// What the window shows from the moment of the command until the player answers: `state` as it will probably be.
+/// What the window shows between the command and the player's answer: the expected new `state`.
 void predict(const SessionCommand& command, RunLoop::TimePoint sentAt, SessionState& state);
 
 }  // namespace tolvane

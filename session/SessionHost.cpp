@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::string_view exclusiveAccessKey = "TolvanePlayer.ExclusiveAccessEnabled";
 constexpr auto preparationProgressInterval = std::chrono::milliseconds(50);
-/// As often as the engine looks at its output.
+/// As often as the engine checks its output.
 constexpr auto diagnosticsInterval = std::chrono::milliseconds(500);
 
 }  // namespace
@@ -160,7 +160,7 @@ SessionState SessionHost::state() const {
   state.sampleRate = player.sampleRate().value();
   state.playbackCompletionCount = player.playbackCompletionCount().value();
   state.startedAt = session_.playbackStartedAt();
-  // While the clock runs, a position that was published a moment ago would be another state for no reason.
+  // While the clock runs, a position published a moment ago needs no new state.
   if (!state.startedAt) state.position = session_.playbackPosition().value();
   state.duration = session_.playbackDuration().value();
   state.outputVolume = session_.outputVolume().value();

@@ -1,6 +1,6 @@
 #pragma once
-// The player as the window reaches it: the session, the output devices and the settings, behind a link. Carries out
-// the window's commands in their order, a turn each, and publishes what has come of them. Player's thread.
+// The player as the window reaches it: the session, the output devices and the settings, behind a link. Executes the
+// window's commands in order, one per turn, and publishes the results. Player's thread.
 
 #include <cstdint>
 #include <functional>
@@ -22,20 +22,20 @@ class SessionHost {
     FileBookmarks& bookmarks;
     RunLoop& runLoop;
     Log& log;
-    Background background = runAtOnce;  ///< reads the tracks that are to be played
-    Background lowPriority{};           ///< reads those that will be played next; null: as `background`
-    /// The command that came with this interrupt is being carried out: waiting for a device is allowed again.
+    Background background = runAtOnce;  ///< reads the tracks that are to be played now
+    Background lowPriority{};           ///< reads those that will be played next; null: `background`
+    /// The command that came with this interrupt is being executed: waits for a device are allowed again.
     std::function<void(std::uint64_t interrupt)> obey{};
   };
 
-  /// Restores what the last session has left, loads the devices, publishes, and takes the commands that have come
-  /// meanwhile. Services and link outlive the host.
+  /// Restores the state that the last session saved, loads the devices, publishes, and takes the commands that have
+  /// arrived meanwhile. Services and link outlive the host.
   SessionHost(const Services& services, SessionLink& link);
   ~SessionHost();
   SessionHost(const SessionHost&) = delete;
   SessionHost& operator=(const SessionHost&) = delete;
 
-  /// To be called on this thread once the defaults, which were not loaded when the host was made, are.
+  /// Must be called on this thread when the defaults have been loaded, if they were not when the host was made.
   void defaultsAreLoaded();
 
   [[nodiscard]] PlayerSession& session() { return session_; }
@@ -64,13 +64,13 @@ class SessionHost {
   std::uint64_t lastCommand_ = 0;
   SessionLink::State published_;
   bool isPublicationScheduled_ = false;
-  std::shared_ptr<const PathDiagnostics> diagnostics_;  ///< null while the window does not ask for it
+  std::shared_ptr<const PathDiagnostics> diagnostics_;  ///< null unless the window requests it
 
   // Last, so that they end before the state they act on.
   std::shared_ptr<SessionHost*> self_ = std::make_shared<SessionHost*>(this);  ///< posted work holds it weakly
   Subscription changes_;
   RunLoop::Timer progressTimer_;     ///< while a track is prepared
-  RunLoop::Timer diagnosticsTimer_;  ///< while the window asks for diagnostics
+  RunLoop::Timer diagnosticsTimer_;  ///< while the window requests diagnostics
 };
 
 }  // namespace tolvane

@@ -1,7 +1,7 @@
 #pragma once
-// All that the window's thread and the player's share: commands one way, the latest state the other. Either side may
-// come first and go first. The lock is held for as long as it takes to hand over a pointer, never across a call into
-// one of the sides.
+// Everything that the window's thread and the player's share: commands in one direction, the latest state in the other.
+// Either side may be created and destroyed first. The lock is held only to hand over a pointer, never during a call
+// into one of the sides.
 
 #include <cstdint>
 #include <deque>
@@ -18,30 +18,29 @@ class SessionLink {
   struct NumberedCommand {
     std::uint64_t number = 0;  ///< ascending
     SessionCommand command;
-    /// Of the interrupt that came with it; 0: none did.
+    /// The number of the interrupt that came with it; 0: none.
     std::uint64_t interrupt = 0;
   };
   using State = std::shared_ptr<const SessionState>;
 
   // Window's thread.
 
-  /// `onState` runs on that run loop, in a turn of its own, when there is a state to take.
+  /// `onState` runs on that run loop, in its own turn, when there is a state to take.
   void connectWindow(RunLoop& runLoop, RunLoop::Action onState);
   void disconnectWindow();
-  /// Older commands that it supersedes and that have not begun are dropped.
+  /// Drops older commands that it supersedes and that have not begun.
   void send(NumberedCommand command);
-  /// The latest state; null when it has been taken already.
+  /// The latest state; null if it has already been taken.
   [[nodiscard]] State takeState();
 
   // Player's thread.
 
-  /// `onCommand` runs on that run loop, in a turn of its own, when there are commands to take: those, too, that were
-  /// sent before.
+  /// `onCommand` runs on that run loop, in its own turn, when there are commands to take, including those sent before.
   void connectPlayer(RunLoop& runLoop, RunLoop::Action onCommand);
   void disconnectPlayer();
-  /// The oldest command that is left; nothing when there is none.
+  /// The oldest remaining command; nothing when there is none.
   [[nodiscard]] std::optional<NumberedCommand> takeCommand();
-  /// Replaces a state that nobody has taken.
+  /// Replaces a state that has not been taken.
   void publish(State state);
 
  private:

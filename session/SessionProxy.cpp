@@ -10,7 +10,7 @@ namespace {
 constexpr auto positionInterval = std::chrono::milliseconds(50);
 constexpr double restartThreshold = 0.05;  // of the track's length
 constexpr auto watchInterval = std::chrono::milliseconds(250);
-/// From here on the window says what the player waits for.
+/// After this time the window shows what the player is waiting for.
 constexpr auto noticeableWait = std::chrono::seconds(1);
 
 }  // namespace
@@ -104,7 +104,7 @@ void SessionProxy::updatePlaybackPosition() {
   if (state_.startedAt) show();
 }
 
-/// The published state, and on top of it what the commands will make of it that the player has not answered yet.
+/// The published state, with the expected effect of the commands that the player has not answered yet.
 void SessionProxy::show() {
   SessionState now = *published_;
   for (const Sent& sent : unanswered_) predict(sent.command, sent.at, now);
@@ -114,7 +114,7 @@ void SessionProxy::show() {
     now.audioPathStatus = AudioPathStatus::configuring();
     now.audioPathStatus.detail = "Waiting for " + now.heldUpBy + "…";
   }
-  // A prediction, or a wait, shows no verdict: then there are no stages either.
+  // A predicted state, or one during a wait, has no verdict and therefore no stages.
   if (!now.audioPathStatus.isOfAPath()) now.signalPath.reset();
   const SessionState before = std::exchange(state_, std::move(now));
   keepTime();
@@ -138,7 +138,7 @@ void SessionProxy::keepTime() {
     watchTimer_ = runLoop_.scheduleTimer(watchInterval, true, [this] { watch(); });
 }
 
-/// A thread that is held up cannot say so; a question without an answer shows it.
+/// A blocked thread cannot report it; a command without an answer shows it.
 void SessionProxy::watch() {
   if (unanswered_.empty()) return send(command::Ping{});
   show();

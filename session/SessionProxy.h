@@ -1,6 +1,6 @@
 #pragma once
-// The player as the window has it: its latest state, what the listener's own commands will make of it until the player
-// has answered, and the commands. Window's thread. Nothing here waits for anything.
+// The player as seen by the window: its latest state, the expected effect of commands that the player has not answered
+// yet, and the commands. Window's thread. Nothing here blocks.
 
 #include <cstdint>
 #include <deque>
@@ -20,10 +20,10 @@ class SessionProxy {
  public:
   using Observer = std::function<void(const SessionState& before, const SessionState& now)>;
 
-  /// What is known of a player's thread that waits for somebody. Both may be called at any time.
+  /// Access to a player's thread that is waiting. Both may be called at any time.
   struct Waiting {
-    std::function<std::string()> forWhom;      ///< the device or server; empty: not known
-    std::function<std::uint64_t()> interrupt;  ///< to go on without them; the interrupt's number
+    std::function<std::string()> forWhom;      ///< the device or server that it waits for; empty: unknown
+    std::function<std::uint64_t()> interrupt;  ///< ends the wait; returns the interrupt's number
   };
 
   /// Link and run loop outlive the proxy.
@@ -32,37 +32,37 @@ class SessionProxy {
   SessionProxy(const SessionProxy&) = delete;
   SessionProxy& operator=(const SessionProxy&) = delete;
 
-  /// As it is shown: the position is that of now.
+  /// The state to show, with the position as of now.
   [[nodiscard]] const SessionState& state() const { return state_; }
   [[nodiscard]] std::optional<FileURL> currentTrackURL() const;
-  /// Told of each change; a playing track's position changes twenty times a second.
+  /// Called after each change; the position of a playing track changes twenty times a second.
   [[nodiscard]] Subscription onChange(Observer observer) const;
 
-  // Transport. Rows that are not there are ignored.
+  // Transport. Rows that do not exist are ignored.
 
   void playTrack(std::int64_t row, double fraction);
   void togglePausePlayback() { setPlaying(!state_.isGoingToPlay()); }
   void setPlaying(bool playing);
-  /// The entry before, or the beginning of this one once more than 5 % of it have been played.
+  /// Plays the previous entry, or the beginning of this one if more than 5 % of it have been played.
   void previous();
   void next();
   void stopPlayback() { send(command::StopPlayback{}); }
   void seek(double seconds);
-  /// Computes the position anew.
+  /// Recomputes the position.
   void updatePlaybackPosition();
 
   // Playlist.
 
   void loadPlaylist(std::span<const FileURL> urls, bool autoplay);
-  /// `destination` counts in the list without the moved entry.
+  /// `destination` is an index in the list without the moved entry.
   void moveTrack(std::int64_t source, std::int64_t destination);
-  /// Before that entry, or at the end where there is none of this identity.
+  /// Inserts before that entry, or at the end if there is none of this identity.
   void insertTracks(std::span<const FileURL> urls, PlaylistTrackID before);
   void removeTracks(std::vector<PlaylistTrackID> tracks);
-  /// Ignored while there is no change to undo.
+  /// Ignored when there is no change to undo.
   void undoPlaylistChange();
   void setKnownDuration(double seconds, const FileURL& url) { send(command::SetKnownDuration{seconds, url}); }
-  /// Sends nothing where there are none.
+  /// Sends nothing if `urls` is empty.
   void checkUnplayableFiles() {
     if (state_.unplayableFiles) send(command::CheckUnplayableFiles{});
   }
@@ -74,7 +74,7 @@ class SessionProxy {
   void selectOutputDevice(AudioObjectID device) { send(command::SelectOutputDevice{device}); }
   void setExclusiveAccessEnabled(bool enabled);
 
-  /// Whether states carry `diagnostics`.
+  /// Whether states contain `diagnostics`.
   void watchPath(bool isWatched) { send(command::WatchPath{isWatched}); }
 
   // What survives a restart.
@@ -102,7 +102,7 @@ class SessionProxy {
   RunLoop& runLoop_;
   const Waiting waiting_;
   SessionLink::State published_ = std::make_shared<const SessionState>();
-  bool hasPlayer_ = false;  ///< has published
+  bool hasPlayer_ = false;  ///< the player has published a state
   std::deque<Sent> unanswered_;
   std::uint64_t lastNumber_ = 0;
   SessionState state_;
@@ -111,7 +111,7 @@ class SessionProxy {
   // Last, so that they end before the state they act on.
   std::shared_ptr<SessionProxy*> self_ = std::make_shared<SessionProxy*>(this);  ///< posted work holds it weakly
   RunLoop::Timer positionTimer_;                                                 ///< while the clock runs
-  RunLoop::Timer watchTimer_;  ///< while the player has something to do
+  RunLoop::Timer watchTimer_;  ///< while the player has commands to execute
 };
 
 }  // namespace tolvane

@@ -1,6 +1,6 @@
 #pragma once
-// The window's settings: user defaults on the window's thread, stored by the player's. What was set in this run can be
-// read again; what an earlier run has left is not known here.
+// The window's settings: user defaults on the window's thread, stored by the player's. Only values that were set in
+// this run can be read; those of an earlier run are not known here.
 
 #include <map>
 #include <string>
@@ -20,7 +20,7 @@ class SettingsProxy final : public UserDefaults {
   void removeObject(std::string_view key) override;
 
  private:
-  // Each setting stands for itself.
+  // Settings are independent of each other: groups have no effect.
   void beginGroup() override {}
   void endGroup() override {}
 

@@ -1,5 +1,5 @@
 #pragma once
-// A file that could not be prepared when it was played last. Values, as player and window share them.
+// A file that could not be prepared when it was last played. Values, shared by player and window.
 
 #include <map>
 #include <optional>
@@ -14,7 +14,7 @@ namespace tolvane {
 struct UnplayableFile {
   std::string detail;  ///< AudioPlayerError::errorDescription()
   FailureContext context;
-  std::optional<FileVersion> version;  ///< that could not be prepared; nothing: no file was found
+  std::optional<FileVersion> version;  ///< the version that could not be prepared; nothing: no file was found
 
   bool operator==(const UnplayableFile&) const = default;
 };

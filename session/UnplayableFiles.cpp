@@ -37,7 +37,7 @@ void UnplayableFiles::check() {
       [this](const Changed& changed) { forget(changed); });
 }
 
-/// But for those that have been played, and failed, again meanwhile.
+/// Except files that have been played, and have failed, again meanwhile.
 void UnplayableFiles::forget(const Changed& changed) {
   if (!known_.value()) return;
   UnplayableFileMap known = *known_.value();

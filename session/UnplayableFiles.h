@@ -1,6 +1,6 @@
 #pragma once
-// The files of the playlist that could not be prepared when they were played last. A file stays one of them until it
-// has changed or has been played. Not saved. Player's thread; the disk is asked in the background.
+// The files of the playlist that could not be prepared when they were last played. A file is listed until it has
+// changed or has been played. Not saved. Player's thread; the disk is read in the background.
 
 #include <memory>
 #include <utility>
@@ -16,21 +16,21 @@ namespace tolvane {
 
 class UnplayableFiles {
  public:
-  /// The services outlive this object, and `files` also what the background has been given.
+  /// The services outlive this object, and `files` also the work handed to the background.
   UnplayableFiles(AudioFileServices& files, RunLoop& runLoop, Background background)
       : files_(files), check_(runLoop, std::move(background)) {}
 
-  /// Null where there are none. Another value with each change.
+  /// Null if there are none. A new object after each change.
   [[nodiscard]] const Published<std::shared_ptr<const UnplayableFileMap>>& files() const { return known_; }
   [[nodiscard]] bool contains(const FileURL& url) const { return known_.value() && known_.value()->contains(url); }
 
-  /// Ignores a failure that is not the file's: no process can open more files at that moment.
+  /// Ignores a failure that the file did not cause, such as too many open files.
   void add(const PreparationFailure& failure);
   void remove(const FileURL& url);
-  /// Forgets the files that are not in this list.
+  /// Removes the files that are not in this list.
   void keepOnly(const PlaylistTracks& tracks);
-  /// Asks the disk for each of the files, and forgets those that have changed. Does nothing where there are none, or
-  /// while the disk has not answered the last time.
+  /// Checks each file on the disk, and removes those that have changed. Does nothing if there are none, or while an
+  /// earlier check is under way.
   void check();
 
  private:
