@@ -25,9 +25,9 @@ namespace tolvane {
 /// defer operations to a later turn.
 class PlayerSession {
  public:
-  /// Restores what the last session has left in the defaults; nothing plays yet. The services outlive the session;
-  /// files and bookmarks also what the backgrounds have been given, which ask the disk: `lowPriority` prepares what
-  /// will be played next.
+  /// Restores the state that the last session saved in the defaults, without playing. The services outlive the session;
+  /// `files` and `bookmarks` also outlive the work handed to the backgrounds, which access the disk. `lowPriority`
+  /// prepares the track that will play next.
   PlayerSession(AudioHardware& hardware, AudioFileServices& files, UserDefaults& defaults, FileBookmarks& bookmarks,
                 RunLoop& runLoop, Log& log, Background background = runAtOnce, Background lowPriority = runAtOnce);
   PlayerSession(const PlayerSession&) = delete;
