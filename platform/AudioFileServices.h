@@ -35,18 +35,18 @@ class AudioFile {
   /// kAudioFilePropertyAudioDataByteCount: the bytes of the sample data that the file really holds.
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> audioDataByteCount() const = 0;
 
-  /// What the header states of the same; nothing where it states none, or what programs write that do not know it.
+  /// What the header states for it; nothing if it states none, or a placeholder of programs that do not know the size.
   [[nodiscard]] virtual std::optional<std::uint64_t> announcedByteCount() const { return std::nullopt; }
 
   /// kAudioFilePropertySourceBitDepth: bits of a sample; negative for floating point; 0 when unknown.
   [[nodiscard]] virtual std::expected<std::int32_t, OSStatus> sourceBitDepth() const = 0;
 
-  /// kAudioFilePropertyChannelLayout: what the file states about its channels' loudspeakers, or usualLayout() of as
-  /// many channels as the format has, marked as assumed where it states nothing.
+  /// kAudioFilePropertyChannelLayout: the speakers that the file states for its channels. If it states none:
+  /// usualLayout() for the number of channels, marked as assumed.
   [[nodiscard]] virtual ChannelLayout channelLayout() const = 0;
 
-  /// AudioFileReadBytes: reads sample data from `offset` bytes into the data. The number of bytes that came; fewer than
-  /// asked for when the data ends (or the file has shrunk), which is no error.
+  /// AudioFileReadBytes: reads sample data from byte `offset` of the data. Returns the number of bytes read, fewer than
+  /// requested at the end of the data (or of a file that has shrunk), which is no error.
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> readBytes(std::uint64_t offset,
                                                                          std::span<std::byte> destination) = 0;
 };
@@ -60,29 +60,28 @@ class ExtAudioFile {
  public:
   virtual ~ExtAudioFile() = default;
 
-  /// kExtAudioFileProperty_FileDataFormat: rate and channels of the source; bits 0 where the format has no such notion.
+  /// kExtAudioFileProperty_FileDataFormat: rate and channels of the source; bits 0 if the format has no bit depth.
   [[nodiscard]] virtual std::expected<AudioStreamBasicDescription, OSStatus> fileDataFormat() const = 0;
 
   /// kExtAudioFileProperty_FileChannelLayout: as AudioFile::channelLayout(); the client's channels are in this order.
   [[nodiscard]] virtual ChannelLayout channelLayout() const = 0;
 
-  /// What the encoder stored of the whole track; nothing where it stored none.
+  /// What the encoder stored for the whole track; nothing if it stored none.
   [[nodiscard]] virtual std::optional<SampleSignature> signature() const { return std::nullopt; }
 
   /// kExtAudioFileProperty_ClientDataFormat: interleaved 32-bit native float at the file's rate and channels is
   /// required of every reader; others give kAudioFileUnsupportedDataFormatError.
   [[nodiscard]] virtual OSStatus setClientDataFormat(const AudioStreamBasicDescription& format) = 0;
 
-  /// kExtAudioFileProperty_FileLengthFrames: what the file announces, or what a scan of it found.
+  /// kExtAudioFileProperty_FileLengthFrames: the length that the file announces, or that a scan found.
   [[nodiscard]] virtual std::expected<std::int64_t, OSStatus> fileLengthFrames() const = 0;
 
-  /// What the encoder states of the length, in frames; nothing where it states none, or where the file is a part of
-  /// another one.
+  /// The length that the encoder states, in frames; nothing if it states none, or if the file is a part of another one.
   [[nodiscard]] virtual std::optional<std::uint64_t> announcedFrames() const { return std::nullopt; }
 
-  /// ExtAudioFileRead: the next `frames` frames (REQUIRES: `destination` holds them). The number that came, 0 at the
-  /// end; fewer than asked for when the stream ends early. May decode in parallel; the samples are those of a serial
-  /// decode. Reports each frame to the progress once, even one that is decoded twice.
+  /// ExtAudioFileRead: reads the next `frames` frames (REQUIRES: `destination` holds them). Returns the number read, 0
+  /// at the end, fewer than requested if the stream ends early. May decode in parallel, with the same samples as a
+  /// serial decode. Reports each frame to the progress once, even one that is decoded twice.
   [[nodiscard]] virtual std::expected<std::uint32_t, OSStatus> read(std::uint32_t frames,
                                                                     std::span<std::byte> destination) = 0;
 
@@ -90,7 +89,7 @@ class ExtAudioFile {
   [[nodiscard]] virtual AudioFile* audioFile() = 0;
 };
 
-/// Which file lies at a path, and as what: another one as soon as it is replaced or written to.
+/// Identifies the version of the file at a path: differs as soon as the file is replaced or written to.
 struct FileVersion {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
@@ -106,7 +105,7 @@ class AudioFileServices {
   virtual ~AudioFileServices() = default;
 
   /// Linear PCM containers (WAV, RF64, BW64, AIFF, AIFF-C). The content decides, not the name.
-  /// A success may hold null: the file could not be opened, and nobody knows why.
+  /// A success may hold null: the file could not be opened, for an unknown reason.
   [[nodiscard]] virtual std::expected<std::unique_ptr<AudioFile>, OSStatus> openAudioFile(
       const FileURL& url, ReadingProgress* progress = nullptr) = 0;
 
@@ -114,13 +113,13 @@ class AudioFileServices {
   [[nodiscard]] virtual std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openExtAudioFile(
       const FileURL& url, ReadingProgress* progress = nullptr) = 0;
 
-  /// What opening would find now; nothing where that is not known.
+  /// The version that opening would find now; nothing if unknown.
   [[nodiscard]] virtual std::optional<FileVersion> fileVersion(const FileURL& url) const = 0;
 
-  /// What can be found out about a file that could not be opened or read, now. Reads its beginning once more.
+  /// What can be found out now about a file that could not be opened or read. Reads its beginning again.
   [[nodiscard]] virtual FileFinding examine(const FileURL& url) const = 0;
 
-  /// Bytes of memory that a track may take now without making this machine run out of it.
+  /// Bytes of memory that a track may take now without exhausting this machine's memory.
   [[nodiscard]] virtual std::uint64_t availableMemory() const = 0;
 };
 

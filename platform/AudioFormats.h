@@ -1,7 +1,6 @@
 #pragma once
-// The one table of the formats that the player plays, and the playlists that it opens. Another format is a row here and
-// a reader in platform/codecs; the desktop entry and the metainfo name the content types once more, which a test
-// compares.
+// The one table of the formats that the player plays and the playlists that it opens. A new format needs a row here and
+// a reader in platform/codecs; the desktop entry and the metainfo repeat the content types, and a test compares them.
 
 #include <array>
 #include <cstdint>
@@ -10,10 +9,10 @@
 namespace tolvane {
 
 struct AudioFormat {
-  std::string_view name;                           ///< as texts have it
+  std::string_view name;                           ///< as shown in texts
   std::array<std::string_view, 2> extensions;      ///< lower case; unused ones are empty
-  std::array<std::string_view, 3> contentTypes{};  ///< the usual one first; unused ones are empty
-  bool isEncoded = false;  ///< decoded to 32-bit float; else the samples are taken as they stand
+  std::array<std::string_view, 3> contentTypes{};  ///< the most common one first; unused ones are empty
+  bool isEncoded = false;                          ///< decoded to 32-bit float; false: the samples are used unchanged
   bool isLossless = true;
 };
 
@@ -27,14 +26,14 @@ inline constexpr std::array audioFormats{
         .name = "FLAC", .extensions = {"flac"}, .contentTypes = {"audio/flac", "audio/x-flac"}, .isEncoded = true},
 };
 
-/// Files that name such files (session/PlaylistFile). Lower case; in the order in which they are shown.
+/// Extensions of playlists (session/PlaylistFile). Lower case; in the order in which they are shown.
 inline constexpr std::array<std::string_view, 2> playlistExtensions{"m3u8", "m3u"};
-/// The usual one first. Desktops have either for both extensions: the second one is also that of streams over the
-/// network, which are no files and are not played.
+/// The most common one first. Desktops use either for both extensions; the second one is also used for network streams,
+/// which are not files and are not played.
 inline constexpr std::array<std::string_view, 2> playlistContentTypes{"audio/x-mpegurl",
                                                                       "application/vnd.apple.mpegurl"};
 
-/// By the extension, in lower case; null: none of them.
+/// By the extension, in lower case; null: not a supported format.
 [[nodiscard]] constexpr const AudioFormat* audioFormatOf(std::string_view extension) {
   if (extension.empty()) return nullptr;
   for (const AudioFormat& format : audioFormats)

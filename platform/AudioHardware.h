@@ -1,7 +1,7 @@
 #pragma once
 // The contract of the audio device layer: a tree of objects (the system, devices, their streams) with properties that
-// can be tested for, read, written and listened to. Lives on the player's thread; implementations never call back from
-// inside a call. Adapters: platform/simulated, platform/alsa, platform/pipewire. All pass the suite in tests/platform.
+// can be queried, read, written and observed. Lives on the player's thread; implementations never call back from inside
+// a call. Adapters: platform/simulated, platform/alsa, platform/pipewire. All pass the suite in tests/platform.
 
 #include <cstdint>
 #include <expected>
@@ -37,7 +37,7 @@ constexpr FourCharCode kAudioObjectPropertyScopeGlobal = fourCharCode("glob");
 constexpr FourCharCode kAudioObjectPropertyScopeOutput = fourCharCode("outp");
 constexpr FourCharCode kAudioObjectPropertyScopeInput = fourCharCode("inpt");
 
-/// The address of a property of the whole object, and of one of a device's output side.
+/// The address of a property of global scope, and of one on a device's output side.
 constexpr AudioObjectPropertyAddress globalAddress(FourCharCode selector) {
   return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
 }
@@ -45,7 +45,7 @@ constexpr AudioObjectPropertyAddress outputAddress(FourCharCode selector) {
   return {selector, kAudioObjectPropertyScopeOutput, kAudioObjectPropertyElementMain};
 }
 
-// Properties. Behind each: the object that has it, its scope where it is not global, its type in AudioPropertyValue.
+// Properties. Next to each: its object, its scope unless global, and its type in AudioPropertyValue.
 constexpr FourCharCode kAudioHardwarePropertyDevices = fourCharCode("dev#");              ///< system: AudioObjectIDs
 constexpr FourCharCode kAudioHardwarePropertyDefaultOutputDevice = fourCharCode("dOut");  ///< system: AudioObjectID
 constexpr FourCharCode kAudioObjectPropertyName = fourCharCode("lnam");                   ///< device: string
@@ -57,9 +57,9 @@ constexpr FourCharCode kAudioDevicePropertyActualSampleRate = fourCharCode("asrt
 constexpr FourCharCode kAudioDevicePropertyHogMode =
     fourCharCode("oink");  ///< device: int32, owner pid or -1; see below
 constexpr FourCharCode kAudioDevicePropertyHogModePause =
-    fourCharCode("oinp");  ///< device: double, seconds in which hog mode is refused after a failure; often absent
+    fourCharCode("oinp");  ///< device: double, seconds for which hog mode is refused after a failure; often absent
 constexpr FourCharCode kAudioDevicePropertyReopeningIsDue =
-    fourCharCode("reop");  ///< device: uint32, 1 while others wait for its unit to be initialised anew; often absent
+    fourCharCode("reop");  ///< device: uint32, 1 while other users wait for its unit to be reinitialised; often absent
 constexpr FourCharCode kAudioDevicePropertyHogModeOwnerName =
     fourCharCode("hogn");  ///< device: string, name of the process that owns the device, as the system has it; empty
                            ///< where no process does, or its name is not known; often absent
@@ -69,11 +69,11 @@ constexpr FourCharCode kAudioDevicePropertyStreamConfiguration =
     fourCharCode("slay");  ///< device, output: channels a stream
 constexpr FourCharCode kAudioDevicePropertyBufferFrameSize = fourCharCode("fsiz");  ///< device: uint32, frames
 constexpr FourCharCode kAudioDevicePropertyProcessingIsActive =
-    fourCharCode("proc");  ///< device: uint32, 1 while something behind a unit alters its samples; often absent
+    fourCharCode("proc");  ///< device: uint32, 1 while a stage behind a unit alters its samples; often absent
 constexpr FourCharCode kAudioDevicePropertySampleAlterations =
     fourCharCode("salt");  ///< device: SampleAlterations, empty while there are none; often absent; see below
 constexpr FourCharCode kAudioDevicePropertyVolumeDecibels =
-    fourCharCode("vold");  ///< device, output: double, what its own hardware does to the level; often absent
+    fourCharCode("vold");  ///< device, output: double, the gain of its own hardware; often absent
 constexpr FourCharCode kAudioDevicePropertyChannelPositions =
     fourCharCode("chps");  ///< device, output: ChannelPositions of the channels of what plays; often absent; see below
 constexpr FourCharCode kAudioDevicePropertyDriver =
@@ -88,7 +88,7 @@ constexpr FourCharCode kAudioStreamPropertyPhysicalFormatSource =
                            ///< the user; empty where it could not be read; often absent
 constexpr FourCharCode kAudioStreamPropertyVirtualFormat = fourCharCode("sfmt");  ///< stream: description
 
-/// Where the owner of a device is read, and taken or released.
+/// Where the owner of a device is read, and hog mode taken or released.
 constexpr auto hogModeAddress = globalAddress(kAudioDevicePropertyHogMode);
 
 // Transport types (kAudioDevicePropertyTransportType).
@@ -121,21 +121,21 @@ using AudioPropertyValue =
 
 /// The device layer.
 ///
-/// Hog mode: reading gives the pid that owns the device, or -1. Writing toggles, whatever number is written: while
-/// nobody owns the device it gives ownership to the writing process; while this process owns it, it releases. A write
-/// while another process owns it fails with kAudioDevicePermissionsError and changes nothing. Exclusive ownership is
-/// real: other processes cannot play to the device meanwhile.
+/// Hog mode: reading gives the pid that owns the device, or -1. Writing toggles, whatever value is written: while no
+/// process owns the device, the writing process takes it; while this process owns it, it releases it. A write while
+/// another process owns it fails with kAudioDevicePermissionsError and changes nothing. Exclusive ownership is real:
+/// other processes cannot play to the device meanwhile.
 ///
-/// Nominal rate: a successful write may take effect later; the property and the actual rate then tell. A device that
-/// is in use by another process may refuse. The actual rate may be absent, or unreadable while no stream runs;
-/// the nominal rate is unreadable until a rate is chosen or a program opens the device.
+/// Nominal rate: a successful write may take effect later; the property and the actual rate then show it. A device that
+/// is in use by another process may refuse. The actual rate may be absent, or unreadable while no stream runs; the
+/// nominal rate is unreadable until a rate is chosen or a program opens the device.
 ///
-/// Sample alterations: all that the adapter can find between a unit that plays and the converter, and whatever it
-/// cannot rule out. A change is announced by kAudioDevicePropertyProcessingIsActive, which a device with this property
-/// has too, and which is 1 exactly while the list is not empty.
+/// Sample alterations: every alteration that the adapter can detect between a playing unit and the converter, and every
+/// one that it cannot rule out. A change is notified as kAudioDevicePropertyProcessingIsActive, which every device with
+/// this property also has, and which is 1 exactly while the list is not empty.
 ///
 /// Channel positions: a ChannelPosition for each channel that the hardware is set up with, whichever process plays, as
-/// its driver states them. Unreadable while nothing plays, and where the driver states none or may have made them up.
+/// its driver states them. Unreadable while nothing plays, and if the driver states none or may have invented them.
 ///
 /// Physical format: what the hardware really uses, with its significant bits. What cannot be known is an error, never
 /// a guess.
@@ -165,8 +165,8 @@ class AudioHardware {
   [[nodiscard]] virtual std::expected<bool, OSStatus> isPropertySettable(
       AudioObjectID object, const AudioObjectPropertyAddress& address) const = 0;
 
-  /// The listener runs on the main run loop, in a turn of its own, some time after the property changed; it carries no
-  /// value. Removing an object's hardware is announced by kAudioDevicePropertyDeviceIsAlive, and by
+  /// The listener runs on the main run loop, in its own turn, some time after the property changed; it receives no
+  /// value. Removal of an object's hardware is notified as kAudioDevicePropertyDeviceIsAlive, and as
   /// kAudioHardwarePropertyDevices of the system object.
   [[nodiscard]] virtual std::expected<ListenerID, OSStatus> addPropertyListener(
       AudioObjectID object, const AudioObjectPropertyAddress& address, Listener listener) = 0;

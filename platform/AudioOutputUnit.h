@@ -100,9 +100,9 @@ class AudioOutputUnit {
   /// rendered before the last stop() is played by the next start().
   [[nodiscard]] virtual OSStatus start() = 0;
 
-  /// Stopping a stopped unit succeeds. Stops at once: frames rendered but not yet heard are dropped, and
-  /// framesPlayed() tells how many were heard. A unit whose device is gone reports the device's status here, and is
-  /// stopped all the same.
+  /// Stopping a stopped unit succeeds. Stops at once: frames rendered but not yet heard are dropped, and framesPlayed()
+  /// reports how many were heard. A unit whose device is gone returns the device's status here, and is stopped
+  /// nevertheless.
   [[nodiscard]] virtual OSStatus stop() = 0;
 
   /// Frames, counted at the client's rate from the last start(), that the device has played by the last stop(): the
@@ -114,7 +114,7 @@ class AudioOutputUnit {
   /// not initialised.
   virtual void setDeliveryRecord(std::shared_ptr<DeliveryRecord> record) = 0;
 
-  /// Times since initialize() that the device ran dry, each recovered inside the unit.
+  /// Number of underruns since initialize(), each recovered inside the unit.
   [[nodiscard]] virtual std::uint64_t underrunCount() const = 0;
 };
 
@@ -123,7 +123,7 @@ class AudioOutputComponent {
  public:
   virtual ~AudioOutputComponent() = default;
 
-  /// A success may hold null: no unit could be made, and nobody knows why.
+  /// A success may hold null: no unit could be made, for an unknown reason.
   [[nodiscard]] virtual std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> newInstance() = 0;
 };
 

@@ -39,7 +39,8 @@ constexpr OSStatus kAudioUnitErr_InvalidElement = -10877;
 constexpr OSStatus kAudioUnitErr_InvalidProperty = -10879;
 
 // Files (AudioFileServices). Which errno or library error becomes which of these: platform/codecs/FileStatus.
-constexpr OSStatus userCanceledErr = -128;  ///< CarbonCore's, for whatever a user cancels: here a reading
+constexpr OSStatus userCanceledErr =
+    -128;  ///< CarbonCore's, for any operation that the user cancels: here, reading a file
 constexpr OSStatus kAudioFileIOError = -36;
 constexpr OSStatus kAudioFileEndOfFileError = -39;
 constexpr OSStatus kAudioFileTooManyOpenFilesError = -42;

@@ -9,13 +9,13 @@ namespace tolvane {
 
 namespace {
 
-constexpr int niceValue = 5;  // behind what plays, before the waveforms
+constexpr int niceValue = 5;  // below playback, above the waveforms
 
 }  // namespace
 
 void runInLowPriorityThread(BackgroundWork work) {
   runInDetachedThread([work = std::move(work), asking = ::gettid()] {
-    // On Linux a nice value is the calling thread's alone. Without another thread to be had it stays as it is.
+    // On Linux a nice value applies only to the calling thread. If no thread can be created, it does not change.
     if (::gettid() != asking) setpriority(PRIO_PROCESS, 0, std::max(niceValue, getpriority(PRIO_PROCESS, 0)));
     work();
   });

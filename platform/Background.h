@@ -1,6 +1,6 @@
 #pragma once
-// Where work that may wait, or may never return, is done: apart from the thread that asks for it. The work must own
-// what it uses, because it may outlive the object that asked.
+// Runs work that may wait, or may never return, away from the thread that requests it. The work must own what it uses,
+// because it may outlive the object that requested it.
 
 #include <functional>
 #include <system_error>
@@ -15,17 +15,17 @@ using Background = std::function<void(BackgroundWork)>;
 
 inline void runAtOnce(const BackgroundWork& work) { work(); }
 
-/// A file on a dead network share may hold its reader for ever: the thread is left behind, never joined.
+/// A file on a dead network share may block its reader for ever: the thread is abandoned, never joined.
 inline void runInDetachedThread(BackgroundWork work) {
   try {
     std::thread(work).detach();
   } catch (const std::system_error&) {
-    work();  // no thread to be had: better late than never
+    work();  // no thread could be created: run it here
   }
 }
 
-/// As runInDetachedThread, for work that leaves the cores to what the listener waits for. Threads that the work starts
-/// have its priority.
+/// As runInDetachedThread, for work that must not compete with what the user waits for. Threads that the work starts
+/// inherit its priority.
 void runInLowPriorityThread(BackgroundWork work);
 
 }  // namespace tolvane

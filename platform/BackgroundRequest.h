@@ -1,7 +1,7 @@
 #pragma once
-// One piece of work in the background at a time, and its result in a turn of the asking thread. A newer request, or
-// cancel(), leaves the older one behind: what it brings is dropped where it was made. Everything here is for the asking
-// thread, except the work itself.
+// One piece of work in the background at a time, with its result in a turn of the requesting thread. A newer request,
+// or cancel(), abandons the older one: its result is dropped on the thread that produced it. Everything here is for the
+// requesting thread, except the work itself.
 
 #include <functional>
 #include <memory>
@@ -17,7 +17,7 @@ namespace tolvane {
 template <typename Result>
 class BackgroundRequest {
  public:
-  /// Owns all that it uses.
+  /// The work owns everything that it uses.
   using Work = std::function<Result()>;
   using Completion = std::function<void(Result)>;
 
@@ -28,8 +28,8 @@ class BackgroundRequest {
   BackgroundRequest(const BackgroundRequest&) = delete;
   BackgroundRequest& operator=(const BackgroundRequest&) = delete;
 
-  /// `completion` is called once, unless the request is replaced or cancelled: from within this call where the
-  /// background has the result by then.
+  /// `completion` is called once, unless the request is replaced or cancelled. It is called from within this call if
+  /// the background runs the work at once.
   void start(Work work, Completion completion) {
     cancel();
     const auto job = job_ = std::make_shared<Job>();
@@ -58,9 +58,9 @@ class BackgroundRequest {
 
  private:
   struct Job {
-    Completion completion;  // asking thread
+    Completion completion;  // requesting thread
     std::mutex mutex;
-    RunLoop* runLoop = nullptr;    // guarded by mutex; null once the result is not wanted any more
+    RunLoop* runLoop = nullptr;    // guarded by mutex; null when the result is no longer wanted
     std::optional<Result> result;  // guarded by mutex
   };
 
@@ -78,7 +78,7 @@ class BackgroundRequest {
 
   RunLoop& runLoop_;
   const Background background_;
-  std::shared_ptr<Job> job_;  ///< null while none is under way
+  std::shared_ptr<Job> job_;  ///< null without a request
   std::shared_ptr<BackgroundRequest*> self_;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 // Which loudspeaker each channel of a stream is meant for. Plain values and pure functions for any thread. A position
-// that nothing states is unknown, or is marked as assumed: never silently a guess.
+// that is not stated is unknown, or is marked as assumed: never silently a guess.
 
 #include <cstdint>
 #include <string_view>
@@ -39,7 +39,7 @@ constexpr std::uint32_t maskedPositionCount = 18;
 
 struct ChannelLayout {
   std::vector<ChannelPosition> positions;  ///< one per channel, in the order of a frame
-  bool isStated = true;                    ///< false: nothing states the positions; those here are assumed
+  bool isStated = true;                    ///< false: the positions are not stated but assumed
 
   bool operator==(const ChannelLayout&) const = default;
 
@@ -47,21 +47,21 @@ struct ChannelLayout {
   [[nodiscard]] bool has(ChannelPosition position) const;
 };
 
-/// The usual positions of so many channels: stated for one channel (mono) and two (front left and right), assumed for
-/// more: the order of WAVE and FLAC for up to eight channels, unknown positions beyond.
+/// The usual positions for this number of channels: stated for one channel (mono) and two (front left and right),
+/// assumed for more: the order of WAVE and FLAC for up to eight channels, unknown positions beyond.
 [[nodiscard]] ChannelLayout usualLayout(std::uint32_t channels);
 
-/// What a WAVE channel mask states about so many channels: its positions from the lowest bit on, then unknown ones.
-/// Bits beyond the channels are ignored. An empty mask states nothing. One and two channels have their usual positions.
+/// What a WAVE channel mask states for this number of channels: its positions from the lowest bit on, then unknown
+/// ones. Excess bits are ignored. An empty mask states nothing. One and two channels have their usual positions.
 [[nodiscard]] ChannelLayout layoutOfMask(std::uint32_t mask, std::uint32_t channels);
 
-/// `positions` as stated; for one and two channels the usual ones, save that front right may come first.
+/// `positions` as stated; for one and two channels the usual ones, except that front right may come first.
 [[nodiscard]] ChannelLayout statedLayout(std::vector<ChannelPosition> positions);
 
-/// So many channels of which nothing is known; usualLayout() for one and two.
+/// Unknown positions for this number of channels; usualLayout() for one and two.
 [[nodiscard]] ChannelLayout unknownLayout(std::uint32_t channels);
 
-/// "centre", "rear left": for sentences that go on with "channel".
+/// "centre", "rear left": to be followed by "channel" in a sentence.
 [[nodiscard]] std::string_view positionText(ChannelPosition position);
 
 }  // namespace tolvane

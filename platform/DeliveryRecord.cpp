@@ -9,7 +9,7 @@
 namespace tolvane {
 namespace {
 
-/// How late the player's thread may be: it takes twice a second, and a device that is slow to answer holds it up.
+/// The longest delay of the player's thread: it takes frames twice a second, and a slow device may block it.
 constexpr double longestDelay = 2;  // seconds
 constexpr std::size_t largestRing = std::size_t{24} << 20U;
 
@@ -40,8 +40,8 @@ void DeliveryRecord::begin(std::optional<Form> form, std::uint32_t bufferFrames)
   const std::size_t bytes = static_cast<std::size_t>(capacity_) * frameBytes_;
   if (bytes <= ring_.size()) return;
   unlock();
-  ring_ = std::vector<std::byte>(bytes);       // and every page is there
-  (void)mlock(ring_.data(), ring_.size());  // where the limit allows it
+  ring_ = std::vector<std::byte>(bytes);    // and touches every page
+  (void)mlock(ring_.data(), ring_.size());  // if the limit allows it
 }
 
 void DeliveryRecord::end(std::int64_t framesPlayed) {
@@ -69,7 +69,7 @@ void DeliveryRecord::put(std::int64_t frame, const std::byte* bytes, std::uint32
   std::memcpy(ring_.data() + offset * frameBytes_, bytes, first * frameBytes_);
   std::memcpy(ring_.data(), bytes + first * frameBytes_, (count - first) * frameBytes_);
   written_ = frame + count;
-  // release. Partner: takeStretch(). What is handed over again was not played, so nothing takes it meanwhile.
+  // release. Partner: takeStretch(). Frames that are handed over again were not played, so they are not being taken.
   recorded_.store(std::max(recorded_.load(std::memory_order_relaxed), written_), std::memory_order_release);
 }
 

@@ -1,8 +1,8 @@
 #pragma once
-// The frames that an output unit hands to its device, for the check of what was delivered against the file. A ring
-// between two threads: the unit's render thread copies each frame into it as it lies in the device's buffer, the
-// player's thread takes the frames that the device has played. The render thread never waits, locks or allocates: where
-// the player's thread takes too late, the rest of the stretch is not recorded.
+// The frames that an output unit hands to its device, for the comparison with the file. A ring between two threads: the
+// unit's render thread copies each frame into it as it lies in the device's buffer; the player's thread takes the
+// frames that the device has played. The render thread never waits, locks or allocates: if the player's thread is late,
+// the rest of the stretch is not recorded.
 //
 // A run is counted from AudioOutputUnit::start() to stop(). Within one run a unit may change its path to the device: it
 // then ends one stretch and begins another.
@@ -43,25 +43,24 @@ class DeliveryRecord {
 
   // Player's thread; the unit. REQUIRES: nothing renders.
 
-  /// A stretch begins. Nothing instead of a form: the unit computes new samples (a rate conversion, a mix of channels),
-  /// and records none. `bufferFrames`: the most that the device holds without having played it.
+  /// Begins a stretch. No form: the unit computes new samples (a rate conversion, a mix of channels) and records none.
+  /// `bufferFrames`: the most frames that the device buffers.
   void begin(std::optional<Form> form, std::uint32_t bufferFrames);
-  /// The stretch is over, and the device has played this many frames of it. Nothing happens without a stretch.
+  /// Ends the stretch, of which the device has played this many frames. Does nothing without a stretch.
   void end(std::int64_t framesPlayed);
 
   // The unit's render thread. Frames are counted from the beginning of the stretch.
 
-  /// The device was given `count` frames. Where an underrun made the unit hand frames over again, `frame` goes back.
+  /// The device was given `count` frames. `frame` goes back if an underrun made the unit hand frames over again.
   void put(std::int64_t frame, const std::byte* bytes, std::uint32_t count) noexcept;
   /// The device has played the frames before this one. Those are not handed over again.
   void setPlayed(std::int64_t frame) noexcept;
 
   // Player's thread; the engine.
 
-  /// Frames are counted from 0 again; what was not taken is dropped. REQUIRES: the unit is stopped.
+  /// Resets the frame count to 0; frames that were not taken are dropped. REQUIRES: the unit is stopped.
   void beginRun();
-  /// Hands over what was played since the last call, in order. A piece may begin behind the end of the one before: the
-  /// frames in between are missing.
+  /// Passes on what was played since the last call, in order. A gap between two pieces means missing frames.
   void take(const std::function<void(const Piece&)>& taker);
   /// The unit does not record what it hands over in this stretch, because it computes new samples.
   [[nodiscard]] bool isComputed() const { return isOpen_ && !form_; }
@@ -89,11 +88,11 @@ class DeliveryRecord {
 
   // Render thread while the unit runs.
   std::int64_t written_ = 0;  ///< the next frame that is expected
-  bool isFull_ = false;       ///< the player's thread took too late, or frames are missing
+  bool isFull_ = false;       ///< the player's thread was late, or frames are missing
 
   // Between both.
   std::atomic<std::int64_t> played_{0};    ///< frames that may be taken
-  std::atomic<std::int64_t> recorded_{0};  ///< frames that stand in the ring, or stood there
+  std::atomic<std::int64_t> recorded_{0};  ///< frames that were written to the ring, possibly overwritten since
   std::atomic<std::int64_t> taken_{0};
 
   static_assert(std::atomic<std::int64_t>::is_always_lock_free);

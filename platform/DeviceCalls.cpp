@@ -15,7 +15,7 @@ namespace {
 
 thread_local bool makesDeviceCalls = false;
 
-/// Must never be destroyed: its thread has gone, and the process is about to end.
+/// Must never be destroyed: its thread has ended, and the process is about to end.
 void keepForEver(RunLoop::Action action) {
   static std::mutex& mutex = *new std::mutex;  // never destroyed: threads outlive the statics
   static auto& kept = *new std::vector<RunLoop::Action>;
@@ -29,11 +29,11 @@ std::string secondsText(DeviceCalls::Clock::duration duration) {
 
 }  // namespace
 
-// Home.
+// The caller's thread, as seen from calls.
 
 struct DeviceCalls::Home::State {
   std::mutex mutex;
-  RunLoop* runLoop;  // guarded by mutex; null once there is no way back
+  RunLoop* runLoop;  // guarded by mutex; null when the DeviceCalls have ended
   Log* log;          // guarded by mutex; null with it
 };
 
@@ -62,8 +62,8 @@ struct DeviceCalls::Call {
   std::string who;
   Clock::time_point began;
   std::function<void()> body;   // handed to the call's thread, which destroys it
-  std::function<void()> ended;  // the same, once the call was left behind
-  bool isAnnounced = true;      // its end is logged where it was left behind
+  std::function<void()> ended;  // likewise, after an abandoned call
+  bool isAnnounced = true;      // its end is logged if it was abandoned
 
   // Guarded by Shared::mutex.
   bool isDone = false;
@@ -79,14 +79,14 @@ struct DeviceCalls::Shared {
 
   mutable std::mutex mutex;
   std::condition_variable changed;  ///< a call is done, or an interrupt has come
-  std::condition_variable handed;   ///< there is a call to be made, or no more will come
+  std::condition_variable handed;   ///< there is a call to make, or there will be no more
   // Guarded by mutex.
   std::deque<std::shared_ptr<Call>> queue;
   std::size_t idle = 0;  ///< threads that wait for a call, or are about to
   bool isClosed = false;
   std::optional<Waiting> waiting;
   std::uint64_t interrupts = 0;  ///< the number of the last one
-  std::uint64_t obeyed = 0;      ///< the last one that is not in force any more
+  std::uint64_t obeyed = 0;      ///< the last one that is no longer in force
   bool hasInterrupted = false;   ///< the one in force has ended a wait
 
   /// REQUIRES: the lock.
@@ -141,7 +141,7 @@ bool DeviceCalls::perform(const std::string& who, std::function<void()> body, st
   const auto began = shared_->time->now();
   const auto call = std::make_shared<Call>(Call{who, began, std::move(body), std::move(ended)});
   if (!handOver(call)) {
-    // Without a new thread the call is made on this one, which may hang.
+    // If no thread can be created, the call is made on this one, which may hang.
     call->body();
     return true;
   }
@@ -179,7 +179,7 @@ void DeviceCalls::leave(const std::string& who, std::function<void()> body, std:
   if (call->ended) call->ended();
 }
 
-/// To a thread that waits for work, else to a new one. False: there is none to be had.
+/// Passes the call to an idle thread, else to a new one. False: no thread could be created.
 bool DeviceCalls::handOver(const std::shared_ptr<Call>& call) {
   {
     const std::scoped_lock lock(shared_->mutex);
@@ -199,8 +199,8 @@ bool DeviceCalls::handOver(const std::shared_ptr<Call>& call) {
 
 // The call's thread.
 
-/// Makes one call after the other. A thread whose call was left behind goes on as well: the kernel and other programs
-/// know the owner of a PCM by the thread that opened it, so none may end before the DeviceCalls.
+/// Makes one call after the other. A thread whose call was abandoned continues as well: the kernel and other programs
+/// identify the owner of a PCM by the thread that opened it, so no thread may end before the DeviceCalls.
 void DeviceCalls::work(const std::shared_ptr<Shared>& shared, std::shared_ptr<Call> call) {
   makesDeviceCalls = true;
   sigset_t all;
@@ -213,7 +213,7 @@ void DeviceCalls::work(const std::shared_ptr<Shared>& shared, std::shared_ptr<Ca
     } catch (...) {
       failure = std::current_exception();
     }
-    // Before the caller goes on: what the call has a share in must not be closed behind the caller's back.
+    // Before the caller continues: objects shared with the call must not be closed while the caller uses them.
     call->body = nullptr;
     bool isLeft = false;
     {
@@ -221,7 +221,7 @@ void DeviceCalls::work(const std::shared_ptr<Shared>& shared, std::shared_ptr<Ca
       call->isDone = true;
       isLeft = call->isLeft;
       if (!isLeft) call->failure = std::exchange(failure, nullptr);
-      ++shared->idle;  // the next call is for this thread
+      ++shared->idle;  // this thread can take the next call
     }
     if (isLeft) {
       if (call->isAnnounced)

@@ -1,6 +1,7 @@
 #pragma once
-// The contract of the reservation of sound cards among the programs of a session: who has one, taking it, giving it
-// back. Player's thread; calls may wait for other programs, each for a bounded time. Never touches the device itself.
+// The contract for the reservation of sound cards among the programs of a session: who owns a card, taking it,
+// releasing it. Player's thread; calls may wait for other programs, each for a bounded time. Never touches the device
+// itself.
 
 #include <sys/types.h>
 
@@ -14,28 +15,29 @@
 
 namespace tolvane {
 
-/// What the kernel calls a process of a sound server that opens cards and does not reserve them: its session manager
-/// does it for the daemon.
+/// The kernel's name of a sound server's process that opens cards without reserving them: its session manager reserves
+/// them for the daemon.
 inline constexpr std::string_view daemonOfReservingManager = "pipewire";
 
 class DeviceReservation {
  public:
   /// Another program that has reserved a card.
   struct Owner {
-    pid_t pid = 0;        ///< 0: it cannot be told
-    bool yields = false;  ///< it ranks below this program, as a sound server does: asked in order, it lets go
+    pid_t pid = 0;  ///< 0: unknown
+    bool yields =
+        false;  ///< it has a lower priority than this program, like a sound server: it releases the card on request
 
     bool operator==(const Owner&) const = default;
   };
 
-  /// A card that is reserved for this program, until the last copy is destroyed. That is for when the device is closed.
+  /// A card reserved for this program, until the last copy is destroyed. Destroy it when the device is closed.
   using Hold = std::shared_ptr<void>;
 
   struct Handlers {
-    /// Runs in a turn of its own, when another program came to own the card, or let it go.
+    /// Called in its own turn when another program has acquired or released the card.
     std::function<void(int card)> ownerMayHaveChanged;
-    /// A program of higher rank wants the card, or has taken it. REQUIRES: on return the device is closed and every
-    /// copy of the hold destroyed; the other program is told only then.
+    /// A program of higher priority requests the card, or has taken it. REQUIRES: on return the device is closed and
+    /// every copy of the hold destroyed; only then the other program is notified.
     std::function<void(int card)> mustYield;
   };
 
@@ -43,15 +45,15 @@ class DeviceReservation {
 
   virtual ~DeviceReservation() = default;
 
-  /// One set at a time. Empty ones end the calls.
+  /// One set at a time. Empty functions end the calls.
   virtual void setHandlers(Handlers handlers) = 0;
 
-  /// The other program that has the card; nothing when nobody has, or this program, or when there is no way to know.
-  /// Asks the session for a card the first time, and keeps itself informed from then on.
+  /// The other program that owns the card; nothing if no program or this one does, or if it is unknown. Queries the
+  /// session the first time for each card, and then follows changes.
   [[nodiscard]] virtual std::optional<Owner> owner(int card) = 0;
 
-  /// Reserves the card, from a program that yields if need be. Null: this session has no reservations, and the kernel's
-  /// own exclusivity must serve. While this program has the card, every call gives the same hold.
+  /// Reserves the card, if necessary from a program that yields. Null: this session has no reservations; only the
+  /// kernel's exclusivity applies. While this program owns the card, every call returns the same hold.
   [[nodiscard]] virtual std::expected<Hold, Refusal> acquire(int card, const std::string& deviceName) = 0;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
-// Digests of bytes that come in pieces. One thread at a time. Where the system's cryptography refuses an algorithm, as
-// a hardened one may refuse MD5, there is no result.
+// Digests of data that arrives in pieces. One thread at a time. If the system's cryptography refuses an algorithm, as a
+// hardened one may refuse MD5, there is no result.
 
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +22,7 @@ class Digest {
   Digest& operator=(Digest&&) noexcept;
 
   void add(std::span<const std::byte> bytes);
-  /// Of all bytes so far, 16 or 32 bytes; nothing after a failure. More bytes may follow.
+  /// The digest of all bytes so far, 16 or 32 bytes; nothing after a failure. More bytes may follow.
   [[nodiscard]] std::optional<std::vector<std::byte>> result() const;
 
  private:

@@ -5,8 +5,8 @@
 
 namespace tolvane {
 
-/// DT_REG, DT_DIR or another. Most file systems tell with the name; only where one does not, the entry is asked itself.
-/// Never follows a link.
+/// DT_REG, DT_DIR or another type. Most file systems report it with the name; otherwise reads the entry itself. Never
+/// follows a link.
 [[nodiscard]] unsigned char typeOfEntry(int folderDescriptor, const dirent& entry);
 
 }  // namespace tolvane

@@ -12,13 +12,13 @@ enum class FilePlace : std::uint8_t {
   emptyFile,
   folder,
   noFile,        ///< neither file nor folder: a pipe, a socket, a device
-  nothing,       ///< in a folder that is there
-  noFolder,      ///< nothing, nor the folder
-  brokenLink,    ///< a link to something that is not there
+  nothing,       ///< nothing, in a folder that exists
+  noFolder,      ///< neither the file nor its folder exists
+  brokenLink,    ///< a link to something that does not exist
   closedFolder,  ///< in a folder that this user may not search
 };
 
-/// What a file begins like.
+/// The format that a file's first bytes indicate.
 enum class FileContent : std::uint8_t {
   unknown,
   wav,
@@ -44,12 +44,12 @@ enum class FileContent : std::uint8_t {
   png,
   jpeg,
   zip,
-  zeros,  ///< nothing but zeros: space that was set aside and never written
+  zeros,  ///< only zeros: space that was allocated and never written
 };
 
 struct FileFinding {
   FilePlace place = FilePlace::notKnown;
-  FileContent content = FileContent::unknown;  ///< of a file; as it begins
+  FileContent content = FileContent::unknown;  ///< by the file's first bytes
 
   bool operator==(const FileFinding&) const = default;
 };

@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 std::error_code lastError() { return {errno, std::generic_category()}; }
 
-/// A new file of a name that no other file has. Goes with this object, unless it has been moved to its place.
+/// A new file with an unused name. Deleted with this object, unless it has been moved to its place.
 class NewFile {
  public:
   explicit NewFile(const fs::path& folder)
@@ -52,7 +52,7 @@ class NewFile {
     if (error_) return;
     const unsigned flags = replacing == Replacing::refused ? RENAME_NOREPLACE : 0U;
     int result = ::renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, place.c_str(), flags);
-    // Some network file systems know no flags.
+    // Some network file systems support no flags.
     if (result != 0 && errno == EINVAL) result = ::rename(path_.c_str(), place.c_str());
     isMoved_ = result == 0;
     if (!isMoved_) error_ = lastError();

@@ -1,6 +1,6 @@
 #pragma once
-// Writing a file so that it is there whole or as it was before, whatever happens meanwhile. Waits for the disk; any
-// thread that may.
+// Writes a file atomically: afterwards it has either its new or its old content, whatever happens meanwhile. Waits for
+// the disk; any thread that may.
 
 #include <string_view>
 #include <system_error>
@@ -10,12 +10,12 @@
 namespace tolvane {
 
 enum class Replacing {
-  allowed,  ///< takes the place of a file that is there, and keeps its permissions
-  refused   ///< std::errc::file_exists where there is one
+  allowed,  ///< replaces an existing file and keeps its permissions
+  refused   ///< std::errc::file_exists if the file exists
 };
 
-/// Writes a new file beside the place and moves it there once it is stored; a link is followed. Nothing is left behind
-/// by an error. Only regular files are replaced: std::errc::is_a_directory, std::errc::operation_not_supported.
+/// Writes a new file next to the destination and renames it when it is stored; links are followed. An error leaves
+/// nothing behind. Only regular files are replaced: std::errc::is_a_directory, std::errc::operation_not_supported.
 [[nodiscard]] std::error_code writeFile(const FileURL& url, std::string_view bytes, Replacing replacing);
 
 }  // namespace tolvane

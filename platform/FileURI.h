@@ -1,5 +1,5 @@
 #pragma once
-// The file that a URI names, as desktops and playlists spell it. Pure; any thread.
+// The file that a URI names, as desktops and playlists write it. Pure; any thread.
 
 #include <optional>
 #include <string_view>

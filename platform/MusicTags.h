@@ -23,13 +23,13 @@ struct MusicTags {
   bool operator==(const MusicTags&) const = default;
 };
 
-/// A picture as it was found: its first bytes are those of its format, the rest is as good as the file.
+/// A picture as it was found: its first bytes identify its format; the rest is not verified.
 struct Cover {
   enum class Format : std::uint8_t { jpeg, png };
 
   Format format = Format::jpeg;
   std::vector<std::byte> bytes;
-  /// Where other programs find the picture; nothing where it lies within a file of music.
+  /// The picture as a file for other programs; nothing if it is embedded in a music file.
   std::optional<FileURL> file;
 
   bool operator==(const Cover&) const = default;
@@ -42,7 +42,7 @@ class MusicTagReader {
   /// All empty where the file has no tags, or cannot be read.
   [[nodiscard]] virtual MusicTags tags(const FileURL& url, const std::stop_token& stop) const = 0;
 
-  /// The front cover within the file; else the picture beside it that its folder has for all of its files.
+  /// The front cover embedded in the file; else the cover picture of its folder.
   [[nodiscard]] virtual std::optional<Cover> cover(const FileURL& url, const std::stop_token& stop) const = 0;
 };
 

@@ -1,5 +1,5 @@
 #pragma once
-// Reading a property as the one type that the caller expects of it. Player's thread; any failure is an empty result.
+// Reads a property as the one type that the caller expects. Player's thread; any failure is an empty result.
 
 #include <optional>
 #include <utility>

@@ -1,6 +1,6 @@
 #pragma once
-// One long reading of a file as seen from outside: how far it has come, and whether it is still wanted.
-// Any thread. The reader reports and asks; the other side reads the progress and cancels.
+// One long reading of a file as seen from outside: its progress, and whether it is still wanted. Any thread. The reader
+// reports and checks; the other side reads the progress and cancels.
 
 #include <algorithm>
 #include <atomic>
@@ -12,15 +12,15 @@ class ReadingProgress {
  public:
   // The reader.
 
-  /// Adds to what there is to be done: bytes or frames, whichever the reader counts in.
+  /// Adds to the total: bytes or frames, whichever the reader counts.
   void expect(std::uint64_t units) noexcept { expected_.fetch_add(units, std::memory_order_relaxed); }
   void advance(std::uint64_t units) noexcept { done_.fetch_add(units, std::memory_order_relaxed); }
-  /// To be asked at least every few milliseconds of work. Once it is true the reader gives up; its result is dropped.
+  /// Must be checked at least every few milliseconds of work. Once it is true the reader stops; its result is dropped.
   [[nodiscard]] bool isCancelled() const noexcept { return isCancelled_.load(std::memory_order_relaxed); }
 
   // The other side.
 
-  /// 0 … 1; 0 while nothing is known.
+  /// 0 … 1; 0 while the total is unknown.
   [[nodiscard]] double fraction() const noexcept {
     const auto expected = expected_.load(std::memory_order_relaxed);
     const auto done = done_.load(std::memory_order_relaxed);
@@ -29,7 +29,7 @@ class ReadingProgress {
   void cancel() noexcept { isCancelled_.store(true, std::memory_order_relaxed); }
 
  private:
-  // relaxed: figures to show, and a request that may be noticed a little later. They order nothing else.
+  // relaxed: figures to show, and a request that may take effect slightly later. They order nothing else.
   std::atomic<std::uint64_t> expected_{0};
   std::atomic<std::uint64_t> done_{0};
   std::atomic<bool> isCancelled_{false};

@@ -1,5 +1,5 @@
 #pragma once
-// A recording of what a card played, made at its other end, to be compared with what it was to play. Main thread.
+// Records what a card plays, at its other end, for comparison with what it should play. Main thread.
 
 #include <cstddef>
 #include <cstdint>
@@ -14,9 +14,9 @@ namespace tolvane {
 class Recording {
  public:
   struct Frames {
-    DeliveryRecord::Form form;     ///< without positions of the channels where nothing states them
+    DeliveryRecord::Form form;     ///< without channel positions if none are stated
     std::vector<std::byte> bytes;  ///< whole frames, from the start on
-    bool isWhole = true;           ///< until stop(), without a gap
+    bool isWhole = true;           ///< no gap until stop()
   };
 
   Recording() = default;
@@ -28,12 +28,12 @@ class Recording {
   struct Request {
     std::uint32_t rate = 0;  ///< hertz
     std::uint32_t channels = 0;
-    std::size_t maximumFrames = 0;  ///< after which it ends, and is not whole
+    std::size_t maximumFrames = 0;  ///< the recording ends there, and is not whole
   };
 
-  /// Begins; it may be tried again. The error is a sentence.
+  /// Starts; may be retried after an error. The error is a sentence.
   [[nodiscard]] virtual std::expected<void, std::string> start(const Request& request) = 0;
-  /// Ends it. REQUIRES: it has begun.
+  /// Stops. REQUIRES: started.
   [[nodiscard]] virtual Frames stop() = 0;
 };
 

@@ -1,7 +1,7 @@
 #pragma once
-// The contract of a thread's run loop: time, timers and hand-over to that thread. Everything here is for the thread
-// that the loop belongs to (the player's, the window's), except post(). Under the manual run loop (platform/simulated)
-// time moves only when a test says so.
+// The contract of a thread's run loop: time, timers and calls into that thread. Everything here is for the thread that
+// owns the loop (the player's, the window's), except post(). With the manual run loop (platform/simulated) time moves
+// only when a test advances it.
 
 #include <chrono>
 #include <functional>
@@ -23,7 +23,7 @@ class RunLoop {
   using TimePoint = Clock::time_point;
   using Action = std::function<void()>;
 
-  /// A pending timer or a watched descriptor: destroying it ends it, also from within its own action.
+  /// A pending timer or a watched descriptor: destroying it cancels it, also from within its own action.
   class Registration {
    public:
     virtual ~Registration() = default;
@@ -48,7 +48,7 @@ class RunLoop {
   [[nodiscard]] virtual Watch watchDescriptor(int descriptor, Action action) = 0;
 };
 
-/// Seconds as the run loop's durations; not-a-number counts as 0, values beyond a century as a century.
+/// Seconds as a run loop duration; not-a-number becomes 0, and values beyond a century a century.
 [[nodiscard]] RunLoop::Duration durationFromSeconds(double seconds);
 [[nodiscard]] double secondsFromDuration(RunLoop::Duration duration);
 

@@ -5,7 +5,7 @@
 namespace tolvane {
 namespace {
 
-/// What other programs have named or set may be of any length; facts of usual names are half as long.
+/// Names and settings from other programs may be of any length; facts with usual names are half as long.
 constexpr std::size_t longestFact = 400;  // bytes
 
 std::string_view cutBetweenCharacters(std::string_view text, std::size_t most) {

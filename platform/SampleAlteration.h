@@ -1,6 +1,6 @@
 #pragma once
-// One thing that happens to the samples between an output unit and the converter of its device. A value; player's
-// thread. Device adapters report it, the verdict shows it: the detail is written for the user.
+// One alteration of the samples between an output unit and the converter of its device. A value; player's thread.
+// Device adapters report it, the verdict shows it: the detail is written for the user.
 
 #include <cstddef>
 #include <cstdint>
@@ -9,8 +9,8 @@
 
 namespace tolvane {
 
-/// What the user can do about an alteration: one full sentence, which is checked when the program is compiled. Where
-/// nothing can be done it says so.
+/// What the user can do about an alteration: one full sentence, checked at compile time. If nothing can be done it says
+/// so.
 class Cure {
  public:
   consteval explicit Cure(std::string_view sentence) : sentence_(sentence) {
@@ -40,10 +40,10 @@ struct SampleAlteration {
   };
 
   /// `fact`: one full sentence with the stage and its value. Control characters that it quotes are replaced, and it is
-  /// cut off behind 400 bytes.
+  /// cut after 400 bytes.
   SampleAlteration(Kind itsKind, std::string_view fact, Cure cure);
 
-  /// Of a device whose report cannot be read.
+  /// For a device whose report cannot be read.
   [[nodiscard]] static SampleAlteration unreadable();
 
   Kind kind;

@@ -1,6 +1,6 @@
 #pragma once
-// The contract of what survives a restart: values under keys. Player's thread. Neither reading nor writing ever fails
-// for the caller or waits for a disk: what cannot be stored serves from memory, and the store says so once in the log.
+// The contract for values that survive a restart. Player's thread. Neither reading nor writing ever fails for the
+// caller or waits for a disk: values that cannot be stored are kept in memory, which is logged once.
 
 #include <optional>
 #include <string>
@@ -18,17 +18,17 @@ class UserDefaults {
 
   virtual ~UserDefaults() = default;
 
-  /// What was set last; nothing when the key has no value.
+  /// The value that was set last; nothing if the key has no value.
   [[nodiscard]] virtual std::optional<Value> object(std::string_view key) const = 0;
   /// Replaces the value, also one of another type. REQUIRES: a double is finite.
   virtual void setObject(std::string_view key, Value value) = 0;
   virtual void removeObject(std::string_view key) = 0;
 
-  /// Whether what an earlier run has left is here. False at the start where the store cannot be read yet, or ever: what
-  /// is set meanwhile serves from memory, and counts more than what is read later.
+  /// Whether the values of earlier runs are available. False if the store cannot be read yet, or at all: values set
+  /// meanwhile are kept in memory and take precedence over those read later.
   [[nodiscard]] virtual bool isLoaded() const { return true; }
 
-  /// The value where it is of that type.
+  /// The value if it is of that type.
   template <typename T>
   [[nodiscard]] std::optional<T> value(std::string_view key) const {
     auto found = object(key);
@@ -36,7 +36,7 @@ class UserDefaults {
     return typed != nullptr ? std::optional(std::move(*typed)) : std::nullopt;
   }
 
-  /// The changes made while one lives are stored together or not at all, whatever ends the process meanwhile.
+  /// The changes made during the lifetime of a group are stored together or not at all, however the process ends.
   class Group {
    public:
     explicit Group(UserDefaults& defaults) : defaults_(defaults) { defaults_.beginGroup(); }
@@ -49,7 +49,7 @@ class UserDefaults {
   };
 
  private:
-  /// Groups may stand within groups; the outermost counts.
+  /// Groups may be nested; the outermost counts.
   virtual void beginGroup() = 0;
   virtual void endGroup() = 0;
 };

@@ -1,5 +1,5 @@
 #pragma once
-// Time, and waiting for it, of threads that have no run loop. Any thread. Tests have one that they move themselves.
+// Time and timed waits for threads without a run loop. Any thread. Tests have an implementation that they advance.
 
 #include <chrono>
 #include <condition_variable>
@@ -14,12 +14,12 @@ class WaitingTime {
 
   virtual ~WaitingTime() = default;
   [[nodiscard]] virtual Clock::time_point now() const = 0;
-  /// Returns once `changed` has been notified or `end` has come; may return for no reason.
+  /// Returns when `changed` is notified or at `end`; may return spuriously.
   virtual void waitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& changed,
                          Clock::time_point end) const = 0;
 };
 
-/// The machine's own.
+/// The system's monotonic clock.
 class SteadyWaitingTime final : public WaitingTime {
  public:
   [[nodiscard]] Clock::time_point now() const override { return Clock::now(); }

@@ -32,7 +32,7 @@ constexpr std::array streamProperties{
     globalAddress(kAudioStreamPropertyIsActive), globalAddress(kAudioStreamPropertyPhysicalFormat),
     globalAddress(kAudioStreamPropertyPhysicalFormatSource), globalAddress(kAudioStreamPropertyVirtualFormat)};
 
-/// Both are a device's: no other kind of object has a property of one of these names.
+/// Both belong to devices: no other kind of object has a property with one of these names.
 bool isSettable(FourCharCode selector) {
   return selector == kAudioDevicePropertyNominalSampleRate || selector == kAudioDevicePropertyHogMode;
 }
@@ -76,7 +76,7 @@ OSStatus AdapterHardware::setPropertyData(AudioObjectID object, const AudioObjec
                                           const AudioPropertyValue& value) {
   if (const OSStatus status = writeStatus(object, address); status != noErr) return status;
   if (address.mSelector == kAudioDevicePropertyHogMode) {
-    // Whatever number is written: a write toggles.
+    // A write toggles, whatever the value.
     return std::holds_alternative<std::int32_t>(value) ? toggleHog(object) : kAudioHardwareBadPropertySizeError;
   }
   const auto* hertz = std::get_if<double>(&value);

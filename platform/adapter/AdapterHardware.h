@@ -1,6 +1,7 @@
 #pragma once
-// What the device adapters share: one table of where each property lives and which may be written, the order in which a
-// call is checked, and the listeners. An adapter says what objects it has, and supplies values. Player's thread.
+// What the device adapters share: one table of which object has each property and which properties are writable, the
+// order in which a call is checked, and the property listeners. An adapter supplies its objects and values. Player's
+// thread.
 
 #include <expected>
 #include <optional>
@@ -31,28 +32,28 @@ class AdapterHardware : public AudioHardware {
  protected:
   enum class Kind : std::uint8_t { system, device, stream };
 
-  /// The run loop, which carries notifications, outlives the hardware.
+  /// The run loop, which delivers notifications, outlives the hardware.
   explicit AdapterHardware(RunLoop& runLoop) : listeners_(runLoop) {}
 
-  // What an adapter supplies. Where a selector is asked about, the object is there, and its kind may have the property.
+  // Supplied by an adapter. In calls with a selector, the object exists and its kind may have the property.
 
   /// Nothing: there is no such object (any more).
   [[nodiscard]] virtual std::optional<Kind> kindOf(AudioObjectID object) const = 0;
-  /// Of the properties that its kind may have, which this object has not.
+  /// Whether this object lacks a property that its kind may have.
   [[nodiscard]] virtual bool lacks(AudioObjectID object, FourCharCode selector) const = 0;
   [[nodiscard]] virtual std::expected<AudioPropertyValue, OSStatus> value(Kind kind, AudioObjectID object,
                                                                           FourCharCode selector) const = 0;
-  /// A device may refuse to be written what others can be.
+  /// A device may refuse writes that others accept.
   [[nodiscard]] virtual bool isFixed(AudioObjectID, FourCharCode) const { return false; }
   [[nodiscard]] virtual OSStatus setNominalRate(AudioObjectID device, double hertz) = 0;
   [[nodiscard]] virtual OSStatus toggleHog(AudioObjectID device) = 0;
 
-  /// Whether the object is there and has the property.
+  /// Checks that the object exists and has the property.
   [[nodiscard]] OSStatus addressStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
-  /// The same, and whether it can be written.
+  /// Checks also that the property can be written.
   [[nodiscard]] OSStatus writeStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
 
-  /// A property that some objects of a kind cannot read now.
+  /// The status for a property that some objects of a kind cannot read at the moment.
   template <typename Value>
   [[nodiscard]] static std::expected<AudioPropertyValue, OSStatus> asProperty(std::expected<Value, OSStatus> value) {
     if (!value) return std::unexpected(value.error());

@@ -5,7 +5,7 @@ namespace {
 
 using Property = std::expected<AudioUnitPropertyValue, OSStatus>;
 
-/// Made in its place: the compiler takes the moved-from rest of a temporary for uninitialised memory.
+/// Constructed in place: the compiler takes the moved-from temporary for uninitialised memory.
 template <typename Value>
 Property asProperty(const std::expected<Value, OSStatus>& value) {
   if (!value) return std::unexpected(value.error());

@@ -1,6 +1,6 @@
 #pragma once
-// What the adapters' output units share: where each property lives, what a unit was told, and when it may be told. A
-// unit supplies what only playing tells. Player's thread.
+// What the adapters' output units share: the scope of each property, the values that were set, and when they may be
+// set. A unit supplies the values that depend on playback. Player's thread.
 
 #include <memory>
 #include <utility>
@@ -22,7 +22,7 @@ class AdapterOutputUnit : public AudioOutputUnit {
   using State = OutputUnitSettings::Phase;
 
   [[nodiscard]] virtual bool hasDevice(AudioObjectID id) const = 0;
-  /// The last render error, which is cleared with it.
+  /// Returns the last render error and clears it.
   [[nodiscard]] virtual std::expected<OSStatus, OSStatus> takeRenderError() const = 0;
   [[nodiscard]] virtual std::expected<bool, OSStatus> isAlive() const = 0;
   /// Frames; kAudioUnitErr_CannotDoInCurrentContext before the first start.
@@ -30,7 +30,7 @@ class AdapterOutputUnit : public AudioOutputUnit {
 
   State state_ = State::created;
   OutputUnitSettings settings_;
-  std::shared_ptr<DeliveryRecord> deliveries_;  ///< null: nothing is recorded
+  std::shared_ptr<DeliveryRecord> deliveries_;  ///< null: not recorded
 };
 
 }  // namespace tolvane

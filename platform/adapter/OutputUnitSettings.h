@@ -1,6 +1,6 @@
 #pragma once
-// What a unit was told through its properties, and the rules by which it takes them: the same for every device adapter.
-// Player's thread. Knows no device, and nothing of what changes while a unit plays.
+// The settings of a unit and the rules for accepting them: the same for every device adapter. Player's thread. Knows no
+// device, and no value that changes while a unit plays.
 
 #include <cstdint>
 #include <functional>
@@ -14,18 +14,19 @@ class OutputUnitSettings {
  public:
   enum class Phase : std::uint8_t { created, initialised, running };
 
-  /// Whether the property is one that units have, and this is where it lives.
+  /// Whether units have this property at this scope and element.
   [[nodiscard]] static OSStatus placeStatus(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element);
 
-  /// Takes the value, or says why not. `hasDevice` tells of an id whether there is such a device.
+  /// Stores the value, or returns the reason for refusing it. `hasDevice` checks that a device id exists.
   [[nodiscard]] OSStatus set(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
                              const AudioUnitPropertyValue& value, Phase phase,
                              const std::function<bool(AudioObjectID)>& hasDevice);
-  /// What was set, or the default. REQUIRES: it lives there. kAudioUnitErr_InvalidProperty: only the unit can tell.
+  /// The value that was set, or the default. REQUIRES: placeStatus() is noErr. kAudioUnitErr_InvalidProperty: only the
+  /// unit knows it.
   [[nodiscard]] std::expected<AudioUnitPropertyValue, OSStatus> get(AudioUnitProperty property,
                                                                     AudioUnitScope scope) const;
 
-  /// Whether a unit can be initialised with them.
+  /// Whether a unit can be initialised with these settings.
   [[nodiscard]] bool areComplete() const;
 
   [[nodiscard]] AudioObjectID device() const { return device_; }

@@ -1,7 +1,7 @@
 #pragma once
-// Who wants to know about which property. Player's thread. A notification reaches, each in a later turn of the run loop
-// of its own, those who listened when the property changed and still do: one who begins to listen afterwards has read
-// the new value.
+// The listeners of properties. Player's thread. A notification reaches, each in its own later turn of the run loop, the
+// listeners that existed when the property changed and still exist: a listener that is added afterwards has read the
+// new value.
 
 #include <map>
 #include <memory>
@@ -20,13 +20,13 @@ class PropertyListeners {
                                 AudioHardware::Listener listener);
   [[nodiscard]] OSStatus remove(AudioHardware::ListenerID id);
   void notify(AudioObjectID object, const AudioObjectPropertyAddress& address);
-  /// At once, for news that come in a turn of their own. Nothing happens when the listener has been removed.
+  /// Calls the listener at once, for notifications that already have their own turn. Does nothing if it was removed.
   void deliver(AudioHardware::ListenerID id, const AudioObjectPropertyAddress& address);
 
   [[nodiscard]] std::size_t size() const { return entries_->size(); }
-  /// What the listener listens to; nothing when it has been removed.
+  /// The object and property that the listener observes; nothing if it was removed.
   [[nodiscard]] std::optional<AudioObjectPropertyAddress> addressOf(AudioHardware::ListenerID id) const;
-  /// On: a notification that is under way when its listener is removed still arrives, as hardware may do it.
+  /// If set, a notification that is pending when its listener is removed still arrives, as with real hardware.
   void setDeliversLate(bool delivers) { deliversLate_ = delivers; }
 
  private:

@@ -106,7 +106,7 @@ std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::deviceProperty(Al
     case kAudioDevicePropertyHogModeOwnerName:
       return device.hogOwnerName();
     case kAudioDevicePropertyDeviceIsAlive:
-      return std::uint32_t{1};  // one that has gone is no object any more
+      return std::uint32_t{1};  // an object that is gone no longer exists
     case kAudioDevicePropertyStreams:
       return Numbers{device.streamId()};
     case kAudioDevicePropertyStreamConfiguration:
@@ -151,7 +151,7 @@ OSStatus AlsaAudioHardware::setNominalRate(AudioObjectID device, double hertz) {
 
 OSStatus AlsaAudioHardware::toggleHog(AudioObjectID device) { return deviceOf(device)->toggleHog(); }
 
-// Units.
+// Output units.
 
 std::expected<std::unique_ptr<AudioOutputUnit>, OSStatus> AlsaAudioHardware::newInstance() {
   AlsaOutputUnit::Host& host = *this;  // a private base: only in here are the two the same
@@ -164,13 +164,13 @@ std::shared_ptr<AlsaDevice> AlsaAudioHardware::deviceWithId(AudioObjectID id) {
 }
 
 void AlsaAudioHardware::deviceFailed(AudioObjectID id) {
-  // One that has been seen to go has been announced already; one that is still there has to be looked at again.
+  // A device that has already gone was notified before; a device that still exists must be checked again.
   if (!deviceWithId(id)) return;
   listeners().notify(id, globalAddress(kAudioDevicePropertyDeviceIsAlive));
   watcher_.lookSoon();
 }
 
-// What comes and goes.
+// Devices that come and go.
 
 AlsaAudioHardware::Ids AlsaAudioHardware::idsFor(const std::string& uid) {
   const auto [entry, isNew] = ids_.try_emplace(uid);
@@ -216,7 +216,7 @@ void AlsaAudioHardware::refresh() {
   if (changed) announceListChange(defaultBefore);
 }
 
-/// At once, without asking anybody: what is plugged in again a moment later must be seen as new.
+/// At once, without any query: a device that is plugged in again a moment later must count as new.
 void AlsaAudioHardware::removeDevicesOf(int card) {
   controls_.erase(card);
   cardCalls_.erase(card);
@@ -257,7 +257,7 @@ void AlsaAudioHardware::watchCards() {
 
 std::optional<AlsaCardFacts> AlsaAudioHardware::readCard(int card) {
   const auto calls = callsOfCard(card);
-  // What opens or closes a PCM keeps a lock of its card that those facts are behind.
+  // Opening or closing a PCM holds a lock of its card that blocks reading those facts.
   const bool isHeldUp = std::ranges::any_of(
       devices_, [card](const auto& device) { return device->info().card == card && device->calls().isHeldUp(); });
   if (!isHeldUp) {
@@ -269,7 +269,7 @@ std::optional<AlsaCardFacts> AlsaAudioHardware::readCard(int card) {
   return unreadable;
 }
 
-/// By the name of its device where it is known.
+/// Named after its device if that is known.
 std::shared_ptr<AlsaDeviceCalls> AlsaAudioHardware::callsOfCard(int card) {
   const auto device = std::ranges::find_if(devices_, [card](const auto& d) { return d->info().card == card; });
   const std::string name = device != devices_.end() ? (*device)->info().name : fmt::format("Sound card {}", card);
@@ -280,7 +280,7 @@ std::shared_ptr<AlsaDeviceCalls> AlsaAudioHardware::callsOfCard(int card) {
   return calls;
 }
 
-/// A driver has come back: what was not asked meanwhile is asked now, and the owner can be read again.
+/// A driver call has returned: reads what was skipped meanwhile; the owner can be read again.
 void AlsaAudioHardware::callsSettled(int card) {
   for (const auto& device : devices_) {
     if (device->info().card != card) continue;
@@ -296,7 +296,7 @@ void AlsaAudioHardware::usageChanged(int card, unsigned device) {
   }
 }
 
-/// A reservation is of a whole card.
+/// A reservation applies to a whole card.
 void AlsaAudioHardware::reservationChanged(int card) {
   for (const auto& device : devices_) {
     if (device->info().card == card) device->checkOwner();

@@ -1,7 +1,7 @@
 #pragma once
 // The device layer on the kernel's sound devices: every playback PCM is a device with one stream. Player's thread.
-// Learns of changes from inotify and the cards' control descriptors through the run loop; never polls. What may hang in
-// a driver is a call on another thread (AlsaDeviceCalls), which is left behind when it takes too long.
+// Detects changes with inotify and the cards' control descriptors through the run loop; never polls. Calls that may
+// hang in a driver are made on another thread (AlsaDeviceCalls) and are abandoned when they take too long.
 
 #include <sys/types.h>
 
@@ -24,9 +24,8 @@ namespace tolvane {
 class AlsaAudioHardware : public AdapterHardware, private AudioOutputComponent, private AlsaOutputUnit::Host {
  public:
   /// `makeRealtime` is called on each render thread at its start with the thread's id; it may be empty. `reservation`
-  /// may be null: there is no session, and the kernel's exclusivity serves alone. `calls` is where calls into drivers
-  /// are waited for, so that they can be named and interrupted; null: the hardware has its own. All outlive the
-  /// hardware.
+  /// may be null: then only the kernel's exclusivity applies. `calls` makes the calls into drivers, so that waits for
+  /// them can be named and interrupted; null: the hardware makes its own. All outlive the hardware.
   AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t tid)> makeRealtime,
                     DeviceReservation* reservation = nullptr, const AlsaPaths& paths = {},
                     DeviceCalls* calls = nullptr);
@@ -78,13 +77,13 @@ class AlsaAudioHardware : public AdapterHardware, private AudioOutputComponent, 
   RunLoop& runLoop_;
   Log& log_;
   const std::function<bool(pid_t)> makeRealtime_;
-  const std::shared_ptr<AlsaAudioHardware*> self_;  ///< for what may come after the end
-  const std::unique_ptr<DeviceCalls> ownCalls_;     ///< null where they were given
+  const std::shared_ptr<AlsaAudioHardware*> self_;  ///< for callbacks that may arrive after destruction
+  const std::unique_ptr<DeviceCalls> ownCalls_;     ///< null if they were passed in
   const AlsaDevice::System system_;
-  std::map<std::string, Ids> ids_;  ///< by uid, also of what has been plugged out
+  std::map<std::string, Ids> ids_;  ///< by uid, including devices that were unplugged
   AudioObjectID nextId_ = kAudioObjectSystemObject + 1;
   std::vector<std::shared_ptr<AlsaDevice>> devices_;
-  std::map<int, std::shared_ptr<AlsaDeviceCalls>> cardCalls_;  ///< for a card's control, by card
+  std::map<int, std::shared_ptr<AlsaDeviceCalls>> cardCalls_;  ///< for each card's control, by card
   std::map<int, AlsaControlWatch> controls_;                   ///< by card
   AlsaWatcher watcher_;
 };

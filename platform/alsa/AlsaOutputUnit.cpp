@@ -75,7 +75,7 @@ OSStatus AlsaOutputUnit::uninitialize() {
   if (loop_) {
     handleNotice();
     logUnderruns(true);
-    // The loop's hold on the PCM must be gone before the device lets go of it, so that the last one closes it.
+    // The loop must release the PCM before the device does, so that the last release closes it.
     const bool hadPcm = loop_->hasPcm();
     loop_.reset();
     if (hadPcm) device_->closeForUnit();
@@ -122,20 +122,20 @@ OSStatus AlsaOutputUnit::stop() {
   return status.error();
 }
 
-/// The driver keeps a call of the loop, or its render thread. What the loop has, it has until the driver lets it go;
-/// the render callback is over.
+/// A call of the loop, or its render thread, hangs in the driver. The loop keeps its resources until the driver
+/// returns; the render callback is not called any more.
 void AlsaOutputUnit::leaveBehind() {
   loop_->abandon();
   left_ = {kAudioHardwareNotReadyError, loop_->framesConsumed(), loop_->sampleTime(), loop_->underruns()};
   endDeliveries();
   noticeWatch_.reset();
   logUnderruns(true);
-  // Where no call has it, its end would hang here.
+  // If no call owns it, destroying it would hang here.
   device_->calls().leave([loop = std::move(loop_)] {});
   device_->closeForUnit();
 }
 
-/// REQUIRES: nothing renders any more.
+/// REQUIRES: no thread renders any more.
 void AlsaOutputUnit::endDeliveries() {
   if (deliveries_) deliveries_->end(framesPlayed());
 }
@@ -150,7 +150,7 @@ std::uint64_t AlsaOutputUnit::underrunCount() const {
   return loop_ ? loop_->underruns() : 0;
 }
 
-/// A machine that cannot keep up must not fill the log as well: a line now and then, and what is left at the end.
+/// A machine that cannot keep up must not flood the log as well: one line at intervals, and the rest at the end.
 void AlsaOutputUnit::logUnderruns(bool isLast) {
   const std::uint64_t count = loop_->underruns();
   const auto now = host_.runLoop().now();
@@ -162,7 +162,7 @@ void AlsaOutputUnit::logUnderruns(bool isLast) {
   nextUnderrunLine_ = now + betweenUnderrunLines;
 }
 
-/// The device goes to another program: as if it had failed, but that it is closed now.
+/// The device passes to another program: like a failure, except that the device is closed now.
 void AlsaOutputUnit::surrender() {
   if (device_->calls().run([loop = loop_] { (void)loop->stop(); })) {
     loop_->surrender();
@@ -175,7 +175,7 @@ void AlsaOutputUnit::surrender() {
   host_.deviceFailed(device_->id());
 }
 
-/// The render thread has something to tell: underruns to be logged, or the end of its device.
+/// The render thread has signalled: underruns to be logged, or the failure of its device.
 void AlsaOutputUnit::handleNotice() {
   notice_->clear();
   logUnderruns(false);

@@ -1,8 +1,7 @@
 #pragma once
 // An output unit on an ALSA device. Everything here is for the player's thread; the render thread lives in
-// AlsaRenderLoop, and what it has to tell reaches people through the run loop. Must not outlive its hardware. Where the
-// driver does not return from a start or a stop, the render loop is left behind, and the unit is dead: it can only be
-// destroyed.
+// AlsaRenderLoop and reports through the run loop. Must not outlive its hardware. If the driver does not return from a
+// start or a stop, the render loop is abandoned, and the unit is dead: it can only be destroyed.
 
 #include <memory>
 
@@ -39,7 +38,7 @@ class AlsaOutputUnit : public AdapterOutputUnit {
   std::uint64_t underrunCount() const override;
 
  private:
-  /// What is left to tell of a render loop that was left behind.
+  /// The remaining state of an abandoned render loop.
   struct LeftBehind {
     OSStatus error = noErr;  ///< reading clears it
     std::int64_t framesPlayed = 0;
@@ -61,12 +60,12 @@ class AlsaOutputUnit : public AdapterOutputUnit {
 
   Host& host_;
 
-  // While initialised; the loop goes before the device.
+  // While initialised; the loop is destroyed before the device.
   std::shared_ptr<EventDescriptor> notice_;
   std::shared_ptr<AlsaDevice> device_;
-  std::shared_ptr<AlsaRenderLoop> loop_;  ///< null once it was left behind
+  std::shared_ptr<AlsaRenderLoop> loop_;  ///< null after it was abandoned
   mutable std::optional<LeftBehind> left_;
-  std::optional<DeliveryRecord::Form> deliveryForm_;  ///< none: the samples that reach the device are computed
+  std::optional<DeliveryRecord::Form> deliveryForm_;  ///< nothing: the samples that reach the device are computed
   std::uint32_t bufferFrames_ = 0;                    ///< of the device's ring
   RunLoop::Watch noticeWatch_;
   std::uint64_t underrunsLogged_ = 0;

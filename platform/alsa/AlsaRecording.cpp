@@ -15,7 +15,7 @@ constexpr std::array deepestFirst{SND_PCM_FORMAT_S32_LE, SND_PCM_FORMAT_S24_LE, 
                                   SND_PCM_FORMAT_S16_LE, SND_PCM_FORMAT_FLOAT_LE};
 constexpr unsigned ringMicroseconds = 1'000'000;
 constexpr unsigned periodMicroseconds = 50'000;
-constexpr int waitMilliseconds = 100;  // after which it is looked whether to stop
+constexpr int waitMilliseconds = 100;  // between two checks for a stop request
 
 std::optional<PcmLayout> layoutOf(snd_pcm_format_t format) {
   for (const AlsaFormat& each : alsaFormats())
@@ -37,7 +37,7 @@ std::expected<void, std::string> AlsaRecording::start(const Request& request) {
   pcm_ = std::move(pcm);
   maximumBytes_ = request.maximumFrames * frames_.form.format.mBytesPerFrame;
   frames_.bytes.clear();
-  frames_.bytes.reserve(maximumBytes_);  // memory is taken as frames come
+  frames_.bytes.reserve(maximumBytes_);  // memory is used only as frames arrive
   frames_.isWhole = true;
   reader_ = std::jthread([this](const std::stop_token& stop) { read(stop); });
   return {};

@@ -31,9 +31,9 @@ class AlsaRecording final : public Recording {
 
   const std::string name_;
   std::unique_ptr<snd_pcm_t, Close> pcm_;
-  Frames frames_;  ///< the reading thread's while it runs
+  Frames frames_;  ///< owned by the reading thread while it runs
   std::size_t maximumBytes_ = 0;
-  std::jthread reader_;  ///< last: it ends before what it uses goes
+  std::jthread reader_;  ///< last: it ends before what it uses is destroyed
 };
 
 }  // namespace tolvane

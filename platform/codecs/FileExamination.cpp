@@ -23,7 +23,7 @@ struct KnownFormat {
   FileContent content;
 };
 
-/// Of files that are known and not played, as recogniseFile() names them.
+/// Formats that are known but not played, as recogniseFile() names them.
 constexpr std::array kKnownFormats = {
     KnownFormat{fourCharCode("vorb"), FileContent::oggVorbis},
     KnownFormat{fourCharCode("opus"), FileContent::oggOpus},
@@ -45,7 +45,7 @@ struct OtherMark {
   FileContent content;
 };
 
-/// What is found under the name of music all the same.
+/// Content that is often found in files with the name of music.
 constexpr std::array kOtherMarks = {
     OtherMark{"%pdf-"sv, FileContent::pdf},
     OtherMark{"\x89png\r\n"sv, FileContent::png},
@@ -75,7 +75,7 @@ FileContent contentOf(const RecognisedFile& file) {
   return known != kKnownFormats.end() ? known->content : FileContent::unknown;
 }
 
-/// What begins like none of the formats of audio.
+/// Content that begins like no audio format.
 FileContent contentOf(std::string_view start) {
   if (!start.empty() && start.find_first_not_of('\0') == std::string_view::npos) return FileContent::zeros;
   constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";

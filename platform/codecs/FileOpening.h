@@ -10,7 +10,7 @@
 
 namespace tolvane {
 
-/// As AudioFileServices::openAudioFile(). Known files of other kinds open too, and tell their own format.
+/// As AudioFileServices::openAudioFile(). Known files of other kinds open too, and report their own format.
 [[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openLinearPCM(
     std::shared_ptr<const ByteSource> source, ReadingProgress* progress);
 

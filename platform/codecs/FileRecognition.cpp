@@ -22,7 +22,7 @@ struct Mark {
   FourCharCode formatID;
 };
 
-// The more telling marks of a container stand before the container's own.
+// More specific marks of a container come before the container's own.
 constexpr std::array kMarks = {
     Mark{0, "fLaC"sv, AudioFileKind::flac, fourCharCode("flac")},
     Mark{28,
@@ -93,7 +93,7 @@ std::expected<RecognisedFile, OSStatus> recogniseFile(const ByteSource& source) 
   if (!packet) return std::unexpected(packet.error());
   if (*packet) return RecognisedFile{AudioFileKind::mpeg, **packet, fourCharCode(".mp3")};
   if (isAdts(*start)) return RecognisedFile{AudioFileKind::other, *offset, fourCharCode("aac ")};
-  // A tag alone: an MP3 file that lost its music.
+  // Only a tag: an MP3 file that lost its music.
   if (*offset > 0) return std::unexpected(kAudioFileInvalidFileError);
   return RecognisedFile{};
 }

@@ -1,5 +1,5 @@
 #pragma once
-// Tells what a file is from its content alone. Pure; any thread. Never looks at a name.
+// Identifies a file by its content alone. Pure; any thread. Never looks at a name.
 
 #include <optional>
 
@@ -15,7 +15,7 @@ enum class AudioFileKind : std::uint8_t {
   flac,
   oggFlac,
   mpeg,
-  other,  ///< known, but of no use to this player
+  other,  ///< known, but not supported by this player
 };
 
 struct RecognisedFile {

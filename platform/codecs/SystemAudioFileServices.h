@@ -1,7 +1,7 @@
 #pragma once
-// The audio files of this system: WAV, RF64, BW64, AIFF and AIFF-C as they are; FLAC (also in Ogg) and MP3 decoded.
-// AudioFileServices says whose thread: all that it holds is constant. Never opens anything but regular files, and never
-// by their names.
+// The audio files of this system: WAV, RF64, BW64, AIFF and AIFF-C unchanged; FLAC (also in Ogg) and MP3 decoded.
+// Threads as in AudioFileServices: all that it holds is constant. Opens only regular files, and identifies them by
+// their content.
 
 #include "platform/AudioFileServices.h"
 #include "platform/codecs/decoding/EncodedTrack.h"

@@ -27,7 +27,7 @@ std::vector<double> monoWeights(const ChannelLayout& source) {
   return weights;
 }
 
-/// Whether every channel that a device lacks has a loudspeaker that stands in for it.
+/// Whether every channel that a device lacks has a loudspeaker that can replace it.
 bool hasFront(const ChannelLayout& device) {
   return device.has(ChannelPosition::frontLeft) && device.has(ChannelPosition::frontRight);
 }
@@ -38,7 +38,7 @@ bool ChannelMap::isPossible(const ChannelLayout& source, std::uint32_t deviceCha
   const std::uint32_t channels = source.channelCount();
   if (channels == 0 || deviceChannels == 0) return false;
   if (channels <= deviceChannels) return true;
-  // Of many channels without positions there is no mix that would mean something.
+  // For many channels without positions there is no meaningful mix.
   const bool isMixable = channels <= 8 || !source.has(ChannelPosition::unknown);
   return channels <= mostMixedChannels && isMixable;
 }

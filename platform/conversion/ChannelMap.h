@@ -18,7 +18,7 @@ namespace tolvane {
 /// source with more channels than a device that does not name its front ones is mixed to stereo, for its first two.
 class ChannelMap {
  public:
-  /// Nothing where no honest mapping is known.
+  /// Nothing if no correct mapping is known.
   static std::optional<ChannelMap> make(const ChannelLayout& source, const ChannelLayout& device);
   /// Whether make() succeeds with a device of so many channels, whatever their positions.
   [[nodiscard]] static bool isPossible(const ChannelLayout& source, std::uint32_t deviceChannels);

@@ -53,7 +53,7 @@ struct PcmLayout {
 /// Fills `samples` with silence: zero, or the half-way code of unsigned integers. Real-time safe.
 void fillSilence(const PcmLayout& layout, std::span<std::byte> samples) noexcept;
 
-/// For people and logs: "24-bit integer in 3 bytes", "32-bit float, big-endian".
+/// For the user and the log: "24-bit integer in 3 bytes", "32-bit float, big-endian".
 [[nodiscard]] std::string layoutText(const PcmLayout& layout);
 
 }  // namespace tolvane

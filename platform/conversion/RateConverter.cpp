@@ -51,7 +51,7 @@ bool RateConverter::reset() {
 }
 
 std::size_t RateConverter::push(const double* frames, std::size_t count) noexcept {
-  // Without a place for the number taken the library takes all of it, however little output is asked for.
+  // Without the pointer for the number consumed, the library takes all input, however little output is requested.
   std::size_t came = 0;
   return soxr_process(soxr_, frames, count, nullptr, discarded_.data(), 0, &came) == nullptr ? count : 0;
 }
@@ -59,7 +59,7 @@ std::size_t RateConverter::push(const double* frames, std::size_t count) noexcep
 std::size_t RateConverter::pull(double* frames, std::size_t count) noexcept {
   std::size_t came = 0;
   std::size_t taken = 0;
-  // The input pointer must not be null: that would tell the library that the music has ended.
+  // The input pointer must not be null: the library would take that as the end of the music.
   if (soxr_process(soxr_, silence_.data(), 0, &taken, frames, count, &came) != nullptr) return 0;
   return came;
 }

@@ -23,12 +23,12 @@ class RateConverter {
   RateConverter(const RateConverter&) = delete;
   RateConverter& operator=(const RateConverter&) = delete;
 
-  /// Player's thread, while nobody pulls: forgets what was pushed and primes again. False: the library failed.
+  /// Player's thread, while no thread pulls: drops what was pushed and primes again. False: the library failed.
   [[nodiscard]] bool reset();
 
   /// The number of frames taken: all of them, or 0 when the library failed.
   std::size_t push(const double* frames, std::size_t count) noexcept;
-  /// The number of frames that came; 0 means: push first.
+  /// Returns the number of frames produced; 0: push first.
   std::size_t pull(double* frames, std::size_t count) noexcept;
 
   /// How many of the frames pushed since reset() have been heard when `pulled` of the pulled ones have.

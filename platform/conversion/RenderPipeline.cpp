@@ -8,7 +8,7 @@
 namespace tolvane {
 namespace {
 
-/// A resampler that takes this many slices and gives nothing has failed: silence rather than a loop without end.
+/// A resampler that consumes this many slices without output has failed: play silence instead of looping for ever.
 constexpr int maximumEmptyTurns = 64;
 
 }  // namespace
@@ -58,7 +58,7 @@ OSStatus RenderPipeline::render(std::byte* destination, std::uint32_t frames) no
   return rate_ || channels_.mixes() ? renderMixed(destination, frames) : renderMoved(destination, frames);
 }
 
-/// Asks the callback for `frames` into client_; what it does not fill is silence.
+/// Requests `frames` from the callback into client_; what it does not fill is silence.
 OSStatus RenderPipeline::pullSlice(std::uint32_t frames) noexcept {
   const std::size_t bytes = std::size_t{frames} * clientChannels_ * clientLayout_.bytes;
   AudioBuffer buffer{clientChannels_, static_cast<std::uint32_t>(bytes), client_.data()};

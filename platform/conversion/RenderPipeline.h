@@ -1,6 +1,6 @@
 #pragma once
-// The way of the samples inside an output unit: from the render callback, in the client's format, to frames as the
-// device wants them. Made and reset on the player's thread; render() is for the render thread and never blocks.
+// The path of the samples inside an output unit: from the render callback, in the client's format, to frames in the
+// device's format. Made and reset on the player's thread; render() is for the render thread and never blocks.
 
 #include <cstddef>
 #include <cstdint>
@@ -29,13 +29,13 @@ class RenderPipeline {
     ChannelLayout clientPositions{};  ///< empty: usualLayout()
     ChannelLayout devicePositions{};  ///< empty: unknownLayout()
   };
-  /// The most frames that the callback is asked for at once.
+  /// The most frames that are requested from the callback at once.
   static constexpr std::uint32_t sliceFrames = 1024;
 
-  /// Null where client and device cannot be brought together.
+  /// Null if there is no conversion from the client to the device.
   static std::unique_ptr<RenderPipeline> make(const Setup& setup);
 
-  /// Before each start, while nothing renders: forgets what was rendered. False: the resampler failed.
+  /// Before each start, while no thread renders: drops what was rendered. False: the resampler failed.
   [[nodiscard]] bool reset(const AURenderCallback& callback);
 
   /// Fills `frames` device frames at `destination`; where the callback fails or fills less, with silence. The last
@@ -48,7 +48,7 @@ class RenderPipeline {
 
   [[nodiscard]] bool changesRate() const { return rate_ != nullptr; }
   [[nodiscard]] bool changesChannels() const { return !channels_.isIdentity(); }
-  /// Some samples that it delivers are new ones: computed from several.
+  /// At least some of its output samples are computed from several input samples.
   [[nodiscard]] bool computesSamples() const { return changesRate() || channels_.mixes(); }
   /// The memory that render() uses besides its destination, so that it can be locked.
   [[nodiscard]] std::vector<std::span<std::byte>> memory();

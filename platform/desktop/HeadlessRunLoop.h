@@ -1,6 +1,6 @@
 #pragma once
-// The run loop of a program without a window, with the event loop it needs. Main thread, except post() and quit().
-// One a process; a program with a window uses QtRunLoop under its own application object.
+// The run loop of a program without a window, with the event loop it needs. Main thread, except post() and quit(). One
+// per process; a program with a window uses QtRunLoop under its own application object.
 
 #include <memory>
 
@@ -13,7 +13,7 @@ class HeadlessRunLoop final : public RunLoop {
   HeadlessRunLoop();
   ~HeadlessRunLoop() override;
 
-  /// Runs until quit(); returns its exit code. At once when quit() came before.
+  /// Runs until quit(); returns its exit code. Returns at once if quit() was called before.
   int run();
   void quit(int exitCode);
 

@@ -1,5 +1,5 @@
 #pragma once
-// What a program settles before anything else of it runs. First statement of main(); one thread.
+// What a program must set up before anything else. First statement of main(); one thread.
 
 namespace tolvane {
 

@@ -22,7 +22,8 @@ std::chrono::milliseconds timerInterval(RunLoop::Duration interval, bool repeats
 
 }  // namespace
 
-/// The one object that receives all timer events; no object a timer, so that a timer may end within its own action.
+/// The one object that receives all timer events; not one object per timer, so that a timer may end within its own
+/// action.
 class QtRunLoop::Hub final : public QObject {
  public:
   struct Timer {
@@ -82,7 +83,7 @@ class QtRunLoop::WatchRegistration final : public RunLoop::Registration {
                      });
   }
   ~WatchRegistration() override {
-    if (hub_.expired()) return;  // the notifier went with its parent
+    if (hub_.expired()) return;  // the notifier was destroyed with its parent
     // Disabled at once, so that the descriptor can be closed and its number used again; deleted later, because this may
     // be the notifier's own turn.
     notifier_->setEnabled(false);

@@ -1,6 +1,6 @@
 #pragma once
-// Real-time priority for render threads: directly where the limits allow it, else asked of RealtimeKit over D-Bus.
-// Player's thread, except makeThreadRealtime. Without either the music plays on at normal priority; that is logged
+// Real-time priority for render threads: directly if the limits allow it, else requested from RealtimeKit over D-Bus.
+// Player's thread, except makeThreadRealtime. Without either, playback continues at normal priority; that is logged
 // once.
 
 #include <sys/types.h>

@@ -1,6 +1,6 @@
 #pragma once
-// What the reservation of cards says and hears on a session bus: one connection of its own, calls that wait at most
-// half a second, the object that other programs ask. Player's thread. Decides nothing, and never runs the event loop.
+// The messages of the reservation of cards on a session bus: one connection of its own, calls that wait at most half a
+// second, the object that other programs query. Player's thread. Decides nothing, and never runs the event loop.
 
 #include <sys/types.h>
 
@@ -26,16 +26,17 @@ class ReservationBus {
   class Events {
    public:
     virtual ~Events() = default;
-    /// The card's name came to this owner. By now it may have moved again: ask.
+    /// The card's name was reported to belong to this owner. It may have changed since: query it.
     virtual void nameMoved(int card, const NameOwner& owner) = 0;
-    /// Another program asks for a published card. The answer is sent, then releaseAnswered() runs if it was true.
+    /// Another program requests a published card. The answer is sent; if it was true, releaseAnswered() runs
+    /// afterwards.
     virtual bool releaseRequested(int card, std::int32_t priority) = 0;
     virtual void releaseAnswered(int card) = 0;
   };
 
-  /// Why the bus is of no more use.
+  /// Why the bus can no longer be used.
   using Failure = std::string;
-  /// A program that owns a name; what it or the bus would not tell is missing.
+  /// A program that owns a name; what neither it nor the bus reports is missing.
   struct Peer {
     std::optional<pid_t> pid;
     std::optional<std::int32_t> priority;
@@ -44,7 +45,7 @@ class ReservationBus {
 
   /// `events` outlives the bus.
   static std::expected<std::unique_ptr<ReservationBus>, Failure> connect(const std::string& address, Events& events);
-  /// Gives every name back.
+  /// Releases every name.
   ~ReservationBus();
   ReservationBus(const ReservationBus&) = delete;
   ReservationBus& operator=(const ReservationBus&) = delete;
@@ -61,12 +62,12 @@ class ReservationBus {
   [[nodiscard]] std::expected<bool, Failure> requestName(int card, bool replaces) const;
   [[nodiscard]] Release requestRelease(int card, const std::string& owner, std::int32_t priority) const;
 
-  // Answered in a later turn, when the bus is silent with a failure; not at all when this object goes before.
+  // Answered in a later turn, with a failure if the bus does not answer; not at all if this object is destroyed before.
   void askNameOwner(int card, std::function<void(const std::expected<NameOwner, Failure>&)> answer);
   void askPeer(int card, const std::string& owner, std::function<void(const Peer&)> answer);
 
   void releaseName(int card);
-  /// What others are told about a card while it is ours.
+  /// What other programs can read about a card while it is ours.
   struct Published {
     std::int32_t priority = 0;
     std::string applicationName;

@@ -19,7 +19,7 @@ class RunLoopThread::Thread final : public QThread {
     if (loop_)
       loop_->post([this] { quit(); });
     else
-      quit();  // before the loop there is nothing to wait for; behind it, nothing happens
+      quit();  // without a loop, before it or after it, there is nothing to end
   }
 
  protected:
@@ -43,7 +43,7 @@ class RunLoopThread::Thread final : public QThread {
   const Make make_;
   const Failed failed_;
   std::mutex mutex_;
-  QtRunLoop* loop_ = nullptr;  // guarded by mutex_; null before and behind the loop
+  QtRunLoop* loop_ = nullptr;  // guarded by mutex_; null before and after the loop
 };
 
 RunLoopThread::RunLoopThread(const char* name, Make make, Failed failed)
@@ -62,7 +62,7 @@ bool RunLoopThread::end(std::chrono::milliseconds limit) {
   if (!thread_) return true;
   thread_->requestEnd();
   const bool hasEnded = thread_->wait(QDeadlineTimer(limit));
-  if (!hasEnded) std::ignore = thread_.release();  // a thread that runs must not be destroyed
+  if (!hasEnded) std::ignore = thread_.release();  // a running thread must not be destroyed
   thread_.reset();
   return hasEnded;
 }

@@ -1,6 +1,6 @@
 #pragma once
-// A thread with a run loop of its own, and what lives on it: made there, used there, destroyed there. Made and ended by
-// one other thread, under a QCoreApplication.
+// A thread with its own run loop, and an object on it: made there, used there, destroyed there. Made and ended by one
+// other thread, under a QCoreApplication.
 
 #include <chrono>
 #include <functional>
@@ -13,9 +13,9 @@ namespace tolvane {
 
 class RunLoopThread {
  public:
-  /// Makes what is to live on the thread. Called there.
+  /// Makes the thread's object. Called on the thread.
   using Make = std::function<std::shared_ptr<void>(RunLoop&)>;
-  /// Told on the thread why nothing could be made; it ends then.
+  /// Called on the thread with the reason if the object could not be made; the thread then ends.
   using Failed = std::function<void(const std::string& reason)>;
 
   /// `name` has at most 15 bytes.
@@ -25,8 +25,8 @@ class RunLoopThread {
   RunLoopThread(const RunLoopThread&) = delete;
   RunLoopThread& operator=(const RunLoopThread&) = delete;
 
-  /// Ends the thread after what has been posted to its run loop, and waits for it. False: it hangs, and is left behind
-  /// with all that lives on it; the process should end without destroying what it refers to.
+  /// Ends the thread after everything that has been posted to its run loop, and waits for it. False: it hangs, and is
+  /// abandoned with its object; the process should end without destroying what that refers to.
   [[nodiscard]] bool end(std::chrono::milliseconds limit);
 
  private:

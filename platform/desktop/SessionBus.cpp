@@ -22,7 +22,7 @@ std::string environment(const char* name) {
   return value == nullptr ? "" : value;
 }
 
-/// "%2f" and the like; what is no such thing stays as it is.
+/// Decodes "%2f" and the like; everything else is kept unchanged.
 std::string unescaped(std::string_view text) {
   std::string plain;
   for (std::size_t at = 0; at < text.size(); ++at) {
@@ -64,7 +64,7 @@ std::optional<SocketAddress> socketOf(std::string_view entry) {
   return std::nullopt;
 }
 
-/// Greets as a client does; any answer at all will do.
+/// Sends a client's greeting; any answer will do.
 bool answers(const SocketAddress& place, std::chrono::milliseconds limit) {
   const int descriptor = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (descriptor < 0) return false;

@@ -1,6 +1,6 @@
 #pragma once
-// Where the session bus is, and whether anything answers there. Any thread; waits no longer than it is told to. Sends
-// nothing but the greeting of a client that then hangs up.
+// Where the session bus is, and whether it answers. Any thread; waits no longer than the given limit. Sends nothing but
+// a client's greeting, and then disconnects.
 
 #include <chrono>
 #include <string>
@@ -10,8 +10,8 @@ namespace tolvane {
 /// As the environment names it; empty when this session has none. Never starts one.
 [[nodiscard]] std::string sessionBusAddress();
 
-/// False when nothing listens at the address, or what listens says nothing in time. Of addresses that are no socket of
-/// this machine nothing can be said: true.
+/// False if no process listens at the address, or if it does not answer in time. True if the addresses are not sockets
+/// of this machine, because they cannot be checked.
 [[nodiscard]] bool busAnswers(const std::string& address, std::chrono::milliseconds limit);
 
 }  // namespace tolvane

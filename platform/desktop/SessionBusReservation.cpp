@@ -15,11 +15,11 @@ using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 constexpr std::string_view category = "DeviceReservation";
-constexpr milliseconds longestLettingGo{500};  // between a program's consent and its name being free
+constexpr milliseconds longestLettingGo{500};  // between a program's consent and the release of its name
 constexpr milliseconds betweenTries{5};
-constexpr seconds refusalCounts{10};       // so long a program that ranks lower and does not let go is left alone
-constexpr seconds betweenConnections{30};  // and so long a bus that was silent is asked nothing
-// For all the questions of one operation.
+constexpr seconds refusalCounts{10};  // how long a program of lower priority that does not release a card is left alone
+constexpr seconds betweenConnections{30};  // how long a bus that did not answer is left alone
+// For all the queries of one operation.
 constexpr seconds longestOwner{1};
 constexpr seconds longestAcquire{2};
 
@@ -41,15 +41,15 @@ class SessionBusReservation::Implementation final : public std::enable_shared_fr
 
   struct Card {
     std::string deviceName;      ///< as last acquired
-    bool isKnown = false;        ///< `owner` is what the bus told
+    bool isKnown = false;        ///< `owner` is what the bus reported
     std::optional<Owner> owner;  ///< another program
-    std::weak_ptr<void> hold;    ///< alive: somebody here relies on the reservation
+    std::weak_ptr<void> hold;    ///< alive: code of this process relies on the reservation
     std::optional<RunLoop::TimePoint> refusalCountsUntil;
     bool isReserved = false;      ///< the name is ours
     bool isYielding = false;      ///< the name goes when the other program has been answered
-    std::uint64_t questions = 0;  ///< answers to any but the last say nothing any more
+    std::uint64_t questions = 0;  ///< only the answer to the last one counts
   };
-  /// What the last copy of a hold does when it goes.
+  /// Releases the card when the last copy of a hold is destroyed.
   struct Token {
     std::weak_ptr<Implementation> implementation;
     int card = 0;
@@ -98,7 +98,7 @@ class SessionBusReservation::Implementation final : public std::enable_shared_fr
 
 // The bus.
 
-/// Tried again after a while, because a session may get its bus later, or another one.
+/// Retried after a while, because a session may get its bus later, or another one.
 bool SessionBusReservation::Implementation::connect() {
   if (bus_ && bus_->isConnected()) return true;
   if (bus_) busFailed("the session bus has gone");
@@ -115,7 +115,7 @@ bool SessionBusReservation::Implementation::connect() {
   return true;
 }
 
-/// There is a bus to ask, and it is to answer all that is asked in this time.
+/// There is a bus, and it must answer all queries within this time.
 bool SessionBusReservation::Implementation::isReady(seconds limit) {
   const auto deadline = std::chrono::steady_clock::now() + limit;
   if (!connect() || (silentUntil_ && runLoop_.now() < *silentUntil_)) return false;
@@ -123,8 +123,8 @@ bool SessionBusReservation::Implementation::isReady(seconds limit) {
   return true;
 }
 
-/// What is held stays held: the kernel's own exclusivity serves on. A connection that is only slow is kept, because the
-/// bus takes every name back from one that goes.
+/// Holds stay valid: the kernel's own exclusivity still applies. A connection that is only slow is kept, because
+/// closing it would release every name.
 void SessionBusReservation::Implementation::busFailed(const std::string& why) {
   if (bus_ && bus_->isConnected()) {
     silentUntil_ = runLoop_.now() + betweenConnections;
@@ -132,7 +132,7 @@ void SessionBusReservation::Implementation::busFailed(const std::string& why) {
     dropConnection();
   }
   for (auto& [number, card] : cards_) {
-    if (card.isReserved) continue;  // news of its loss may be under way
+    if (card.isReserved) continue;  // its loss may be about to be notified
     card.isKnown = false;
     card.owner.reset();
     ++card.questions;
@@ -143,12 +143,12 @@ void SessionBusReservation::Implementation::busFailed(const std::string& why) {
 }
 
 void SessionBusReservation::Implementation::dropConnection() {
-  // Not at once: this may be one of the bus's own turns.
+  // Deferred: this may be one of the bus's own turns.
   if (bus_) runLoop_.post([self = shared_from_this(), gone = std::shared_ptr<ReservationBus>(std::move(bus_))] {});
   for (auto& [number, card] : cards_) card.isReserved = false;
 }
 
-/// Who has the card now. False when the bus has failed.
+/// Queries the present owner of the card. False if the bus has failed.
 bool SessionBusReservation::Implementation::ask(int card, std::string& uniqueName) {
   auto& entry = cards_[card];
   ++entry.questions;
@@ -181,8 +181,8 @@ void SessionBusReservation::Implementation::apply(int card, std::optional<Owner>
 void SessionBusReservation::Implementation::nameMoved(int card, const NameOwner& owner) {
   if (!bus_) return;
   const std::uint64_t question = ++cards_[card].questions;
-  // By the time this is heard it may have moved again: what counts is who has it now. Only of a bus that does not say
-  // so the news are believed.
+  // The owner may have changed since: the present one counts. The notification is believed only if the bus does not
+  // answer.
   bus_->askNameOwner(card, [this, card, question, owner](const auto& answer) {
     if (cards_[card].questions != question) return;
     cards_[card].isKnown = answer.has_value();
@@ -194,7 +194,7 @@ void SessionBusReservation::Implementation::ownerIs(int card, const NameOwner& o
   auto& entry = cards_[card];
   if (owner.who == Who::us) return apply(card, std::nullopt);
   const bool isLost = std::exchange(entry.isReserved, false) && !entry.hold.expired();
-  // Whoever took it away has left it since.
+  // The program that took the card has released it since.
   if (isLost && owner.who == Who::nobody && isReady(longestOwner)) return takeAgain(card);
   if (owner.who == Who::nobody) return apply(card, std::nullopt);
   if (isLost) takenAway(card);
@@ -215,7 +215,7 @@ std::optional<DeviceReservation::Owner> SessionBusReservation::Implementation::o
   return owner;
 }
 
-/// False: another program has it, and keeps it.
+/// False: another program owns it, and keeps it.
 std::expected<bool, ReservationBus::Failure> SessionBusReservation::Implementation::takeName(int card) {
   auto taken = bus_->requestName(card, false);
   if (!taken || *taken) return taken;
@@ -235,7 +235,7 @@ std::expected<bool, ReservationBus::Failure> SessionBusReservation::Implementati
   while (!bus_->isLate()) {
     taken = bus_->requestName(card, replaces);
     if (!taken || *taken || runLoop_.now() >= end) return taken;
-    replaces = false;  // whoever has it now has not been asked
+    replaces = false;  // the present owner has not been asked
     runLoop_.sleepFor(betweenTries);
   }
   return false;
@@ -244,18 +244,18 @@ std::expected<bool, ReservationBus::Failure> SessionBusReservation::Implementati
 /// As takeName(), and all that goes with it. Nothing: the bus has failed.
 std::optional<bool> SessionBusReservation::Implementation::reserve(int card) {
   auto& entry = cards_[card];
-  // Whoever asks about the card as soon as the name is ours is answered.
+  // Other programs that query the card must get an answer as soon as the name is ours.
   bus_->publish(card, {settings_.priority, settings_.applicationName, entry.deviceName});
   const auto taken = takeName(card);
   if (bus_ && !(taken && *taken)) bus_->unpublish(card);
   if (!taken) {
     if (!bus_) return std::nullopt;
-    bus_->releaseName(card);  // a silent bus may have heard the request, and grant it later
+    bus_->releaseName(card);  // the bus may have received the request, and grant it later
     busFailed(taken.error());
     return std::nullopt;
   }
   if (!*taken) return false;
-  ++entry.questions;  // answers that are still under way are older
+  ++entry.questions;  // answers that are still to come are outdated
   entry.isKnown = true;
   entry.isReserved = true;
   apply(card, std::nullopt);
@@ -327,7 +327,7 @@ bool SessionBusReservation::Implementation::releaseRequested(int card, std::int3
   return true;
 }
 
-// The face.
+// Public functions.
 
 SessionBusReservation::SessionBusReservation(RunLoop& runLoop, Log& log, Settings settings)
     : implementation_(std::make_shared<Implementation>(runLoop, log, std::move(settings))) {}

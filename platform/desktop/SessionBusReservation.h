@@ -1,8 +1,8 @@
 #pragma once
 // The reservation of sound cards on the session bus (org.freedesktop.ReserveDevice1), which sound servers and audio
-// programs keep to. Player's thread. owner() waits a second at most, acquire() two, and neither runs the event loop; a
-// bus that is missing, dies or does not answer is logged once and left alone for a while. What is held stays reserved
-// while the connection stands, and is reserved anew when there is one again.
+// programs use. Player's thread. owner() waits a second at most, acquire() two, and neither runs the event loop; a bus
+// that is missing, dies or does not answer is logged once and left alone for a while. Cards stay reserved while the
+// connection exists, and are reserved again when there is a new one.
 
 #include <memory>
 
@@ -16,7 +16,7 @@ class SessionBusReservation final : public DeviceReservation {
  public:
   struct Settings {
     std::string applicationName = "Tolvane Music Player";
-    /// Above the sound servers (-20 and 0), below what must never be interrupted.
+    /// Above the sound servers (-20 and 0), below programs that must never be interrupted.
     std::int32_t priority = 30;
     std::string busAddress;  ///< empty: that of the session
   };

@@ -1,6 +1,6 @@
 #pragma once
-// The log on standard error, where the journal or a terminal takes it up: "category: message", one line a message.
-// Any thread but the render thread. Never fails: a log that nobody reads must not disturb the music.
+// The log on standard error, for the journal or a terminal: "category: message", one line per message. Any thread but
+// the render thread. Never fails: a closed or full standard error must not disturb playback.
 
 #include "platform/Log.h"
 

@@ -18,7 +18,7 @@ std::array<int, 2> signalPipe{-1, -1};  // written only while no handler is inst
 extern "C" void writeSignalToPipe(int signal) {
   const int savedErrno = errno;
   const auto byte = static_cast<unsigned char>(signal);
-  // A full pipe means that the window's thread has been told often enough.
+  // A full pipe means that enough signals are already waiting for the window's thread.
   [[maybe_unused]] const auto written = ::write(signalPipe[1], &byte, 1);
   errno = savedErrno;
 }

@@ -63,7 +63,7 @@ std::optional<PipeWireAudioHardware::Kind> PipeWireAudioHardware::kindOf(AudioOb
   return device->id == object ? Kind::device : Kind::stream;
 }
 
-/// Without a card of one's own nothing can be owned, and no hardware is known that could have a volume.
+/// A device without a card of this machine cannot be owned, and has no known hardware volume.
 bool PipeWireAudioHardware::lacks(AudioObjectID object, FourCharCode selector) const {
   const Device* device = catalogue_.deviceOf(object);
   switch (selector) {
@@ -115,7 +115,7 @@ PipeWireAudioHardware::Value PipeWireAudioHardware::deviceProperty(const Device&
     case kAudioDevicePropertyReopeningIsDue:
       return view_.isReopeningDue(device) ? std::uint32_t{1} : std::uint32_t{0};
     case kAudioDevicePropertyDeviceIsAlive:
-      return std::uint32_t{1};  // one that has gone is no object any more
+      return std::uint32_t{1};  // an object that is gone no longer exists
     case kAudioDevicePropertySampleAlterations:
       return alterations(device);
     case kAudioDevicePropertyProcessingIsActive:
@@ -129,7 +129,7 @@ PipeWireAudioHardware::Value PipeWireAudioHardware::deviceProperty(const Device&
   }
 }
 
-/// What the card reports, or what the way to the device decides.
+/// The card's own properties, and those that depend on the path to the device.
 PipeWireAudioHardware::Value PipeWireAudioHardware::pathProperty(const Device& device, FourCharCode selector) const {
   const AudioHardware& direct = services_.direct;
   switch (selector) {
@@ -157,13 +157,13 @@ PipeWireAudioHardware::Value PipeWireAudioHardware::owner(const Device& device) 
   return *process;
 }
 
-/// A server that has the card owns nothing.
+/// A server that has the card does not count as its owner.
 PipeWireAudioHardware::Value PipeWireAudioHardware::ownerName(const Device& device) const {
   if (view_.hogOwner(device).value_or(-1) <= 0) return std::string();
   return services_.direct.propertyData(device.direct, globalAddress(kAudioDevicePropertyHogModeOwnerName));
 }
 
-/// What alters the samples. A direct side that cannot report it has nothing to report.
+/// The alterations of the samples; none if the card path cannot report them.
 std::vector<SampleAlteration> PipeWireAudioHardware::alterations(const Device& device) const {
   if (!view_.isReachedDirectly(device)) return shared_.alterations(device);
   constexpr auto address = globalAddress(kAudioDevicePropertySampleAlterations);
@@ -179,7 +179,7 @@ OSStatus PipeWireAudioHardware::setNominalRate(AudioObjectID id, double rate) {
     return services_.direct.setPropertyData(device.direct, globalAddress(kAudioDevicePropertyNominalSampleRate), rate);
   if (!(rate >= 1) || rate > 10'000'000 || rate != std::floor(rate)) return kAudioDeviceUnsupportedFormatError;
   if (device.isUnitOnSink()) return rate == shared_.nominalRate(device) ? noErr : kAudioHardwareIllegalOperationError;
-  // While the sink is coming back its rates are unknown; the unit will read back the rate it runs at.
+  // While the sink is coming back its rates are unknown; the unit will read the rate at which it runs.
   if (device.state.hasSink() && std::ranges::none_of(shared_.rates(device), [rate](const AudioValueRange& range) {
         return range.mMinimum <= rate && rate <= range.mMaximum;
       }))

@@ -1,6 +1,6 @@
 #pragma once
-// What was asked of simulated hardware, in order and in words ("hog: write", "unit: start"), for tests about order.
-// Main thread. Never changes what the hardware does.
+// The calls that simulated hardware received, in order and as text ("hog: write", "unit: start"), for tests about
+// order. Main thread. Never changes what the hardware does.
 
 #include <algorithm>
 #include <cstddef>
@@ -20,7 +20,7 @@ enum class TraceCategory : std::uint8_t {
 
 class HardwareTrace {
  public:
-  /// Units and writes unless told otherwise. A long campaign records nothing.
+  /// Units and writes by default. A long campaign records nothing.
   void record(std::initializer_list<TraceCategory> categories) {
     recorded_ = 0;
     for (const auto category : categories) recorded_ |= static_cast<unsigned>(category);

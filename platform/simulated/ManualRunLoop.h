@@ -1,7 +1,7 @@
 #pragma once
-// A run loop whose time moves only when a test says so: thirty seconds of supervision run in a millisecond.
-// Main thread, except post(). Simulated hardware has a queue of its own, because hardware goes on while the main
-// thread sleeps. Never waits for real time; throws std::logic_error when actions keep it busy for ever.
+// A run loop whose time moves only when a test advances it: thirty seconds of supervision run in a millisecond. Main
+// thread, except post(). Simulated hardware has its own queue, because hardware continues while the main thread sleeps.
+// Never waits for real time; throws std::logic_error if actions keep it busy for ever.
 
 #include <atomic>
 #include <cstddef>

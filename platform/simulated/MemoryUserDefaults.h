@@ -22,7 +22,7 @@ class MemoryUserDefaults final : public UserDefaults {
   void setObject(std::string_view key, Value value) override;
   void removeObject(std::string_view key) override;
 
-  /// From here on values serve from memory and are not stored, or are again.
+  /// From now on values are kept in memory and not stored, or stored again.
   void failWrites(bool fails) { failsWrites_ = fails; }
 
   /// Whether they count as loaded; they serve all the same.

@@ -38,7 +38,7 @@ std::string nameForTrace(FourCharCode selector) {
   return name.empty() ? fourCharText(selector) : std::string(name);
 }
 
-/// As people write rates: 44100, 22050.5.
+/// As the user would write rates: 44100, 22050.5.
 std::string plainText(double number) {
   std::array<char, 400> text{};  // the largest double has 309 digits
   const auto end = std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed).ptr;

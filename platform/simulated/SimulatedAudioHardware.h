@@ -1,6 +1,6 @@
 #pragma once
-// Audio hardware that follows a script, with any number of devices; time comes from a manual run loop.
-// Main thread. Deterministic; obeys the contract strictly, and counts what its user still holds.
+// Audio hardware that follows a script, with any number of devices; time comes from a manual run loop. Main thread.
+// Deterministic; obeys the contract strictly, and counts the resources that its client still holds.
 
 #include <map>
 #include <memory>
@@ -31,9 +31,9 @@ class SimulatedAudioHardware final : public AdapterHardware {
   void setDefaultDevice(AudioObjectID device);
   /// Also of a device that is unplugged. REQUIRES: addDevice() gave the id.
   [[nodiscard]] SimulatedDevice& device(AudioObjectID device);
-  /// What is wrong with the system object's properties.
+  /// Faults of the system object's properties.
   [[nodiscard]] PropertyScript& systemProperties() { return systemProperties_; }
-  /// The same for the object's own (a device or stream that is there).
+  /// Faults of another object's properties (a device or stream that exists).
   [[nodiscard]] PropertyScript& properties(AudioObjectID object);
 
   [[nodiscard]] UnitFaults& unitFaults() { return unitFaults_; }
@@ -42,7 +42,7 @@ class SimulatedAudioHardware final : public AdapterHardware {
   void setMakesNullInstances(bool makesNull) { makesNullInstances_ = makesNull; }
   /// Units report this client format, whatever they accepted.
   void setReportedClientFormat(std::optional<AudioStreamBasicDescription> format) { reportedFormat_ = format; }
-  /// Off: units record nothing of what they hand over, and simulated days pass faster.
+  /// Off: units do not record what they hand over, which makes long simulations faster.
   void setRecordsDeliveries(bool records) { recordsDeliveries_ = records; }
   [[nodiscard]] bool recordsDeliveries() const { return recordsDeliveries_; }
   /// Units flip a bit of this frame of each run before they hand it over.
@@ -53,7 +53,7 @@ class SimulatedAudioHardware final : public AdapterHardware {
 
   [[nodiscard]] HardwareTrace& trace() { return trace_; }
 
-  // What its user holds: all 0 when nothing leaks.
+  // Resources held by its client: all 0 when nothing leaks.
 
   [[nodiscard]] int unitCount() const { return unitCount_; }
   [[nodiscard]] std::size_t openDeviceCount() const;

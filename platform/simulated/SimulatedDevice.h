@@ -51,7 +51,7 @@ class SimulatedDevice {
   /// What else the script says; changing it announces nothing. (bufferFrameSize, rates: as for a new device.)
   [[nodiscard]] SimulatedDeviceConfig& script() { return config_; }
 
-  // Trouble while units play.
+  // Faults while units play.
 
   void stall();  ///< the clock stands still, nothing is pulled, the unit says it runs
   void goOn();
@@ -64,7 +64,7 @@ class SimulatedDevice {
   /// says `captures`).
   [[nodiscard]] const std::vector<std::byte>& heard();
   void forgetHeard() { heard_.clear(); }
-  /// The depth of the source as the unit that was opened last knows it; 0: it does not.
+  /// The depth of the source as the unit that was opened last was given it; 0: unknown.
   [[nodiscard]] std::uint32_t sourceBits() const { return sourceBits_; }
 
   // For SimulatedAudioHardware.

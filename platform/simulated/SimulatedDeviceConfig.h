@@ -20,7 +20,7 @@ struct PropertyFault {
   int times = UnitFaults::kAlways;
 };
 
-/// What is wrong with an object's properties, by selector.
+/// Faults of an object's properties, by selector.
 struct PropertyScript {
   std::set<FourCharCode> missing{};
   std::map<FourCharCode, PropertyFault> sizeFailures{};
@@ -70,7 +70,7 @@ struct SimulatedDeviceConfig {
                                         {96000, 96000}, {176400, 176400}, {192000, 192000}};
   double nominalRate = 44100;  ///< hertz
   bool rateIsSettable = true;
-  bool ignoresRateWrites = false;       ///< says yes and does nothing
+  bool ignoresRateWrites = false;       ///< accepts them without effect
   RunLoop::Duration rateSettleDelay{};  ///< from a write until the nominal rate is the new one
   RunLoop::Duration actualRateLag{};    ///< from then until the actual rate is
   SimulatedActualRate actualRate = SimulatedActualRate::follows;
@@ -85,7 +85,7 @@ struct SimulatedDeviceConfig {
   /// Units of this process cannot open the device while another process owns it. Off: they can (a driver that keeps
   /// shared access alive).
   bool foreignHogShutsOut = true;
-  /// What happens to the samples behind a unit; nothing: the device has no property that says so. The physical format
+  /// The alterations of the samples behind a unit; nothing: the device does not have that property. The physical format
   /// stays readable: the verdict must not depend on its absence.
   std::optional<std::vector<SampleAlteration>> alterations{};
   /// Nothing: the property is absent.

@@ -37,7 +37,7 @@ class SimulatedOutputUnit final : public AdapterOutputUnit {
   [[nodiscard]] std::int64_t framesPlayed() const override { return framesPlayed_; }
   [[nodiscard]] std::uint64_t underrunCount() const override { return underrunCount_; }
 
-  // What happens to the device, told by SimulatedDevice.
+  // Events of the device, reported by SimulatedDevice.
 
   [[nodiscard]] bool isPlaying() const { return state_ == State::running && !hasDied_; }
   /// REQUIRES: initialised.
@@ -72,7 +72,7 @@ class SimulatedOutputUnit final : public AdapterOutputUnit {
   /// A value of the right type is written down; the script may refuse it.
   [[nodiscard]] OSStatus admit(AudioUnitProperty property, AudioUnitScope scope, const AudioUnitPropertyValue& value);
   [[nodiscard]] OSStatus admit(UnitStage stage, std::string_view what, std::string_view detail = {});
-  /// The trace of a call that asks for what a playing unit tells, and what the script makes of it.
+  /// Traces a call for a value that depends on playback, and returns the script's fault for it.
   [[nodiscard]] OSStatus ask(UnitStage stage, std::string_view what) const;
   [[nodiscard]] double speed() const;
   /// How the frames lie that reach the device; nothing where they are mixed.

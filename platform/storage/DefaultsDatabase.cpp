@@ -109,10 +109,9 @@ std::expected<DefaultsDatabase, DatabaseError> DefaultsDatabase::open(const std:
   DefaultsDatabase database(connection);
   if (status != SQLITE_OK) return std::unexpected(database.lastError());
   sqlite3_busy_timeout(connection, static_cast<int>(patience.count()));
-  // A rollback journal keeps everything in one file, which also a folder that cannot be written gives to read, and
-  // asks no shared memory of a home folder on the network. That it syncs more often than a write-ahead log costs
-  // nobody: the writer has a thread of its own. Emptied, not deleted: a journal that goes is one more write to a
-  // folder.
+  // A rollback journal keeps everything in one file, which can be read even in a folder without write permission, and
+  // needs no shared memory in a home folder on the network. It syncs more often than a write-ahead log, but only on the
+  // writer's own thread. Truncated, not deleted: deletion would be another write to a folder.
   for (const char* setting : {"PRAGMA journal_mode = TRUNCATE", "PRAGMA synchronous = FULL",
                               "PRAGMA cell_size_check = ON", "PRAGMA trusted_schema = OFF"}) {
     if (auto done = database.execute(setting); !done) return std::unexpected(done.error());
@@ -174,7 +173,7 @@ std::expected<DefaultsDatabase::Schema, DatabaseError> DefaultsDatabase::readSch
   return *schema == 0 ? Schema::none : *schema == 1 ? Schema::ours : Schema::strange;
 }
 
-/// The seals do not tell of rows that are missing: a page that has lost count of them still looks like a page.
+/// The seals do not reveal missing rows: a page that has lost some of them still looks like a page.
 std::expected<void, DatabaseError> DefaultsDatabase::check() {
   const Statement statement = prepare(connection_.get(), "PRAGMA quick_check(1)");
   if (!statement || sqlite3_step(statement.get()) != SQLITE_ROW) return std::unexpected(lastError());
@@ -254,7 +253,7 @@ std::expected<void, DatabaseError> DefaultsDatabase::runRow(const char* text, co
     sqlite3_bind_double(row.get(), 2, *number);
   } else {
     const auto& data = std::get<UserDefaults::Data>(value);
-    // An empty string's null pointer would store no value at all.
+    // An empty string's null pointer would store no value.
     sqlite3_bind_blob64(row.get(), 2, data.empty() ? "" : data.data(), data.size(), SQLITE_STATIC);
   }
   sqlite3_bind_int64(row.get(), 3, sealOf(key, value));

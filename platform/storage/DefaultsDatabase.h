@@ -54,8 +54,8 @@ class DefaultsDatabase {
   [[nodiscard]] std::expected<void, DatabaseError> execute(const char* statement);
   [[nodiscard]] std::expected<std::int64_t, DatabaseError> number(const char* query);
   [[nodiscard]] std::expected<Values, DatabaseError> readWithin();
-  /// What the file declares. Only our table is ever used: triggers, views, generated columns and constraints would run
-  /// what a stranger has written there.
+  /// Checks the declarations in the file. Only our table is ever used: triggers, views, generated columns and
+  /// constraints would execute what another program has written there.
   enum class Schema : std::uint8_t { none, ours, strange };
   [[nodiscard]] std::expected<Schema, DatabaseError> readSchema();
   [[nodiscard]] std::expected<Values, DatabaseError> readRows();

@@ -1,5 +1,5 @@
 #pragma once
-// What a file is, wherever it lies: by this a renamed file is known again. A value; any thread.
+// Identifies a file independently of its path, so that a renamed file is recognised. A value; any thread.
 
 #include <cstdint>
 #include <expected>
@@ -10,7 +10,7 @@ namespace tolvane {
 struct FileIdentity {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
-  std::int64_t bornSeconds = 0;  ///< since 1970; 0 where the file system does not tell
+  std::int64_t bornSeconds = 0;  ///< since 1970; 0 if the file system does not report it
   std::uint32_t bornNanoseconds = 0;
   std::uint64_t size = 0;  ///< bytes
 

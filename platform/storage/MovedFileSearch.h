@@ -1,5 +1,5 @@
 #pragma once
-// Looks for files that are no longer where they lay: in their folder, in the folders beside it, above and below it.
+// Searches for files that are no longer at their path: in their folder, and in the folders beside, above and below it.
 // One search serves many files; what it may read is bounded, however many are missing. Player's thread; blocks on the
 // disk.
 

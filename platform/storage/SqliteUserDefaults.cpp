@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view category = "UserDefaults";
 
-/// Held while a damaged database is set aside, so that a second copy of the player does not set the fresh one aside.
+/// Locked while a damaged database is set aside, so that a second copy of the player does not set the new one aside.
 class FolderLock {
  public:
   FolderLock(const fs::path& folder, std::chrono::milliseconds patience)
@@ -60,7 +60,7 @@ fs::path freeNameFor(const fs::path& damaged) {
   return name;
 }
 
-/// Takes what others may do away from what is there. Failures are left to the opening of the database.
+/// Removes other users' permissions. Failures show when the database is opened.
 void keepFromOthers(const fs::path& path) {
   std::error_code error;
   if (fs::is_symlink(path, error)) return;
@@ -71,7 +71,7 @@ void keepFromOthers(const fs::path& path) {
 void makePrivateFolder(const fs::path& folder) {
   std::error_code error;
   fs::create_directories(folder.parent_path(), error);
-  ::mkdir(folder.c_str(), 0700);  // when it fails, opening the database says why
+  ::mkdir(folder.c_str(), 0700);  // if it fails, opening the database reports the reason
   keepFromOthers(folder);
 }
 
@@ -155,7 +155,7 @@ bool SqliteUserDefaults::synchronize() {
   return pending_.empty();
 }
 
-/// Until the database is open, cannot be used, or need not be opened any more. Whether it is open.
+/// Waits until the database is open, cannot be used, or is no longer needed. Returns whether it is open.
 bool SqliteUserDefaults::load() {
   makePrivateFolder(folder_);
   while (true) {
@@ -175,7 +175,7 @@ bool SqliteUserDefaults::load() {
   }
 }
 
-/// What the program has set meanwhile stays.
+/// Values that the program has set meanwhile take precedence.
 bool SqliteUserDefaults::adopt(std::expected<Values, DatabaseError> stored) {
   if (!stored) {
     // What cannot be read must not be overwritten either.
@@ -224,7 +224,7 @@ bool SqliteUserDefaults::store(const Values& changes, const Values& everything) 
   if (!done && done.error().kind != DatabaseError::Kind::unavailable && done.error().kind != DatabaseError::Kind::held)
     done = beginAgain(done.error(), everything);
   if (done) return true;
-  // The player tries again with each change, and says so once.
+  // The player retries with each change, and logs this once.
   if (!std::exchange(hasReportedFailure_, true))
     report(fmt::format("Changes cannot be saved to {} for now: {}", file_.string(), done.error().message));
   return false;

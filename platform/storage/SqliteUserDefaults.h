@@ -1,8 +1,8 @@
 #pragma once
-// The defaults of the installed player: in memory for who reads, on disk by a thread of their own, so that the player's
-// thread waits for a disk only for a moment of the construction. Player's thread, but for that writer. A database that
-// cannot be used is never overwritten: a damaged one is set aside, one that another process has locked is tried again,
-// anything else is left alone and memory serves; each is logged once.
+// The defaults of the installed player: read from memory, and written to disk by their own thread, so that the player's
+// thread waits for a disk only briefly at construction. Player's thread, except for that writer. A database that cannot
+// be used is never overwritten: a damaged one is set aside, one that another process has locked is retried, any other
+// is left alone and memory is used; each is logged once.
 
 #include <chrono>
 #include <condition_variable>
@@ -24,12 +24,13 @@ class SqliteUserDefaults final : public UserDefaults {
  public:
   struct Patience {
     std::chrono::milliseconds withOthers{2000};   ///< each wait for another process
-    std::chrono::milliseconds atStart{250};       ///< the construction's wait for what is stored
+    std::chrono::milliseconds atStart{250};       ///< the construction's wait for the stored values
     std::chrono::milliseconds beforeRetry{1000};  ///< between two attempts to open what is locked
   };
   struct Waiting {
     Patience patience{};
-    /// Runs on the writer's thread once what is stored has been read after all, where the construction went on without.
+    /// Runs on the writer's thread when the stored values have been read, if the construction had to continue without
+    /// them.
     std::function<void()> onLoadedLate{};
     std::shared_ptr<const WaitingTime> time = std::make_shared<const SteadyWaitingTime>();
   };
@@ -47,7 +48,7 @@ class SqliteUserDefaults final : public UserDefaults {
   void removeObject(std::string_view key) override;
   [[nodiscard]] bool isLoaded() const override;
 
-  /// Waits until everything that was set has been stored, or could not be: then false. REQUIRES: no group is open.
+  /// Waits until everything that was set has been stored; false if it could not be. REQUIRES: no group is open.
   bool synchronize();
 
  private:

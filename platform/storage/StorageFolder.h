@@ -1,5 +1,5 @@
 #pragma once
-// Where the player keeps what survives a restart, and what can be made again. Reads the environment; makes no folder.
+// Where the player keeps data that survives a restart, and caches. Reads the environment; makes no folder.
 
 #include <filesystem>
 

@@ -16,8 +16,8 @@ class SystemFileBookmarks final : public FileBookmarks {
   [[nodiscard]] std::expected<FileBookmark, std::string> make(const FileURL& url) override;
   [[nodiscard]] std::optional<FileBookmark> makeOfPath(const FileURL& url) const override;
   [[nodiscard]] std::optional<FileURL> storedURL(const FileBookmark& bookmark) const override;
-  /// What lies at the path is taken for the file, as listeners and programs that save anew expect; only where nothing
-  /// does is the file looked for, nearby.
+  /// Any file at the path counts as the bookmarked file, as users, and programs that rewrite files, expect; only if
+  /// there is none, the file is searched nearby.
   [[nodiscard]] std::vector<std::optional<ResolvedBookmark>> resolve(std::span<const FileBookmark> bookmarks) override;
 
  private:

@@ -1,5 +1,5 @@
 #pragma once
-// The picture that a folder has for the music in it. Asks the disk; any thread that may wait.
+// The cover picture of a folder. Reads the disk; any thread that may wait.
 
 #include <stop_token>
 

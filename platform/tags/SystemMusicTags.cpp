@@ -12,7 +12,7 @@ namespace tolvane {
 
 namespace {
 
-/// Gives nothing more once it was stopped, which ends whatever reads it.
+/// Returns nothing after it was stopped, which ends every reader of it.
 class StoppableSource final : public ByteSource {
  public:
   StoppableSource(std::shared_ptr<const ByteSource> source, std::stop_token stop)

@@ -65,11 +65,11 @@ bool AlsaClaim::isReservedByAnother() const {
   return owner && !owner->yields;
 }
 
-/// A substream that another process holds can play at any time: then this would be no exclusive access.
+/// Another process that holds a substream can play at any time: that would not be exclusive access.
 std::expected<AlsaClaim::Substreams, OSStatus> AlsaClaim::openAll(const std::shared_ptr<AlsaPcm>& inUse) const {
   Substreams all;
   if (inUse) all.push_back(inUse);
-  // The one in use may be all there is: asking the kernel for one more would be refused for ever.
+  // The one in use may be the only one: a request for another would always be refused.
   while (all.empty() || all.size() < all.front()->subdeviceCount()) {
     auto pcm = openAlsaPcm(calls_, pcm_.card, pcm_.device);
     if (!pcm) return std::unexpected(pcm.error());
@@ -89,7 +89,7 @@ OSStatus AlsaClaim::take(std::shared_ptr<AlsaPcm> inUse) {
     if (!reserved) return kAudioDevicePermissionsError;
     hold = *std::move(reserved);
   }
-  // A server lets go some moments after it has said so.
+  // A server releases the card some moments after it has agreed to.
   const auto end = runLoop_.now() + (mustWait && hold ? longestWait : std::chrono::seconds(0));
   const auto wait = calls_->beginWait();
   auto opened = openAll(inUse);

@@ -1,5 +1,5 @@
 #pragma once
-// The exclusive use of one playback PCM: the card's reservation among programs where there is one, and every substream
+// The exclusive use of one playback PCM: the card's reservation among programs, if there is one, and every substream
 // open in this process. Player's thread; taking it waits for a yielding program, two seconds at most, without the run
 // loop. Never takes the device from a program that keeps it.
 
@@ -20,19 +20,19 @@
 
 namespace tolvane {
 
-/// Who uses a PCM, as far as the kernel and the reservation can tell.
+/// The users of a PCM, as far as the kernel and the reservation report them.
 struct AlsaUsage {
   pid_t holder = -1;                                ///< another process that has a substream open
   bool allTaken = false;                            ///< no substream is free
-  bool holderIsServer = false;                      ///< it is known to be a sound server's process
-  bool holderStayed = false;                        ///< it was waited for in vain
+  bool holderIsServer = false;                      ///< it is known to be a process of a sound server
+  bool holderStayed = false;                        ///< the wait for it to close the PCM timed out
   std::optional<DeviceReservation::Owner> owner{};  ///< of the reservation
 };
 
-/// The other process that owns the PCM, so that this one cannot; -1: nobody does. 0: one that cannot be named.
-/// A sound server that gives its cards away in order owns nothing.
+/// The other process that owns the PCM and keeps this one from owning it; -1: none; 0: one that is unknown. A sound
+/// server that releases its cards on request does not count as an owner.
 [[nodiscard]] pid_t foreignOwner(const AlsaUsage& usage);
-/// The holder would close the PCM when the reservation's owner is asked for the card.
+/// Whether the holder would close the PCM if the reservation's owner is asked for the card.
 [[nodiscard]] bool holderYields(const AlsaUsage& usage);
 
 class AlsaClaim {
@@ -40,7 +40,7 @@ class AlsaClaim {
   struct Pcm {
     int card = 0;
     unsigned device = 0;
-    std::string name;  ///< for people
+    std::string name;  ///< for the user
   };
 
   /// Run loop and reservation outlive the claim; `reservation` is null where there are none. `calls` are the device's.
@@ -50,15 +50,16 @@ class AlsaClaim {
   [[nodiscard]] bool isHeld() const { return !pcms_.empty(); }
   /// The first of the substreams; null while not held.
   [[nodiscard]] std::shared_ptr<AlsaPcm> pcm() const { return isHeld() ? pcms_.front() : nullptr; }
-  /// The process that owns the PCM; -1: none. kAudioHardwareNotReadyError: the device is held up, and it may be anyone.
+  /// The process that owns the PCM; -1: none. kAudioHardwareNotReadyError: the device is blocked, and the owner
+  /// unknown.
   [[nodiscard]] std::expected<pid_t, OSStatus> owner() const;
-  /// Another program has the card and keeps it: opening it, though the kernel may let us, is not done.
+  /// Whether another program owns the card and keeps it: the PCM is then not opened, even if the kernel would allow it.
   [[nodiscard]] bool isReservedByAnother() const;
 
   /// `inUse`: a substream that is open in this process already, or null.
   [[nodiscard]] OSStatus take(std::shared_ptr<AlsaPcm> inUse);
-  /// Closes every substream but one that is still in use here, possibly by a call that was left behind. With
-  /// the last of them, whenever that is, the card's reservation ends.
+  /// Closes every substream except one that is still in use here, possibly by an abandoned call. The card's reservation
+  /// ends when the last substream is closed.
   void release() { pcms_.clear(); }
 
  private:
@@ -73,7 +74,7 @@ class AlsaClaim {
   DeviceReservation* const reservation_;
   const std::shared_ptr<AlsaDeviceCalls> calls_;
   Substreams pcms_;
-  pid_t stayed_ = -1;  ///< the process that did not let go when it was waited for
+  pid_t stayed_ = -1;  ///< the process that did not release the PCM within the wait
 };
 
 }  // namespace tolvane

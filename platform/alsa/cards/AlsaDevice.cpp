@@ -22,13 +22,13 @@ namespace {
 
 constexpr std::uint32_t buffersBeforeOpening = 512;
 
-/// The nominal rate as the kernel counts it; 0 when it is no whole number of hertz.
+/// The nominal rate as the kernel counts it; 0 if it is not a whole number of hertz.
 std::uint32_t wholeRate(double rate) {
   if (!(rate >= 1) || rate > 10'000'000 || std::fabs(rate - std::round(rate)) > 1e-6) return 0;
   return static_cast<std::uint32_t>(std::lround(rate));
 }
 
-/// What the kernel states of a device's depth, for one of its formats.
+/// What the kernel reports about the depth of one of a device's formats.
 DepthEvidence evidenceOf(const AlsaDepthTexts& texts, std::uint32_t transport, const PcmLayout& container,
                          std::uint32_t channels, int driverBits) {
   DepthEvidence evidence{container, transport, driverBits, std::nullopt, texts.codecBits};
@@ -37,8 +37,8 @@ DepthEvidence evidenceOf(const AlsaDepthTexts& texts, std::uint32_t transport, c
   return evidence;
 }
 
-/// Said of what was asked for, and not of a card that has gone, is in use or does not answer. A USB device refuses a
-/// rate with an error of the bus.
+/// Whether the error concerns the request, and not a card that is gone, in use or unresponsive. A USB device refuses a
+/// rate with a bus error.
 bool isRefusal(OSStatus status) {
   return status == kAudioDeviceUnsupportedFormatError || status == kAudioHardwareUnspecifiedError;
 }
@@ -47,7 +47,7 @@ AlsaDepthTexts readDepthTextsOf(const AlsaPaths& paths, const AlsaDeviceInfo& in
   return readAlsaDepthTexts(paths, info.card, info.device, info.transport == kAudioDeviceTransportTypeUSB);
 }
 
-/// Whether the channel map of the card's driver comes from the device and not from the driver.
+/// Whether the channel map of the card's driver comes from the device, not from the driver.
 bool isMapStated(const AlsaPaths& paths, const AlsaDeviceInfo& info, std::uint32_t channels) {
   if (channels <= 2 || info.transport != kAudioDeviceTransportTypeUSB) return true;
   // "device" is a link to the device's first interface.
@@ -133,8 +133,8 @@ OSStatus AlsaDevice::setNominalRate(double rate) {
   return noErr;
 }
 
-/// Whether the hardware need not be touched to know that it takes the rate: it was set up to it before, and no program
-/// has a substream open whose rate may bind the others.
+/// Whether the hardware is known to accept the rate without opening it: it was set up to it before, and no program has
+/// a substream open whose rate may bind the others.
 std::expected<bool, OSStatus> AlsaDevice::isProvenRate(std::uint32_t rate) const {
   const auto all = substreams();
   if (!all) return std::unexpected(all.error());
@@ -142,14 +142,14 @@ std::expected<bool, OSStatus> AlsaDevice::isProvenRate(std::uint32_t rate) const
   return !isInUse && provenRates_.contains(rate);
 }
 
-/// Sets the hardware up at the rate and lets go of it: some refuse only then what they had allowed before.
+/// Sets the hardware up at the rate and releases it: some devices refuse only then what they had announced.
 OSStatus AlsaDevice::tryRate(std::uint32_t rate) {
   auto pcm = heldPcm();
   if (!pcm) {
     auto opened = openPcm();
     if (!opened) {
       if (opened.error() != kAudioDevicePermissionsError || !capabilities_) return opened.error();
-      // In use by another process: what the hardware told earlier still holds.
+      // In use by another process: what the hardware reported earlier still holds.
       return offers(rate) ? noErr : kAudioDeviceUnsupportedFormatError;
     }
     pcm = *std::move(opened);
@@ -165,7 +165,7 @@ OSStatus AlsaDevice::tryRate(std::uint32_t rate) {
   return *status;
 }
 
-/// What setting the hardware up to a rate has shown.
+/// Records the result of setting the hardware up at a rate.
 void AlsaDevice::remember(std::uint32_t rate, bool isTaken) {
   (isTaken ? refusedRates_ : provenRates_).erase(rate);
   (isTaken ? provenRates_ : refusedRates_).insert(rate);
@@ -177,8 +177,8 @@ bool AlsaDevice::offers(std::uint32_t rate) const {
   });
 }
 
-/// The rates to try for a unit, best first: the nominal one, then of those that the hardware offers and has not refused
-/// the client's own, its multiples, the others above it, those below. REQUIRES: the capabilities are known.
+/// The rates to try for a unit, best first: the nominal one, then the hardware's rates that it has not refused: the
+/// client's own, its multiples, higher ones, lower ones. REQUIRES: the capabilities are known.
 std::vector<std::uint32_t> AlsaDevice::ratesForUnit(double clientRate) const {
   const std::uint32_t client = std::max(wholeRate(clientRate), 1U);
   std::set<std::uint32_t> offered(usualPcmRates.begin(), usualPcmRates.end());
@@ -202,7 +202,7 @@ std::vector<std::uint32_t> AlsaDevice::ratesForUnit(double clientRate) const {
   return rates;
 }
 
-/// At the first of the rates that the hardware takes.
+/// Opens the PCM at the first of the rates that the hardware accepts.
 std::expected<AlsaPcmSetup, OSStatus> AlsaDevice::setUpForUnit(const std::shared_ptr<AlsaPcm>& pcm,
                                                                const PcmLayout& layout,
                                                                const OutputUnitSettings& settings) {
@@ -223,7 +223,7 @@ std::expected<AlsaPcmSetup, OSStatus> AlsaDevice::setUpForUnit(const std::shared
     if (!configured) return std::unexpected(configured.error());
     if (*configured) {
       for (const std::uint32_t other : refused) remember(other, false);
-      if (chosenRate_ != rate) chosenRate_.reset();  // a rate that was only noted, and is not taken any more
+      if (chosenRate_ != rate) chosenRate_.reset();  // a rate that was only recorded, and is no longer accepted
       remember(rate, true);
       return **configured;
     }
@@ -241,7 +241,7 @@ std::expected<std::vector<AudioValueRange>, OSStatus> AlsaDevice::availableRates
   return can->rates;
 }
 
-/// The substream that the unit plays on, as the kernel shows it; an error unless it is open and this process's.
+/// The substream that the unit plays on, as the kernel shows it; an error unless this process has it open.
 std::expected<AlsaSubstream, OSStatus> AlsaDevice::ownSubstream() const {
   const auto pcm = unitPcm_.lock();
   if (!pcm || !unitSetup_) return std::unexpected(kAudioHardwareNotRunningError);
@@ -253,8 +253,8 @@ std::expected<AlsaSubstream, OSStatus> AlsaDevice::ownSubstream() const {
   return std::unexpected(kAudioHardwareNotRunningError);
 }
 
-/// The one substream that is open, by any process; an error while several are, because it is unknown whose samples
-/// would be meant.
+/// The one substream that is open, in any process; an error while several are, because it is unknown whose samples are
+/// meant.
 std::expected<AlsaSubstream, OSStatus> AlsaDevice::playingSubstream() const {
   if (!unitPcm_.expired()) return ownSubstream();
   auto all = substreams();
@@ -282,7 +282,7 @@ std::expected<AudioStreamBasicDescription, OSStatus> AlsaDevice::physicalFormat(
   if (!playing->hwParams) return std::unexpected(kAudioHardwareNotRunningError);
   const auto container = layoutOfAlsaFormat(playing->hwParams->format);
   if (!container) return std::unexpected(kAudioDeviceUnsupportedFormatError);
-  // The driver is asked about the unit's own PCM only.
+  // Only the unit's own PCM can be queried through the driver.
   const int driverBits = unitSetup_ ? unitSetup_->driverBits : 0;
   const auto texts = calls_->run([paths = system_.paths, info = info_] { return readDepthTextsOf(paths, info); });
   if (!texts) return std::unexpected(texts.error());
@@ -314,7 +314,7 @@ bool AlsaDevice::isStreamActive() const {
   return own && (own->status.state == AlsaStreamState::running || own->status.state == AlsaStreamState::draining);
 }
 
-/// As many as the hardware has; two before it could first be asked, which is what everything that plays music has.
+/// The hardware's channels; two before it could first be queried, the minimum of any playback device.
 std::uint32_t AlsaDevice::channelCount() const {
   return capabilities_ && capabilities_->maximumChannels > 0 ? capabilities_->maximumChannels : 2;
 }
@@ -383,7 +383,7 @@ void AlsaDevice::yield() {
 
 void AlsaDevice::markGone() { claim_.release(); }
 
-// Units.
+// Output units.
 
 std::expected<AlsaDevice::OpenPcm, OSStatus> AlsaDevice::openForUnit(const OutputUnitSettings& settings,
                                                                      std::function<void()> surrender) {
@@ -417,7 +417,7 @@ void AlsaDevice::setAlterations(std::vector<SampleAlteration> alterations) {
 
 void AlsaDevice::closeForUnit() {
   if (const auto pcm = unitPcm_.lock()) (void)calls_->run([pcm] { pcm->unconfigure(); });
-  // The rate stays what it was set to, or was found to be, until somebody writes another one.
+  // The rate stays as it was set or found until it is written again.
   if (unitSetup_ && !chosenRate_) chosenRate_ = unitSetup_->rate;
   unitPcm_.reset();
   unitSetup_.reset();

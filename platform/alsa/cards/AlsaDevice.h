@@ -1,8 +1,8 @@
 #pragma once
-// One playback device while it is plugged in: its rate, its owner, what the kernel says it does. Player's thread; asks
-// the kernel when asked, and opens the PCM only to probe, to claim, or for a unit. Never guesses a format. What may
-// hang in the driver is a call of the device: while one is left behind, whatever needs another fails with
-// kAudioHardwareNotReadyError at once.
+// One playback device while it is plugged in: its rate, its owner, and its state in the kernel. Player's thread; reads
+// the kernel's state on request, and opens the PCM only to probe, to claim, or for a unit. Never guesses a format.
+// Calls that may hang in the driver are the device's: while an abandoned one has not returned, every operation that
+// needs another call fails at once with kAudioHardwareNotReadyError.
 
 #include <sys/types.h>
 
@@ -26,21 +26,21 @@
 
 namespace tolvane {
 
-/// Hog mode here is a claim (AlsaClaim.h): every substream of the PCM is open in this process, so that nobody else can
-/// open one, and the card is reserved where programs do that. A claim that cannot be complete is not made. A unit plays
-/// on the first of the claimed substreams. Giving the claim up closes all of them at once, save the one that a unit is
-/// using: that one closes with the unit.
+/// Hog mode here is a claim (AlsaClaim.h): every substream of the PCM is open in this process, so that no other process
+/// can open one, and the card is reserved if programs reserve cards. A claim that cannot be complete is not made. A
+/// unit plays on the first of the claimed substreams. Releasing the claim closes all of them at once, except the one
+/// that a unit is using: that one closes with the unit.
 class AlsaDevice {
  public:
   using Notify = std::function<void(AudioObjectID object, FourCharCode selector)>;
-  /// What all devices share; outlives them.
+  /// Shared by all devices; outlives them.
   struct System {
     AlsaPaths paths;
     RunLoop& runLoop;
     DeviceCalls& calls;
     DeviceReservation* reservation = nullptr;
     Notify notify;
-    /// Calls into a card's driver that were left behind have ended. Harmless after the end of the hardware.
+    /// Abandoned calls into a card's driver have returned. May be called after the end of the hardware.
     std::function<void(int card)> callsSettled;
   };
 
@@ -59,26 +59,26 @@ class AlsaDevice {
   [[nodiscard]] std::expected<std::vector<AudioValueRange>, OSStatus> availableRates();
   [[nodiscard]] std::expected<double, OSStatus> actualRate() const;
   [[nodiscard]] std::expected<pid_t, OSStatus> hogOwner() const;
-  /// Empty where no process owns it, or its name is not known.
+  /// Empty if no process owns it, or its name is unknown.
   [[nodiscard]] std::string hogOwnerName() const;
   [[nodiscard]] OSStatus toggleHog();
   [[nodiscard]] std::uint32_t channelCount() const;
   [[nodiscard]] std::uint32_t bufferFrameSize();
   [[nodiscard]] std::optional<double> volumeDecibels() const;
-  /// "snd-usb-audio"; empty where the kernel names none.
+  /// "snd-usb-audio"; empty if the kernel names none.
   [[nodiscard]] std::string driver() const;
-  /// ChannelPositions of the one substream that is open, by any process.
+  /// ChannelPositions of the one substream that is open, in any process.
   [[nodiscard]] std::expected<std::vector<std::uint32_t>, OSStatus> channelPositions() const;
 
   // Properties of its stream.
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> physicalFormat() const;
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> virtualFormat() const;
-  /// Where the last physicalFormat() was read, and what proves its bits; empty where it failed.
+  /// Where the last physicalFormat() was read, and what proves its bits; empty if it failed.
   [[nodiscard]] const std::string& physicalFormatSource() const { return physicalFormatSource_; }
   [[nodiscard]] bool isStreamActive() const;
 
-  /// For a unit: the PCM, set up for its client at the nominal rate; where there is none, as near to the client's as
-  /// the hardware goes. One unit at a time. `surrender` makes the unit let go of the PCM at once, for good, and call
+  /// For a unit: the PCM, set up for its client at the nominal rate, or, if none is set, at the rate nearest to the
+  /// client's. One unit at a time. `surrender` makes the unit release the PCM at once, permanently, and call
   /// closeForUnit().
   struct OpenPcm {
     std::shared_ptr<AlsaPcm> pcm;
@@ -88,15 +88,15 @@ class AlsaDevice {
                                                              std::function<void()> surrender);
   /// What happens to the samples of the unit on their way to the hardware; empty while there is no unit.
   [[nodiscard]] const std::vector<SampleAlteration>& alterations() const { return alterations_; }
-  /// The unit has let go of its PCM, or is about to.
+  /// The unit has released its PCM, or is about to.
   void closeForUnit();
 
-  /// Somebody opened or closed the PCM, or reserved the card: tells the listeners of hog mode if its owner is another
-  /// one now.
+  /// A process has opened or closed the PCM, or reserved the card: notifies the listeners of hog mode if the owner has
+  /// changed.
   void checkOwner();
-  /// Another program is to have the card: what is claimed here is closed when this returns.
+  /// Another program will get the card: on return, everything that is claimed here is closed.
   void yield();
-  /// The hardware has gone: what is open is let go.
+  /// The hardware is gone: releases what is open.
   void markGone();
 
  private:
@@ -123,11 +123,11 @@ class AlsaDevice {
   const System& system_;
   const std::shared_ptr<AlsaDeviceCalls> calls_;
 
-  std::optional<AlsaCapabilities> capabilities_;  ///< as the hardware told when it could first be opened
+  std::optional<AlsaCapabilities> capabilities_;  ///< as the hardware reported when it could first be opened
   OSStatus probeStatus_ = noErr;                  ///< why there are none
   std::optional<double> chosenRate_;
   std::set<std::uint32_t> provenRates_;   ///< hertz; the hardware was set up to them
-  std::set<std::uint32_t> refusedRates_;  ///< hertz; offered, perhaps, and refused when it was set up
+  std::set<std::uint32_t> refusedRates_;  ///< hertz; refused at set-up, although possibly announced
   AlsaClaim claim_;
   std::weak_ptr<AlsaPcm> unitPcm_;
   std::function<void()> surrenderUnit_;  ///< while a unit has the PCM

@@ -32,7 +32,7 @@ std::string controlLink(const std::string& folder, int card) {
   for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
     if (linkTarget(at->path().string()) == wanted) names.push_back(at->path().filename().string());
   }
-  // udev may keep several names for one card; the same one is chosen each time.
+  // udev may keep several names for one card; always selects the same one.
   return names.empty() ? std::string() : *std::ranges::min_element(names);
 }
 
@@ -84,7 +84,7 @@ std::optional<AlsaCardFacts> cardFacts(const AlsaPaths& paths, int index) {
   return card;
 }
 
-/// Asked of the node itself: alsa-lib tells "no such card" whatever kept it from opening one.
+/// Queries the node itself: alsa-lib reports "no such card" for every failure to open one.
 bool isThere(const AlsaPaths& paths, int index) {
   const std::string path = paths.devices + "/controlC" + std::to_string(index);
   const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -103,7 +103,7 @@ std::uint32_t transportOf(const AlsaCardFacts& card, const AlsaCardFacts::Pcm& p
   if (card.bus == "usb") return kAudioDeviceTransportTypeUSB;
   if (card.bus == "firewire") return kAudioDeviceTransportTypeFireWire;
   if (card.bus == "pci") {
-    // HD Audio controllers, and what sits on the chipset's own bus, belong to the machine; the rest are sound cards.
+    // HD Audio controllers, and devices on the chipset's own bus, belong to the machine; the rest are sound cards.
     const bool ofTheMachine = card.busClass.starts_with("0x0403") || card.busPlace.starts_with("0000:00:");
     return ofTheMachine ? kAudioDeviceTransportTypeBuiltIn : kAudioDeviceTransportTypePCI;
   }
@@ -123,19 +123,19 @@ std::string nameOf(const AlsaCardFacts& card, const AlsaCardFacts::Pcm& pcm) {
 
 std::string placeOf(unsigned device) { return ":" + std::to_string(device); }
 
-/// The uid by which this device is known already; empty for a newcomer. Links do not count here: udev moves the one in
-/// by-id from a unit to the next of the same model where they have no serial numbers.
+/// The known uid of this device; empty for a new one. Links do not count here: for units of one model without serial
+/// numbers, udev moves the link in by-id from one to the next.
 std::string keptUid(const AlsaCardFacts& card, unsigned device, std::span<const AlsaDeviceInfo> known) {
   const auto same = std::ranges::find_if(known, [&](const AlsaDeviceInfo& info) {
     return info.card == card.index && info.cardId == card.id && info.device == device;
   });
   if (same == known.end()) return {};
-  // Seen before udev had named it: from now on it has the name that lasts.
+  // Seen before udev had named it: from now on it has its lasting name.
   const bool isNamedLate = same->uid == card.id + placeOf(device) && !card.pathLink.empty();
   return isNamedLate ? std::string() : same->uid;
 }
 
-/// The card's name that lasts longest and that no other device has: its model and serial number, its place, its id.
+/// The card's most lasting name that no other device has: its model and serial number, its place, its id.
 std::string newUid(const AlsaCardFacts& card, unsigned device, const std::set<std::string>& taken) {
   for (const std::string& link : {card.idLink, card.pathLink}) {
     std::string uid = link + placeOf(device);
@@ -211,7 +211,7 @@ std::vector<AlsaDeviceInfo> listDevices(const std::vector<AlsaCardFacts>& cards,
     }
   }
   for (const AlsaDeviceInfo& device : devices) uids.insert(device.uid);
-  // A second pass: a newcomer must not be given what a device that is still there has.
+  // A second pass: a new device must not get a name that an existing device has.
   for (AlsaDeviceInfo& device : devices) {
     if (!device.uid.empty()) continue;
     const auto card = std::ranges::find(cards, device.card, &AlsaCardFacts::index);

@@ -11,7 +11,7 @@
 namespace tolvane {
 namespace {
 
-/// Stages that follow one another; of those that stand side by side, such as speakers and headphones, people hear one.
+/// Stages in series; of parallel ones, such as speakers and headphones, only one is heard.
 constexpr std::array<std::string_view, 3> stages{"Master", "PCM", "Digital"};
 constexpr std::array<std::string_view, 4> inputs{"Mic", "Line", "Capture", "Sidetone"};
 
@@ -55,7 +55,7 @@ std::vector<AlsaVolumeControl> readVolumeControls(int card) {
   std::vector<AlsaVolumeControl> controls;
   for (auto* element = snd_mixer_first_elem(opened); element != nullptr; element = snd_mixer_elem_next(element)) {
     const std::string name = snd_mixer_selem_get_name(element);
-    // A switch without a volume may turn on anything, but for the names that are known.
+    // A switch without a volume may turn on anything, so only known names count.
     if (snd_mixer_selem_is_active(element) == 0) continue;
     if (snd_mixer_selem_has_playback_volume(element) == 0 && !isStage(name)) continue;
     if (const auto decibels = quietestChannel(element)) controls.push_back({name, *decibels});

@@ -1,6 +1,6 @@
 #pragma once
 // The volume that a card's own hardware applies behind its PCM. Player's thread; reads, and never sets anything. It is
-// the device's matter: told to people, not judged.
+// shown to the user but not judged.
 
 #include <cstdint>
 #include <optional>
@@ -15,15 +15,15 @@ struct AlsaVolumeControl {
   double decibels = 0;  ///< of its quietest channel; minus infinity: muted
 };
 
-/// What one channel of a control does to the level, by its volume in hundredths of a decibel and its switch. Nothing:
-/// it does not tell. Minus infinity: muted.
+/// The gain of one channel of a control, from its volume in hundredths of a decibel and its switch. Nothing: not
+/// reported. Minus infinity: muted.
 [[nodiscard]] std::optional<double> channelDecibels(std::optional<long> hundredths, bool isOn);
 
-/// The playback controls that tell decibels, or mute; empty for a card that has none, or that has gone.
+/// The playback controls that report decibels, or mute; empty for a card that has none, or that is gone.
 [[nodiscard]] std::vector<AlsaVolumeControl> readVolumeControls(int card);
 
-/// What the controls on the way of music add up to, minus infinity while one mutes; nothing where there is none. A USB
-/// card's controls are all on that way but those that let its inputs be heard; of other cards only the usual ones are
+/// The total gain of the controls on the path of music, minus infinity while one mutes; nothing if there is none. On a
+/// USB card all controls are on that path, except those that monitor its inputs; on other cards only the usual ones are
 /// known to be.
 [[nodiscard]] std::optional<double> hardwareVolume(const std::vector<AlsaVolumeControl>& controls, bool isUsb);
 

@@ -20,9 +20,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// udev gives the nodes their permissions, and then the names that identify a card, about this long after they came.
+/// udev sets the nodes' permissions, and then the names that identify a card, about this long after they appear.
 constexpr milliseconds settleTime{200};
-/// inotify tells of a close before the driver has closed the substream.
+/// inotify reports a close before the driver has closed the substream.
 constexpr milliseconds closingTime{60};
 
 constexpr std::uint32_t folderEvents =
@@ -77,7 +77,7 @@ AlsaWatcher::~AlsaWatcher() {
   if (descriptor_ >= 0) close(descriptor_);
 }
 
-/// The folder is not there before the first card has come, and goes with the last one.
+/// The folder exists only while there is at least one card.
 void AlsaWatcher::watchFolder() {
   if (parentWatch_ < 0) {
     const std::string parent = folder_.substr(0, folder_.rfind('/'));
@@ -124,7 +124,7 @@ void AlsaWatcher::readEvents() {
 void AlsaWatcher::handleNode(std::uint32_t mask, std::string_view name) {
   const auto node = parseAlsaNode(name);
   if (!node) {
-    // by-id and by-path: the names that identify cards have come.
+    // by-id and by-path: the names that identify cards have been created.
     if ((mask & (IN_CREATE | IN_ATTRIB)) != 0 && name.starts_with("by-")) lookSoon();
     return;
   }
@@ -158,7 +158,7 @@ std::optional<AlsaControlWatch> AlsaControlWatch::open(RunLoop& runLoop, const s
   if (snd_ctl_event_malloc(&event) < 0) return std::nullopt;
   const std::shared_ptr<snd_ctl_event_t> owned(event, &snd_ctl_event_free);
   auto watch = runLoop.watchDescriptor(descriptor.fd, [opened, owned, gone = std::move(gone)] {
-    // Mixer events are read and let go: what a card does to the volume is the device's own matter.
+    // Mixer events are read and discarded: a card's own volume does not matter here.
     for (int got = 1; got > 0;) {
       got = snd_ctl_read(opened, owned.get());
       if (got < 0 && got != -EAGAIN) {

@@ -1,6 +1,6 @@
 #pragma once
-// Tells when sound devices come, go, are opened and closed: inotify on /dev/snd, and the control descriptor of each
-// card. Player's thread, through the run loop; after destruction no callback comes.
+// Notifies when sound devices come, go, are opened and closed: inotify on /dev/snd, and the control descriptor of each
+// card. Player's thread, through the run loop; makes no callback after destruction.
 
 #include <alsa/asoundlib.h>
 
@@ -40,7 +40,7 @@ class AlsaWatcher {
   AlsaWatcher(const AlsaWatcher&) = delete;
   AlsaWatcher& operator=(const AlsaWatcher&) = delete;
 
-  /// Lets devicesMayHaveCome run once the devices' nodes have had the time to settle.
+  /// Calls devicesMayHaveCome after the devices' nodes have had time to settle.
   void lookSoon();
 
  private:
@@ -60,15 +60,15 @@ class AlsaWatcher {
   std::map<std::pair<int, unsigned>, RunLoop::Timer> usageChecks_;
 };
 
-/// Holds a card's control open to learn at once when the card goes.
+/// Keeps a card's control open to detect at once when the card goes.
 class AlsaControlWatch {
  public:
-  /// Nothing where the control cannot be opened or watched; inotify then has to do. `calls` are the card's.
+  /// Nothing if the control cannot be opened or watched; inotify then has to suffice. `calls` are the card's.
   static std::optional<AlsaControlWatch> open(RunLoop& runLoop, const std::shared_ptr<AlsaDeviceCalls>& calls, int card,
                                               std::function<void()> gone);
 
  private:
-  /// Closing waits for what else is read from the card.
+  /// Closing waits for other reads of the card.
   struct Close {
     std::shared_ptr<AlsaDeviceCalls> calls;
     void operator()(snd_ctl_t* control) const {
@@ -78,7 +78,7 @@ class AlsaControlWatch {
   using Control = std::unique_ptr<snd_ctl_t, Close>;
   AlsaControlWatch(Control control, RunLoop::Watch watch) : control_(std::move(control)), watch_(std::move(watch)) {}
 
-  Control control_;  ///< goes after the watch on its descriptor
+  Control control_;  ///< destroyed after the watch on its descriptor
   RunLoop::Watch watch_;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
-// The channel map of a PCM: what the driver says of its channels' loudspeakers, and asking it for the source's. Main
-// thread, with the PCM set up; the translation of positions is pure. A driver that says nothing leaves them unknown.
+// The channel map of a PCM: reads the speakers that the driver states for its channels, and requests those of the
+// source. Main thread, with the PCM set up; the translation of positions is pure. Without a statement of the driver
+// they are unknown.
 
 #include <alsa/asoundlib.h>
 
@@ -26,16 +27,16 @@ struct AlsaMapOffer {
   bool isFree = false;  ///< the positions may stand in any order
 };
 
-/// The map to ask the driver for, by what it offers for this source's channels: the source's own order where it may be
-/// chosen, else the first that has a channel for every one of the source's. Empty: none of them has.
+/// The map to request from the driver, from those that it offers for this number of channels: the source's own order if
+/// it can be chosen, else the first that has a channel for every one of the source's. Empty: there is none.
 [[nodiscard]] std::vector<unsigned> chooseAlsaMap(const ChannelLayout& source, std::span<const AlsaMapOffer> offers);
 
-/// The positions of the PCM's channels. Where its map does not suit the source and the driver offers one that does,
-/// that one is set. REQUIRES: the PCM is prepared with so many channels.
+/// The positions of the PCM's channels. If its map does not suit the source and the driver offers one that does, sets
+/// that one. REQUIRES: the PCM is prepared with this number of channels.
 [[nodiscard]] ChannelLayout settleChannelMap(snd_pcm_t* pcm, const ChannelLayout& source, std::uint32_t channels);
 
-/// The positions of a playback substream that any process has set up with so many channels, by the card's control: the
-/// PCM is not opened. Nothing where the driver states none. May wait for the driver.
+/// The positions of a playback substream that any process has set up with this number of channels, from the card's
+/// control, without opening the PCM. Nothing if the driver states none. May wait for the driver.
 [[nodiscard]] std::optional<ChannelLayout> readChannelMap(int card, unsigned device, unsigned substream,
                                                           std::uint32_t channels);
 

@@ -17,7 +17,7 @@ struct AlsaFormat {
   PcmLayout layout;
 };
 
-/// In no order that matters. Formats that carry no linear PCM (DSD, IEC 958 frames) are not in it.
+/// In no particular order. Does not contain formats without linear PCM (DSD, IEC 958 frames).
 [[nodiscard]] std::span<const AlsaFormat> alsaFormats();
 
 [[nodiscard]] std::optional<snd_pcm_format_t> alsaFormatFor(const PcmLayout& layout);

@@ -1,6 +1,6 @@
 #pragma once
-// Reads what the kernel tells about PCM streams under /proc/asound, and which process a thread belongs to.
-// The parsers are pure; the readers are for the player's thread and return nothing for what is not there.
+// Reads what the kernel reports about PCM streams under /proc/asound, and which process a thread belongs to. The
+// parsers are pure; the readers are for the player's thread and return nothing if a file does not exist.
 
 #include <sys/types.h>
 
@@ -12,7 +12,7 @@
 
 namespace tolvane {
 
-/// Where the adapter finds the system's files; tests point it elsewhere.
+/// Where the adapter finds the system's files; tests pass other folders.
 struct AlsaPaths {
   std::string devices = "/dev/snd";
   std::string asound = "/proc/asound";
@@ -32,21 +32,21 @@ enum class AlsaStreamState : std::uint8_t { closed, open, setup, prepared, runni
 /// …/sub0/status.
 struct AlsaStreamStatus {
   AlsaStreamState state = AlsaStreamState::closed;
-  pid_t ownerThread = 0;  ///< a thread id: that of the thread that opened it; 0 when closed
+  pid_t ownerThread = 0;  ///< the id of the thread that opened it; 0 when closed
 };
 
-/// Nothing for "closed", "no setup", and for what lacks format, channels or rate.
+/// Nothing for "closed", "no setup", and for text that lacks format, channels or rate.
 [[nodiscard]] std::optional<AlsaHwParams> parseHwParams(std::string_view text);
-/// Nothing for what is no status at all.
+/// Nothing for text that is no status.
 [[nodiscard]] std::optional<AlsaStreamStatus> parseStreamStatus(std::string_view text);
-/// The thread group, that is the process, in the text of /proc/<tid>/status.
+/// The thread group, that is, the process, from the text of /proc/<tid>/status.
 [[nodiscard]] std::optional<pid_t> parseThreadGroup(std::string_view text);
 
 /// The name of a process in /proc/<pid>/comm, as the process has chosen it; empty when it cannot be read.
 [[nodiscard]] std::string readProcessName(const AlsaPaths& paths, pid_t process);
 
-/// The bits that every output converter of an HD Audio codec has, by the text of its codec#N; 0 where one of them does
-/// not state its bits, nothing where there is no such converter.
+/// The bits that every output converter of an HD Audio codec has, from the text of its codec#N; 0 if one of them does
+/// not state its bits, nothing if there is no such converter.
 [[nodiscard]] std::optional<int> parseHdaSignificantBits(std::string_view text);
 
 /// The whole of a small file; nothing when it cannot be read.

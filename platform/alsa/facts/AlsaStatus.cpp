@@ -15,11 +15,11 @@ void ignoreError(const char* /*file*/, int /*line*/, const char* /*function*/, i
 OSStatus statusFromAlsaError(long error) noexcept {
   if (error >= 0) return noErr;
   switch (-error) {
-    case ENODEV:  // unplugged under our hands
+    case ENODEV:  // unplugged while in use
     case ENOENT:  // unplugged before
     case ENXIO:   // unplugged while it was being opened
     case EBADFD:  // the state a transfer finds when the card was pulled in the middle of it
-    case ENOTTY:  // what a control call of a dying card may say
+    case ENOTTY:  // a control call to a card that is going away
       return kAudioHardwareBadDeviceError;
     case EBUSY:
     case EAGAIN:  // a non-blocking open that finds every substream taken

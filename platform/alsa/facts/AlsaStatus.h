@@ -1,5 +1,5 @@
 #pragma once
-// What alsa-lib's negative error numbers are called in the device layer. Any thread, also the render thread.
+// Translates alsa-lib's negative error numbers to statuses of the device layer. Any thread, also the render thread.
 
 #include <string>
 
@@ -13,7 +13,7 @@ namespace tolvane {
 /// For logs: "Device or resource busy (-16)".
 [[nodiscard]] std::string alsaErrorText(long error);
 
-/// alsa-lib prints errors to stderr on its own; once this has been called, it does not. Player's thread.
+/// Keeps alsa-lib from printing errors to stderr, which it does by default. Player's thread.
 void silenceAlsaLibrary();
 
 }  // namespace tolvane

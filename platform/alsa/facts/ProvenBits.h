@@ -15,20 +15,20 @@ namespace tolvane {
 struct DepthEvidence {
   PcmLayout container;
   std::uint32_t transport = 0;           ///< kAudioDeviceTransportType…
-  int driverBits = 0;                    ///< significant bits as the driver reports them; 0 when it was not asked
+  int driverBits = 0;                    ///< significant bits as the driver reports them; 0: not queried
   std::optional<int> usbDescriptorBits;  ///< of the format's USB setting; counts on USB only
   std::optional<int> codecBits;          ///< of the narrowest HD Audio output converter; does not count on USB
 };
 
 /// The fewest bits that any of these proves: a USB descriptor, the HD Audio converters, a driver that reports fewer
-/// bits than the container has, an integer container of at most 16 bits, a virtual card. Nothing where none of them
-/// does: most drivers report the container's own width, whatever the converter behind it makes of the bits.
+/// bits than the container has, an integer container of at most 16 bits, a virtual card. Nothing without a proof: most
+/// drivers report the container's own width, whatever the converter behind it does with the bits.
 [[nodiscard]] std::optional<int> provenBits(const DepthEvidence& evidence);
 
-/// What proves them, for the user: "the USB descriptor". Empty where nothing does.
+/// What proves them, for the user: "the USB descriptor". Empty without a proof.
 [[nodiscard]] std::string_view proofOfBits(const DepthEvidence& evidence);
 
-/// A format that a device takes, with what is proven about it.
+/// A format that a device accepts, with what is proven about it.
 struct DeviceFormat {
   PcmLayout layout;
   std::optional<int> provenBits;

@@ -38,7 +38,7 @@ class ParamsOwner {
 using HwParams = ParamsOwner<snd_pcm_hw_params_t, &snd_pcm_hw_params_malloc, &snd_pcm_hw_params_free>;
 using SwParams = ParamsOwner<snd_pcm_sw_params_t, &snd_pcm_sw_params_malloc, &snd_pcm_sw_params_free>;
 
-/// The formats that these parameters still leave, each with the bits that are proven of it.
+/// The formats that these parameters still allow, each with its proven bits.
 std::vector<DeviceFormat> allowedFormats(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, std::uint32_t channels,
                                          const AlsaPcmRequest& request) {
   std::vector<DeviceFormat> formats;
@@ -53,7 +53,7 @@ std::vector<DeviceFormat> allowedFormats(snd_pcm_t* pcm, snd_pcm_hw_params_t* pa
   return formats;
 }
 
-/// One range where the hardware takes any rate in it, else those of the usual ones that it takes.
+/// One range if the hardware accepts any rate in it, else the usual rates that it accepts.
 std::vector<AudioValueRange> allowedRates(snd_pcm_t* pcm, snd_pcm_hw_params_t* params) {
   const auto allows = [&](unsigned rate) { return snd_pcm_hw_params_test_rate(pcm, params, rate, 0) == 0; };
   unsigned least = 0;
@@ -62,7 +62,7 @@ std::vector<AudioValueRange> allowedRates(snd_pcm_t* pcm, snd_pcm_hw_params_t* p
   if (snd_pcm_hw_params_get_rate_min(params, &least, &direction) < 0) return {};
   if (snd_pcm_hw_params_get_rate_max(params, &most, &direction) < 0) return {};
   const unsigned middle = least + (most - least) / 2;
-  // Numbers that no list of rates would have.
+  // Values that no list of rates contains.
   if (most > least + 2000 && allows(least + 1) && allows(middle | 1U) && allows(most - 1) && allows(least + 997)) {
     return {{static_cast<double>(least), static_cast<double>(most)}};
   }
@@ -76,20 +76,20 @@ std::vector<AudioValueRange> allowedRates(snd_pcm_t* pcm, snd_pcm_hw_params_t* p
 std::uint32_t chooseChannels(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, const ChannelLayout& client) {
   unsigned most = 0;
   if (snd_pcm_hw_params_get_channels_max(params, &most) < 0) return 0;
-  most = std::min(most, 256U);  // a plug-in may say "any number"
+  most = std::min(most, 256U);  // a plug-in may report "any number"
   return ChannelMap::chooseChannels(client, most, [&](std::uint32_t channels) {
     return snd_pcm_hw_params_test_channels(pcm, params, channels) == 0;
   });
 }
 
-/// mmap where the hardware has it: nothing is copied twice and no system call is made to write.
+/// mmap if the hardware supports it: avoids a second copy and system calls to write.
 int setAccess(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, bool& usesMmap) {
   usesMmap = snd_pcm_hw_params_set_access(pcm, params, SND_PCM_ACCESS_MMAP_INTERLEAVED) == 0;
   return usesMmap ? 0 : snd_pcm_hw_params_set_access(pcm, params, SND_PCM_ACCESS_RW_INTERLEAVED);
 }
 
 int setRing(snd_pcm_t* pcm, snd_pcm_hw_params_t* params, std::uint32_t rate) {
-  // The order matters to hardware that allows few period sizes: the ring first, the period then divides it.
+  // The order matters to hardware with few period sizes: first the ring, then a period that divides it.
   snd_pcm_uframes_t ring = desiredRingFrames(rate);
   if (const int error = snd_pcm_hw_params_set_buffer_size_near(pcm, params, &ring); error < 0) return error;
   snd_pcm_uframes_t period = std::max<snd_pcm_uframes_t>(ring / periodsPerRing, 1);
@@ -102,7 +102,7 @@ int setSoftwareParams(snd_pcm_t* pcm, const AlsaPcmSetup& setup) {
   snd_pcm_uframes_t boundary = 0;
   int error = snd_pcm_sw_params_current(pcm, params);
   if (error >= 0) error = snd_pcm_sw_params_get_boundary(params, &boundary);
-  // Started by hand once the ring is full; stopped by the kernel as soon as it has run dry.
+  // Started explicitly once the ring is full; stopped by the kernel when it runs dry.
   if (error >= 0) error = snd_pcm_sw_params_set_start_threshold(pcm, params, boundary);
   if (error >= 0) error = snd_pcm_sw_params_set_stop_threshold(pcm, params, setup.bufferFrames);
   if (error >= 0) error = snd_pcm_sw_params_set_avail_min(pcm, params, setup.periodFrames);
@@ -117,7 +117,7 @@ int readSetup(snd_pcm_hw_params_t* params, AlsaPcmSetup& setup) {
   unsigned numerator = 0;
   unsigned denominator = 0;
   int error = snd_pcm_hw_params_get_rate_numden(params, &numerator, &denominator);
-  // Exactly, or not at all: a driver may round a rate that it had allowed.
+  // An exact rate or none: a driver may round a rate that it had announced.
   if (error >= 0 && std::uint64_t{setup.rate} * denominator != numerator) return -EINVAL;
   if (error >= 0) error = snd_pcm_hw_params_get_channels(params, &setup.channels);
   if (error >= 0) error = snd_pcm_hw_params_get_period_size(params, &setup.periodFrames, &direction);
@@ -128,7 +128,7 @@ int readSetup(snd_pcm_hw_params_t* params, AlsaPcmSetup& setup) {
   return setup.bufferFrames > setup.periodFrames ? 0 : -EINVAL;
 }
 
-/// The card's own PCM. Not by its name, "hw:0,0": the configuration of a user or a system may define that name anew, as
+/// Opens the card's own PCM. Not by its name, "hw:0,0", which the configuration of a user or a system may redefine, as
 /// a plug-in that changes samples. Any thread.
 std::expected<snd_pcm_t*, int> openHardware(int card, unsigned device) {
   const std::string definition = fmt::format("pcm.hardware {{ type hw card {} device {} }}", card, device);
@@ -164,7 +164,7 @@ std::expected<std::shared_ptr<AlsaPcm>, int> AlsaPcm::open(std::shared_ptr<AlsaD
   const auto handle = openHardware(card, device);
   if (!handle) return std::unexpected(handle.error());
   std::shared_ptr<AlsaPcm> pcm(new AlsaPcm(*handle, std::move(calls)));
-  // Anything else may change samples on the way, and nothing that is read of the card would show it.
+  // Any other type may change samples, and nothing that is read from the card would show it.
   if (snd_pcm_type(*handle) != SND_PCM_TYPE_HW) return std::unexpected(-ENOTSUP);
   return pcm;
 }
@@ -208,7 +208,7 @@ std::expected<AlsaPcmSetup, int> AlsaPcm::configure(const AlsaPcmRequest& reques
   const std::uint32_t channels = chooseChannels(handle_, params, request.channels);
   if (channels == 0) return std::unexpected(-EINVAL);
   error = snd_pcm_hw_params_set_channels(handle_, params, channels);
-  // Asked last: some devices have their widest formats only at some rates.
+  // Queried last: some devices have their widest formats only at some rates.
   const auto layout =
       chooseProvenFormat(request.client, request.sourceBits, allowedFormats(handle_, params, channels, request));
   if (error < 0 || !layout) return std::unexpected(error < 0 ? error : -EINVAL);

@@ -21,16 +21,16 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr int resumeTurnMilliseconds = 50;
-constexpr int resumeTurns = 100;  // a machine that wakes up has its sound back within seconds
+constexpr int resumeTurns = 100;  // after a suspend, sound is back within seconds
 /// What a driver holds in flight when it is paused is on the wire within this time.
 constexpr milliseconds longestFlight{25};
-/// The render thread looks at the device once a period, and the device moves on in steps of this length at most (a tick
-/// of the slowest kernels).
+/// The render thread reads the device's position once per period; the position advances in steps of at most this length
+/// (a tick of the slowest kernels).
 constexpr milliseconds longestStep{10};
 
 RunLoop::Duration monotonicNow() { return std::chrono::steady_clock::now().time_since_epoch(); }
 
-/// The thread's first pages of stack, so that no fault comes while it plays.
+/// The thread's first pages of stack, touched in advance to avoid page faults during playback.
 void touchStack() {
   std::array<char, 64 * 1024> room;
   volatile char* page = room.data();
@@ -88,13 +88,13 @@ AlsaRenderLoop::AlsaRenderLoop(std::shared_ptr<AlsaPcm> pcm, const AlsaPcmSetup&
   descriptors_.resize(static_cast<std::size_t>(count) + 1);
   snd_pcm_poll_descriptors(handle_, descriptors_.data() + 1, static_cast<unsigned>(count));
   descriptors_[0] = {wake_.get(), POLLIN, 0};
-  // Where the limit on locked memory forbids it, the pages have still been written to: they are there.
+  // If the limit on locked memory forbids it, the pages have still been written to and are resident.
   for (const auto& span : memory()) mlock(span.data(), span.size());
 }
 
 AlsaRenderLoop::~AlsaRenderLoop() {
   stop();
-  // The heap keeps the pages: locked on, they would count against the limit for ever.
+  // The heap keeps the pages: left locked, they would count against the limit for ever.
   for (const auto& span : memory()) munlock(span.data(), span.size());
 }
 
@@ -112,9 +112,9 @@ OSStatus AlsaRenderLoop::start(const AURenderCallback& callback) {
   wake_.clear();
   ends_.store(false, std::memory_order_relaxed);  // the thread is created after it
   failure_.store(0, std::memory_order_relaxed);
-  lastError_.store(noErr, std::memory_order_relaxed);  // what failed before is over: nobody may blame this start for it
-  // What was reported counts: it may be a little more than what was played. Partner: framesConsumed(); a number on its
-  // own.
+  lastError_.store(noErr, std::memory_order_relaxed);  // an earlier error must not be attributed to this start
+  // Counts what was reported: it may be slightly more than what was played. Partner: framesConsumed(); independent of
+  // other values.
   base_.store(position_.load(std::memory_order_relaxed), std::memory_order_relaxed);
   lookedPlayed_.store(0, std::memory_order_relaxed);
   lookedWritten_.store(0, std::memory_order_relaxed);
@@ -160,11 +160,11 @@ void AlsaRenderLoop::abandon() noexcept {
   wake_.signal();
 }
 
-/// Finds out how much has been heard, with the device still or about to be.
+/// Determines how much has been heard, while the device is paused or about to be.
 long AlsaRenderLoop::halt() {
   if (setup_.canPause && snd_pcm_state(handle_) == SND_PCM_STATE_RUNNING && snd_pcm_pause(handle_, 1) == 0) {
-    // Paused, the kernel's position stands and is exact. What the driver had already taken from the ring is still
-    // played: it counts as heard, once it has had the time to get there.
+    // In a paused stream the kernel's position is stable and exact. Frames that the driver had already taken from the
+    // ring are still played: they count as heard, after the time they take.
     snd_pcm_sframes_t delay = 0;
     const snd_pcm_sframes_t room = snd_pcm_avail_update(handle_);
     if (room >= 0) {
@@ -181,7 +181,7 @@ long AlsaRenderLoop::halt() {
   const int error = snd_pcm_delay(handle_, &delay);
   if (error == 0) {
     ring_.lookPlaying(delay);
-  } else if (error == -EPIPE || error == -ESTRPIPE) {  // a machine that sleeps has stopped already
+  } else if (error == -EPIPE || error == -ESTRPIPE) {  // after a suspend it has already stopped
     lookAtStopped();
     return 0;
   }
@@ -191,7 +191,7 @@ long AlsaRenderLoop::halt() {
 std::optional<std::int64_t> AlsaRenderLoop::sampleTime() const {
   if (!everStarted_.load(std::memory_order_relaxed)) return std::nullopt;
   if (!isAlive()) return position_.load(std::memory_order_relaxed);
-  // Partner of all: publishPosition(). Numbers of two looks do not harm.
+  // Partner of all: publishPosition(). Values of two different updates are harmless.
   const PositionLook look{.played = lookedPlayed_.load(std::memory_order_relaxed),
                           .written = lookedWritten_.load(std::memory_order_relaxed),
                           .zeroAt = RunLoop::Duration(zeroAt_.load(std::memory_order_relaxed)),
@@ -203,7 +203,7 @@ std::optional<std::int64_t> AlsaRenderLoop::sampleTime() const {
   return advancePosition(position);
 }
 
-/// The position that is reported, which never goes back. Any thread.
+/// The reported position, which never goes back. Any thread.
 std::int64_t AlsaRenderLoop::advancePosition(std::int64_t position) const {
   std::int64_t reported = position_.load(std::memory_order_relaxed);
   while (reported < position && !position_.compare_exchange_weak(reported, position, std::memory_order_relaxed)) {
@@ -240,7 +240,7 @@ long AlsaRenderLoop::beginPlaying() {
   return snd_pcm_start(handle_);
 }
 
-/// Writes as much as the ring had room for when it was asked.
+/// Writes as much as the ring had room for when it was queried.
 long AlsaRenderLoop::fill() {
   // avail, not avail_update: between two interrupts only the former asks the hardware where it is.
   snd_pcm_sframes_t room = snd_pcm_avail(handle_);
@@ -284,12 +284,12 @@ long AlsaRenderLoop::transferWritten(snd_pcm_uframes_t frames) {
   return static_cast<snd_pcm_uframes_t>(taken) == frames ? taken : -EPIPE;
 }
 
-/// Of frames that the device was given: the bytes that stand in its ring, or were passed to the driver.
+/// For frames that the device was given: their bytes in its ring, or those passed to the driver.
 void AlsaRenderLoop::recordDelivery(const std::byte* frames, snd_pcm_sframes_t count) noexcept {
   if (deliveries_) gate_.pass([&] { deliveries_->put(ring_.written(), frames, static_cast<std::uint32_t>(count)); });
 }
 
-/// Renders so that `frames` stand at `destination`, where those that could not be committed before still are.
+/// Renders until `frames` are at `destination`, after those that could not be committed before.
 void AlsaRenderLoop::renderUncommitted(std::byte* destination, snd_pcm_uframes_t frames) {
   const auto ready = static_cast<snd_pcm_uframes_t>(ring_.uncommitted());
   if (ready >= frames) return;
@@ -304,7 +304,7 @@ void AlsaRenderLoop::renderInto(std::byte* destination, snd_pcm_uframes_t frames
   if (frames == 0) return;
   OSStatus status = noErr;
   if (!gate_.pass([&] { status = pipeline_->render(destination, static_cast<std::uint32_t>(frames)); }))
-    std::memset(destination, 0, frames * frameBytes_);                       // nobody listens any more
+    std::memset(destination, 0, frames * frameBytes_);                       // the frames are not played any more
   if (status != noErr) lastError_.store(status, std::memory_order_release);  // partner: takeLastError()
 }
 
@@ -322,7 +322,7 @@ void AlsaRenderLoop::lookAtStopped() {
 
 int AlsaRenderLoop::periodMilliseconds() const { return static_cast<int>(setup_.periodFrames * 1000 / setup_.rate); }
 
-/// Until the device has consumed a period, the thread is told to end, or two periods' time has gone by.
+/// Waits until the device has consumed a period, the thread is asked to end, or two periods have passed.
 long AlsaRenderLoop::waitForRoom() {
   const int got = poll(descriptors_.data(), descriptors_.size(), std::clamp(2 * periodMilliseconds(), 20, 500));
   if (got < 0) return errno == EINTR ? 0 : -errno;
@@ -333,7 +333,7 @@ long AlsaRenderLoop::waitForRoom() {
   if (error < 0) return error;
   if ((events & (POLLERR | POLLHUP | POLLNVAL)) == 0) return 0;
   const long trouble = errorOfState(snd_pcm_state(handle_));
-  // An error that no state explains must not become a loop without a pause.
+  // An error that no state explains must not cause a busy loop.
   if (trouble == 0) poll(descriptors_.data(), 1, 5);
   return trouble;
 }
@@ -357,7 +357,7 @@ long AlsaRenderLoop::recover(long error) {
   return beginPlaying();
 }
 
-/// After the machine has slept. 0: the stream goes on where it was; else it must be prepared anew.
+/// After a suspend. 0: the stream continues where it was; else it must be prepared again.
 long AlsaRenderLoop::resume() {
   for (int turn = 0; turn < resumeTurns; ++turn) {
     const int error = snd_pcm_resume(handle_);

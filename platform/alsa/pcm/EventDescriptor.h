@@ -1,5 +1,5 @@
 #pragma once
-// An eventfd: wakes whoever polls it. signal() is one system call that never blocks; any thread.
+// An eventfd: wakes the threads that poll it. signal() is one system call that never blocks; any thread.
 
 #include <sys/eventfd.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
 #pragma once
-// How far a device has come since the render thread last asked it, which it does once a period. Pure.
+// Estimates a device's progress since the render thread last read its position, which it does once per period. Pure.
 
 #include <algorithm>
 #include <chrono>
@@ -10,16 +10,16 @@
 
 namespace tolvane {
 
-/// What the render thread has seen, in frames at `rate` hertz.
+/// What the render thread has read, in frames at `rate` hertz.
 struct PositionLook {
   std::int64_t played = 0;
   std::int64_t written = 0;    ///< at least played
-  RunLoop::Duration zeroAt{};  ///< when the device would have played the first frame, had it never stood still
-  std::int64_t mostAhead = 0;  ///< that is expected beyond `played`: a device that has stalled plays nothing
+  RunLoop::Duration zeroAt{};  ///< when the device would have played the first frame if it had never stalled
+  std::int64_t mostAhead = 0;  ///< limit of the estimate beyond `played`: a stalled device plays nothing
   double rate = 0;
 };
 
-/// The moment to keep of a look at `now`. One number, so that a reader never mixes two looks.
+/// The moment to store for a reading at `now`. One number, so that a reader never mixes two readings.
 [[nodiscard]] inline RunLoop::Duration zeroOf(RunLoop::Duration now, std::int64_t played, double rate) {
   return now - durationFromSeconds(static_cast<double>(played) / rate);
 }

@@ -1,5 +1,5 @@
 #pragma once
-// Stands in front of a render callback: once it is shut, the callback is not running and never runs again, whatever the
+// Guards a render callback: once the gate is shut, the callback is not running and never runs again, whatever the
 // render thread does later. The render thread passes through; any other thread may shut it.
 
 #include <atomic>
@@ -9,10 +9,10 @@ namespace tolvane {
 
 class RenderGate {
  public:
-  /// Runs the action unless the gate is shut. False: it is.
+  /// Runs the action unless the gate is shut; then returns false.
   template <typename Action>
   bool pass(Action action) noexcept {
-    // Said before the gate is looked at: a thread that shuts it afterwards sees this, and waits.
+    // Set before the gate is checked: a thread that shuts it afterwards sees this, and waits.
     isPassing_.store(true, std::memory_order_seq_cst);             // partner: shut()
     const bool isOpen = !isShut_.load(std::memory_order_seq_cst);  // partner: shut()
     if (isOpen) action();
@@ -20,7 +20,7 @@ class RenderGate {
     return isOpen;
   }
 
-  /// Waits for an action that is under way, and for nothing else: a render callback copies some frames and returns.
+  /// Waits only for an action in progress: a render callback copies some frames and returns.
   void shut() noexcept {
     isShut_.store(true, std::memory_order_seq_cst);                                // partner: pass()
     while (isPassing_.load(std::memory_order_seq_cst)) std::this_thread::yield();  // partner: pass()

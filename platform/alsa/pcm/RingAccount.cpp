@@ -30,9 +30,9 @@ void RingAccount::lookPaused(std::int64_t unheard) {
 }
 
 void RingAccount::keepUnheard(const std::byte* ring) {
-  written_ += std::exchange(uncommitted_, 0);  // they stand in the ring behind the others, and are music as well
+  written_ += std::exchange(uncommitted_, 0);  // they follow the others in the ring, and contain music as well
   const std::int64_t frames = std::min({written_ - played_, written_ - preparedAt_, ringFrames_});
-  // Frames that wait to be written again stand behind those that now join them. All were in one ring once.
+  // Frames that are still to be written again come after those that are added now. All were in one ring once.
   const std::size_t waiting = againBytes_ - againAt_;
   const std::size_t bytes = static_cast<std::size_t>(std::max<std::int64_t>(frames, 0)) * frameBytes_;
   if (ring != nullptr && frames > 0 && bytes + waiting <= again_.size()) {

@@ -1,7 +1,7 @@
 #pragma once
-// The bookkeeping of a ring that a render thread fills and a device empties: what was written, what of it was played,
-// what stands in the ring and was not committed, and what must be written again because the ring was prepared anew.
-// Pure. Nothing but the constructor allocates. The render thread's; while there is none, the player's.
+// The bookkeeping of a ring that a render thread fills and a device empties: frames written, frames played, frames in
+// the ring that were not committed, and frames to write again because the ring was prepared anew. Pure. Only the
+// constructor allocates. Owned by the render thread; without one, by the player's.
 
 #include <cstddef>
 #include <cstdint>
@@ -18,36 +18,36 @@ class RingAccount {
 
   /// Frames that the device was given. Goes back when frames must be written again.
   [[nodiscard]] std::int64_t written() const { return written_; }
-  /// Of them those that were heard, by the last look.
+  /// Of those, the frames that were heard at the last update.
   [[nodiscard]] std::int64_t played() const { return played_; }
   [[nodiscard]] std::int64_t playedSincePrepared() const { return played_ - preparedAt_; }
-  /// Frames that stand in the ring behind those written.
+  /// Frames in the ring after those written.
   [[nodiscard]] std::int64_t uncommitted() const { return uncommitted_; }
   /// Of the next frame in the ring, 0 … ringFrames - 1.
   [[nodiscard]] std::int64_t place() const { return (written_ - preparedAt_) % ringFrames_; }
 
-  /// A new run: nothing is written, and nothing is to be written again.
+  /// Begins a new run: no frames written, none to write again.
   void begin();
-  /// The device begins at the ring's first frame.
+  /// The device starts at the ring's first frame.
   void prepare() { preparedAt_ = written_; }
 
-  /// So many frames stand in the ring now behind those written.
+  /// `frames` more are in the ring, after those written.
   void stand(std::int64_t frames) { uncommitted_ = frames; }
-  /// The device has been given so many of them.
+  /// `frames` of them have been committed to the device.
   void commit(std::int64_t frames);
 
-  /// A look at a device that plays: so many of the frames written are still to be heard. What was played stays played.
+  /// Update from a playing device that has still to play `unheard` frames. Frames counted as played stay played.
   void lookPlaying(std::int64_t unheard);
-  /// A look at one that stands: its position is exact.
+  /// Update from a device that stands still: its position is exact.
   void lookPaused(std::int64_t unheard);
 
-  /// Before a ring is prepared anew: what stands in it and was not heard is written again afterwards, before anything
-  /// else. `ring`: its first frame; null: nothing was written to it.
+  /// Before a ring is prepared anew: its frames that were not heard will be written again, before anything else.
+  /// `ring`: its first frame; null: it was never written to.
   void keepUnheard(const std::byte* ring);
-  /// Copies frames that are to be written again, `frames` at most, to `destination`. How many.
+  /// Copies up to `frames` frames that are to be written again to `destination`; returns their number.
   std::int64_t takeAgain(std::byte* destination, std::int64_t frames);
 
-  /// What the render thread touches.
+  /// The memory that the render thread uses.
   [[nodiscard]] std::span<std::byte> memory() { return again_; }
 
  private:

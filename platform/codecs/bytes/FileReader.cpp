@@ -22,8 +22,8 @@ std::expected<std::shared_ptr<FileReader>, OSStatus> FileReader::open(const File
   // The system would read such a path only up to the zero, and so open some other file.
   if (path.find('\0') != std::string::npos) return std::unexpected(kAudioFileFileNotFoundError);
 
-  // Looked at before it is opened, because opening alone wakes up some devices and waits at a pipe; and once more
-  // after it, because the name may have come to mean something else in between.
+  // Checked before it is opened, because opening alone wakes up some devices and waits at a pipe; and again afterwards,
+  // because the name may refer to something else by then.
   struct stat info = {};
   if (::stat(path.c_str(), &info) != 0) return std::unexpected(statusFromErrno(errno));
   if (const OSStatus status = refusal(info); status != noErr) return std::unexpected(status);

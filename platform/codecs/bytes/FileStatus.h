@@ -18,7 +18,7 @@ namespace tolvane {
 /// `error` is not 0.
 [[nodiscard]] OSStatus statusFromErrno(int error);
 
-/// A FLAC__StreamDecoderErrorStatus: what libFLAC says about a stretch of the stream.
+/// A FLAC__StreamDecoderErrorStatus: libFLAC's report about a part of the stream.
 [[nodiscard]] OSStatus statusFromFLACError(int error);
 
 /// A FLAC__StreamDecoderState that ends a decode.

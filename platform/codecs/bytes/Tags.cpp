@@ -10,7 +10,7 @@ namespace tolvane {
 
 namespace {
 
-// A file has few tags; a file that is nothing but tags must not be walked for ever.
+// A file has few tags; a file that consists only of tags must not be walked to its end.
 constexpr int kMostTags = 100;
 constexpr std::size_t kApeFooterSize = 32;
 

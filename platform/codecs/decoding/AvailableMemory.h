@@ -1,5 +1,5 @@
 #pragma once
-// How much memory the kernel says can be had. Any thread. Never blocks on a disk.
+// How much memory the kernel reports as available. Any thread. Never blocks on a disk.
 
 #include <cstdint>
 #include <filesystem>
@@ -16,7 +16,7 @@ namespace tolvane {
 /// largest number where none has a limit.
 [[nodiscard]] std::uint64_t memoryLeftByGroups(const std::filesystem::path& root, std::istream& groups);
 
-/// Of this machine, and for this process, now.
+/// For this machine and this process, now.
 [[nodiscard]] std::uint64_t availableMemory();
 
 }  // namespace tolvane

@@ -51,7 +51,7 @@ std::expected<std::uint32_t, OSStatus> DecodedAudioFile::read(std::uint32_t fram
   if (progress_.isCancelled()) failure_ = userCanceledErr;
   if (failure_ != noErr) return std::unexpected(failure_);
   if (destination.size() / bytesPerFrame_ < frames) return std::unexpected(kAudio_ParamError);
-  // A stream too damaged to have a length: its decoder gives the error.
+  // The stream is too damaged to have a length: its decoder reports the error.
   const std::uint64_t end = track_->frameCount().value_or(std::numeric_limits<std::uint64_t>::max());
   const std::uint64_t count = position_ < end ? std::min<std::uint64_t>(frames, end - position_) : 0;
   if (count == 0) return 0;

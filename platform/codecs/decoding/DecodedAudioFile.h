@@ -22,7 +22,7 @@ class DecodedAudioFile final : public ExtAudioFile {
   [[nodiscard]] OSStatus setClientDataFormat(const AudioStreamBasicDescription& format) override;
   [[nodiscard]] std::expected<std::int64_t, OSStatus> fileLengthFrames() const override;
   [[nodiscard]] std::optional<std::uint64_t> announcedFrames() const override { return track_->announcedFrames(); }
-  /// A failure is for good: later reads give it again.
+  /// A failure is permanent: later reads return it again.
   [[nodiscard]] std::expected<std::uint32_t, OSStatus> read(std::uint32_t frames,
                                                             std::span<std::byte> destination) override;
   [[nodiscard]] AudioFile* audioFile() override { return &file_; }
@@ -31,14 +31,14 @@ class DecodedAudioFile final : public ExtAudioFile {
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> readStart(std::span<std::byte> destination);
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> readSerially(std::span<std::byte> destination);
 
-  ReadingProgress ownProgress_;  ///< where the caller has none
+  ReadingProgress ownProgress_;  ///< used if the caller has none
   ReadingProgress& progress_;
   const std::unique_ptr<EncodedTrack> track_;
   const SegmentLimits limits_;
   const std::uint64_t bytesPerFrame_;
   EncodedAudioFile file_;
   std::uint64_t position_ = 0;             ///< the next frame to read
-  std::unique_ptr<TrackDecoder> decoder_;  ///< stands at `position_`, or is null
+  std::unique_ptr<TrackDecoder> decoder_;  ///< is at `position_`, or null
   OSStatus failure_ = noErr;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
-// An open file whose data is not linear PCM, as the file that lies under a decoder, or as one that a reader of PCM is
-// about to refuse. AudioFile says whose thread.
+// An open file whose data is not linear PCM: the file below a decoder, or one that a reader of PCM is about to refuse.
+// Threads as in AudioFile.
 
 #include <memory>
 
@@ -11,7 +11,7 @@ namespace tolvane {
 
 class EncodedAudioFile final : public AudioFile {
  public:
-  /// The source bit depth is the format's bits a channel: 0 where the format has no such notion.
+  /// The source bit depth is the format's bits per channel: 0 if the format has no bit depth.
   EncodedAudioFile(std::shared_ptr<const ByteSource> source, const AudioStreamBasicDescription& format);
 
   [[nodiscard]] std::expected<AudioStreamBasicDescription, OSStatus> dataFormat() const override;

@@ -29,14 +29,14 @@ class TrackDecoder {
 /// How a decode with several threads is split.
 struct SegmentLimits {
   unsigned workers = 0;                       ///< threads, the caller's own included; 0: as many as there are cores
-  std::uint64_t smallestSegment = 1U << 18U;  ///< frames; less is not worth the seek
+  std::uint64_t smallestSegment = 1U << 18U;  ///< frames; a shorter segment is not worth the seek
 };
 
-/// What a decode from the start of a track gave.
+/// The result of a decode from the start of a track.
 struct DecodedStart {
   std::expected<std::uint64_t, OSStatus> frames = 0;  ///< as TrackDecoder::decode() reports them
-  std::unique_ptr<TrackDecoder> decoder;  ///< stands behind these frames; null where a new one must be opened there
-  std::uint64_t blocksTried = 0;          ///< begun by all decoders together, where they count them
+  std::unique_ptr<TrackDecoder> decoder;              ///< is after these frames; null if a new one must be opened there
+  std::uint64_t blocksTried = 0;                      ///< begun by all decoders together, if they count them
 };
 
 class EncodedTrack {

@@ -34,12 +34,12 @@ class Job {
     }
   }
 
-  /// After the join: what the segments have reported.
+  /// After the join: evaluates what the segments have reported.
   void reportTo(StretchProgress& progress) const {
     for (const auto& part : progress_) progress.add(part);
   }
 
-  /// After the join: everything is there, and every segment goes on from the one before it.
+  /// After the join: every segment is complete, and continues the one before it.
   [[nodiscard]] bool isProved() const {
     if (hasFailed_.load(std::memory_order_relaxed)) return false;
     for (std::uint64_t segment = 1; segment < proofs_.size(); ++segment) {
@@ -70,7 +70,7 @@ class Job {
     return decodeStretch(**decoder, range, bytesPerFrame_, progress_[segment]) == count;
   }
 
-  /// Silence looks the same from every decoder, and so proves nothing.
+  /// Silence is the same from every decoder, and therefore proves nothing.
   [[nodiscard]] static bool isSilent(std::span<const std::byte> proof) {
     constexpr std::ptrdiff_t kEnoughSound = 1024;  // bytes
     return std::ranges::count_if(proof, [](std::byte b) { return b != std::byte{0}; }) < kEnoughSound;
@@ -80,7 +80,7 @@ class Job {
   const std::uint64_t bytesPerFrame_;
   const std::span<std::byte> destination_;
   const std::uint64_t frames_;
-  std::vector<std::vector<std::byte>> proofs_;  ///< one a segment, each written by the worker that decodes it
+  std::vector<std::vector<std::byte>> proofs_;  ///< one per segment, each written by the worker that decodes it
   std::vector<StretchProgress> progress_;       ///< likewise
   std::atomic<std::uint64_t> next_ = 0;
   std::atomic<bool> hasFailed_ = false;
@@ -118,7 +118,7 @@ void runOnWorkers(unsigned workers, const std::function<void()>& work) {
     try {
       for (unsigned i = 1; i < workers; ++i) others.emplace_back(guarded);
     } catch (const std::system_error&) {
-      // No thread to be had: those that run, and this one, do all of it.
+      // No thread could be created: those that run, and this one, do all of the work.
     }
     guarded();
   }

@@ -36,7 +36,7 @@ void convert(const FLAC__int32* const channels[], std::uint32_t channelCount, st
 
 }  // namespace
 
-/// How libFLAC asks for bytes and hands out blocks.
+/// libFLAC's callbacks, which read bytes and deliver blocks.
 struct FlacDecoder::Callbacks {
   static FlacDecoder& self(void* client) { return *static_cast<FlacDecoder*>(client); }
 
@@ -90,7 +90,7 @@ struct FlacDecoder::Callbacks {
   static FLAC__StreamDecoderWriteStatus write(const FLAC__StreamDecoder*, const FLAC__Frame* frame,
                                               const FLAC__int32* const channels[], void* client) {
     auto& decoder = self(client);
-    // Also a block with a wrong checksum comes here, as silence, and silence in place of blocks that are missing.
+    // A block with a wrong checksum also arrives here, as silence, and so does silence in place of missing blocks.
     if (decoder.damage_ != noErr) return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
     decoder.failure_ = decoder.hasDelivered_ ? kAudioFileInvalidFileError : decoder.checkBlock(frame->header);
     if (decoder.failure_ != noErr) return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
@@ -183,7 +183,7 @@ OSStatus FlacDecoder::statusOfEnd() const {
 void FlacDecoder::decodeBlock() {
   hasDelivered_ = false;
   ++blocksTried_;
-  // What its result says, its state and the callbacks say more exactly.
+  // Its state and the callbacks give more precise information than its result.
   static_cast<void>(FLAC__stream_decoder_process_single(decoder_.get()));
   if (failure_ != noErr) return;
   if (hasDelivered_ && damage_ == noErr) {

@@ -1,6 +1,7 @@
 #pragma once
-// One run of libFLAC over the blocks of one stream. One thread each. Checks the place and the format of every block, so
-// that damage ends the decode and never moves, mutes or distorts what is heard. Never lets libFLAC search for blocks.
+// One run of libFLAC over the blocks of one stream. One thread each. Checks the position and the format of every block,
+// so that damage ends the decode and never moves, mutes or distorts what is heard. Never lets libFLAC search for
+// blocks.
 
 #include <FLAC/stream_decoder.h>
 
@@ -49,7 +50,7 @@ class FlacDecoder final : public TrackDecoder {
   [[nodiscard]] OSStatus prepare();
   /// Decodes one block, or ends the decode.
   void decodeBlock();
-  /// What an end at `next_` means that is no end of the file.
+  /// The status for an end at `next_` that is not the end of the file.
   [[nodiscard]] OSStatus statusOfEnd() const;
   [[nodiscard]] OSStatus checkBlock(const FLAC__FrameHeader& header) const;
   void deliverBlock(std::uint32_t frames, const FLAC__int32* const channels[]);
@@ -66,7 +67,7 @@ class FlacDecoder final : public TrackDecoder {
 
   Place next_;                 ///< the block that must come next
   bool hasDelivered_ = false;  ///< the present call of libFLAC has given a block
-  OSStatus damage_ = noErr;    ///< reported by libFLAC; what it finds behind it counts for nothing
+  OSStatus damage_ = noErr;    ///< reported by libFLAC; later reports do not count
   bool isEnded_ = false;       ///< no block will follow
   OSStatus failure_ = noErr;   ///< ends the decode for good
   std::uint64_t blocksTried_ = 0;

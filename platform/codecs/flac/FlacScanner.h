@@ -28,7 +28,7 @@ class FlacScanner {
   /// Reads every byte from there on once, and the last few blocks a second time.
   [[nodiscard]] OSStatus statusOfBlocksBehind(std::uint64_t offset);
 
-  /// How much work it was so far: heads that began with the right pattern.
+  /// The work done so far: heads that began with the right pattern.
   [[nodiscard]] std::uint64_t headsTried() const { return headsTried_; }
 
  private:

@@ -1,5 +1,5 @@
 #pragma once
-// A FLAC stream as a track, plain or inside Ogg, decoded by libFLAC. EncodedTrack says whose thread.
+// A FLAC stream as a track, plain or inside Ogg, decoded by libFLAC. Threads as in EncodedTrack.
 
 #include <memory>
 

@@ -24,8 +24,8 @@ std::size_t silencePacket(std::span<std::byte> packet, const MpegFrameHeader& he
   return reservoir + packet.size() - end;
 }
 
-/// Where a header of layer II lets joint stereo begin behind the last subband that its bit rate has, moves it there.
-/// libmpg123 does the same by itself, but says so on the standard error output even when told to be quiet.
+/// Moves joint stereo that begins, in a header of layer II, after the last subband of its bit rate to that subband.
+/// libmpg123 does the same itself, but prints a message to standard error even in quiet mode.
 void limitJointStereo(std::span<std::byte> bytes) {
   constexpr std::byte kModeExtension{0x30};
   const auto header = MpegFrameHeader::parse(bytes);
@@ -33,7 +33,7 @@ void limitJointStereo(std::span<std::byte> bytes) {
   if (!header || header->layer != 2 || header->version != MpegFrameHeader::Version::mpeg1 || !isJointStereo) return;
   // Up to this rate two channels have 8 subbands, at 32 kHz 12; above it more than joint stereo can ask for. In steps
   // of 4, as its field counts them from 4 on.
-  constexpr std::uint32_t kLowRate = 96;  // kilobits a second
+  constexpr std::uint32_t kLowRate = 96;  // kilobits per second
   if (header->bitRate == 0 || header->bitRate > kLowRate) return;
   const std::byte last = header->sampleRate == 32000 ? std::byte{0x20} : std::byte{0x10};
   bytes[3] = (bytes[3] & ~kModeExtension) | std::min(bytes[3] & kModeExtension, last);
@@ -107,8 +107,8 @@ OSStatus Mp3Decoder::openHandle() {
   }
   if (error == MPG123_OK) error = mpg123_param(handle, MPG123_RVA, MPG123_RVA_OFF, 0);
   if (error == MPG123_OK) error = mpg123_format_none(handle);
-  // Every rate and number of channels is accepted here, and all but the right ones in checkFormat(): what libmpg123
-  // refuses by itself it also complains about on the standard error output, however quiet it was told to be.
+  // Every rate and number of channels is accepted here, and all but the right ones are refused in checkFormat(): what
+  // libmpg123 refuses itself, it reports on standard error even in quiet mode.
   constexpr long kAllRates = 0;
   if (error == MPG123_OK) {
     error = mpg123_format2(handle, kAllRates, MPG123_MONO | MPG123_STEREO, MPG123_ENC_FLOAT_32);
@@ -210,8 +210,8 @@ OSStatus Mp3Decoder::decodePacket() {
   } else if (result != MPG123_OK) {
     return statusFromMpg123(mpg123_errcode(handle_.get()));
   }
-  // libmpg123 counts packets by itself. Were it ever to disagree about which one this is, all that follows would be
-  // moved in time without anyone noticing.
+  // libmpg123 counts packets itself. If it ever disagreed about the number of this one, everything that follows would
+  // be shifted in time without an error.
   if (!isAtExpectedPlace()) return kAudioFileInvalidFileError;
   off_t number = 0;
   unsigned char* audio = nullptr;

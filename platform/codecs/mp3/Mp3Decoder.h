@@ -1,6 +1,6 @@
 #pragma once
-// One run of libmpg123 over the packets of a mapped stream. One thread each. Never hands out a frame whose place in
-// the track it does not know for certain.
+// One run of libmpg123 over the packets of a mapped stream. One thread each. Never delivers a frame whose position in
+// the track is uncertain.
 
 #include <mpg123.h>
 
@@ -30,7 +30,7 @@ class Mp3Decoder final : public TrackDecoder {
   Mp3Decoder(const ByteSource& source, const MpegStream& stream, std::uint64_t frame);
 
   [[nodiscard]] OSStatus prepare();
-  /// Makes the packets from `origin_` on, that many, fit to be decoded without those before them.
+  /// Prepares the packets from `origin_` on, that many, to be decoded without those before them.
   [[nodiscard]] OSStatus prepareLeadIn(std::uint64_t packets);
   [[nodiscard]] OSStatus openHandle();
   /// Decodes the next packet into `packet_`; leaves it empty at the end.

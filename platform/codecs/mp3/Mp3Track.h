@@ -1,6 +1,6 @@
 #pragma once
-// MPEG audio as a track, decoded by libmpg123. EncodedTrack says whose thread. libmpg123 sees the packets of the
-// stream and nothing else, so that it never has to guess its way through tags and junk, and never resamples.
+// MPEG audio as a track, decoded by libmpg123. Threads as in EncodedTrack. libmpg123 sees only the packets of the
+// stream, so that it never has to search through tags and junk, and never resamples.
 
 #include <memory>
 

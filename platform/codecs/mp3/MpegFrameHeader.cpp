@@ -10,7 +10,7 @@ namespace tolvane {
 namespace {
 
 using Rates = std::array<std::uint16_t, 15>;
-// Kilobits a second by the header's index; index 15 is reserved.
+// Kilobits per second by the header's index; index 15 is reserved.
 constexpr Rates kMpeg1Layer1 = {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448};
 constexpr Rates kMpeg1Layer2 = {0, 32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384};
 constexpr Rates kMpeg1Layer3 = {0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320};

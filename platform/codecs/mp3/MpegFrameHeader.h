@@ -19,7 +19,7 @@ struct MpegFrameHeader {
   bool hasPadding = false;
   bool hasChecksum = false;      ///< two bytes behind the header
   std::uint32_t sampleRate = 0;  ///< hertz
-  std::uint32_t bitRate = 0;     ///< kilobits a second; 0 in free format, where the stream itself shows it
+  std::uint32_t bitRate = 0;     ///< kilobits per second; 0 in free format, where the stream itself shows it
 
   /// REQUIRES: kByteCount bytes. Nothing when they are no header, or use values that are reserved.
   [[nodiscard]] static std::optional<MpegFrameHeader> parse(std::span<const std::byte> bytes);

@@ -8,7 +8,7 @@ namespace tolvane {
 
 namespace {
 
-/// In free format a packet is as long as it likes; decoders have room for about half of this.
+/// In free format a packet may be of any length; decoders have room for about half of this.
 constexpr std::uint32_t kLargestFreePacket = 8192;
 
 /// The size of a packet that follows one without padding of `freeBytes`.

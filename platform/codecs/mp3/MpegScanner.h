@@ -40,7 +40,7 @@ class MpegScanner {
   /// The packet at this place if it starts a run.
   [[nodiscard]] Result runAt(std::uint64_t offset);
 
-  /// How much work it was so far: places that were looked at for a header.
+  /// The work done so far: positions that were checked for a header.
   [[nodiscard]] std::uint64_t placesLookedAt() const { return placesLookedAt_; }
 
  private:
@@ -53,7 +53,7 @@ class MpegScanner {
   ReadWindow window_;
   const std::uint64_t end_;
   std::uint64_t placesLookedAt_ = 0;
-  int freeSearchesLeft_ = 64;         ///< that may come to nothing
+  int freeSearchesLeft_ = 64;         ///< that may be unsuccessful
   std::uint32_t knownFreeBytes_ = 0;  ///< of a packet without padding, as the last search found it
 };
 

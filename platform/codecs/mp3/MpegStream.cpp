@@ -12,9 +12,9 @@ namespace tolvane {
 namespace {
 
 constexpr std::uint64_t kMebibyte = 1024 * 1024;
-/// The look for the next packet ends here; what follows so much junk is not the same track.
+/// Limit for the search of the next packet; what follows so much junk is not the same track.
 constexpr std::uint64_t kLongestJunk = 4 * kMebibyte;
-/// More frames than anyone can ask for: the rest of such a file need not be mapped.
+/// More frames than any caller can request: the rest of such a file need not be mapped.
 constexpr std::uint64_t kMostFrames = std::uint64_t{1} << 33;
 
 /// What the encoder left about itself in a packet of its own, in front of the first one with sound.

@@ -1,5 +1,5 @@
 #pragma once
-// An open file of linear PCM, handed out byte for byte. AudioFile says whose thread. Never looks at a sample.
+// An open file of linear PCM, delivered byte for byte. Threads as in AudioFile. Never looks at a sample.
 
 #include <memory>
 
@@ -9,7 +9,7 @@
 
 namespace tolvane {
 
-/// Also holds files in the same containers whose data is not linear PCM; their format id says so.
+/// Also holds files in the same containers whose data is not linear PCM; their format id shows it.
 class LinearPCMFile final : public AudioFile {
  public:
   LinearPCMFile(std::shared_ptr<const ByteSource> source, const PcmFileLayout& layout);

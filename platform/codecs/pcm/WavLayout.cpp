@@ -36,7 +36,7 @@ struct LongSizes {
   std::vector<Entry> others;
 
   [[nodiscard]] std::optional<std::uint64_t> find(FourCharCode id) const {
-    // A writer that went into a pipe leaves 0 here: the size was not known.
+    // A writer to a pipe leaves 0 here: the size was not known.
     if (id == fourCharCode("data")) return dataSize == 0 ? std::nullopt : std::optional(dataSize);
     const auto entry = std::ranges::find(others, id, &Entry::id);
     return entry == others.end() ? std::nullopt : std::optional(entry->size);
@@ -75,7 +75,7 @@ struct FormatFields {
   std::uint16_t containerBits = 0;
   std::uint16_t validBits = 0;
   std::uint32_t channelMask = 0;
-  bool isTag = true;  ///< false when an extensible format is identified by something that is no plain tag
+  bool isTag = true;  ///< false: an extensible format whose identifier is no plain tag
 };
 
 OSStatus readExtension(std::span<const std::byte> bytes, FormatFields& fields) {
@@ -86,7 +86,7 @@ OSStatus readExtension(std::span<const std::byte> bytes, FormatFields& fields) {
   fields.tag = loadLittle<std::uint16_t>(bytes, 24);
   fields.isTag = std::ranges::equal(bytes.subspan(26, kTagIdentifierTail.size()), kTagIdentifierTail, {},
                                     [](std::byte b) { return std::to_integer<std::uint8_t>(b); });
-  // More valid bits than there are bits: one of the two numbers is wrong, and nobody can know which.
+  // More valid bits than bits: one of the two numbers is wrong, and it is unknown which.
   if (validBits > fields.containerBits) return kAudioFileInvalidFileError;
   // 0 means "not stated". A floating point number has no valid bits apart from its own.
   if (validBits != 0 && fields.tag != kTagFloat) fields.validBits = validBits;

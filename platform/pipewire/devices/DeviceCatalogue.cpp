@@ -38,7 +38,7 @@ void DeviceCatalogue::forEachKnown(const std::function<void(PipeWireDevice&)>& v
   for (const auto& [uid, device] : devices_) visit(*device);
 }
 
-/// The server's choice, but for a device whose sink is only away for a while: the server has chosen another one then.
+/// The server's default, except for a device whose sink is temporarily away: then the server has chosen another one.
 AudioObjectID DeviceCatalogue::defaultDevice() const {
   const PipeWireDevice* before = deviceOf(reportedDefault_);
   if (before != nullptr && !before->state.hasSink() &&
@@ -58,7 +58,7 @@ AudioObjectID DeviceCatalogue::defaultDevice() const {
   return listed_.empty() ? kAudioObjectUnknown : listed_.front()->id;
 }
 
-// What comes and goes.
+// Devices that come and go.
 
 std::vector<DirectDevice> DeviceCatalogue::directDevices() const {
   const AudioHardware& direct = services_.direct;
@@ -75,7 +75,7 @@ std::vector<DirectDevice> DeviceCatalogue::directDevices() const {
   return devices;
 }
 
-/// Cards that the server will have again in a moment, or when they are given back: their devices stay as they are.
+/// Cards that the server will use again in a moment, or when they are returned: their devices stay unchanged.
 std::set<std::string> DeviceCatalogue::keptCards() const {
   std::set<std::string> cards;
   for (const PipeWireDevice* device : listed_) {
@@ -97,7 +97,7 @@ std::vector<ListedDevice> DeviceCatalogue::listedBefore() const {
 
 void DeviceCatalogue::refresh() {
   const PipeWireFacts& facts = services_.server.facts();
-  // A sink without a card of ours that goes alone, a headset's, has gone for good as far as can be known.
+  // A sink that goes alone, without a card of this machine, such as a headset's, is assumed to be gone permanently.
   for (PipeWireDevice* device : listed_) {
     if (device->state.hasSink() && !facts.sinks.contains(*device->state.sink()))
       loseSink(*device, kAudioHardwareBadDeviceError, device->direct != kAudioObjectUnknown);
@@ -117,7 +117,7 @@ void DeviceCatalogue::refresh() {
   }
 }
 
-/// Each once. Any client of the server may offer such objects.
+/// Logs each once. Any client of the server may publish such objects.
 void DeviceCatalogue::logMalformed() {
   const PipeWireFacts& facts = services_.server.facts();
   std::erase_if(loggedMalformed_, [&facts](const auto& entry) { return !facts.malformed.contains(entry.first); });
@@ -131,7 +131,7 @@ void DeviceCatalogue::logMalformed() {
   }
 }
 
-/// The kernel announces a card before the server does: for a while the newcomer waits for the sink that people know.
+/// The kernel announces a card before the server does: for a while the new device waits for its sink.
 bool DeviceCatalogue::mayStillGetSink(const MergedDevice& device) {
   if (!isWaitingForSinks_ || device.sink || devices_.contains(device.uid) || services_.server.facts().cards.empty()) {
     newcomers_.remove(device.uid);
@@ -181,7 +181,7 @@ PipeWireDevice& DeviceCatalogue::findOrCreate(const MergedDevice& merged) {
   return *device;
 }
 
-/// A name stays with its device for good, whichever way the device is reached.
+/// A device keeps its name, whichever path it is reached by.
 std::string DeviceCatalogue::distinctName(const std::string& plain) const {
   const auto isTaken = [this](const std::string& name) {
     return std::ranges::any_of(devices_,

@@ -1,6 +1,6 @@
 #pragma once
-// Which devices there are: the server's sinks and the direct side's cards, each once, under an identity and a name that
-// it keeps. Player's thread.
+// The list of devices: the server's sinks and the machine's cards, each once, with a permanent identity and name.
+// Player's thread.
 
 #include <functional>
 #include <map>
@@ -21,30 +21,30 @@ namespace tolvane {
 class DeviceCatalogue {
  public:
   struct Events {
-    std::function<void()> listed;                     ///< after each look, before the devices
-    std::function<void(PipeWireDevice&)> lookedAt{};  ///< each listed device, after each look
+    std::function<void()> listed;                     ///< after each update, before the devices
+    std::function<void(PipeWireDevice&)> lookedAt{};  ///< for each listed device, after each update
   };
 
-  /// Notifies of devices that come and go, and of the default one. Looks at nothing until refresh().
+  /// Notifies of devices that come and go, and of the default one. Reads nothing until refresh().
   DeviceCatalogue(const DeviceServices& services, const DeviceView& view, PropertyListeners& listeners, Events events);
   ~DeviceCatalogue();
   DeviceCatalogue(const DeviceCatalogue&) = delete;
   DeviceCatalogue& operator=(const DeviceCatalogue&) = delete;
 
-  /// Looks at what the server and the direct side have now.
+  /// Reads the present devices of the server and of the machine.
   void refresh();
-  /// From the first time on, a device that the kernel announces before the server waits for its sink.
+  /// From the first call on, a device that the kernel announces before the server waits for its sink.
   void beginWaitingForSinks() { isWaitingForSinks_ = true; }
-  /// The server has gone, and every sink with it.
+  /// The server is gone, and every sink with it.
   void serverLost();
-  /// A sink is about to be made for the device: it is waited for, and looked for again when the wait is over.
+  /// A sink is about to be made for the device: waits for it, and updates when the wait is over.
   void expectSink(PipeWireDevice& device);
 
-  /// Of what is listed now; null: there is none.
+  /// The listed device; null: there is none.
   [[nodiscard]] const PipeWireDevice* deviceOf(AudioObjectID deviceOrStream) const;
   [[nodiscard]] PipeWireDevice* deviceOf(AudioObjectID deviceOrStream);
   [[nodiscard]] const std::vector<PipeWireDevice*>& listed() const { return listed_; }
-  /// Also one that has gone. REQUIRES: it has been listed.
+  /// Also finds one that is gone. REQUIRES: it has been listed.
   [[nodiscard]] PipeWireDevice& known(const std::string& uid) const { return *devices_.at(uid); }
   /// Runs `visit` for every device that has ever been listed.
   void forEachKnown(const std::function<void(PipeWireDevice&)>& visit) const;
@@ -67,7 +67,7 @@ class DeviceCatalogue {
   const DeviceView& view_;
   PropertyListeners& listeners_;
   const Events events_;
-  std::map<std::string, std::unique_ptr<PipeWireDevice>> devices_;  ///< by uid, also of what has gone
+  std::map<std::string, std::unique_ptr<PipeWireDevice>> devices_;  ///< by uid, including devices that are gone
   std::vector<PipeWireDevice*> listed_;
   AudioObjectID nextId_ = kAudioObjectSystemObject + 1;
   AudioObjectID reportedDefault_ = kAudioObjectUnknown;
@@ -75,7 +75,7 @@ class DeviceCatalogue {
   Newcomers newcomers_;
   std::set<std::pair<std::uint32_t, std::string_view>> loggedMalformed_;  ///< the server's objects, by parameter
   RunLoop::Timer newcomerCheck_;
-  RunLoop::Timer expectationCheck_;  ///< when a sink that was expected has not come
+  RunLoop::Timer expectationCheck_;  ///< when an expected sink has not come
 };
 
 }  // namespace tolvane

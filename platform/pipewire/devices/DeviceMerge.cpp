@@ -10,8 +10,8 @@ namespace {
 
 using Names = std::array<std::string, 3>;
 
-/// What a card may be called on the direct side. The place comes before the model: of two units of one model without
-/// serial numbers, one goes by its place, and the other is who remains.
+/// The names that a card may have on the card path. The place comes before the model: of two units of one model without
+/// serial numbers, one is identified by its place, and the other is the remaining one.
 Names cardNames(const PipeWireCard& card) { return {card.busPath, card.busId, card.alsaCardId}; }
 
 std::string sinkUid(const PipeWireSink& sink, const PipeWireCard* card) {
@@ -80,7 +80,7 @@ std::vector<MergedDevice> mergeDevices(std::span<const DirectDevice> direct, con
   }
   for (const auto& [id, sink] : facts.sinks) {
     const PipeWireCard* card = cardOf(facts, sink);
-    // One that has not told anything about itself yet, or whose card has not, comes later.
+    // A sink whose own properties, or whose card's, have not arrived yet is listed later.
     const bool isKnown = !sink.nodeName.empty() && (!sink.card || (card != nullptr && !card->api.empty()));
     if (matches.contains(id) || !isKnown) continue;
     const std::string& name = sink.description.empty() ? sink.nodeName : sink.description;

@@ -1,6 +1,6 @@
 #pragma once
-// Brings together the two ways to a device: through a sink of the server, and directly. Pure: the same lists give the
-// same devices. Never tells a card by an index or a number that another start would give to another card.
+// Merges the two paths to a device: through a sink of the server, and directly to its card. Pure: the same lists give
+// the same devices. Never identifies a card by an index or a number that may belong to another card after a restart.
 
 #include <cstdint>
 #include <optional>
@@ -23,7 +23,7 @@ struct DirectDevice {
 
 struct MergedDevice {
   std::string uid;
-  std::string name;  ///< as the server's people know it, else the direct side's; several devices may share one
+  std::string name;  ///< the server's name for users, else the card's; several devices may share one
   std::uint32_t transport = 0;
   std::optional<std::uint32_t> sink;
   AudioObjectID direct = kAudioObjectUnknown;
@@ -31,21 +31,21 @@ struct MergedDevice {
   bool operator==(const MergedDevice&) const = default;
 };
 
-/// What of a device's uid names its card.
+/// The part of a device's uid that names its card.
 [[nodiscard]] std::string cardPart(const std::string& uid);
 
-/// A device whose card the server plays on is listed only where it has a sink: the others are ways that the server does
-/// not use just now. `kept` names cards (cardPart) whose devices stay listed in any case.
+/// A device whose card the server uses is listed only if it has a sink: the others are paths that the server does not
+/// use now. `kept` names cards (cardPart) whose devices stay listed in any case.
 [[nodiscard]] std::vector<MergedDevice> mergeDevices(std::span<const DirectDevice> direct, const PipeWireFacts& facts,
                                                      const std::set<std::string>& kept);
 
 struct ListedDevice {
   MergedDevice device;
-  bool isSinkExpected = false;  ///< it has none, and one is likely to come in a moment
+  bool isSinkExpected = false;  ///< it has none, but one is likely to come in a moment
 };
 
-/// The list for a moment in which some sinks are away for a while: of a kept card nothing is shown that was not shown
-/// `before`, and a device that only the server has stays until its sink is back.
+/// The list while some sinks are temporarily away: a kept card shows only devices that were listed `before`, and a
+/// device that only the server has stays until its sink is back.
 [[nodiscard]] std::vector<MergedDevice> withoutComingsAndGoings(std::vector<MergedDevice> merged,
                                                                 std::span<const ListedDevice> before,
                                                                 const std::set<std::string>& kept);

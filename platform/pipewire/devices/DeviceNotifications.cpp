@@ -12,7 +12,7 @@
 namespace tolvane {
 namespace {
 
-/// What the direct side reports of a device, and is passed on while the device is reached that way.
+/// Reports of the card path that are passed on while the device is reached over its card.
 constexpr std::array forwarded{
     globalAddress(kAudioDevicePropertyNominalSampleRate), globalAddress(kAudioDevicePropertyActualSampleRate),
     globalAddress(kAudioDevicePropertyDeviceIsAlive),     outputAddress(kAudioDevicePropertyStreamConfiguration),
@@ -49,8 +49,8 @@ void DeviceNotifications::observeOwners() {
   }
 }
 
-/// What the direct side reports goes to the listeners that were there when it changed: one that is added after a
-/// change, though before the notification of it, has read the new value.
+/// A report of the card path is passed to the listeners that existed at the time of the change: a listener that was
+/// added after the change, even before its notification, has read the new value.
 void DeviceNotifications::passOn(ListenerID listener, const PipeWireDevice& device, bool ofStream,
                                  const AudioObjectPropertyAddress& address) {
   if (device.direct == kAudioObjectUnknown || address == hogModeAddress) return;
@@ -71,8 +71,7 @@ void DeviceNotifications::endPassingOn(ListenerID listener) {
   directListeners_.erase(found);
 }
 
-/// Also when music begins to play again and nothing has changed: a verdict that was given while it paused knew no
-/// format.
+/// Also when playback resumes and nothing has changed: a verdict given during the pause had no format.
 void DeviceNotifications::publishAlteration(PipeWireDevice& device) {
   ToldAlteration& reported = device.reported.alteration;
   const std::string reason = detailsOf(shared_.alterations(device));
@@ -85,7 +84,7 @@ void DeviceNotifications::publishAlteration(PipeWireDevice& device) {
   listeners_.notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
 }
 
-/// Whether another program has the card open too, and whether taking the card may succeed now where it has failed
+/// Whether another program has the card open too, and whether taking the card may succeed now after it has failed
 /// before.
 void DeviceNotifications::lookForOthers(PipeWireDevice& device) {
   const SoundServerStream* playing = DeviceView::playingStream(device);
@@ -127,13 +126,13 @@ void DeviceNotifications::publish(PipeWireDevice& device) {
   publishOwner(device);
 }
 
-/// While the owner cannot be read, the last one counts.
+/// While the owner cannot be read, the last known one counts.
 void DeviceNotifications::publishOwner(PipeWireDevice& device) {
   const auto owner = view_.hogOwner(device);
   if (!owner || device.direct == kAudioObjectUnknown) return;
   auto& reported = device.reported.owner;
   if (reported && *reported != *owner) {
-    if (*owner == -1) device.retakePause.reset();  // the program that was in the way has left
+    if (*owner == -1) device.retakePause.reset();  // the program that prevented it has released the card
     listeners_.notify(device.id, hogModeAddress);
   }
   reported = *owner;

@@ -1,6 +1,6 @@
 #pragma once
-// Reports to property listeners what has become of a device, when it is not what was last reported, and passes on what
-// the direct side reports while a device is reached over its card. Player's thread.
+// Notifies property listeners of changes of a device since the last report, and passes on the reports of the card path
+// while a device is reached over its card. Player's thread.
 
 #include <functional>
 #include <map>
@@ -13,7 +13,7 @@ namespace tolvane {
 
 class DeviceNotifications {
  public:
-  /// `ownerChanged` runs before the change is reported, when the direct side reports another owner of a device's card.
+  /// `ownerChanged` runs before the change is reported, when another owner of a device's card is reported.
   DeviceNotifications(const DeviceServices& services, const DeviceView& view, const SharedProperties& shared,
                       const DeviceCatalogue& catalogue, PropertyListeners& listeners,
                       std::function<void(PipeWireDevice&)> ownerChanged);
@@ -23,9 +23,9 @@ class DeviceNotifications {
 
   /// Reports what has changed of a listed device.
   void publish(PipeWireDevice& device);
-  /// From now on also what the direct side reports of the owners of the listed devices' cards.
+  /// From now on also observes the owners of the listed devices' cards.
   void observeOwners();
-  /// What the direct side reports of this property goes to the listener while the device is reached over its card.
+  /// Passes reports of this property to the listener while the device is reached over its card.
   void passOn(AudioHardware::ListenerID listener, const PipeWireDevice& device, bool ofStream,
               const AudioObjectPropertyAddress& address);
   void endPassingOn(AudioHardware::ListenerID listener);
@@ -43,8 +43,8 @@ class DeviceNotifications {
   const DeviceCatalogue& catalogue_;
   PropertyListeners& listeners_;
   const std::function<void(PipeWireDevice&)> ownerChanged_;
-  std::map<AudioObjectID, ListenerID> ownerListeners_;  ///< of hog mode, by the direct side's device
-  std::map<ListenerID, ListenerID> directListeners_;    ///< by the listener here, the one on the direct side
+  std::map<AudioObjectID, ListenerID> ownerListeners_;  ///< of hog mode, by the device on the card path
+  std::map<ListenerID, ListenerID> directListeners_;    ///< from the listener's id here to its id on the card path
 };
 
 }  // namespace tolvane

@@ -1,5 +1,5 @@
 #pragma once
-// What the parts of the device layer work with. All of it outlives them.
+// What the parts of the device layer use. All of it outlives them.
 
 #include "platform/AudioHardware.h"
 #include "platform/Log.h"

@@ -1,6 +1,6 @@
 #pragma once
-// Devices that the kernel has announced before the server did: for a while each waits for the sink that people know.
-// Player's thread; a plain value.
+// Devices that the kernel has announced before the server did: for a while each waits for its sink. Player's thread; a
+// plain value.
 
 #include <chrono>
 #include <map>
@@ -14,9 +14,9 @@ class Newcomers {
  public:
   static constexpr RunLoop::Duration limit = std::chrono::milliseconds(2000);
 
-  /// True: it is new, and is to be looked at again when the limit has passed.
+  /// True: it is new, and must be checked again when the limit has passed.
   bool add(const std::string& uid, RunLoop::TimePoint now) { return ends_.try_emplace(uid, now + limit).second; }
-  /// It is listed, or there is nothing that it could wait for.
+  /// It is listed, or has no sink to wait for.
   void remove(const std::string& uid) { ends_.erase(uid); }
   [[nodiscard]] bool isWaiting(const std::string& uid, RunLoop::TimePoint now) const {
     const auto found = ends_.find(uid);

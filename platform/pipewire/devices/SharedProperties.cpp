@@ -30,7 +30,7 @@ Value SharedProperties::ofDevice(const PipeWireDevice& device, FourCharCode sele
     case kAudioDevicePropertyStreamConfiguration:
       return std::vector<std::uint32_t>{channelCount(device)};
     case kAudioDevicePropertyBufferFrameSize: {
-      // What the graph will ask for at a time is decided when the stream plays.
+      // The number of frames per cycle is decided when the stream plays.
       const SoundServerStream* playing = DeviceView::playingStream(device);
       if (playing == nullptr || playing->quantum() == 0) return std::unexpected(kAudioHardwareNotRunningError);
       return playing->quantum();
@@ -63,7 +63,7 @@ Value SharedProperties::actualRate(const PipeWireDevice& device) const {
   const PipeWireSink* sink = view_.sinkOf(device);
   if (DeviceView::playingStream(device) == nullptr || sink == nullptr || !sink->format)
     return std::unexpected(kAudioHardwareNotRunningError);
-  // The kernel's account, where there is one: the server reports what it has asked for.
+  // The kernel's report, if there is one: the server reports only what it has requested.
   const auto actual =
       readProperty<double>(services_.direct, device.direct, globalAddress(kAudioDevicePropertyActualSampleRate));
   return actual.value_or(sink->format->rate);
@@ -107,7 +107,7 @@ std::vector<SampleAlteration> SharedProperties::alterations(const PipeWireDevice
   return found;
 }
 
-/// The kernel's account says nothing of the mix in front of it.
+/// The kernel's report does not cover the mix in front of it.
 std::string SharedProperties::formatSource(const PipeWireDevice& device) const {
   const auto kernel = readProperty<std::string>(services_.direct, view_.directStream(device),
                                                 globalAddress(kAudioStreamPropertyPhysicalFormatSource));
@@ -115,8 +115,8 @@ std::string SharedProperties::formatSource(const PipeWireDevice& device) const {
   return *kernel + "; the server's mix in front of it carries 24 bits";
 }
 
-/// The narrowest stage between the unit and the converter: the kernel's account of the card behind the sink, or the
-/// mix. Of a sink that has gone the card may play something else.
+/// The narrowest stage between the unit and the converter: what the kernel reports for the card behind the sink, or the
+/// mix. The card of a sink that is gone may play something else.
 std::expected<AudioStreamBasicDescription, OSStatus> SharedProperties::physicalFormat(
     const PipeWireDevice& device) const {
   if (DeviceView::playingStream(device) == nullptr || view_.sinkOf(device) == nullptr)

@@ -1,5 +1,5 @@
 #pragma once
-// What the properties of a device are while it is reached through a sink. Player's thread; changes nothing.
+// The properties of a device while it is reached through a sink. Player's thread; changes nothing.
 
 #include <expected>
 #include <optional>
@@ -15,17 +15,17 @@ class SharedProperties {
  public:
   SharedProperties(const DeviceServices& services, const DeviceView& view) : services_(services), view_(view) {}
 
-  /// Those that the way to a device decides; kAudioHardwareUnknownPropertyError for the others.
+  /// Those that depend on the path to the device; kAudioHardwareUnknownPropertyError for the others.
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> ofDevice(const PipeWireDevice& device,
                                                                      FourCharCode selector) const;
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> ofStream(const PipeWireDevice& device,
                                                                      FourCharCode selector) const;
 
-  /// What the sink's hardware takes; where the server does not report that, the rate that its graph has.
+  /// The rate of the sink's hardware; the graph's rate if the server does not report that.
   [[nodiscard]] std::vector<AudioValueRange> rates(const PipeWireDevice& device) const;
-  /// A sink that the server has not opened has none: the rate it would be opened at is unknown.
+  /// A sink that the server has not opened has no rate: the one that it would be opened at is unknown.
   [[nodiscard]] std::optional<double> nominalRate(const PipeWireDevice& device) const;
-  /// Why what the unit renders is not what the hardware gets; empty while it is, or while no unit plays through a sink.
+  /// Why the hardware gets other samples than the unit renders; empty if it gets the same, or without a unit on a sink.
   [[nodiscard]] std::vector<SampleAlteration> alterations(const PipeWireDevice& device) const;
 
  private:

@@ -39,7 +39,7 @@ enum class AlsaPath : std::uint8_t {
   if (colon == std::string_view::npos || colon + 1 == plain.size()) return AlsaPath::unknown;
   const std::string_view name = plain.substr(0, colon);
   if (name == "hw") return AlsaPath::direct;
-  if (plain.size() != path.size()) return AlsaPath::unknown;  // a configuration's own name for something
+  if (plain.size() != path.size()) return AlsaPath::unknown;  // the configuration has a name of its own for something
   for (const std::string_view known : {"front", "hdmi", "iec958", "surround40", "surround51", "surround71"})
     if (name == known) return AlsaPath::direct;
   for (const std::string_view known : {"surround21", "surround41", "surround50"})

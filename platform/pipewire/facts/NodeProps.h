@@ -15,7 +15,7 @@
 namespace tolvane {
 
 struct NodeProps {
-  bool isReadable = true;  ///< nothing of what was reported was malformed
+  bool isReadable = true;  ///< no part of the report was malformed
   /// Factors on the samples, one per channel of each list that the node reports them in; empty: not reported (yet).
   std::vector<float> volumes;
   float volume = 1;

@@ -1,6 +1,6 @@
 #pragma once
-// All that stands between a stream and the hardware of its sink and changes a sample: found from what the server
-// reports. Pure functions; player's thread. What is not known counts as a change.
+// Everything between a stream and the hardware of its sink that changes a sample, derived from what the server reports.
+// Pure functions; player's thread. Unknown stages count as a change.
 
 #include <cstdint>
 #include <string>
@@ -15,7 +15,7 @@ namespace tolvane {
 [[nodiscard]] std::vector<SampleAlteration> alterationsOf(const PipeWireFacts& facts, std::uint32_t sink,
                                                           const PipeWireStreamFacts& stream);
 
-/// The one alteration of a sink that the server has no more.
+/// The one alteration of a sink that the server no longer has.
 [[nodiscard]] SampleAlteration withdrawnDevice();
 
 /// The details, one after another; for the log.

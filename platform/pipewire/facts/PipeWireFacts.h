@@ -1,6 +1,6 @@
 #pragma once
-// What a PipeWire server tells about itself: its sinks, the cards behind them, who plays on them. Plain values, and
-// pure questions about them. Player's thread; touches no library.
+// What a PipeWire server reports: its sinks, the cards behind them, the streams on them. Plain values, and pure
+// functions on them. Player's thread; uses no library.
 
 #include <cstddef>
 #include <cstdint>
@@ -20,7 +20,7 @@ namespace tolvane {
 /// The format that a sink and its hardware have agreed on; there is none while the sink is suspended.
 struct PipeWireFormat {
   double rate = 0;                       ///< hertz
-  std::uint32_t channels = 0;            ///< as many as it has positions, when those are told
+  std::uint32_t channels = 0;            ///< the number of positions, if those are reported
   std::vector<std::uint32_t> positions;  ///< the server's numbers of the speakers
 
   bool operator==(const PipeWireFormat&) const = default;
@@ -62,21 +62,21 @@ struct PipeWireSink {
   State state = State::creating;
   std::string error;
   std::optional<PipeWireFormat> format;
-  std::vector<AudioValueRange> rates;  ///< that its hardware takes; empty where not told
+  std::vector<AudioValueRange> rates;  ///< of its hardware; empty: not reported
   std::uint32_t maximumChannels = 0;
   std::vector<std::uint32_t> positions;  ///< that it offers for so many channels; empty where it states none
   std::string alsaPath;                  ///< the name that the card's PCM is opened by, "front:1"
-  std::string filterProperty;  ///< the node's first property with a filter for its converter; empty: it has none
+  std::string filterProperty;            ///< the node's first property with a filter for its converter; empty: none
   NodeProps props;
 };
 
 /// The node of a stream of this program.
 struct PipeWireOwnStream {
   std::string filterProperty;      ///< as of a sink
-  std::optional<NodeProps> props;  ///< nothing until they are reported
+  std::optional<NodeProps> props;  ///< nothing until reported
 };
 
-/// One channel of a stream that ends in one of something.
+/// A link from one channel of a stream to a channel of another node.
 struct PipeWireLink {
   std::uint32_t outputNode = 0;
   std::uint32_t inputNode = 0;
@@ -101,31 +101,31 @@ struct PipeWireFacts {
   std::map<std::uint32_t, PipeWireLink> links;
   std::map<std::uint32_t, PipeWirePort> ports;  ///< but those of no channel
   std::string defaultSinkName;
-  bool hasSessionManager = false;  ///< who makes the sinks of cards
-  double graphRate = 48000;        ///< hertz, where nobody asks for another one
-  /// Object → which of its parameters were malformed ("formats"), and so were not taken over.
+  bool hasSessionManager = false;  ///< there is a program that makes the sinks of cards
+  double graphRate = 48000;        ///< hertz, if no stream requests another one
+  /// Object → its parameters that were malformed ("formats") and therefore ignored.
   std::map<std::uint32_t, std::set<std::string_view>> malformed;
 };
 
-/// What a stream to a sink has asked for and was given.
+/// What a stream to a sink has requested, and what it was given.
 struct PipeWireStreamFacts {
   std::uint32_t node = 0;
   double clientRate = 0;  ///< hertz
-  double graphRate = 0;   ///< hertz; 0: not known
+  double graphRate = 0;   ///< hertz; 0: unknown
   std::vector<std::uint32_t> positions;
-  std::vector<float> volumes;  ///< a channel, and the stream's as a whole; empty: not told (yet)
+  std::vector<float> volumes;  ///< per channel, and the stream's as a whole; empty: not reported (yet)
   bool isMuted = false;
-  std::uint32_t clock = 0;  ///< the object whose clock drives the stream; 0: not known
-  /// What the mixer of the card behind the sink does to the level, where it tells.
+  std::uint32_t clock = 0;  ///< the object whose clock drives the stream; 0: unknown
+  /// The gain of the mixer of the card behind the sink, if it is reported.
   std::optional<double> mixerDecibels;
-  /// Of the card's PCM, as its driver states them; empty where it states none, or may have made them up.
+  /// Of the card's PCM, as its driver states them; empty if it states none, or may have invented them.
   ChannelLayout cardChannels{};
 };
 
-/// Whether anybody but `ownNode` plays on the sink.
+/// Whether a node other than `ownNode` plays on the sink.
 [[nodiscard]] bool othersPlayOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t ownNode);
 
-/// The nodes but `ownNode` that are linked to the sink, playing or not.
+/// The nodes other than `ownNode` that are linked to the sink, playing or not.
 [[nodiscard]] std::set<std::uint32_t> othersOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t ownNode);
 
 /// All nodes that have ports.
@@ -134,16 +134,16 @@ struct PipeWireStreamFacts {
 /// Whether what `node` plays reaches the sink.
 [[nodiscard]] bool playsOn(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node);
 
-/// Whether each of the channels that `node` plays ends in the sink's channel of the same name, and in no other. Of a
-/// sink whose channels are only numbered, the one with the same index will do. Both lists are names, in order.
+/// Whether each of the channels that `node` plays ends in the sink's channel of the same name, and in no other. In a
+/// sink whose channels are only numbered, the channel with the same index counts. Both lists are names, in order.
 [[nodiscard]] bool isLinkedStraight(const PipeWireFacts& facts, std::uint32_t sink, std::uint32_t node,
                                     const std::vector<std::string>& ownChannels,
                                     const std::vector<std::string>& sinkChannels);
 
-/// Whether so many names are those of channels that are only numbered, AUX0 and on.
+/// Whether these names are those of channels that are only numbered: AUX0 and so on.
 [[nodiscard]] bool areNumbered(const std::vector<std::string>& channels);
 
-/// Whether the session manager has done with what it does to a new sink: it can be linked to.
+/// Whether the session manager has finished setting up a new sink: it can be linked to.
 [[nodiscard]] bool isSetUp(const PipeWireFacts& facts, std::uint32_t sink);
 
 /// The card behind a sink; null where there is none.
@@ -151,7 +151,7 @@ struct PipeWireStreamFacts {
 
 [[nodiscard]] std::uint32_t transportOf(const PipeWireSink& sink, const PipeWireCard* card);
 
-/// The text behind "name" in a JSON object such as {"name":"alsa_output.usb"}; empty for anything else.
+/// The value of "name" in a JSON object such as {"name":"alsa_output.usb"}; empty for anything else.
 [[nodiscard]] std::string nameInJson(std::string_view json);
 
 }  // namespace tolvane

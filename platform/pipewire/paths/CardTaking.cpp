@@ -16,7 +16,7 @@ using std::chrono_literals::operator""s;
 
 constexpr RunLoop::Duration setUpLimit = 1s;  // for the session manager to set a sink up
 constexpr RunLoop::Duration closeLimit = 1s;  // for the server to close the card
-constexpr RunLoop::Duration heardLimit = 1s;  // for what the card still plays
+constexpr RunLoop::Duration heardLimit = 1s;  // for frames that the card still plays
 constexpr RunLoop::Duration retryPause = 20ms;
 
 }  // namespace
@@ -53,7 +53,7 @@ OSStatus CardTaking::toggleHog(PipeWireDevice& device) {
   return status;
 }
 
-/// A unit that plays through the sink moves along, and plays on.
+/// A unit that plays through the sink changes over to the card, and continues.
 OSStatus CardTaking::take(PipeWireDevice& device) {
   SoundServer& server = services_.server;
   PipeWireOutputUnit* moving = device.isUnitOnSink() ? device.unit : nullptr;
@@ -64,7 +64,7 @@ OSStatus CardTaking::take(PipeWireDevice& device) {
     server.waitUntil([&] { return !device.state.hasSink() || isSetUp(server.facts(), *device.state.sink()); },
                      setUpLimit);
   std::set<std::uint32_t> others;
-  // The sink may have failed in these waits, and the stream with it.
+  // The sink, and with it the stream, may have failed during these waits.
   if (const SoundServerStream* own = moving != nullptr ? moving->stream() : nullptr;
       own != nullptr && device.state.hasSink())
     others = othersOn(server.facts(), *device.state.sink(), own->facts().node);
@@ -95,8 +95,8 @@ void CardTaking::notTaken(PipeWireDevice& device, const CardBefore& before) {
   if (before.hadSink && !device.state.hasSink() && device.state.isListed()) catalogue_.expectSink(device);
 }
 
-/// The server may take a moment to let go; and a session manager that was just about to choose a profile for a card
-/// that has come back to it chooses one, whatever it was asked for.
+/// The server may take a moment to close the card; and a session manager that was just about to choose a profile for a
+/// returned card chooses one, whatever was requested.
 OSStatus CardTaking::toggleDirectHogWithin(RunLoop::Duration limit, PipeWireDevice& device) {
   RunLoop& runLoop = services_.runLoop;
   SoundServer& server = services_.server;
@@ -123,20 +123,21 @@ void CardTaking::unitTakesCard(PipeWireDevice& device) { device.state.cardTaken(
 void CardTaking::letGo(PipeWireDevice& device) {
   if (device.isUnitOnCard() || view_.isOurs(device)) return;
   if (device.state.hasCard()) {
-    // While a call into its driver is left behind, the PCM may be open: it is returned when the owner is known again.
+    // While a call into its driver has not returned, the PCM may be open: the card is returned when the owner is known
+    // again.
     const auto owner = services_.direct.propertyData(device.direct, hogModeAddress);
     if (!owner && owner.error() == kAudioHardwareNotReadyError) return device.state.driverHangs();
   }
   restoreProfile(device);
   if (!device.state.hasCard()) return;
-  // What the card was before another program took it holds for the next time, and no sink comes until then.
+  // The state from before another program took the card applies to the next time, and no sink comes until then.
   if (const auto program = view_.hogOwner(device); program && *program != -1) return device.state.takenByAnother();
   const bool isDue = isSinkDue(*device.state.before(), services_.server.facts().hasSessionManager);
   device.state.cardReturned(isDue, services_.runLoop.now());
   if (view_.expectsSink(device)) catalogue_.expectSink(device);
 }
 
-/// The driver may have returned; or another program has the card, and no unit is there that would let go of it.
+/// The driver may have returned; or another program has the card, and there is no unit to release it.
 void CardTaking::ownerChanged(PipeWireDevice& device) {
   const DeviceCondition condition = device.state.at(services_.runLoop.now());
   const auto owner = view_.directOwner(device);
@@ -144,15 +145,14 @@ void CardTaking::ownerChanged(PipeWireDevice& device) {
   if (condition == DeviceCondition::returning || isLost) letGo(device);
 }
 
-/// Has the server let go of the card. It keeps it in mind, and plays on it again when the profile is set back.
+/// Makes the server close the card. The server still knows the card, and uses it again when the profile is restored.
 void CardTaking::switchOff(PipeWireDevice& device) {
   SoundServer& server = services_.server;
   const PipeWireSink* sink = view_.sinkOf(device);
   const PipeWireCard* card = sink != nullptr ? cardOf(server.facts(), *sink) : nullptr;
   if (card == nullptr || !card->profile || !card->profileOff) return;
   const std::uint32_t id = *device.state.sink();
-  // The sink was left behind when the card was switched off, and has the hardware open: it can only be made to close
-  // it.
+  // The sink was left behind when the card was switched off, and has the hardware open: it can only be suspended.
   if (card->isOff()) return server.suspend(id);
   switchedOff_[&device] = {*sink->card, *card->profile, *card};
   if (!server.setProfile(*sink->card, *card->profileOff)) {
@@ -166,7 +166,7 @@ void CardTaking::restoreProfile(const PipeWireDevice& device) {
   const auto before = switchedOff_.extract(&device);
   if (before.empty()) return;
   const Profile& profile = before.mapped();
-  // A card that was reserved is a new object for the server, which has its old profile already.
+  // After a reservation, the card is a new object of the server, which already has its old profile.
   const auto& cards = services_.server.facts().cards;
   const auto card = cards.find(profile.card);
   if (card == cards.end() || !card->second.isSameAs(profile.before)) return;

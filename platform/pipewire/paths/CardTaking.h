@@ -1,7 +1,7 @@
 #pragma once
-// Takes a card from the server for this process, and gives it back. The card's profile is switched off first: a server
-// whose card is only taken gives its sink another name afterwards, and the user's choice of a default sink is lost.
-// Player's thread; the waits are bounded, and end when the user wants something else.
+// Takes a card from the server for this process, and returns it. The card's profile is switched off first: if a card is
+// simply taken, the server later gives its sink another name, and the user's default sink is lost. Player's thread; the
+// waits are bounded, and can be interrupted by the user.
 
 #include <cstdint>
 #include <map>
@@ -17,24 +17,25 @@ class CardTaking {
   CardTaking(const DeviceServices& services, const DeviceView& view, DeviceCatalogue& catalogue,
              DeviceNotifications& notifications)
       : services_(services), view_(view), catalogue_(catalogue), notifications_(notifications) {}
-  /// Gives the server every card back that it would have no other way to get.
+  /// Returns every card to the server that it would not get otherwise.
   ~CardTaking();
   CardTaking(const CardTaking&) = delete;
   CardTaking& operator=(const CardTaking&) = delete;
 
-  /// Takes the card for this process alone, or gives it back where it has it. A unit that plays moves along.
+  /// Takes the card for this process alone, or returns it. A unit that plays changes over with it.
   [[nodiscard]] OSStatus toggleHog(PipeWireDevice& device);
   /// A unit opens the card.
   void unitTakesCard(PipeWireDevice& device);
-  /// Gives the card back to the server when neither a unit nor hog mode has it any more: one that is set up while its
-  /// PCM is still open fails, and its sink with it.
+  /// Returns the card to the server when neither a unit nor hog mode uses it any more: if its PCM were still open,
+  /// setting the sink up would fail.
   void letGo(PipeWireDevice& device);
-  /// The direct side reports another owner of the card.
+  /// The card path reports another owner of the card.
   void ownerChanged(PipeWireDevice& device);
 
   /// Returns when the device has a sink, or none is expected any more.
   void waitForSink(const PipeWireDevice& device);
-  /// What the card still plays of an earlier unit would be cut off with it, or with a change of its rate.
+  /// Waits for the frames that the card still plays of an earlier unit: taking it, or changing its rate, would cut them
+  /// off.
   void waitUntilHeard(const PipeWireDevice& device);
 
  private:
@@ -48,11 +49,11 @@ class CardTaking {
   void restoreProfile(const PipeWireDevice& device);
   [[nodiscard]] CardBefore cardNow(const PipeWireDevice& device) const;
 
-  /// The server's card whose profile this process has switched off, and what it was before.
+  /// The server's card whose profile this process has switched off, and its state before.
   struct Profile {
     std::uint32_t card = 0;
     std::uint32_t profile = 0;
-    PipeWireCard before;  ///< the server gives a card's number to another one when it has gone
+    PipeWireCard before;  ///< kept as a copy: the server reuses the number of a card that is gone
   };
 
   const DeviceServices services_;

@@ -31,7 +31,7 @@ std::expected<UnitPaths::Path, OSStatus> UnitPaths::openPath(AudioObjectID id, P
   if (!hasDevice(id)) return std::unexpected(kAudioHardwareBadDeviceError);
   PipeWireDevice& device = *catalogue_.deviceOf(id);
   if (device.unit != nullptr && device.unit != &unit) return std::unexpected(kAudioDevicePermissionsError);
-  // An owner that cannot be read shows when the card is opened.
+  // An owner that cannot be read is noticed when the card is opened.
   if (const auto owner = view_.hogOwner(device); owner && *owner != -1 && *owner != DeviceView::ownProcess())
     return std::unexpected(kAudioDevicePermissionsError);
   auto path = pathOf(device);
@@ -52,12 +52,12 @@ std::expected<UnitPaths::Path, OSStatus> UnitPaths::pathOf(PipeWireDevice& devic
 
 std::expected<UnitPaths::Path, OSStatus> UnitPaths::sharedPath(const PipeWireDevice& device) {
   if (!device.state.hasSink()) return std::unexpected(kAudioHardwareNotRunningError);
-  // The sink gives up what it has when it is set to another rate: the end of the last track.
+  // Setting another rate makes the sink drop its buffer: the end of the last track.
   taking_.waitUntilHeard(device);
   const PipeWireSink* sink = view_.sinkOf(device);
   if (sink == nullptr) return std::unexpected(kAudioHardwareNotRunningError);
   Path path{.name = device.name, .sink = *device.state.sink(), .serial = sink->serial, .rate = device.chosenRate};
-  // A device that already has the rate keeps it; a radio link has a rate of its own, which cannot be set.
+  // A device that already has the rate keeps it; a radio link has its own rate, which cannot be set.
   const bool isRadio = device.transport == kAudioDeviceTransportTypeBluetooth ||
                        device.transport == kAudioDeviceTransportTypeBluetoothLE;
   if (!path.rate && !isRadio) path.rate = shared_.nominalRate(device);
@@ -83,8 +83,8 @@ void UnitPaths::chooseCardRate(const PipeWireDevice& device, double rate) {
                         fmt::format("{} does not take {} Hz: {}", device.name, rate, status));
 }
 
-/// The rate is the device's, whichever way it is reached, and the unit is not asked for it again. The buffer is another
-/// one, which is reported.
+/// The rate belongs to the device, whichever path is used, and the unit is not given it again. The buffer differs,
+/// which is notified.
 void UnitPaths::movedToCard(AudioObjectID id, std::optional<double> rate) {
   const PipeWireDevice* device = catalogue_.deviceOf(id);
   if (device == nullptr) return;

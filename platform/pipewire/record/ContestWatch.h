@@ -1,6 +1,6 @@
 #pragma once
-// Notices that another program has opened the card behind a sink too, or has closed it again, which nothing announces.
-// Player's thread; a plain value.
+// Detects that another program has opened or closed the card behind a sink, which is not notified. Player's thread; a
+// plain value.
 
 #include <chrono>
 #include <optional>
@@ -12,7 +12,7 @@ namespace tolvane {
 
 class ContestWatch {
  public:
-  /// A card that the server opens anew shows no format for a moment: a shorter time means no other program.
+  /// A card that the server reopens shows no format for a moment: a shorter time means no other program.
   static constexpr RunLoop::Duration leastContest = std::chrono::milliseconds(400);
 
   /// Whether the property listeners must judge the card's format anew. `isContested`: while a unit plays through the
@@ -26,7 +26,7 @@ class ContestWatch {
     if (isTold_ || now - *since_ < leastContest) return false;
     return isTold_ = true;
   }
-  /// While no unit plays through the sink the kernel's account says nothing.
+  /// While no unit plays through the sink, the kernel's report is not meaningful.
   void stopLooking() { *this = {}; }
 
  private:

@@ -1,6 +1,5 @@
 #pragma once
-// Where a device stands between the sound server and this process, and how that changes: one value, and one table of
-// transitions. Pure.
+// The condition of a device between the sound server and this process: one value, and one table of transitions. Pure.
 
 #include <cstddef>
 #include <cstdint>
@@ -12,12 +11,12 @@ namespace tolvane {
 enum class DeviceCondition : std::uint8_t {
   gone,         ///< not listed
   withoutSink,  ///< the server has no sink for it, and none is expected: it is reached over its card, if it has one
-  expected,     ///< its sink is away, and likely to come in a moment
+  expected,     ///< its sink is away, but likely to come in a moment
   shared,       ///< it has a sink
   taken,        ///< this process has its card: hog mode, or a unit over the card
-  returning,    ///< this process has let go of its card, which an unanswered call into the driver may keep open
+  returning,    ///< this process has released its card, which an unanswered call into the driver may keep open
   yielded,      ///< another program has the card that this process had
-  pulled        ///< not listed any more while a unit still has its card
+  pulled        ///< no longer listed while a unit still has its card
 };
 
 enum class DeviceEvent : std::uint8_t {
@@ -25,8 +24,8 @@ enum class DeviceEvent : std::uint8_t {
   listedExpectingSink,
   listedWithoutSink,
   unlisted,
-  sinkExpected,  ///< the sink has gone for the moment, or one is about to be made
-  sinkRemoved,   ///< for good
+  sinkExpected,  ///< the sink is temporarily away, or one is about to be made
+  sinkRemoved,   ///< permanently
   expectationEnded,
   cardTaken,
   returnedToSink,         ///< the card, to a server that has a sink for it
@@ -39,7 +38,7 @@ enum class DeviceEvent : std::uint8_t {
 inline constexpr std::size_t deviceConditionCount = 8;
 inline constexpr std::size_t deviceEventCount = 13;
 
-/// The condition after the event; nothing where the event cannot happen to such a device.
+/// The condition after the event; nothing if the event cannot happen in this condition.
 [[nodiscard]] std::optional<DeviceCondition> conditionAfter(DeviceCondition condition, DeviceEvent event);
 
 /// "shared", "sinkExpected": for the log.

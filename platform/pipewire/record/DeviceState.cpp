@@ -72,7 +72,7 @@ void DeviceState::cardTaken(const CardBefore& found) {
   const bool isKnown = before() != nullptr;
   if (!apply(Event::cardTaken)) return;
   if (!isKnown) before_ = found;
-  expectation_.end();  // the sink comes when the card is given back, and not before
+  expectation_.end();  // the sink comes only when the card is returned
 }
 
 void DeviceState::cardReturned(bool isSinkDue, RunLoop::TimePoint now) {

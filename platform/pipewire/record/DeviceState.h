@@ -1,6 +1,6 @@
 #pragma once
-// The condition of one device, with what belongs to it: its sink, how long one is waited for, and how its card was
-// before this process had it. Player's thread. An event that the table does not allow is logged and changes nothing.
+// The condition of one device and its data: its sink, how long one is waited for, and the card's state before this
+// process took it. Player's thread. An event that the table does not allow is logged and changes nothing.
 
 #include <cstdint>
 #include <optional>
@@ -20,7 +20,7 @@ class DeviceState {
   /// `name`: of the device, for the log, which outlives the state.
   DeviceState(Log& log, std::string name) : log_(log), name_(std::move(name)) {}
 
-  /// An expectation that is over counts as ended.
+  /// An expectation that has timed out counts as ended.
   [[nodiscard]] DeviceCondition at(RunLoop::TimePoint now) const;
   [[nodiscard]] bool isListed() const;
   /// The server's sink for the device, also one that was left behind while this process has the card.
@@ -29,19 +29,19 @@ class DeviceState {
   [[nodiscard]] bool expectsSink(RunLoop::TimePoint now) const { return at(now) == DeviceCondition::expected; }
   /// How long the sink is still waited for; 0 where none is expected.
   [[nodiscard]] RunLoop::Duration timeToSink(RunLoop::TimePoint now) const;
-  /// This process has the card, or has not been able to return it.
+  /// This process has the card, or could not return it yet.
   [[nodiscard]] bool hasCard() const;
-  /// How the card was before this process took it; null where it neither has it nor had it last.
+  /// The card's state before this process took it; null if this process neither has it nor was the last to have it.
   [[nodiscard]] const CardBefore* before() const;
 
-  /// The device is on the list, with this sink. REQUIRES: not another sink than sink(), which is lost first.
+  /// The device is listed, with this sink. REQUIRES: it has no other sink; that must be reported as lost first.
   void listed(std::optional<std::uint32_t> sink, RunLoop::TimePoint now);
   /// REQUIRES: isListed().
   void unlisted(bool isUnitOnCard);
-  /// The sink has gone for the moment, or one is about to be made.
+  /// The sink is temporarily away, or one is about to be made.
   void expectSink(RunLoop::TimePoint now);
   void sinkRemoved();
-  /// `found` counts where this process neither has the card nor had it last.
+  /// `found` is used only if this process neither has the card nor was the last to have it.
   void cardTaken(const CardBefore& found);
   /// `isSinkDue`: the server is about to make one, if it has none.
   void cardReturned(bool isSinkDue, RunLoop::TimePoint now);
@@ -50,14 +50,14 @@ class DeviceState {
   void takenByAnother();
 
  private:
-  /// The one place where the condition changes. False: refused.
+  /// The only place where the condition changes. False: refused.
   bool apply(DeviceEvent event);
 
   Log& log_;
   const std::string name_;
   DeviceCondition condition_ = DeviceCondition::gone;
   std::optional<std::uint32_t> sink_;
-  SinkExpectation expectation_;  ///< also of a device that has gone meanwhile: it may be back in time
+  SinkExpectation expectation_;  ///< also of a device that is gone meanwhile: it may be back in time
   CardBefore before_;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
-// What the PipeWire side remembers about one device, listed or not. Player's thread; a plain record, whose condition
-// changes in DeviceState alone.
+// The PipeWire adapter's record of one device, listed or not. Player's thread; a plain record, whose condition changes
+// only in DeviceState.
 
 #include <optional>
 #include <string>
@@ -26,26 +26,26 @@ struct PipeWireDevice {
   [[nodiscard]] bool isUnitOnCard() const;
   [[nodiscard]] bool isUnitRunning() const;
 
-  // For as long as the process lives.
+  // Constant for the life of the process.
   const std::string uid;
   const std::string name;
   const AudioObjectID id;
   const AudioObjectID stream;
-  /// Last rate that was asked for while the device was reached through a sink, in hertz.
+  /// The rate last requested while the device was reached through a sink, in hertz.
   std::optional<double> chosenRate;
 
   DeviceState state;
 
-  // As it was listed last.
+  // As last listed.
   std::uint32_t transport = 0;
   AudioObjectID direct = kAudioObjectUnknown;
 
   // While a unit has it.
   PipeWireOutputUnit* unit = nullptr;
-  bool wasRunning = false;         ///< through a sink, when the unit reported last
-  std::optional<double> unitRate;  ///< that the sink ran at when the unit last played, in hertz
+  bool wasRunning = false;         ///< through a sink, at the unit's last report
+  std::optional<double> unitRate;  ///< the sink's rate when the unit last played, in hertz
 
-  /// Until then the hardware still plays what the last unit gave to the sink.
+  /// Until then the hardware still plays frames of the last unit.
   RunLoop::TimePoint heardUntil = RunLoop::TimePoint::min();
   RetakePause retakePause;
   RetakeObstacles retakeObstacles;

@@ -1,7 +1,6 @@
 #pragma once
-// Notices that something which may have stood in the way of taking a card has gone: then the next attempt need not
-// wait. Player's thread; a plain value. What the attempts themselves change must not count: each of them is a gap in
-// the music.
+// Detects that an obstacle to taking a card may be gone: then the next attempt need not wait. Player's thread; a plain
+// value. Changes caused by the attempts themselves must not count: each attempt is a gap in the music.
 
 #include <chrono>
 #include <cstdint>
@@ -15,10 +14,10 @@ namespace tolvane {
 
 class RetakeObstacles {
  public:
-  /// A card that is opened anew shows no format for a moment: a shorter time means no other program.
+  /// A card that is reopened shows no format for a moment: a shorter time means no other program.
   static constexpr RunLoop::Duration leastContest = std::chrono::seconds(1);
 
-  /// An attempt has failed while the nodes of other programs played on the sink.
+  /// An attempt has failed while nodes of other programs played on the sink.
   void attemptFailed(std::set<std::uint32_t> others) {
     others_ = std::move(others);
     onSink_.clear();
@@ -42,12 +41,12 @@ class RetakeObstacles {
     const auto since = std::exchange(contestedSince_, std::nullopt);
     return gone != 0 || (since && now - *since >= leastContest);
   }
-  /// While no unit plays through the sink the kernel's account says nothing.
+  /// While no unit plays through the sink, the kernel's report is not meaningful.
   void stopLooking() { contestedSince_.reset(); }
 
  private:
   std::set<std::uint32_t> others_;
-  std::set<std::uint32_t> onSink_;  ///< that have been on the sink since the attempt
+  std::set<std::uint32_t> onSink_;  ///< nodes that have been on the sink since the attempt
   std::optional<RunLoop::TimePoint> contestedSince_;
 };
 

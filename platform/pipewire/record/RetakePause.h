@@ -1,6 +1,6 @@
 #pragma once
-// How long a card is left alone after an attempt to take it from under a unit that plays has failed: each one is a gap
-// in the music. Player's thread; a plain value.
+// The pause after a failed attempt to take a card from a playing unit: each attempt is a gap in the music. Player's
+// thread; a plain value.
 
 #include <algorithm>
 #include <chrono>
@@ -24,7 +24,7 @@ class RetakePause {
     end_ = now + next_;
     next_ = std::min(2 * next_, longest);
   }
-  /// Whatever stood in the way has gone.
+  /// The obstacle is gone.
   void reset() { *this = {}; }
 
  private:

@@ -1,5 +1,5 @@
 #pragma once
-// A sink that has gone a moment ago, or whose card was given to the server just now: how long it is waited for. Main
+// A sink that is temporarily away, or whose card was just returned to the server: how long it is waited for. Main
 // thread; a plain value.
 
 #include <algorithm>
@@ -11,11 +11,11 @@ namespace tolvane {
 
 class SinkExpectation {
  public:
-  /// A server that starts anew, a card that is handed back.
+  /// Long enough for a server to restart, or a card to be returned.
   static constexpr RunLoop::Duration limit = std::chrono::milliseconds(3500);
 
   void begin(RunLoop::TimePoint now) { end_ = now + limit; }
-  /// The sink is there, or is not to come.
+  /// The sink has come, or will not come.
   void end() { end_ = RunLoop::TimePoint::min(); }
   [[nodiscard]] bool isPending(RunLoop::TimePoint now) const { return now < end_; }
   [[nodiscard]] RunLoop::Duration left(RunLoop::TimePoint now) const {

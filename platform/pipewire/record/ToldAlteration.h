@@ -1,6 +1,6 @@
 #pragma once
-// What the listeners of a device know about what alters its samples. Player's thread; a plain value. While nothing
-// plays they know nothing: whatever they read meanwhile was no verdict on the music that comes next.
+// The alteration that was last notified to the listeners of a device. Player's thread; a plain value. While nothing
+// plays it is unknown: what they read meanwhile is no verdict on the music that follows.
 
 #include <string>
 #include <utility>
@@ -9,10 +9,10 @@ namespace tolvane {
 
 class ToldAlteration {
  public:
-  /// Whether the listeners are to be told this reason; empty: nothing alters the samples. Always, the first time after
-  /// reset().
+  /// Whether to notify the listeners of this alteration; empty: the samples are unaltered. Always true the first time
+  /// after reset().
   [[nodiscard]] bool isNews(const std::string& reason) const { return !isTold_ || told_ != reason; }
-  /// A verdict that nobody was told to doubt goes without a line in the log.
+  /// Logs only when a listener was notified.
   [[nodiscard]] bool isWorthALine(const std::string& reason) const {
     return isNews(reason) && (isTold_ || !reason.empty());
   }
@@ -20,7 +20,7 @@ class ToldAlteration {
     told_ = std::move(reason);
     isTold_ = true;
   }
-  /// The unit plays no more.
+  /// The unit has stopped playing.
   void reset() { isTold_ = false; }
 
  private:

@@ -20,7 +20,7 @@ using std::chrono_literals::operator""ms;
 using std::chrono_literals::operator""s;
 
 constexpr auto startLimit = 2s;
-constexpr auto retryInterval = 1s;  // while there is a socket that nobody answers
+constexpr auto retryInterval = 1s;  // while there is a socket that no server answers
 
 std::string environment(const char* name) {
   const char* value = std::getenv(name);
@@ -43,7 +43,7 @@ struct PipeWireCallbacks {
   static void identified(void* data, const pw_core_info* info) {
     auto& connection = *static_cast<PipeWireConnection*>(data);
     if (info == nullptr || info->version == nullptr) return;
-    constexpr std::size_t longest = 40;  // of a text that any server may send
+    constexpr std::size_t longest = 40;  // of a text from the server, which may be any server
     connection.serverName_ = "PipeWire " + printableText(std::string_view(info->version).substr(0, longest));
   }
   static void failed(void* data, std::uint32_t id, int, int result, const char*) {
@@ -103,7 +103,7 @@ void PipeWireConnection::open() {
 void PipeWireConnection::answered(int sequence) {
   answered_ = sequence;
   if (isReady_) return;
-  // The first answer comes behind the list of objects, the second behind what each of them tells about itself.
+  // The first answer follows the list of objects, the second their properties.
   if (--answersToReady_ > 0) {
     pw_core_sync(core_, PW_ID_CORE, 0);
   } else {
@@ -169,7 +169,7 @@ void PipeWireConnection::iterate(int milliseconds) {
   settle();
 }
 
-/// Tells what the last turn of the loop has changed, now that no call of the library is under way.
+/// Notifies of the changes of the loop's last turn, now that no call of the library is in progress.
 void PipeWireConnection::settle() {
   if (std::exchange(isBroken_, false) && core_ != nullptr) {
     log_.write(LogLevel::standard, audioHardwareCategory, "The PipeWire server has gone");

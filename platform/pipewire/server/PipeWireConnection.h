@@ -1,6 +1,6 @@
 #pragma once
-// The connection to a PipeWire server, and what is known through it. Player's thread: the library's loop runs inside
-// the run loop, and inside the few bounded waits. Finds the server whenever it comes, and again after it has died.
+// The connection to a PipeWire server, and the facts read through it. Player's thread: the library's loop runs inside
+// the run loop, and inside the few bounded waits. Connects to the server whenever it appears, also after it has died.
 
 #include <functional>
 #include <map>
@@ -25,8 +25,8 @@ class PipeWireObject;
 
 class PipeWireConnection final : public SoundServer {
  public:
-  /// `calls` names and interrupts the waits; null: none does. Waits for a server that is there, for a bounded time:
-  /// see open().
+  /// `calls` names and interrupts the waits; null: they are not interrupted. Waits for a running server, for a bounded
+  /// time: see open().
   PipeWireConnection(RunLoop& runLoop, Log& log, DeviceCalls* calls, Events events);
   ~PipeWireConnection() override;
 
@@ -64,7 +64,7 @@ class PipeWireConnection final : public SoundServer {
 
   RunLoop& runLoop_;
   Log& log_;
-  const std::unique_ptr<DeviceCalls> ownCalls_;  ///< null where they were given
+  const std::unique_ptr<DeviceCalls> ownCalls_;  ///< null if they were passed in
   DeviceCalls& calls_;
   const Events events_;
 

@@ -110,7 +110,7 @@ class Card final : public PipeWireObject {
 
  private:
   void take(const pw_device_info& info) {
-    // Of a profile that changes later, only this much is told.
+    // When a profile changes later, only this is reported.
     if ((info.change_mask & PW_DEVICE_CHANGE_MASK_PARAMS) != 0)
       pw_device_enum_params(reinterpret_cast<pw_device*>(proxy()), 0, SPA_PARAM_Profile, 0, 1, nullptr);
     if ((info.change_mask & PW_DEVICE_CHANGE_MASK_PROPS) == 0) return;
@@ -188,7 +188,7 @@ class Sink final : public PipeWireObject {
     if ((info.change_mask & PW_NODE_CHANGE_MASK_STATE) != 0) {
       sink.state = stateOf(info.state);
       sink.error = info.error != nullptr ? info.error : "";
-      // Nobody tells that there is no format any more: the hardware is closed.
+      // The loss of a format is not reported: the hardware is closed.
       if (sink.state == PipeWireSink::State::suspended) sink.format.reset();
     }
     changed_ = true;
@@ -291,7 +291,7 @@ class Link final : public PipeWireObject {
   ~Link() override { facts_.links.erase(id_); }
 };
 
-/// Told in full when it appears: nothing is asked of it.
+/// Reported in full when it appears: nothing needs to be requested.
 class Port final : public PipeWireObject {
  public:
   Port(std::uint32_t id, PipeWirePort port, PipeWireFacts& facts, bool& changed)

@@ -32,7 +32,7 @@ class PipeWireObject {
 
   /// False for what is no card.
   virtual bool setProfile(std::uint32_t) { return false; }
-  /// Has a sink close its hardware; nothing happens with anything else.
+  /// Makes a sink close its hardware; does nothing with other objects.
   virtual void suspend() {}
 
  protected:
@@ -47,7 +47,7 @@ class PipeWireObject {
   spa_hook hook_{};
 
  private:
-  pw_proxy* const proxy_;  ///< null for what tells no more than its name
+  pw_proxy* const proxy_;  ///< null for an object of which only the name is read
 };
 
 }  // namespace tolvane

@@ -26,7 +26,7 @@ PipeWireServerWatch::PipeWireServerWatch(RunLoop& runLoop, std::string socketPat
   const std::string folder = path_.substr(0, path_.size() - name_.size());
   inotify_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
   if (inotify_ < 0) return;
-  // ATTRIB: a server may give its socket away only after it has made it.
+  // ATTRIB: a server may change its socket's permissions only after creating it.
   if (inotify_add_watch(inotify_, folder.c_str(), IN_CREATE | IN_MOVED_TO | IN_ATTRIB) < 0) return;
   watch_ = runLoop.watchDescriptor(inotify_, [this] { read(); });
 }

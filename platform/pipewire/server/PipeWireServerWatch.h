@@ -1,6 +1,6 @@
 #pragma once
-// Knows where the user's PipeWire server listens, and notices when its socket appears. Player's thread; learns of it
-// from inotify through the run loop and opens no connection.
+// The location of the user's PipeWire server, and a watch for its socket. Player's thread; uses inotify through the run
+// loop and opens no connection.
 
 #include <functional>
 #include <string>
@@ -20,7 +20,7 @@ class PipeWireServerWatch {
   PipeWireServerWatch(const PipeWireServerWatch&) = delete;
   PipeWireServerWatch& operator=(const PipeWireServerWatch&) = delete;
 
-  /// There is a socket; whether anybody listens behind it is another matter.
+  /// There is a socket; it may have no server behind it.
   [[nodiscard]] bool isThere() const;
 
  private:

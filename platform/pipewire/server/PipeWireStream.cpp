@@ -270,7 +270,7 @@ void PipeWireStream::process() noexcept {
 }
 
 void PipeWireStream::renderInto(std::byte* destination, std::uint32_t frames, const pw_time* time) noexcept {
-  // Said before the gate is looked at: who shuts it afterwards sees this, and waits.
+  // Set before the gate is checked: a thread that shuts it afterwards sees this, and waits.
   isRendering_.store(true, std::memory_order_seq_cst);  // partner: shutGate()
   if (gate_.load(std::memory_order_seq_cst)) {          // partner: start(), shutGate()
     const OSStatus status = pipeline_->render(destination, frames);
@@ -296,7 +296,7 @@ void PipeWireStream::renderInto(std::byte* destination, std::uint32_t frames, co
   isRendering_.store(false, std::memory_order_seq_cst);  // partner: shutGate()
 }
 
-// What is asked.
+// Queries.
 
 std::optional<std::int64_t> PipeWireStream::sampleTime() const {
   if (!everStarted_) return std::nullopt;
@@ -305,7 +305,7 @@ std::optional<std::int64_t> PipeWireStream::sampleTime() const {
   const std::int64_t first = firstHeardAt_.load(std::memory_order_relaxed);
   const std::int64_t heard =
       first == notReported ? rendered : framesHeard(RunLoop::Duration(first), monotonicNow(), rendered, setup_.rate);
-  reported_ = std::max(reported_, heard);  // each cycle reports a little more or less than the last one
+  reported_ = std::max(reported_, heard);  // readings vary slightly from cycle to cycle
   return base_ + reported_;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
-// What the device layer needs of a sound server, and of one stream to a sink: the seam between what is decided about
-// devices, and the library that reaches the server. Player's thread, but where stated.
+// The interface of a sound server and of a stream to a sink: separates decisions about devices from the library that
+// connects to the server. Player's thread, unless stated otherwise.
 
 #include <cstdint>
 #include <functional>
@@ -28,7 +28,7 @@ class SoundServerStream {
     bool leadsRate = false;
     std::uint32_t channels = 0;
     ChannelLayout layout{};                        ///< of the channels
-    std::shared_ptr<DeliveryRecord> deliveries{};  ///< of what is put into the server's buffers; null: nothing is
+    std::shared_ptr<DeliveryRecord> deliveries{};  ///< of the server's buffers; null: not recorded
   };
 
   SoundServerStream() = default;
@@ -41,9 +41,9 @@ class SoundServerStream {
   /// REQUIRES: open, stopped. Returns when the sink asks for frames at a settled rate; the first frame that is rendered
   /// is the first that is heard. Bounded. The callback runs on a thread of the server's library.
   [[nodiscard]] virtual OSStatus start(const AURenderCallback& callback) = 0;
-  /// No callback is under way afterwards. What has been rendered is in the sink's hands, and heard.
+  /// No callback is in progress afterwards. What has been rendered counts as heard.
   virtual void stop() = 0;
-  /// The server has gone, or the sink: what the hardware had not played yet counts as not heard.
+  /// The server or the sink is gone: frames that the hardware had not played yet count as not heard.
   virtual void markLost(OSStatus status) = 0;
 
   [[nodiscard]] virtual bool isAlive() const = 0;
@@ -82,12 +82,12 @@ class SoundServer {
   SoundServer(const SoundServer&) = delete;
   SoundServer& operator=(const SoundServer&) = delete;
 
-  /// To be called once. Returns when a server that is there has reported what it has, or after two seconds.
+  /// Call once. Returns when a running server has reported its objects, or after two seconds.
   virtual void open() = 0;
-  /// Looks for the server now instead of when the next attempt is due.
+  /// Connects to the server now instead of at the next attempt.
   virtual void reconnect() = 0;
   [[nodiscard]] virtual bool isConnected() const = 0;
-  /// Empty until the server has reported all that it had when it was found: half of it would be misleading.
+  /// Empty until the server has reported all initial objects: a partial list would be misleading.
   [[nodiscard]] virtual const PipeWireFacts& facts() const = 0;
   /// "PipeWire 1.4.2"; without a version until the server states it.
   [[nodiscard]] virtual const std::string& serverName() const = 0;
@@ -97,12 +97,12 @@ class SoundServer {
   /// Handles what the server reports until the condition holds. False: it did not within the limit, the server has
   /// gone, or the user wants something else (DeviceCalls::interrupt()).
   virtual bool waitUntil(const std::function<bool()>& condition, RunLoop::Duration limit) = 0;
-  /// Until the server has answered all that was asked so far.
+  /// Waits until the server has answered all requests so far.
   virtual bool roundTrip(RunLoop::Duration limit) = 0;
 
-  /// Chooses a card's profile without having it remembered. False: there is no such card (any more).
+  /// Chooses a card's profile without saving the choice. False: there is no such card (any more).
   virtual bool setProfile(std::uint32_t card, std::uint32_t profile) = 0;
-  /// Has a sink close its hardware, until a stream plays to it again.
+  /// Makes a sink close its hardware, until a stream plays to it again.
   virtual void suspend(std::uint32_t sink) = 0;
 
   /// `changed` runs on the player's thread, not from inside the stream's functions, when its state or volume have

@@ -1,6 +1,6 @@
 #pragma once
-// Reads and writes the parameters that PipeWire objects tell in its binary notation. Pure functions; the pods they are
-// given may come from any client of any server and are trusted with nothing (PodReader).
+// Reads and writes the parameters of PipeWire objects in their binary notation. Pure functions; the pods may come from
+// any client of any server and are fully validated (PodReader).
 
 #include <spa/pod/pod.h>
 

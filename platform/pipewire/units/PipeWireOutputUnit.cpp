@@ -66,7 +66,7 @@ OSStatus PipeWireOutputUnit::initialize() {
   return noErr;
 }
 
-/// `isMove`: the unit has been on another way, and takes what it had there with it.
+/// `isMove`: the unit was on another path, and takes its settings along.
 OSStatus PipeWireOutputUnit::openWay(bool isMove) {
   const auto path = host_.openPath(settings_.device(), *this);
   if (!path) return path.error();
@@ -85,7 +85,7 @@ OSStatus PipeWireOutputUnit::openDirect(const Path& path) {
   direct_->setDeliveryRecord(deliveries_);
   using Property = AudioUnitProperty;
   using Scope = AudioUnitScope;
-  // What it has to know but for the device, which is another one there.
+  // Its settings, except for the device, which differs there.
   if (const OSStatus status = direct_->setProperty(Property::currentDevice, Scope::global, 0, path.direct);
       status != noErr)
     return status;
@@ -146,12 +146,12 @@ OSStatus PipeWireOutputUnit::start() {
   }
   watchError_ = noErr;
   const auto wait = host_.server().beginWait();
-  // A sink that has gone while nothing played may be back, or the device may be reached without one now.
+  // A sink that went while nothing played may be back, or the device may now be reached without one.
   if (!direct_ && stream() == nullptr)
     if (const OSStatus status = reopen(); status != noErr) return status;
   heardBefore_ = 0;
   OSStatus status = startWay();
-  // The news that the sink has gone may come no sooner than when it is asked for something.
+  // That the sink is gone may not be noticed before a request to it.
   if (status == noErr || direct_ || stream() != nullptr) return status;
   status = reopen();
   heardBefore_ = 0;
@@ -174,7 +174,7 @@ OSStatus PipeWireOutputUnit::startWay() {
   return noErr;
 }
 
-/// REQUIRES: no direct way, and nothing that plays.
+/// REQUIRES: not on the card path, and not playing.
 OSStatus PipeWireOutputUnit::reopen() {
   dropStream();
   host_.closePath(settings_.device(), *this);
@@ -236,8 +236,8 @@ std::uint64_t PipeWireOutputUnit::underrunCount() const {
   return underrunsBefore_ + (stream_ ? stream_->underruns() : 0);
 }
 
-/// A sink whose hardware is busy calls a stream playing, and asks it for nothing. And what only the data thread gets to
-/// know, the graph's rate and its clock, is passed on from here.
+/// A sink whose hardware is busy reports a stream as playing, but requests no frames from it. Also passes on what only
+/// the data thread sees: the graph's rate and its clock.
 void PipeWireOutputUnit::watchProgress() {
   if (stream() == nullptr) return;
   host_.unitChanged(settings_.device());

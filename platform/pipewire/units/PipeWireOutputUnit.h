@@ -1,6 +1,6 @@
 #pragma once
-// An output unit on a device that may be reached through a PipeWire sink or directly: which of them is decided when it
-// is initialised. Player's thread; what renders lives in the server's stream, or in the direct side's own unit.
+// An output unit on a device that is reached through a PipeWire sink or directly over its card, which is decided when
+// it is initialised. Player's thread; the server's stream or the card's own unit does the rendering.
 
 #include <memory>
 #include <optional>
@@ -15,13 +15,13 @@ namespace tolvane {
 
 class PipeWireOutputUnit : public AdapterOutputUnit {
  public:
-  /// How a device is reached now.
+  /// The path to a device.
   struct Path {
     std::string name;                            ///< of the device, for the log
-    AudioObjectID direct = kAudioObjectUnknown;  ///< the direct side's device; else the sink
+    AudioObjectID direct = kAudioObjectUnknown;  ///< the device on the card path; unknown: the sink
     std::uint32_t sink = 0;
     std::string serial;
-    /// The rate that the sink was given to run at; nothing: it runs as it likes.
+    /// The rate that the sink was set to; nothing: it was not set.
     std::optional<double> rate;
   };
   /// What a unit needs of its hardware.
@@ -29,11 +29,11 @@ class PipeWireOutputUnit : public AdapterOutputUnit {
    public:
     virtual ~Host() = default;
     [[nodiscard]] virtual bool hasDevice(AudioObjectID id) const = 0;
-    /// The device's way for this unit, which has it until closePath(): one unit at a time.
+    /// The device's path for this unit, which has it until closePath(): one unit at a time.
     [[nodiscard]] virtual std::expected<Path, OSStatus> openPath(AudioObjectID id, PipeWireOutputUnit& unit) = 0;
-    /// Nothing happens where the unit does not have the way any more.
+    /// Does nothing if the unit no longer has the path.
     virtual void closePath(AudioObjectID id, const PipeWireOutputUnit& unit) = 0;
-    /// The unit goes on over the card itself, whose rate is to be what the sink's was, where the unit chose that.
+    /// The unit continues over the card itself, at the sink's rate if the unit chose that.
     virtual void movedToCard(AudioObjectID id, std::optional<double> rate) = 0;
     /// The unit has begun or ended, or its stream has changed.
     virtual void unitChanged(AudioObjectID id) = 0;
@@ -57,7 +57,7 @@ class PipeWireOutputUnit : public AdapterOutputUnit {
 
   // For the hardware.
 
-  /// Null unless the unit plays, or could, through a sink.
+  /// Null unless the unit plays, or could play, through a sink.
   [[nodiscard]] const SoundServerStream* stream() const {
     return stream_ && !stream_->isLost() ? stream_.get() : nullptr;
   }
@@ -67,10 +67,10 @@ class PipeWireOutputUnit : public AdapterOutputUnit {
   [[nodiscard]] const ChannelLayout& channelLayout() const { return settings_.channelLayout(); }
   /// The sink or the server behind the stream has gone, or has failed.
   void markLost(OSStatus status);
-  /// Leaves the sink and renders nothing more until goOn(). How long the hardware still plays what it was given.
+  /// Leaves the sink and stops rendering until goOn(). Returns how long the hardware still plays frames of the unit.
   /// REQUIRES: stream() is not null.
   RunLoop::Duration leaveSink();
-  /// On the way to the device that there is now. A unit that finds none is a running one whose device has gone.
+  /// Continues on the present path to the device. Without one, the unit is running but its device is gone.
   void goOn();
 
  private:
@@ -91,13 +91,13 @@ class PipeWireOutputUnit : public AdapterOutputUnit {
 
   Host& host_;
 
-  // Of the ways that the unit has left since it was initialised, and since the last start().
+  // Of the paths that the unit has left since it was initialised, and since the last start().
   std::optional<double> timeBefore_;
   std::uint64_t underrunsBefore_ = 0;
   std::int64_t heardBefore_ = 0;
-  std::optional<double> ledRate_;  ///< that the last sink was made to run at
+  std::optional<double> ledRate_;  ///< that the last sink was set to
 
-  // While initialised, one of the two; none where the last attempt to find another way has failed.
+  // While initialised, one of the two; none if the last attempt to find another path has failed.
   std::unique_ptr<SoundServerStream> stream_;
   std::unique_ptr<AudioOutputUnit> direct_;
   RunLoop::Timer progressWatch_;
