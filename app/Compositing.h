@@ -1,5 +1,5 @@
 #pragma once
-// Whether what a window leaves clear is seen through, on the display that Qt uses. Window's thread.
+// Whether the transparent parts of a window show what is behind it, on the display that Qt uses. Window's thread.
 
 namespace tolvane {
 

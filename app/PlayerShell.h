@@ -1,6 +1,6 @@
 #pragma once
-// What stands around the player's window: delegate, tray, remote controls, single instance, saving at the end.
-// Window's thread, under a QGuiApplication. Knows neither devices nor where files come from.
+// Everything around the player's window: delegate, tray, remote controls, single instance, saving at the end. Window's
+// thread, under a QGuiApplication. Knows neither devices nor the source of files.
 
 #include <QDBusConnection>
 #include <memory>

@@ -1,6 +1,6 @@
 #pragma once
 // The player's window for the application delegate, over a Qt window. Window's thread.
-// Whoever asks the window to close gets the close action instead, except while the program ends.
+// Closing the window, by the user or the desktop, runs the close action instead, except while the program ends.
 
 #include <QObject>
 #include <QPoint>
@@ -23,7 +23,7 @@ class QtShellWindow final : public QObject, public ShellWindow {
 
   /// From here on closing closes: Qt asks each window before it lets the program end.
   void allowClosing() { allowsClosing_ = true; }
-  /// Told whenever size or state may have changed.
+  /// Called whenever size or state may have changed.
   void onChange(std::function<void()> observer) { observer_ = std::move(observer); }
   /// Frame and all; nothing once the window has gone.
   [[nodiscard]] std::optional<WindowSize> frameSize() const;

@@ -8,8 +8,8 @@
 
 namespace tolvane {
 
-/// Turns this process away from a bus that does not answer in time, and says so. A session without a bus stays as it
-/// is.
+/// Disconnects this process from a bus that does not answer in time, and logs it. A session without a bus is
+/// unaffected.
 void leaveSilentSessionBus(Log& log, std::chrono::milliseconds limit = std::chrono::seconds(3));
 
 }  // namespace tolvane

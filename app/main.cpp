@@ -47,16 +47,16 @@
 namespace tolvane {
 namespace {
 
-/// As long as the listener should have to wait for a program that they quit, whatever hangs.
+/// How long the user should have to wait for a program that they quit, even if a device or disk hangs.
 constexpr auto longestFarewell = std::chrono::milliseconds(2500);
 
-/// For waveforms: a file by one thread, so that the cores are left to what the listener waits for.
+/// For waveforms: one thread per file, so that the cores are available for what the user waits for.
 std::shared_ptr<AudioFileServices> waveformFiles() {
   return std::make_shared<SystemAudioFileServices>(SegmentLimits{.workers = 1});
 }
 
-/// What the window may know of the player's waits, and how it ends them. Any thread, also before the player is there
-/// and after it has gone.
+/// What the window may know about the player's waits, and how it ends them. Any thread, also before the player exists
+/// and after it is destroyed.
 class PlayersWaits {
  public:
   void connect(DeviceCalls* calls) {
@@ -78,8 +78,8 @@ class PlayersWaits {
   DeviceCalls* calls_ = nullptr;  // guarded by mutex_
 };
 
-/// The player, on a thread of its own. Made from top to bottom, given back from bottom to top: the session lets go of
-/// its device before the hardware ends.
+/// The player, on a thread of its own. Members are destroyed from bottom to top: the session releases its device before
+/// the hardware ends.
 struct Player {
   Player(RunLoop& playersLoop, Log& sharedLog, SessionLink& sharedLink, PlayersWaits& sharedWaits)
       : runLoop(playersLoop), log(sharedLog), link(sharedLink), waits(sharedWaits) {
@@ -117,7 +117,7 @@ struct Player {
                     .bookmarks = *bookmarks,
                     .runLoop = runLoop,
                     .log = log,
-                    // Work that hangs keeps what it asks the disk with.
+                    // Work that hangs keeps the objects that it uses alive.
                     .background =
                         [heldFiles = files, heldBookmarks = bookmarks](BackgroundWork work) {
                           runInDetachedThread([heldFiles, heldBookmarks, work = std::move(work)] { work(); });
@@ -144,7 +144,7 @@ struct Window {
         });
   }
 
-  /// False: the player's thread hangs and still uses what is here.
+  /// False: the player's thread hangs and still uses these objects.
   [[nodiscard]] bool endPlayer() { return playerThread->end(longestFarewell); }
 
   Log& log;
@@ -167,7 +167,7 @@ struct Window {
   std::optional<PlayerShell> shell;  // once there is a window
 };
 
-/// What a program is asked in a terminal, perhaps on a machine without a display.
+/// The options that print something in a terminal, perhaps on a machine without a display.
 const char* answerTo(std::string_view argument) {
   if (argument == "--version") return "tolvane-player " TOLVANE_VERSION "\n";
   if (argument == "--help" || argument == "-h") {
@@ -231,7 +231,7 @@ int main(int argc, char* argv[]) {
   if (const char* answer = argc == 2 ? tolvane::answerTo(argv[1]) : nullptr) {
     return std::fputs(answer, stdout) == EOF || std::fflush(stdout) != 0 ? 1 : 0;
   }
-  std::signal(SIGPIPE, SIG_IGN);  // the reader of the log may end; the music goes on
+  std::signal(SIGPIPE, SIG_IGN);  // the reader of the log may end; playback continues
   {
     // Before Qt and its platform plug-ins look for the bus.
     tolvane::StandardErrorLog log;

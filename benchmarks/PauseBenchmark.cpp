@@ -194,7 +194,7 @@ class Situations {
     {
       Program earlier(stored_);
       earlier.proxy.loadPlaylist(collection_, false);
-      // It is stored once each file has its bookmark, of which nothing tells.
+      // It is stored once each file has its bookmark, which is not notified.
       earlier.runUntil([&] { return earlier.state().tracks.size() == collection_.size(); }, std::chrono::seconds(5));
       earlier.proxy.save();
     }

@@ -1,5 +1,6 @@
-// What one buffer of 512 frames costs the render thread: at neutral levels beside a plain copy of the same bytes, and
-// scaled, for each layout. Time is per buffer; bytes_per_second tells layouts of different width apart.
+// The cost of one buffer of 512 frames on the render thread: at neutral levels, compared with a plain copy of the same
+// bytes, and scaled, for each layout. Time is per buffer; bytes_per_second makes layouts of different widths
+// comparable.
 
 #include <benchmark/benchmark.h>
 

@@ -19,11 +19,11 @@ class DemoRack {
   DemoRack& operator=(const DemoRack&) = delete;
   ~DemoRack() = default;
 
-  /// What the player over this hardware must use as its run loop.
+  /// The run loop that the player over this hardware must use.
   [[nodiscard]] ManualRunLoop& runLoop() { return runLoop_; }
   [[nodiscard]] SimulatedAudioHardware& hardware() { return hardware_; }
 
-  // The front of the rack: a row a device, and what one can do to it.
+  // The front of the rack: one row per device, with its controls.
 
   struct Row {
     std::string name;

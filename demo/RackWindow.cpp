@@ -9,7 +9,7 @@
 
 #include "demo/RackModel.h"
 
-// Written by the QML modules' builds. Named here, because the linker drops what a static library only registers.
+// Generated with the QML modules. Named here, because the linker drops what a static library only registers.
 extern void qml_register_types_Tolvane();
 extern void qml_register_types_TolvaneDemo();
 
@@ -18,7 +18,7 @@ namespace tolvane {
 namespace {
 
 constexpr int distance = 16;    // pixels between the two windows
-constexpr QSize frame{12, 36};  // what a window manager is likely to put around the rack
+constexpr QSize frame{12, 36};  // the usual size of a window manager's frame
 
 }  // namespace
 

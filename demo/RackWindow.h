@@ -25,7 +25,7 @@ class RackWindow {
 
   /// Opens it beside the other one, once that is on the screen. The other one outlives this.
   void showBeside(QWindow& other);
-  /// Null when the window could not be made; what was wrong has been logged by Qt.
+  /// Null if the window could not be made; Qt has logged the reason.
   [[nodiscard]] QQuickWindow* window() const;
 
  private:

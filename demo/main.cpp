@@ -132,7 +132,7 @@ int runDemo() {
 }  // namespace tolvane
 
 int main(int argc, char* argv[]) {
-  std::signal(SIGPIPE, SIG_IGN);  // whoever read the log may go away; the music goes on
+  std::signal(SIGPIPE, SIG_IGN);  // the reader of the log may end; playback continues
   {
     // Before Qt and its platform plug-ins look for the bus.
     tolvane::StandardErrorLog log;

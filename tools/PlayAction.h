@@ -1,5 +1,6 @@
 #pragma once
-// What `tolvane-probe play` does around the end of one of its files, as a listener would. Pure: text in, value out.
+// The actions of `tolvane-probe play` around the end of one of its files, as a user would make them. Pure: text in,
+// value out.
 
 #include <cstddef>
 #include <expected>
@@ -15,7 +16,7 @@ struct PlayAction {
   double seconds = 0;    ///< from the end of that file: negative before it, else within the file that follows
   Kind kind = Kind::pause;
   double number = 0;  ///< of seek: seconds; of volume: 0 … 1
-  std::string text;   ///< of next: a file; of device: its name; of say: what is printed
+  std::string text;   ///< of next: a file; of device: its name; of say: the text to print
 };
 
 /// `FILE:SECONDS:ACTION` or `FILE:SECONDS:ACTION=VALUE`. The error is a sentence.

@@ -44,7 +44,7 @@ void PlayCommand::observe() {
     if (const std::string words = plainly(player_, status); !words.empty()) members["plainly"] = words;
     print("audioPathStatus", std::move(members));
     if (status.isOfAPath()) lastPath_ = player_.diagnostics();
-    // The player is still in the middle of it: end in a turn of its own.
+    // The player is still in this operation: end in a later turn.
     if (status.kind == AudioPathStatus::Kind::error) runLoop_.post([this] { hasFailed(); });
   }));
   subscriptions_.push_back(player_.exclusiveAccessStatus().subscribe([this](const ExclusiveAccessStatus& status) {
@@ -92,7 +92,7 @@ void PlayCommand::announceNext() {
   player_.setUpcomingTrack(hasNext ? std::optional(fileURLFromArgument(files_[nextFile_])) : std::nullopt);
 }
 
-/// A file has begun: what is to be done before its end, and what after the end of the one before.
+/// A file has begun: actions before its end, and after the end of the one before.
 void PlayCommand::scheduleActions() {
   for (const PlayAction& action : options_.actions)
     if (nextFile_ == fileOf(action)) schedule(action);
@@ -157,7 +157,7 @@ void PlayCommand::pauseForAWhile() {
   });
 }
 
-/// What a listener would do while the music plays.
+/// The user's actions while the music plays.
 void PlayCommand::scheduleListener() {
   if (options_.pauseAtSeconds)
     pauseTimer_ =

@@ -27,7 +27,7 @@ class PlayCommand {
 
   void start(const ProbeArguments& arguments);
 
-  /// Stops as a listener would, and finishes.
+  /// Stops as a user would, and finishes.
   void stop();
 
  private:

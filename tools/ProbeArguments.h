@@ -1,5 +1,5 @@
 #pragma once
-// What the command line of tolvane-probe asks for. Pure: text in, value out.
+// The command line of tolvane-probe as a value. Pure: text in, value out.
 
 #include <expected>
 #include <optional>

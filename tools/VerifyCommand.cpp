@@ -14,7 +14,7 @@ using namespace std::chrono_literals;
 /// A sound server keeps a card, and so its format, for some seconds after the last stream.
 constexpr auto longestWaitForCard = 10s;
 constexpr auto nextTry = 250ms;
-/// What is on its way to the recording's end when the device has played the last frame.
+/// The time for the last frames to reach the end of the recording after the device has played them.
 constexpr auto recordingTail = 500ms;
 /// A recording is given up so long after the time that the track takes.
 constexpr double longestDelaySeconds = 60;
@@ -37,7 +37,7 @@ void VerifyCommand::start(const ProbeArguments& arguments) {
   });
   subscriptions_.push_back(
       player_.audioPathStatus().subscribe([this](const AudioPathStatus& status) { pathChanged(status); }));
-  // The player is still in the middle of it: go on in a turn of its own.
+  // The player is still in this operation: continue in a later turn.
   subscriptions_.push_back(
       player_.playbackCompletionCount().subscribe([this](std::int64_t) { runLoop_.post([this] { completed(); }); }));
   (void)player_.setExclusiveAccessEnabled(arguments.play.isExclusive);
@@ -51,7 +51,7 @@ void VerifyCommand::playNext() {
   if (recording_ == nullptr) return play();
   player_.stop();  // the card must be free to take the next track's format
   auto prepared = preparation_.prepare(current_->url);
-  if (!prepared) return play();  // which says why
+  if (!prepared) return play();  // it reports the reason
   record(*std::move(prepared), runLoop_.now() + longestWaitForCard);
 }
 
@@ -83,7 +83,7 @@ void VerifyCommand::pathChanged(const AudioPathStatus& status) {
     case AudioPathStatus::Kind::configuring:
       return;
     case AudioPathStatus::Kind::error:
-      // The player is still in the middle of it: go on in a turn of its own.
+      // The player is still in this operation: continue in a later turn.
       return runLoop_.post([this, detail = status.detail, words = plainly(player_, status)] {
         if (!current_) return;
         current_->plainly = words;
@@ -141,7 +141,7 @@ void VerifyCommand::fail(const std::string& error) {
 }
 
 void VerifyCommand::goOn() {
-  // In a turn of its own: the player may be in the middle of what has just ended.
+  // In a later turn: the player may still be in the operation that has just ended.
   runLoop_.post([this] { playNext(); });
 }
 

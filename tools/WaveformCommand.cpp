@@ -7,7 +7,7 @@ void printWaveforms(std::span<const std::string> files, AudioFileServices& servi
   for (const std::string& file : files) {
     const FileURL url = fileURLFromArgument(file);
     const auto result = makeWaveformData(services, url, maxWaveformSamples, {});
-    if (!result) continue;  // cannot be: nobody stops it
+    if (!result) continue;  // cannot happen: no stop is requested
     const auto& waveform = *result;
     if (waveform)
       output.print({{"url", url.absoluteString()}, {"duration", waveform->duration}, {"samples", waveform->samples}});

@@ -1,4 +1,4 @@
-// tolvane-probe: the engine without a window. What the system tests, the benchmarks and a listener's bug report run.
+// tolvane-probe: the engine without a window. Used by the system tests, the benchmarks and bug reports.
 
 #include <cstdio>
 #include <exception>

@@ -49,7 +49,7 @@ void ContentView::openFiles(std::span<const FileURL> urls, PlaylistPlace place) 
   place.replacesAll ? loadPlaylist(urls) : session_.insertTracks(urls, place.before);
 }
 
-/// What is known of the old files stays until the new tracks have come: the player may take a while to answer.
+/// The old files' data stays until the new tracks arrive: the player may take a while to answer.
 void ContentView::adoptPlaylist() {
   if (std::exchange(isNewPlaylistExpected_, false)) {
     waveforms_.clear();

@@ -1,6 +1,6 @@
 #pragma once
 // The window's own operations and state beside the player's: what a new playlist resets, which waveforms and tags are
-// asked for, and the reordering drag. Window's thread. Owns no audio logic and draws nothing.
+// requested, and the reordering drag. Window's thread. Owns no audio logic and draws nothing.
 
 #include <cstdint>
 #include <memory>
@@ -25,7 +25,7 @@ class ContentView {
   /// `background` runs the waveforms' reading; `extract` is what reads. The first two outlive the view.
   ContentView(SessionProxy& session, RunLoop& runLoop, WaveformStore::Extract extract,
               WaveformStore::Background background, MusicStore::Source music = {});
-  /// Reads waveforms in files of its own, by these workers, which outlive the view.
+  /// Reads waveforms with these workers, in files that it opens itself; they outlive the view.
   ContentView(SessionProxy& session, RunLoop& runLoop, const std::shared_ptr<AudioFileServices>& waveformFiles,
               LowPriorityWorkers& workers, MusicStore::Source music = {});
 

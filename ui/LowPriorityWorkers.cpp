@@ -63,7 +63,7 @@ struct LowPriorityWorkers::Queue {
     return static_cast<std::size_t>(std::ranges::count(threads, false, &Thread::isReplaced));
   }
 
-  /// How many threads there are to do what comes; one that hangs is not among them.
+  /// The number of threads that can take work; one that hangs is not counted.
   std::size_t countServing(Clock::time_point now) {
     for (Thread& thread : threads)
       if (thread.busySince && now - *thread.busySince >= hangsAfter) thread.isReplaced = true;
@@ -79,7 +79,7 @@ LowPriorityWorkers::~LowPriorityWorkers() {
   queue_->isEnding = true;
   auto dropped = std::exchange(queue_->waiting, {});
   lock.unlock();
-  dropped.clear();  // what it owns may take its time to go
+  dropped.clear();  // destroying its objects may take time
   lock.lock();
   queue_->changed.notify_all();
   queue_->changed.wait_for(lock, patience, [this] { return queue_->threads.empty(); });

@@ -1,6 +1,6 @@
 #pragma once
-// A few threads for work that may wait: the music and the window come first. What was handed in last is done first,
-// because it is what the listener looks at. Window's thread, but for the work itself.
+// A few threads for work that may wait: playback and the window take precedence. The latest work is done first, because
+// it belongs to what the user is looking at. Window's thread, except for the work itself.
 
 #include <chrono>
 #include <functional>
@@ -21,11 +21,11 @@ class LowPriorityWorkers {
   explicit LowPriorityWorkers(unsigned threads = 2, std::function<Clock::time_point()> now = Clock::now);
   LowPriorityWorkers(const LowPriorityWorkers&) = delete;
   LowPriorityWorkers& operator=(const LowPriorityWorkers&) = delete;
-  /// Drops what has not begun, and waits a moment for the rest. A thread that hangs in a dead network share is left
-  /// behind: its work must own what it uses.
+  /// Drops work that has not begun, and waits briefly for the rest. A thread that hangs in a dead network share is
+  /// abandoned: its work must own what it uses.
   ~LowPriorityWorkers();
 
-  /// Also looks whether threads hang: whoever scrolls on asks again.
+  /// Also checks for hanging threads: scrolling on requests new work.
   void run(Work work);
 
  private:

@@ -36,7 +36,7 @@ struct MusicStore::Mailbox {
   std::mutex mutex;
   // Guarded by mutex:
   std::vector<FileURL> waiting;   ///< the last one is next
-  std::optional<FileURL> urgent;  ///< goes before them
+  std::optional<FileURL> urgent;  ///< read before them
   std::stop_source stop;          ///< another one after clear()
   RunLoop* runLoop = nullptr;     ///< null once the store is gone
 

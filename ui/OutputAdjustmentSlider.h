@@ -19,7 +19,7 @@ struct OutputAdjustmentSlider {
   };
   std::optional<Drag> drag{};
 
-  /// Where the thumb's centre stands in a slider of this width.
+  /// The position of the thumb's centre in a slider of this width.
   [[nodiscard]] double thumbCentre(double value, double width) const;
   [[nodiscard]] double trackWidth(double width) const { return width - thumbWidth; }
   /// Within the range, and exactly at an end or at the reset value where only rounding keeps it from there.
@@ -32,7 +32,7 @@ struct OutputAdjustmentSlider {
 
   /// One step of the keyboard or of assistive technology: direction +1 or −1.
   [[nodiscard]] double adjusted(double value, double direction, bool isShiftHeld) const;
-  /// A turn of the wheel by `notches`, away from the listener positive: five steps a notch.
+  /// A turn of the wheel by `notches`, positive away from the user: five steps per notch.
   [[nodiscard]] double turned(double value, double notches, bool isShiftHeld) const;
 };
 

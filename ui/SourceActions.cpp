@@ -22,7 +22,7 @@ struct SourceActions::Mailbox {
     const std::lock_guard lock(mutex);
     if (!runLoop) return;
     runLoop->post([self, discovery, place, found = std::move(found), reason = std::move(reason)] {
-      // A stop was asked for when a newer search or choice took over, and when the owner went.
+      // A stop was requested when a newer search or choice took over, or when the owner was destroyed.
       if (discovery.stop_requested()) return;
       if (!found.empty())
         self->owner->loadPlaylist(found, place);

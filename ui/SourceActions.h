@@ -36,7 +36,7 @@ class SourceActions {
   void openFolderURL(const FileURL& url, PlaylistPlace place = {});
   void dropURLs(std::vector<FileURL> urls, PlaylistPlace place = {});
 
-  /// As a playlist in the chosen place; none where that is not on this machine. A notice says how it went.
+  /// Saves it as a playlist in the chosen place; not if that is on another machine. A notice reports the result.
   void savePlaylist(const std::optional<FileURL>& place, ListToSave list, Replacing replacing);
 
   /// Why the last choice brought nothing to play, or how saving went, as a sentence; empty once something else was

@@ -19,11 +19,11 @@ namespace tolvane {
 
 enum class InstanceRole : std::uint8_t {
   first,       ///< this is the player now, or there is no bus to ask
-  handedOver,  ///< another one runs, and has taken over what was asked for
+  handedOver,  ///< another instance runs, and has taken over the request
   refused      ///< another one runs and does not answer, or refuses
 };
 
-/// Takes the name, or hands the files over to whoever has it; waits at most `patience` for that answer.
+/// Takes the name, or passes the files to its owner; waits at most `patience` for the answer.
 /// To be called once, before anything is opened that two players cannot share.
 [[nodiscard]] InstanceRole claimInstance(QDBusConnection& bus, const ApplicationIdentity& identity,
                                          std::span<const FileURL> files,

@@ -135,7 +135,7 @@ QList<int> DBusMenuAdaptor::EventGroup(const QList<DBusMenuEvent>& events) {
 
 bool DBusMenuAdaptor::AboutToShow(int id, const QDBusMessage& call) {
   if (!exists(id)) refuse(call);
-  return false;  // nothing has to be asked for anew: changes are told as they happen
+  return false;  // nothing needs to be queried again: changes are notified as they happen
 }
 
 QList<int> DBusMenuAdaptor::AboutToShowGroup(const QList<int>& ids, QList<int>& idErrors) {

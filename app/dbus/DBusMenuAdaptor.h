@@ -24,7 +24,7 @@ class DBusMenuAdaptor final : public QDBusAbstractAdaptor {
  public:
   DBusMenuAdaptor(QObject* parent, const QDBusConnection& bus, std::function<void(ShellAction)> perform);
 
-  /// Tells the panel which lines are other than before.
+  /// Notifies the panel of the lines that have changed.
   void setItems(std::vector<MenuItem> items);
 
   [[nodiscard]] uint version() const { return 3; }
@@ -61,7 +61,7 @@ class DBusMenuAdaptor final : public QDBusAbstractAdaptor {
   uint revision_ = 1;
 };
 
-/// What a line looks like on the bus: only what differs from the protocol's defaults.
+/// A line in the form of the bus: only the properties that differ from the protocol's defaults.
 [[nodiscard]] QVariantMap menuItemProperties(const MenuItem& item);
 
 }  // namespace tolvane

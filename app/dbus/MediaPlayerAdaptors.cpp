@@ -81,7 +81,7 @@ void MediaPlayerAdaptor::SetPosition(const QDBusObjectPath& TrackId, qlonglong P
 }
 
 void MediaPlayerAdaptor::OpenUri(const QString& Uri, const QDBusMessage& call) {
-  call.setDelayedReply(true);  // the disk is asked first, and may be a share that takes its time
+  call.setDelayedReply(true);  // the disk is read first, and may be a slow share
   controls_.openURI(Uri.toStdString(), [call, bus = bus_](const std::expected<void, std::string>& opened) {
     bus.send(opened ? call.createReply()
                     : call.createErrorReply(QDBusError::NotSupported, QString::fromStdString(opened.error())));

@@ -30,7 +30,7 @@ class MediaPlayerRootAdaptor final : public QDBusAbstractAdaptor {
 
   [[nodiscard]] bool yes() const { return true; }
   [[nodiscard]] bool no() const { return false; }
-  void setFullscreen(bool) {}  // ignored, as CanSetFullscreen tells
+  void setFullscreen(bool) {}  // ignored: CanSetFullscreen is false
   [[nodiscard]] QString identity() const { return QString::fromStdString(identity_.title); }
   [[nodiscard]] QString desktopEntry() const { return QString::fromStdString(identity_.id); }
   [[nodiscard]] QStringList supportedURISchemes() const { return {QStringLiteral("file")}; }
@@ -106,7 +106,7 @@ class MediaPlayerAdaptor final : public QDBusAbstractAdaptor {
 
   QDBusConnection bus_;
   MediaControls& controls_;
-  const QString trackPrefix_;  // what a track's object path begins with
+  const QString trackPrefix_;  // common prefix of the tracks' object paths
 };
 
 }  // namespace tolvane

@@ -29,7 +29,7 @@ void preferPortalDialogs() {
   if (!QFile::exists(QLibraryInfo::path(QLibraryInfo::PluginsPath) +
                      QStringLiteral("/platformthemes/libqxdgdesktopportal.so")))
     return;
-  // A connection of its own: the application's is to be made by the application.
+  // A separate connection: the application makes its own.
   const auto name = QStringLiteral("portal");
   {
     const auto bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, name);

@@ -16,7 +16,7 @@ namespace tolvane {
 
 class TrayItem {
  public:
-  /// `perform` is called with what the listener chose. Without a bus the tray item does nothing.
+  /// `perform` is called with the user's choice. Without a bus the tray item does nothing.
   TrayItem(const QDBusConnection& bus, const ApplicationIdentity& identity, const QIcon& icon,
            std::function<void(ShellAction)> perform);
   ~TrayItem();

@@ -43,7 +43,7 @@ class AppDelegate {
   /// Has the player save. Once the session is gone it does nothing.
   void applicationWillTerminate();
 
-  /// Made afresh each time it is asked for.
+  /// Made anew for each request.
   [[nodiscard]] std::vector<MenuItem> playerSystemMenu() const;
   void perform(ShellAction action);
   /// The action behind the name that the desktop entry gives it.

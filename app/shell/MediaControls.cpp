@@ -12,7 +12,7 @@ namespace tolvane {
 namespace {
 
 constexpr double microsecondsASecond = 1e6;
-constexpr double seekTolerance = 0.02;  // seconds; what a timer that comes late may add up to
+constexpr double seekTolerance = 0.02;  // seconds; the total delay of late timers
 
 std::int64_t microseconds(double seconds) {
   return std::isfinite(seconds) ? std::llround(std::clamp(seconds, 0.0, 1e9) * microsecondsASecond) : 0;
@@ -87,7 +87,7 @@ void MediaControls::announcePosition(const MediaState& now) {
   const bool isAnother = now.trackID != belief_.trackID || now.status != belief_.status;
   if (!positionIsNew_ && !isAnother) return;
   const bool hasJumped = std::abs(latestSeconds_ - expectedSeconds(now)) > seekTolerance;
-  // A position that was published at its time counts from then; one that only goes on counts from now.
+  // A position published with its time counts from then; one that only advances counts from now.
   belief_ = {now.status, now.trackID, latestSeconds_, positionIsNew_ ? latestAt_ : runLoop_.now()};
   positionIsNew_ = false;
   if (hasJumped && seekObserver_) seekObserver_(microseconds(latestSeconds_));

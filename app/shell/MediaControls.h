@@ -49,7 +49,7 @@ struct MediaState {
 
 class MediaControls {
  public:
-  /// Tells, now or later, whether there is such a file; then it has been opened in place of the playlist.
+  /// Calls back, now or later, with whether there is such a file; if so it has been opened in place of the playlist.
   using OpenFile = std::function<void(const FileURL&, std::function<void(bool isThere)>)>;
   using Opened = std::function<void(const std::expected<void, std::string>&)>;
   using StateObserver = std::function<void(const MediaState& before, const MediaState& now)>;
@@ -65,18 +65,18 @@ class MediaControls {
 
   /// Without it nothing is known of the music.
   void setMusic(FindMusic findMusic) { findMusic_ = std::move(findMusic); }
-  /// What it finds may be another than before.
+  /// The file found may differ from the previous one.
   void musicHasChanged() { scheduleAnnouncement(); }
 
   [[nodiscard]] MediaState state() const;
   [[nodiscard]] std::int64_t position();  ///< microseconds
 
-  /// Many changes of one operation are told as one, after it has ended.
+  /// Several changes of one operation are notified once, after it has ended.
   void onStateChange(StateObserver observer) { stateObserver_ = std::move(observer); }
   /// The position is another one than time alone would have made it.
   void onSeeked(SeekObserver observer) { seekObserver_ = std::move(observer); }
 
-  // Commands. What is not possible at the moment is ignored.
+  // Commands. A command that is not possible at the moment is ignored.
 
   void play();
   void pause();
@@ -89,16 +89,16 @@ class MediaControls {
   void seek(std::int64_t offset);
   /// Ignored for another track than the current one, and outside of it.
   void setPosition(PlaylistTrackID track, std::int64_t position);
-  /// What is not finite is ignored, the rest is taken into 0 … 1.
+  /// Values that are not finite are ignored, others clamped to 0 … 1.
   void setVolume(double volume);
   /// There is one rate; 0 means pause, all others are ignored.
   void setRate(double rate);
   /// Opens a file of this machine that exists and has a supported extension. Anything else changes nothing. `opened` is
-  /// told, now or later, with a full sentence where it could not be done.
+  /// called, now or later, with a full sentence if it could not be done.
   void openURI(std::string_view uri, const Opened& opened);
 
  private:
-  /// Where a listener who only counts time believes the track to be.
+  /// The position that a client which only counts time assumes.
   struct Belief {
     MediaStatus status = MediaStatus::stopped;
     PlaylistTrackID trackID = 0;

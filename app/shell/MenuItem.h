@@ -1,5 +1,5 @@
 #pragma once
-// A line of a menu as data: what it says, how it looks, and which action it asks for. A value.
+// A line of a menu as data: its text, its look, and the action that it requests. A value.
 
 #include <cstdint>
 #include <optional>

@@ -12,7 +12,7 @@ class ShellWindow {
 
   /// Points; also the smallest size that the window can be given.
   virtual void setContentAndMinimumSize(int width, int height) = 0;
-  /// What happens instead when the listener or the window manager asks to close the window.
+  /// Called instead of closing when the user or the window manager closes the window.
   virtual void setCloseAction(std::function<void()> action) = 0;
 
   virtual void orderOut() = 0;

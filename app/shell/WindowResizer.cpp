@@ -33,7 +33,7 @@ void WindowResizer::postWhileAlive(void (WindowResizer::*work)()) {
 void WindowResizer::adoptFrame() {
   if (!frame_()) return;
   onWindowAvailable_();
-  if (const auto frame = frame_()) size_ = *frame;  // asked again: a window that was just set up has another size
+  if (const auto frame = frame_()) size_ = *frame;  // read again: a window that was just set up has another size
 }
 
 void WindowResizer::followFrame() {

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Tolvane
 
-/// A push button with a lamp. What it shows follows the device, not the finger.
+/// A push button with a lamp. The lamp shows the state of the device, not that of the button.
 T.AbstractButton {
     id: control
 

@@ -1,5 +1,5 @@
 #pragma once
-// What travels with a dragged row, as plain text: which drag it is and which track. A value.
+// The data of a dragged row, as plain text: the drag and the track. A value.
 
 #include <optional>
 #include <string>
@@ -20,7 +20,7 @@ struct PlaylistTrackDragPayload {
 
   /// A JSON object.
   [[nodiscard]] std::string encoded() const;
-  /// Nothing for what is no such object; members that it does not know are ignored.
+  /// Nothing for anything but such an object; unknown members are ignored.
   [[nodiscard]] static std::optional<PlaylistTrackDragPayload> decode(std::string_view json);
 };
 

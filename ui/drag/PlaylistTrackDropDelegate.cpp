@@ -13,7 +13,7 @@ void commit(const PlaylistTrackDropDelegate::Session& session, const PlaylistDra
   const bool isOurs = payload && payload->kind == PlaylistTrackDragPayload::trackKind &&
                       payload->sessionID == drag.id && payload->trackID == drag.trackID;
   if (isOurs) onMove(drag.trackID, insertionIndex);
-  if (*session && (*session)->id == drag.id) session->reset();  // a drag begun meanwhile goes on
+  if (*session && (*session)->id == drag.id) session->reset();  // a drag begun meanwhile continues
 }
 
 }  // namespace

@@ -13,7 +13,7 @@
 
 namespace tolvane {
 
-/// A drag above a row, as the desktop tells of it.
+/// A drag above a row, as reported by the desktop.
 struct PlaylistDropInfo {
   using Completion = std::function<void(std::optional<std::string>)>;
 

@@ -16,7 +16,7 @@ bool hasDashBefore(std::size_t byte) {
   return false;
 }
 
-/// The marks that say "a UUID of this version" to whoever reads it.
+/// The bits that mark a UUID of this version.
 void mark(std::array<std::uint8_t, 16>& bytes, std::uint8_t version) {
   bytes[6] = static_cast<std::uint8_t>((bytes[6] & 0x0F) | (version << 4));
   bytes[8] = static_cast<std::uint8_t>((bytes[8] & 0x3F) | 0x80);
@@ -33,7 +33,7 @@ Uuid Uuid::random() {
 }
 
 Uuid Uuid::ofTrack(PlaylistTrackID id) {
-  // Version 8: the maker's own scheme. The id's eight bytes stand around the marks and lose none of their bits.
+  // Version 8: a custom scheme. The id's eight bytes surround the marks and lose none of their bits.
   Uuid uuid{{'t', 'o', 'l', 'v', 'a', 'n', 0, 'e'}};
   uuid.bytes[7] = static_cast<std::uint8_t>(id >> 56);
   for (std::size_t i = 0; i < 7; ++i) uuid.bytes[9 + i] = static_cast<std::uint8_t>(id >> (48 - 8 * i));

@@ -1,5 +1,5 @@
 #pragma once
-// An identity that nothing else shares: of a drag, and of a track in a drag's payload. A value; pure but for random().
+// A unique identity: of a drag, and of a track in a drag's payload. A value; pure except for random().
 
 #include <array>
 #include <cstdint>
@@ -19,7 +19,7 @@ struct Uuid {
   [[nodiscard]] static Uuid random();
   /// The identity of a playlist entry: another one for every id.
   [[nodiscard]] static Uuid ofTrack(PlaylistTrackID id);
-  /// Upper or lower case; nothing for what is not spelt as string() spells it.
+  /// Upper or lower case; nothing for text in another form than that of string().
   [[nodiscard]] static std::optional<Uuid> parse(std::string_view text);
 
   /// "E621E1F8-C36C-495A-93FC-0C247A3E6E5F"

@@ -17,7 +17,7 @@ class PlaylistDuration {
   void add(const FileURL& url, double seconds);
 
   [[nodiscard]] double seconds() const { return seconds_; }
-  /// Of the entries; a file may stand in the list twice.
+  /// Of the entries; the same file may be in the list more than once.
   [[nodiscard]] std::int64_t knownCount() const { return known_; }
   [[nodiscard]] bool isComplete() const { return known_ == std::ssize(tracks_.entries()); }
 

@@ -6,7 +6,7 @@
 namespace tolvane {
 
 struct PlaylistPlace {
-  bool replacesAll = true;     ///< else they are added to what is there
+  bool replacesAll = true;     ///< false: they are added to the list
   PlaylistTrackID before = 0;  ///< the entry that will follow them; 0: none, they go to the end
 
   [[nodiscard]] static PlaylistPlace atTheEnd() { return {.replacesAll = false}; }

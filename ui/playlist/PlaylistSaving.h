@@ -28,7 +28,8 @@ class PlaylistSaving {
  public:
   using Tell = std::function<void(std::string)>;
 
-  /// `tell` gets a sentence when a save has ended, well or not. The run loop outlives this object, but not its saves.
+  /// `tell` is called with a sentence when a save has ended, successfully or not. The run loop outlives this object,
+  /// but not its saves.
   PlaylistSaving(RunLoop& runLoop, Background background, Tell tell);
   PlaylistSaving(const PlaylistSaving&) = delete;
   PlaylistSaving& operator=(const PlaylistSaving&) = delete;

@@ -14,7 +14,7 @@
 
 namespace tolvane {
 
-/// Without case and accents, as both sides of a comparison. What is not UTF-8 is compared by its ASCII letters.
+/// Without case and accents, for comparison. Text that is not UTF-8 is compared by its ASCII letters.
 [[nodiscard]] std::string foldedText(std::string_view text);
 
 class TrackFinder {
@@ -32,7 +32,7 @@ class TrackFinder {
   [[nodiscard]] std::int64_t matchFrom(std::int64_t row, int direction) const;
   /// 1 for the first match; 0 for a row that does not match.
   [[nodiscard]] std::int64_t numberOf(std::int64_t row) const;
-  /// Frees what was folded.
+  /// Frees the folded names.
   void forget();
 
  private:

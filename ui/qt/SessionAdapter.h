@@ -1,5 +1,5 @@
 #pragma once
-// What the adapters share: one signal for all that the player publishes. Window's thread.
+// Shared by the adapters: one signal for everything that the player publishes. Window's thread.
 // Many changes of one operation become one signal, after the operation has ended.
 
 #include <QObject>

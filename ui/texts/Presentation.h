@@ -16,7 +16,7 @@
 
 namespace tolvane {
 
-/// "05:47"; there is no hour field, so 75 minutes are "75:00". What is no time is "00:00".
+/// "05:47"; there is no hour field, so 75 minutes are "75:00". An invalid time is "00:00".
 [[nodiscard]] std::string formatTime(double seconds);
 
 /// Text from outside with a replacement character for each control character, which would show as nothing, break the
@@ -25,7 +25,7 @@ namespace tolvane {
 
 [[nodiscard]] std::string currentTrackTitle(const std::optional<PlaylistTrack>& track);
 
-/// What the tags state, else the file's name. Null: the tags are not known.
+/// The tags' title, else the file's name. Null: the tags are not known.
 [[nodiscard]] std::string trackTitle(const PlaylistTrack& track, const MusicTags* tags);
 /// "Artist · Album", or the one of them that is stated; else empty.
 [[nodiscard]] std::string creditsLabel(const MusicTags* tags);

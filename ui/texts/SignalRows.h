@@ -24,7 +24,7 @@ struct SignalRow {
 
 /// One a stage, also where there is no path: then without a value. `diagnostics` may be null: without times.
 [[nodiscard]] std::vector<SignalRow> stageRows(const SignalPath* path, const PathDiagnostics* diagnostics);
-/// What was shown of the samples that were handed over.
+/// What was found about the samples that were handed to the device.
 [[nodiscard]] std::vector<SignalRow> deliveryRows(const PathDiagnostics& diagnostics);
 [[nodiscard]] std::vector<SignalRow> counterRows(const PathDiagnostics& diagnostics);
 /// Newest first.

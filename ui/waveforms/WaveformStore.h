@@ -23,7 +23,7 @@ class WaveformStore {
   using Work = std::function<void()>;
   /// Runs the work once, at low priority, on another thread or at another time; or never, once the window has gone.
   using Background = std::function<void(Work)>;
-  /// Finds a file's waveform. Called in the background; owns what it uses.
+  /// Computes a file's waveform. Called in the background; owns what it uses.
   using Extract = std::function<std::optional<Result<Waveform>>(const FileURL&, const std::stop_token&)>;
   using Observer = std::function<void(const FileURL&)>;
 
@@ -56,7 +56,7 @@ class WaveformStore {
   struct Mailbox;
   struct Load {
     TaskID task;
-    std::stop_source stop;  ///< asked to stop: its result is not wanted
+    std::stop_source stop;  ///< a stop was requested: its result is not wanted
   };
   /// Of a file that is known, or on its way.
   struct Record {

@@ -10,7 +10,7 @@ T.AbstractButton {
     required property string name
     property int iconSize: 20
     property color tint: Theme.ink
-    /// Takes the keyboard over when this button goes off under its hand.
+    /// Takes the keyboard focus when this button is disabled while it has it.
     property Item heir: null
 
     implicitWidth: 40
@@ -19,7 +19,7 @@ T.AbstractButton {
     opacity: enabled ? 1 : Theme.disabledOpacity
     hoverEnabled: true
     Accessible.name: name
-    Accessible.description: enabled ? "" : qsTr("Not available now")  // this Qt tells nobody that an item is off
+    Accessible.description: enabled ? "" : qsTr("Not available now")  // this version of Qt does not report that an item is disabled
     Accessible.onPressAction: if (enabled) clicked()
     Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
     Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }

@@ -1,7 +1,7 @@
 import QtQuick
 import Tolvane
 
-/// Files hover over a window that has tracks already: says what letting go would do.
+/// Files hover over a window that has tracks already: states what a drop would do.
 Item {
     id: overlay
 

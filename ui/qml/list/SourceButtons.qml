@@ -1,7 +1,7 @@
 import QtQuick
 import Tolvane
 
-/// The two ways in beside dropping. With Shift, what is chosen is added to the list.
+/// The two ways to open files besides dropping them. With Shift, the chosen files are added to the list.
 Row {
     id: buttons
 

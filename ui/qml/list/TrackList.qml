@@ -9,7 +9,7 @@ Item {
     required property TrackListModel tracks
     required property TrackDragModel trackDrag
     required property TrackFindModel finder
-    /// A match is looked at, wherever the keyboard is.
+    /// A match is shown, wherever the keyboard focus is.
     required property bool finds
     /// The gap that files would be dropped into; −1: none.
     property int fileGap: -1
@@ -45,7 +45,7 @@ Item {
         return gap <= list.count && Math.abs(rows - gap) <= 0.25 ? gap : -1;
     }
 
-    /// What plays, also after the list was scrolled or the keyboard has gone elsewhere in it.
+    /// The playing track, even after the list was scrolled or the focus has moved in it.
     function goToPlaying() { if (nowPlaying.currentIndex >= 0) showPlaying(); }
     function playRow(row: int) { list.play(row, 0); }
 
@@ -66,8 +66,8 @@ Item {
         return top + Theme.trackRowHeight > 0 && top < list.height;
     }
 
-    // Who has scrolled away, drags a row, has chosen this one, or has gone to another with the keyboard is left there; and
-    // a row that was only moved moves nothing else.
+    // The list does not follow if the user has scrolled away, drags a row, has chosen this track, or has moved to
+    // another row with the keyboard; and a row that was only moved moves nothing else.
     onPlayingRowChanged: {
         const played = tracks.playedRow;
         tracks.playedRow = playingRow;
@@ -102,7 +102,7 @@ Item {
         Accessible.name: qsTr("Tracks")
         Accessible.description: qsTr("Return plays a track, Alt with the arrow keys moves it, Ctrl with Space selects it. Delete removes what is selected.")
 
-        /// By a click: the keyboard is here then, and no ring says so before a key is pressed.
+        /// By a click: the list has the focus, but shows no ring before a key is pressed.
         property bool isTakenByPointer: false
         readonly property bool showsFocus: activeFocus && !isTakenByPointer
         onActiveFocusChanged: {

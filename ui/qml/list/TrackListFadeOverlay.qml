@@ -1,7 +1,7 @@
 import QtQuick
 import Tolvane
 
-/// Says that rows go on beyond an end of the list.
+/// Shows that there are more rows beyond an end of the list.
 Item {
     id: overlay
 

@@ -38,7 +38,7 @@ T.ItemDelegate {
     /// Of the keyboard, when the pointer was pressed.
     property int pressModifiers: Qt.NoModifier
 
-    /// A drag takes the release of the button that began it: the row would count as pressed for good.
+    /// A drag consumes the release of the button that began it: the row would stay pressed.
     property bool releasedByDrag: false
     readonly property int rowSpacing: 14
     readonly property int indexWidth: 28

@@ -62,6 +62,6 @@ AdjustmentArea {
     }
 
     HoverHandler { id: pointer }
-    // Below: above stands the value that it sets.
+    // Below, because the value that it sets is shown above.
     HelpTip { text: slider.helpText; below: true; visible: pointer.hovered && !slider.dragging }
 }

@@ -15,7 +15,7 @@ T.AbstractButton {
     opacity: enabled ? 1 : Theme.disabledOpacity
     hoverEnabled: true
     Accessible.name: name
-    Accessible.description: enabled ? "" : qsTr("Not available now")  // this Qt tells nobody that an item is off
+    Accessible.description: enabled ? "" : qsTr("Not available now")  // this version of Qt does not report that an item is disabled
     Accessible.onPressAction: if (enabled) clicked()
     Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked(); }
     Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked(); }

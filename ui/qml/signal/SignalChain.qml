@@ -30,7 +30,7 @@ Item {
                 required property bool named
                 readonly property bool known: value.length > 0
 
-                // The name of the device, which ends the last one, is what gives way.
+                // The name of the device, at the end of the last line, is shortened if space is short.
                 Layout.fillWidth: true
                 Layout.minimumWidth: index < 3 ? Math.min(implicitWidth, chain.width * 0.33) : 0  // qmllint disable unqualified
                 Layout.maximumWidth: implicitWidth

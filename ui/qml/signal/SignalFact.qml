@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Tolvane
 
-/// A name and what there is to say of it.
+/// A name and its value.
 RowLayout {
     id: fact
 

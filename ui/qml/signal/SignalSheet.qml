@@ -4,8 +4,8 @@ import QtQuick.Templates as T
 import QtQuick.Window
 import Tolvane
 
-/// All that is known of the signal path, over the window: the stages, what was shown of the samples, counters, and what
-/// has become of the path. Live while it is open; the player is asked for nothing while it is closed.
+/// Everything known about the signal path, over the window: the stages, what was found about the samples, counters, and
+/// the history of the path. Live while it is open; requests nothing from the player while it is closed.
 T.Popup {
     id: sheet
 
@@ -18,7 +18,7 @@ T.Popup {
     required property real windowRadius
 
     readonly property int scrollStep: 48
-    /// What had the keyboard, and gets it back.
+    /// The item that had the keyboard focus, and gets it back.
     property Item opener: null
     property bool openerShowsFocus: false
 

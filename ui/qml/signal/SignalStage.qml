@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Tolvane
 
-/// A stage of the signal path: what it is, what it means for the samples, and where that was read.
+/// A stage of the signal path: its value, its meaning for the samples, and where it was read.
 Item {
     id: stage
 

@@ -69,7 +69,7 @@ Window {
 
     FileDialog {
         id: fileDialog
-        /// What is chosen is added to the list; else it replaces it.
+        /// The chosen files are added to the list; else they replace it.
         property bool adds: false
         objectName: "fileDialog"
         title: qsTr("Open files")
@@ -137,7 +137,7 @@ Window {
         anchors.margins: Theme.margin
         anchors.topMargin: header.height
         focus: true
-        // What the part with the keyboard has no use for.
+        // Keys that the focused item does not handle.
         Keys.onLeftPressed: event => window.nowPlaying.seekBy(event.modifiers & Qt.ShiftModifier ? -1 : -5)
         Keys.onRightPressed: event => window.nowPlaying.seekBy(event.modifiers & Qt.ShiftModifier ? 1 : 5)
         Keys.onPressed: event => {

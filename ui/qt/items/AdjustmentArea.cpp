@@ -121,7 +121,7 @@ void AdjustmentArea::setVisualFocus(bool isVisual) {
 
 void AdjustmentArea::focusInEvent(QFocusEvent* event) {
   QQuickItem::focusInEvent(event);
-  // A window that becomes active again shows what it showed before.
+  // A window that becomes active again shows the same as before.
   if (event->reason() != Qt::ActiveWindowFocusReason) setVisualFocus(event->reason() != Qt::MouseFocusReason);
 }
 

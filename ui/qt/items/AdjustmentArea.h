@@ -12,7 +12,7 @@ namespace tolvane {
 class AdjustmentArea : public QQuickItem {
   Q_OBJECT
   QML_ELEMENT
-  /// What the owner says it is.
+  /// The value that the owner sets.
   Q_PROPERTY(double shownValue READ value WRITE show NOTIFY valueChanged FINAL)
   /// The same for assistive technology, which sets it, too: that asks for a value, as a drag does.
   Q_PROPERTY(double value READ value WRITE setValue NOTIFY valueChanged FINAL)
@@ -59,7 +59,7 @@ class AdjustmentArea : public QQuickItem {
   void thumbMoved();
   void visualFocusChanged();
   void draggingChanged();
-  /// The listener asks for this value.
+  /// The user requests this value.
   void chosen(double value);
 
  protected:

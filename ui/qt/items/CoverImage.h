@@ -20,7 +20,7 @@ struct CoverImage {
   bool operator==(const CoverImage& other) const { return image.cacheKey() == other.image.cacheKey(); }
 };
 
-/// The longest edge of a decoded cover, in pixels: what the largest window shows at twice the density.
+/// The longest edge of a decoded cover, in pixels: its size in the largest window at twice the density.
 inline constexpr int longestCoverEdge = 640;
 
 /// Null for what cannot be decoded, or would be larger than any cover is. Any thread; may take a while, and for its

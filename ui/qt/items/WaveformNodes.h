@@ -14,7 +14,7 @@ namespace tolvane {
 struct WaveformPaint {
   std::span<const WaveformBar> bars;
   double height = 0;
-  double pixel = 1;  ///< the length of a pixel of the screen: what an edge is softened over
+  double pixel = 1;  ///< the size of a screen pixel, over which an edge is softened
   QColor activeLower;
   QColor activeUpper;
   QColor inactive;

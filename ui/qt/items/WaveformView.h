@@ -34,7 +34,7 @@ class WaveformView : public QQuickItem {
   [[nodiscard]] double spacing() const { return layout_.spacing; }
   void setSpacing(double spacing);
 
-  /// What it draws now.
+  /// The values that it draws now.
   [[nodiscard]] std::vector<WaveformBar> bars() const;
 
  signals:

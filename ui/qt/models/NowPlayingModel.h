@@ -1,5 +1,5 @@
 #pragma once
-// What plays, and the transport, as QML sees them. Window's thread.
+// The current track and the transport for QML. Window's thread.
 
 #include <QtQmlIntegration>
 
@@ -82,7 +82,7 @@ class NowPlayingModel final : public SessionAdapter {
   [[nodiscard]] const MusicTags* tags() const;
 
   ContentView& content_;
-  std::optional<FileURL> track_;  // whose waveform was asked for
+  std::optional<FileURL> track_;  // whose waveform was requested
   WaveformSamples samples_;
   CoverImage cover_;
   BackgroundRequest<QImage> decoding_;

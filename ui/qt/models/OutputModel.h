@@ -1,5 +1,5 @@
 #pragma once
-// Where the music goes, as QML sees it: the devices, Exclusive Access and the verdict. Window's thread.
+// The output for QML: the devices, Exclusive Access and the verdict. Window's thread.
 
 #include <QColor>
 #include <QStringList>

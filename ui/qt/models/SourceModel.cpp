@@ -12,7 +12,7 @@ namespace tolvane {
 
 namespace {
 
-/// "*.[wW][aA][vV]": most dialogs tell upper and lower case apart.
+/// "*.[wW][aA][vV]": most dialogs distinguish upper and lower case.
 QString patternOf(std::string_view extension) {
   QString pattern = QStringLiteral("*.");
   for (const QChar letter : toQString(extension))
@@ -20,7 +20,7 @@ QString patternOf(std::string_view extension) {
   return pattern;
 }
 
-/// The dialog that stands in for the desktop's, a part of the window, replaces files without a question.
+/// The dialog that replaces the desktop's, a part of the window, overwrites files without asking.
 Replacing replacingAfterDialogOf(const QObject* window) {
   const auto parts = window->findChildren<QObject*>();
   const bool standsIn =

@@ -36,7 +36,7 @@ class TrackDragModel final : public QObject {
   Q_INVOKABLE void exited();
   Q_INVOKABLE bool drop(int row, double y, const QString& text);
 
-  /// Begins the drag's session; what is to travel with it. Null for a row that is not there.
+  /// Begins the drag's session and returns its data. Null for a row that does not exist.
   [[nodiscard]] QMimeData* begin(int row);
   void end();
 

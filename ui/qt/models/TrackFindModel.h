@@ -33,7 +33,7 @@ class TrackFindModel final : public QObject {
   Q_INVOKABLE void reopen();
   /// To the next match (1) or the one before (−1); behind the last one follows the first one.
   Q_INVOKABLE void step(int direction);
-  /// Frees what searching needs. The text stays for the next time.
+  /// Frees the data of the search. The text stays for the next time.
   Q_INVOKABLE void close();
 
  signals:

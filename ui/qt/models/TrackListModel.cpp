@@ -330,7 +330,7 @@ void TrackListModel::adoptUnplayable(std::shared_ptr<const UnplayableFileMap> fi
   const auto before = std::exchange(unplayable_, std::move(files));
   for (const FileURL& url : differenceOf(before ? *before : none, unplayable_ ? *unplayable_ : none)) {
     announce(url, {problemRole});
-    // What could not be read then may have a waveform now.
+    // A file that could not be read then may have a waveform now.
     const bool isMarked = unplayable_ && unplayable_->contains(url);
     if (!isMarked && shown_.contains(url)) content_.waveforms().loadWaveform(url);
   }

@@ -27,7 +27,7 @@ class TrackListModel final : public QAbstractListModel {
   Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectionChanged FINAL)
   /// "3 of 12 selected".
   Q_PROPERTY(QString selectionLabel READ selectionLabel NOTIFY selectionChanged FINAL)
-  /// What the last change of the list was, while it can be undone; else empty.
+  /// The last change of the list, while it can be undone; else empty.
   Q_PROPERTY(QString undoLabel READ undoLabel NOTIFY undoChanged FINAL)
   /// The row that played when the view last looked; stays with its track through moves. −1: none.
   Q_PROPERTY(int playedRow READ playedRow WRITE setPlayedRow FINAL)
@@ -121,7 +121,7 @@ class TrackListModel final : public QAbstractListModel {
 
   ContentView& content_;
   PlaylistTracks tracks_;                                // as last reported to the views
-  std::map<FileURL, std::vector<Shown>> shown_;          // a file may stand in the list twice
+  std::map<FileURL, std::vector<Shown>> shown_;          // the same file may be in the list more than once
   std::int64_t currentIndex_;                            // as last reported to the views
   std::shared_ptr<const UnplayableFileMap> unplayable_;  // likewise; null: none
   QPersistentModelIndex playedRow_;

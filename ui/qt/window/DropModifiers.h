@@ -1,5 +1,6 @@
 #pragma once
-// Whether Shift is held while something is dragged over the window: QML's drag events do not say it. Window's thread.
+// Whether Shift is held while something is dragged over the window: QML's drag events do not report it. Window's
+// thread.
 
 #include <QObject>
 #include <QPointer>

@@ -15,7 +15,7 @@
 #include "ui/qt/models/TrackFindModel.h"
 #include "ui/qt/models/TrackListModel.h"
 
-// Written by the QML module's build. Named here, because the linker drops what a static library only registers.
+// Generated with the QML module. Named here, because the linker drops what a static library only registers.
 extern void qml_register_types_Tolvane();
 
 namespace tolvane {

@@ -20,7 +20,7 @@ class PlayerWindow {
   PlayerWindow(const PlayerWindow&) = delete;
   PlayerWindow& operator=(const PlayerWindow&) = delete;
 
-  /// Null when the window could not be made; what was wrong has been logged by Qt.
+  /// Null if the window could not be made; Qt has logged the reason.
   [[nodiscard]] QQuickWindow* window() const;
 
  private:
