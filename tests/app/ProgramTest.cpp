@@ -105,7 +105,7 @@ class Program : public testing::Test {
     call(QStringLiteral("/org/mpris/MediaPlayer2"), QStringLiteral("org.mpris.MediaPlayer2"), QStringLiteral("Quit"));
     waitUntil([this] { return !isRunning(); });
   }
-  /// From here on whoever asks for the player starts it, as on a desktop where it is installed.
+  /// From here on, a request to the player starts it, as on a desktop where it is installed.
   void letTheBusStartIt() {
     std::string command = "/usr/bin/env";
     for (const auto* name :

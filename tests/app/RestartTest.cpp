@@ -1,5 +1,5 @@
-// A listener who leaves and comes back: the program twice over the same stored defaults, each time with a window of its
-// own. Seen and set in that window, by accessible names.
+// A user who quits and comes back: the program twice over the same stored defaults, each time with a window of its own.
+// Seen and set in that window, by accessible names.
 
 #include <gmock/gmock.h>
 
@@ -57,7 +57,7 @@ struct PlayerRun {
     runLoop.advance(durationFromSeconds(seconds));
     settle();
   }
-  /// As the listener does; returns once the program would be over.
+  /// As the user does; returns once the program would be over.
   void quit() {
     QTimer::singleShot(0, [] { QCoreApplication::quit(); });
     EXPECT_EQ(QCoreApplication::exec(), 0);
@@ -188,7 +188,7 @@ TEST_F(Restart, ShowsEverythingAsItWasLeft) {
   ASSERT_TRUE(after.shows("Exclusive Access"));
   EXPECT_TRUE(after.control("Exclusive Access")->state().checked);
   EXPECT_TRUE(after.shows("Play")) << "nothing plays before the listener wants it";
-  // The window opens at its own size each time; what the listener gave it stays on record.
+  // The window opens at its own size each time; the size that the user gave it stays stored.
   EXPECT_EQ(after.window.window()->size(), QSize(600, 700));
   EXPECT_EQ(loadSavedWindowSize(after.defaults), (WindowSize{820, 760}));
 }

@@ -131,7 +131,7 @@ class Listener {
   PlayerSession session_{hardware_, files_, defaults_, bookmarks_, runLoop_, log_};
 };
 
-/// The kernel sends the signal; no code of this process has a say in the moment.
+/// The kernel sends the signal; no code of this process can influence the moment.
 void killMyselfAfter(std::chrono::nanoseconds lifetime) {
   sigevent event{};
   event.sigev_notify = SIGEV_SIGNAL;

@@ -1,5 +1,5 @@
 #pragma once
-// A player on simulated hardware with a real store that does what listeners do until it is killed.
+// A player on simulated hardware with a real store that does what users do until it is killed.
 
 #include <chrono>
 #include <cstdint>

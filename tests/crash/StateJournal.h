@@ -1,5 +1,6 @@
 #pragma once
-// What a process has asked to be stored, told to the process that outlives it: a digest a state, in shared memory.
+// What a process has asked to be stored, recorded for the process that outlives it: a digest per state, in shared
+// memory.
 // One writes until it dies, the other reads after that.
 
 #include <atomic>

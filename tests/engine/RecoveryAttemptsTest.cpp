@@ -1,4 +1,4 @@
-// Recoveries that fail, how many there are, and what the listener does between two of them.
+// Recoveries that fail, how many there are, and what the user does between two of them.
 
 #include "tests/engine/SupervisionFixture.h"
 

@@ -20,7 +20,7 @@ namespace tolvane::test {
 
 inline const std::string dac = "Studio DAC";
 
-/// What has to be given back: says on which thread that was done.
+/// A resource to be released: records on which thread that was done.
 struct Handle {
   explicit Handle(std::promise<std::thread::id>& where) : closed(&where) {}
   Handle(const Handle&) = delete;

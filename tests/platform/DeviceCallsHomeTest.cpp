@@ -1,4 +1,4 @@
-// The way back to the caller's thread.
+// Calls back into the caller's thread.
 
 #include <future>
 #include <latch>

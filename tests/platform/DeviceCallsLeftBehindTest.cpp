@@ -131,7 +131,7 @@ TEST_F(DeviceCallsLeftBehind, goesOnWithManyLeftBehindAndUsesTheirThreadsAgain) 
   for (const int i : {5, 0, 7, 1, 6, 2, 4, 3}) {
     gates[static_cast<std::size_t>(i)].open();
     ends[static_cast<std::size_t>(i)]->wait();
-    // The first of eight was left behind seventy seconds before the last.
+    // The first of eight was abandoned seventy seconds before the last.
     expected.push_back("DAC " + std::to_string(i) + ": the call that hung in its driver ended after " +
                        std::to_string(10 * (many - i)) + " s");
   }

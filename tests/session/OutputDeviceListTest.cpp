@@ -29,7 +29,7 @@ class OutputDevices : public testing::Test {
 
   ManualRunLoop runLoop;
   SimulatedAudioHardware hardware{runLoop};
-  std::vector<AudioObjectID> told;  ///< what the player was told to play on
+  std::vector<AudioObjectID> told;  ///< the devices that the player was given
   std::optional<OutputDeviceList> list{std::in_place, hardware, [this](AudioObjectID id) { told.push_back(id); }};
 };
 

@@ -1,5 +1,5 @@
-// Window and player as two real threads that tell each other things at random times, while files and devices hang now
-// and then. For ThreadSanitizer; and at the end both sides must agree, with nothing held.
+// Window and player as two real threads that exchange commands and states at random times, while files and devices hang
+// now and then. For ThreadSanitizer; and at the end both sides must agree, with nothing held.
 
 #include <gmock/gmock.h>
 

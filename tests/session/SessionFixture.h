@@ -96,7 +96,7 @@ class ProxyFixture : public SessionFixture {
  protected:
   explicit ProxyFixture(Background background = runAtOnce) : SessionFixture(std::move(background)) { settle(); }
 
-  /// Lets the two sides tell each other all that they have to; the clock stands still.
+  /// Lets the two sides exchange everything that is pending; the clock stands still.
   void settle() { runLoop.runUntilIdle(); }
 
   [[nodiscard]] const SessionState& state() const { return proxy.state(); }

@@ -100,7 +100,7 @@ TEST_F(Proxy, DoesNotStartATrackThatWasPausedWhileItWasPrepared) {
   settle();
   proxy.togglePausePlayback();
   EXPECT_FALSE(state().isGoingToPlay());
-  hardware.failNext(UnitStage::start, kAudioHardwareUnspecifiedError);  // whoever starts the device now is found out
+  hardware.failNext(UnitStage::start, kAudioHardwareUnspecifiedError);  // an attempt to start the device now fails
   finishReading();
   EXPECT_TRUE(state().isPaused);
   EXPECT_EQ(state().position, 5);

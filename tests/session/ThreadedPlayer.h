@@ -118,7 +118,7 @@ class ThreadedPlayer {
     std::unique_lock lock(mutex_);
     mayTurn_ = true;
     changed_.notify_all();
-    // A held thread does not say so: it is looked at. While a reader is held, the player has its turn all the same.
+    // A held thread does not report it, so it is polled. While a reader is held, the player still gets its turn.
     const auto isOver = [this] {
       const bool hasTurned = !mayTurn_ && (readers_ == 0 || gate.isHolding());
       return hasTurned || !isRunning_ || gate.isHolding(thread_.get_id());

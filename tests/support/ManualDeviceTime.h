@@ -49,7 +49,7 @@ class ManualDeviceTime final : public DeviceCalls::Time {
       changed = changed_;
     }
     if (waiter == nullptr) return;
-    // Who has just looked at the time holds this until the wait has begun.
+    // A thread that has just read the time holds this until the wait has begun.
     { const std::scoped_lock lock(*waiter); }
     changed->notify_all();
   }

@@ -1,5 +1,5 @@
 #pragma once
-// What a failed expectation says about statuses, stream descriptions and property addresses.
+// How a failed expectation prints statuses, stream descriptions and property addresses.
 
 #include <ostream>
 #include <string>

@@ -1,5 +1,5 @@
 #pragma once
-// A socket that takes connections and never says a word, as a bus that stands still. Any thread; gone with the object.
+// A socket that takes connections and never answers, as a bus that hangs. Any thread; gone with the object.
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>

@@ -11,7 +11,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-/// A window over a session; the background works when it is told to.
+/// A window over a session; the background works when the test runs it.
 class Window : public ProxyFixture {
  protected:
   std::vector<FileURL> addTracks(int count) {
@@ -199,7 +199,7 @@ TEST_F(Window, LetsADropThatIsBeingCarriedOutEndByItself) {
   const PlaylistDropInfo info{true, 50, [&](PlaylistDropInfo::Completion done) { arrive = std::move(done); }};
   row.dropEntered(info);
   EXPECT_TRUE(row.performDrop(info));
-  content.endPlaylistTrackDrag();  // the desktop says that the drag is over
+  content.endPlaylistTrackDrag();  // the desktop reports that the drag is over
   EXPECT_EQ(content.playlistInsertionIndex(), std::nullopt);
   arrive(payload);
   runLoop.runUntilIdle();

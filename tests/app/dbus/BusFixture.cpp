@@ -72,7 +72,7 @@ BusFixture::~BusFixture() {
 }
 
 void BusFixture::turnUntil(const std::function<bool()>& condition) {
-  QTimer wake;  // for what no event tells of, such as the end of a connection
+  QTimer wake;  // for changes without an event, such as the end of a connection
   wake.start(lookInterval);
   const QDeadlineTimer limit(patience);
   runLoop.runUntilIdle();

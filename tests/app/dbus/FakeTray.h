@@ -1,5 +1,5 @@
 #pragma once
-// A tray that writes down who announces itself. It is there as long as the object. Main thread.
+// A tray that records which items register. It is there as long as the object. Main thread.
 
 #include <QDBusConnection>
 #include <QObject>

@@ -6,7 +6,7 @@
 namespace tolvane {
 namespace {
 
-/// The player as its listeners script it.
+/// The player as users script it.
 class Playerctl : public test::BusFixture {
  protected:
   Playerctl() { load(3); }

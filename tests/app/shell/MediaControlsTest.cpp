@@ -201,7 +201,7 @@ TEST_F(Controls, TakeASeekBeyondTheEndForNext) {
 TEST_F(Controls, StayPausedWhenSeekingWithoutASound) {
   playThreeTracks();
   controls->pause();
-  hardware.failNext(UnitStage::start, kAudioHardwareUnspecifiedError);  // whoever starts the device now is found out
+  hardware.failNext(UnitStage::start, kAudioHardwareUnspecifiedError);  // an attempt to start the device now fails
   controls->seek(3 * second);
   EXPECT_EQ(status(), MediaStatus::paused);
   EXPECT_EQ(controls->position(), 3 * second);

@@ -1,6 +1,6 @@
 #pragma once
 // Worlds of the fault campaign, one after the other, until the hours are done. Main thread.
-// Never goes on behind a failure: the first one ends the campaign, with what it takes to see it again.
+// Never continues after a failure: the first one ends the campaign, with what is needed to reproduce it.
 
 #include <cstdint>
 #include <optional>

@@ -172,7 +172,7 @@ void CampaignActions::stop() {
 
 void CampaignActions::setLevels() {
   auto& random = world_.random;
-  // A sample that was scaled no longer tells its number: where every byte is listened to, levels stay neutral.
+  // A scaled sample no longer carries its number: where every byte is checked, levels stay neutral.
   const bool isNeutral = world_.isCloseUp || random.percent(88);
   const double volume =
       isNeutral ? random.pick(std::array{1.0, 1.5, std::numeric_limits<double>::quiet_NaN()}) : random.between(0, 0.99);

@@ -1,4 +1,4 @@
-// What the invariants of the campaign say of the samples that came out of the simulated devices.
+// The invariants of the campaign about the samples that came out of the simulated devices.
 
 #include <fmt/format.h>
 
@@ -25,7 +25,7 @@ void CampaignInvariants::listen() {
   }
 }
 
-/// False when these bytes do not go on where the listener is.
+/// False if these bytes do not continue at the current position.
 bool CampaignInvariants::listenTo(SimulatedDevice& device) {
   const auto& bytes = device.heard();
   if (bytes.empty()) return true;

@@ -228,7 +228,7 @@ void CampaignInvariants::recoveryGaveUp() {
 
 void CampaignInvariants::processingChanged(AudioObjectID id) {
   if (world_.watched.boundDevice() != id || !isVerdict(world_.pathKind())) return;
-  constexpr auto notified = 1ms;  // time does not move on before whoever listens has been told
+  constexpr auto notified = 1ms;  // time does not advance before observers have been notified
   const bool unitCanBeRead = !world_.hardware.unitFaults().isDue(UnitStage::readFormat);
   // A clock that can be read only while it runs may show another rate as soon as the device goes on.
   const bool clockStands = world_.watched.hasDied();

@@ -120,7 +120,7 @@ void CampaignActions::announceWithoutReason() {
   world_.trouble();
 }
 
-/// Somebody turns a volume on the way to the device: what is heard goes on, and is no longer what the unit was given.
+/// A volume behind the unit is changed: playback continues, but the samples are no longer those of the unit.
 void CampaignActions::toggleProcessing() {
   const AudioObjectID id = likelyDevice();
   const auto& device = world_.device(id);

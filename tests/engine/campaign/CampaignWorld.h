@@ -95,7 +95,7 @@ class CampaignWorld {
   std::vector<AudioObjectID> devices;
   std::unique_ptr<BitPerfectAudioPlayer> player;         ///< null where a session has the player
   const BitPerfectAudioPlayer* watchedPlayer = nullptr;  ///< that player, or the session's
-  /// What the owner of the player has installed for good: its own timers and property listeners.
+  /// What the owner of the player has installed permanently: its own timers and property listeners.
   std::size_t timersAtRest = 0;
   std::size_t moreTimersAtRest = 0;  ///< and for a while
   std::size_t listenersAtRest = 0;
@@ -109,7 +109,7 @@ class CampaignWorld {
   bool levelsAreNeutral = true;
   bool goesOnToNextTrack = true;            ///< a track that ends is followed by another from within the notice
   const CampaignTrack* upcoming = nullptr;  ///< what the player is to play after this one; null: nothing
-  bool isUpcomingChanging = false;          ///< it is being told so
+  bool isUpcomingChanging = false;          ///< it is being notified of that
   std::optional<std::int64_t> heardNext;    ///< the frame that must be heard next; none: not known
   bool isEndingTrack = false;               ///< a completion was counted in this turn: the device is given back
   bool mayBeSilent = false;                 ///< silence may be heard before that frame

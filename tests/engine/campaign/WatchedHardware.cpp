@@ -116,7 +116,7 @@ class WatchedHardware::Unit final : public AudioOutputUnit {
     if (!crossedAt_ && std::ranges::any_of(behind, [](std::byte each) { return each != std::byte{0}; }))
       crossedAt_ = renderedFrames_ + copied;
     if (crossedAt_) {
-      // A short track may have ended in the ring before anybody has said which one it is.
+      // A short track may have ended in the ring before it is known which one it is.
       if (watch_.readsMarks_ && framesOfNext_ > 0 && markAt(behind) == 0)
         nextSilentFrom_ = nextSilentFrom_.value_or(framesOfNext_);
       else

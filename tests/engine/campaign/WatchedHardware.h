@@ -21,7 +21,7 @@ class WatchedHardware final : public AudioHardware {
   WatchedHardware(SimulatedAudioHardware& hardware, RunLoop& runLoop, Complaint complain);
   ~WatchedHardware() override;
 
-  // Told by the campaign.
+  // Reported by the campaign.
 
   /// Frames of runs that begin from now on are those of `track`, from its beginning.
   void expectTrack(const CampaignTrack* track);

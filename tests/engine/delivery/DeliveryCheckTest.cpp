@@ -1,4 +1,4 @@
-// What is said of delivered samples: that they are the track's only where every one of them is.
+// The report on delivered samples: they are the track's only if every one of them is.
 
 #include "engine/delivery/DeliveryCheck.h"
 

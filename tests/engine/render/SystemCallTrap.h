@@ -12,7 +12,7 @@ struct TrappedOutcome {
   bool operator==(const TrappedOutcome&) const = default;
 };
 
-/// The trap itself could not be set: `exitStatus` of an outcome that tells nothing about the code.
+/// The trap itself could not be set: `exitStatus` of an outcome that says nothing about the code.
 constexpr int kTrapFailed = 101;
 
 [[nodiscard]] TrappedOutcome runWithoutSystemCalls(int (*code)(void* argument), void* argument);

@@ -81,7 +81,7 @@ TEST_F(FileExamination, TellsWhatAFileBeginsLike) {
     EXPECT_EQ(found.content, each.content) << each.name;
     seen.insert(found.content);
   }
-  // But for MP3, which needs real packets.
+  // Except MP3, which needs real packets.
   EXPECT_EQ(seen.size(), static_cast<std::size_t>(FileContent::zeros));
 }
 

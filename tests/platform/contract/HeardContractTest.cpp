@@ -23,7 +23,7 @@ class HeardContract : public ContractTest<AudibleHardwareFixture> {
 };
 
 TEST_P(HeardContract, whatWasPlayedIsWhatWasRendered) {
-  // First: a loopback card takes its format from whoever opens it first, and a server opens it in one of its own.
+  // First: a loopback card takes its format from the program that opens it first, and a server opens it in its own.
   fixture().beginListening();
   auto unit = initialisedUnit(source_);
   ASSERT_EQ(unit->start(), noErr);

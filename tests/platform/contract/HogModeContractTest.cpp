@@ -1,4 +1,4 @@
-// Hog mode: a write toggles while nobody else owns the device, and is refused while somebody does.
+// Hog mode: a write toggles while no other process owns the device, and is refused while one does.
 
 #include <unistd.h>
 

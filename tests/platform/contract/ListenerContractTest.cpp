@@ -1,4 +1,4 @@
-// Listeners: told in a turn of their own, for as long as they are registered.
+// Property listeners: notified in a turn of their own, for as long as they are registered.
 
 #include "tests/platform/contract/ContractTest.h"
 

@@ -16,7 +16,7 @@ struct SettableProperty {
   std::uint32_t element;
 };
 
-/// Those that a unit keeps and gives back.
+/// Properties that a unit stores and returns.
 constexpr SettableProperty kSettableProperties[] = {
     {P::currentDevice, S::global, 0}, {P::enableIO, S::output, 0},         {P::enableIO, S::input, 1},
     {P::streamFormat, S::input, 0},   {P::setRenderCallback, S::input, 0}, {P::renderQuality, S::global, 0},

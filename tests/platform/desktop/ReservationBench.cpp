@@ -51,7 +51,7 @@ bool eventually(const std::function<bool()>& condition) {
   return true;
 }
 
-/// The address that the daemon itself tells ends in a number that its successor would not have.
+/// The address that the daemon itself reports ends in a number that its successor would not have.
 PrivateBus::PrivateBus() : address_("unix:path=" + socket_) { startDaemon(daemon_, socket_); }
 
 void PrivateBus::comeBack() { startDaemon(daemon_, socket_); }

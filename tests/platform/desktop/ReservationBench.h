@@ -62,9 +62,9 @@ class OtherProgram : private QDBusVirtualObject {
   /// RequestName; true when the card is its now.
   bool take(int card, bool replaces = false);
   void drop(int card);
-  /// Asks whoever has the card; the answer comes while the main thread runs its events. Nothing: an error.
+  /// Queries the owner of the card; the answer comes while the main thread runs its events. Nothing: an error.
   std::optional<bool> requestRelease(int card, const QVariant& priority);
-  /// A property of the reservation, as its owner tells.
+  /// A property of the reservation, as its owner reports it.
   std::optional<QVariant> property(int card, const QString& name);
   /// The unique name of the card's owner; empty when there is none.
   QString ownerOf(int card);

@@ -42,7 +42,7 @@ class Reservation : public testing::Test {
     hold = *std::move(taken);
     return true;
   }
-  /// Whoever owns the name answers as this program does; the others of the test have no such property.
+  /// The owner of the name answers as this program does; the others of the test have no such property.
   bool isOurs(OtherProgram& witness) {
     return hold != nullptr &&
            witness.property(card, "ApplicationName") == QVariant(QStringLiteral("Player under test"));

@@ -1,4 +1,4 @@
-// The store on disk when its file is damaged, gone or nobody's: what is left is found, and what is lost is told.
+// The store on disk when its file is damaged, missing or foreign: what is left is found, and what is lost is logged.
 
 #include "tests/platform/storage/SqliteDefaultsFixture.h"
 
@@ -82,7 +82,7 @@ class DamagedSqliteDefaults : public SqliteDefaults {
 };
 
 TEST_F(DamagedSqliteDefaults, DamageAtAnyPlaceIsNoticedOrDoesNoHarm) {
-  constexpr std::size_t headBytes = 128;  // of a page; here lies what says where everything else is
+  constexpr std::size_t headBytes = 128;  // of a page; they contain the position of everything else
   for (std::size_t place = 0; place < whole.size(); ++place) {
     if (place % pageBytes < headBytes || place % 97 == 0) expectNoticedOrHarmless(place, 0x55);
   }

@@ -58,7 +58,7 @@ class Gate {
 /// Another copy of the player. A process: within one, the locks that files have do not act.
 class Copy {
  public:
-  /// `run` says whether all went well.
+  /// `run` returns whether it succeeded.
   explicit Copy(const std::function<bool()>& run) : pid_(::fork()) {
     if (pid_ != 0) return;
     bool isWell = false;

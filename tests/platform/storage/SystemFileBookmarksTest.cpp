@@ -164,7 +164,7 @@ TEST_F(SystemBookmarks, ANewFileWithTheOldOnesInodeIsAnotherFile) {
   const auto bookmark = bookmarkOf("a.wav");
   const auto before = factsOfFile(folder.url("a.wav").path()).value().identity;
   fs::remove(folder.path() / "a.wav");
-  // The file system's clock moves in steps of some milliseconds; a file of the same step could not be told apart.
+  // The file system's clock moves in steps of some milliseconds; files of the same step could not be distinguished.
   for (auto now = before; before.isSameFile(now); now = factsOfFile(folder.url("b.wav").path()).value().identity) {
     fs::remove(folder.path() / "b.wav");
     folder.write("b.wav", "a new file");

@@ -250,7 +250,7 @@ void SeamWorld::trackStarts() {
   expectFromBeginning(world, loadedTrack());
 }
 
-/// Playback goes on where the session says that the track stands.
+/// Playback continues at the session's position.
 void SeamWorld::expectSought() {
   const double seconds = session().playbackPosition().value();
   if (!world.isActive() || world.lastPlayed == nullptr) return;

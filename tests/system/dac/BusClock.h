@@ -39,7 +39,8 @@ class TransferQueue {
   double end_ = 0;
 };
 
-/// What the feedback endpoint tells the host: frames a microframe, in 16.16 bits, whose rounding never adds up.
+/// What the feedback endpoint reports to the host: frames per microframe, in 16.16 bits, whose rounding errors cancel
+/// out.
 class FeedbackClock {
  public:
   [[nodiscard]] std::uint32_t next(std::uint32_t rate, double errorPpm);

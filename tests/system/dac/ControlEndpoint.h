@@ -1,6 +1,6 @@
 #pragma once
-// Endpoint 0: answers what the host asks of the device, its clock, its volume and its stream's format.
-// Knows the device's state, and tells a listener of each change; never touches the stream itself.
+// Endpoint 0: answers the host's requests to the device, its clock, its volume and its stream's format. Knows the
+// device's state, and notifies an observer of each change; never touches the stream itself.
 
 #include <array>
 #include <cstdint>

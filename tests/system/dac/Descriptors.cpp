@@ -27,7 +27,7 @@ LittleEndian entities(const DacSettings& settings) {
   const int channels = settings.channels;
   const bool hasVolume = settings.volumeDecibels.has_value();
   LittleEndian out;
-  // An internal clock whose frequency can be set, and that tells whether it is valid.
+  // An internal clock whose frequency can be set, and that reports whether it is valid.
   out.bytes({8, kClassInterface, 0x0a, std::to_underlying(clock), 3, 0x07, 0, 0});
   out.bytes({17, kClassInterface, 2, std::to_underlying(input)}).word(kUsbStreaming);
   out.bytes({0, std::to_underlying(clock), channels}).doubleWord(channelPositions(settings)).bytes({0, 0, 0, 0});

@@ -106,7 +106,7 @@ TEST_F(WindowAccessibility, EveryControlOfAPlayingWindowHasANameAndARole) {
     EXPECT_THAT(names, Contains(name));
 }
 
-/// The walks above follow what is told to assistive technology; this one asks the items themselves.
+/// The walks above follow what is reported to assistive technology; this one checks the items themselves.
 TEST_F(WindowAccessibility, WhatTakesKeysOrClicksIsToldToAssistiveTechnology) {
   load(3);
   const auto isTold = [](QQuickItem* item) {
@@ -116,7 +116,7 @@ TEST_F(WindowAccessibility, WhatTakesKeysOrClicksIsToldToAssistiveTechnology) {
   int asked = 0;
   for (QQuickItem* item : shownItems(window->contentItem())) {
     const bool takesClicks = item->acceptedMouseButtons() != Qt::NoButton && !item->inherits("QQuickText");
-    // The rows on a list's surface are told of; and the window is moved and resized by the desktop's own means, too.
+    // The rows on a list's surface are reported; and the desktop has its own means to move and resize the window.
     const bool isOfTheWindow = QByteArray(item->metaObject()->className()).startsWith("WindowDragArea");
     if (isOfTheWindow || item->inherits("QQuickFlickable") || item->inherits("QQuickMouseArea")) continue;
     EXPECT_TRUE(!item->activeFocusOnTab() || isTold(item)) << item->metaObject()->className();

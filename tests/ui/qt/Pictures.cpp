@@ -93,7 +93,7 @@ class Stage : public SheetScenes {
     pick(device);
     play(2, 0.38);
   }
-  /// On the way to the device, in several ways.
+  /// On the path to the device, in several ways.
   void altered() {
     using enum SampleAlteration::Kind;
     playOver(

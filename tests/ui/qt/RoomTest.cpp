@@ -97,7 +97,7 @@ class WindowRoom : public WindowFixture {
                                        << describe(part);
     }
   }
-  /// At every width; counts what it saw.
+  /// At every width; counts the items that it checked.
   void sweep(const char* what, bool mayOverlap = false) {
     std::size_t widths = 0;
     std::size_t seen = 0;

@@ -25,7 +25,7 @@ class SheetScenes : public PictureStage {
   void sheetConverted();
   /// A frame reached the device with a flipped bit.
   void sheetDiffers();
-  /// The listener went elsewhere within the track: nothing can be said of this pass.
+  /// The user sought within the track: nothing can be said about this pass.
   void sheetSeeked();
   /// A file whose samples are not those that its encoder signed.
   void sheetDamaged();
@@ -42,7 +42,7 @@ class SheetScenes : public PictureStage {
   explicit SheetScenes(bool isPlayerApart) : PictureStage(isPlayerApart) {}
 
  private:
-  /// A device of so many bits that tells where its facts are read, with the programme loaded.
+  /// A device with this number of bits that reports where its facts are read, with the programme loaded.
   AudioObjectID describe(std::uint32_t bits, const std::vector<SampleAlteration>& alterations = {});
   /// The programme's shortest piece to its end, then into another one.
   void playOneWhole();

@@ -148,7 +148,7 @@ TEST_F(WindowTracks, AHundredThousandNeedNoMoreRowsThanFit) {
 
 class WindowScrolling : public WindowTracks, public testing::WithParamInterface<int> {
  protected:
-  /// Files of a hundredth of a second for the first ones; the others are never looked at.
+  /// Files of a hundredth of a second for the first ones; the others are never read.
   void loadBriefTracks(int count, int withFiles) {
     SimulatedPCMFile brief;
     brief.format = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);

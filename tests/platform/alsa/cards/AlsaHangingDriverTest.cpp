@@ -75,7 +75,7 @@ class AlsaHangingDriver : public testing::Test, public AlsaOutputUnit::Host {
     EXPECT_EQ(device_->setNominalRate(playedRate), noErr);
   }
 
-  ~AlsaHangingDriver() override { pcm_.letGo(); }  // a test that has failed half way ends all the same
+  ~AlsaHangingDriver() override { pcm_.letGo(); }  // also ends a test that has failed half way
 
   // AlsaOutputUnit::Host
   std::shared_ptr<AlsaDevice> deviceWithId(AudioObjectID id) override { return id == deviceId ? device_ : nullptr; }
@@ -117,7 +117,7 @@ class AlsaHangingDriver : public testing::Test, public AlsaOutputUnit::Host {
     time_->advance(DeviceCalls::patience);
     return done.get();
   }
-  /// The driver returns, and everything that was left behind ends.
+  /// The driver returns, and every abandoned call ends.
   void comeBack() {
     time_->advance(2s);
     pcm_.letGo();

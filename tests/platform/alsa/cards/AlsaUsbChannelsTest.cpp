@@ -84,7 +84,7 @@ TEST_F(AlsaUsbChannels, AreUnknownWhereOnlyTheDriverNamesThem) {
   EXPECT_THAT(alterations(kAudioDeviceTransportTypePCI), IsEmpty()) << "no other driver makes a map up";
 }
 
-/// The PCM of another process: what the card's control says of it, without opening it.
+/// The PCM of another process: what the card's control reports about it, without opening it.
 class AlsaChannelPositions : public AlsaUsbChannels {
  protected:
   AlsaChannelPositions() {

@@ -50,7 +50,7 @@ class AlsaRenderLoopTest : public testing::Test {
     EXPECT_EQ(loop_->start({&CountingSource::render, &source_}), noErr);
   }
 
-  /// The render thread has told of something.
+  /// The render thread has signalled.
   [[nodiscard]] bool hasNotice() const {
     pollfd descriptor{notice_->get(), POLLIN, 0};
     return poll(&descriptor, 1, 30'000) == 1;
@@ -135,7 +135,7 @@ TEST_F(AlsaRenderLoopTest, GivesADriverUpThatStopsAfterEachStart) {
   pcm_.play(500);
   pcm_.stopAfterEachStart();
   pcm_.stopByItself();
-  while (loop_->isAlive() && hasNotice()) notice_->clear();  // it tells of each stop, and of the end
+  while (loop_->isAlive() && hasNotice()) notice_->clear();  // it signals each stop, and the end
   EXPECT_EQ(pcm_.prepares(), 2 + AlsaRecoveryPace::mostBarrenTries);
   loop_->stop();
   EXPECT_EQ(loop_->failure(), -EPIPE);

@@ -48,7 +48,7 @@ class Machine {
     account.keepUnheard(hasWritten_ ? ring_.data() : nullptr);
     EXPECT_EQ(account.played(), account.written());
     heardByDevice_ = account.written();
-    std::ranges::fill(ring_, std::byte{0xEE});  // what stood there is no use to anybody
+    std::ranges::fill(ring_, std::byte{0xEE});  // the old content must not be used
     devicePlace_ = 0;
     account.prepare();
     ++stops;

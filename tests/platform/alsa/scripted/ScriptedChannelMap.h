@@ -24,11 +24,11 @@ class ScriptedChannelMap {
   ScriptedChannelMap(const ScriptedChannelMap&) = delete;
   ScriptedChannelMap& operator=(const ScriptedChannelMap&) = delete;
 
-  std::vector<unsigned> map;                ///< as it is now; empty: the driver does not say
+  std::vector<unsigned> map;                ///< the present one; empty: the driver reports none
   std::vector<Offer> offers;                ///< empty: there are none
   int setAnswer = 0;                        ///< when it is negative, the map stays
   std::vector<std::vector<unsigned>> sets;  ///< what was asked for, in turn
-  /// By "hw:CARD", PCM and substream: what the control says now. Others have none.
+  /// By "hw:CARD", PCM and substream: what the control reports now. Others have none.
   std::map<std::tuple<std::string, unsigned, unsigned>, std::vector<unsigned>> controls;
   std::string openControl;  ///< the card whose control is open
   int controlReads = 0;

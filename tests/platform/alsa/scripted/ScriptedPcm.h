@@ -50,7 +50,7 @@ class ScriptedPcm {
   /// The formats that it can be set up to. The driver reports all bits of each container as significant.
   void offer(std::vector<snd_pcm_format_t> formats);
   void offerChannels(unsigned channels);
-  /// What it is: the hardware, unless the test says otherwise.
+  /// Its type: the hardware, unless the test sets another one.
   void be(snd_pcm_type_t type) { type_ = type; }
   /// What snd_pcm_prepare answers from now on.
   void answerPrepare(int answer);

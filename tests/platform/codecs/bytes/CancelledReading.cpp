@@ -104,7 +104,7 @@ OSStatus readAllPCM(const std::shared_ptr<WatchedFile>& source, WatchedReading& 
     reading.frames += *count;
     source->progress.advance(*count);
   }
-  // Whoever reads in pieces asks behind the last one.
+  // A caller that reads in pieces checks after the last one.
   return source->progress.isCancelled() ? userCanceledErr : noErr;
 }
 

@@ -19,7 +19,7 @@ OSStatus openStatus(const FileURL& url) {
   return reader ? noErr : reader.error();
 }
 
-/// Files are opened with the rights of nobody in particular, also where the tests run as root.
+/// Files are opened without privileges, also when the tests run as root.
 class OrdinaryUser {
  public:
   OrdinaryUser() { isChanged_ = ::geteuid() == 0 && ::seteuid(65534) == 0; }

@@ -158,7 +158,7 @@ TEST_F(AlteredPath, IsThatOfTheCardWhileTheUnitPlaysOverIt) {
   EXPECT_EQ(alterations(), std::vector{SampleAlteration::unreadable().detail}) << "what cannot be read is no silence";
 }
 
-// A card that could not be taken: what may have stood in the way has gone.
+// A card that could not be taken: the obstacle may be gone.
 
 TEST_F(AlteredPath, WithoutTheOtherProgramIsWorthTheNextAttemptToTakeTheCard) {
   const auto unit = playingUnit();

@@ -293,7 +293,7 @@ TEST(PathAlterations, AreNoneWhereChannelsHaveTheOrderOfTheName) {
     for (const auto& [name, channels] : {Case{"surround40:0", {FL, FR, RL, RR}},
                                          {"surround51:0", {FL, FR, RL, RR, FC, LFE}},
                                          {"surround71:0", {FL, FR, RL, RR, FC, LFE, SL, SR}},
-                                         // Where there is one pair beside or behind the listener, both names mean it.
+                                         // If there is one pair beside or behind the listener, both names mean it.
                                          {"surround40:0", {FL, FR, SL, SR}},
                                          {"surround51:0", {FL, FR, SL, SR, FC, LFE}}}) {
       EXPECT_EQ(detailsOf(openedAs(bus, name, channels).alterations()), "") << bus << ' ' << name;
