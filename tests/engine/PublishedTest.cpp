@@ -36,7 +36,7 @@ TEST(Published, MayBeLeftFromWithinANotification) {
   const auto first = number.subscribe([&](int) { second.reset(); });
   second = number.subscribe([&](int) { ++calls; });
   number.assign(1);
-  EXPECT_EQ(calls, 0) << "whoever left before its turn is not called";
+  EXPECT_EQ(calls, 0) << "an observer that unsubscribed before its turn is not called";
 }
 
 TEST(Published, MayBeOutlivedByItsObservers) {

@@ -90,7 +90,7 @@ TEST_F(DeviceCallsTest, waitsForNothingWhereACallIsLeftAtOnce) {
   EXPECT_EQ(calls_->run(dac, [] { return 1; }), 1);
   gate.open();
   ended.wait();
-  EXPECT_THAT(log_.lines(), IsEmpty()) << "nobody waited";
+  EXPECT_THAT(log_.lines(), IsEmpty()) << "no call waited";
 }
 
 }  // namespace

@@ -273,7 +273,7 @@ TEST_F(AudioFileDiscovery, AnUnreadableFolderIsSkippedAndTheSearchGoesOn) {
   EXPECT_THAT(
       found({folder.url("one"), FileURL(folder.path().string() + tooLong), FileURL("/proc/1/none"), folder.url("two")}),
       ElementsAre("one/1.wav", "two/3.wav"));
-  const test::WithoutPrivileges listener(folder.path());
+  const test::WithoutPrivileges user(folder.path());
   fs::permissions(folder.path() / "shut", fs::perms::none);
   EXPECT_THAT(foundInFolder(), ElementsAre("one/1.wav", "two/3.wav"));
   fs::permissions(folder.path() / "shut", fs::perms::owner_all);

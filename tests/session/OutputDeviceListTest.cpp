@@ -29,15 +29,15 @@ class OutputDevices : public testing::Test {
 
   ManualRunLoop runLoop;
   SimulatedAudioHardware hardware{runLoop};
-  std::vector<AudioObjectID> told;  ///< the devices that the player was given
-  std::optional<OutputDeviceList> list{std::in_place, hardware, [this](AudioObjectID id) { told.push_back(id); }};
+  std::vector<AudioObjectID> given;  ///< the devices that the player was given
+  std::optional<OutputDeviceList> list{std::in_place, hardware, [this](AudioObjectID id) { given.push_back(id); }};
 };
 
 TEST_F(OutputDevices, AMachineWithoutDevicesHasAnEmptyListAndNoSelection) {
   list->start();
   EXPECT_THAT(names(), IsEmpty());
   EXPECT_EQ(selected(), "none");
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(given, IsEmpty());
 }
 
 TEST_F(OutputDevices, AreSortedByNameUpperCaseFirst) {
@@ -68,7 +68,7 @@ TEST_F(OutputDevices, TheSystemsDefaultIsSelectedFirst) {
   hardware.setDefaultDevice(second);
   list->start();
   EXPECT_EQ(selected(), "B");
-  EXPECT_THAT(told, ElementsAre(second));
+  EXPECT_THAT(given, ElementsAre(second));
 }
 
 TEST_F(OutputDevices, TheFirstOfTheListIsSelectedWithoutADefault) {
@@ -77,18 +77,18 @@ TEST_F(OutputDevices, TheFirstOfTheListIsSelectedWithoutADefault) {
   hardware.setDefaultDevice(0);
   list->start();
   EXPECT_EQ(selected(), "A");
-  EXPECT_THAT(told, ElementsAre(first));
+  EXPECT_THAT(given, ElementsAre(first));
 }
 
 TEST_F(OutputDevices, ADeviceThatComesLeavesTheSelectionAlone) {
   plugIn("B");
   list->start();
-  told.clear();
+  given.clear();
   plugIn("A");
   settle();
   EXPECT_THAT(names(), ElementsAre("A", "B"));
   EXPECT_EQ(selected(), "B");
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(given, IsEmpty());
 }
 
 TEST_F(OutputDevices, TheFirstDeviceThatComesToAnEmptyMachineIsSelected) {
@@ -96,7 +96,7 @@ TEST_F(OutputDevices, TheFirstDeviceThatComesToAnEmptyMachineIsSelected) {
   const auto device = plugIn("DAC");
   settle();
   EXPECT_EQ(selected(), "DAC");
-  EXPECT_THAT(told, ElementsAre(device));
+  EXPECT_THAT(given, ElementsAre(device));
 }
 
 TEST_F(OutputDevices, UnpluggingTheSelectedDeviceMovesToTheDefault) {
@@ -105,65 +105,65 @@ TEST_F(OutputDevices, UnpluggingTheSelectedDeviceMovesToTheDefault) {
   plugIn("C");
   list->start();
   list->select(second);
-  told.clear();
+  given.clear();
   hardware.removeDevice(second);
   settle();
   EXPECT_EQ(selected(), "A");
-  EXPECT_THAT(told, ElementsAre(first));
+  EXPECT_THAT(given, ElementsAre(first));
 }
 
 TEST_F(OutputDevices, UnpluggingTheLastDeviceSelectsNoneAndTellsNobody) {
   const auto only = plugIn("A");
   list->start();
-  told.clear();
+  given.clear();
   hardware.removeDevice(only);
   settle();
   EXPECT_EQ(selected(), "none");
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(given, IsEmpty());
   hardware.replug(only);
   settle();
   EXPECT_EQ(selected(), "A");
-  EXPECT_THAT(told, ElementsAre(only));
+  EXPECT_THAT(given, ElementsAre(only));
 }
 
 TEST_F(OutputDevices, AChangedDefaultDoesNotTakeTheSelectionAway) {
   plugIn("A");
   const auto second = plugIn("B");
   list->start();
-  told.clear();
+  given.clear();
   hardware.setDefaultDevice(second);
   settle();
   list->loadAudioDevices();
   EXPECT_EQ(selected(), "A");
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(given, IsEmpty());
 }
 
 TEST_F(OutputDevices, AChoiceIsToldOnce) {
   plugIn("A");
   const auto second = plugIn("B");
   list->start();
-  told.clear();
+  given.clear();
   list->select(second);
   list->select(second);
   list->loadAudioDevices();
   EXPECT_EQ(selected(), "B");
-  EXPECT_THAT(told, ElementsAre(second));
+  EXPECT_THAT(given, ElementsAre(second));
 }
 
 TEST_F(OutputDevices, AChoiceOutsideTheListIsIgnored) {
   plugIn("A");
   list->start();
-  told.clear();
+  given.clear();
   list->select(4711);
   EXPECT_EQ(selected(), "A");
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(given, IsEmpty());
 }
 
 TEST_F(OutputDevices, UnreadableHardwareLeavesListAndSelectionAsTheyAre) {
   plugIn("A");
   list->start();
   plugIn("B");
-  told.clear();
+  given.clear();
   auto& system = hardware.systemProperties();
   system.sizeFailures[kAudioHardwarePropertyDevices] = {};
   settle();
@@ -176,19 +176,19 @@ TEST_F(OutputDevices, UnreadableHardwareLeavesListAndSelectionAsTheyAre) {
   system.readFailures.clear();
   list->loadAudioDevices();
   EXPECT_THAT(names(), ElementsAre("A", "B"));
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(given, IsEmpty());
 }
 
 TEST_F(OutputDevices, AListThatHasGoneIsNotCalledByLateNotifications) {
   hardware.setDeliversLateNotifications(true);
   plugIn("A");
   list->start();
-  told.clear();
+  given.clear();
   plugIn("B");
   list.reset();
   settle();
   EXPECT_EQ(hardware.listenerCount(), 0U);
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(given, IsEmpty());
 }
 
 }  // namespace

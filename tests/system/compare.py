@@ -1,4 +1,4 @@
-"""Finds a track in what was captured and says, in words, where the two first differ. Knows bytes only, no product code."""
+"""Finds a track in a capture and describes in words where the two first differ. Knows bytes only, no product code."""
 
 SILENCE = b"\x00"
 

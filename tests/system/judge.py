@@ -12,11 +12,11 @@ class Judge:
         self.work = work
         self.is_whole = is_whole
         self.cases = {case.name: case for case in (*plan.loopback_cases(), *dac_plan.cases())}
-        self.expected = []  # names of all tests, once the machine has told them
+        self.expected = []  # names of all tests, once the machine has reported them
         self.verdicts = {}  # name → faults
         self.held = {}  # results that wait for the end of the machine
         self.cells = {}
-        self.seen_verdicts = []  # rows: what the player says, how the kernel had set the device up, and why
+        self.seen_verdicts = []  # rows: what the player reports, how the kernel had set the device up, and why
         self.is_finished = False
         self.why_stopped = None
         self.lines = []

@@ -28,7 +28,7 @@ class Track:
     sample: str
     rate: int
     frames: int
-    channels: int = CHANNELS  # more than two: WAV only, in WAVE's order, with the mask that says so
+    channels: int = CHANNELS  # more than two: WAV only, in WAVE's order, with the mask that states it
     cut_at: int | None = None  # the frame of the shared noise that is the first of this file
 
     @property

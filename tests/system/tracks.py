@@ -1,4 +1,4 @@
-"""Makes the tracks and says, from their samples alone, what a device of a given format must receive."""
+"""Makes the tracks and computes, from their samples alone, what a device of a given format must receive."""
 
 import array
 import functools

@@ -21,7 +21,7 @@ TEST(ProbeOutput, EscapesWhatControlsATerminal) {
     const std::string line = jsonLine(value);
     EXPECT_EQ(line, std::string("{\"name") + escape + "\":\"a" + escape + "b\"}");
     EXPECT_EQ(printableText(line), line);
-    EXPECT_EQ(Json::parse(line), value) << "the same text for whoever parses it";
+    EXPECT_EQ(Json::parse(line), value) << "the same value when parsed";
     ++escaped;
   }
   EXPECT_EQ(escaped, 8);

@@ -128,7 +128,7 @@ TEST_F(Window, KnowsTheCurrentTracksLengthFromItsWaveformBeforeItIsLoaded) {
   EXPECT_EQ(content.currentTrackDuration(), 0) << "not read yet";
   finishReading();
   EXPECT_EQ(content.currentTrackDuration(), trackSeconds);
-  EXPECT_EQ(duration(), trackSeconds) << "the session has been told";
+  EXPECT_EQ(duration(), trackSeconds) << "the session received it";
   content.playTrack(0, 0);
   settle();
   EXPECT_EQ(content.currentTrackDuration(), trackSeconds);

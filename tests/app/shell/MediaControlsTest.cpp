@@ -96,7 +96,7 @@ TEST_F(Controls, TellTheChangesOfOneOperationAsOne) {
   load(3);
   forget();
   session.playTrack(1, 0);
-  EXPECT_THAT(announced, IsEmpty()) << "halfway through an operation nothing is told";
+  EXPECT_THAT(announced, IsEmpty()) << "no notification halfway through an operation";
   settle();
   ASSERT_EQ(announced.size(), 1U);
   EXPECT_EQ(announced[0].title, "2");

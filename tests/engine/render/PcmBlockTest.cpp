@@ -75,7 +75,7 @@ TEST(PcmBlock, IsInMemoryWhereItWasBroughtThere) {
   constexpr std::size_t from = 16 * hugePage + 5;
   const auto block = PcmBlock::allocate(64 * hugePage);
   ASSERT_TRUE(block);
-  EXPECT_FALSE(block->isInMemory(from, 100)) << "nobody has written there";
+  EXPECT_FALSE(block->isInMemory(from, 100)) << "these bytes were never written";
   block->bringIntoMemory(from, 3 * hugePage);
   EXPECT_TRUE(block->isInMemory(from, 3 * hugePage));
   EXPECT_TRUE(block->isInMemory(from + 3 * hugePage - 1, 1)) << "to the last byte";

@@ -174,7 +174,7 @@ TEST_F(SimulatedAudioFileServicesTest, aCancelledReadingFailsAtItsNextCall) {
   const auto encoded = std::move(*services_.openExtAudioFile(tune, &progress));
   EXPECT_EQ(encoded->setClientDataFormat(float32PCM(44100, 2)), noErr);
   EXPECT_EQ(linear->readBytes(0, buffer_), 8U);
-  EXPECT_EQ(progress.fraction(), 0) << "whoever reads bytes counts them";
+  EXPECT_EQ(progress.fraction(), 0) << "the caller counts the bytes that it reads";
   EXPECT_THAT(samples(*encoded, 2), ElementsAre(0.1F, 0.2F, 0.3F, 0.4F));
   EXPECT_EQ(progress.fraction(), 0.5);
   services_.setReadGate([&progress](const FileURL&, std::string_view) { progress.cancel(); });

@@ -71,7 +71,7 @@ class DamagedSqliteDefaults : public SqliteDefaults {
     const auto b = defaults->value<double>("b");
     EXPECT_TRUE(!a || *a == UserDefaults::Data(9'000, 'a')) << place;
     EXPECT_TRUE(!b || *b == 0.25) << place;
-    EXPECT_TRUE((a && b) || !log.messages().empty()) << place << " ^ " << flipped << ": what is lost is told";
+    EXPECT_TRUE((a && b) || !log.messages().empty()) << place << " ^ " << flipped << ": a loss is logged";
     defaults->setObject("c", 1.0);
     const bool isStored = defaults->synchronize();
     EXPECT_TRUE(isStored || !log.messages().empty()) << place;

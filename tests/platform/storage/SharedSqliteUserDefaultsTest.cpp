@@ -195,7 +195,7 @@ TEST_F(SharedSqliteDefaults, WhoWaitedWhileAnotherSetTheDamageAsideTakesTheFresh
 TEST_F(SharedSqliteDefaults, AFileThatMayOnlyBeReadIsReadAndOneLineSaysThatNothingIsSaved) {
   SqliteUserDefaults(folder.path(), log, patient()).setObject("a", 1.0);
   const std::string before = content();
-  const test::WithoutPrivileges listener(folder.path());
+  const test::WithoutPrivileges user(folder.path());
   shut();
   {
     SqliteUserDefaults store(folder.path(), log, patient(20ms));
@@ -221,7 +221,7 @@ TEST_F(SharedSqliteDefaults, ADamagedFileInAFolderThatMayOnlyBeReadIsLeftAlone) 
   for (const bool hasLock : {false, true}) {
     log.clear();
     if (hasLock) std::ofstream(folder.path() / "defaults.lock").flush();
-    const test::WithoutPrivileges listener(folder.path());
+    const test::WithoutPrivileges user(folder.path());
     shut(fs::perms::owner_read | fs::perms::owner_write, fs::perms::owner_read | fs::perms::owner_exec);
     {
       SqliteUserDefaults store(folder.path(), log, patient(20ms));

@@ -199,7 +199,7 @@ TEST_F(SystemBookmarks, ALinkIsBookmarkedItself) {
 
 TEST_F(SystemBookmarks, AFileThatMayNotBeReadIsThereButNotReadable) {
   const auto bookmark = bookmarkOf("a.wav");
-  const test::WithoutPrivileges listener(folder.path());
+  const test::WithoutPrivileges user(folder.path());
   EXPECT_EQ(resolved(bookmark), inPlace("a.wav"));
   fs::permissions(folder.path() / "a.wav", fs::perms::none);
   EXPECT_EQ(resolved(bookmark), unreadable(inPlace("a.wav")));

@@ -25,7 +25,7 @@ BEGIN = 70  # the first frame of music in a recording
 
 
 class Reported:
-    """What a player says that did one thing at 3,900 frames of the first track."""
+    """The output of a player that did one thing at 3,900 frames of the first track."""
 
     def __init__(self, crossings=2, looks=()):
         self.crossings, self.looks = crossings, looks

@@ -1,4 +1,4 @@
-"""What the kernel says about the cards, read by the tests themselves and not through the player."""
+"""What the kernel reports about the cards, read by the tests themselves and not through the player."""
 
 import os
 import pathlib
@@ -32,7 +32,7 @@ class Pcm:
         self.folder = CARDS / name / f"pcm{device}{direction}"
 
     def _read(self, file):
-        """Per open substream, what the file says as a dictionary; nothing for a card that has gone."""
+        """Per open substream, the content of the file as a dictionary; nothing for a card that is gone."""
         found = []
         for substream in self._substreams():  # without pathlib: this is done a hundred times a second
             try:

@@ -62,7 +62,7 @@ def there_before():
 
 
 def came_in_the_middle():
-    """The player plays beside nobody; the programs come, and only then it is to be alone."""
+    """The player plays alone; the programs start, and only then Exclusive Access is turned on."""
     with player("--exclusive-at", "8", "--for", "12") as probe:
         if not wait_until(PLAYBACK.running, 20):
             raise RuntimeError("the player does not play")
@@ -100,7 +100,7 @@ def judged(probe, waiting, setups, found, took, owners, before, when):
 
 
 def last_of(probe):
-    """What the player said last of Exclusive Access, or nothing."""
+    """The player's last line about Exclusive Access, or nothing."""
     return next((line["message"] for line in reversed(probe.values("exclusiveAccessStatus"))), None)
 
 

@@ -155,7 +155,7 @@ def turned_down():
 
 
 def narrow():
-    """32-bit music, 32-bit containers, 24 bits in them: only the driver's stream file tells."""
+    """32-bit music, 32-bit containers, 24 bits in them: only the driver's stream file shows it."""
     with Dac("--formats", "s24in32") as dac:
         dac.device()
         bits = re.findall(r"Bits: (\d+)", (PCM.folder.parent / "stream0").read_text())

@@ -36,7 +36,7 @@ def play(case, number, device):
 
 
 def path_faults(case, probe, seen):
-    """What the kernel says the device was set to, against what was asked and what the player says."""
+    """The set-up of the device in the kernel, compared with the request and with what the player reports."""
     faults = []
     rate = case.track.rate
     wanted = (case.capture, rate, case.track.channels)
@@ -53,7 +53,7 @@ def path_faults(case, probe, seen):
 
 
 def delivery_faults(case, probe):
-    """What the player says of the samples that it handed over, against its verdict and the files: a second witness."""
+    """What the player reports about the samples that it handed over, compared with its verdict and the files."""
     found = probe.values("delivery")
     results = [(line["result"], line["reason"]) for line in found]
     if case.verdict != "BIT-PERFECT":

@@ -10,7 +10,7 @@ from cards import CARDS, wait_until
 from probe import start
 
 RESERVER = pathlib.Path(__file__).with_name("reserver.py")
-SOON = 20  # seconds within which a program on the bus has said something, or is broken
+SOON = 20  # seconds within which a working program on the bus has printed a line
 
 
 class SessionBus:

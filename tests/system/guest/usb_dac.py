@@ -94,7 +94,7 @@ class Stream:
         self.dac, self.first = dac, first
 
     def runs(self):
-        """What was said at the end of each, when all have ended."""
+        """The last output of each, when all have ended."""
         wait_until(lambda: len(self.dac.events("stop")) == len(self.dac.events("start")), 5)
         return self.dac.events("stop")[self.first:]
 

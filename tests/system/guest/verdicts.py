@@ -27,14 +27,14 @@ def kilohertz(rate):
 
 
 def described(setup, bits):
-    """hw_params in the player's words, with the bits that the device itself says it uses."""
+    """hw_params in the player's words, with the bits that the device itself reports."""
     layout, rate, channels = setup
     kind = "float" if layout.startswith("FLOAT") else "integer"
     return f"{kilohertz(rate)}, {bits}-bit {kind}, {channels} ch"
 
 
 def bits_of(layout):
-    """What the DAC's driver tells of its samples in this format."""
+    """What the DAC's driver reports about its samples in this format."""
     text = (PCM.folder.parent / "stream0").read_text()
     return int(re.search(rf"Format: {layout}\b.*?Bits: (\d+)", text, re.DOTALL)[1])
 
@@ -76,7 +76,7 @@ def verdict(row, label, detail, track, options=(), dac_options=(), layout=None, 
 
 
 def path_error():
-    """Nothing is said of a path that there is not."""
+    """Without a path there is no verdict."""
     with Dac() as dac:
         dac.device()
         other = hold(CARD)

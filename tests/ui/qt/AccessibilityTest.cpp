@@ -109,7 +109,7 @@ TEST_F(WindowAccessibility, EveryControlOfAPlayingWindowHasANameAndARole) {
 /// The walks above follow what is reported to assistive technology; this one checks the items themselves.
 TEST_F(WindowAccessibility, WhatTakesKeysOrClicksIsToldToAssistiveTechnology) {
   load(3);
-  const auto isTold = [](QQuickItem* item) {
+  const auto isReported = [](QQuickItem* item) {
     auto* control = QAccessible::queryAccessibleInterface(item);
     return control != nullptr && control->role() != QAccessible::NoRole && !control->text(QAccessible::Name).isEmpty();
   };
@@ -119,12 +119,12 @@ TEST_F(WindowAccessibility, WhatTakesKeysOrClicksIsToldToAssistiveTechnology) {
     // The rows on a list's surface are reported; and the desktop has its own means to move and resize the window.
     const bool isOfTheWindow = QByteArray(item->metaObject()->className()).startsWith("WindowDragArea");
     if (isOfTheWindow || item->inherits("QQuickFlickable") || item->inherits("QQuickMouseArea")) continue;
-    EXPECT_TRUE(!item->activeFocusOnTab() || isTold(item)) << item->metaObject()->className();
+    EXPECT_TRUE(!item->activeFocusOnTab() || isReported(item)) << item->metaObject()->className();
     if (!takesClicks) continue;
     ++asked;
-    QQuickItem* told = item;
-    while (told != nullptr && !isTold(told)) told = told->parentItem();
-    EXPECT_NE(told, nullptr) << item->metaObject()->className();
+    QQuickItem* reported = item;
+    while (reported != nullptr && !isReported(reported)) reported = reported->parentItem();
+    EXPECT_NE(reported, nullptr) << item->metaObject()->className();
   }
   EXPECT_GE(asked, 18);
 }

@@ -166,7 +166,7 @@ TEST_F(Store, MayGoWhileItsTasksRun) {
   tasks[0]();
   store.reset();
   finish(1);
-  EXPECT_EQ(reads, 1) << "the second had been told to stop";
+  EXPECT_EQ(reads, 1) << "the second reader was stopped before it began";
 }
 
 }  // namespace

@@ -174,7 +174,7 @@ TEST(AlsaDeviceList, keepsTheDevicesOfACardThatCannotBeRead) {
   unreadable.isReadable = false;
   EXPECT_EQ(listDevices({onboard(), unreadable}, before), before);
   EXPECT_THAT(uidsOf(listDevices({unreadable, dac(2, "DAC_1", "usb-a")}, before)), ElementsAre("usb-a:0", "DAC_1:0"))
-      << "and nobody takes their place";
+      << "and no other device takes their place";
   EXPECT_THAT(listDevices({unreadable}, {}), IsEmpty()) << "of one that was never read there is nothing to keep";
 }
 

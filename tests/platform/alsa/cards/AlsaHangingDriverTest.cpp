@@ -180,7 +180,7 @@ TEST_F(AlsaHangingDriver, FailsAtOnceWhileItsOpeningHangs) {
   EXPECT_EQ(device_->toggleHog(), kAudioHardwareNotReadyError);
   EXPECT_EQ(device_->hogOwner(), std::unexpected(kAudioHardwareNotReadyError));
   EXPECT_EQ(device_->volumeDecibels(), std::nullopt);
-  EXPECT_EQ(device_->nominalRate(), playedRate) << "what is known is still told";
+  EXPECT_EQ(device_->nominalRate(), playedRate) << "the last known value is still reported";
   EXPECT_EQ(device_->availableRates().value().size(), 4U);
   EXPECT_EQ(pcm_.opens(), opens);
   destroyUnit();
@@ -261,13 +261,13 @@ TEST_F(AlsaHangingDriver, LeavesARenderThreadBehindThatHangs) {
   pcm_.hang(room);
   pcm_.wake();
   ASSERT_TRUE(pcm_.waitUntil(&ScriptedPcm::isHanging));
-  EXPECT_TRUE(isRunning()) << "nobody knows yet";
+  EXPECT_TRUE(isRunning()) << "the failure has not been detected yet";
   auto done = std::async(std::launch::async, [this] { return unit_->stop(); });
   time_->awaitWaitUntil(time_->now() + DeviceCalls::patience);
   time_->advance(DeviceCalls::patience);
   EXPECT_EQ(done.get(), kAudioHardwareNotReadyError);
   EXPECT_FALSE(isRunning());
-  EXPECT_EQ(unit_->framesPlayed(), 500) << "as far as the device had got when it last told";
+  EXPECT_EQ(unit_->framesPlayed(), 500) << "the device's last reported position";
   EXPECT_EQ(unit_->underrunCount(), 0U);
   EXPECT_EQ(unit_->stop(), noErr) << "it is stopped";
   EXPECT_EQ(unit_->uninitialize(), noErr);
@@ -366,7 +366,7 @@ TEST_F(AlsaHangingDriver, YieldsNothingToAnotherProgramWhileItHangs) {
     device_->yield();
     return 0;
   });
-  EXPECT_THAT(reservation_.releasedBy(), IsEmpty()) << "the other program is told no";
+  EXPECT_THAT(reservation_.releasedBy(), IsEmpty()) << "the other program is refused";
   EXPECT_EQ(renderError(), kAudioHardwareNotReadyError);
   EXPECT_FALSE(isRunning());
   EXPECT_EQ(unit_->stop(), kAudioHardwareNotReadyError);

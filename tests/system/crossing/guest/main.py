@@ -50,7 +50,7 @@ class CardCapture(Capture):
 
 
 def restart_servers(play):
-    """When the player says so."""
+    """When the player prints that line."""
     play.says_soon('"said"')
     desktop.kill_servers()
     desktop.start_servers()

@@ -1,4 +1,4 @@
-"""The user's session: its bus, PipeWire and its session manager, and what the server says about its sinks."""
+"""The user's session: its bus, PipeWire and its session manager, and what the server reports about its sinks."""
 
 import grp
 import json

@@ -1,5 +1,5 @@
-"""insistent.py CARD PRIORITY: reserver.py's program that keeps what it has, and asks again when somebody else got the
-card: a session manager stands in the queue for a card's name, and has it as soon as its owner lets go."""
+"""insistent.py CARD PRIORITY: reserver.py's program that keeps what it has, and asks again when another program got the
+card: a session manager stands in the queue for a card's name, and has it as soon as its owner releases it."""
 
 import sys
 

@@ -106,7 +106,7 @@ def frozen():
 
 
 def frozen_for_good():
-    """The server hangs: the player says so, soon, and plays again when the server is back."""
+    """The server hangs: the player soon reports it, and plays again when the server is back."""
     desktop.set_volume("Loopback", "1.0")
     track("/tmp/long.wav", RATE, 2, 8)
     play = Play("/tmp/long.wav", "--device", name_of("aloop"))

@@ -72,7 +72,7 @@ class Play:
         return any(text in line for line in self.lines)
 
     def moment(self, text):
-        """When it first said that; None: it has not."""
+        """When it first printed that; None: it has not."""
         return next((moment for moment, line in zip(self.moments, self.lines) if text in line), None)
 
     def finish(self):

@@ -1,4 +1,4 @@
-"""Playing beside other programs: what arrives, and what the player says of it."""
+"""Playing beside other programs: what arrives, and what the player reports."""
 
 import os
 import subprocess
@@ -28,7 +28,7 @@ def paused():
 
 
 def attenuated():
-    """The server alters the samples: the format that the kernel shows all the while is none that the player may tell."""
+    """The server alters the samples: the player must not report the format that the kernel shows meanwhile."""
     desktop.set_volume("Loopback", "0.8")
     seen = set()
 
@@ -46,7 +46,7 @@ def attenuated():
 
 
 def reported():
-    """The report says who stands in the way, and where the card's format was read."""
+    """The report names the other program, and where the card's format was read."""
     desktop.set_volume("Loopback", "1.0")
     track("/tmp/reported.wav", 48000, 2, 1)
     server = desktop.text_of("pipewire", "--version").split()[-1]
@@ -128,7 +128,7 @@ def crossed():
 
 
 def follows(card, identity, other):
-    """Whether the player says so of the card's sink while its stream also plays to the other's. (faults, answer, story)"""
+    """Whether the player reports it for the card's sink while its stream also plays to the other's. (faults, answer, story)"""
     play = Play("/tmp/long.wav", "--device", name_of(identity))
     play.said("BIT-PERFECT")
     link("FL", other, "FL")

@@ -1,4 +1,4 @@
-"""Every format, depth and rate, shared through the server and with Exclusive Access: what the player says of the samples
+"""Every format, depth and rate, shared through the server and with Exclusive Access: what the player reports about the samples
 that it handed over (`tolvane-probe verify`), beside its verdict and beside what came out of the loopback card."""
 
 import json
@@ -67,7 +67,7 @@ def signed(way, rates=plan.RATES):
             for track in tracks:
                 shutil.copyfile(SHARED / "tracks" / track.file, pathlib.Path("/tmp") / track.file)
             lines = verified(tracks, way)
-            # A server on a busy machine may not have let go of the card in time: the player then says so, and plays nothing.
+            # A server on a busy machine may not have released the card in time: the player then reports it, and plays nothing.
             refused = [track for track in tracks if "verdict" not in lines.get(track.file, {}) or not lines[track.file]["verdict"]]
             again += len(refused)
             lines.update(verified(refused, way))

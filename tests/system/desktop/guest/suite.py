@@ -31,7 +31,7 @@ def settings():
 
 
 def listed(given):
-    """(suite, "suite.test", full name of the test) as the program tells them."""
+    """(suite, "suite.test", full name of the test) as the program lists them."""
     found, suite = [], ""
     for line in desktop.start(PROGRAM, "--gtest_list_tests", settings=given, stdout=subprocess.PIPE,
                               text=True).communicate(timeout=LIMIT)[0].splitlines():
@@ -76,7 +76,7 @@ def alone():
 
 
 def heard():
-    """One at a time, and the server is told to close the loopback card before each: it keeps it open in a format of its own,
+    """One at a time, and the server must close the loopback card before each: it keeps it open in a format of its own,
     which the next recorder cannot have."""
     desktop.set_volume("Loopback", "1.0")
     given, faults, story = settings(), [], []

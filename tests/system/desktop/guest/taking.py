@@ -133,7 +133,7 @@ def stolen():
 
 def left():
     """Another program has one of the card's ways in: the music plays shared until it leaves, and then exclusively. While the
-    kernel shows two programs' formats, the player has none to tell."""
+    kernel shows two programs' formats, the player has none to report."""
     desktop.set_volume("Loopback", "1.0")
     other = subprocess.Popen(["aplay", "-q", "-D", "hw:Loopback,0,5", "-t", "raw", "-f", "S16_LE", "-r", "8000", "-c", "1",
                               "/dev/zero"], stdin=subprocess.DEVNULL)

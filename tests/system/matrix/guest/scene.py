@@ -142,7 +142,7 @@ class Scene:
             raise RuntimeError("the music stopped")
 
     def statuses(self):
-        """How often the player has said how it stands with Exclusive Access."""
+        """How often the player has printed the status of Exclusive Access."""
         return sum('"exclusiveAccessStatus"' in line for line in self.play.lines)
 
     def verdict(self):

@@ -24,7 +24,7 @@ OF_THE_STREAM = ("stream", "a channel linked")  # in the rows of what only a str
 
 
 def ran(channels, *options, device=LOOPBACK_UID, capture=CAPTURE, change=None):
-    """What the player says of a track that it plays: the line of `verify`. `change` is called when its stream is there."""
+    """The player's report on a track that it plays: the line of `verify`. `change` is called when its stream exists."""
     seconds = SECONDS_WITH_CHANGE if change else SECONDS
     file = layouts.write_track(f"/tmp/witness-{channels}-{seconds}.wav", layouts.TRACKS[channels], seconds)
     with open("/tmp/witness.log", "ab") as log:

@@ -1,4 +1,4 @@
-"""The soak test alone, for as long as the host says."""
+"""The soak test alone, for as long as the host sets."""
 
 import json
 import os
