@@ -50,7 +50,7 @@ class CardCapture(Capture):
 
 
 def restart_servers(play):
-    """When the player prints that line."""
+    """Restarts the servers when the player prints a line with "said"."""
     play.says_soon('"said"')
     desktop.kill_servers()
     desktop.start_servers()

@@ -43,7 +43,7 @@ def held(pid):
 
 
 class Pulls:
-    """The cable is pulled at each such line of the player."""
+    """Pulls the cable each time that the player prints a line with "said"."""
 
     def __init__(self, dac, play):
         self.dac, self.play, self.done, self.read = dac, play, 0, 0
