@@ -1,4 +1,4 @@
-// What the engine reports of the samples that it handed to a device, through all that a listener and a device may do.
+// What the engine reports about the samples that it handed to a device, whatever user and device do.
 
 #include "tests/engine/PlayerFixture.h"
 

@@ -12,7 +12,7 @@ using testing::ElementsAre;
 using testing::Gt;
 using testing::IsEmpty;
 
-/// A world with an album, and a listener who plays it through: on each completion the next track, as a session does.
+/// An album, and a user who plays it through: on each completion the next track, as a session does.
 class Album : public PlayerFixture {
  protected:
   static constexpr std::int64_t trackFrames = 44100;

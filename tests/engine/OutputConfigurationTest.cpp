@@ -107,7 +107,7 @@ TEST_F(OutputConfigurationTest, PlaysOnABluetoothUnitThatKnowsNoQuality) {
   EXPECT_TRUE(isPlaying());
 }
 
-// Failures: wherever it breaks, the sentence is right and nothing is left behind.
+// Failures: at every step, the message is right and no resource is left behind.
 
 struct StageFailure {
   const char* name;

@@ -103,7 +103,7 @@ class ThreadedPlayer {
       changed_.notify_all();
     }
     thread_.join();
-    // Under the mutex, so that the last reader has let go of it, and of everything here.
+    // Under the mutex, so that the last reader has released it, and everything else here.
     std::unique_lock lock(mutex_);
     changed_.wait(lock, [this] { return readers_ == 0; });
   }

@@ -39,7 +39,7 @@ struct Pipe {
   std::array<int, 2> ends{-1, -1};
 };
 
-/// Every test runs the loop until it is told to quit: what never happens shows as a test that times out.
+/// Every test runs the loop until it quits: an event that never happens makes the test time out.
 class DesktopRunLoop : public testing::Test {
  protected:
   void quit() { loop.quit(0); }

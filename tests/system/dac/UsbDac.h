@@ -1,7 +1,7 @@
 #pragma once
 // The DAC itself: takes the host's requests, lets each packet arrive when the bus would have carried it, answers with
 // its clock's feedback, and obeys a FIFO's commands (pull the cable, refuse a rate, answer no requests). One thread,
-// which runs until it is told to quit.
+// which runs until it receives a command to quit.
 
 #include <csignal>
 #include <map>

@@ -1,4 +1,4 @@
-"""Tells the host what was found, a JSON line a test, and asks it for what only the host can do."""
+"""Reports the results to the host, one JSON line per test, and requests from it what only the host can do."""
 
 import json
 import os

@@ -46,7 +46,7 @@ def plays_exclusively(dac, bus):
 
 
 def afterwards_faults():
-    """Nobody holds the device, and another program plays to it."""
+    """No program holds the device, and another program plays to it."""
     if not wait_until(PCM.closed, 5):
         return [f"the device is still held by process {PCM.owners()}"]
     other = hold(CARD)

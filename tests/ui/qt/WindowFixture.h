@@ -1,5 +1,5 @@
 #pragma once
-// The real window over simulated hardware and files, and a listener who uses it: the vocabulary of the window's tests.
+// The real window over simulated hardware and files, and a user: the vocabulary of the window's tests.
 // Controls are found by their accessible names, so that what a test can reach a screen reader can reach, too.
 
 #include <gmock/gmock.h>

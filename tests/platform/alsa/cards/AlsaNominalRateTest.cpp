@@ -1,5 +1,5 @@
-// Which rates a card is set up to, and what is said of its rate before anybody has set it up: over a PCM that keeps a
-// record of each.
+// Which rates a card is set up to, and which rate is reported before any program has set it up: over a PCM that records
+// each request.
 
 #include <gmock/gmock.h>
 

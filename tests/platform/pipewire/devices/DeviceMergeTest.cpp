@@ -8,7 +8,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// A desktop: cards as the direct side lists them, and as the server has them.
+/// A desktop: cards as the card path lists them, and as the server has them.
 struct Desktop {
   std::vector<DirectDevice> direct;
   PipeWireFacts facts;
@@ -157,7 +157,7 @@ TEST(DeviceMerge, keepsADeviceThatOnlyTheServerHasUntilItsSinkIsBack) {
   EXPECT_THAT(staying({}, {{headset, false}}, {}), IsEmpty()) << "it has gone";
   EXPECT_THAT(staying({back}, {{headset, true}}, {}), ElementsAre("bluetooth:00:11:22 @41"));
   const MergedDevice pulled{"usb:0", "DAC", kAudioDeviceTransportTypeUSB, std::nullopt, 6};
-  EXPECT_THAT(staying({}, {{pulled, true}}, {"usb"}), IsEmpty()) << "a card that has gone is seen by the direct side";
+  EXPECT_THAT(staying({}, {{pulled, true}}, {"usb"}), IsEmpty()) << "the card path has noticed that the card is gone";
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ class CardOfAnotherProgram : public testing::Test, public Listening {
     return readProperty<std::string>(desktop.hardware(), device, globalAddress(kAudioDevicePropertyHogModeOwnerName))
         .value_or("?");
   }
-  /// The direct side has given the card up, and its unit has ended.
+  /// The card path has released the card, and its unit has ended.
   void takeFromUs() {
     desktop.dac().setHogOwner(otherProgram);
     desktop.dac().stopByItself(kAudioHardwareNotRunningError);

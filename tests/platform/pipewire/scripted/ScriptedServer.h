@@ -53,7 +53,7 @@ class ScriptedServer final : public SoundServer {
   RunLoop::Duration profileDelay = std::chrono::milliseconds(30);  ///< until a profile is chosen
   RunLoop::Duration sinkDelay = std::chrono::milliseconds(200);    ///< from there until the sink is there
 
-  /// Adds the card behind a device that the direct side has, and its sink. The card's number.
+  /// Adds the card behind a device of the card path, and its sink. Returns the card's number.
   std::uint32_t addCard(AudioObjectID direct);
   void removeSink(std::uint32_t sink);
   /// The card goes, and its sink.
@@ -106,7 +106,7 @@ class ScriptedServer final : public SoundServer {
   };
 
   void announce();
-  /// The card is open, or closed: the direct side then refuses it, or not.
+  /// Opens or closes the card: while it is open, the card path refuses it.
   void hold(std::uint32_t card, bool isHeld);
 
   ManualRunLoop& runLoop_;
@@ -123,7 +123,7 @@ class ScriptedServer final : public SoundServer {
   bool keepsCardsOpen_ = false;
   std::uint32_t nextId_ = 30;
   std::uint64_t nextSerial_ = 100;
-  std::map<std::uint32_t, AudioObjectID> cards_;  ///< its number: the direct side's device
+  std::map<std::uint32_t, AudioObjectID> cards_;  ///< its number: the device on the card path
   std::map<ServerStage, Fault> faults_;
   std::set<ScriptedStream*> streams_;
   std::vector<std::string> trace_;

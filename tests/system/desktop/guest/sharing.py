@@ -77,7 +77,7 @@ def turned_down():
 
 
 def second_program():
-    """Somebody else plays for a while: the rate stays, and the verdict is another as long as that lasts."""
+    """Another program plays for a while: the rate stays, and the verdict changes for that time."""
     desktop.set_volume("Loopback", "1.0")
     target = desktop.sink("Loopback")["node.name"]
     track("/tmp/other.wav", 48000, 2, 1)
@@ -115,7 +115,7 @@ def unlink(channel, sink, input_channel):
 
 
 def crossed():
-    """Somebody links the left channel into the right one too."""
+    """Another program links the left channel into the right one too."""
     desktop.set_volume("Loopback", "1.0")
 
     def cross(play):

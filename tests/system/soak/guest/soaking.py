@@ -121,8 +121,8 @@ def judged(play, looks, pulls, seconds):
     window = min(len(looks) // 2, int(60 / STEP))
     table = []
     for kind, more in MORE.items():
-        # The least of a minute or, in a short test, of half the time, in which each action was done: what is lost for good is
-        # in it, and a moment between two outputs is not.
+        # The least of a minute or, in a short test, of half the time, in which each action was done: it shows a
+        # permanent loss, but not a moment between two outputs.
         parts = [[look[kind] for look in part] for part in (looks[:window], looks[-window:])]
         first, last = (min(part) for part in parts)
         table.append(f"{kind} {first}, then {last} (at most {max(parts[1])})")
