@@ -1,6 +1,6 @@
 #pragma once
-// A session bus that takes connections and never answers would hold the start of the program for good: libdbus waits
-// for it without a limit. To be called on the main thread, before Qt is there and any other thread.
+// A session bus that takes connections and never answers would block the start of the program for ever: libdbus waits
+// for it without a limit. To be called on the main thread, before Qt or any other thread is started.
 
 #include <chrono>
 

@@ -203,7 +203,7 @@ int runPlayer(const FileArguments& arguments) {
     case InstanceRole::first:
       break;
   }
-  static StandardErrorLog log;  // static: a thread that is left behind may still write
+  static StandardErrorLog log;  // static: an abandoned thread may still write
   auto window = std::make_unique<Window>(log);
   if (!window->window.window()) return 1;
   window->shell.emplace(bus, identity,

@@ -1,6 +1,6 @@
 // What a long playlist costs: finding it, restoring it, reordering it, saving it, going from track to track in it,
 // saving the place in it. Over files and a database on the disk of the temporary folder, whose names the system has in
-// memory. "stored" waits for the disk, as nobody does while the player runs.
+// memory. "stored" waits for the disk, which the running player never does.
 
 #include <benchmark/benchmark.h>
 #include <unistd.h>

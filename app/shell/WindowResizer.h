@@ -16,7 +16,7 @@ class WindowResizer {
   /// The window's frame as it is; nothing while there is no window.
   using Frame = std::function<std::optional<WindowSize>()>;
 
-  /// Run loop and defaults outlive the resizer. `onWindowAvailable` is told each time that the window is seen.
+  /// Run loop and defaults outlive the resizer. `onWindowAvailable` is called each time that the window is found.
   WindowResizer(RunLoop& runLoop, UserDefaults& defaults, Frame frame, std::function<void()> onWindowAvailable);
   WindowResizer(const WindowResizer&) = delete;
   WindowResizer& operator=(const WindowResizer&) = delete;

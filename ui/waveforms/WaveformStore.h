@@ -1,6 +1,6 @@
 #pragma once
 // The window's waveforms, by file: which are known, which are on their way. Window's thread; files are read in the
-// background. A result that nobody waits for any more is dropped. What was read is kept as long as the window.
+// background. A result that is no longer wanted is dropped. Results are kept as long as the window.
 
 #include <cstdint>
 #include <functional>

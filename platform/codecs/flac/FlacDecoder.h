@@ -69,7 +69,7 @@ class FlacDecoder final : public TrackDecoder {
   bool hasDelivered_ = false;  ///< the present call of libFLAC has given a block
   OSStatus damage_ = noErr;    ///< reported by libFLAC; later reports do not count
   bool isEnded_ = false;       ///< no block will follow
-  OSStatus failure_ = noErr;   ///< ends the decode for good
+  OSStatus failure_ = noErr;   ///< ends the decode permanently
   std::uint64_t blocksTried_ = 0;
   std::span<std::byte> wanted_;     ///< what is still to fill in the present call
   std::vector<std::byte> surplus_;  ///< decoded, but beyond what was asked for

@@ -103,8 +103,8 @@ std::expected<SoundData, OSStatus> readSoundData(const ByteSource& source, const
 PcmFileLayout layoutOf(const Common& common, const SoundData& data) {
   PcmFileLayout layout{common.format, data.offset, data.byteCount, sourceBitDepthOf(common.format)};
   layout.announcedByteCount = data.announcedByteCount;
-  // Data in blocks is filled up behind the music; only the frame count tells where the music ends. Elsewhere the chunk
-  // itself is the better witness: a wrong frame count must not cut a track.
+  // Data in blocks is padded after the music; only the frame count states where the music ends. Elsewhere the chunk
+  // itself is more reliable: a wrong frame count must not cut a track.
   if (data.isBlockAligned && common.frames != 0 && common.format.mBytesPerFrame != 0) {
     const std::uint64_t music = std::uint64_t{common.frames} * common.format.mBytesPerFrame;
     layout.dataByteCount = std::min(layout.dataByteCount, music);
