@@ -28,7 +28,7 @@ AudioPathStatus exclusiveAccessWithheld(const AudioPathFacts& facts) {
                                          : "the device does not expose exclusive access"));
 }
 
-/// The alteration that decides the verdict: conversion first, then processing, then one whose kind is unknown.
+/// What the device reports: conversions first, then processing, then alterations of unknown kind.
 std::string alterationDetails(const AudioPathFacts& facts) {
   using enum SampleAlteration::Kind;
   std::string details;

@@ -8,8 +8,7 @@
 namespace tolvane {
 namespace {
 
-/// Checks after the drain whether the track has been heard to its end. Limited, so that a device that stands still does
-/// not delay the end for ever.
+/// The most checks after the drain for the end of what is heard. A device that stands still then ends the wait.
 constexpr int mostLateChecks = 5;
 
 }  // namespace

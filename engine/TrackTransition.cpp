@@ -116,7 +116,7 @@ void TrackTransition::announce() {
   machine_.upcoming().want(std::nullopt);
   adoptable_ = std::move(next.url);
   machine_.cross(std::move(next.audio));
-  // It also ends if an observer rebuilt the output but played no track.
+  // Playback also ends if an observer rebuilt the output but played no track.
   const bool isUnnamed = machine_.track() != nullptr && !machine_.next().currentURL;
   if (std::exchange(adoptable_, std::nullopt) || isUnnamed) machine_.stop(AudioPathStatus::ready());
 }

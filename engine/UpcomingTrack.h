@@ -48,8 +48,7 @@ class UpcomingTrack {
   /// Hands the track over to the caller, which plays `url` now: when it has been read, if that is under way, or when
   /// the disk has confirmed it; then no track is wanted any more. False: there is no track for this file.
   [[nodiscard]] bool take(const FileURL& url, Taken taken);
-  /// The track that takeWhenReady() promised is no longer awaited: cancels its reading, and no track is wanted any
-  /// more.
+  /// The track that take() promised is no longer awaited: cancels its reading, and no track is wanted any more.
   void cancelTaking();
   /// 0 … 1 for the current reading.
   [[nodiscard]] double progress() const;

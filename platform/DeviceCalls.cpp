@@ -213,7 +213,8 @@ void DeviceCalls::work(const std::shared_ptr<Shared>& shared, std::shared_ptr<Ca
     } catch (...) {
       failure = std::current_exception();
     }
-    // Before the caller continues: objects shared with the call must not be closed while the caller uses them.
+    // Before the caller continues: afterwards this thread could be the last owner of a shared object, and close it
+    // when the caller does not expect it.
     call->body = nullptr;
     bool isLeft = false;
     {

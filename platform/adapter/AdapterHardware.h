@@ -53,7 +53,7 @@ class AdapterHardware : public AudioHardware {
   /// Checks also that the property can be written.
   [[nodiscard]] OSStatus writeStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const;
 
-  /// The status for a property that some objects of a kind cannot read at the moment.
+  /// A value as a property; or the status, for an object that cannot read it at the moment.
   template <typename Value>
   [[nodiscard]] static std::expected<AudioPropertyValue, OSStatus> asProperty(std::expected<Value, OSStatus> value) {
     if (!value) return std::unexpected(value.error());

@@ -24,7 +24,7 @@ class PropertyListeners {
   void deliver(AudioHardware::ListenerID id, const AudioObjectPropertyAddress& address);
 
   [[nodiscard]] std::size_t size() const { return entries_->size(); }
-  /// The object and property that the listener observes; nothing if it was removed.
+  /// The property that the listener observes; nothing if it was removed.
   [[nodiscard]] std::optional<AudioObjectPropertyAddress> addressOf(AudioHardware::ListenerID id) const;
   /// If set, a notification that is pending when its listener is removed still arrives, as with real hardware.
   void setDeliversLate(bool delivers) { deliversLate_ = delivers; }

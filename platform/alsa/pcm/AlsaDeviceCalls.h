@@ -25,7 +25,7 @@ class AlsaDeviceCalls : public std::enable_shared_from_this<AlsaDeviceCalls> {
 
   [[nodiscard]] const std::string& name() const { return name_; }
 
-  /// An abandoned call has not returned.
+  /// Whether an abandoned call has not returned.
   [[nodiscard]] bool isHeldUp() const { return underWay_.load(std::memory_order_acquire) > 0; }  // partner: ended()
 
   /// Makes the call, which must own everything that it uses. kAudioHardwareNotReadyError: it was abandoned, or was not
