@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that every #include respects the floors of the house (docs/ARCHITECTURE.md). Usage: check_includes.py ROOT"""
+"""Checks that every #include respects the floors of the architecture (docs/ARCHITECTURE.md). Usage: check_includes.py ROOT"""
 
 import pathlib
 import re
