@@ -17,7 +17,7 @@ using test::Handle;
 
 class DeviceCallsHome : public test::DeviceCallsFixture {};
 
-TEST_F(DeviceCallsHome, bringsActionsHomeFromAnyThreadWhileThereIsAHome) {
+TEST_F(DeviceCallsHome, BringsActionsHomeFromAnyThreadWhileThereIsAHome) {
   const DeviceCalls::Home home = calls_->home();
   int runs = 0;
   (void)calls_->run(dac, [&] { home.post([&runs] { ++runs; }); });
@@ -30,7 +30,7 @@ TEST_F(DeviceCallsHome, bringsActionsHomeFromAnyThreadWhileThereIsAHome) {
   EXPECT_EQ(runs, 1);
 }
 
-TEST_F(DeviceCallsHome, destroysWhatIsBoundOnItsOwnThread) {
+TEST_F(DeviceCallsHome, DestroysWhatIsBoundOnItsOwnThread) {
   std::promise<std::thread::id> closed;
   auto bound = calls_->home().bind(std::make_shared<Handle>(closed));
   (void)calls_->run(dac, [copy = bound] {});
@@ -44,7 +44,7 @@ TEST_F(DeviceCallsHome, destroysWhatIsBoundOnItsOwnThread) {
   EXPECT_EQ(where.get(), std::this_thread::get_id());
 }
 
-TEST_F(DeviceCallsHome, destroysWhatIsBoundAtOnceWhereItsOwnThreadLetsGo) {
+TEST_F(DeviceCallsHome, DestroysWhatIsBoundAtOnceWhereItsOwnThreadLetsGo) {
   std::promise<std::thread::id> closed;
   auto bound = calls_->home().bind(std::make_shared<Handle>(closed));
   bound.reset();
@@ -52,7 +52,7 @@ TEST_F(DeviceCallsHome, destroysWhatIsBoundAtOnceWhereItsOwnThreadLetsGo) {
   EXPECT_EQ(calls_->home().bind(nullptr), nullptr);
 }
 
-TEST_F(DeviceCallsHome, keepsWhatIsBoundForEverOnceThereIsNoHome) {
+TEST_F(DeviceCallsHome, KeepsWhatIsBoundForEverOnceThereIsNoHome) {
   auto& closed = *new std::promise<std::thread::id>;  // the thing outlives the test, and knows it
   std::shared_ptr<void> bound = calls_->home().bind(std::make_shared<Handle>(closed));
   Gate gate;

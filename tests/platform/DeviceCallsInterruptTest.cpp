@@ -17,7 +17,7 @@ using testing::IsEmpty;
 
 class DeviceCallsInterrupt : public test::DeviceCallsFixture {};
 
-TEST_F(DeviceCallsInterrupt, namesWhatIsWaitedFor) {
+TEST_F(DeviceCallsInterrupt, NamesWhatIsWaitedFor) {
   EXPECT_FALSE(calls_->waiting());
   const auto begun = time_->now();
   Gate gate;
@@ -33,7 +33,7 @@ TEST_F(DeviceCallsInterrupt, namesWhatIsWaitedFor) {
   EXPECT_FALSE(calls_->waiting());
 }
 
-TEST_F(DeviceCallsInterrupt, endsAWaitThatIsInterruptedBeforeItsSecondIsOverAfterThat) {
+TEST_F(DeviceCallsInterrupt, EndsAWaitThatIsInterruptedBeforeItsSecondIsOverAfterThat) {
   const auto begun = time_->now();
   Gate gate;
   std::latch ended(1);
@@ -54,7 +54,7 @@ TEST_F(DeviceCallsInterrupt, endsAWaitThatIsInterruptedBeforeItsSecondIsOverAfte
   ended.wait();
 }
 
-TEST_F(DeviceCallsInterrupt, endsAWaitThatHasLastedASecondWhenItIsInterrupted) {
+TEST_F(DeviceCallsInterrupt, EndsAWaitThatHasLastedASecondWhenItIsInterrupted) {
   Gate gate;
   std::latch ended(1);
   auto call = hang(gate, &ended);
@@ -67,7 +67,7 @@ TEST_F(DeviceCallsInterrupt, endsAWaitThatHasLastedASecondWhenItIsInterrupted) {
   ended.wait();
 }
 
-TEST_F(DeviceCallsInterrupt, waitsForACallThatReturnsWithinTheSecondOfAnInterrupt) {
+TEST_F(DeviceCallsInterrupt, WaitsForACallThatReturnsWithinTheSecondOfAnInterrupt) {
   Gate gate;
   calls_->interrupt();
   auto call = hang(gate);
@@ -79,7 +79,7 @@ TEST_F(DeviceCallsInterrupt, waitsForACallThatReturnsWithinTheSecondOfAnInterrup
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(DeviceCallsInterrupt, takesASecondOnceForAnInterruptAndAQuarterForEachCallAfterThat) {
+TEST_F(DeviceCallsInterrupt, TakesASecondOnceForAnInterruptAndAQuarterForEachCallAfterThat) {
   Gate gate;
   std::latch ended(5);
   const std::uint64_t number = calls_->interrupt();
@@ -106,7 +106,7 @@ TEST_F(DeviceCallsInterrupt, takesASecondOnceForAnInterruptAndAQuarterForEachCal
   ended.wait();
 }
 
-TEST_F(DeviceCallsInterrupt, keepsAnInterruptThatIsNewerThanTheCommandThatBegins) {
+TEST_F(DeviceCallsInterrupt, KeepsAnInterruptThatIsNewerThanTheCommandThatBegins) {
   const std::uint64_t first = calls_->interrupt();
   const std::uint64_t second = calls_->interrupt();
   EXPECT_GT(second, first);
@@ -131,7 +131,7 @@ TEST_F(DeviceCallsInterrupt, keepsAnInterruptThatIsNewerThanTheCommandThatBegins
   EXPECT_TRUE(call.get());
 }
 
-TEST_F(DeviceCallsInterrupt, makesCallsWhileOneIsLeftBehindAndAnInterruptIsInForce) {
+TEST_F(DeviceCallsInterrupt, MakesCallsWhileOneIsLeftBehindAndAnInterruptIsInForce) {
   Gate gate;
   std::latch ended(1);
   leaveBehind(gate, 1, ended);

@@ -27,7 +27,7 @@ using testing::SizeIs;
 
 class DeviceCallsLeftBehind : public test::DeviceCallsFixture {};
 
-TEST_F(DeviceCallsLeftBehind, leavesACallBehindThatOutlastsItsPatience) {
+TEST_F(DeviceCallsLeftBehind, LeavesACallBehindThatOutlastsItsPatience) {
   const auto begun = time_->now();
   Gate gate;
   std::latch ended(1);
@@ -51,7 +51,7 @@ TEST_F(DeviceCallsLeftBehind, leavesACallBehindThatOutlastsItsPatience) {
               ElementsAre(testing::_, "Studio DAC: the call that hung in its driver ended after 12 s"));
 }
 
-TEST_F(DeviceCallsLeftBehind, closesWhatALateCallHasOpenedOnItsThread) {
+TEST_F(DeviceCallsLeftBehind, ClosesWhatALateCallHasOpenedOnItsThread) {
   Gate gate;
   std::promise<std::thread::id> closed;
   std::promise<std::thread::id> opened;
@@ -73,7 +73,7 @@ TEST_F(DeviceCallsLeftBehind, closesWhatALateCallHasOpenedOnItsThread) {
   ended.wait();
 }
 
-TEST_F(DeviceCallsLeftBehind, keepsWhatALateCallOwnsUntilItsEndAndNoLonger) {
+TEST_F(DeviceCallsLeftBehind, KeepsWhatALateCallOwnsUntilItsEndAndNoLonger) {
   Gate gate;
   std::promise<std::thread::id> closed;
   auto isClosed = closed.get_future();
@@ -98,7 +98,7 @@ TEST_F(DeviceCallsLeftBehind, keepsWhatALateCallOwnsUntilItsEndAndNoLonger) {
   ended.wait();
 }
 
-TEST_F(DeviceCallsLeftBehind, swallowsWhatALateCallThrows) {
+TEST_F(DeviceCallsLeftBehind, SwallowsWhatALateCallThrows) {
   Gate gate;
   std::latch ended(1);
   auto call = std::async(std::launch::async, [&] {
@@ -117,7 +117,7 @@ TEST_F(DeviceCallsLeftBehind, swallowsWhatALateCallThrows) {
   EXPECT_THAT(log_.lines(), SizeIs(2));
 }
 
-TEST_F(DeviceCallsLeftBehind, goesOnWithManyLeftBehindAndUsesTheirThreadsAgain) {
+TEST_F(DeviceCallsLeftBehind, GoesOnWithManyLeftBehindAndUsesTheirThreadsAgain) {
   constexpr int many = 8;
   std::vector<Gate> gates(many);
   std::vector<std::unique_ptr<std::latch>> ends;
@@ -164,7 +164,7 @@ TEST_F(DeviceCallsLeftBehind, goesOnWithManyLeftBehindAndUsesTheirThreadsAgain) 
   done.wait();
 }
 
-TEST_F(DeviceCallsLeftBehind, leavesItsThreadsAloneWhenItEnds) {
+TEST_F(DeviceCallsLeftBehind, LeavesItsThreadsAloneWhenItEnds) {
   Gate gate;
   std::promise<std::thread::id> closed;
   std::latch ended(1);

@@ -20,7 +20,7 @@ using testing::SizeIs;
 
 class DeviceCallsTest : public test::DeviceCallsFixture {};
 
-TEST_F(DeviceCallsTest, givesWhatTheCallReturnsFromAnotherThread) {
+TEST_F(DeviceCallsTest, GivesWhatTheCallReturnsFromAnotherThread) {
   const auto thread = calls_->run(dac, [] { return std::this_thread::get_id(); });
   ASSERT_TRUE(thread);
   EXPECT_NE(*thread, std::this_thread::get_id());
@@ -31,13 +31,13 @@ TEST_F(DeviceCallsTest, givesWhatTheCallReturnsFromAnotherThread) {
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
-TEST_F(DeviceCallsTest, givesWhatCanOnlyBeMoved) {
+TEST_F(DeviceCallsTest, GivesWhatCanOnlyBeMoved) {
   auto moved = calls_->run(dac, [] { return std::make_unique<int>(7); });
   ASSERT_TRUE(moved);
   EXPECT_EQ(**moved, 7);
 }
 
-TEST_F(DeviceCallsTest, makesOneCallAfterTheOtherOnOneThread) {
+TEST_F(DeviceCallsTest, MakesOneCallAfterTheOtherOnOneThread) {
   std::set<std::thread::id> threads;
   std::vector<int> order;
   for (int i = 0; i < 200; ++i) {
@@ -51,19 +51,19 @@ TEST_F(DeviceCallsTest, makesOneCallAfterTheOtherOnOneThread) {
   EXPECT_TRUE(std::ranges::is_sorted(order));
 }
 
-TEST_F(DeviceCallsTest, knowsTheThreadsThatCallsAreMadeOn) {
+TEST_F(DeviceCallsTest, KnowsTheThreadsThatCallsAreMadeOn) {
   EXPECT_FALSE(DeviceCalls::isCallThread());
   EXPECT_EQ(calls_->run(dac, [] { return DeviceCalls::isCallThread(); }), true);
 }
 
-TEST_F(DeviceCallsTest, throwsWhatTheCallThrowsAndMakesTheNext) {
+TEST_F(DeviceCallsTest, ThrowsWhatTheCallThrowsAndMakesTheNext) {
   const auto failing = [this] { (void)calls_->run(dac, []() -> int { throw std::runtime_error("no memory"); }); };
   EXPECT_THROW(failing(), std::runtime_error);
   EXPECT_FALSE(calls_->waiting());
   EXPECT_EQ(calls_->run(dac, [] { return 1; }), 1);
 }
 
-TEST_F(DeviceCallsTest, letsGoOfWhatACallOwnsBeforeItGoesOn) {
+TEST_F(DeviceCallsTest, LetsGoOfWhatACallOwnsBeforeItGoesOn) {
   const auto owned = std::make_shared<int>(1);
   for (int i = 0; i < 200; ++i) {
     (void)calls_->run(dac, [owned] { return owned; });
@@ -71,7 +71,7 @@ TEST_F(DeviceCallsTest, letsGoOfWhatACallOwnsBeforeItGoesOn) {
   }
 }
 
-TEST_F(DeviceCallsTest, runsNoEndForACallThatWasWaitedFor) {
+TEST_F(DeviceCallsTest, RunsNoEndForACallThatWasWaitedFor) {
   bool hasEnded = false;
   EXPECT_TRUE(calls_
                   ->run(
@@ -81,7 +81,7 @@ TEST_F(DeviceCallsTest, runsNoEndForACallThatWasWaitedFor) {
   EXPECT_FALSE(hasEnded);
 }
 
-TEST_F(DeviceCallsTest, waitsForNothingWhereACallIsLeftAtOnce) {
+TEST_F(DeviceCallsTest, WaitsForNothingWhereACallIsLeftAtOnce) {
   Gate gate;
   std::latch ended(1);
   calls_->leave(

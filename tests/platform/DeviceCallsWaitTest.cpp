@@ -17,7 +17,7 @@ using testing::IsEmpty;
 
 class DeviceCallsWait : public test::DeviceCallsFixture {};
 
-TEST_F(DeviceCallsWait, namesAWaitInSmallStepsAndEndsItByAnInterrupt) {
+TEST_F(DeviceCallsWait, NamesAWaitInSmallStepsAndEndsItByAnInterrupt) {
   const std::string server = "the sound server";
   {
     const DeviceCalls::Wait wait(*calls_, server);
@@ -39,7 +39,7 @@ TEST_F(DeviceCallsWait, namesAWaitInSmallStepsAndEndsItByAnInterrupt) {
   EXPECT_TRUE(next.isInterrupted());
 }
 
-TEST_F(DeviceCallsWait, lastsASecondWhereTheInterruptComesFirst) {
+TEST_F(DeviceCallsWait, LastsASecondWhereTheInterruptComesFirst) {
   calls_->interrupt();
   const DeviceCalls::Wait wait(*calls_, dac);
   time_->advance(1s - 1ns);
@@ -48,7 +48,7 @@ TEST_F(DeviceCallsWait, lastsASecondWhereTheInterruptComesFirst) {
   EXPECT_TRUE(wait.isInterrupted());
 }
 
-TEST_F(DeviceCallsWait, countsAWaitWithinAnotherFromTheBeginningOfThat) {
+TEST_F(DeviceCallsWait, CountsAWaitWithinAnotherFromTheBeginningOfThat) {
   const DeviceCalls::Wait outer(*calls_, dac);
   const auto begun = time_->now();
   time_->advance(600ms);
@@ -70,7 +70,7 @@ TEST_F(DeviceCallsWait, countsAWaitWithinAnotherFromTheBeginningOfThat) {
   EXPECT_EQ(seen.value().value().since, begun) << "and a call for the same device";
 }
 
-TEST_F(DeviceCallsWait, canBeAskedAndInterruptedFromEveryThread) {
+TEST_F(DeviceCallsWait, CanBeAskedAndInterruptedFromEveryThread) {
   constexpr int rounds = 500;
   std::latch done(2);
   std::thread asking([&] {

@@ -36,7 +36,7 @@ struct Told {
   }
 };
 
-TEST(OutputUnitSettings, areCompleteWithADeviceAFormatACallbackAndAnOutput) {
+TEST(OutputUnitSettings, AreCompleteWithADeviceAFormatACallbackAndAnOutput) {
   Told told;
   EXPECT_FALSE(told.settings.areComplete());
   told.tellAll();
@@ -45,7 +45,7 @@ TEST(OutputUnitSettings, areCompleteWithADeviceAFormatACallbackAndAnOutput) {
   EXPECT_FALSE(told.settings.areComplete());
 }
 
-TEST(OutputUnitSettings, giveBackWhatTheyWereTold) {
+TEST(OutputUnitSettings, GiveBackWhatTheyWereTold) {
   Told told;
   told.tellAll();
   EXPECT_EQ(told.set(Property::renderQuality, Scope::global, 0, std::uint32_t{3}), noErr);
@@ -57,7 +57,7 @@ TEST(OutputUnitSettings, giveBackWhatTheyWereTold) {
   EXPECT_EQ(told.settings.get(Property::enableIO, Scope::input), AudioUnitPropertyValue(std::uint32_t{0}));
 }
 
-TEST(OutputUnitSettings, takeTheDepthOfTheSource) {
+TEST(OutputUnitSettings, TakeTheDepthOfTheSource) {
   Told told;
   EXPECT_EQ(told.settings.sourceBits(), 0U);
   EXPECT_EQ(told.set(Property::sourceBits, Scope::input, 0, std::uint32_t{16}), noErr);
@@ -71,7 +71,7 @@ TEST(OutputUnitSettings, takeTheDepthOfTheSource) {
   EXPECT_EQ(told.settings.sourceBits(), 16U);
 }
 
-TEST(OutputUnitSettings, haveTheUsualChannelsUntilOthersAreSet) {
+TEST(OutputUnitSettings, HaveTheUsualChannelsUntilOthersAreSet) {
   Told told;
   const ChannelLayout swapped{{ChannelPosition::frontRight, ChannelPosition::frontLeft}};
   EXPECT_EQ(told.set(Property::channelLayout, Scope::input, 0, swapped), kAudioUnitErr_InvalidPropertyValue)
@@ -89,7 +89,7 @@ TEST(OutputUnitSettings, haveTheUsualChannelsUntilOthersAreSet) {
   EXPECT_EQ(told.settings.channelLayout(), usualLayout(2)) << "another format, other channels";
 }
 
-TEST(OutputUnitSettings, refuseWhatIsNotThereNotRightOrTooLate) {
+TEST(OutputUnitSettings, RefuseWhatIsNotThereNotRightOrTooLate) {
   const double notANumber = std::numeric_limits<double>::quiet_NaN();
   const struct {
     const char* what;
@@ -139,12 +139,12 @@ TEST(OutputUnitSettings, refuseWhatIsNotThereNotRightOrTooLate) {
   }
 }
 
-TEST(OutputUnitSettings, takeACallbackUntilTheUnitRuns) {
+TEST(OutputUnitSettings, TakeACallbackUntilTheUnitRuns) {
   Told told;
   EXPECT_EQ(told.set(Property::setRenderCallback, Scope::input, 0, callback(), Phase::initialised), noErr);
 }
 
-TEST(OutputUnitSettings, cannotGiveAFormatThatNobodySet) {
+TEST(OutputUnitSettings, CannotGiveAFormatThatNobodySet) {
   const Told told;
   EXPECT_EQ(told.settings.get(Property::streamFormat, Scope::input),
             (std::expected<AudioUnitPropertyValue, OSStatus>(std::unexpected(kAudioUnitErr_CannotDoInCurrentContext))));

@@ -22,7 +22,7 @@ class PropertyListenersTest : public testing::Test {
   int second_ = 0;
 };
 
-TEST_F(PropertyListenersTest, areToldInATurnOfTheirOwn) {
+TEST_F(PropertyListenersTest, AreToldInATurnOfTheirOwn) {
   listeners_->add(2, rate, counting(first_));
   listeners_->notify(2, rate);
   EXPECT_EQ(first_, 0);
@@ -30,7 +30,7 @@ TEST_F(PropertyListenersTest, areToldInATurnOfTheirOwn) {
   EXPECT_EQ(first_, 1);
 }
 
-TEST_F(PropertyListenersTest, hearOnlyOfTheirObjectAndProperty) {
+TEST_F(PropertyListenersTest, HearOnlyOfTheirObjectAndProperty) {
   listeners_->add(2, rate, counting(first_));
   listeners_->notify(3, rate);
   listeners_->notify(2, hog);
@@ -38,7 +38,7 @@ TEST_F(PropertyListenersTest, hearOnlyOfTheirObjectAndProperty) {
   EXPECT_EQ(first_, 0);
 }
 
-TEST_F(PropertyListenersTest, areNotToldOfWhatChangedBeforeTheyListened) {
+TEST_F(PropertyListenersTest, AreNotToldOfWhatChangedBeforeTheyListened) {
   listeners_->add(2, rate, counting(first_));
   listeners_->notify(2, rate);
   listeners_->add(2, rate, counting(second_));
@@ -47,7 +47,7 @@ TEST_F(PropertyListenersTest, areNotToldOfWhatChangedBeforeTheyListened) {
   EXPECT_EQ(second_, 0);
 }
 
-TEST_F(PropertyListenersTest, areKnownByWhatTheyListenTo) {
+TEST_F(PropertyListenersTest, AreKnownByWhatTheyListenTo) {
   const auto id = listeners_->add(2, rate, counting(first_));
   EXPECT_EQ(listeners_->addressOf(id), rate);
   EXPECT_EQ(listeners_->size(), 1U);
@@ -56,7 +56,7 @@ TEST_F(PropertyListenersTest, areKnownByWhatTheyListenTo) {
   EXPECT_EQ(listeners_->size(), 0U);
 }
 
-TEST_F(PropertyListenersTest, areToldLateOnlyWhereHardwareDoesThat) {
+TEST_F(PropertyListenersTest, AreToldLateOnlyWhereHardwareDoesThat) {
   for (const bool comesLate : {false, true}) {
     first_ = 0;
     listeners_->setDeliversLate(comesLate);
@@ -73,7 +73,7 @@ TEST_F(PropertyListenersTest, areToldLateOnlyWhereHardwareDoesThat) {
   EXPECT_EQ(second_, 0) << "not even then when all have gone";
 }
 
-TEST_F(PropertyListenersTest, areToldOneByOneAtOnceWhileTheyListen) {
+TEST_F(PropertyListenersTest, AreToldOneByOneAtOnceWhileTheyListen) {
   const auto id = listeners_->add(2, rate, counting(first_));
   listeners_->add(2, rate, counting(second_));
   listeners_->deliver(id, rate);
@@ -84,7 +84,7 @@ TEST_F(PropertyListenersTest, areToldOneByOneAtOnceWhileTheyListen) {
   EXPECT_EQ(first_, 1);
 }
 
-TEST_F(PropertyListenersTest, mayBeRemovedByOneAnother) {
+TEST_F(PropertyListenersTest, MayBeRemovedByOneAnother) {
   AudioHardware::ListenerID later = 0;
   listeners_->add(2, rate, [&](const auto&) { EXPECT_EQ(listeners_->remove(later), noErr); });
   later = listeners_->add(2, rate, counting(second_));
@@ -93,7 +93,7 @@ TEST_F(PropertyListenersTest, mayBeRemovedByOneAnother) {
   EXPECT_EQ(second_, 0);
 }
 
-TEST_F(PropertyListenersTest, mayEndTheWholeLayer) {
+TEST_F(PropertyListenersTest, MayEndTheWholeLayer) {
   listeners_->add(2, rate, [&](const auto&) { listeners_.reset(); });
   listeners_->add(2, rate, counting(second_));
   listeners_->notify(2, rate);
@@ -102,7 +102,7 @@ TEST_F(PropertyListenersTest, mayEndTheWholeLayer) {
   EXPECT_EQ(second_, 0);
 }
 
-TEST_F(PropertyListenersTest, haveNumbersThatAreNeverReusedAndUnknownOnesAreRefused) {
+TEST_F(PropertyListenersTest, HaveNumbersThatAreNeverReusedAndUnknownOnesAreRefused) {
   const auto one = listeners_->add(2, rate, counting(first_));
   EXPECT_NE(one, 0U);
   EXPECT_EQ(listeners_->remove(one), noErr);

@@ -22,7 +22,7 @@ class HeardContract : public ContractTest<AudibleHardwareFixture> {
   CountingSource source_;
 };
 
-TEST_P(HeardContract, whatWasPlayedIsWhatWasRendered) {
+TEST_P(HeardContract, WhatWasPlayedIsWhatWasRendered) {
   // First: a loopback card takes its format from the program that opens it first, and a server opens it in its own.
   fixture().beginListening();
   auto unit = initialisedUnit(source_);
@@ -34,7 +34,7 @@ TEST_P(HeardContract, whatWasPlayedIsWhatWasRendered) {
   EXPECT_GT(heard.size(), 10'000U);
 }
 
-TEST_P(HeardContract, goingBackToTheFramesPlayedNeitherLosesNorRepeatsAFrame) {
+TEST_P(HeardContract, GoingBackToTheFramesPlayedNeitherLosesNorRepeatsAFrame) {
   fixture().beginListening();
   auto unit = initialisedUnit(source_);
   std::uint32_t position = 1;

@@ -9,7 +9,7 @@ namespace {
 
 class HogModeContract : public ContractTest<AudioHardwareFixture> {};
 
-TEST_P(HogModeContract, aWriteTakesAFreeDeviceAndTheNextGivesItBackWhateverNumberIsWritten) {
+TEST_P(HogModeContract, AWriteTakesAFreeDeviceAndTheNextGivesItBackWhateverNumberIsWritten) {
   for (const std::int32_t number : {-1, 0, 1, static_cast<std::int32_t>(getpid()), 2'000'000'000}) {
     SCOPED_TRACE(number);
     EXPECT_EQ(writeHog(number), noErr);
@@ -19,7 +19,7 @@ TEST_P(HogModeContract, aWriteTakesAFreeDeviceAndTheNextGivesItBackWhateverNumbe
   }
 }
 
-TEST_P(HogModeContract, theListenerIsToldWhenOwnershipChanges) {
+TEST_P(HogModeContract, TheListenerIsToldWhenOwnershipChanges) {
   int told = 0;
   const auto id =
       hardware().addPropertyListener(device(), global(kAudioDevicePropertyHogMode), [&](const auto&) { ++told; });
@@ -34,7 +34,7 @@ TEST_P(HogModeContract, theListenerIsToldWhenOwnershipChanges) {
   EXPECT_EQ(hardware().removePropertyListener(*id), noErr);
 }
 
-TEST_P(HogModeContract, theOwnerPlaysAndKeepsTheDeviceWhenItsUnitIsGone) {
+TEST_P(HogModeContract, TheOwnerPlaysAndKeepsTheDeviceWhenItsUnitIsGone) {
   prepareRate();
   ASSERT_EQ(writeHog(), noErr);
   {
@@ -51,7 +51,7 @@ TEST_P(HogModeContract, theOwnerPlaysAndKeepsTheDeviceWhenItsUnitIsGone) {
   EXPECT_EQ(hogOwner(), -1);
 }
 
-TEST_P(HogModeContract, theOwnerChangesTheRate) {
+TEST_P(HogModeContract, TheOwnerChangesTheRate) {
   ASSERT_EQ(writeHog(), noErr);
   const double rate = anotherRate();
   EXPECT_EQ(writeRate(rate), noErr);
@@ -59,7 +59,7 @@ TEST_P(HogModeContract, theOwnerChangesTheRate) {
   EXPECT_EQ(writeHog(), noErr);
 }
 
-TEST_P(HogModeContract, aUnitThatPlaysWithoutItOwnsNothing) {
+TEST_P(HogModeContract, AUnitThatPlaysWithoutItOwnsNothing) {
   CountingSource source;
   auto unit = initialisedUnit(source);
   ASSERT_EQ(unit->start(), noErr);
@@ -67,7 +67,7 @@ TEST_P(HogModeContract, aUnitThatPlaysWithoutItOwnsNothing) {
   EXPECT_EQ(hogOwner(), -1);
 }
 
-TEST_P(HogModeContract, aUnitThatPlaysWithoutItTakesItAndPlaysOn) {
+TEST_P(HogModeContract, AUnitThatPlaysWithoutItTakesItAndPlaysOn) {
   CountingSource source;
   auto unit = initialisedUnit(source);
   ASSERT_EQ(unit->start(), noErr);
@@ -87,7 +87,7 @@ INSTANTIATE_TEST_SUITE_P(Contract, HogModeContract, testing::ValuesIn(hardwareFi
 
 class ContestedDeviceContract : public ContractTest<ContestedHardwareFixture> {};
 
-TEST_P(ContestedDeviceContract, anotherOwnerIsReportedAndCannotBeOusted) {
+TEST_P(ContestedDeviceContract, AnotherOwnerIsReportedAndCannotBeOusted) {
   const std::int32_t owner = fixture().occupy();
   EXPECT_TRUE(eventually([&] { return hogOwner() == owner; }));
   EXPECT_EQ(writeHog(), kAudioDevicePermissionsError);
@@ -100,7 +100,7 @@ TEST_P(ContestedDeviceContract, anotherOwnerIsReportedAndCannotBeOusted) {
   EXPECT_EQ(writeHog(), noErr);
 }
 
-TEST_P(ContestedDeviceContract, anotherOwnerIsNamed) {
+TEST_P(ContestedDeviceContract, AnotherOwnerIsNamed) {
   const auto name = [this] { return read<std::string>(device(), global(kAudioDevicePropertyHogModeOwnerName)); };
   fixture().occupy();
   EXPECT_TRUE(eventually([&] { return hogOwner() != -1; }));
@@ -111,7 +111,7 @@ TEST_P(ContestedDeviceContract, anotherOwnerIsNamed) {
   EXPECT_EQ(name(), "");
 }
 
-TEST_P(ContestedDeviceContract, theListenerIsToldWhenAnotherProcessComesAndGoes) {
+TEST_P(ContestedDeviceContract, TheListenerIsToldWhenAnotherProcessComesAndGoes) {
   int told = 0;
   const auto id =
       hardware().addPropertyListener(device(), global(kAudioDevicePropertyHogMode), [&](const auto&) { ++told; });
@@ -125,7 +125,7 @@ TEST_P(ContestedDeviceContract, theListenerIsToldWhenAnotherProcessComesAndGoes)
   EXPECT_EQ(hardware().removePropertyListener(*id), noErr);
 }
 
-TEST_P(ContestedDeviceContract, aUnitCannotOpenTheDeviceUntilTheOtherHasLeft) {
+TEST_P(ContestedDeviceContract, AUnitCannotOpenTheDeviceUntilTheOtherHasLeft) {
   prepareRate();
   fixture().occupy();
   CountingSource source;

@@ -17,7 +17,7 @@ class AudioHardwareListenerContract : public ContractTest<AudioHardwareFixture> 
   const AudioObjectPropertyAddress rateAddress_ = global(kAudioDevicePropertyNominalSampleRate);
 };
 
-TEST_P(AudioHardwareListenerContract, aListenerIsToldInALaterTurnWhatHasChanged) {
+TEST_P(AudioHardwareListenerContract, AListenerIsToldInALaterTurnWhatHasChanged) {
   std::vector<AudioObjectPropertyAddress> told;
   const auto id = listen([&](const auto& address) { told.push_back(address); });
   changeRate();
@@ -27,7 +27,7 @@ TEST_P(AudioHardwareListenerContract, aListenerIsToldInALaterTurnWhatHasChanged)
   EXPECT_EQ(hardware().removePropertyListener(id), noErr);
 }
 
-TEST_P(AudioHardwareListenerContract, theNewValueCanBeReadWhenTheListenerIsTold) {
+TEST_P(AudioHardwareListenerContract, TheNewValueCanBeReadWhenTheListenerIsTold) {
   const double wanted = anotherRate();
   double seen = 0;
   const auto id = listen([&](const auto&) { seen = nominalRate(); });
@@ -36,7 +36,7 @@ TEST_P(AudioHardwareListenerContract, theNewValueCanBeReadWhenTheListenerIsTold)
   EXPECT_EQ(hardware().removePropertyListener(id), noErr);
 }
 
-TEST_P(AudioHardwareListenerContract, everyListenerOfAPropertyIsTold) {
+TEST_P(AudioHardwareListenerContract, EveryListenerOfAPropertyIsTold) {
   int first = 0;
   int second = 0;
   const auto firstID = listen([&](const auto&) { ++first; });
@@ -47,7 +47,7 @@ TEST_P(AudioHardwareListenerContract, everyListenerOfAPropertyIsTold) {
   EXPECT_EQ(hardware().removePropertyListener(secondID), noErr);
 }
 
-TEST_P(AudioHardwareListenerContract, aListenerOfAnotherPropertyIsNotTold) {
+TEST_P(AudioHardwareListenerContract, AListenerOfAnotherPropertyIsNotTold) {
   int told = 0;
   const auto id =
       hardware().addPropertyListener(device(), global(kAudioDevicePropertyHogMode), [&](const auto&) { ++told; });
@@ -58,7 +58,7 @@ TEST_P(AudioHardwareListenerContract, aListenerOfAnotherPropertyIsNotTold) {
   EXPECT_EQ(hardware().removePropertyListener(*id), noErr);
 }
 
-TEST_P(AudioHardwareListenerContract, aRemovedListenerIsNotToldOfLaterChanges) {
+TEST_P(AudioHardwareListenerContract, ARemovedListenerIsNotToldOfLaterChanges) {
   int told = 0;
   const auto id = listen([&](const auto&) { ++told; });
   changeRate();
@@ -72,7 +72,7 @@ TEST_P(AudioHardwareListenerContract, aRemovedListenerIsNotToldOfLaterChanges) {
   EXPECT_EQ(told, before);
 }
 
-TEST_P(AudioHardwareListenerContract, aListenerMayRemoveItselfAndAddAnother) {
+TEST_P(AudioHardwareListenerContract, AListenerMayRemoveItselfAndAddAnother) {
   int told = 0;
   AudioHardware::ListenerID id = 0;
   AudioHardware::ListenerID next = 0;
@@ -88,7 +88,7 @@ TEST_P(AudioHardwareListenerContract, aListenerMayRemoveItselfAndAddAnother) {
   EXPECT_EQ(hardware().removePropertyListener(next), noErr);
 }
 
-TEST_P(AudioHardwareListenerContract, registrationsHaveNamesThatAreNeverUsedAgain) {
+TEST_P(AudioHardwareListenerContract, RegistrationsHaveNamesThatAreNeverUsedAgain) {
   const auto first = listen([](const auto&) {});
   EXPECT_NE(first, 0U);
   EXPECT_EQ(hardware().removePropertyListener(first), noErr);
@@ -98,7 +98,7 @@ TEST_P(AudioHardwareListenerContract, registrationsHaveNamesThatAreNeverUsedAgai
   EXPECT_EQ(hardware().removePropertyListener(second), noErr);
 }
 
-TEST_P(AudioHardwareListenerContract, removingWhatIsNotRegisteredIsRefused) {
+TEST_P(AudioHardwareListenerContract, RemovingWhatIsNotRegisteredIsRefused) {
   EXPECT_EQ(hardware().removePropertyListener(0), kAudio_ParamError);
   const auto id = listen([](const auto&) {});
   EXPECT_EQ(hardware().removePropertyListener(id + 1), kAudio_ParamError);
@@ -106,7 +106,7 @@ TEST_P(AudioHardwareListenerContract, removingWhatIsNotRegisteredIsRefused) {
   EXPECT_EQ(hardware().removePropertyListener(id), kAudio_ParamError);
 }
 
-TEST_P(AudioHardwareListenerContract, everyPropertyThatIsThereCanBeListenedTo) {
+TEST_P(AudioHardwareListenerContract, EveryPropertyThatIsThereCanBeListenedTo) {
   const auto canBeListenedTo = [&](AudioObjectID object, const AudioObjectPropertyAddress& address) {
     const auto id = hardware().addPropertyListener(object, address, [](const auto&) {});
     ASSERT_TRUE(id.has_value()) << testing::PrintToString(address) << " " << statusText(id.error());

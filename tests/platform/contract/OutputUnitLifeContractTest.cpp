@@ -15,7 +15,7 @@ class OutputUnitLifeContract : public ContractTest<AudioHardwareFixture> {
   CountingSource source_;
 };
 
-TEST_P(OutputUnitLifeContract, aUnitNeedsDeviceFormatAndCallback) {
+TEST_P(OutputUnitLifeContract, AUnitNeedsDeviceFormatAndCallback) {
   prepareRate();
   for (const std::string missing : {"device", "format", "callback"}) {
     SCOPED_TRACE(missing);
@@ -39,7 +39,7 @@ struct Call {
   OSStatus status;
 };
 
-TEST_P(OutputUnitLifeContract, everyOrderOfCallsGivesItsStatuses) {
+TEST_P(OutputUnitLifeContract, EveryOrderOfCallsGivesItsStatuses) {
   constexpr OSStatus no = kAudioUnitErr_Uninitialized;
   const std::vector<std::vector<Call>> lives = {
       {{'s', no}},
@@ -69,7 +69,7 @@ TEST_P(OutputUnitLifeContract, everyOrderOfCallsGivesItsStatuses) {
   }
 }
 
-TEST_P(OutputUnitLifeContract, itRunsFromStartToStop) {
+TEST_P(OutputUnitLifeContract, ItRunsFromStartToStop) {
   auto unit = configuredUnit(source_);
   EXPECT_EQ(isRunning(*unit), 0U);
   unit.reset();
@@ -85,7 +85,7 @@ TEST_P(OutputUnitLifeContract, itRunsFromStartToStop) {
   EXPECT_EQ(isRunning(*unit), 0U);
 }
 
-TEST_P(OutputUnitLifeContract, itPullsOnlyBetweenStartAndStop) {
+TEST_P(OutputUnitLifeContract, ItPullsOnlyBetweenStartAndStop) {
   auto unit = initialisedUnit(source_);
   pump(100ms);
   EXPECT_EQ(source_.rendered(), 0);
@@ -100,7 +100,7 @@ TEST_P(OutputUnitLifeContract, itPullsOnlyBetweenStartAndStop) {
   EXPECT_TRUE(source_.buffersWereRight());
 }
 
-TEST_P(OutputUnitLifeContract, uninitialisingARunningUnitEndsPulling) {
+TEST_P(OutputUnitLifeContract, UninitialisingARunningUnitEndsPulling) {
   auto unit = initialisedUnit(source_);
   ASSERT_EQ(unit->start(), noErr);
   EXPECT_TRUE(eventually([&] { return source_.rendered() > 0; }));
@@ -110,7 +110,7 @@ TEST_P(OutputUnitLifeContract, uninitialisingARunningUnitEndsPulling) {
   EXPECT_EQ(source_.rendered(), rendered);
 }
 
-TEST_P(OutputUnitLifeContract, destroyingARunningUnitEndsPullingAndFreesTheDevice) {
+TEST_P(OutputUnitLifeContract, DestroyingARunningUnitEndsPullingAndFreesTheDevice) {
   auto unit = initialisedUnit(source_);
   ASSERT_EQ(unit->start(), noErr);
   EXPECT_TRUE(eventually([&] { return source_.rendered() > 0; }));
@@ -122,7 +122,7 @@ TEST_P(OutputUnitLifeContract, destroyingARunningUnitEndsPullingAndFreesTheDevic
   EXPECT_EQ(unit->initialize(), noErr);
 }
 
-TEST_P(OutputUnitLifeContract, aCallbackThatFailsIsTheLastRenderErrorOnceAndTheUnitGoesOn) {
+TEST_P(OutputUnitLifeContract, ACallbackThatFailsIsTheLastRenderErrorOnceAndTheUnitGoesOn) {
   auto unit = initialisedUnit(source_);
   EXPECT_EQ(unitValue<std::int32_t>(*unit, P::lastRenderError), noErr);
   source_.failWith(-4711);
@@ -140,7 +140,7 @@ TEST_P(OutputUnitLifeContract, aCallbackThatFailsIsTheLastRenderErrorOnceAndTheU
   EXPECT_EQ(isRunning(*unit), 1U);
 }
 
-TEST_P(OutputUnitLifeContract, twoUnitsOnOneDeviceDoNotDisturbEachOther) {
+TEST_P(OutputUnitLifeContract, TwoUnitsOnOneDeviceDoNotDisturbEachOther) {
   auto first = initialisedUnit(source_);
   ASSERT_EQ(first->start(), noErr);
   CountingSource otherSource;
@@ -157,12 +157,12 @@ TEST_P(OutputUnitLifeContract, twoUnitsOnOneDeviceDoNotDisturbEachOther) {
   EXPECT_TRUE(eventually([&] { return otherSource.rendered() > 0; }));
 }
 
-TEST_P(OutputUnitLifeContract, theSampleTimeCannotBeReadBeforeTheFirstStart) {
+TEST_P(OutputUnitLifeContract, TheSampleTimeCannotBeReadBeforeTheFirstStart) {
   auto unit = initialisedUnit(source_);
   EXPECT_EQ(statusOf(unit->property(P::lastRenderSampleTime, S::global, 0)), kAudioUnitErr_CannotDoInCurrentContext);
 }
 
-TEST_P(OutputUnitLifeContract, theSampleTimeGrowsWhileTheUnitRunsAndNeverGoesBack) {
+TEST_P(OutputUnitLifeContract, TheSampleTimeGrowsWhileTheUnitRunsAndNeverGoesBack) {
   auto unit = initialisedUnit(source_);
   double last = 0;
   const auto look = [&](bool mustGrow) {
@@ -187,7 +187,7 @@ TEST_P(OutputUnitLifeContract, theSampleTimeGrowsWhileTheUnitRunsAndNeverGoesBac
   }
 }
 
-TEST_P(OutputUnitLifeContract, itPlaysAtTheClientsRate) {
+TEST_P(OutputUnitLifeContract, ItPlaysAtTheClientsRate) {
   auto unit = initialisedUnit(source_);
   ASSERT_EQ(unit->start(), noErr);
   pump(1s);
@@ -199,7 +199,7 @@ TEST_P(OutputUnitLifeContract, itPlaysAtTheClientsRate) {
   EXPECT_NEAR(*after - *before, expected, expected * 0.2);
 }
 
-TEST_P(OutputUnitLifeContract, theFramesPlayedAreCountedFromStartToStop) {
+TEST_P(OutputUnitLifeContract, TheFramesPlayedAreCountedFromStartToStop) {
   auto unit = initialisedUnit(source_);
   EXPECT_EQ(unit->framesPlayed(), 0);
   for (int run = 0; run < 3; ++run) {
@@ -216,7 +216,7 @@ TEST_P(OutputUnitLifeContract, theFramesPlayedAreCountedFromStartToStop) {
   }
 }
 
-TEST_P(OutputUnitLifeContract, startAndStopAtOncePlaysNoMoreThanWasRendered) {
+TEST_P(OutputUnitLifeContract, StartAndStopAtOncePlaysNoMoreThanWasRendered) {
   auto unit = initialisedUnit(source_);
   for (int i = 0; i < 20; ++i) {
     source_.resetCount();
@@ -227,7 +227,7 @@ TEST_P(OutputUnitLifeContract, startAndStopAtOncePlaysNoMoreThanWasRendered) {
   }
 }
 
-TEST_P(OutputUnitLifeContract, theSampleTimeAgreesWithTheFramesPlayed) {
+TEST_P(OutputUnitLifeContract, TheSampleTimeAgreesWithTheFramesPlayed) {
   auto unit = initialisedUnit(source_);
   double sum = 0;
   for (int run = 0; run < 3; ++run) {
@@ -241,19 +241,19 @@ TEST_P(OutputUnitLifeContract, theSampleTimeAgreesWithTheFramesPlayed) {
   EXPECT_NEAR(*time, sum, fixture().clientFormat().mSampleRate * 0.1);
 }
 
-TEST_P(OutputUnitLifeContract, noUnderrunsAreCountedBeforeTheStart) {
+TEST_P(OutputUnitLifeContract, NoUnderrunsAreCountedBeforeTheStart) {
   auto unit = initialisedUnit(source_);
   EXPECT_EQ(unit->underrunCount(), 0U);
 }
 
-TEST_P(OutputUnitLifeContract, theBufferIsReportedWhileAUnitRuns) {
+TEST_P(OutputUnitLifeContract, TheBufferIsReportedWhileAUnitRuns) {
   auto unit = initialisedUnit(source_);
   ASSERT_EQ(unit->start(), noErr);
   pump(100ms);
   EXPECT_GT(read<std::uint32_t>(device(), global(kAudioDevicePropertyBufferFrameSize)), 0U);
 }
 
-TEST_P(OutputUnitLifeContract, thePhysicalFormatCarriesTheClientsWhileAUnitRuns) {
+TEST_P(OutputUnitLifeContract, ThePhysicalFormatCarriesTheClientsWhileAUnitRuns) {
   auto unit = initialisedUnit(source_);
   ASSERT_EQ(unit->start(), noErr);
   pump(300ms);

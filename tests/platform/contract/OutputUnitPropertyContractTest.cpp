@@ -47,7 +47,7 @@ class OutputUnitPropertyContract : public ContractTest<AudioHardwareFixture> {
   CountingSource source_;
 };
 
-TEST_P(OutputUnitPropertyContract, whatWasSetIsReadBack) {
+TEST_P(OutputUnitPropertyContract, WhatWasSetIsReadBack) {
   auto unit = newUnit();
   for (const auto& place : kSettableProperties) {
     SCOPED_TRACE(static_cast<int>(place.property));
@@ -59,7 +59,7 @@ TEST_P(OutputUnitPropertyContract, whatWasSetIsReadBack) {
   }
 }
 
-TEST_P(OutputUnitPropertyContract, aPropertyHasItsScope) {
+TEST_P(OutputUnitPropertyContract, APropertyHasItsScope) {
   auto unit = newUnit();
   const struct {
     P property;
@@ -82,7 +82,7 @@ TEST_P(OutputUnitPropertyContract, aPropertyHasItsScope) {
   }
 }
 
-TEST_P(OutputUnitPropertyContract, aPropertyHasItsElement) {
+TEST_P(OutputUnitPropertyContract, APropertyHasItsElement) {
   auto unit = newUnit();
   for (const auto& place : kSettableProperties) {
     SCOPED_TRACE(static_cast<int>(place.property));
@@ -94,14 +94,14 @@ TEST_P(OutputUnitPropertyContract, aPropertyHasItsElement) {
   }
 }
 
-TEST_P(OutputUnitPropertyContract, aPropertyThatDoesNotExistIsRefused) {
+TEST_P(OutputUnitPropertyContract, APropertyThatDoesNotExistIsRefused) {
   auto unit = newUnit();
   const auto none = static_cast<P>(200);
   EXPECT_EQ(unit->setProperty(none, S::global, 0, 1U), kAudioUnitErr_InvalidProperty);
   EXPECT_EQ(statusOf(unit->property(none, S::global, 0)), kAudioUnitErr_InvalidProperty);
 }
 
-TEST_P(OutputUnitPropertyContract, aValueOfTheWrongTypeIsRefused) {
+TEST_P(OutputUnitPropertyContract, AValueOfTheWrongTypeIsRefused) {
   auto unit = newUnit();
   for (const auto& place : kSettableProperties) {
     SCOPED_TRACE(static_cast<int>(place.property));
@@ -109,7 +109,7 @@ TEST_P(OutputUnitPropertyContract, aValueOfTheWrongTypeIsRefused) {
   }
 }
 
-TEST_P(OutputUnitPropertyContract, aValueOutOfRangeIsRefused) {
+TEST_P(OutputUnitPropertyContract, AValueOutOfRangeIsRefused) {
   auto unit = newUnit();
   EXPECT_EQ(unit->setProperty(P::renderQuality, S::global, 0, std::uint32_t{128}), kAudioUnitErr_InvalidPropertyValue);
   EXPECT_EQ(setCallback(*unit, AURenderCallback{}), kAudioUnitErr_InvalidPropertyValue);
@@ -119,7 +119,7 @@ TEST_P(OutputUnitPropertyContract, aValueOutOfRangeIsRefused) {
   EXPECT_EQ(unit->setProperty(P::channelLayout, S::input, 0, tooMany), kAudioUnitErr_InvalidPropertyValue);
 }
 
-TEST_P(OutputUnitPropertyContract, readOnlyPropertiesCannotBeSet) {
+TEST_P(OutputUnitPropertyContract, ReadOnlyPropertiesCannotBeSet) {
   auto unit = newUnit();
   for (const P property : kReadOnlyProperties) {
     EXPECT_NE(unit->setProperty(property, S::global, 0, std::int32_t{0}), noErr) << static_cast<int>(property);
@@ -128,14 +128,14 @@ TEST_P(OutputUnitPropertyContract, readOnlyPropertiesCannotBeSet) {
   }
 }
 
-TEST_P(OutputUnitPropertyContract, aDeviceThatIsNotThereCannotBeBound) {
+TEST_P(OutputUnitPropertyContract, ADeviceThatIsNotThereCannotBeBound) {
   auto unit = newUnit();
   for (const AudioObjectID id : {kAudioObjectUnknown, kAudioObjectSystemObject, firstStream(), 0xFFFF'FFF0U}) {
     EXPECT_EQ(setDevice(*unit, id), kAudioHardwareBadDeviceError) << id;
   }
 }
 
-TEST_P(OutputUnitPropertyContract, formatsThatNoUnitCanCarryAreRefused) {
+TEST_P(OutputUnitPropertyContract, FormatsThatNoUnitCanCarryAreRefused) {
   const auto good = fixture().clientFormat();
   std::vector<AudioStreamBasicDescription> bad(12, good);
   bad[0].mFormatID = fourCharCode("aac ");
@@ -158,7 +158,7 @@ TEST_P(OutputUnitPropertyContract, formatsThatNoUnitCanCarryAreRefused) {
   EXPECT_TRUE(unit->property(P::streamFormat, S::input, 0) == AudioUnitPropertyValue(good));
 }
 
-TEST_P(OutputUnitPropertyContract, deviceAndFormatAreFixedFromInitialisationOn) {
+TEST_P(OutputUnitPropertyContract, DeviceAndFormatAreFixedFromInitialisationOn) {
   auto unit = initialisedUnit(source_);
   EXPECT_EQ(setDevice(*unit, device()), kAudioUnitErr_Initialized);
   EXPECT_EQ(setFormat(*unit, fixture().clientFormat()), kAudioUnitErr_Initialized);
@@ -167,7 +167,7 @@ TEST_P(OutputUnitPropertyContract, deviceAndFormatAreFixedFromInitialisationOn) 
   EXPECT_EQ(setFormat(*unit, fixture().clientFormat()), noErr);
 }
 
-TEST_P(OutputUnitPropertyContract, theCallbackIsFixedWhileTheUnitRuns) {
+TEST_P(OutputUnitPropertyContract, TheCallbackIsFixedWhileTheUnitRuns) {
   auto unit = initialisedUnit(source_);
   EXPECT_EQ(setCallback(*unit, source_.callback()), noErr);
   ASSERT_EQ(unit->start(), noErr);

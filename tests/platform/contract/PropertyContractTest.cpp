@@ -68,14 +68,14 @@ class AudioHardwarePropertyContract : public ContractTest<AudioHardwareFixture> 
   }
 };
 
-TEST_P(AudioHardwarePropertyContract, anUnknownObjectHasNoProperties) {
+TEST_P(AudioHardwarePropertyContract, AnUnknownObjectHasNoProperties) {
   for (const AudioObjectID object : {kAudioObjectUnknown, kNoSuchObject}) {
     for (const auto& place : deviceProperties()) EXPECT_FALSE(hardware().hasProperty(object, place.address));
     for (const auto& place : systemProperties()) EXPECT_FALSE(hardware().hasProperty(object, place.address));
   }
 }
 
-TEST_P(AudioHardwarePropertyContract, everyCallOnAnUnknownObjectSaysSo) {
+TEST_P(AudioHardwarePropertyContract, EveryCallOnAnUnknownObjectSaysSo) {
   const auto address = global(kAudioDevicePropertyNominalSampleRate);
   for (const AudioObjectID object : {kAudioObjectUnknown, kNoSuchObject}) {
     EXPECT_EQ(statusOf(hardware().propertyDataSize(object, address)), kAudioHardwareBadObjectError);
@@ -87,7 +87,7 @@ TEST_P(AudioHardwarePropertyContract, everyCallOnAnUnknownObjectSaysSo) {
   }
 }
 
-TEST_P(AudioHardwarePropertyContract, everyCallForAPropertyThatAnObjectLacksSaysSo) {
+TEST_P(AudioHardwarePropertyContract, EveryCallForAPropertyThatAnObjectLacksSaysSo) {
   for (const AudioObjectID object : {kAudioObjectSystemObject, device(), firstStream()}) {
     for (const auto& address : addressesThatNameNothing()) {
       SCOPED_TRACE("object " + std::to_string(object) + ", " + testing::PrintToString(address));
@@ -102,7 +102,7 @@ TEST_P(AudioHardwarePropertyContract, everyCallForAPropertyThatAnObjectLacksSays
   }
 }
 
-TEST_P(AudioHardwarePropertyContract, aPropertyOfOneKindOfObjectIsUnknownToTheOthers) {
+TEST_P(AudioHardwarePropertyContract, APropertyOfOneKindOfObjectIsUnknownToTheOthers) {
   for (const auto& place : deviceProperties()) {
     EXPECT_FALSE(hardware().hasProperty(kAudioObjectSystemObject, place.address)) << place.address.mSelector;
     EXPECT_FALSE(hardware().hasProperty(firstStream(), place.address)) << place.address.mSelector;
@@ -110,7 +110,7 @@ TEST_P(AudioHardwarePropertyContract, aPropertyOfOneKindOfObjectIsUnknownToTheOt
   for (const auto& place : systemProperties()) EXPECT_FALSE(hardware().hasProperty(device(), place.address));
 }
 
-TEST_P(AudioHardwarePropertyContract, theSystemAndEveryDeviceHaveTheirPropertiesWithTheirTypesAndSizes) {
+TEST_P(AudioHardwarePropertyContract, TheSystemAndEveryDeviceHaveTheirPropertiesWithTheirTypesAndSizes) {
   const auto checkAll = [&](AudioObjectID object, const std::vector<Place>& places) {
     for (const auto& place : places) {
       SCOPED_TRACE("object " + std::to_string(object) + ", " + testing::PrintToString(place.address));
@@ -125,7 +125,7 @@ TEST_P(AudioHardwarePropertyContract, theSystemAndEveryDeviceHaveTheirProperties
   checkAll(device(), deviceProperties());
 }
 
-TEST_P(AudioHardwarePropertyContract, whatMayBeUnknownHasItsTypeWheneverItCanBeRead) {
+TEST_P(AudioHardwarePropertyContract, WhatMayBeUnknownHasItsTypeWheneverItCanBeRead) {
   const auto checkAll = [&](AudioObjectID object, const std::vector<Place>& places) {
     for (const auto& place : places) {
       SCOPED_TRACE(testing::PrintToString(place.address));
@@ -140,26 +140,26 @@ TEST_P(AudioHardwarePropertyContract, whatMayBeUnknownHasItsTypeWheneverItCanBeR
   checkAll(firstStream(), unknownStreamProperties());
 }
 
-TEST_P(AudioHardwarePropertyContract, theActualRateIsARateWhenItCanBeRead) {
+TEST_P(AudioHardwarePropertyContract, TheActualRateIsARateWhenItCanBeRead) {
   const auto value = hardware().propertyData(device(), global(kAudioDevicePropertyActualSampleRate));
   if (value) {
     EXPECT_GT(std::get<double>(*value), 0);
   }
 }
 
-TEST_P(AudioHardwarePropertyContract, theListNamesEachDeviceOnce) {
+TEST_P(AudioHardwarePropertyContract, TheListNamesEachDeviceOnce) {
   const auto ids = devices();
   EXPECT_THAT(ids, testing::Contains(device()));
   EXPECT_EQ(std::set<AudioObjectID>(ids.begin(), ids.end()).size(), ids.size());
   EXPECT_THAT(ids, testing::Each(testing::Gt(kAudioObjectSystemObject)));
 }
 
-TEST_P(AudioHardwarePropertyContract, theDefaultDeviceIsOneOfTheList) {
+TEST_P(AudioHardwarePropertyContract, TheDefaultDeviceIsOneOfTheList) {
   const auto id = read<std::uint32_t>(kAudioObjectSystemObject, global(kAudioHardwarePropertyDefaultOutputDevice));
   EXPECT_THAT(devices(), testing::Contains(id));
 }
 
-TEST_P(AudioHardwarePropertyContract, devicesAndStreamsHaveIdsOfTheirOwn) {
+TEST_P(AudioHardwarePropertyContract, DevicesAndStreamsHaveIdsOfTheirOwn) {
   std::set<AudioObjectID> seen;
   for (const AudioObjectID id : devices()) {
     EXPECT_TRUE(seen.insert(id).second) << id;
@@ -169,7 +169,7 @@ TEST_P(AudioHardwarePropertyContract, devicesAndStreamsHaveIdsOfTheirOwn) {
   }
 }
 
-TEST_P(AudioHardwarePropertyContract, devicesHaveNamesAndDifferentUIDs) {
+TEST_P(AudioHardwarePropertyContract, DevicesHaveNamesAndDifferentUIDs) {
   std::set<std::string> uids;
   for (const AudioObjectID id : devices()) {
     EXPECT_NE(read<std::string>(id, global(kAudioObjectPropertyName)), "");
@@ -179,7 +179,7 @@ TEST_P(AudioHardwarePropertyContract, devicesHaveNamesAndDifferentUIDs) {
   }
 }
 
-TEST_P(AudioHardwarePropertyContract, idsStayWhatTheyAre) {
+TEST_P(AudioHardwarePropertyContract, IdsStayWhatTheyAre) {
   const auto before = devices();
   const auto stream = firstStream();
   pump(200ms);
@@ -187,18 +187,18 @@ TEST_P(AudioHardwarePropertyContract, idsStayWhatTheyAre) {
   EXPECT_EQ(firstStream(), stream);
 }
 
-TEST_P(AudioHardwarePropertyContract, aDeviceThatIsThereIsAlive) {
+TEST_P(AudioHardwarePropertyContract, ADeviceThatIsThereIsAlive) {
   EXPECT_EQ(read<std::uint32_t>(device(), global(kAudioDevicePropertyDeviceIsAlive)), 1U);
 }
 
-TEST_P(AudioHardwarePropertyContract, theStreamConfigurationCountsTheChannelsOfEachStream) {
+TEST_P(AudioHardwarePropertyContract, TheStreamConfigurationCountsTheChannelsOfEachStream) {
   const auto channels = read<std::vector<std::uint32_t>>(device(), output(kAudioDevicePropertyStreamConfiguration));
   const auto streams = read<std::vector<std::uint32_t>>(device(), output(kAudioDevicePropertyStreams));
   EXPECT_EQ(channels.size(), streams.size());
   EXPECT_THAT(channels, testing::Each(testing::Gt(0U)));
 }
 
-TEST_P(AudioHardwarePropertyContract, theNominalRateIsOneThatTheDeviceOffers) {
+TEST_P(AudioHardwarePropertyContract, TheNominalRateIsOneThatTheDeviceOffers) {
   prepareRate();
   const double rate = nominalRate();
   const auto ranges =
@@ -208,7 +208,7 @@ TEST_P(AudioHardwarePropertyContract, theNominalRateIsOneThatTheDeviceOffers) {
               })));
 }
 
-TEST_P(AudioHardwarePropertyContract, whatIsNotSettableRefusesEvenItsOwnValue) {
+TEST_P(AudioHardwarePropertyContract, WhatIsNotSettableRefusesEvenItsOwnValue) {
   const auto refuses = [&](AudioObjectID object, const Place& place) {
     const auto isSettable = hardware().isPropertySettable(object, place.address);
     ASSERT_TRUE(isSettable.has_value());
@@ -223,7 +223,7 @@ TEST_P(AudioHardwarePropertyContract, whatIsNotSettableRefusesEvenItsOwnValue) {
   for (const auto& place : unknownStreamProperties()) refuses(firstStream(), place);
 }
 
-TEST_P(AudioHardwarePropertyContract, factsAboutADeviceAreNotSettable) {
+TEST_P(AudioHardwarePropertyContract, FactsAboutADeviceAreNotSettable) {
   for (const FourCharCode selector :
        {kAudioObjectPropertyName, kAudioDevicePropertyDeviceUID, kAudioDevicePropertyTransportType,
         kAudioDevicePropertyAvailableNominalSampleRates, kAudioDevicePropertyDeviceIsAlive}) {
@@ -231,7 +231,7 @@ TEST_P(AudioHardwarePropertyContract, factsAboutADeviceAreNotSettable) {
   }
 }
 
-TEST_P(AudioHardwarePropertyContract, aValueOfTheWrongTypeIsRefusedAndChangesNothing) {
+TEST_P(AudioHardwarePropertyContract, AValueOfTheWrongTypeIsRefusedAndChangesNothing) {
   prepareRate();
   const double rate = nominalRate();
   const auto rateAddress = global(kAudioDevicePropertyNominalSampleRate);
@@ -246,7 +246,7 @@ TEST_P(AudioHardwarePropertyContract, aValueOfTheWrongTypeIsRefusedAndChangesNot
   EXPECT_EQ(hogOwner(), -1);
 }
 
-TEST_P(AudioHardwarePropertyContract, everyRateOfferedCanBeWrittenAndReadBack) {
+TEST_P(AudioHardwarePropertyContract, EveryRateOfferedCanBeWrittenAndReadBack) {
   for (const double rate : offeredRates()) {
     SCOPED_TRACE(rate);
     EXPECT_EQ(writeRate(rate), noErr);
@@ -254,7 +254,7 @@ TEST_P(AudioHardwarePropertyContract, everyRateOfferedCanBeWrittenAndReadBack) {
   }
 }
 
-TEST_P(AudioHardwarePropertyContract, aRateThatIsNotOfferedIsRefusedAndChangesNothing) {
+TEST_P(AudioHardwarePropertyContract, ARateThatIsNotOfferedIsRefusedAndChangesNothing) {
   prepareRate();
   const double rate = nominalRate();
   const auto rates = offeredRates();
@@ -267,7 +267,7 @@ TEST_P(AudioHardwarePropertyContract, aRateThatIsNotOfferedIsRefusedAndChangesNo
   }
 }
 
-TEST_P(AudioHardwarePropertyContract, nobodyOwnsADeviceThatNobodyTook) { EXPECT_EQ(hogOwner(), -1); }
+TEST_P(AudioHardwarePropertyContract, NobodyOwnsADeviceThatNobodyTook) { EXPECT_EQ(hogOwner(), -1); }
 
 INSTANTIATE_TEST_SUITE_P(Contract, AudioHardwarePropertyContract, testing::ValuesIn(hardwareFixtures()), fixtureName);
 

@@ -22,7 +22,7 @@ class RemovalContract : public ContractTest<RemovableHardwareFixture> {
   CountingSource source_;
 };
 
-TEST_P(RemovalContract, aDeviceThatHasGoneIsNoObjectAnyMore) {
+TEST_P(RemovalContract, ADeviceThatHasGoneIsNoObjectAnyMore) {
   const auto id = device();
   const auto stream = firstStream();
   unplug();
@@ -34,7 +34,7 @@ TEST_P(RemovalContract, aDeviceThatHasGoneIsNoObjectAnyMore) {
             kAudioHardwareBadObjectError);
 }
 
-TEST_P(RemovalContract, itsGoingIsAnnouncedByTheDeviceAndByTheList) {
+TEST_P(RemovalContract, ItsGoingIsAnnouncedByTheDeviceAndByTheList) {
   int alive = 0;
   int list = 0;
   const auto aliveID = hardware().addPropertyListener(device(), global(kAudioDevicePropertyDeviceIsAlive),
@@ -48,7 +48,7 @@ TEST_P(RemovalContract, itsGoingIsAnnouncedByTheDeviceAndByTheList) {
   EXPECT_EQ(hardware().removePropertyListener(*listID), noErr);
 }
 
-TEST_P(RemovalContract, itComesBackUnderItsOldIdAndUID) {
+TEST_P(RemovalContract, ItComesBackUnderItsOldIdAndUID) {
   const auto id = device();
   const auto stream = firstStream();
   const auto uid = read<std::string>(id, global(kAudioDevicePropertyDeviceUID));
@@ -60,7 +60,7 @@ TEST_P(RemovalContract, itComesBackUnderItsOldIdAndUID) {
   EXPECT_EQ(hogOwner(), -1);
 }
 
-TEST_P(RemovalContract, ownershipEndsWithTheHardware) {
+TEST_P(RemovalContract, OwnershipEndsWithTheHardware) {
   ASSERT_EQ(writeHog(), noErr);
   const auto id = device();
   unplug();
@@ -69,13 +69,13 @@ TEST_P(RemovalContract, ownershipEndsWithTheHardware) {
   EXPECT_EQ(hogOwner(), -1);
 }
 
-TEST_P(RemovalContract, theDefaultIsADeviceThatIsThere) {
+TEST_P(RemovalContract, TheDefaultIsADeviceThatIsThere) {
   unplug();
   const auto id = read<std::uint32_t>(kAudioObjectSystemObject, global(kAudioHardwarePropertyDefaultOutputDevice));
   EXPECT_TRUE(id == kAudioObjectUnknown || isListed(id));
 }
 
-TEST_P(RemovalContract, aRunningUnitStopsWithAnErrorAndItsCallsStillReturn) {
+TEST_P(RemovalContract, ARunningUnitStopsWithAnErrorAndItsCallsStillReturn) {
   auto unit = initialisedUnit(source_);
   ASSERT_EQ(unit->start(), noErr);
   pump(500ms);
@@ -94,7 +94,7 @@ TEST_P(RemovalContract, aRunningUnitStopsWithAnErrorAndItsCallsStillReturn) {
   EXPECT_EQ(unit->initialize(), kAudioHardwareBadDeviceError);
 }
 
-TEST_P(RemovalContract, aUnitThatLostItsDevicePlaysOnlyAfterANewInitialisation) {
+TEST_P(RemovalContract, AUnitThatLostItsDevicePlaysOnlyAfterANewInitialisation) {
   auto unit = initialisedUnit(source_);
   ASSERT_EQ(unit->start(), noErr);
   pump(300ms);
@@ -114,14 +114,14 @@ TEST_P(RemovalContract, aUnitThatLostItsDevicePlaysOnlyAfterANewInitialisation) 
   EXPECT_TRUE(eventually([&] { return source_.rendered() > rendered; }));
 }
 
-TEST_P(RemovalContract, aDeviceThatHasGoneCannotBeBound) {
+TEST_P(RemovalContract, ADeviceThatHasGoneCannotBeBound) {
   const auto id = device();
   auto unit = newUnit();
   unplug();
   EXPECT_EQ(setDevice(*unit, id), kAudioHardwareBadDeviceError);
 }
 
-TEST_P(RemovalContract, destroyingAUnitWhoseDeviceHasGoneIsSafe) {
+TEST_P(RemovalContract, DestroyingAUnitWhoseDeviceHasGoneIsSafe) {
   auto unit = initialisedUnit(source_);
   ASSERT_EQ(unit->start(), noErr);
   pump(300ms);

@@ -11,7 +11,7 @@ namespace {
 using enum ChannelPosition;
 using Positions = std::vector<ChannelPosition>;
 
-TEST(ChannelLayout, isStatedForMonoAndStereoOnly) {
+TEST(ChannelLayout, IsStatedForMonoAndStereoOnly) {
   EXPECT_EQ(usualLayout(1), (ChannelLayout{{mono}, true}));
   EXPECT_EQ(usualLayout(2), (ChannelLayout{{frontLeft, frontRight}, true}));
   EXPECT_EQ(usualLayout(6),
@@ -26,7 +26,7 @@ TEST(ChannelLayout, isStatedForMonoAndStereoOnly) {
   }
 }
 
-TEST(ChannelLayout, takesTheBitsOfAMaskInTheirOrder) {
+TEST(ChannelLayout, TakesTheBitsOfAMaskInTheirOrder) {
   EXPECT_EQ(layoutOfMask(0x3F, 6),
             (ChannelLayout{{frontLeft, frontRight, frontCentre, lowFrequency, rearLeft, rearRight}, true}));
   EXPECT_EQ(layoutOfMask(0x60F, 6),
@@ -37,7 +37,7 @@ TEST(ChannelLayout, takesTheBitsOfAMaskInTheirOrder) {
   for (std::uint32_t bit = 0; bit < 18; ++bit) EXPECT_EQ(all.positions[bit], static_cast<ChannelPosition>(bit));
 }
 
-TEST(ChannelLayout, leavesChannelsThatAMaskDoesNotNameUnknown) {
+TEST(ChannelLayout, LeavesChannelsThatAMaskDoesNotNameUnknown) {
   EXPECT_EQ(layoutOfMask(0x3, 4), (ChannelLayout{{frontLeft, frontRight, unknown, unknown}, true}));
   EXPECT_EQ(layoutOfMask(0x80000000U, 3), (ChannelLayout{{unknown, unknown, unknown}, true}));
   EXPECT_EQ(layoutOfMask(0x63F, 3).positions, (Positions{frontLeft, frontRight, frontCentre}))
@@ -45,7 +45,7 @@ TEST(ChannelLayout, leavesChannelsThatAMaskDoesNotNameUnknown) {
   EXPECT_EQ(layoutOfMask(0, 6), usualLayout(6)) << "an empty mask states nothing";
 }
 
-TEST(ChannelLayout, isMonoOrStereoWhateverAMaskOfFewChannelsSays) {
+TEST(ChannelLayout, IsMonoOrStereoWhateverAMaskOfFewChannelsSays) {
   for (const std::uint32_t mask : {0U, 1U, 4U, 3U, 0xCU, 0x30U, 0xFFFFFFFFU}) {
     EXPECT_EQ(layoutOfMask(mask, 1), usualLayout(1)) << mask;
     EXPECT_EQ(layoutOfMask(mask, 2), usualLayout(2)) << mask;
@@ -54,7 +54,7 @@ TEST(ChannelLayout, isMonoOrStereoWhateverAMaskOfFewChannelsSays) {
   EXPECT_EQ(statedLayout({frontRight, frontLeft}), (ChannelLayout{{frontRight, frontLeft}, true}));
 }
 
-TEST(ChannelLayout, namesEveryPositionOnce) {
+TEST(ChannelLayout, NamesEveryPositionOnce) {
   std::set<std::string_view> names;
   for (int i = 0; i <= static_cast<int>(unknown); ++i) names.insert(positionText(static_cast<ChannelPosition>(i)));
   EXPECT_EQ(names.size(), static_cast<std::size_t>(unknown) + 1);

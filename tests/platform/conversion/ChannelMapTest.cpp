@@ -56,7 +56,7 @@ std::optional<std::uint32_t> channelAt(const ChannelLayout& layout, ChannelPosit
 
 constexpr std::uint32_t masks[] = {0x7, 0xB, 0x33, 0x107, 0xF, 0x37, 0x607, 0x3F, 0x60F, 0x13F, 0x70F, 0x63F, 0xFF};
 
-TEST(ChannelMap, movesEveryChannelToItsPositionBitForBit) {
+TEST(ChannelMap, MovesEveryChannelToItsPositionBitForBit) {
   int cases = 0;
   for (const PcmLayout& layout : {integerLayout(16, 2), integerLayout(24, 3), integerLayout(24, 4),
                                   integerLayout(32, 4), integerLayout(8, 1), floatLayout(4), floatLayout(8)}) {
@@ -90,7 +90,7 @@ TEST(ChannelMap, movesEveryChannelToItsPositionBitForBit) {
   EXPECT_EQ(cases, 7 * (7 * 120 + 6 * 48));
 }
 
-TEST(ChannelMap, leavesLoudspeakersSilentThatTheSourceHasNoChannelFor) {
+TEST(ChannelMap, LeavesLoudspeakersSilentThatTheSourceHasNoChannelFor) {
   const ChannelLayout device{{rearLeft, frontRight, lowFrequency, frontLeft}};
   const auto bytes = heard(integerLayout(16, 2), usualLayout(2), device, 1);
   const std::vector<std::byte> expected{std::byte{0}, std::byte{0}, std::byte{0x11}, std::byte{0x12},
@@ -98,7 +98,7 @@ TEST(ChannelMap, leavesLoudspeakersSilentThatTheSourceHasNoChannelFor) {
   EXPECT_EQ(bytes, expected);
 }
 
-TEST(ChannelMap, isTheIdentityForEqualLayoutsOfEverySize) {
+TEST(ChannelMap, IsTheIdentityForEqualLayoutsOfEverySize) {
   for (std::uint32_t channels = 1; channels <= 64; ++channels) {
     for (const ChannelLayout& layout : {usualLayout(channels), unknownLayout(channels)}) {
       const auto map = ChannelMap::make(layout, layout);
@@ -109,7 +109,7 @@ TEST(ChannelMap, isTheIdentityForEqualLayoutsOfEverySize) {
   }
 }
 
-TEST(ChannelMap, convertsExactlyOnTheWayToAnotherPlace) {
+TEST(ChannelMap, ConvertsExactlyOnTheWayToAnotherPlace) {
   // 16-bit samples to a 32-bit card in the order of surround cards.
   Constants constants{describe(integerLayout(16, 2), 48000, 6)};
   const ChannelLayout card{{frontLeft, frontRight, rearLeft, rearRight, frontCentre, lowFrequency}};
@@ -122,7 +122,7 @@ TEST(ChannelMap, convertsExactlyOnTheWayToAnotherPlace) {
   EXPECT_TRUE(pipeline->changesChannels());
 }
 
-TEST(ChannelMap, mixesAMissingCentreIntoBothFrontLoudspeakers) {
+TEST(ChannelMap, MixesAMissingCentreIntoBothFrontLoudspeakers) {
   const ChannelLayout device{{frontLeft, frontRight, topCentre}};
   const auto map = ChannelMap::make(layoutOfMask(0x7, 3), device);
   ASSERT_TRUE(map);
@@ -135,7 +135,7 @@ TEST(ChannelMap, mixesAMissingCentreIntoBothFrontLoudspeakers) {
   EXPECT_EQ(frame[2], 0);
 }
 
-TEST(ChannelMap, mixesIntoWiderFramesWithoutOverwritingWhatIsStillToBeRead) {
+TEST(ChannelMap, MixesIntoWiderFramesWithoutOverwritingWhatIsStillToBeRead) {
   const ChannelLayout device{{frontLeft, frontRight, topCentre, topFrontLeft, topFrontRight}};
   const ChannelLayout source = layoutOfMask(0x7, 3);
   const auto map = ChannelMap::make(source, device);
@@ -151,7 +151,7 @@ TEST(ChannelMap, mixesIntoWiderFramesWithoutOverwritingWhatIsStillToBeRead) {
   }
 }
 
-TEST(ChannelMap, neverExceedsFullScaleInAMix) {
+TEST(ChannelMap, NeverExceedsFullScaleInAMix) {
   int mixes = 0;
   for (const std::uint32_t sourceMask : masks) {
     for (const std::uint32_t deviceMask : {0x3U, 0x7U, 0x33U, 0x3FU, 0x63FU, 0x5003U}) {
@@ -181,7 +181,7 @@ std::vector<double> heardOf(const ChannelMap& map, std::uint32_t channel, const 
   return frame;
 }
 
-TEST(ChannelMap, mixesTheSideIntoTheRearWhereThereAreTooFewLoudspeakers) {
+TEST(ChannelMap, MixesTheSideIntoTheRearWhereThereAreTooFewLoudspeakers) {
   const ChannelLayout source = layoutOfMask(0x63F, 8);
   const ChannelLayout card{{frontLeft, frontRight, rearLeft, rearRight, frontCentre, lowFrequency}};
   const auto map = ChannelMap::make(source, card);
@@ -194,7 +194,7 @@ TEST(ChannelMap, mixesTheSideIntoTheRearWhereThereAreTooFewLoudspeakers) {
   }
 }
 
-TEST(ChannelMap, mixesIntoFewerChannelsOnTheWayToTheDevice) {
+TEST(ChannelMap, MixesIntoFewerChannelsOnTheWayToTheDevice) {
   const ChannelLayout card{{frontLeft, frontRight, rearLeft, rearRight, frontCentre, lowFrequency}};
   constexpr std::uint32_t frames = RenderPipeline::sliceFrames + 3;
   const auto bytes = heard(integerLayout(16, 2), layoutOfMask(0x63F, 8), card, frames);
@@ -210,7 +210,7 @@ TEST(ChannelMap, mixesIntoFewerChannelsOnTheWayToTheDevice) {
   }
 }
 
-TEST(ChannelMap, mixesIntoTheFirstTwoChannelsOfADeviceThatDoesNotNameTheFrontOnes) {
+TEST(ChannelMap, MixesIntoTheFirstTwoChannelsOfADeviceThatDoesNotNameTheFrontOnes) {
   const ChannelLayout source = layoutOfMask(0x63F, 8);
   for (const ChannelLayout& device :
        {unknownLayout(6), ChannelLayout{{rearLeft, rearRight, frontCentre, lowFrequency}}}) {
@@ -225,7 +225,7 @@ TEST(ChannelMap, mixesIntoTheFirstTwoChannelsOfADeviceThatDoesNotNameTheFrontOne
   }
 }
 
-TEST(ChannelMap, losesNoChannelButLowFrequenciesInAMix) {
+TEST(ChannelMap, LosesNoChannelButLowFrequenciesInAMix) {
   int channels = 0;
   for (const std::uint32_t sourceMask : masks) {
     const ChannelLayout source = layoutOfMask(sourceMask, static_cast<std::uint32_t>(std::popcount(sourceMask)));
@@ -244,7 +244,7 @@ TEST(ChannelMap, losesNoChannelButLowFrequenciesInAMix) {
   EXPECT_GT(channels, 10'000);
 }
 
-TEST(ChannelMap, choosesTheChannelsOfADevice) {
+TEST(ChannelMap, ChoosesTheChannelsOfADevice) {
   const auto chosen = [](const ChannelLayout& source, std::set<std::uint32_t> taken) {
     return ChannelMap::chooseChannels(source, *taken.rbegin(),
                                       [&](std::uint32_t count) { return taken.contains(count); });
@@ -261,7 +261,7 @@ TEST(ChannelMap, choosesTheChannelsOfADevice) {
   EXPECT_EQ(chosen(unknownLayout(12), {2, 8}), 0U) << "of channels without positions there is no mix";
 }
 
-TEST(ChannelMap, refusesNumbersOfChannelsThatDoNotFitTheLayouts) {
+TEST(ChannelMap, RefusesNumbersOfChannelsThatDoNotFitTheLayouts) {
   const auto format = describe(integerLayout(16, 2), 48000, 2);
   EXPECT_FALSE(RenderPipeline::make({format, integerLayout(16, 2), 2, 48000, usualLayout(1), {}}));
   EXPECT_FALSE(RenderPipeline::make({format, integerLayout(16, 2), 2, 48000, {}, unknownLayout(3)}));

@@ -20,7 +20,7 @@ const ChannelLayout card71{
     {frontLeft, frontRight, rearLeft, rearRight, frontCentre, lowFrequency, sideLeft, sideRight}};
 const ChannelLayout hdmi51{{frontLeft, frontRight, lowFrequency, frontCentre, rearLeft, rearRight}};
 
-TEST(ChannelPlacement, putsEachChannelWhereTheCardHasItsLoudspeaker) {
+TEST(ChannelPlacement, PutsEachChannelWhereTheCardHasItsLoudspeaker) {
   EXPECT_EQ(placeChannels(wave51, card51).sourceOf, (Order{0, 1, 4, 5, 2, 3}));
   EXPECT_EQ(placeChannels(wave51, hdmi51).sourceOf, (Order{0, 1, 3, 2, 4, 5}));
   EXPECT_EQ(placeChannels(wave71, card71).sourceOf, (Order{0, 1, 4, 5, 2, 3, 6, 7}));
@@ -28,13 +28,13 @@ TEST(ChannelPlacement, putsEachChannelWhereTheCardHasItsLoudspeaker) {
     EXPECT_EQ(placementAlteration(source, device), std::nullopt);
 }
 
-TEST(ChannelPlacement, takesTheOnlySurroundPairOfBothForTheSame) {
+TEST(ChannelPlacement, TakesTheOnlySurroundPairOfBothForTheSame) {
   EXPECT_EQ(placeChannels(wave51side, card51).sourceOf, (Order{0, 1, 4, 5, 2, 3}));
   EXPECT_EQ(placementAlteration(wave51side, card51), std::nullopt);
   EXPECT_EQ(placementAlteration(wave51, wave51side), std::nullopt);
 }
 
-TEST(ChannelPlacement, knowsTheSurroundPairsByTheNamesThatHdmiHas) {
+TEST(ChannelPlacement, KnowsTheSurroundPairsByTheNamesThatHdmiHas) {
   const ChannelLayout hdmi71{
       {frontLeft, frontRight, lowFrequency, frontCentre, rearLeft, rearRight, rearLeftOfCentre, rearRightOfCentre}};
   // As the driver reports what it makes of alsa-lib's order.
@@ -50,7 +50,7 @@ TEST(ChannelPlacement, knowsTheSurroundPairsByTheNamesThatHdmiHas) {
   EXPECT_EQ(placementAlteration(wave71, wide71)->kind, SampleAlteration::Kind::converted);
 }
 
-TEST(ChannelPlacement, givesMonoToBothFrontLoudspeakers) {
+TEST(ChannelPlacement, GivesMonoToBothFrontLoudspeakers) {
   EXPECT_EQ(placeChannels(usualLayout(1), usualLayout(1)).sourceOf, (Order{0}));
   EXPECT_EQ(placeChannels(usualLayout(1), usualLayout(2)).sourceOf, (Order{0, 0}));
   EXPECT_EQ(placeChannels(usualLayout(1), hdmi51).sourceOf, (Order{0, 0, {}, {}, {}, {}}));
@@ -60,11 +60,11 @@ TEST(ChannelPlacement, givesMonoToBothFrontLoudspeakers) {
   EXPECT_EQ(placementAlteration(usualLayout(1), usualLayout(2)), std::nullopt);
 }
 
-TEST(ChannelPlacement, followsADeviceWhoseChannelsAreSwapped) {
+TEST(ChannelPlacement, FollowsADeviceWhoseChannelsAreSwapped) {
   EXPECT_EQ(placeChannels(usualLayout(2), statedLayout({frontRight, frontLeft})).sourceOf, (Order{1, 0}));
 }
 
-TEST(ChannelPlacement, namesTheLoudspeakerThatIsMissing) {
+TEST(ChannelPlacement, NamesTheLoudspeakerThatIsMissing) {
   const ChannelLayout withoutCentre{{frontLeft, frontRight, lowFrequency, topCentre, rearLeft, rearRight}};
   EXPECT_EQ(placeChannels(wave51, withoutCentre).unplaced, (std::vector<std::size_t>{2}));
   EXPECT_EQ(placementAlteration(wave51, withoutCentre),
@@ -77,7 +77,7 @@ TEST(ChannelPlacement, namesTheLoudspeakerThatIsMissing) {
                               "Choose a device that has them."_cure}));
 }
 
-TEST(ChannelPlacement, saysThatChannelsAreMixedDown) {
+TEST(ChannelPlacement, SaysThatChannelsAreMixedDown) {
   EXPECT_EQ(
       placementAlteration(wave51, usualLayout(2)),
       (SampleAlteration{SampleAlteration::Kind::converted, "The track's 6 channels are mixed down to the device's 2.",
@@ -88,7 +88,7 @@ TEST(ChannelPlacement, saysThatChannelsAreMixedDown) {
                         "Choose a device that has as many channels."_cure}));
 }
 
-TEST(ChannelPlacement, keepsTheOrderWhereADeviceStatesNothing) {
+TEST(ChannelPlacement, KeepsTheOrderWhereADeviceStatesNothing) {
   const ChannelPlacement placement = placeChannels(wave51, unknownLayout(6));
   EXPECT_EQ(placement.sourceOf, (Order{0, 1, 2, 3, 4, 5}));
   EXPECT_EQ(placementAlteration(wave51, unknownLayout(6)),
@@ -97,7 +97,7 @@ TEST(ChannelPlacement, keepsTheOrderWhereADeviceStatesNothing) {
                               "Choose a device whose driver states them."_cure}));
 }
 
-TEST(ChannelPlacement, assumesTheUsualOrderWhereATrackStatesNothing) {
+TEST(ChannelPlacement, AssumesTheUsualOrderWhereATrackStatesNothing) {
   EXPECT_EQ(placeChannels(usualLayout(6), card51).sourceOf, (Order{0, 1, 4, 5, 2, 3}));
   EXPECT_EQ(placementAlteration(usualLayout(6), card51),
             (SampleAlteration{SampleAlteration::Kind::unknown,
@@ -105,7 +105,7 @@ TEST(ChannelPlacement, assumesTheUsualOrderWhereATrackStatesNothing) {
                               "Save it in a format that does, such as FLAC."_cure}));
 }
 
-TEST(ChannelPlacement, placesUnknownChannelsOnWhatIsLeftAndIsNotCertain) {
+TEST(ChannelPlacement, PlacesUnknownChannelsOnWhatIsLeftAndIsNotCertain) {
   const ChannelLayout partly{{frontLeft, frontRight, unknown, unknown}};
   const ChannelLayout card{{rearLeft, frontLeft, rearRight, frontRight}};
   EXPECT_EQ(placeChannels(partly, card).sourceOf, (Order{2, 0, 3, 1}));
@@ -115,7 +115,7 @@ TEST(ChannelPlacement, placesUnknownChannelsOnWhatIsLeftAndIsNotCertain) {
   EXPECT_EQ(placementAlteration(layoutOfMask(0x33, 4), partlyCard)->kind, SampleAlteration::Kind::unknown);
 }
 
-TEST(ChannelPlacement, putsNothingOnASilentChannel) {
+TEST(ChannelPlacement, PutsNothingOnASilentChannel) {
   const ChannelLayout card{{frontLeft, frontRight, silent, rearLeft}};
   const ChannelPlacement placement = placeChannels(ChannelLayout{{frontLeft, frontRight, unknown, unknown}}, card);
   EXPECT_EQ(placement.sourceOf, (Order{0, 1, {}, 2}));
@@ -124,7 +124,7 @@ TEST(ChannelPlacement, putsNothingOnASilentChannel) {
 
 /// Of all layouts with at most 8 channels on all devices with as many: a channel is placed at most once, on its own
 /// position or on one that is unknown, and BIT-PERFECT needs every channel on its own.
-TEST(ChannelPlacement, neverMovesAChannelToAnotherLoudspeaker) {
+TEST(ChannelPlacement, NeverMovesAChannelToAnotherLoudspeaker) {
   const std::vector<ChannelLayout> layouts = [] {
     std::vector<ChannelLayout> all;
     for (std::uint32_t mask = 1; mask < 1U << 11U; ++mask) {

@@ -138,7 +138,7 @@ void expectSameSamples(const PcmLayout& from, const PcmLayout& to, const Bytes& 
   }
 }
 
-TEST(PcmConverter, agreesWithTheReferenceForEveryPairOfLayouts) {
+TEST(PcmConverter, AgreesWithTheReferenceForEveryPairOfLayouts) {
   std::mt19937_64 random(20240613);
   for (const PcmLayout& from : clientLayouts()) {
     const Bytes source = from.isFloat() ? tellingFloats(from, 400, random) : randomBytes(400U * from.bytes, random);
@@ -149,7 +149,7 @@ TEST(PcmConverter, agreesWithTheReferenceForEveryPairOfLayouts) {
   }
 }
 
-TEST(PcmConverter, agreesWithTheReferenceForAllSixteenBitValues) {
+TEST(PcmConverter, AgreesWithTheReferenceForAllSixteenBitValues) {
   Bytes source;
   for (unsigned value = 0; value < 0x10000; ++value) {
     source.push_back(static_cast<std::byte>(value));
@@ -170,7 +170,7 @@ TEST(PcmConverter, agreesWithTheReferenceForAllSixteenBitValues) {
   }
 }
 
-TEST(PcmConverter, agreesWithTheReferenceForAllEightBitValues) {
+TEST(PcmConverter, AgreesWithTheReferenceForAllEightBitValues) {
   Bytes source;
   for (unsigned value = 0; value < 0x100; ++value) source.push_back(static_cast<std::byte>(value));
   for (unsigned bits = 1; bits <= 8; ++bits) {
@@ -188,7 +188,7 @@ TEST(PcmConverter, agreesWithTheReferenceForAllEightBitValues) {
 
 class PcmConverterPairs : public testing::TestWithParam<std::pair<PcmLayout, PcmLayout>> {};
 
-TEST_P(PcmConverterPairs, agreeWithTheReferenceForAMillionRandomSamples) {
+TEST_P(PcmConverterPairs, AgreeWithTheReferenceForAMillionRandomSamples) {
   const auto& [from, to] = GetParam();
   std::mt19937_64 random(from.bits * 1000U + to.bits);
   const Bytes source =
@@ -223,7 +223,7 @@ Bytes literal(std::initializer_list<unsigned> values) {
   return bytes;
 }
 
-TEST(PcmConverter, movesIntegersAsWritten) {
+TEST(PcmConverter, MovesIntegersAsWritten) {
   EXPECT_EQ(converted(integerLayout(16, 2), integerLayout(24, 3), literal({0x34, 0x12, 0x01, 0x80})),
             literal({0x00, 0x34, 0x12, 0x00, 0x01, 0x80}));
   EXPECT_EQ(converted(integerLayout(16, 2, true), integerLayout(32, 4), literal({0x12, 0x34})),
@@ -239,14 +239,14 @@ TEST(PcmConverter, movesIntegersAsWritten) {
             literal({0x00, 0x10, 0x00, 0x80}));
 }
 
-TEST(PcmConverter, roundsToTheNearestAndClipsWhereTheDeviceIsNarrower) {
+TEST(PcmConverter, RoundsToTheNearestAndClipsWhereTheDeviceIsNarrower) {
   // 0x7FFF80 is a tie whose even neighbour would be 0x8000: clipped. 0x000080 goes to 0, 0x000180 to 2.
   EXPECT_EQ(converted(integerLayout(24, 3), integerLayout(16, 2),
                       literal({0x80, 0xFF, 0x7F, 0x80, 0x00, 0x00, 0x80, 0x01, 0x00, 0x81, 0x00, 0x00})),
             literal({0xFF, 0x7F, 0x00, 0x00, 0x02, 0x00, 0x01, 0x00}));
 }
 
-TEST(PcmConverter, bringsEveryTwentyFourBitIntegerThroughFloatUnharmed) {
+TEST(PcmConverter, BringsEveryTwentyFourBitIntegerThroughFloatUnharmed) {
   const PcmConverter toFloat(integerLayout(24, 3), floatLayout(4));
   const PcmConverter back(floatLayout(4), integerLayout(24, 3));
   constexpr std::size_t all = std::size_t{1} << 24;
@@ -261,7 +261,7 @@ TEST(PcmConverter, bringsEveryTwentyFourBitIntegerThroughFloatUnharmed) {
   EXPECT_EQ(result, source);
 }
 
-TEST(PcmConverter, passesAFloatOnUntouchedAlsoBeyondFullScale) {
+TEST(PcmConverter, PassesAFloatOnUntouchedAlsoBeyondFullScale) {
   Bytes source;
   for (const float value : {1.5F, -3.0F, 0.1F, -0.0F}) append(source, value, false);
   EXPECT_EQ(converted(floatLayout(4), floatLayout(4), source), source);

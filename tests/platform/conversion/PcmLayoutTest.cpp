@@ -26,7 +26,7 @@ struct Choice {
   PcmLayout chosen;
 };
 
-TEST(PcmLayout, choosesTheDeviceFormatThatLosesNothingAndChangesLeast) {
+TEST(PcmLayout, ChoosesTheDeviceFormatThatLosesNothingAndChangesLeast) {
   const Choice table[] = {
       {"its own layout before a wider one", s16, {s32, s24, s16}, s16},
       {"its own byte order", s16be, {s16, s16be, s32}, s16be},
@@ -55,7 +55,7 @@ TEST(PcmLayout, choosesTheDeviceFormatThatLosesNothingAndChangesLeast) {
   EXPECT_EQ(chooseDeviceFormat(s16, {}), std::nullopt);
 }
 
-TEST(PcmLayout, knowsWhatIsExact) {
+TEST(PcmLayout, KnowsWhatIsExact) {
   EXPECT_TRUE(isExact(s16, s16));
   EXPECT_TRUE(isExact(s24high, s24packed));
   EXPECT_TRUE(isExact(s24, f32));
@@ -68,7 +68,7 @@ TEST(PcmLayout, knowsWhatIsExact) {
   EXPECT_FALSE(isExact(f64, f32));
 }
 
-TEST(PcmLayout, readsADescriptionAndWritesItBack) {
+TEST(PcmLayout, ReadsADescriptionAndWritesItBack) {
   for (const PcmLayout& layout : {u8, s16, s16be, s24, s24packed, s24high, s20high, s32, s64, f32, f64}) {
     const AudioStreamBasicDescription format = describe(layout, 96000, 3);
     EXPECT_EQ(format.mBytesPerFrame, layout.bytes * 3U);
@@ -76,7 +76,7 @@ TEST(PcmLayout, readsADescriptionAndWritesItBack) {
   }
 }
 
-TEST(PcmLayout, refusesWhatIsNotInterleavedLinearPcm) {
+TEST(PcmLayout, RefusesWhatIsNotInterleavedLinearPcm) {
   const AudioStreamBasicDescription good = linearPCM(44100, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
   ASSERT_TRUE(pcmLayout(good));
   const auto refuses = [&](auto change) {
@@ -97,7 +97,7 @@ TEST(PcmLayout, refusesWhatIsNotInterleavedLinearPcm) {
   EXPECT_TRUE(refuses([](auto& f) { f.mBytesPerFrame = f.mBytesPerPacket = 18; }));
 }
 
-TEST(PcmLayout, fillsSilenceWithTheHalfWayCode) {
+TEST(PcmLayout, FillsSilenceWithTheHalfWayCode) {
   const auto silence = [](const PcmLayout& layout) {
     std::vector<std::byte> bytes(2U * layout.bytes, std::byte{0x55});
     fillSilence(layout, bytes);

@@ -55,7 +55,7 @@ std::vector<std::int16_t> rendered(RenderPipeline& pipeline, std::uint32_t frame
   return samples;
 }
 
-TEST(RenderPipeline, passesFramesOnInSlicesWithoutLosingOne) {
+TEST(RenderPipeline, PassesFramesOnInSlicesWithoutLosingOne) {
   Source source;
   auto pipeline = pipelineFor(source, 2);
   const auto samples = rendered(*pipeline, 5000, 2);
@@ -69,7 +69,7 @@ TEST(RenderPipeline, passesFramesOnInSlicesWithoutLosingOne) {
   EXPECT_FALSE(pipeline->changesRate());
 }
 
-TEST(RenderPipeline, givesMonoToBothChannelsAndLeavesFurtherOnesSilent) {
+TEST(RenderPipeline, GivesMonoToBothChannelsAndLeavesFurtherOnesSilent) {
   Source source{.channels = 1};
   auto pipeline = pipelineFor(source, 4);
   ASSERT_TRUE(pipeline);
@@ -77,20 +77,20 @@ TEST(RenderPipeline, givesMonoToBothChannelsAndLeavesFurtherOnesSilent) {
   EXPECT_EQ(rendered(*pipeline, 2, 4), (std::vector<std::int16_t>{256, 256, 0, 0, 257, 257, 0, 0}));
 }
 
-TEST(RenderPipeline, placesStereoOnTheFirstChannelsOfAWiderDevice) {
+TEST(RenderPipeline, PlacesStereoOnTheFirstChannelsOfAWiderDevice) {
   Source source;
   auto pipeline = pipelineFor(source, 3);
   EXPECT_EQ(rendered(*pipeline, 2, 3), (std::vector<std::int16_t>{256, 512, 0, 257, 513, 0}));
 }
 
-TEST(RenderPipeline, mixesSixChannelsDownWithoutExceedingFullScale) {
+TEST(RenderPipeline, MixesSixChannelsDownWithoutExceedingFullScale) {
   Source source{.channels = 6, .sample = [](std::int64_t) { return 32767.0; }};
   auto pipeline = pipelineFor(source, 2);
   ASSERT_TRUE(pipeline);
   EXPECT_EQ(rendered(*pipeline, 2, 2), (std::vector<std::int16_t>{32767, 32767, 32767, 32767}));
 }
 
-TEST(RenderPipeline, refusesWhatItCannotMapHonestly) {
+TEST(RenderPipeline, RefusesWhatItCannotMapHonestly) {
   Source source{.channels = 12};
   EXPECT_FALSE(pipelineFor(source, 8));
   EXPECT_FALSE(pipelineFor(source, 2));
@@ -99,13 +99,13 @@ TEST(RenderPipeline, refusesWhatItCannotMapHonestly) {
   EXPECT_FALSE(pipelineFor(source, 2, 0));
 }
 
-TEST(RenderPipeline, playsSilenceForWhatTheCallbackDoesNotFill) {
+TEST(RenderPipeline, PlaysSilenceForWhatTheCallbackDoesNotFill) {
   Source source{.framesBeforeTheEnd = 3};
   auto pipeline = pipelineFor(source, 2);
   EXPECT_EQ(rendered(*pipeline, 5, 2), (std::vector<std::int16_t>{256, 512, 257, 513, 258, 514, 0, 0, 0, 0}));
 }
 
-TEST(RenderPipeline, playsSilenceAndReportsTheStatusWhenTheCallbackFails) {
+TEST(RenderPipeline, PlaysSilenceAndReportsTheStatusWhenTheCallbackFails) {
   Source source{.status = -50};
   auto pipeline = pipelineFor(source, 2);
   EXPECT_EQ(rendered(*pipeline, 3, 2, -50), (std::vector<std::int16_t>(6, 0)));
@@ -113,7 +113,7 @@ TEST(RenderPipeline, playsSilenceAndReportsTheStatusWhenTheCallbackFails) {
 
 double ramp(std::int64_t frame) { return static_cast<double>(frame % 8000); }
 
-TEST(RenderPipeline, accountsForEveryFrameWhenTheDeviceHasAnotherRate) {
+TEST(RenderPipeline, AccountsForEveryFrameWhenTheDeviceHasAnotherRate) {
   Source source{.channels = 1, .sample = &ramp};
   auto pipeline = pipelineFor(source, 2, 48000);
   ASSERT_TRUE(pipeline);
@@ -131,7 +131,7 @@ double tone(std::int64_t frame) {
   return 16000 * std::sin(2 * std::numbers::pi * 1000 * static_cast<double>(frame) / 44100);
 }
 
-TEST(RenderPipeline, resamplesAToneWithoutAudibleError) {
+TEST(RenderPipeline, ResamplesAToneWithoutAudibleError) {
   Source source{.channels = 1, .sample = &tone};
   auto pipeline = pipelineFor(source, 2, 48000);
   ASSERT_TRUE(pipeline);
@@ -155,7 +155,7 @@ TEST(RenderPipeline, resamplesAToneWithoutAudibleError) {
   EXPECT_LT(worst, 1.6);  // source and target are each rounded to 16 bits
 }
 
-TEST(RenderPipeline, startsAfreshAfterAReset) {
+TEST(RenderPipeline, StartsAfreshAfterAReset) {
   Source source{.channels = 1, .sample = [](std::int64_t) { return 20000.0; }};
   auto pipeline = pipelineFor(source, 2, 48000);
   ASSERT_TRUE(pipeline);
@@ -166,7 +166,7 @@ TEST(RenderPipeline, startsAfreshAfterAReset) {
   EXPECT_EQ(pipeline->clientFrames(0), 0);
 }
 
-TEST(RenderPipeline, takesNearlyEqualRatesAsEqual) {
+TEST(RenderPipeline, TakesNearlyEqualRatesAsEqual) {
   EXPECT_TRUE(sameSampleRate(44100, 44100.5));
   EXPECT_FALSE(sameSampleRate(44100, 44102));
   EXPECT_TRUE(sameSampleRate(192000, 192003));

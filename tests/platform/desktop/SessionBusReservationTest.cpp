@@ -65,7 +65,7 @@ class Reservation : public testing::Test {
   std::vector<int> yields;
 };
 
-TEST_F(Reservation, ofAFreeCardSucceedsAndTellsOthersWhoHasIt) {
+TEST_F(Reservation, OfAFreeCardSucceedsAndTellsOthersWhoHasIt) {
   EXPECT_EQ(reservation.owner(card), std::nullopt);
   ASSERT_TRUE(acquire());
   EXPECT_TRUE(isOurs());
@@ -77,7 +77,7 @@ TEST_F(Reservation, ofAFreeCardSucceedsAndTellsOthersWhoHasIt) {
   EXPECT_EQ(observer.property(card + 1, "Priority"), std::nullopt);
 }
 
-TEST_F(Reservation, isGivenBackWithTheLastCopyOfTheHoldAndNotBefore) {
+TEST_F(Reservation, IsGivenBackWithTheLastCopyOfTheHoldAndNotBefore) {
   ASSERT_TRUE(acquire());
   auto copy = reservation.acquire(card, "Test DAC");
   ASSERT_TRUE(copy.has_value());
@@ -89,14 +89,14 @@ TEST_F(Reservation, isGivenBackWithTheLastCopyOfTheHoldAndNotBefore) {
   EXPECT_EQ(observer.property(card, "Priority"), std::nullopt);
 }
 
-TEST_F(Reservation, ofEachCardIsItsOwn) {
+TEST_F(Reservation, OfEachCardIsItsOwn) {
   OtherProgram player(bus, {.priority = ourPriority});
   ASSERT_TRUE(player.take(card + 1));
   EXPECT_TRUE(acquire());
   EXPECT_FALSE(reservation.acquire(card + 1, "Another DAC").has_value());
 }
 
-TEST_F(Reservation, isTakenInOrderFromAProgramOfLowerPriority) {
+TEST_F(Reservation, IsTakenInOrderFromAProgramOfLowerPriority) {
   for (const bool releasesName : {false, true}) {
     OtherProgram server(bus, {.releasesName = releasesName, .allowsReplacement = !releasesName});
     ASSERT_TRUE(server.take(card));
@@ -109,7 +109,7 @@ TEST_F(Reservation, isTakenInOrderFromAProgramOfLowerPriority) {
   }
 }
 
-TEST_F(Reservation, isNeverAskedOfAProgramOfEqualOrHigherPriorityOrOfUnknownOne) {
+TEST_F(Reservation, IsNeverAskedOfAProgramOfEqualOrHigherPriorityOrOfUnknownOne) {
   for (const std::optional<QVariant>& priority :
        {std::optional<QVariant>(ourPriority), std::optional<QVariant>(std::numeric_limits<int>::max()),
         std::optional<QVariant>(QStringLiteral("low")), std::optional<QVariant>(-20.0), std::optional<QVariant>()}) {
@@ -123,7 +123,7 @@ TEST_F(Reservation, isNeverAskedOfAProgramOfEqualOrHigherPriorityOrOfUnknownOne)
   }
 }
 
-TEST_F(Reservation, isNotTakenFromAProgramThatRefusesTalksNonsenseOrSaysNothing) {
+TEST_F(Reservation, IsNotTakenFromAProgramThatRefusesTalksNonsenseOrSaysNothing) {
   for (const std::optional<QVariant>& answer :
        {std::optional<QVariant>(false), std::optional<QVariant>(1), std::optional<QVariant>(QStringLiteral("yes")),
         std::optional<QVariant>()}) {
@@ -140,7 +140,7 @@ TEST_F(Reservation, isNotTakenFromAProgramThatRefusesTalksNonsenseOrSaysNothing)
   }
 }
 
-TEST_F(Reservation, isNotTakenFromAProgramThatAgreesAndKeepsTheNameAllTheSame) {
+TEST_F(Reservation, IsNotTakenFromAProgramThatAgreesAndKeepsTheNameAllTheSame) {
   OtherProgram server(bus, {.allowsReplacement = false});
   ASSERT_TRUE(server.take(card));
   EXPECT_FALSE(acquire());
@@ -149,7 +149,7 @@ TEST_F(Reservation, isNotTakenFromAProgramThatAgreesAndKeepsTheNameAllTheSame) {
   EXPECT_TRUE(acquire());
 }
 
-TEST_F(Reservation, tellsWhoHasACardAndWhetherTheyYield) {
+TEST_F(Reservation, TellsWhoHasACardAndWhetherTheyYield) {
   OtherProgram server(bus);
   OtherProgram player(bus, {.priority = ourPriority});
   ASSERT_TRUE(server.take(card));
@@ -159,7 +159,7 @@ TEST_F(Reservation, tellsWhoHasACardAndWhetherTheyYield) {
   EXPECT_EQ(reservation.owner(card + 2), std::nullopt);
 }
 
-TEST_F(Reservation, tellsWhenAnotherProgramComesAndGoes) {
+TEST_F(Reservation, TellsWhenAnotherProgramComesAndGoes) {
   ASSERT_EQ(reservation.owner(card), std::nullopt);
   OtherProgram player(bus, {.priority = ourPriority});
   ASSERT_TRUE(player.take(card));
@@ -172,7 +172,7 @@ TEST_F(Reservation, tellsWhenAnotherProgramComesAndGoes) {
   EXPECT_EQ(reservation.owner(card), std::nullopt);
 }
 
-TEST_F(Reservation, isKeptAgainstRequestsOfEqualOrLowerPriority) {
+TEST_F(Reservation, IsKeptAgainstRequestsOfEqualOrLowerPriority) {
   ASSERT_TRUE(acquire());
   for (const int priority : {std::numeric_limits<int>::min(), -20, ourPriority}) {
     EXPECT_EQ(observer.requestRelease(card, priority), false);
@@ -182,7 +182,7 @@ TEST_F(Reservation, isKeptAgainstRequestsOfEqualOrLowerPriority) {
   EXPECT_TRUE(isOurs());
 }
 
-TEST_F(Reservation, yieldsToAHigherPriorityOnceTheDeviceIsClosed) {
+TEST_F(Reservation, YieldsToAHigherPriorityOnceTheDeviceIsClosed) {
   ASSERT_TRUE(acquire());
   EXPECT_EQ(observer.requestRelease(card, ourPriority + 1), true);
   EXPECT_THAT(yields, ElementsAre(card));
@@ -191,7 +191,7 @@ TEST_F(Reservation, yieldsToAHigherPriorityOnceTheDeviceIsClosed) {
   EXPECT_TRUE(isOurs());
 }
 
-TEST_F(Reservation, isKeptAndSaidToBeWhileTheDeviceCannotBeClosed) {
+TEST_F(Reservation, IsKeptAndSaidToBeWhileTheDeviceCannotBeClosed) {
   ASSERT_TRUE(acquire());
   letsGo = false;
   EXPECT_EQ(observer.requestRelease(card, ourPriority + 1), false);
@@ -201,7 +201,7 @@ TEST_F(Reservation, isKeptAndSaidToBeWhileTheDeviceCannotBeClosed) {
   EXPECT_TRUE(eventually([&] { return observer.ownerOf(card).isEmpty(); }));
 }
 
-TEST_F(Reservation, thatIsTakenAwayWithoutAskingIsNoticedAtOnce) {
+TEST_F(Reservation, ThatIsTakenAwayWithoutAskingIsNoticedAtOnce) {
   ASSERT_TRUE(acquire());
   OtherProgram rude(bus, {.priority = ourPriority});
   ASSERT_TRUE(rude.take(card, true));
@@ -211,7 +211,7 @@ TEST_F(Reservation, thatIsTakenAwayWithoutAskingIsNoticedAtOnce) {
   EXPECT_FALSE(acquire());
 }
 
-TEST_F(Reservation, isNotLostToNewsThatAreOlderThanIt) {
+TEST_F(Reservation, IsNotLostToNewsThatAreOlderThanIt) {
   ASSERT_EQ(reservation.owner(card), std::nullopt);
   OtherProgram server(bus);
   for (int turn = 0; turn < 5; ++turn) {
@@ -226,7 +226,7 @@ TEST_F(Reservation, isNotLostToNewsThatAreOlderThanIt) {
   EXPECT_THAT(yields, IsEmpty());
 }
 
-TEST_F(Reservation, goesOnWithoutTheBusThatDies) {
+TEST_F(Reservation, GoesOnWithoutTheBusThatDies) {
   ASSERT_TRUE(acquire());
   bus.kill();
   ASSERT_TRUE(eventually([&] {
@@ -244,7 +244,7 @@ TEST_F(Reservation, goesOnWithoutTheBusThatDies) {
   EXPECT_EQ(log.lines().size(), 1U);
 }
 
-TEST_F(Reservation, givesUpOnABusThatStandsStill) {
+TEST_F(Reservation, GivesUpOnABusThatStandsStill) {
   ASSERT_EQ(reservation.owner(card), std::nullopt);
   bus.stop();
   EXPECT_TRUE(acquire());
@@ -255,7 +255,7 @@ TEST_F(Reservation, givesUpOnABusThatStandsStill) {
   EXPECT_EQ(log.lines().size(), 1U);
 }
 
-TEST_F(Reservation, thatIsTakenAwayOnABusThatThenStandsStillIsNoticed) {
+TEST_F(Reservation, ThatIsTakenAwayOnABusThatThenStandsStillIsNoticed) {
   ASSERT_TRUE(acquire());
   OtherProgram rude(bus, {.priority = ourPriority});
   ASSERT_TRUE(rude.take(card, true));
@@ -264,7 +264,7 @@ TEST_F(Reservation, thatIsTakenAwayOnABusThatThenStandsStillIsNoticed) {
   EXPECT_TRUE(eventually([&] { return !yields.empty(); }));
 }
 
-TEST_F(Reservation, thatWasTakenAwayAndLeftIsTakenAgain) {
+TEST_F(Reservation, ThatWasTakenAwayAndLeftIsTakenAgain) {
   ASSERT_TRUE(acquire());
   {
     OtherProgram rude(bus, {.priority = ourPriority});
@@ -276,7 +276,7 @@ TEST_F(Reservation, thatWasTakenAwayAndLeftIsTakenAgain) {
   EXPECT_THAT(yields, IsEmpty());
 }
 
-TEST_F(Reservation, outlastsABusThatStandsStillForAWhile) {
+TEST_F(Reservation, OutlastsABusThatStandsStillForAWhile) {
   ASSERT_TRUE(acquire());
   bus.stop();
   EXPECT_EQ(reservation.owner(card + 1), std::nullopt);
@@ -292,7 +292,7 @@ TEST_F(Reservation, outlastsABusThatStandsStillForAWhile) {
   EXPECT_TRUE(eventually([&] { return observer.ownerOf(card).isEmpty(); }));
 }
 
-TEST_F(Reservation, thatABusWouldGrantTooLateIsNotKept) {
+TEST_F(Reservation, ThatABusWouldGrantTooLateIsNotKept) {
   ASSERT_EQ(reservation.owner(card), std::nullopt);
   bus.stop();
   EXPECT_TRUE(acquire());
@@ -305,7 +305,7 @@ TEST_F(Reservation, thatABusWouldGrantTooLateIsNotKept) {
   EXPECT_TRUE(isOurs());
 }
 
-TEST_F(Reservation, ofWhatIsHeldIsThereAgainWithTheNextBus) {
+TEST_F(Reservation, OfWhatIsHeldIsThereAgainWithTheNextBus) {
   ASSERT_TRUE(acquire());
   bus.kill();
   ASSERT_TRUE(eventually([&] {
@@ -322,7 +322,7 @@ TEST_F(Reservation, ofWhatIsHeldIsThereAgainWithTheNextBus) {
   EXPECT_TRUE(eventually([&] { return witness.ownerOf(card).isEmpty(); }));
 }
 
-TEST_F(Reservation, ofWhatIsHeldYieldsToAProgramThatWasFasterOnTheNextBus) {
+TEST_F(Reservation, OfWhatIsHeldYieldsToAProgramThatWasFasterOnTheNextBus) {
   ASSERT_TRUE(acquire());
   bus.kill();
   ASSERT_TRUE(eventually([&] {

@@ -26,7 +26,7 @@ class ManualRunLoopTest : public testing::Test {
   std::vector<std::string> noted_;
 };
 
-TEST_F(ManualRunLoopTest, timeStandsStillUntilItIsMoved) {
+TEST_F(ManualRunLoopTest, TimeStandsStillUntilItIsMoved) {
   EXPECT_EQ(loop_.now(), begin_);
   loop_.runUntilIdle();
   EXPECT_EQ(loop_.now(), begin_);
@@ -36,7 +36,7 @@ TEST_F(ManualRunLoopTest, timeStandsStillUntilItIsMoved) {
   EXPECT_EQ(loop_.now(), begin_ + 250ms);
 }
 
-TEST_F(ManualRunLoopTest, timersFireInOrderOfTimeThenOfRequest) {
+TEST_F(ManualRunLoopTest, TimersFireInOrderOfTimeThenOfRequest) {
   const auto late = loop_.scheduleTimer(30ms, false, noting("late"));
   const auto first = loop_.scheduleTimer(10ms, false, noting("first"));
   const auto second = loop_.scheduleTimer(10ms, false, noting("second"));
@@ -47,13 +47,13 @@ TEST_F(ManualRunLoopTest, timersFireInOrderOfTimeThenOfRequest) {
   EXPECT_EQ(noted_.back(), "late@30");
 }
 
-TEST_F(ManualRunLoopTest, aRepeatingTimerKeepsItsBeat) {
+TEST_F(ManualRunLoopTest, ARepeatingTimerKeepsItsBeat) {
   const auto timer = loop_.scheduleTimer(10ms, true, noting("beat"));
   loop_.advance(35ms);
   EXPECT_THAT(noted_, ElementsAre("beat@10", "beat@20", "beat@30"));
 }
 
-TEST_F(ManualRunLoopTest, aRepeatingTimerThatFellBehindFiresOnce) {
+TEST_F(ManualRunLoopTest, ARepeatingTimerThatFellBehindFiresOnce) {
   const auto timer = loop_.scheduleTimer(10ms, true, noting("beat"));
   loop_.sleepFor(47ms);
   EXPECT_THAT(noted_, IsEmpty());
@@ -61,7 +61,7 @@ TEST_F(ManualRunLoopTest, aRepeatingTimerThatFellBehindFiresOnce) {
   EXPECT_THAT(noted_, ElementsAre("beat@47", "beat@50", "beat@60"));
 }
 
-TEST_F(ManualRunLoopTest, destroyingATimerEndsIt) {
+TEST_F(ManualRunLoopTest, DestroyingATimerEndsIt) {
   auto once = loop_.scheduleTimer(10ms, false, noting("once"));
   auto beat = loop_.scheduleTimer(10ms, true, noting("beat"));
   EXPECT_EQ(loop_.pendingTimerCount(), 2U);
@@ -73,7 +73,7 @@ TEST_F(ManualRunLoopTest, destroyingATimerEndsIt) {
   EXPECT_THAT(noted_, ElementsAre("beat@10"));
 }
 
-TEST_F(ManualRunLoopTest, aTimerMayDestroyItselfOrAnotherThatIsDueAtTheSameMoment) {
+TEST_F(ManualRunLoopTest, ATimerMayDestroyItselfOrAnotherThatIsDueAtTheSameMoment) {
   RunLoop::Timer self;
   RunLoop::Timer other;
   self = loop_.scheduleTimer(10ms, true, [&] {
@@ -87,7 +87,7 @@ TEST_F(ManualRunLoopTest, aTimerMayDestroyItselfOrAnotherThatIsDueAtTheSameMomen
   EXPECT_EQ(loop_.pendingTimerCount(), 0U);
 }
 
-TEST_F(ManualRunLoopTest, aTimerMayBeReplacedFromWithinItsAction) {
+TEST_F(ManualRunLoopTest, ATimerMayBeReplacedFromWithinItsAction) {
   RunLoop::Timer timer;
   timer = loop_.scheduleTimer(10ms, false, [&] {
     noting("first")();
@@ -97,7 +97,7 @@ TEST_F(ManualRunLoopTest, aTimerMayBeReplacedFromWithinItsAction) {
   EXPECT_THAT(noted_, ElementsAre("first@10", "second@20"));
 }
 
-TEST_F(ManualRunLoopTest, aTimerMayOutliveTheLoop) {
+TEST_F(ManualRunLoopTest, ATimerMayOutliveTheLoop) {
   RunLoop::Timer timer;
   RunLoop::Timer watch;
   {
@@ -109,7 +109,7 @@ TEST_F(ManualRunLoopTest, aTimerMayOutliveTheLoop) {
   watch.reset();
 }
 
-TEST_F(ManualRunLoopTest, postedActionsRunInLaterTurnsInTheirOrder) {
+TEST_F(ManualRunLoopTest, PostedActionsRunInLaterTurnsInTheirOrder) {
   loop_.post([this] {
     noting("first")();
     loop_.post(noting("third"));
@@ -121,7 +121,7 @@ TEST_F(ManualRunLoopTest, postedActionsRunInLaterTurnsInTheirOrder) {
   EXPECT_EQ(loop_.turnCount(), 3U);
 }
 
-TEST_F(ManualRunLoopTest, aTimerAndAPostedActionOfOneMomentRunInOrderOfRequest) {
+TEST_F(ManualRunLoopTest, ATimerAndAPostedActionOfOneMomentRunInOrderOfRequest) {
   const auto before = loop_.scheduleTimer(0ms, false, noting("timer before"));
   loop_.post(noting("posted"));
   const auto after = loop_.scheduleTimer(0ms, false, noting("timer after"));
@@ -129,7 +129,7 @@ TEST_F(ManualRunLoopTest, aTimerAndAPostedActionOfOneMomentRunInOrderOfRequest) 
   EXPECT_THAT(noted_, ElementsAre("timer before@0", "posted@0", "timer after@0"));
 }
 
-TEST_F(ManualRunLoopTest, otherThreadsMayPost) {
+TEST_F(ManualRunLoopTest, OtherThreadsMayPost) {
   int sum = 0;
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
@@ -143,7 +143,7 @@ TEST_F(ManualRunLoopTest, otherThreadsMayPost) {
   EXPECT_EQ(sum, 4000);
 }
 
-TEST_F(ManualRunLoopTest, sleepingMovesTimeAndLetsOnlyTheHardwareAct) {
+TEST_F(ManualRunLoopTest, SleepingMovesTimeAndLetsOnlyTheHardwareAct) {
   const auto timer = loop_.scheduleTimer(5ms, false, noting("timer"));
   loop_.post(noting("posted"));
   loop_.scheduleHardwareAfter(7ms, [this] {
@@ -157,14 +157,14 @@ TEST_F(ManualRunLoopTest, sleepingMovesTimeAndLetsOnlyTheHardwareAct) {
   EXPECT_THAT(noted_, ElementsAre("hardware@7", "posted@20", "timer@20", "told@20"));
 }
 
-TEST_F(ManualRunLoopTest, hardwareThatIsDueAtTheSameMomentActsFirst) {
+TEST_F(ManualRunLoopTest, HardwareThatIsDueAtTheSameMomentActsFirst) {
   const auto timer = loop_.scheduleTimer(10ms, false, noting("timer"));
   loop_.scheduleHardware(begin_ + 10ms, noting("hardware"));
   loop_.advance(10ms);
   EXPECT_THAT(noted_, ElementsAre("hardware@10", "timer@10"));
 }
 
-TEST_F(ManualRunLoopTest, anAlarmIsSetMovedAndCleared) {
+TEST_F(ManualRunLoopTest, AnAlarmIsSetMovedAndCleared) {
   int rings = 0;
   const auto alarm = loop_.makeHardwareAlarm([&] { ++rings; });
   alarm->set(begin_ + 10ms);
@@ -182,7 +182,7 @@ TEST_F(ManualRunLoopTest, anAlarmIsSetMovedAndCleared) {
   EXPECT_EQ(rings, 2);
 }
 
-TEST_F(ManualRunLoopTest, anActionMayAdvanceAndSleepItself) {
+TEST_F(ManualRunLoopTest, AnActionMayAdvanceAndSleepItself) {
   const auto timer = loop_.scheduleTimer(10ms, false, [this] {
     loop_.sleepFor(5ms);
     noting("slept")();
@@ -195,7 +195,7 @@ TEST_F(ManualRunLoopTest, anActionMayAdvanceAndSleepItself) {
   EXPECT_EQ(loop_.now(), begin_ + 25ms);
 }
 
-TEST_F(ManualRunLoopTest, itAdvancesUntilAConditionHoldsAndNoFurther) {
+TEST_F(ManualRunLoopTest, ItAdvancesUntilAConditionHoldsAndNoFurther) {
   const auto timer = loop_.scheduleTimer(10ms, true, noting("beat"));
   EXPECT_TRUE(loop_.advanceUntil([this] { return noted_.size() == 3; }, 1s));
   EXPECT_EQ(loop_.now(), begin_ + 30ms);
@@ -203,7 +203,7 @@ TEST_F(ManualRunLoopTest, itAdvancesUntilAConditionHoldsAndNoFurther) {
   EXPECT_EQ(loop_.now(), begin_ + 130ms);
 }
 
-TEST_F(ManualRunLoopTest, aSignalledDescriptorRunsItsWatchesOnce) {
+TEST_F(ManualRunLoopTest, ASignalledDescriptorRunsItsWatchesOnce) {
   auto watch = loop_.watchDescriptor(7, noting("seven"));
   const auto other = loop_.watchDescriptor(8, noting("eight"));
   EXPECT_EQ(loop_.watchedDescriptorCount(), 2U);
@@ -218,14 +218,14 @@ TEST_F(ManualRunLoopTest, aSignalledDescriptorRunsItsWatchesOnce) {
   EXPECT_EQ(loop_.watchedDescriptorCount(), 1U);
 }
 
-TEST_F(ManualRunLoopTest, actionsThatNeverEndAreAnErrorInsteadOfAHang) {
+TEST_F(ManualRunLoopTest, ActionsThatNeverEndAreAnErrorInsteadOfAHang) {
   RunLoop::Action again;
   again = [&] { loop_.post(again); };
   loop_.post(again);
   EXPECT_THROW(loop_.advance(1s), std::logic_error);
 }
 
-TEST_F(ManualRunLoopTest, aRepeatingTimerWithoutAnIntervalDoesNotStopTime) {
+TEST_F(ManualRunLoopTest, ARepeatingTimerWithoutAnIntervalDoesNotStopTime) {
   int beats = 0;
   const auto timer = loop_.scheduleTimer(0ms, true, [&] { ++beats; });
   loop_.advance(100ms);

@@ -49,12 +49,12 @@ class SimulatedAudioFileServicesTest : public testing::Test {
   std::array<std::byte, 16> buffer_{};
 };
 
-TEST_F(SimulatedAudioFileServicesTest, aFileThatNobodyAddedIsNotFound) {
+TEST_F(SimulatedAudioFileServicesTest, AFileThatNobodyAddedIsNotFound) {
   EXPECT_EQ(services_.openAudioFile(kSong).error(), kAudioFileFileNotFoundError);
   EXPECT_EQ(services_.openExtAudioFile(kSong).error(), kAudioFileFileNotFoundError);
 }
 
-TEST_F(SimulatedAudioFileServicesTest, aFileIsReadWhereAskedAndEndsWithFewerBytes) {
+TEST_F(SimulatedAudioFileServicesTest, AFileIsReadWhereAskedAndEndsWithFewerBytes) {
   services_.add(kSong, pcmFile());
   const auto file = std::move(*services_.openAudioFile(kSong));
   EXPECT_EQ(file->dataFormat(), pcmFile().format);
@@ -66,7 +66,7 @@ TEST_F(SimulatedAudioFileServicesTest, aFileIsReadWhereAskedAndEndsWithFewerByte
   EXPECT_EQ(file->readBytes(1000, buffer_), 0U);
 }
 
-TEST_F(SimulatedAudioFileServicesTest, aFileMayAnnounceWhatItDoesNotHold) {
+TEST_F(SimulatedAudioFileServicesTest, AFileMayAnnounceWhatItDoesNotHold) {
   auto script = pcmFile();
   script.announcedByteCount = 4000;
   script.mostBytesARead = 3;
@@ -77,7 +77,7 @@ TEST_F(SimulatedAudioFileServicesTest, aFileMayAnnounceWhatItDoesNotHold) {
   EXPECT_EQ(file->readBytes(6, buffer_), 2U);
 }
 
-TEST_F(SimulatedAudioFileServicesTest, everyStepFailsWithItsStatus) {
+TEST_F(SimulatedAudioFileServicesTest, EveryStepFailsWithItsStatus) {
   auto script = pcmFile();
   script.formatStatus = -1;
   script.byteCountStatus = -2;
@@ -96,14 +96,14 @@ TEST_F(SimulatedAudioFileServicesTest, everyStepFailsWithItsStatus) {
   EXPECT_EQ(services_.openAudioFile(kSong).error(), -5);
 }
 
-TEST_F(SimulatedAudioFileServicesTest, anOpenMaySucceedWithNothing) {
+TEST_F(SimulatedAudioFileServicesTest, AnOpenMaySucceedWithNothing) {
   services_.add(kSong, SimulatedPCMFile{.opensAsNull = true});
   EXPECT_EQ(*services_.openAudioFile(kSong), nullptr);
   services_.add(kSong, SimulatedCompressedFile{.opensAsNull = true});
   EXPECT_EQ(*services_.openExtAudioFile(kSong), nullptr);
 }
 
-TEST_F(SimulatedAudioFileServicesTest, aCompressedFileIsReadAsFloatFromItsBeginningToItsEnd) {
+TEST_F(SimulatedAudioFileServicesTest, ACompressedFileIsReadAsFloatFromItsBeginningToItsEnd) {
   services_.add(kSong, compressedFile());
   const auto file = std::move(*services_.openExtAudioFile(kSong));
   EXPECT_EQ(file->read(1, buffer_), std::unexpected(kAudio_ParamError)) << "before the client format is set";
@@ -116,7 +116,7 @@ TEST_F(SimulatedAudioFileServicesTest, aCompressedFileIsReadAsFloatFromItsBeginn
   EXPECT_THAT(samples(*file, 2), ElementsAre());
 }
 
-TEST_F(SimulatedAudioFileServicesTest, everyStepOfACompressedFileFailsWithItsStatus) {
+TEST_F(SimulatedAudioFileServicesTest, EveryStepOfACompressedFileFailsWithItsStatus) {
   auto script = compressedFile();
   script.formatStatus = -1;
   script.lengthStatus = -2;
@@ -136,14 +136,14 @@ TEST_F(SimulatedAudioFileServicesTest, everyStepOfACompressedFileFailsWithItsSta
   EXPECT_EQ((*services_.openExtAudioFile(kSong))->setClientDataFormat(float32PCM(44100, 2)), -4);
 }
 
-TEST_F(SimulatedAudioFileServicesTest, aFileOfOneKindOpenedAsTheOther) {
+TEST_F(SimulatedAudioFileServicesTest, AFileOfOneKindOpenedAsTheOther) {
   services_.add(kSong, compressedFile());
   EXPECT_EQ((*services_.openAudioFile(kSong))->dataFormat()->mFormatID, fourCharCode("flac"));
   services_.add(kSong, pcmFile());
   EXPECT_EQ(services_.openExtAudioFile(kSong).error(), kAudioFileUnsupportedFileTypeError);
 }
 
-TEST_F(SimulatedAudioFileServicesTest, everyOpenAndReadGoesThroughTheGate) {
+TEST_F(SimulatedAudioFileServicesTest, EveryOpenAndReadGoesThroughTheGate) {
   std::vector<std::string> calls;
   const FileURL tune("/music/tune.flac");
   services_.add(kSong, pcmFile());
@@ -164,7 +164,7 @@ TEST_F(SimulatedAudioFileServicesTest, everyOpenAndReadGoesThroughTheGate) {
   EXPECT_EQ(calls.size(), 4U);
 }
 
-TEST_F(SimulatedAudioFileServicesTest, aCancelledReadingFailsAtItsNextCall) {
+TEST_F(SimulatedAudioFileServicesTest, ACancelledReadingFailsAtItsNextCall) {
   services_.add(kSong, pcmFile());
   const FileURL tune("/music/tune.flac");
   services_.add(tune, compressedFile());
@@ -185,7 +185,7 @@ TEST_F(SimulatedAudioFileServicesTest, aCancelledReadingFailsAtItsNextCall) {
   EXPECT_EQ(services_.openFileCount(), 3) << "the compressed file and the one below it count each";
 }
 
-TEST_F(SimulatedAudioFileServicesTest, filesMayBeAddedWhileAReadingHangs) {
+TEST_F(SimulatedAudioFileServicesTest, FilesMayBeAddedWhileAReadingHangs) {
   services_.add(kSong, pcmFile());
   std::latch hanging(1);
   std::latch released(1);
@@ -212,7 +212,7 @@ TEST_F(SimulatedAudioFileServicesTest, filesMayBeAddedWhileAReadingHangs) {
   EXPECT_EQ((*opened)->readBytes(0, buffer_), 8U);
 }
 
-TEST_F(SimulatedAudioFileServicesTest, openFilesAreCounted) {
+TEST_F(SimulatedAudioFileServicesTest, OpenFilesAreCounted) {
   services_.add(kSong, compressedFile());
   {
     const auto file = services_.openExtAudioFile(kSong);

@@ -55,25 +55,25 @@ class SimulatedAudioHardwareTest : public testing::Test {
   AudioHardware::ListenerID listener_ = 0;
 };
 
-TEST_F(SimulatedAudioHardwareTest, theFirstDeviceWithOutputIsTheDefault) {
+TEST_F(SimulatedAudioHardwareTest, TheFirstDeviceWithOutputIsTheDefault) {
   hardware_.addDevice({.name = "Microphone", .isInputOnly = true});
   const auto dac = hardware_.addDevice({.name = "DAC"});
   hardware_.addDevice({.name = "Another DAC"});
   EXPECT_EQ(read<std::uint32_t>(kAudioObjectSystemObject, global(kAudioHardwarePropertyDefaultOutputDevice)), dac);
 }
 
-TEST_F(SimulatedAudioHardwareTest, withoutOutputThereIsNoDefault) {
+TEST_F(SimulatedAudioHardwareTest, WithoutOutputThereIsNoDefault) {
   hardware_.addDevice({.name = "Microphone", .isInputOnly = true});
   EXPECT_EQ(read<std::uint32_t>(kAudioObjectSystemObject, global(kAudioHardwarePropertyDefaultOutputDevice)),
             kAudioObjectUnknown);
 }
 
-TEST_F(SimulatedAudioHardwareTest, anInputOnlyDeviceHasAnEmptyStreamList) {
+TEST_F(SimulatedAudioHardwareTest, AnInputOnlyDeviceHasAnEmptyStreamList) {
   const auto microphone = hardware_.addDevice({.name = "Microphone", .isInputOnly = true});
   EXPECT_EQ(hardware_.propertyDataSize(microphone, output(kAudioDevicePropertyStreams)), 0U);
 }
 
-TEST_F(SimulatedAudioHardwareTest, removingTheDefaultDeviceMovesTheDefaultAndSaysSo) {
+TEST_F(SimulatedAudioHardwareTest, RemovingTheDefaultDeviceMovesTheDefaultAndSaysSo) {
   const auto dac = hardware_.addDevice({.name = "DAC"});
   const auto other = hardware_.addDevice({.name = "Other"});
   listen(kAudioObjectSystemObject, global(kAudioHardwarePropertyDefaultOutputDevice));
@@ -83,7 +83,7 @@ TEST_F(SimulatedAudioHardwareTest, removingTheDefaultDeviceMovesTheDefaultAndSay
   EXPECT_EQ(read<std::uint32_t>(kAudioObjectSystemObject, global(kAudioHardwarePropertyDefaultOutputDevice)), other);
 }
 
-TEST_F(SimulatedAudioHardwareTest, aSlowRateTakesEffectAfterItsDelayEvenWhileTheMainThreadSleeps) {
+TEST_F(SimulatedAudioHardwareTest, ASlowRateTakesEffectAfterItsDelayEvenWhileTheMainThreadSleeps) {
   const auto dac = hardware_.addDevice({.rateSettleDelay = 100ms, .actualRateLag = 50ms});
   EXPECT_EQ(writeRate(dac, 96000), noErr);
   loop_.sleepFor(99ms);
@@ -95,20 +95,20 @@ TEST_F(SimulatedAudioHardwareTest, aSlowRateTakesEffectAfterItsDelayEvenWhileThe
   EXPECT_EQ(actualRate(dac), 96000);
 }
 
-TEST_F(SimulatedAudioHardwareTest, aDeviceMayAgreeToARateAndDoNothing) {
+TEST_F(SimulatedAudioHardwareTest, ADeviceMayAgreeToARateAndDoNothing) {
   const auto dac = hardware_.addDevice({.ignoresRateWrites = true});
   EXPECT_EQ(writeRate(dac, 96000), noErr);
   loop_.advance(1000ms);
   EXPECT_EQ(nominalRate(dac), 44100);
 }
 
-TEST_F(SimulatedAudioHardwareTest, aRateThatIsNotSettableIsRefused) {
+TEST_F(SimulatedAudioHardwareTest, ARateThatIsNotSettableIsRefused) {
   const auto dac = hardware_.addDevice({.rateIsSettable = false});
   EXPECT_EQ(hardware_.isPropertySettable(dac, global(kAudioDevicePropertyNominalSampleRate)), false);
   EXPECT_EQ(writeRate(dac, 96000), kAudioHardwareIllegalOperationError);
 }
 
-TEST_F(SimulatedAudioHardwareTest, theActualRateBehavesAsScripted) {
+TEST_F(SimulatedAudioHardwareTest, TheActualRateBehavesAsScripted) {
   const auto absent = hardware_.addDevice({.actualRate = SimulatedActualRate::absent});
   EXPECT_FALSE(hardware_.hasProperty(absent, global(kAudioDevicePropertyActualSampleRate)));
   EXPECT_EQ(actualRate(absent), std::unexpected(kAudioHardwareUnknownPropertyError));
@@ -125,7 +125,7 @@ TEST_F(SimulatedAudioHardwareTest, theActualRateBehavesAsScripted) {
   EXPECT_DOUBLE_EQ(*actualRate(drifting), 47998.8);
 }
 
-TEST_F(SimulatedAudioHardwareTest, alterationsBehindTheUnitsAreReportedOnlyWhereTheScriptHasThem) {
+TEST_F(SimulatedAudioHardwareTest, AlterationsBehindTheUnitsAreReportedOnlyWhereTheScriptHasThem) {
   const auto silent = hardware_.addDevice({});
   EXPECT_FALSE(hardware_.hasProperty(silent, global(kAudioDevicePropertyProcessingIsActive)));
   EXPECT_FALSE(hardware_.hasProperty(silent, global(kAudioDevicePropertySampleAlterations)));
@@ -149,7 +149,7 @@ TEST_F(SimulatedAudioHardwareTest, alterationsBehindTheUnitsAreReportedOnlyWhere
   EXPECT_EQ(told_.size(), 1U);
 }
 
-TEST_F(SimulatedAudioHardwareTest, aRateChangeFromOutsideAnnouncesRatesAndFormats) {
+TEST_F(SimulatedAudioHardwareTest, ARateChangeFromOutsideAnnouncesRatesAndFormats) {
   const auto dac = hardware_.addDevice({});
   listen(dac, global(kAudioDevicePropertyNominalSampleRate));
   listen(dac, global(kAudioDevicePropertyActualSampleRate));
@@ -163,7 +163,7 @@ TEST_F(SimulatedAudioHardwareTest, aRateChangeFromOutsideAnnouncesRatesAndFormat
   EXPECT_EQ(read<AudioStreamBasicDescription>(stream, global(kAudioStreamPropertyPhysicalFormat))->mSampleRate, 88200);
 }
 
-TEST_F(SimulatedAudioHardwareTest, hogModeFollowsItsScript) {
+TEST_F(SimulatedAudioHardwareTest, HogModeFollowsItsScript) {
   const auto ignoring = hardware_.addDevice({.ignoresHogWrites = true});
   EXPECT_EQ(writeHog(ignoring), noErr);
   EXPECT_EQ(read<std::int32_t>(ignoring, global(kAudioDevicePropertyHogMode)), -1);
@@ -179,7 +179,7 @@ TEST_F(SimulatedAudioHardwareTest, hogModeFollowsItsScript) {
   EXPECT_EQ(hardware_.hogCount(), 0U);
 }
 
-TEST_F(SimulatedAudioHardwareTest, propertiesAreMissingOrFailAsScripted) {
+TEST_F(SimulatedAudioHardwareTest, PropertiesAreMissingOrFailAsScripted) {
   SimulatedDeviceConfig config;
   config.properties.missing = {kAudioDevicePropertyHogMode};
   config.properties.readFailures[kAudioObjectPropertyName] = {.status = -5};
@@ -200,7 +200,7 @@ TEST_F(SimulatedAudioHardwareTest, propertiesAreMissingOrFailAsScripted) {
   }
 }
 
-TEST_F(SimulatedAudioHardwareTest, newStreamsHaveNewIdsAndTheOldOnesAreGone) {
+TEST_F(SimulatedAudioHardwareTest, NewStreamsHaveNewIdsAndTheOldOnesAreGone) {
   const auto dac = hardware_.addDevice({});
   const auto old = hardware_.device(dac).streamIDs().front();
   listen(dac, output(kAudioDevicePropertyStreams));
@@ -214,7 +214,7 @@ TEST_F(SimulatedAudioHardwareTest, newStreamsHaveNewIdsAndTheOldOnesAreGone) {
   EXPECT_EQ(read<std::uint32_t>(streams[1], global(kAudioStreamPropertyIsActive)), 0U);
 }
 
-TEST_F(SimulatedAudioHardwareTest, aNotificationOnItsWayIsDroppedOrArrivesLateAsTheTestWishes) {
+TEST_F(SimulatedAudioHardwareTest, ANotificationOnItsWayIsDroppedOrArrivesLateAsTheTestWishes) {
   for (const bool comesLate : {false, true}) {
     told_.clear();
     hardware_.setDeliversLateNotifications(comesLate);
@@ -227,7 +227,7 @@ TEST_F(SimulatedAudioHardwareTest, aNotificationOnItsWayIsDroppedOrArrivesLateAs
   }
 }
 
-TEST_F(SimulatedAudioHardwareTest, notificationsOfHardwareThatHasGoneAreNeverDelivered) {
+TEST_F(SimulatedAudioHardwareTest, NotificationsOfHardwareThatHasGoneAreNeverDelivered) {
   int told = 0;
   {
     SimulatedAudioHardware hardware(loop_);
@@ -241,7 +241,7 @@ TEST_F(SimulatedAudioHardwareTest, notificationsOfHardwareThatHasGoneAreNeverDel
   EXPECT_EQ(told, 0);
 }
 
-TEST_F(SimulatedAudioHardwareTest, theTraceTellsWritesInOrder) {
+TEST_F(SimulatedAudioHardwareTest, TheTraceTellsWritesInOrder) {
   const auto dac = hardware_.addDevice({});
   (void)writeHog(dac);
   (void)writeRate(dac, 100000);
@@ -256,7 +256,7 @@ TEST_F(SimulatedAudioHardwareTest, theTraceTellsWritesInOrder) {
   EXPECT_THAT(hardware_.trace().events(), ElementsAre("rate: read", "listener: add hog", "listener: remove hog"));
 }
 
-TEST_F(SimulatedAudioHardwareTest, anUnknownIdInTheScriptIsTheTestsMistake) {
+TEST_F(SimulatedAudioHardwareTest, AnUnknownIdInTheScriptIsTheTestsMistake) {
   EXPECT_THROW((void)hardware_.device(99), std::invalid_argument);
   EXPECT_THROW((void)hardware_.properties(99), std::invalid_argument);
 }

@@ -67,7 +67,7 @@ class SimulatedOutputUnitTest : public testing::Test {
   Source source_;
 };
 
-TEST_F(SimulatedOutputUnitTest, itFillsARingOfTwoPeriodsAndThenPullsOneAsOneIsHeard) {
+TEST_F(SimulatedOutputUnitTest, ItFillsARingOfTwoPeriodsAndThenPullsOneAsOneIsHeard) {
   auto unit = playingUnit({.bufferFrameSize = 441});
   EXPECT_EQ(source_.calls, 0) << "never from inside a call";
   loop_.runUntilIdle();
@@ -78,7 +78,7 @@ TEST_F(SimulatedOutputUnitTest, itFillsARingOfTwoPeriodsAndThenPullsOneAsOneIsHe
   EXPECT_EQ(source_.frames, 1323);
 }
 
-TEST_F(SimulatedOutputUnitTest, whatIsInTheRingAtTheStopIsNotHeard) {
+TEST_F(SimulatedOutputUnitTest, WhatIsInTheRingAtTheStopIsNotHeard) {
   auto unit = playingUnit({.captures = true});
   loop_.advance(1s);
   EXPECT_EQ(unit->stop(), noErr);
@@ -87,7 +87,7 @@ TEST_F(SimulatedOutputUnitTest, whatIsInTheRingAtTheStopIsNotHeard) {
   EXPECT_EQ(device().heard().size(), 44100U * 4);
 }
 
-TEST_F(SimulatedOutputUnitTest, aFastOrSlowCrystalShowsInTheSampleTime) {
+TEST_F(SimulatedOutputUnitTest, AFastOrSlowCrystalShowsInTheSampleTime) {
   auto unit = playingUnit({.clockErrorPPM = 100});
   loop_.advance(1000s);
   EXPECT_NEAR(sampleTime(*unit), 44100.0 * 1000 * 1.0001, 1);
@@ -112,7 +112,7 @@ TEST_F(SimulatedOutputUnitTest, HundredsOfHoursAreCountedToTheFrame) {
   EXPECT_EQ(unit->framesPlayed(), 44100LL * 3600 * manyHours);
 }
 
-TEST_F(SimulatedOutputUnitTest, aStallStopsTheClockAndThePullingButNotTheUnit) {
+TEST_F(SimulatedOutputUnitTest, AStallStopsTheClockAndThePullingButNotTheUnit) {
   auto unit = playingUnit({});
   loop_.advance(1s);
   device().stall();
@@ -127,7 +127,7 @@ TEST_F(SimulatedOutputUnitTest, aStallStopsTheClockAndThePullingButNotTheUnit) {
   EXPECT_EQ(sampleTime(*unit), time + 44100);
 }
 
-TEST_F(SimulatedOutputUnitTest, aUnitStartedOnAStalledDeviceFillsItsRingAndWaits) {
+TEST_F(SimulatedOutputUnitTest, AUnitStartedOnAStalledDeviceFillsItsRingAndWaits) {
   auto unit = playingUnit({});
   EXPECT_EQ(unit->stop(), noErr);
   device().stall();
@@ -139,7 +139,7 @@ TEST_F(SimulatedOutputUnitTest, aUnitStartedOnAStalledDeviceFillsItsRingAndWaits
   EXPECT_EQ(unit->framesPlayed(), 0);
 }
 
-TEST_F(SimulatedOutputUnitTest, aDeviceThatStopsByItselfCanBeStartedAgain) {
+TEST_F(SimulatedOutputUnitTest, ADeviceThatStopsByItselfCanBeStartedAgain) {
   auto unit = playingUnit({});
   loop_.advance(1s);
   device().stopByItself(-77);
@@ -155,7 +155,7 @@ TEST_F(SimulatedOutputUnitTest, aDeviceThatStopsByItselfCanBeStartedAgain) {
   EXPECT_GT(source_.frames, frames);
 }
 
-TEST_F(SimulatedOutputUnitTest, anUnderrunIsCountedAndLosesTimeButNoFrames) {
+TEST_F(SimulatedOutputUnitTest, AnUnderrunIsCountedAndLosesTimeButNoFrames) {
   auto unit = playingUnit({.captures = true});
   loop_.advance(1s);
   device().underrun(500ms);
@@ -166,7 +166,7 @@ TEST_F(SimulatedOutputUnitTest, anUnderrunIsCountedAndLosesTimeButNoFrames) {
   EXPECT_THAT(device().heard(), testing::Each(std::byte{1}));
 }
 
-TEST_F(SimulatedOutputUnitTest, framesOfACallbackThatFailedOrLeftThemOutAreSilent) {
+TEST_F(SimulatedOutputUnitTest, FramesOfACallbackThatFailedOrLeftThemOutAreSilent) {
   auto unit = playingUnit({.bufferFrameSize = 4, .captures = true}, linearPCM(44100, 1, 8, 1, 0));
   source_.leftOut = 1;
   loop_.runUntilIdle();
@@ -181,7 +181,7 @@ TEST_F(SimulatedOutputUnitTest, framesOfACallbackThatFailedOrLeftThemOutAreSilen
   EXPECT_EQ(lastRenderError(*unit), -3);
 }
 
-TEST_F(SimulatedOutputUnitTest, aSampleTimeMayBeUnreadable) {
+TEST_F(SimulatedOutputUnitTest, ASampleTimeMayBeUnreadable) {
   auto unit = playingUnit({});
   loop_.advance(1s);
   device().setSampleTimeReadable(false);
@@ -190,7 +190,7 @@ TEST_F(SimulatedOutputUnitTest, aSampleTimeMayBeUnreadable) {
   EXPECT_EQ(sampleTime(*unit), 44100);
 }
 
-TEST_F(SimulatedOutputUnitTest, thePhysicalFormatSuitsTheClientBest) {
+TEST_F(SimulatedOutputUnitTest, ThePhysicalFormatSuitsTheClientBest) {
   const struct {
     AudioStreamBasicDescription client;
     std::vector<AudioStreamBasicDescription> offered;
@@ -222,7 +222,7 @@ TEST_F(SimulatedOutputUnitTest, thePhysicalFormatSuitsTheClientBest) {
   }
 }
 
-TEST_F(SimulatedOutputUnitTest, everyStageFailsOnceWithTheStatusOfTheScript) {
+TEST_F(SimulatedOutputUnitTest, EveryStageFailsOnceWithTheStatusOfTheScript) {
   const auto dac = hardware_.addDevice({});
   const struct {
     UnitStage stage;
@@ -266,7 +266,7 @@ TEST_F(SimulatedOutputUnitTest, everyStageFailsOnceWithTheStatusOfTheScript) {
   EXPECT_EQ(unit->start(), kAudioUnitErr_Uninitialized) << "uninitialised all the same";
 }
 
-TEST_F(SimulatedOutputUnitTest, theComponentMayBeMissingFailOrMakeNothing) {
+TEST_F(SimulatedOutputUnitTest, TheComponentMayBeMissingFailOrMakeNothing) {
   hardware_.failNext(UnitStage::newInstance, -8);
   EXPECT_EQ(hardware_.outputComponent()->newInstance().error(), -8);
   hardware_.setMakesNullInstances(true);
@@ -275,13 +275,13 @@ TEST_F(SimulatedOutputUnitTest, theComponentMayBeMissingFailOrMakeNothing) {
   EXPECT_EQ(hardware_.outputComponent(), nullptr);
 }
 
-TEST_F(SimulatedOutputUnitTest, theFormatReadBackMayDiffer) {
+TEST_F(SimulatedOutputUnitTest, TheFormatReadBackMayDiffer) {
   const auto unit = playingUnit({});
   hardware_.setReportedClientFormat(float32PCM(48000, 2));
   EXPECT_TRUE(unit->property(P::streamFormat, S::input, 0) == AudioUnitPropertyValue(float32PCM(48000, 2)));
 }
 
-TEST_F(SimulatedOutputUnitTest, theTraceTellsAUnitsLifeInOrder) {
+TEST_F(SimulatedOutputUnitTest, TheTraceTellsAUnitsLifeInOrder) {
   {
     auto unit = playingUnit({.name = "DAC"});
     EXPECT_EQ(unit->setProperty(P::renderQuality, S::global, 0, kRenderQuality_Max), noErr);
@@ -294,7 +294,7 @@ TEST_F(SimulatedOutputUnitTest, theTraceTellsAUnitsLifeInOrder) {
                   "unit: start", "unit: set render quality 127", "unit: stop", "unit: uninitialize", "unit: destroy"));
 }
 
-TEST_F(SimulatedOutputUnitTest, unitsAndOpenDevicesAreCounted) {
+TEST_F(SimulatedOutputUnitTest, UnitsAndOpenDevicesAreCounted) {
   EXPECT_EQ(SimulatedOutputUnit::liveCount(), 0);
   {
     const auto unit = playingUnit({});

@@ -8,7 +8,7 @@ namespace {
 constexpr pid_t program = 100;  // that has the PCM open
 constexpr pid_t manager = 200;  // that has the reservation
 
-TEST(AlsaClaim, namesTheProcessThatKeepsTheDevice) {
+TEST(AlsaClaim, NamesTheProcessThatKeepsTheDevice) {
   using Owner = DeviceReservation::Owner;
   const Owner server{manager, true};
   const Owner player{manager, false};

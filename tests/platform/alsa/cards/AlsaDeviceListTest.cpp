@@ -75,13 +75,13 @@ std::vector<std::string> uidsOf(const std::vector<AlsaDeviceInfo>& devices) {
   return uids;
 }
 
-TEST(AlsaDeviceList, namesACardAndItsPartWhereItHasSeveral) {
+TEST(AlsaDeviceList, NamesACardAndItsPartWhereItHasSeveral) {
   EXPECT_THAT(
       namesOf(listDevices({onboard(), dac(1, "DAC", "usb-dac-00")}, {})),
       ElementsAre("HDA Intel PCH, ALC892 Analog", "HDA Intel PCH, ALC892 Digital", "HDA Intel PCH, LG TV", "Test DAC"));
 }
 
-TEST(AlsaDeviceList, fallsBackToTheLongNameWithoutItsPlaceAndThenToTheId) {
+TEST(AlsaDeviceList, FallsBackToTheLongNameWithoutItsPlaceAndThenToTheId) {
   AlsaCardFacts card = dac(1, "DAC", "usb-dac-00");
   card.name.clear();
   EXPECT_THAT(namesOf(listDevices({card}, {})), ElementsAre("Lab Test DAC"));
@@ -89,7 +89,7 @@ TEST(AlsaDeviceList, fallsBackToTheLongNameWithoutItsPlaceAndThenToTheId) {
   EXPECT_THAT(namesOf(listDevices({card}, {})), ElementsAre("DAC"));
 }
 
-TEST(AlsaDeviceList, stripsOnlyThePlaceFromALongName) {
+TEST(AlsaDeviceList, StripsOnlyThePlaceFromALongName) {
   EXPECT_EQ(withoutPlace("HDA Intel PCH at 0xf7f10000 irq 31"), "HDA Intel PCH");
   EXPECT_EQ(withoutPlace("QEMU QEMU USB Audio at usb-0000:00:05.0-1, full speed"), "QEMU QEMU USB Audio");
   EXPECT_EQ(withoutPlace("RME AIO S/N 0x1234 at 0xdf000000, irq 16"), "RME AIO S/N 0x1234");
@@ -97,7 +97,7 @@ TEST(AlsaDeviceList, stripsOnlyThePlaceFromALongName) {
   EXPECT_EQ(withoutPlace(""), "");
 }
 
-TEST(AlsaDeviceList, makesEqualNamesDistinctAndKeepsThoseInUse) {
+TEST(AlsaDeviceList, MakesEqualNamesDistinctAndKeepsThoseInUse) {
   const auto two = listDevices({dac(1, "DAC", "usb-a"), dac(2, "DAC_1", "usb-b")}, {});
   EXPECT_THAT(namesOf(two), ElementsAre("Test DAC", "Test DAC (2)"));
   const auto second = listDevices({dac(2, "DAC_1", "usb-b")}, std::array{known(2, "DAC_1", "usb-b:0", "Test DAC (2)")});
@@ -108,13 +108,13 @@ TEST(AlsaDeviceList, makesEqualNamesDistinctAndKeepsThoseInUse) {
   EXPECT_THAT(namesOf(listDevices({loopback()}, {})), ElementsAre("Loopback PCM", "Loopback PCM (2)"));
 }
 
-TEST(AlsaDeviceList, identifiesADeviceByItsLinkElseByItsCardsId) {
+TEST(AlsaDeviceList, IdentifiesADeviceByItsLinkElseByItsCardsId) {
   EXPECT_THAT(
       uidsOf(listDevices({onboard(), loopback()}, {})),
       ElementsAre("pci-0000:00:1f.3:0", "pci-0000:00:1f.3:1", "pci-0000:00:1f.3:3", "Loopback:0", "Loopback:1"));
 }
 
-TEST(AlsaDeviceList, tellsTwoUnitsOfOneModelApartThatShareALink) {
+TEST(AlsaDeviceList, TellsTwoUnitsOfOneModelApartThatShareALink) {
   EXPECT_THAT(uidsOf(listDevices({dac(1, "DAC", "usb-a"), dac(2, "DAC_1", "usb-a")}, {})),
               ElementsAre("usb-a:0", "DAC_1:0"));
 }
@@ -130,7 +130,7 @@ struct Twins {
   void moveLinkToSecond() { std::swap(first.idLink, second.idLink); }
 };
 
-TEST(AlsaDeviceList, keepsADeviceWhatItIsWhenItsTwinTakesItsLinkOver) {
+TEST(AlsaDeviceList, KeepsADeviceWhatItIsWhenItsTwinTakesItsLinkOver) {
   Twins twins;
   const auto alone = listDevices({twins.first}, {});
   ASSERT_THAT(uidsOf(alone), ElementsAre("usb-a:0"));
@@ -143,7 +143,7 @@ TEST(AlsaDeviceList, keepsADeviceWhatItIsWhenItsTwinTakesItsLinkOver) {
   EXPECT_EQ(listDevices({twins.first, twins.second}, both), both) << "and nothing changes at the next look";
 }
 
-TEST(AlsaDeviceList, keepsTheTwinWhatItIsWhenTheFirstIsPluggedOutAndIn) {
+TEST(AlsaDeviceList, KeepsTheTwinWhatItIsWhenTheFirstIsPluggedOutAndIn) {
   Twins twins;
   twins.moveLinkToSecond();
   const auto both = listDevices({twins.first, twins.second}, listDevices({dac(1, "DAC", "usb-a")}, {}));
@@ -153,12 +153,12 @@ TEST(AlsaDeviceList, keepsTheTwinWhatItIsWhenTheFirstIsPluggedOutAndIn) {
   EXPECT_EQ(listDevices({twins.first, twins.second}, left), both);
 }
 
-TEST(AlsaDeviceList, takesAnotherCardAtAKnownIndexForANewcomer) {
+TEST(AlsaDeviceList, TakesAnotherCardAtAKnownIndexForANewcomer) {
   const auto before = std::array{known(1, "DAC", "usb-a:0", "Test DAC")};
   EXPECT_THAT(uidsOf(listDevices({dac(1, "Amp", "usb-b")}, before)), ElementsAre("usb-b:0"));
 }
 
-TEST(AlsaDeviceList, givesADeviceItsLastingNameWhenUdevIsLate) {
+TEST(AlsaDeviceList, GivesADeviceItsLastingNameWhenUdevIsLate) {
   AlsaCardFacts card = dac(1, "DAC", "");
   const auto early = listDevices({card}, {});
   ASSERT_THAT(uidsOf(early), ElementsAre("DAC:0"));
@@ -167,7 +167,7 @@ TEST(AlsaDeviceList, givesADeviceItsLastingNameWhenUdevIsLate) {
   EXPECT_THAT(uidsOf(listDevices({card}, early)), ElementsAre("usb-a:0"));
 }
 
-TEST(AlsaDeviceList, keepsTheDevicesOfACardThatCannotBeRead) {
+TEST(AlsaDeviceList, KeepsTheDevicesOfACardThatCannotBeRead) {
   const auto before = listDevices({onboard(), dac(1, "DAC", "usb-a")}, {});
   AlsaCardFacts unreadable;
   unreadable.index = 1;
@@ -196,13 +196,13 @@ class AlsaCardNodes : public testing::Test {
   AlsaPaths paths_;
 };
 
-TEST_F(AlsaCardNodes, findsAKnownCardThatIsThereAndCannotBeOpened) {
+TEST_F(AlsaCardNodes, FindsAKnownCardThatIsThereAndCannotBeOpened) {
   folder_.write("controlC1000", "");
   folder_.write("controlC1001", "");
   EXPECT_THAT(foundOf({1000}), ElementsAre(1000)) << "there is a node, and 1001 is unknown";
 }
 
-TEST_F(AlsaCardNodes, keepsAKnownCardThatNobodyCanAskNow) {
+TEST_F(AlsaCardNodes, KeepsAKnownCardThatNobodyCanAskNow) {
   folder_.write("controlC1000", "");
   folder_.write("controlC1001", "");
   folder_.write("pcmC1002D0p", "");
@@ -219,15 +219,15 @@ TEST_F(AlsaCardNodes, keepsAKnownCardThatNobodyCanAskNow) {
   EXPECT_EQ(cards[0].index, 1000);
 }
 
-TEST_F(AlsaCardNodes, findsNoKnownCardWhoseNodeHasGone) { EXPECT_THAT(foundOf({1000}), IsEmpty()); }
+TEST_F(AlsaCardNodes, FindsNoKnownCardWhoseNodeHasGone) { EXPECT_THAT(foundOf({1000}), IsEmpty()); }
 
-TEST_F(AlsaCardNodes, takesOnlyAnErrorThatMeansGoneForGone) {
+TEST_F(AlsaCardNodes, TakesOnlyAnErrorThatMeansGoneForGone) {
   // A link to itself cannot be opened either, and says neither "no entry" nor "no device".
   std::filesystem::create_symlink("controlC1000", folder_.path() / "controlC1000");
   EXPECT_THAT(foundOf({1000}), ElementsAre(1000));
 }
 
-TEST(AlsaDeviceList, knowsHowADeviceIsConnected) {
+TEST(AlsaDeviceList, KnowsHowADeviceIsConnected) {
   const auto transportOf = [](const AlsaCardFacts& card, std::size_t pcm = 0) {
     return listDevices({card}, {})[pcm].transport;
   };
@@ -245,7 +245,7 @@ TEST(AlsaDeviceList, knowsHowADeviceIsConnected) {
   EXPECT_EQ(transportOf(card), kAudioDeviceTransportTypeUnknown);
 }
 
-TEST(AlsaDeviceList, prefersHardwareThenDisplaysThenVirtualCards) {
+TEST(AlsaDeviceList, PrefersHardwareThenDisplaysThenVirtualCards) {
   const auto choice = [](const std::vector<AlsaCardFacts>& cards) {
     const auto devices = listDevices(cards, {});
     const AlsaDeviceInfo* device = defaultDevice(devices);

@@ -9,7 +9,7 @@ namespace {
 
 constexpr double muted = -std::numeric_limits<double>::infinity();
 
-TEST(AlsaMixer, addsUpWhatStandsOnTheWayOfMusic) {
+TEST(AlsaMixer, AddsUpWhatStandsOnTheWayOfMusic) {
   struct Case {
     std::vector<AlsaVolumeControl> controls;
     bool isUsb;
@@ -35,7 +35,7 @@ TEST(AlsaMixer, addsUpWhatStandsOnTheWayOfMusic) {
   }
 }
 
-TEST(AlsaMixer, tellsAMutedChannelFromALoudOne) {
+TEST(AlsaMixer, TellsAMutedChannelFromALoudOne) {
   constexpr long driversMute = -9999999;
   EXPECT_EQ(channelDecibels(0, true), 0);
   EXPECT_EQ(channelDecibels(-1050, true), -10.5);
@@ -46,7 +46,7 @@ TEST(AlsaMixer, tellsAMutedChannelFromALoudOne) {
   EXPECT_EQ(channelDecibels(std::nullopt, true), std::nullopt);
 }
 
-TEST(AlsaMixer, ofACardThatIsNotThereHasNoControls) { EXPECT_TRUE(readVolumeControls(1000).empty()); }
+TEST(AlsaMixer, OfACardThatIsNotThereHasNoControls) { EXPECT_TRUE(readVolumeControls(1000).empty()); }
 
 }  // namespace
 }  // namespace tolvane

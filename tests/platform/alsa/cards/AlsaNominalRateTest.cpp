@@ -58,7 +58,7 @@ class AlsaNominalRate : public testing::Test {
   std::shared_ptr<AlsaDevice> device_;
 };
 
-TEST_F(AlsaNominalRate, isUnreadableUntilSomebodyHasSetTheCardUp) {
+TEST_F(AlsaNominalRate, IsUnreadableUntilSomebodyHasSetTheCardUp) {
   EXPECT_EQ(device_->nominalRate(), std::unexpected(kAudioHardwareNotRunningError));
   EXPECT_EQ(device_->availableRates().value().size(), 4U);
   EXPECT_EQ(device_->nominalRate(), std::unexpected(kAudioHardwareNotRunningError)) << "asking is not setting up";
@@ -74,7 +74,7 @@ TEST_F(AlsaNominalRate, isUnreadableUntilSomebodyHasSetTheCardUp) {
   EXPECT_EQ(announcements_, 1);
 }
 
-TEST_F(AlsaNominalRate, isThatOfTheLastUnitWhenNobodyHasChosenOne) {
+TEST_F(AlsaNominalRate, IsThatOfTheLastUnitWhenNobodyHasChosenOne) {
   EXPECT_EQ(open(44100), 44100) << "the client's, not the nearest to a usual one";
   EXPECT_EQ(device_->nominalRate(), 44100);
   device_->closeForUnit();
@@ -82,7 +82,7 @@ TEST_F(AlsaNominalRate, isThatOfTheLastUnitWhenNobodyHasChosenOne) {
   EXPECT_THAT(pcm_.setUps(), ElementsAre(44100));
 }
 
-TEST_F(AlsaNominalRate, isNotedOnlyWhereTheHardwareHasTakenItBefore) {
+TEST_F(AlsaNominalRate, IsNotedOnlyWhereTheHardwareHasTakenItBefore) {
   // Two tracks of one rate and one of another, each with what was found before it put back at its end.
   EXPECT_EQ(device_->setNominalRate(44100), noErr);
   EXPECT_EQ(open(44100), 44100);
@@ -97,7 +97,7 @@ TEST_F(AlsaNominalRate, isNotedOnlyWhereTheHardwareHasTakenItBefore) {
   EXPECT_THAT(pcm_.setUps(), ElementsAre(44100, 44100, 48000, 48000, 48000)) << "a rate is tried once";
 }
 
-TEST_F(AlsaNominalRate, isTriedAgainWhileAnotherProgramsSubstreamMayBindIt) {
+TEST_F(AlsaNominalRate, IsTriedAgainWhileAnotherProgramsSubstreamMayBindIt) {
   EXPECT_EQ(device_->setNominalRate(44100), noErr);
   writeParams(otherParams);
   pcm_.refuse(44100);
@@ -105,7 +105,7 @@ TEST_F(AlsaNominalRate, isTriedAgainWhileAnotherProgramsSubstreamMayBindIt) {
   EXPECT_THAT(pcm_.setUps(), ElementsAre(44100, 44100));
 }
 
-TEST_F(AlsaNominalRate, ofAUnitIsAMultipleOfItsClientsWhereThatIsRefused) {
+TEST_F(AlsaNominalRate, OfAUnitIsAMultipleOfItsClientsWhereThatIsRefused) {
   pcm_.refuse(44100);
   EXPECT_NE(device_->setNominalRate(44100), noErr);
   EXPECT_EQ(device_->nominalRate(), std::unexpected(kAudioHardwareNotRunningError)) << "nothing was set";
@@ -113,19 +113,19 @@ TEST_F(AlsaNominalRate, ofAUnitIsAMultipleOfItsClientsWhereThatIsRefused) {
   EXPECT_EQ(device_->nominalRate(), 88200);
 }
 
-TEST_F(AlsaNominalRate, isRefusedByAnErrorOfTheBusToo) {
+TEST_F(AlsaNominalRate, IsRefusedByAnErrorOfTheBusToo) {
   pcm_.refuse(44100, -EPIPE);
   EXPECT_NE(device_->setNominalRate(44100), noErr);
   EXPECT_EQ(open(44100), 88200);
 }
 
-TEST_F(AlsaNominalRate, isNotToBlameForACardThatHasGone) {
+TEST_F(AlsaNominalRate, IsNotToBlameForACardThatHasGone) {
   pcm_.refuse(44100, -ENODEV);
   EXPECT_EQ(open(44100), 0);
   EXPECT_THAT(pcm_.setUps(), ElementsAre(44100)) << "no other rate is tried";
 }
 
-TEST_F(AlsaNominalRate, ofAUnitIsOneThatTheHardwareTakesHoweverManyItRefuses) {
+TEST_F(AlsaNominalRate, OfAUnitIsOneThatTheHardwareTakesHoweverManyItRefuses) {
   pcm_.refuse(44100);
   pcm_.refuse(88200);
   EXPECT_NE(device_->setNominalRate(44100), noErr);
@@ -134,13 +134,13 @@ TEST_F(AlsaNominalRate, ofAUnitIsOneThatTheHardwareTakesHoweverManyItRefuses) {
   EXPECT_THAT(pcm_.setUps(), ElementsAre(44100, 88200, 48000)) << "each is refused once";
 }
 
-TEST_F(AlsaNominalRate, ofAUnitIsTheHighestWhereItsClientsIsHigher) {
+TEST_F(AlsaNominalRate, OfAUnitIsTheHighestWhereItsClientsIsHigher) {
   EXPECT_EQ(open(192000), 96000);
   device_->closeForUnit();
   EXPECT_THAT(pcm_.setUps(), ElementsAre(96000));
 }
 
-TEST_F(AlsaNominalRate, thatWasOnlyNotedIsGivenUpWhereTheHardwareDoesNotTakeItAnyMore) {
+TEST_F(AlsaNominalRate, ThatWasOnlyNotedIsGivenUpWhereTheHardwareDoesNotTakeItAnyMore) {
   EXPECT_EQ(device_->setNominalRate(44100), noErr);
   pcm_.refuse(44100);
   EXPECT_EQ(open(44100), 88200) << "the track plays, converted";
@@ -149,7 +149,7 @@ TEST_F(AlsaNominalRate, thatWasOnlyNotedIsGivenUpWhereTheHardwareDoesNotTakeItAn
   EXPECT_NE(device_->setNominalRate(44100), noErr) << "tried again";
 }
 
-TEST_F(AlsaNominalRate, doesNotMatterToAnErrorThatIsNotAboutIt) {
+TEST_F(AlsaNominalRate, DoesNotMatterToAnErrorThatIsNotAboutIt) {
   for (const unsigned rate : {44100U, 48000U, 88200U, 96000U}) pcm_.refuse(rate);
   EXPECT_EQ(open(44100), 0);
   EXPECT_THAT(pcm_.setUps(), ElementsAre(44100, 88200, 48000, 96000)) << "every rate once, and no more";

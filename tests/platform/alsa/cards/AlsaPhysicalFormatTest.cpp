@@ -83,7 +83,7 @@ class AlsaPhysicalFormat : public testing::Test {
   std::unique_ptr<AlsaDevice> device_;
 };
 
-TEST_F(AlsaPhysicalFormat, isOfNoUnitWhereAlsaLibOpensAnythingButTheHardware) {
+TEST_F(AlsaPhysicalFormat, IsOfNoUnitWhereAlsaLibOpensAnythingButTheHardware) {
   for (const auto type : {SND_PCM_TYPE_ROUTE, SND_PCM_TYPE_SOFTVOL, SND_PCM_TYPE_PLUG, SND_PCM_TYPE_IOPLUG}) {
     pcm_.be(type);
     AlsaDevice device(AlsaDeviceInfo{"card:0", "Card", kAudioDeviceTransportTypeUSB, 0, 0, "PCH"}, 2, 3, system_);

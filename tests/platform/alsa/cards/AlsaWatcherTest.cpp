@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(AlsaNode, isReadFromItsName) {
+TEST(AlsaNode, IsReadFromItsName) {
   EXPECT_EQ(parseAlsaNode("controlC0"), (AlsaNode{0, std::nullopt}));
   EXPECT_EQ(parseAlsaNode("controlC31"), (AlsaNode{31, std::nullopt}));
   EXPECT_EQ(parseAlsaNode("pcmC1D0p"), (AlsaNode{1, 0}));
@@ -82,7 +82,7 @@ class AlsaWatcherTest : public testing::Test {
   std::vector<std::string> told_;
 };
 
-TEST_F(AlsaWatcherTest, looksOnceWhenTheNodesOfANewCardHaveSettled) {
+TEST_F(AlsaWatcherTest, LooksOnceWhenTheNodesOfANewCardHaveSettled) {
   makeFolder();
   startWatching();
   fs::create_directory(root_ + "/snd/by-id");
@@ -94,7 +94,7 @@ TEST_F(AlsaWatcherTest, looksOnceWhenTheNodesOfANewCardHaveSettled) {
   EXPECT_THAT(told(5s), IsEmpty());
 }
 
-TEST_F(AlsaWatcherTest, tellsAtOnceThatACardHasGone) {
+TEST_F(AlsaWatcherTest, TellsAtOnceThatACardHasGone) {
   makeFolder();
   makeNode("controlC3");
   makeNode("pcmC3D0p");
@@ -105,7 +105,7 @@ TEST_F(AlsaWatcherTest, tellsAtOnceThatACardHasGone) {
   EXPECT_THAT(told(1s), ElementsAre("look"));
 }
 
-TEST_F(AlsaWatcherTest, tellsOfAnOpenAtOnceAndOfACloseWhenTheDriverHasDoneIt) {
+TEST_F(AlsaWatcherTest, TellsOfAnOpenAtOnceAndOfACloseWhenTheDriverHasDoneIt) {
   makeFolder();
   makeNode("pcmC2D1p");
   startWatching();
@@ -118,7 +118,7 @@ TEST_F(AlsaWatcherTest, tellsOfAnOpenAtOnceAndOfACloseWhenTheDriverHasDoneIt) {
   EXPECT_THAT(told(1s), ElementsAre("usage of 2,1"));
 }
 
-TEST_F(AlsaWatcherTest, caresNeitherForCaptureNorForOtherNodes) {
+TEST_F(AlsaWatcherTest, CaresNeitherForCaptureNorForOtherNodes) {
   makeFolder();
   for (const char* name : {"pcmC0D0c", "seq", "timer"}) makeNode(name);
   startWatching();
@@ -127,7 +127,7 @@ TEST_F(AlsaWatcherTest, caresNeitherForCaptureNorForOtherNodes) {
   EXPECT_THAT(told(1s), IsEmpty());
 }
 
-TEST_F(AlsaWatcherTest, noticesTheFirstCardOfAMachineThatHadNone) {
+TEST_F(AlsaWatcherTest, NoticesTheFirstCardOfAMachineThatHadNone) {
   startWatching();
   makeFolder();
   EXPECT_THAT(told(1s), ElementsAre("look"));
@@ -135,7 +135,7 @@ TEST_F(AlsaWatcherTest, noticesTheFirstCardOfAMachineThatHadNone) {
   EXPECT_THAT(told(1s), ElementsAre("look"));
 }
 
-TEST_F(AlsaWatcherTest, noticesACardAgainAfterTheLastOneHadGone) {
+TEST_F(AlsaWatcherTest, NoticesACardAgainAfterTheLastOneHadGone) {
   makeFolder();
   makeNode("controlC0");
   startWatching();
@@ -147,7 +147,7 @@ TEST_F(AlsaWatcherTest, noticesACardAgainAfterTheLastOneHadGone) {
   EXPECT_THAT(told(1s), ElementsAre("look"));
 }
 
-TEST_F(AlsaWatcherTest, tellsNothingAnyMoreOnceItIsDestroyed) {
+TEST_F(AlsaWatcherTest, TellsNothingAnyMoreOnceItIsDestroyed) {
   makeFolder();
   startWatching();
   makeNode("controlC0");

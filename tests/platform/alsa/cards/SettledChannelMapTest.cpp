@@ -24,7 +24,7 @@ ChannelLayout settled(const ChannelLayout& source, std::uint32_t channels) {
   return settleChannelMap(nullptr, source, channels);
 }
 
-TEST(SettledChannelMap, isUnknownWhereTheDriverHasNone) {
+TEST(SettledChannelMap, IsUnknownWhereTheDriverHasNone) {
   EXPECT_EQ(settled(wave51, 6), unknownLayout(6));
   EXPECT_EQ(settled(usualLayout(2), 2), usualLayout(2));
   ScriptedChannelMap driver;
@@ -34,7 +34,7 @@ TEST(SettledChannelMap, isUnknownWhereTheDriverHasNone) {
   EXPECT_THAT(driver.sets, IsEmpty());
 }
 
-TEST(SettledChannelMap, isTheDriversWhereItSuits) {
+TEST(SettledChannelMap, IsTheDriversWhereItSuits) {
   ScriptedChannelMap driver;
   driver.map = surround51;
   driver.offers = {{SND_CHMAP_TYPE_VAR, inWaveOrder}};
@@ -43,7 +43,7 @@ TEST(SettledChannelMap, isTheDriversWhereItSuits) {
   EXPECT_THAT(driver.sets, IsEmpty()) << "samples are moved instead";
 }
 
-TEST(SettledChannelMap, hasTheOrderInWhichEachChannelReachesItsLoudspeaker) {
+TEST(SettledChannelMap, HasTheOrderInWhichEachChannelReachesItsLoudspeaker) {
   // Surround cards, USB audio class, and one that follows neither.
   for (const std::vector<unsigned>& order :
        {surround51,
@@ -64,7 +64,7 @@ TEST(SettledChannelMap, hasTheOrderInWhichEachChannelReachesItsLoudspeaker) {
   }
 }
 
-TEST(SettledChannelMap, isAskedForWhereTheDriversDoesNotSuit) {
+TEST(SettledChannelMap, IsAskedForWhereTheDriversDoesNotSuit) {
   ScriptedChannelMap driver;
   driver.map = {SND_CHMAP_FL, SND_CHMAP_FR, SND_CHMAP_NA, SND_CHMAP_NA, SND_CHMAP_NA, SND_CHMAP_NA};
   driver.offers = {{SND_CHMAP_TYPE_FIXED, {SND_CHMAP_FL, SND_CHMAP_FR}}, {SND_CHMAP_TYPE_VAR, surround51}};
@@ -72,7 +72,7 @@ TEST(SettledChannelMap, isAskedForWhereTheDriversDoesNotSuit) {
   EXPECT_THAT(driver.sets, ElementsAre(inWaveOrder));
 }
 
-TEST(SettledChannelMap, takesAFixedOfferAsItIs) {
+TEST(SettledChannelMap, TakesAFixedOfferAsItIs) {
   for (const auto type : {SND_CHMAP_TYPE_FIXED, SND_CHMAP_TYPE_PAIRED}) {
     ScriptedChannelMap driver;
     driver.offers = {{type, surround51}};
@@ -82,7 +82,7 @@ TEST(SettledChannelMap, takesAFixedOfferAsItIs) {
   }
 }
 
-TEST(SettledChannelMap, staysWhereTheDriverRefusesOrOffersNothingThatSuits) {
+TEST(SettledChannelMap, StaysWhereTheDriverRefusesOrOffersNothingThatSuits) {
   ScriptedChannelMap driver;
   driver.map = {SND_CHMAP_FL, SND_CHMAP_FR, SND_CHMAP_RL, SND_CHMAP_RR, SND_CHMAP_SL, SND_CHMAP_SR};
   const ChannelLayout before = layoutOfAlsaMap(driver.map);

@@ -13,7 +13,7 @@ using testing::IsEmpty;
 
 const ChannelLayout wave51 = layoutOfMask(0x3F, 6);
 
-TEST(AlsaChannelMap, readsThePositionsOfADriver) {
+TEST(AlsaChannelMap, ReadsThePositionsOfADriver) {
   const unsigned surround[] = {SND_CHMAP_FL, SND_CHMAP_FR, SND_CHMAP_RL, SND_CHMAP_RR, SND_CHMAP_FC, SND_CHMAP_LFE};
   EXPECT_EQ(layoutOfAlsaMap(surround),
             (ChannelLayout{{frontLeft, frontRight, rearLeft, rearRight, frontCentre, lowFrequency}, true}));
@@ -25,7 +25,7 @@ TEST(AlsaChannelMap, readsThePositionsOfADriver) {
   EXPECT_EQ(layoutOfAlsaMap(stereo), usualLayout(2));
 }
 
-TEST(AlsaChannelMap, knowsEachPositionOnceAndNoneWithAFlag) {
+TEST(AlsaChannelMap, KnowsEachPositionOnceAndNoneWithAFlag) {
   std::set<ChannelPosition> known;
   int count = 0;
   for (unsigned position = 0; position <= SND_CHMAP_LAST + 2; ++position) {
@@ -40,7 +40,7 @@ TEST(AlsaChannelMap, knowsEachPositionOnceAndNoneWithAFlag) {
   EXPECT_EQ(known.size(), 22U) << "every position but unknown";
 }
 
-TEST(AlsaChannelMap, asksForTheSourcesOrderWhereItMayBeChosen) {
+TEST(AlsaChannelMap, AsksForTheSourcesOrderWhereItMayBeChosen) {
   const AlsaMapOffer offers[] = {
       {{SND_CHMAP_FL, SND_CHMAP_FR, SND_CHMAP_LFE, SND_CHMAP_FC, SND_CHMAP_RC, SND_CHMAP_FLC}, true},
       {{SND_CHMAP_FL, SND_CHMAP_FR, SND_CHMAP_LFE, SND_CHMAP_FC, SND_CHMAP_RL, SND_CHMAP_RR}, true}};
@@ -51,13 +51,13 @@ TEST(AlsaChannelMap, asksForTheSourcesOrderWhereItMayBeChosen) {
       << "by the names that the driver has";
 }
 
-TEST(AlsaChannelMap, takesAFixedMapAsItIs) {
+TEST(AlsaChannelMap, TakesAFixedMapAsItIs) {
   const AlsaMapOffer offers[] = {
       {{SND_CHMAP_FL, SND_CHMAP_FR, SND_CHMAP_RL, SND_CHMAP_RR, SND_CHMAP_FC, SND_CHMAP_LFE}}};
   EXPECT_EQ(chooseAlsaMap(wave51, offers), offers[0].positions);
 }
 
-TEST(AlsaChannelMap, asksForNothingThatDoesNotSuitTheSource) {
+TEST(AlsaChannelMap, AsksForNothingThatDoesNotSuitTheSource) {
   const AlsaMapOffer offers[] = {
       {{SND_CHMAP_FL, SND_CHMAP_FR, SND_CHMAP_LFE, SND_CHMAP_FC, SND_CHMAP_RC, SND_CHMAP_FLC}, true},
       {{0, 0, 0, 0, 0, 0}, true}};

@@ -5,7 +5,7 @@
 namespace tolvane {
 namespace {
 
-TEST(AlsaFormats, agreeWithAlsaLibAboutEveryFormat) {
+TEST(AlsaFormats, AgreeWithAlsaLibAboutEveryFormat) {
   for (const AlsaFormat& format : alsaFormats()) {
     SCOPED_TRACE(std::string(format.name));
     EXPECT_EQ(format.name, snd_pcm_format_name(format.format));
@@ -22,7 +22,7 @@ TEST(AlsaFormats, agreeWithAlsaLibAboutEveryFormat) {
   }
 }
 
-TEST(AlsaFormats, agreeWithAlsaLibAboutSilence) {
+TEST(AlsaFormats, AgreeWithAlsaLibAboutSilence) {
   for (const AlsaFormat& format : alsaFormats()) {
     std::vector<std::byte> ours(std::size_t{4} * format.layout.bytes, std::byte{0x55});
     std::vector<std::byte> theirs = ours;
@@ -32,14 +32,14 @@ TEST(AlsaFormats, agreeWithAlsaLibAboutSilence) {
   }
 }
 
-TEST(AlsaFormats, knowNothingOfWhatIsNoLinearPcm) {
+TEST(AlsaFormats, KnowNothingOfWhatIsNoLinearPcm) {
   EXPECT_EQ(layoutOfAlsaFormat("DSD_U32_BE"), std::nullopt);
   EXPECT_EQ(layoutOfAlsaFormat("IEC958_SUBFRAME_LE"), std::nullopt);
   EXPECT_EQ(layoutOfAlsaFormat(""), std::nullopt);
   EXPECT_EQ(alsaFormatFor(integerLayout(12, 2)), std::nullopt);
 }
 
-TEST(AlsaFormats, reportTheBitsThatTheHardwareUses) {
+TEST(AlsaFormats, ReportTheBitsThatTheHardwareUses) {
   const PcmLayout s16 = integerLayout(16, 2);
   const PcmLayout s24 = integerLayout(24, 4);
   const PcmLayout s32 = integerLayout(32, 4);

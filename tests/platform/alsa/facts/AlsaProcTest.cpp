@@ -31,7 +31,7 @@ constexpr const char* runningText =
     "hw_ptr      : 51744\n"
     "appl_ptr    : 72000\n";
 
-TEST(AlsaProc, readsWhatAConfiguredSubstreamIsSetTo) {
+TEST(AlsaProc, ReadsWhatAConfiguredSubstreamIsSetTo) {
   const auto params = parseHwParams(hwParamsText);
   ASSERT_TRUE(params);
   EXPECT_EQ(params->format, "S24_3LE");
@@ -39,7 +39,7 @@ TEST(AlsaProc, readsWhatAConfiguredSubstreamIsSetTo) {
   EXPECT_EQ(params->rate, 96000);
 }
 
-TEST(AlsaProc, takesTheRateFromTheExactFraction) {
+TEST(AlsaProc, TakesTheRateFromTheExactFraction) {
   const auto rateOf = [](const std::string& rate) {
     const auto params = parseHwParams("format: S16_LE\nchannels: 2\nrate: " + rate + "\n");
     return params ? params->rate : -1;
@@ -53,7 +53,7 @@ TEST(AlsaProc, takesTheRateFromTheExactFraction) {
   EXPECT_DOUBLE_EQ(rateOf("fast"), -1);
 }
 
-TEST(AlsaProc, knowsNothingOfASubstreamThatIsNotConfigured) {
+TEST(AlsaProc, KnowsNothingOfASubstreamThatIsNotConfigured) {
   for (const char* text : {"closed\n", "no setup\n", "", "\n\n", "format: S16_LE\n", "format: S16_LE\nchannels: 2\n",
                            "format: S16_LE\nchannels: 0\nrate: 44100 (44100/1)\n",
                            "channels: 2\nrate: 44100 (44100/1)\n", "format:\nchannels: 2\nrate: 44100 (44100/1)\n"}) {
@@ -61,7 +61,7 @@ TEST(AlsaProc, knowsNothingOfASubstreamThatIsNotConfigured) {
   }
 }
 
-TEST(AlsaProc, readsStateAndOwnerOfASubstream) {
+TEST(AlsaProc, ReadsStateAndOwnerOfASubstream) {
   const auto running = parseStreamStatus(runningText);
   ASSERT_TRUE(running);
   EXPECT_EQ(running->state, AlsaStreamState::running);
@@ -74,7 +74,7 @@ TEST(AlsaProc, readsStateAndOwnerOfASubstream) {
   EXPECT_FALSE(parseStreamStatus("owner_pid   : 12\n"));
 }
 
-TEST(AlsaProc, knowsEveryStateThatMatters) {
+TEST(AlsaProc, KnowsEveryStateThatMatters) {
   using enum AlsaStreamState;
   const std::pair<const char*, AlsaStreamState> table[] = {
       {"OPEN", open},         {"SETUP", setup},   {"PREPARED", prepared},  {"RUNNING", running}, {"XRUN", xrun},
@@ -86,7 +86,7 @@ TEST(AlsaProc, knowsEveryStateThatMatters) {
   }
 }
 
-TEST(AlsaProc, findsTheProcessOfAThread) {
+TEST(AlsaProc, FindsTheProcessOfAThread) {
   EXPECT_EQ(parseThreadGroup("Name:\tplayer\nUmask:\t0022\nState:\tS (sleeping)\nTgid:\t671\nNgid:\t0\nPid:\t672\n"),
             671);
   EXPECT_EQ(parseThreadGroup("Pid:\t672\nNStgid:\t671\n"), std::nullopt);
@@ -110,7 +110,7 @@ class AlsaProcTree : public testing::Test {
   AlsaPaths paths_;
 };
 
-TEST_F(AlsaProcTree, listsEverySubstreamWithItsOwnersProcess) {
+TEST_F(AlsaProcTree, ListsEverySubstreamWithItsOwnersProcess) {
   write("/asound/card1/pcm3p/sub0/status", "closed\n");
   write("/asound/card1/pcm3p/sub0/hw_params", "closed\n");
   write("/asound/card1/pcm3p/sub1/status", runningText);
@@ -130,9 +130,9 @@ TEST_F(AlsaProcTree, listsEverySubstreamWithItsOwnersProcess) {
   EXPECT_FALSE(substreams[2].hwParams);
 }
 
-TEST_F(AlsaProcTree, hasNoSubstreamsWhereThereIsNoCard) { EXPECT_TRUE(readSubstreams(paths_, 0, 0).empty()); }
+TEST_F(AlsaProcTree, HasNoSubstreamsWhereThereIsNoCard) { EXPECT_TRUE(readSubstreams(paths_, 0, 0).empty()); }
 
-TEST_F(AlsaProcTree, readsASmallFileWhole) {
+TEST_F(AlsaProcTree, ReadsASmallFileWhole) {
   const std::string text(10'000, 'x');
   write("/asound/version", text);
   EXPECT_EQ(readSmallFile(root_ + "/asound/version"), text);
@@ -140,7 +140,7 @@ TEST_F(AlsaProcTree, readsASmallFileWhole) {
   EXPECT_EQ(readSmallFile(root_ + "/asound"), std::nullopt);
 }
 
-TEST_F(AlsaProcTree, readsTheNameOfAProcess) {
+TEST_F(AlsaProcTree, ReadsTheNameOfAProcess) {
   write("/processes/1500/comm", "mpv\n");
   write("/processes/1501/comm", "two\nlines\n");
   EXPECT_EQ(readProcessName(paths_, 1500), "mpv");
@@ -148,7 +148,7 @@ TEST_F(AlsaProcTree, readsTheNameOfAProcess) {
   EXPECT_EQ(readProcessName(paths_, 1502), "");
 }
 
-TEST(HdaCodec, readsTheBitsThatEveryOutputConverterHas) {
+TEST(HdaCodec, ReadsTheBitsThatEveryOutputConverterHas) {
   const char* codec =
       "Codec: Generic\n"
       "Node 0x02 [Audio Output] wcaps 0x41d: Stereo Amp-Out\n"
@@ -166,7 +166,7 @@ TEST(HdaCodec, readsTheBitsThatEveryOutputConverterHas) {
     EXPECT_EQ(parseHdaSignificantBits(text), std::nullopt) << text;
 }
 
-TEST(HdaCodec, givesAConverterWithoutBitsOfItsOwnThoseOfTheFunctionGroup) {
+TEST(HdaCodec, GivesAConverterWithoutBitsOfItsOwnThoseOfTheFunctionGroup) {
   const std::string group =
       "Codec: Generic\n"
       "Default PCM:\n"
@@ -181,7 +181,7 @@ TEST(HdaCodec, givesAConverterWithoutBitsOfItsOwnThoseOfTheFunctionGroup) {
   EXPECT_EQ(parseHdaSignificantBits(group + plain + wide), 16);
 }
 
-TEST(HdaCodec, reportsZeroWhereAConverterStatesNothing) {
+TEST(HdaCodec, ReportsZeroWhereAConverterStatesNothing) {
   const std::string wide = "Node 0x02 [Audio Output] wcaps 0x41d: Stereo\n    bits [0xe]: 16 20 24\n";
   for (const std::string text : {"Node 0x03 [Audio Output]\n",
                                  "Node 0x03 [Audio Output]\n bits [0x0]:", "Node 0x03 [Audio Output]\n bits [0x0]: x",
@@ -191,7 +191,7 @@ TEST(HdaCodec, reportsZeroWhereAConverterStatesNothing) {
   }
 }
 
-TEST_F(AlsaProcTree, takesTheNarrowestOfTheCardsCodecs) {
+TEST_F(AlsaProcTree, TakesTheNarrowestOfTheCardsCodecs) {
   const auto bits = [this] { return readAlsaDepthTexts(paths_, 0, 0, false).codecBits; };
   EXPECT_EQ(bits(), std::nullopt);
   write("/asound/card0/codec#0", "Node 0x02 [Audio Output]\n    bits [0x1e]: 16 20 24 32\n");
@@ -202,7 +202,7 @@ TEST_F(AlsaProcTree, takesTheNarrowestOfTheCardsCodecs) {
   EXPECT_EQ(bits(), 0) << "one of them states nothing";
 }
 
-TEST_F(AlsaProcTree, readsTheDescriptorsOfAUsbCardAndNoCodec) {
+TEST_F(AlsaProcTree, ReadsTheDescriptorsOfAUsbCardAndNoCodec) {
   write("/asound/card0/stream1", "Playback:\n");
   write("/asound/card0/codec#0", "Node 0x02 [Audio Output]\n    bits [0xe]: 16 20 24\n");
   const auto texts = readAlsaDepthTexts(paths_, 0, 1, true);

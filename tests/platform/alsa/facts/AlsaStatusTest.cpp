@@ -7,7 +7,7 @@
 namespace tolvane {
 namespace {
 
-TEST(AlsaStatus, saysWhatEachErrorMeansForADevice) {
+TEST(AlsaStatus, SaysWhatEachErrorMeansForADevice) {
   const std::pair<long, OSStatus> table[] = {{0, noErr},
                                              {512, noErr},
                                              {-ENODEV, kAudioHardwareBadDeviceError},
@@ -22,7 +22,7 @@ TEST(AlsaStatus, saysWhatEachErrorMeansForADevice) {
   for (const auto& [error, status] : table) EXPECT_EQ(statusFromAlsaError(error), status) << error;
 }
 
-TEST(AlsaStatus, putsAnErrorIntoWordsWithItsNumber) {
+TEST(AlsaStatus, PutsAnErrorIntoWordsWithItsNumber) {
   EXPECT_EQ(alsaErrorText(-EBUSY), "Device or resource busy (" + std::to_string(-EBUSY) + ")");
 }
 

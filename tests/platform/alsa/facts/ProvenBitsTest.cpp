@@ -28,7 +28,7 @@ DepthEvidence on(std::uint32_t transport, const PcmLayout& container, int driver
   return {container, transport, driverBits, std::nullopt, std::nullopt};
 }
 
-TEST(ProvenBits, takeNoContainerForAProof) {
+TEST(ProvenBits, TakeNoContainerForAProof) {
   for (const std::uint32_t transport : transports) {
     if (transport == kAudioDeviceTransportTypeVirtual) continue;
     for (const PcmLayout& container : {s24, s24packed, s32, f32}) {
@@ -39,7 +39,7 @@ TEST(ProvenBits, takeNoContainerForAProof) {
   }
 }
 
-TEST(ProvenBits, areThoseOfAnHdAudioCodecWhateverTheContainer) {
+TEST(ProvenBits, AreThoseOfAnHdAudioCodecWhateverTheContainer) {
   DepthEvidence evidence = on(kAudioDeviceTransportTypeBuiltIn, s32, 32);
   evidence.codecBits = parseHdaSignificantBits("Node 0x02 [Audio Output] wcaps\n    bits [0xe]: 16 20 24\n");
   EXPECT_EQ(provenBits(evidence), 24);
@@ -49,7 +49,7 @@ TEST(ProvenBits, areThoseOfAnHdAudioCodecWhateverTheContainer) {
   EXPECT_EQ(provenBits(evidence), std::nullopt) << "bits of integers say nothing about floats";
 }
 
-TEST(ProvenBits, nameTheirProof) {
+TEST(ProvenBits, NameTheirProof) {
   DepthEvidence evidence = on(kAudioDeviceTransportTypeUSB, s32, 32);
   EXPECT_EQ(proofOfBits(evidence), "");
   evidence.usbDescriptorBits = 24;
@@ -64,7 +64,7 @@ TEST(ProvenBits, nameTheirProof) {
 }
 
 /// Every combination, against the rule written another way: collect what proves something, take the fewest bits.
-TEST(ProvenBits, areTheFewestThatAnythingProves) {
+TEST(ProvenBits, AreTheFewestThatAnythingProves) {
   const char* codecs[] = {nullptr,
                           "",
                           "Node 0x02 [Audio Output] wcaps\n    bits [0x2]: 16\n",
@@ -118,19 +118,19 @@ TEST(ProvenBits, areTheFewestThatAnythingProves) {
   EXPECT_GT(cases - unknown, 1000);
 }
 
-TEST(ProvenFormat, isTheClientsOwnWhereThatIsProven) {
+TEST(ProvenFormat, IsTheClientsOwnWhereThatIsProven) {
   const DeviceFormat formats[] = {{s32, 24}, {s16, 16}, {s24, 24}};
   EXPECT_EQ(chooseProvenFormat(s16, 16, formats), s16);
   EXPECT_EQ(chooseProvenFormat(s24, 24, formats), s24);
 }
 
-TEST(ProvenFormat, isAProvenOneRatherThanTheClientsOwn) {
+TEST(ProvenFormat, IsAProvenOneRatherThanTheClientsOwn) {
   const DeviceFormat formats[] = {{s24, std::nullopt}, {s32, 24}, {s16, 16}};
   EXPECT_EQ(chooseProvenFormat(s24, 24, formats), s32);
   EXPECT_EQ(chooseProvenFormat(s24, 0, formats), s32) << "an integer client says its depth by itself";
 }
 
-TEST(ProvenFormat, neverDropsBitsToBeProven) {
+TEST(ProvenFormat, NeverDropsBitsToBeProven) {
   const DeviceFormat formats[] = {{s32, std::nullopt}, {s16, 16}};
   EXPECT_EQ(chooseProvenFormat(s24, 24, formats), s32);
   EXPECT_EQ(chooseProvenFormat(s32, 32, formats), s32);
@@ -138,7 +138,7 @@ TEST(ProvenFormat, neverDropsBitsToBeProven) {
   EXPECT_EQ(chooseProvenFormat(f32, 0, formats), s32) << "a float of unknown depth";
 }
 
-TEST(ProvenFormat, carriesADecodedTrackInAContainerWhoseBitsAreProven) {
+TEST(ProvenFormat, CarriesADecodedTrackInAContainerWhoseBitsAreProven) {
   const DeviceFormat unprovenWide[] = {{s32, std::nullopt}, {s24, std::nullopt}, {s16, 16}};
   EXPECT_EQ(chooseProvenFormat(f32, 16, unprovenWide), s16);
   const DeviceFormat provenWide[] = {{s32, 24}, {s16, 16}};
@@ -150,7 +150,7 @@ TEST(ProvenFormat, carriesADecodedTrackInAContainerWhoseBitsAreProven) {
   EXPECT_EQ(chooseProvenFormat(f32, 32, provenFloat), s32) << "a float holds 24 bits";
 }
 
-TEST(ProvenFormat, isTheBestOfAllWhereNothingIsProven) {
+TEST(ProvenFormat, IsTheBestOfAllWhereNothingIsProven) {
   const DeviceFormat formats[] = {{s32, std::nullopt}, {s24, std::nullopt}};
   for (const PcmLayout& client : {s16, s24, s24packed, s32, f32}) {
     const PcmLayout layouts[] = {s32, s24};

@@ -5,7 +5,7 @@
 namespace tolvane {
 namespace {
 
-TEST(AlsaRecovery, takesWhatIsInTheRingOfAStoppedStreamForUnheard) {
+TEST(AlsaRecovery, TakesWhatIsInTheRingOfAStoppedStreamForUnheard) {
   struct Case {
     std::int64_t ring, room, unheard;
     const char* what;
@@ -21,19 +21,19 @@ TEST(AlsaRecovery, takesWhatIsInTheRingOfAStoppedStreamForUnheard) {
 
 using Step = AlsaRecoveryPace::Step;
 
-TEST(AlsaRecovery, triesAgainAtOnceWhereAPeriodWasHeard) {
+TEST(AlsaRecovery, TriesAgainAtOnceWhereAPeriodWasHeard) {
   AlsaRecoveryPace pace;
   for (int stop = 0; stop < 100; ++stop) EXPECT_EQ(pace.next(2048, 2048), Step::atOnce);
 }
 
-TEST(AlsaRecovery, pausesBetweenTriesThatBringNoSoundAndGivesUpAfterFive) {
+TEST(AlsaRecovery, PausesBetweenTriesThatBringNoSoundAndGivesUpAfterFive) {
   AlsaRecoveryPace pace;
   for (int stop = 0; stop < 5; ++stop) EXPECT_EQ(pace.next(2047, 2048), Step::afterAPause) << stop;
   EXPECT_EQ(pace.next(0, 2048), Step::giveUp);
   EXPECT_EQ(pace.next(0, 2048), Step::giveUp);
 }
 
-TEST(AlsaRecovery, countsAnewOnceSoundWasHeardOrTheUnitWasStartedAgain) {
+TEST(AlsaRecovery, CountsAnewOnceSoundWasHeardOrTheUnitWasStartedAgain) {
   AlsaRecoveryPace pace;
   const auto exhaust = [&pace] {
     for (int stop = 0; stop < 6; ++stop) static_cast<void>(pace.next(0, 2048));

@@ -43,7 +43,7 @@ struct Desktop {
   }
 };
 
-TEST(DeviceMerge, givesOneDeviceForACardThatIsReachedBothWays) {
+TEST(DeviceMerge, GivesOneDeviceForACardThatIsReachedBothWays) {
   Desktop desktop;
   desktop.addDirect(2, "usb-DAC-00:0");
   desktop.addCard(30, "pci-usb-1", "usb-DAC-00", "DAC");
@@ -51,13 +51,13 @@ TEST(DeviceMerge, givesOneDeviceForACardThatIsReachedBothWays) {
   EXPECT_THAT(desktop.listed(), ElementsAre("usb-DAC-00:0 = DAC Analog Stereo @40 #2"));
 }
 
-TEST(DeviceMerge, isTheDirectListWhereThereIsNoServer) {
+TEST(DeviceMerge, IsTheDirectListWhereThereIsNoServer) {
   Desktop desktop;
   desktop.addDirect(2, "usb-DAC-00:0");
   EXPECT_THAT(desktop.listed(), ElementsAre("usb-DAC-00:0 = Direct usb-DAC-00:0 #2"));
 }
 
-TEST(DeviceMerge, knowsACardWithoutLinksByTheKernelsName) {
+TEST(DeviceMerge, KnowsACardWithoutLinksByTheKernelsName) {
   Desktop desktop;
   desktop.addDirect(2, "Loopback:0");
   desktop.addCard(30, "", "", "Loopback");
@@ -65,7 +65,7 @@ TEST(DeviceMerge, knowsACardWithoutLinksByTheKernelsName) {
   EXPECT_THAT(desktop.listed(), ElementsAre("Loopback:0 = Built-in Audio @40 #2"));
 }
 
-TEST(DeviceMerge, tellsTwoUnitsOfOneModelApartByTheirPlaces) {
+TEST(DeviceMerge, TellsTwoUnitsOfOneModelApartByTheirPlaces) {
   Desktop desktop;
   desktop.addDirect(2, "usb-DAC-00:0");
   desktop.addDirect(4, "pci-usb-2:0");
@@ -76,7 +76,7 @@ TEST(DeviceMerge, tellsTwoUnitsOfOneModelApartByTheirPlaces) {
   EXPECT_THAT(desktop.listed(), ElementsAre("usb-DAC-00:0 = First @41 #2", "pci-usb-2:0 = Second @40 #4"));
 }
 
-TEST(DeviceMerge, hidesTheOtherWaysOfACardThatTheServerPlaysOnUnlessItIsKept) {
+TEST(DeviceMerge, HidesTheOtherWaysOfACardThatTheServerPlaysOnUnlessItIsKept) {
   Desktop desktop;
   desktop.addDirect(2, "pci:0");
   desktop.addDirect(4, "pci:3");
@@ -89,7 +89,7 @@ TEST(DeviceMerge, hidesTheOtherWaysOfACardThatTheServerPlaysOnUnlessItIsKept) {
   EXPECT_THAT(desktop.listed(), ElementsAre("pci:0 = Direct pci:0 #2", "pci:3 = Direct pci:3 #4"));
 }
 
-TEST(DeviceMerge, listsSinksWithoutACardOfTheMachine) {
+TEST(DeviceMerge, ListsSinksWithoutACardOfTheMachine) {
   Desktop desktop;
   PipeWireCard& headset = desktop.facts.cards[30];
   headset.api = "bluez5";
@@ -102,21 +102,21 @@ TEST(DeviceMerge, listsSinksWithoutACardOfTheMachine) {
   EXPECT_EQ(merged[1].transport, kAudioDeviceTransportTypeVirtual);
 }
 
-TEST(DeviceMerge, numbersSinksOfOneNameInTheServersOrder) {
+TEST(DeviceMerge, NumbersSinksOfOneNameInTheServersOrder) {
   Desktop desktop;
   for (const std::uint32_t id : {43U, 41U, 45U, 42U}) desktop.facts.sinks[id].nodeName = id == 42 ? "other" : "null";
   EXPECT_THAT(desktop.listed(), ElementsAre("sink:null = null @41", "sink:other = other @42", "sink:null #2 = null @43",
                                             "sink:null #3 = null @45"));
 }
 
-TEST(DeviceMerge, waitsForSinksThatHaveNotToldTheirNameOrTheirCard) {
+TEST(DeviceMerge, WaitsForSinksThatHaveNotToldTheirNameOrTheirCard) {
   Desktop desktop;
   desktop.facts.sinks[40];
   desktop.addSink(41, 30, 0, "Its card is not there yet");
   EXPECT_THAT(desktop.listed(), IsEmpty());
 }
 
-TEST(DeviceMerge, givesADirectDeviceToOneSinkOnly) {
+TEST(DeviceMerge, GivesADirectDeviceToOneSinkOnly) {
   Desktop desktop;
   desktop.addDirect(2, "pci:0");
   desktop.addCard(30, "pci", "", "PCH");
@@ -134,7 +134,7 @@ std::vector<std::string> staying(const std::vector<MergedDevice>& merged, const 
   return uids;
 }
 
-TEST(DeviceMerge, showsNothingOfACardThatIsAwayThatWasNotShownBefore) {
+TEST(DeviceMerge, ShowsNothingOfACardThatIsAwayThatWasNotShownBefore) {
   const MergedDevice analog{"pci:0", "Speakers", kAudioDeviceTransportTypeBuiltIn, std::nullopt, 2};
   const MergedDevice digital{"pci:3", "Digital", kAudioDeviceTransportTypeBuiltIn, std::nullopt, 4};
   const MergedDevice other{"usb:0", "DAC", kAudioDeviceTransportTypeUSB, std::nullopt, 6};
@@ -148,7 +148,7 @@ TEST(DeviceMerge, showsNothingOfACardThatIsAwayThatWasNotShownBefore) {
       << "what has a sink is there";
 }
 
-TEST(DeviceMerge, keepsADeviceThatOnlyTheServerHasUntilItsSinkIsBack) {
+TEST(DeviceMerge, KeepsADeviceThatOnlyTheServerHasUntilItsSinkIsBack) {
   const MergedDevice headset{"bluetooth:00:11:22", "Headset", kAudioDeviceTransportTypeBluetooth, std::nullopt,
                              kAudioObjectUnknown};
   MergedDevice back = headset;

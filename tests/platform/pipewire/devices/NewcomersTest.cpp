@@ -10,7 +10,7 @@ using std::chrono_literals::operator""s;
 
 constexpr RunLoop::TimePoint start{std::chrono::hours(7)};
 
-TEST(Newcomers, waitForTheLimitFromWhenTheyWereSeenFirst) {
+TEST(Newcomers, WaitForTheLimitFromWhenTheyWereSeenFirst) {
   Newcomers newcomers;
   EXPECT_TRUE(newcomers.add("usb-DAC:0", start));
   EXPECT_FALSE(newcomers.add("usb-DAC:0", start + 1s)) << "it is known since";
@@ -20,7 +20,7 @@ TEST(Newcomers, waitForTheLimitFromWhenTheyWereSeenFirst) {
   EXPECT_FALSE(newcomers.isWaiting("usb-DAC:0", start + Newcomers::limit));
 }
 
-TEST(Newcomers, waitEachForItself) {
+TEST(Newcomers, WaitEachForItself) {
   Newcomers newcomers;
   newcomers.add("usb-DAC:0", start);
   EXPECT_TRUE(newcomers.add("usb-DAC:1", start + 1s));

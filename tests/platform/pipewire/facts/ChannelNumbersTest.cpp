@@ -9,7 +9,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(Positions, areAsManyAsTheChannels) {
+TEST(Positions, AreAsManyAsTheChannels) {
   for (std::uint32_t channels = 1; channels <= 64; ++channels)
     EXPECT_EQ(positionsOf(usualLayout(channels)).size(), channels);
   EXPECT_THAT(positionsOf(usualLayout(0)), IsEmpty());
@@ -17,7 +17,7 @@ TEST(Positions, areAsManyAsTheChannels) {
   EXPECT_THAT(positionsOf(usualLayout(2)), ElementsAre(SPA_AUDIO_CHANNEL_FL, SPA_AUDIO_CHANNEL_FR));
 }
 
-TEST(Positions, areTheServersNumbersInTheOrderOfTheChannels) {
+TEST(Positions, AreTheServersNumbersInTheOrderOfTheChannels) {
   EXPECT_THAT(positionsOf(layoutOfMask(0x60F, 6)),
               ElementsAre(SPA_AUDIO_CHANNEL_FL, SPA_AUDIO_CHANNEL_FR, SPA_AUDIO_CHANNEL_FC, SPA_AUDIO_CHANNEL_LFE,
                           SPA_AUDIO_CHANNEL_SL, SPA_AUDIO_CHANNEL_SR));

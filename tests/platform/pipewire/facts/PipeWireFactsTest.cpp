@@ -5,7 +5,7 @@
 namespace tolvane {
 namespace {
 
-TEST(Sink, isSetUpWhenItHasPorts) {
+TEST(Sink, IsSetUpWhenItHasPorts) {
   constexpr std::uint32_t sink = 40;
   PipeWireFacts facts;
   facts.ports = {{71, {70, "FL"}}, {41, {sink, "FL"}}, {42, {sink, "FR"}}};
@@ -26,7 +26,7 @@ TEST(Nodes, OnASinkAreAllButOnesOwn) {
   EXPECT_EQ(nodesIn(facts), (std::set<std::uint32_t>{40, 70, 80}));
 }
 
-TEST(Card, isAnotherOneWhereOnlyTheServersNumberIsTheSame) {
+TEST(Card, IsAnotherOneWhereOnlyTheServersNumberIsTheSame) {
   PipeWireCard card;
   card.serial = "51";
   card.busPath = "pci-usb-1";
@@ -41,7 +41,7 @@ TEST(Card, isAnotherOneWhereOnlyTheServersNumberIsTheSame) {
   }
 }
 
-TEST(JsonName, isReadFromTheServersSettings) {
+TEST(JsonName, IsReadFromTheServersSettings) {
   EXPECT_EQ(nameInJson(R"({"name":"alsa_output.usb"})"), "alsa_output.usb");
   EXPECT_EQ(nameInJson(R"({ "other": 1, "name" : "a \"b\" \\ c" })"), R"(a "b" \ c)");
   for (const char* text :
@@ -49,7 +49,7 @@ TEST(JsonName, isReadFromTheServersSettings) {
     EXPECT_EQ(nameInJson(text), "") << text;
 }
 
-TEST(Transport, isWhatTheCardsBusSays) {
+TEST(Transport, IsWhatTheCardsBusSays) {
   const struct {
     const char* api;
     const char* bus;

@@ -18,7 +18,7 @@ using Property = AudioUnitProperty;
 
 class TakingACard : public testing::Test, public Listening {};
 
-TEST_F(TakingACard, switchesItsProfileOffAndBack) {
+TEST_F(TakingACard, SwitchesItsProfileOffAndBack) {
   EXPECT_EQ(toggle(), noErr);
   EXPECT_EQ(owner(), getpid());
   EXPECT_FALSE(hasSink());
@@ -32,7 +32,7 @@ TEST_F(TakingACard, switchesItsProfileOffAndBack) {
   EXPECT_EQ(desktop.listed(), std::vector{device});
 }
 
-TEST_F(TakingACard, movesAUnitThatPlaysAndItPlaysOn) {
+TEST_F(TakingACard, MovesAUnitThatPlaysAndItPlaysOn) {
   const auto unit = playingUnit();
   EXPECT_EQ(desktop.server().streams().size(), 1U);
   EXPECT_EQ(toggle(), noErr);
@@ -46,7 +46,7 @@ TEST_F(TakingACard, movesAUnitThatPlaysAndItPlaysOn) {
   EXPECT_TRUE(hasSink());
 }
 
-TEST_F(TakingACard, keepsTheProfileUntilTheLastUserOfTheCardHasLeft) {
+TEST_F(TakingACard, KeepsTheProfileUntilTheLastUserOfTheCardHasLeft) {
   const auto unit = playingUnit();
   EXPECT_EQ(toggle(), noErr);
   EXPECT_EQ(toggle(), noErr) << "given back while the unit plays over the card";
@@ -58,7 +58,7 @@ TEST_F(TakingACard, keepsTheProfileUntilTheLastUserOfTheCardHasLeft) {
   EXPECT_TRUE(hasSink());
 }
 
-TEST_F(TakingACard, failsWhereTheProfileDoesNotChangeAndTheMusicGoesOn) {
+TEST_F(TakingACard, FailsWhereTheProfileDoesNotChangeAndTheMusicGoesOn) {
   const auto unit = playingUnit();
   desktop.server().failNext(ServerStage::switchOff, kAudioHardwareUnspecifiedError, 1000);
   EXPECT_EQ(toggle(), kAudioDevicePermissionsError);
@@ -68,7 +68,7 @@ TEST_F(TakingACard, failsWhereTheProfileDoesNotChangeAndTheMusicGoesOn) {
   EXPECT_NEAR(pauseSeconds(), 28, 0.2) << "30 seconds, of which two have passed";
 }
 
-TEST_F(TakingACard, failsWhereTheServerKeepsTheCardOpenAndGivesTheProfileBack) {
+TEST_F(TakingACard, FailsWhereTheServerKeepsTheCardOpenAndGivesTheProfileBack) {
   const auto unit = playingUnit();
   desktop.server().keepCardsOpen(true);
   EXPECT_EQ(toggle(), kAudioDevicePermissionsError);
@@ -80,7 +80,7 @@ TEST_F(TakingACard, failsWhereTheServerKeepsTheCardOpenAndGivesTheProfileBack) {
   EXPECT_EQ(desktop.server().streams().size(), 1U);
 }
 
-TEST_F(TakingACard, isNotTriedAgainBeforeThePauseIsOver) {
+TEST_F(TakingACard, IsNotTriedAgainBeforeThePauseIsOver) {
   const auto unit = playingUnit();
   desktop.server().failNext(ServerStage::switchOff, kAudioHardwareUnspecifiedError, 1000);
   EXPECT_EQ(toggle(), kAudioDevicePermissionsError);
@@ -94,7 +94,7 @@ TEST_F(TakingACard, isNotTriedAgainBeforeThePauseIsOver) {
   EXPECT_EQ(owner(), getpid());
 }
 
-TEST_F(TakingACard, thatAnotherProgramHasIsRefusedAndNothingIsTouched) {
+TEST_F(TakingACard, ThatAnotherProgramHasIsRefusedAndNothingIsTouched) {
   desktop.dac().setHogOwner(std::numeric_limits<std::int32_t>::max());
   desktop.runLoop.runUntilIdle();
   EXPECT_EQ(toggle(), kAudioDevicePermissionsError);
@@ -102,7 +102,7 @@ TEST_F(TakingACard, thatAnotherProgramHasIsRefusedAndNothingIsTouched) {
   EXPECT_TRUE(hasSink());
 }
 
-TEST_F(TakingACard, fromAServerThatIsNotThereNeedsNoProfile) {
+TEST_F(TakingACard, FromAServerThatIsNotThereNeedsNoProfile) {
   desktop.server().die();
   desktop.runLoop.advance(5s);
   EXPECT_EQ(toggle(), noErr);
@@ -112,7 +112,7 @@ TEST_F(TakingACard, fromAServerThatIsNotThereNeedsNoProfile) {
   EXPECT_EQ(owner(), -1);
 }
 
-TEST_F(TakingACard, waitsWithGivingItBackForADriverThatDoesNotReturn) {
+TEST_F(TakingACard, WaitsWithGivingItBackForADriverThatDoesNotReturn) {
   const auto unit = exclusiveUnit();
   EXPECT_EQ(toggle(), noErr) << "the unit keeps it";
   auto& failures = desktop.dac().script().properties.readFailures;
@@ -127,7 +127,7 @@ TEST_F(TakingACard, waitsWithGivingItBackForADriverThatDoesNotReturn) {
   EXPECT_TRUE(hasSink());
 }
 
-TEST_F(TakingACard, thatIsPulledWhileAUnitHasItIsForgottenWithTheUnit) {
+TEST_F(TakingACard, ThatIsPulledWhileAUnitHasItIsForgottenWithTheUnit) {
   const auto unit = exclusiveUnit();
   desktop.server().unplug(desktop.card());
   desktop.cards.removeDevice(desktop.direct());
@@ -142,7 +142,7 @@ TEST_F(TakingACard, thatIsPulledWhileAUnitHasItIsForgottenWithTheUnit) {
   EXPECT_EQ(desktop.server().streams().size(), 1U) << "the server has it";
 }
 
-TEST_F(TakingACard, thatIsPulledAndBackStillBelongsToItsUnit) {
+TEST_F(TakingACard, ThatIsPulledAndBackStillBelongsToItsUnit) {
   const auto unit = exclusiveUnit();
   for (int time = 0; time < 2; ++time) {
     desktop.cards.removeDevice(desktop.direct());
@@ -156,14 +156,14 @@ TEST_F(TakingACard, thatIsPulledAndBackStillBelongsToItsUnit) {
   EXPECT_THAT(desktop.server().calls(), ElementsAre(off(), stereo()));
 }
 
-TEST_F(TakingACard, thatHasGoneFromTheServerNeedsNoProfile) {
+TEST_F(TakingACard, ThatHasGoneFromTheServerNeedsNoProfile) {
   desktop.server().change([this](PipeWireFacts& facts) { facts.cards.erase(desktop.card()); });
   EXPECT_EQ(toggle(), kAudioDevicePermissionsError) << "its sink is still there, with the card open";
   EXPECT_EQ(owner(), -1);
   EXPECT_THAT(desktop.server().calls(), IsEmpty());
 }
 
-TEST_F(TakingACard, saysWhatTheCardRefuses) {
+TEST_F(TakingACard, SaysWhatTheCardRefuses) {
   constexpr auto rate = globalAddress(kAudioDevicePropertyNominalSampleRate);
   EXPECT_EQ(desktop.hardware().setPropertyData(device, rate, 48000.0), noErr);
   const auto unit = playingUnit();
@@ -179,7 +179,7 @@ TEST_F(TakingACard, saysWhatTheCardRefuses) {
   EXPECT_EQ(owner(), -1);
 }
 
-TEST_F(TakingACard, outlivesAServerThatDiesMeanwhile) {
+TEST_F(TakingACard, OutlivesAServerThatDiesMeanwhile) {
   for (const auto delay : {1ms, 10ms, 25ms, 31ms, 40ms, 200ms, 240ms, 600ms}) {
     SCOPED_TRACE(delay.count());
     Listening another;
@@ -201,7 +201,7 @@ TEST_F(TakingACard, outlivesAServerThatDiesMeanwhile) {
 
 /// In whatever stage it fails: either the card is taken, or the music goes on as it was, or the unit says that it does
 /// not play; and once it is given back, the server has it as before.
-TEST_F(TakingACard, withAFaultAtEachStepLosesNothing) {
+TEST_F(TakingACard, WithAFaultAtEachStepLosesNothing) {
   int taken = 0, refused = 0, brokenOff = 0;
   const auto tryWith = [&](const std::string& what, const std::function<void(Listening&)>& break_) {
     SCOPED_TRACE(what);

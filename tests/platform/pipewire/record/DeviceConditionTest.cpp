@@ -67,7 +67,7 @@ const std::map<DeviceCondition, Changes> expectedChanges{
       {takenByAnother, gone}}},
 };
 
-TEST(DeviceCondition, changesAsTheTableSaysAndInNoOtherWay) {
+TEST(DeviceCondition, ChangesAsTheTableSaysAndInNoOtherWay) {
   ASSERT_EQ(expectedChanges.size(), deviceConditionCount);
   std::size_t allowed = 0;
   for (const auto& [condition, changes] : expectedChanges) {
@@ -85,14 +85,14 @@ TEST(DeviceCondition, changesAsTheTableSaysAndInNoOtherWay) {
   EXPECT_EQ(allowed, 50U);
 }
 
-TEST(DeviceCondition, andItsEventsHaveNames) {
+TEST(DeviceCondition, AndItsEventsHaveNames) {
   EXPECT_EQ(nameOf(gone), "gone");
   EXPECT_EQ(nameOf(pulled), "pulled");
   EXPECT_EQ(nameOf(listedWithSink), "listedWithSink");
   EXPECT_EQ(nameOf(takenByAnother), "takenByAnother");
 }
 
-TEST(DeviceCondition, canBeLeftFromEverywhereAndReachedFromGone) {
+TEST(DeviceCondition, CanBeLeftFromEverywhereAndReachedFromGone) {
   std::map<DeviceCondition, bool> reached{{gone, true}};
   for (std::size_t round = 0; round < deviceConditionCount; ++round)
     for (const auto& [condition, changes] : expectedChanges)

@@ -28,14 +28,14 @@ class DeviceStates : public testing::Test {
   DeviceState state{log, "DAC"};
 };
 
-TEST_F(DeviceStates, beginGone) {
+TEST_F(DeviceStates, BeginGone) {
   EXPECT_EQ(state.at(begin), gone);
   EXPECT_FALSE(state.isListed());
   EXPECT_FALSE(state.hasSink());
   EXPECT_EQ(state.before(), nullptr);
 }
 
-TEST_F(DeviceStates, waitForASinkForItsTimeAndNoLonger) {
+TEST_F(DeviceStates, WaitForASinkForItsTimeAndNoLonger) {
   state.listed(30, begin);
   EXPECT_EQ(state.sink(), 30U);
   state.expectSink(begin);
@@ -50,7 +50,7 @@ TEST_F(DeviceStates, waitForASinkForItsTimeAndNoLonger) {
   EXPECT_EQ(state.at(begin + limit), shared);
 }
 
-TEST_F(DeviceStates, stillWaitForTheSinkOfACableThatIsBackAtOnce) {
+TEST_F(DeviceStates, StillWaitForTheSinkOfACableThatIsBackAtOnce) {
   state.listed(30, begin);
   state.expectSink(begin);
   state.unlisted(false);
@@ -62,7 +62,7 @@ TEST_F(DeviceStates, stillWaitForTheSinkOfACableThatIsBackAtOnce) {
   EXPECT_EQ(state.at(begin + limit), withoutSink) << "and not of one that is back later";
 }
 
-TEST_F(DeviceStates, rememberHowTheCardWasBeforeItWasTaken) {
+TEST_F(DeviceStates, RememberHowTheCardWasBeforeItWasTaken) {
   state.listed(30, begin);
   state.cardTaken(wasShared);
   ASSERT_NE(state.before(), nullptr);
@@ -76,7 +76,7 @@ TEST_F(DeviceStates, rememberHowTheCardWasBeforeItWasTaken) {
   EXPECT_FALSE(state.before()->hadSink);
 }
 
-TEST_F(DeviceStates, rememberItAlsoWhileAnotherProgramHasTheCard) {
+TEST_F(DeviceStates, RememberItAlsoWhileAnotherProgramHasTheCard) {
   state.listed(std::nullopt, begin);
   state.cardTaken(wasShared);
   state.takenByAnother();
@@ -85,7 +85,7 @@ TEST_F(DeviceStates, rememberItAlsoWhileAnotherProgramHasTheCard) {
   EXPECT_TRUE(state.before()->hadSink);
 }
 
-TEST_F(DeviceStates, expectASinkForAReturnedCardWhereOneIsDue) {
+TEST_F(DeviceStates, ExpectASinkForAReturnedCardWhereOneIsDue) {
   state.listed(std::nullopt, begin);
   state.cardTaken(wasFree);
   state.cardReturned(false, begin);
@@ -98,7 +98,7 @@ TEST_F(DeviceStates, expectASinkForAReturnedCardWhereOneIsDue) {
   EXPECT_EQ(state.timeToSink(begin), limit);
 }
 
-TEST_F(DeviceStates, areGoneWhenThePulledCardIsLetGo) {
+TEST_F(DeviceStates, AreGoneWhenThePulledCardIsLetGo) {
   state.listed(30, begin);
   state.cardTaken(wasShared);
   state.unlisted(true);
@@ -113,7 +113,7 @@ TEST_F(DeviceStates, areGoneWhenThePulledCardIsLetGo) {
   EXPECT_EQ(state.at(begin), gone) << "no unit has it";
 }
 
-TEST_F(DeviceStates, refuseAndLogWhatCannotHappen) {
+TEST_F(DeviceStates, RefuseAndLogWhatCannotHappen) {
   state.cardTaken(wasShared);
   EXPECT_EQ(state.at(begin), gone);
   EXPECT_EQ(state.before(), nullptr);
@@ -126,7 +126,7 @@ TEST_F(DeviceStates, refuseAndLogWhatCannotHappen) {
 }
 
 /// Every sequence of four events, possible or not.
-TEST_F(DeviceStates, neverContradictThemselves) {
+TEST_F(DeviceStates, NeverContradictThemselves) {
   const std::vector<std::function<void(DeviceState&)>> events{
       [](auto& device) { device.listed(30, begin); },
       [](auto& device) { device.listed(std::nullopt, begin); },

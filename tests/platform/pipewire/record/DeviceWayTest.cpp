@@ -10,7 +10,7 @@ using Unit = DeviceWay::Unit;
 constexpr bool booleans[] = {false, true};
 constexpr Unit units[] = {Unit::none, Unit::onSink, Unit::onCard};
 
-TEST(DeviceWay, isTheOneOfTheTable) {
+TEST(DeviceWay, IsTheOneOfTheTable) {
   const struct {
     const char* what;
     DeviceWay way;
@@ -32,14 +32,14 @@ TEST(DeviceWay, isTheOneOfTheTable) {
   for (const auto& row : rows) EXPECT_EQ(leadsToCard(row.way), row.isCard) << row.what;
 }
 
-TEST(DeviceWay, neverLeadsToACardThatThereIsNot) {
+TEST(DeviceWay, NeverLeadsToACardThatThereIsNot) {
   for (const bool sink : booleans)
     for (const bool expected : booleans)
       for (const Unit unit : units)
         for (const bool ours : booleans) EXPECT_FALSE(leadsToCard({false, sink, expected, unit, ours}));
 }
 
-TEST(DeviceWay, isTheUnitsForAsLongAsThereIsOne) {
+TEST(DeviceWay, IsTheUnitsForAsLongAsThereIsOne) {
   for (const bool sink : booleans)
     for (const bool expected : booleans)
       for (const bool ours : booleans) {
@@ -48,7 +48,7 @@ TEST(DeviceWay, isTheUnitsForAsLongAsThereIsOne) {
       }
 }
 
-TEST(OwnerTold, isNobodyForAServerAndForOneWhoIsGivingTheCardASink) {
+TEST(OwnerTold, IsNobodyForAServerAndForOneWhoIsGivingTheCardASink) {
   constexpr std::int32_t nobody = -1;
   constexpr std::int32_t own = 100;
   constexpr std::int32_t other = 200;
@@ -61,7 +61,7 @@ TEST(OwnerTold, isNobodyForAServerAndForOneWhoIsGivingTheCardASink) {
   EXPECT_EQ(ownerTold(other, own, false, true), nobody);
 }
 
-TEST(CardBefore, tellsWhetherASinkIsDueAfterwards) {
+TEST(CardBefore, TellsWhetherASinkIsDueAfterwards) {
   EXPECT_TRUE(isSinkDue({.hadSink = true, .hadManager = true}, true)) << "it was the server's";
   EXPECT_TRUE(isSinkDue({.hadSink = true, .hadManager = true}, false)) << "and a manager may start again";
   EXPECT_TRUE(isSinkDue({.hadSink = false, .hadManager = false}, true)) << "the server came while it was ours";

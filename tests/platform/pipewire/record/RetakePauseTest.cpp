@@ -11,9 +11,9 @@ using std::chrono_literals::operator""s;
 
 constexpr RunLoop::TimePoint firstFailure{std::chrono::hours(7)};
 
-TEST(RetakePause, isOverBeforeAnythingHasFailed) { EXPECT_TRUE(RetakePause().isOver(RunLoop::TimePoint())); }
+TEST(RetakePause, IsOverBeforeAnythingHasFailed) { EXPECT_TRUE(RetakePause().isOver(RunLoop::TimePoint())); }
 
-TEST(RetakePause, isTwiceAsLongAfterEachFailureUpToEightMinutes) {
+TEST(RetakePause, IsTwiceAsLongAfterEachFailureUpToEightMinutes) {
   RetakePause pause;
   RunLoop::TimePoint now = firstFailure;
   for (const RunLoop::Duration length : {RunLoop::Duration(30s), RunLoop::Duration(1min), RunLoop::Duration(2min),
@@ -25,7 +25,7 @@ TEST(RetakePause, isTwiceAsLongAfterEachFailureUpToEightMinutes) {
   }
 }
 
-TEST(RetakePause, countsWhatIsLeft) {
+TEST(RetakePause, CountsWhatIsLeft) {
   RetakePause pause;
   EXPECT_EQ(pause.left(firstFailure), 0s);
   pause.attemptFailed(firstFailure);
@@ -34,14 +34,14 @@ TEST(RetakePause, countsWhatIsLeft) {
   EXPECT_EQ(pause.left(firstFailure + 31s), 0s);
 }
 
-TEST(RetakePause, staysAtItsLongestHoweverManyAttemptsFail) {
+TEST(RetakePause, StaysAtItsLongestHoweverManyAttemptsFail) {
   RetakePause pause;
   for (int i = 0; i < 200; ++i) pause.attemptFailed(firstFailure);
   EXPECT_FALSE(pause.isOver(firstFailure + RetakePause::longest - 1ns));
   EXPECT_TRUE(pause.isOver(firstFailure + RetakePause::longest));
 }
 
-TEST(RetakePause, beginsAnewWhenWhatStoodInTheWayHasGone) {
+TEST(RetakePause, BeginsAnewWhenWhatStoodInTheWayHasGone) {
   RetakePause pause;
   for (int i = 0; i < 5; ++i) pause.attemptFailed(firstFailure);
   pause.reset();

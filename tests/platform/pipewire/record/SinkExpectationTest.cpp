@@ -11,12 +11,12 @@ using std::chrono_literals::operator""s;
 constexpr RunLoop::TimePoint start{std::chrono::hours(7)};
 constexpr RunLoop::Duration none = RunLoop::Duration::zero();
 
-TEST(SinkExpectation, isNoneAtFirst) {
+TEST(SinkExpectation, IsNoneAtFirst) {
   EXPECT_FALSE(SinkExpectation().isPending(RunLoop::TimePoint()));
   EXPECT_EQ(SinkExpectation().left(start), none);
 }
 
-TEST(SinkExpectation, lastsForItsLimit) {
+TEST(SinkExpectation, LastsForItsLimit) {
   SinkExpectation expectation;
   expectation.begin(start);
   EXPECT_TRUE(expectation.isPending(start + SinkExpectation::limit - 1ns));
@@ -25,14 +25,14 @@ TEST(SinkExpectation, lastsForItsLimit) {
   EXPECT_EQ(expectation.left(start + SinkExpectation::limit + 1s), none);
 }
 
-TEST(SinkExpectation, endsWithTheSink) {
+TEST(SinkExpectation, EndsWithTheSink) {
   SinkExpectation expectation;
   expectation.begin(start);
   expectation.end();
   EXPECT_FALSE(expectation.isPending(start));
 }
 
-TEST(SinkExpectation, lastsAnewWhenTheSinkGoesAgain) {
+TEST(SinkExpectation, LastsAnewWhenTheSinkGoesAgain) {
   SinkExpectation expectation;
   expectation.begin(start);
   expectation.begin(start + 3s);

@@ -8,7 +8,7 @@ namespace {
 const std::string noReason;
 const std::string quieter = "the sink's volume is 0.512 of its samples";
 
-TEST(ToldAlteration, isNewsOnceAfterEachStartEvenWhereNothingIsAltered) {
+TEST(ToldAlteration, IsNewsOnceAfterEachStartEvenWhereNothingIsAltered) {
   ToldAlteration told;
   EXPECT_TRUE(told.isNews(noReason));
   told.tell(noReason);
@@ -17,7 +17,7 @@ TEST(ToldAlteration, isNewsOnceAfterEachStartEvenWhereNothingIsAltered) {
   EXPECT_TRUE(told.isNews(noReason));
 }
 
-TEST(ToldAlteration, isNewsWithEveryOtherReason) {
+TEST(ToldAlteration, IsNewsWithEveryOtherReason) {
   ToldAlteration told;
   told.tell(noReason);
   EXPECT_TRUE(told.isNews(quieter));
@@ -27,7 +27,7 @@ TEST(ToldAlteration, isNewsWithEveryOtherReason) {
   EXPECT_TRUE(told.isNews(noReason));
 }
 
-TEST(ToldAlteration, isWorthALineUnlessAStartFindsNothingAltered) {
+TEST(ToldAlteration, IsWorthALineUnlessAStartFindsNothingAltered) {
   ToldAlteration told;
   EXPECT_FALSE(told.isWorthALine(noReason));
   EXPECT_TRUE(told.isWorthALine(quieter));

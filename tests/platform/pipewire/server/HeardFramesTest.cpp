@@ -22,7 +22,7 @@ std::int64_t unheard(std::int64_t left, std::uint32_t graphRate, RunLoop::Durati
   return rendered - framesHeardAtMost(first, now + since, rendered, clientRate);
 }
 
-TEST(HeardFrames, areTheRenderedOnesWithoutWhatTheHardwareHasLeft) {
+TEST(HeardFrames, AreTheRenderedOnesWithoutWhatTheHardwareHasLeft) {
   const auto first = firstFrameHeardAt(now, 2048, rate, 4 * cycle, rate);
   const std::int64_t rendered = 5 * cycle;
   EXPECT_EQ(framesHeard(first, now, rendered, rate), 2048);
@@ -30,13 +30,13 @@ TEST(HeardFrames, areTheRenderedOnesWithoutWhatTheHardwareHasLeft) {
   EXPECT_EQ(framesHeard(first, now - 100ms, rendered, rate), 0);
 }
 
-TEST(HeardFrames, standStillWhenTheGraphAsksForNoMore) {
+TEST(HeardFrames, StandStillWhenTheGraphAsksForNoMore) {
   const auto first = firstFrameHeardAt(now, 2048, rate, 4 * cycle, rate);
   EXPECT_EQ(framesHeard(first, now + 10s, 5 * cycle, rate), 5 * cycle);
   EXPECT_EQ(framesHeardAtMost(first, now + 10s, 5 * cycle, rate), 5 * cycle);
 }
 
-TEST(HeardFrames, goOnEvenlyFromCycleToCycle) {
+TEST(HeardFrames, GoOnEvenlyFromCycleToCycle) {
   std::int64_t last = -1;
   int looks = 0;
   for (int number = 0; number < 100; ++number) {
@@ -54,13 +54,13 @@ TEST(HeardFrames, goOnEvenlyFromCycleToCycle) {
   EXPECT_EQ(looks, 300);
 }
 
-TEST(HeardFrames, areTheClientsAndNotTheGraphs) {
+TEST(HeardFrames, AreTheClientsAndNotTheGraphs) {
   const auto first = firstFrameHeardAt(now, 4800, 48000, 19200, 96000);
   EXPECT_EQ(framesHeard(first, now, 19200, 96000), 9600);
   EXPECT_EQ(framesHeard(first, now + 50ms, 19200, 96000), 14400);
 }
 
-TEST(FramesNotHeard, areFewerTheLongerTheHardwareHasPlayedOn) {
+TEST(FramesNotHeard, AreFewerTheLongerTheHardwareHasPlayedOn) {
   EXPECT_EQ(unheard(2528, rate, 0ms, 4096, rate), 2048);
   EXPECT_EQ(unheard(2528, rate, 10ms, 4096, rate), 2048 - 480);
   EXPECT_EQ(unheard(2528, rate, 42ms, 4096, rate), 2048 - 2016);
@@ -68,7 +68,7 @@ TEST(FramesNotHeard, areFewerTheLongerTheHardwareHasPlayedOn) {
   EXPECT_EQ(unheard(2048, rate, 10s, 4096, rate), 0) << "the server had been dead for long when the player noticed";
 }
 
-TEST(FramesNotHeard, areNoneOfThoseThatACardHasPlayedSinceItsLastStep) {
+TEST(FramesNotHeard, AreNoneOfThoseThatACardHasPlayedSinceItsLastStep) {
   // The loopback card reports its position by the tick of the kernel, here just before the next one.
   constexpr std::int64_t tick = 192;
   constexpr std::int64_t reported = 2400;
@@ -80,7 +80,7 @@ TEST(FramesNotHeard, areNoneOfThoseThatACardHasPlayedSinceItsLastStep) {
   EXPECT_EQ(moments, 450);
 }
 
-TEST(FramesNotHeard, areTheClientsFrames) {
+TEST(FramesNotHeard, AreTheClientsFrames) {
   EXPECT_EQ(unheard(5280, 48000, 0ms, 19200, 96000), 9600);
   EXPECT_EQ(unheard(5280, 48000, 50ms, 19200, 44100), 2205);
   EXPECT_EQ(unheard(481, 48000, 0ms, 4800, 44100), 0) << "half a frame counts as heard";

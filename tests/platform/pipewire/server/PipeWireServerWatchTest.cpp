@@ -13,7 +13,7 @@
 namespace tolvane {
 namespace {
 
-TEST(PipeWireSocket, isWhereTheEnvironmentSays) {
+TEST(PipeWireSocket, IsWhereTheEnvironmentSays) {
   using Variables = std::map<std::string, std::string>;
   const struct {
     Variables variables;

@@ -45,12 +45,12 @@ class PodWriter {
   spa_pod_frame frame_{};
 };
 
-TEST(SpaFormat, ofAStreamIsReadBackAsItWasWritten) {
+TEST(SpaFormat, OfAStreamIsReadBackAsItWasWritten) {
   const SpaPodBuffer buffer = streamFormatPod(96000, {left, right});
   EXPECT_EQ(parseFormat(buffer.pod()), (PipeWireFormat{96000, 2, {left, right}}));
 }
 
-TEST(SpaFormat, isNothingWhereThereIsNoPcm) {
+TEST(SpaFormat, IsNothingWhereThereIsNoPcm) {
   EXPECT_EQ(parseFormat(nullptr), std::nullopt);
   PodWriter props(SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
   EXPECT_EQ(parseFormat(props.pod()), std::nullopt);
@@ -60,7 +60,7 @@ TEST(SpaFormat, isNothingWhereThereIsNoPcm) {
   EXPECT_EQ(parseFormat(video.pod()), std::nullopt);
 }
 
-TEST(SpaFormatChoice, givesTheRatesOfEveryKindOfChoice) {
+TEST(SpaFormatChoice, GivesTheRatesOfEveryKindOfChoice) {
   const struct {
     spa_choice_type kind;
     std::initializer_list<int> values;
@@ -176,7 +176,7 @@ TEST(SpaProps, KeepTheNumbersOfPropertiesThatAreNotKnown) {
   EXPECT_THAT(props.unknownKeys, ElementsAre(0x1001F));
 }
 
-TEST(SpaProfile, isReadBackAsItWasWritten) {
+TEST(SpaProfile, IsReadBackAsItWasWritten) {
   const SpaPodBuffer buffer = profilePod(3);
   const auto profile = parseProfile(buffer.pod());
   ASSERT_TRUE(profile);

@@ -17,7 +17,7 @@ PROGRAM = pathlib.Path("/tmp/bin/contract_pipewire")
 REPLUG = pathlib.Path("/tmp/replug")
 LIMIT = 400  # seconds of the machine's time
 # What cannot hold over a sound server, and why.
-EXCEPT = {"RemovalContract.aUnitThatLostItsDevicePlaysOnlyAfterANewInitialisation":
+EXCEPT = {"RemovalContract.AUnitThatLostItsDevicePlaysOnlyAfterANewInitialisation":
           "a stopped unit finds its sink again when it is started, as it must after a pause in which the server was restarted"}
 WITH_OTHERS = ("HeardContract", "ContestedDeviceContract", "RemovalContract")
 
