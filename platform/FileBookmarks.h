@@ -1,7 +1,7 @@
 #pragma once
-// The contract for finding a file again in a later run of the program, even if it has been renamed meanwhile. Any
-// thread, several at once; blocks on the disk, without a limit on a dead share. Needs no permission beyond reading the
-// file.
+// The contract for finding a file again in a later run of the program, even if it has been renamed meanwhile. The URL
+// that a bookmark gives back has the excerpt of the URL that it was made of. Any thread, several at once; blocks on the
+// disk, without a limit on a dead share. Needs no permission beyond reading the file.
 
 #include <expected>
 #include <optional>

@@ -1,8 +1,25 @@
 #include "platform/FileURL.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tolvane {
+
+FileURL::FileURL(std::string path, std::optional<FileExcerpt> excerpt)
+    : path_(std::move(path)), excerpt_(excerpt ? std::make_shared<const FileExcerpt>(*std::move(excerpt)) : nullptr) {}
+
+bool FileURL::operator==(const FileURL& other) const {
+  if (path_ != other.path_) return false;
+  if (excerpt_ == other.excerpt_) return true;
+  return excerpt_ && other.excerpt_ && *excerpt_ == *other.excerpt_;
+}
+
+std::strong_ordering FileURL::operator<=>(const FileURL& other) const {
+  if (const auto order = path_ <=> other.path_; order != 0) return order;
+  if (excerpt_ == other.excerpt_) return std::strong_ordering::equal;
+  if (!excerpt_ || !other.excerpt_) return excerpt_ ? std::strong_ordering::greater : std::strong_ordering::less;
+  return *excerpt_ <=> *other.excerpt_;
+}
 
 std::string_view FileURL::lastPathComponent() const {
   std::string_view rest = path_;

@@ -23,6 +23,10 @@ struct MusicTags {
   bool operator==(const MusicTags&) const = default;
 };
 
+/// Of a track that a CUE sheet names: what the sheet states, and the file's where it states nothing. A title is that of
+/// the file only where the track is the whole of it.
+[[nodiscard]] MusicTags tagsOfTrack(MusicTags ofFile, const FileURL& url);
+
 /// A picture as it was found: its first bytes identify its format; the rest is not verified.
 struct Cover {
   enum class Format : std::uint8_t { jpeg, png };
@@ -39,7 +43,7 @@ class MusicTagReader {
  public:
   virtual ~MusicTagReader() = default;
 
-  /// All empty where the file has no tags, or cannot be read.
+  /// As tagsOfTrack() has it; all empty where the file has no tags, or cannot be read, and no sheet states any.
   [[nodiscard]] virtual MusicTags tags(const FileURL& url, const std::stop_token& stop) const = 0;
 
   /// The front cover embedded in the file; else the cover picture of its folder.

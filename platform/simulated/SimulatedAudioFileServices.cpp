@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <span>
+#include <type_traits>
 
 namespace tolvane {
 namespace {
@@ -146,6 +147,26 @@ class CompressedReader final : public ExtAudioFile {
   std::uint64_t position_ = 0;
 };
 
+/// Announcements and faults count in the part.
+SimulatedPCMFile partOf(SimulatedPCMFile file, const FileExcerpt& excerpt) {
+  const std::uint64_t frameBytes = std::max(file.format.mBytesPerFrame, 1U);
+  const auto frames = framesOf(excerpt, file.format.mSampleRate, file.data.size() / frameBytes);
+  const auto begin = file.data.begin();
+  file.data = std::vector<std::byte>(begin + static_cast<std::ptrdiff_t>(frames.first * frameBytes),
+                                     begin + static_cast<std::ptrdiff_t>(frames.end * frameBytes));
+  return file;
+}
+
+SimulatedCompressedFile partOf(SimulatedCompressedFile file, const FileExcerpt& excerpt) {
+  const std::uint64_t channels = std::max(file.format.mChannelsPerFrame, 1U);
+  const auto frames = framesOf(excerpt, file.format.mSampleRate, file.samples.size() / channels);
+  const auto begin = file.samples.begin();
+  file.samples = std::vector<float>(begin + static_cast<std::ptrdiff_t>(frames.first * channels),
+                                    begin + static_cast<std::ptrdiff_t>(frames.end * channels));
+  file.signature.reset();
+  return file;
+}
+
 }  // namespace
 
 void SimulatedReadings::setGate(Gate gate) {
@@ -195,14 +216,14 @@ void SimulatedAudioFileServices::setFinding(const FileURL& url, FileFinding find
 FileFinding SimulatedAudioFileServices::examine(const FileURL& url) const {
   if (readings_->pass(url, "examine", nullptr) != noErr) return {};
   const std::lock_guard lock(mutex_);
-  if (const auto found = findings_.find(url); found != findings_.end()) return found->second;
-  return {.place = files_.contains(url) ? FilePlace::file : FilePlace::nothing};
+  if (const auto found = findings_.find(url.file()); found != findings_.end()) return found->second;
+  return {.place = files_.contains(url.file()) ? FilePlace::file : FilePlace::nothing};
 }
 
 std::optional<FileVersion> SimulatedAudioFileServices::fileVersion(const FileURL& url) const {
   if (readings_->pass(url, "fileVersion", nullptr) != noErr) return std::nullopt;
   const std::lock_guard lock(mutex_);
-  const auto version = versions_.find(url);
+  const auto version = versions_.find(url.file());
   return version != versions_.end() ? std::optional(FileVersion{.inode = version->second}) : std::nullopt;
 }
 
@@ -211,9 +232,15 @@ std::expected<SimulatedAudioFileServices::File, OSStatus> SimulatedAudioFileServ
   ++openCount_;
   if (const OSStatus status = readings_->pass(url, call, progress); status != noErr) return std::unexpected(status);
   const std::lock_guard lock(mutex_);
-  const auto found = files_.find(url);
+  const auto found = files_.find(url.file());
   if (found == files_.end()) return std::unexpected(kAudioFileFileNotFoundError);
-  return found->second;
+  if (!url.isPartOfFile()) return found->second;
+  return std::visit(
+      [&](const auto& file) -> File {
+        using Simulated = std::remove_cvref_t<decltype(*file)>;
+        return std::make_shared<const Simulated>(partOf(*file, *url.excerpt()));
+      },
+      found->second);
 }
 
 std::expected<std::unique_ptr<AudioFile>, OSStatus> SimulatedAudioFileServices::openAudioFile(

@@ -1,8 +1,30 @@
 #include "platform/simulated/SimulatedFileBookmarks.h"
 
+#include <algorithm>
 #include <charconv>
+#include <string_view>
+#include <utility>
 
 namespace tolvane {
+
+namespace {
+
+/// "path", or "path\0excerpt".
+std::string placeText(const FileURL& url) {
+  return url.excerpt() == nullptr ? url.path() : url.path() + '\0' + encodedExcerpt(*url.excerpt());
+}
+
+FileURL placeOf(std::string_view text) {
+  const auto end = std::min(text.find('\0'), text.size());
+  std::string path(text.substr(0, end));
+  return end < text.size() ? FileURL(std::move(path), decodedExcerpt(text.substr(end + 1))) : FileURL(std::move(path));
+}
+
+std::optional<FileExcerpt> excerptOf(const FileURL& url) {
+  return url.excerpt() != nullptr ? std::optional(*url.excerpt()) : std::nullopt;
+}
+
+}  // namespace
 
 void SimulatedFileBookmarks::add(const FileURL& url) {
   const auto [entry, isNew] = identities_.try_emplace(url, lastIdentity_ + 1);
@@ -43,18 +65,20 @@ void SimulatedFileBookmarks::failMaking(const FileURL& url, const std::string& e
 }
 
 std::expected<FileBookmark, std::string> SimulatedFileBookmarks::make(const FileURL& url) {
-  if (const auto error = errors_.find(url); error != errors_.end()) return std::unexpected(error->second);
-  const auto entry = identities_.find(url);
+  if (const auto error = errors_.find(url.file()); error != errors_.end()) return std::unexpected(error->second);
+  const auto entry = identities_.find(url.file());
   if (entry == identities_.end()) return std::unexpected("The file does not exist.");
   ++madeCount_;
-  return std::to_string(entry->second) + ":" + url.path();
+  return std::to_string(entry->second) + ":" + placeText(url);
 }
 
-std::optional<FileBookmark> SimulatedFileBookmarks::makeOfPath(const FileURL& url) const { return "0:" + url.path(); }
+std::optional<FileBookmark> SimulatedFileBookmarks::makeOfPath(const FileURL& url) const {
+  return "0:" + placeText(url);
+}
 
 std::optional<FileURL> SimulatedFileBookmarks::storedURL(const FileBookmark& bookmark) const {
   const auto end = bookmark.find(':');
-  return end != FileBookmark::npos ? std::optional(FileURL(bookmark.substr(end + 1))) : std::nullopt;
+  return end != FileBookmark::npos ? std::optional(placeOf(std::string_view(bookmark).substr(end + 1))) : std::nullopt;
 }
 
 std::vector<std::optional<ResolvedBookmark>> SimulatedFileBookmarks::resolve(std::span<const FileBookmark> bookmarks) {
@@ -68,12 +92,14 @@ std::optional<ResolvedBookmark> SimulatedFileBookmarks::resolved(const FileBookm
   Identity identity = 0;
   const auto [end, error] = std::from_chars(bookmark.data(), bookmark.data() + bookmark.size(), identity);
   if (error != std::errc{} || end == bookmark.data() + bookmark.size() || *end != ':') return std::nullopt;
-  const auto named = identity == 0 ? identities_.find(FileURL(std::string(end + 1))) : identities_.end();
+  const FileURL stored =
+      placeOf(std::string_view(bookmark).substr(static_cast<std::size_t>(end + 1 - bookmark.data())));
+  const auto named = identity == 0 ? identities_.find(stored.file()) : identities_.end();
   const bool isOfPath = named != identities_.end();
   const auto place = places_.find(isOfPath ? named->second : identity);
   if (place == places_.end()) return std::nullopt;
-  return ResolvedBookmark{.url = place->second,
-                          .isStale = isOfPath || place->second.path() != end + 1,
+  return ResolvedBookmark{.url = FileURL(place->second.path(), excerptOf(stored)),
+                          .isStale = isOfPath || place->second.path() != stored.path(),
                           .isReadable = !unreadable_.contains(place->second)};
 }
 

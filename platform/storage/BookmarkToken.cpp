@@ -9,6 +9,7 @@ namespace tolvane {
 namespace {
 
 constexpr std::string_view mark = "TVB1";
+constexpr std::string_view excerptMark = "TVB2";  ///< an excerpt, behind its size, stands before the path
 constexpr std::size_t headerSize = mark.size() + 8 + 8 + 8 + 4 + 8 + 8;
 
 /// Little-endian, so that a home folder may move between machines.
@@ -25,24 +26,40 @@ T take(std::string_view& bytes) {
   return number;
 }
 
+/// From the front of `bytes`; false where there is none.
+bool takeExcerpt(std::string_view& bytes, std::optional<FileExcerpt>& excerpt) {
+  if (bytes.size() < sizeof(std::uint32_t)) return false;
+  const auto size = take<std::uint32_t>(bytes);
+  if (size > bytes.size()) return false;
+  excerpt = decodedExcerpt(bytes.substr(0, size));
+  bytes.remove_prefix(size);
+  return excerpt.has_value();
+}
+
 }  // namespace
 
 FileBookmark encoded(const BookmarkToken& token) {
   FileBookmark bytes;
   bytes.reserve(headerSize + token.path.size());
-  bytes += mark;
+  bytes += token.excerpt ? excerptMark : mark;
   append(bytes, token.identity.device);
   append(bytes, token.identity.inode);
   append(bytes, std::bit_cast<std::uint64_t>(token.identity.bornSeconds));
   append(bytes, token.identity.bornNanoseconds);
   append(bytes, token.identity.size);
   append(bytes, token.folderInode);
+  if (token.excerpt) {
+    const std::string excerpt = encodedExcerpt(*token.excerpt);
+    append(bytes, static_cast<std::uint32_t>(excerpt.size()));
+    bytes += excerpt;
+  }
   bytes += token.path;
   return bytes;
 }
 
 std::optional<BookmarkToken> decodedToken(std::string_view bytes) {
-  if (bytes.size() <= headerSize || !bytes.starts_with(mark)) return std::nullopt;
+  const bool hasExcerpt = bytes.starts_with(excerptMark);
+  if (bytes.size() <= headerSize || (!hasExcerpt && !bytes.starts_with(mark))) return std::nullopt;
   bytes.remove_prefix(mark.size());
   BookmarkToken token;
   token.identity.device = take<std::uint64_t>(bytes);
@@ -51,7 +68,8 @@ std::optional<BookmarkToken> decodedToken(std::string_view bytes) {
   token.identity.bornNanoseconds = take<std::uint32_t>(bytes);
   token.identity.size = take<std::uint64_t>(bytes);
   token.folderInode = take<std::uint64_t>(bytes);
-  if (bytes.front() != '/' || bytes.size() >= PATH_MAX || bytes.contains('\0')) return std::nullopt;
+  if (hasExcerpt && !takeExcerpt(bytes, token.excerpt)) return std::nullopt;
+  if (!bytes.starts_with('/') || bytes.size() >= PATH_MAX || bytes.contains('\0')) return std::nullopt;
   token.path = bytes;
   return token;
 }

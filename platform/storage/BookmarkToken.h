@@ -1,5 +1,6 @@
 #pragma once
-// A bookmark as bytes: a path, which need not be UTF-8, and the identity of the file that lay there. Pure.
+// A bookmark as bytes: a path, which need not be UTF-8, the identity of the file that lay there, and which part of it
+// is meant. Pure.
 
 #include <cstdint>
 #include <optional>
@@ -15,6 +16,7 @@ struct BookmarkToken {
   std::string path;
   FileIdentity identity;          ///< all zero: only the path is known
   std::uint64_t folderInode = 0;  ///< of the folder in which it lay; 0 when unknown
+  std::optional<FileExcerpt> excerpt{};  ///< nothing: the whole file
 
   bool operator==(const BookmarkToken&) const = default;
 };

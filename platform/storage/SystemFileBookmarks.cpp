@@ -20,9 +20,13 @@ struct MissingFile {
 using Results = std::vector<std::optional<ResolvedBookmark>>;
 
 /// The file at a path that was just seen. With the rights with which it will be opened.
-ResolvedBookmark found(std::string path, bool isStale) {
+ResolvedBookmark found(std::string path, std::optional<FileExcerpt> excerpt, bool isStale) {
   const bool isReadable = ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
-  return {.url = FileURL(std::move(path)), .isStale = isStale, .isReadable = isReadable};
+  return {.url = FileURL(std::move(path), std::move(excerpt)), .isStale = isStale, .isReadable = isReadable};
+}
+
+std::optional<FileExcerpt> excerptOf(const FileURL& url) {
+  return url.excerpt() != nullptr ? std::optional(*url.excerpt()) : std::nullopt;
 }
 
 std::optional<FileBookmark> encodedIfKept(const BookmarkToken& token) {
@@ -39,7 +43,7 @@ std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks,
     const auto facts = factsOfFile(token->path);
     const bool isOfPath = token->identity == FileIdentity{};
     if (facts && !facts->isFolder) {
-      results[index] = found(std::move(token->path), isOfPath);
+      results[index] = found(std::move(token->path), std::move(token->excerpt), isOfPath);
     } else if (!isOfPath) {
       missing.push_back({firstIndex + index, std::move(*token)});
     }
@@ -80,14 +84,16 @@ std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks,
 std::expected<FileBookmark, std::string> SystemFileBookmarks::make(const FileURL& url) {
   const auto facts = factsOfFile(url.path());
   if (!facts) return std::unexpected(std::generic_category().message(facts.error()));
-  auto bytes = encodedIfKept(
-      {.path = url.path(), .identity = facts->identity, .folderInode = inodeOfFolder(url.path())});
+  auto bytes = encodedIfKept({.path = url.path(),
+                              .identity = facts->identity,
+                              .folderInode = inodeOfFolder(url.path()),
+                              .excerpt = excerptOf(url)});
   if (!bytes) return std::unexpected("The path cannot be kept.");
   return *std::move(bytes);
 }
 
 std::optional<FileBookmark> SystemFileBookmarks::makeOfPath(const FileURL& url) const {
-  return encodedIfKept({.path = url.path(), .identity = {}, .folderInode = 0});
+  return encodedIfKept({.path = url.path(), .identity = {}, .folderInode = 0, .excerpt = excerptOf(url)});
 }
 
 std::uint64_t SystemFileBookmarks::inodeOfFolder(const std::string& path) {
@@ -106,7 +112,7 @@ std::uint64_t SystemFileBookmarks::inodeOfFolder(const std::string& path) {
 
 std::optional<FileURL> SystemFileBookmarks::storedURL(const FileBookmark& bookmark) const {
   auto token = decodedToken(bookmark);
-  return token ? std::optional(FileURL(std::move(token->path))) : std::nullopt;
+  return token ? std::optional(FileURL(std::move(token->path), std::move(token->excerpt))) : std::nullopt;
 }
 
 std::vector<std::optional<ResolvedBookmark>> SystemFileBookmarks::resolve(std::span<const FileBookmark> bookmarks) {
@@ -114,7 +120,7 @@ std::vector<std::optional<ResolvedBookmark>> SystemFileBookmarks::resolve(std::s
   auto missing = resolveInPlace(bookmarks, results);
   MovedFileSearch search(limits_);
   const auto take = [&results](const MissingFile& file, std::optional<std::string> place) {
-    if (place) results[file.index] = found(std::move(*place), true);
+    if (place) results[file.index] = found(std::move(*place), file.token.excerpt, true);
     return results[file.index].has_value();
   };
   std::erase_if(missing, [&](const MissingFile& file) { return take(file, search.inItsFolder(file.token)); });

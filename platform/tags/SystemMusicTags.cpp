@@ -35,7 +35,7 @@ class StoppableSource final : public ByteSource {
 
 MusicTags SystemMusicTags::tags(const FileURL& url, const std::stop_token& stop) const {
   const auto reader = FileReader::open(url);
-  return reader ? readMusicTags(StoppableSource(*reader, stop)) : MusicTags();
+  return tagsOfTrack(reader ? readMusicTags(StoppableSource(*reader, stop)) : MusicTags(), url);
 }
 
 std::optional<Cover> SystemMusicTags::cover(const FileURL& url, const std::stop_token& stop) const {

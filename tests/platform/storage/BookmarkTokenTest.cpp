@@ -32,6 +32,32 @@ TEST(BookmarkToken, BytesOfOthersAreNoToken) {
     EXPECT_EQ(decodedToken(encoded(token(path))), std::nullopt);
 }
 
+BookmarkToken tokenOfPart() {
+  BookmarkToken part = token("/a.flac");
+  part.excerpt = FileExcerpt{.first = 7, .end = 9, .title = "Title", .artist = "", .album = "Album", .trackNumber = 2};
+  return part;
+}
+
+TEST(BookmarkToken, AnExcerptSurvivesTheTrip) {
+  EXPECT_EQ(decodedToken(encoded(tokenOfPart())), tokenOfPart());
+  EXPECT_NE(decodedToken(encoded(tokenOfPart())), token("/a.flac"));
+}
+
+TEST(BookmarkToken, OfADamagedExcerptIsNone) {
+  const FileBookmark whole = encoded(tokenOfPart());
+  for (std::size_t size = 0; size <= whole.size() - std::string_view("/a.flac").size(); ++size)
+    EXPECT_EQ(decodedToken(whole.substr(0, size)), std::nullopt) << size;
+  const std::size_t excerptAt = encoded(token("")).size();
+  for (std::size_t at = excerptAt; at < excerptAt + 4; ++at) {
+    FileBookmark damaged = whole;
+    damaged[at] = '\x7F';
+    EXPECT_EQ(decodedToken(damaged), std::nullopt) << "a size that it does not have";
+  }
+}
+
+/// As versions of this program that knew no excerpts wrote it.
+TEST(BookmarkToken, OfAWholeFileStaysAsItWas) { EXPECT_TRUE(encoded(token("/a.wav")).starts_with("TVB1")); }
+
 TEST(FileIdentity, TheTimeOfBirthTellsAFileFromTheNextWithItsInode) {
   const FileIdentity file{.device = 1, .inode = 2, .bornSeconds = 3, .bornNanoseconds = 4, .size = 5};
   auto other = file;

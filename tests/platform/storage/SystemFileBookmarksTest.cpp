@@ -60,6 +60,18 @@ TEST_F(SystemBookmarks, ARenamedFileIsFoundAndReportedStale) {
   }
 }
 
+TEST_F(SystemBookmarks, ThePartOfAFileIsKeptWhereverTheFileGoes) {
+  const FileExcerpt excerpt{.first = 75, .end = 150, .title = "Title"};
+  const FileURL part(folder.write("a.flac", "x").path(), excerpt);
+  const auto bookmark = bookmarks.make(part).value();
+  EXPECT_EQ(resolved(bookmark), (ResolvedBookmark{.url = part}));
+  EXPECT_EQ(bookmarks.storedURL(bookmark), part);
+  EXPECT_EQ(bookmarks.storedURL(bookmarks.makeOfPath(part).value()), part);
+  rename("a.flac", "b.flac");
+  EXPECT_EQ(resolved(bookmark),
+            (ResolvedBookmark{.url = FileURL(folder.url("b.flac").path(), excerpt), .isStale = true}));
+}
+
 TEST_F(SystemBookmarks, AFileThatMovedNearbyIsFound) {
   struct Case {
     const char* from;

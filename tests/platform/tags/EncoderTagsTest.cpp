@@ -74,5 +74,19 @@ TEST_F(TagsOfEncoders, ID3OfTheFirstVersionIsRead) {
             (MusicTags{.title = "Vespers", .artist = "Ilse Brandt", .album = "Slow Water", .trackNumber = 6}));
 }
 
+TEST_F(TagsOfEncoders, TracksOfASheetHaveWhatTheSheetStates) {
+  run("lame --quiet --id3v1-only --tt Vespers --ta 'Ilse Brandt' --tl 'Slow Water' --tn 6 a.wav b.mp3");
+  const auto tagsOf = [&](const FileExcerpt& excerpt) {
+    return SystemMusicTags().tags(FileURL(folder.url("b.mp3").path(), excerpt), {});
+  };
+  EXPECT_EQ(tagsOf({.end = 75, .title = "One", .artist = "Trio", .album = "Evening", .trackNumber = 1}),
+            (MusicTags{.title = "One", .artist = "Trio", .album = "Evening", .trackNumber = 1}));
+  EXPECT_EQ(tagsOf({.end = 75, .title = "One"}),
+            (MusicTags{.title = "One", .artist = "Ilse Brandt", .album = "Slow Water", .trackNumber = 6}));
+  EXPECT_EQ(tagsOf({.first = 75}).title, "") << "the file's title is not that of a part";
+  EXPECT_EQ(tagsOf({}).title, "Vespers") << "but that of the whole";
+  EXPECT_EQ(SystemMusicTags().tags(FileURL("/missing.mp3", FileExcerpt{.title = "One"}), {}).title, "One");
+}
+
 }  // namespace
 }  // namespace tolvane::test
