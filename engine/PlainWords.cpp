@@ -30,6 +30,8 @@ constexpr std::array messages{
     PlainMessage{"The decoded track exceeds the in-memory playback limit.", tooLong},
     PlainMessage{"The PCM track exceeds the in-memory playback limit.", tooLong},
     PlainMessage{"The track is too large to decode safely.", "The file states a length that no track can have."},
+    PlainMessage{"The track begins behind the end of its file.",
+                 "The file ends before this track of its CUE sheet begins."},
     PlainMessage{"The audio decoder could not be created.", unreadable},
     PlainMessage{"The PCM file could not be opened.", unreadable},
     PlainMessage{"The file has an invalid PCM format.", "The file states no usable sample rate or number of channels."},

@@ -21,6 +21,7 @@ SourceFormatInfo sourceFormatInfo(std::expected<std::int32_t, OSStatus> property
 }
 
 constexpr const char* decodedTooLarge = "The decoded track exceeds the in-memory playback limit.";
+constexpr const char* behindTheEnd = "The track begins behind the end of its file.";
 constexpr const char* pcmTooLarge = "The PCM track exceeds the in-memory playback limit.";
 
 /// Bytes of a block of `frames` frames, or the message for the limit that it exceeds.
@@ -145,6 +146,8 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
 
   const auto length = decoder->fileLengthFrames();
   if (!length) return failure("Reading the track length", length.error());
+  if (*length == 0 && url.isPartOfFile())
+    return failureOfNoFrames(behindTheEnd, decoder->announcedFrames(), client.mSampleRate);
   const auto bytes = blockBytes(*length, client.mBytesPerFrame);
   if (!bytes) return std::unexpected(bytes.error());
 
@@ -182,7 +185,8 @@ Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url, Re
   const auto byteCount = file->audioDataByteCount();
   if (!byteCount) return failure("Reading the PCM data size", byteCount.error());
   const auto announced = announcedFrames(*file, *format);
-  if (*byteCount < 1) return failureOfNoFrames(pcmTooLarge, announced, format->mSampleRate);
+  if (*byteCount < 1)
+    return failureOfNoFrames(url.isPartOfFile() ? behindTheEnd : pcmTooLarge, announced, format->mSampleRate);
   if (*byteCount > maximumBlockBytes) return failure(pcmTooLarge);
 
   auto block = allocateBlock(*byteCount);

@@ -24,7 +24,8 @@
 
 namespace tolvane {
 
-/// An open audio file (AudioFileOpenURL) and its data as it lies on disk.
+/// An open audio file (AudioFileOpenURL) and its data as it lies on disk. Of a URL with an excerpt all of this is about
+/// that part alone.
 class AudioFile {
  public:
   virtual ~AudioFile() = default;
@@ -55,7 +56,8 @@ class AudioFile {
 /// bits, little-endian (the definition of FLAC).
 using SampleSignature = std::array<std::byte, 16>;
 
-/// An open compressed file (ExtAudioFileOpenURL) that is read as PCM in a client format.
+/// An open compressed file (ExtAudioFileOpenURL) that is read as PCM in a client format. Of a URL with an excerpt it is
+/// that part alone, with the samples that it has in the whole.
 class ExtAudioFile {
  public:
   virtual ~ExtAudioFile() = default;
@@ -66,7 +68,7 @@ class ExtAudioFile {
   /// kExtAudioFileProperty_FileChannelLayout: as AudioFile::channelLayout(); the client's channels are in this order.
   [[nodiscard]] virtual ChannelLayout channelLayout() const = 0;
 
-  /// What the encoder stored for the whole track; nothing if it stored none.
+  /// What the encoder stored for the whole track; nothing if it stored none, and for a part of a file.
   [[nodiscard]] virtual std::optional<SampleSignature> signature() const { return std::nullopt; }
 
   /// kExtAudioFileProperty_ClientDataFormat: interleaved 32-bit native float at the file's rate and channels is

@@ -15,10 +15,17 @@ std::string matchSentence(const DeliveryReport& report) {
     case DeliveryReport::Reference::signature:
       return all + " match the signature that the encoder stored in this file.";
     case DeliveryReport::Reference::fileData:
-      return fmt::format("{} are those of this file's sample data{}.", all, rounded);
+      return report.url.isPartOfFile()
+                 ? fmt::format("{} are those of this track in the sample data of its file{}.", all, rounded)
+                 : fmt::format("{} are those of this file's sample data{}.", all, rounded);
     case DeliveryReport::Reference::decoded:
       break;
   }
+  if (report.url.isPartOfFile())
+    return fmt::format(
+        "{} are those that the decoder made of this part of a file{}. Whether they are the encoder's cannot be said: "
+        "a signature covers a whole file.",
+        all, rounded);
   return fmt::format("{} are those that the decoder made of this file{}; it has no signature of its samples.", all,
                      rounded);
 }

@@ -6,6 +6,7 @@
 #include "platform/codecs/bytes/CancellableSource.h"
 #include "platform/codecs/decoding/DecodedAudioFile.h"
 #include "platform/codecs/decoding/EncodedAudioFile.h"
+#include "platform/codecs/decoding/ExcerptTrack.h"
 #include "platform/codecs/FileRecognition.h"
 #include "platform/codecs/flac/FlacTrack.h"
 #include "platform/codecs/pcm/LinearPCMFile.h"
@@ -31,7 +32,23 @@ Opened unlessCancelled(Opened opened, const ReadingProgress* progress) {
   return opened;
 }
 
-OpenedPCM openPCM(std::shared_ptr<const ByteSource> source) {
+bool isPart(const FileExcerpt* excerpt) { return excerpt != nullptr && !excerpt->isWholeFile(); }
+
+/// Data whose frames have no size is refused later, excerpt or not.
+PcmFileLayout cutOut(PcmFileLayout layout, const FileExcerpt& excerpt) {
+  const std::uint64_t frameBytes = layout.format.mBytesPerFrame;
+  if (frameBytes == 0) return layout;
+  const auto framesIn = [&](std::uint64_t bytes) {
+    return framesOf(excerpt, layout.format.mSampleRate, bytes / frameBytes);
+  };
+  const auto held = framesIn(layout.dataByteCount);
+  if (layout.announcedByteCount) layout.announcedByteCount = framesIn(*layout.announcedByteCount).count() * frameBytes;
+  layout.dataOffset += held.first * frameBytes;
+  layout.dataByteCount = held.count() * frameBytes;
+  return layout;
+}
+
+OpenedPCM openPCM(std::shared_ptr<const ByteSource> source, const FileExcerpt* excerpt) {
   const auto file = recogniseFile(*source);
   if (!file) return std::unexpected(file.error());
   if (file->kind == AudioFileKind::unknown) return std::unexpected(kAudioFileUnsupportedFileTypeError);
@@ -43,7 +60,7 @@ OpenedPCM openPCM(std::shared_ptr<const ByteSource> source) {
   const auto layout =
       file->kind == AudioFileKind::wav ? readWavLayout(*source, file->offset) : readAiffLayout(*source, file->offset);
   if (!layout) return std::unexpected(layout.error());
-  return std::make_unique<LinearPCMFile>(std::move(source), *layout);
+  return std::make_unique<LinearPCMFile>(std::move(source), isPart(excerpt) ? cutOut(*layout, *excerpt) : *layout);
 }
 
 std::expected<std::unique_ptr<EncodedTrack>, OSStatus> openTrack(const std::shared_ptr<const ByteSource>& source) {
@@ -62,21 +79,23 @@ std::expected<std::unique_ptr<EncodedTrack>, OSStatus> openTrack(const std::shar
 }
 
 OpenedEncoded openDecoded(const std::shared_ptr<const ByteSource>& source, const SegmentLimits& limits,
-                          ReadingProgress* progress) {
+                          ReadingProgress* progress, const FileExcerpt* excerpt) {
   auto track = openTrack(source);
   if (!track) return std::unexpected(track.error());
+  if (isPart(excerpt)) *track = std::make_unique<ExcerptTrack>(std::move(*track), *excerpt);
   return std::make_unique<DecodedAudioFile>(source, std::move(*track), limits, progress);
 }
 
 }  // namespace
 
-OpenedPCM openLinearPCM(std::shared_ptr<const ByteSource> source, ReadingProgress* progress) {
-  return unlessCancelled(openPCM(watched(std::move(source), progress)), progress);
+OpenedPCM openLinearPCM(std::shared_ptr<const ByteSource> source, ReadingProgress* progress,
+                        const FileExcerpt* excerpt) {
+  return unlessCancelled(openPCM(watched(std::move(source), progress), excerpt), progress);
 }
 
 OpenedEncoded openEncoded(std::shared_ptr<const ByteSource> source, const SegmentLimits& limits,
-                          ReadingProgress* progress) {
-  return unlessCancelled(openDecoded(watched(std::move(source), progress), limits, progress), progress);
+                          ReadingProgress* progress, const FileExcerpt* excerpt) {
+  return unlessCancelled(openDecoded(watched(std::move(source), progress), limits, progress, excerpt), progress);
 }
 
 }  // namespace tolvane

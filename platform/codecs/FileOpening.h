@@ -10,12 +10,14 @@
 
 namespace tolvane {
 
-/// As AudioFileServices::openAudioFile(). Known files of other kinds open too, and report their own format.
+/// As AudioFileServices::openAudioFile(). Known files of other kinds open too, and report their own format. Null for
+/// `excerpt`: the whole file.
 [[nodiscard]] std::expected<std::unique_ptr<AudioFile>, OSStatus> openLinearPCM(
-    std::shared_ptr<const ByteSource> source, ReadingProgress* progress);
+    std::shared_ptr<const ByteSource> source, ReadingProgress* progress, const FileExcerpt* excerpt = nullptr);
 
-/// As AudioFileServices::openExtAudioFile().
+/// As AudioFileServices::openExtAudioFile(). Null for `excerpt`: the whole file.
 [[nodiscard]] std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> openEncoded(
-    std::shared_ptr<const ByteSource> source, const SegmentLimits& limits, ReadingProgress* progress);
+    std::shared_ptr<const ByteSource> source, const SegmentLimits& limits, ReadingProgress* progress,
+    const FileExcerpt* excerpt = nullptr);
 
 }  // namespace tolvane

@@ -15,14 +15,14 @@ std::expected<std::unique_ptr<AudioFile>, OSStatus> SystemAudioFileServices::ope
                                                                                            ReadingProgress* progress) {
   auto reader = FileReader::open(url);
   if (!reader) return std::unexpected(reader.error());
-  return openLinearPCM(std::move(*reader), progress);
+  return openLinearPCM(std::move(*reader), progress, url.excerpt());
 }
 
 std::expected<std::unique_ptr<ExtAudioFile>, OSStatus> SystemAudioFileServices::openExtAudioFile(
     const FileURL& url, ReadingProgress* progress) {
   auto reader = FileReader::open(url);
   if (!reader) return std::unexpected(reader.error());
-  return openEncoded(std::move(*reader), limits_, progress);
+  return openEncoded(std::move(*reader), limits_, progress, url.excerpt());
 }
 
 std::optional<FileVersion> SystemAudioFileServices::fileVersion(const FileURL& url) const {

@@ -135,4 +135,17 @@ bool decodeInSegments(const OverlappingTrack& track, std::uint64_t bytesPerFrame
   return job.isProved();
 }
 
+DecodedStart decodeOverlappingStart(const OverlappingTrack& track, std::uint64_t bytesPerFrame,
+                                    std::span<std::byte> destination, const SegmentLimits& limits,
+                                    ReadingProgress& progress) {
+  StretchProgress whole(progress);
+  if (decodeInSegments(track, bytesPerFrame, destination, limits, whole)) {
+    return {destination.size() / bytesPerFrame, nullptr};
+  }
+  auto decoder = track.decoderAt(0);
+  if (!decoder) return {std::unexpected(decoder.error()), nullptr};
+  const auto frames = decodeStretch(**decoder, destination, bytesPerFrame, whole);
+  return {frames, std::move(*decoder)};
+}
+
 }  // namespace tolvane

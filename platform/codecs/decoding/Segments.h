@@ -38,4 +38,9 @@ class OverlappingTrack {
                                     std::span<std::byte> destination, const SegmentLimits& limits,
                                     StretchProgress& progress);
 
+/// As EncodedTrack::decodeStart() says, for such a track.
+[[nodiscard]] DecodedStart decodeOverlappingStart(const OverlappingTrack& track, std::uint64_t bytesPerFrame,
+                                                  std::span<std::byte> destination, const SegmentLimits& limits,
+                                                  ReadingProgress& progress);
+
 }  // namespace tolvane

@@ -8,6 +8,7 @@
 #include "platform/codecs/flac/FlacChannels.h"
 #include "platform/codecs/flac/FlacDecoder.h"
 #include "platform/codecs/flac/FlacScanner.h"
+#include "platform/codecs/flac/FlacSeek.h"
 #include "platform/codecs/flac/FlacSegments.h"
 #include "platform/codecs/flac/OggPayload.h"
 
@@ -15,18 +16,18 @@ namespace tolvane {
 
 namespace {
 
-/// Decodes and throws away so many frames, or as many as there are.
-OSStatus skipFrames(TrackDecoder& decoder, std::uint32_t channels, std::uint64_t count) {
+/// Decodes and throws away so many frames, or as many as there are. The number that is left.
+std::expected<std::uint64_t, OSStatus> skipFrames(TrackDecoder& decoder, std::uint32_t channels, std::uint64_t count) {
   constexpr std::uint64_t pieceFrames = 64 * 1024;
   std::vector<std::byte> piece(pieceFrames * channels * sizeof(float));
   while (count > 0) {
     const std::uint64_t wanted = std::min(pieceFrames, count);
     const auto done = decoder.decode(std::span(piece).first(wanted * channels * sizeof(float)));
-    if (!done) return done.error();
+    if (!done) return std::unexpected(done.error());
+    count -= *done;
     if (*done < wanted) break;
-    count -= wanted;
   }
-  return noErr;
+  return count;
 }
 
 }  // namespace
@@ -74,13 +75,28 @@ std::optional<SampleSignature> FlacTrack::signature() const {
 }
 
 std::expected<std::unique_ptr<TrackDecoder>, OSStatus> FlacTrack::decoderAt(std::uint64_t frame) const {
+  if (frame > 0) {
+    if (auto decoder = decoderFromNearby(frame)) return decoder;
+  }
   auto decoder = FlacDecoder::open(*source_, stream_, {stream_.firstBlock, stream_.firstFrame});
   if (!decoder) return std::unexpected(decoder.error());
   if (frame > 0) {
-    const OSStatus status = skipFrames(**decoder, stream_.channels, frame);
-    if (status != noErr) return std::unexpected(status);
+    const auto left = skipFrames(**decoder, stream_.channels, frame);
+    if (!left) return std::unexpected(left.error());
   }
   return std::move(*decoder);
+}
+
+/// Null where no block is found shortly before the frame, or what was taken for one is none: the number of the frame
+/// is then only known from the start.
+std::unique_ptr<TrackDecoder> FlacTrack::decoderFromNearby(std::uint64_t frame) const {
+  const std::uint64_t number = stream_.firstFrame + frame;
+  const auto place = findFlacPlaceBefore(*source_, stream_, number);
+  if (!place) return nullptr;
+  auto decoder = FlacDecoder::open(*source_, stream_, *place);
+  if (!decoder) return nullptr;
+  const bool isThere = skipFrames(**decoder, stream_.channels, number - place->frame) == 0;
+  return isThere ? std::move(*decoder) : nullptr;
 }
 
 DecodedStart FlacTrack::decodeStart(std::span<std::byte> destination, const SegmentLimits& limits,

@@ -23,13 +23,14 @@ class FlacTrack final : public EncodedTrack {
   [[nodiscard]] std::optional<SampleSignature> signature() const override;
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return frameCount_; }
   [[nodiscard]] std::optional<std::uint64_t> announcedFrames() const override;
-  /// Decodes all that lies before.
+  /// Decodes what lies shortly before; all that lies before where that does not lead to the frame.
   [[nodiscard]] std::expected<std::unique_ptr<TrackDecoder>, OSStatus> decoderAt(std::uint64_t frame) const override;
   [[nodiscard]] DecodedStart decodeStart(std::span<std::byte> destination, const SegmentLimits& limits,
                                          ReadingProgress& progress) const override;
 
  private:
   FlacTrack(std::shared_ptr<const ByteSource> source, std::uint64_t start, const FlacStream& stream);
+  [[nodiscard]] std::unique_ptr<TrackDecoder> decoderFromNearby(std::uint64_t frame) const;
 
   const std::shared_ptr<const ByteSource> source_;  ///< of Ogg its payload
   const std::uint64_t start_;                       ///< offset of the stream's marker in the source, in bytes

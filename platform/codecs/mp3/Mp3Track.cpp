@@ -27,15 +27,7 @@ std::expected<std::unique_ptr<TrackDecoder>, OSStatus> Mp3Track::decoderAt(std::
 
 DecodedStart Mp3Track::decodeStart(std::span<std::byte> destination, const SegmentLimits& limits,
                                    ReadingProgress& progress) const {
-  const std::uint64_t bytesPerFrame = format_.mChannelsPerFrame * sizeof(float);
-  StretchProgress whole(progress);
-  if (decodeInSegments(*this, bytesPerFrame, destination, limits, whole)) {
-    return {destination.size() / bytesPerFrame, nullptr};
-  }
-  auto decoder = decoderAt(0);
-  if (!decoder) return {std::unexpected(decoder.error()), nullptr};
-  const auto frames = decodeStretch(**decoder, destination, bytesPerFrame, whole);
-  return {frames, std::move(*decoder)};
+  return decodeOverlappingStart(*this, format_.mChannelsPerFrame * sizeof(float), destination, limits, progress);
 }
 
 }  // namespace tolvane

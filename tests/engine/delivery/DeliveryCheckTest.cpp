@@ -122,6 +122,14 @@ TEST(DeliveryCheckTest, ComparesADecodedTrackWithTheEncodersSignature) {
     EXPECT_EQ(unsignedFile.result, Result::matches);
     EXPECT_EQ(unsignedFile.reference, DeliveryReport::Reference::decoded);
     EXPECT_THAT(deliverySentence(unsignedFile), HasSubstr("no signature"));
+
+    track.track.url = FileURL("/a.flac", FileExcerpt{.first = 75});
+    const DeliveryReport part = reportOf(track, delivery);
+    EXPECT_EQ(part.result, Result::matches);
+    EXPECT_EQ(
+        deliverySentence(part),
+        "All 5,000 frames handed to the device are those that the decoder made of this part of a file. Whether they "
+        "are the encoder's cannot be said: a signature covers a whole file.");
   }
 }
 

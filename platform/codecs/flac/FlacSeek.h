@@ -1,0 +1,16 @@
+#pragma once
+// Finds a block near a frame of a FLAC stream without decoding. Any thread. A bounded number of bytes is read, however
+// long the stream is.
+
+#include <optional>
+
+#include "platform/codecs/flac/FlacDecoder.h"
+
+namespace tolvane {
+
+/// Where what looks like a block begins: before `frame` (a number as blocks state it), and close to it. Decoding
+/// from there shows whether it is one. Nothing where none is found behind the first block.
+[[nodiscard]] std::optional<FlacDecoder::Place> findFlacPlaceBefore(const ByteSource& source, const FlacStream& stream,
+                                                                    std::uint64_t frame);
+
+}  // namespace tolvane
