@@ -174,7 +174,7 @@ const char* answerTo(std::string_view argument) {
     return "Usage: tolvane-player [FILE...]\n"
            "Plays WAV, AIFF, FLAC and MP3 files without altering a sample. A FILE is one of these, a folder with "
            "music,\n"
-           "a playlist (M3U8, M3U), or a file: URI. Without any, the playlist of the last time is there.\n"
+           "a playlist (M3U8, M3U), a CUE sheet, or a file: URI. Without any, the playlist of the last time is there.\n"
            "More: man tolvane-player\n";
   }
   return nullptr;

@@ -26,12 +26,23 @@ inline constexpr std::array audioFormats{
         .name = "FLAC", .extensions = {"flac"}, .contentTypes = {"audio/flac", "audio/x-flac"}, .isEncoded = true},
 };
 
-/// Extensions of playlists (session/PlaylistFile). Lower case; in the order in which they are shown.
-inline constexpr std::array<std::string_view, 2> playlistExtensions{"m3u8", "m3u"};
-/// The most common one first. Desktops use either for both extensions; the second one is also used for network streams,
-/// which are not files and are not played.
-inline constexpr std::array<std::string_view, 2> playlistContentTypes{"audio/x-mpegurl",
-                                                                      "application/vnd.apple.mpegurl"};
+/// Files that name such files, or parts of them (session/PlaylistFile).
+struct PlaylistFormat {
+  std::string_view name;                           ///< as texts have it
+  std::array<std::string_view, 2> extensions;      ///< lower case; unused ones are empty
+  std::array<std::string_view, 2> contentTypes{};  ///< the usual one first; unused ones are empty
+  bool isSaved = false;                            ///< lists are also saved as it
+};
+
+/// In the order in which they are shown. Desktops use either content type of M3U for both its extensions; the second
+/// one is also used for network streams, which are not files and are not played.
+inline constexpr std::array playlistFormats{
+    PlaylistFormat{.name = "M3U",
+                   .extensions = {"m3u8", "m3u"},
+                   .contentTypes = {"audio/x-mpegurl", "application/vnd.apple.mpegurl"},
+                   .isSaved = true},
+    PlaylistFormat{.name = "CUE", .extensions = {"cue"}, .contentTypes = {"application/x-cue"}},
+};
 
 /// By the extension, in lower case; null: not a supported format.
 [[nodiscard]] constexpr const AudioFormat* audioFormatOf(std::string_view extension) {
@@ -42,12 +53,29 @@ inline constexpr std::array<std::string_view, 2> playlistContentTypes{"audio/x-m
   return nullptr;
 }
 
+/// By the extension, in lower case; null: none of them.
+[[nodiscard]] constexpr const PlaylistFormat* playlistFormatOf(std::string_view extension) {
+  if (extension.empty()) return nullptr;
+  for (const PlaylistFormat& format : playlistFormats)
+    for (const std::string_view one : format.extensions)
+      if (one == extension) return &format;
+  return nullptr;
+}
+
 /// Calls `use(value)` for each entry of a column, over all rows.
-template <typename Column, typename Use>
-constexpr void forEachOf(Column AudioFormat::*column, Use use) {
-  for (const AudioFormat& format : audioFormats)
+template <typename Table, typename Column, typename Use>
+constexpr void forEachIn(const Table& table, Column column, Use use) {
+  for (const auto& format : table)
     for (const std::string_view value : format.*column)
       if (!value.empty()) use(value);
+}
+template <typename Column, typename Use>
+constexpr void forEachOf(Column AudioFormat::* column, Use use) {
+  forEachIn(audioFormats, column, use);
+}
+template <typename Column, typename Use>
+constexpr void forEachOf(Column PlaylistFormat::* column, Use use) {
+  forEachIn(playlistFormats, column, use);
 }
 
 }  // namespace tolvane

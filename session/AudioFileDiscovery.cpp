@@ -13,6 +13,7 @@
 #include <iterator>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_set>
 
@@ -191,12 +192,23 @@ class Collector {
     }
   }
 
-  /// Entries of playlists keep their order, after everything else.
+  [[nodiscard]] static FileURL composedURL(const FileURL& url) {
+    auto path = recomposedPath(url.path());
+    if (!path) return url;
+    return url.excerpt() != nullptr ? FileURL(*std::move(path), *url.excerpt()) : FileURL(*std::move(path));
+  }
+
+  /// Entries of playlists keep their order, after everything else. A file whose tracks a sheet names is not listed as a
+  /// whole as well.
   void appendListed(std::vector<FileURL>& urls) {
-    std::unordered_set<std::string> seen;
-    for (const FileURL& url : urls) seen.insert(recomposedPath(url.path()).value_or(url.path()));
+    std::set<FileURL> divided;
+    for (const FileURL& url : listed_)
+      if (url.excerpt() != nullptr) divided.insert(composedURL(url).file());
+    if (!divided.empty()) std::erase_if(urls, [&](const FileURL& url) { return divided.contains(composedURL(url)); });
+    std::set<FileURL> seen;
+    for (const FileURL& url : urls) seen.insert(composedURL(url));
     for (FileURL& url : listed_)
-      if (seen.insert(recomposedPath(url.path()).value_or(url.path())).second) urls.push_back(std::move(url));
+      if (seen.insert(composedURL(url)).second) urls.push_back(std::move(url));
   }
 
   std::stop_token stop_;

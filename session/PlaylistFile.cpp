@@ -1,7 +1,5 @@
 #include "session/PlaylistFile.h"
 
-#include <utf8proc.h>
-
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
@@ -14,6 +12,9 @@
 #include "platform/AudioFormats.h"
 #include "platform/FileURI.h"
 #include "session/AudioFileDiscovery.h"
+#include "session/CueSheet.h"
+#include "session/PlaylistTrack.h"
+#include "session/SheetText.h"
 
 namespace tolvane {
 
@@ -40,17 +41,6 @@ std::optional<FileURL> entryOf(std::string_view line, const std::string& folder)
   return FileURL((fs::path(folder) / line).lexically_normal().string());
 }
 
-bool isUTF8(std::string_view text) {
-  while (!text.empty()) {
-    utf8proc_int32_t character = 0;
-    const auto length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                                         static_cast<utf8proc_ssize_t>(text.size()), &character);
-    if (length < 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(length));
-  }
-  return true;
-}
-
 /// Whether a path, or the end of one, could not be written as a line and read back unchanged.
 bool needsURI(std::string_view path) {
   return path.find_first_of("\r\n") != std::string_view::npos || path != trimmed(path) || !isUTF8(path) ||
@@ -65,9 +55,11 @@ std::string entryLine(const FileURL& file, const std::string& inside) {
   return !line.starts_with('/') && readsAsAnother ? "./" + line : line;
 }
 
-/// The file's title in one line; empty if it is not valid text.
+/// The track's title in one line; empty if it is not valid text.
 std::string titleOf(const FileURL& file) {
-  std::string title(isUTF8(file.stem()) ? file.stem() : std::string_view());
+  const PlaylistTrack track{.url = file};
+  const std::string_view named = track.title();
+  std::string title(isUTF8(named) ? named : std::string_view());
   std::ranges::replace_if(
       title, [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
   return title;
@@ -82,10 +74,40 @@ bool exists(const std::string& path) {
   return fs::is_regular_file(path, error);
 }
 
+/// Empty for what cannot be read, or is larger.
+std::string textOfFile(const FileURL& url, std::size_t mostBytes) {
+  std::error_code error;
+  if (!fs::is_regular_file(url.path(), error)) return {};  // a pipe would not end
+  const auto size = fs::file_size(url.path(), error);
+  if (error || size > mostBytes) return {};
+  std::ifstream file(url.path(), std::ios::binary);
+  std::string text(size, '\0');
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (file.bad()) return {};
+  text.resize(static_cast<std::size_t>(file.gcount()));
+  return text;
+}
+
+/// What stands in a list as M3U8: whole files, and instead of the first part of a file the whole of it.
+std::vector<FileURL> wholeFiles(std::span<const FileURL> urls) {
+  std::vector<FileURL> files;
+  std::unordered_set<std::string> divided;
+  for (const FileURL& url : urls) {
+    if (!url.isPartOfFile())
+      files.push_back(url);
+    else if (divided.insert(url.path()).second)
+      files.push_back(url.file());
+  }
+  return files;
+}
+
 }  // namespace
 
-bool isPlaylistFile(const FileURL& url) {
-  return std::ranges::count(playlistExtensions, asciiLowercased(url.pathExtension())) > 0;
+bool isPlaylistFile(const FileURL& url) { return playlistFormatOf(asciiLowercased(url.pathExtension())) != nullptr; }
+
+bool isSavedPlaylistFile(const FileURL& url) {
+  const PlaylistFormat* const format = playlistFormatOf(asciiLowercased(url.pathExtension()));
+  return format != nullptr && format->isSaved;
 }
 
 std::vector<FileURL> playlistEntries(std::string_view text, const std::string& folder) {
@@ -103,19 +125,13 @@ std::vector<FileURL> playlistEntries(std::string_view text, const std::string& f
 }
 
 std::vector<FileURL> readPlaylistFile(const FileURL& playlist) {
-  std::error_code error;
-  if (!fs::is_regular_file(playlist.path(), error)) return {};  // reading a pipe would not end
-  const auto size = fs::file_size(playlist.path(), error);
-  if (error || size > maximumPlaylistFileBytes) return {};
-  std::ifstream file(playlist.path(), std::ios::binary);
-  std::string text(size, '\0');
-  file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (file.bad()) return {};
-  text.resize(static_cast<std::size_t>(file.gcount()));
-
+  const bool isSheet = !isSavedPlaylistFile(playlist);
+  const auto text = textOfFile(playlist, isSheet ? maximumCueSheetBytes : maximumPlaylistFileBytes);
+  const std::string folder = fs::path(playlist.path()).parent_path().string();
+  if (isSheet) return cueSheetEntries(text, folder);
   std::vector<FileURL> found;
   std::unordered_set<std::string> seen;
-  for (FileURL& entry : playlistEntries(text, fs::path(playlist.path()).parent_path().string())) {
+  for (FileURL& entry : playlistEntries(text, folder)) {
     std::string path = entry.path();
     if (!exists(path)) std::ranges::replace(path, '\\', '/');
     if (exists(path) && seen.insert(path).second) found.emplace_back(std::move(path));
@@ -127,7 +143,7 @@ std::string playlistText(std::span<const FileURL> files, const std::string& fold
                          const std::map<FileURL, double>& durations) {
   const std::string inside = folder.ends_with('/') ? folder : folder + '/';
   std::string text = "#EXTM3U\n";
-  for (const FileURL& file : files) {
+  for (const FileURL& file : wholeFiles(files)) {
     if (const auto known = durations.find(file); known != durations.end())
       text += lengthLine(file, known->second) + '\n';
     text += entryLine(file, inside) + '\n';

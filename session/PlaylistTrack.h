@@ -18,8 +18,11 @@ struct PlaylistTrack {
 
   bool operator==(const PlaylistTrack&) const = default;
 
-  /// The file's name without its extension.
-  [[nodiscard]] std::string_view title() const { return url.stem(); }
+  /// What a CUE sheet calls it, else the file's name without its extension. Lives as long as the entry.
+  [[nodiscard]] std::string_view title() const {
+    const FileExcerpt* const sheet = url.excerpt();
+    return sheet != nullptr && !sheet->title.empty() ? std::string_view(sheet->title) : url.stem();
+  }
 };
 
 }  // namespace tolvane

@@ -69,7 +69,7 @@ MusicStore::~MusicStore() {
 
 void MusicStore::load(const FileURL& url) {
   if (known_.contains(url)) return;
-  if (!source_.tags) return finish(url, {});
+  if (!source_.tags) return finish(url, tagsOfTrack({}, url));
   const bool isUrgent = url == current_;
   {
     const std::lock_guard lock(mailbox_->mutex);

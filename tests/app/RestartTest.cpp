@@ -193,6 +193,27 @@ TEST_F(Restart, ShowsEverythingAsItWasLeft) {
   EXPECT_EQ(loadSavedWindowSize(after.defaults), (WindowSize{820, 760}));
 }
 
+TEST_F(Restart, ShowsTheTracksOfASheetAsItsTitles) {
+  const std::string path = add("Album").path();
+  const auto part = [&](std::uint32_t first, std::optional<std::uint32_t> end, const char* title) {
+    return FileURL(path, FileExcerpt{.first = first, .end = end, .title = title});
+  };
+  PlayerRun& before = start();
+  before.content.loadPlaylist(
+      std::vector{part(0, 150, "Arrival"), part(150, 300, "Interlude"), part(300, std::nullopt, "Departure")});
+  before.settle();
+  before.act("Departure, track 3, 00:06", QAccessibleActionInterface::pressAction());
+  before.advance(2);
+  before.quit();
+
+  PlayerRun& after = start();
+  EXPECT_THAT(after.rows(),
+              ElementsAre("Arrival, track 1, 00:02", "Interlude, track 2, 00:02", "Departure, track 3, 00:06"));
+  EXPECT_TRUE(after.shows("03 / 03"));
+  EXPECT_TRUE(after.shows("00:02"));
+  EXPECT_TRUE(after.shows("00:06"));
+}
+
 TEST_F(Restart, ShowsWhatIsUsualWhereNothingWasLeft) {
   start().quit();
   PlayerRun& after = start();

@@ -52,16 +52,24 @@ TEST(AudioFormats, AreDecodedOrTakenAsTheyStand) {
 TEST(AudioFormats, AreThoseOfTheDesktopEntryAndTheMetainfo) {
   std::string types = "\nMimeType=";
   forEachOf(&AudioFormat::contentTypes, [&](std::string_view type) { types += std::string(type) + ';'; });
-  for (const std::string_view type : playlistContentTypes) types += std::string(type) + ';';
+  forEachOf(&PlaylistFormat::contentTypes, [&](std::string_view type) { types += std::string(type) + ';'; });
   EXPECT_THAT(textOf(TOLVANE_DESKTOP_ENTRY), HasSubstr(types + "inode/directory;\n"));
   const std::string metainfo = textOf(TOLVANE_METAINFO);
   for (const AudioFormat& format : audioFormats)
     EXPECT_THAT(metainfo, HasSubstr("<mediatype>" + std::string(format.contentTypes.front()) + "</mediatype>"));
-  EXPECT_THAT(metainfo, HasSubstr("<mediatype>" + std::string(playlistContentTypes.front()) + "</mediatype>"));
+  for (const PlaylistFormat& format : playlistFormats)
+    EXPECT_THAT(metainfo, HasSubstr("<mediatype>" + std::string(format.contentTypes.front()) + "</mediatype>"));
 }
 
 TEST(AudioFormats, AreNoneOfThePlaylists) {
-  for (const std::string_view extension : playlistExtensions) EXPECT_EQ(audioFormatOf(extension), nullptr) << extension;
+  std::vector<std::string> playlists;
+  forEachOf(&PlaylistFormat::extensions, [&](std::string_view extension) { playlists.emplace_back(extension); });
+  EXPECT_THAT(playlists, ElementsAre("m3u8", "m3u", "cue"));
+  for (const std::string& extension : playlists) {
+    EXPECT_EQ(audioFormatOf(extension), nullptr) << extension;
+    EXPECT_EQ(playlistFormatOf(extension)->isSaved, extension != "cue");
+  }
+  for (const std::string& extension : extensions()) EXPECT_EQ(playlistFormatOf(extension), nullptr) << extension;
 }
 
 }  // namespace

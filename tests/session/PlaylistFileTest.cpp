@@ -27,7 +27,19 @@ TEST(PlaylistFile, IsKnownByItsName) {
   EXPECT_TRUE(isPlaylistFile(FileURL("/a/list.m3u8")));
   EXPECT_TRUE(isPlaylistFile(FileURL("/a/List.M3U")));
   EXPECT_FALSE(isPlaylistFile(FileURL("/a/list.pls")));
+  EXPECT_TRUE(isPlaylistFile(FileURL("/a/Album.Cue")));
   EXPECT_FALSE(isPlaylistFile(FileURL("/a/m3u8")));
+  EXPECT_TRUE(isSavedPlaylistFile(FileURL("/a/List.M3U")));
+  EXPECT_FALSE(isSavedPlaylistFile(FileURL("/a/album.cue")));
+}
+
+TEST(PlaylistFile, NamesTheFileOfItsPartsOnce) {
+  const FileURL first("/music/a.flac", FileExcerpt{.end = 75, .title = "One"});
+  const FileURL second("/music/a.flac", FileExcerpt{.first = 75, .title = "Two"});
+  const FileURL whole("/music/c.flac", FileExcerpt{.title = "Whole"});
+  const std::vector<FileURL> urls{first, FileURL("/music/b.wav"), second, whole};
+  EXPECT_EQ(playlistText(urls, "/music", {{first, 1}, {second, 9}, {whole, 5}}),
+            "#EXTM3U\na.flac\nb.wav\n#EXTINF:5,Whole\nc.flac\n");
 }
 
 TEST(PlaylistFile, NamesFilesInTheirOrder) {

@@ -63,6 +63,15 @@ TEST_F(Music, IsKnownOnceTheBackgroundHasReadIt) {
   EXPECT_THAT(announced, ElementsAre(song(1)));
 }
 
+TEST_F(Music, OfASheetIsKnownWithoutAReader) {
+  MusicStore unread(runLoop, {});
+  const FileURL part("/music/a.flac", FileExcerpt{.end = 75, .title = "One", .artist = "Trio"});
+  unread.load(part);
+  ASSERT_NE(unread.tags(part), nullptr);
+  EXPECT_EQ(unread.tags(part)->title, "One");
+  EXPECT_EQ(unread.tags(part)->artist, "Trio");
+}
+
 TEST_F(Music, IsReadOnce) {
   store->load(song(1));
   store->load(song(1));

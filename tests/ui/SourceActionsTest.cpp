@@ -62,6 +62,23 @@ TEST_F(Sources, ChosenPlaylistsBringTheirFilesBehindTheOthersAsADropDoes) {
   EXPECT_THAT(places, ElementsAre(PlaylistPlace::atTheEnd(), PlaylistPlace::atTheEnd()));
 }
 
+TEST_F(Sources, ASheetIsOpenedAsItsTracksWhicheverWayItComes) {
+  const std::vector sheet{
+      folder.write("album.cue",
+                   "FILE A/a.flac WAVE\nTRACK 1 AUDIO\nTITLE One\nINDEX 01 00:00:00\nTRACK 2 AUDIO\n"
+                   "TITLE Two\nINDEX 01 00:02:00\n")};
+  actions->openFiles(sheet);
+  finishSearch(0);
+  settle();
+  actions->dropURLs(sheet);
+  finishSearch(1);
+  settle();
+  const std::string file = folder.url("A/a.wav").path();
+  const auto tracks = ElementsAre(FileURL(file, FileExcerpt{.end = 150, .title = "One", .trackNumber = 1}),
+                                  FileURL(file, FileExcerpt{.first = 150, .title = "Two", .trackNumber = 2}));
+  EXPECT_THAT(loaded, ElementsAre(tracks, tracks));
+}
+
 TEST_F(Sources, AFolderIsLoadedOnceItHasBeenSearched) {
   actions->openFolderURL(folder.url("A"));
   settle();
@@ -106,6 +123,8 @@ TEST_F(Sources, SayWhyThereIsNothingToPlay) {
   std::filesystem::create_directory_symlink(folder.path() / "A", folder.path() / "link");
   folder.write("a.OGG", "x");
   folder.write("README", "x");
+  folder.write("lost.cue", "FILE lost.wav WAVE\nTRACK 1 AUDIO\nINDEX 01 00:00:00\n");
+  folder.write("damaged.cue", "FILE A/a.wav WAVE\nTRACK 1 AUDIO\nINDEX 01 00\n");
   folder.write("b\x1b[2J.ogg", "x");
   struct Case {
     std::vector<std::string> names;
@@ -118,6 +137,10 @@ TEST_F(Sources, SayWhyThereIsNothingToPlay) {
         {{"README"}, "Nothing to play in README: its name does not end in a format this player plays."},
         {{"b\x1b[2J.ogg"}, "Nothing to play in b\uFFFD[2J.ogg: .ogg is not a format this player plays."},
         {{"missing.flac"}, "Nothing to play in missing.flac: it does not exist."},
+        {{"lost.cue"},
+         "Nothing to play in lost.cue: it names no track of a WAV, AIFF, FLAC or MP3 file that is there."},
+        {{"damaged.cue"},
+         "Nothing to play in damaged.cue: it names no track of a WAV, AIFF, FLAC or MP3 file that is there."},
         {{"bare"}, "Nothing to play in bare: the folder is empty."},
         {{"empty/"}, "Nothing to play in empty: it has no WAV, AIFF, FLAC or MP3 files."},
         {{"link"}, "Nothing to play in link: it is a link to a folder, and links to folders are not followed."}}) {
@@ -131,7 +154,7 @@ TEST_F(Sources, SayWhyThereIsNothingToPlay) {
     EXPECT_EQ(reports.back(), notice);
     ++said;
   }
-  EXPECT_EQ(said, 8);
+  EXPECT_EQ(said, 10);
   EXPECT_THAT(loaded, IsEmpty());
   actions->openFiles(std::vector{folder.url("A/a.wav")});
   EXPECT_EQ(actions->notice(), "") << "something was chosen";

@@ -2,8 +2,8 @@
 // How long the whole playlist lasts, as far as the lengths of its files are known. Window's thread. A length that
 // becomes known costs one look-up; a list that has changed is counted anew with the first look-up after it.
 
+#include <cstddef>
 #include <cstdint>
-#include <string_view>
 #include <unordered_map>
 
 #include "session/PlaylistTracks.h"
@@ -22,8 +22,15 @@ class PlaylistDuration {
   [[nodiscard]] bool isComplete() const { return known_ == std::ssize(tracks_.entries()); }
 
  private:
+  struct Hash {
+    std::size_t operator()(const FileURL* url) const;
+  };
+  struct Same {
+    bool operator()(const FileURL* a, const FileURL* b) const { return *a == *b; }
+  };
+
   PlaylistTracks tracks_;
-  std::unordered_map<std::string_view, std::int64_t> entriesOf_;  ///< by the path; the paths are those of tracks_
+  std::unordered_map<const FileURL*, std::int64_t, Hash, Same> entriesOf_;  ///< by URLs of tracks_
   double seconds_ = 0;
   std::int64_t known_ = 0;
 };

@@ -31,10 +31,11 @@ std::string whyNotSaved(std::error_code error) {
 
 }  // namespace
 
-std::string savingOutcome(const FileURL& file, std::int64_t tracks, std::error_code error) {
+std::string savingOutcome(const FileURL& file, std::int64_t tracks, bool hasParts, std::error_code error) {
   const std::string name = displayText(file.lastPathComponent());
   if (error) return fmt::format("{} was not saved: {}.", name, whyNotSaved(error));
-  return fmt::format("{} saved in {}.", trackCountLabel(tracks), name);
+  return fmt::format("{} saved in {}{}.", trackCountLabel(tracks), name,
+                     hasParts ? ", those of CUE sheets as whole files" : "");
 }
 
 PlaylistSaving::PlaylistSaving(RunLoop& runLoop, Background background, Tell tell)
@@ -42,7 +43,7 @@ PlaylistSaving::PlaylistSaving(RunLoop& runLoop, Background background, Tell tel
 
 void PlaylistSaving::save(const FileURL& chosen, ListToSave list, Replacing replacing) {
   Save save{chosen, replacing, std::move(list)};
-  if (!isPlaylistFile(chosen)) {
+  if (!isSavedPlaylistFile(chosen)) {
     save.file = FileURL(chosen.path() + ".m3u8");
     save.replacing = Replacing::refused;
   }
@@ -65,10 +66,12 @@ PlaylistSaving::Slot& PlaylistSaving::slotFor(const FileURL& file) {
 void PlaylistSaving::start(Slot& slot, Save save) {
   slot.file = save.file;
   const auto count = std::ssize(save.list.tracks.entries());
+  const bool hasParts =
+      std::ranges::any_of(save.list.tracks, [](const PlaylistTrack& track) { return track.url.isPartOfFile(); });
   slot.request.start([save = std::move(save)] { return write(save); },
-                     [this, &slot, count](std::error_code error) {
+                     [this, &slot, count, hasParts](std::error_code error) {
                        if (auto next = std::exchange(slot.next, std::nullopt)) return start(slot, *std::move(next));
-                       tell_(savingOutcome(slot.file, count, error));
+                       tell_(savingOutcome(slot.file, count, hasParts, error));
                      });
 }
 

@@ -62,7 +62,8 @@ class PlaylistSaving {
   std::list<Slot> slots_;  ///< as many as saves were under way at once
 };
 
-/// "12 tracks saved in List.m3u8."; "List.m3u8 was not saved: the disk is full."
-[[nodiscard]] std::string savingOutcome(const FileURL& file, std::int64_t tracks, std::error_code error);
+/// "12 tracks saved in List.m3u8."; "List.m3u8 was not saved: the disk is full." `hasParts`: of files, for which the
+/// list has the whole files.
+[[nodiscard]] std::string savingOutcome(const FileURL& file, std::int64_t tracks, bool hasParts, std::error_code error);
 
 }  // namespace tolvane

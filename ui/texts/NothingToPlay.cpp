@@ -45,6 +45,8 @@ std::string why(const FileURL& url) {
   if (type == fs::file_type::symlink && fs::is_directory(path, error))
     return "it is a link to a folder, and links to folders are not followed";
   if (type != fs::file_type::symlink && type != fs::file_type::regular) return "it is neither a file nor a folder";
+  if (isPlaylistFile(url) && !isSavedPlaylistFile(url))
+    return "it names no track of a WAV, AIFF, FLAC or MP3 file that is there";
   if (isPlaylistFile(url)) return "it names no WAV, AIFF, FLAC or MP3 file that is there";
   return isSupportedAudioFile(url) ? "it is gone" : whyNoFile(url);
 }

@@ -76,7 +76,7 @@ TEST_F(MediaPlayer, NamesTheContentTypesOfTheDesktopEntryBesidesFoldersAndPlayli
     if (line.startsWith(QStringLiteral("MimeType="))) types = line.mid(9).split(QLatin1Char(';'), Qt::SkipEmptyParts);
   }
   // A remote control opens one track.
-  for (const auto* other : {"inode/directory", "audio/x-mpegurl", "application/vnd.apple.mpegurl"})
+  for (const auto* other : {"inode/directory", "audio/x-mpegurl", "application/vnd.apple.mpegurl", "application/x-cue"})
     EXPECT_TRUE(types.removeOne(QLatin1String(other))) << other;
   EXPECT_EQ(read(QStringLiteral("SupportedMimeTypes"), root).toStringList(), types);
 }

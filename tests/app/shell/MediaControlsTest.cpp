@@ -74,6 +74,18 @@ TEST_F(Controls, DescribeTheCurrentTrack) {
   EXPECT_TRUE(state.canSeek);
 }
 
+TEST_F(Controls, DescribeTheTrackOfASheet) {
+  addTrack(1);
+  const FileURL part(track(1).path(), FileExcerpt{.first = 150, .end = 375, .title = "Interlude"});
+  const std::vector urls{part};
+  session.loadPlaylist(urls, true);
+  settle();
+  const auto state = controls->state();
+  EXPECT_EQ(state.title, "Interlude");
+  EXPECT_EQ(state.url, "file:///music/1.wav") << "where other programs find it";
+  EXPECT_EQ(state.length, 3 * second);
+}
+
 TEST_F(Controls, DescribeTheMusicOnceItIsKnown) {
   MediaMusic music;
   controls->setMusic([&](const FileURL& url) { return url.stem() == "1" ? music : MediaMusic(); });

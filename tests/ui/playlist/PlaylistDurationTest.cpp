@@ -24,6 +24,21 @@ TEST(PlaylistDurations, AddUpAsTheyBecomeKnown) {
   EXPECT_EQ(duration.seconds(), 200) << "counted once";
 }
 
+TEST(PlaylistDurations, KnowTheTracksOfOneFileApart) {
+  const FileURL first("/music/a.flac", FileExcerpt{.end = 75});
+  const FileURL second("/music/a.flac", FileExcerpt{.first = 75});
+  PlaylistDuration duration;
+  duration.setTracks(PlaylistTracks({{1, first}, {2, second}, {3, second}}));
+  duration.add(first, 1);
+  EXPECT_EQ(duration.seconds(), 1);
+  EXPECT_EQ(duration.knownCount(), 1);
+  duration.add(FileURL("/music/a.flac"), 100);
+  EXPECT_EQ(duration.seconds(), 1);
+  duration.add(second, 9);
+  EXPECT_EQ(duration.seconds(), 19);
+  EXPECT_TRUE(duration.isComplete());
+}
+
 TEST(PlaylistDurations, BeginAnewWithAnotherList) {
   PlaylistDuration duration;
   EXPECT_TRUE(duration.isComplete());

@@ -121,6 +121,24 @@ TEST_F(Saving, SaysWhyItFailedAndLeavesTheOldFile) {
   EXPECT_EQ(told.back(), "1 track saved in List.m3u8.") << "an error does not outlast its cause";
 }
 
+TEST_F(Saving, SaysThatTracksOfASheetAreSavedAsWholeFiles) {
+  const std::string path = folder.write("a.flac", "x").path();
+  PlaylistTracks::Entries entries{{1, FileURL(path, FileExcerpt{.end = 75, .title = "One"})},
+                                  {2, FileURL(path, FileExcerpt{.first = 75, .title = "Two"})}};
+  save("List.m3u8", {.tracks = PlaylistTracks(std::move(entries)), .durations = {}});
+  finish();
+  EXPECT_EQ(told.back(), "2 tracks saved in List.m3u8, those of CUE sheets as whole files.");
+  EXPECT_EQ(textOf("List.m3u8"), "#EXTM3U\na.flac\n");
+}
+
+TEST_F(Saving, WritesNoSheet) {
+  folder.write("album.cue", "sheet");
+  save("album.cue", list({"a.wav"}));
+  finish();
+  EXPECT_EQ(told.back(), "1 track saved in album.cue.m3u8.");
+  EXPECT_EQ(textOf("album.cue"), "sheet") << "another kind of text";
+}
+
 TEST_F(Saving, NamesEachCauseInPlainWords) {
   const FileURL file("/music/A\x1b.m3u8");
   int said = 0;
@@ -132,7 +150,7 @@ TEST_F(Saving, NamesEachCauseInPlainWords) {
                                      {std::errc::is_a_directory, "a folder has that name"},
                                      {std::errc::file_too_large, "the list is too long for a file"},
                                      {std::errc::io_error, "Input/output error"}}) {
-    EXPECT_EQ(savingOutcome(file, 3, make_error_code(cause)),
+    EXPECT_EQ(savingOutcome(file, 3, false, make_error_code(cause)),
               std::string("A\uFFFD.m3u8 was not saved: ") + words + '.');
     ++said;
   }

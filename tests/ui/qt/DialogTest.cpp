@@ -128,7 +128,8 @@ TEST_F(WindowDialogs, OfferTheFilesThatThePlayerPlays) {
       return QRegularExpression::fromWildcard(one).match(QString::fromLatin1(name)).hasMatch();
     });
   };
-  for (const auto* name : {"a.wav", "A.WAV", "Song.Flac", "x.aIf", "x.Aiff", "x.mP3", "list.m3u", "List.M3U8"})
+  for (const auto* name :
+       {"a.wav", "A.WAV", "Song.Flac", "x.aIf", "x.Aiff", "x.mP3", "list.m3u", "List.M3U8", "Album.Cue"})
     EXPECT_TRUE(offers(name)) << name;
   for (const auto* name : {"a.ogg", "wav", "a.flac.txt", "list.pls"}) EXPECT_FALSE(offers(name)) << name;
 }

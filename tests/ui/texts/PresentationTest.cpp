@@ -29,6 +29,16 @@ TEST(TrackLabels, NameTheTrackOrSayThatThereIsNone) {
   EXPECT_EQ(currentTrackTitle(std::nullopt), "No track selected");
 }
 
+TEST(TrackLabels, AreThoseOfTheCueSheet) {
+  const PlaylistTrack track{1, FileURL("/music/Album.flac", FileExcerpt{.end = 75, .title = "Arri\tval"})};
+  EXPECT_EQ(currentTrackTitle(track), "Arri\uFFFDval");
+  EXPECT_EQ(trackTitle(track, nullptr), "Arri\uFFFDval") << "before the file's tags are known";
+  const MusicTags tags =
+      tagsOfTrack({.title = "Album", .artist = "Trio", .album = "Evening", .trackNumber = {}}, track.url);
+  EXPECT_EQ(trackTitle(track, &tags), "Arri\uFFFDval");
+  EXPECT_EQ(creditsLabel(&tags), "Trio \u00b7 Evening") << "the file's where the sheet states none";
+}
+
 TEST(TrackLabels, CountFromOneInTwoDigitsOrMore) {
   EXPECT_EQ(trackPositionLabel(0, 3), "01 / 03");
   EXPECT_EQ(trackPositionLabel(99, 120), "100 / 120");

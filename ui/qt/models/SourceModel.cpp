@@ -32,13 +32,14 @@ Replacing replacingAfterDialogOf(const QObject* window) {
 
 QStringList SourceModel::nameFilters() const {
   QStringList patterns;
-  forEachOf(&AudioFormat::extensions, [&](std::string_view extension) { patterns << patternOf(extension); });
-  for (const std::string_view extension : playlistExtensions) patterns << patternOf(extension);
+  const auto add = [&](std::string_view extension) { patterns << patternOf(extension); };
+  forEachOf(&AudioFormat::extensions, add);
+  forEachOf(&PlaylistFormat::extensions, add);
   return {tr("Audio files and playlists (%1)").arg(patterns.join(QLatin1Char(' ')))};
 }
 
 QStringList SourceModel::playlistFilters() const {
-  return {tr("Playlist (%1)").arg(patternOf(playlistExtensions.front()))};
+  return {tr("Playlist (%1)").arg(patternOf(playlistFormats.front().extensions.front()))};
 }
 
 QUrl SourceModel::startFolder() const {
