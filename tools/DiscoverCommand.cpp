@@ -17,6 +17,12 @@ void discoverFiles(std::span<const std::string> paths, ProbeOutput& output) {
   // Put together by hand, as an object a line took longer than the search. Percent-encoded, a URL needs no escaping.
   std::string line;
   for (const FileURL& url : collectSupportedAudioFiles(given)) {
+    if (url.excerpt() != nullptr) {
+      Json track;
+      describe(track, url);
+      output.print(track);
+      continue;
+    }
     line.assign(R"({"url":")").append(url.absoluteString()).append("\"}\n");
     output.writeLine(line);
   }

@@ -3,6 +3,7 @@
 
 #include "engine/PlainWords.h"
 #include "platform/Digest.h"
+#include "session/PlaylistFile.h"
 #include "tools/ProbeCommands.h"
 
 namespace tolvane {
@@ -17,7 +18,7 @@ std::string sha256(std::span<const std::byte> bytes) {
 Json describeTrack(const FileURL& url, const PreparedAudio& prepared, double seconds) {
   const AudioRenderContext& context = *prepared.context;
   Json line;
-  line["url"] = url.absoluteString();
+  describe(line, url);
   describe(line, context.format());
   line["frames"] = context.totalFrames();
   line["bytes"] = context.byteCount();
@@ -32,10 +33,24 @@ Json describeTrack(const FileURL& url, const PreparedAudio& prepared, double sec
 }
 
 Json describeFailure(const FileURL& url, const AudioPlayerError& error) {
-  Json line{{"url", url.absoluteString()}, {"error", error.errorDescription()}};
+  Json line;
+  describe(line, url);
+  line["error"] = error.errorDescription();
   if (const std::string words = plainWords(error.errorDescription(), error.context()); !words.empty())
     line["plainly"] = words;
   return line;
+}
+
+/// Of playlists what they name, where that is anything.
+std::vector<FileURL> tracksOf(std::span<const std::string> files) {
+  std::vector<FileURL> tracks;
+  for (const std::string& file : files) {
+    const FileURL url = fileURLFromArgument(file);
+    const auto listed = isPlaylistFile(url) ? readPlaylistFile(url) : std::vector<FileURL>();
+    tracks.insert(tracks.end(), listed.begin(), listed.end());
+    if (listed.empty()) tracks.push_back(url);
+  }
+  return tracks;
 }
 
 }  // namespace
@@ -48,8 +63,7 @@ FileURL fileURLFromArgument(const std::string& argument) {
 
 void prepareFiles(std::span<const std::string> files, AudioFileServices& services, ProbeOutput& output) {
   const TrackPreparation preparation(services, std::make_shared<AtomicOutputLevels>());
-  for (const std::string& file : files) {
-    const FileURL url = fileURLFromArgument(file);
+  for (const FileURL& url : tracksOf(files)) {
     const auto begin = std::chrono::steady_clock::now();
     const auto prepared = preparation.prepare(url);
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;

@@ -14,7 +14,7 @@ namespace tolvane {
 /// The location of a file named on the command line.
 [[nodiscard]] FileURL fileURLFromArgument(const std::string& argument);
 
-/// One line a file: the stream, its length and the SHA-256 of its block, or the error.
+/// One line a file, or track of a playlist: the stream, its length and the SHA-256 of its block, or the error.
 void prepareFiles(std::span<const std::string> files, AudioFileServices& services, ProbeOutput& output);
 
 /// One line a file: its duration and the loudness that its picture shows, or the error.

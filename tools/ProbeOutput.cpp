@@ -57,6 +57,15 @@ void ProbeOutput::flush() {
   if (std::fflush(stdout) != 0) sawError_ = true;
 }
 
+void describe(Json& line, const FileURL& url) {
+  line["url"] = url.absoluteString();
+  const FileExcerpt* const part = url.excerpt();
+  if (part == nullptr) return;
+  line["firstSector"] = part->first;
+  line["endSector"] = part->end ? Json(*part->end) : Json(nullptr);
+  line["title"] = part->title;
+}
+
 void describe(Json& line, const DeliveryReport& report) {
   const auto hex = [](const std::optional<SampleSignature>& signature) {
     return signature ? Json(hexText(*signature)) : Json(nullptr);

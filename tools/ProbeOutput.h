@@ -35,6 +35,8 @@ class ProbeOutput {
 
 /// The members that describe what was delivered of a track.
 void describe(Json& line, const DeliveryReport& report);
+/// Where the track is; of a part of a file also which one, in sectors of 1/75 s, and what its CUE sheet calls it.
+void describe(Json& line, const FileURL& url);
 
 /// What the status, and the track that is loaded, mean in plain words; empty where there are none.
 [[nodiscard]] std::string plainly(const BitPerfectAudioPlayer& player, const AudioPathStatus& status);

@@ -21,5 +21,20 @@ TEST(DiscoverCommand, PrintsALineAFileInTheOrderOfAPlaylist) {
   EXPECT_EQ(output.exitStatus(), 1);
 }
 
+TEST(DiscoverCommand, PrintsALineATrackOfASheet) {
+  const test::TemporaryFolder folder;
+  folder.write("a.flac", "x");
+  folder.write("a.cue",
+               "FILE a.flac WAVE\nTRACK 1 AUDIO\nTITLE One\nINDEX 01 00:00:00\nTRACK 2 AUDIO\nINDEX 01 00:01:00\n");
+  const std::vector<std::string> paths{folder.path() / "a.cue"};
+  ProbeOutput output;
+  testing::internal::CaptureStdout();
+  discoverFiles(paths, output);
+  const std::string url = "\"url\":\"file://" + folder.path().string() + "/a.flac\"";
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "{" + url + ",\"firstSector\":0,\"endSector\":75,\"title\":\"One\"}\n{" + url +
+                ",\"firstSector\":75,\"endSector\":null,\"title\":\"Track 02\"}\n");
+}
+
 }  // namespace
 }  // namespace tolvane
