@@ -248,6 +248,18 @@ TEST_F(ShellWithABus, OpensAFileThatIsThere) {
   EXPECT_EQ(session.fileURLs(), std::vector{folder.url("link.wav")});
 }
 
+TEST_F(ShellWithABus, OpensASheetAsItsTracks) {
+  const test::TemporaryFolder folder;
+  const FileURL file = folder.write("album.wav", "RIFF");
+  const FileURL sheet = folder.write("album.cue",
+                                     "FILE album.wav WAVE\nTRACK 1 AUDIO\nTITLE One\nINDEX 01 00:00:00\nTRACK 2 AUDIO\n"
+                                     "TITLE Two\nINDEX 01 00:02:00\n");
+  EXPECT_EQ(openFile(sheet.path()).type(), QDBusMessage::ReplyMessage);
+  EXPECT_EQ(session.fileURLs(),
+            (std::vector{FileURL(file.path(), FileExcerpt{.end = 150, .title = "One", .trackNumber = 1}),
+                         FileURL(file.path(), FileExcerpt{.first = 150, .title = "Two", .trackNumber = 2})}));
+}
+
 /// One of the ways in which the desktop asks for the window.
 struct WayBack {
   const char* name;

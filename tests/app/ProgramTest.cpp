@@ -152,6 +152,24 @@ TEST_F(Program, LoadsTheFilesOfItsCommandLine) {
   EXPECT_EQ(terminate(*player), 0);
 }
 
+TEST_F(Program, LoadsTheTracksOfASheetAndKeepsThemWithoutIt) {
+  const auto sheet = file("album.cue");
+  home.write("album.cue",
+             "TITLE \"Slow Water\"\nFILE \"album.wav\" WAVE\nTRACK 01 AUDIO\nTITLE \"Vespers\"\nINDEX 01 00:00:00\n"
+             "TRACK 02 AUDIO\nTITLE \"Lauds\"\nINDEX 01 00:02:00\n");
+  const QString music = file("album.flac");
+  const auto first = startPlayer({sheet});
+  waitUntil([this] { return title() == QStringLiteral("Vespers"); });
+  waitUntil([this] { return metadata(QStringLiteral("xesam:album")) == QStringLiteral("Slow Water"); });
+  EXPECT_EQ(url().toLocalFile(), music);
+  EXPECT_EQ(terminate(*first), 0);
+  std::filesystem::remove(home.path() / "album.cue");
+  const auto second = startPlayer();
+  waitUntil([this] { return title() == QStringLiteral("Vespers"); });
+  EXPECT_EQ(url().toLocalFile(), music);
+  EXPECT_EQ(terminate(*second), 0);
+}
+
 TEST_F(Program, TellsTheDesktopWhatAFileStatesAboutItsMusic) {
   const auto picture = test::jpegBytes("a picture");
   const auto music =

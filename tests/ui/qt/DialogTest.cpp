@@ -81,6 +81,18 @@ TEST_F(WindowDialogs, PlayWhatTheChosenPlaylistNames) {
   EXPECT_THAT(order(), ElementsAre(7, 3));
 }
 
+TEST_F(WindowDialogs, PlayTheTracksOfTheChosenSheet) {
+  write("Track 7.wav");
+  click("Open files");
+  acceptFile(write("album.cue",
+                   "FILE \"Track 7.wav\" WAVE\nTRACK 1 AUDIO\nTITLE One\nINDEX 01 00:00:00\nTRACK 2 AUDIO\nTITLE Two\n"
+                   "INDEX 01 00:02:00\n"));
+  EXPECT_THAT(order(), ElementsAre(7, 7));
+  EXPECT_TRUE(isShown("One"));
+  click("Next");
+  EXPECT_TRUE(isShown("Two"));
+}
+
 TEST_F(WindowDialogs, PlayWhatTheChosenFolderHolds) {
   load(2);
   write("new/Track 3.flac");
