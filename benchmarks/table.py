@@ -103,6 +103,22 @@ def preparation_rows(probe, bare_read, tracks):
         yield memory_row(name, (probe, "prepare", track), peer, command)
 
 
+def waveform_rows(probe, tracks):
+    """The whole runs of both programs, each over the whole file."""
+    wav, flac, mp3, _ = tracks
+    decode = ("flac", "--silent", "--force", "--no-preserve-modtime", "--decode", "-o", "/dev/null", flac)
+    peers = [("WAV", wav, "cat", ("cat", wav)), ("FLAC", flac, "flac -d", decode),
+             ("MP3", mp3, "mpg123", ("mpg123", "-q", "-e", "f32", "-w", "/dev/null", mp3))]
+    for name, track, peer, command in peers:
+        ours = (probe, "waveform", track)
+        for warm_up in (ours, command):
+            peer_seconds(*warm_up)
+        pairs = [(peer_seconds(*ours), peer_seconds(*command)) for _ in range(PAIRS)]
+        mine, theirs = (statistics.median(column) for column in zip(*pairs))
+        ratio = statistics.median(a / b for a, b in pairs)
+        yield f"waveform {name}, 10 min", f"{mine * 1000:.0f} ms", peer, f"{theirs * 1000:.0f} ms", f"{ratio:.2f}"
+
+
 def render_rows(bench):
     """Pairs the benchmarks NAME and NAME/memcpy of the render benchmark by their names."""
     output = run(bench, "--benchmark_format=json", "--benchmark_filter=/(int16|int24|int32|float32)$", "--benchmark_repetitions=7",
@@ -230,14 +246,16 @@ def silence_rows(bench, tracks):
 def main():
     build = pathlib.Path(sys.argv[1]).resolve()
     rows = [("what", "ours", "peer", "peer's", "ours / peer's")]
-    rows += preparation_rows(build / "bin/tolvane-probe", build / "bin/bench_read", make_material(build / "bench"))
+    probe, material = build / "bin/tolvane-probe", make_material(build / "bench")
+    rows += preparation_rows(probe, build / "bin/bench_read", material)
+    rows += waveform_rows(probe, material)
     rows += render_rows(build / "bin/bench_render")
     rows += delivery_rows(build / "bin/bench_delivery")
-    rows += discovery_rows(build / "bin/tolvane-probe", make_collection(build / "bench/collection"))
+    rows += discovery_rows(probe, make_collection(build / "bench/collection"))
     rows += session_rows(build / "bin/bench_session")
     rows += window_rows(build / "bin/bench_window")
     rows += silence_rows(build / "bin/bench_silence", make_album(build / "bench"))
-    rows += pause_rows(build / "bin/bench_pauses", build / "bin/tolvane-probe", make_long_tracks(build / "bench"),
+    rows += pause_rows(build / "bin/bench_pauses", probe, make_long_tracks(build / "bench"),
                        make_collection(build / "bench/collection"))
     widths = [max(len(row[i]) for row in rows) for i in range(5)]
     for number, row in enumerate(rows):
