@@ -13,6 +13,7 @@ namespace tolvane {
 struct TrackCut {
   double heldSeconds = 0;
   double wholeSeconds = 0;  ///< the length in the header
+  bool isPartOfFile = false;  ///< the track is a part of the file, as a CUE sheet names it
 
   bool operator==(const TrackCut&) const = default;
 };

@@ -201,11 +201,12 @@ std::string plainOwner(const DeviceOwner& owner) {
 
 std::string plainCut(const TrackCut& cut) {
   const std::string whole = timeText(cut.wholeSeconds);
+  const char* const what = cut.isPartOfFile ? "track" : "file";
   if (cut.heldSeconds <= 0)
-    return fmt::format("The file is cut off before its music begins: all of {} is missing.", whole);
+    return fmt::format("The {} is cut off before its music begins: all of {} is missing.", what, whole);
   const std::string held = timeText(cut.heldSeconds);
-  return held != whole ? fmt::format("The file is cut off after {} of {}.", held, whole)
-                       : fmt::format("The file is cut off less than a second before its end at {}.", whole);
+  return held != whole ? fmt::format("The {} is cut off after {} of {}.", what, held, whole)
+                       : fmt::format("The {} is cut off less than a second before its end at {}.", what, whole);
 }
 
 std::string plainWords(const AudioPathStatus& status, const std::optional<TrackCut>& cut) {

@@ -57,9 +57,10 @@ std::shared_ptr<AudioRenderContext> makeContext(PcmBlock block, const AudioStrea
 }
 
 /// Nothing if all announced data is there, or if none was announced.
-std::optional<TrackCut> cutOf(std::uint64_t heldFrames, std::optional<std::uint64_t> announcedFrames, double rate) {
+std::optional<TrackCut> cutOf(std::uint64_t heldFrames, std::optional<std::uint64_t> announcedFrames, double rate,
+                              bool isPartOfFile = false) {
   if (!announcedFrames || *announcedFrames <= heldFrames) return std::nullopt;
-  return TrackCut{static_cast<double>(heldFrames) / rate, static_cast<double>(*announcedFrames) / rate};
+  return TrackCut{static_cast<double>(heldFrames) / rate, static_cast<double>(*announcedFrames) / rate, isPartOfFile};
 }
 
 std::optional<std::uint64_t> announcedFrames(const AudioFile& file, const AudioStreamBasicDescription& format) {
@@ -146,8 +147,7 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
 
   const auto length = decoder->fileLengthFrames();
   if (!length) return failure("Reading the track length", length.error());
-  if (*length == 0 && url.isPartOfFile())
-    return failureOfNoFrames(behindTheEnd, decoder->announcedFrames(), client.mSampleRate);
+  if (*length == 0 && url.isPartOfFile()) return failure(behindTheEnd);
   const auto bytes = blockBytes(*length, client.mBytesPerFrame);
   if (!bytes) return std::unexpected(bytes.error());
 
@@ -156,6 +156,7 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
   progress.expect(static_cast<std::uint64_t>(*length));
   const auto frames = decoder->read(static_cast<std::uint32_t>(*length), block->bytes());
   if (!frames) return failure("Decoding the track", frames.error());
+  if (*frames == 0 && url.isPartOfFile()) return failure(behindTheEnd);
   if (*frames == 0)
     return failureOfNoFrames("The decoder returned an empty track.", decoder->announcedFrames(), client.mSampleRate);
 
@@ -169,7 +170,7 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
                        .sourceLabel = std::move(sourceLabel),
                        .channels = decoder->channelLayout(),
                        .signature = decoder->signature(),
-                       .cut = cutOf(*frames, decoder->announcedFrames(), client.mSampleRate)};
+                       .cut = cutOf(*frames, decoder->announcedFrames(), client.mSampleRate, url.isPartOfFile())};
 }
 
 Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url, ReadingProgress& progress) const {
@@ -185,8 +186,8 @@ Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url, Re
   const auto byteCount = file->audioDataByteCount();
   if (!byteCount) return failure("Reading the PCM data size", byteCount.error());
   const auto announced = announcedFrames(*file, *format);
-  if (*byteCount < 1)
-    return failureOfNoFrames(url.isPartOfFile() ? behindTheEnd : pcmTooLarge, announced, format->mSampleRate);
+  if (*byteCount < 1 && url.isPartOfFile()) return failure(behindTheEnd);
+  if (*byteCount < 1) return failureOfNoFrames(pcmTooLarge, announced, format->mSampleRate);
   if (*byteCount > maximumBlockBytes) return failure(pcmTooLarge);
 
   auto block = allocateBlock(*byteCount);
@@ -194,6 +195,7 @@ Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url, Re
   progress.expect(*byteCount);
   const auto bytesRead = readInPieces(*file, block->bytes(), progress);
   if (!bytesRead) return failure("Reading PCM samples", bytesRead.error());
+  if (*bytesRead < format->mBytesPerFrame && url.isPartOfFile()) return failure(behindTheEnd);
   if (*bytesRead < format->mBytesPerFrame)
     return failureOfNoFrames("The PCM file contains no complete audio frames.", announced, format->mSampleRate);
 
@@ -207,7 +209,7 @@ Result<PreparedAudio> TrackPreparation::readLinearPCMFile(const FileURL& url, Re
                        .isLossless = true,
                        .sourceLabel = asciiUppercased(url.pathExtension()),
                        .channels = file->channelLayout(),
-                       .cut = cutOf(framesRead, announced, format->mSampleRate)};
+                       .cut = cutOf(framesRead, announced, format->mSampleRate, url.isPartOfFile())};
 }
 
 SourceFormatInfo readSourceFormatInfo(ExtAudioFile& decoder, const AudioStreamBasicDescription& fallback) {

@@ -4,12 +4,16 @@
 #include <cmath>
 #include <limits>
 
+#include "platform/PrintableText.h"
+
 namespace tolvane {
 
 namespace {
 
 constexpr std::uint32_t noEnd = std::numeric_limits<std::uint32_t>::max();
 constexpr std::size_t mostTextBytes = std::numeric_limits<std::uint16_t>::max();
+/// More than the line of a sheet that is kept.
+constexpr std::size_t longestLine = 2048;
 
 std::uint64_t frameAt(std::uint32_t sector, double rate, std::uint64_t frames) {
   const double frame = std::floor(static_cast<double>(sector) * rate / FileExcerpt::sectorsPerSecond);
@@ -69,8 +73,11 @@ std::optional<FileExcerpt> decodedExcerpt(std::string_view bytes) {
   auto title = takeText(bytes);
   auto artist = takeText(bytes);
   auto album = takeText(bytes);
+  for (const auto* line : {&title, &artist, &album})
+    if (!*line || (*line)->size() > longestLine || withoutControls(**line, replacementCharacter) != **line)
+      return std::nullopt;
   constexpr std::uint32_t largestNumber = 9999;
-  if (!number || !title || !artist || !album || !bytes.empty()) return std::nullopt;
+  if (!number || !bytes.empty()) return std::nullopt;
   if (*end <= *first || *number > largestNumber) return std::nullopt;
   return FileExcerpt{.first = *first,
                      .end = *end != noEnd ? end : std::nullopt,

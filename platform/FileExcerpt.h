@@ -40,10 +40,11 @@ struct FrameRange {
 /// with that frame, so that neighbours share none and leave none out. Empty where the file ends before the excerpt.
 [[nodiscard]] FrameRange framesOf(const FileExcerpt& excerpt, double rate, std::uint64_t frames);
 
-/// As bytes, good for storing. Texts of more than 65,535 bytes are cut.
+/// As bytes, for a stored record. Texts of more than 65,535 bytes are cut.
 [[nodiscard]] std::string encodedExcerpt(const FileExcerpt& excerpt);
 
-/// Nothing for bytes that encodedExcerpt() has not made.
+/// Nothing for bytes that encodedExcerpt() has not made, and for texts that no sheet gives: longer than 2,048 bytes, or
+/// with control characters.
 [[nodiscard]] std::optional<FileExcerpt> decodedExcerpt(std::string_view bytes);
 
 }  // namespace tolvane

@@ -1,5 +1,6 @@
 #include "platform/codecs/FileOpening.h"
 
+#include <limits>
 #include <utility>
 
 #include "platform/codecs/pcm/AiffLayout.h"
@@ -42,7 +43,10 @@ PcmFileLayout cutOut(PcmFileLayout layout, const FileExcerpt& excerpt) {
     return framesOf(excerpt, layout.format.mSampleRate, bytes / frameBytes);
   };
   const auto held = framesIn(layout.dataByteCount);
-  if (layout.announcedByteCount) layout.announcedByteCount = framesIn(*layout.announcedByteCount).count() * frameBytes;
+  if (excerpt.end)  // the next track begins there, even if the file ends before
+    layout.announcedByteCount = framesIn(std::numeric_limits<std::uint64_t>::max()).count() * frameBytes;
+  else if (layout.announcedByteCount)
+    layout.announcedByteCount = framesIn(*layout.announcedByteCount).count() * frameBytes;
   layout.dataOffset += held.first * frameBytes;
   layout.dataByteCount = held.count() * frameBytes;
   return layout;

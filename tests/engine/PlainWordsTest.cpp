@@ -164,6 +164,7 @@ TEST(PlainWordsInContext, OfATrackThatPlaysAreWhatItsFileLacks) {
   const AudioPathStatus playing{.kind = AudioPathStatus::Kind::bitPerfect, .label = {}, .detail = "Fine."};
   EXPECT_EQ(plainWords(playing), "");
   EXPECT_EQ(plainWords(playing, TrackCut{192, 245}), "The file is cut off after 3:12 of 4:05.");
+  EXPECT_EQ(plainWords(playing, TrackCut{192, 245, true}), "The track is cut off after 3:12 of 4:05.");
   EXPECT_EQ(plainWords(AudioPathStatus::configuring(), TrackCut{192, 245}), "");
   const auto failed =
       AudioPathStatus::failed(AudioPlayerError::operation("Opening FLAC", kAudioFileUnsupportedFileTypeError)

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "platform/FileURL.h"
+#include "platform/MusicTags.h"
 
 namespace tolvane {
 namespace {
@@ -77,6 +78,26 @@ TEST(FileExcerpts, AreNotMadeOfOtherBytes) {
   EXPECT_EQ(decodedExcerpt(damaged), std::nullopt) << "the artist would be longer than what is left";
   EXPECT_EQ(decodedExcerpt(encodedExcerpt(part(20, 20))), std::nullopt) << "it would be empty";
   EXPECT_EQ(decodedExcerpt(encodedExcerpt({.trackNumber = -1})), std::nullopt);
+}
+
+TEST(FileExcerpts, AreNotMadeOfTextsThatNoSheetGives) {
+  EXPECT_NE(decodedExcerpt(encodedExcerpt({.title = std::string(2048, 'x')})), std::nullopt);
+  EXPECT_EQ(decodedExcerpt(encodedExcerpt({.title = std::string(2049, 'x')})), std::nullopt);
+  for (const std::string text : {std::string("two\nlines"), std::string("a\0b", 3), std::string("\x1b[2J")}) {
+    EXPECT_EQ(decodedExcerpt(encodedExcerpt({.title = text})), std::nullopt);
+    EXPECT_EQ(decodedExcerpt(encodedExcerpt({.artist = text})), std::nullopt);
+    EXPECT_EQ(decodedExcerpt(encodedExcerpt({.album = text})), std::nullopt);
+  }
+}
+
+TEST(TagsOfTracks, AreTheSheetsAndOfAWholeFileItsOwnArtist) {
+  const MusicTags own{.title = "File", .artist = "Singer", .album = "Disc", .trackNumber = 7};
+  const auto tagsOf = [&own](const FileExcerpt& excerpt) { return tagsOfTrack(own, FileURL("/a.flac", excerpt)); };
+  EXPECT_EQ(tagsOf({.title = "Song", .artist = "Various", .album = "Hits", .trackNumber = 2}),
+            (MusicTags{.title = "Song", .artist = "Singer", .album = "Hits", .trackNumber = 2}));
+  EXPECT_EQ(tagsOf({.first = 1, .title = "Song", .artist = "Various"}),
+            (MusicTags{.title = "Song", .artist = "Various", .album = "Disc", .trackNumber = {}}));
+  EXPECT_EQ(tagsOfTrack({}, FileURL("/a.flac", FileExcerpt{.artist = "Various"})).artist, "Various");
 }
 
 TEST(FileURLs, WithAnExcerptAreOthersThanTheFile) {

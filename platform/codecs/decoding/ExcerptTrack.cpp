@@ -8,9 +8,13 @@ namespace tolvane {
 ExcerptTrack::ExcerptTrack(std::unique_ptr<EncodedTrack> whole, const FileExcerpt& excerpt)
     : whole_(std::move(whole)), frameCount_(whole_->frameCount()) {
   const auto framesIn = [&](std::uint64_t frames) { return framesOf(excerpt, format().mSampleRate, frames); };
-  first_ = framesIn(frameCount_.value_or(std::numeric_limits<std::uint32_t>::max())).first;
+  const FrameRange stated = framesIn(std::numeric_limits<std::uint32_t>::max());
+  first_ = frameCount_ ? framesIn(*frameCount_).first : stated.first;
   if (frameCount_) frameCount_ = framesIn(*frameCount_).count();
-  if (const auto announced = whole_->announcedFrames()) announcedFrames_ = framesIn(*announced).count();
+  if (excerpt.end)  // the next track begins there, even if the file ends before
+    announcedFrames_ = stated.count();
+  else if (const auto announced = whole_->announcedFrames())
+    announcedFrames_ = framesIn(*announced).count();
 }
 
 std::expected<std::unique_ptr<TrackDecoder>, OSStatus> ExcerptTrack::decoderAt(std::uint64_t frame) const {

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "engine/BitPerfectAudioPlayer.h"
+#include "engine/PlainWords.h"
 #include "engine/TrackPreparation.h"
 #include "engine/waveform/Waveform.h"
 #include "platform/simulated/ManualRunLoop.h"
@@ -132,6 +133,41 @@ TEST_F(Excerpts, BehindTheEndOfTheirFileSaySo) {
         preparation.prepare(FileURL(bench.url(recording.name).path(), FileExcerpt{.first = 75 * 9 + 30}));
     ASSERT_FALSE(audio) << recording.name;
     EXPECT_EQ(audio.error().errorDescription(), "The track begins behind the end of its file.") << recording.name;
+  }
+}
+
+TEST_F(Excerpts, ThatTheirFileDoesNotHoldToTheEndAreCut) {
+  for (const Recording& recording : recordings()) {
+    make(recording);
+    SystemAudioFileServices files;
+    const TrackPreparation preparation(files, std::make_shared<AtomicOutputLevels>());
+    const auto audio =
+        preparation.prepare(FileURL(bench.url(recording.name).path(), FileExcerpt{.first = 75 * 8, .end = 75 * 12}));
+    ASSERT_TRUE(audio) << recording.name;
+    ASSERT_TRUE(audio->cut) << recording.name;
+    EXPECT_TRUE(audio->cut->isPartOfFile);
+    EXPECT_NEAR(audio->cut->heldSeconds, 1, 0.1) << recording.name;
+    EXPECT_NEAR(audio->cut->wholeSeconds, 4, 0.001) << recording.name;
+    const auto inside = preparation.prepare(FileURL(bench.url(recording.name).path(), FileExcerpt{.end = 75 * 8}));
+    ASSERT_TRUE(inside) << recording.name;
+    EXPECT_FALSE(inside->cut) << recording.name;
+  }
+}
+
+TEST_F(Excerpts, BehindTheEndOfACutFileDoNotSpeakOfTheMusicBeforeThem) {
+  for (const std::string name : {"in.wav", "in.flac"}) {
+    make({.name = "in.flac", .command = "flac -s -f -o in.flac in.wav"});
+    auto bytes = bench.bytesOf(name);
+    bytes.resize(bytes.size() / 2);
+    bench.write(name, bytes);
+    SystemAudioFileServices files;
+    const TrackPreparation preparation(files, std::make_shared<AtomicOutputLevels>());
+    const auto audio = preparation.prepare(FileURL(bench.url(name).path(), FileExcerpt{.first = 75 * 7}));
+    ASSERT_FALSE(audio) << name;
+    EXPECT_EQ(audio.error().errorDescription(), "The track begins behind the end of its file.") << name;
+    EXPECT_EQ(plainWords(audio.error().errorDescription(), audio.error().context()),
+              "The file ends before this track of its CUE sheet begins.")
+        << name;
   }
 }
 
