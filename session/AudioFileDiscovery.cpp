@@ -207,8 +207,11 @@ class Collector {
     if (!divided.empty()) std::erase_if(urls, [&](const FileURL& url) { return divided.contains(composedURL(url)); });
     std::set<FileURL> seen;
     for (const FileURL& url : urls) seen.insert(composedURL(url));
-    for (FileURL& url : listed_)
-      if (seen.insert(composedURL(url)).second) urls.push_back(std::move(url));
+    for (FileURL& url : listed_) {
+      const FileURL composed = composedURL(url);
+      if (url.excerpt() == nullptr && divided.contains(composed)) continue;
+      if (seen.insert(composed).second) urls.push_back(std::move(url));
+    }
   }
 
   std::stop_token stop_;

@@ -42,10 +42,10 @@ std::optional<std::string> CueFileFinder::find(const std::string& name) {
 }
 
 std::optional<std::string> CueFileFinder::search(std::string_view name) {
-  const auto candidates = places(name);
-  if (const auto there = std::ranges::find_if(candidates, isPlayedFile); there != candidates.end()) return *there;
-  for (const std::string& path : candidates)
+  for (const std::string& path : places(name)) {
+    if (isPlayedFile(path)) return path;
     if (auto similar = similarFile(path)) return similar;
+  }
   return std::nullopt;
 }
 
@@ -67,12 +67,14 @@ std::optional<std::string> CueFileFinder::similarFile(const std::string& path) {
   const FileURL wanted(path);
   const std::string folder = std::filesystem::path(path).parent_path().string();
   const std::string name = asciiLowercased(wanted.lastPathComponent());
-  const std::string stem = asciiLowercased(wanted.stem());
   std::optional<std::string> best;
   std::size_t bestRank = 0;
-  for (const std::string& other : namesIn(folder)) {
+  const FolderNames& names = namesIn(folder);
+  const auto ofThisStem = names.find(asciiLowercased(wanted.stem()));
+  if (ofThisStem == names.end()) return std::nullopt;
+  for (const std::string& other : ofThisStem->second) {
     const FileURL file(inFolder(folder, other));
-    if (asciiLowercased(file.stem()) != stem || !isPlayedFile(file.path())) continue;
+    if (!isPlayedFile(file.path())) continue;
     const std::size_t rank = asciiLowercased(other) == name ? 0 : 1 + rankOf(file.pathExtension());
     if (best && rank >= bestRank) continue;
     best = file.path();
@@ -81,17 +83,17 @@ std::optional<std::string> CueFileFinder::similarFile(const std::string& path) {
   return best;
 }
 
-/// Sorted, so that the same file is found each time. Empty for folders beyond the bound.
-const std::vector<std::string>& CueFileFinder::namesIn(const std::string& folder) {
-  static const std::vector<std::string> none;
+/// Empty for folders beyond the bound.
+const CueFileFinder::FolderNames& CueFileFinder::namesIn(const std::string& folder) {
+  static const FolderNames none;
   if (const auto known = namesByFolder_.find(folder); known != namesByFolder_.end()) return known->second;
   if (namesByFolder_.size() >= mostFoldersSearched) return none;
   auto& names = namesByFolder_[folder];
   std::error_code error;
   for (std::filesystem::directory_iterator entry(folder, error);
        !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
-    names.push_back(entry->path().filename().string());
-  std::ranges::sort(names);
+    if (const FileURL file(entry->path().string()); isSupportedAudioFile(file))
+      names[asciiLowercased(file.stem())].insert(std::string(file.lastPathComponent()));
   return names;
 }
 

@@ -4,6 +4,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -19,14 +20,18 @@ class CueFileFinder {
   [[nodiscard]] std::optional<std::string> find(const std::string& name);
 
  private:
+  /// The files of a folder that can be played, by their stems in lower case. Sorted, so that the same file is found
+  /// each time.
+  using FolderNames = std::map<std::string, std::set<std::string>>;
+
   [[nodiscard]] std::optional<std::string> search(std::string_view name);
   [[nodiscard]] std::vector<std::string> places(std::string_view name) const;
   [[nodiscard]] std::optional<std::string> similarFile(const std::string& path);
-  [[nodiscard]] const std::vector<std::string>& namesIn(const std::string& folder);
+  [[nodiscard]] const FolderNames& namesIn(const std::string& folder);
 
   const std::string folder_;
   std::map<std::string, std::optional<std::string>> known_;        ///< by the name in the sheet
-  std::map<std::string, std::vector<std::string>> namesByFolder_;  ///< of folders that were searched
+  std::map<std::string, FolderNames> namesByFolder_;               ///< of folders that were searched
 };
 
 }  // namespace tolvane

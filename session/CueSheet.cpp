@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <climits>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -18,6 +20,9 @@ namespace tolvane {
 namespace {
 
 constexpr std::string_view cueBlanks = " \t";
+
+/// The path, or another name for the file, by the name that the sheet has for it; nothing: its tracks are left out.
+using FileNaming = std::function<std::optional<std::string>(const std::string&)>;
 
 std::string_view withoutBlanks(std::string_view text) {
   const auto begin = text.find_first_not_of(cueBlanks);
@@ -76,37 +81,37 @@ std::optional<std::int32_t> trackNumberOf(std::string_view text) {
                                                       : std::nullopt;
 }
 
+/// The start of a long text: whole characters in UTF-8, and more than shownLine() keeps.
+std::string_view startOf(std::string_view text) {
+  constexpr std::size_t enough = 2048;
+  if (text.size() <= enough) return text;
+  text = text.substr(0, enough);
+  while (!text.empty() && (text.back() & 0xC0) == 0x80) text.remove_suffix(1);
+  text.remove_suffix(text.empty() || (text.back() & 0x80) == 0 ? 0 : 1);
+  return text;
+}
+
 /// Reads a sheet line by line.
 class CueReader {
  public:
-  void read(std::string_view line) {
-    const auto [word, rest] = firstWord(line);
-    const std::string command = asciiUppercased(word);
-    if (command == "FILE") {
-      file_ = fileNameOf(rest);
-    } else if (command == "TRACK") {
-      const auto [number, type] = firstWord(rest);
-      tracks_.push_back({.isAudio = asciiUppercased(type) == "AUDIO", .number = trackNumberOf(number)});
-    } else if (command == "TITLE") {
-      (tracks_.empty() ? album_ : tracks_.back().title) = unquoted(rest);
-    } else if (command == "PERFORMER") {
-      (tracks_.empty() ? artist_ : tracks_.back().artist) = unquoted(rest);
-    } else if (command == "INDEX") {
-      readIndex(rest);
-    }
+  /// False: the sheet has more tracks than are read.
+  [[nodiscard]] bool read(std::string_view line) {
+    readCommand(line);
+    return !isFull_;
   }
 
-  [[nodiscard]] std::vector<CueTrack> tracks() const {
+  [[nodiscard]] std::vector<CueTrack> tracks(const FileNaming& nameOf) const {
+    const std::string album = shown(album_);
     std::vector<CueTrack> result;
-    for (const Place& place : places()) {
+    for (const Place& place : places(nameOf)) {
       const Track& track = *place.track;
       if (!track.isAudio) continue;
-      result.push_back({.file = std::string(track.file),
+      result.push_back({.file = place.file,
                         .part = {.first = *track.first,
                                  .end = place.end,
                                  .title = shown(track.title),
                                  .artist = shown(track.artist.empty() ? artist_ : track.artist),
-                                 .album = shown(album_),
+                                 .album = album,
                                  .trackNumber = track.number}});
       nameAfterNumber(result.back().part);
     }
@@ -123,6 +128,26 @@ class CueReader {
     std::optional<std::uint32_t> first{};  ///< sector of INDEX 01
   };
 
+  void readCommand(std::string_view line) {
+    const auto [word, rest] = firstWord(line);
+    const std::string command = asciiUppercased(word);
+    if (command == "FILE") {
+      file_ = fileNameOf(rest);
+      if (file_.size() >= PATH_MAX) file_ = {};
+    } else if (command == "TRACK") {
+      isFull_ = tracks_.size() >= maximumCueTracks;
+      if (isFull_) return;
+      const auto [number, type] = firstWord(rest);
+      tracks_.push_back({.isAudio = asciiUppercased(type) == "AUDIO", .number = trackNumberOf(number)});
+    } else if (command == "TITLE") {
+      (tracks_.empty() ? album_ : tracks_.back().title) = unquoted(rest);
+    } else if (command == "PERFORMER") {
+      (tracks_.empty() ? artist_ : tracks_.back().artist) = unquoted(rest);
+    } else if (command == "INDEX") {
+      readIndex(rest);
+    }
+  }
+
   void readIndex(std::string_view text) {
     const auto [number, place] = firstWord(text);
     if (tracks_.empty() || tracks_.back().first || file_.empty() || trackNumberOf(number) != 1) return;
@@ -132,28 +157,33 @@ class CueReader {
 
   struct Place {
     const Track* track = nullptr;
+    std::string file{};
     std::optional<std::uint32_t> end{};  ///< sector with which the next track of the same file begins
   };
 
   /// Each behind the one before in the same file.
-  [[nodiscard]] std::vector<Place> places() const {
+  [[nodiscard]] std::vector<Place> places(const FileNaming& nameOf) const {
     std::vector<Place> found;
-    std::map<std::string_view, std::size_t> lastOf;  // by file
+    std::map<std::string, std::size_t> lastOf;  // by file
     for (const Track& track : tracks_) {
       if (!track.first) continue;
-      const auto [last, isFirst] = lastOf.try_emplace(track.file, found.size());
+      const auto file = nameOf(std::string(track.file));
+      if (!file) continue;
+      const auto [last, isFirst] = lastOf.try_emplace(*file, found.size());
       if (!isFirst) {
         Place& before = found[last->second];
         if (*track.first <= *before.track->first) continue;
         before.end = track.first;
         last->second = found.size();
       }
-      found.push_back({.track = &track});
+      found.push_back({.track = &track, .file = *file});
     }
     return found;
   }
 
-  [[nodiscard]] static std::string shown(std::string_view text) { return shownLine(textFromUnknownEncoding(text)); }
+  [[nodiscard]] static std::string shown(std::string_view text) {
+    return shownLine(textFromUnknownEncoding(startOf(withoutBlanks(text))));
+  }
 
   /// The name of the file would be that of all its tracks.
   static void nameAfterNumber(FileExcerpt& part) {
@@ -165,29 +195,32 @@ class CueReader {
   std::string_view album_;
   std::string_view artist_;
   std::vector<Track> tracks_;
+  bool isFull_ = false;
 };
 
-}  // namespace
-
-std::vector<CueTrack> cueTracks(std::string_view bytes) {
+std::vector<CueTrack> tracksOf(std::string_view bytes, const FileNaming& nameOf) {
   const std::string text = withoutByteOrderMark(bytes);
   CueReader reader;
   for (std::string_view rest = text; !rest.empty();) {
     const auto end = std::min(rest.find_first_of("\r\n"), rest.size());
-    reader.read(rest.substr(0, end));
+    if (!reader.read(rest.substr(0, end))) break;
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
-  return reader.tracks();
+  return reader.tracks(nameOf);
+}
+
+}  // namespace
+
+std::vector<CueTrack> cueTracks(std::string_view bytes) {
+  return tracksOf(bytes, [](const std::string& name) { return name; });
 }
 
 std::vector<FileURL> cueSheetEntries(std::string_view bytes, const std::string& folder) {
   CueFileFinder finder(folder);
   std::vector<FileURL> entries;
   std::set<FileURL> seen;
-  for (CueTrack& track : cueTracks(bytes)) {
-    const auto path = finder.find(track.file);
-    if (!path) continue;
-    FileURL entry(*path, std::move(track.part));
+  for (CueTrack& track : tracksOf(bytes, [&finder](const std::string& name) { return finder.find(name); })) {
+    FileURL entry(std::move(track.file), std::move(track.part));
     if (seen.insert(entry).second) entries.push_back(std::move(entry));
   }
   return entries;

@@ -13,6 +13,8 @@ namespace tolvane {
 
 /// Larger files are no CUE sheets.
 inline constexpr std::size_t maximumCueSheetBytes = 1U << 20U;
+/// Ten times as many as a CD can have. What a sheet names beyond them is left out.
+inline constexpr std::size_t maximumCueTracks = 1000;
 
 struct CueTrack {
   std::string file;  ///< as the sheet names it, in its bytes
@@ -32,7 +34,8 @@ struct CueTrack {
 
 /// Those tracks of a sheet in `folder` (an absolute path) whose files are there. Instead of a file that is not there
 /// the one beside it counts that has its name in other upper and lower case, or else with the extension of another
-/// format that is played. Of paths of other systems the last name counts. Asks the disk; any thread.
+/// format that is played. Of paths of other systems the last name counts, after the stated place was searched. Names
+/// that lead to the same file count as one. Asks the disk; any thread.
 [[nodiscard]] std::vector<FileURL> cueSheetEntries(std::string_view bytes, const std::string& folder);
 
 }  // namespace tolvane

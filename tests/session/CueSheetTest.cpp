@@ -200,11 +200,39 @@ TEST(CueSheet, OfOtherBytesIsHarmless) {
   EXPECT_THAT(cueTracks(std::string(1000, '"')), IsEmpty());
 }
 
-TEST(CueSheet, OfManyTracksIsReadAtOnce) {
+TEST(CueSheet, OfTooManyTracksIsReadUpToABound) {
   std::string text = "FILE a.wav WAVE\n";
   for (int track = 0; track < 40'000; ++track)
     text += "TRACK 1 AUDIO\nINDEX 1 " + std::to_string(track / 60) + ':' + std::to_string(track % 60) + ":0\n";
-  EXPECT_THAT(cueTracks(text), SizeIs(40'000));
+  const auto tracks = cueTracks(text);
+  ASSERT_THAT(tracks, SizeIs(maximumCueTracks));
+  EXPECT_EQ(tracks.back().part.first, (maximumCueTracks - 1) * FileExcerpt::sectorsPerSecond);
+}
+
+TEST(CueSheet, ANameThatNoFileCanHaveNamesNoFile) {
+  const auto sheetOf = [](std::size_t length) {
+    return "FILE \"" + std::string(length, 'a') + "\" WAVE\nTRACK 1 AUDIO\nINDEX 1 0:0:0\n";
+  };
+  EXPECT_THAT(cueTracks(sheetOf(4095)), SizeIs(1));
+  EXPECT_THAT(cueTracks(sheetOf(4096)), IsEmpty());
+  EXPECT_THAT(cueTracks("FILE a.wav WAVE\n" + sheetOf(900'000)), IsEmpty()) << "nor the file before it";
+}
+
+TEST(CueSheet, OfALongTextTheStartIsKeptInEveryEncoding) {
+  const auto titleOf = [](const std::string& title) {
+    return cueTracks("FILE a.wav WAVE\nTRACK 1 AUDIO\nTITLE \"" + title + "\"\nINDEX 1 0:0:1\n").at(0).part.title;
+  };
+  const auto repeated = [](const std::string& character, int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i) text += character;
+    return text;
+  };
+  for (const std::string character : {"a", "\u00e9", "\u266b", "\U0001d11e"})
+    for (const int count : {400, 401, 511, 512, 513, 1025, 100'000})
+      EXPECT_EQ(titleOf(repeated(character, count)), repeated(character, 400) + (count > 400 ? "\u2026" : ""))
+          << character << " x " << count;
+  EXPECT_EQ(titleOf("x" + repeated("\u266b", 1000)), "x" + repeated("\u266b", 399) + "\u2026");
+  EXPECT_EQ(titleOf(std::string(5000, '\xE9')), repeated("\u00e9", 400) + "\u2026") << "Windows-1252";
 }
 
 class CueFiles : public testing::Test {
@@ -222,6 +250,36 @@ class CueFiles : public testing::Test {
 
   test::TemporaryFolder folder;
 };
+
+TEST_F(CueFiles, InTheStatedPlaceComeBeforeThoseOfTheSameNameElsewhere) {
+  folder.write("CD2/image.flac", "x");
+  folder.write("image.wav", "x");
+  EXPECT_THAT(found("CD2/image.wav"), ElementsAre("CD2/image.flac"));
+  EXPECT_THAT(found("CD2\\image.wav"), ElementsAre("CD2/image.flac"));
+  EXPECT_THAT(found("D:\\Rips\\image.wav"), ElementsAre("image.wav"));
+}
+
+TEST_F(CueFiles, OfTwoNamesAreOneFile) {
+  folder.write("a.wav", "x");
+  const auto urls =
+      read("FILE a.wav WAVE\nTRACK 1 AUDIO\nINDEX 1 0:0:0\nFILE A.WAV WAVE\nTRACK 2 AUDIO\nINDEX 1 3:0:0\n");
+  ASSERT_THAT(urls, SizeIs(2));
+  EXPECT_EQ(urls[0].excerpt()->end, 3 * 60 * FileExcerpt::sectorsPerSecond);
+  EXPECT_EQ(urls[1].excerpt()->first, 3 * 60 * FileExcerpt::sectorsPerSecond);
+}
+
+TEST_F(CueFiles, AreNotListedAsAWholeByAPlaylistBesideTheSheet) {
+  folder.write("a.wav", "x");
+  folder.write("b.wav", "x");
+  const std::vector<FileURL> opened{
+      folder.write("a.m3u", "b.wav\na.wav\n"),
+      folder.write("a.cue", "FILE a.wav WAVE\nTRACK 1 AUDIO\nINDEX 1 0:0:0\nTRACK 2 AUDIO\nINDEX 1 1:0:0\n")};
+  const auto urls = collectSupportedAudioFiles(opened);
+  ASSERT_THAT(urls, SizeIs(3));
+  EXPECT_EQ(urls[0], folder.url("b.wav"));
+  EXPECT_NE(urls[1].excerpt(), nullptr);
+  EXPECT_NE(urls[2].excerpt(), nullptr);
+}
 
 TEST_F(CueFiles, AreFoundByTheNameInTheSheet) {
   folder.write("a.wav", "x");
