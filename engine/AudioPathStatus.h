@@ -74,7 +74,7 @@ struct AudioPathFacts {
   bool hogModeSupported = false;
   bool hogModeOwned = false;  ///< by this process
 
-  /// The known rates agree.
+  /// The nominal rate is known and agrees with the source's; the actual rate agrees too, or is unknown.
   [[nodiscard]] bool ratesMatch() const;
   /// The rate that the device runs at, in hertz; 0: unknown.
   [[nodiscard]] double deviceRate() const { return actualRate > 0 ? actualRate : nominalRate; }
@@ -86,7 +86,8 @@ struct AudioPathFacts {
 ///    4  the device runs at another rate, or its rate is unknown
 ///    5  the unit accepted another client format
 ///    6  the source is lossy
-/// 6a–6b a stage behind the unit converts the samples; processes them. The detail is what the device reports
+/// 6a–6b a stage behind the unit converts the samples; processes them. The detail is what the device reports,
+///       conversions first
 ///    9  the physical format cannot carry the source, even if other parts of the path are unknown
 ///  7–8  the physical format, or the kind of an alteration, is unknown; the same without the requested Exclusive Access
 ///   10  Exclusive Access was requested but not granted

@@ -22,8 +22,8 @@ class AudioPlayerError {
     return {std::string(stage), status};
   }
 
-  /// The message, or the stage followed by " failed (Core Audio STATUS)."; a full sentence when a driver does not
-  /// return, or when a device has no format for the track.
+  /// The message, or the stage followed by " failed (Core Audio STATUS)."; with the reason in words instead of the
+  /// status when a driver does not return, or when a device has no format for the track.
   [[nodiscard]] std::string errorDescription() const;
 
   /// The same error with its context.

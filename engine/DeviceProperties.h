@@ -25,7 +25,7 @@ class DeviceProperties {
   /// The nominal or the actual rate in hertz; nothing when absent or unreadable.
   [[nodiscard]] std::optional<double> readDeviceSampleRate(AudioObjectID deviceID, FourCharCode selector) const;
 
-  /// Whether other users of this device wait for the output to be reopened.
+  /// Whether another program waits for the output on this device to be reopened.
   [[nodiscard]] bool isReopeningDue(AudioObjectID deviceID) const;
 
   /// In the device's order; empty when there are none or they cannot be read.

@@ -31,7 +31,7 @@ struct Stopped {
 /// A track is being read into memory.
 struct Preparing {
   TrackStart start;
-  std::unique_ptr<Output> kept;  ///< of the previous track, playing silence; null: none was kept
+  std::unique_ptr<Output> kept;  ///< of the previous track; plays silence if that played; null: none was kept
 };
 
 /// The output for a track is being opened. Lasts for one call, during which the device may block.

@@ -263,7 +263,7 @@ std::unique_ptr<Output> EngineStateMachine::keepOutput(bool unitAlreadyStopped) 
     closeKeptOutput();
     publish();
   });
-  return takeOutput();  // drops the track together with its state: the next one may need the memory
+  return takeOutput();  // the caller replaces the state and drops its track: the next one may need the memory
 }
 
 void EngineStateMachine::complete(bool keepsOutput) {

@@ -68,7 +68,7 @@ class EngineStateMachine {
 
   // Transitions.
 
-  /// To Preparing. If a track was playing, its output is kept and plays silence.
+  /// To Preparing. The output of a playing or paused track is kept; after a playing one it plays silence.
   void beginPreparation(const FileURL& url, TrackStart start);
   /// Whether the track that is being prepared will be paused, not played, when it is ready.
   void setStartsPaused(bool startsPaused);

@@ -26,7 +26,7 @@ class ExclusiveAccess {
   /// Reads hog mode, retakes it if it is wanted and the device is free (at most once a second), and applies the report.
   void verifyExclusiveAccess(bool recoverIfAvailable);
 
-  /// From now on verifies twice a second while Exclusive Access is on and an output is configured.
+  /// If Exclusive Access is on and there is an output, verifies twice a second until the monitor is stopped.
   void startExclusiveAccessMonitorIfNeeded();
   void stopExclusiveAccessMonitor();
 

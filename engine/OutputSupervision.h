@@ -34,7 +34,7 @@ class OutputSupervision {
   void startOutputHealthMonitor();
   void stopOutputHealthMonitor();
 
-  /// While the output is paused: reopens it, in a later turn, if other users of the device wait for that.
+  /// While the output is paused: reopens it, in a later turn, if another program waits for that.
   void reopenIfDue();
 
   /// A new track, or none: resets all counters and cancels a pending recovery.

@@ -15,7 +15,7 @@ bool isVerdict(AudioPathStatus::Kind kind) {
   return kind != AudioPathStatus::Kind::ready && kind != AudioPathStatus::Kind::configuring;
 }
 
-/// Whether both have the same value for every stage, apart from the texts.
+/// Whether both name the same stage, and every stage has the same condition; the texts may differ.
 bool hasSameConditions(const SignalPath& a, const SignalPath& b) {
   return a.named == b.named && std::ranges::equal(a.stages, b.stages, {}, &PathStage::condition, &PathStage::condition);
 }

@@ -1,6 +1,6 @@
 #pragma once
 // The history of the signal path since the player was created: the last changes of verdict, path and device, and the
-// recoveries. A bounded record. Player's thread; depends on nothing else.
+// recoveries. A bounded record. Player's thread; changes nothing else.
 
 #include <array>
 #include <cstddef>

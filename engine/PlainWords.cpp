@@ -146,7 +146,7 @@ std::string timeText(double seconds) {
   return fmt::format("{:.0f}:{:02.0f}", minutes, whole - 60 * minutes);
 }
 
-/// When the detail is about the file, and what lies at its path is not a regular file.
+/// The sentence for what was found at the file's path; empty if that explains nothing.
 std::string placeWords(const FileFinding& file) {
   const auto* const found = std::ranges::find(places, file.place, &PlainPlace::place);
   return found != places.end() ? std::string(found->words) : std::string();
@@ -158,7 +158,7 @@ std::string withArticle(std::string_view format) {
   return fmt::format("{} {}", isSpokenWithVowel ? "an" : "a", format);
 }
 
-/// When the file begins like another kind than its name suggests.
+/// The sentence for a file that begins with zeros, or like another kind than its name suggests; else empty.
 std::string contentWords(const FailureContext& context) {
   constexpr std::string_view neverWritten =
       "The file begins with nothing but zeros: it may have been copied or downloaded in part.";

@@ -8,7 +8,8 @@
 namespace tolvane {
 namespace {
 
-/// The most checks after the drain for the end of what is heard. A device that stands still then ends the wait.
+/// How often, after the drain, to check whether the track has been heard to its end. Then playback ends in any case, so
+/// that a device that stands still does not delay it for ever.
 constexpr int mostLateChecks = 5;
 
 }  // namespace

@@ -1,8 +1,9 @@
 #pragma once
 // Detects that the track has been rendered to its end, waits until it has been heard to its end, and ends playback; or
 // detects that the device has reached the coupled track. Player's thread.
-// || The wait lasts for the drain of two buffers. If the device reports what it has played, it continues while frames
-// are left: a sink may hold far more than two buffers, and drops them when it is closed.
+//
+// The wait lasts for the drain of two buffers. If the device reports what it has played, it continues while frames are
+// left: a sink may hold far more than two buffers, and drops them when it is closed.
 
 #include <cstdint>
 
@@ -28,7 +29,7 @@ class PlaybackCompletion {
  private:
   /// Seconds that the device needs to play out what it was handed: two buffers, but at least 0.05 s.
   [[nodiscard]] double drainMargin() const;
-  /// The frame at which the track ends; 0 if the device does not report what it has played.
+  /// Seconds until the track has been heard to its end; 0 if the device does not report what it has played.
   [[nodiscard]] double secondsNotHeard() const;
   void scheduleCompletionCheck(double delay);
   void checkForPlaybackCompletion();

@@ -8,7 +8,7 @@ struct SampleRateReport {
   double nominalRate = 0;            ///< read back afterwards; 0: unreadable
   double actualRate = 0;             ///< as measured by the device, read back afterwards; 0: absent or unreadable
   bool rateChangeAttempted = false;  ///< the device had another rate
-  bool didWaitForRate = false;       ///< the device accepted the rate, and the wait for it is over
+  bool didWaitForRate = false;       ///< the device had or accepted the rate, and was given time to reach it
 
   /// The nominal rate agrees with the request, and the actual rate agrees or is not reported.
   [[nodiscard]] bool isMatched() const;

@@ -85,7 +85,8 @@ std::string routeSource(const PathDescription& description) {
   return "the device's own properties";
 }
 
-/// The most severe obstacle of the route; the stage's value states it.
+/// Adds everything that may keep the route from passing the samples on, the most severe first. The stage's value names
+/// only the first.
 void addObstacles(PathStage& stage, const AudioPathFacts& facts) {
   bool isNamed = false;
   const auto add = [&](Condition condition, std::string_view value, std::string_view meaning) {

@@ -27,9 +27,9 @@ struct PathStage {
 };
 
 struct SignalPath {
-  std::vector<PathStage> stages;  ///< in order, at most one of each kind; empty while no output is configured
+  std::vector<PathStage> stages;  ///< in order, one of each kind; empty while no output is configured
   /// The stage that the verdict is about; nothing exactly when it is BIT-PERFECT, with every stage unaltered. Usually
-  /// the first stage that alters samples; it may be a later one, because the verdict has its own order of precedence
+  /// the first stage that is not unaltered; it may be a later one, because the verdict has its own order of precedence
   /// (judgeAudioPath).
   std::optional<PathStage::Kind> named{};
   std::string deviceName{};

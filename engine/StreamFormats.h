@@ -1,5 +1,6 @@
 #pragma once
-// Compares rates and stream formats and formats them as text. Pure functions; the only place that does either.
+// Compares rates and stream formats, and formats them as text for the user. Pure functions; the only place where such a
+// text is made.
 
 #include <string>
 
@@ -22,7 +23,7 @@ namespace tolvane {
 [[nodiscard]] std::string formatDescription(const AudioStreamBasicDescription& format);
 
 /// Whether the physical format carries the track's source without loss. Integers of more than 24 bits count as lossy in
-/// any 32-bit float, whether it is the hardware's or the decoder's; floats count as lossy in any integer.
+/// any float of the hardware, and in the 32-bit float of a decoder; floats count as lossy in any integer.
 [[nodiscard]] bool physicalFormatCompatibility(const PreparedAudio& prepared,
                                                const AudioStreamBasicDescription& physicalFormat);
 

@@ -29,8 +29,8 @@ class TrackPreparer {
   TrackPreparer(const TrackPreparer&) = delete;
   TrackPreparer& operator=(const TrackPreparer&) = delete;
 
-  /// `completion` is called once, unless the request is replaced or cancelled. It is called from within this call if
-  /// the background runs the work at once.
+  /// `completion` is called once, unless the request is replaced or cancelled: from within this call if the background
+  /// has the result by then, otherwise in a later turn.
   void prepare(const FileURL& url, Request::Completion completion);
   void cancel();
 

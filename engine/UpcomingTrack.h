@@ -42,7 +42,7 @@ class UpcomingTrack {
   void confirm(std::function<void()> confirmed);
   /// Takes the ready track. REQUIRES: ready().
   [[nodiscard]] PreparedAudio takeConfirmed();
-  /// Returns a confirmed track that was not played after all; dropped if another one is wanted by now.
+  /// Takes back a track from takeConfirmed() that was not played; drops it if another one is wanted by now.
   void putBack(PreparedAudio audio);
 
   /// Hands the track over to the caller, which plays `url` now: when it has been read, if that is under way, or when

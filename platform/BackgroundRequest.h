@@ -28,8 +28,8 @@ class BackgroundRequest {
   BackgroundRequest(const BackgroundRequest&) = delete;
   BackgroundRequest& operator=(const BackgroundRequest&) = delete;
 
-  /// `completion` is called once, unless the request is replaced or cancelled. It is called from within this call if
-  /// the background runs the work at once.
+  /// `completion` is called once, unless the request is replaced or cancelled: from within this call if the background
+  /// has the result by then, otherwise in a later turn.
   void start(Work work, Completion completion) {
     cancel();
     const auto job = job_ = std::make_shared<Job>();

@@ -88,7 +88,7 @@ class PlayerSession {
   /// Restores the list as it was before its last change. A playing track that is in both lists continues. If the change
   /// had removed or added the current entry, the previous position is restored, and plays if it did before.
   void undoPlaylistChange();
-  /// Sets a duration learnt elsewhere, if the current entry is not loaded in the engine.
+  /// Sets a duration learnt elsewhere, if `url` is the current entry and the engine has not loaded it.
   void setKnownDuration(double seconds, const FileURL& url);
   /// Checks on the disk, in the background, which of unplayableFiles() have changed.
   void checkUnplayableFiles() { unplayableFiles_.check(); }

@@ -161,7 +161,7 @@ bool bothAre(const SessionCommand& a, const SessionCommand& b) {
 }  // namespace
 
 bool supersedes(const SessionCommand& newer, const SessionCommand& older) {
-  // Changes of the list itself are never dropped: undoing the load restores them.
+  // Keeps moved, inserted and removed entries, and undos: undoing the load restores their result.
   if (std::holds_alternative<LoadPlaylist>(newer) && !std::get<LoadPlaylist>(newer).urls.empty()) {
     return std::holds_alternative<PlayTrack>(older) || std::holds_alternative<SetPlaying>(older) ||
            std::holds_alternative<Seek>(older) || std::holds_alternative<SetKnownDuration>(older) ||

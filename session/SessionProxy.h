@@ -62,7 +62,7 @@ class SessionProxy {
   /// Ignored when there is no change to undo.
   void undoPlaylistChange();
   void setKnownDuration(double seconds, const FileURL& url) { send(command::SetKnownDuration{seconds, url}); }
-  /// Sends nothing if `urls` is empty.
+  /// Sends nothing if there are no unplayable files.
   void checkUnplayableFiles() {
     if (state_.unplayableFiles) send(command::CheckUnplayableFiles{});
   }
@@ -111,7 +111,7 @@ class SessionProxy {
   // Last, so that they end before the state they act on.
   std::shared_ptr<SessionProxy*> self_ = std::make_shared<SessionProxy*>(this);  ///< posted work holds it weakly
   RunLoop::Timer positionTimer_;                                                 ///< while the clock runs
-  RunLoop::Timer watchTimer_;  ///< while the player has commands to execute
+  RunLoop::Timer watchTimer_;  ///< while a command is unanswered, or a track plays or is prepared
 };
 
 }  // namespace tolvane

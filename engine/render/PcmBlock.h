@@ -34,8 +34,8 @@ class PcmBlock {
     return block;
   }
 
-  /// Releases what lies beyond the first `size` bytes. Pages that were never written take no memory. REQUIRES: `size`
-  /// is at most size(), and the render thread has not seen the block.
+  /// Limits the block to its first `size` bytes. The rest stays allocated; pages of it that were never written take no
+  /// memory. REQUIRES: `size` is at most size(), and the render thread has not seen the block.
   void shorten(std::size_t size) { size_ = size; }
 
   /// Whether these bytes are resident; false: the system has evicted some of them. Any thread.

@@ -106,7 +106,7 @@ std::expected<AudioPropertyValue, OSStatus> AlsaAudioHardware::deviceProperty(Al
     case kAudioDevicePropertyHogModeOwnerName:
       return device.hogOwnerName();
     case kAudioDevicePropertyDeviceIsAlive:
-      return std::uint32_t{1};  // an object that is gone no longer exists
+      return std::uint32_t{1};  // a device that is gone has no object any more
     case kAudioDevicePropertyStreams:
       return Numbers{device.streamId()};
     case kAudioDevicePropertyStreamConfiguration:

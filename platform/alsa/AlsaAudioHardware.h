@@ -25,7 +25,7 @@ class AlsaAudioHardware : public AdapterHardware, private AudioOutputComponent, 
  public:
   /// `makeRealtime` is called on each render thread at its start with the thread's id; it may be empty. `reservation`
   /// may be null: then only the kernel's exclusivity applies. `calls` makes the calls into drivers, so that waits for
-  /// them can be named and interrupted; null: the hardware makes its own. All outlive the hardware.
+  /// them can be named and interrupted; null: the hardware has its own. All outlive the hardware.
   AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<bool(pid_t tid)> makeRealtime,
                     DeviceReservation* reservation = nullptr, const AlsaPaths& paths = {},
                     DeviceCalls* calls = nullptr);

@@ -115,7 +115,7 @@ PipeWireAudioHardware::Value PipeWireAudioHardware::deviceProperty(const Device&
     case kAudioDevicePropertyReopeningIsDue:
       return view_.isReopeningDue(device) ? std::uint32_t{1} : std::uint32_t{0};
     case kAudioDevicePropertyDeviceIsAlive:
-      return std::uint32_t{1};  // an object that is gone no longer exists
+      return std::uint32_t{1};  // a device that is gone has no object any more
     case kAudioDevicePropertySampleAlterations:
       return alterations(device);
     case kAudioDevicePropertyProcessingIsActive:

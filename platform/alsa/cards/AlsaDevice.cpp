@@ -314,7 +314,7 @@ bool AlsaDevice::isStreamActive() const {
   return own && (own->status.state == AlsaStreamState::running || own->status.state == AlsaStreamState::draining);
 }
 
-/// The hardware's channels; two before it could first be queried, the minimum of any playback device.
+/// The most channels of the hardware; two before it could first be queried, which is the usual number.
 std::uint32_t AlsaDevice::channelCount() const {
   return capabilities_ && capabilities_->maximumChannels > 0 ? capabilities_->maximumChannels : 2;
 }

@@ -77,9 +77,9 @@ class AlsaDevice {
   [[nodiscard]] const std::string& physicalFormatSource() const { return physicalFormatSource_; }
   [[nodiscard]] bool isStreamActive() const;
 
-  /// For a unit: the PCM, set up for its client at the nominal rate, or, if none is set, at the rate nearest to the
-  /// client's. One unit at a time. `surrender` makes the unit release the PCM at once, permanently, and call
-  /// closeForUnit().
+  /// For a unit: the PCM, set up for its client at the nominal rate. If there is none, or the hardware refuses it: at
+  /// the client's own rate, else a multiple, a higher one, a lower one. One unit at a time. `surrender` makes the unit
+  /// release the PCM at once, permanently, and call closeForUnit().
   struct OpenPcm {
     std::shared_ptr<AlsaPcm> pcm;
     AlsaPcmSetup setup;

@@ -211,7 +211,7 @@ std::vector<AlsaDeviceInfo> listDevices(const std::vector<AlsaCardFacts>& cards,
     }
   }
   for (const AlsaDeviceInfo& device : devices) uids.insert(device.uid);
-  // A second pass: a new device must not get a name that an existing device has.
+  // A second pass: a new device must not get a uid that an existing device has.
   for (AlsaDeviceInfo& device : devices) {
     if (!device.uid.empty()) continue;
     const auto card = std::ranges::find(cards, device.card, &AlsaCardFacts::index);

@@ -60,7 +60,7 @@ struct AlsaDeviceInfo {
     const std::function<std::optional<AlsaCardFacts>(int card)>& read);
 
 /// `known` are the devices that have not been removed since the last list: those that still exist keep their uid and
-/// name, so that plugging one device in or out does not rename another. Those of a card that cannot be read still
+/// name, so that plugging one device in or out makes no other a new one. Those of a card that cannot be read still
 /// exist.
 [[nodiscard]] std::vector<AlsaDeviceInfo> listDevices(const std::vector<AlsaCardFacts>& cards,
                                                       std::span<const AlsaDeviceInfo> known);

@@ -1,7 +1,7 @@
 #pragma once
 // The channel map of a PCM: reads the speakers that the driver states for its channels, and requests those of the
-// source. Main thread, with the PCM set up; the translation of positions is pure. Without a statement of the driver
-// they are unknown.
+// source. For calls of the device (AlsaDeviceCalls), with the PCM set up; the translation of positions is pure. Without
+// a statement of the driver they are unknown.
 
 #include <alsa/asoundlib.h>
 

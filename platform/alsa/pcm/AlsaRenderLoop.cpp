@@ -284,12 +284,12 @@ long AlsaRenderLoop::transferWritten(snd_pcm_uframes_t frames) {
   return static_cast<snd_pcm_uframes_t>(taken) == frames ? taken : -EPIPE;
 }
 
-/// For frames that the device was given: their bytes in its ring, or those passed to the driver.
+/// Records frames that the device was given: `frames` is in its ring, or is what was passed to the driver.
 void AlsaRenderLoop::recordDelivery(const std::byte* frames, snd_pcm_sframes_t count) noexcept {
   if (deliveries_) gate_.pass([&] { deliveries_->put(ring_.written(), frames, static_cast<std::uint32_t>(count)); });
 }
 
-/// Renders until `frames` are at `destination`, after those that could not be committed before.
+/// Renders until `frames` are at `destination`, counting those there that could not be committed before.
 void AlsaRenderLoop::renderUncommitted(std::byte* destination, snd_pcm_uframes_t frames) {
   const auto ready = static_cast<snd_pcm_uframes_t>(ring_.uncommitted());
   if (ready >= frames) return;
@@ -304,7 +304,7 @@ void AlsaRenderLoop::renderInto(std::byte* destination, snd_pcm_uframes_t frames
   if (frames == 0) return;
   OSStatus status = noErr;
   if (!gate_.pass([&] { status = pipeline_->render(destination, static_cast<std::uint32_t>(frames)); }))
-    std::memset(destination, 0, frames * frameBytes_);                       // the frames are not played any more
+    std::memset(destination, 0, frames * frameBytes_);                       // the gate is shut: silence
   if (status != noErr) lastError_.store(status, std::memory_order_release);  // partner: takeLastError()
 }
 

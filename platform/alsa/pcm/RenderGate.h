@@ -9,7 +9,7 @@ namespace tolvane {
 
 class RenderGate {
  public:
-  /// Runs the action unless the gate is shut; then returns false.
+  /// Runs the action and returns true; if the gate is shut, only returns false.
   template <typename Action>
   bool pass(Action action) noexcept {
     // Set before the gate is checked: a thread that shuts it afterwards sees this, and waits.

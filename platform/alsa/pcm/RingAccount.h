@@ -31,7 +31,7 @@ class RingAccount {
   /// The device starts at the ring's first frame.
   void prepare() { preparedAt_ = written_; }
 
-  /// `frames` more are in the ring, after those written.
+  /// `frames` frames in all are now in the ring after those written.
   void stand(std::int64_t frames) { uncommitted_ = frames; }
   /// `frames` of them have been committed to the device.
   void commit(std::int64_t frames);

@@ -37,7 +37,7 @@ class DeviceCatalogue {
   void beginWaitingForSinks() { isWaitingForSinks_ = true; }
   /// The server is gone, and every sink with it.
   void serverLost();
-  /// A sink is about to be made for the device: waits for it, and updates when the wait is over.
+  /// A sink is about to be made for the device: notes that, and refreshes when the time for it is over. Does not block.
   void expectSink(PipeWireDevice& device);
 
   /// The listed device; null: there is none.

@@ -21,7 +21,7 @@ class SharedProperties {
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> ofStream(const PipeWireDevice& device,
                                                                      FourCharCode selector) const;
 
-  /// The rate of the sink's hardware; the graph's rate if the server does not report that.
+  /// The rates that the sink's hardware accepts; the graph's rate if the server does not report them.
   [[nodiscard]] std::vector<AudioValueRange> rates(const PipeWireDevice& device) const;
   /// A sink that the server has not opened has no rate: the one that it would be opened at is unknown.
   [[nodiscard]] std::optional<double> nominalRate(const PipeWireDevice& device) const;

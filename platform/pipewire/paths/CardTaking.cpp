@@ -130,7 +130,7 @@ void CardTaking::letGo(PipeWireDevice& device) {
   }
   restoreProfile(device);
   if (!device.state.hasCard()) return;
-  // The state from before another program took the card applies to the next time, and no sink comes until then.
+  // The state from before this process took the card is kept for the next time, and no sink comes until then.
   if (const auto program = view_.hogOwner(device); program && *program != -1) return device.state.takenByAnother();
   const bool isDue = isSinkDue(*device.state.before(), services_.server.facts().hasSessionManager);
   device.state.cardReturned(isDue, services_.runLoop.now());

@@ -57,7 +57,7 @@ std::expected<UnitPaths::Path, OSStatus> UnitPaths::sharedPath(const PipeWireDev
   const PipeWireSink* sink = view_.sinkOf(device);
   if (sink == nullptr) return std::unexpected(kAudioHardwareNotRunningError);
   Path path{.name = device.name, .sink = *device.state.sink(), .serial = sink->serial, .rate = device.chosenRate};
-  // A device that already has the rate keeps it; a radio link has its own rate, which cannot be set.
+  // If no rate was chosen, the sink is to keep the one that it has; a radio link has its own rate, which cannot be set.
   const bool isRadio = device.transport == kAudioDeviceTransportTypeBluetooth ||
                        device.transport == kAudioDeviceTransportTypeBluetoothLE;
   if (!path.rate && !isRadio) path.rate = shared_.nominalRate(device);
@@ -83,8 +83,8 @@ void UnitPaths::chooseCardRate(const PipeWireDevice& device, double rate) {
                         fmt::format("{} does not take {} Hz: {}", device.name, rate, status));
 }
 
-/// The rate belongs to the device, whichever path is used, and the unit is not given it again. The buffer differs,
-/// which is notified.
+/// The rate belongs to the device, whichever path is used, and no client of the unit sets it again: it is set here. The
+/// buffer differs, which is notified.
 void UnitPaths::movedToCard(AudioObjectID id, std::optional<double> rate) {
   const PipeWireDevice* device = catalogue_.deviceOf(id);
   if (device == nullptr) return;

@@ -1,6 +1,6 @@
 #pragma once
-// A sink that is temporarily away, or whose card was just returned to the server: how long it is waited for. Main
-// thread; a plain value.
+// A sink that is temporarily away, or whose card was just returned to the server: how long it is waited for.
+// Player's thread; a plain value.
 
 #include <algorithm>
 #include <chrono>

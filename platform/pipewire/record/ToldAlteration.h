@@ -12,7 +12,7 @@ class ToldAlteration {
   /// Whether to notify the listeners of this alteration; empty: the samples are unaltered. Always true the first time
   /// after reset().
   [[nodiscard]] bool isNews(const std::string& reason) const { return !isTold_ || told_ != reason; }
-  /// Logs only when a listener was notified.
+  /// Whether to log a notification: not the first one after reset() if it says that the samples are unaltered.
   [[nodiscard]] bool isWorthALine(const std::string& reason) const {
     return isNews(reason) && (isTold_ || !reason.empty());
   }

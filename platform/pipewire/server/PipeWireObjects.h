@@ -47,7 +47,7 @@ class PipeWireObject {
   spa_hook hook_{};
 
  private:
-  pw_proxy* const proxy_;  ///< null for an object of which only the name is read
+  pw_proxy* const proxy_;  ///< null for a port, which is reported in full when it appears
 };
 
 }  // namespace tolvane

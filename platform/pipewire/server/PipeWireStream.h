@@ -1,7 +1,7 @@
 #pragma once
-// One stream to one sink: gives the graph what a render callback renders, as 32-bit float at the client's rate. Main
-// thread, but for process(), which the library calls on its data thread and which must not log, lock or allocate.
-// Must not outlive its connection to the server.
+// One stream to one sink: gives the graph what a render callback renders, as 32-bit float at the client's rate.
+// Player's thread, except process(), which the library calls on its data thread and which must not log, lock or
+// allocate. Must not outlive its connection to the server.
 
 #include <atomic>
 #include <cstdint>

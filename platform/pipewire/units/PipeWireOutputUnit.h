@@ -21,7 +21,7 @@ class PipeWireOutputUnit : public AdapterOutputUnit {
     AudioObjectID direct = kAudioObjectUnknown;  ///< the device on the card path; unknown: the sink
     std::uint32_t sink = 0;
     std::string serial;
-    /// The rate that the sink was set to; nothing: it was not set.
+    /// The rate that the sink is to run at, in hertz; nothing: it chooses its own.
     std::optional<double> rate;
   };
   /// What a unit needs of its hardware.
