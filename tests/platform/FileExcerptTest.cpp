@@ -83,7 +83,7 @@ TEST(FileExcerpts, AreNotMadeOfOtherBytes) {
 TEST(FileExcerpts, AreNotMadeOfTextsThatNoSheetGives) {
   EXPECT_NE(decodedExcerpt(encodedExcerpt({.title = std::string(2048, 'x')})), std::nullopt);
   EXPECT_EQ(decodedExcerpt(encodedExcerpt({.title = std::string(2049, 'x')})), std::nullopt);
-  for (const std::string text : {std::string("two\nlines"), std::string("a\0b", 3), std::string("\x1b[2J")}) {
+  for (const std::string& text : {std::string("two\nlines"), std::string("a\0b", 3), std::string("\x1b[2J")}) {
     EXPECT_EQ(decodedExcerpt(encodedExcerpt({.title = text})), std::nullopt);
     EXPECT_EQ(decodedExcerpt(encodedExcerpt({.artist = text})), std::nullopt);
     EXPECT_EQ(decodedExcerpt(encodedExcerpt({.album = text})), std::nullopt);
