@@ -82,7 +82,11 @@ TEST_F(TagsOfEncoders, TracksOfASheetHaveWhatTheSheetStates) {
   EXPECT_EQ(tagsOf({.end = 75, .title = "One", .artist = "Trio", .album = "Evening", .trackNumber = 1}),
             (MusicTags{.title = "One", .artist = "Trio", .album = "Evening", .trackNumber = 1}));
   EXPECT_EQ(tagsOf({.end = 75, .title = "One"}),
-            (MusicTags{.title = "One", .artist = "Ilse Brandt", .album = "Slow Water", .trackNumber = 6}));
+            (MusicTags{.title = "One", .artist = "Ilse Brandt", .album = "Slow Water", .trackNumber = {}}))
+      << "the file's number is not that of a part";
+  EXPECT_EQ(tagsOf({.title = "One", .artist = "Trio"}),
+            (MusicTags{.title = "One", .artist = "Ilse Brandt", .album = "Slow Water", .trackNumber = 6}))
+      << "a file that is the whole track keeps its artist and its number";
   EXPECT_EQ(tagsOf({.first = 75}).title, "") << "the file's title is not that of a part";
   EXPECT_EQ(tagsOf({}).title, "Vespers") << "but that of the whole";
   EXPECT_EQ(SystemMusicTags().tags(FileURL("/missing.mp3", FileExcerpt{.title = "One"}), {}).title, "One");
