@@ -2,20 +2,14 @@
 
 #include <QEvent>
 #include <QGuiApplication>
+#include <QQuickWindow>
 #include <QScreen>
 #include <QSize>
-#include <QTimer>
 #include <algorithm>
-#include <chrono>
 
 namespace tolvane {
 
 namespace {
-
-/// Wayland: a toolkit that still waited for a frame of the window when it was hidden waits on when it is shown again, draws
-/// nothing, and so is never answered (seen with Qt 6.4). Shown once more, it draws.
-constexpr std::chrono::milliseconds timeToBeExposed{300};
-constexpr int mostShowings = 3;
 
 bool isOnAScreen(const QRect& window) {
   const auto screens = QGuiApplication::screens();
@@ -24,7 +18,15 @@ bool isOnAScreen(const QRect& window) {
 
 }  // namespace
 
-QtShellWindow::QtShellWindow(QWindow& window) : window_(&window) { window.installEventFilter(this); }
+QtShellWindow::QtShellWindow(QWindow& window) : window_(&window) {
+  window.installEventFilter(this);
+  // On Wayland hiding ends the surface that is drawn on. Qt's graphics, if kept, are not bound to the next one: the
+  // first swap fails (EGL_BAD_SURFACE), and the window that is shown again never appears (seen with Qt 6.4).
+  auto* const quick = qobject_cast<QQuickWindow*>(&window);
+  if (quick == nullptr || !QGuiApplication::platformName().startsWith("wayland")) return;
+  quick->setPersistentSceneGraph(false);
+  quick->setPersistentGraphics(false);
+}
 
 QtShellWindow::~QtShellWindow() {
   if (window_) window_->removeEventFilter(this);
@@ -66,20 +68,10 @@ void QtShellWindow::makeKeyAndOrderFront(const std::string& activationToken) {
     isComingBack_ = true;
     // One that asks for no place is put where the window manager likes; one whose screen has gone is left to it.
     if (place_ && isOnAScreen(QRect(*place_, window_->size()))) window_->setPosition(*place_);
-    if (QGuiApplication::platformName().startsWith("wayland")) showAgainUnlessExposed(mostShowings);
   }
   window_->setVisible(true);
   window_->raise();
   window_->requestActivate();
-}
-
-void QtShellWindow::showAgainUnlessExposed(int tries) {
-  QTimer::singleShot(timeToBeExposed, this, [this, tries] {
-    if (!window_ || !window_->isVisible() || window_->isExposed()) return;
-    window_->hide();
-    window_->show();
-    if (tries > 1) showAgainUnlessExposed(tries - 1);
-  });
 }
 
 bool QtShellWindow::eventFilter(QObject* watched, QEvent* event) {

@@ -39,8 +39,6 @@ class QtShellWindow final : public QObject, public ShellWindow {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
-  void showAgainUnlessExposed(int tries);
-
   QPointer<QWindow> window_;
   std::function<void()> closeAction_;
   std::function<void()> observer_;
