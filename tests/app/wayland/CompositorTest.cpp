@@ -148,6 +148,7 @@ TEST_F(WaylandWindow, IsAWaylandWindowAtTheScaleOfItsScreen) {
 }
 
 TEST_F(WaylandWindow, FollowsItsHeaderUntilTheButtonIsReleased) {
+  goToTheMiddle();
   const QRect before = bounds();
   drag({300, 24}, {60, 40});
   EXPECT_EQ(window->size(), QSize(600, 700));
@@ -185,6 +186,21 @@ INSTANTIATE_TEST_SUITE_P(Each, WaylandWindowsEdge,
                                          Edge{"TopLeft", {0, 0}, {-40, -40}}, Edge{"TopRight", {1, 0}, {40, -40}},
                                          Edge{"BottomLeft", {0, 1}, {-40, 40}}, Edge{"BottomRight", {1, 1}, {40, 40}}),
                          [](const auto& edge) { return std::string(edge.param.name); });
+
+// The compositor keeps the release of a button that it moves a window by to itself.
+TEST_F(WaylandWindow, TheFirstClickAfterAMoveCounts) {
+  goToTheMiddle();
+  drag({300, 24}, {60, 40});
+  letGo();
+  const QRect now = bounds();
+  QQuickItem* const button = item(QStringLiteral("Close"));
+  point(placeIn(*button, 0.5, 0.5), now);
+  EXPECT_TRUE(waitFor([&] { return button->property("hovered").toBool(); })) << "the pointer is over it";
+  server->pressButton();
+  EXPECT_TRUE(waitFor([&] { return QGuiApplication::mouseButtons() == Qt::LeftButton; }));
+  server->releaseButton();
+  EXPECT_TRUE(waitFor([] { return bounds().isEmpty(); })) << "it was clicked";
+}
 
 TEST_F(WaylandWindow, ComesBackFromTheTray) {
   for (int round = 1; round <= 2; ++round) {

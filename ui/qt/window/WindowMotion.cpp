@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QMouseEvent>
+#include <utility>
 
 namespace tolvane {
 
@@ -24,22 +25,27 @@ void WindowMotion::startResize(int edges) {
 bool WindowMotion::eventFilter(QObject* watched, QEvent* event) {
   if (watched != window_) return false;
   switch (event->type()) {
-    case QEvent::MouseButtonPress: {
-      const auto& press = static_cast<const QMouseEvent&>(*event);
-      isHandedOver_ = false;
-      pressed_ = press.position();
+    case QEvent::MouseButtonPress:
+      isHandedOver_ = isReleased_ = false;
+      pressed_ = static_cast<const QMouseEvent&>(*event).position();
+      break;
+    case QEvent::Enter:
+      if (isHandedOver_) endPress(static_cast<const QEnterEvent&>(*event));
+      break;
+    case QEvent::MouseMove: {
+      const auto& move = static_cast<const QMouseEvent&>(*event);
+      if (move.buttons() == Qt::NoButton) {
+        isHandedOver_ = false;
+        break;
+      }
+      if (isReleased_) moveWithoutButtons(move);
+      if (isReleased_ || isHandedOver_) return true;
       break;
     }
-    case QEvent::MouseMove:
-      if (!isHandedOver_) break;
-      if (static_cast<const QMouseEvent&>(*event).buttons() != Qt::NoButton) return true;
-      isHandedOver_ = false;
-      break;
     case QEvent::MouseButtonRelease:
-      if (!isHandedOver_) break;
-      isHandedOver_ = false;
-      endPress(static_cast<const QMouseEvent&>(*event));
-      return true;
+      if (isHandedOver_) endPress(static_cast<const QMouseEvent&>(*event));
+      if (std::exchange(isReleased_, false)) return true;
+      break;
     default:
       break;
   }
@@ -47,10 +53,19 @@ bool WindowMotion::eventFilter(QObject* watched, QEvent* event) {
 }
 
 /// Where it began: for the window's parts the pointer has not moved.
-void WindowMotion::endPress(const QMouseEvent& release) {
-  QMouseEvent end(QEvent::MouseButtonRelease, pressed_, window_->mapToGlobal(pressed_), release.button(),
-                  release.buttons(), release.modifiers(), release.pointingDevice());
+void WindowMotion::endPress(const QSinglePointEvent& cause) {
+  isHandedOver_ = false;
+  QMouseEvent end(QEvent::MouseButtonRelease, pressed_, window_->mapToGlobal(pressed_), Qt::LeftButton, Qt::NoButton,
+                  cause.modifiers(), cause.pointingDevice());
   QCoreApplication::sendEvent(window_, &end);
+  isReleased_ = true;
+}
+
+void WindowMotion::moveWithoutButtons(const QMouseEvent& move) {
+  QMouseEvent free(QEvent::MouseMove, move.position(), move.scenePosition(), move.globalPosition(), Qt::NoButton,
+                   Qt::NoButton, move.modifiers(), move.pointingDevice());
+  free.setTimestamp(move.timestamp());
+  QCoreApplication::sendEvent(window_, &free);
 }
 
 }  // namespace tolvane

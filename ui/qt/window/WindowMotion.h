@@ -1,7 +1,9 @@
 #pragma once
 // Moves and resizes of a window that the window manager carries out. It takes the pointer over and with it the release
-// of the button, which Qt makes up once the pointer is back: with a move before it, as if the button were still held.
-// Such moves are kept from the window's parts, of which one would otherwise begin a drag of its own. Window's thread.
+// of the button. On X11 Qt makes the release up once the pointer is back: with a move before it, as if the button were
+// still held. On Wayland it does not: the pointer enters the window again, and Qt has the button pressed until the next
+// click (seen with 6.4). The window's parts get one release, and no move with a button that is not held: one of them
+// would begin a drag of its own, and none would light up under the pointer. Window's thread.
 
 #include <QObject>
 #include <QPointer>
@@ -9,6 +11,7 @@
 #include <QtQmlIntegration>
 
 class QMouseEvent;
+class QSinglePointEvent;
 
 namespace tolvane {
 
@@ -33,11 +36,13 @@ class WindowMotion : public QObject {
   void windowChanged();
 
  private:
-  void endPress(const QMouseEvent& release);
+  void endPress(const QSinglePointEvent& cause);
+  void moveWithoutButtons(const QMouseEvent& move);
 
   QPointer<QQuickWindow> window_;
   QPointF pressed_;            // where, in the window
   bool isHandedOver_ = false;  // from the start of a move until the button is known to be released
+  bool isReleased_ = false;    // the parts have their release, whatever Qt still makes of the button
 };
 
 }  // namespace tolvane
