@@ -51,8 +51,9 @@ class Machine:
                    "-append", "console=ttyS0 quiet loglevel=4 panic=-1 mitigations=off",
                    *folders, *audio, *CARDS]
         with open(self.messages, "wb") as messages:
-            # The kernel ends QEMU should this process be killed outright.
-            self.process = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *command], stdin=subprocess.PIPE,
+            # The kernel ends QEMU should this process be killed outright. Without buffers: one that could not be written
+            # to a machine that has ended would fail once more when it is closed.
+            self.process = subprocess.Popen(["setpriv", "--pdeathsig", "KILL", *command], bufsize=0, stdin=subprocess.PIPE,
                                             stdout=subprocess.PIPE, stderr=messages)
         os.set_blocking(self.process.stdout.fileno(), False)
 
@@ -87,7 +88,7 @@ class Machine:
         try:
             return self.command("query-status")["status"] == "suspended"
         except (RuntimeError, OSError):
-            if self.running() and not self.wait(5):
+            if self.running() and not self.wait(60):
                 raise
             return False
 
@@ -102,7 +103,6 @@ class Machine:
     def command(self, name, **arguments):
         request = {"execute": name, "arguments": arguments}
         self.process.stdin.write(json.dumps(request).encode() + b"\n")
-        self.process.stdin.flush()
         return self._reply("return")
 
     def _reply(self, key, seconds=120):
