@@ -13,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "app/PlayerShell.h"
@@ -21,6 +22,7 @@
 #include "app/dbus/ApplicationService.h"
 #include "app/dbus/PortalDialogs.h"
 #include "app/shell/FileArguments.h"
+#include "platform/AudioFormats.h"
 #include "platform/DeviceCalls.h"
 #include "platform/PrintableText.h"
 #include "platform/alsa/AlsaAudioHardware.h"
@@ -168,16 +170,17 @@ struct Window {
 };
 
 /// The options that print something in a terminal, perhaps on a machine without a display.
-const char* answerTo(std::string_view argument) {
+std::optional<std::string> answerTo(std::string_view argument) {
   if (argument == "--version") return "tolvane-player " TOLVANE_VERSION "\n";
   if (argument == "--help" || argument == "-h") {
     return "Usage: tolvane-player [FILE...]\n"
-           "Plays WAV, AIFF, FLAC and MP3 files without altering a sample. A FILE is one of these, a folder with "
-           "music,\n"
+           "Plays " +
+           audioFormatNames() +
+           " files without altering a sample. A FILE is one of these, a folder with music,\n"
            "a playlist (M3U8, M3U), a CUE sheet, or a file: URI. Without any, the playlist of the last time is there.\n"
            "More: man tolvane-player\n";
   }
-  return nullptr;
+  return std::nullopt;
 }
 
 /// The arguments that are left once Qt has taken its own.
@@ -228,8 +231,8 @@ int runPlayer(const FileArguments& arguments) {
 
 int main(int argc, char* argv[]) {
   tolvane::prepareProcess();
-  if (const char* answer = argc == 2 ? tolvane::answerTo(argv[1]) : nullptr) {
-    return std::fputs(answer, stdout) == EOF || std::fflush(stdout) != 0 ? 1 : 0;
+  if (const auto answer = argc == 2 ? tolvane::answerTo(argv[1]) : std::nullopt) {
+    return std::fputs(answer->c_str(), stdout) == EOF || std::fflush(stdout) != 0 ? 1 : 0;
   }
   std::signal(SIGPIPE, SIG_IGN);  // the reader of the log may end; playback continues
   {

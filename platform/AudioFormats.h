@@ -1,10 +1,12 @@
 #pragma once
 // The one table of the formats that the player plays and the playlists that it opens. A new format needs a row here and
-// a reader in platform/codecs; the desktop entry and the metainfo repeat the content types, and a test compares them.
+// a reader in platform/codecs; the packaging and the README repeat names and content types, and a test compares them.
+// Any thread.
 
 #include <array>
-#include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace tolvane {
 
@@ -44,6 +46,13 @@ inline constexpr std::array playlistFormats{
     PlaylistFormat{.name = "CUE", .extensions = {"cue"}, .contentTypes = {"application/x-cue"}},
 };
 
+/// "WAV, AIFF, FLAC and MP3": the names of all formats, the lossless ones first, with the conjunction before the last.
+[[nodiscard]] std::string audioFormatNames(std::string_view conjunction = "and");
+
+/// "WAV", "AIFF", "AIF" …: each name, followed by the extensions that differ from it, in upper case. Lossless formats
+/// come first.
+[[nodiscard]] std::vector<std::string> audioFormatLabels();
+
 /// By the extension, in lower case; null: not a supported format.
 [[nodiscard]] constexpr const AudioFormat* audioFormatOf(std::string_view extension) {
   if (extension.empty()) return nullptr;
@@ -70,11 +79,11 @@ constexpr void forEachIn(const Table& table, Column column, Use use) {
       if (!value.empty()) use(value);
 }
 template <typename Column, typename Use>
-constexpr void forEachOf(Column AudioFormat::* column, Use use) {
+constexpr void forEachOf(Column AudioFormat::*column, Use use) {
   forEachIn(audioFormats, column, use);
 }
 template <typename Column, typename Use>
-constexpr void forEachOf(Column PlaylistFormat::* column, Use use) {
+constexpr void forEachOf(Column PlaylistFormat::*column, Use use) {
   forEachIn(playlistFormats, column, use);
 }
 

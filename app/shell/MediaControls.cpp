@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "platform/AudioFormats.h"
 #include "platform/FileURI.h"
 #include "session/AudioFileDiscovery.h"
 
@@ -139,7 +140,8 @@ void MediaControls::setRate(double rate) {
 void MediaControls::openURI(std::string_view uri, const Opened& opened) {
   const auto url = fileURLFromURI(uri);
   if (!url) return opened(std::unexpected("Only files of this machine can be played."));
-  if (!isSupportedAudioFile(*url)) return opened(std::unexpected("Only WAV, AIFF, FLAC and MP3 files can be played."));
+  if (!isSupportedAudioFile(*url))
+    return opened(std::unexpected("Only " + audioFormatNames() + " files can be played."));
   openFile_(*url, [opened](bool isThere) {
     if (isThere) return opened({});
     opened(std::unexpected("There is no such file."));

@@ -136,8 +136,11 @@ TEST_F(Program, StartsShowsItsFacesAndEndsOnSIGTERM) {
 TEST_F(Program, SaysWhatItIsWithoutADisplay) {
   environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
   environment.remove(QStringLiteral("DISPLAY"));
-  for (const auto& [option, beginning] :
-       {std::pair("--version", "tolvane-player "), {"--help", "Usage: tolvane-player "}}) {
+  for (const auto& [option, beginning] : {std::pair("--version", "tolvane-player "),
+                                          {"--help",
+                                           "Usage: tolvane-player [FILE...]\nPlays WAV, AIFF, FLAC and MP3 files "
+                                           "without altering a sample. A FILE is one "
+                                           "of these, a folder with music,\na playlist"}}) {
     QProcess player;
     player.setProcessEnvironment(environment);
     player.start(QStringLiteral(TOLVANE_PLAYER), {QLatin1String(option)});

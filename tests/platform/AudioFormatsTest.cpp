@@ -15,8 +15,9 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
+/// Of a file of the repository.
 std::string textOf(const char* path) {
-  std::ifstream file(path);
+  std::ifstream file(std::string(TOLVANE_SOURCES "/") + path);
   EXPECT_TRUE(file) << path;
   return {std::istreambuf_iterator<char>(file), {}};
 }
@@ -53,12 +54,27 @@ TEST(AudioFormats, AreThoseOfTheDesktopEntryAndTheMetainfo) {
   std::string types = "\nMimeType=";
   forEachOf(&AudioFormat::contentTypes, [&](std::string_view type) { types += std::string(type) + ';'; });
   forEachOf(&PlaylistFormat::contentTypes, [&](std::string_view type) { types += std::string(type) + ';'; });
-  EXPECT_THAT(textOf(TOLVANE_DESKTOP_ENTRY), HasSubstr(types + "inode/directory;\n"));
-  const std::string metainfo = textOf(TOLVANE_METAINFO);
+  EXPECT_THAT(textOf("packaging/desktop/org.tolvane.Player.desktop"), HasSubstr(types + "inode/directory;\n"));
+  const std::string metainfo = textOf("packaging/desktop/org.tolvane.Player.metainfo.xml");
   for (const AudioFormat& format : audioFormats)
     EXPECT_THAT(metainfo, HasSubstr("<mediatype>" + std::string(format.contentTypes.front()) + "</mediatype>"));
   for (const PlaylistFormat& format : playlistFormats)
     EXPECT_THAT(metainfo, HasSubstr("<mediatype>" + std::string(format.contentTypes.front()) + "</mediatype>"));
+}
+
+TEST(AudioFormats, AreNamedInSentencesWithTheLosslessOnesFirst) {
+  EXPECT_EQ(audioFormatNames(), "WAV, AIFF, FLAC and MP3");
+  EXPECT_EQ(audioFormatNames("or"), "WAV, AIFF, FLAC or MP3");
+}
+
+TEST(AudioFormats, HaveALabelForEachNameAndEachExtensionThatDiffersFromIt) {
+  EXPECT_THAT(audioFormatLabels(), ElementsAre("WAV", "AIFF", "AIF", "FLAC", "MP3"));
+}
+
+TEST(AudioFormats, AreNamedInThePackagingAndTheReadme) {
+  for (const char* text : {"README.md", "packaging/CMakeLists.txt", "packaging/man/tolvane-player.1",
+                           "packaging/desktop/org.tolvane.Player.metainfo.xml"})
+    EXPECT_THAT(textOf(text), HasSubstr(audioFormatNames() + " files")) << text;
 }
 
 TEST(AudioFormats, AreNoneOfThePlaylists) {

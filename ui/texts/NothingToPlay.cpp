@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "platform/AudioFormats.h"
 #include "session/AudioFileDiscovery.h"
 #include "session/PlaylistFile.h"
 #include "ui/texts/Presentation.h"
@@ -26,7 +27,7 @@ std::string whyNoFolder(const fs::path& folder) {
   const fs::directory_iterator entries(folder, error);
   if (error) return "the folder cannot be read";
   if (entries == fs::directory_iterator()) return "the folder is empty";
-  return "it has no WAV, AIFF, FLAC or MP3 files";
+  return fmt::format("it has no {} files", audioFormatNames("or"));
 }
 
 std::string whyNoFile(const FileURL& url) {
@@ -46,8 +47,8 @@ std::string why(const FileURL& url) {
     return "it is a link to a folder, and links to folders are not followed";
   if (type != fs::file_type::symlink && type != fs::file_type::regular) return "it is neither a file nor a folder";
   if (isPlaylistFile(url) && !isSavedPlaylistFile(url))
-    return "it names no track of a WAV, AIFF, FLAC or MP3 file that is there";
-  if (isPlaylistFile(url)) return "it names no WAV, AIFF, FLAC or MP3 file that is there";
+    return fmt::format("it names no track of a {} file that is there", audioFormatNames("or"));
+  if (isPlaylistFile(url)) return fmt::format("it names no {} file that is there", audioFormatNames("or"));
   return isSupportedAudioFile(url) ? "it is gone" : whyNoFile(url);
 }
 

@@ -5,6 +5,8 @@ FocusScope {
     id: empty
 
     required property bool dropTargeted
+    /// What can be opened: "WAV  ·  AIFF …".
+    required property string formats
     signal openFolderRequested(bool adds)
     signal openFileRequested(bool adds)
     /// It has gone, and the keyboard was in it.
@@ -37,7 +39,7 @@ FocusScope {
             width: parent.width
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.Wrap
-            text: "WAV  ·  AIFF  ·  AIF  ·  FLAC  ·  MP3"
+            text: empty.formats
             color: Theme.muted
             font.pixelSize: Theme.smallText
             Accessible.role: Accessible.StaticText

@@ -13,6 +13,7 @@ Panel {
     /// Where files go that are dropped now: the gap above a row; −1 replaces the list.
     required property int dropGap
     required property string notice
+    required property string formats
     readonly property bool empty: tracks.count === 0
     signal openFolderRequested(bool adds)
     signal openFileRequested(bool adds)
@@ -73,6 +74,7 @@ Panel {
             Layout.rightMargin: Theme.padding
             Layout.bottomMargin: Theme.padding - 6
             visible: panel.empty
+            formats: panel.formats
             dropTargeted: panel.dropTargeted
             onOpenFolderRequested: adds => panel.openFolderRequested(adds)
             onOpenFileRequested: adds => panel.openFileRequested(adds)

@@ -166,6 +166,7 @@ Window {
             dropTargeted: fileDrop.containsDrag
             dropGap: fileDrop.gap
             notice: window.source.notice
+            formats: window.source.formats
             onNoticeDismissed: window.source.dismissNotice()
             onSaveRequested: saveDialog.open()
             onOpenFolderRequested: adds => window.chooseFolder(adds)

@@ -42,6 +42,12 @@ QStringList SourceModel::playlistFilters() const {
   return {tr("Playlist (%1)").arg(patternOf(playlistFormats.front().extensions.front()))};
 }
 
+QString SourceModel::formats() const {
+  QStringList labels;
+  for (const std::string& label : audioFormatLabels()) labels << toQString(label);
+  return labels.join(QStringLiteral("  ·  "));
+}
+
 QUrl SourceModel::startFolder() const {
   const QString music = QStandardPaths::writableLocation(QStandardPaths::MusicLocation);
   return QUrl::fromLocalFile(QDir(music).exists() ? music : QDir::homePath());

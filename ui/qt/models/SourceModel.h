@@ -21,6 +21,8 @@ class SourceModel final : public QObject {
   Q_PROPERTY(QUrl startFolder READ startFolder CONSTANT FINAL)
   /// "Playlist (*.m3u8)".
   Q_PROPERTY(QStringList playlistFilters READ playlistFilters CONSTANT FINAL)
+  /// "WAV  ·  AIFF …": the formats of the files that can be opened.
+  Q_PROPERTY(QString formats READ formats CONSTANT FINAL)
 
   /// Why nothing was opened the last time, or how saving went; empty when something was opened.
   Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged FINAL)
@@ -32,6 +34,7 @@ class SourceModel final : public QObject {
   [[nodiscard]] QStringList nameFilters() const;
   [[nodiscard]] QUrl startFolder() const;
   [[nodiscard]] QStringList playlistFilters() const;
+  [[nodiscard]] QString formats() const;
 
   // They replace the playlist, or are added at its end.
 
