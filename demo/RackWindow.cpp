@@ -52,7 +52,7 @@ RackWindow::RackWindow(DemoRack& rack, RunLoop& realTime)
   auto& made = *implementation_;
   made.engine.setInitialProperties({{QStringLiteral("rack"), QVariant::fromValue(&made.model)}});
   made.engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
-  made.engine.load(QUrl(QStringLiteral("qrc:/qt/qml/TolvaneDemo/qml/Rack.qml")));
+  made.engine.load(QUrl(QStringLiteral("qrc:/qt/qml/TolvaneDemo/Rack.qml")));
 }
 
 RackWindow::~RackWindow() = default;

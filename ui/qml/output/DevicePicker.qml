@@ -124,7 +124,7 @@ T.ComboBox {
         contentItem: ListView {
             clip: true
             implicitHeight: contentHeight
-            model: picker.delegateModel  // qmllint disable type
+            model: picker.delegateModel  // qmllint disable
             currentIndex: picker.highlightedIndex
             boundsBehavior: Flickable.StopAtBounds
         }
