@@ -9,6 +9,7 @@
 #include <QTimer>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -152,14 +153,14 @@ class Restart : public testing::Test {
   /// The program once more; the one before has ended.
   PlayerRun& start() {
     run.reset();
-    run.emplace(folder.path(), files, bookmarks);
+    run = std::make_unique<PlayerRun>(folder.path(), files, bookmarks);
     return *run;
   }
 
   test::TemporaryFolder folder;
   SimulatedAudioFileServices files;
   SimulatedFileBookmarks bookmarks;
-  std::optional<PlayerRun> run;
+  std::unique_ptr<PlayerRun> run;
 };
 
 TEST_F(Restart, ShowsEverythingAsItWasLeft) {
