@@ -9,6 +9,8 @@ namespace tolvane {
 namespace {
 
 constexpr auto progressInterval = std::chrono::milliseconds(50);
+/// Frequent enough for the readings of the device's position, which are `mostBetweenReadings` apart.
+constexpr auto unwatchedInterval = std::chrono::milliseconds(100);
 constexpr double restartThreshold = 0.05;    // of the track's length
 constexpr double finishedThreshold = 0.999;  // from here on, play starts from the beginning
 constexpr double smallestBalance = 1e-12;
@@ -45,7 +47,7 @@ PlayerSession::PlayerSession(AudioHardware& hardware, AudioFileServices& files, 
   restorePlaylist();
   completionSubscription_ =
       player_.playbackCompletionCount().subscribe([this](const std::int64_t&) { handlePlaybackCompletion(); });
-  progressTimer_ = runLoop_.scheduleTimer(progressInterval, true, [this] { updatePlaybackPosition(); });
+  playingSubscription_ = player_.isPlaying().subscribe([this](bool) { keepTime(); });
 }
 
 void PlayerSession::restoreLevels() {
@@ -134,8 +136,7 @@ void PlayerSession::playTrack(std::int64_t index, double fraction) {
 void PlayerSession::prepare(const FileURL& url) {
   shouldAutoAdvance_ = false;
   playbackStartedAt_.assign(std::nullopt);
-  player_.play(
-      url, [this] { trackHasStarted(); }, [this](double duration) { return startPosition(duration); });
+  player_.play(url, [this] { trackHasStarted(); }, [this](double duration) { return startPosition(duration); });
 }
 
 void PlayerSession::trackHasStarted() {
@@ -309,6 +310,18 @@ void PlayerSession::updatePlaybackPosition() {
   if (lastPeriodicSave_ && now - *lastPeriodicSave_ < periodicSaveInterval) return;
   lastPeriodicSave_ = now;
   persistPlaybackState();
+}
+
+/// Paused or stopped there is nothing to update, and no need to wake the processor.
+void PlayerSession::keepTime() {
+  progressTimer_.reset();
+  if (player_.isPlaying().value())
+    progressTimer_ = runLoop_.scheduleTimer(isTimeWatched_ ? progressInterval : unwatchedInterval, true,
+                                            [this] { updatePlaybackPosition(); });
+}
+
+void PlayerSession::watchTime(bool isWatched) {
+  if (std::exchange(isTimeWatched_, isWatched) != isWatched) keepTime();
 }
 
 /// Follows the device's position: the device may stall, recover, or run slightly faster than this clock. It reports its

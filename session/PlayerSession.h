@@ -103,6 +103,8 @@ class PlayerSession {
 
   /// Updates the shown position; while playing, saves it at most every two seconds.
   void updatePlaybackPosition();
+  /// Whether the position is updated at the pace of a display, as it is at first, or half as often.
+  void watchTime(bool isWatched);
 
   // What survives a restart. Saved with every change.
 
@@ -162,6 +164,7 @@ class PlayerSession {
   void startFromTarget();
   [[nodiscard]] double startPosition(double duration) const;
   void updateUpcomingTrack();
+  void keepTime();
   void followDevice();
   void setPositionFollowingEngine(double seconds);
   void startClockAt(double seconds);
@@ -207,7 +210,9 @@ class PlayerSession {
   BackgroundRequest<std::vector<FileBookmark>> bookmarking_;  ///< of the loaded one
   RunLoop::Timer bookmarkingPatience_;
   Subscription completionSubscription_;
-  RunLoop::Timer progressTimer_;
+  Subscription playingSubscription_;
+  bool isTimeWatched_ = true;
+  RunLoop::Timer progressTimer_;  ///< while a track plays
 };
 
 }  // namespace tolvane

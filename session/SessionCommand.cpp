@@ -131,6 +131,7 @@ class Prediction {
   void operator()(const CheckUnplayableFiles&) {}
   void operator()(const StoreSetting&) {}
   void operator()(const Save&) {}
+  void operator()(const WatchTime&) {}
   void operator()(const Ping&) {}
 
  private:
@@ -175,7 +176,7 @@ bool supersedes(const SessionCommand& newer, const SessionCommand& older) {
   return bothAre<SetPlaying>(newer, older) || bothAre<SetOutputVolume>(newer, older) ||
          bothAre<SetOutputBalance>(newer, older) || bothAre<SelectOutputDevice>(newer, older) ||
          bothAre<SetExclusiveAccess>(newer, older) || bothAre<Save>(newer, older) || bothAre<WatchPath>(newer, older) ||
-         bothAre<Ping>(newer, older) || bothAre<CheckUnplayableFiles>(newer, older);
+         bothAre<WatchTime>(newer, older) || bothAre<Ping>(newer, older) || bothAre<CheckUnplayableFiles>(newer, older);
 }
 
 bool interruptsWaiting(const SessionCommand& command) {

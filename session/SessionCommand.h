@@ -73,6 +73,10 @@ struct Save {};
 struct WatchPath {
   bool watched = true;
 };
+/// Whether the player updates the position at the pace of a display. It starts so.
+struct WatchTime {
+  bool watched = true;
+};
 /// Does nothing; shows by its answer that the player handles commands.
 struct Ping {};
 
@@ -83,7 +87,7 @@ using SessionCommand =
                  command::MoveTrack, command::InsertTracks, command::RemoveTracks, command::UndoPlaylistChange,
                  command::SetKnownDuration, command::SetOutputVolume, command::SetOutputBalance,
                  command::SelectOutputDevice, command::SetExclusiveAccess, command::StoreSetting, command::Save,
-                 command::WatchPath, command::Ping, command::CheckUnplayableFiles>;
+                 command::WatchPath, command::WatchTime, command::Ping, command::CheckUnplayableFiles>;
 
 /// Whether an older command that has not begun may be dropped because of `newer`.
 [[nodiscard]] bool supersedes(const SessionCommand& newer, const SessionCommand& older);

@@ -60,6 +60,7 @@ class SessionHost::Execution {
   }
   void operator()(const command::Save&) const { session_.saveAll(); }
   void operator()(const command::WatchPath& wanted) const { host_.watchPath(wanted.watched); }
+  void operator()(const command::WatchTime& wanted) const { session_.watchTime(wanted.watched); }
   void operator()(const command::Ping&) const {}
 
  private:

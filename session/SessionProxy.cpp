@@ -104,6 +104,10 @@ void SessionProxy::updatePlaybackPosition() {
   if (state_.startedAt) show();
 }
 
+void SessionProxy::watchTime(bool isWatched) {
+  if (std::exchange(isTimeWatched_, isWatched) != isWatched) send(command::WatchTime{isWatched});
+}
+
 /// The published state, with the expected effect of the commands that the player has not answered yet.
 void SessionProxy::show() {
   SessionState now = *published_;
@@ -126,13 +130,13 @@ void SessionProxy::show() {
 }
 
 void SessionProxy::keepTime() {
-  if (!state_.startedAt)
+  if (!state_.startedAt || !isTimeWatched_)
     positionTimer_.reset();
   else if (!positionTimer_)
     positionTimer_ = runLoop_.scheduleTimer(positionInterval, true, [this] { show(); });
 
   const bool isBusy = !unanswered_.empty() || state_.isPlaying || state_.isPreparing;
-  if (!isBusy)
+  if (!isBusy || !isTimeWatched_)
     watchTimer_.reset();
   else if (!watchTimer_)
     watchTimer_ = runLoop_.scheduleTimer(watchInterval, true, [this] { watch(); });

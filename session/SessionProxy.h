@@ -50,6 +50,9 @@ class SessionProxy {
   void seek(double seconds);
   /// Recomputes the position.
   void updatePlaybackPosition();
+  /// Whether the position advances by itself and a player that does not answer is noticed, as it is at first. A window
+  /// that is not on the screen does without, and so costs nothing; what the player publishes is still observed.
+  void watchTime(bool isWatched);
 
   // Playlist.
 
@@ -103,6 +106,7 @@ class SessionProxy {
   const Waiting waiting_;
   SessionLink::State published_ = std::make_shared<const SessionState>();
   bool hasPlayer_ = false;  ///< the player has published a state
+  bool isTimeWatched_ = true;
   std::deque<Sent> unanswered_;
   std::uint64_t lastNumber_ = 0;
   SessionState state_;
@@ -110,8 +114,9 @@ class SessionProxy {
 
   // Last, so that they end before the state they act on.
   std::shared_ptr<SessionProxy*> self_ = std::make_shared<SessionProxy*>(this);  ///< posted work holds it weakly
-  RunLoop::Timer positionTimer_;                                                 ///< while the clock runs
-  RunLoop::Timer watchTimer_;  ///< while a command is unanswered, or a track plays or is prepared
+  RunLoop::Timer positionTimer_;  ///< while the clock runs and time is watched
+  /// While time is watched and a command is unanswered, or a track plays or is prepared.
+  RunLoop::Timer watchTimer_;
 };
 
 }  // namespace tolvane

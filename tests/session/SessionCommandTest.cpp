@@ -190,6 +190,7 @@ std::vector<std::size_t> supersededBy(const SessionCommand& newer) {
                                         StoreSetting{"key", {}},
                                         Save{},
                                         WatchPath{},
+                                        WatchTime{},
                                         Ping{},
                                         CheckUnplayableFiles{}};
   EXPECT_EQ(all.size(), std::variant_size_v<SessionCommand>);
@@ -224,6 +225,7 @@ TEST(Superseding, LeavesOutOnlyWhatTheNewerCommandMakesUndone) {
   EXPECT_THAT(supersededBy(StoreSetting{"other", {}}), ElementsAre());
   EXPECT_THAT(supersededBy(Save{}), ElementsAre(at<Save>));
   EXPECT_THAT(supersededBy(WatchPath{}), ElementsAre(at<WatchPath>));
+  EXPECT_THAT(supersededBy(WatchTime{}), ElementsAre(at<WatchTime>));
   EXPECT_THAT(supersededBy(Ping{}), ElementsAre(at<Ping>));
   EXPECT_THAT(supersededBy(CheckUnplayableFiles{}), ElementsAre(at<CheckUnplayableFiles>));
 }

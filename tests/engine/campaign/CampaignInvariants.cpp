@@ -325,7 +325,8 @@ void CampaignInvariants::checkActive() {
   require(track != nullptr && player.currentURL().value() == track->url, "the URL is not the track's");
   require(std::abs(player.duration().value() - track->seconds()) < 1e-9, "the duration is not the track's");
   require(player.sampleRate().value() == track->format.mSampleRate, "the rate is not the track's");
-  const std::size_t mostTimers = world_.timersAtRest + world_.moreTimersAtRest + (world_.isPlaying() ? 5 : 2);
+  const std::size_t mostTimers =
+      world_.timersAtRest + world_.moreTimersAtRest + (world_.isPlaying() ? world_.mostPlayingTimers : 2);
   require(world_.runLoop.pendingTimerCount() <= mostTimers, "more timers than there are uses for");
   require(hasUnit || world_.hardware.listenerCount() == world_.listenersAtRest,
           "listeners are installed without an output");

@@ -97,6 +97,7 @@ class CampaignWorld {
   const BitPerfectAudioPlayer* watchedPlayer = nullptr;  ///< that player, or the session's
   /// What the owner of the player has installed permanently: its own timers and property listeners.
   std::size_t timersAtRest = 0;
+  std::size_t mostPlayingTimers = 5;  ///< of the engine, beside those at rest, while a track plays
   std::size_t moreTimersAtRest = 0;  ///< and for a while
   std::size_t listenersAtRest = 0;
 

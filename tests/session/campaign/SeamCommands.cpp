@@ -27,7 +27,7 @@ bool mayReplace(const SentCommand& newer, const SentCommand& older) {
   if (newer.wish == Wish::play) return isOne(older, {Wish::play, Wish::setPlaying});
   const bool isForTheLastValue =
       isOne(newer, {Wish::setPlaying, Wish::seek, Wish::volume, Wish::balance, Wish::device, Wish::exclusive,
-                    Wish::setting, Wish::save, Wish::watch, Wish::ping, Wish::checkFiles});
+                    Wish::setting, Wish::save, Wish::watch, Wish::watchTime, Wish::ping, Wish::checkFiles});
   return isForTheLastValue && newer.wish == older.wish && newer.about == older.about;
 }
 

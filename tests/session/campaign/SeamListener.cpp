@@ -24,6 +24,7 @@ SeamListener::SeamListener(SeamWorld& world) : world_(world), random_(world.worl
 void SeamListener::beginAnew() {
   lastLoad_ = 0;
   watchesPath_ = false;
+  watchesTime_ = true;
   promise_.reset();
   // What has no bookmark is not there any more.
   std::vector<FileURL> left;
@@ -42,16 +43,16 @@ void SeamListener::beginAnew() {
 
 void SeamListener::act() {
   using L = SeamListener;
-  static const std::vector<Choice> choices{{12, &L::playRow},     {5, &L::playNext},
-                                           {3, &L::playPrevious}, {14, &L::pauseOrGoOn},
-                                           {3, &L::stop},         {10, &L::seek},
-                                           {6, &L::setVolume},    {3, &L::setBalance},
-                                           {3, &L::selectDevice}, {6, &L::switchExclusiveAccess},
-                                           {2, &L::load},         {5, &L::move},
-                                           {3, &L::undo},         {3, &L::remove},
-                                           {2, &L::insert},       {2, &L::learnDuration},
-                                           {4, &L::storeSetting}, {1, &L::save},
-                                           {1, &L::watchPath},
+  static const std::vector<Choice> choices{{12, &L::playRow},      {5, &L::playNext},
+                                           {3, &L::playPrevious},  {14, &L::pauseOrGoOn},
+                                           {3, &L::stop},          {10, &L::seek},
+                                           {6, &L::setVolume},     {3, &L::setBalance},
+                                           {3, &L::selectDevice},  {6, &L::switchExclusiveAccess},
+                                           {2, &L::load},          {5, &L::move},
+                                           {3, &L::undo},          {3, &L::remove},
+                                           {2, &L::insert},        {2, &L::learnDuration},
+                                           {4, &L::storeSetting},  {1, &L::save},
+                                           {1, &L::watchPath},     {2, &L::minimiseOrRestore},
                                            {1, &L::comeToTheFront}};
   world_.tick();
   if (world_.window().state().tracks.empty() && lastLoad_ == 0) return load();
@@ -280,6 +281,12 @@ void SeamListener::watchPath() {
   world_.ask(Wish::watch, "", [this](SessionProxy& window) { window.watchPath(watchesPath_); });
 }
 
+void SeamListener::minimiseOrRestore() {
+  watchesTime_ = !watchesTime_;
+  world_.world.note(watchesTime_ ? "window: restored" : "window: minimised");
+  world_.ask(Wish::watchTime, "", [this](SessionProxy& window) { window.watchTime(watchesTime_); });
+}
+
 void SeamListener::comeToTheFront() {
   world_.world.note("window: comes to the front");
   world_.ask(Wish::checkFiles, "", [](SessionProxy& window) { window.checkUnplayableFiles(); });
@@ -334,7 +341,7 @@ void SeamListener::checkWaiting() {
   const SentCommand* oldest = world_.oldestUnanswered();
   const auto age = oldest != nullptr ? world_.windowsTime.now() - oldest->at : 0ns;
   if (age < noticeable) require(now.heldUpBy.empty(), "the window says that the player is waited for, and it is not");
-  if (age >= noticeable + noticedWithin)
+  if (watchesTime_ && age >= noticeable + noticedWithin)
     require(!now.heldUpBy.empty(), "the player has not answered for long, and the window does not say so");
 }
 

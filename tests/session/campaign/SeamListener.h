@@ -55,6 +55,7 @@ class SeamListener {
   void storeSetting();
   void save();
   void watchPath();
+  void minimiseOrRestore();
   void comeToTheFront();
 
   void play(std::int64_t row, const std::function<void(SessionProxy&)>& send);
@@ -79,6 +80,7 @@ class SeamListener {
   double balance_ = 0;
   bool exclusive_ = false;
   bool watchesPath_ = false;
+  bool watchesTime_ = true;
   std::vector<Origin> order_;
   bool isOrderKnown_ = true;  ///< not between an undo and the next agreement
   std::map<Origin, FileURL> urls_;

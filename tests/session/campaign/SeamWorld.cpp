@@ -110,6 +110,7 @@ void SeamWorld::makeSides() {
   listNow_ = listBefore_ = session().playlistTracks().value();
   world.runLoop.runUntilIdle();
   world.timersAtRest = world.runLoop.pendingTimerCount();
+  world.mostPlayingTimers = 6;  // the session's, too
   world.listenersAtRest = world.hardware.listenerCount();
   if (invariants)
     invariants->watchPlayer();

@@ -38,6 +38,7 @@ enum class Wish : std::size_t {
   setting,
   save,
   watch,
+  watchTime,
   ping,
   checkFiles
 };

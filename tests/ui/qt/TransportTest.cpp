@@ -26,6 +26,21 @@ TEST_F(WindowTransport, PlaysARowThatIsClicked) {
   EXPECT_NE(accessible("03 / 04"), nullptr);
 }
 
+TEST_F(WindowTransport, KeepsNoTimeWhileItIsNotOnTheScreen) {
+  load(1);
+  ASSERT_TRUE(isPlaying());
+  const auto timers = runLoop.pendingTimerCount();
+  for (const bool isMinimised : {false, true}) {
+    isMinimised ? window->showMinimized() : window->hide();
+    advance(std::chrono::seconds(2));
+    EXPECT_LT(runLoop.pendingTimerCount(), timers);
+    const double before = proxy.state().position;
+    window->showNormal();
+    EXPECT_EQ(runLoop.pendingTimerCount(), timers);
+    EXPECT_NEAR(proxy.state().position, before + 2, 0.06) << "as soon as it is there";
+  }
+}
+
 TEST_F(WindowTransport, SeeksWhereARowsWaveformIsClicked) {
   load(4);
   QQuickItem* target = row(1);

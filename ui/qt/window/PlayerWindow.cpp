@@ -61,6 +61,11 @@ PlayerWindow::PlayerWindow(ContentView& content, SourceActions& sources, const s
   });
   made.engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
   made.engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Tolvane/Main.qml")));
+  if (const auto* const shown = window()) {
+    QObject::connect(shown, &QWindow::visibilityChanged, &made.nowPlaying, [&content](QWindow::Visibility visibility) {
+      content.session().watchTime(visibility != QWindow::Hidden && visibility != QWindow::Minimized);
+    });
+  }
 }
 
 PlayerWindow::~PlayerWindow() = default;
