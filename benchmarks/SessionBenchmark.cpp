@@ -67,7 +67,10 @@ const Collection& collectionOf(std::int64_t count) {
 
 /// A run of the player over what is stored.
 struct Player {
-  explicit Player(const fs::path& storage) : defaults(storage, log, {.patience = {.atStart = std::chrono::minutes(1)}}) { hardware.addDevice({}); }
+  explicit Player(const fs::path& storage)
+      : defaults(storage, log, {.patience = {.atStart = std::chrono::minutes(1)}}) {
+    hardware.addDevice({});
+  }
 
   MemoryLog log;
   ManualRunLoop runLoop;

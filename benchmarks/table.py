@@ -243,6 +243,18 @@ def silence_rows(bench, tracks):
             yield (what, f"{seen['milliseconds']:.0f} ms", "limit", "150 ms and the drain", f"{seen['milliseconds'] / 150:.2f}")
 
 
+def life_rows(build, track):
+    """Start and idle cost of whole programs, on an X server, a session bus and a sound server of their own."""
+    script = pathlib.Path(__file__).resolve().with_name("window_life.py")
+    output = run("dbus-run-session", "--", "xvfb-run", "--auto-servernum", "--server-args=-screen 0 1600x1200x24", script, build,
+                 track).stdout
+    for seen in map(json.loads, output.splitlines()):
+        what, ours, unit = seen.pop("what"), seen.pop("ours"), seen.pop("unit")
+        for peer, theirs in seen.items() or ((("", None),)):
+            yield (what, f"{ours:.3g} {unit}", peer, f"{theirs:.3g} {unit}" if theirs is not None else "",
+                   f"{ours / theirs:.2f}" if theirs else "")
+
+
 def main():
     build = pathlib.Path(sys.argv[1]).resolve()
     rows = [("what", "ours", "peer", "peer's", "ours / peer's")]
@@ -257,6 +269,7 @@ def main():
     rows += silence_rows(build / "bin/bench_silence", make_album(build / "bench"))
     rows += pause_rows(build / "bin/bench_pauses", probe, make_long_tracks(build / "bench"),
                        make_collection(build / "bench/collection"))
+    rows += life_rows(build, material[1])
     widths = [max(len(row[i]) for row in rows) for i in range(5)]
     for number, row in enumerate(rows):
         print("  ".join(cell.ljust(width) for cell, width in zip(row, widths)).rstrip())
