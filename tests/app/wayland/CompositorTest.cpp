@@ -14,8 +14,10 @@
 
 #include "app/QtShellWindow.h"
 #include "app/shell/AppDelegate.h"
+#include "tests/app/dragsource/DragSource.h"
 #include "tests/app/wayland/Compositor.h"
 #include "tests/app/windowmanagers/XServer.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/ui/qt/WindowFixture.h"
 
 namespace tolvane::test {
@@ -200,6 +202,26 @@ TEST_F(WaylandWindow, TheFirstClickAfterAMoveCounts) {
   EXPECT_TRUE(waitFor([&] { return QGuiApplication::mouseButtons() == Qt::LeftButton; }));
   server->releaseButton();
   EXPECT_TRUE(waitFor([] { return bounds().isEmpty(); })) << "it was clicked";
+}
+
+TEST_F(WaylandWindow, OpensWhatAnotherProgramDropsOnIt) {
+  goToTheMiddle();
+  const QRect player = bounds();
+  load(3);
+  const TemporaryFolder folder;
+  const std::vector<FileURL> dropped{folder.write("Track 1.wav", "x"), folder.write("Track 2.flac", "x")};
+  const DragSource source(*server, dropped);
+  ASSERT_TRUE(waitFor([&] { return !source.bounds().isEmpty(); }));
+  // The compositor puts the other window where it likes, over this one, too.
+  const QPoint above = player.center() - QPoint(0, player.height() / 4);
+  const QPoint target = source.bounds().contains(above) ? player.center() + QPoint(0, player.height() / 4) : above;
+  ASSERT_TRUE(source.dragTo(target, *window, [this](const auto& condition) { return waitFor(condition); }));
+  EXPECT_TRUE(waitFor([this] { return isShown("Drop to play these instead"); }));
+  server->releaseButton();
+  EXPECT_TRUE(waitFor([&] {
+    settle();
+    return session.fileURLs() == dropped;
+  }));
 }
 
 TEST_F(WaylandWindow, ComesBackFromTheTray) {

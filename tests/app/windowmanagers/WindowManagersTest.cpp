@@ -11,8 +11,10 @@
 
 #include "app/QtShellWindow.h"
 #include "app/shell/AppDelegate.h"
+#include "tests/app/dragsource/DragSource.h"
 #include "tests/app/windowmanagers/XServer.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/ui/qt/WindowFixture.h"
 #include "ui/qt/models/TrackDragModel.h"
 
@@ -222,6 +224,22 @@ TEST_F(ManagedWindow, ComesBackFromTheTrayWhileItIsMinimised) {
   show();
   EXPECT_FALSE(shell.isMiniaturised());
   EXPECT_EQ(geometry(), QRect(begin, QSize(600, 700)));
+}
+
+TEST_F(ManagedWindow, OpensWhatAnotherProgramDropsOnIt) {
+  load(3);
+  const TemporaryFolder folder;
+  const std::vector<FileURL> dropped{folder.write("Track 1.wav", "x"), folder.write("Track 2.flac", "x")};
+  const DragSource source(*server, dropped);
+  ASSERT_TRUE(waitFor([&] { return !source.bounds().isEmpty(); }));
+  ASSERT_TRUE(
+      source.dragTo(geometry().center(), *window, [this](const auto& condition) { return waitFor(condition); }));
+  EXPECT_TRUE(waitFor([this] { return isShown("Drop to play these instead"); }));
+  server->releaseButton();
+  EXPECT_TRUE(waitFor([&] {
+    settle();
+    return session.fileURLs() == dropped;
+  }));
 }
 
 TEST_F(ManagedWindow, BeginsNoDragOfARowThatItsEdgeWasPulledOver) {

@@ -87,6 +87,15 @@ QRect XServer::geometryOf(xcb_window_t window) const {
 }
 
 QRect XServer::boundsOfOtherThan(std::uint32_t colour, int most) const {
+  constexpr std::uint32_t besideTheScreen = 0;  // black
+  return boundsWhere([colour](std::uint32_t seen) { return seen != colour && seen != besideTheScreen; }, most);
+}
+
+QRect XServer::boundsOf(std::uint32_t colour, int most) const {
+  return boundsWhere([colour](std::uint32_t seen) { return seen == colour; }, most);
+}
+
+QRect XServer::boundsWhere(const std::function<bool(std::uint32_t)>& counts, int most) const {
   constexpr std::uint32_t colourBits = 0xFFFFFF;
   const auto size = xcb_get_geometry(connection_, root_);
   const Reply<xcb_get_geometry_reply_t> extent(xcb_get_geometry_reply(connection_, size, nullptr));
@@ -102,7 +111,7 @@ QRect XServer::boundsOfOtherThan(std::uint32_t colour, int most) const {
     for (std::size_t x = 0; x < columns.size(); ++x, at += sizeof(std::uint32_t)) {
       std::uint32_t pixel = 0;
       std::memcpy(&pixel, at, sizeof(pixel));
-      if ((pixel & colourBits) == colour || (pixel & colourBits) == 0) continue;  // black: beside the screen
+      if (!counts(pixel & colourBits)) continue;
       ++columns[x];
       ++rows[y];
     }

@@ -6,6 +6,7 @@
 
 #include <QRect>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,8 @@ class XServer {
 
   /// The box around all rows and columns of the screen in which more than `most` pixels have another colour (0xRRGGBB).
   [[nodiscard]] QRect boundsOfOtherThan(std::uint32_t colour, int most) const;
+  /// The same of the rows and columns in which more than `most` pixels have this colour.
+  [[nodiscard]] QRect boundsOf(std::uint32_t colour, int most) const;
 
   // What others ask for.
 
@@ -48,6 +51,7 @@ class XServer {
   [[nodiscard]] xcb_atom_t atom(const char* name) const;
 
  private:
+  [[nodiscard]] QRect boundsWhere(const std::function<bool(std::uint32_t)>& counts, int most) const;
   void fake(std::uint8_t type, std::uint8_t detail, QPoint place) const;
   void synchronise() const;
   void send(xcb_window_t to, std::uint32_t mask, xcb_window_t about, const char* message,

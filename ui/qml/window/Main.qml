@@ -119,7 +119,10 @@ Window {
         anchors.fill: parent
         keys: ["text/uri-list"]
         onEntered: drag => {
-            drag.accepted = window.source.wants(drag.urls);
+            // Qt leaves and enters anew with each move. Once the button is released, the other program may no longer
+            // answer for the drag and not yet for the drop: what has no files to show now may have them then.
+            const urls = drag.urls;
+            drag.accepted = urls.length > 0 ? window.source.wants(urls) : drag.hasUrls;
             if (drag.accepted) follow(drag.x, drag.y);
         }
         onPositionChanged: drag => follow(drag.x, drag.y)
