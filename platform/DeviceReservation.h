@@ -11,13 +11,8 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace tolvane {
-
-/// The kernel's name of a sound server's process that opens cards without reserving them: its session manager reserves
-/// them for the daemon.
-inline constexpr std::string_view daemonOfReservingManager = "pipewire";
 
 class DeviceReservation {
  public:

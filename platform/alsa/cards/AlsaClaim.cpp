@@ -5,6 +5,7 @@
 #include <chrono>
 #include <utility>
 
+#include "platform/ProcessName.h"
 #include "platform/alsa/facts/AlsaStatus.h"
 
 namespace tolvane {
@@ -12,10 +13,6 @@ namespace {
 
 constexpr std::chrono::seconds longestWait{2};
 constexpr std::chrono::milliseconds betweenTries{5};
-
-bool isServer(const AlsaPaths& paths, pid_t process) {
-  return readProcessName(paths, process) == daemonOfReservingManager;
-}
 
 }  // namespace
 
@@ -47,7 +44,7 @@ std::expected<AlsaUsage, OSStatus> AlsaClaim::usage() const {
     if (substream.status.state == AlsaStreamState::closed) usage.allTaken = false;
     if (substream.ownerProcess > 0 && substream.ownerProcess != getpid()) usage.holder = substream.ownerProcess;
   }
-  usage.holderIsServer = usage.holder > 0 && isServer(paths_, usage.holder);
+  usage.holderIsServer = usage.holder > 0 && isSoundServer(usage.holder, paths_.processes);
   usage.holderStayed = usage.holder > 0 && usage.holder == stayed_;
   if (reservation_ != nullptr) usage.owner = reservation_->owner(pcm_.card);
   return usage;

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/ProcessName.h"
 #include "platform/alsa/cards/AlsaMixer.h"
 #include "platform/alsa/facts/AlsaChannelMap.h"
 #include "platform/alsa/facts/AlsaFormats.h"
@@ -357,7 +358,7 @@ std::expected<pid_t, OSStatus> AlsaDevice::hogOwner() const { return claim_.owne
 
 std::string AlsaDevice::hogOwnerName() const {
   const pid_t owner = hogOwner().value_or(-1);
-  return owner > 0 ? readProcessName(system_.paths, owner) : std::string();
+  return owner > 0 ? readProcessName(owner, system_.paths.processes) : std::string();
 }
 
 OSStatus AlsaDevice::toggleHog() {

@@ -142,12 +142,6 @@ std::optional<std::string> readSmallFile(const std::string& path) {
   return text;
 }
 
-std::string readProcessName(const AlsaPaths& paths, pid_t process) {
-  auto name = readSmallFile(paths.processes + '/' + std::to_string(process) + "/comm").value_or("");
-  if (name.ends_with('\n')) name.pop_back();
-  return name;
-}
-
 AlsaDepthTexts readAlsaDepthTexts(const AlsaPaths& paths, int card, unsigned device, bool isUsb) {
   constexpr int mostCodecs = 16;  // addresses on an HD Audio link
   const std::string folder = paths.asound + "/card" + std::to_string(card);

@@ -42,9 +42,6 @@ struct AlsaStreamStatus {
 /// The thread group, that is, the process, from the text of /proc/<tid>/status.
 [[nodiscard]] std::optional<pid_t> parseThreadGroup(std::string_view text);
 
-/// The name of a process in /proc/<pid>/comm, as the process has chosen it; empty when it cannot be read.
-[[nodiscard]] std::string readProcessName(const AlsaPaths& paths, pid_t process);
-
 /// The bits that every output converter of an HD Audio codec has, from the text of its codec#N; 0 if one of them does
 /// not state its bits, nothing if there is no such converter.
 [[nodiscard]] std::optional<int> parseHdaSignificantBits(std::string_view text);

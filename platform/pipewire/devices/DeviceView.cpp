@@ -3,10 +3,9 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <fstream>
-#include <string>
 #include <vector>
 
+#include "platform/ProcessName.h"
 #include "platform/PropertyReading.h"
 #include "platform/pipewire/units/PipeWireOutputUnit.h"
 
@@ -14,14 +13,6 @@ namespace tolvane {
 namespace {
 
 constexpr std::int32_t noProcess = -1;
-
-/// Whether the process is the server's daemon. The server does not report its process, and a socket that the session's
-/// service manager opened hides it, so the kernel's name of the process decides.
-bool isServer(std::int32_t process) {
-  std::ifstream file("/proc/" + std::to_string(process) + "/comm");
-  std::string name;
-  return std::getline(file, name) && name == "pipewire";
-}
 
 }  // namespace
 
@@ -64,7 +55,7 @@ bool DeviceView::isOurs(const PipeWireDevice& device) const { return directOwner
 std::expected<std::int32_t, OSStatus> DeviceView::hogOwner(const PipeWireDevice& device) const {
   const auto owner = directOwner(device);
   if (!owner) return owner;
-  return ownerTold(*owner, ownProcess(), *owner != noProcess && isServer(*owner), expectsSink(device));
+  return ownerTold(*owner, ownProcess(), *owner != noProcess && isSoundServer(*owner), expectsSink(device));
 }
 
 double DeviceView::secondsUntilRetake(const PipeWireDevice& device) const {

@@ -140,14 +140,6 @@ TEST_F(AlsaProcTree, ReadsASmallFileWhole) {
   EXPECT_EQ(readSmallFile(root_ + "/asound"), std::nullopt);
 }
 
-TEST_F(AlsaProcTree, ReadsTheNameOfAProcess) {
-  write("/processes/1500/comm", "mpv\n");
-  write("/processes/1501/comm", "two\nlines\n");
-  EXPECT_EQ(readProcessName(paths_, 1500), "mpv");
-  EXPECT_EQ(readProcessName(paths_, 1501), "two\nlines") << "who shows it makes it printable";
-  EXPECT_EQ(readProcessName(paths_, 1502), "");
-}
-
 TEST(HdaCodec, ReadsTheBitsThatEveryOutputConverterHas) {
   const char* codec =
       "Codec: Generic\n"
