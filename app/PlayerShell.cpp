@@ -46,7 +46,7 @@ struct PlayerShell::Implementation {
   void openWhereItIsThere(const FileURL& file, const std::function<void(bool)>& answer);
   void followMusic(MusicStore& music);
 
-  Parts house;
+  Parts services;
   QtShellWindow window;
   AppDelegate delegate{[] { QCoreApplication::quit(); }};
   WindowResizer resizer;
@@ -66,12 +66,12 @@ struct PlayerShell::Implementation {
 
 PlayerShell::Implementation::Implementation(const QDBusConnection& connection, const ApplicationIdentity& identity,
                                             const Parts& parts)
-    : house(parts),
+    : services(parts),
       window(parts.window),
       resizer(
           parts.runLoop, parts.defaults, [this] { return window.frameSize(); },
           [this] {
-            delegate.setSession(&house.session);
+            delegate.setSession(&services.session);
             delegate.configurePlayerWindow(window);
           }),
       controls(parts.session, parts.runLoop,
@@ -83,7 +83,7 @@ PlayerShell::Implementation::Implementation(const QDBusConnection& connection, c
                   {.activate = [this](const std::string& token) { delegate.applicationShouldHandleReopen(token); },
                    .open =
                        [this](std::vector<FileURL> files, const std::string& token) {
-                         if (!files.empty()) house.sources.dropURLs(std::move(files));
+                         if (!files.empty()) services.sources.dropURLs(std::move(files));
                          show(token);
                        },
                    .activateAction = [this](std::string_view action,
@@ -92,7 +92,7 @@ PlayerShell::Implementation::Implementation(const QDBusConnection& connection, c
   QGuiApplication::setWindowIcon(applicationIcon());
   delegate.setSession(&parts.session);
   delegate.setReachability([connection] { return connection.isConnected(); });
-  const auto followCompositor = [this] { house.window.setProperty("composited", isComposited()); };
+  const auto followCompositor = [this] { services.window.setProperty("composited", isComposited()); };
   followCompositor();
   window.onChange([this, followCompositor] {
     resizer.update();
@@ -123,7 +123,7 @@ bool PlayerShell::Implementation::perform(std::string_view action, const std::st
 void PlayerShell::Implementation::scheduleMenuUpdate() {
   if (isMenuUpdateScheduled) return;
   isMenuUpdateScheduled = true;
-  house.runLoop.post([weak = std::weak_ptr(self)] {
+  services.runLoop.post([weak = std::weak_ptr(self)] {
     const auto held = weak.lock();
     if (!held) return;
     (*held)->isMenuUpdateScheduled = false;
@@ -140,7 +140,7 @@ void PlayerShell::Implementation::followMusic(MusicStore& music) {
   });
   std::vector<Subscription> parts;
   parts.push_back(music.onChange([this](const FileURL& url) {
-    if (url == house.session.currentTrackURL()) controls.musicHasChanged();
+    if (url == services.session.currentTrackURL()) controls.musicHasChanged();
   }));
   parts.push_back(music.onCoverChange([this] { controls.musicHasChanged(); }));
   musicSubscription = Subscription::joined(std::move(parts));
@@ -149,12 +149,12 @@ void PlayerShell::Implementation::followMusic(MusicStore& music) {
 void PlayerShell::Implementation::openWhereItIsThere(const FileURL& file, const std::function<void(bool)>& answer) {
   constexpr std::size_t mostAtOnce = 8;  // strangers may ask for files on shares that never answer
   if (questions.size() >= mostAtOnce) return answer(false);
-  const auto question = questions.emplace(questions.end(), house.runLoop, house.background);
+  const auto question = questions.emplace(questions.end(), services.runLoop, services.background);
   question->start([file] { return isRegularFile(file); },
                   [this, question, file, answer](bool isThere) {
-                    if (isThere) house.sources.openFiles({&file, 1});
+                    if (isThere) services.sources.openFiles({&file, 1});
                     answer(isThere);
-                    house.runLoop.post([weak = std::weak_ptr(self), question] {
+                    services.runLoop.post([weak = std::weak_ptr(self), question] {
                       if (const auto held = weak.lock()) (*held)->questions.erase(question);
                     });
                   });
@@ -166,7 +166,7 @@ PlayerShell::PlayerShell(const QDBusConnection& bus, const ApplicationIdentity& 
 PlayerShell::~PlayerShell() = default;
 
 void PlayerShell::open(std::vector<FileURL> files) {
-  if (!files.empty()) implementation_->house.sources.dropURLs(std::move(files));
+  if (!files.empty()) implementation_->services.sources.dropURLs(std::move(files));
 }
 
 }  // namespace tolvane

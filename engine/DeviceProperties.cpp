@@ -115,9 +115,9 @@ SampleRateReport DeviceProperties::configureSampleRate(double requested, AudioOb
   // A refused request leaves the earlier one pending.
   if (rateChangeAttempted && accepted) {
     if (ratesAgree(requested, report.nominalRate))
-      onTheirWay_.erase(deviceID);
+      pendingRates_.erase(deviceID);
     else
-      onTheirWay_[deviceID] = requested;
+      pendingRates_[deviceID] = requested;
   }
   report.rateChangeAttempted = rateChangeAttempted;
   report.didWaitForRate = accepted;
@@ -125,8 +125,8 @@ SampleRateReport DeviceProperties::configureSampleRate(double requested, AudioOb
 }
 
 bool DeviceProperties::isLeaving(AudioObjectID deviceID, double nominal) const {
-  const auto wanted = onTheirWay_.find(deviceID);
-  return wanted != onTheirWay_.end() && !ratesAgree(wanted->second, nominal);
+  const auto wanted = pendingRates_.find(deviceID);
+  return wanted != pendingRates_.end() && !ratesAgree(wanted->second, nominal);
 }
 
 void DeviceProperties::waitForRate(double requested, AudioObjectID deviceID) const {
@@ -147,7 +147,7 @@ void DeviceProperties::restoreNominalSampleRate(double saved, AudioObjectID devi
   if (!current) return;
   // Writing a rate that the device has not adopted yet would replace the one that it still has.
   const bool wasLeaving = isLeaving(deviceID, *current);
-  onTheirWay_.erase(deviceID);
+  pendingRates_.erase(deviceID);
   if (ratesAgree(*current, saved) && !wasLeaving) return;
   if (hardware_.setPropertyData(deviceID, nominalRateAddress, saved) != noErr) return;
   std::erase_if(restoredRates_, [&](const RestoredRate& rate) { return rate.deviceID == deviceID; });

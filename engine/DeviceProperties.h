@@ -87,7 +87,7 @@ class DeviceProperties {
   RunLoop& runLoop_;
   std::vector<RestoredRate> restoredRates_;     ///< written, and not waited for yet
   std::map<AudioObjectID, double> ownRates_;    ///< hertz
-  std::map<AudioObjectID, double> onTheirWay_;  ///< hertz; accepted by a device that did not adopt them in time
+  std::map<AudioObjectID, double> pendingRates_;  ///< hertz; accepted by a device that did not adopt them in time
 };
 
 }  // namespace tolvane

@@ -46,9 +46,9 @@ Result<Output::Opened> Output::open(const PreparedAudio& track, bool takesHogMod
 }
 
 void Output::findRate(std::optional<FoundRate> foundRate) {
-  const auto onItsWayBack = services_.device.waitForRestoredRate(deviceID_);
+  const auto beingRestored = services_.device.waitForRestoredRate(deviceID_);
   const auto nominal = services_.device.readDeviceSampleRate(deviceID_, kAudioDevicePropertyNominalSampleRate);
-  foundRate_ = FoundRate{.deviceID = deviceID_, .rate = onItsWayBack ? onItsWayBack : nominal};
+  foundRate_ = FoundRate{.deviceID = deviceID_, .rate = beingRestored ? beingRestored : nominal};
   foundRate_->hadNone = services_.device.hasNoRateOfItsOwn(deviceID_);
   if (foundRate_->hadNone) foundRate_->rate.reset();
   if (!foundRate || foundRate->deviceID != deviceID_) return;

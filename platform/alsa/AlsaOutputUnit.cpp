@@ -94,7 +94,7 @@ OSStatus AlsaOutputUnit::start() {
     stop();
   }
   if (left_) return kAudioHardwareNotReadyError;
-  failureTold_ = false;
+  isFailureReported_ = false;
   if (deliveries_) deliveries_->begin(deliveryForm_, bufferFrames_);
   const auto status =
       device_->calls().run([loop = loop_, callback = settings_.callback()] { return loop->start(callback); });
@@ -179,7 +179,7 @@ void AlsaOutputUnit::surrender() {
 void AlsaOutputUnit::handleNotice() {
   notice_->clear();
   logUnderruns(false);
-  if (loop_->failure() == 0 || std::exchange(failureTold_, true)) return;
+  if (loop_->failure() == 0 || std::exchange(isFailureReported_, true)) return;
   host_.log().write(LogLevel::error, audioOutputCategory,
                     fmt::format("{} failed: {}", device_->info().name, alsaErrorText(loop_->failure())));
   host_.deviceFailed(device_->id());

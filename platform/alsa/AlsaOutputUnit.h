@@ -70,7 +70,7 @@ class AlsaOutputUnit : public AdapterOutputUnit {
   RunLoop::Watch noticeWatch_;
   std::uint64_t underrunsLogged_ = 0;
   RunLoop::TimePoint nextUnderrunLine_ = RunLoop::TimePoint::min();
-  bool failureTold_ = false;
+  bool isFailureReported_ = false;
 };
 
 }  // namespace tolvane

@@ -91,10 +91,10 @@ ReservationBus::Peer peerFrom(const QDBusMessage& process, const QDBusMessage& p
 }
 
 ReservationBus::NameOwner ownerFrom(const QDBusConnection& connection, const QString& owner) {
-  using Who = ReservationBus::NameOwner::Who;
-  if (owner.isEmpty()) return {Who::nobody};
-  if (owner == connection.baseService()) return {Who::us};
-  return {Who::another, owner.toStdString()};
+  using Kind = ReservationBus::NameOwner::Kind;
+  if (owner.isEmpty()) return {Kind::none};
+  if (owner == connection.baseService()) return {Kind::us};
+  return {Kind::another, owner.toStdString()};
 }
 
 std::expected<ReservationBus::NameOwner, ReservationBus::Failure> ownerFrom(const QDBusConnection& connection,

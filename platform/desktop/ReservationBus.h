@@ -17,9 +17,9 @@ namespace tolvane {
 class ReservationBus {
  public:
   struct NameOwner {
-    enum class Who : std::uint8_t { nobody, us, another };
+    enum class Kind : std::uint8_t { none, us, another };
 
-    Who who = Who::nobody;
+    Kind kind = Kind::none;
     std::string connection{};  ///< another's unique name
   };
 

@@ -37,7 +37,7 @@ class SessionBusReservation::Implementation final : public std::enable_shared_fr
 
  private:
   using NameOwner = ReservationBus::NameOwner;
-  using Who = NameOwner::Who;
+  using Kind = NameOwner::Kind;
 
   struct Card {
     std::string deviceName;      ///< as last acquired
@@ -159,7 +159,7 @@ bool SessionBusReservation::Implementation::ask(int card, std::string& uniqueNam
   }
   uniqueName = name->connection;
   std::optional<Owner> owner;
-  if (name->who == Who::another) owner = describe(bus_->peer(card, uniqueName));
+  if (name->kind == Kind::another) owner = describe(bus_->peer(card, uniqueName));
   entry.isKnown = true;
   apply(card, owner);
   return true;
@@ -192,11 +192,11 @@ void SessionBusReservation::Implementation::nameMoved(int card, const NameOwner&
 
 void SessionBusReservation::Implementation::ownerIs(int card, const NameOwner& owner, std::uint64_t question) {
   auto& entry = cards_[card];
-  if (owner.who == Who::us) return apply(card, std::nullopt);
+  if (owner.kind == Kind::us) return apply(card, std::nullopt);
   const bool isLost = std::exchange(entry.isReserved, false) && !entry.hold.expired();
   // The program that took the card has released it since.
-  if (isLost && owner.who == Who::nobody && isReady(longestOwner)) return takeAgain(card);
-  if (owner.who == Who::nobody) return apply(card, std::nullopt);
+  if (isLost && owner.kind == Kind::none && isReady(longestOwner)) return takeAgain(card);
+  if (owner.kind == Kind::none) return apply(card, std::nullopt);
   if (isLost) takenAway(card);
   if (!bus_) return;
   bus_->askPeer(card, owner.connection, [this, card, question](const ReservationBus::Peer& peer) {

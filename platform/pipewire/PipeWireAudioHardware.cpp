@@ -10,16 +10,18 @@
 
 namespace tolvane {
 
-PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct, DeviceCalls* calls)
-    : PipeWireAudioHardware(runLoop, log, direct, [&](SoundServer::Events events) -> std::unique_ptr<SoundServer> {
-        return std::make_unique<PipeWireConnection>(runLoop, log, calls, std::move(events));
-      }) {}
+PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& cardHardware,
+                                             DeviceCalls* calls)
+    : PipeWireAudioHardware(runLoop, log, cardHardware,
+                            [&](SoundServer::Events events) -> std::unique_ptr<SoundServer> {
+                              return std::make_unique<PipeWireConnection>(runLoop, log, calls, std::move(events));
+                            }) {}
 
-PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct,
+PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& cardHardware,
                                              const MakeServer& makeServer)
     : AdapterHardware(runLoop),
       server_(makeServer({.changed = [this] { catalogue_.refresh(); }, .lost = [this] { catalogue_.serverLost(); }})),
-      services_{runLoop, log, direct, *server_},
+      services_{runLoop, log, cardHardware, *server_},
       view_(services_),
       shared_(services_, view_),
       catalogue_(services_, view_, listeners(),
@@ -30,8 +32,8 @@ PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHa
       taking_(services_, view_, catalogue_, notifications_),
       units_(services_, view_, shared_, catalogue_, notifications_, taking_, listeners()) {
   for (const FourCharCode selector : {kAudioHardwarePropertyDevices, kAudioHardwarePropertyDefaultOutputDevice}) {
-    if (const auto listener = direct.addPropertyListener(kAudioObjectSystemObject, globalAddress(selector),
-                                                         [this](const auto&) { catalogue_.refresh(); }))
+    if (const auto listener = cardHardware.addPropertyListener(kAudioObjectSystemObject, globalAddress(selector),
+                                                               [this](const auto&) { catalogue_.refresh(); }))
       systemListeners_.push_back(*listener);
   }
   server_->open();
@@ -40,7 +42,7 @@ PipeWireAudioHardware::PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHa
 }
 
 PipeWireAudioHardware::~PipeWireAudioHardware() {
-  for (const ListenerID listener : systemListeners_) services_.direct.removePropertyListener(listener);
+  for (const ListenerID listener : systemListeners_) services_.cardHardware.removePropertyListener(listener);
 }
 
 std::expected<AudioHardware::ListenerID, OSStatus> PipeWireAudioHardware::addPropertyListener(
@@ -69,16 +71,16 @@ bool PipeWireAudioHardware::lacks(AudioObjectID object, FourCharCode selector) c
   switch (selector) {
     case kAudioDevicePropertyReopeningIsDue:
     case kAudioDevicePropertyDriver:
-      return device->direct == kAudioObjectUnknown;
+      return device->cardDevice == kAudioObjectUnknown;
     case kAudioDevicePropertyHogMode:
     case kAudioDevicePropertyHogModePause:
     case kAudioDevicePropertyHogModeOwnerName:
-      return !services_.direct.hasProperty(device->direct, hogModeAddress);
+      return !services_.cardHardware.hasProperty(device->cardDevice, hogModeAddress);
     case kAudioDevicePropertySoundServer:
-      return view_.isReachedDirectly(*device);
+      return view_.isOnCardPath(*device);
     case kAudioDevicePropertyVolumeDecibels:
     case kAudioDevicePropertyChannelPositions:
-      return !services_.direct.hasProperty(device->direct, outputAddress(selector));
+      return !services_.cardHardware.hasProperty(device->cardDevice, outputAddress(selector));
     default:
       return false;
   }
@@ -131,24 +133,25 @@ PipeWireAudioHardware::Value PipeWireAudioHardware::deviceProperty(const Device&
 
 /// The card's own properties, and those that depend on the path to the device.
 PipeWireAudioHardware::Value PipeWireAudioHardware::pathProperty(const Device& device, FourCharCode selector) const {
-  const AudioHardware& direct = services_.direct;
+  const AudioHardware& cardHardware = services_.cardHardware;
   switch (selector) {
     case kAudioDevicePropertyDriver:
-      return direct.propertyData(device.direct, globalAddress(selector));
+      return cardHardware.propertyData(device.cardDevice, globalAddress(selector));
     case kAudioDevicePropertyVolumeDecibels:
     case kAudioDevicePropertyChannelPositions:
-      return direct.propertyData(device.direct, outputAddress(selector));
+      return cardHardware.propertyData(device.cardDevice, outputAddress(selector));
     default:
       break;
   }
-  if (!view_.isReachedDirectly(device)) return shared_.ofDevice(device, selector);
+  if (!view_.isOnCardPath(device)) return shared_.ofDevice(device, selector);
   const bool isOfTheOutput = selector == kAudioDevicePropertyStreamConfiguration;
-  return direct.propertyData(device.direct, isOfTheOutput ? outputAddress(selector) : globalAddress(selector));
+  return cardHardware.propertyData(device.cardDevice,
+                                   isOfTheOutput ? outputAddress(selector) : globalAddress(selector));
 }
 
 PipeWireAudioHardware::Value PipeWireAudioHardware::streamProperty(const Device& device, FourCharCode selector) const {
-  if (!view_.isReachedDirectly(device)) return shared_.ofStream(device, selector);
-  return services_.direct.propertyData(view_.directStream(device), globalAddress(selector));
+  if (!view_.isOnCardPath(device)) return shared_.ofStream(device, selector);
+  return services_.cardHardware.propertyData(view_.cardStream(device), globalAddress(selector));
 }
 
 PipeWireAudioHardware::Value PipeWireAudioHardware::owner(const Device& device) const {
@@ -160,23 +163,24 @@ PipeWireAudioHardware::Value PipeWireAudioHardware::owner(const Device& device) 
 /// A server that has the card does not count as its owner.
 PipeWireAudioHardware::Value PipeWireAudioHardware::ownerName(const Device& device) const {
   if (view_.hogOwner(device).value_or(-1) <= 0) return std::string();
-  return services_.direct.propertyData(device.direct, globalAddress(kAudioDevicePropertyHogModeOwnerName));
+  return services_.cardHardware.propertyData(device.cardDevice, globalAddress(kAudioDevicePropertyHogModeOwnerName));
 }
 
 /// The alterations of the samples; none if the card path cannot report them.
 std::vector<SampleAlteration> PipeWireAudioHardware::alterations(const Device& device) const {
-  if (!view_.isReachedDirectly(device)) return shared_.alterations(device);
+  if (!view_.isOnCardPath(device)) return shared_.alterations(device);
   constexpr auto address = globalAddress(kAudioDevicePropertySampleAlterations);
-  if (!services_.direct.hasProperty(device.direct, address)) return {};
-  const auto reported = readProperty<std::vector<SampleAlteration>>(services_.direct, device.direct, address);
+  if (!services_.cardHardware.hasProperty(device.cardDevice, address)) return {};
+  const auto reported = readProperty<std::vector<SampleAlteration>>(services_.cardHardware, device.cardDevice, address);
   if (reported) return *reported;
   return {SampleAlteration::unreadable()};
 }
 
 OSStatus PipeWireAudioHardware::setNominalRate(AudioObjectID id, double rate) {
   Device& device = *catalogue_.deviceOf(id);
-  if (view_.isReachedDirectly(device))
-    return services_.direct.setPropertyData(device.direct, globalAddress(kAudioDevicePropertyNominalSampleRate), rate);
+  if (view_.isOnCardPath(device))
+    return services_.cardHardware.setPropertyData(device.cardDevice,
+                                                  globalAddress(kAudioDevicePropertyNominalSampleRate), rate);
   if (!(rate >= 1) || rate > 10'000'000 || rate != std::floor(rate)) return kAudioDeviceUnsupportedFormatError;
   if (device.isUnitOnSink()) return rate == shared_.nominalRate(device) ? noErr : kAudioHardwareIllegalOperationError;
   // While the sink is coming back its rates are unknown; the unit will read the rate at which it runs.

@@ -1,6 +1,6 @@
 #pragma once
 // The device layer on a desktop with PipeWire: the server's sinks, and the cards behind them on the card path
-// (`direct`), each device once. Player's thread. Without a server it is the card path alone; waits are bounded.
+// (`cardHardware`), each device once. Player's thread. Without a server it is the card path alone; waits are bounded.
 
 #include <functional>
 #include <memory>
@@ -22,12 +22,12 @@ namespace tolvane {
 
 class PipeWireAudioHardware : public AdapterHardware {
  public:
-  /// `direct` has the machine's own devices, and takes hog mode of them. `calls` names and interrupts the waits for the
-  /// server; null: they are not interrupted. All outlive the hardware.
-  PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct, DeviceCalls* calls = nullptr);
+  /// `cardHardware` has the machine's own devices, and takes hog mode of them. `calls` names and interrupts the waits
+  /// for the server; null: they are not interrupted. All outlive the hardware.
+  PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& cardHardware, DeviceCalls* calls = nullptr);
   /// With the server that `makeServer` makes, which calls the given events.
   using MakeServer = std::function<std::unique_ptr<SoundServer>(SoundServer::Events)>;
-  PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& direct, const MakeServer& makeServer);
+  PipeWireAudioHardware(RunLoop& runLoop, Log& log, AudioHardware& cardHardware, const MakeServer& makeServer);
   ~PipeWireAudioHardware() override;
 
   std::expected<ListenerID, OSStatus> addPropertyListener(AudioObjectID object,

@@ -34,7 +34,7 @@ SimulatedDevice::SimulatedDevice(AudioObjectID id, SimulatedDeviceConfig config,
   if (config_.uid.empty()) config_.uid = config_.name + ":" + std::to_string(id_);
   if (config_.isInputOnly) config_.streams.clear();
   settledActualRate_ = config_.nominalRate;
-  rateAlarm_ = surroundings_.runLoop.makeHardwareAlarm([this] { rateHasChanged(rateOnItsWay_); });
+  rateAlarm_ = surroundings_.runLoop.makeHardwareAlarm([this] { rateHasChanged(pendingRate_); });
   actualRateAlarm_ = surroundings_.runLoop.makeHardwareAlarm([this] {
     settledActualRate_ = config_.nominalRate;
     notifyAbout(kAudioDevicePropertyActualSampleRate);
@@ -285,7 +285,7 @@ OSStatus SimulatedDevice::setNominalRate(double hertz) {
   const auto holds = [&](const AudioValueRange& range) { return hertz >= range.mMinimum && hertz <= range.mMaximum; };
   if (std::ranges::none_of(config_.rates, holds)) return kAudioDeviceUnsupportedFormatError;
   if (config_.ignoresRateWrites) return noErr;
-  rateOnItsWay_ = hertz;
+  pendingRate_ = hertz;
   if (config_.rateSettleDelay > RunLoop::Duration::zero()) {
     rateAlarm_->set(surroundings_.runLoop.now() + config_.rateSettleDelay);
   } else {

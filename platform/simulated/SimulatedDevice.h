@@ -113,7 +113,7 @@ class SimulatedDevice {
   std::vector<SimulatedOutputUnit*> openUnits_;
   std::optional<SampleAlteration> channelAlteration_;  ///< by the unit that was opened last
   std::uint32_t sourceBits_ = 0;
-  double rateOnItsWay_ = 0;
+  double pendingRate_ = 0;
   double settledActualRate_ = 0;
   std::unique_ptr<ManualRunLoop::HardwareAlarm> rateAlarm_;
   std::unique_ptr<ManualRunLoop::HardwareAlarm> actualRateAlarm_;

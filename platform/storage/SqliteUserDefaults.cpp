@@ -101,9 +101,9 @@ SqliteUserDefaults::~SqliteUserDefaults() {
     const std::scoped_lock lock(mutex_);
     isEnding_ = true;
     openGroups_ = 0;
-    hasNews_ = !pending_.empty();
+    hasChanges_ = !pending_.empty();
   }
-  news_.notify_one();
+  changed_.notify_one();
   writer_.join();
 }
 
@@ -132,8 +132,8 @@ void SqliteUserDefaults::change(std::string_view key, DefaultsDatabase::Value va
   values_.insert_or_assign(std::string(key), value);
   if (state_ == State::unusable) return;
   pending_.insert_or_assign(std::string(key), std::move(value));
-  hasNews_ = true;
-  if (openGroups_ == 0) news_.notify_one();
+  hasChanges_ = true;
+  if (openGroups_ == 0) changed_.notify_one();
 }
 
 void SqliteUserDefaults::beginGroup() {
@@ -143,15 +143,15 @@ void SqliteUserDefaults::beginGroup() {
 
 void SqliteUserDefaults::endGroup() {
   const std::scoped_lock lock(mutex_);
-  if (--openGroups_ == 0 && hasNews_) news_.notify_one();
+  if (--openGroups_ == 0 && hasChanges_) changed_.notify_one();
 }
 
 bool SqliteUserDefaults::synchronize() {
   std::unique_lock lock(mutex_);
   if (state_ != State::loaded) return false;
-  hasNews_ = !pending_.empty();
-  news_.notify_one();
-  idle_.wait(lock, [this] { return !hasNews_ && !isWriting_; });
+  hasChanges_ = !pending_.empty();
+  changed_.notify_one();
+  idle_.wait(lock, [this] { return !hasChanges_ && !isWriting_; });
   return pending_.empty();
 }
 
@@ -170,7 +170,7 @@ bool SqliteUserDefaults::load() {
     state_ = State::locked;
     opened_.notify_one();
     const auto end = waiting_.time->now() + waiting_.patience.beforeRetry;
-    while (!isEnding_ && waiting_.time->now() < end) waiting_.time->waitUntil(lock, news_, end);
+    while (!isEnding_ && waiting_.time->now() < end) waiting_.time->waitUntil(lock, changed_, end);
     if (isEnding_) return false;
   }
 }
@@ -202,11 +202,11 @@ void SqliteUserDefaults::runWriter() {
   if (!load()) return;
   std::unique_lock lock(mutex_);
   while (true) {
-    news_.wait(lock, [this] { return openGroups_ == 0 && (hasNews_ || isEnding_); });
-    if (!hasNews_) return;
+    changed_.wait(lock, [this] { return openGroups_ == 0 && (hasChanges_ || isEnding_); });
+    if (!hasChanges_) return;
     Values changes = std::exchange(pending_, {});
     const Values everything = values_;
-    hasNews_ = false;
+    hasChanges_ = false;
     isWriting_ = true;
     lock.unlock();
     const bool isStored = store(changes, everything);
@@ -214,7 +214,7 @@ void SqliteUserDefaults::runWriter() {
     isWriting_ = false;
     // What could not be stored is tried again together with the next change; newer values stay.
     if (!isStored) pending_.merge(changes);
-    if (!hasNews_) idle_.notify_all();
+    if (!hasChanges_) idle_.notify_all();
   }
 }
 

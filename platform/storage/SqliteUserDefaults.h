@@ -84,7 +84,7 @@ class SqliteUserDefaults final : public UserDefaults {
   bool hasReportedFailure_ = false;
 
   mutable std::mutex mutex_;  // guards what follows
-  std::condition_variable news_;
+  std::condition_variable changed_;
   std::condition_variable idle_;
   std::condition_variable opened_;  ///< the state has changed
   State state_ = State::opening;
@@ -92,7 +92,7 @@ class SqliteUserDefaults final : public UserDefaults {
   Values values_;        ///< as the program sees them; null for what it has removed
   Values pending_;       ///< what the disk does not have yet
   int openGroups_ = 0;
-  bool hasNews_ = false;
+  bool hasChanges_ = false;
   bool isWriting_ = false;
   bool isEnding_ = false;
 

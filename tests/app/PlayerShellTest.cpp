@@ -261,7 +261,7 @@ TEST_F(ShellWithABus, OpensASheetAsItsTracks) {
 }
 
 /// One of the ways in which the desktop asks for the window.
-struct WayBack {
+struct Request {
   const char* name;
   const char* path;
   const char* interface;
@@ -269,7 +269,7 @@ struct WayBack {
   QVariantList arguments;
 };
 
-class ShellOnTheBus : public ShellWithABus, public testing::WithParamInterface<WayBack> {
+class ShellOnTheBus : public ShellWithABus, public testing::WithParamInterface<Request> {
  protected:
   void close() {
     EXPECT_FALSE(window->close());
@@ -278,8 +278,8 @@ class ShellOnTheBus : public ShellWithABus, public testing::WithParamInterface<W
   }
   /// Asks for the window from outside, until that has been answered.
   void askForTheWindow() {
-    const auto& way = GetParam();
-    const auto answer = call(way.path, way.interface, way.method, way.arguments);
+    const auto& request = GetParam();
+    const auto answer = call(request.path, request.interface, request.method, request.arguments);
     EXPECT_EQ(answer.type(), QDBusMessage::ReplyMessage) << answer.errorMessage().toStdString();
   }
 };
@@ -323,17 +323,17 @@ TEST_P(ShellOnTheBus, BringsBackAWindowThatWasMaximisedAsLargeAsItWas) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    EachWay, ShellOnTheBus,
+    EachRequest, ShellOnTheBus,
     testing::Values(
-        WayBack{"Activate", "/org/tolvane/Player", "org.freedesktop.Application", "Activate", {QVariantMap()}},
-        WayBack{"ShowPlayer",
+        Request{"Activate", "/org/tolvane/Player", "org.freedesktop.Application", "Activate", {QVariantMap()}},
+        Request{"ShowPlayer",
                 "/org/tolvane/Player",
                 "org.freedesktop.Application",
                 "ActivateAction",
                 {QStringLiteral("show-player"), QVariantList(), QVariantMap()}},
-        WayBack{"TrayClick", "/StatusNotifierItem", "org.kde.StatusNotifierItem", "Activate", {0, 0}},
-        WayBack{"Raise", "/org/mpris/MediaPlayer2", "org.mpris.MediaPlayer2", "Raise", {}}),
-    [](const auto& way) { return std::string(way.param.name); });
+        Request{"TrayClick", "/StatusNotifierItem", "org.kde.StatusNotifierItem", "Activate", {0, 0}},
+        Request{"Raise", "/org/mpris/MediaPlayer2", "org.mpris.MediaPlayer2", "Raise", {}}),
+    [](const auto& request) { return std::string(request.param.name); });
 
 }  // namespace
 }  // namespace tolvane

@@ -173,7 +173,7 @@ TEST_F(Program, LoadsTheTracksOfASheetAndKeepsThemWithoutIt) {
   EXPECT_EQ(terminate(*second), 0);
 }
 
-TEST_F(Program, TellsTheDesktopWhatAFileStatesAboutItsMusic) {
+TEST_F(Program, ShowsTheDesktopWhatAFileStatesAboutItsMusic) {
   const auto picture = test::jpegBytes("a picture");
   const auto music =
       home.write("music/a.flac", test::flacWith({{4, test::vorbisComment({"TITLE=Vespers", "ALBUM=Slow Water"})},

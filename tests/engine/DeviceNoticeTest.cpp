@@ -109,7 +109,7 @@ TEST_F(DeviceNoticeTest, OfARateThatCouldNotBeReadBeforeIsNoReasonToRecover) {
   EXPECT_EQ(recoveries(), 0U);
 }
 
-TEST_F(DeviceNoticeTest, OfWhatADeviceDoesNotTellWhileItIsIdleIsNoReasonToRecover) {
+TEST_F(DeviceNoticeTest, OfWhatADeviceDoesNotReportWhileItIsIdleIsNoReasonToRecover) {
   player->play(track);
   advance(1s);
   player->pause();
@@ -235,7 +235,7 @@ TEST_F(DeviceNoticeTest, TheRateFoundAtFirstIsPutBackThoughItHadNotArrivedWhenTh
   EXPECT_EQ(device(late).config().nominalRate, 44100);
 }
 
-TEST_F(DeviceNoticeTest, AnOwnerThatCannotBeReadIsNotTakenForNobody) {
+TEST_F(DeviceNoticeTest, AnOwnerThatCannotBeReadIsNotTakenForNone) {
   player->setExclusiveAccessEnabled(true);
   player->play(track);
   advance(1s);

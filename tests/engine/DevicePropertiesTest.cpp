@@ -92,7 +92,7 @@ TEST_F(DevicePropertiesTest, FindsNoPhysicalFormatWhereNoneCanBeRead) {
 
 // Hog mode.
 
-TEST_F(DevicePropertiesTest, ReportsHogModeAsTheDeviceTellsIt) {
+TEST_F(DevicePropertiesTest, ReportsHogModeAsTheDeviceDoes) {
   SimulatedDeviceConfig without, unreadable, foreign, own;
   without.properties.missing = {kAudioDevicePropertyHogMode};
   unreadable.properties.readFailures[kAudioDevicePropertyHogMode] = {};

@@ -205,7 +205,7 @@ TEST_F(OutputConfigurationTest, ReportsAUnitThatTookAnotherClientFormat) {
   EXPECT_EQ(path().detail, "AUHAL accepted a different client PCM format, so format conversion may be active.");
 }
 
-TEST_F(OutputConfigurationTest, ARateThatIsStillOnItsWayBackIsNotMistakenForTheOneThatWasFound) {
+TEST_F(OutputConfigurationTest, ARateThatIsStillBeingRestoredIsNotMistakenForTheOneThatWasFound) {
   SimulatedDeviceConfig slow;
   slow.nominalRate = 48000;
   slow.rateSettleDelay = 150ms;

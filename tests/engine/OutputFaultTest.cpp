@@ -46,7 +46,7 @@ TEST_F(OutputFaultTest, AStoppedUnitMustBeSeenTwiceInARow) {
   EXPECT_EQ(recoveries(), 1U);
 }
 
-TEST_F(OutputFaultTest, TheReasonOfTheLastFaultIsTold) {
+TEST_F(OutputFaultTest, TheReasonOfTheLastFaultIsReported) {
   const auto giveUp = [this](auto fault) {
     player->play(track);
     advance(1s);

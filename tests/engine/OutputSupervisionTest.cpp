@@ -128,7 +128,7 @@ TEST_F(OutputSupervisionTest, ANotificationFromRemovedListenersIsIgnored) {
   EXPECT_EQ(recoveries(), 0U);
 }
 
-TEST_F(OutputSupervisionTest, ANotificationThatArrivesAfterThePlayerIsGoneFindsNobody) {
+TEST_F(OutputSupervisionTest, ANotificationThatArrivesAfterThePlayerIsGoneHasNoEffect) {
   hardware.setDeliversLateNotifications(true);
   player->play(track);
   device(id).notifyAbout(kAudioDevicePropertyNominalSampleRate);

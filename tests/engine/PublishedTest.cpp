@@ -9,7 +9,7 @@ namespace {
 
 using testing::ElementsAre;
 
-TEST(Published, TellsOnlyOfRealChanges) {
+TEST(Published, NotifiesOnlyOfRealChanges) {
   Published<int> number(1);
   std::vector<int> seen;
   const auto subscription = number.subscribe([&](int value) { seen.push_back(value); });
@@ -20,7 +20,7 @@ TEST(Published, TellsOnlyOfRealChanges) {
   EXPECT_THAT(seen, ElementsAre(2, 1));
 }
 
-TEST(Published, TellsNobodyWhoHasLeft) {
+TEST(Published, NotifiesNoObserverThatHasLeft) {
   Published<int> number(0);
   int calls = 0;
   auto subscription = number.subscribe([&](int) { ++calls; });

@@ -191,7 +191,7 @@ TEST_F(TransportTest, TheLoadedTrackMayBePlayedAgainByItsOwnURL) {
   EXPECT_TRUE(urls.empty()) << "it is the same track";
 }
 
-TEST_F(TransportTest, TellsObserversOfEveryChange) {
+TEST_F(TransportTest, NotifiesObserversOfEveryChange) {
   int changes = 0;
   {
     const auto subscription = player->onChange([&] { ++changes; });
@@ -307,7 +307,7 @@ TEST_F(TransportTest, CountsABufferOfUnknownSizeAs512Frames) {
   EXPECT_EQ(completions(), 1);
 }
 
-TEST_F(TransportTest, TellsOfCompletionLastSoThatTheNextTrackMayStartFromThere) {
+TEST_F(TransportTest, NotifiesOfCompletionLastSoThatTheNextTrackMayStartFromThere) {
   const auto second = addTrack("/second.wav", 4410);
   bool once = false;
   const auto subscription = player->playbackCompletionCount().subscribe([&](std::int64_t) {

@@ -24,9 +24,9 @@ class EntryType : public testing::Test {
   }
   ~EntryType() override { ::close(descriptor); }
 
-  [[nodiscard]] unsigned char typeOf(const char* name, unsigned char told) const {
+  [[nodiscard]] unsigned char typeOf(const char* name, unsigned char reported) const {
     dirent entry{};
-    entry.d_type = told;
+    entry.d_type = reported;
     std::strncpy(entry.d_name, name, sizeof(entry.d_name) - 1);
     return typeOfEntry(descriptor, entry);
   }
@@ -35,13 +35,13 @@ class EntryType : public testing::Test {
   int descriptor = -1;
 };
 
-TEST_F(EntryType, WhatTheFolderTellsIsTaken) {
+TEST_F(EntryType, TheTypeThatTheFolderReportsIsTaken) {
   EXPECT_EQ(typeOf("none", DT_REG), DT_REG);
   EXPECT_EQ(typeOf("none", DT_DIR), DT_DIR);
   EXPECT_EQ(typeOf("none", DT_LNK), DT_LNK);
 }
 
-TEST_F(EntryType, AnEntryOfWhichTheFolderTellsNothingIsAskedItself) {
+TEST_F(EntryType, AnEntryWhoseTypeTheFolderDoesNotReportIsReadItself) {
   EXPECT_EQ(typeOf("file", DT_UNKNOWN), DT_REG);
   EXPECT_EQ(typeOf("folder", DT_UNKNOWN), DT_DIR);
   EXPECT_EQ(typeOf("link", DT_UNKNOWN), DT_LNK) << "not the folder to which it leads";

@@ -91,7 +91,7 @@ TEST_F(LateDefaults, AreNotEmptiedByASessionThatCouldNotReadThem) {
   EXPECT_THAT(shownTracks(), ElementsAre(1, 2, 3));
 }
 
-TEST_F(LateDefaults, GiveWayToAPlaylistThatWasLoadedMeanwhile) {
+TEST_F(LateDefaults, YieldToAPlaylistThatWasLoadedMeanwhile) {
   const auto url = addTrack(4);
   proxy.loadPlaylist({&url, 1}, false);
   proxy.setOutputVolume(0.75);

@@ -112,7 +112,7 @@ TEST_F(OutputDevices, UnpluggingTheSelectedDeviceMovesToTheDefault) {
   EXPECT_THAT(given, ElementsAre(first));
 }
 
-TEST_F(OutputDevices, UnpluggingTheLastDeviceSelectsNoneAndTellsNobody) {
+TEST_F(OutputDevices, UnpluggingTheLastDeviceSelectsNoneAndNotifiesNoObserver) {
   const auto only = plugIn("A");
   list->start();
   given.clear();
@@ -138,7 +138,7 @@ TEST_F(OutputDevices, AChangedDefaultDoesNotTakeTheSelectionAway) {
   EXPECT_THAT(given, IsEmpty());
 }
 
-TEST_F(OutputDevices, AChoiceIsToldOnce) {
+TEST_F(OutputDevices, AChoiceIsNotifiedOnce) {
   plugIn("A");
   const auto second = plugIn("B");
   list->start();

@@ -67,7 +67,7 @@ TEST_F(SessionClock, ShowsWhatWasHeardWhenItPauses) {
   EXPECT_EQ(position(), heard());
 }
 
-TEST_F(SessionClock, OnAnotherDeviceGoesOnBehindACrossingThatNobodyHasSeen) {
+TEST_F(SessionClock, OnAnotherDeviceGoesOnBehindACrossingThatWasNotNoticed) {
   SimulatedDeviceConfig config;
   dac = hardware.addDevice(config);
   session.setOutputDevice(dac);

@@ -190,7 +190,7 @@ TEST_F(SessionPersistence, OnAFullDiskTheMusicPlaysOn) {
   EXPECT_THAT(savedOrder(), ElementsAre(1, 2)) << "the state before";
 }
 
-TEST_F(SessionPersistence, WhoEndsTheProgramSavesThePositionAsItIsThen) {
+TEST_F(SessionPersistence, EndingTheProgramSavesThePositionAsItIsThen) {
   load(1);
   session.playTrack(0, 0);
   advance(1.01);

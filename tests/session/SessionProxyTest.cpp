@@ -352,7 +352,7 @@ class HeldUp : public SessionFixture {
       link, window, {.forWhom = [this] { return knownWaiting; }, .interrupt = [this] { return ++interrupts; }}};
 };
 
-TEST_F(HeldUp, IsToldAfterASecondWithTheNameOfTheDevice) {
+TEST_F(HeldUp, IsShownAfterASecondWithTheNameOfTheDevice) {
   load(2);
   turnBoth();
   proxy.playTrack(0, 0);
@@ -367,7 +367,7 @@ TEST_F(HeldUp, IsToldAfterASecondWithTheNameOfTheDevice) {
   EXPECT_TRUE(state().isPlaying);
 }
 
-TEST_F(HeldUp, NamesWhoIsKnownToBeWaitedFor) {
+TEST_F(HeldUp, NamesWhatIsKnownToBeWaitedFor) {
   knownWaiting = "the sound server";
   proxy.setOutputVolume(0.5);
   window.advance(std::chrono::seconds(2));

@@ -62,7 +62,7 @@ TEST_F(Sources, ChosenPlaylistsBringTheirFilesBehindTheOthersAsADropDoes) {
   EXPECT_THAT(places, ElementsAre(PlaylistPlace::atTheEnd(), PlaylistPlace::atTheEnd()));
 }
 
-TEST_F(Sources, ASheetIsOpenedAsItsTracksWhicheverWayItComes) {
+TEST_F(Sources, ASheetIsOpenedAsItsTracksHoweverItComes) {
   const std::vector sheet{
       folder.write("album.cue",
                    "FILE A/a.flac WAVE\nTRACK 1 AUDIO\nTITLE One\nINDEX 01 00:00:00\nTRACK 2 AUDIO\n"

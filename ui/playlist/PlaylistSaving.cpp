@@ -38,8 +38,8 @@ std::string savingOutcome(const FileURL& file, std::int64_t tracks, bool hasPart
                      hasParts ? ", those of CUE sheets as whole files" : "");
 }
 
-PlaylistSaving::PlaylistSaving(RunLoop& runLoop, Background background, Tell tell)
-    : runLoop_(runLoop), background_(std::move(background)), tell_(std::move(tell)) {}
+PlaylistSaving::PlaylistSaving(RunLoop& runLoop, Background background, Report report)
+    : runLoop_(runLoop), background_(std::move(background)), report_(std::move(report)) {}
 
 void PlaylistSaving::save(const FileURL& chosen, ListToSave list, Replacing replacing) {
   Save save{chosen, replacing, std::move(list)};
@@ -71,7 +71,7 @@ void PlaylistSaving::start(Slot& slot, Save save) {
   slot.request.start([save = std::move(save)] { return write(save); },
                      [this, &slot, count, hasParts](std::error_code error) {
                        if (auto next = std::exchange(slot.next, std::nullopt)) return start(slot, *std::move(next));
-                       tell_(savingOutcome(slot.file, count, hasParts, error));
+                       report_(savingOutcome(slot.file, count, hasParts, error));
                      });
 }
 

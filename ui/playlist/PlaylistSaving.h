@@ -26,11 +26,11 @@ struct ListToSave {
 
 class PlaylistSaving {
  public:
-  using Tell = std::function<void(std::string)>;
+  using Report = std::function<void(std::string)>;
 
-  /// `tell` is called with a sentence when a save has ended, successfully or not. The run loop outlives this object,
+  /// `report` is called with a sentence when a save has ended, successfully or not. The run loop outlives this object,
   /// but not its saves.
-  PlaylistSaving(RunLoop& runLoop, Background background, Tell tell);
+  PlaylistSaving(RunLoop& runLoop, Background background, Report report);
   PlaylistSaving(const PlaylistSaving&) = delete;
   PlaylistSaving& operator=(const PlaylistSaving&) = delete;
 
@@ -58,7 +58,7 @@ class PlaylistSaving {
 
   RunLoop& runLoop_;
   const Background background_;
-  const Tell tell_;
+  const Report report_;
   std::list<Slot> slots_;  ///< as many as saves were under way at once
 };
 

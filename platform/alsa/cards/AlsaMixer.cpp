@@ -27,10 +27,10 @@ std::optional<double> quietestChannel(snd_mixer_elem_t* element) {
     const auto id = static_cast<snd_mixer_selem_channel_id_t>(channel);
     if (snd_mixer_selem_has_playback_channel(element, id) == 0) continue;
     long hundredths = 0;
-    const bool tells = hasVolume && snd_mixer_selem_get_playback_dB(element, id, &hundredths) >= 0;
+    const bool hasDecibels = hasVolume && snd_mixer_selem_get_playback_dB(element, id, &hundredths) >= 0;
     int isOn = 1;
     if (hasSwitch && snd_mixer_selem_get_playback_switch(element, id, &isOn) < 0) isOn = 1;
-    const auto decibels = channelDecibels(tells ? std::optional(hundredths) : std::nullopt, isOn != 0);
+    const auto decibels = channelDecibels(hasDecibels ? std::optional(hundredths) : std::nullopt, isOn != 0);
     if (decibels) quietest = std::min(quietest.value_or(*decibels), *decibels);
   }
   return quietest;

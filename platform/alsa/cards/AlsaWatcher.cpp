@@ -162,8 +162,8 @@ std::optional<AlsaControlWatch> AlsaControlWatch::open(RunLoop& runLoop, const s
     for (int got = 1; got > 0;) {
       got = snd_ctl_read(opened, owned.get());
       if (got < 0 && got != -EAGAIN) {
-        const auto told = gone;  // it may destroy this watch, and with it this action
-        told();
+        const auto report = gone;  // it may destroy this watch, and with it this action
+        report();
         return;
       }
     }

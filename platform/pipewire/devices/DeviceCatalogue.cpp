@@ -51,25 +51,26 @@ AudioObjectID DeviceCatalogue::defaultDevice() const {
   const auto firstSink =
       std::ranges::find_if(listed_, [](const PipeWireDevice* device) { return device->state.hasSink(); });
   if (firstSink != listed_.end()) return (*firstSink)->id;
-  const auto direct =
-      readProperty<std::uint32_t>(services_.direct, kAudioObjectSystemObject, defaultAddress).value_or(0);
-  const auto same = std::ranges::find(listed_, direct, [](const PipeWireDevice* device) { return device->direct; });
-  if (direct != kAudioObjectUnknown && same != listed_.end()) return (*same)->id;
+  const auto cardDefault =
+      readProperty<std::uint32_t>(services_.cardHardware, kAudioObjectSystemObject, defaultAddress).value_or(0);
+  const auto same =
+      std::ranges::find(listed_, cardDefault, [](const PipeWireDevice* device) { return device->cardDevice; });
+  if (cardDefault != kAudioObjectUnknown && same != listed_.end()) return (*same)->id;
   return listed_.empty() ? kAudioObjectUnknown : listed_.front()->id;
 }
 
 // Devices that come and go.
 
-std::vector<DirectDevice> DeviceCatalogue::directDevices() const {
-  const AudioHardware& direct = services_.direct;
-  std::vector<DirectDevice> devices;
-  const auto ids = readProperty<std::vector<std::uint32_t>>(direct, kAudioObjectSystemObject, devicesAddress);
+std::vector<CardDevice> DeviceCatalogue::cardDevices() const {
+  const AudioHardware& hardware = services_.cardHardware;
+  std::vector<CardDevice> devices;
+  const auto ids = readProperty<std::vector<std::uint32_t>>(hardware, kAudioObjectSystemObject, devicesAddress);
   for (const AudioObjectID id : ids.value_or(std::vector<std::uint32_t>{})) {
     const auto text = [&](FourCharCode selector) {
-      return readProperty<std::string>(direct, id, globalAddress(selector)).value_or("");
+      return readProperty<std::string>(hardware, id, globalAddress(selector)).value_or("");
     };
     devices.push_back({id, text(kAudioDevicePropertyDeviceUID), text(kAudioObjectPropertyName),
-                       readProperty<std::uint32_t>(direct, id, globalAddress(kAudioDevicePropertyTransportType))
+                       readProperty<std::uint32_t>(hardware, id, globalAddress(kAudioDevicePropertyTransportType))
                            .value_or(kAudioDeviceTransportTypeUnknown)});
   }
   return devices;
@@ -79,7 +80,7 @@ std::vector<DirectDevice> DeviceCatalogue::directDevices() const {
 std::set<std::string> DeviceCatalogue::keptCards() const {
   std::set<std::string> cards;
   for (const PipeWireDevice* device : listed_) {
-    const bool hasCard = device->direct != kAudioObjectUnknown;
+    const bool hasCard = device->cardDevice != kAudioObjectUnknown;
     if (device->isUnitOnCard() || view_.expectsSink(*device) ||
         (hasCard && view_.hogOwner(*device) == DeviceView::ownProcess()))
       cards.insert(cardPart(device->uid));
@@ -90,7 +91,7 @@ std::set<std::string> DeviceCatalogue::keptCards() const {
 std::vector<ListedDevice> DeviceCatalogue::listedBefore() const {
   std::vector<ListedDevice> before;
   for (const PipeWireDevice* device : listed_)
-    before.push_back({{device->uid, device->name, device->transport, device->state.sink(), device->direct},
+    before.push_back({{device->uid, device->name, device->transport, device->state.sink(), device->cardDevice},
                       view_.expectsSink(*device)});
   return before;
 }
@@ -100,10 +101,10 @@ void DeviceCatalogue::refresh() {
   // A sink that goes alone, without a card of this machine, such as a headset's, is assumed to be gone permanently.
   for (PipeWireDevice* device : listed_) {
     if (device->state.hasSink() && !facts.sinks.contains(*device->state.sink()))
-      loseSink(*device, kAudioHardwareBadDeviceError, device->direct != kAudioObjectUnknown);
+      loseSink(*device, kAudioHardwareBadDeviceError, device->cardDevice != kAudioObjectUnknown);
   }
   const auto kept = keptCards();
-  const auto found = directDevices();
+  const auto found = cardDevices();
   auto merged = mergeDevices(found, facts, kept);
   std::erase_if(merged, [this](const MergedDevice& device) { return mayStillGetSink(device); });
   list(withoutComingsAndGoings(std::move(merged), listedBefore(), kept));
@@ -148,10 +149,10 @@ void DeviceCatalogue::list(const std::vector<MergedDevice>& merged) {
   for (const MergedDevice& one : merged) {
     PipeWireDevice& device = findOrCreate(one);
     if (device.state.hasSink() && device.state.sink() != one.sink)
-      loseSink(device, kAudioHardwareBadDeviceError, device.direct != kAudioObjectUnknown);
+      loseSink(device, kAudioHardwareBadDeviceError, device.cardDevice != kAudioObjectUnknown);
     device.state.listed(one.sink, services_.runLoop.now());
     device.transport = one.transport;
-    device.direct = one.direct;
+    device.cardDevice = one.cardDevice;
     listed_.push_back(&device);
   }
   for (PipeWireDevice* device : before)

@@ -51,7 +51,7 @@ class DeviceCatalogue {
   [[nodiscard]] AudioObjectID defaultDevice() const;
 
  private:
-  [[nodiscard]] std::vector<DirectDevice> directDevices() const;
+  [[nodiscard]] std::vector<CardDevice> cardDevices() const;
   [[nodiscard]] std::set<std::string> keptCards() const;
   [[nodiscard]] std::vector<ListedDevice> listedBefore() const;
   [[nodiscard]] bool mayStillGetSink(const MergedDevice& device);

@@ -27,18 +27,17 @@ std::string distinctUid(const std::string& plain, const std::vector<MergedDevice
   return uid;
 }
 
-/// The direct device behind each sink.
-std::map<std::uint32_t, const DirectDevice*> matchSinks(std::span<const DirectDevice> direct,
-                                                        const PipeWireFacts& facts) {
-  std::map<std::uint32_t, const DirectDevice*> matches;
-  std::set<const DirectDevice*> taken;
+/// The card device behind each sink.
+std::map<std::uint32_t, const CardDevice*> matchSinks(std::span<const CardDevice> cards, const PipeWireFacts& facts) {
+  std::map<std::uint32_t, const CardDevice*> matches;
+  std::set<const CardDevice*> taken;
   for (std::size_t kind = 0; kind < Names().size(); ++kind) {
     for (const auto& [id, sink] : facts.sinks) {
       const PipeWireCard* card = cardOf(facts, sink);
       if (card == nullptr || !sink.alsaDevice || matches.contains(id)) continue;
       const std::string name = cardNames(*card)[kind];
-      const auto found = std::ranges::find(direct, name + ":" + std::to_string(*sink.alsaDevice), &DirectDevice::uid);
-      if (name.empty() || found == direct.end() || !taken.insert(&*found).second) continue;
+      const auto found = std::ranges::find(cards, name + ":" + std::to_string(*sink.alsaDevice), &CardDevice::uid);
+      if (name.empty() || found == cards.end() || !taken.insert(&*found).second) continue;
       matches[id] = &*found;
     }
   }
@@ -61,12 +60,12 @@ std::set<std::string> cardsInUse(const PipeWireFacts& facts) {
 
 std::string cardPart(const std::string& uid) { return uid.substr(0, uid.rfind(':')); }
 
-std::vector<MergedDevice> mergeDevices(std::span<const DirectDevice> direct, const PipeWireFacts& facts,
+std::vector<MergedDevice> mergeDevices(std::span<const CardDevice> cards, const PipeWireFacts& facts,
                                        const std::set<std::string>& kept) {
-  const auto matches = matchSinks(direct, facts);
+  const auto matches = matchSinks(cards, facts);
   const auto inUse = cardsInUse(facts);
   std::vector<MergedDevice> devices;
-  for (const DirectDevice& device : direct) {
+  for (const CardDevice& device : cards) {
     const auto match = std::ranges::find(matches, &device, [](const auto& entry) { return entry.second; });
     MergedDevice merged{device.uid, device.name, device.transport, std::nullopt, device.id};
     if (match != matches.end()) {
@@ -100,7 +99,7 @@ std::vector<MergedDevice> withoutComingsAndGoings(std::vector<MergedDevice> merg
     return !device.sink && kept.contains(cardPart(device.uid)) && !wasListed(device.uid);
   });
   for (const auto& [device, isSinkExpected] : before) {
-    if (device.direct == kAudioObjectUnknown && isSinkExpected &&
+    if (device.cardDevice == kAudioObjectUnknown && isSinkExpected &&
         std::ranges::find(merged, device.uid, &MergedDevice::uid) == merged.end())
       merged.push_back(device);
   }

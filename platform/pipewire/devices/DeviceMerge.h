@@ -14,7 +14,7 @@
 
 namespace tolvane {
 
-struct DirectDevice {
+struct CardDevice {
   AudioObjectID id = kAudioObjectUnknown;
   std::string uid;
   std::string name;
@@ -26,7 +26,7 @@ struct MergedDevice {
   std::string name;  ///< the server's name for users, else the card's; several devices may share one
   std::uint32_t transport = 0;
   std::optional<std::uint32_t> sink;
-  AudioObjectID direct = kAudioObjectUnknown;
+  AudioObjectID cardDevice = kAudioObjectUnknown;
 
   bool operator==(const MergedDevice&) const = default;
 };
@@ -36,7 +36,7 @@ struct MergedDevice {
 
 /// A device whose card the server uses is listed only if it has a sink: the others are paths that the server does not
 /// use now. `kept` names cards (cardPart) whose devices stay listed in any case.
-[[nodiscard]] std::vector<MergedDevice> mergeDevices(std::span<const DirectDevice> direct, const PipeWireFacts& facts,
+[[nodiscard]] std::vector<MergedDevice> mergeDevices(std::span<const CardDevice> cards, const PipeWireFacts& facts,
                                                      const std::set<std::string>& kept);
 
 struct ListedDevice {

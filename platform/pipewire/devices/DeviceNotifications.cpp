@@ -32,20 +32,20 @@ DeviceNotifications::DeviceNotifications(const DeviceServices& services, const D
       ownerChanged_(std::move(ownerChanged)) {}
 
 DeviceNotifications::~DeviceNotifications() {
-  for (const auto& [device, listener] : ownerListeners_) services_.direct.removePropertyListener(listener);
-  for (const auto& [own, listener] : directListeners_) services_.direct.removePropertyListener(listener);
+  for (const auto& [device, listener] : ownerListeners_) services_.cardHardware.removePropertyListener(listener);
+  for (const auto& [own, listener] : cardListeners_) services_.cardHardware.removePropertyListener(listener);
 }
 
 void DeviceNotifications::observeOwners() {
   for (const PipeWireDevice* device : catalogue_.listed()) {
-    if (device->direct == kAudioObjectUnknown || ownerListeners_.contains(device->direct)) continue;
-    const auto added =
-        services_.direct.addPropertyListener(device->direct, hogModeAddress, [this, uid = device->uid](const auto&) {
-          PipeWireDevice& known = catalogue_.known(uid);
-          ownerChanged_(known);
-          publish(known);
-        });
-    if (added) ownerListeners_.emplace(device->direct, *added);
+    if (device->cardDevice == kAudioObjectUnknown || ownerListeners_.contains(device->cardDevice)) continue;
+    const auto added = services_.cardHardware.addPropertyListener(device->cardDevice, hogModeAddress,
+                                                                  [this, uid = device->uid](const auto&) {
+                                                                    PipeWireDevice& known = catalogue_.known(uid);
+                                                                    ownerChanged_(known);
+                                                                    publish(known);
+                                                                  });
+    if (added) ownerListeners_.emplace(device->cardDevice, *added);
   }
 }
 
@@ -53,34 +53,34 @@ void DeviceNotifications::observeOwners() {
 /// added after the change, even before its notification, has read the new value.
 void DeviceNotifications::passOn(ListenerID listener, const PipeWireDevice& device, bool ofStream,
                                  const AudioObjectPropertyAddress& address) {
-  if (device.direct == kAudioObjectUnknown || address == hogModeAddress) return;
+  if (device.cardDevice == kAudioObjectUnknown || address == hogModeAddress) return;
   if (!ofStream && std::ranges::find(forwarded, address) == forwarded.end()) return;
-  const auto added = services_.direct.addPropertyListener(
-      ofStream ? view_.directStream(device) : device.direct, address,
+  const auto added = services_.cardHardware.addPropertyListener(
+      ofStream ? view_.cardStream(device) : device.cardDevice, address,
       [this, uid = device.uid, listener](const AudioObjectPropertyAddress& changed) {
         const PipeWireDevice& known = catalogue_.known(uid);
-        if (known.state.isListed() && view_.isReachedDirectly(known)) listeners_.deliver(listener, changed);
+        if (known.state.isListed() && view_.isOnCardPath(known)) listeners_.deliver(listener, changed);
       });
-  if (added) directListeners_.emplace(listener, *added);
+  if (added) cardListeners_.emplace(listener, *added);
 }
 
 void DeviceNotifications::endPassingOn(ListenerID listener) {
-  const auto found = directListeners_.find(listener);
-  if (found == directListeners_.end()) return;
-  services_.direct.removePropertyListener(found->second);
-  directListeners_.erase(found);
+  const auto found = cardListeners_.find(listener);
+  if (found == cardListeners_.end()) return;
+  services_.cardHardware.removePropertyListener(found->second);
+  cardListeners_.erase(found);
 }
 
 /// Also when playback resumes and nothing has changed: a verdict given during the pause had no format.
 void DeviceNotifications::publishAlteration(PipeWireDevice& device) {
-  ToldAlteration& reported = device.reported.alteration;
+  ReportedAlteration& reported = device.reported.alteration;
   const std::string reason = detailsOf(shared_.alterations(device));
-  if (!reported.isNews(reason)) return;
-  if (reported.isWorthALine(reason))
+  if (!reported.mustNotify(reason)) return;
+  if (reported.mustLog(reason))
     services_.log.write(LogLevel::standard, audioHardwareCategory,
                         reason.empty() ? fmt::format("{}: nothing alters the samples now", device.name)
                                        : fmt::format("{}: samples are altered. {}", device.name, reason));
-  reported.tell(reason);
+  reported.store(reason);
   listeners_.notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
 }
 
@@ -88,15 +88,16 @@ void DeviceNotifications::publishAlteration(PipeWireDevice& device) {
 /// before.
 void DeviceNotifications::lookForOthers(PipeWireDevice& device) {
   const SoundServerStream* playing = DeviceView::playingStream(device);
-  if (playing == nullptr || device.direct == kAudioObjectUnknown) {
+  if (playing == nullptr || device.cardDevice == kAudioObjectUnknown) {
     device.contestWatch.stopLooking();
     return device.retakeObstacles.stopLooking();
   }
   const auto now = services_.runLoop.now();
   // Readable while exactly one substream of the card is open, whatever its format is.
   const bool isContested =
-      !services_.direct.propertyData(device.direct, globalAddress(kAudioDevicePropertyActualSampleRate)).has_value();
-  if (device.contestWatch.isNews(isContested, now))
+      !services_.cardHardware.propertyData(device.cardDevice, globalAddress(kAudioDevicePropertyActualSampleRate))
+           .has_value();
+  if (device.contestWatch.mustNotify(isContested, now))
     listeners_.notify(device.id, globalAddress(kAudioDevicePropertyProcessingIsActive));
   const PipeWireFacts& facts = services_.server.facts();
   const auto others =
@@ -106,7 +107,7 @@ void DeviceNotifications::lookForOthers(PipeWireDevice& device) {
 
 void DeviceNotifications::publish(PipeWireDevice& device) {
   if (!device.state.isListed()) return;
-  const bool isShared = !view_.isReachedDirectly(device);
+  const bool isShared = !view_.isOnCardPath(device);
   if (DeviceView::playingStream(device) != nullptr) {
     if (const PipeWireSink* sink = view_.sinkOf(device); sink != nullptr && sink->format)
       device.unitRate = sink->format->rate;
@@ -129,7 +130,7 @@ void DeviceNotifications::publish(PipeWireDevice& device) {
 /// While the owner cannot be read, the last known one counts.
 void DeviceNotifications::publishOwner(PipeWireDevice& device) {
   const auto owner = view_.hogOwner(device);
-  if (!owner || device.direct == kAudioObjectUnknown) return;
+  if (!owner || device.cardDevice == kAudioObjectUnknown) return;
   auto& reported = device.reported.owner;
   if (reported && *reported != *owner) {
     if (*owner == -1) device.retakePause.reset();  // the program that prevented it has released the card

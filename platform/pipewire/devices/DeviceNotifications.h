@@ -44,7 +44,7 @@ class DeviceNotifications {
   PropertyListeners& listeners_;
   const std::function<void(PipeWireDevice&)> ownerChanged_;
   std::map<AudioObjectID, ListenerID> ownerListeners_;  ///< of hog mode, by the device on the card path
-  std::map<ListenerID, ListenerID> directListeners_;    ///< from the listener's id here to its id on the card path
+  std::map<ListenerID, ListenerID> cardListeners_;      ///< from the listener's id here to its id on the card path
 };
 
 }  // namespace tolvane

@@ -11,7 +11,7 @@ namespace tolvane {
 struct DeviceServices {
   RunLoop& runLoop;
   Log& log;
-  AudioHardware& direct;  ///< the machine's own devices
+  AudioHardware& cardHardware;  ///< the machine's own devices
   SoundServer& server;
 };
 

@@ -32,30 +32,30 @@ bool DeviceView::expectsSink(const PipeWireDevice& device) const {
   return device.state.expectsSink(services_.runLoop.now());
 }
 
-bool DeviceView::isReachedDirectly(const PipeWireDevice& device) const {
-  DeviceWay way{.hasCard = device.direct != kAudioObjectUnknown,
-                .hasSink = device.state.hasSink(),
-                .isSinkExpected = expectsSink(device)};
-  if (device.isUnitOnSink()) way.unit = DeviceWay::Unit::onSink;
-  if (device.isUnitOnCard()) way.unit = DeviceWay::Unit::onCard;
-  way.isOurs = way.unit == DeviceWay::Unit::none && isOurs(device);
-  return leadsToCard(way);
+bool DeviceView::isOnCardPath(const PipeWireDevice& device) const {
+  DevicePath path{.hasCard = device.cardDevice != kAudioObjectUnknown,
+                  .hasSink = device.state.hasSink(),
+                  .isSinkExpected = expectsSink(device)};
+  if (device.isUnitOnSink()) path.unit = DevicePath::Unit::onSink;
+  if (device.isUnitOnCard()) path.unit = DevicePath::Unit::onCard;
+  path.isOurs = path.unit == DevicePath::Unit::none && isOurs(device);
+  return isCardPath(path);
 }
 
-std::expected<std::int32_t, OSStatus> DeviceView::directOwner(const PipeWireDevice& device) const {
-  if (device.direct == kAudioObjectUnknown) return noProcess;
-  const auto owner = services_.direct.propertyData(device.direct, hogModeAddress);
+std::expected<std::int32_t, OSStatus> DeviceView::cardOwner(const PipeWireDevice& device) const {
+  if (device.cardDevice == kAudioObjectUnknown) return noProcess;
+  const auto owner = services_.cardHardware.propertyData(device.cardDevice, hogModeAddress);
   if (!owner) return std::unexpected(owner.error());
   const auto* const pid = std::get_if<std::int32_t>(&*owner);
   return pid != nullptr ? *pid : noProcess;
 }
 
-bool DeviceView::isOurs(const PipeWireDevice& device) const { return directOwner(device) == ownProcess(); }
+bool DeviceView::isOurs(const PipeWireDevice& device) const { return cardOwner(device) == ownProcess(); }
 
 std::expected<std::int32_t, OSStatus> DeviceView::hogOwner(const PipeWireDevice& device) const {
-  const auto owner = directOwner(device);
+  const auto owner = cardOwner(device);
   if (!owner) return owner;
-  return ownerTold(*owner, ownProcess(), *owner != noProcess && isSoundServer(*owner), expectsSink(device));
+  return reportedOwner(*owner, ownProcess(), *owner != noProcess && isSoundServer(*owner), expectsSink(device));
 }
 
 double DeviceView::secondsUntilRetake(const PipeWireDevice& device) const {
@@ -69,8 +69,8 @@ bool DeviceView::isReopeningDue(const PipeWireDevice& device) const {
          !isOurs(device);
 }
 
-AudioObjectID DeviceView::directStream(const PipeWireDevice& device) const {
-  const auto streams = readProperty<std::vector<std::uint32_t>>(services_.direct, device.direct,
+AudioObjectID DeviceView::cardStream(const PipeWireDevice& device) const {
+  const auto streams = readProperty<std::vector<std::uint32_t>>(services_.cardHardware, device.cardDevice,
                                                                 outputAddress(kAudioDevicePropertyStreams));
   return streams && !streams->empty() ? streams->front() : kAudioObjectUnknown;
 }

@@ -21,9 +21,9 @@ class DeviceView {
   /// Null where there is none.
   [[nodiscard]] const PipeWireSink* sinkOf(const PipeWireDevice& device) const;
   [[nodiscard]] bool expectsSink(const PipeWireDevice& device) const;
-  [[nodiscard]] bool isReachedDirectly(const PipeWireDevice& device) const;
+  [[nodiscard]] bool isOnCardPath(const PipeWireDevice& device) const;
   /// The process that has the card open, as the card path reports it; -1: none, or there is no card.
-  [[nodiscard]] std::expected<std::int32_t, OSStatus> directOwner(const PipeWireDevice& device) const;
+  [[nodiscard]] std::expected<std::int32_t, OSStatus> cardOwner(const PipeWireDevice& device) const;
   [[nodiscard]] bool isOurs(const PipeWireDevice& device) const;
   /// The process that owns the device exclusively; -1: none.
   [[nodiscard]] std::expected<std::int32_t, OSStatus> hogOwner(const PipeWireDevice& device) const;
@@ -32,7 +32,7 @@ class DeviceView {
   /// A session manager has come while a unit plays over the card, and makes the card's sink when the unit releases it.
   [[nodiscard]] bool isReopeningDue(const PipeWireDevice& device) const;
   /// Of the card; unknown where there is none.
-  [[nodiscard]] AudioObjectID directStream(const PipeWireDevice& device) const;
+  [[nodiscard]] AudioObjectID cardStream(const PipeWireDevice& device) const;
 
  private:
   const DeviceServices services_;

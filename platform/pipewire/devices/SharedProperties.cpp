@@ -64,8 +64,8 @@ Value SharedProperties::actualRate(const PipeWireDevice& device) const {
   if (DeviceView::playingStream(device) == nullptr || sink == nullptr || !sink->format)
     return std::unexpected(kAudioHardwareNotRunningError);
   // The kernel's report, if there is one: the server reports only what it has requested.
-  const auto actual =
-      readProperty<double>(services_.direct, device.direct, globalAddress(kAudioDevicePropertyActualSampleRate));
+  const auto actual = readProperty<double>(services_.cardHardware, device.cardDevice,
+                                           globalAddress(kAudioDevicePropertyActualSampleRate));
   return actual.value_or(sink->format->rate);
 }
 
@@ -94,9 +94,9 @@ std::vector<SampleAlteration> SharedProperties::alterations(const PipeWireDevice
   if (playing == nullptr) return {};
   if (!device.state.hasSink()) return {withdrawnDevice()};
   PipeWireStreamFacts stream = playing->facts();
-  stream.mixerDecibels =
-      readProperty<double>(services_.direct, device.direct, outputAddress(kAudioDevicePropertyVolumeDecibels));
-  const auto positions = readProperty<std::vector<std::uint32_t>>(services_.direct, device.direct,
+  stream.mixerDecibels = readProperty<double>(services_.cardHardware, device.cardDevice,
+                                              outputAddress(kAudioDevicePropertyVolumeDecibels));
+  const auto positions = readProperty<std::vector<std::uint32_t>>(services_.cardHardware, device.cardDevice,
                                                                   outputAddress(kAudioDevicePropertyChannelPositions));
   for (const std::uint32_t position : positions.value_or(std::vector<std::uint32_t>()))
     stream.cardChannels.positions.push_back(static_cast<ChannelPosition>(position));
@@ -109,7 +109,7 @@ std::vector<SampleAlteration> SharedProperties::alterations(const PipeWireDevice
 
 /// The kernel's report does not cover the mix in front of it.
 std::string SharedProperties::formatSource(const PipeWireDevice& device) const {
-  const auto kernel = readProperty<std::string>(services_.direct, view_.directStream(device),
+  const auto kernel = readProperty<std::string>(services_.cardHardware, view_.cardStream(device),
                                                 globalAddress(kAudioStreamPropertyPhysicalFormatSource));
   if (!kernel || kernel->empty()) return {};
   return *kernel + "; the server's mix in front of it carries 24 bits";
@@ -121,9 +121,9 @@ std::expected<AudioStreamBasicDescription, OSStatus> SharedProperties::physicalF
     const PipeWireDevice& device) const {
   if (DeviceView::playingStream(device) == nullptr || view_.sinkOf(device) == nullptr)
     return std::unexpected(kAudioHardwareNotRunningError);
-  if (device.direct == kAudioObjectUnknown) return std::unexpected(kAudioDeviceUnsupportedFormatError);
+  if (device.cardDevice == kAudioObjectUnknown) return std::unexpected(kAudioDeviceUnsupportedFormatError);
   const auto format =
-      services_.direct.propertyData(view_.directStream(device), globalAddress(kAudioStreamPropertyPhysicalFormat));
+      services_.cardHardware.propertyData(view_.cardStream(device), globalAddress(kAudioStreamPropertyPhysicalFormat));
   if (!format) return std::unexpected(format.error());
   auto hardware = std::get<AudioStreamBasicDescription>(*format);
   auto layout = pcmLayout(hardware);

@@ -24,14 +24,14 @@ constexpr RunLoop::Duration retryPause = 20ms;
 CardTaking::~CardTaking() {
   catalogue_.forEachKnown([this](const PipeWireDevice& device) {
     if (!switchedOff_.contains(&device)) return;
-    if (view_.isOurs(device)) (void)toggleDirectHog(device);
+    if (view_.isOurs(device)) (void)toggleCardHog(device);
     restoreProfile(device);
   });
 }
 
-OSStatus CardTaking::toggleDirectHog(const PipeWireDevice& device) {
+OSStatus CardTaking::toggleCardHog(const PipeWireDevice& device) {
   constexpr std::int32_t anyPID = -1;  // the write toggles, whatever its value
-  return services_.direct.setPropertyData(device.direct, hogModeAddress, anyPID);
+  return services_.cardHardware.setPropertyData(device.cardDevice, hogModeAddress, anyPID);
 }
 
 CardBefore CardTaking::cardNow(const PipeWireDevice& device) const {
@@ -72,7 +72,7 @@ OSStatus CardTaking::take(PipeWireDevice& device) {
   waitUntilHeard(device);
   const CardBefore before = cardNow(device);
   switchOff(device);
-  const OSStatus status = toggleDirectHogWithin(before.hadSink ? closeLimit : RunLoop::Duration::zero(), device);
+  const OSStatus status = toggleCardHogWithin(before.hadSink ? closeLimit : RunLoop::Duration::zero(), device);
   if (status == noErr)
     taken(device, before);
   else
@@ -97,22 +97,22 @@ void CardTaking::notTaken(PipeWireDevice& device, const CardBefore& before) {
 
 /// The server may take a moment to close the card; and a session manager that was just about to choose a profile for a
 /// returned card chooses one, whatever was requested.
-OSStatus CardTaking::toggleDirectHogWithin(RunLoop::Duration limit, PipeWireDevice& device) {
+OSStatus CardTaking::toggleCardHogWithin(RunLoop::Duration limit, PipeWireDevice& device) {
   RunLoop& runLoop = services_.runLoop;
   SoundServer& server = services_.server;
   const auto wait = server.beginWait();
   const auto end = runLoop.now() + limit;
-  OSStatus status = toggleDirectHog(device);
+  OSStatus status = toggleCardHog(device);
   while (status == kAudioDevicePermissionsError && runLoop.now() < end && !wait.isInterrupted()) {
     if (!server.waitUntil([] { return false; }, retryPause) && !server.isConnected()) runLoop.sleepFor(retryPause);
     if (device.state.hasSink()) switchOff(device);
-    status = toggleDirectHog(device);
+    status = toggleCardHog(device);
   }
   return status;
 }
 
 void CardTaking::giveBack(PipeWireDevice& device) {
-  if (const OSStatus status = toggleDirectHog(device); status != noErr)
+  if (const OSStatus status = toggleCardHog(device); status != noErr)
     services_.log.write(LogLevel::error, audioHardwareCategory,
                         fmt::format("{} is not given back: {}", device.name, status));
   letGo(device);
@@ -125,7 +125,7 @@ void CardTaking::letGo(PipeWireDevice& device) {
   if (device.state.hasCard()) {
     // While a call into its driver has not returned, the PCM may be open: the card is returned when the owner is known
     // again.
-    const auto owner = services_.direct.propertyData(device.direct, hogModeAddress);
+    const auto owner = services_.cardHardware.propertyData(device.cardDevice, hogModeAddress);
     if (!owner && owner.error() == kAudioHardwareNotReadyError) return device.state.driverHangs();
   }
   restoreProfile(device);
@@ -140,7 +140,7 @@ void CardTaking::letGo(PipeWireDevice& device) {
 /// The driver may have returned; or another program has the card, and there is no unit to release it.
 void CardTaking::ownerChanged(PipeWireDevice& device) {
   const DeviceCondition condition = device.state.at(services_.runLoop.now());
-  const auto owner = view_.directOwner(device);
+  const auto owner = view_.cardOwner(device);
   const bool isLost = condition == DeviceCondition::taken && owner && *owner != DeviceView::ownProcess();
   if (condition == DeviceCondition::returning || isLost) letGo(device);
 }

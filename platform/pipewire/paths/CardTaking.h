@@ -42,8 +42,8 @@ class CardTaking {
   [[nodiscard]] OSStatus take(PipeWireDevice& device);
   void taken(PipeWireDevice& device, const CardBefore& before);
   void notTaken(PipeWireDevice& device, const CardBefore& before);
-  [[nodiscard]] OSStatus toggleDirectHogWithin(RunLoop::Duration limit, PipeWireDevice& device);
-  [[nodiscard]] OSStatus toggleDirectHog(const PipeWireDevice& device);
+  [[nodiscard]] OSStatus toggleCardHogWithin(RunLoop::Duration limit, PipeWireDevice& device);
+  [[nodiscard]] OSStatus toggleCardHog(const PipeWireDevice& device);
   void giveBack(PipeWireDevice& device);
   void switchOff(PipeWireDevice& device);
   void restoreProfile(const PipeWireDevice& device);

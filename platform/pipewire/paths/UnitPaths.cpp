@@ -40,14 +40,14 @@ std::expected<UnitPaths::Path, OSStatus> UnitPaths::openPath(AudioObjectID id, P
 }
 
 std::expected<UnitPaths::Path, OSStatus> UnitPaths::pathOf(PipeWireDevice& device) {
-  const bool wasShared = !view_.isReachedDirectly(device);
+  const bool wasShared = !view_.isOnCardPath(device);
   if (wasShared) taking_.waitForSink(device);
   if (!device.state.isListed()) return std::unexpected(kAudioHardwareBadDeviceError);
-  if (!view_.isReachedDirectly(device)) return sharedPath(device);
+  if (!view_.isOnCardPath(device)) return sharedPath(device);
   taking_.unitTakesCard(device);
   // The sink that the rate was meant for has not come.
   if (wasShared && device.chosenRate) chooseCardRate(device, *device.chosenRate);
-  return Path{.name = device.name, .direct = device.direct, .serial = {}, .rate = std::nullopt};
+  return Path{.name = device.name, .cardDevice = device.cardDevice, .serial = {}, .rate = std::nullopt};
 }
 
 std::expected<UnitPaths::Path, OSStatus> UnitPaths::sharedPath(const PipeWireDevice& device) {
@@ -76,8 +76,8 @@ void UnitPaths::closePath(AudioObjectID id, const PipeWireOutputUnit& unit) {
 }
 
 void UnitPaths::chooseCardRate(const PipeWireDevice& device, double rate) {
-  const OSStatus status =
-      services_.direct.setPropertyData(device.direct, globalAddress(kAudioDevicePropertyNominalSampleRate), rate);
+  const OSStatus status = services_.cardHardware.setPropertyData(
+      device.cardDevice, globalAddress(kAudioDevicePropertyNominalSampleRate), rate);
   if (status != noErr)
     services_.log.write(LogLevel::standard, audioHardwareCategory,
                         fmt::format("{} does not take {} Hz: {}", device.name, rate, status));

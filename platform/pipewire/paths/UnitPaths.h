@@ -29,7 +29,7 @@ class UnitPaths final : public AudioOutputComponent, private PipeWireOutputUnit:
   void closePath(AudioObjectID id, const PipeWireOutputUnit& unit) override;
   void movedToCard(AudioObjectID id, std::optional<double> rate) override;
   void unitChanged(AudioObjectID id) override;
-  AudioOutputComponent* directComponent() override { return services_.direct.outputComponent(); }
+  AudioOutputComponent* cardComponent() override { return services_.cardHardware.outputComponent(); }
   SoundServer& server() override { return services_.server; }
   RunLoop& runLoop() override { return services_.runLoop; }
   Log& log() override { return services_.log; }

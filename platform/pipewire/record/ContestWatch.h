@@ -17,21 +17,21 @@ class ContestWatch {
 
   /// Whether the property listeners must judge the card's format anew. `isContested`: while a unit plays through the
   /// sink, the kernel does not show one format for the card.
-  [[nodiscard]] bool isNews(bool isContested, RunLoop::TimePoint now) {
+  [[nodiscard]] bool mustNotify(bool isContested, RunLoop::TimePoint now) {
     if (!isContested) {
       since_.reset();
-      return std::exchange(isTold_, false);
+      return std::exchange(isNotified_, false);
     }
     if (!since_) since_ = now;
-    if (isTold_ || now - *since_ < leastContest) return false;
-    return isTold_ = true;
+    if (isNotified_ || now - *since_ < leastContest) return false;
+    return isNotified_ = true;
   }
   /// While no unit plays through the sink, the kernel's report is not meaningful.
   void stopLooking() { *this = {}; }
 
  private:
   std::optional<RunLoop::TimePoint> since_;
-  bool isTold_ = false;
+  bool isNotified_ = false;
 };
 
 }  // namespace tolvane

@@ -10,7 +10,7 @@
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
 #include "platform/pipewire/record/DeviceCondition.h"
-#include "platform/pipewire/record/DeviceWay.h"
+#include "platform/pipewire/record/DevicePath.h"
 #include "platform/pipewire/record/SinkExpectation.h"
 
 namespace tolvane {

@@ -12,7 +12,7 @@ PipeWireDevice::PipeWireDevice(Log& log, std::string itsUid, std::string itsName
 
 bool PipeWireDevice::isUnitOnSink() const { return unit != nullptr && unit->stream() != nullptr; }
 
-bool PipeWireDevice::isUnitOnCard() const { return unit != nullptr && unit->isDirect(); }
+bool PipeWireDevice::isUnitOnCard() const { return unit != nullptr && unit->isOnCard(); }
 
 bool PipeWireDevice::isUnitRunning() const { return unit != nullptr && unit->isRunning(); }
 

@@ -9,9 +9,9 @@
 #include "platform/RunLoop.h"
 #include "platform/pipewire/record/ContestWatch.h"
 #include "platform/pipewire/record/DeviceState.h"
+#include "platform/pipewire/record/ReportedAlteration.h"
 #include "platform/pipewire/record/RetakeObstacles.h"
 #include "platform/pipewire/record/RetakePause.h"
-#include "platform/pipewire/record/ToldAlteration.h"
 
 namespace tolvane {
 
@@ -38,7 +38,7 @@ struct PipeWireDevice {
 
   // As last listed.
   std::uint32_t transport = 0;
-  AudioObjectID direct = kAudioObjectUnknown;
+  AudioObjectID cardDevice = kAudioObjectUnknown;
 
   // While a unit has it.
   PipeWireOutputUnit* unit = nullptr;
@@ -56,7 +56,7 @@ struct PipeWireDevice {
     std::optional<double> rate;  ///< hertz
     std::optional<std::int32_t> owner;
     bool isReopeningDue = false;
-    ToldAlteration alteration;
+    ReportedAlteration alteration;
   };
   Reported reported;
 };

@@ -25,14 +25,14 @@ PipeWireOutputUnit::~PipeWireOutputUnit() { uninitialize(); }
 OSStatus PipeWireOutputUnit::setProperty(AudioUnitProperty property, AudioUnitScope scope, std::uint32_t element,
                                          const AudioUnitPropertyValue& value) {
   const OSStatus status = AdapterOutputUnit::setProperty(property, scope, element, value);
-  if (status != noErr || property != AudioUnitProperty::setRenderCallback || !direct_) return status;
-  return direct_->setProperty(property, scope, element, value);
+  if (status != noErr || property != AudioUnitProperty::setRenderCallback || !cardUnit_) return status;
+  return cardUnit_->setProperty(property, scope, element, value);
 }
 
 std::expected<OSStatus, OSStatus> PipeWireOutputUnit::takeRenderError() const {
   const OSStatus watched = std::exchange(watchError_, noErr);
   OSStatus rendered = stream_ ? stream_->takeLastError() : noErr;
-  if (direct_) rendered = readProperty<std::int32_t>(*direct_, AudioUnitProperty::lastRenderError).value_or(noErr);
+  if (cardUnit_) rendered = readProperty<std::int32_t>(*cardUnit_, AudioUnitProperty::lastRenderError).value_or(noErr);
   return rendered != noErr ? rendered : watched;
 }
 
@@ -40,14 +40,14 @@ std::expected<double, OSStatus> PipeWireOutputUnit::sampleTime() const {
   std::optional<double> time = timeBefore_;
   std::optional<double> here;
   if (stream_) here = stream_->sampleTime();
-  if (direct_) here = readProperty<double>(*direct_, AudioUnitProperty::lastRenderSampleTime);
+  if (cardUnit_) here = readProperty<double>(*cardUnit_, AudioUnitProperty::lastRenderSampleTime);
   if (here) time = timeBefore_.value_or(0) + *here;
   if (!time) return std::unexpected(kAudioUnitErr_CannotDoInCurrentContext);
   return *time;
 }
 
 std::expected<bool, OSStatus> PipeWireOutputUnit::isAlive() const {
-  if (direct_) return readProperty<std::uint32_t>(*direct_, AudioUnitProperty::isRunning).value_or(0) != 0;
+  if (cardUnit_) return readProperty<std::uint32_t>(*cardUnit_, AudioUnitProperty::isRunning).value_or(0) != 0;
   return state_ == State::running && stream_ && stream_->isAlive();
 }
 
@@ -55,7 +55,7 @@ OSStatus PipeWireOutputUnit::initialize() {
   if (state_ != State::created) return noErr;
   if (!settings_.areComplete()) return kAudioUnitErr_FailedInitialization;
   const auto wait = host_.server().beginWait();
-  if (const OSStatus status = openWay(false); status != noErr) {
+  if (const OSStatus status = openPath(false); status != noErr) {
     closeAll();
     return status;
   }
@@ -67,26 +67,26 @@ OSStatus PipeWireOutputUnit::initialize() {
 }
 
 /// `isMove`: the unit was on another path, and takes its settings along.
-OSStatus PipeWireOutputUnit::openWay(bool isMove) {
+OSStatus PipeWireOutputUnit::openPath(bool isMove) {
   const auto path = host_.openPath(settings_.device(), *this);
   if (!path) return path.error();
-  if (path->direct == kAudioObjectUnknown) return openStream(*path);
+  if (path->cardDevice == kAudioObjectUnknown) return openStream(*path);
   if (isMove) host_.movedToCard(settings_.device(), ledRate_);
-  return openDirect(*path);
+  return openCard(*path);
 }
 
-OSStatus PipeWireOutputUnit::openDirect(const Path& path) {
-  AudioOutputComponent* component = host_.directComponent();
+OSStatus PipeWireOutputUnit::openCard(const Path& path) {
+  AudioOutputComponent* component = host_.cardComponent();
   if (component == nullptr) return kAudioHardwareBadDeviceError;
   auto made = component->newInstance();
   if (!made) return made.error();
   if (!*made) return kAudioHardwareUnspecifiedError;
-  direct_ = *std::move(made);
-  direct_->setDeliveryRecord(deliveries_);
+  cardUnit_ = *std::move(made);
+  cardUnit_->setDeliveryRecord(deliveries_);
   using Property = AudioUnitProperty;
   using Scope = AudioUnitScope;
   // Its settings, except for the device, which differs there.
-  if (const OSStatus status = direct_->setProperty(Property::currentDevice, Scope::global, 0, path.direct);
+  if (const OSStatus status = cardUnit_->setProperty(Property::currentDevice, Scope::global, 0, path.cardDevice);
       status != noErr)
     return status;
   const std::tuple<Property, Scope, std::uint32_t> taken[] = {
@@ -97,9 +97,10 @@ OSStatus PipeWireOutputUnit::openDirect(const Path& path) {
   for (const auto& [property, scope, element] : taken) {
     const auto value = settings_.get(property, scope);
     if (!value) return value.error();
-    if (const OSStatus status = direct_->setProperty(property, scope, element, *value); status != noErr) return status;
+    if (const OSStatus status = cardUnit_->setProperty(property, scope, element, *value); status != noErr)
+      return status;
   }
-  return direct_->initialize();
+  return cardUnit_->initialize();
 }
 
 OSStatus PipeWireOutputUnit::openStream(const Path& path) {
@@ -123,7 +124,7 @@ OSStatus PipeWireOutputUnit::openStream(const Path& path) {
 
 void PipeWireOutputUnit::closeAll() {
   progressWatch_.reset();
-  direct_.reset();
+  cardUnit_.reset();
   stream_.reset();
   watchError_ = noErr;
   host_.closePath(settings_.device(), *this);
@@ -133,7 +134,7 @@ void PipeWireOutputUnit::closeAll() {
 OSStatus PipeWireOutputUnit::uninitialize() {
   const OSStatus status = stop();
   if (state_ == State::created) return status;
-  const OSStatus closed = direct_ ? direct_->uninitialize() : noErr;
+  const OSStatus closed = cardUnit_ ? cardUnit_->uninitialize() : noErr;
   closeAll();
   return status != noErr ? status : closed;
 }
@@ -147,20 +148,20 @@ OSStatus PipeWireOutputUnit::start() {
   watchError_ = noErr;
   const auto wait = host_.server().beginWait();
   // A sink that went while nothing played may be back, or the device may now be reached without one.
-  if (!direct_ && stream() == nullptr)
+  if (!cardUnit_ && stream() == nullptr)
     if (const OSStatus status = reopen(); status != noErr) return status;
   heardBefore_ = 0;
-  OSStatus status = startWay();
+  OSStatus status = startPath();
   // That the sink is gone may not be noticed before a request to it.
-  if (status == noErr || direct_ || stream() != nullptr) return status;
+  if (status == noErr || cardUnit_ || stream() != nullptr) return status;
   status = reopen();
   heardBefore_ = 0;
-  return status == noErr ? startWay() : status;
+  return status == noErr ? startPath() : status;
 }
 
-OSStatus PipeWireOutputUnit::startWay() {
-  if (direct_) {
-    const OSStatus status = direct_->start();
+OSStatus PipeWireOutputUnit::startPath() {
+  if (cardUnit_) {
+    const OSStatus status = cardUnit_->start();
     state_ = status == noErr ? State::running : State::initialised;
     return status;
   }
@@ -178,9 +179,9 @@ OSStatus PipeWireOutputUnit::startWay() {
 OSStatus PipeWireOutputUnit::reopen() {
   dropStream();
   host_.closePath(settings_.device(), *this);
-  const OSStatus status = openWay(true);
+  const OSStatus status = openPath(true);
   if (status == noErr) return noErr;
-  direct_.reset();
+  cardUnit_.reset();
   stream_.reset();
   host_.closePath(settings_.device(), *this);
   return status;
@@ -207,7 +208,7 @@ RunLoop::Duration PipeWireOutputUnit::leaveSink() {
 void PipeWireOutputUnit::goOn() {
   const bool wasRunning = std::exchange(state_, State::initialised) == State::running;
   OSStatus status = reopen();
-  if (status == noErr && wasRunning) status = startWay();
+  if (status == noErr && wasRunning) status = startPath();
   if (status == noErr || !wasRunning) return;
   host_.log().write(LogLevel::error, audioOutputCategory,
                     fmt::format("The device was left, and is not reached again: {}", status));
@@ -219,7 +220,7 @@ OSStatus PipeWireOutputUnit::stop() {
   if (state_ != State::running) return noErr;
   state_ = State::initialised;
   progressWatch_.reset();
-  if (direct_) return direct_->stop();
+  if (cardUnit_) return cardUnit_->stop();
   if (!stream_) return kAudioHardwareNotRunningError;
   stream_->stop();
   host_.unitChanged(settings_.device());
@@ -227,12 +228,12 @@ OSStatus PipeWireOutputUnit::stop() {
 }
 
 std::int64_t PipeWireOutputUnit::framesPlayed() const {
-  if (direct_) return heardBefore_ + direct_->framesPlayed();
+  if (cardUnit_) return heardBefore_ + cardUnit_->framesPlayed();
   return heardBefore_ + (stream_ ? stream_->framesPlayed() : 0);
 }
 
 std::uint64_t PipeWireOutputUnit::underrunCount() const {
-  if (direct_) return underrunsBefore_ + direct_->underrunCount();
+  if (cardUnit_) return underrunsBefore_ + cardUnit_->underrunCount();
   return underrunsBefore_ + (stream_ ? stream_->underruns() : 0);
 }
 

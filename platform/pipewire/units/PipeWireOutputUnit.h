@@ -18,7 +18,7 @@ class PipeWireOutputUnit : public AdapterOutputUnit {
   /// The path to a device.
   struct Path {
     std::string name;                            ///< of the device, for the log
-    AudioObjectID direct = kAudioObjectUnknown;  ///< the device on the card path; unknown: the sink
+    AudioObjectID cardDevice = kAudioObjectUnknown;  ///< the device on the card path; unknown: the sink
     std::uint32_t sink = 0;
     std::string serial;
     /// The rate that the sink is to run at, in hertz; nothing: it chooses its own.
@@ -37,7 +37,7 @@ class PipeWireOutputUnit : public AdapterOutputUnit {
     virtual void movedToCard(AudioObjectID id, std::optional<double> rate) = 0;
     /// The unit has begun or ended, or its stream has changed.
     virtual void unitChanged(AudioObjectID id) = 0;
-    [[nodiscard]] virtual AudioOutputComponent* directComponent() = 0;
+    [[nodiscard]] virtual AudioOutputComponent* cardComponent() = 0;
     [[nodiscard]] virtual SoundServer& server() = 0;
     [[nodiscard]] virtual RunLoop& runLoop() = 0;
     [[nodiscard]] virtual Log& log() = 0;
@@ -61,7 +61,7 @@ class PipeWireOutputUnit : public AdapterOutputUnit {
   [[nodiscard]] const SoundServerStream* stream() const {
     return stream_ && !stream_->isLost() ? stream_.get() : nullptr;
   }
-  [[nodiscard]] bool isDirect() const { return direct_ != nullptr; }
+  [[nodiscard]] bool isOnCard() const { return cardUnit_ != nullptr; }
   [[nodiscard]] bool isRunning() const { return state_ == State::running; }
   [[nodiscard]] const AudioStreamBasicDescription& format() const { return settings_.format(); }
   [[nodiscard]] const ChannelLayout& channelLayout() const { return settings_.channelLayout(); }
@@ -80,12 +80,12 @@ class PipeWireOutputUnit : public AdapterOutputUnit {
   std::expected<bool, OSStatus> isAlive() const override;
   std::expected<double, OSStatus> sampleTime() const override;
 
-  OSStatus openWay(bool isMove);
+  OSStatus openPath(bool isMove);
   OSStatus reopen();
-  OSStatus startWay();
+  OSStatus startPath();
   void dropStream();
   OSStatus openStream(const Path& path);
-  OSStatus openDirect(const Path& path);
+  OSStatus openCard(const Path& path);
   void closeAll();
   void watchProgress();
 
@@ -99,7 +99,7 @@ class PipeWireOutputUnit : public AdapterOutputUnit {
 
   // While initialised, one of the two; none if the last attempt to find another path has failed.
   std::unique_ptr<SoundServerStream> stream_;
-  std::unique_ptr<AudioOutputUnit> direct_;
+  std::unique_ptr<AudioOutputUnit> cardUnit_;
   RunLoop::Timer progressWatch_;
   std::uint64_t cyclesSeen_ = 0;
   int checksWithoutProgress_ = 0;

@@ -162,7 +162,7 @@ TEST_F(MediaPlayer, AnnouncesOneOperationInOneSignal) {
   EXPECT_EQ(paused, (QVariantMap{{QStringLiteral("PlaybackStatus"), QStringLiteral("Paused")}}));
 }
 
-TEST_F(MediaPlayer, TellsASeekButNotTheTime) {
+TEST_F(MediaPlayer, AnnouncesASeekButNotTheTime) {
   playThreeTracks();
   advance(2);
   call(mediaPath, player, QStringLiteral("Seek"), {3 * second});

@@ -15,7 +15,7 @@ class Playerctl : public test::BusFixture {
     return run(QStringLiteral("playerctl"), QStringList{QStringLiteral("--player=tolvane_test")} + words);
   }
   QString ask(const QString& words) { return playerctl(words.split(QLatin1Char(' '))).output; }
-  void tell(const QString& words) {
+  void command(const QString& words) {
     EXPECT_EQ(playerctl(words.split(QLatin1Char(' '))).exitCode, 0) << qPrintable(words);
   }
 
@@ -32,54 +32,54 @@ TEST_F(Playerctl, FindsThePlayer) {
 }
 
 TEST_F(Playerctl, PlaysPausesAndStops) {
-  tell(QStringLiteral("play"));
+  command(QStringLiteral("play"));
   EXPECT_TRUE(isPlaying());
   EXPECT_EQ(ask(QStringLiteral("status")), QStringLiteral("Playing"));
-  tell(QStringLiteral("pause"));
+  command(QStringLiteral("pause"));
   EXPECT_TRUE(isPaused());
-  tell(QStringLiteral("play-pause"));
+  command(QStringLiteral("play-pause"));
   EXPECT_TRUE(isPlaying());
-  tell(QStringLiteral("stop"));
+  command(QStringLiteral("stop"));
   EXPECT_EQ(ask(QStringLiteral("status")), QStringLiteral("Stopped"));
 }
 
 TEST_F(Playerctl, GoesToTheNextTrackAndBack) {
-  tell(QStringLiteral("play"));
-  tell(QStringLiteral("next"));
+  command(QStringLiteral("play"));
+  command(QStringLiteral("next"));
   EXPECT_EQ(index(), 1);
   EXPECT_EQ(ask(QStringLiteral("metadata xesam:title")), QStringLiteral("2"));
-  tell(QStringLiteral("previous"));
+  command(QStringLiteral("previous"));
   EXPECT_EQ(index(), 0);
 }
 
 TEST_F(Playerctl, ReadsTheMetadata) {
-  tell(QStringLiteral("play"));
+  command(QStringLiteral("play"));
   EXPECT_EQ(ask(QStringLiteral("metadata xesam:url")), QStringLiteral("file:///music/1.wav"));
   EXPECT_EQ(ask(QStringLiteral("metadata mpris:length")), QStringLiteral("10000000"));
   EXPECT_TRUE(ask(QStringLiteral("metadata mpris:trackid")).contains(QStringLiteral("/org/tolvane/Test/Track/")));
 }
 
 TEST_F(Playerctl, ReadsAndSetsThePosition) {
-  tell(QStringLiteral("play"));
+  command(QStringLiteral("play"));
   advance(2);
-  tell(QStringLiteral("pause"));
+  command(QStringLiteral("pause"));
   EXPECT_EQ(ask(QStringLiteral("position")), QStringLiteral("2.000000"));
-  tell(QStringLiteral("position 7.5"));
+  command(QStringLiteral("position 7.5"));
   EXPECT_EQ(ask(QStringLiteral("position")), QStringLiteral("7.500000"));
-  tell(QStringLiteral("position 3-"));
+  command(QStringLiteral("position 3-"));
   EXPECT_EQ(ask(QStringLiteral("position")), QStringLiteral("4.500000"));
   EXPECT_TRUE(isPaused());
 }
 
 TEST_F(Playerctl, ReadsAndSetsTheVolume) {
-  tell(QStringLiteral("volume 0.4"));
+  command(QStringLiteral("volume 0.4"));
   EXPECT_EQ(session.outputVolume().value(), 0.4);
   EXPECT_EQ(ask(QStringLiteral("volume")), QStringLiteral("0.400000"));
 }
 
 TEST_F(Playerctl, OpensAFile) {
   addTrack(9);
-  tell(QStringLiteral("open file:///music/9.wav"));
+  command(QStringLiteral("open file:///music/9.wav"));
   EXPECT_EQ(playingURL(), FileURL("/music/9.wav"));
 }
 

@@ -99,7 +99,7 @@ TEST_F(Tray, ShowsUnderscoresOfAFileNameAsTheyAre) {
   EXPECT_EQ(labels().at(0), QStringLiteral("(a__b.wav)"));
 }
 
-TEST_F(Tray, TellsThePanelWhatHasChangedAndNothingElse) {
+TEST_F(Tray, NotifiesThePanelOfWhatHasChangedAndNothingElse) {
   load(2);
   show();
   session.togglePausePlayback();
@@ -120,7 +120,7 @@ TEST_F(Tray, TellsThePanelWhatHasChangedAndNothingElse) {
   EXPECT_EQ(toLast.at(1).properties, (QVariantMap{{QStringLiteral("enabled"), false}}));
 }
 
-TEST_F(Tray, TellsThePanelWhenALineCanBeChosenAgain) {
+TEST_F(Tray, NotifiesThePanelWhenALineCanBeChosenAgain) {
   load(2);
   session.playTrack(1, 0);
   show();

@@ -104,7 +104,7 @@ TEST_F(Controls, DescribeTheMusicOnceItIsKnown) {
   EXPECT_THAT(seeked, IsEmpty());
 }
 
-TEST_F(Controls, TellTheChangesOfOneOperationAsOne) {
+TEST_F(Controls, AnnounceTheChangesOfOneOperationAsOne) {
   load(3);
   forget();
   session.playTrack(1, 0);
@@ -182,7 +182,7 @@ TEST_F(Controls, ReachTheNeighbouringTracks) {
   EXPECT_EQ(index(), 1);
 }
 
-TEST_F(Controls, SeekForwardAndBackAndTellIt) {
+TEST_F(Controls, SeekForwardAndBackAndAnnounceIt) {
   playThreeTracks();
   advance(5);
   controls->seek(2 * second);
@@ -244,7 +244,7 @@ TEST_F(Controls, CannotSeekInWhatIsNotLoaded) {
   EXPECT_EQ(status(), MediaStatus::stopped);
 }
 
-TEST_F(Controls, TellASeekThatTheListenerMakesInTheWindow) {
+TEST_F(Controls, AnnounceASeekThatTheUserMakesInTheWindow) {
   playThreeTracks();
   advance(1);
   session.playTrack(0, 0.5);
@@ -273,7 +273,7 @@ TEST_F(Controls, DoNotTakeAPauseForASeek) {
   EXPECT_THAT(seeked, IsEmpty());
 }
 
-TEST_F(Controls, TellATrackThatBeginsElsewhere) {
+TEST_F(Controls, AnnounceATrackThatBeginsElsewhere) {
   load(2);
   forget();
   session.playTrack(1, 0.25);

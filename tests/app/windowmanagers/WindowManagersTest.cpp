@@ -84,7 +84,7 @@ class ManagedWindow : public WindowFixture {
 
   /// The window's program has handled what the server has sent it so far.
   void awaitEcho() {
-    server->tell(id(), echo, ++sent);
+    server->sendMessage(id(), echo, ++sent);
     ASSERT_TRUE(waitFor([this] { return echoes.last == sent; }));
     settle();
   }

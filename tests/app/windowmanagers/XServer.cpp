@@ -134,7 +134,7 @@ void XServer::setState(xcb_window_t window, const char* state, bool isSet) const
   ask(window, "_NET_WM_STATE", {isSet ? 1U : 0U, atom(state), 0, fromAPager});
 }
 
-void XServer::tell(xcb_window_t window, const char* message, std::uint32_t value) const {
+void XServer::sendMessage(xcb_window_t window, const char* message, std::uint32_t value) const {
   send(window, XCB_EVENT_MASK_NO_EVENT, window, message, {value});
 }
 

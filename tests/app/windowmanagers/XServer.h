@@ -46,7 +46,7 @@ class XServer {
   void ask(xcb_window_t window, const char* message, const std::vector<std::uint32_t>& values) const;
   void setState(xcb_window_t window, const char* state, bool isSet) const;
   /// A message that the window's own program gets.
-  void tell(xcb_window_t window, const char* message, std::uint32_t value) const;
+  void sendMessage(xcb_window_t window, const char* message, std::uint32_t value) const;
 
   [[nodiscard]] xcb_atom_t atom(const char* name) const;
 

@@ -194,7 +194,7 @@ void expectContinuation(CampaignWorld& world, const CampaignTrack& track) {
 
 namespace {
 
-void tellUpcoming(CampaignWorld& world, const CampaignTrack* next) {
+void setUpcoming(CampaignWorld& world, const CampaignTrack* next) {
   world.isUpcomingChanging = world.upcoming != next;
   world.upcoming = next;
   world.operate([&] { world.player->setUpcomingTrack(next != nullptr ? std::optional(next->url) : std::nullopt); });
@@ -211,10 +211,10 @@ void announceUpcoming(CampaignWorld& world) {
     for (int draw = 0; draw < 20 && next->format != world.lastPlayed->format; ++draw)
       next = &world.random.pick(world.tracks);
   }
-  tellUpcoming(world, next);
+  setUpcoming(world, next);
 }
 
-void announceNothing(CampaignWorld& world) { tellUpcoming(world, nullptr); }
+void announceNothing(CampaignWorld& world) { setUpcoming(world, nullptr); }
 
 void playTrack(CampaignWorld& world, const CampaignTrack& track) {
   world.operate([&] {

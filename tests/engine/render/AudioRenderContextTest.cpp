@@ -190,7 +190,7 @@ TEST(AudioRenderContext, RendersNothingWhenNothingIsAskedFor) {
   EXPECT_FALSE(track.context.didReachEnd());
 }
 
-TEST(AudioRenderContext, ReportsTheBuffersOwnSizeWhenMoreFramesAreAskedForThanASizeCanTell) {
+TEST(AudioRenderContext, ReportsTheBuffersOwnSizeWhenMoreFramesAreRequestedThanASizeCanHold) {
   Track track = Track::ofFrames(100);
   EXPECT_EQ(track.render(std::numeric_limits<std::uint32_t>::max(), 400), noErr);
   EXPECT_EQ(track.output, track.expected(0, 100, 400));

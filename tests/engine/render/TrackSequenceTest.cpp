@@ -162,7 +162,7 @@ TEST(TrackSequence, BuffersThatEndBeforeTheCrossingAndMalformedOnesDoNotCross) {
 }
 
 /// One thread renders 2,000 short tracks, the other couples them, and takes every third back as late as it can.
-TEST(TrackSequence, TwoThreadsAgreeOnWhoHasTheCoupledTrack) {
+TEST(TrackSequence, TwoThreadsAgreeOnWhichOneHasTheCoupledTrack) {
   constexpr int tracks = 2000;
   constexpr std::int64_t frames = 61;  // most crossings lie within a buffer
   TrackSequence sequence;

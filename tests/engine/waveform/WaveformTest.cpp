@@ -168,7 +168,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Layout{"float64", linearPCM(8000, 1, 64, 8, isFloat), {0, 0, 0, 0, 0, 0, 0xE0, 0x3F}}),
     [](const auto& layout) { return std::string(layout.param.name); });
 
-TEST_F(Waveforms, TellWhatIsWrongWithAFile) {
+TEST_F(Waveforms, SayWhatIsWrongWithAFile) {
   const auto error = [&](const FileURL& url) {
     const auto result = extract(url);
     return result && !*result ? result->error().errorDescription() : "no error";

@@ -22,14 +22,14 @@ AURenderCallback callback() {
 }
 
 /// Settings that know one device.
-struct Told {
+struct KnownDevice {
   OutputUnitSettings settings;
 
   OSStatus set(Property property, Scope scope, std::uint32_t element, const AudioUnitPropertyValue& value,
                Phase phase = Phase::created) {
     return settings.set(property, scope, element, value, phase, [](AudioObjectID id) { return id == knownDevice; });
   }
-  void tellAll() {
+  void setAll() {
     EXPECT_EQ(set(Property::currentDevice, Scope::global, 0, knownDevice), noErr);
     EXPECT_EQ(set(Property::streamFormat, Scope::input, 0, stereo()), noErr);
     EXPECT_EQ(set(Property::setRenderCallback, Scope::input, 0, callback()), noErr);
@@ -37,56 +37,56 @@ struct Told {
 };
 
 TEST(OutputUnitSettings, AreCompleteWithADeviceAFormatACallbackAndAnOutput) {
-  Told told;
-  EXPECT_FALSE(told.settings.areComplete());
-  told.tellAll();
-  EXPECT_TRUE(told.settings.areComplete());
-  EXPECT_EQ(told.set(Property::enableIO, Scope::output, 0, std::uint32_t{0}), noErr);
-  EXPECT_FALSE(told.settings.areComplete());
+  KnownDevice unit;
+  EXPECT_FALSE(unit.settings.areComplete());
+  unit.setAll();
+  EXPECT_TRUE(unit.settings.areComplete());
+  EXPECT_EQ(unit.set(Property::enableIO, Scope::output, 0, std::uint32_t{0}), noErr);
+  EXPECT_FALSE(unit.settings.areComplete());
 }
 
-TEST(OutputUnitSettings, GiveBackWhatTheyWereTold) {
-  Told told;
-  told.tellAll();
-  EXPECT_EQ(told.set(Property::renderQuality, Scope::global, 0, std::uint32_t{3}), noErr);
-  EXPECT_EQ(told.settings.get(Property::currentDevice, Scope::global), AudioUnitPropertyValue(knownDevice));
-  EXPECT_EQ(told.settings.get(Property::streamFormat, Scope::input), AudioUnitPropertyValue(stereo()));
-  EXPECT_EQ(told.settings.get(Property::setRenderCallback, Scope::input), AudioUnitPropertyValue(callback()));
-  EXPECT_EQ(told.settings.get(Property::renderQuality, Scope::global), AudioUnitPropertyValue(std::uint32_t{3}));
-  EXPECT_EQ(told.settings.get(Property::enableIO, Scope::output), AudioUnitPropertyValue(std::uint32_t{1}));
-  EXPECT_EQ(told.settings.get(Property::enableIO, Scope::input), AudioUnitPropertyValue(std::uint32_t{0}));
+TEST(OutputUnitSettings, ReturnTheValuesThatWereSet) {
+  KnownDevice unit;
+  unit.setAll();
+  EXPECT_EQ(unit.set(Property::renderQuality, Scope::global, 0, std::uint32_t{3}), noErr);
+  EXPECT_EQ(unit.settings.get(Property::currentDevice, Scope::global), AudioUnitPropertyValue(knownDevice));
+  EXPECT_EQ(unit.settings.get(Property::streamFormat, Scope::input), AudioUnitPropertyValue(stereo()));
+  EXPECT_EQ(unit.settings.get(Property::setRenderCallback, Scope::input), AudioUnitPropertyValue(callback()));
+  EXPECT_EQ(unit.settings.get(Property::renderQuality, Scope::global), AudioUnitPropertyValue(std::uint32_t{3}));
+  EXPECT_EQ(unit.settings.get(Property::enableIO, Scope::output), AudioUnitPropertyValue(std::uint32_t{1}));
+  EXPECT_EQ(unit.settings.get(Property::enableIO, Scope::input), AudioUnitPropertyValue(std::uint32_t{0}));
 }
 
 TEST(OutputUnitSettings, TakeTheDepthOfTheSource) {
-  Told told;
-  EXPECT_EQ(told.settings.sourceBits(), 0U);
-  EXPECT_EQ(told.set(Property::sourceBits, Scope::input, 0, std::uint32_t{16}), noErr);
-  EXPECT_EQ(told.settings.sourceBits(), 16U);
-  EXPECT_EQ(told.settings.get(Property::sourceBits, Scope::input), AudioUnitPropertyValue(std::uint32_t{16}));
-  EXPECT_EQ(told.set(Property::sourceBits, Scope::input, 0, std::uint32_t{65}), kAudioUnitErr_InvalidPropertyValue);
-  EXPECT_EQ(told.set(Property::sourceBits, Scope::input, 0, 16.0), kAudioUnitErr_InvalidPropertyValue);
-  EXPECT_EQ(told.set(Property::sourceBits, Scope::global, 0, std::uint32_t{16}), kAudioUnitErr_InvalidScope);
-  EXPECT_EQ(told.set(Property::sourceBits, Scope::input, 0, std::uint32_t{8}, Phase::initialised),
+  KnownDevice unit;
+  EXPECT_EQ(unit.settings.sourceBits(), 0U);
+  EXPECT_EQ(unit.set(Property::sourceBits, Scope::input, 0, std::uint32_t{16}), noErr);
+  EXPECT_EQ(unit.settings.sourceBits(), 16U);
+  EXPECT_EQ(unit.settings.get(Property::sourceBits, Scope::input), AudioUnitPropertyValue(std::uint32_t{16}));
+  EXPECT_EQ(unit.set(Property::sourceBits, Scope::input, 0, std::uint32_t{65}), kAudioUnitErr_InvalidPropertyValue);
+  EXPECT_EQ(unit.set(Property::sourceBits, Scope::input, 0, 16.0), kAudioUnitErr_InvalidPropertyValue);
+  EXPECT_EQ(unit.set(Property::sourceBits, Scope::global, 0, std::uint32_t{16}), kAudioUnitErr_InvalidScope);
+  EXPECT_EQ(unit.set(Property::sourceBits, Scope::input, 0, std::uint32_t{8}, Phase::initialised),
             kAudioUnitErr_Initialized);
-  EXPECT_EQ(told.settings.sourceBits(), 16U);
+  EXPECT_EQ(unit.settings.sourceBits(), 16U);
 }
 
 TEST(OutputUnitSettings, HaveTheUsualChannelsUntilOthersAreSet) {
-  Told told;
+  KnownDevice unit;
   const ChannelLayout swapped{{ChannelPosition::frontRight, ChannelPosition::frontLeft}};
-  EXPECT_EQ(told.set(Property::channelLayout, Scope::input, 0, swapped), kAudioUnitErr_InvalidPropertyValue)
+  EXPECT_EQ(unit.set(Property::channelLayout, Scope::input, 0, swapped), kAudioUnitErr_InvalidPropertyValue)
       << "there is no format yet";
-  EXPECT_EQ(told.settings.get(Property::channelLayout, Scope::input).error(), kAudioUnitErr_CannotDoInCurrentContext);
-  told.tellAll();
-  EXPECT_EQ(told.settings.channelLayout(), usualLayout(2));
-  EXPECT_EQ(told.set(Property::channelLayout, Scope::input, 0, swapped), noErr);
-  EXPECT_EQ(told.settings.get(Property::channelLayout, Scope::input), AudioUnitPropertyValue(swapped));
-  EXPECT_EQ(told.set(Property::channelLayout, Scope::input, 0, usualLayout(6)), kAudioUnitErr_InvalidPropertyValue);
-  EXPECT_EQ(told.set(Property::channelLayout, Scope::input, 0, usualLayout(2), Phase::initialised),
+  EXPECT_EQ(unit.settings.get(Property::channelLayout, Scope::input).error(), kAudioUnitErr_CannotDoInCurrentContext);
+  unit.setAll();
+  EXPECT_EQ(unit.settings.channelLayout(), usualLayout(2));
+  EXPECT_EQ(unit.set(Property::channelLayout, Scope::input, 0, swapped), noErr);
+  EXPECT_EQ(unit.settings.get(Property::channelLayout, Scope::input), AudioUnitPropertyValue(swapped));
+  EXPECT_EQ(unit.set(Property::channelLayout, Scope::input, 0, usualLayout(6)), kAudioUnitErr_InvalidPropertyValue);
+  EXPECT_EQ(unit.set(Property::channelLayout, Scope::input, 0, usualLayout(2), Phase::initialised),
             kAudioUnitErr_Initialized);
-  EXPECT_EQ(told.settings.channelLayout(), swapped);
-  EXPECT_EQ(told.set(Property::streamFormat, Scope::input, 0, stereo(48000)), noErr);
-  EXPECT_EQ(told.settings.channelLayout(), usualLayout(2)) << "another format, other channels";
+  EXPECT_EQ(unit.settings.channelLayout(), swapped);
+  EXPECT_EQ(unit.set(Property::streamFormat, Scope::input, 0, stereo(48000)), noErr);
+  EXPECT_EQ(unit.settings.channelLayout(), usualLayout(2)) << "another format, other channels";
 }
 
 TEST(OutputUnitSettings, RefuseWhatIsNotThereNotRightOrTooLate) {
@@ -134,19 +134,19 @@ TEST(OutputUnitSettings, RefuseWhatIsNotThereNotRightOrTooLate) {
        kAudioUnitErr_InvalidProperty},
   };
   for (const auto& row : rows) {
-    Told told;
-    EXPECT_EQ(told.set(row.property, row.scope, row.element, row.value, row.phase), row.status) << row.what;
+    KnownDevice unit;
+    EXPECT_EQ(unit.set(row.property, row.scope, row.element, row.value, row.phase), row.status) << row.what;
   }
 }
 
 TEST(OutputUnitSettings, TakeACallbackUntilTheUnitRuns) {
-  Told told;
-  EXPECT_EQ(told.set(Property::setRenderCallback, Scope::input, 0, callback(), Phase::initialised), noErr);
+  KnownDevice unit;
+  EXPECT_EQ(unit.set(Property::setRenderCallback, Scope::input, 0, callback(), Phase::initialised), noErr);
 }
 
-TEST(OutputUnitSettings, CannotGiveAFormatThatNobodySet) {
-  const Told told;
-  EXPECT_EQ(told.settings.get(Property::streamFormat, Scope::input),
+TEST(OutputUnitSettings, CannotGiveAFormatThatWasNotSet) {
+  const KnownDevice unit;
+  EXPECT_EQ(unit.settings.get(Property::streamFormat, Scope::input),
             (std::expected<AudioUnitPropertyValue, OSStatus>(std::unexpected(kAudioUnitErr_CannotDoInCurrentContext))));
 }
 

@@ -22,7 +22,7 @@ class PropertyListenersTest : public testing::Test {
   int second_ = 0;
 };
 
-TEST_F(PropertyListenersTest, AreToldInATurnOfTheirOwn) {
+TEST_F(PropertyListenersTest, AreNotifiedInATurnOfTheirOwn) {
   listeners_->add(2, rate, counting(first_));
   listeners_->notify(2, rate);
   EXPECT_EQ(first_, 0);
@@ -38,7 +38,7 @@ TEST_F(PropertyListenersTest, HearOnlyOfTheirObjectAndProperty) {
   EXPECT_EQ(first_, 0);
 }
 
-TEST_F(PropertyListenersTest, AreNotToldOfWhatChangedBeforeTheyListened) {
+TEST_F(PropertyListenersTest, AreNotNotifiedOfWhatChangedBeforeTheyListened) {
   listeners_->add(2, rate, counting(first_));
   listeners_->notify(2, rate);
   listeners_->add(2, rate, counting(second_));
@@ -56,7 +56,7 @@ TEST_F(PropertyListenersTest, AreKnownByWhatTheyListenTo) {
   EXPECT_EQ(listeners_->size(), 0U);
 }
 
-TEST_F(PropertyListenersTest, AreToldLateOnlyWhereHardwareDoesThat) {
+TEST_F(PropertyListenersTest, AreNotifiedLateOnlyWhereHardwareDoesThat) {
   for (const bool comesLate : {false, true}) {
     first_ = 0;
     listeners_->setDeliversLate(comesLate);
@@ -73,7 +73,7 @@ TEST_F(PropertyListenersTest, AreToldLateOnlyWhereHardwareDoesThat) {
   EXPECT_EQ(second_, 0) << "not even then when all have gone";
 }
 
-TEST_F(PropertyListenersTest, AreToldOneByOneAtOnceWhileTheyListen) {
+TEST_F(PropertyListenersTest, AreNotifiedOneByOneAtOnceWhileTheyListen) {
   const auto id = listeners_->add(2, rate, counting(first_));
   listeners_->add(2, rate, counting(second_));
   listeners_->deliver(id, rate);

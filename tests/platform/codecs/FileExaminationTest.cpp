@@ -32,7 +32,7 @@ std::string padded(std::string start) {
   return start;
 }
 
-TEST_F(FileExamination, TellsWhatAFileBeginsLike) {
+TEST_F(FileExamination, SaysWhatAFileBeginsLike) {
   struct Case {
     const char* name;
     std::string bytes;
@@ -91,7 +91,7 @@ TEST_F(FileExamination, KnowsAnMp3ByItsPackets) {
   EXPECT_EQ(examineFile(write("song.wav", packets)).content, FileContent::mp3);
 }
 
-TEST_F(FileExamination, TellsWhatLiesThere) {
+TEST_F(FileExamination, SaysWhatLiesThere) {
   EXPECT_EQ(examineFile(write("song.wav", "")).place, FilePlace::emptyFile);
   EXPECT_EQ(examineFile(FileURL(folder_.path().string())).place, FilePlace::folder);
   EXPECT_EQ(examineFile(FileURL(path("missing.wav"))).place, FilePlace::nothing);
@@ -107,7 +107,7 @@ TEST_F(FileExamination, TellsWhatLiesThere) {
   EXPECT_EQ(examineFile(FileURL(path("loop.wav"))).place, FilePlace::notKnown);
 }
 
-TEST_F(FileExamination, TellsThatAFolderMayNotBeSearched) {
+TEST_F(FileExamination, ReportsThatAFolderMayNotBeSearched) {
   (void)write("song.wav", "x");
   const WithoutPrivileges ordinary(folder_.path());
   std::filesystem::permissions(folder_.path(), std::filesystem::perms::none);

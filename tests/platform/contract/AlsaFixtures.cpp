@@ -104,8 +104,8 @@ class AlsaFixture : public Interface {
   PollRunLoop runLoop_;
   MemoryLog log_;
 #ifdef TOLVANE_HAS_PIPEWIRE
-  AlsaAudioHardware direct_{runLoop_, log_, {}};
-  PipeWireAudioHardware hardware_{runLoop_, log_, direct_};
+  AlsaAudioHardware cardHardware_{runLoop_, log_, {}};
+  PipeWireAudioHardware hardware_{runLoop_, log_, cardHardware_};
 #else
   AlsaAudioHardware hardware_{runLoop_, log_, {}};
 #endif
@@ -170,16 +170,16 @@ class AlsaRemovableFixture final : public AlsaFixture<RemovableHardwareFixture> 
 
   void unplug() override {
     isUnplugged_ = true;
-    tell("unplug");
+    sendCommand("unplug");
   }
   void plugIn() override {
     isUnplugged_ = false;
-    tell("plug");
+    sendCommand("plug");
     pump(3s);  // the kernel and udev take their time
   }
 
  private:
-  void tell(const std::string& what) {
+  void sendCommand(const std::string& what) {
     if (std::system((detail() + " " + what).c_str()) != 0)
       std::fprintf(stderr, "%s %s failed\n", detail().c_str(), what.c_str());
   }

@@ -19,18 +19,18 @@ TEST_P(HogModeContract, AWriteTakesAFreeDeviceAndTheNextGivesItBackWhateverNumbe
   }
 }
 
-TEST_P(HogModeContract, TheListenerIsToldWhenOwnershipChanges) {
-  int told = 0;
+TEST_P(HogModeContract, TheListenerIsNotifiedWhenOwnershipChanges) {
+  int notified = 0;
   const auto id =
-      hardware().addPropertyListener(device(), global(kAudioDevicePropertyHogMode), [&](const auto&) { ++told; });
+      hardware().addPropertyListener(device(), global(kAudioDevicePropertyHogMode), [&](const auto&) { ++notified; });
   ASSERT_TRUE(id.has_value());
   ASSERT_EQ(writeHog(), noErr);
-  EXPECT_EQ(told, 0);
-  EXPECT_TRUE(eventually([&] { return told > 0; }));
+  EXPECT_EQ(notified, 0);
+  EXPECT_TRUE(eventually([&] { return notified > 0; }));
   pump(200ms);
-  told = 0;
+  notified = 0;
   ASSERT_EQ(writeHog(), noErr);
-  EXPECT_TRUE(eventually([&] { return told > 0; }));
+  EXPECT_TRUE(eventually([&] { return notified > 0; }));
   EXPECT_EQ(hardware().removePropertyListener(*id), noErr);
 }
 
@@ -111,17 +111,17 @@ TEST_P(ContestedDeviceContract, AnotherOwnerIsNamed) {
   EXPECT_EQ(name(), "");
 }
 
-TEST_P(ContestedDeviceContract, TheListenerIsToldWhenAnotherProcessComesAndGoes) {
-  int told = 0;
+TEST_P(ContestedDeviceContract, TheListenerIsNotifiedWhenAnotherProcessComesAndGoes) {
+  int notified = 0;
   const auto id =
-      hardware().addPropertyListener(device(), global(kAudioDevicePropertyHogMode), [&](const auto&) { ++told; });
+      hardware().addPropertyListener(device(), global(kAudioDevicePropertyHogMode), [&](const auto&) { ++notified; });
   ASSERT_TRUE(id.has_value());
   fixture().occupy();
-  EXPECT_TRUE(eventually([&] { return told > 0; }));
+  EXPECT_TRUE(eventually([&] { return notified > 0; }));
   pump(200ms);
-  told = 0;
+  notified = 0;
   fixture().leave();
-  EXPECT_TRUE(eventually([&] { return told > 0; }));
+  EXPECT_TRUE(eventually([&] { return notified > 0; }));
   EXPECT_EQ(hardware().removePropertyListener(*id), noErr);
 }
 

@@ -17,17 +17,17 @@ class AudioHardwareListenerContract : public ContractTest<AudioHardwareFixture> 
   const AudioObjectPropertyAddress rateAddress_ = global(kAudioDevicePropertyNominalSampleRate);
 };
 
-TEST_P(AudioHardwareListenerContract, AListenerIsToldInALaterTurnWhatHasChanged) {
-  std::vector<AudioObjectPropertyAddress> told;
-  const auto id = listen([&](const auto& address) { told.push_back(address); });
+TEST_P(AudioHardwareListenerContract, AListenerIsNotifiedInALaterTurnOfWhatHasChanged) {
+  std::vector<AudioObjectPropertyAddress> notified;
+  const auto id = listen([&](const auto& address) { notified.push_back(address); });
   changeRate();
-  EXPECT_TRUE(told.empty()) << "from inside the call";
-  EXPECT_TRUE(eventually([&] { return !told.empty(); }));
-  EXPECT_THAT(told, testing::Each(rateAddress_));
+  EXPECT_TRUE(notified.empty()) << "from inside the call";
+  EXPECT_TRUE(eventually([&] { return !notified.empty(); }));
+  EXPECT_THAT(notified, testing::Each(rateAddress_));
   EXPECT_EQ(hardware().removePropertyListener(id), noErr);
 }
 
-TEST_P(AudioHardwareListenerContract, TheNewValueCanBeReadWhenTheListenerIsTold) {
+TEST_P(AudioHardwareListenerContract, TheNewValueCanBeReadWhenTheListenerIsNotified) {
   const double wanted = anotherRate();
   double seen = 0;
   const auto id = listen([&](const auto&) { seen = nominalRate(); });
@@ -36,7 +36,7 @@ TEST_P(AudioHardwareListenerContract, TheNewValueCanBeReadWhenTheListenerIsTold)
   EXPECT_EQ(hardware().removePropertyListener(id), noErr);
 }
 
-TEST_P(AudioHardwareListenerContract, EveryListenerOfAPropertyIsTold) {
+TEST_P(AudioHardwareListenerContract, EveryListenerOfAPropertyIsNotified) {
   int first = 0;
   int second = 0;
   const auto firstID = listen([&](const auto&) { ++first; });
@@ -47,44 +47,44 @@ TEST_P(AudioHardwareListenerContract, EveryListenerOfAPropertyIsTold) {
   EXPECT_EQ(hardware().removePropertyListener(secondID), noErr);
 }
 
-TEST_P(AudioHardwareListenerContract, AListenerOfAnotherPropertyIsNotTold) {
-  int told = 0;
+TEST_P(AudioHardwareListenerContract, AListenerOfAnotherPropertyIsNotNotified) {
+  int notified = 0;
   const auto id =
-      hardware().addPropertyListener(device(), global(kAudioDevicePropertyHogMode), [&](const auto&) { ++told; });
+      hardware().addPropertyListener(device(), global(kAudioDevicePropertyHogMode), [&](const auto&) { ++notified; });
   ASSERT_TRUE(id.has_value());
   changeRate();
   pump(500ms);
-  EXPECT_EQ(told, 0);
+  EXPECT_EQ(notified, 0);
   EXPECT_EQ(hardware().removePropertyListener(*id), noErr);
 }
 
-TEST_P(AudioHardwareListenerContract, ARemovedListenerIsNotToldOfLaterChanges) {
-  int told = 0;
-  const auto id = listen([&](const auto&) { ++told; });
+TEST_P(AudioHardwareListenerContract, ARemovedListenerIsNotNotifiedOfLaterChanges) {
+  int notified = 0;
+  const auto id = listen([&](const auto&) { ++notified; });
   changeRate();
-  EXPECT_TRUE(eventually([&] { return told > 0; }));
+  EXPECT_TRUE(eventually([&] { return notified > 0; }));
   pump(500ms);
   EXPECT_EQ(hardware().removePropertyListener(id), noErr);
   pump(200ms);
-  const int before = told;
+  const int before = notified;
   changeRate();
   pump(500ms);
-  EXPECT_EQ(told, before);
+  EXPECT_EQ(notified, before);
 }
 
 TEST_P(AudioHardwareListenerContract, AListenerMayRemoveItselfAndAddAnother) {
-  int told = 0;
+  int notified = 0;
   AudioHardware::ListenerID id = 0;
   AudioHardware::ListenerID next = 0;
   id = listen([&](const auto&) {
-    ++told;
+    ++notified;
     EXPECT_EQ(hardware().removePropertyListener(id), noErr);
     next = listen([](const auto&) {});
   });
   changeRate();
-  EXPECT_TRUE(eventually([&] { return told == 1; }));
+  EXPECT_TRUE(eventually([&] { return notified == 1; }));
   pump(200ms);
-  EXPECT_EQ(told, 1);
+  EXPECT_EQ(notified, 1);
   EXPECT_EQ(hardware().removePropertyListener(next), noErr);
 }
 

@@ -267,7 +267,7 @@ TEST_P(AudioHardwarePropertyContract, ARateThatIsNotOfferedIsRefusedAndChangesNo
   }
 }
 
-TEST_P(AudioHardwarePropertyContract, NobodyOwnsADeviceThatNobodyTook) { EXPECT_EQ(hogOwner(), -1); }
+TEST_P(AudioHardwarePropertyContract, NoProcessOwnsADeviceThatWasNotTaken) { EXPECT_EQ(hogOwner(), -1); }
 
 INSTANTIATE_TEST_SUITE_P(Contract, AudioHardwarePropertyContract, testing::ValuesIn(hardwareFixtures()), fixtureName);
 

@@ -61,11 +61,11 @@ class ScriptedRemovableFixture final : public ScriptedFixture<RemovableHardwareF
   bool findsItsWayAgain() const override { return presence_ == Presence::isThere; }
   void unplug() override {
     if (presence_ == Presence::isThere) desktop_.server().unplug(desktop_.card());
-    desktop_.cards.removeDevice(desktop_.direct());
+    desktop_.cards.removeDevice(desktop_.cardDevice());
   }
   void plugIn() override {
-    desktop_.cards.replug(desktop_.direct());
-    if (presence_ == Presence::isThere) desktop_.server().addCard(desktop_.direct());
+    desktop_.cards.replug(desktop_.cardDevice());
+    if (presence_ == Presence::isThere) desktop_.server().addCard(desktop_.cardDevice());
   }
 };
 
@@ -82,7 +82,7 @@ class ScriptedContestedFixture final : public ScriptedFixture<ContestedHardwareF
 };
 
 template <typename Interface, typename Fixture>
-std::vector<FixtureMaker<Interface>> bothWays() {
+std::vector<FixtureMaker<Interface>> bothPaths() {
   return {{"sink", [] { return std::make_unique<Fixture>(Presence::isThere); }},
           {"cardWithoutServer", [] { return std::make_unique<Fixture>(Presence::isAbsent); }}};
 }
@@ -90,16 +90,16 @@ std::vector<FixtureMaker<Interface>> bothWays() {
 }  // namespace
 
 std::vector<FixtureMaker<AudioHardwareFixture>> hardwareFixtures() {
-  return bothWays<AudioHardwareFixture, ScriptedFixture<AudioHardwareFixture>>();
+  return bothPaths<AudioHardwareFixture, ScriptedFixture<AudioHardwareFixture>>();
 }
 std::vector<FixtureMaker<AudibleHardwareFixture>> audibleFixtures() {
   return {{"sink", [] { return std::make_unique<ScriptedAudibleFixture>(Presence::isThere); }}};
 }
 std::vector<FixtureMaker<RemovableHardwareFixture>> removableFixtures() {
-  return bothWays<RemovableHardwareFixture, ScriptedRemovableFixture>();
+  return bothPaths<RemovableHardwareFixture, ScriptedRemovableFixture>();
 }
 std::vector<FixtureMaker<ContestedHardwareFixture>> contestedFixtures() {
-  return bothWays<ContestedHardwareFixture, ScriptedContestedFixture>();
+  return bothPaths<ContestedHardwareFixture, ScriptedContestedFixture>();
 }
 
 }  // namespace tolvane::test

@@ -109,7 +109,7 @@ TEST(ChannelMap, IsTheIdentityForEqualLayoutsOfEverySize) {
   }
 }
 
-TEST(ChannelMap, ConvertsExactlyOnTheWayToAnotherPlace) {
+TEST(ChannelMap, ConvertsExactlyWhileMovingToAnotherPlace) {
   // 16-bit samples to a 32-bit card in the order of surround cards.
   Constants constants{describe(integerLayout(16, 2), 48000, 6)};
   const ChannelLayout card{{frontLeft, frontRight, rearLeft, rearRight, frontCentre, lowFrequency}};
@@ -194,7 +194,7 @@ TEST(ChannelMap, MixesTheSideIntoTheRearWhereThereAreTooFewLoudspeakers) {
   }
 }
 
-TEST(ChannelMap, MixesIntoFewerChannelsOnTheWayToTheDevice) {
+TEST(ChannelMap, MixesIntoFewerChannelsOfTheDevice) {
   const ChannelLayout card{{frontLeft, frontRight, rearLeft, rearRight, frontCentre, lowFrequency}};
   constexpr std::uint32_t frames = RenderPipeline::sliceFrames + 3;
   const auto bytes = heard(integerLayout(16, 2), layoutOfMask(0x63F, 8), card, frames);

@@ -49,7 +49,7 @@ class DesktopRunLoop : public testing::Test {
   std::vector<int> events;
 };
 
-TEST_F(DesktopRunLoop, ReturnsTheExitCodeAlsoWhenItWasToldToQuitBefore) {
+TEST_F(DesktopRunLoop, ReturnsTheExitCodeAlsoWhenQuitCameBefore) {
   loop.quit(3);
   EXPECT_EQ(run(), 3);
 }
@@ -151,7 +151,7 @@ TEST_F(DesktopRunLoop, ATimerThatIsDestroyedNeverFires) {
   EXPECT_TRUE(events.empty());
 }
 
-TEST_F(DesktopRunLoop, AWatchedDescriptorIsToldAsLongAsItIsReadable) {
+TEST_F(DesktopRunLoop, AWatchedDescriptorIsReportedAsLongAsItIsReadable) {
   const Pipe pipe;
   pipe.write();
   const auto watch = loop.watchDescriptor(pipe.ends[0], [&] {
@@ -164,7 +164,7 @@ TEST_F(DesktopRunLoop, AWatchedDescriptorIsToldAsLongAsItIsReadable) {
   EXPECT_THAT(events, ElementsAre(1, 1, 1));
 }
 
-TEST_F(DesktopRunLoop, ADescriptorWhoseOtherEndHasGoneIsToldToo) {
+TEST_F(DesktopRunLoop, ADescriptorWhoseOtherEndHasGoneIsReportedToo) {
   Pipe pipe;
   RunLoop::Timer watch;
   watch = loop.watchDescriptor(pipe.ends[0], [&] {
@@ -177,7 +177,7 @@ TEST_F(DesktopRunLoop, ADescriptorWhoseOtherEndHasGoneIsToldToo) {
   EXPECT_THAT(events, ElementsAre(1));
 }
 
-TEST_F(DesktopRunLoop, AWatchMayEndItselfInItsOwnActionAndIsNotToldAgain) {
+TEST_F(DesktopRunLoop, AWatchMayEndItselfInItsOwnActionAndIsNotCalledAgain) {
   const Pipe pipe;
   pipe.write();
   RunLoop::Timer watch;

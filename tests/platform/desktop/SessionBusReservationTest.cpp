@@ -65,7 +65,7 @@ class Reservation : public testing::Test {
   std::vector<int> yields;
 };
 
-TEST_F(Reservation, OfAFreeCardSucceedsAndTellsOthersWhoHasIt) {
+TEST_F(Reservation, OfAFreeCardSucceedsAndShowsOthersItsOwner) {
   EXPECT_EQ(reservation.owner(card), std::nullopt);
   ASSERT_TRUE(acquire());
   EXPECT_TRUE(isOurs());
@@ -149,7 +149,7 @@ TEST_F(Reservation, IsNotTakenFromAProgramThatAgreesAndKeepsTheNameAllTheSame) {
   EXPECT_TRUE(acquire());
 }
 
-TEST_F(Reservation, TellsWhoHasACardAndWhetherTheyYield) {
+TEST_F(Reservation, ReportsTheOwnerOfACardAndWhetherItYields) {
   OtherProgram server(bus);
   OtherProgram player(bus, {.priority = ourPriority});
   ASSERT_TRUE(server.take(card));
@@ -159,7 +159,7 @@ TEST_F(Reservation, TellsWhoHasACardAndWhetherTheyYield) {
   EXPECT_EQ(reservation.owner(card + 2), std::nullopt);
 }
 
-TEST_F(Reservation, TellsWhenAnotherProgramComesAndGoes) {
+TEST_F(Reservation, NotifiesWhenAnotherProgramComesAndGoes) {
   ASSERT_EQ(reservation.owner(card), std::nullopt);
   OtherProgram player(bus, {.priority = ourPriority});
   ASSERT_TRUE(player.take(card));
@@ -211,7 +211,7 @@ TEST_F(Reservation, ThatIsTakenAwayWithoutAskingIsNoticedAtOnce) {
   EXPECT_FALSE(acquire());
 }
 
-TEST_F(Reservation, IsNotLostToNewsThatAreOlderThanIt) {
+TEST_F(Reservation, IsNotLostToAnOlderNotification) {
   ASSERT_EQ(reservation.owner(card), std::nullopt);
   OtherProgram server(bus);
   for (int turn = 0; turn < 5; ++turn) {

@@ -65,7 +65,7 @@ TEST(SessionBus, AnswersWhereADaemonListens) {
   EXPECT_TRUE(busAnswers(escaped, longEnough));
 }
 
-TEST(SessionBus, DoesNotAnswerWhereNobodyOrNobodyWithAWordToSayListens) {
+TEST(SessionBus, DoesNotAnswerWhereNoProcessListensOrTheListenerIsSilent) {
   const TemporaryFolder folder;
   const std::string path = (folder.path() / "silent").string();
   const SilentSocket socket(path);

@@ -148,13 +148,13 @@ TEST_F(ManualRunLoopTest, SleepingMovesTimeAndLetsOnlyTheHardwareAct) {
   loop_.post(noting("posted"));
   loop_.scheduleHardwareAfter(7ms, [this] {
     noting("hardware")();
-    loop_.post(noting("told"));
+    loop_.post(noting("notified"));
   });
   loop_.sleepFor(20ms);
   EXPECT_EQ(loop_.now(), begin_ + 20ms);
   EXPECT_THAT(noted_, ElementsAre("hardware@7"));
   loop_.runUntilIdle();
-  EXPECT_THAT(noted_, ElementsAre("hardware@7", "posted@20", "timer@20", "told@20"));
+  EXPECT_THAT(noted_, ElementsAre("hardware@7", "posted@20", "timer@20", "notified@20"));
 }
 
 TEST_F(ManualRunLoopTest, HardwareThatIsDueAtTheSameMomentActsFirst) {

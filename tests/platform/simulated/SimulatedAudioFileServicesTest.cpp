@@ -49,7 +49,7 @@ class SimulatedAudioFileServicesTest : public testing::Test {
   std::array<std::byte, 16> buffer_{};
 };
 
-TEST_F(SimulatedAudioFileServicesTest, AFileThatNobodyAddedIsNotFound) {
+TEST_F(SimulatedAudioFileServicesTest, AFileThatWasNotAddedIsNotFound) {
   EXPECT_EQ(services_.openAudioFile(kSong).error(), kAudioFileFileNotFoundError);
   EXPECT_EQ(services_.openExtAudioFile(kSong).error(), kAudioFileFileNotFoundError);
 }

@@ -44,14 +44,14 @@ class SimulatedAudioHardwareTest : public testing::Test {
   }
   void listen(AudioObjectID object, const AudioObjectPropertyAddress& address) {
     const auto id = hardware_.addPropertyListener(
-        object, address, [this](const auto& changed) { told_.push_back(fourCharText(changed.mSelector)); });
+        object, address, [this](const auto& changed) { notified_.push_back(fourCharText(changed.mSelector)); });
     ASSERT_TRUE(id.has_value());
     listener_ = *id;
   }
 
   ManualRunLoop loop_;
   SimulatedAudioHardware hardware_{loop_};
-  std::vector<std::string> told_;
+  std::vector<std::string> notified_;
   AudioHardware::ListenerID listener_ = 0;
 };
 
@@ -79,7 +79,7 @@ TEST_F(SimulatedAudioHardwareTest, RemovingTheDefaultDeviceMovesTheDefaultAndSay
   listen(kAudioObjectSystemObject, global(kAudioHardwarePropertyDefaultOutputDevice));
   hardware_.removeDevice(dac);
   loop_.runUntilIdle();
-  EXPECT_THAT(told_, ElementsAre("dOut"));
+  EXPECT_THAT(notified_, ElementsAre("dOut"));
   EXPECT_EQ(read<std::uint32_t>(kAudioObjectSystemObject, global(kAudioHardwarePropertyDefaultOutputDevice)), other);
 }
 
@@ -146,7 +146,7 @@ TEST_F(SimulatedAudioHardwareTest, AlterationsBehindTheUnitsAreReportedOnlyWhere
   loop_.advance(0ms);
   EXPECT_EQ(processing(), AudioPropertyValue(1U));
   EXPECT_EQ(alterations(), AudioPropertyValue(muted));
-  EXPECT_EQ(told_.size(), 1U);
+  EXPECT_EQ(notified_.size(), 1U);
 }
 
 TEST_F(SimulatedAudioHardwareTest, ARateChangeFromOutsideAnnouncesRatesAndFormats) {
@@ -157,9 +157,9 @@ TEST_F(SimulatedAudioHardwareTest, ARateChangeFromOutsideAnnouncesRatesAndFormat
   listen(stream, global(kAudioStreamPropertyPhysicalFormat));
   listen(stream, global(kAudioStreamPropertyVirtualFormat));
   hardware_.device(dac).setNominalRateFromOutside(88200);
-  EXPECT_THAT(told_, IsEmpty());
+  EXPECT_THAT(notified_, IsEmpty());
   loop_.runUntilIdle();
-  EXPECT_THAT(told_, ElementsAre("nsrt", "asrt", "pft ", "sfmt"));
+  EXPECT_THAT(notified_, ElementsAre("nsrt", "asrt", "pft ", "sfmt"));
   EXPECT_EQ(read<AudioStreamBasicDescription>(stream, global(kAudioStreamPropertyPhysicalFormat))->mSampleRate, 88200);
 }
 
@@ -206,7 +206,7 @@ TEST_F(SimulatedAudioHardwareTest, NewStreamsHaveNewIdsAndTheOldOnesAreGone) {
   listen(dac, output(kAudioDevicePropertyStreams));
   hardware_.device(dac).changeStreams({SimulatedStreamConfig{}, SimulatedStreamConfig{.isActive = false}});
   loop_.runUntilIdle();
-  EXPECT_THAT(told_, ElementsAre("stm#"));
+  EXPECT_THAT(notified_, ElementsAre("stm#"));
   const auto streams = *read<std::vector<std::uint32_t>>(dac, output(kAudioDevicePropertyStreams));
   EXPECT_EQ(streams.size(), 2U);
   EXPECT_THAT(streams, testing::Not(Contains(old)));
@@ -214,34 +214,35 @@ TEST_F(SimulatedAudioHardwareTest, NewStreamsHaveNewIdsAndTheOldOnesAreGone) {
   EXPECT_EQ(read<std::uint32_t>(streams[1], global(kAudioStreamPropertyIsActive)), 0U);
 }
 
-TEST_F(SimulatedAudioHardwareTest, ANotificationOnItsWayIsDroppedOrArrivesLateAsTheTestWishes) {
+TEST_F(SimulatedAudioHardwareTest, APendingNotificationIsDroppedOrArrivesLateAsTheTestWishes) {
   for (const bool comesLate : {false, true}) {
-    told_.clear();
+    notified_.clear();
     hardware_.setDeliversLateNotifications(comesLate);
     const auto dac = hardware_.addDevice({});
     listen(dac, global(kAudioDevicePropertyHogMode));
     hardware_.device(dac).setHogOwner(4711);
     EXPECT_EQ(hardware_.removePropertyListener(listener_), noErr);
     loop_.runUntilIdle();
-    EXPECT_EQ(told_.size(), comesLate ? 1U : 0U);
+    EXPECT_EQ(notified_.size(), comesLate ? 1U : 0U);
   }
 }
 
 TEST_F(SimulatedAudioHardwareTest, NotificationsOfHardwareThatHasGoneAreNeverDelivered) {
-  int told = 0;
+  int notified = 0;
   {
     SimulatedAudioHardware hardware(loop_);
     const auto dac = hardware.addDevice({.rateSettleDelay = 10ms});
-    ASSERT_TRUE(hardware.addPropertyListener(dac, global(kAudioDevicePropertyHogMode), [&](const auto&) { ++told; }));
+    ASSERT_TRUE(
+        hardware.addPropertyListener(dac, global(kAudioDevicePropertyHogMode), [&](const auto&) { ++notified; }));
     hardware.device(dac).setHogOwner(4711);
     EXPECT_EQ(hardware.setPropertyData(dac, global(kAudioDevicePropertyNominalSampleRate), 96000.0),
               kAudioDevicePermissionsError);
   }
   loop_.advance(100ms);
-  EXPECT_EQ(told, 0);
+  EXPECT_EQ(notified, 0);
 }
 
-TEST_F(SimulatedAudioHardwareTest, TheTraceTellsWritesInOrder) {
+TEST_F(SimulatedAudioHardwareTest, TheTraceHasWritesInOrder) {
   const auto dac = hardware_.addDevice({});
   (void)writeHog(dac);
   (void)writeRate(dac, 100000);

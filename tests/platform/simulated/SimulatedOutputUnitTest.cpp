@@ -281,7 +281,7 @@ TEST_F(SimulatedOutputUnitTest, TheFormatReadBackMayDiffer) {
   EXPECT_TRUE(unit->property(P::streamFormat, S::input, 0) == AudioUnitPropertyValue(float32PCM(48000, 2)));
 }
 
-TEST_F(SimulatedOutputUnitTest, TheTraceTellsAUnitsLifeInOrder) {
+TEST_F(SimulatedOutputUnitTest, TheTraceHasAUnitsLifeInOrder) {
   {
     auto unit = playingUnit({.name = "DAC"});
     EXPECT_EQ(unit->setProperty(P::renderQuality, S::global, 0, kRenderQuality_Max), noErr);

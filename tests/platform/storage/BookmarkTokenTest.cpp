@@ -58,7 +58,7 @@ TEST(BookmarkToken, OfADamagedExcerptIsNone) {
 /// As versions of this program that knew no excerpts wrote it.
 TEST(BookmarkToken, OfAWholeFileStaysAsItWas) { EXPECT_TRUE(encoded(token("/a.wav")).starts_with("TVB1")); }
 
-TEST(FileIdentity, TheTimeOfBirthTellsAFileFromTheNextWithItsInode) {
+TEST(FileIdentity, TheTimeOfBirthDistinguishesAFileFromTheNextWithItsInode) {
   const FileIdentity file{.device = 1, .inode = 2, .bornSeconds = 3, .bornNanoseconds = 4, .size = 5};
   auto other = file;
   other.device = 9;

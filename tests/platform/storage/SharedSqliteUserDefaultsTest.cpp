@@ -161,7 +161,7 @@ TEST_F(SharedSqliteDefaults, OfTwoProcessesThatFindDamageOneSetsItAside) {
   EXPECT_THAT(log.messages(), IsEmpty());
 }
 
-TEST_F(SharedSqliteDefaults, WhoWaitedWhileAnotherSetTheDamageAsideTakesTheFreshFile) {
+TEST_F(SharedSqliteDefaults, AProcessThatWaitedWhileAnotherSetTheDamageAsideTakesTheFreshFile) {
   const test::TemporaryFolder elsewhere;
   SqliteUserDefaults(elsewhere.path(), log, patient()).setObject("theirs", 7.0);
   damage();

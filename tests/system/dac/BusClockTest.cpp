@@ -50,7 +50,7 @@ TEST(TransferQueue, PlacesATransferBehindTheOneBefore) {
   EXPECT_THAT(queue.end(), DoubleNear(10 + 3 * kMillisecond, 1e-9));
 }
 
-TEST(TransferQueue, MakesUpForALateHostButTellsHowLongTheWireWasDry) {
+TEST(TransferQueue, MakesUpForALateHostButReportsHowLongTheWireWasDry) {
   TransferQueue queue;
   queue.push(transferOf(8), 10, false);
   ASSERT_TRUE(queue.takeDue(10.01));

@@ -64,7 +64,7 @@ TEST_F(AControlEndpoint, StreamsInTheFormatOfTheAlternateSetting) {
   EXPECT_EQ(endpoint.format(), nullptr);
 }
 
-TEST_F(AControlEndpoint, TellsWhereItsVolumeStands) {
+TEST_F(AControlEndpoint, ReportsItsVolume) {
   EXPECT_THAT(endpoint.answer(kGetVolume, {}), Optional(Bytes{0x00, 0xf6}));  // -10 × 256
 }
 

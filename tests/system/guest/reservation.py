@@ -78,7 +78,7 @@ def taken_from_the_server():
     with session(SERVER) as (dac, bus, server):
         faults = [] if server.take() else ["the server could not reserve the card"]
         probe, stream = plays_exclusively(dac, bus)
-        server.tell("property ApplicationName")
+        server.send("property ApplicationName")
         if server.wait("property")["value"] != [["s", "Tolvane Music Player"]]:
             faults.append(f"the player calls itself {server.events('property')}")
         probe.finish()
@@ -135,7 +135,7 @@ def kept_by_another_player():
         owners = [line["hogOwner"] for line in listed if "usb-Tolvane" in line["uid"]]
         if owners != [player.process.pid]:
             faults.append(f"the owner is said to be {owners}, not {player.process.pid}")
-        player.tell("drop")
+        player.send("drop")
         player.wait("dropped")
         played, more = plays_exactly(dac, dac_plan.ALLOWED_TRACK)
         story += [*player.story(), *more]
@@ -199,7 +199,7 @@ def taken_once():
         faults = [] if answer["value"] == [True] and answer["closed"] else [f"the answer was {answer}"]
         refused = other.wait("held")["closed"]
         lost = wait_until(lambda: last_kind(probe) == "lost", 5)
-        other.tell("drop")
+        other.send("drop")
         held = other.wait("let go")["seconds"]
         left = time.monotonic()
         other.wait("dropped")

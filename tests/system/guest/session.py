@@ -59,7 +59,7 @@ class Program:
         self.process.kill()
         self.process.communicate()
 
-    def tell(self, command):
+    def send(self, command):
         self.process.stdin.write(command + "\n")
         self.process.stdin.flush()
 
@@ -77,7 +77,7 @@ class Program:
     def asked(self, command, name):
         """The event that the command leads to."""
         before = len(self.events(name))
-        self.tell(command)
+        self.send(command)
         return self.wait(name, before + 1)
 
     def take(self):

@@ -41,20 +41,20 @@ class Saving : public testing::Test {
   test::TemporaryFolder folder;
   ManualRunLoop runLoop;
   std::vector<BackgroundWork> works;
-  std::vector<std::string> told;
+  std::vector<std::string> sentences;
   std::optional<PlaylistSaving> saving{std::in_place, runLoop,
                                        [this](BackgroundWork work) { works.push_back(std::move(work)); },
-                                       [this](std::string sentence) { told.push_back(std::move(sentence)); }};
+                                       [this](std::string sentence) { sentences.push_back(std::move(sentence)); }};
 };
 
 TEST_F(Saving, WritesAFileThatIsOpenedAsTheSameList) {
   ListToSave what = list({"b.wav", "sub/a.wav", "c.flac"});
   what.durations = {{folder.url("sub/a.wav"), 61.6}};
   save("List.m3u8", what);
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(sentences, IsEmpty());
   EXPECT_FALSE(std::filesystem::exists(folder.path() / "List.m3u8")) << "the window's thread does not write";
   finish();
-  EXPECT_THAT(told, ElementsAre("3 tracks saved in List.m3u8."));
+  EXPECT_THAT(sentences, ElementsAre("3 tracks saved in List.m3u8."));
   EXPECT_EQ(textOf("List.m3u8"), "#EXTM3U\nb.wav\n#EXTINF:62,a\nsub/a.wav\nc.flac\n");
   EXPECT_THAT(readPlaylistFile(folder.url("List.m3u8")),
               ElementsAre(folder.url("b.wav"), folder.url("sub/a.wav"), folder.url("c.flac")));
@@ -63,16 +63,16 @@ TEST_F(Saving, WritesAFileThatIsOpenedAsTheSameList) {
 TEST_F(Saving, GivesTheFileAnExtensionButNeverReplacesOneThatTheUserWasNotAskedAbout) {
   save("List", list({"a.wav"}));
   finish(0);
-  EXPECT_THAT(told, ElementsAre("1 track saved in List.m3u8."));
+  EXPECT_THAT(sentences, ElementsAre("1 track saved in List.m3u8."));
   save("List", list({"b.wav"}));
   finish(1);
-  EXPECT_EQ(told.back(), "List.m3u8 was not saved: a file of that name is there already.");
+  EXPECT_EQ(sentences.back(), "List.m3u8 was not saved: a file of that name is there already.");
   save("List.m3u8", list({"b.wav"}), Replacing::refused);
   finish(2);
   EXPECT_EQ(textOf("List.m3u8"), "#EXTM3U\na.wav\n");
   save("List.M3U8", list({"b.wav"}));
   finish(3);
-  EXPECT_EQ(told.back(), "1 track saved in List.M3U8.");
+  EXPECT_EQ(sentences.back(), "1 track saved in List.M3U8.");
   save("List.m3u8", list({"b.wav"}));
   finish(4);
   EXPECT_EQ(textOf("List.m3u8"), "#EXTM3U\nb.wav\n");
@@ -85,23 +85,23 @@ TEST_F(Saving, WritesTheNewestOfSeveralToOnePlaceLast) {
   EXPECT_THAT(works, SizeIs(1)) << "the others wait, so that it cannot overtake them";
   finish(0);
   ASSERT_THAT(works, SizeIs(2));
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(sentences, IsEmpty());
   finish(1);
   EXPECT_THAT(works, SizeIs(2));
   EXPECT_EQ(textOf("List.m3u8"), "#EXTM3U\nb.wav\nc.wav\n");
-  EXPECT_THAT(told, ElementsAre("2 tracks saved in List.m3u8."));
+  EXPECT_THAT(sentences, ElementsAre("2 tracks saved in List.m3u8."));
 }
 
 TEST_F(Saving, DoesNotWaitForOneElsewhere) {
   save("Hanging.m3u8", list({"a.wav"}));
   save("List.m3u8", list({"b.wav"}));
   finish(1);
-  EXPECT_THAT(told, ElementsAre("1 track saved in List.m3u8."));
+  EXPECT_THAT(sentences, ElementsAre("1 track saved in List.m3u8."));
   save("Other.m3u8", list({"c.wav"}));
   finish(2);
   finish(0);
-  EXPECT_THAT(told, ElementsAre("1 track saved in List.m3u8.", "1 track saved in Other.m3u8.",
-                                "1 track saved in Hanging.m3u8."));
+  EXPECT_THAT(sentences, ElementsAre("1 track saved in List.m3u8.", "1 track saved in Other.m3u8.",
+                                     "1 track saved in Hanging.m3u8."));
 }
 
 TEST_F(Saving, SaysWhyItFailedAndLeavesTheOldFile) {
@@ -114,11 +114,11 @@ TEST_F(Saving, SaysWhyItFailedAndLeavesTheOldFile) {
     finish(0);
     std::filesystem::permissions(folder.path(), static_cast<std::filesystem::perms>(0755));
   }
-  EXPECT_THAT(told, ElementsAre("List.m3u8 was not saved: nothing may be written to its folder."));
+  EXPECT_THAT(sentences, ElementsAre("List.m3u8 was not saved: nothing may be written to its folder."));
   EXPECT_EQ(textOf("List.m3u8"), "old");
   save("List.m3u8", what);
   finish(1);
-  EXPECT_EQ(told.back(), "1 track saved in List.m3u8.") << "an error does not outlast its cause";
+  EXPECT_EQ(sentences.back(), "1 track saved in List.m3u8.") << "an error does not outlast its cause";
 }
 
 TEST_F(Saving, SaysThatTracksOfASheetAreSavedAsWholeFiles) {
@@ -127,7 +127,7 @@ TEST_F(Saving, SaysThatTracksOfASheetAreSavedAsWholeFiles) {
                                   {2, FileURL(path, FileExcerpt{.first = 75, .title = "Two"})}};
   save("List.m3u8", {.tracks = PlaylistTracks(std::move(entries)), .durations = {}});
   finish();
-  EXPECT_EQ(told.back(), "2 tracks saved in List.m3u8, those of CUE sheets as whole files.");
+  EXPECT_EQ(sentences.back(), "2 tracks saved in List.m3u8, those of CUE sheets as whole files.");
   EXPECT_EQ(textOf("List.m3u8"), "#EXTM3U\na.flac\n");
 }
 
@@ -135,7 +135,7 @@ TEST_F(Saving, WritesNoSheet) {
   folder.write("album.cue", "sheet");
   save("album.cue", list({"a.wav"}));
   finish();
-  EXPECT_EQ(told.back(), "1 track saved in album.cue.m3u8.");
+  EXPECT_EQ(sentences.back(), "1 track saved in album.cue.m3u8.");
   EXPECT_EQ(textOf("album.cue"), "sheet") << "another kind of text";
 }
 
@@ -161,7 +161,7 @@ TEST_F(Saving, ThatOutlivesTheWindowIsHarmless) {
   save("List.m3u8", list({"a.wav"}));
   saving.reset();
   finish();
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(sentences, IsEmpty());
   EXPECT_EQ(textOf("List.m3u8"), "#EXTM3U\na.wav\n");
 }
 

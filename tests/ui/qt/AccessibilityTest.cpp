@@ -107,7 +107,7 @@ TEST_F(WindowAccessibility, EveryControlOfAPlayingWindowHasANameAndARole) {
 }
 
 /// The walks above follow what is reported to assistive technology; this one checks the items themselves.
-TEST_F(WindowAccessibility, WhatTakesKeysOrClicksIsToldToAssistiveTechnology) {
+TEST_F(WindowAccessibility, WhatTakesKeysOrClicksIsKnownToAssistiveTechnology) {
   load(3);
   const auto isReported = [](QQuickItem* item) {
     auto* control = QAccessible::queryAccessibleInterface(item);

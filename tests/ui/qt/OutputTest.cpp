@@ -296,7 +296,7 @@ TEST_F(WindowOutput, ATipOfASliderLeavesItsValueInSight) {
   }
 }
 
-TEST_F(WindowOutput, TellsWhichFilesItPlaysWhileItIsEmpty) {
+TEST_F(WindowOutput, SaysWhichFilesItPlaysWhileItIsEmpty) {
   EXPECT_TRUE(isShown(QStringLiteral("WAV  ·  AIFF  ·  AIF  ·  FLAC  ·  MP3")));
   load(1);
   EXPECT_FALSE(isShown(QStringLiteral("WAV  ·  AIFF  ·  AIF  ·  FLAC  ·  MP3")));

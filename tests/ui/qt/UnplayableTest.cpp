@@ -91,20 +91,20 @@ TEST_F(WindowUnplayable, MarksEachRowOfAFileThatStandsInTheListTwice) {
   EXPECT_TRUE(isMarked(2));
 }
 
-TEST_F(WindowUnplayable, TellsTheModelOfTheMarkedRowAlone) {
+TEST_F(WindowUnplayable, NotifiesTheModelOfTheMarkedRowAlone) {
   load(3);
   files.remove(track(2));
   QSignalSpy changes(&model(), &QAbstractItemModel::dataChanged);
   content.playTrack(1, 0);
   settle();
-  int told = 0;
+  int notified = 0;
   for (const auto& change : changes) {
     if (!change[2].value<QList<int>>().contains(TrackListModel::problemRole)) continue;
-    ++told;
+    ++notified;
     EXPECT_EQ(change[0].toModelIndex().row(), 1);
     EXPECT_EQ(change[1].toModelIndex().row(), 1);
   }
-  EXPECT_EQ(told, 1);
+  EXPECT_EQ(notified, 1);
 }
 
 TEST_F(WindowUnplayable, MovesNothing) {

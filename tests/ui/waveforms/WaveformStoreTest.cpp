@@ -151,7 +151,7 @@ TEST_F(Store, IsNotDisturbedByATaskFromBeforeItWasCleared) {
   EXPECT_NE(store->samples(a), nullptr);
 }
 
-TEST_F(Store, TellsOfEveryChange) {
+TEST_F(Store, NotifiesOfEveryChange) {
   std::vector<FileURL> changes;
   const auto subscription = store->onChange([&](const FileURL& url) { changes.push_back(url); });
   store->loadWaveform(a);

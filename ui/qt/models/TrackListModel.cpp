@@ -55,9 +55,9 @@ PlaylistTracks with(const PlaylistTracks& tracks, const RowRun& run, const Playl
   PlaylistTracks::Entries more;
   more.reserve(tracks.size() + run.count);
   const auto gap = tracks.begin() + static_cast<std::ptrdiff_t>(run.first);
-  const auto news = longer.begin() + static_cast<std::ptrdiff_t>(run.first);
+  const auto added = longer.begin() + static_cast<std::ptrdiff_t>(run.first);
   more.insert(more.end(), tracks.begin(), gap);
-  more.insert(more.end(), news, news + static_cast<std::ptrdiff_t>(run.count));
+  more.insert(more.end(), added, added + static_cast<std::ptrdiff_t>(run.count));
   more.insert(more.end(), gap, tracks.end());
   return PlaylistTracks(std::move(more));
 }
@@ -283,11 +283,11 @@ bool TrackListModel::adoptMove(const PlaylistTracks& tracks) {
   if (last < first) return false;
   const auto begin = tracks_.begin() + first;
   const auto end = tracks_.begin() + last + 1;
-  const auto news = tracks.begin() + first;
+  const auto moved = tracks.begin() + first;
   const auto sameTrack = [](const PlaylistTrack& a, const PlaylistTrack& b) { return a.id == b.id; };
   const bool wentDown =
-      std::equal(begin + 1, end, news, sameTrack) && begin->id == tracks[static_cast<std::size_t>(last)].id;
-  const bool wentUp = std::equal(begin, end - 1, news + 1, sameTrack) && (end - 1)->id == news->id;
+      std::equal(begin + 1, end, moved, sameTrack) && begin->id == tracks[static_cast<std::size_t>(last)].id;
+  const bool wentUp = std::equal(begin, end - 1, moved + 1, sameTrack) && (end - 1)->id == moved->id;
   if (!wentDown && !wentUp) return false;
   const int from = static_cast<int>(wentDown ? first : last);
   const int before = static_cast<int>(wentDown ? last + 1 : first);

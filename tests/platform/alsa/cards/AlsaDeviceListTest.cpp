@@ -114,7 +114,7 @@ TEST(AlsaDeviceList, IdentifiesADeviceByItsLinkElseByItsCardsId) {
       ElementsAre("pci-0000:00:1f.3:0", "pci-0000:00:1f.3:1", "pci-0000:00:1f.3:3", "Loopback:0", "Loopback:1"));
 }
 
-TEST(AlsaDeviceList, TellsTwoUnitsOfOneModelApartThatShareALink) {
+TEST(AlsaDeviceList, DistinguishesTwoUnitsOfOneModelThatShareALink) {
   EXPECT_THAT(uidsOf(listDevices({dac(1, "DAC", "usb-a"), dac(2, "DAC_1", "usb-a")}, {})),
               ElementsAre("usb-a:0", "DAC_1:0"));
 }
@@ -202,7 +202,7 @@ TEST_F(AlsaCardNodes, FindsAKnownCardThatIsThereAndCannotBeOpened) {
   EXPECT_THAT(foundOf({1000}), ElementsAre(1000)) << "there is a node, and 1001 is unknown";
 }
 
-TEST_F(AlsaCardNodes, KeepsAKnownCardThatNobodyCanAskNow) {
+TEST_F(AlsaCardNodes, KeepsAKnownCardThatCannotBeReadNow) {
   folder_.write("controlC1000", "");
   folder_.write("controlC1001", "");
   folder_.write("pcmC1002D0p", "");

@@ -9,7 +9,7 @@ namespace {
 
 constexpr double muted = -std::numeric_limits<double>::infinity();
 
-TEST(AlsaMixer, AddsUpWhatStandsOnTheWayOfMusic) {
+TEST(AlsaMixer, AddsUpTheVolumesOnThePathOfMusic) {
   struct Case {
     std::vector<AlsaVolumeControl> controls;
     bool isUsb;
@@ -35,7 +35,7 @@ TEST(AlsaMixer, AddsUpWhatStandsOnTheWayOfMusic) {
   }
 }
 
-TEST(AlsaMixer, TellsAMutedChannelFromALoudOne) {
+TEST(AlsaMixer, DistinguishesAMutedChannelFromALoudOne) {
   constexpr long driversMute = -9999999;
   EXPECT_EQ(channelDecibels(0, true), 0);
   EXPECT_EQ(channelDecibels(-1050, true), -10.5);

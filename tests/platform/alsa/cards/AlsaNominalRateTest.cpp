@@ -58,7 +58,7 @@ class AlsaNominalRate : public testing::Test {
   std::shared_ptr<AlsaDevice> device_;
 };
 
-TEST_F(AlsaNominalRate, IsUnreadableUntilSomebodyHasSetTheCardUp) {
+TEST_F(AlsaNominalRate, IsUnreadableUntilAProgramHasSetTheCardUp) {
   EXPECT_EQ(device_->nominalRate(), std::unexpected(kAudioHardwareNotRunningError));
   EXPECT_EQ(device_->availableRates().value().size(), 4U);
   EXPECT_EQ(device_->nominalRate(), std::unexpected(kAudioHardwareNotRunningError)) << "asking is not setting up";
@@ -74,7 +74,7 @@ TEST_F(AlsaNominalRate, IsUnreadableUntilSomebodyHasSetTheCardUp) {
   EXPECT_EQ(announcements_, 1);
 }
 
-TEST_F(AlsaNominalRate, IsThatOfTheLastUnitWhenNobodyHasChosenOne) {
+TEST_F(AlsaNominalRate, IsThatOfTheLastUnitWhenNoneWasChosen) {
   EXPECT_EQ(open(44100), 44100) << "the client's, not the nearest to a usual one";
   EXPECT_EQ(device_->nominalRate(), 44100);
   device_->closeForUnit();

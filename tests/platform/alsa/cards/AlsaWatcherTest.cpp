@@ -54,11 +54,11 @@ class AlsaWatcherTest : public testing::Test {
     watcher_ = std::make_unique<AlsaWatcher>(
         loop_, log_, root_ + "/snd",
         AlsaWatcher::Handlers{
-            .devicesMayHaveCome = [this] { told_.emplace_back("look"); },
-            .cardHasGone = [this](int card) { told_.push_back("card " + std::to_string(card) + " has gone"); },
+            .devicesMayHaveCome = [this] { notified_.emplace_back("look"); },
+            .cardHasGone = [this](int card) { notified_.push_back("card " + std::to_string(card) + " has gone"); },
             .usageMayHaveChanged =
                 [this](int card, unsigned device) {
-                  told_.push_back("usage of " + std::to_string(card) + "," + std::to_string(device));
+                  notified_.push_back("usage of " + std::to_string(card) + "," + std::to_string(device));
                 }});
   }
   void makeFolder() { fs::create_directory(root_ + "/snd"); }
@@ -68,10 +68,10 @@ class AlsaWatcherTest : public testing::Test {
   }
   void removeNode(const std::string& name) { fs::remove(root_ + "/snd/" + name); }
 
-  std::vector<std::string> told(RunLoop::Duration after = 0ms) {
+  std::vector<std::string> notified(RunLoop::Duration after = 0ms) {
     loop_.descriptorIsReadable();
     loop_.time.advance(after);
-    return std::exchange(told_, {});
+    return std::exchange(notified_, {});
   }
 
   test::TemporaryFolder folder_;
@@ -79,7 +79,7 @@ class AlsaWatcherTest : public testing::Test {
   WatchedRunLoop loop_;
   MemoryLog log_;
   std::unique_ptr<AlsaWatcher> watcher_;
-  std::vector<std::string> told_;
+  std::vector<std::string> notified_;
 };
 
 TEST_F(AlsaWatcherTest, LooksOnceWhenTheNodesOfANewCardHaveSettled) {
@@ -87,35 +87,35 @@ TEST_F(AlsaWatcherTest, LooksOnceWhenTheNodesOfANewCardHaveSettled) {
   startWatching();
   fs::create_directory(root_ + "/snd/by-id");
   makeNode("controlC1");
-  EXPECT_THAT(told(100ms), IsEmpty());
+  EXPECT_THAT(notified(100ms), IsEmpty());
   giveItsPermissions("controlC1");
-  EXPECT_THAT(told(150ms), IsEmpty()) << "the wait begins anew with each sign of life";
-  EXPECT_THAT(told(100ms), ElementsAre("look"));
-  EXPECT_THAT(told(5s), IsEmpty());
+  EXPECT_THAT(notified(150ms), IsEmpty()) << "the wait begins anew with each sign of life";
+  EXPECT_THAT(notified(100ms), ElementsAre("look"));
+  EXPECT_THAT(notified(5s), IsEmpty());
 }
 
-TEST_F(AlsaWatcherTest, TellsAtOnceThatACardHasGone) {
+TEST_F(AlsaWatcherTest, ReportsAtOnceThatACardHasGone) {
   makeFolder();
   makeNode("controlC3");
   makeNode("pcmC3D0p");
   startWatching();
   removeNode("pcmC3D0p");
   removeNode("controlC3");
-  EXPECT_THAT(told(), ElementsAre("card 3 has gone"));
-  EXPECT_THAT(told(1s), ElementsAre("look"));
+  EXPECT_THAT(notified(), ElementsAre("card 3 has gone"));
+  EXPECT_THAT(notified(1s), ElementsAre("look"));
 }
 
-TEST_F(AlsaWatcherTest, TellsOfAnOpenAtOnceAndOfACloseWhenTheDriverHasDoneIt) {
+TEST_F(AlsaWatcherTest, ReportsAnOpenAtOnceAndACloseWhenTheDriverHasDoneIt) {
   makeFolder();
   makeNode("pcmC2D1p");
   startWatching();
   {
     const std::ifstream opened(root_ + "/snd/pcmC2D1p");
-    EXPECT_THAT(told(), ElementsAre("usage of 2,1"));
-    EXPECT_THAT(told(1s), ElementsAre("usage of 2,1"));
+    EXPECT_THAT(notified(), ElementsAre("usage of 2,1"));
+    EXPECT_THAT(notified(1s), ElementsAre("usage of 2,1"));
   }
-  EXPECT_THAT(told(), IsEmpty());
-  EXPECT_THAT(told(1s), ElementsAre("usage of 2,1"));
+  EXPECT_THAT(notified(), IsEmpty());
+  EXPECT_THAT(notified(1s), ElementsAre("usage of 2,1"));
 }
 
 TEST_F(AlsaWatcherTest, CaresNeitherForCaptureNorForOtherNodes) {
@@ -124,15 +124,15 @@ TEST_F(AlsaWatcherTest, CaresNeitherForCaptureNorForOtherNodes) {
   startWatching();
   for (const char* name : {"pcmC0D0c", "seq", "timer"}) const std::ifstream opened(root_ + "/snd/" + name);
   removeNode("timer");
-  EXPECT_THAT(told(1s), IsEmpty());
+  EXPECT_THAT(notified(1s), IsEmpty());
 }
 
 TEST_F(AlsaWatcherTest, NoticesTheFirstCardOfAMachineThatHadNone) {
   startWatching();
   makeFolder();
-  EXPECT_THAT(told(1s), ElementsAre("look"));
+  EXPECT_THAT(notified(1s), ElementsAre("look"));
   makeNode("controlC0");
-  EXPECT_THAT(told(1s), ElementsAre("look"));
+  EXPECT_THAT(notified(1s), ElementsAre("look"));
 }
 
 TEST_F(AlsaWatcherTest, NoticesACardAgainAfterTheLastOneHadGone) {
@@ -140,21 +140,21 @@ TEST_F(AlsaWatcherTest, NoticesACardAgainAfterTheLastOneHadGone) {
   makeNode("controlC0");
   startWatching();
   fs::remove_all(root_ + "/snd");
-  EXPECT_THAT(told(1s), ElementsAre("card 0 has gone", "look"));
+  EXPECT_THAT(notified(1s), ElementsAre("card 0 has gone", "look"));
   makeFolder();
-  EXPECT_THAT(told(1s), ElementsAre("look"));
+  EXPECT_THAT(notified(1s), ElementsAre("look"));
   makeNode("controlC0");
-  EXPECT_THAT(told(1s), ElementsAre("look"));
+  EXPECT_THAT(notified(1s), ElementsAre("look"));
 }
 
-TEST_F(AlsaWatcherTest, TellsNothingAnyMoreOnceItIsDestroyed) {
+TEST_F(AlsaWatcherTest, ReportsNothingOnceItIsDestroyed) {
   makeFolder();
   startWatching();
   makeNode("controlC0");
   loop_.descriptorIsReadable();
   watcher_.reset();
   loop_.time.advance(1s);
-  EXPECT_THAT(told_, IsEmpty());
+  EXPECT_THAT(notified_, IsEmpty());
   EXPECT_EQ(loop_.time.pendingTimerCount(), 0U);
   EXPECT_EQ(loop_.time.watchedDescriptorCount(), 0U);
 }

@@ -43,7 +43,7 @@ TEST(UsbSampleBits, DoesNotTakeAnotherFormatsSetting) {
   EXPECT_EQ(parseUsbSignificantBits(stopped(), "S16_LE", 4), std::nullopt);
 }
 
-TEST(UsbSampleBits, KnowsNothingWhereTheKernelDoesNotTell) {
+TEST(UsbSampleBits, KnowsNothingWhereTheKernelDoesNotReportIt) {
   EXPECT_EQ(parseUsbSignificantBits("", "S16_LE", 2), std::nullopt);
   EXPECT_EQ(parseUsbSignificantBits("Playback:\n  Interface 1\n    Altset 1\n    Format: S16_LE\n    Channels: 2\n",
                                     "S16_LE", 2),

@@ -242,7 +242,7 @@ TEST_F(FlacFile, ReadInPiecesGivesTheSameSamples) {
   EXPECT_EQ((*file)->read(1, samples), 0U);
 }
 
-TEST_F(FlacFile, TellsItsDepthThroughTheFileBelow) {
+TEST_F(FlacFile, ReportsItsDepthThroughTheFileBelow) {
   SystemAudioFileServices services;
   const auto file = services.openExtAudioFile(bench_.url("in.flac"));
   ASSERT_TRUE(file);

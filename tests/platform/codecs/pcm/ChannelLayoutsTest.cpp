@@ -97,7 +97,7 @@ TEST(AiffChannels, AreThoseOfTheLayoutChunkWhereverItStands) {
   }
 }
 
-TEST(AiffChannels, OfAPairMayStandTheOtherWayRound) {
+TEST(AiffChannels, OfAPairMayBeReversed) {
   for (const bool isInFront : {true, false}) {
     EXPECT_EQ(aiffChannels(2, layoutChunk(0, 0, {2, 1}), isInFront), (ChannelLayout{{frontRight, frontLeft}, true}));
     EXPECT_EQ(aiffChannels(2, layoutChunk(0, 0, {1, 2}), isInFront), usualLayout(2));

@@ -81,7 +81,7 @@ TEST_F(Catalogue, DoesNotWaitWhereThereIsNoServer) {
   EXPECT_THAT(names(), ElementsAre("DAC Analog Stereo", "DAC")) << "names stay with their devices";
 }
 
-TEST_F(Catalogue, TellsDevicesOfOneNameApartForGood) {
+TEST_F(Catalogue, KeepsDevicesOfOneNameApartForGood) {
   const AudioObjectID second = plugIn(secondUid);
   const std::uint32_t card = desktop.server().addCard(second);
   const auto both = names();
@@ -98,10 +98,10 @@ TEST_F(Catalogue, TellsDevicesOfOneNameApartForGood) {
 
 TEST_F(Catalogue, WaitsForTheSinkOfACableThatIsBackAtOnce) {
   desktop.server().unplug(desktop.card());
-  desktop.cards.removeDevice(desktop.direct());
+  desktop.cards.removeDevice(desktop.cardDevice());
   EXPECT_THAT(names(), IsEmpty());
   desktop.runLoop.advance(1s);
-  desktop.cards.replug(desktop.direct());
+  desktop.cards.replug(desktop.cardDevice());
   EXPECT_EQ(names().size(), 1U);
   const auto rate =
       readProperty<double>(desktop.hardware(), desktop.device(), globalAddress(kAudioDevicePropertyNominalSampleRate));

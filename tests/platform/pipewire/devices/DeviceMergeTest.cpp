@@ -10,11 +10,11 @@ using testing::IsEmpty;
 
 /// A desktop: cards as the card path lists them, and as the server has them.
 struct Desktop {
-  std::vector<DirectDevice> direct;
+  std::vector<CardDevice> cardDevices;
   PipeWireFacts facts;
 
-  void addDirect(AudioObjectID id, const std::string& uid) {
-    direct.push_back({id, uid, "Direct " + uid, kAudioDeviceTransportTypeUSB});
+  void addCardDevice(AudioObjectID id, const std::string& uid) {
+    cardDevices.push_back({id, uid, "Card " + uid, kAudioDeviceTransportTypeUSB});
   }
   PipeWireCard& addCard(std::uint32_t id, const std::string& path, const std::string& model,
                         const std::string& kernel) {
@@ -36,39 +36,39 @@ struct Desktop {
   }
   [[nodiscard]] std::vector<std::string> listed(const std::set<std::string>& kept = {}) const {
     std::vector<std::string> lines;
-    for (const MergedDevice& device : mergeDevices(direct, facts, kept))
+    for (const MergedDevice& device : mergeDevices(cardDevices, facts, kept))
       lines.push_back(device.uid + " = " + device.name + (device.sink ? " @" + std::to_string(*device.sink) : "") +
-                      (device.direct != 0 ? " #" + std::to_string(device.direct) : ""));
+                      (device.cardDevice != 0 ? " #" + std::to_string(device.cardDevice) : ""));
     return lines;
   }
 };
 
-TEST(DeviceMerge, GivesOneDeviceForACardThatIsReachedBothWays) {
+TEST(DeviceMerge, GivesOneDeviceForACardThatIsReachedOverBothPaths) {
   Desktop desktop;
-  desktop.addDirect(2, "usb-DAC-00:0");
+  desktop.addCardDevice(2, "usb-DAC-00:0");
   desktop.addCard(30, "pci-usb-1", "usb-DAC-00", "DAC");
   desktop.addSink(40, 30, 0, "DAC Analog Stereo");
   EXPECT_THAT(desktop.listed(), ElementsAre("usb-DAC-00:0 = DAC Analog Stereo @40 #2"));
 }
 
-TEST(DeviceMerge, IsTheDirectListWhereThereIsNoServer) {
+TEST(DeviceMerge, IsTheListOfCardsWhereThereIsNoServer) {
   Desktop desktop;
-  desktop.addDirect(2, "usb-DAC-00:0");
-  EXPECT_THAT(desktop.listed(), ElementsAre("usb-DAC-00:0 = Direct usb-DAC-00:0 #2"));
+  desktop.addCardDevice(2, "usb-DAC-00:0");
+  EXPECT_THAT(desktop.listed(), ElementsAre("usb-DAC-00:0 = Card usb-DAC-00:0 #2"));
 }
 
 TEST(DeviceMerge, KnowsACardWithoutLinksByTheKernelsName) {
   Desktop desktop;
-  desktop.addDirect(2, "Loopback:0");
+  desktop.addCardDevice(2, "Loopback:0");
   desktop.addCard(30, "", "", "Loopback");
   desktop.addSink(40, 30, 0, "Built-in Audio");
   EXPECT_THAT(desktop.listed(), ElementsAre("Loopback:0 = Built-in Audio @40 #2"));
 }
 
-TEST(DeviceMerge, TellsTwoUnitsOfOneModelApartByTheirPlaces) {
+TEST(DeviceMerge, DistinguishesTwoUnitsOfOneModelByTheirPlaces) {
   Desktop desktop;
-  desktop.addDirect(2, "usb-DAC-00:0");
-  desktop.addDirect(4, "pci-usb-2:0");
+  desktop.addCardDevice(2, "usb-DAC-00:0");
+  desktop.addCardDevice(4, "pci-usb-2:0");
   desktop.addCard(30, "pci-usb-2", "usb-DAC-00", "DAC_1");
   desktop.addSink(40, 30, 0, "Second");
   desktop.addCard(31, "pci-usb-1", "usb-DAC-00", "DAC");
@@ -76,17 +76,17 @@ TEST(DeviceMerge, TellsTwoUnitsOfOneModelApartByTheirPlaces) {
   EXPECT_THAT(desktop.listed(), ElementsAre("usb-DAC-00:0 = First @41 #2", "pci-usb-2:0 = Second @40 #4"));
 }
 
-TEST(DeviceMerge, HidesTheOtherWaysOfACardThatTheServerPlaysOnUnlessItIsKept) {
+TEST(DeviceMerge, HidesTheOtherOutputsOfACardThatTheServerPlaysOnUnlessItIsKept) {
   Desktop desktop;
-  desktop.addDirect(2, "pci:0");
-  desktop.addDirect(4, "pci:3");
+  desktop.addCardDevice(2, "pci:0");
+  desktop.addCardDevice(4, "pci:3");
   PipeWireCard& card = desktop.addCard(30, "pci", "", "PCH");
   desktop.addSink(40, 30, 0, "Speakers");
   EXPECT_THAT(desktop.listed(), ElementsAre("pci:0 = Speakers @40 #2"));
-  EXPECT_THAT(desktop.listed({"pci"}), ElementsAre("pci:0 = Speakers @40 #2", "pci:3 = Direct pci:3 #4"));
+  EXPECT_THAT(desktop.listed({"pci"}), ElementsAre("pci:0 = Speakers @40 #2", "pci:3 = Card pci:3 #4"));
   desktop.facts.sinks.clear();
   card.profile = 0;
-  EXPECT_THAT(desktop.listed(), ElementsAre("pci:0 = Direct pci:0 #2", "pci:3 = Direct pci:3 #4"));
+  EXPECT_THAT(desktop.listed(), ElementsAre("pci:0 = Card pci:0 #2", "pci:3 = Card pci:3 #4"));
 }
 
 TEST(DeviceMerge, ListsSinksWithoutACardOfTheMachine) {
@@ -96,7 +96,7 @@ TEST(DeviceMerge, ListsSinksWithoutACardOfTheMachine) {
   headset.bluetoothAddress = "00:11:22";
   desktop.addSink(40, 30, 0, "Headset");
   desktop.facts.sinks[41].nodeName = "virtual";
-  const auto merged = mergeDevices(desktop.direct, desktop.facts, {});
+  const auto merged = mergeDevices(desktop.cardDevices, desktop.facts, {});
   EXPECT_THAT(desktop.listed(), ElementsAre("bluetooth:00:11:22 = Headset @40", "sink:virtual = virtual @41"));
   EXPECT_EQ(merged[0].transport, kAudioDeviceTransportTypeBluetooth);
   EXPECT_EQ(merged[1].transport, kAudioDeviceTransportTypeVirtual);
@@ -109,16 +109,16 @@ TEST(DeviceMerge, NumbersSinksOfOneNameInTheServersOrder) {
                                             "sink:null #3 = null @45"));
 }
 
-TEST(DeviceMerge, WaitsForSinksThatHaveNotToldTheirNameOrTheirCard) {
+TEST(DeviceMerge, WaitsForSinksThatHaveNotReportedTheirNameOrTheirCard) {
   Desktop desktop;
   desktop.facts.sinks[40];
   desktop.addSink(41, 30, 0, "Its card is not there yet");
   EXPECT_THAT(desktop.listed(), IsEmpty());
 }
 
-TEST(DeviceMerge, GivesADirectDeviceToOneSinkOnly) {
+TEST(DeviceMerge, GivesACardDeviceToOneSinkOnly) {
   Desktop desktop;
-  desktop.addDirect(2, "pci:0");
+  desktop.addCardDevice(2, "pci:0");
   desktop.addCard(30, "pci", "", "PCH");
   desktop.addSink(40, 30, 0, "Left half");
   desktop.addSink(41, 30, 0, "Right half");

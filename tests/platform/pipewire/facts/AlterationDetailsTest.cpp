@@ -231,7 +231,7 @@ std::vector<DetailRow> settingsOfNodes() {
   };
 }
 
-std::vector<DetailRow> waysToTheCard() {
+std::vector<DetailRow> pathsToTheCard() {
   return {
       {Kind::unknown,
        "It is a virtual device of the sound server, which may process samples before they reach any hardware. Choose "
@@ -264,7 +264,7 @@ std::vector<DetailRow> waysToTheCard() {
 
 TEST(AlterationDetails, OfTheSoundServerNameStageValueAndCure) {
   int rows = 0;
-  for (const auto& table : {ratesAndChannels(), levels(), settingsOfNodes(), waysToTheCard()}) {
+  for (const auto& table : {ratesAndChannels(), levels(), settingsOfNodes(), pathsToTheCard()}) {
     for (const DetailRow& row : table) {
       NeutralPath path;
       row.change(path);

@@ -161,7 +161,7 @@ class StoppedServer : public testing::Test, public PipeWireOutputUnit::Host {
   void closePath(AudioObjectID, const PipeWireOutputUnit&) override { open_ = 0; }
   void movedToCard(AudioObjectID, std::optional<double>) override {}
   void unitChanged(AudioObjectID) override {}
-  [[nodiscard]] AudioOutputComponent* directComponent() override { return nullptr; }
+  [[nodiscard]] AudioOutputComponent* cardComponent() override { return nullptr; }
   [[nodiscard]] SoundServer& server() override { return *connection_; }
   [[nodiscard]] RunLoop& runLoop() override { return loop_; }
   [[nodiscard]] Log& log() override { return log_; }
@@ -179,7 +179,7 @@ class StoppedServer : public testing::Test, public PipeWireOutputUnit::Host {
   bool isLost_ = false;
 };
 
-TEST_F(StoppedServer, HasToldItsVersionBefore) {
+TEST_F(StoppedServer, HasReportedItsVersionBefore) {
   EXPECT_THAT(connection_->serverName(), testing::MatchesRegex("PipeWire [0-9]+\\.[0-9]+\\.[0-9]+.*"));
 }
 

@@ -130,12 +130,12 @@ TEST_F(TakingACard, WaitsWithGivingItBackForADriverThatDoesNotReturn) {
 TEST_F(TakingACard, ThatIsPulledWhileAUnitHasItIsForgottenWithTheUnit) {
   const auto unit = exclusiveUnit();
   desktop.server().unplug(desktop.card());
-  desktop.cards.removeDevice(desktop.direct());
+  desktop.cards.removeDevice(desktop.cardDevice());
   desktop.runLoop.runUntilIdle();
   EXPECT_THAT(desktop.listed(), IsEmpty());
   EXPECT_NE(unit->uninitialize(), noErr);
-  desktop.cards.replug(desktop.direct());
-  desktop.server().addCard(desktop.direct());
+  desktop.cards.replug(desktop.cardDevice());
+  desktop.server().addCard(desktop.cardDevice());
   desktop.runLoop.runUntilIdle();
   EXPECT_EQ(desktop.listed(), std::vector{device});
   EXPECT_EQ(unit->initialize(), noErr);
@@ -145,9 +145,9 @@ TEST_F(TakingACard, ThatIsPulledWhileAUnitHasItIsForgottenWithTheUnit) {
 TEST_F(TakingACard, ThatIsPulledAndBackStillBelongsToItsUnit) {
   const auto unit = exclusiveUnit();
   for (int time = 0; time < 2; ++time) {
-    desktop.cards.removeDevice(desktop.direct());
+    desktop.cards.removeDevice(desktop.cardDevice());
     desktop.runLoop.runUntilIdle();
-    desktop.cards.replug(desktop.direct());
+    desktop.cards.replug(desktop.cardDevice());
     desktop.runLoop.runUntilIdle();
     EXPECT_EQ(desktop.listed(), std::vector{device});
   }

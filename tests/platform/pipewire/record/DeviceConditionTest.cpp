@@ -67,7 +67,7 @@ const std::map<DeviceCondition, Changes> expectedChanges{
       {takenByAnother, gone}}},
 };
 
-TEST(DeviceCondition, ChangesAsTheTableSaysAndInNoOtherWay) {
+TEST(DeviceCondition, ChangesOnlyAsTheTableSays) {
   ASSERT_EQ(expectedChanges.size(), deviceConditionCount);
   std::size_t allowed = 0;
   for (const auto& [condition, changes] : expectedChanges) {

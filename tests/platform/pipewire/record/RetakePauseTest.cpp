@@ -41,7 +41,7 @@ TEST(RetakePause, StaysAtItsLongestHoweverManyAttemptsFail) {
   EXPECT_TRUE(pause.isOver(firstFailure + RetakePause::longest));
 }
 
-TEST(RetakePause, BeginsAnewWhenWhatStoodInTheWayHasGone) {
+TEST(RetakePause, BeginsAnewWhenTheObstacleHasGone) {
   RetakePause pause;
   for (int i = 0; i < 5; ++i) pause.attemptFailed(firstFailure);
   pause.reset();

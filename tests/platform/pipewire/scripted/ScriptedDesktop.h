@@ -23,12 +23,12 @@ class ScriptedDesktop {
   /// With one USB DAC.
   explicit ScriptedDesktop(SimulatedDeviceConfig dac = {}, Server presence = Server::isThere) {
     dac.uid = dacUid;
-    direct_ = cards.addDevice(std::move(dac));
+    cardDevice_ = cards.addDevice(std::move(dac));
     hardware_ = std::make_unique<PipeWireAudioHardware>(runLoop, log, cards, [&](SoundServer::Events events) {
       auto made = std::make_unique<ScriptedServer>(runLoop, log, cards, std::move(events));
       server_ = made.get();
       if (presence == Server::isThere)
-        card_ = made->addCard(direct_);
+        card_ = made->addCard(cardDevice_);
       else
         made->die();
       return made;
@@ -46,8 +46,8 @@ class ScriptedDesktop {
 
   [[nodiscard]] PipeWireAudioHardware& hardware() { return *hardware_; }
   [[nodiscard]] ScriptedServer& server() { return *server_; }
-  [[nodiscard]] SimulatedDevice& dac() { return cards.device(direct_); }
-  [[nodiscard]] AudioObjectID direct() const { return direct_; }
+  [[nodiscard]] SimulatedDevice& dac() { return cards.device(cardDevice_); }
+  [[nodiscard]] AudioObjectID cardDevice() const { return cardDevice_; }
   [[nodiscard]] std::uint32_t card() const { return card_; }
 
   [[nodiscard]] std::vector<AudioObjectID> listed() const {
@@ -67,7 +67,7 @@ class ScriptedDesktop {
   SimulatedAudioHardware cards{runLoop};
 
  private:
-  AudioObjectID direct_ = kAudioObjectUnknown;
+  AudioObjectID cardDevice_ = kAudioObjectUnknown;
   std::uint32_t card_ = 0;
   ScriptedServer* server_ = nullptr;
   std::unique_ptr<PipeWireAudioHardware> hardware_;

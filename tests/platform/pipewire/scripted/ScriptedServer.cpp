@@ -19,8 +19,8 @@ constexpr std::uint32_t portsOfSink = 1000, portsOfStream = 2000;
 
 }  // namespace
 
-ScriptedServer::ScriptedServer(ManualRunLoop& runLoop, Log& log, SimulatedAudioHardware& direct, Events events)
-    : runLoop_(runLoop), direct_(direct), events_(std::move(events)), calls_(runLoop, log) {
+ScriptedServer::ScriptedServer(ManualRunLoop& runLoop, Log& log, SimulatedAudioHardware& cardHardware, Events events)
+    : runLoop_(runLoop), cardHardware_(cardHardware), events_(std::move(events)), calls_(runLoop, log) {
   facts_.hasSessionManager = true;
 }
 
@@ -68,14 +68,14 @@ bool ScriptedServer::roundTrip(RunLoop::Duration limit) {
 
 // Cards and sinks.
 
-std::uint32_t ScriptedServer::addCard(AudioObjectID direct) {
+std::uint32_t ScriptedServer::addCard(AudioObjectID device) {
   const std::uint32_t id = nextId_++;
-  cards_[id] = direct;
+  cards_[id] = device;
   PipeWireCard& card = facts_.cards[id];
   card.serial = std::to_string(nextSerial_++);
   card.api = "alsa";
   card.bus = "usb";
-  card.busPath = cardPart(direct_.device(direct).config().uid);
+  card.busPath = cardPart(cardHardware_.device(device).config().uid);
   card.alsaCard = static_cast<int>(id);
   card.profile = profileStereo;
   card.profileOff = profileOff;
@@ -85,7 +85,7 @@ std::uint32_t ScriptedServer::addCard(AudioObjectID direct) {
 
 std::uint32_t ScriptedServer::addSink(std::uint32_t card) {
   const std::uint32_t id = nextId_++;
-  const auto& config = direct_.device(cards_.at(card)).config();
+  const auto& config = cardHardware_.device(cards_.at(card)).config();
   PipeWireSink& sink = facts_.sinks[id];
   sink.nodeName = "alsa_output." + facts_.cards.at(card).busPath;
   sink.description = config.name + " Analog Stereo";
@@ -132,7 +132,7 @@ std::optional<std::uint32_t> ScriptedServer::sinkOfCard(std::uint32_t card) cons
 }
 
 void ScriptedServer::hold(std::uint32_t card, bool isHeld) {
-  auto& failures = direct_.device(cards_.at(card)).script().properties.writeFailures;
+  auto& failures = cardHardware_.device(cards_.at(card)).script().properties.writeFailures;
   if (isHeld)
     failures[kAudioDevicePropertyHogMode] = {kAudioDevicePermissionsError};
   else
@@ -196,15 +196,15 @@ void ScriptedServer::change(const std::function<void(PipeWireFacts&)>& what) {
 }
 
 void ScriptedServer::yieldCard(std::uint32_t card, std::int32_t owner) {
-  const AudioObjectID direct = cards_.at(card);
+  const AudioObjectID device = cards_.at(card);
   unplug(card);
-  direct_.device(direct).setHogOwner(owner);
+  cardHardware_.device(device).setHogOwner(owner);
 }
 
 std::uint32_t ScriptedServer::returnCard(std::uint32_t card) {
-  const AudioObjectID direct = cards_.extract(card).mapped();
-  direct_.device(direct).setHogOwner(-1);
-  return addCard(direct);
+  const AudioObjectID device = cards_.extract(card).mapped();
+  cardHardware_.device(device).setHogOwner(-1);
+  return addCard(device);
 }
 
 // Streams.
@@ -258,7 +258,7 @@ void ScriptedServer::play(ScriptedStream& stream) {
   sink.format = PipeWireFormat{rate, 2, positions};
   if (sink.card) {
     hold(*sink.card, true);
-    direct_.device(cards_.at(*sink.card)).setNominalRateFromOutside(rate);
+    cardHardware_.device(cards_.at(*sink.card)).setNominalRateFromOutside(rate);
   }
   announce();
 }

@@ -29,8 +29,8 @@ class ScriptedServer final : public SoundServer {
   /// Of its sinks and streams, in the server's numbers: front left, front right.
   static inline const std::vector<std::uint32_t> positions{3, 4};
 
-  /// A server that is there, with a card for each output of `direct`. All outlive it.
-  ScriptedServer(ManualRunLoop& runLoop, Log& log, SimulatedAudioHardware& direct, Events events);
+  /// A server that is there, with a card for each output of `cardHardware`. All outlive it.
+  ScriptedServer(ManualRunLoop& runLoop, Log& log, SimulatedAudioHardware& cardHardware, Events events);
 
   // SoundServer
   void open() override;
@@ -54,7 +54,7 @@ class ScriptedServer final : public SoundServer {
   RunLoop::Duration sinkDelay = std::chrono::milliseconds(200);    ///< from there until the sink is there
 
   /// Adds the card behind a device of the card path, and its sink. Returns the card's number.
-  std::uint32_t addCard(AudioObjectID direct);
+  std::uint32_t addCard(AudioObjectID device);
   void removeSink(std::uint32_t sink);
   /// The card goes, and its sink.
   void unplug(std::uint32_t card);
@@ -110,7 +110,7 @@ class ScriptedServer final : public SoundServer {
   void hold(std::uint32_t card, bool isHeld);
 
   ManualRunLoop& runLoop_;
-  SimulatedAudioHardware& direct_;
+  SimulatedAudioHardware& cardHardware_;
   const Events events_;
   DeviceCalls calls_;
   const std::string name_ = "PipeWire 1.4.2";

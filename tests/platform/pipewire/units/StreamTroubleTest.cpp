@@ -122,7 +122,7 @@ TEST_F(StreamTrouble, AUnitThatLostItsServerStartsOnTheNextOne) {
   EXPECT_EQ(desktop.server().streams().size(), 1U);
 }
 
-TEST_F(StreamTrouble, AStartWaitsForAServerThatIsOnItsWay) {
+TEST_F(StreamTrouble, AStartWaitsForAServerThatIsConnecting) {
   const auto unit = makeUnit();
   EXPECT_EQ(unit->initialize(), noErr);
   desktop.server().die();

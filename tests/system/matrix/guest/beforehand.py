@@ -142,14 +142,14 @@ class Beforehand:
                     node.description = tunnel pipe.filename = "{PipeRecording.pipe}" audio.format = S32LE audio.rate = {layouts.RATE}
                     audio.channels = {self.channels} audio.position = [ {positions} ]
                     stream.props = {{ media.class = Audio/Sink node.name = tunnel }}"""))
-            self.both_ways(ROW_TUNNEL, PipeRecording(FILE_ORDER[self.channels], begin), VIRTUAL, None,
+            self.both_paths(ROW_TUNNEL, PipeRecording(FILE_ORDER[self.channels], begin), VIRTUAL, None,
                            VIRTUAL + "|does not expose exclusive access", None, device="sink:tunnel")
 
     # Tracks and devices that state their channels in other ways, or not.
 
     def unstated(self):
         names = "track does not state which loudspeakers" if self.channels > 2 else NEVER
-        self.both_ways(ROW_UNSTATED, LoopbackRecording(CARD_ORDER[self.channels]), names, False,
+        self.both_paths(ROW_UNSTATED, LoopbackRecording(CARD_ORDER[self.channels]), names, False,
                        names, False, track=layouts.UNSTATED[self.channels])
 
     def side(self):
@@ -158,9 +158,9 @@ class Beforehand:
                 self.absent(row, "5.1 has six channels")
             return
         order = tuple({"RL": "SL", "RR": "SR"}.get(name, name) for name in CARD_ORDER[6])
-        self.both_ways(ROW_SIDE, LoopbackRecording(order), NEVER, False, NO_MAP[6], False, track=layouts.SIDE_51)
+        self.both_paths(ROW_SIDE, LoopbackRecording(order), NEVER, False, NO_MAP[6], False, track=layouts.SIDE_51)
         with self.usb(8, layouts.MASKS[8]) as dac:
-            self.both_ways(ROW_SIDE_ON_71, DacRecording(dac, FILE_ORDER[8]), CHANNELS, None, CHANNELS, False, device=dac.device()["uid"],
+            self.both_paths(ROW_SIDE_ON_71, DacRecording(dac, FILE_ORDER[8]), CHANNELS, None, CHANNELS, False, device=dac.device()["uid"],
                            track=layouts.SIDE_51)
 
     @contextlib.contextmanager
@@ -180,9 +180,9 @@ class Beforehand:
             self.choose("pro-audio", "pro-output-0")
             yield dac
 
-    def usb_ways(self, row, dac, names, alters, exclusive_names, exclusive_alters, order=None, **more):
+    def usb_paths(self, row, dac, names, alters, exclusive_names, exclusive_alters, order=None, **more):
         recording = DacRecording(dac, order or FILE_ORDER[self.channels])
-        self.both_ways(row, recording, names, alters, exclusive_names, exclusive_alters, device=dac.device()["uid"], **more)
+        self.both_paths(row, recording, names, alters, exclusive_names, exclusive_alters, device=dac.device()["uid"], **more)
 
     def numbered(self):
         count, beyond = self.channels, self.channels > 2
@@ -191,7 +191,7 @@ class Beforehand:
         numbered, is_altered = {1: (LINKED, None), 2: (NEVER, False)}.get(count, (LINKED, True))
         if not beyond:
             with self.usb(count, layouts.MASKS[count]) as dac:
-                self.usb_ways(ROW_NUMBERED, dac, numbered, is_altered, NEVER, False)
+                self.usb_paths(ROW_NUMBERED, dac, numbered, is_altered, NEVER, False)
             for row in (ROW_UNSTATED_USB, ROW_OTHER_USB, ROW_PERMUTED, ROW_OWN_ORDER, ROW_REFUTED, ROW_MADE_UP):
                 self.absent(row, "one channel and two have their usual places")
             return
@@ -201,17 +201,17 @@ class Beforehand:
             self.choose(layouts.OTHER_THAN_OWN[count])
             self.usb_shared(ROW_REFUTED, dac, REFUTED, True)
             self.choose("pro-audio", "pro-output-0")
-            self.usb_ways(ROW_NUMBERED, dac, numbered, is_altered, NEVER, False, also=(ROW_OWN_ORDER, ROW_REFUTED))
+            self.usb_paths(ROW_NUMBERED, dac, numbered, is_altered, NEVER, False, also=(ROW_OWN_ORDER, ROW_REFUTED))
         with self.dac(count, 0) as dac:
             self.choose(layouts.OWN_ORDER[count])
             self.usb_shared(ROW_MADE_UP, dac, ASSUMED, False)
             self.choose("pro-audio", "pro-output-0")
-            self.usb_ways(ROW_UNSTATED_USB, dac, numbered, is_altered, "does not state which loudspeakers", False, also=(ROW_MADE_UP,))
+            self.usb_paths(ROW_UNSTATED_USB, dac, numbered, is_altered, "does not state which loudspeakers", False, also=(ROW_MADE_UP,))
         with self.usb(count, OTHER_MASKS[count]) as dac:
-            self.usb_ways(ROW_OTHER_USB, dac, numbered, is_altered, "no loudspeaker", True)
+            self.usb_paths(ROW_OTHER_USB, dac, numbered, is_altered, "no loudspeaker", True)
         track, mask, order = layouts.PERMUTED[count]
         with self.usb(count, mask) as dac:
-            self.usb_ways(ROW_PERMUTED, dac, numbered, is_altered, NEVER, False, order, track=track)
+            self.usb_paths(ROW_PERMUTED, dac, numbered, is_altered, NEVER, False, order, track=track)
 
     def usb_shared(self, row, dac, names, alters):
         """The profile is the device's own matter: with Exclusive Access the device is the same with each."""
@@ -234,14 +234,14 @@ class Beforehand:
                     self.choose_verb(layouts.RENAMED[count])
                     self.usb_shared(ROW_UCM_RENAMED, dac, NEVER, False)
                 self.choose_verb(layouts.CONFIGURED[count])
-                self.usb_ways(ROW_UCM, dac, REFUTED if beyond else NEVER, beyond, NEVER, False, also=(ROW_UCM_RENAMED,) if beyond else ())
+                self.usb_paths(ROW_UCM, dac, REFUTED if beyond else NEVER, beyond, NEVER, False, also=(ROW_UCM_RENAMED,) if beyond else ())
             if not beyond:
                 for row in (ROW_UCM_RENAMED, ROW_UCM_MADE_UP):
                     self.absent(row, "one channel and two have their usual places")
                 return
             with self.dac(count, 0) as dac:
                 self.choose_verb(layouts.RENAMED[count])
-                self.usb_ways(ROW_UCM_MADE_UP, dac, ASSUMED, False, "does not state which loudspeakers", False)
+                self.usb_paths(ROW_UCM_MADE_UP, dac, ASSUMED, False, "does not state which loudspeakers", False)
         finally:
             layouts.use_configuration(None)
 

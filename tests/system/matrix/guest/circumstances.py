@@ -30,7 +30,7 @@ class Circumstance:
     alters: bool | None = True  # None: it may leave the samples as they are
     least: int = 1  # channels
     settled: float = 0.5  # seconds of music
-    is_told: bool = False  # the verdict must not be the best, whatever the samples are
+    forbids_best: bool = False  # the verdict must not be the best, whatever the samples are
     setting: str = ""  # of the converter, that the circumstance is made of
 
 
@@ -146,7 +146,7 @@ WHILE_PLAYING = (
     mixing("options for mixing of the stream", "stream"),
     Circumstance("another program on the device", "Another program plays on this device", play_too, stop_too),
     Circumstance("another program has the card open", "does not expose its physical stream format", open_too, stop_too,
-                 alters=False, is_told=True, settled=1.2),
+                 alters=False, forbids_best=True, settled=1.2),
     Circumstance("a channel linked into another", "is linked to another channel", cross(), cross("-d"), least=2),
     Circumstance("stream linked to another device too, whose clock leads", "follows the clock of another device", clock(),
                  clock("-d"), settled=0.8),

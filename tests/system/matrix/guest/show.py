@@ -120,7 +120,7 @@ class Show(Beforehand, Witnesses):
             found["faults"].append(f"it is not exclusive: {found['detail']}")
         return found
 
-    def both_ways(self, row, recording, names, alters, exclusive_names, exclusive_alters, between=lambda: None,
+    def both_paths(self, row, recording, names, alters, exclusive_names, exclusive_alters, between=lambda: None,
                   then=lambda: None, also=(), **where):
         """One run of the player, which asks for Exclusive Access in the middle. `also`: rows whose circumstances are there as
         well from then on: `between` brings them about before, `then` afterwards."""
@@ -155,8 +155,8 @@ class Show(Beforehand, Witnesses):
         except NotThere as missing:
             return self.cell("shared", circumstance.row, absent=f"{self.version} has no {missing}", faults=[])
         found = self.scene.judged(circumstance.names, circumstance.alters, circumstance.settled)
-        if circumstance.is_told and found["label"] == BEST:
-            found["faults"].append("the verdict does not tell")
+        if circumstance.forbids_best and found["label"] == BEST:
+            found["faults"].append("the verdict does not show it")
         self.cell("shared", circumstance.row, **found)
         circumstance.end(self)
         self.scene.recovered(best)
@@ -174,7 +174,7 @@ class Show(Beforehand, Witnesses):
         the recording has begun."""
         with contextlib.ExitStack() as running:
             recording = LoopbackRecording(CARD_ORDER[self.channels], ready=lambda: running.enter_context(sink()))
-            self.both_ways(row, recording, VIRTUAL, alters, VIRTUAL + "|does not expose exclusive access", alters,
+            self.both_paths(row, recording, VIRTUAL, alters, VIRTUAL + "|does not expose exclusive access", alters,
                            device=f"sink:{name}")
 
     def plugin(self):
@@ -184,7 +184,7 @@ class Show(Beforehand, Witnesses):
         for circumstance in WHILE_PLAYING[1:]:
             if circumstance.row.startswith(STREAM_ROWS) or " of the stream" in circumstance.row or "stream's" in circumstance.row:
                 self.cell("exclusive", circumstance.row, absent="there is no stream", faults=[])
-            elif circumstance.is_told:
+            elif circumstance.forbids_best:
                 self.cell("exclusive", circumstance.row, absent="the card is not given while another program has it", faults=[])
             elif circumstance.setting and not has_setting(circumstance.setting):
                 self.cell("exclusive", circumstance.row, absent=f"{self.version} has no {circumstance.setting}", faults=[])
@@ -197,7 +197,7 @@ class Show(Beforehand, Witnesses):
                 if (circumstance is GRAPH_RATE) == is_late:
                     circumstance.begin(self)
         try:
-            self.both_ways(ROW_PLUGIN, LoopbackRecording(CARD_ORDER[self.channels]), PLUGIN, True, NO_MAP[self.channels], False,
+            self.both_paths(ROW_PLUGIN, LoopbackRecording(CARD_ORDER[self.channels]), PLUGIN, True, NO_MAP[self.channels], False,
                            lambda: begin(False), lambda: begin(True), [circumstance.row for circumstance in rows])
         finally:
             circumstances.graph_rate(0)(self)
@@ -222,12 +222,12 @@ class Show(Beforehand, Witnesses):
         self.behind(ROW_VIRTUAL, self.lowered_virtual_device, True, "virtual")
 
     def fewer_bits(self):
-        self.both_ways(ROW_BITS, LoopbackRecording(CARD_ORDER[self.channels], "S16_LE"), TOO_FEW_BITS, True, TOO_FEW_BITS, True)
+        self.both_paths(ROW_BITS, LoopbackRecording(CARD_ORDER[self.channels], "S16_LE"), TOO_FEW_BITS, True, TOO_FEW_BITS, True)
 
     def other_channels(self):
         count = OTHER_COUNT[self.channels]
         self.choose(layouts.PLAIN[count])
-        self.both_ways(ROW_CHANNELS, LoopbackRecording(CARD_ORDER[count]), CHANNELS, None, CHANNELS, None)
+        self.both_paths(ROW_CHANNELS, LoopbackRecording(CARD_ORDER[count]), CHANNELS, None, CHANNELS, None)
 
     def codec(self):
         if self.channels != 2:
@@ -235,7 +235,7 @@ class Show(Beforehand, Witnesses):
                 self.cell(way, ROW_CODEC, absent="the emulated codec has two channels", faults=[])
             return
         desktop.full_volume("Intel")
-        self.both_ways(ROW_CODEC, HdaRecording(), TOO_FEW_BITS, True, TOO_FEW_BITS, True, device=HDA_UID)
+        self.both_paths(ROW_CODEC, HdaRecording(), TOO_FEW_BITS, True, TOO_FEW_BITS, True, device=HDA_UID)
 
     # A server that is newer than the player.
 

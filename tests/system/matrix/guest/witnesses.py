@@ -97,7 +97,7 @@ class Witnesses:
                 continue
             circumstance.begin(self)
             try:
-                self.witness(circumstance.row, "shared", circumstance.alters, circumstance.is_told)
+                self.witness(circumstance.row, "shared", circumstance.alters, circumstance.forbids_best)
             finally:
                 circumstance.end(self)
 
@@ -138,7 +138,7 @@ class Witnesses:
             return  # as one that a rule sets
 
         try:
-            self.witness(circumstance.row, "shared", circumstance.alters, circumstance.is_told,
+            self.witness(circumstance.row, "shared", circumstance.alters, circumstance.forbids_best,
                          change=lambda: self.while_it_plays(circumstance.begin))
         finally:
             if not is_of_the_stream:  # those end with the stream
@@ -150,17 +150,17 @@ class Witnesses:
         time.sleep(SETTLED)
         begin(self)
 
-    def witness(self, row, way, alters, is_told, *options, handed="matches", **where):
-        """`is_told`: the verdict is not the best, whatever the samples are."""
+    def witness(self, row, way, alters, forbids_best, *options, handed="matches", **where):
+        """`forbids_best`: the verdict is not the best, whatever the samples are."""
         self.server.suspend(self.sink)
         if way == "shared" and self.channels in layouts.IN_FILE_ORDER:
             where["capture"] = layouts.IN_FILE_ORDER[self.channels]
         line = ran(self.channels, *options, **where)
         faults = judged(line, alters, handed)
-        if alters is False and not is_told and line["verdict"] != BEST:
+        if alters is False and not forbids_best and line["verdict"] != BEST:
             faults.append(f"{line['verdict']} over samples that are the track's")
-        if is_told and line["verdict"] == BEST:
-            faults.append("the verdict does not tell")
+        if forbids_best and line["verdict"] == BEST:
+            faults.append("the verdict does not show it")
         self.report(version=self.version, witness=f"{row}, {self.channels} ch", way=way, verdict=line["verdict"], handed=line["result"],
                     captured=line.get("captured", {}).get("result"), first=line.get("captured", {}).get("firstDifference"),
                     faults=faults)

@@ -7,25 +7,25 @@
 
 namespace tolvane {
 
-class ToldAlteration {
+class ReportedAlteration {
  public:
   /// Whether to notify the listeners of this alteration; empty: the samples are unaltered. Always true the first time
   /// after reset().
-  [[nodiscard]] bool isNews(const std::string& reason) const { return !isTold_ || told_ != reason; }
+  [[nodiscard]] bool mustNotify(const std::string& reason) const { return !isKnown_ || reason_ != reason; }
   /// Whether to log a notification: not the first one after reset() if it says that the samples are unaltered.
-  [[nodiscard]] bool isWorthALine(const std::string& reason) const {
-    return isNews(reason) && (isTold_ || !reason.empty());
+  [[nodiscard]] bool mustLog(const std::string& reason) const {
+    return mustNotify(reason) && (isKnown_ || !reason.empty());
   }
-  void tell(std::string reason) {
-    told_ = std::move(reason);
-    isTold_ = true;
+  void store(std::string reason) {
+    reason_ = std::move(reason);
+    isKnown_ = true;
   }
   /// The unit has stopped playing.
-  void reset() { isTold_ = false; }
+  void reset() { isKnown_ = false; }
 
  private:
-  std::string told_;
-  bool isTold_ = false;
+  std::string reason_;
+  bool isKnown_ = false;
 };
 
 }  // namespace tolvane

@@ -6,7 +6,7 @@
 namespace tolvane {
 
 /// What determines the path.
-struct DeviceWay {
+struct DevicePath {
   enum class Unit : std::uint8_t { none, onSink, onCard };
 
   bool hasCard = false;         ///< the card path has it
@@ -18,16 +18,16 @@ struct DeviceWay {
 
 /// Whether the path is the card. A unit's path does not change while the unit has it; hog mode, or the absence of a
 /// sink, selects the card; an expected sink is waited for.
-[[nodiscard]] constexpr bool leadsToCard(const DeviceWay& way) {
-  if (!way.hasCard) return false;
-  if (way.unit != DeviceWay::Unit::none) return way.unit == DeviceWay::Unit::onCard;
-  return way.isOurs || (!way.hasSink && !way.isSinkExpected);
+[[nodiscard]] constexpr bool isCardPath(const DevicePath& path) {
+  if (!path.hasCard) return false;
+  if (path.unit != DevicePath::Unit::none) return path.unit == DevicePath::Unit::onCard;
+  return path.isOurs || (!path.hasSink && !path.isSinkExpected);
 }
 
 /// The owner to report if the card path reports `owner`; -1: none. A server releases a card on request, so it does not
 /// count as an owner; nor does a session manager that is about to make the card's sink.
-[[nodiscard]] constexpr std::int32_t ownerTold(std::int32_t owner, std::int32_t ownProcess, bool isServer,
-                                               bool isSinkExpected) {
+[[nodiscard]] constexpr std::int32_t reportedOwner(std::int32_t owner, std::int32_t ownProcess, bool isServer,
+                                                   bool isSinkExpected) {
   if (owner == -1 || owner == ownProcess) return owner;
   return isServer || isSinkExpected ? -1 : owner;
 }

@@ -1,19 +1,19 @@
-#include "platform/pipewire/record/DeviceWay.h"
+#include "platform/pipewire/record/DevicePath.h"
 
 #include <gtest/gtest.h>
 
 namespace tolvane {
 namespace {
 
-using Unit = DeviceWay::Unit;
+using Unit = DevicePath::Unit;
 
 constexpr bool booleans[] = {false, true};
 constexpr Unit units[] = {Unit::none, Unit::onSink, Unit::onCard};
 
-TEST(DeviceWay, IsTheOneOfTheTable) {
+TEST(DevicePath, IsTheOneOfTheTable) {
   const struct {
     const char* what;
-    DeviceWay way;
+    DevicePath path;
     bool isCard;
   } rows[] = {
       {"a card that the server plays on", {.hasCard = true, .hasSink = true}, false},
@@ -29,39 +29,39 @@ TEST(DeviceWay, IsTheOneOfTheTable) {
       {"a headset", {.hasSink = true}, false},
       {"a headset that has gone", {}, false},
   };
-  for (const auto& row : rows) EXPECT_EQ(leadsToCard(row.way), row.isCard) << row.what;
+  for (const auto& row : rows) EXPECT_EQ(isCardPath(row.path), row.isCard) << row.what;
 }
 
-TEST(DeviceWay, NeverLeadsToACardThatThereIsNot) {
+TEST(DevicePath, NeverLeadsToACardThatThereIsNot) {
   for (const bool sink : booleans)
     for (const bool expected : booleans)
       for (const Unit unit : units)
-        for (const bool ours : booleans) EXPECT_FALSE(leadsToCard({false, sink, expected, unit, ours}));
+        for (const bool ours : booleans) EXPECT_FALSE(isCardPath({false, sink, expected, unit, ours}));
 }
 
-TEST(DeviceWay, IsTheUnitsForAsLongAsThereIsOne) {
+TEST(DevicePath, IsTheUnitsForAsLongAsThereIsOne) {
   for (const bool sink : booleans)
     for (const bool expected : booleans)
       for (const bool ours : booleans) {
-        EXPECT_TRUE(leadsToCard({true, sink, expected, Unit::onCard, ours}));
-        EXPECT_FALSE(leadsToCard({true, sink, expected, Unit::onSink, ours}));
+        EXPECT_TRUE(isCardPath({true, sink, expected, Unit::onCard, ours}));
+        EXPECT_FALSE(isCardPath({true, sink, expected, Unit::onSink, ours}));
       }
 }
 
-TEST(OwnerTold, IsNobodyForAServerAndForOneWhoIsGivingTheCardASink) {
-  constexpr std::int32_t nobody = -1;
+TEST(ReportedOwner, IsNoneForAServerAndForAManagerThatIsMakingTheSinkOfTheCard) {
+  constexpr std::int32_t none = -1;
   constexpr std::int32_t own = 100;
   constexpr std::int32_t other = 200;
   for (const bool expected : booleans) {
-    EXPECT_EQ(ownerTold(nobody, own, false, expected), nobody);
-    EXPECT_EQ(ownerTold(own, own, false, expected), own);
-    EXPECT_EQ(ownerTold(other, own, true, expected), nobody);
+    EXPECT_EQ(reportedOwner(none, own, false, expected), none);
+    EXPECT_EQ(reportedOwner(own, own, false, expected), own);
+    EXPECT_EQ(reportedOwner(other, own, true, expected), none);
   }
-  EXPECT_EQ(ownerTold(other, own, false, false), other);
-  EXPECT_EQ(ownerTold(other, own, false, true), nobody);
+  EXPECT_EQ(reportedOwner(other, own, false, false), other);
+  EXPECT_EQ(reportedOwner(other, own, false, true), none);
 }
 
-TEST(CardBefore, TellsWhetherASinkIsDueAfterwards) {
+TEST(CardBefore, SaysWhetherASinkIsDueAfterwards) {
   EXPECT_TRUE(isSinkDue({.hadSink = true, .hadManager = true}, true)) << "it was the server's";
   EXPECT_TRUE(isSinkDue({.hadSink = true, .hadManager = true}, false)) << "and a manager may start again";
   EXPECT_TRUE(isSinkDue({.hadSink = false, .hadManager = false}, true)) << "the server came while it was ours";
