@@ -6,24 +6,21 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QLinearGradient>
-#include <QMimeData>
 #include <QPainter>
-#include <QtTest/QTest>
 #include <cstdio>
 #include <map>
 #include <semaphore>
 #include <span>
 #include <thread>
 
-#include "tests/ui/qt/SheetScenes.h"
-#include "ui/qt/models/TrackDragModel.h"
+#include "tests/ui/qt/ListScenes.h"
 
 namespace tolvane::test {
 namespace {
 
-class Stage : public SheetScenes {
+class Stage : public ListScenes {
  public:
-  explicit Stage(bool isPlayerApart) : SheetScenes(isPlayerApart) {}
+  explicit Stage(bool isPlayerApart) : ListScenes(isPlayerApart) {}
   ~Stage() override { mayGoOn_.release(); }
 
   using Scene = void (Stage::*)();
@@ -59,10 +56,8 @@ class Stage : public SheetScenes {
                       .artist = "Ilse Brandt, Tomas Okafor, and the Chamber Orchestra of the Northern Coast",
                       .album = "Slow Water: Collected Works for Small Rooms, Volume Two (Live)",
                       .trackNumber = 3};
-    stated[url(3)] = {.title = "\u9577\u3044\u5348\u5F8C",
-                      .artist = "\u97F3\u697D",
-                      .album = "\u79CB\u306E\u97F3",
-                      .trackNumber = 4};
+    stated[url(3)] = {
+        .title = "\u9577\u3044\u5348\u5F8C", .artist = "\u97F3\u697D", .album = "\u79CB\u306E\u97F3", .trackNumber = 4};
     covers[url(2)] = painted(Cover::Format::jpeg, {900, 600});
     exclusive();
   }
@@ -128,36 +123,6 @@ class Stage : public SheetScenes {
     files.remove(url(3));
     content.playTrack(3, 0);
   }
-  /// Rows whose files could not be played, while another one plays.
-  void unplayable() {
-    loadProgramme();
-    files.remove(url(1));
-    SimulatedPCMFile damaged = recording(programme[4]);
-    damaged.formatStatus = kAudioFileInvalidFileError;
-    files.add(url(4), damaged);
-    content.playTrack(1, 0);
-    settle();
-    content.playTrack(4, 0);
-    settle();
-    content.playTrack(2, 0.38);
-    advance(std::chrono::milliseconds(1200));
-    settle();
-  }
-  void unplayableKeyboard() {
-    unplayable();
-    item("Tracks")->forceActiveFocus(Qt::TabFocusReason);
-    for (int press = 0; press < 2; ++press) key(Qt::Key_Down);
-    waitForTip();
-  }
-  void unplayablePointer() {
-    unplayable();
-    QTest::mouseMove(window, placeIn(*row(1), 0, 0.5) + QPoint(30, 0));
-    waitForTip();
-  }
-  void unplayableWide() {
-    window->resize(1600, 1000);
-    unplayablePointer();
-  }
   /// Two thirds have been read of a track that does not come next: that one would be in memory.
   void preparing() {
     play(2, 0.38);
@@ -222,82 +187,6 @@ class Stage : public SheetScenes {
     hardware.removeDevice(headphones);
     runLoop.advance(std::chrono::seconds(3));
   }
-  void names() {
-    const std::string longest =
-        "Concerto for Two Prepared Pianos, Contrabass Clarinet and Tape in Seven Continuous Movements (1974 Revision)";
-    std::vector<FileURL> urls;
-    for (const std::string& name :
-         {longest, std::string("日本語の曲名とても長いタイトルの例、最後まで読めるか"),
-          std::string("Ünïcödé – naïve façade"), std::string("x"), std::string("broken \xff\xfe name")})
-      urls.push_back(add(FileURL("/music/" + name + ".wav"), programme[urls.size()]));
-    SimulatedDeviceConfig device;
-    device.name = "Universal Serial Bus High Definition Audio Interface (Rear Panel, Balanced Outputs 3/4)";
-    pick(device);
-    content.loadPlaylist(urls);
-    settle();
-  }
-  void thousands() {
-    std::vector<FileURL> urls;
-    for (int number = 1; number <= 100'000; ++number)
-      urls.emplace_back("/music/Recording " + std::to_string(number) + ".wav");
-    for (int number = 54'320; number < 54'330; ++number)
-      add(urls[static_cast<std::size_t>(number)], programme[number % 12]);
-    content.loadPlaylist(urls);
-    settle();
-    content.playTrack(54'321, 0.6);
-    settle();
-  }
-  void dragging() {
-    play(2, 0.38);
-    auto& drag = *window->property("trackDrag").value<TrackDragModel*>();
-    data_.reset(drag.begin(1));
-    const QPoint place = placeIn(*row(2), 0.5, 0.8);
-    QDragEnterEvent event(place, Qt::MoveAction, data_.get(), Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(window, &event);
-  }
-  void selecting() {
-    play(2, 0.38);
-    auto* tracks = window->property("tracks").value<QObject*>();
-    for (const int row : {3, 1}) QMetaObject::invokeMethod(tracks, "toggleSelected", Q_ARG(int, row));
-    session.moveTrack(7, 8);
-  }
-  void selectingWide() {
-    window->resize(1600, 1000);
-    selecting();
-  }
-  void removed() {
-    play(2, 0.38);
-    session.removeTracks(std::vector{proxy.state().tracks[3].id, proxy.state().tracks[4].id});
-  }
-  void removedWide() {
-    window->resize(1600, 1000);
-    removed();
-  }
-  void saved() {
-    play(2, 0.38);
-    sources.savePlaylist(FileURL("/missing/Evening.m3u8"), content.listToSave(), Replacing::allowed);
-  }
-  void finding() {
-    play(2, 0.38);
-    type("er");
-  }
-  void findingWide() {
-    window->resize(1600, 1000);
-    finding();
-  }
-  void inserting() {
-    play(2, 0.38);
-    hover(placeIn(*row(3), 0.5, 0.05));
-  }
-  void insertingWide() {
-    window->resize(1600, 1000);
-    inserting();
-  }
-  void dropping() {
-    play(2, 0.38);
-    hover();
-  }
-  void droppingEmpty() { hover(); }
   void picking() {
     play(2, 0.38);
     click("Output device");
@@ -367,14 +256,6 @@ class Stage : public SheetScenes {
     return {format, {bytes.begin(), bytes.end()}, std::nullopt};
   }
 
-  void hover(QPoint place = {300, 340}) {
-    data_ = std::make_unique<QMimeData>();
-    data_->setUrls({QUrl("file:///music/New")});
-    QDragEnterEvent event(place, Qt::CopyAction, data_.get(), Qt::LeftButton, Qt::NoModifier);
-    QCoreApplication::sendEvent(window, &event);
-  }
-
-  std::unique_ptr<QMimeData> data_;
   std::binary_semaphore isFarEnough_{0};
   std::binary_semaphore mayGoOn_{0};
   std::jthread reader_;
