@@ -168,7 +168,7 @@ def discovery_rows(probe, collection):
 
 
 def session_rows(bench):
-    """What a playlist costs: how long the main thread is held, or with "stored" until the disk has it. No peer."""
+    """What a playlist costs: how long the player's thread is held, or with "stored" until the disk has it. No peer."""
     output = run(bench, "--benchmark_format=json", "--benchmark_min_time=0.2").stdout
     for entry in json.loads(output)["benchmarks"]:
         if "error_message" in entry:

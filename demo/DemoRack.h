@@ -1,5 +1,6 @@
 #pragma once
-// The demo's devices: simulated hardware whose clock is driven by the real one. Main thread.
+// The demo's devices: simulated hardware whose clock is driven by the real one. Window's thread, on which
+// the demo's player runs, too.
 
 #include <cstddef>
 #include <string>

@@ -1,5 +1,5 @@
 #pragma once
-// The demo's rack as QML sees it: a row a device. Main thread.
+// The demo's rack as QML sees it: a row a device. Window's thread.
 
 #include <QAbstractListModel>
 #include <QtQmlIntegration>

@@ -1,5 +1,5 @@
 #pragma once
-// The demo's second window, the rack. Main thread, under a QGuiApplication.
+// The demo's second window, the rack. Window's thread, under a QGuiApplication.
 
 #include <QRect>
 #include <memory>

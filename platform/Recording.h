@@ -1,5 +1,5 @@
 #pragma once
-// Records what a card plays, at its other end, for comparison with what it should play. Main thread.
+// Records what a card plays, at its other end, for comparison with what it should play. Player's thread.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,5 @@
 #pragma once
-// `tolvane-probe play`: drives the engine through a list of files and prints each published change. Main thread.
+// `tolvane-probe play`: drives the engine through a list of files and prints each published change. Player's thread.
 
 #include <chrono>
 #include <cstdint>

@@ -1,5 +1,6 @@
 #pragma once
-// The commands of tolvane-probe. Main thread; each prints its lines and returns when it is done.
+// The commands of tolvane-probe. Player's thread, which is the process's main thread; each prints its lines and
+// returns when it is done.
 
 #include <span>
 #include <string>

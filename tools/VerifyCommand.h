@@ -1,7 +1,7 @@
 #pragma once
 // `tolvane-probe verify`: plays each file from its beginning to its end and prints a line: the verdict, and whether
 // what the device was given is the file; beside it, with --capture, whether what its other end recorded is the file. A
-// file of which that cannot be said is an error. Main thread.
+// file of which that cannot be said is an error. Player's thread.
 
 #include <cstddef>
 #include <functional>

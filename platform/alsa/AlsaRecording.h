@@ -1,6 +1,6 @@
 #pragma once
-// Records from an ALSA capture PCM, such as the other end of a loopback card. Main thread; a thread of its own reads
-// while it records.
+// Records from an ALSA capture PCM, such as the other end of a loopback card. Player's thread; a thread of its own
+// reads while it records.
 
 #include <alsa/asoundlib.h>
 

@@ -1,6 +1,6 @@
 #pragma once
-// The run loop of a program without a window, with the event loop it needs. Main thread, except post() and quit(). One
-// per process; a program with a window uses QtRunLoop under its own application object.
+// The run loop of a program without a window, with the event loop it needs. For the thread that makes it, except post()
+// and quit(). One per process; a program with a window uses QtRunLoop under its own application object.
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 #pragma once
 // The calls that simulated hardware received, in order and as text ("hog: write", "unit: start"), for tests about
-// order. Main thread. Never changes what the hardware does.
+// order. Player's thread. Never changes what the hardware does.
 
 #include <algorithm>
 #include <cstddef>

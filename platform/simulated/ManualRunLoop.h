@@ -1,6 +1,6 @@
 #pragma once
-// A run loop whose time moves only when a test advances it: thirty seconds of supervision run in a millisecond. Main
-// thread, except post(). Simulated hardware has its own queue, because hardware continues while the main thread sleeps.
+// A run loop whose time moves only when a test advances it: thirty seconds of supervision run in a millisecond. For one
+// thread, except post(). Simulated hardware has its own queue, because hardware continues while that thread sleeps.
 // Never waits for real time; throws std::logic_error if actions keep it busy for ever.
 
 #include <atomic>
@@ -46,7 +46,7 @@ class ManualRunLoop final : public RunLoop {
   /// Advances from event to event until the condition holds; false when `limit` passed before.
   [[nodiscard]] bool advanceUntil(const std::function<bool()>& condition, Duration limit);
 
-  /// Something that the hardware does at that moment, also while the main thread sleeps. The action may post and
+  /// Something that the hardware does at that moment, also while the thread of the loop sleeps. The action may post and
   /// schedule, but not sleep or advance.
   void scheduleHardware(TimePoint when, Action action);
   void scheduleHardwareAfter(Duration delay, Action action) { scheduleHardware(now() + delay, std::move(action)); }
@@ -58,7 +58,7 @@ class ManualRunLoop final : public RunLoop {
   [[nodiscard]] std::size_t pendingTimerCount() const;
   [[nodiscard]] std::size_t postedActionCount() const;
   [[nodiscard]] std::size_t watchedDescriptorCount() const;
-  /// Turns of the main thread so far.
+  /// Turns of the loop so far.
   [[nodiscard]] std::uint64_t turnCount() const { return turnCount_; }
 
  private:
@@ -82,7 +82,7 @@ class ManualRunLoop final : public RunLoop {
   void runTimer();
   void countTurn();
 
-  std::atomic<Duration::rep> now_;  // written by the main thread; post() stamps with it
+  std::atomic<Duration::rep> now_;  // written by the thread of the loop; post() stamps with it
   std::atomic<std::uint64_t> sequence_ = 0;
 
   std::shared_ptr<Queue> timers_;

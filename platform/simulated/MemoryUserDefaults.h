@@ -1,6 +1,6 @@
 #pragma once
 // User defaults that live as long as the object, for tests and the demo; remembers every write, and can be made to
-// store nothing, as on a full disk. Main thread.
+// store nothing, as on a full disk. Player's thread.
 
 #include <map>
 #include <string>

@@ -1,6 +1,6 @@
 #pragma once
-// Audio hardware that follows a script, with any number of devices; time comes from a manual run loop. Main thread.
-// Deterministic; obeys the contract strictly, and counts the resources that its client still holds.
+// Audio hardware that follows a script, with any number of devices; time comes from a manual run loop. Player's
+// thread. Deterministic; obeys the contract strictly, and counts the resources that its client still holds.
 
 #include <map>
 #include <memory>

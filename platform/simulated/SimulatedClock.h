@@ -1,6 +1,6 @@
 #pragma once
 // How far a simulated device has played: frames as a function of time, at a given speed, from ring to ear.
-// Main thread. Pure arithmetic; schedules nothing. Exact to a frame over months.
+// Player's thread. Pure arithmetic; schedules nothing. Exact to a frame over months.
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #pragma once
 // A simulated device and its streams: the script's live actions, and the property values that follow from them.
-// Main thread. Made and kept by SimulatedAudioHardware, also while it is unplugged; its ids stay.
+// Player's thread. Made and kept by SimulatedAudioHardware, also while it is unplugged; its ids stay.
 
 #include <cstddef>
 #include <expected>

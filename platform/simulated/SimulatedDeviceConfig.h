@@ -1,6 +1,6 @@
 #pragma once
-// The script of a simulated device: what it is and how it behaves. Plain values, for the main thread; a test writes
-// down only what matters to it, the rest is an ordinary USB DAC.
+// The script of a simulated device: what it is and how it behaves. Plain values for the player's thread; a test
+// states only what matters to it, the rest is an ordinary USB DAC.
 
 #include <cstdint>
 #include <map>

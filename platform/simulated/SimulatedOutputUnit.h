@@ -1,7 +1,7 @@
 #pragma once
 // An output unit of simulated hardware: pulls a period at a time into a ring of a few and "plays" it on the manual
-// clock. Everything happens on the main thread, the render callback in hardware events of the run loop: never inside a
-// call. Made by SimulatedAudioHardware, which outlives it.
+// clock. Everything happens on the player's thread, the render callback in hardware events of the run loop: never inside
+// a call. Made by SimulatedAudioHardware, which outlives it.
 
 #include <cstddef>
 #include <string_view>

@@ -1,6 +1,6 @@
 #pragma once
 // The script of failures in an output unit's life: which stage fails, with which status, how often.
-// Main thread. A plain record; knows nothing of units.
+// Player's thread. A plain record; knows nothing of units.
 
 #include <array>
 #include <cstddef>

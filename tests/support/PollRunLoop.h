@@ -1,6 +1,6 @@
 #pragma once
 // A run loop on real time and poll(2), for programs that test real devices. Tests that need no device use the manual
-// run loop. The thread that makes it is its main thread.
+// run loop. For the thread that makes it, except post().
 
 #include <cstdint>
 #include <list>

@@ -28,7 +28,7 @@ TEST(LowPriorityWorkers, WorkOnAnotherThreadBehindEverybodyElse) {
   const auto [thread, niceness] = seen.get_future().get();
   EXPECT_NE(thread, std::this_thread::get_id());
   EXPECT_EQ(niceness, std::max(10, before));
-  EXPECT_EQ(getpriority(PRIO_PROCESS, 0), before) << "the main thread keeps its own";
+  EXPECT_EQ(getpriority(PRIO_PROCESS, 0), before) << "the test's thread keeps its own";
 }
 
 TEST(LowPriorityWorkers, BeginWithWhatWasAskedForLast) {

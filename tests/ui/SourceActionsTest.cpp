@@ -84,7 +84,7 @@ TEST_F(Sources, AFolderIsLoadedOnceItHasBeenSearched) {
   settle();
   EXPECT_THAT(loaded, IsEmpty());
   finishSearch(0);
-  EXPECT_THAT(loaded, IsEmpty()) << "results arrive in a turn of the main thread";
+  EXPECT_THAT(loaded, IsEmpty()) << "results arrive in a turn of the window's thread";
   settle();
   EXPECT_THAT(loaded, ElementsAre(ElementsAre(folder.url("A/a.wav"))));
 }

@@ -1,5 +1,5 @@
 #pragma once
-// A portal that opens files and counts its callers. It is there as long as the object. Main thread.
+// A portal that opens files and counts its callers. It is there as long as the object. The test's thread.
 
 #include <QDBusConnection>
 #include <QObject>

@@ -1,5 +1,5 @@
 #pragma once
-// A tray that records which items register. It is there as long as the object. Main thread.
+// A tray that records which items register. It is there as long as the object. The test's thread.
 
 #include <QDBusConnection>
 #include <QObject>

@@ -1,5 +1,5 @@
 #pragma once
-// Keeps the arguments of every signal that arrives over the bus. Main thread.
+// Keeps the arguments of every signal that arrives over the bus. The test's thread.
 
 #include <QDBusConnection>
 #include <QDBusMessage>

@@ -1,5 +1,5 @@
 #pragma once
-// Worlds of the fault campaign, one after the other, until the hours are done. Main thread.
+// Worlds of the fault campaign, one after the other, until the hours are done. The test's thread.
 // Never continues after a failure: the first one ends the campaign, with what is needed to reproduce it.
 
 #include <cstdint>

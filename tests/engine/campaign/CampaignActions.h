@@ -1,6 +1,6 @@
 #pragma once
 // What happens in a world of the campaign: weighted draws of what a user does and of what befalls the hardware.
-// Main thread. Draws only from the world's own random numbers.
+// The test's thread. Draws only from the world's own random numbers.
 
 #include <span>
 #include <string>

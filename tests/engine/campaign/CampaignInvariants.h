@@ -1,6 +1,6 @@
 #pragma once
 // What must hold in every world of the campaign: at each publication, after each turn that changed something, after
-// each step. Main thread. Looks at the player's published state and at the hardware; never at the engine's inside.
+// each step. The test's thread. Looks at the player's published state and at the hardware, never into the engine.
 
 #include <vector>
 

@@ -1,5 +1,5 @@
 #pragma once
-// What the command line of a campaign asks for. Main thread.
+// What the command line of a campaign asks for. The test's thread.
 
 #include <cstdint>
 

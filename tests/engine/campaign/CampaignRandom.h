@@ -1,6 +1,6 @@
 #pragma once
 // Draws for the fault campaign: the same seed gives the same draws with every compiler and library.
-// Main thread. Never seeded from a clock.
+// The test's thread. Never seeded from a clock.
 
 #include <array>
 #include <cmath>

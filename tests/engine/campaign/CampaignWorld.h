@@ -1,6 +1,6 @@
 #pragma once
 // One world of the fault campaign: clock, hardware, files and a player, and what the campaign knows of them without
-// asking the player. Main thread. Everything in it follows from its seed.
+// asking the player. The test's thread. Everything in it follows from its seed.
 
 #include <cstdint>
 #include <deque>
@@ -59,7 +59,7 @@ class CampaignWorld {
   /// Seed, step, simulated time and the last actions.
   [[nodiscard]] std::string report() const;
 
-  /// The hardware does that later, also while the main thread sleeps. Nothing happens any more once the world ends.
+  /// The hardware does that later, also while the player's thread sleeps. Nothing happens any more once the world ends.
   void later(RunLoop::Duration delay, std::function<void()> event);
 
   void makePlayer();

@@ -1,6 +1,6 @@
 #pragma once
 // Whether the path from file to device is bit-perfect in truth: found from the simulated devices' own state, by rules
-// written down a second time. Main thread. Never calls the engine's own judgement.
+// written down a second time. The test's thread. Never calls the engine's own judgement.
 
 #include <optional>
 #include <string>

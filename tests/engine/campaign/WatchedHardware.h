@@ -1,6 +1,6 @@
 #pragma once
 // Stands between the player and simulated hardware and follows every frame: where each run of a unit begins, what it
-// was handed, what was heard when it stopped. Main thread, as simulated units are. Changes nothing on the way.
+// was handed, what was heard when it stopped. Player's thread, as simulated units are. Changes nothing on the way.
 
 #include <functional>
 #include <memory>

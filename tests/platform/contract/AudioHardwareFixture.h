@@ -1,6 +1,6 @@
 #pragma once
 // What an adapter supplies to be tested by the contract suite: its hardware, one output device that no other program
-// uses, and time that passes with the run loop running. Main thread.
+// uses, and time that passes with the run loop running. The test's thread.
 
 #include <functional>
 #include <memory>

@@ -1,6 +1,6 @@
 #pragma once
 // The vocabulary of the contract suite: reading and writing properties of the device under test, and a unit with a
-// callback that counts. Main thread, except CountingSource::render.
+// callback that counts. The test's thread, except CountingSource::render.
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
 #pragma once
-// A bus of the test's own, and other programs on it that reserve cards, well behaved or not. The test's thread is the
-// main thread; each other program lives on a thread of its own, so that it answers while the main thread waits.
+// A bus of the test's own, and other programs on it that reserve cards, well behaved or not. For the
+// test's thread; each other program lives on a thread of its own, so that it answers while the test's thread waits.
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -18,7 +18,7 @@
 
 namespace tolvane::test {
 
-/// Runs the main thread's events until the condition holds. False after ten seconds, which only a failure takes.
+/// Runs the events of the test's thread until the condition holds. False after ten seconds, which only a failure takes.
 bool eventually(const std::function<bool()>& condition);
 
 /// A dbus-daemon that is ready when the constructor returns, and gone when it is killed or destroyed.
@@ -62,7 +62,7 @@ class OtherProgram : private QDBusVirtualObject {
   /// RequestName; true when the card is its now.
   bool take(int card, bool replaces = false);
   void drop(int card);
-  /// Queries the owner of the card; the answer comes while the main thread runs its events. Nothing: an error.
+  /// Queries the owner of the card; the answer comes while the test's thread runs its events. Nothing: an error.
   std::optional<bool> requestRelease(int card, const QVariant& priority);
   /// A property of the reservation, as its owner reports it.
   std::optional<QVariant> property(int card, const QString& name);

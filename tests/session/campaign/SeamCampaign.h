@@ -1,5 +1,5 @@
 #pragma once
-// Worlds of the campaign over the seam, one after the other. Main thread. Ends with the first failure.
+// Worlds of the campaign over the seam, one after the other. The test's thread. Ends with the first failure.
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,6 @@
 #pragma once
 // The user at the window: draws what they do through the proxy, and knows from that alone what the window must show at
-// once, what it must never show, and where both sides must be once everything has arrived. Main thread.
+// once, what it must never show, and where both sides must be once everything has arrived. The test's thread.
 
 #include <map>
 #include <optional>

@@ -1,7 +1,7 @@
 #pragma once
 // A world of the fault campaign whose player is reached over the seam: a session behind its host on the world's run
 // loop, a proxy on a run loop of its own that goes on while the player's thread sleeps, and random delays between the
-// two, in the background work and in the player's thread itself. Main thread. Everything in it follows from its seed.
+// two, in the background work and in the player's thread itself. The test's thread. Its seed determines everything in it.
 
 #include <map>
 #include <memory>

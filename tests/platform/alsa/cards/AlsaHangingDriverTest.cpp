@@ -1,5 +1,5 @@
 // A device and its unit over a PCM whose driver does not return. The test's own thread lets the driver hang and come
-// back; what the main thread of a player does, it has done on another one while it hangs.
+// back; while it hangs, another thread does what the player's thread does.
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -107,7 +107,7 @@ class AlsaHangingDriver : public testing::Test, public AlsaOutputUnit::Host {
     source_.reset();
   }
 
-  /// What the action gives while the driver hangs there, once the main thread has waited long enough.
+  /// What the action gives while the driver hangs there, once the player's thread has waited long enough.
   template <typename Action>
   auto leavingBehind(ScriptedPcm::Place place, Action action) {
     pcm_.hang(place);
@@ -123,7 +123,7 @@ class AlsaHangingDriver : public testing::Test, public AlsaOutputUnit::Host {
     pcm_.letGo();
     settle();
   }
-  /// Until the main thread knows of it: the last thing that a call does is to post that.
+  /// Until the player's thread knows of it: the last thing that a call does is to post that.
   void settle() {
     for (const int before = settled_; settled_ == before; runLoop_.runUntilIdle()) std::this_thread::yield();
     EXPECT_FALSE(device_->calls().isHeldUp());

@@ -1,6 +1,6 @@
 #pragma once
 // A driver's channel maps in the place of the kernel's, of a PCM and by its card's control: this program's own
-// functions, which the linker takes before alsa-lib's. Main thread.
+// functions, which the linker takes before alsa-lib's. The test's thread.
 
 #include <alsa/asoundlib.h>
 

@@ -1,5 +1,6 @@
 #pragma once
-// A desktop in memory: simulated cards, a scripted sound server over them, and the device layer over both. Main thread.
+// A desktop in memory: simulated cards, a scripted sound server over them, and the device layer over both.
+// The test's thread.
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 // A sound server that follows a script, over the cards of simulated hardware. A card that it plays on cannot be taken
-// until its profile is off or its sink is suspended, as with the real one. Main thread; manual time.
+// until its profile is off or its sink is suspended, as with the real one. The test's thread; manual time.
 
 #include <array>
 #include <chrono>

@@ -1,6 +1,6 @@
 #pragma once
 // A stream of the scripted server: renders a quantum of frames at a time as the manual time passes, and gets into the
-// trouble that the script says. Main thread, which also is the thread of the render callback.
+// trouble that the script says. Player's thread, which also is the thread of the render callback.
 
 #include <cstdint>
 #include <functional>
