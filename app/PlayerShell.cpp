@@ -17,6 +17,7 @@
 #include "app/shell/MediaControls.h"
 #include "app/shell/WindowResizer.h"
 #include "platform/BackgroundRequest.h"
+#include "platform/WeakSelf.h"
 
 namespace tolvane {
 
@@ -59,7 +60,7 @@ struct PlayerShell::Implementation {
 
   std::list<BackgroundRequest<bool>> questions;  ///< whether a file is there
   bool isMenuUpdateScheduled = false;
-  std::shared_ptr<Implementation*> self = std::make_shared<Implementation*>(this);  // posted work holds it weakly
+  WeakSelf<Implementation> self{this};
   Subscription menuSubscription;
   Subscription musicSubscription;
 };
@@ -123,12 +124,10 @@ bool PlayerShell::Implementation::perform(std::string_view action, const std::st
 void PlayerShell::Implementation::scheduleMenuUpdate() {
   if (isMenuUpdateScheduled) return;
   isMenuUpdateScheduled = true;
-  services.runLoop.post([weak = std::weak_ptr(self)] {
-    const auto held = weak.lock();
-    if (!held) return;
-    (*held)->isMenuUpdateScheduled = false;
-    (*held)->tray.setMenu((*held)->delegate.playerSystemMenu());
-  });
+  services.runLoop.post(self.bind([](Implementation& shell) {
+    shell.isMenuUpdateScheduled = false;
+    shell.tray.setMenu(shell.delegate.playerSystemMenu());
+  }));
 }
 
 void PlayerShell::Implementation::followMusic(MusicStore& music) {
@@ -154,9 +153,8 @@ void PlayerShell::Implementation::openWhereItIsThere(const FileURL& file, const 
                   [this, question, file, answer](bool isThere) {
                     if (isThere) services.sources.openFiles({&file, 1});
                     answer(isThere);
-                    services.runLoop.post([weak = std::weak_ptr(self), question] {
-                      if (const auto held = weak.lock()) (*held)->questions.erase(question);
-                    });
+                    services.runLoop.post(
+                        self.bind([question](Implementation& shell) { shell.questions.erase(question); }));
                   });
 }
 

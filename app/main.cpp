@@ -25,6 +25,7 @@
 #include "platform/AudioFormats.h"
 #include "platform/DeviceCalls.h"
 #include "platform/PrintableText.h"
+#include "platform/WeakSelf.h"
 #include "platform/alsa/AlsaAudioHardware.h"
 #include "platform/codecs/SystemAudioFileServices.h"
 #include "platform/desktop/ProcessStart.h"
@@ -95,23 +96,20 @@ struct Player {
   Log& log;
   SessionLink& link;
   PlayersWaits& waits;
-  std::shared_ptr<int> isThere = std::make_shared<int>();  ///< posted work holds it weakly
+  WeakSelf<Player> self{this};
   DeviceCalls calls{runLoop, log};
   RealtimeScheduling realtime{runLoop, log};
   SessionBusReservation reservation{runLoop, log};
-  AlsaAudioHardware direct{runLoop,      log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); },
-                           &reservation, {},  &calls};
+  AlsaAudioHardware cardHardware{runLoop,      log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); },
+                                 &reservation, {},  &calls};
 #ifdef TOLVANE_HAS_PIPEWIRE
-  PipeWireAudioHardware hardware{runLoop, log, direct, &calls};
+  PipeWireAudioHardware hardware{runLoop, log, cardHardware, &calls};
 #else
-  AudioHardware& hardware = direct;
+  AudioHardware& hardware = cardHardware;
 #endif
   std::shared_ptr<SystemAudioFileServices> files = std::make_shared<SystemAudioFileServices>();
-  SqliteUserDefaults defaults{storageFolder(), log, {.onLoadedLate = [this, weak = std::weak_ptr(isThere)] {
-                                runLoop.post([this, weak] {
-                                  if (!weak.expired()) host.defaultsAreLoaded();
-                                });
-                              }}};
+  RunLoop::Action adoptDefaults = self.bind([](Player& player) { player.host.defaultsAreLoaded(); });
+  SqliteUserDefaults defaults{storageFolder(), log, {.onLoadedLate = [this] { runLoop.post(adoptDefaults); }}};
   std::shared_ptr<SystemFileBookmarks> bookmarks = std::make_shared<SystemFileBookmarks>();
   SessionHost host{{.hardware = hardware,
                     .files = *files,

@@ -48,9 +48,9 @@ void OutputSupervision::installOutputPropertyObservers(AudioObjectID deviceID) {
 void OutputSupervision::observeAudioProperty(AudioObjectID objectID, const AudioObjectPropertyAddress& address,
                                              std::uint64_t generation) {
   if (!machine_.services().hardware.hasProperty(objectID, address)) return;
-  auto listener = [weak = std::weak_ptr(self_), generation](const AudioObjectPropertyAddress& changed) {
-    if (const auto self = weak.lock()) (*self)->handleOutputPropertyChange(changed.mSelector, generation);
-  };
+  auto listener = self_.bind([generation](OutputSupervision& supervision, const AudioObjectPropertyAddress& changed) {
+    supervision.handleOutputPropertyChange(changed.mSelector, generation);
+  });
   const auto registered = machine_.services().hardware.addPropertyListener(objectID, address, std::move(listener));
   if (!registered)
     machine_.services().logger.standard("Could not observe audio property {}: {}", address.mSelector,

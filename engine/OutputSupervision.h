@@ -13,6 +13,7 @@
 #include "engine/DeviceCondition.h"
 #include "platform/AudioHardware.h"
 #include "platform/RunLoop.h"
+#include "platform/WeakSelf.h"
 
 namespace tolvane {
 
@@ -66,7 +67,7 @@ class OutputSupervision {
   std::vector<AudioHardware::ListenerID> propertyObservations_;
   std::uint64_t outputObservationGeneration_ = 0;  ///< incremented at each removal: older notifications are stale
   /// Expires with this object, so that a notification that was queued before has no effect.
-  std::shared_ptr<OutputSupervision*> self_ = std::make_shared<OutputSupervision*>(this);
+  WeakSelf<OutputSupervision> self_{this};
 
   RunLoop::Timer healthTimer_;
   std::int64_t stableHealthChecks_ = 0;

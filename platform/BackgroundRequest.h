@@ -11,6 +11,7 @@
 
 #include "platform/Background.h"
 #include "platform/RunLoop.h"
+#include "platform/WeakSelf.h"
 
 namespace tolvane {
 
@@ -23,7 +24,7 @@ class BackgroundRequest {
 
   /// The run loop outlives the request, but not its work.
   BackgroundRequest(RunLoop& runLoop, Background background)
-      : runLoop_(runLoop), background_(std::move(background)), self_(std::make_shared<BackgroundRequest*>(this)) {}
+      : runLoop_(runLoop), background_(std::move(background)), self_(this) {}
   ~BackgroundRequest() { cancel(); }
   BackgroundRequest(const BackgroundRequest&) = delete;
   BackgroundRequest& operator=(const BackgroundRequest&) = delete;
@@ -35,14 +36,12 @@ class BackgroundRequest {
     const auto job = job_ = std::make_shared<Job>();
     job->completion = std::move(completion);
     job->runLoop = &runLoop_;
-    background_([job, work = std::move(work), owner = std::weak_ptr(self_)] {
+    background_([job, work = std::move(work), finish = self_.bind(&BackgroundRequest::finish)] {
       auto result = work();
       const std::lock_guard lock(job->mutex);
       if (!job->runLoop) return;
       job->result = std::move(result);
-      job->runLoop->post([job, owner] {
-        if (const auto self = owner.lock()) (*self)->finish(job);
-      });
+      job->runLoop->post([job, finish] { finish(job); });
     });
     finish(job);
   }
@@ -79,7 +78,7 @@ class BackgroundRequest {
   RunLoop& runLoop_;
   const Background background_;
   std::shared_ptr<Job> job_;  ///< null without a request
-  std::shared_ptr<BackgroundRequest*> self_;
+  WeakSelf<BackgroundRequest> self_;
 };
 
 }  // namespace tolvane

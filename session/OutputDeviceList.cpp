@@ -18,9 +18,7 @@ bool hasOutput(const AudioHardware& hardware, AudioObjectID device) {
 }  // namespace
 
 OutputDeviceList::OutputDeviceList(AudioHardware& hardware, std::function<void(AudioObjectID)> setOutputDevice)
-    : hardware_(hardware),
-      setOutputDevice_(std::move(setOutputDevice)),
-      self_(std::make_shared<OutputDeviceList*>(this)) {}
+    : hardware_(hardware), setOutputDevice_(std::move(setOutputDevice)), self_(this) {}
 
 OutputDeviceList::~OutputDeviceList() {
   if (listener_) hardware_.removePropertyListener(*listener_);
@@ -29,10 +27,9 @@ OutputDeviceList::~OutputDeviceList() {
 void OutputDeviceList::start() {
   loadAudioDevices();
   if (listener_) return;
-  auto listener = hardware_.addPropertyListener(kAudioObjectSystemObject, deviceListAddress,
-                                                [weak = std::weak_ptr(self_)](const AudioObjectPropertyAddress&) {
-                                                  if (const auto self = weak.lock()) (*self)->loadAudioDevices();
-                                                });
+  auto listener =
+      hardware_.addPropertyListener(kAudioObjectSystemObject, deviceListAddress,
+                                    self_.bind([](OutputDeviceList& list, const auto&) { list.loadAudioDevices(); }));
   if (listener) listener_ = *listener;
 }
 

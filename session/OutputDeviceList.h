@@ -3,12 +3,12 @@
 // the device differs, so that devices that come or go do not interrupt the music.
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <vector>
 
 #include "engine/Published.h"
 #include "platform/AudioHardware.h"
+#include "platform/WeakSelf.h"
 #include "session/AudioDevice.h"
 
 namespace tolvane {
@@ -45,7 +45,7 @@ class OutputDeviceList {
   Published<std::vector<AudioDevice>> devices_;
   Published<std::optional<AudioDevice>> selectedDevice_;
   std::optional<AudioHardware::ListenerID> listener_;
-  std::shared_ptr<OutputDeviceList*> self_;  // a notification may arrive after its property listener was removed
+  WeakSelf<OutputDeviceList> self_;  // a notification may arrive after its property listener was removed
 };
 
 }  // namespace tolvane

@@ -85,9 +85,7 @@ SessionHost::SessionHost(const Services& services, SessionLink& link)
   setExclusiveAccessEnabled(defaults_.value<bool>(exclusiveAccessKey).value_or(false));
   devices_.start();
   publish();
-  link_.connectPlayer(runLoop_, [weak = std::weak_ptr(self_)] {
-    if (const auto self = weak.lock()) (*self)->executeNextCommand();
-  });
+  link_.connectPlayer(runLoop_, self_.bind(&SessionHost::executeNextCommand));
 }
 
 SessionHost::~SessionHost() { link_.disconnectPlayer(); }
@@ -114,7 +112,7 @@ void SessionHost::executeNextCommand() {
 }
 
 void SessionHost::schedulePublication() {
-  if (!std::exchange(isPublicationScheduled_, true)) postWhileAlive(&SessionHost::publish);
+  if (!std::exchange(isPublicationScheduled_, true)) runLoop_.post(self_.bind(&SessionHost::publish));
 }
 
 void SessionHost::publish() {
@@ -176,12 +174,6 @@ SessionState SessionHost::state() const {
   state.isSaved = defaults_.isLoaded();
   state.lastCommand = lastCommand_;
   return state;
-}
-
-void SessionHost::postWhileAlive(void (SessionHost::*work)()) {
-  runLoop_.post([weak = std::weak_ptr(self_), work] {
-    if (const auto self = weak.lock()) ((*self)->*work)();
-  });
 }
 
 }  // namespace tolvane

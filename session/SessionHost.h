@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "platform/UserDefaults.h"
+#include "platform/WeakSelf.h"
 #include "session/OutputDeviceList.h"
 #include "session/PlayerSession.h"
 #include "session/SessionLink.h"
@@ -51,7 +52,6 @@ class SessionHost {
   void diagnose();
   [[nodiscard]] SessionState state() const;
   void setExclusiveAccessEnabled(bool enabled);
-  void postWhileAlive(void (SessionHost::*work)());
 
   UserDefaults& defaults_;
   RunLoop& runLoop_;
@@ -67,7 +67,7 @@ class SessionHost {
   std::shared_ptr<const PathDiagnostics> diagnostics_;  ///< null unless the window requests it
 
   // Last, so that they end before the state they act on.
-  std::shared_ptr<SessionHost*> self_ = std::make_shared<SessionHost*>(this);  ///< posted work holds it weakly
+  WeakSelf<SessionHost> self_{this};
   Subscription changes_;
   RunLoop::Timer progressTimer_;     ///< while a track is prepared
   RunLoop::Timer diagnosticsTimer_;  ///< while the window requests diagnostics

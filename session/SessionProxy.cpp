@@ -17,9 +17,7 @@ constexpr auto noticeableWait = std::chrono::seconds(1);
 
 SessionProxy::SessionProxy(SessionLink& link, RunLoop& runLoop, Waiting waiting)
     : link_(link), runLoop_(runLoop), waiting_(std::move(waiting)) {
-  link_.connectWindow(runLoop_, [weak = std::weak_ptr(self_)] {
-    if (const auto self = weak.lock()) (*self)->adoptState();
-  });
+  link_.connectWindow(runLoop_, self_.bind(&SessionProxy::adoptState));
 }
 
 SessionProxy::~SessionProxy() { link_.disconnectWindow(); }
@@ -29,12 +27,7 @@ std::optional<FileURL> SessionProxy::currentTrackURL() const {
   return track != nullptr ? std::optional(track->url) : std::nullopt;
 }
 
-Subscription SessionProxy::onChange(Observer observer) const {
-  auto held = std::make_shared<const Observer>(std::move(observer));
-  std::erase_if(observers_, [](const auto& known) { return known.expired(); });
-  observers_.push_back(held);
-  return Subscription(std::move(held));
-}
+Subscription SessionProxy::onChange(Observer observer) const { return observers_.subscribe(std::move(observer)); }
 
 void SessionProxy::playTrack(std::int64_t row, double fraction) {
   const PlaylistTrack* track = state_.tracks.entryAt(row);
@@ -123,10 +116,7 @@ void SessionProxy::show() {
   const SessionState before = std::exchange(state_, std::move(now));
   keepTime();
   if (before == state_) return;
-  const auto observers = observers_;
-  for (const auto& known : observers) {
-    if (const auto observer = known.lock()) (*observer)(before, state_);
-  }
+  observers_.notify(before, state_);
 }
 
 void SessionProxy::keepTime() {

@@ -10,8 +10,9 @@
 #include <span>
 #include <string>
 
-#include "engine/Published.h"
+#include "engine/Observers.h"
 #include "platform/RunLoop.h"
+#include "platform/WeakSelf.h"
 #include "session/SessionLink.h"
 
 namespace tolvane {
@@ -110,10 +111,10 @@ class SessionProxy {
   std::deque<Sent> unanswered_;
   std::uint64_t lastNumber_ = 0;
   SessionState state_;
-  mutable std::vector<std::weak_ptr<const Observer>> observers_;  // in order of subscription
+  mutable Observers<SessionState, SessionState> observers_;
 
   // Last, so that they end before the state they act on.
-  std::shared_ptr<SessionProxy*> self_ = std::make_shared<SessionProxy*>(this);  ///< posted work holds it weakly
+  WeakSelf<SessionProxy> self_{this};
   RunLoop::Timer positionTimer_;  ///< while the clock runs and time is watched
   /// While time is watched and a command is unanswered, or a track plays or is prepared.
   RunLoop::Timer watchTimer_;

@@ -9,38 +9,27 @@ namespace tolvane {
 
 namespace {
 
-template <typename ObserverType>
-Subscription addObserver(std::vector<std::weak_ptr<const ObserverType>>& observers, ObserverType observer) {
-  auto held = std::make_shared<const ObserverType>(std::move(observer));
-  std::erase_if(observers, [](const auto& known) { return known.expired(); });
-  observers.push_back(held);
-  return Subscription(std::move(held));
-}
-
-template <typename ObserverType, typename... Arguments>
-void notify(const std::vector<std::weak_ptr<const ObserverType>>& observers, const Arguments&... arguments) {
-  const auto notified = observers;
-  for (const auto& known : notified)
-    if (const auto observer = known.lock()) (*observer)(arguments...);
-}
-
 bool areInOneFolder(const FileURL& a, const FileURL& b) {
   return std::filesystem::path(a.path()).parent_path() == std::filesystem::path(b.path()).parent_path();
 }
 
 }  // namespace
 
-/// What waits to be read, and where results are handed in. Outlives the store while a task runs, and then takes
-/// nothing.
-struct MusicStore::Mailbox {
+/// What waits to be read. Outlives the store while a task runs, and then is empty.
+struct MusicStore::Queue {
   std::mutex mutex;
   // Guarded by mutex:
   std::vector<FileURL> waiting;   ///< the last one is next
   std::optional<FileURL> urgent;  ///< read before them
   std::stop_source stop;          ///< another one after clear()
-  RunLoop* runLoop = nullptr;     ///< null once the store is gone
 
-  MusicStore* store = nullptr;  // window's thread; null once the store is gone
+  /// Drops all that waits, and the results of what is being read. REQUIRES: the lock.
+  void clear() {
+    stop.request_stop();
+    stop = {};
+    waiting.clear();
+    urgent.reset();
+  }
 
   std::optional<FileURL> takeNext() {
     if (urgent) return std::exchange(urgent, std::nullopt);
@@ -52,19 +41,15 @@ struct MusicStore::Mailbox {
 };
 
 MusicStore::MusicStore(RunLoop& runLoop, Source source)
-    : source_(std::move(source)), mailbox_(std::make_shared<Mailbox>()), coverRequest_(runLoop, source_.background) {
-  mailbox_->runLoop = &runLoop;
-  mailbox_->store = this;
-}
+    : source_(std::move(source)),
+      queue_(std::make_shared<Queue>()),
+      mailbox_(runLoop, *this),
+      coverRequest_(runLoop, source_.background) {}
 
 MusicStore::~MusicStore() {
   coverStop_.request_stop();
-  mailbox_->store = nullptr;
-  const std::lock_guard lock(mailbox_->mutex);
-  mailbox_->stop.request_stop();
-  mailbox_->waiting.clear();
-  mailbox_->urgent.reset();
-  mailbox_->runLoop = nullptr;
+  const std::lock_guard lock(queue_->mutex);
+  queue_->clear();
 }
 
 void MusicStore::load(const FileURL& url) {
@@ -72,14 +57,14 @@ void MusicStore::load(const FileURL& url) {
   if (!source_.tags) return finish(url, tagsOfTrack({}, url));
   const bool isUrgent = url == current_;
   {
-    const std::lock_guard lock(mailbox_->mutex);
-    auto& waiting = mailbox_->waiting;
+    const std::lock_guard lock(queue_->mutex);
+    auto& waiting = queue_->waiting;
     if (!loading_.insert(url).second) {
       if (!isUrgent || std::erase(waiting, url) == 0) return;  // a reader has it already
     }
     if (isUrgent) {
-      if (mailbox_->urgent) waiting.push_back(*mailbox_->urgent);
-      mailbox_->urgent = url;
+      if (queue_->urgent) waiting.push_back(*queue_->urgent);
+      queue_->urgent = url;
     } else {
       waiting.push_back(url);
     }
@@ -88,27 +73,27 @@ void MusicStore::load(const FileURL& url) {
       waiting.erase(waiting.begin());
     }
   }
-  source_.background([mailbox = mailbox_, source = source_] { readNext(mailbox, source); });
+  source_.background(
+      [queue = queue_, source = source_, address = mailbox_.address()] { readNext(*queue, source, address); });
 }
 
-void MusicStore::readNext(const std::shared_ptr<Mailbox>& mailbox, const Source& source) {
-  std::unique_lock lock(mailbox->mutex);
-  const auto url = mailbox->takeNext();
-  const auto stop = mailbox->stop.get_token();
+void MusicStore::readNext(Queue& queue, const Source& source, const Mailbox<MusicStore>::Address& address) {
+  std::unique_lock lock(queue.mutex);
+  const auto url = queue.takeNext();
+  const auto stop = queue.stop.get_token();
   lock.unlock();
   if (!url) return;
   auto tags = source.tags(*url, stop);
-  lock.lock();
-  if (mailbox->runLoop == nullptr || stop.stop_requested()) return;
-  mailbox->runLoop->post([mailbox, stop, url = *url, tags = std::move(tags)]() mutable {
-    if (mailbox->store != nullptr && !stop.stop_requested()) mailbox->store->finish(url, std::move(tags));
+  if (stop.stop_requested()) return;
+  address.deliver([stop, url = *url, tags = std::move(tags)](MusicStore& store) mutable {
+    if (!stop.stop_requested()) store.finish(url, std::move(tags));
   });
 }
 
 void MusicStore::finish(const FileURL& url, MusicTags tags) {
   loading_.erase(url);
   remember(url, std::move(tags));
-  notify(observers_, url);
+  observers_.notify(url);
 }
 
 void MusicStore::remember(const FileURL& url, MusicTags tags) {
@@ -145,16 +130,13 @@ void MusicStore::readCover(const FileURL& url) {
 void MusicStore::adoptCover(CoverPointer cover) {
   if (cover == cover_ || (cover && cover_ && *cover == *cover_)) return;
   cover_ = std::move(cover);
-  notify(coverObservers_);
+  coverObservers_.notify();
 }
 
 void MusicStore::clear() {
   {
-    const std::lock_guard lock(mailbox_->mutex);
-    mailbox_->stop.request_stop();
-    mailbox_->stop = {};
-    mailbox_->waiting.clear();
-    mailbox_->urgent.reset();
+    const std::lock_guard lock(queue_->mutex);
+    queue_->clear();
   }
   loading_.clear();
   known_.clear();
@@ -167,10 +149,10 @@ const MusicTags* MusicStore::tags(const FileURL& url) const {
   return found != known_.end() ? &found->second : nullptr;
 }
 
-Subscription MusicStore::onChange(Observer observer) const { return addObserver(observers_, std::move(observer)); }
+Subscription MusicStore::onChange(Observer observer) const { return observers_.subscribe(std::move(observer)); }
 
 Subscription MusicStore::onCoverChange(CoverObserver observer) const {
-  return addObserver(coverObservers_, std::move(observer));
+  return coverObservers_.subscribe(std::move(observer));
 }
 
 }  // namespace tolvane

@@ -13,9 +13,10 @@
 #include <stop_token>
 #include <vector>
 
-#include "engine/Published.h"
+#include "engine/Observers.h"
 #include "platform/BackgroundRequest.h"
 #include "platform/FileURL.h"
+#include "platform/Mailbox.h"
 #include "platform/MusicTags.h"
 #include "platform/RunLoop.h"
 
@@ -67,15 +68,16 @@ class MusicStore {
   Subscription onCoverChange(CoverObserver observer) const;
 
  private:
-  struct Mailbox;
-  static void readNext(const std::shared_ptr<Mailbox>& mailbox, const Source& source);
+  struct Queue;
+  static void readNext(Queue& queue, const Source& source, const Mailbox<MusicStore>::Address& address);
   void finish(const FileURL& url, MusicTags tags);
   void remember(const FileURL& url, MusicTags tags);
   void readCover(const FileURL& url);
   void adoptCover(CoverPointer cover);
 
   const Source source_;
-  const std::shared_ptr<Mailbox> mailbox_;
+  const std::shared_ptr<Queue> queue_;
+  Mailbox<MusicStore> mailbox_;
   std::set<FileURL> loading_;
   std::map<FileURL, MusicTags> known_;
   std::deque<FileURL> order_;  ///< of those that are known, the oldest first
@@ -85,8 +87,8 @@ class MusicStore {
   std::stop_source coverStop_;
   CoverPointer cover_;
 
-  mutable std::vector<std::weak_ptr<const Observer>> observers_;
-  mutable std::vector<std::weak_ptr<const CoverObserver>> coverObservers_;
+  mutable Observers<FileURL> observers_;
+  mutable Observers<> coverObservers_;
 };
 
 }  // namespace tolvane

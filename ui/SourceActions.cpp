@@ -1,7 +1,6 @@
 #include "ui/SourceActions.h"
 
 #include <algorithm>
-#include <mutex>
 #include <utility>
 
 #include "session/AudioFileDiscovery.h"
@@ -10,43 +9,14 @@
 
 namespace tolvane {
 
-/// Where searches hand in their results. Outlives its owner while a search is under way, and then takes nothing.
-struct SourceActions::Mailbox {
-  std::mutex mutex;
-  RunLoop* runLoop;      // guarded by mutex; null once the owner is gone
-  SourceActions* owner;  // window's thread
-
-  /// With files, or with the reason why there are none.
-  void deliver(std::vector<FileURL> found, PlaylistPlace place, std::string reason, const std::stop_token& discovery,
-               const std::shared_ptr<Mailbox>& self) {
-    const std::lock_guard lock(mutex);
-    if (!runLoop) return;
-    runLoop->post([self, discovery, place, found = std::move(found), reason = std::move(reason)] {
-      // A stop was requested when a newer search or choice took over, or when the owner was destroyed.
-      if (discovery.stop_requested()) return;
-      if (!found.empty())
-        self->owner->loadPlaylist(found, place);
-      else
-        self->owner->setNotice(reason);
-    });
-  }
-};
-
 SourceActions::SourceActions(RunLoop& runLoop, Load load, Background background, Report report)
     : load_(std::move(load)),
       background_(std::move(background)),
       report_(std::move(report)),
-      mailbox_(std::make_shared<Mailbox>()),
-      saving_(runLoop, background_, [this](std::string outcome) { setNotice(std::move(outcome)); }) {
-  mailbox_->runLoop = &runLoop;
-  mailbox_->owner = this;
-}
+      mailbox_(runLoop, *this),
+      saving_(runLoop, background_, [this](std::string outcome) { setNotice(std::move(outcome)); }) {}
 
-SourceActions::~SourceActions() {
-  activeAudioDiscovery_.request_stop();
-  const std::lock_guard lock(mailbox_->mutex);
-  mailbox_->runLoop = nullptr;
-}
+SourceActions::~SourceActions() { activeAudioDiscovery_.request_stop(); }
 
 void SourceActions::openFiles(std::span<const FileURL> urls, PlaylistPlace place) {
   const auto files = sortedSupportedAudioFiles(urls);
@@ -73,10 +43,18 @@ void SourceActions::discoverAndLoadAudioFiles(std::vector<FileURL> urls, Playlis
   activeAudioDiscovery_.request_stop();
   activeAudioDiscovery_ = std::stop_source();
   setNotice({});
-  background_([urls = std::move(urls), place, discovery = activeAudioDiscovery_.get_token(), mailbox = mailbox_] {
+  background_([urls = std::move(urls), place, discovery = activeAudioDiscovery_.get_token(),
+               address = mailbox_.address()] {
     auto found = collectSupportedAudioFiles(urls, discovery);
     auto reason = found.empty() && !discovery.stop_requested() ? nothingToPlay(urls) : std::string();
-    mailbox->deliver(std::move(found), place, std::move(reason), discovery, mailbox);
+    address.deliver([discovery, place, found = std::move(found), reason = std::move(reason)](SourceActions& actions) {
+      // A stop was requested when a newer search or choice took over.
+      if (discovery.stop_requested()) return;
+      if (!found.empty())
+        actions.loadPlaylist(found, place);
+      else
+        actions.setNotice(reason);
+    });
   });
 }
 

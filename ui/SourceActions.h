@@ -4,7 +4,6 @@
 // the result of an older, slower one is discarded.
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <span>
 #include <stop_token>
@@ -13,6 +12,7 @@
 
 #include "platform/Background.h"
 #include "platform/FileURL.h"
+#include "platform/Mailbox.h"
 #include "platform/RunLoop.h"
 #include "ui/playlist/PlaylistPlace.h"
 #include "ui/playlist/PlaylistSaving.h"
@@ -47,7 +47,6 @@ class SourceActions {
   void onNotice(std::function<void()> observer) { noticeObserver_ = std::move(observer); }
 
  private:
-  struct Mailbox;
   void discoverAndLoadAudioFiles(std::vector<FileURL> urls, PlaylistPlace place);
   void loadPlaylist(std::span<const FileURL> urls, PlaylistPlace place);
   void setNotice(std::string notice);
@@ -57,7 +56,7 @@ class SourceActions {
   const Report report_;
   std::string notice_;
   std::function<void()> noticeObserver_;
-  std::shared_ptr<Mailbox> mailbox_;
+  Mailbox<SourceActions> mailbox_;
   std::stop_source activeAudioDiscovery_{std::nostopstate};
   PlaylistSaving saving_;
 };

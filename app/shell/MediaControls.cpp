@@ -23,7 +23,6 @@ std::int64_t microseconds(double seconds) {
 
 MediaControls::MediaControls(SessionProxy& session, RunLoop& runLoop, OpenFile openFile)
     : session_(session), runLoop_(runLoop), openFile_(std::move(openFile)) {
-  self_ = std::make_shared<MediaControls*>(this);
   announced_ = state();
   latestSeconds_ = session_.state().position;
   latestAt_ = runLoop_.now();
@@ -71,9 +70,7 @@ void MediaControls::sessionHasChanged() {
 void MediaControls::scheduleAnnouncement() {
   if (isScheduled_) return;
   isScheduled_ = true;
-  runLoop_.post([weak = std::weak_ptr(self_)] {
-    if (const auto self = weak.lock()) (*self)->announce();
-  });
+  runLoop_.post(self_.bind(&MediaControls::announce));
 }
 
 void MediaControls::announce() {

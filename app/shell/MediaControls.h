@@ -6,13 +6,13 @@
 #include <cstdint>
 #include <expected>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/MusicTags.h"
 #include "platform/RunLoop.h"
+#include "platform/WeakSelf.h"
 #include "session/SessionProxy.h"
 
 namespace tolvane {
@@ -126,7 +126,7 @@ class MediaControls {
   bool positionIsNew_ = false;
   bool isScheduled_ = false;
 
-  std::shared_ptr<MediaControls*> self_;  // posted work holds it weakly
+  WeakSelf<MediaControls> self_{this};
   Subscription subscription_;
 };
 

@@ -18,17 +18,11 @@ WindowResizer::WindowResizer(RunLoop& runLoop, UserDefaults& defaults, Frame fra
       frame_(std::move(frame)),
       onWindowAvailable_(std::move(onWindowAvailable)),
       size_(loadSavedWindowSize(defaults)),
-      self_(std::make_shared<WindowResizer*>(this)) {}
+      self_(this) {}
 
-void WindowResizer::make() { postWhileAlive(&WindowResizer::adoptFrame); }
+void WindowResizer::make() { runLoop_.post(self_.bind(&WindowResizer::adoptFrame)); }
 
-void WindowResizer::update() { postWhileAlive(&WindowResizer::followFrame); }
-
-void WindowResizer::postWhileAlive(void (WindowResizer::*work)()) {
-  runLoop_.post([weak = std::weak_ptr(self_), work] {
-    if (const auto self = weak.lock()) ((*self)->*work)();
-  });
-}
+void WindowResizer::update() { runLoop_.post(self_.bind(&WindowResizer::followFrame)); }
 
 void WindowResizer::adoptFrame() {
   if (!frame_()) return;

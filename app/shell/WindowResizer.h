@@ -3,11 +3,11 @@
 // its new size. Half a point is rounding of the layout and is not worth a write.
 
 #include <functional>
-#include <memory>
 #include <optional>
 
 #include "app/shell/WindowSize.h"
 #include "platform/RunLoop.h"
+#include "platform/WeakSelf.h"
 
 namespace tolvane {
 
@@ -32,14 +32,13 @@ class WindowResizer {
  private:
   void adoptFrame();
   void followFrame();
-  void postWhileAlive(void (WindowResizer::*work)());
 
   RunLoop& runLoop_;
   UserDefaults& defaults_;
   const Frame frame_;
   const std::function<void()> onWindowAvailable_;
   WindowSize size_;
-  std::shared_ptr<WindowResizer*> self_;  // posted work holds it weakly
+  WeakSelf<WindowResizer> self_;
 };
 
 }  // namespace tolvane

@@ -15,7 +15,7 @@ AlsaAudioHardware::AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<b
       runLoop_(runLoop),
       log_(log),
       makeRealtime_(std::move(makeRealtime)),
-      self_(std::make_shared<AlsaAudioHardware*>(this)),
+      self_(this),
       ownCalls_(calls == nullptr ? std::make_unique<DeviceCalls>(runLoop, log) : nullptr),
       system_{
           paths,
@@ -23,9 +23,7 @@ AlsaAudioHardware::AlsaAudioHardware(RunLoop& runLoop, Log& log, std::function<b
           calls == nullptr ? *ownCalls_ : *calls,
           reservation,
           [this](AudioObjectID object, FourCharCode selector) { listeners().notify(object, globalAddress(selector)); },
-          [weak = std::weak_ptr(self_)](int card) {
-            if (const auto self = weak.lock()) (*self)->callsSettled(card);
-          }},
+          self_.bind(&AlsaAudioHardware::callsSettled)},
       watcher_(runLoop, log, paths.devices,
                {.devicesMayHaveCome = [this] { refresh(); },
                 .cardHasGone = [this](int card) { removeDevicesOf(card); },

@@ -13,6 +13,7 @@
 
 #include "platform/Log.h"
 #include "platform/RunLoop.h"
+#include "platform/WeakSelf.h"
 #include "platform/adapter/AdapterHardware.h"
 #include "platform/alsa/AlsaOutputUnit.h"
 #include "platform/alsa/cards/AlsaDevice.h"
@@ -77,7 +78,7 @@ class AlsaAudioHardware : public AdapterHardware, private AudioOutputComponent, 
   RunLoop& runLoop_;
   Log& log_;
   const std::function<bool(pid_t)> makeRealtime_;
-  const std::shared_ptr<AlsaAudioHardware*> self_;  ///< for callbacks that may arrive after destruction
+  const WeakSelf<AlsaAudioHardware> self_;          ///< for callbacks that may arrive after destruction
   const std::unique_ptr<DeviceCalls> ownCalls_;     ///< null if they were passed in
   const AlsaDevice::System system_;
   std::map<std::string, Ids> ids_;  ///< by uid, including devices that were unplugged

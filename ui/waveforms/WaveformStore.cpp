@@ -3,51 +3,26 @@
 #include <fmt/format.h>
 
 #include <cstdio>
-#include <mutex>
 #include <utility>
 
 namespace tolvane {
 
-/// Where background tasks hand in their results. Outlives the store while a task runs, and then takes nothing.
-struct WaveformStore::Mailbox {
-  std::mutex mutex;
-  RunLoop* runLoop = nullptr;      // guarded by mutex; null once the store is gone
-  WaveformStore* store = nullptr;  // window's thread; null once the store is gone
-
-  void deliver(const FileURL& url, TaskID task, std::optional<Waveform> waveform,
-               const std::shared_ptr<Mailbox>& self) {
-    const std::lock_guard lock(mutex);
-    if (!runLoop) return;
-    runLoop->post([self, url, task, waveform = std::move(waveform)]() mutable {
-      if (self->store) self->store->finish(url, task, std::move(waveform));
-    });
-  }
-};
-
 WaveformStore::WaveformStore(RunLoop& runLoop, Extract extract, Background background)
-    : extract_(std::move(extract)), background_(std::move(background)), mailbox_(std::make_shared<Mailbox>()) {
-  mailbox_->runLoop = &runLoop;
-  mailbox_->store = this;
-}
+    : extract_(std::move(extract)), background_(std::move(background)), mailbox_(runLoop, *this) {}
 
-WaveformStore::~WaveformStore() {
-  cancelWaveformLoading();
-  mailbox_->store = nullptr;
-  const std::lock_guard lock(mailbox_->mutex);
-  mailbox_->runLoop = nullptr;
-}
+WaveformStore::~WaveformStore() { cancelWaveformLoading(); }
 
 void WaveformStore::loadWaveform(const FileURL& url) {
   Record& record = records_[url];
   if (record.samples || record.load) return;
   record.load.emplace(++lastTask_);
   background_([url, task = record.load->task, token = record.load->stop.get_token(), extract = extract_,
-               mailbox = mailbox_] { execute(url, task, token, extract, mailbox); });
+               address = mailbox_.address()] { execute(url, task, token, extract, address); });
   announce(url);
 }
 
 void WaveformStore::execute(const FileURL& url, TaskID task, const std::stop_token& stop, const Extract& extract,
-                            const std::shared_ptr<Mailbox>& mailbox) {
+                            const Mailbox<WaveformStore>::Address& address) {
   auto result = stop.stop_requested() ? std::nullopt : extract(url, stop);
   if (stop.stop_requested()) result.reset();
   if (result && !*result) {
@@ -55,8 +30,10 @@ void WaveformStore::execute(const FileURL& url, TaskID task, const std::stop_tok
     std::fwrite(line.data(), 1, line.size(), stdout);
     std::fflush(stdout);
   }
-  const bool succeeded = result && *result;
-  mailbox->deliver(url, task, succeeded ? std::optional(std::move(**result)) : std::nullopt, mailbox);
+  auto waveform = result && *result ? std::optional(std::move(**result)) : std::nullopt;
+  address.deliver([url, task, waveform = std::move(waveform)](WaveformStore& store) mutable {
+    store.finish(url, task, std::move(waveform));
+  });
 }
 
 void WaveformStore::finish(const FileURL& url, TaskID task, std::optional<Waveform> waveform) {
@@ -108,18 +85,8 @@ bool WaveformStore::isLoading(const FileURL& url) const {
   return found != records_.end() && found->second.load.has_value();
 }
 
-Subscription WaveformStore::onChange(Observer observer) const {
-  auto held = std::make_shared<const Observer>(std::move(observer));
-  std::erase_if(observers_, [](const auto& known) { return known.expired(); });
-  observers_.push_back(held);
-  return Subscription(std::move(held));
-}
+Subscription WaveformStore::onChange(Observer observer) const { return observers_.subscribe(std::move(observer)); }
 
-void WaveformStore::announce(const FileURL& url) {
-  const auto observers = observers_;
-  for (const auto& known : observers) {
-    if (const auto observer = known.lock()) (*observer)(url);
-  }
-}
+void WaveformStore::announce(const FileURL& url) { observers_.notify(url); }
 
 }  // namespace tolvane

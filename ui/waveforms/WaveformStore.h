@@ -10,10 +10,11 @@
 #include <stop_token>
 #include <vector>
 
-#include "engine/Published.h"
-#include "platform/FileURL.h"
-#include "platform/RunLoop.h"
+#include "engine/Observers.h"
 #include "engine/waveform/Waveform.h"
+#include "platform/FileURL.h"
+#include "platform/Mailbox.h"
+#include "platform/RunLoop.h"
 
 namespace tolvane {
 
@@ -53,7 +54,6 @@ class WaveformStore {
 
  private:
   using TaskID = std::uint64_t;
-  struct Mailbox;
   struct Load {
     TaskID task;
     std::stop_source stop;  ///< a stop was requested: its result is not wanted
@@ -65,17 +65,17 @@ class WaveformStore {
     std::optional<Load> load;
   };
   static void execute(const FileURL& url, TaskID task, const std::stop_token& stop, const Extract& extract,
-                      const std::shared_ptr<Mailbox>& mailbox);
+                      const Mailbox<WaveformStore>::Address& address);
   void finish(const FileURL& url, TaskID task, std::optional<Waveform> waveform);
   void announce(const FileURL& url);
 
   const Extract extract_;
   const Background background_;
-  std::shared_ptr<Mailbox> mailbox_;
+  Mailbox<WaveformStore> mailbox_;
   TaskID lastTask_ = 0;
 
   std::map<FileURL, Record> records_;
-  mutable std::vector<std::weak_ptr<const Observer>> observers_;
+  mutable Observers<FileURL> observers_;
 };
 
 }  // namespace tolvane
