@@ -106,7 +106,7 @@ PlayerShell::Implementation::Implementation(const QDBusConnection& connection, c
 
   const auto save = [this] { delegate.applicationWillTerminate(); };
   QObject::connect(qGuiApp, &QCoreApplication::aboutToQuit, &context, save);
-  // The desktop session ends, and may not wait for the program to do so in order.
+  // The desktop session ends, and may not wait for an orderly end of the program.
   QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, &context, save, Qt::DirectConnection);
 }
 

@@ -31,7 +31,7 @@ class PlayerShell {
     Background background = runInDetachedThread;  ///< asks the disk
   };
 
-  /// The parts outlive the shell. Without a bus the player has a window and no other face.
+  /// The parts outlive the shell. Without a bus the player has a window and no other interface.
   PlayerShell(const QDBusConnection& bus, const ApplicationIdentity& identity, const Parts& parts);
   ~PlayerShell();
   PlayerShell(const PlayerShell&) = delete;

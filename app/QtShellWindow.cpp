@@ -62,11 +62,11 @@ void QtShellWindow::deminiaturise() {
 
 void QtShellWindow::makeKeyAndOrderFront(const std::string& activationToken) {
   if (!window_) return;
-  // Where Qt looks for the leave to take the focus, and clears it once it has been used.
+  // Qt reads the activation token from here, and clears it once it has been used.
   if (!activationToken.empty()) qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(activationToken));
   if (!window_->isVisible()) {
     isComingBack_ = true;
-    // One that asks for no place is put where the window manager likes; one whose screen has gone is left to it.
+    // Without a position the window manager chooses one, as it does for a window whose screen has gone.
     if (place_ && isOnAScreen(QRect(*place_, window_->size()))) window_->setPosition(*place_);
   }
   window_->setVisible(true);

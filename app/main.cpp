@@ -50,7 +50,7 @@
 namespace tolvane {
 namespace {
 
-/// How long the user should have to wait for a program that they quit, even if a device or disk hangs.
+/// How long the user waits at most for a program that they quit, even if a device or disk hangs.
 constexpr auto longestFarewell = std::chrono::milliseconds(2500);
 
 /// For waveforms: one thread per file, so that the cores are available for what the user waits for.
@@ -130,7 +130,7 @@ struct Player {
                    link};
 };
 
-/// The window and what stands around it, on the thread that draws.
+/// The window and everything around it, on the thread that draws.
 struct Window {
   explicit Window(Log& sharedLog) : log(sharedLog), termination(runLoop, [](int) { QCoreApplication::quit(); }) {
     playerThread.emplace(

@@ -199,7 +199,7 @@ def make_long_tracks(folder):
 
 
 def pause_rows(bench, probe, tracks, collection):
-    """How long the window's thread is away from its event loop, beside what a listener would notice. From a click to the
+    """How long the window's thread is away from its event loop, beside what a user would notice. From a click to the
     sound of a track, on a simulated device, beside the preparation of the same track alone."""
     alone = statistics.median(prepare_seconds(probe, tracks[1]) for _ in range(PAIRS)) * 1000
     for line in run(bench, *tracks, collection).stdout.splitlines():

@@ -18,7 +18,6 @@
 #include "engine/EngineServices.h"
 #include "engine/EngineState.h"
 #include "engine/ExclusiveAccess.h"
-#include "engine/ListenerChoices.h"
 #include "engine/OutputStatistics.h"
 #include "engine/OutputSupervision.h"
 #include "engine/PathHistory.h"
@@ -28,6 +27,7 @@
 #include "engine/TrackPreparer.h"
 #include "engine/TrackTransition.h"
 #include "engine/UpcomingTrack.h"
+#include "engine/UserChoices.h"
 
 namespace tolvane {
 
@@ -123,7 +123,7 @@ class EngineStateMachine {
 
   // The user's choices.
 
-  [[nodiscard]] const ListenerChoices& choices() const { return choices_; }
+  [[nodiscard]] const UserChoices& choices() const { return choices_; }
   void setOutputLevels(const OutputLevels& levels);
   void setPreferredDevice(AudioObjectID deviceID) { choices_.preferredDeviceID = deviceID; }
   void setExclusiveAccessEnabled(bool enabled) { choices_.isExclusiveAccessEnabled = enabled; }
@@ -162,7 +162,7 @@ class EngineStateMachine {
   EngineServices services_;
   TrackPreparer preparer_;
   UpcomingTrack upcoming_;
-  ListenerChoices choices_;
+  UserChoices choices_;
   PublishedState published_;
   PublishedValues next_;
   OutputStatistics statistics_;  ///< of closed outputs

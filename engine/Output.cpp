@@ -86,7 +86,7 @@ bool Output::carries(const PreparedAudio& track) const {
   return physical && physicalFormatCompatibility(track, *physical);
 }
 
-bool Output::canContinueWith(const PreparedAudio& track, const ListenerChoices& choices) const {
+bool Output::canContinueWith(const PreparedAudio& track, const UserChoices& choices) const {
   if (!carries(track) || takesHogMode_ != choices.isExclusiveAccessEnabled) return false;
   const auto device = services_.device.resolveOutputDevice(choices.preferredDeviceID);
   if (!device || *device != deviceID_) return false;

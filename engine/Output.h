@@ -9,9 +9,9 @@
 #include "engine/AudioPlayerError.h"
 #include "engine/EngineServices.h"
 #include "engine/HogModeReport.h"
-#include "engine/ListenerChoices.h"
 #include "engine/PreparedAudio.h"
 #include "engine/SampleRateReport.h"
+#include "engine/UserChoices.h"
 #include "engine/render/TrackSequence.h"
 #include "platform/AudioOutputUnit.h"
 
@@ -67,7 +67,7 @@ class Output {
   void setBufferFrames(std::uint32_t frames) { bufferFrames_ = frames; }
   void setOwnsHogMode(bool owns) { ownsHogMode_ = owns; }
   /// Whether this output matches the user's choices, runs, and can play this track without reconfiguration.
-  [[nodiscard]] bool canContinueWith(const PreparedAudio& track, const ListenerChoices& choices) const;
+  [[nodiscard]] bool canContinueWith(const PreparedAudio& track, const UserChoices& choices) const;
   /// Whether the device can play this track without reconfiguration.
   [[nodiscard]] bool carries(const PreparedAudio& track) const;
 

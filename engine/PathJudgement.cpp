@@ -51,7 +51,7 @@ PathDescription describePath(const EngineServices& services, AudioObjectID devic
 }  // namespace
 
 PathJudgement judgePath(const EngineServices& services, const Output& output, const PreparedAudio& track,
-                        const HogModeReport& hogReport, const ListenerChoices& choices) {
+                        const HogModeReport& hogReport, const UserChoices& choices) {
   const AudioStreamBasicDescription& client = track.context->format();
   const DeviceProperties& device = services.device;
   const AudioObjectID deviceID = output.deviceID();

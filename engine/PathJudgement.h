@@ -4,10 +4,10 @@
 
 #include "engine/AudioPathStatus.h"
 #include "engine/HogModeReport.h"
-#include "engine/ListenerChoices.h"
 #include "engine/Output.h"
 #include "engine/PreparedAudio.h"
 #include "engine/SignalPath.h"
+#include "engine/UserChoices.h"
 
 namespace tolvane {
 
@@ -18,6 +18,6 @@ struct PathJudgement {
 
 /// The verdict on `track` as `output` plays it. REQUIRES: the output has a unit.
 [[nodiscard]] PathJudgement judgePath(const EngineServices& services, const Output& output, const PreparedAudio& track,
-                                      const HogModeReport& hogReport, const ListenerChoices& choices);
+                                      const HogModeReport& hogReport, const UserChoices& choices);
 
 }  // namespace tolvane

@@ -165,7 +165,7 @@ class AudioHardware {
   [[nodiscard]] virtual std::expected<bool, OSStatus> isPropertySettable(
       AudioObjectID object, const AudioObjectPropertyAddress& address) const = 0;
 
-  /// The listener runs on the main run loop, in its own turn, some time after the property changed; it receives no
+  /// The listener runs on the player's run loop, in its own turn, some time after the property changed; it receives no
   /// value. Removal of an object's hardware is notified as kAudioDevicePropertyDeviceIsAlive, and as
   /// kAudioHardwarePropertyDevices of the system object.
   [[nodiscard]] virtual std::expected<ListenerID, OSStatus> addPropertyListener(

@@ -35,11 +35,12 @@ struct Machine {
   StandardErrorLog log;
   RealtimeScheduling realtime{runLoop, log};
   SessionBusReservation reservation{runLoop, log};
-  AlsaAudioHardware direct{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); }, &reservation};
+  AlsaAudioHardware cardHardware{runLoop, log, [this](pid_t tid) { return realtime.makeThreadRealtime(tid); },
+                                 &reservation};
 #ifdef TOLVANE_HAS_PIPEWIRE
-  PipeWireAudioHardware hardware{runLoop, log, direct};
+  PipeWireAudioHardware hardware{runLoop, log, cardHardware};
 #else
-  AudioHardware& hardware = direct;
+  AudioHardware& hardware = cardHardware;
 #endif
 };
 

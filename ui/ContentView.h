@@ -22,7 +22,7 @@ inline constexpr std::int64_t prefetchedTrackRows = 5;
 
 class ContentView {
  public:
-  /// `background` runs the waveforms' reading; `extract` is what reads. The first two outlive the view.
+  /// `extract` reads waveforms, `background` runs it. The first two outlive the view.
   ContentView(SessionProxy& session, RunLoop& runLoop, WaveformStore::Extract extract,
               WaveformStore::Background background, MusicStore::Source music = {});
   /// Reads waveforms with these workers, in files that it opens itself; they outlive the view.

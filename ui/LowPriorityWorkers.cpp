@@ -95,7 +95,7 @@ void LowPriorityWorkers::run(Work work) {
   try {
     std::thread([queue = queue_, newest, now = now_] { queue->serve(newest, now); }).detach();
   } catch (const std::system_error&) {
-    // No thread to be had now. The work waits for the next request, which tries again.
+    // No thread can be created now. The work waits for the next request, which tries again.
     threads.erase(newest);
   }
 }

@@ -1,7 +1,6 @@
 #pragma once
 // What the files state about their music, as far as it has been read, and the cover of the current track. Window's
-// thread; files are read in the background, those that were asked for last first. Bounded, however long the playlist
-// is.
+// thread; files are read in the background, the newest request first. Bounded, however long the playlist is.
 
 #include <cstddef>
 #include <deque>
@@ -25,7 +24,7 @@ namespace tolvane {
 class MusicStore {
  public:
   /// How files are read. The functions are called in the background and own what they use; without them no file is
-  /// read, and none states anything.
+  /// read, and no tags are known.
   struct Source {
     std::function<MusicTags(const FileURL&, const std::stop_token&)> tags;
     std::function<std::optional<Cover>(const FileURL&, const std::stop_token&)> cover;
@@ -35,7 +34,7 @@ class MusicStore {
   using CoverObserver = std::function<void()>;
   using CoverPointer = std::shared_ptr<const Cover>;
 
-  /// Of the files that wait to be read, the newest; the others have to be asked for again.
+  /// Of the files that wait to be read, the newest; the others have to be requested again.
   static constexpr std::size_t mostWaiting = 128;
   /// Of those that have been read, the newest.
   static constexpr std::size_t mostKnown = 20'000;
@@ -46,12 +45,12 @@ class MusicStore {
   MusicStore(const MusicStore&) = delete;
   MusicStore& operator=(const MusicStore&) = delete;
 
-  /// Reads the file's tags, unless they are known or on their way.
+  /// Reads the file's tags, unless they are known or being read.
   void load(const FileURL& url);
   /// Its tags are read before all others, and its cover. Another track of the same folder keeps the cover until its own
   /// is known.
   void setCurrent(const std::optional<FileURL>& url);
-  /// Forgets all tags, and drops what is under way.
+  /// Forgets all tags, and drops pending results.
   void clear();
 
   /// Null while they are not known.

@@ -16,8 +16,7 @@ constexpr double stepsANotch = 5;
 }  // namespace
 
 double OutputAdjustmentSlider::clamped(double value) const {
-  // The music passes untouched only at exactly 100 % and exactly the centre: what rounding left over must not keep it
-  // from there.
+  // Samples pass unaltered only at exactly 100 % and exactly the centre: a rounding error must not prevent that.
   for (const double exact : {lower, upper, resetValue}) {
     if (std::abs(value - exact) < roundingError) return exact;
   }

@@ -1,5 +1,5 @@
 #pragma once
-// How a slider of the output panel answers to pointer, keys and wheel. A plain value; the caller stores the value it
+// How a slider of the output panel responds to pointer, keys and wheel. A plain value; the caller stores the value it
 // adjusts. Lengths in device-independent pixels. Dragging is relative, so that Shift can come and go without a jump.
 
 #include <optional>

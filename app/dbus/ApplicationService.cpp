@@ -15,7 +15,7 @@ constexpr int claimAttempts = 3;
 
 const QString applicationInterface = QStringLiteral("org.freedesktop.Application");
 
-/// The desktop's leave to take the focus, as it is given to a program at its start or with a call.
+/// The desktop's activation token, which a program receives at its start or with a call.
 std::string activationToken(const QVariantMap& platformData) {
   for (const auto* key : {"activation-token", "desktop-startup-id"}) {
     const auto token = platformData.value(QLatin1String(key)).toString();

@@ -1,6 +1,6 @@
 #pragma once
-// One running player: the first start owns the program's name on the session bus and takes what later starts and the
-// desktop hand over (org.freedesktop.Application). Window's thread.
+// One running player: the first start owns the program's name on the session bus and accepts the requests of later
+// starts and of the desktop (org.freedesktop.Application). Window's thread.
 
 #include <QDBusConnection>
 #include <chrono>

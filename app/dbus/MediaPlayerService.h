@@ -1,6 +1,6 @@
 #pragma once
-// MPRIS 2: the player on the session bus for media keys, lock screens and remote controls. Window's thread.
-// Thin: what a command means stands in MediaControls.
+// MPRIS 2: the player on the session bus for media keys, lock screens and remote controls. Window's thread. Only
+// translates: MediaControls implements the commands.
 
 #include <QDBusConnection>
 #include <functional>

@@ -1,6 +1,6 @@
 #pragma once
-// Whose dialogs open files and folders: those of the desktop's portal where it has them, because Qt's own take one file
-// at a time and know no bookmarks. Window's thread; waits for the portal no longer than the given limit.
+// Selects the dialogs that open files and folders: those of the desktop's portal where it has them, because Qt's own
+// take one file at a time and have no bookmarks. Window's thread; waits for the portal no longer than the given limit.
 
 #include <QDBusConnection>
 #include <chrono>

@@ -29,7 +29,7 @@ struct TrayItem::Implementation {
         item(&itemObject, identity, icon, perform),
         menu(&menuObject, bus, perform) {}
 
-  /// Not waited for: a tray that hangs must not hold the player up.
+  /// Does not wait for the reply: a tray that hangs must not block the player.
   void announce() {
     auto call = QDBusMessage::createMethodCall(watcherName, QStringLiteral("/StatusNotifierWatcher"), watcherName,
                                                QStringLiteral("RegisterStatusNotifierItem"));

@@ -1,6 +1,6 @@
 #pragma once
-// What the program does when the desktop asks something of it: hide, show, menus, ending. Window's thread.
-// Closing the window never quits; the music goes on until the listener quits.
+// What the program does when the desktop asks something of it: hide, show, menus, ending. Window's thread. Closing the
+// window never quits; the music continues until the user quits.
 
 #include <functional>
 #include <optional>
@@ -25,7 +25,7 @@ class AppDelegate {
   /// Null when there is none any more; without a session everything below is harmless.
   void setSession(SessionProxy* session) { session_ = session; }
 
-  // The window. It outlives the delegate, or takes its leave with forgetPlayerWindow().
+  // The window. It outlives the delegate, or forgetPlayerWindow() is called first.
 
   /// Sets a window up once; the one that is known already is left alone.
   void configurePlayerWindow(ShellWindow& window);

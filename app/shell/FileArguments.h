@@ -1,5 +1,5 @@
 #pragma once
-// What a command line names: files and folders, as URIs or paths. Pure, but for isRegularFile().
+// The files and folders of a command line, as URIs or paths. Pure, but for isRegularFile().
 
 #include <optional>
 #include <span>

@@ -1,7 +1,6 @@
 #pragma once
 // The player as remote controls see it (media keys, lock screens, MPRIS): state in their units, and their commands.
-// Window's thread. Callers are strangers: whatever they ask for, it is done, ignored or refused, and nothing else
-// happens.
+// Window's thread. Callers are not trusted: any request is carried out, ignored or refused, and has no other effect.
 
 #include <cstdint>
 #include <expected>
@@ -27,7 +26,7 @@ struct MediaMusic {
   bool operator==(const MediaMusic&) const = default;
 };
 
-/// All that is announced when it changes; the position is not among it.
+/// Everything whose changes are announced; not the position.
 struct MediaState {
   MediaStatus status = MediaStatus::stopped;
   double volume = 1.0;          ///< 0 … 1
@@ -73,7 +72,7 @@ class MediaControls {
 
   /// Several changes of one operation are notified once, after it has ended.
   void onStateChange(StateObserver observer) { stateObserver_ = std::move(observer); }
-  /// The position is another one than time alone would have made it.
+  /// The position has changed otherwise than by the passing of time.
   void onSeeked(SeekObserver observer) { seekObserver_ = std::move(observer); }
 
   // Commands. A command that is not possible at the moment is ignored.

@@ -19,7 +19,7 @@ class ShellWindow {
   [[nodiscard]] virtual bool isMiniaturised() const = 0;
   virtual void miniaturise() = 0;
   virtual void deminiaturise() = 0;
-  /// `activationToken`: the desktop's leave to take the focus; empty when there is none.
+  /// `activationToken`: lets the window take the focus; empty when there is none.
   virtual void makeKeyAndOrderFront(const std::string& activationToken) = 0;
 };
 

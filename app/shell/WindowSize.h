@@ -16,7 +16,7 @@ struct WindowSize {
 /// 600 by 700 when there is no record, or none that can be read.
 [[nodiscard]] WindowSize loadSavedWindowSize(const UserDefaults& defaults);
 
-/// A size that cannot be written down (one that is not finite) leaves no record at all.
+/// A size that cannot be stored (one that is not finite) leaves no record at all.
 void save(const WindowSize& size, UserDefaults& defaults);
 
 }  // namespace tolvane

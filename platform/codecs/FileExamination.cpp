@@ -75,7 +75,7 @@ FileContent contentOf(const RecognisedFile& file) {
   return known != kKnownFormats.end() ? known->content : FileContent::unknown;
 }
 
-/// Content that begins like no audio format.
+/// The kind of content that is no audio format, by its first bytes.
 FileContent contentOf(std::string_view start) {
   if (!start.empty() && start.find_first_not_of('\0') == std::string_view::npos) return FileContent::zeros;
   constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";

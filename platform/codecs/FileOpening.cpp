@@ -26,7 +26,7 @@ std::shared_ptr<const ByteSource> watched(std::shared_ptr<const ByteSource> sour
   return std::make_shared<CancellableSource>(std::move(source), *progress);
 }
 
-/// Readers take bytes that do not come for damage, or for the end of something optional.
+/// Readers mistake a cancelled read for damage, or for the end of something optional.
 template <typename Opened>
 Opened unlessCancelled(Opened opened, const ReadingProgress* progress) {
   if (progress != nullptr && progress->isCancelled()) return std::unexpected(userCanceledErr);

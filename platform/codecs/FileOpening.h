@@ -1,6 +1,6 @@
 #pragma once
-// What AudioFileServices promises of files, for files that any source of bytes holds. Any thread, several at once.
-// Never looks at a name.
+// Opens files as AudioFileServices promises, from any source of bytes. Any thread, several at once. Never looks at a
+// name.
 
 #include <memory>
 

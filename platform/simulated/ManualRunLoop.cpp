@@ -249,7 +249,7 @@ void ManualRunLoop::runTimer() {
   const auto event = queue->takeFirst();
   moveTo(event->due);
   if (event->repeats) {
-    // A timer that fell behind fires once and keeps its beat.
+    // A timer that fell behind fires once and keeps its schedule.
     const auto missed = (now() - event->due) / event->interval;
     queue->insert(event, event->due + (missed + 1) * event->interval, nextSequence());
   }

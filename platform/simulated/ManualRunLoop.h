@@ -36,8 +36,8 @@ class ManualRunLoop final : public RunLoop {
   void sleepFor(Duration duration) override;
   [[nodiscard]] Watch watchDescriptor(int descriptor, Action action) override;
 
-  /// Moves time on, running whatever falls due on the way in order of time, then of request. Hardware that is due at
-  /// the same moment acts first. May be called from within an action.
+  /// Moves time on, running what falls due meanwhile in order of time, then of request. Hardware that is due at the
+  /// same moment acts first. May be called from within an action.
   void advance(Duration duration);
 
   /// Runs everything that is due now, and what follows from it; time stands still.

@@ -25,7 +25,7 @@ class MemoryUserDefaults final : public UserDefaults {
   /// From now on values are kept in memory and not stored, or stored again.
   void failWrites(bool fails) { failsWrites_ = fails; }
 
-  /// Whether they count as loaded; they serve all the same.
+  /// Whether they count as loaded; they can be read and written in any case.
   void setLoaded(bool isLoaded) { isLoaded_ = isLoaded; }
   [[nodiscard]] bool isLoaded() const override { return isLoaded_; }
 

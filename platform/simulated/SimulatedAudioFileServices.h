@@ -1,7 +1,7 @@
 #pragma once
-// Audio files that exist only in a test's words: content, announcements that need not be true, failures by step, and
-// readings that wait. Any thread, several at once; an open file: one thread at a time. A file that is open keeps the
-// content it was opened with.
+// Audio files that a test describes: content, announcements that need not be true, failures by step, and readings that
+// wait. Any thread, several at once; an open file: one thread at a time. A file that is open keeps the content it was
+// opened with.
 
 #include <atomic>
 #include <cstddef>
@@ -28,7 +28,7 @@ struct SimulatedPCMFile {
   std::optional<std::uint64_t> wholeByteCount{};      ///< what the header of a file that was cut off states
   std::int32_t sourceBitDepth = 0;
   std::uint64_t mostBytesARead = std::numeric_limits<std::uint64_t>::max();
-  std::shared_ptr<std::uint64_t> largestRead{};  ///< bytes that one call asked for, at most, where the test counts
+  std::shared_ptr<std::uint64_t> largestRead{};  ///< bytes requested by one call, if the test counts
   std::uint64_t readFailsFrom = 0;  ///< bytes: reads that begin before it succeed up to it, later ones give readStatus
 
   bool opensAsNull = false;
@@ -62,7 +62,7 @@ struct SimulatedCompressedFile {
   std::optional<ChannelLayout> channels{};  ///< nothing: the usual ones
 };
 
-/// What opens and reads of all files go through.
+/// Every open and read of a file passes through this.
 class SimulatedReadings {
  public:
   /// The name of the call: "openAudioFile", "openExtAudioFile", "readBytes",
@@ -70,7 +70,7 @@ class SimulatedReadings {
   using Gate = std::function<void(const FileURL& url, std::string_view call)>;
 
   void setGate(Gate gate);
-  /// Waits as long as the gate does, and then says whether the reading goes on.
+  /// Waits as long as the gate does; returns whether the reading continues.
   [[nodiscard]] OSStatus pass(const FileURL& url, std::string_view call, const ReadingProgress* progress) const;
 
   std::atomic<int> openFiles = 0;
@@ -82,7 +82,7 @@ class SimulatedReadings {
 
 class SimulatedAudioFileServices final : public AudioFileServices {
  public:
-  /// Replaces what was there.
+  /// Replaces an earlier file.
   void add(const FileURL& url, SimulatedPCMFile file);
   void add(const FileURL& url, SimulatedCompressedFile file);
   void remove(const FileURL& url);

@@ -196,7 +196,7 @@ OSStatus SimulatedAudioHardware::setNominalRate(AudioObjectID device, double her
 
 OSStatus SimulatedAudioHardware::toggleHog(AudioObjectID device) { return deviceOf(device)->toggleHog(); }
 
-// The contract, as far as the script can break it.
+// The contract, where the script can make it fail.
 
 std::expected<std::uint32_t, OSStatus> SimulatedAudioHardware::propertyDataSize(
     AudioObjectID object, const AudioObjectPropertyAddress& address) const {

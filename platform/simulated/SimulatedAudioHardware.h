@@ -21,7 +21,7 @@ class SimulatedAudioHardware final : public AdapterHardware {
 
   // The script.
 
-  /// The first device with output becomes the default. Devices that come later are announced.
+  /// The first device with output becomes the default. Later devices are announced.
   AudioObjectID addDevice(SimulatedDeviceConfig config);
   /// Unplugs it: units that play on it lose it, the default moves to the next device with output.
   void removeDevice(AudioObjectID device);
@@ -101,7 +101,8 @@ class SimulatedAudioHardware final : public AdapterHardware {
 
   [[nodiscard]] SimulatedDevice* deviceOf(AudioObjectID object) const;
   [[nodiscard]] PropertyScript& script(AudioObjectID object) const;
-  /// What the call comes to before it is looked at: the object or property is not there, or the script has it fail.
+  /// The status of a call before its content matters: the object or property does not exist, or the script makes it
+  /// fail.
   [[nodiscard]] OSStatus fault(std::map<FourCharCode, PropertyFault> PropertyScript::* faults, AudioObjectID object,
                                const AudioObjectPropertyAddress& address) const;
   void deviceListHasChanged();

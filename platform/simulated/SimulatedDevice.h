@@ -53,18 +53,18 @@ class SimulatedDevice {
 
   // Faults while units play.
 
-  void stall();  ///< the clock stands still, nothing is pulled, the unit says it runs
+  void stall();  ///< the clock stands still, nothing is pulled, the unit reports that it runs
   void goOn();
-  void stopByItself(OSStatus renderError = noErr);  ///< the units say that they do not run
+  void stopByItself(OSStatus renderError = noErr);  ///< the units report that they do not run
   void raiseRenderError(OSStatus status);
   void underrun(RunLoop::Duration silence);
   void setSampleTimeReadable(bool isReadable) { sampleTimeIsReadable_ = isReadable; }
 
-  /// The bytes that were played, in the client's format and the order of the device's channels (only when the script
-  /// says `captures`).
+  /// The bytes that were played, in the client's format and the order of the device's channels (only if the script sets
+  /// `captures`).
   [[nodiscard]] const std::vector<std::byte>& heard();
   void forgetHeard() { heard_.clear(); }
-  /// The depth of the source as the unit that was opened last was given it; 0: unknown.
+  /// The depth of the source that was set on the unit opened last; 0: unknown.
   [[nodiscard]] std::uint32_t sourceBits() const { return sourceBits_; }
 
   // For SimulatedAudioHardware.
@@ -76,7 +76,7 @@ class SimulatedDevice {
   [[nodiscard]] std::optional<std::size_t> streamIndex(AudioObjectID object) const;
   /// REQUIRES: `object` is this device or one of its streams, here and below.
   [[nodiscard]] PropertyScript& properties(AudioObjectID object);
-  /// Of the properties that devices may have, which this kind of hardware has not; the script's are not in it.
+  /// Whether this kind of hardware lacks a property that devices may have; the script's own are not considered.
   [[nodiscard]] bool lacks(FourCharCode selector) const;
   [[nodiscard]] std::expected<AudioPropertyValue, OSStatus> read(AudioObjectID object, FourCharCode selector) const;
   [[nodiscard]] bool isSettable(FourCharCode selector) const;

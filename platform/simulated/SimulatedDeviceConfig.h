@@ -30,7 +30,7 @@ struct PropertyScript {
   std::map<FourCharCode, PropertyFault> listenerFailures{};
 };
 
-/// A physical format as hardware offers it. Its rate is that of the device: mSampleRate is not looked at.
+/// A physical format as hardware offers it. Its rate is that of the device: mSampleRate is ignored.
 [[nodiscard]] constexpr AudioStreamBasicDescription physicalInteger(std::uint32_t bits, std::uint32_t channels = 2) {
   return linearPCM(0, channels, bits, bits <= 16 ? (bits + 7) / 8 : 4,
                    kAudioFormatFlagIsSignedInteger | (bits > 16 && bits < 32 ? kAudioFormatFlagIsAlignedHigh : 0));
@@ -85,7 +85,7 @@ struct SimulatedDeviceConfig {
   /// Units of this process cannot open the device while another process owns it. Off: they can (a driver that keeps
   /// shared access alive).
   bool foreignHogShutsOut = true;
-  /// The alterations of the samples behind a unit; nothing: the device does not have that property. The physical format
+  /// The alterations of the samples after a unit; nothing: the device does not have that property. The physical format
   /// stays readable: the verdict must not depend on its absence.
   std::optional<std::vector<SampleAlteration>> alterations{};
   /// Nothing: the property is absent.
@@ -94,13 +94,13 @@ struct SimulatedDeviceConfig {
   std::optional<std::string> soundServer{};   ///< likewise
   std::optional<std::string> formatSource{};  ///< of all its streams; likewise
 
-  /// The loudspeakers of its channels. A unit moves its client's channels to them, and reports as an alteration what
-  /// does not go. Nothing: whatever the client's channels are.
+  /// The loudspeakers of its channels. A unit moves its client's channels to them, and reports as an alteration what is
+  /// not possible. Nothing: whatever the client's channels are.
   std::optional<ChannelLayout> channelLayout{};
 
   std::uint32_t bufferFrameSize = 512;  ///< reported, frames
   std::uint32_t periodFrames = 0;       ///< pulled at a time; 0: bufferFrameSize, 512 if that is 0
-  std::uint32_t ringPeriods = 2;        ///< held at most, 2 or more: what a server holds is far more than it reports
+  std::uint32_t ringPeriods = 2;        ///< buffered at most, 2 or more: a server buffers far more than it reports
   std::uint32_t unitsAtOnce = 1;        ///< units that can have it open together
   bool captures = false;                ///< keeps the bytes that were heard
   PropertyScript properties{};

@@ -1,6 +1,6 @@
 #pragma once
-// Bookmarks of files that exist only in a test's words: they can be renamed, vanish, become unreadable or refuse a
-// bookmark. Files are added and changed by one thread, while no other asks for them.
+// Bookmarks of files that a test describes: they can be renamed, disappear, become unreadable or refuse a bookmark.
+// Files are added and changed by one thread, while no other thread reads them.
 
 #include <atomic>
 #include <cstdint>

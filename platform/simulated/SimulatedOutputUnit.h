@@ -69,7 +69,7 @@ class SimulatedOutputUnit final : public AdapterOutputUnit {
   [[nodiscard]] std::expected<bool, OSStatus> isAlive() const override;
   [[nodiscard]] std::expected<double, OSStatus> sampleTime() const override;
 
-  /// A value of the right type is written down; the script may refuse it.
+  /// A value of the right type is traced; the script may refuse it.
   [[nodiscard]] OSStatus admit(AudioUnitProperty property, AudioUnitScope scope, const AudioUnitPropertyValue& value);
   [[nodiscard]] OSStatus admit(UnitStage stage, std::string_view what, std::string_view detail = {});
   /// Traces a call for a value that depends on playback, and returns the script's fault for it.
@@ -100,7 +100,7 @@ class SimulatedOutputUnit final : public AdapterOutputUnit {
   mutable OSStatus lastRenderError_ = noErr;  // reading clears it
 
   // From start() on.
-  bool hasDied_ = false;  // the device has stopped, the owner does not know yet
+  bool hasDied_ = false;  // the device has stopped, the owner has not been notified
   bool isFilled_ = false;
   SimulatedClock clock_;
   std::uint32_t periodFrames_ = 0;

@@ -42,7 +42,7 @@ class UnitFaults {
   /// Whether the next call of the stage fails.
   [[nodiscard]] bool isDue(UnitStage stage) const { return faults_[static_cast<std::size_t>(stage)].remaining != 0; }
 
-  /// What this call of the stage gives: noErr unless a failure is due, which is used up.
+  /// The status of this call of the stage: noErr unless a failure is due, which is used up.
   [[nodiscard]] OSStatus take(UnitStage stage) {
     Fault& fault = at(stage);
     if (fault.remaining == 0) return noErr;

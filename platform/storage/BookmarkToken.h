@@ -1,6 +1,6 @@
 #pragma once
-// A bookmark as bytes: a path, which need not be UTF-8, the identity of the file that lay there, and which part of it
-// is meant. Pure.
+// A bookmark as bytes: a path, which need not be UTF-8, the identity of the file at that path, and which part of it is
+// meant. Pure.
 
 #include <cstdint>
 #include <optional>

@@ -15,10 +15,10 @@ class CoverFolder {
  public:
   static constexpr std::size_t mostFiles = 32;
 
-  /// Is made when it is needed, for this user alone.
+  /// The folder is created when it is needed, for this user alone.
   explicit CoverFolder(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
-  /// The file that holds the picture now, named by its content; the files that were used longest ago go. Nothing where
+  /// The file that holds the picture now, named by its content; the least recently used files are removed. Nothing if
   /// it cannot be written.
   [[nodiscard]] std::optional<FileURL> store(const Cover& cover) const;
 

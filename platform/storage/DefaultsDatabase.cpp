@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::int64_t layoutVersion = 1;
 // No primary key: its index would be a second copy of the keys, which no seal guards. A table without row numbers would
-// read the longest value for each change of another. To look through a few dozen rows costs nothing.
+// read the longest value for each change of another. Scanning a few dozen rows costs nothing.
 constexpr std::string_view tableText = "CREATE TABLE defaults (key TEXT NOT NULL, value, seal INTEGER NOT NULL)";
 
 struct Finalize {
@@ -87,7 +87,7 @@ void bindText(sqlite3_stmt* statement, int position, std::string_view text) {
   sqlite3_bind_text64(statement, position, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
-/// A file that bears our version has had our table alone. Without the version it may be another program's.
+/// A file with our version has contained our table alone. Without the version it may be another program's.
 DatabaseError strangeSchema(std::int64_t version) {
   if (version == 0) return {DatabaseError::Kind::unavailable, "it is another program's"};
   return {DatabaseError::Kind::damaged, "its tables are not those that were made"};

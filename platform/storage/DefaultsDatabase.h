@@ -1,6 +1,6 @@
 #pragma once
 // The file behind the defaults: one row a key. One thread at a time. A transaction is stored whole or not at all, also
-// when the process or the power ends in its midst. Never replaces a file that it cannot read.
+// if the process or the power fails during it. Never replaces a file that it cannot read.
 
 #include <chrono>
 #include <cstdint>
@@ -40,8 +40,8 @@ class DefaultsDatabase {
 
   [[nodiscard]] std::expected<Values, DatabaseError> readAll();
 
-  /// All changes in one transaction. When another process has written since this one read or wrote, `everything` is
-  /// written in their stead: values that belong together are never those of two processes.
+  /// All changes in one transaction. If another process has written since this one read or wrote, `everything` is
+  /// written instead: values that belong together are never those of two processes.
   [[nodiscard]] std::expected<void, DatabaseError> write(const Values& changes, const Values& everything);
 
  private:

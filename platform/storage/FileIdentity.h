@@ -16,8 +16,8 @@ struct FileIdentity {
 
   bool operator==(const FileIdentity&) const = default;
 
-  /// Whether a file that has `other` now is the one that had this once. File systems give inodes to new files again,
-  /// so the time of birth decides, and the size where there is none. Device numbers may change with a restart.
+  /// Whether a file that has `other` now is the one that had this identity. File systems reuse inodes for new files, so
+  /// the time of birth decides, and the size where there is none. Device numbers may change with a restart.
   [[nodiscard]] bool isSameFile(const FileIdentity& other) const;
 };
 

@@ -230,7 +230,7 @@ bool SqliteUserDefaults::store(const Values& changes, const Values& everything) 
   return false;
 }
 
-/// The file has been damaged or set aside while we used it: all that memory holds goes into a fresh one.
+/// The file was damaged or set aside while it was in use: everything in memory goes into a new one.
 std::expected<void, DatabaseError> SqliteUserDefaults::beginAgain(const DatabaseError& cause,
                                                                   const Values& everything) {
   auto values = cause.kind == DatabaseError::Kind::moved ? openAndRead() : std::unexpected(cause);

@@ -19,7 +19,7 @@ struct MissingFile {
 
 using Results = std::vector<std::optional<ResolvedBookmark>>;
 
-/// The file at a path that was just seen. With the rights with which it will be opened.
+/// The file at a path that exists. Checked with the rights with which it will be opened.
 ResolvedBookmark found(std::string path, std::optional<FileExcerpt> excerpt, bool isStale) {
   const bool isReadable = ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
   return {.url = FileURL(std::move(path), std::move(excerpt)), .isStale = isStale, .isReadable = isReadable};
@@ -51,8 +51,8 @@ std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks,
   return missing;
 }
 
-/// A long playlist is waited for when the program starts: most of that time goes to asking the system for each file,
-/// which it answers to several threads at once.
+/// The start of the program waits for a long playlist: most of that time is spent on system calls, one for each file,
+/// which several threads can make at once.
 std::vector<MissingFile> resolveInPlace(std::span<const FileBookmark> bookmarks, Results& results) {
   constexpr std::size_t worthAThread = 2'000;
   const std::size_t parts = std::clamp<std::size_t>(bookmarks.size() / worthAThread, 1, 4);

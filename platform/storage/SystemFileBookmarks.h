@@ -25,8 +25,8 @@ class SystemFileBookmarks final : public FileBookmarks {
 
   const MovedFileSearch::Limits limits_;
 
-  // The folder asked for last: bookmarks are mostly made for one folder's files in a row. Guarded by mutex_, which is
-  // never held while the disk is asked.
+  // The folder of the last request: bookmarks are mostly made for one folder's files in a row. Guarded by mutex_, which
+  // is never held during a disk access.
   std::mutex mutex_;
   std::string lastFolder_;
   std::uint64_t lastFolderInode_ = 0;

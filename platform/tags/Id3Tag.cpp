@@ -45,7 +45,7 @@ class DecodedBytes final : public ByteSource {
   const std::vector<std::byte> bytes_;
 };
 
-/// A zero behind each 0xFF was put there so that nothing looks like the beginning of a packet.
+/// Removes the zero after each 0xFF, which keeps the tag from containing what looks like the start of a packet.
 std::vector<std::byte> resynchronised(std::vector<std::byte> bytes) {
   std::size_t kept = 0;
   for (std::size_t i = 0; i < bytes.size(); ++i) {

@@ -1,6 +1,6 @@
 #pragma once
 // An ID3v2 tag of version 2.2 to 2.4, or the 128 bytes of version 1. Reads the headers of its frames and the frames
-// that are asked for, whatever the sizes claim: a compressed or encrypted one is passed over, because it could become
+// that are requested, whatever the sizes claim: a compressed or encrypted one is skipped, because it could expand to
 // gigabytes. One thread each.
 
 #include <cstdint>
@@ -38,7 +38,7 @@ class Id3Tag {
   const ByteSource* source_ = nullptr;
   int version_ = 0;  ///< 2 … 4
   bool isUnsynchronised_ = false;
-  std::vector<Frame> frames_;  ///< those that can be asked for
+  std::vector<Frame> frames_;  ///< those that can be requested
 };
 
 /// Of the last 128 bytes of a file; all empty where they are no tag.

@@ -12,7 +12,7 @@ namespace tolvane {
 
 namespace {
 
-/// Returns nothing after it was stopped, which ends every reader of it.
+/// Reads fail after a stop was requested, which ends every reader.
 class StoppableSource final : public ByteSource {
  public:
   StoppableSource(std::shared_ptr<const ByteSource> source, std::stop_token stop)

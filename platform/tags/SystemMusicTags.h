@@ -1,6 +1,6 @@
 #pragma once
-// Tags and covers of the files on this machine. Opens regular files only, waits for no pipe and no device, and holds
-// one file open for the time of a call: what replaces it meanwhile does not mix into the answer.
+// Tags and covers of the files on this machine. Opens regular files only, waits for no pipe and no device, and keeps
+// one file open during a call: a file that replaces it meanwhile does not affect the result.
 
 #include "platform/MusicTags.h"
 

@@ -32,7 +32,7 @@ TaggedContent contentOf(const ByteSource& source) {
   return {TaggedKind::other, offset};
 }
 
-/// What stands around the music of an MP3 file.
+/// The tags before and after the music of an MP3 file.
 MusicTags surroundingTags(const ByteSource& source) {
   const auto leading = Id3Tag::at(source, 0);
   MusicTags tags = leading ? leading->tags() : MusicTags();

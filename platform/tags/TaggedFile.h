@@ -1,6 +1,6 @@
 #pragma once
 // The tags of a file by its content, whatever its name says. Any thread. Never throws, and never needs more than some
-// tens of megabytes for the time of a call.
+// tens of megabytes during a call.
 
 #include "platform/MusicTags.h"
 #include "platform/codecs/bytes/ByteSource.h"

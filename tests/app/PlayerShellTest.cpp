@@ -62,7 +62,7 @@ class Shell : public ProxyFixture {
     QCoreApplication::processEvents();
     runLoop.runUntilIdle();
   }
-  /// Runs the program until `end` has ended it; the test's time limit is for one that goes on.
+  /// Runs the program until `end` has ended it; one that does not end reaches the test's time limit.
   static int runUntil(void (*end)()) {
     QTimer::singleShot(0, end);
     return QCoreApplication::exec();
@@ -82,7 +82,7 @@ TEST_F(Shell, OpensTheWindowAtItsSizeAndLetsItGrowOnly) {
   EXPECT_THAT(defaults.writes(), IsEmpty());
 }
 
-TEST_F(Shell, RecordsTheSizeThatTheListenerGivesTheWindow) {
+TEST_F(Shell, RecordsTheSizeThatTheUserGivesTheWindow) {
   window->resize(800, 720);
   settle();
   EXPECT_EQ(loadSavedWindowSize(defaults), (WindowSize{800, 720}));
@@ -153,7 +153,7 @@ class ShellWithABus : public Shell {
     QDBusConnection::disconnectFromBus(QStringLiteral("service"));
   }
 
-  /// From outside; the player's answer.
+  /// Calls the player from outside; returns its reply.
   QDBusMessage call(const char* path, const char* interface, const char* method, const QVariantList& arguments) {
     auto message = QDBusMessage::createMethodCall(service.baseService(), QLatin1String(path), QLatin1String(interface),
                                                   QLatin1String(method));
@@ -161,7 +161,7 @@ class ShellWithABus : public Shell {
     const QDBusPendingCallWatcher watcher(client.asyncCall(message));
     QTimer wake;
     wake.start(10);
-    const QDeadlineTimer limit(60'000);  // only a player that has lost its bus comes near it
+    const QDeadlineTimer limit(60'000);  // reached only by a player that has lost its bus
     while (!watcher.isFinished() && !limit.hasExpired()) {
       QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
       runLoop.runUntilIdle();

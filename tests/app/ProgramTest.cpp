@@ -1,5 +1,5 @@
 // The player as a program: its starts, its ends and what it takes from the desktop. Nothing is played here: what is
-// opened are files that only look like music, so that no sound card is asked for anything.
+// opened are files that only look like music, so that no sound card is used.
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -50,7 +50,7 @@ class Program : public testing::Test {
     process->start(QStringLiteral(TOLVANE_PLAYER), arguments);
     return process;
   }
-  /// A player that has its faces on the bus.
+  /// A player with its interfaces on the bus.
   std::unique_ptr<QProcess> startPlayer(const QStringList& arguments = {}) {
     auto process = start(arguments);
     waitUntil([this] { return isRunning(); });

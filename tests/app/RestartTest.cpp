@@ -81,7 +81,7 @@ struct PlayerRun {
     settle();
   }
   [[nodiscard]] bool shows(const QString& name) { return control(name) != nullptr; }
-  /// In the order of their numbers: one that has just been moved may still be on its way.
+  /// In the order of their numbers: one that has just been moved may not have arrived.
   [[nodiscard]] std::vector<std::string> rows() {
     std::map<int, std::string> byNumber;
     collectRows(root(), byNumber);
@@ -188,7 +188,7 @@ TEST_F(Restart, ShowsEverythingAsItWasLeft) {
   EXPECT_TRUE(after.shows("Balance L 25, reset to Center"));
   ASSERT_TRUE(after.shows("Exclusive Access"));
   EXPECT_TRUE(after.control("Exclusive Access")->state().checked);
-  EXPECT_TRUE(after.shows("Play")) << "nothing plays before the listener wants it";
+  EXPECT_TRUE(after.shows("Play")) << "nothing plays before the user wants it";
   // The window opens at its own size each time; the size that the user gave it stays stored.
   EXPECT_EQ(after.window.window()->size(), QSize(600, 700));
   EXPECT_EQ(loadSavedWindowSize(after.defaults), (WindowSize{820, 760}));

@@ -72,9 +72,9 @@ class AnnouncedDefaults final : public UserDefaults {
   std::optional<Group> group_;
 };
 
-class Listener {
+class User {
  public:
-  Listener(const PlayerWorld& world, std::uint64_t seed) : world_(world), random_(seed) {
+  User(const PlayerWorld& world, std::uint64_t seed) : world_(world), random_(seed) {
     hardware_.addDevice({});
     SimulatedPCMFile file;
     file.format = linearPCM(8000, 2, 16, 2, kAudioFormatFlagIsSignedInteger);
@@ -83,7 +83,7 @@ class Listener {
     for (const auto& url : world.music) files_.add(url, file);
   }
 
-  [[noreturn]] void listenForEver() {
+  [[noreturn]] void useForEver() {
     while (true) {
       act();
       if (random_.chance(0.1) && store_.synchronize()) world_.journal.confirm();
@@ -155,9 +155,9 @@ int runUntilKilled(const PlayerWorld& world, std::uint64_t seed, std::chrono::na
     const bool mayDieStarting = random.chance(0.2);
     if (mayDieStarting) killMyselfAfter(lifetime);
     try {
-      Listener listener(world, seed);
+      User user(world, seed);
       if (!mayDieStarting) killMyselfAfter(lifetime);
-      listener.listenForEver();
+      user.useForEver();
     } catch (const std::exception&) {
       ::_exit(3);
     }

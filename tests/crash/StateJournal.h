@@ -1,7 +1,6 @@
 #pragma once
-// What a process has asked to be stored, recorded for the process that outlives it: a digest per state, in shared
-// memory.
-// One writes until it dies, the other reads after that.
+// The states that a process has requested to be stored, recorded for the process that outlives it: a digest per state,
+// in shared memory. One process writes until it dies, the other reads after that.
 
 #include <atomic>
 #include <cstddef>

@@ -1,5 +1,5 @@
-// A device that announces something: whether the output is as good as before, what arrives late, and what the listener
-// wishes while the output is away.
+// A device that announces something: whether the output is as good as before, what arrives late, and what the user
+// requests while there is no output.
 
 #include "tests/engine/SupervisionFixture.h"
 

@@ -1,4 +1,4 @@
-// One track after another without a gap, and what the listener may do about it at every moment around the crossing.
+// One track after another without a gap, and what the user may do at every moment around the crossing.
 
 #include <functional>
 

@@ -1,5 +1,5 @@
 #pragma once
-// Every combination of all that the rows of the verdict ask for.
+// Every combination of the facts that the rows of the verdict depend on.
 
 #include <optional>
 #include <vector>
@@ -24,7 +24,7 @@ constexpr Rates everyRates[] = {{44100, 44100, true, "44.1 kHz"},
                                 {44100, 96000, false, "96 kHz"},
                                 {0, 0, false, "an unknown rate"}};
 
-/// One combination of all that the rows ask for.
+/// One combination of these facts.
 struct Circumstances {
   Rates rates;
   bool isBluetooth, clientMatches, isLossless, formatIsKnown, formatCarries, isExclusive, isOwned, isSupported,

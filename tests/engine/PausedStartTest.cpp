@@ -1,5 +1,4 @@
-// A track whose output comes up paused: what can be known of the path only while the unit runs is found out when it
-// does.
+// A track whose output comes up paused: what can be known of the path only while the unit runs is read when it does.
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-// A device whose output others would have opened anew: it is when that interrupts no music.
+// A device that requests that its output is opened anew: it is, when that interrupts no music.
 
 #include <algorithm>
 #include <string_view>

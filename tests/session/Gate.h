@@ -1,6 +1,6 @@
 #pragma once
-// A place where one call of a service can be held for as long as a test pleases, as a device, a server or a disk that
-// hangs would hold it. Any thread.
+// Holds one call of a service for as long as a test needs, as a device, a server or a disk that hangs would. Any
+// thread.
 
 #include <condition_variable>
 #include <mutex>
@@ -44,7 +44,7 @@ class Gate {
     const std::lock_guard lock(mutex_);
     return isHolding_ && held_ == thread;
   }
-  /// Lets go what is held, and holds nothing any more.
+  /// Releases the held call, and holds no further ones.
   void open() {
     const std::lock_guard lock(mutex_);
     call_.clear();

@@ -1,5 +1,5 @@
 #pragma once
-// The player's services, each call of which passes a gate first. They do what the simulated ones behind them do.
+// The player's services: each call passes a gate first, and then goes to a simulated service.
 
 #include <map>
 #include <memory>

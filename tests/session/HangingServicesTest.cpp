@@ -1,7 +1,7 @@
 // Whatever the player waits for, the window goes on. Every call into devices, their reservation, files, bookmarks and
 // defaults is held in turn, at every stage of a session, for as long as the window takes for ten seconds of its own
-// time; then the commands that the listener gave meanwhile must have their effect, in their order, and nothing may be
-// lost or held.
+// time; then the commands that the user gave meanwhile must have their effect, in their order, and nothing may be lost
+// or held.
 
 #include <gmock/gmock.h>
 

@@ -82,7 +82,7 @@ TEST_F(HeldUp, NamesWhatIsKnownToBeWaitedFor) {
   EXPECT_EQ(state().heldUpBy, "the sound server");
 }
 
-TEST_F(HeldUp, IsNoticedAlsoWhenTheListenerAsksForNothing) {
+TEST_F(HeldUp, IsNoticedAlsoWhenTheUserRequestsNothing) {
   load(1);
   turnBoth();
   proxy.playTrack(0, 0);

@@ -1,6 +1,6 @@
 #pragma once
-// A row on its way to another place: only a drag that this window started, of the track that it started with, may move
-// a track. A value.
+// A row that is dragged to another place: only a drag that this window started, of the track that it started with, may
+// move a track. A value.
 
 #include <cstdint>
 #include <optional>

@@ -19,7 +19,7 @@ struct Uuid {
   [[nodiscard]] static Uuid random();
   /// The identity of a playlist entry: another one for every id.
   [[nodiscard]] static Uuid ofTrack(PlaylistTrackID id);
-  /// Upper or lower case; nothing for text in another form than that of string().
+  /// Upper or lower case; nothing for text in any other form than that of string().
   [[nodiscard]] static std::optional<Uuid> parse(std::string_view text);
 
   /// "E621E1F8-C36C-495A-93FC-0C247A3E6E5F"

@@ -1,6 +1,6 @@
 #pragma once
-// How one playlist became another one, as views want to be notified: rows that were removed, or inserted, in runs.
-// Pure.
+// How one playlist became another one, in the form of notifications to views: rows that were removed, or inserted, in
+// runs. Pure.
 
 #include <cstddef>
 #include <optional>
@@ -17,7 +17,7 @@ struct RowRun {
   bool operator==(const RowRun&) const = default;
 };
 
-/// The runs, ascending, that `longer` has besides `shorter`; nothing where that is not all that differs.
+/// The runs, ascending, that `longer` has in addition to `shorter`; nothing if there are other differences.
 [[nodiscard]] std::optional<std::vector<RowRun>> rowsBesides(const PlaylistTracks& shorter,
                                                              const PlaylistTracks& longer);
 

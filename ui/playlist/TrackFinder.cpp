@@ -10,7 +10,7 @@ namespace tolvane {
 
 namespace {
 
-/// Names are kept apart by a sign that no word holds.
+/// Separates names; occurs in no word.
 constexpr char separator = '\n';
 
 bool isASCII(std::string_view text) {

@@ -1,5 +1,5 @@
 #pragma once
-// The track list's measures, and which of its ends hides rows. Lengths in device-independent pixels; pure.
+// The dimensions of the track list, and which of its ends hides rows. Lengths in device-independent pixels; pure.
 
 #include <cstdint>
 

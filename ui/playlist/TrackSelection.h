@@ -1,6 +1,6 @@
 #pragma once
 // Which rows of the track list are selected. By identity, so that they stay selected when they are moved. A value; the
-// window's thread has one. Asking for a row costs the same however many are selected.
+// window's thread has one. A look-up of a row costs the same however many are selected.
 
 #include <cstddef>
 #include <cstdint>

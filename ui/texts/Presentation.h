@@ -1,5 +1,5 @@
 #pragma once
-// How the session's state reads: pure functions from values to the texts and colours of the window.
+// The texts and colours of the window: pure functions of the session's values.
 
 #include <cstdint>
 #include <optional>

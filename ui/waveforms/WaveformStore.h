@@ -1,5 +1,5 @@
 #pragma once
-// The window's waveforms, by file: which are known, which are on their way. Window's thread; files are read in the
+// The window's waveforms, by file: which are known, which are being read. Window's thread; files are read in the
 // background. A result that is no longer wanted is dropped. Results are kept as long as the window.
 
 #include <cstdint>
@@ -36,7 +36,7 @@ class WaveformStore {
 
   /// Starts a load unless one is cached or running.
   void loadWaveform(const FileURL& url);
-  /// The waveforms stay as they are; a file that was being read can be asked for again once its reader has noticed.
+  /// The waveforms stay as they are; a file that was being read can be requested again once its reader has stopped.
   void cancelWaveformLoading();
   /// Cancels, and forgets everything.
   void clear();
@@ -58,7 +58,7 @@ class WaveformStore {
     TaskID task;
     std::stop_source stop;  ///< a stop was requested: its result is not wanted
   };
-  /// Of a file that is known, or on its way.
+  /// A file that is known or being read.
   struct Record {
     Samples samples;      ///< null while unknown
     double duration = 0;  ///< seconds

@@ -1,5 +1,5 @@
 #pragma once
-// Unsigned integers out of bytes in a stated order. Pure. REQUIRES of every call: the bytes are there.
+// Reads unsigned integers from bytes in a stated order. Pure. REQUIRES of every call: the bytes exist.
 
 #include <bit>
 #include <concepts>
@@ -32,7 +32,7 @@ template <std::unsigned_integral T>
   return loadInteger<T>(bytes, offset, std::endian::big);
 }
 
-/// Four characters as they stand in the file, whatever the order of its integers.
+/// Four characters in the order of the file, whatever the order of its integers.
 [[nodiscard]] constexpr FourCharCode loadCode(std::span<const std::byte> bytes, std::size_t offset) {
   return loadBig<std::uint32_t>(bytes, offset);
 }

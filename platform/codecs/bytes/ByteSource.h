@@ -15,10 +15,10 @@ class ByteSource {
  public:
   virtual ~ByteSource() = default;
 
-  /// Bytes, as they were at opening; a file may have become shorter since.
+  /// In bytes, as of opening; a file may have become shorter since.
   [[nodiscard]] virtual std::uint64_t size() const = 0;
 
-  /// The bytes that came; fewer than asked for only at the end.
+  /// The number of bytes read; fewer than requested only at the end.
   [[nodiscard]] virtual std::expected<std::size_t, OSStatus> readAt(std::uint64_t offset,
                                                                     std::span<std::byte> destination) const = 0;
 

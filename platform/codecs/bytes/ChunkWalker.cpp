@@ -28,7 +28,7 @@ std::expected<std::optional<Chunk>, OSStatus> ChunkWalker::current() {
 OSStatus ChunkWalker::advancePast(const Chunk& chunk) {
   position_ = chunk.offset + availableBytes(chunk);
   if (chunk.size % 2 == 0 || position_ >= source_.size()) return noErr;
-  // An odd chunk is followed by one byte of padding. Some writers forget it: then the next id stands one byte earlier.
+  // An odd chunk is followed by one byte of padding. Some writers omit it: then the next id is one byte earlier.
   const auto padded = idAt(position_ + 1);
   const auto unpadded = idAt(position_);
   if (!padded) return padded.error();

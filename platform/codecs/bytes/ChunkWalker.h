@@ -1,6 +1,6 @@
 #pragma once
-// Walks the chunks of a RIFF or FORM file, one behind the other. Any thread, one walker each. Reads only the chunks'
-// headers, always moves forward and gives up after a bounded number of them, whatever sizes they claim.
+// Walks the chunks of a RIFF or FORM file in order. Any thread, one walker each. Reads only the chunks' headers, always
+// moves forward and gives up after a bounded number of them, whatever sizes they claim.
 
 #include <bit>
 #include <optional>
@@ -34,7 +34,7 @@ class ChunkWalker {
   /// False after current() has stopped at the limit of chunks: more of them may follow.
   [[nodiscard]] bool hasReachedEnd() const { return chunksLeft_ > 0; }
 
-  /// Moves behind the chunk, whose size the caller may have corrected.
+  /// Moves past the chunk, whose size the caller may have corrected.
   [[nodiscard]] OSStatus advancePast(const Chunk& chunk);
 
   /// Bytes of the chunk's content that the file really holds.
@@ -50,8 +50,8 @@ class ChunkWalker {
   int chunksLeft_ = 10'000;
 };
 
-/// True for a chunk of size 0 with anything but chunks behind it, up to the end of the file: what a program leaves that
-/// writes into a pipe and cannot go back to state the size.
+/// True for a chunk of size 0 that is followed by anything but chunks, up to the end of the file: a program that writes
+/// into a pipe cannot go back to state the size.
 [[nodiscard]] std::expected<bool, OSStatus> isSizeUnknown(const ByteSource& source, const Chunk& chunk,
                                                           std::endian order);
 

@@ -60,7 +60,7 @@ OSStatus statusFromFLACState(int state) {
     case FLAC__STREAM_DECODER_UNINITIALIZED:
       return kAudioFileUnspecifiedError;
     default:
-      // libFLAC also stops in the state in which it met something impossible.
+      // libFLAC also ends in the state in which it found something invalid.
       return kAudioFileInvalidFileError;
   }
 }

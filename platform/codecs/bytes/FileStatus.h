@@ -1,14 +1,14 @@
 #pragma once
 // The one place where failures of the system and of the decoding libraries become statuses. Pure; any thread.
 //
-//   -43 file not found       no such file or folder on the way, a name too long, links in a circle
+//   -43 file not found       no such file, or no such folder in its path, a name too long, a cycle of links
 //   -54 permission           not allowed to read it
 //   -42 too many open files  of this process or of the whole system
 //   -36 input/output error   the disk, the network file system or the card reader failed
 //  'typ?' not a file of that type   unknown content; a folder, pipe, socket or device
 //  'dta?' damaged file              known content whose structure or checksum is wrong
-//  'fmt?' format not supported      known content that changes its rate, channels or depth, or a client format of ours
-//                                   that is not the one on offer
+//  'fmt?' format not supported      known content that changes its rate, channels or depth, or a client format other
+//                                   than the one offered
 //  'wht?' anything else
 
 #include "platform/AudioStatus.h"

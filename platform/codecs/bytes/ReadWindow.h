@@ -13,8 +13,8 @@ class ReadWindow {
   explicit ReadWindow(const ByteSource& source, std::size_t capacity = 256 * 1024)
       : source_(source), capacity_(capacity) {}
 
-  /// The bytes at `offset`, as many as asked for (REQUIRES: no more than the capacity) or as there are. Valid until
-  /// the next call. A source that was cancelled gives nothing more, not even what was read ahead.
+  /// The bytes at `offset`, as many as requested (REQUIRES: no more than the capacity) or available. Valid until the
+  /// next call. A cancelled source returns nothing more, not even what was read ahead.
   [[nodiscard]] std::expected<std::span<const std::byte>, OSStatus> at(std::uint64_t offset, std::size_t count);
 
  private:

@@ -32,7 +32,7 @@ std::uint64_t id3Size(std::span<const std::byte> bytes) {
   return 10 + size + (hasFooter ? 10 : 0);
 }
 
-/// APE: the size counts the items and the footer; a header, where a flag says so, comes on top.
+/// APE: the size counts the items and the footer; a header, if a flag says so, is extra.
 std::uint64_t apeSize(std::span<const std::byte> bytes) {
   if (bytes.size() < kApeFooterSize || !startsWith(bytes, "APETAGEX")) return 0;
   constexpr std::uint32_t kHasHeader = 1U << 31;
@@ -41,7 +41,7 @@ std::uint64_t apeSize(std::span<const std::byte> bytes) {
   return size + (hasHeader ? kApeFooterSize : 0);
 }
 
-/// Lyrics3 version 2 ends with six digits that count what stands before them.
+/// Lyrics3 version 2 ends with six digits: the number of bytes before them.
 std::uint64_t lyricsSize(std::span<const std::byte> end) {
   constexpr std::size_t kTailSize = 15;
   if (end.size() < kTailSize || !startsWith(end.last(9), "LYRICS200")) return 0;

@@ -1,6 +1,6 @@
 #pragma once
-// Finds the tags that other programs put around the music: ID3v2 and APE in front, ID3v1, Lyrics3 and APE behind. Pure;
-// any thread. Never reads the tags themselves, however large they are.
+// Finds the tags around the music: ID3v2 and APE before it, ID3v1, Lyrics3 and APE after it. Pure; any thread. Never
+// reads the tags themselves, however large they are.
 
 #include "platform/codecs/bytes/ByteSource.h"
 
@@ -12,7 +12,7 @@ namespace tolvane {
 /// The first byte that belongs to no leading tag; at most the size of the file.
 [[nodiscard]] std::expected<std::uint64_t, OSStatus> endOfLeadingTags(const ByteSource& source);
 
-/// The byte behind the last one that belongs to no trailing tag; at least `begin`.
+/// The byte after the last one that belongs to no trailing tag; at least `begin`.
 [[nodiscard]] std::expected<std::uint64_t, OSStatus> startOfTrailingTags(const ByteSource& source, std::uint64_t begin);
 
 }  // namespace tolvane

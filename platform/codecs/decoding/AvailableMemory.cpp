@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t unlimited = std::numeric_limits<std::uint64_t>::max();
 
-/// Nothing where the file is not there, or holds a word ("max").
+/// Nothing if the file does not exist, or holds a word ("max").
 std::optional<std::uint64_t> numberIn(const std::filesystem::path& file) {
   std::ifstream text(file);
   std::uint64_t number = 0;
@@ -58,7 +58,7 @@ std::uint64_t memoryLeftByGroups(const std::filesystem::path& root, std::istream
   for (std::string line; std::getline(groups, line);) {
     if (!line.starts_with(own)) continue;
     std::filesystem::path group = std::filesystem::path(line.substr(own.size())).lexically_normal();
-    // Each group has the limits of those that it is in, too. The outermost has none.
+    // Each group has its parents' limits, too. The root has none.
     for (; !group.empty() && group.native() != "." && !group.native().starts_with(".."); group = group.parent_path())
       left = std::min(left, leftIn(root / group));
   }

@@ -11,9 +11,9 @@ namespace tolvane {
 /// number when it reports nothing.
 [[nodiscard]] std::uint64_t availableMemoryIn(std::istream& meminfo);
 
-/// Bytes that the control groups (version 2) of a process still leave it: `groups`, in the form of /proc/self/cgroup,
-/// names its own one, `root` is where they are mounted. Of a group's memory, what only caches files counts as left. The
-/// largest number where none has a limit.
+/// Bytes that the control groups (version 2) of a process still allow it: `groups`, in the form of /proc/self/cgroup,
+/// names its own group, `root` is where they are mounted. Memory that only caches files counts as available. The
+/// largest number if no group has a limit.
 [[nodiscard]] std::uint64_t memoryLeftByGroups(const std::filesystem::path& root, std::istream& groups);
 
 /// For this machine and this process, now.

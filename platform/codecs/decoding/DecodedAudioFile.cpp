@@ -58,7 +58,7 @@ std::expected<std::uint32_t, OSStatus> DecodedAudioFile::read(std::uint32_t fram
   const auto wanted = destination.first(count * bytesPerFrame_);
   const auto done = position_ == 0 && decoder_ == nullptr ? readStart(wanted) : readSerially(wanted);
   if (!done) failure_ = done.error();
-  // A decoder may have taken the end of its bytes for damage.
+  // The decoder may have mistaken the cancelled read for damage.
   if (progress_.isCancelled()) failure_ = userCanceledErr;
   if (failure_ != noErr) return std::unexpected(failure_);
   position_ += *done;

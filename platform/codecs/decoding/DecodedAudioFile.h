@@ -1,6 +1,6 @@
 #pragma once
-// An open compressed file that is read forward as 32-bit float. ExtAudioFile says whose thread. A long read from the
-// start is decoded with all cores. The result never depends on how many there are.
+// An open compressed file that is read forward as 32-bit float. Threads as in ExtAudioFile. A long read from the start
+// is decoded with all cores. The result never depends on how many there are.
 
 #include <memory>
 

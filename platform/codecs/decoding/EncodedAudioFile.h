@@ -1,6 +1,6 @@
 #pragma once
-// An open file whose data is not linear PCM: the file below a decoder, or one that a reader of PCM is about to refuse.
-// Threads as in AudioFile.
+// An open file whose data is not linear PCM: a decoder reads from it, or a reader of PCM is about to refuse it. Threads
+// as in AudioFile.
 
 #include <memory>
 

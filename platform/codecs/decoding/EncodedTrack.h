@@ -1,6 +1,6 @@
 #pragma once
 // A compressed track as both decoders of this folder show it to the code that reads it. EncodedTrack: any thread, its
-// decoders: one thread each. Decoders never hand out samples of another rate, depth or number of channels.
+// decoders: one thread each. Decoders never deliver samples of another rate, depth or number of channels.
 
 #include <cstddef>
 #include <cstdint>
@@ -21,8 +21,8 @@ class TrackDecoder {
  public:
   virtual ~TrackDecoder() = default;
 
-  /// The whole frames that came; fewer than `destination` holds only at the end of what can be decoded. A track that
-  /// goes on behind damaged data, or in another format, is an error.
+  /// The number of whole frames decoded; fewer than `destination` holds only at the end of what can be decoded. A track
+  /// that continues after damaged data, or in another format, is an error.
   [[nodiscard]] virtual std::expected<std::uint64_t, OSStatus> decode(std::span<std::byte> destination) = 0;
 };
 

@@ -1,6 +1,6 @@
 #pragma once
-// A part of a compressed track as a track of its own, with the samples that it has in the whole. EncodedTrack says
-// whose thread. What lies before and behind it is decoded only where the format cannot do without.
+// A part of a compressed track as a track of its own, with the samples of the whole. Threads as in EncodedTrack. What
+// lies before and after it is decoded only where the format requires it.
 
 #include <memory>
 

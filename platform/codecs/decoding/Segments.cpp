@@ -26,7 +26,7 @@ class Job {
 
   /// Decodes segments until none is left, or one has failed.
   void work() {
-    // Relaxed: the join is what hands the samples and the verdict to the caller.
+    // Relaxed: the join synchronises the samples and the verdict with the caller.
     while (!hasFailed_.load(std::memory_order_relaxed)) {
       const std::uint64_t segment = next_.fetch_add(1, std::memory_order_relaxed);
       if (segment >= proofs_.size()) return;

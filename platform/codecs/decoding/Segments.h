@@ -1,6 +1,6 @@
 #pragma once
 // Decodes one stretch of a track with all cores: each decodes segments of it into their own range of the destination.
-// Called on any thread, which works along; the others are joined before it returns.
+// Called on any thread, which takes part; the others are joined before it returns.
 
 #include <cstdint>
 #include <functional>
@@ -17,11 +17,11 @@ namespace tolvane {
 /// How many segments a stretch of so many frames is split into; less than 2 when it is not worth it.
 [[nodiscard]] std::uint64_t segmentCount(std::uint64_t frames, const SegmentLimits& limits);
 
-/// Runs `work` on that many threads, this one included, or on fewer where no more can be had. What it throws on any of
-/// them is thrown here, when all have ended.
+/// Runs `work` on that many threads, this one included, or on fewer if no more can be created. An exception on any of
+/// them is rethrown here when all have ended.
 void runOnWorkers(unsigned workers, const std::function<void()>& work);
 
-/// A track whose decoders show by their samples that they go on as the one before them would have.
+/// A track whose decoders prove by their samples that they continue as the decoder before them would have.
 class OverlappingTrack {
  public:
   virtual ~OverlappingTrack() = default;

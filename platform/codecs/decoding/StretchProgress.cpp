@@ -6,7 +6,7 @@ namespace tolvane {
 
 std::expected<std::uint64_t, OSStatus> decodeStretch(TrackDecoder& decoder, std::span<std::byte> destination,
                                                      std::uint64_t bytesPerFrame, StretchProgress& progress) {
-  // The usual size of a block of FLAC, which then is not split between pieces, and three packets and a half of MP3.
+  // The usual size of a block of FLAC, which is then not split between pieces, and three and a half packets of MP3.
   constexpr std::uint64_t pieceFrames = 4096;
   const std::uint64_t wanted = destination.size() / bytesPerFrame;
   std::uint64_t done = 0;

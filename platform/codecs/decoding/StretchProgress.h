@@ -18,7 +18,7 @@ class StretchProgress {
 
   /// Nothing of it reported yet.
   [[nodiscard]] StretchProgress part() const { return StretchProgress(*reading_); }
-  /// Takes what a part has reported for reported.
+  /// Counts what a part has reported as reported.
   void add(const StretchProgress& part) { reported_ += part.reported_; }
 
   /// The first `frames` of the stretch are decoded.

@@ -1,5 +1,5 @@
 #pragma once
-// The loudspeakers of a FLAC stream's channels. Pure; any thread. Reads the heads of the metadata blocks and the
+// The loudspeakers of a FLAC stream's channels. Pure; any thread. Reads the headers of the metadata blocks and the
 // comments, never a picture, and takes damaged ones for absent.
 
 #include "platform/ChannelLayout.h"

@@ -12,7 +12,7 @@ namespace tolvane {
 
 namespace {
 
-/// In front of the blocks libFLAC is given the signature and the metadata block STREAMINFO, marked as the last one: it
+/// Before the blocks, libFLAC receives the signature and the metadata block STREAMINFO, marked as the last one: it
 /// never sees titles and pictures, and can begin at any block.
 constexpr std::array startMarks = {std::byte{'f'},  std::byte{'L'},  std::byte{'a'},  std::byte{'C'},
                                    std::byte{0x80}, std::byte{0x00}, std::byte{0x00}, std::byte{0x22}};
@@ -43,7 +43,7 @@ struct FlacDecoder::Callbacks {
   static FLAC__StreamDecoderReadStatus read(const FLAC__StreamDecoder*, FLAC__byte buffer[], std::size_t* byteCount,
                                             void* client) {
     auto& decoder = self(client);
-    // libFLAC itself would go on behind damage, to the end of the file.
+    // libFLAC itself would continue after damage, to the end of the file.
     if (decoder.damage_ != noErr) return FLAC__STREAM_DECODER_READ_STATUS_ABORT;
     const auto destination = std::as_writable_bytes(std::span(buffer, *byteCount));
     std::size_t count = decoder.readStart(destination);
@@ -68,7 +68,7 @@ struct FlacDecoder::Callbacks {
     return startBytes + (decoder.stream_.end - std::min(decoder.stream_.end, decoder.origin_));
   }
 
-  /// Called only at damage and at the end of a cut file, behind which nothing is read.
+  /// Called only at damage and at the end of a truncated file, after which nothing is read.
   static FLAC__StreamDecoderSeekStatus seek(const FLAC__StreamDecoder*, FLAC__uint64, void*) {
     return FLAC__STREAM_DECODER_SEEK_STATUS_ERROR;
   }
@@ -108,7 +108,8 @@ struct FlacDecoder::Callbacks {
     auto& decoder = self(client);
     if (decoder.damage_ != noErr) return;
     decoder.damage_ = statusFromFLACError(status);
-    // A whole block with a wrong checksum is damage, whatever follows; all else may be the end of a cut file.
+    // A whole block with a wrong checksum is damage, whatever follows; anything else may be the end of a truncated
+    // file.
     if (status == FLAC__STREAM_DECODER_ERROR_STATUS_FRAME_CRC_MISMATCH) decoder.failure_ = decoder.damage_;
   }
 };

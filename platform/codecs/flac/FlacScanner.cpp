@@ -18,18 +18,18 @@ constexpr std::array<std::uint16_t, 256> checksumTable = [] {
   return table;
 }();
 
-/// The last few heads that a search has met.
-class RecentHeads {
+/// The last few headers that a search has met.
+class RecentHeaders {
  public:
   static constexpr std::size_t capacity = 8;
 
-  void add(const FlacBlockHead& head) { heads_[count_++ % capacity] = head; }
-  [[nodiscard]] std::span<const FlacBlockHead> all() const {
+  void add(const FlacBlockHeader& head) { heads_[count_++ % capacity] = head; }
+  [[nodiscard]] std::span<const FlacBlockHeader> all() const {
     return std::span(heads_).first(std::min(count_, capacity));
   }
 
  private:
-  std::array<FlacBlockHead, capacity> heads_;
+  std::array<FlacBlockHeader, capacity> heads_;
   std::size_t count_ = 0;
 };
 
@@ -45,11 +45,11 @@ FlacScanner::Result FlacScanner::find(std::uint64_t offset, std::uint64_t limit)
     const bool isHere = candidate < bytes->size();
     offset += candidate;
     if (!isHere) continue;
-    const auto start = window_.at(offset, std::min<std::uint64_t>(FlacBlockHead::largestBytes, stream_.end - offset));
+    const auto start = window_.at(offset, std::min<std::uint64_t>(FlacBlockHeader::largestBytes, stream_.end - offset));
     if (!start) return std::unexpected(start.error());
     if (start->size() >= 2 && ((*start)[1] & std::byte{0xFE}) == std::byte{0xF8}) {
-      ++headsTried_;
-      if (auto head = FlacBlockHead::parse(*start, stream_)) {
+      ++headersTried_;
+      if (auto head = FlacBlockHeader::parse(*start, stream_)) {
         head->offset = offset;
         return head;
       }
@@ -66,7 +66,7 @@ std::expected<std::uint64_t, OSStatus> FlacScanner::countFrames(std::uint64_t mo
     const OSStatus status = statusOfBlocksBehind(stream_.firstBlock);
     return status == noErr ? std::expected<std::uint64_t, OSStatus>(0) : std::unexpected(status);
   }
-  FlacBlockHead last = **head;
+  FlacBlockHeader last = **head;
   for (std::uint64_t offset = last.offset + last.byteCount; last.frame + last.frames - stream_.firstFrame < most;) {
     head = find(offset, stream_.end);
     if (!head) return std::unexpected(head.error());
@@ -75,7 +75,7 @@ std::expected<std::uint64_t, OSStatus> FlacScanner::countFrames(std::uint64_t mo
       if (status != noErr) return std::unexpected(status);
       break;
     }
-    // What looks like a head inside of a block has hardly ever the number that must come next.
+    // What looks like a header inside of a block has hardly ever the number that must come next.
     if ((*head)->continues(last)) last = **head;
     offset = (*head)->offset + 1;
   }
@@ -83,15 +83,15 @@ std::expected<std::uint64_t, OSStatus> FlacScanner::countFrames(std::uint64_t mo
 }
 
 OSStatus FlacScanner::statusOfBlocksBehind(std::uint64_t offset) {
-  const auto judge = [this](const FlacBlockHead& head) {
+  const auto judge = [this](const FlacBlockHeader& head) {
     return head.hasFormatOf(stream_) ? kAudioFileInvalidFileError : kAudioFileUnsupportedDataFormatError;
   };
-  RecentHeads recent;
+  RecentHeaders recent;
   while (true) {
     const auto head = find(offset, stream_.end);
     if (!head) return head.error();
     if (!*head) break;
-    // One head may be there by chance, a second one with just the number that must follow is not.
+    // One header may be there by chance, a second one with just the number that must follow is not.
     for (const auto& earlier : recent.all()) {
       if ((*head)->continues(earlier)) return judge(earlier);
     }
@@ -107,7 +107,7 @@ OSStatus FlacScanner::statusOfBlocksBehind(std::uint64_t offset) {
   return noErr;
 }
 
-std::expected<bool, OSStatus> FlacScanner::isWholeBlock(const FlacBlockHead& head) {
+std::expected<bool, OSStatus> FlacScanner::isWholeBlock(const FlacBlockHeader& head) {
   constexpr std::uint64_t longestBlock = 1024 * 1024;  // bytes; a longer one at the very end counts as cut
   constexpr std::size_t piece = 4096;
   if (stream_.end - head.offset > longestBlock) return false;

@@ -9,12 +9,12 @@ namespace tolvane {
 namespace {
 
 constexpr std::uint64_t seekPrecision = 64 * 1024;        // bytes; some tenths of a second
-constexpr std::uint64_t longestHeadSearch = 1024 * 1024;  // bytes, for one head
+constexpr std::uint64_t longestHeaderSearch = 1024 * 1024;  // bytes, for one header
 
-/// The first head from `offset` on that a block of this stream could have, behind the frame `after`.
+/// The first header from `offset` on that a block of this stream could have, behind the frame `after`.
 std::optional<FlacDecoder::Place> findBlock(FlacScanner& scanner, const FlacStream& stream, std::uint64_t offset,
                                             std::uint64_t end, std::uint64_t after) {
-  for (const std::uint64_t limit = std::min(end, offset + longestHeadSearch); offset < limit;) {
+  for (const std::uint64_t limit = std::min(end, offset + longestHeaderSearch); offset < limit;) {
     const auto head = scanner.find(offset, limit);
     if (!head || !*head) break;
     if ((*head)->hasFormatOf(stream) && (*head)->frame > after)

@@ -8,8 +8,8 @@
 
 namespace tolvane {
 
-/// Where what looks like a block begins: before `frame` (a number as blocks state it), and close to it. Decoding
-/// from there shows whether it is one. Nothing where none is found behind the first block.
+/// Where something that looks like a block begins: shortly before `frame` (counted as blocks count). Decoding from
+/// there shows whether it is one. Nothing if none is found after the first block.
 [[nodiscard]] std::optional<FlacDecoder::Place> findFlacPlaceBefore(const ByteSource& source, const FlacStream& stream,
                                                                     std::uint64_t frame);
 

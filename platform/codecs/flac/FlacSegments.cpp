@@ -45,7 +45,7 @@ class FlacJob {
     }
   }
 
-  /// Decodes segments until none is left, or one has not come to its end: those behind it are hardly ever of use.
+  /// Decodes segments until none is left, or one has not reached its end: those after it are hardly ever of use.
   void work() {
     // Relaxed: the join hands the samples to the caller.
     while (!isBroken_.load(std::memory_order_relaxed)) {

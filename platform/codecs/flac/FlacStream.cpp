@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "platform/codecs/bytes/ByteOrder.h"
-#include "platform/codecs/flac/FlacBlockHead.h"
 #include "platform/codecs/bytes/Tags.h"
+#include "platform/codecs/flac/FlacBlockHeader.h"
 
 namespace tolvane {
 
@@ -58,10 +58,10 @@ std::expected<FlacStream, OSStatus> readFlacStream(const ByteSource& source, std
   if (!end) return std::unexpected(end.error());
   stream.firstBlock = offset;
   stream.end = *end;
-  std::array<std::byte, FlacBlockHead::largestBytes> start;
+  std::array<std::byte, FlacBlockHeader::largestBytes> start;
   const auto count = source.readAt(offset, start);
   if (!count) return std::unexpected(count.error());
-  const auto head = FlacBlockHead::parse(std::span(start).first(*count), stream);
+  const auto head = FlacBlockHeader::parse(std::span(start).first(*count), stream);
   if (head && head->hasFormatOf(stream)) stream.firstFrame = head->frame;
   return stream;
 }

@@ -16,7 +16,7 @@ namespace tolvane {
 
 namespace {
 
-/// Decodes and throws away so many frames, or as many as there are. The number that is left.
+/// Decodes and discards so many frames, or as many as there are. Returns the number that is left.
 std::expected<std::uint64_t, OSStatus> skipFrames(TrackDecoder& decoder, std::uint32_t channels, std::uint64_t count) {
   constexpr std::uint64_t pieceFrames = 64 * 1024;
   std::vector<std::byte> piece(pieceFrames * channels * sizeof(float));
@@ -52,7 +52,7 @@ std::expected<std::unique_ptr<EncodedTrack>, OSStatus> FlacTrack::open(std::shar
   if (!stream) return std::unexpected(stream.error());
   std::unique_ptr<FlacTrack> track(new FlacTrack(std::move(source), offset, *stream));
   if (stream->frames == 0) {
-    // A decoded track has at most so many bytes; what is longer need not be counted to its end.
+    // A decoded track has at most so many bytes: a longer one need not be counted to its end.
     constexpr std::uint64_t mostBytes = std::numeric_limits<std::uint32_t>::max();
     track->frameCount_ =
         FlacScanner(*track->source_, track->stream_).countFrames(mostBytes / (stream->channels * sizeof(float)) + 1);

@@ -19,7 +19,7 @@ class FlacTrack final : public EncodedTrack {
 
   [[nodiscard]] const AudioStreamBasicDescription& format() const override { return format_; }
   [[nodiscard]] ChannelLayout channelLayout() const override;
-  /// Of a stream that was cut out of another one the signature is that one's, and is not given.
+  /// None for a stream that was cut out of another one: its signature is that of the other.
   [[nodiscard]] std::optional<SampleSignature> signature() const override;
   [[nodiscard]] std::expected<std::uint64_t, OSStatus> frameCount() const override { return frameCount_; }
   [[nodiscard]] std::optional<std::uint64_t> announcedFrames() const override;

@@ -1,6 +1,6 @@
 #pragma once
-// The packets of the first logical stream in an Ogg file, one behind the other, as a source of bytes: the pages around
-// them are left out. Any thread, several at once. Reads every page's header once, when it is opened.
+// The packets of the first logical stream in an Ogg file, concatenated, as a source of bytes without the pages around
+// them. Any thread, several at once. Reads every page's header once, when it is opened.
 
 #include <memory>
 #include <vector>
@@ -14,8 +14,8 @@ class OggPayload final : public ByteSource {
   /// In an Ogg file of FLAC, where the plain FLAC stream starts: behind the signature of the mapping.
   static constexpr std::uint64_t flacOffset = 9;
 
-  /// A file with more pages that hold something is refused: each is remembered. Usual pages of 4 KiB make 4 GiB, more
-  /// than a track can have that is to be decoded into memory.
+  /// A file with more pages that are not empty is refused, because each is remembered. Usual pages of 4 KiB make 4 GiB,
+  /// more than a track that is decoded into memory can have.
   static constexpr std::size_t mostPages = std::size_t{1} << 20;
 
   /// REQUIRES: a page starts at `offset`. Where a page is not followed by another one, the next one is looked for.

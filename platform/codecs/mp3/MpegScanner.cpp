@@ -62,8 +62,8 @@ MpegScanner::Result MpegScanner::freeFormatRunOf(std::uint64_t offset, const Mpe
 }
 
 MpegScanner::Result MpegScanner::freeFormatRunAt(std::uint64_t offset, const MpegFrameHeader& header) {
-  // Junk holds few such headers by chance. A file that is full of them was made to be searched for ever; what music it
-  // may have is then found only by the size of the packets before.
+  // Junk holds few such headers by chance. A file that is full of them was made to be searched for ever; its music, if
+  // any, is then found only by the size of the packets before.
   if (freeSearchesLeft_ == 0) {
     return knownFreeBytes_ == 0 ? std::nullopt
                                 : freeFormatRunOf(offset, header, knownFreeBytes_ + header.paddingBytes());

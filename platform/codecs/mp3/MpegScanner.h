@@ -1,6 +1,6 @@
 #pragma once
 // Steps through the packets of an MPEG audio file and finds its way back after junk. One thread each. A header counts
-// only when others follow where it says they do. Never does work out of proportion to the bytes it is led past.
+// only when others follow where it says they do. Its work is proportional to the bytes that it passes.
 
 #include <optional>
 

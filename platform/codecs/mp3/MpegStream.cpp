@@ -17,7 +17,7 @@ constexpr std::uint64_t kLongestJunk = 4 * kMebibyte;
 /// More frames than any caller can request: the rest of such a file need not be mapped.
 constexpr std::uint64_t kMostFrames = std::uint64_t{1} << 33;
 
-/// What the encoder left about itself in a packet of its own, in front of the first one with sound.
+/// What the encoder states in a packet of its own, before the first one with sound.
 struct InformationPacket {
   std::optional<std::uint32_t> packetCount;
   struct Gapless {

@@ -108,7 +108,7 @@ std::optional<ChannelLayout> readChunk(const ByteSource& source, const Chunk& ch
   return statedLayout(std::move(positions));
 }
 
-/// What the format assigns where no chunk says otherwise. It has two orders for four channels, and none for five.
+/// The format's own assignment, without a chunk. It has two orders for four channels, and none for five.
 ChannelLayout assignedChannels(std::uint32_t channels) {
   if (channels == 3) return statedLayout({frontLeft, frontRight, frontCentre});
   if (channels == 6)
@@ -127,7 +127,7 @@ ChannelLayout readAiffChannels(const ByteSource& source, std::uint32_t channels,
     if (!*current) break;
     const Chunk& chunk = **current;
     if (chunk.id == fourCharCode("CHAN")) {
-      // A chunk that says something else than is understood leaves nothing certain.
+      // A chunk that is not understood leaves nothing certain.
       return readChunk(source, chunk, channels).value_or(usualLayout(channels));
     }
     if (walker.advancePast(chunk) != noErr) return usualLayout(channels);

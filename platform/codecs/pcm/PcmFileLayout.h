@@ -1,6 +1,6 @@
 #pragma once
-// Where the samples of a linear PCM file lie and how they are laid out: what the readers of WAV and AIFF give back.
-// A plain value.
+// Where the samples of a linear PCM file lie and how they are laid out: the result of the readers of WAV and AIFF. A
+// plain value.
 
 #include <cstdint>
 #include <optional>
@@ -22,8 +22,8 @@ struct PcmFileLayout {
 };
 
 /// Samples of `bits` in `bytesPerFrame` / `channels` bytes each, as a header states them. Never refuses: numbers that
-/// contradict each other (a frame of 0 bytes, or of 7 for two channels) are handed on, so that the layout is what
-/// gets refused, which is the truth about such a file; it may be whole in every other respect.
+/// contradict each other (a frame of 0 bytes, or of 7 for two channels) are passed on, so that the layout is refused,
+/// which is true of such a file; it may be intact in every other respect.
 [[nodiscard]] constexpr AudioStreamBasicDescription describePCM(double sampleRate, std::uint32_t channels,
                                                                 std::uint32_t bits, std::uint32_t bytesPerFrame,
                                                                 std::uint32_t flags) {
@@ -33,8 +33,8 @@ struct PcmFileLayout {
   return {sampleRate, kAudioFormatLinearPCM, flags, bytesPerFrame, 1, bytesPerFrame, channels, bits, 0};
 }
 
-/// What the size of a data chunk says, in bytes, of a file that holds `held` of them. Programs that write into a pipe
-/// cannot go back to state it, and leave the largest number that they know, or one close below it.
+/// The size that a data chunk states, in bytes, of a file that holds `held` of them. Programs that write into a pipe
+/// cannot go back to state it, and leave the largest possible number, or one just below it.
 [[nodiscard]] constexpr std::optional<std::uint64_t> announcedSize(std::uint64_t stated, std::uint64_t held) {
   constexpr std::uint64_t leastPlaceholder = 0x7FF00000;
   if (stated <= held) return held;

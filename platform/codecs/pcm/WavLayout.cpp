@@ -121,8 +121,8 @@ std::expected<Format, OSStatus> readFormat(const ByteSource& source, const Chunk
     format.mChannelsPerFrame = fields.channels;
     return Format{format, usualLayout(fields.channels)};
   }
-  // Samples of one byte are offset binary, wider ones are signed. The bytes a second are not looked at: they follow
-  // from the rest, and files that have them wrong play well everywhere.
+  // Samples of one byte are offset binary, wider ones are signed. The bytes per second are ignored: they follow from
+  // the rest, and files that state them wrong play well everywhere.
   std::uint32_t flags = kAudioFormatFlagIsFloat;
   if (fields.tag == kTagPCM) {
     flags = fields.channels != 0 && fields.bytesPerFrame / fields.channels == 1 ? 0 : kAudioFormatFlagIsSignedInteger;
@@ -131,7 +131,7 @@ std::expected<Format, OSStatus> readFormat(const ByteSource& source, const Chunk
                 layoutOfMask(fields.channelMask, fields.channels)};
 }
 
-/// The size of a chunk as meant: some stand in "ds64", and a writer that could not go back left none at all.
+/// The intended size of a chunk: "ds64" may state it, and a writer that could not go back left none at all.
 std::uint64_t meantSize(const Chunk& chunk, const std::optional<LongSizes>& sizes) {
   if (chunk.size != kSizeIsElsewhere) return chunk.size;
   const auto found = sizes ? sizes->find(chunk.id) : std::nullopt;

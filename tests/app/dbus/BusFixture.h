@@ -1,6 +1,6 @@
 #pragma once
-// A session over simulated hardware on the manual clock, whose faces stand on a session bus of the test's own.
-// Nothing waits for time to pass: the test goes on with the event it waits for, and gives up only on a dead bus.
+// A session over simulated hardware on the manual clock, with its interfaces on a session bus of the test's own.
+// Nothing waits for time to pass: the test continues with the event it waits for, and fails only on a dead bus.
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -28,7 +28,7 @@ class PrivateBus {
   [[nodiscard]] const QString& address() const { return address_; }
   /// A connection of its own. REQUIRES: each name once a process.
   [[nodiscard]] QDBusConnection connect(const QString& name) const;
-  /// From here on the bus starts the program when its name is asked for.
+  /// From now on the bus starts the program when its name is requested.
   void addService(const std::string& name, const std::string& command);
   /// As when the desktop session breaks down.
   void die();

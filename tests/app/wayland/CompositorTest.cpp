@@ -112,13 +112,13 @@ class WaylandWindow : public WindowFixture {
     const int far = std::max(std::abs(goal.x()), std::abs(goal.y()));
     int steps = 0;
     EXPECT_TRUE(waitFor([&] {
-      // A hand that holds still at the end trembles.
+      // A pointer that is held still trembles.
       const int step = ++steps * 4 <= far ? steps * 4 : far - steps % 2;
       server->movePointer(onScreen(from, before) + goal * step / far);
       return hasFollowed(bounds(), before, goal);
     })) << "the window does not follow the pointer";
   }
-  /// One corner has gone the whole way, or one of its axes for an edge.
+  /// One corner has moved by the whole distance, or along one axis for an edge.
   [[nodiscard]] static bool hasFollowed(const QRect& now, const QRect& before, QPoint way) {
     constexpr int trembling = 4;
     const auto went = [&](QPoint from, QPoint to) {
@@ -128,7 +128,7 @@ class WaylandWindow : public WindowFixture {
     return went(before.topLeft(), now.topLeft()) || went(before.topRight(), now.topRight()) ||
            went(before.bottomLeft(), now.bottomLeft()) || went(before.bottomRight(), now.bottomRight());
   }
-  /// Lets go, and moves the pointer about: the window stays as it is.
+  /// Releases the button, and moves the pointer: the window stays as it is.
   void letGo() {
     server->releaseButton();
     QRect left;

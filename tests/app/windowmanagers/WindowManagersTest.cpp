@@ -53,7 +53,7 @@ class ManagedWindow : public WindowFixture {
     delegate.configurePlayerWindow(shell);
     server->releaseButton();  // of a test that failed
     EXPECT_TRUE(waitFor([this] { return state() == normal; }));
-    // As a hand or a taskbar puts it there: the window itself has asked for no place.
+    // As a user or a taskbar places it: the window itself has requested no position.
     constexpr std::uint32_t northWest = 1;
     constexpr std::uint32_t placeOnly = 1U << 8U | 1U << 9U;
     constexpr std::uint32_t fromAPager = 2U << 12U;
@@ -99,7 +99,7 @@ class ManagedWindow : public WindowFixture {
     const int far = std::max(std::abs(way.x()), std::abs(way.y()));
     int steps = 0;
     const bool follows = waitFor([&] {
-      // A hand that holds still at the end trembles: a window manager that is late begins with the next move.
+      // A pointer that is held still trembles: a window manager that is late begins with the next move.
       const int step = ++steps <= 2 * far ? steps : 2 * far - steps % 2;
       server->movePointer(place = from + way * step / far);
       const QRect now = geometry();
@@ -109,7 +109,7 @@ class ManagedWindow : public WindowFixture {
     EXPECT_TRUE(follows) << "the window does not follow the pointer";
   }
 
-  /// Lets go, and moves the pointer about: the window stays as it is.
+  /// Releases the button, and moves the pointer: the window stays as it is.
   void letGo() {
     synchronise();
     server->releaseButton();

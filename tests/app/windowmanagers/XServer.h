@@ -1,6 +1,6 @@
 #pragma once
-// The X server that DISPLAY names, on a connection of the test's own: a hand on the pointer, and what the window
-// manager has written on windows. Throws when the server or the window manager is gone.
+// The X server that DISPLAY names, on a connection of the test's own: moves the pointer, and reads what the window
+// manager has set on windows. Throws when the server or the window manager is gone.
 
 #include <xcb/xcb.h>
 
@@ -22,13 +22,13 @@ class XServer {
   /// Returns once a window manager has announced what it supports. REQUIRES: `pid` is that of its process, a child.
   void waitForWindowManager(pid_t pid) const;
 
-  // The hand. Each returns once the server has handled it.
+  // The pointer. Each returns once the server has handled it.
 
   void movePointer(QPoint place) const;
   void pressButton() const;
   void releaseButton() const;
 
-  // What window manager and server say.
+  // What window manager and server report.
 
   /// The 32-bit values of a property; none when it is not there.
   [[nodiscard]] std::vector<std::uint32_t> property(xcb_window_t window, const char* name) const;
@@ -40,7 +40,7 @@ class XServer {
   /// The same of the rows and columns in which more than `most` pixels have this colour.
   [[nodiscard]] QRect boundsOf(std::uint32_t colour, int most) const;
 
-  // What others ask for.
+  // Requests of other programs.
 
   /// As a taskbar asks the window manager.
   void ask(xcb_window_t window, const char* message, const std::vector<std::uint32_t>& values) const;

@@ -30,7 +30,7 @@ void step(CampaignWorld& world, CampaignInvariants& invariants, CampaignActions&
   invariants.afterStep(world.runLoop.now() - before, wasPlaying);
 }
 
-/// The player goes in whatever state it is: nothing of it may be left.
+/// The player ends in whatever state it is: nothing of it may be left.
 void end(CampaignWorld& world, CampaignInvariants& invariants) {
   world.operate([&] {
     invariants.leavePlayer();

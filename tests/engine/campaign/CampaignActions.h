@@ -1,6 +1,6 @@
 #pragma once
-// What happens in a world of the campaign: weighted draws of what a user does and of what befalls the hardware.
-// The test's thread. Draws only from the world's own random numbers.
+// What happens in a world of the campaign: weighted draws of what a user does and of what happens to the hardware. The
+// test's thread. Draws only from the world's own random numbers.
 
 #include <span>
 #include <string>
@@ -16,7 +16,7 @@ class CampaignActions {
 
   /// Draws one action and does it.
   void act();
-  /// The same, of what befalls the hardware only.
+  /// The same, of what happens to the hardware only.
   void strike();
   /// How much time passes until the next.
   [[nodiscard]] RunLoop::Duration drawPause();
@@ -46,7 +46,7 @@ class CampaignActions {
   void switchExclusiveAccess();
   void startAnew();
 
-  // What befalls a device.
+  // What happens to a device.
   void changeRateFromOutside();
   void stealDevice();
   void releaseDevice();
@@ -65,7 +65,7 @@ class CampaignActions {
   void failProperty();
   void failSystemProperty();
 
-  // What befalls the unit that plays.
+  // What happens to the unit that plays.
   void stall();
   void stopByItself();
   void raiseRenderError();

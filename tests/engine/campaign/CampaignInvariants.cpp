@@ -239,7 +239,7 @@ void CampaignInvariants::processingChanged(AudioObjectID id) {
   expectNoRecovery();
 }
 
-/// True in both directions: nothing else may have changed the truth unannounced, because the verdict was given anew.
+/// In both directions: nothing else may have changed the truth without a notification, because the verdict is new.
 void CampaignInvariants::checkVerdictOnProcessing(AudioObjectID id, bool unitCanBeRead) {
   if (world_.isInOperation() || world_.watched.boundDevice() != id || !isVerdict(world_.pathKind())) return;
   if (!world_.device(id).isPresent() || world_.ledgers[id].hasLied) return;

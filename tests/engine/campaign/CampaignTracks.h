@@ -1,6 +1,6 @@
 #pragma once
-// The campaign's shelf of files: formats and lengths that differ, every frame numbered, and files that cannot be
-// played. The test's thread. Made once and shared by all worlds; never changed afterwards.
+// The campaign's files: formats and lengths that differ, every frame numbered, and files that cannot be played. The
+// test's thread. Made once and shared by all worlds; never changed afterwards.
 
 #include <cmath>
 #include <cstdint>

@@ -1,4 +1,4 @@
-// What befalls the hardware in a world of the campaign: the other half of CampaignActions.
+// What happens to the hardware in a world of the campaign: the other half of CampaignActions.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -15,7 +15,7 @@ constexpr OSStatus refusal = -66;
 
 }  // namespace
 
-// What befalls a device.
+// What happens to a device.
 
 void CampaignActions::changeRateFromOutside() {
   const AudioObjectID id = likelyDevice();
@@ -191,7 +191,7 @@ void CampaignActions::failSystemProperty() {
   world_.later(between(0.1, 10), [this] { world_.hardware.systemProperties().readFailures.clear(); });
 }
 
-// What befalls the unit that plays.
+// What happens to the unit that plays.
 
 void CampaignActions::stall() {
   const AudioObjectID id = likelyDevice();

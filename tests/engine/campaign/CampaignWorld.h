@@ -20,7 +20,7 @@
 
 namespace tolvane {
 
-/// Hands each line on and keeps none: a campaign writes millions.
+/// Passes each line on and keeps none: a campaign writes millions.
 class CampaignLog final : public Log {
  public:
   void write(LogLevel, std::string_view, std::string_view message) override { onLine(message); }
@@ -108,7 +108,7 @@ class CampaignWorld {
   bool exclusiveAccess = false;
   bool resumesARecovery = false;  ///< a pause ends between two attempts, before there is a unit again
   bool levelsAreNeutral = true;
-  bool goesOnToNextTrack = true;            ///< a track that ends is followed by another from within the notice
+  bool goesOnToNextTrack = true;            ///< a track that ends is followed by another from within the notification
   const CampaignTrack* upcoming = nullptr;  ///< what the player is to play after this one; null: nothing
   bool isUpcomingChanging = false;          ///< it is being notified of that
   std::optional<std::int64_t> heardNext;    ///< the frame that must be heard next; none: not known
@@ -140,10 +140,10 @@ class CampaignWorld {
   std::shared_ptr<int> isThere_ = std::make_shared<int>();
 };
 
-/// Plays a track of the shelf, from the user's hand or from within a notice of completion.
+/// Plays one of the files, as the user does or from within a notification of completion.
 void playTrack(CampaignWorld& world, const CampaignTrack& track);
 
-/// Chooses a track to follow, or none, and sets it in the player.
+/// Chooses the next track, or none, and sets it in the player.
 void announceUpcoming(CampaignWorld& world);
 void announceNothing(CampaignWorld& world);
 

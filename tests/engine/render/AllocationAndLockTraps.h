@@ -1,5 +1,5 @@
 #pragma once
-// Counts the allocations and lock operations of one thread while a trap stands. The program's own malloc, free and
+// Counts the allocations and lock operations of one thread while a trap is set. The program's own malloc, free and
 // pthread_mutex_lock (and their kin) count, then do what the C library's do.
 
 #include <cstdint>

@@ -34,7 +34,7 @@ std::uint64_t checksumOf(const std::vector<std::byte>& bytes) {
   return sum;
 }
 
-/// The head of a block of 65535 frames in eight channels, and eight subframes of one value each.
+/// The header of a block of 65535 frames in eight channels, and eight subframes of one value each.
 std::vector<std::byte> falseBlock(std::uint32_t number, bool isSpoilt) {
   Bytes head;
   head.big(0xFFF8, 2).big(0x79, 1).big(0x78, 1);

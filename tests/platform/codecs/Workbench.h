@@ -1,6 +1,6 @@
 #pragma once
-// A folder in which other programs make the files of a test, and say how they sound. A program that is missing or that
-// fails is a failed test.
+// A folder in which other programs make and decode the files of a test. A program that is missing or fails is a failed
+// test.
 
 #include <cstdint>
 #include <span>
@@ -28,7 +28,7 @@ class Workbench {
   FileURL write(std::string_view name, std::span<const std::byte> bytes) const { return folder_.write(name, bytes); }
   [[nodiscard]] std::vector<std::byte> bytesOf(std::string_view name) const;
 
-  /// Runs a command line inside the folder, and gives what it writes to its standard output.
+  /// Runs a command line inside the folder, and returns its standard output.
   std::vector<std::byte> run(const std::string& command) const;
 
   /// Music that is different at every place: noise and tones, the same on every run.

@@ -215,7 +215,7 @@ TEST_F(Reservation, IsNotLostToAnOlderNotification) {
   ASSERT_EQ(reservation.owner(card), std::nullopt);
   OtherProgram server(bus);
   for (int turn = 0; turn < 5; ++turn) {
-    ASSERT_TRUE(server.take(card));  // its news wait until this thread runs its events
+    ASSERT_TRUE(server.take(card));  // its notification waits until this thread runs its events
     ASSERT_TRUE(acquire());
     EXPECT_EQ(observer.property(card, "Priority"), QVariant(ourPriority));
     clock.runUntilIdle();
@@ -259,7 +259,7 @@ TEST_F(Reservation, ThatIsTakenAwayOnABusThatThenStandsStillIsNoticed) {
   ASSERT_TRUE(acquire());
   OtherProgram rude(bus, {.priority = ourPriority});
   ASSERT_TRUE(rude.take(card, true));
-  ASSERT_FALSE(observer.ownerOf(card).isEmpty());  // the news are on their way to everybody
+  ASSERT_FALSE(observer.ownerOf(card).isEmpty());  // the notification is on its way to every program
   bus.stop();
   EXPECT_TRUE(eventually([&] { return !yields.empty(); }));
 }

@@ -95,7 +95,7 @@ TEST_F(DamagedSqliteDefaults, AnyBitThatTurnsInTheHeadOfTheValuesPageIsNoticedOr
   }
 }
 
-TEST_F(SqliteDefaults, TheSealIsTheOneThatFilesOfListenersHave) {
+TEST_F(SqliteDefaults, TheSealIsTheOneThatFilesOfUsersHave) {
   start().setObject("number", 0.25);
   defaults->setObject("truth", true);
   defaults->setObject("bytes", UserDefaults::Data(R"({"version":1})"));

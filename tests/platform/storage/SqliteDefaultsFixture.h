@@ -48,7 +48,7 @@ class SqliteDefaults : public testing::Test {
     defaults.reset();
     return defaults.emplace(where, log, patient(std::chrono::milliseconds(20)));
   }
-  /// Ends the program, and gives what the next one finds.
+  /// Ends the program, and returns what the next one finds.
   [[nodiscard]] std::optional<double> numberAfterRestart(std::string_view key) { return start().value<double>(key); }
 
   [[nodiscard]] std::filesystem::path file() const { return folder.path() / "defaults.sqlite"; }

@@ -34,7 +34,7 @@ class FullDisk {
   rlimit before_{};
 };
 
-TEST_F(SqliteDefaults, TheFolderIsMadeAndIsTheListenersOwn) {
+TEST_F(SqliteDefaults, TheFolderIsMadeAndIsTheUsersOwn) {
   const fs::path where = folder.path() / "data/deeper/tolvane-player";
   start(where).setObject("a", 1.0);
   EXPECT_TRUE(defaults->synchronize());

@@ -37,7 +37,7 @@ class DelayedSeam::Bell final : public RunLoop {
 
 DelayedSeam::DelayedSeam(Parts parts)
     : parts_(std::move(parts)),
-      // Both are called with the link's lock held: they only make an appointment.
+      // Both are called with the link's lock held: they only schedule.
       commandBell_(std::make_shared<Bell>([this] {
         parts_.onSent(++sentCount_);
         parts_.later(parts_.drawDelay(), [this] { parts_.playersTime.post([this] { (void)deliverCommand(); }); });

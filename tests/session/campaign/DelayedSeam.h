@@ -1,8 +1,7 @@
 #pragma once
-// Window and player on two manual run loops, and between them a seam that takes its time: what one side sends reaches
-// the other in a turn of its own, a random time later. Both ends are the program's own SessionLink; this hands over
-// what one end has to the other end, and knows of each command when it was sent and when it was carried out. Main
-// thread.
+// Window and player on two manual run loops, and between them a seam with delays: what one side sends reaches the other
+// in a turn of its own, a random time later. Both ends are the program's own SessionLink; this hands over what one end
+// has to the other end, and knows of each command when it was sent and when it was carried out. The test's thread.
 
 #include <functional>
 #include <optional>

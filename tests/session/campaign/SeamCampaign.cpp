@@ -6,7 +6,7 @@
 
 #include "platform/simulated/SimulatedOutputUnit.h"
 #include "tests/engine/campaign/CampaignActions.h"
-#include "tests/session/campaign/SeamListener.h"
+#include "tests/session/campaign/SeamUser.h"
 #include "tests/session/campaign/SeamWorld.h"
 
 namespace tolvane {
@@ -27,20 +27,20 @@ RunLoop::Duration drawStep(CampaignWorld& world) {
 }
 
 /// What happens in a step, at once or while it lasts: also while the player's thread sleeps.
-void happen(SeamWorld& seam, SeamListener& listener, CampaignActions& actions, RunLoop::Duration step) {
+void happen(SeamWorld& seam, SeamUser& user, CampaignActions& actions, RunLoop::Duration step) {
   auto& random = seam.world.random;
   if (random.percent(25)) actions.strike();
   if (random.percent(10))
     seam.holdUp(durationFromSeconds(random.percent(70) ? random.logarithmic(0.01, 1) : random.logarithmic(1, 12)));
   for (std::size_t count = random.percent(30) ? 1 + random.below(6) : random.below(2); count > 0; --count) {
     if (random.percent(50))
-      listener.act();
+      user.act();
     else
-      seam.world.later(durationFromSeconds(random.between(0, secondsFromDuration(step))), [&] { listener.act(); });
+      seam.world.later(durationFromSeconds(random.between(0, secondsFromDuration(step))), [&] { user.act(); });
   }
 }
 
-void seamStep(SeamWorld& seam, SeamListener& listener, CampaignActions& actions) {
+void seamStep(SeamWorld& seam, SeamUser& user, CampaignActions& actions) {
   CampaignWorld& world = seam.world;
   CampaignInvariants& invariants = *seam.invariants;
   ++world.step;
@@ -51,7 +51,7 @@ void seamStep(SeamWorld& seam, SeamListener& listener, CampaignActions& actions)
   const auto playsBefore = world.playsStarted;
   const auto completionsBefore = invariants.completions();
   const auto step = drawStep(world);
-  happen(seam, listener, actions, step);
+  happen(seam, user, actions, step);
   const auto check = [&] {
     invariants.afterTurn();
     seam.afterTurn();
@@ -64,12 +64,12 @@ void seamStep(SeamWorld& seam, SeamListener& listener, CampaignActions& actions)
   // While the thread was held up, nothing could be noticed.
   invariants.afterStep(world.runLoop.now() - before - (world.heldTime - heldBefore), wasPlaying && isOneTrack);
   if (!world.failure() && world.random.percent(15)) {
-    listener.expectAgreement();
+    user.expectAgreement();
     (void)check();
   }
   if (world.failure() || !world.random.percent(1)) return;
   world.note("quit and start anew");
-  listener.expectAgreement();
+  user.expectAgreement();
   seam.finishBackground();
   seam.settle();
   // A program that is killed has saved every change, too.
@@ -78,28 +78,28 @@ void seamStep(SeamWorld& seam, SeamListener& listener, CampaignActions& actions)
   (void)check();
   if (world.failure()) return;
   seam.startAnew();
-  listener.beginAnew();
+  user.beginAnew();
   (void)check();
 }
 
 void run(SeamWorld& seam, SeamTotals& totals) {
   CampaignWorld& world = seam.world;
-  SeamListener listener(seam);
+  SeamUser user(seam);
   CampaignActions actions(world, *seam.invariants);
   const double hours = world.isCloseUp ? seamHoursOfCloseUp : seamHours;
   try {
-    while (!world.failure() && world.hoursPassed() < hours) seamStep(seam, listener, actions);
-    if (!world.failure()) listener.expectAgreement();
+    while (!world.failure() && world.hoursPassed() < hours) seamStep(seam, user, actions);
+    if (!world.failure()) user.expectAgreement();
     if (!world.failure()) seam.end();
   } catch (const std::exception& error) {
     world.fail(error.what());
   }
-  totals.agreements += listener.agreements();
-  totals.waitsShown += listener.waitsShown();
-  totals.bitPerfectShown += listener.bitPerfectShown();
-  totals.positionsShown += listener.positionsShown();
-  totals.diagnosticsShown += listener.diagnosticsShown();
-  totals.unplayableShown += listener.unplayableShown();
+  totals.agreements += user.agreements();
+  totals.waitsShown += user.waitsShown();
+  totals.bitPerfectShown += user.bitPerfectShown();
+  totals.positionsShown += user.positionsShown();
+  totals.diagnosticsShown += user.diagnosticsShown();
+  totals.unplayableShown += user.unplayableShown();
 }
 
 }  // namespace

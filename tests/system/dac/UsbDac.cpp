@@ -168,7 +168,7 @@ void UsbDac::take(const UsbIpUnlink& request) {
   replies_.unlinked(request.sequence, victim ? -ECONNRESET : 0);
 }
 
-/// What waited is refused, or taken back.
+/// Pending requests are refused, or cancelled.
 void UsbDac::answerAgain() {
   isSilent_ = false;
   for (const auto& [sequence, unlink] : unanswered_) {

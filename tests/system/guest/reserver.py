@@ -82,7 +82,7 @@ class Reserver:
             self.bus.send(new_error(message, "org.freedesktop.DBus.Error.UnknownMethod"))
 
     def open(self):
-        """The kernel refuses the device to everybody else from here on."""
+        """The kernel refuses the device to every other process from now on."""
         self.device, self.opened = os.open(f"/dev/snd/pcmC{self.card}D0p", os.O_RDWR | os.O_NONBLOCK), time.monotonic()
         self.say("held")
 

@@ -71,7 +71,7 @@ class Program:
         """The event, once it has come so many times."""
         if not wait_until(lambda: len(self.events(name)) >= count or self.process.poll() is not None, SOON) or \
                 len(self.events(name)) < count:
-            raise RuntimeError(f"another program never tells {name!r}: {self.output.read_text()} {self.errors.read_text()}")
+            raise RuntimeError(f"another program never prints {name!r}: {self.output.read_text()} {self.errors.read_text()}")
         return self.events(name)[count - 1]
 
     def asked(self, command, name):

@@ -257,7 +257,7 @@ TEST_F(WindowDrops, AWaitingDragScrollsTheListAtItsEnds) {
   leave();
 }
 
-/// Drags with the X server's own pointer, as a hand does: a press, a way of many small moves, and then how it ends.
+/// Drags with the X server's own pointer, as a user does: a press, many small moves, and then the given end.
 void dragOnXServer(QPoint from, QPoint to, const QStringList& end = {"mouseup", "1"}) {
   QStringList hand{"mousemove", QString::number(from.x()), QString::number(from.y()), "mousedown", "1"};
   constexpr int steps = 12;

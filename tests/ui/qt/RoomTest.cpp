@@ -12,7 +12,7 @@ namespace tolvane::test {
 namespace {
 
 constexpr double rowHeight = 58;
-constexpr double widestControl = 505;  ///< a hand's travel
+constexpr double widestControl = 505;  ///< how far a hand moves
 
 /// A text or a control, in the window's coordinates and without what is clipped.
 struct Part {

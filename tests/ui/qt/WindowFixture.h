@@ -52,7 +52,7 @@ class WindowFixture : public testing::Test {
   /// Lets events come until the condition holds; gives up, and says so, after a time that only a broken window needs.
   [[nodiscard]] bool waitFor(const std::function<bool()>& condition);
 
-  // What there is to see and to hear.
+  // What the user sees and hears.
 
   [[nodiscard]] QAccessibleInterface* accessible(const QString& name) const;
   [[nodiscard]] bool isShown(const QString& name) const;
@@ -64,7 +64,7 @@ class WindowFixture : public testing::Test {
   [[nodiscard]] std::int64_t currentIndex() const { return session.currentIndex().value(); }
   [[nodiscard]] double position() const { return session.playbackPosition().value(); }
 
-  // What the listener does.
+  // What the user does.
 
   [[nodiscard]] QPoint placeIn(const QQuickItem& item, double x, double y) const;  ///< fractions of its size
   void click(const QString& name);

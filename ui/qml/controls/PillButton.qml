@@ -7,9 +7,9 @@ T.AbstractButton {
 
     required property string name
     property string help: name
-    /// It has the sign of adding.
+    /// It has a plus sign.
     property bool adds: true
-    /// Of the keyboard, with the last press.
+    /// Modifier keys of the last press.
     property int pressModifiers: Qt.NoModifier
 
     implicitHeight: 28

@@ -6,7 +6,7 @@ Item {
     id: overlay
 
     required property bool shown
-    /// They go between rows, which stay in sight; else they replace all of them.
+    /// They go between rows, which stay visible; else they replace all of them.
     required property bool inserts
     required property bool appends
 

@@ -9,7 +9,7 @@ FocusScope {
     required property string formats
     signal openFolderRequested(bool adds)
     signal openFileRequested(bool adds)
-    /// It has gone, and the keyboard was in it.
+    /// It has disappeared while it had the keyboard focus.
     signal leftByKeyboard()
 
     onVisibleChanged: if (!visible && focus) leftByKeyboard()

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Tolvane
 
-/// Over the head of the list while something is looked for in it. Moves nothing.
+/// Over the header of the list during a search. Moves nothing.
 Rectangle {
     id: field
 
@@ -23,7 +23,7 @@ Rectangle {
         finder.text = typed;
         input.forceActiveFocus(Qt.ShortcutFocusReason);
     }
-    /// With the text of the last time.
+    /// With the text of the last search.
     function resume() {
         if (!visible) {
             visible = true;

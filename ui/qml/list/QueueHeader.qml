@@ -11,7 +11,7 @@ Item {
     signal saveRequested()
     signal openFolderRequested(bool adds)
     signal openFileRequested(bool adds)
-    /// A control has gone that the keyboard was on.
+    /// A control has disappeared while it had the keyboard focus.
     signal leftByKeyboard()
 
     implicitHeight: 28

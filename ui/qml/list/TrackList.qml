@@ -87,7 +87,7 @@ Item {
         model: frame.tracks
         reuseItems: true
         boundsBehavior: Flickable.StopAtBounds
-        // A press of the mouse selects, seeks or drags a row; it does not push the list about.
+        // A press of the mouse selects, seeks or drags a row; it does not scroll the list.
         interactive: !mousePress.active
         activeFocusOnTab: true
         keyNavigationEnabled: true

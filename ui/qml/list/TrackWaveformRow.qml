@@ -26,7 +26,7 @@ T.ItemDelegate {
     required property string markedTime
     /// The pointer's place in the waveform, 0 … 1; −1 while it is elsewhere.
     readonly property real marked: seek.containsMouse ? Math.max(0, Math.min(1, seek.mouseX / seek.width)) : -1
-    /// The keyboard is on this row, and came by keys.
+    /// This row has the keyboard focus, and got it by keys.
     required property bool focusShown
     signal shown()
     signal selected()
@@ -35,7 +35,7 @@ T.ItemDelegate {
     /// It is to be selected or no longer; all rows up to it are to be.
     signal pickToggled()
     signal pickExtended()
-    /// Of the keyboard, when the pointer was pressed.
+    /// Modifier keys when the pointer was pressed.
     property int pressModifiers: Qt.NoModifier
 
     /// A drag consumes the release of the button that began it: the row would stay pressed.

@@ -7,7 +7,7 @@ Item {
 
     /// Why.
     required property string problem
-    /// The row has the keyboard, which cannot point at the mark.
+    /// The row has the keyboard focus, and the keyboard cannot point at the mark.
     property bool keyboardHere: false
 
     HoverHandler { id: pointer }

@@ -41,7 +41,7 @@ T.Popup {
         if (opener !== null) opener.forceActiveFocus(openerShowsFocus ? Qt.TabFocusReason : Qt.PopupFocusReason);
     }
 
-    // The window's own is not heard while this is open.
+    // The window's own shortcut has no effect while this is open.
     Shortcut { sequence: "Ctrl+I"; enabled: sheet.visible; onActivated: sheet.close() }
 
     T.Overlay.modal: Rectangle {

@@ -1,7 +1,7 @@
 import QtQuick
 import Tolvane
 
-/// The program's mark beside its name, which says the same to those who do not see it.
+/// The program's logo beside its name, which says the same to assistive technology.
 Logo {
     Accessible.ignored: true
 }

@@ -1,7 +1,7 @@
 import QtQuick
 import Tolvane
 
-/// The rim by which the window is resized. The middle lets everything through.
+/// The rim by which the window is resized. The middle takes no events.
 Item {
     id: rim
 

@@ -7,7 +7,7 @@ namespace tolvane {
 namespace {
 
 QAccessibleInterface* makeInterface(const QString& className, QObject* object) {
-  // Asked for the class of an object and each of its bases: the one that knows of this matches once.
+  // Called for the class of an object and for each of its bases; only one of them matches.
   if (className != QLatin1String(AdjustmentArea::staticMetaObject.className())) return nullptr;
   return new AccessibleAdjustment(qobject_cast<AdjustmentArea*>(object));
 }
@@ -21,7 +21,7 @@ QString AccessibleAdjustment::resetAction() { return AdjustmentArea::tr("Reset t
 QWindow* AccessibleAdjustment::window() const { return slider().window(); }
 
 QAccessibleInterface* AccessibleAdjustment::parent() const {
-  // Items that only arrange others are none to assistive technology. The window stands above them all.
+  // Assistive technology does not see items that only arrange others. The window is the parent of all.
   for (QQuickItem* item = slider().parentItem(); item != nullptr; item = item->parentItem()) {
     if (auto* found = QAccessible::queryAccessibleInterface(item)) return found;
   }

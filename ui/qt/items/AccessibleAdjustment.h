@@ -1,5 +1,5 @@
 #pragma once
-// An output slider as assistive technology meets it: a value in its range, steps, and the named action that resets it.
+// An output slider as assistive technology sees it: a value in its range, steps, and the named action that resets it.
 // QML can give an item no action of a name of its own. Window's thread; Qt owns it, and drops it with the slider.
 
 #include <QAccessibleActionInterface>
@@ -15,7 +15,7 @@ class AccessibleAdjustment final : public QAccessibleObject,
                                    public QAccessibleActionInterface {
  public:
   explicit AccessibleAdjustment(AdjustmentArea* slider) : QAccessibleObject(slider) {}
-  /// From here on every AdjustmentArea is met in this way. As often as one likes.
+  /// Applies to every AdjustmentArea from now on. May be called repeatedly.
   static void install();
   [[nodiscard]] static QString resetAction();  ///< "Reset to default"
 

@@ -1,7 +1,6 @@
 #pragma once
 // The surface of an output slider: pointer, wheel, keys and assistive technology, after the rules of
-// OutputAdjustmentSlider. Window's thread. It asks for values and never keeps one: what it shows is what its owner
-// says.
+// OutputAdjustmentSlider. Window's thread. It requests values and never keeps one: it shows what its owner sets.
 
 #include <QQuickItem>
 
@@ -14,7 +13,7 @@ class AdjustmentArea : public QQuickItem {
   QML_ELEMENT
   /// The value that the owner sets.
   Q_PROPERTY(double shownValue READ value WRITE show NOTIFY valueChanged FINAL)
-  /// The same for assistive technology, which sets it, too: that asks for a value, as a drag does.
+  /// The same for assistive technology, which can set it: that requests a value, as a drag does.
   Q_PROPERTY(double value READ value WRITE setValue NOTIFY valueChanged FINAL)
   Q_PROPERTY(double from READ from WRITE setFrom NOTIFY rangeChanged FINAL)
   Q_PROPERTY(double to READ to WRITE setTo NOTIFY rangeChanged FINAL)
@@ -23,7 +22,7 @@ class AdjustmentArea : public QQuickItem {
   Q_PROPERTY(QString accessibilityLabel MEMBER accessibilityLabel_ NOTIFY textsChanged FINAL)
   Q_PROPERTY(QString helpText MEMBER helpText_ NOTIFY textsChanged FINAL)
   Q_PROPERTY(double thumbCentre READ thumbCentre NOTIFY thumbMoved FINAL)
-  /// It was reached by keyboard, and shows that. One that was pressed takes the keyboard, too, and shows nothing.
+  /// It got the focus by keyboard, and shows that. One that was pressed takes the focus, too, without showing it.
   Q_PROPERTY(bool visualFocus READ hasVisualFocus NOTIFY visualFocusChanged FINAL)
   Q_PROPERTY(bool dragging READ isDragging NOTIFY draggingChanged FINAL)
 

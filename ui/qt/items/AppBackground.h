@@ -1,5 +1,5 @@
 #pragma once
-// The window's ground: dark, lit from the top left. Painted once a size, so it costs nothing while the music plays.
+// The window's background: dark, lit from the top left. Painted once per size, so it costs nothing during playback.
 
 #include <QQuickPaintedItem>
 

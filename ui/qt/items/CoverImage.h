@@ -1,5 +1,5 @@
 #pragma once
-// A cover on its way from the model to the item that draws it: shared, never copied. A value.
+// A cover that the model passes to the item that draws it: shared, never copied. A value.
 
 #include <QImage>
 #include <QtQmlIntegration>
@@ -23,8 +23,8 @@ struct CoverImage {
 /// The longest edge of a decoded cover, in pixels: its size in the largest window at twice the density.
 inline constexpr int longestCoverEdge = 640;
 
-/// Null for what cannot be decoded, or would be larger than any cover is. Any thread; may take a while, and for its
-/// time some tens of megabytes.
+/// Null for what cannot be decoded, or would be larger than any cover is. Any thread; may take a while, and some tens
+/// of megabytes meanwhile.
 [[nodiscard]] QImage decodedCover(const Cover& cover);
 
 }  // namespace tolvane

@@ -1,5 +1,5 @@
 #pragma once
-// The cover of the music, or a quiet sign in its place. Painted once a picture and size (render thread, while the
+// The cover of the music, or a plain symbol in its place. Painted once a picture and size (render thread, while the
 // window's thread waits).
 
 #include <QQuickPaintedItem>

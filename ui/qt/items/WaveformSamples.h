@@ -1,5 +1,5 @@
 #pragma once
-// A waveform on its way from the model to the item that draws it: shared, never copied. A value.
+// A waveform that the model passes to the item that draws it: shared, never copied. A value.
 
 #include <QObject>
 #include <QtQmlIntegration>

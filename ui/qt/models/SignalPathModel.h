@@ -1,6 +1,6 @@
 #pragma once
-// The signal path as QML sees it. Window's thread. The stages come with every state; the rest is asked of the player
-// only while `open` holds, and costs nothing otherwise.
+// The signal path as QML sees it. Window's thread. The stages come with every state; the rest is requested from the
+// player only while `open` is true, and costs nothing otherwise.
 
 #include <QtQmlIntegration>
 

@@ -1,6 +1,6 @@
 #pragma once
 // Reordering by drag, as QML sees it: begins the desktop's drag of a row, and answers for the rows as places to drop
-// on. Window's thread. A drag of anything else, files above all, is none of its business and is left to the window.
+// on. Window's thread. Any other drag, such as one of files, is left to the window.
 
 #include <QObject>
 #include <QPointer>
@@ -31,7 +31,7 @@ class TrackDragModel final : public QObject {
   /// Begins a drag and returns once it has ended; meanwhile the window goes on. `source` is where it begins.
   Q_INVOKABLE void drag(int row, QQuickItem* source);
 
-  /// A drag of this text is `y` below the top of a row. Whether it is one that may be dropped here.
+  /// A drag of this text is `y` below the top of a row. Returns whether it may be dropped here.
   Q_INVOKABLE bool entered(int row, double y, bool offersPlainText);
   Q_INVOKABLE void exited();
   Q_INVOKABLE bool drop(int row, double y, const QString& text);

@@ -1,6 +1,6 @@
 #pragma once
 // The playlist as a list model, with the rows that are selected. Window's thread. Reordering is reported as moves, and
-// rows that come and go as such, so that views keep and move the others. A row's waveform and tags are asked for when
+// rows that come and go as such, so that views keep and move the others. A row's waveform and tags are requested when
 // the row is shown: 100,000 rows cost what the visible ones cost.
 
 #include <QAbstractListModel>
@@ -67,7 +67,7 @@ class TrackListModel final : public QAbstractListModel {
   /// The window has come to the front: files that could not be played may have changed meanwhile.
   Q_INVOKABLE void lookAgain() { content_.session().checkUnplayableFiles(); }
   Q_INVOKABLE void playTrack(int row, double fraction) { content_.playTrack(row, fraction); }
-  /// For the keyboard, what a drag is for the pointer: into the gap above or below the neighbour. The row's new place.
+  /// The keyboard's counterpart of a drag: into the gap above or below the neighbour. Returns the row's new place.
   Q_INVOKABLE int moveRow(int row, int direction);
 
   // The selection. Rows that are not there are ignored. A row costs the same however many there are; all of them, or a
@@ -95,7 +95,7 @@ class TrackListModel final : public QAbstractListModel {
   void savingChanged();
   void undoChanged();
   void selectionChanged();
-  /// Other tracks, and all that comes with them is in its place: a later turn than the model's reset.
+  /// There are other tracks, and everything that depends on them is up to date; in a later turn than the model's reset.
   void renewed();
 
  private:

@@ -52,7 +52,7 @@ bool WindowMotion::eventFilter(QObject* watched, QEvent* event) {
   return false;
 }
 
-/// Where it began: for the window's parts the pointer has not moved.
+/// At the position where it began, so that the window's parts see no movement.
 void WindowMotion::endPress(const QSinglePointEvent& cause) {
   isHandedOver_ = false;
   QMouseEvent end(QEvent::MouseButtonRelease, pressed_, window_->mapToGlobal(pressed_), Qt::LeftButton, Qt::NoButton,

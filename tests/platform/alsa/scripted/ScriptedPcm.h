@@ -55,7 +55,7 @@ class ScriptedPcm {
   /// What snd_pcm_prepare answers from now on.
   void answerPrepare(int answer);
 
-  /// The next call there hangs, until letGo().
+  /// The next call of that function hangs, until letGo().
   void hang(Place place);
   void letGo();
   /// Wakes the render thread, for nothing.

@@ -1,4 +1,4 @@
-// Damaged files decoded with one thread and with several: how many there are must never be heard, nor seen in an error.
+// Damaged files decoded with one thread and with several: the number of threads must change neither samples nor errors.
 
 #include <gmock/gmock.h>
 
@@ -120,7 +120,7 @@ class Damage {
     }
   }
 
-  /// Takes out, or repeats, what lies between two places that look like heads of blocks or packets.
+  /// Takes out, or repeats, what lies between two places that look like headers of blocks or packets.
   void moveWholeBlocks(Bytes8& bytes, std::size_t at) {
     const auto head = [&bytes](std::size_t from) {
       for (; from + 2 < bytes.size(); ++from) {

@@ -153,7 +153,7 @@ TEST(ChannelAlterations, NameAnOrderThatMayBeTheDevicesOwn) {
   }
 }
 
-/// What the name stands for is no order of the device: a rule may well put it right.
+/// The name does not state the device's order: a rule may correct it.
 TEST(ChannelAlterations, NameAnAssumedOrderOnceWhateverItIs) {
   int cases = 0;
   for (const auto& [bus, name] : {std::pair{"usb", "surround51:0"},

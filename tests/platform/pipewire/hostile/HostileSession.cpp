@@ -1,6 +1,6 @@
 // A client of a sound server that acts as its session manager, so that the player's stream reaches the sink, and then
-// sets whatever it likes on the player's stream. Usage: hostile_session STREAM SINK, the nodes' names. Says on standard
-// output what it has done, a line each.
+// sets whatever it likes on the player's stream. Usage: hostile_session STREAM SINK, the nodes' names. Prints on
+// standard output what it has done, a line each.
 
 #include <pipewire/pipewire.h>
 #include <spa/param/audio/format-utils.h>

@@ -190,7 +190,7 @@ TEST_F(StoppedServer, IsWaitedForUpToALimitWhenAUnitIsInitialised) {
   EXPECT_NE(status, noErr);
   EXPECT_GE(time, 2s);
   EXPECT_LE(time, 2s + SteppingRunLoop::slack);
-  EXPECT_EQ(open_, 0) << "the way was given back";
+  EXPECT_EQ(open_, 0) << "the path was given back";
 }
 
 TEST_F(StoppedServer, IsWaitedForUpToALimitWhenAUnitStarts) {

@@ -23,7 +23,7 @@ TEST_F(TakingACard, SwitchesItsProfileOffAndBack) {
   EXPECT_EQ(owner(), getpid());
   EXPECT_FALSE(hasSink());
   EXPECT_THAT(desktop.server().calls(), ElementsAre(off()));
-  EXPECT_EQ(desktop.listed(), std::vector{device}) << "one device, whichever way it is reached";
+  EXPECT_EQ(desktop.listed(), std::vector{device}) << "one device, over either path";
   EXPECT_EQ(toggle(), noErr);
   EXPECT_EQ(owner(), -1);
   desktop.runLoop.advance(1s);
@@ -39,7 +39,7 @@ TEST_F(TakingACard, MovesAUnitThatPlaysAndItPlaysOn) {
   EXPECT_EQ(owner(), getpid());
   EXPECT_TRUE(goesOn());
   EXPECT_THAT(desktop.server().streams(), IsEmpty());
-  EXPECT_EQ(desktop.dac().config().nominalRate, 48000) << "the rate is the device's, whichever way it is reached";
+  EXPECT_EQ(desktop.dac().config().nominalRate, 48000) << "the rate is the device's, over either path";
   EXPECT_EQ(unit->uninitialize(), noErr);
   EXPECT_EQ(toggle(), noErr);
   desktop.runLoop.advance(1s);

@@ -29,7 +29,7 @@ class ScriptedServer final : public SoundServer {
   /// Of its sinks and streams, in the server's numbers: front left, front right.
   static inline const std::vector<std::uint32_t> positions{3, 4};
 
-  /// A server that is there, with a card for each output of `cardHardware`. All outlive it.
+  /// A running server, with a card for each output of `cardHardware`. All outlive it.
   ScriptedServer(ManualRunLoop& runLoop, Log& log, SimulatedAudioHardware& cardHardware, Events events);
 
   // SoundServer
@@ -60,12 +60,12 @@ class ScriptedServer final : public SoundServer {
   void unplug(std::uint32_t card);
   /// The card's sink comes (back) now.
   std::uint32_t addSink(std::uint32_t card);
-  /// The server goes, or is not there from the beginning.
+  /// The server ends, or is missing from the beginning.
   void die();
   void comeBack();
   /// Changes what the server reports: levels, another program's streams, what becomes of a sink.
   void change(const std::function<void(PipeWireFacts&)>& what);
-  /// Another program reserves the card: the server gives it away, with its sink. `owner` has it until returnCard().
+  /// Another program reserves the card: the server releases it and removes its sink. `owner` has it until returnCard().
   void yieldCard(std::uint32_t card, std::int32_t owner);
   /// The program has left the card, which is a new object for the server.
   std::uint32_t returnCard(std::uint32_t card);
@@ -76,7 +76,7 @@ class ScriptedServer final : public SoundServer {
   /// From now on it holds a card although its profile is off, or no longer does.
   void keepCardsOpen(bool keeps);
 
-  /// Keeps what its streams hand over, 32-bit float samples of both channels.
+  /// Keeps what its streams deliver, 32-bit float samples of both channels.
   void beginListening() { heard_.emplace(); }
   [[nodiscard]] std::vector<float> endListening();
 

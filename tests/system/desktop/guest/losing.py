@@ -55,7 +55,7 @@ def restarted():
 
 
 def restarted_while_paused():
-    """The listener resumes when the server is back: at the frame where the music paused."""
+    """The user resumes when the server is back: at the frame where the music paused."""
     desktop.full_volume("Intel")
     track(SHARED / "resumed.wav", 48000, 2, 2)
     shutil.copyfile(SHARED / "resumed.wav", "/tmp/resumed.wav")

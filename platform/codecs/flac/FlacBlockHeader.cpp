@@ -1,4 +1,4 @@
-#include "platform/codecs/flac/FlacBlockHead.h"
+#include "platform/codecs/flac/FlacBlockHeader.h"
 
 #include <array>
 
@@ -20,7 +20,7 @@ std::uint8_t checksum(std::span<const std::byte> bytes) {
   return static_cast<std::uint8_t>(sum);
 }
 
-/// Takes the fields of a head one behind the other; never reads behind its end.
+/// Reads the fields of a header in order; never past its end.
 class Fields {
  public:
   explicit Fields(std::span<const std::byte> bytes) : bytes_(bytes) {}
@@ -80,7 +80,7 @@ std::uint32_t rateOf(std::uint32_t code, Fields& fields, std::uint32_t streamRat
 
 }  // namespace
 
-std::optional<FlacBlockHead> FlacBlockHead::parse(std::span<const std::byte> bytes, const FlacStream& stream) {
+std::optional<FlacBlockHeader> FlacBlockHeader::parse(std::span<const std::byte> bytes, const FlacStream& stream) {
   constexpr std::size_t fixedBytes = 4;
   if (bytes.size() <= fixedBytes || bytes[0] != std::byte{0xFF} || (bytes[1] & std::byte{0xFE}) != std::byte{0xF8}) {
     return std::nullopt;
@@ -98,7 +98,7 @@ std::optional<FlacBlockHead> FlacBlockHead::parse(std::span<const std::byte> byt
   const auto number = fields.number();
   if (!number) return std::nullopt;
 
-  FlacBlockHead head;
+  FlacBlockHeader head;
   head.frames = blockFrames(framesCode, fields);
   head.sampleRate = rateOf(rateCode, fields, stream.sampleRate);
   head.channels = channelsCode < 8 ? channelsCode + 1 : 2;

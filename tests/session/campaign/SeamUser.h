@@ -11,9 +11,9 @@
 
 namespace tolvane {
 
-class SeamListener {
+class SeamUser {
  public:
-  explicit SeamListener(SeamWorld& world);
+  explicit SeamUser(SeamWorld& world);
 
   /// One thing that a user does.
   void act();
@@ -33,7 +33,7 @@ class SeamListener {
   using Origin = SeamWorld::Origin;
   struct Choice {
     unsigned weight;
-    void (SeamListener::*action)();
+    void (SeamUser::*action)();
   };
 
   void playRow();

@@ -8,7 +8,7 @@
 
 namespace tolvane {
 
-struct ListenerChoices {
+struct UserChoices {
   OutputLevels outputLevels;
   std::optional<AudioObjectID> preferredDeviceID;  ///< nothing: follow the system's default
   bool isExclusiveAccessEnabled = false;

@@ -1,4 +1,4 @@
-#include "tests/session/campaign/SeamListener.h"
+#include "tests/session/campaign/SeamUser.h"
 
 #include <fmt/format.h>
 
@@ -16,12 +16,12 @@ bool isActive(const SessionState& state) { return state.isPlaying || state.isPau
 
 }  // namespace
 
-SeamListener::SeamListener(SeamWorld& world) : world_(world), random_(world.world.random) {
+SeamUser::SeamUser(SeamWorld& world) : world_(world), random_(world.world.random) {
   world_.onShown = [this](const SessionState& before, const SessionState& now) { shown(before, now); };
   world_.onTick = [this] { checkWaiting(); };
 }
 
-void SeamListener::beginAnew() {
+void SeamUser::beginAnew() {
   lastLoad_ = 0;
   watchesPath_ = false;
   watchesTime_ = true;
@@ -41,8 +41,8 @@ void SeamListener::beginAnew() {
   checkLists();
 }
 
-void SeamListener::act() {
-  using L = SeamListener;
+void SeamUser::act() {
+  using L = SeamUser;
   static const std::vector<Choice> choices{{12, &L::playRow},      {5, &L::playNext},
                                            {3, &L::playPrevious},  {14, &L::pauseOrGoOn},
                                            {3, &L::stop},          {10, &L::seek},
@@ -67,7 +67,7 @@ void SeamListener::act() {
 
 // Transport.
 
-void SeamListener::play(std::int64_t row, const std::function<void(SessionProxy&)>& send) {
+void SeamUser::play(std::int64_t row, const std::function<void(SessionProxy&)>& send) {
   const PlaylistTrack* track = world_.window().state().tracks.entryAt(row);
   if (track == nullptr) return world_.ask(Wish::play, "", send);  // nothing is sent
   const PlaylistTrackID id = track->id;
@@ -79,7 +79,7 @@ void SeamListener::play(std::int64_t row, const std::function<void(SessionProxy&
   });
 }
 
-void SeamListener::playRow() {
+void SeamUser::playRow() {
   const auto count = static_cast<std::int64_t>(world_.window().state().tracks.size());
   const auto row = static_cast<std::int64_t>(random_.below(static_cast<std::size_t>(count) + 2)) - 1;
   const double fraction = random_.percent(60) ? 0 : random_.between(-0.1, 1.1);
@@ -87,19 +87,19 @@ void SeamListener::playRow() {
   play(row, [&](SessionProxy& window) { window.playTrack(row, fraction); });
 }
 
-void SeamListener::playNext() {
+void SeamUser::playNext() {
   world_.world.note("window: next");
   const auto& now = world_.window().state();
   play(now.canPlayNext() ? now.currentIndex + 1 : -1, [](SessionProxy& window) { window.next(); });
 }
 
-void SeamListener::playPrevious() {
+void SeamUser::playPrevious() {
   world_.world.note("window: previous");
   forgetPromise();
   world_.ask(Wish::play, "", [](SessionProxy& window) { window.previous(); });
 }
 
-void SeamListener::pauseOrGoOn() {
+void SeamUser::pauseOrGoOn() {
   const SessionState& now = world_.window().state();
   const bool plays = random_.percent(80) ? !now.isGoingToPlay() : random_.percent(50);
   const bool isAsked = plays != now.isGoingToPlay() && now.currentTrack() != nullptr;
@@ -110,14 +110,14 @@ void SeamListener::pauseOrGoOn() {
     promise("what was paused does not play", [](const auto& state) { return !state.isGoingToPlay(); });
 }
 
-void SeamListener::stop() {
+void SeamUser::stop() {
   world_.world.note("window: stop");
   forgetPromise();
   world_.ask(Wish::stop, "", [](SessionProxy& window) { window.stopPlayback(); });
   promise("nothing plays after a stop", [](const auto& state) { return !isActive(state) && state.position == 0; });
 }
 
-void SeamListener::seek() {
+void SeamUser::seek() {
   const SessionState& now = world_.window().state();
   const PlaylistTrack* track = now.currentTrack();
   const double duration = now.duration;
@@ -134,7 +134,7 @@ void SeamListener::seek() {
 
 // Output.
 
-void SeamListener::setVolume() {
+void SeamUser::setVolume() {
   // Where every byte is listened to, levels stay neutral; elsewhere no sample becomes silence.
   const double volume = world_.world.isCloseUp || random_.percent(70) ? 1 : random_.between(0.75, 1);
   world_.world.note(fmt::format("window: volume {}", volume));
@@ -143,20 +143,20 @@ void SeamListener::setVolume() {
   require(world_.window().state().outputVolume == volume, "the volume is not shown at once");
 }
 
-void SeamListener::setBalance() {
+void SeamUser::setBalance() {
   const double balance = world_.world.isCloseUp || random_.percent(80) ? 0 : random_.between(-0.25, 0.25);
   world_.world.note(fmt::format("window: balance {}", balance));
   balance_ = balance;
   world_.ask(Wish::balance, "", [balance](SessionProxy& window) { window.setOutputBalance(balance); });
 }
 
-void SeamListener::selectDevice() {
+void SeamUser::selectDevice() {
   const AudioObjectID device = random_.pick(world_.world.devices);
   world_.world.note(fmt::format("window: choose device {}", device));
   world_.ask(Wish::device, "", [device](SessionProxy& window) { window.selectOutputDevice(device); });
 }
 
-void SeamListener::switchExclusiveAccess() {
+void SeamUser::switchExclusiveAccess() {
   const bool enabled = random_.percent(60);
   world_.world.note(enabled ? "window: exclusive access on" : "window: exclusive access off");
   exclusive_ = enabled;
@@ -165,14 +165,14 @@ void SeamListener::switchExclusiveAccess() {
 
 // Playlist and settings.
 
-std::vector<FileURL> SeamListener::drawFiles() {
+std::vector<FileURL> SeamUser::drawFiles() {
   std::vector<FileURL> urls;
   for (std::size_t count = 1 + random_.below(8); count > 0; --count)
     urls.push_back(random_.pick(world_.world.tracks).url);
   return urls;
 }
 
-void SeamListener::load() {
+void SeamUser::load() {
   const auto urls = drawFiles();
   const bool autoplay = random_.percent(60);
   world_.world.note(fmt::format("window: load {} tracks{}", urls.size(), autoplay ? " and play" : ""));
@@ -187,7 +187,7 @@ void SeamListener::load() {
   }
 }
 
-void SeamListener::move() {
+void SeamUser::move() {
   const SessionState& now = world_.window().state();
   if (now.tracks.empty()) return;
   const auto row = static_cast<std::int64_t>(random_.below(now.tracks.size()));
@@ -202,7 +202,7 @@ void SeamListener::move() {
   moveElement(order_, found - order_.begin(), std::clamp<std::int64_t>(destination, 0, last));
 }
 
-void SeamListener::insert() {
+void SeamUser::insert() {
   const SessionState& now = world_.window().state();
   const auto row = static_cast<std::int64_t>(random_.below(now.tracks.size() + 1));
   const PlaylistTrack* follower = now.tracks.entryAt(row);
@@ -222,7 +222,7 @@ void SeamListener::insert() {
   }
 }
 
-void SeamListener::remove() {
+void SeamUser::remove() {
   const SessionState& now = world_.window().state();
   if (now.tracks.empty()) return;
   std::vector<PlaylistTrackID> tracks;
@@ -238,7 +238,7 @@ void SeamListener::remove() {
 
 /// Whether it brings back the list is checked where it is carried out: a load that was replaced there has changed
 /// nothing. The order is known again once everything has arrived, or with the next load.
-void SeamListener::undo() {
+void SeamUser::undo() {
   if (!world_.window().state().undoableChange) return;
   world_.world.note("window: undo");
   forgetPromise();
@@ -247,14 +247,14 @@ void SeamListener::undo() {
   isOrderKnown_ = false;
 }
 
-void SeamListener::adoptOrder() {
+void SeamUser::adoptOrder() {
   order_.clear();
   for (const auto& track : world_.session().playlistTracks().value())
     if (const auto origin = world_.originOf(track.id)) order_.push_back(*origin);
   isOrderKnown_ = true;
 }
 
-void SeamListener::learnDuration() {
+void SeamUser::learnDuration() {
   const auto url = world_.window().currentTrackURL();
   if (!url) return;
   const auto found = std::ranges::find_if(world_.world.tracks, [&](const auto& track) { return track.url == *url; });
@@ -263,7 +263,7 @@ void SeamListener::learnDuration() {
   world_.ask(Wish::knownDuration, "", [&](SessionProxy& window) { window.setKnownDuration(found->seconds(), *url); });
 }
 
-void SeamListener::storeSetting() {
+void SeamUser::storeSetting() {
   const std::string key = random_.pick(std::array{"Window.A", "Window.B", "Window.C"});
   const std::int64_t value = ++lastSetting_;
   settings_[key] = value;
@@ -271,35 +271,35 @@ void SeamListener::storeSetting() {
              [&](SessionProxy& window) { window.storeSetting(key, UserDefaults::Value(static_cast<double>(value))); });
 }
 
-void SeamListener::save() {
+void SeamUser::save() {
   world_.ask(Wish::save, "", [](SessionProxy& window) { window.save(); });
 }
 
-void SeamListener::watchPath() {
+void SeamUser::watchPath() {
   watchesPath_ = !watchesPath_;
   world_.world.note(watchesPath_ ? "window: the sheet opens" : "window: the sheet closes");
   world_.ask(Wish::watch, "", [this](SessionProxy& window) { window.watchPath(watchesPath_); });
 }
 
-void SeamListener::minimiseOrRestore() {
+void SeamUser::minimiseOrRestore() {
   watchesTime_ = !watchesTime_;
   world_.world.note(watchesTime_ ? "window: restored" : "window: minimised");
   world_.ask(Wish::watchTime, "", [this](SessionProxy& window) { window.watchTime(watchesTime_); });
 }
 
-void SeamListener::comeToTheFront() {
+void SeamUser::comeToTheFront() {
   world_.world.note("window: comes to the front");
   world_.ask(Wish::checkFiles, "", [](SessionProxy& window) { window.checkUnplayableFiles(); });
 }
 
 // What is shown.
 
-void SeamListener::promise(std::string what, std::function<bool(const SessionState&)> holds) {
+void SeamUser::promise(std::string what, std::function<bool(const SessionState&)> holds) {
   require(holds(world_.window().state()), "not at once: " + what);
   promise_ = Promise{world_.seam().sentCount(), std::move(what), std::move(holds)};
 }
 
-void SeamListener::shown(const SessionState& before, const SessionState& now) {
+void SeamUser::shown(const SessionState& before, const SessionState& now) {
   const auto& seen = world_.seam().seen();
   require(now.isPlaying + now.isPaused + now.isPreparing <= 1, "the window shows two states of the transport at once");
   if (now.audioPathStatus.kind == Path::bitPerfect) {
@@ -334,7 +334,7 @@ void SeamListener::shown(const SessionState& before, const SessionState& now) {
     require(now.position >= before.position, "the position goes back while the track plays");
 }
 
-void SeamListener::checkWaiting() {
+void SeamUser::checkWaiting() {
   constexpr auto noticeable = 1s;
   constexpr auto noticedWithin = 251ms;
   const SessionState& now = world_.window().state();
@@ -347,7 +347,7 @@ void SeamListener::checkWaiting() {
 
 // Where both must be in the end.
 
-void SeamListener::expectAgreement() {
+void SeamUser::expectAgreement() {
   world_.settle();
   world_.window().updatePlaybackPosition();
   world_.session().updatePlaybackPosition();
@@ -389,7 +389,7 @@ void SeamListener::expectAgreement() {
   checkUnplayableFiles();
 }
 
-void SeamListener::checkUnplayableFiles() {
+void SeamUser::checkUnplayableFiles() {
   const SessionState& now = world_.window().state();
   require(now.unplayableFiles == world_.session().unplayableFiles().files().value(),
           "the unplayable files differ between window and player");
@@ -403,7 +403,7 @@ void SeamListener::checkUnplayableFiles() {
           "a file is marked as unplayable while it is loaded");
 }
 
-void SeamListener::checkLists() {
+void SeamUser::checkLists() {
   const PlaylistTracks& list = world_.session().playlistTracks().value();
   require(world_.window().state().tracks == list, "the playlist differs between window and player");
   if (!isOrderKnown_) adoptOrder();
