@@ -21,6 +21,7 @@
 #include "platform/storage/SystemFileBookmarks.h"
 #include "session/AudioFileDiscovery.h"
 #include "session/PlayerSession.h"
+#include "ui/playlist/TrackFinder.h"
 
 namespace tolvane {
 namespace {
@@ -168,6 +169,37 @@ void saveStateStored(benchmark::State& state) {
   }
 }
 
+/// Names with accents: folding them takes longer than ASCII.
+PlaylistTracks accentedTracks(std::int64_t count) {
+  PlaylistTracks::Entries entries;
+  for (std::int64_t i = 0; i < count; ++i)
+    entries.push_back(
+        {static_cast<PlaylistTrackID>(i) + 1, FileURL("/music/Künstler und Album " + std::to_string(i / 100) +
+                                                      "/Stück mit üblichem Namen " + std::to_string(i) + ".wav")});
+  return PlaylistTracks(std::move(entries));
+}
+
+/// What one turn of the window's thread does of a search for a letter that all names have.
+void findPart(benchmark::State& state) {
+  const auto tracks = accentedTracks(state.range(0));
+  for (auto _ : state) {
+    TrackFinder finder;
+    finder.find(tracks, "u");
+    if (finder.matches().empty()) state.SkipWithError("not found");
+  }
+}
+
+/// All turns of it.
+void findAll(benchmark::State& state) {
+  const auto tracks = accentedTracks(state.range(0));
+  for (auto _ : state) {
+    TrackFinder finder;
+    finder.find(tracks, "u");
+    while (!finder.isComplete()) finder.proceed();
+    if (std::ssize(finder.matches()) != state.range(0)) state.SkipWithError("not found");
+  }
+}
+
 constexpr std::int64_t few = 10;
 constexpr std::int64_t many = 100'000;
 
@@ -177,6 +209,8 @@ BENCHMARK(load)->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(persist)->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(reorder)->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(reorderStored)->Name("reorder, stored")->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(findPart)->Name("find a letter, a turn")->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(findAll)->Name("find a letter")->Arg(many)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(advanceToNext)->Name("advance")->Arg(few)->Arg(many)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(saveState)->Name("save state")->Arg(few)->Arg(many)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(saveStateStored)

@@ -68,36 +68,40 @@ std::string foldedText(std::string_view text) {
 void TrackFinder::find(const PlaylistTracks& tracks, std::string_view text, const Tags& tags) {
   std::string folded = foldedText(text);
   const auto words = wordsOf(folded);
-  const bool isOther = tracks != tracks_ || folded_.empty();
-  const bool narrows = !isOther && !wordsOf(text_).empty() && folded.starts_with(text_);
-  if (words.empty()) {
-    matches_.clear();
-  } else if (narrows) {
+  const bool isOther = tracks != tracks_;
+  const bool narrows = !isOther && !text_.empty() && folded.starts_with(text_);
+  if (isOther) {
+    forget();
+    tracks_ = tracks;
+  }
+  if (narrows) {
     std::erase_if(matches_,
                   [&](std::int64_t row) { return !matchesAll(folded_[static_cast<std::size_t>(row)], words); });
   } else {
-    if (isOther) fold(tracks, tags);
     matches_.clear();
-    for (std::size_t row = 0; row < folded_.size(); ++row)
-      if (matchesAll(folded_[row], words)) matches_.push_back(static_cast<std::int64_t>(row));
+    searched_ = 0;
   }
-  text_ = std::move(folded);
+  text_ = words.empty() ? std::string() : std::move(folded);
+  if (!isComplete()) proceed(tags);
 }
 
-/// Neighbours mostly lie in the same folder, which is folded once.
-void TrackFinder::fold(const PlaylistTracks& tracks, const Tags& tags) {
-  tracks_ = tracks;
-  folded_.clear();
-  folded_.reserve(tracks.size());
-  std::string_view folders;
-  std::string foldedFolders;
-  for (const auto& track : tracks_) {
+void TrackFinder::proceed(const Tags& tags) {
+  const auto end = std::min(searched_ + rowsPerCall, tracks_.size());
+  foldUpTo(end, tags);
+  const auto words = wordsOf(text_);
+  for (; searched_ < end; ++searched_)
+    if (matchesAll(folded_[searched_], words)) matches_.push_back(static_cast<std::int64_t>(searched_));
+}
+
+void TrackFinder::foldUpTo(std::size_t end, const Tags& tags) {
+  for (std::size_t row = folded_.size(); row < end; ++row) {
+    const auto& track = tracks_[row];
     const auto own = foldersOf(track.url.path());
-    if (own != folders) {
-      folders = own;
-      foldedFolders = foldedText(own);
+    if (own != folders_) {
+      folders_ = own;
+      foldedFolders_ = foldedText(own);
     }
-    folded_.push_back(foldedText(track.title()) + separator + foldedFolders);
+    folded_.push_back(foldedText(track.title()) + separator + foldedFolders_);
     if (const auto stated = tags.find(track.url); stated != tags.end()) folded_.back() += foldedTags(stated->second);
   }
 }
@@ -116,7 +120,9 @@ bool TrackFinder::addMatch(std::int64_t row) {
   const auto words = wordsOf(text_);
   const auto place = std::ranges::lower_bound(matches_, row);
   const bool isKnown = place != matches_.end() && *place == row;
-  if (isKnown || words.empty() || !matchesAll(folded_[static_cast<std::size_t>(row)], words)) return false;
+  const bool isSearchedYet = static_cast<std::size_t>(row) < searched_;
+  if (isKnown || !isSearchedYet || words.empty() || !matchesAll(folded_[static_cast<std::size_t>(row)], words))
+    return false;
   matches_.insert(place, row);
   return true;
 }
@@ -125,10 +131,12 @@ std::int64_t TrackFinder::matchFrom(std::int64_t row, int direction) const {
   if (matches_.empty()) return -1;
   if (direction >= 0) {
     const auto next = std::ranges::lower_bound(matches_, row);
-    return next != matches_.end() ? *next : matches_.front();
+    if (next != matches_.end()) return *next;
+    return isComplete() ? matches_.front() : -1;
   }
   const auto behind = std::ranges::upper_bound(matches_, row);
-  return behind != matches_.begin() ? *std::prev(behind) : matches_.back();
+  if (behind != matches_.begin()) return *std::prev(behind);
+  return isComplete() ? matches_.back() : -1;
 }
 
 std::int64_t TrackFinder::numberOf(std::int64_t row) const {

@@ -20,15 +20,21 @@ namespace tolvane {
 class TrackFinder {
  public:
   using Tags = std::map<FileURL, MusicTags>;
+  /// Rows that one call searches: a few milliseconds of folding names that are not ASCII.
+  static constexpr std::size_t rowsPerCall = 4096;
 
-  /// Without a word nothing matches. `tags` are those that are known at the first search through a list.
+  /// Searches the first rows. Without a word nothing matches. `tags` are those that are known now.
   void find(const PlaylistTracks& tracks, std::string_view text, const Tags& tags = {});
+  /// Searches the next rows, with the tags that are known now. REQUIRES: not `isComplete`.
+  void proceed(const Tags& tags = {});
+  /// Whether all rows have been searched.
+  [[nodiscard]] bool isComplete() const { return searched_ == tracks_.size() || text_.empty(); }
   /// A file's tags have become known since. Whether there is another match now.
   bool addTags(const FileURL& url, const MusicTags& tags);
   /// Rows, ascending.
   [[nodiscard]] const std::vector<std::int64_t>& matches() const { return matches_; }
   /// The nearest match at this row or behind it, in this direction (1 or −1); after the last one the first one. −1:
-  /// none.
+  /// none, or none so far: where the search is not complete, no match follows the last one in a circle.
   [[nodiscard]] std::int64_t matchFrom(std::int64_t row, int direction) const;
   /// 1 for the first match; 0 for a row that does not match.
   [[nodiscard]] std::int64_t numberOf(std::int64_t row) const;
@@ -36,12 +42,15 @@ class TrackFinder {
   void forget();
 
  private:
-  void fold(const PlaylistTracks& tracks, const Tags& tags);
+  void foldUpTo(std::size_t end, const Tags& tags);
   bool addMatch(std::int64_t row);
 
   PlaylistTracks tracks_;
-  std::vector<std::string> folded_;  ///< a text a row; empty until the first search
-  std::string text_;                 ///< of the last search, folded
+  std::vector<std::string> folded_;  ///< a text for each of the first rows
+  std::string folders_;              ///< of the last row in `folded_`, as its path has them
+  std::string foldedFolders_;        ///< the same, folded: neighbours mostly lie in the same folder
+  std::string text_;                 ///< of the last search, folded; empty where it has no word
+  std::size_t searched_ = 0;         ///< rows whose matches are known
   std::vector<std::int64_t> matches_;
 };
 

@@ -24,8 +24,8 @@ class FoundTracks : public testing::Test {
 
   PlaylistTracks tracks =
       tracksNamed({"/home/ilse/Music/Bach/Partitas/01 Prelude.flac", "/home/ilse/Music/Bach/Partitas/02 Fugue.flac",
-              "/home/ilse/Music/Dvořák/Symphonies/Für Elise.wav", "/home/ilse/Music/Dvořák/Symphonies/bach.wav",
-              "/top.wav", "/music/STRASSE ひ.mp3", "/music/\xff\xfe Broken.wav"});
+                   "/home/ilse/Music/Dvořák/Symphonies/Für Elise.wav", "/home/ilse/Music/Dvořák/Symphonies/bach.wav",
+                   "/top.wav", "/music/STRASSE ひ.mp3", "/music/\xff\xfe Broken.wav"});
   TrackFinder finder;
 };
 
@@ -120,6 +120,73 @@ TEST_F(FoundTracks, AreMoreWhenTagsBecomeKnown) {
   EXPECT_THAT(rowsFor("fugue"), ElementsAre(1, 5));
   EXPECT_FALSE(
       finder.addTags(FileURL("/elsewhere.wav"), {.title = "Fugue", .artist = {}, .album = {}, .trackNumber = {}}));
+}
+
+/// A list of three parts and a bit; "needle" is in the first row, and in the last of the second and of the last part.
+class FoundInALongList : public testing::Test {
+ protected:
+  FoundInALongList() {
+    PlaylistTracks::Entries entries;
+    for (std::int64_t row = 0; row < count; ++row) {
+      const bool isNeedle = row == 0 || row == secondsLast || row == count - 1;
+      entries.push_back({static_cast<PlaylistTrackID>(row) + 1, FileURL("/music/Folder/" + std::string(isNeedle ? "Needle " : "Straw ") +
+                                          std::to_string(row) + ".wav")});
+    }
+    tracks = PlaylistTracks(std::move(entries));
+  }
+  /// How often it was searched further.
+  int complete() {
+    int parts = 0;
+    for (; !finder.isComplete(); ++parts) finder.proceed();
+    return parts;
+  }
+
+  static constexpr std::int64_t part = TrackFinder::rowsPerCall;
+  static constexpr std::int64_t secondsLast = 2 * part - 1;
+  static constexpr std::int64_t count = 3 * part + 10;
+  PlaylistTracks tracks;
+  TrackFinder finder;
+};
+
+TEST_F(FoundInALongList, AreKnownAPartAtATime) {
+  finder.find(tracks, "needle");
+  EXPECT_FALSE(finder.isComplete());
+  EXPECT_THAT(finder.matches(), ElementsAre(0));
+  EXPECT_EQ(finder.matchFrom(1, 1), -1) << "there may be one in the rest";
+  EXPECT_EQ(finder.matchFrom(-1, -1), -1) << "nor is the last one known";
+  finder.proceed();
+  EXPECT_THAT(finder.matches(), ElementsAre(0, secondsLast));
+  EXPECT_EQ(finder.matchFrom(1, 1), secondsLast);
+  EXPECT_EQ(complete(), 2);
+  EXPECT_THAT(finder.matches(), ElementsAre(0, secondsLast, count - 1));
+  EXPECT_EQ(finder.matchFrom(-1, -1), count - 1);
+}
+
+TEST_F(FoundInALongList, AreAllFoundWhereTheTextGrowsMeanwhile) {
+  finder.find(tracks, "n");
+  EXPECT_EQ(finder.matches().size(), 1U);
+  finder.find(tracks, "needle 0");
+  EXPECT_EQ(complete(), 2) << "the second part was searched by that";
+  EXPECT_THAT(finder.matches(), ElementsAre(0));
+  finder.find(tracks, "needle");
+  EXPECT_FALSE(finder.isComplete()) << "a shorter text finds more, in all rows";
+  EXPECT_EQ(complete(), 3);
+  EXPECT_THAT(finder.matches(), ElementsAre(0, secondsLast, count - 1));
+}
+
+TEST_F(FoundInALongList, CountTagsOfRowsThatAreSearchedLater) {
+  const MusicTags tags{.title = "Needle", .artist = {}, .album = {}, .trackNumber = {}};
+  const auto row = static_cast<std::size_t>(secondsLast) - 5;
+  finder.find(tracks, "needle");
+  EXPECT_FALSE(finder.addTags(tracks[row].url, tags)) << "it is not known yet whether it matches";
+  finder.proceed({{tracks[row].url, tags}});
+  EXPECT_THAT(finder.matches(), ElementsAre(0, secondsLast - 5, secondsLast));
+}
+
+TEST_F(FoundInALongList, AreSearchedForWithoutAWordNowhere) {
+  finder.find(tracks, " ");
+  EXPECT_TRUE(finder.isComplete());
+  EXPECT_EQ(finder.matchFrom(0, 1), -1);
 }
 
 }  // namespace

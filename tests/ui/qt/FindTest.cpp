@@ -1,4 +1,5 @@
 #include "tests/ui/qt/WindowFixture.h"
+#include "ui/playlist/TrackFinder.h"
 
 namespace tolvane::test {
 namespace {
@@ -43,6 +44,23 @@ TEST_F(WindowSearch, BeginsWithWhatIsTyped) {
   EXPECT_TRUE(isInSight(31));
   EXPECT_TRUE(row(31)->property("focusShown").toBool());
   EXPECT_EQ(currentIndex(), 0) << "nothing is played by that";
+}
+
+// A search through all of it at once would hold the window.
+TEST_F(WindowSearch, GoesThroughALongListInParts) {
+  std::vector<FileURL> urls = addTracks(1);
+  for (std::size_t row = 1; row < 3 * TrackFinder::rowsPerCall; ++row)
+    urls.emplace_back("/music/Folder/Straw " + std::to_string(row) + ".wav");
+  urls.emplace_back("/music/Folder/Needle.wav");
+  content.loadPlaylist(urls);
+  settle();
+  const auto last = static_cast<int>(urls.size()) - 1;
+  QTest::keyClick(window, 'n');
+  EXPECT_TRUE(isOpen());
+  EXPECT_NE(keyboardRow(), last) << "the key press does not wait for the end of the list";
+  type("eedle");
+  EXPECT_TRUE(waitFor([&] { return keyboardRow() == last; }));
+  EXPECT_TRUE(waitFor([&] { return isShown("1 of 1"); }));
 }
 
 TEST_F(WindowSearch, FindsInFoldersAndGoesOn) {

@@ -1,7 +1,8 @@
 #pragma once
 // What is found in the track list, as QML sees it: the text, the match that is shown, and which of how many it is.
-// Window's thread.
+// Window's thread, which a long list does not hold: the search goes on when the window has nothing else to do.
 
+#include <QBasicTimer>
 #include <QObject>
 #include <QtQmlIntegration>
 
@@ -16,9 +17,10 @@ class TrackFindModel final : public QObject {
   QML_UNCREATABLE("made by the window")
   /// Setting it goes to the first match.
   Q_PROPERTY(QString text READ text WRITE setText NOTIFY changed FINAL)
-  /// Of the match that is shown; −1: there is none.
+  /// Of the match that is shown; −1: there is none, or none so far.
   Q_PROPERTY(int row READ row NOTIFY changed FINAL)
-  /// "2 of 17", "No match"; empty without a text.
+  /// "2 of 17", "No match"; empty without a text, and until it is known whether there is a match. The count grows while
+  /// a long list is searched.
   Q_PROPERTY(QString label READ label NOTIFY changed FINAL)
 
  public:
@@ -39,13 +41,21 @@ class TrackFindModel final : public QObject {
  signals:
   void changed();
 
+ protected:
+  /// Searches the next part of the list.
+  void timerEvent(QTimerEvent* event) override;
+
  private:
-  void search();
+  /// Shows the first match at `row` or behind it, as soon as it is known.
+  void search(int row);
+  void show(int row, int direction);
 
   ContentView& content_;
   TrackFinder finder_;
   QString text_;
   int row_ = -1;
+  int sought_ = -1;      ///< the match at this row or behind it is to be shown, and not known yet; −1: none is sought
+  QBasicTimer idle_;     ///< runs while the list is not searched to its end
   bool isOpen_ = false;  ///< else a list that changes is not searched
   Subscription subscriptions_;
 };
