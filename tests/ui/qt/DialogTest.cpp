@@ -29,19 +29,19 @@ class WindowDialogs : public WindowFixture {
     QObject& shown = standIn("QQuickFileDialogImpl");
     shown.setProperty("selectedFile", url);
     EXPECT_TRUE(QMetaObject::invokeMethod(&shown, "accept"));
-    settle();
+    returnFromDialog();
     EXPECT_FALSE(isOpen("fileDialog"));
   }
   void acceptFolder(const QUrl& url) {
     QObject& shown = standIn("QQuickFolderDialogImpl");
     shown.setProperty("selectedFolder", url);
     EXPECT_TRUE(QMetaObject::invokeMethod(&shown, "accept"));
-    settle();
+    returnFromDialog();
     EXPECT_FALSE(isOpen("folderDialog"));
   }
   void reject(const char* name) {
     EXPECT_TRUE(QMetaObject::invokeMethod(&dialog(name), "reject"));
-    settle();
+    returnFromDialog();
     EXPECT_FALSE(isOpen(name));
   }
   QUrl write(const std::string& name, std::string_view text = "x") {

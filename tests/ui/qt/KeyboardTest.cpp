@@ -177,7 +177,7 @@ TEST_F(WindowKeyboard, ReturnPressesWhatTabReaches) {
   pressReturn("Open files");
   EXPECT_TRUE(window->findChild<QObject*>("fileDialog")->property("visible").toBool());
   QMetaObject::invokeMethod(window->findChild<QObject*>("fileDialog"), "reject");
-  settle();
+  returnFromDialog();
   pressReturn("Output device");
   EXPECT_TRUE(item("Output device")->property("popup").value<QObject*>()->property("visible").toBool());
   key(Qt::Key_Escape);

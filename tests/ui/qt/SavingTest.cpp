@@ -30,7 +30,7 @@ class WindowSaving : public WindowFixture {
     ASSERT_NE(shown, nullptr);
     shown->setProperty("selectedFile", QUrl(place(name)));
     ASSERT_TRUE(QMetaObject::invokeMethod(shown, "accept"));
-    settle();
+    returnFromDialog();
     EXPECT_FALSE(isOpen());
   }
   /// Of a window that has no dialog of its own.

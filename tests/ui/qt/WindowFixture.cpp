@@ -67,6 +67,13 @@ void WindowFixture::load(int count) {
   settle();
 }
 
+void WindowFixture::returnFromDialog() {
+  settle();
+  window->requestActivate();
+  EXPECT_TRUE(waitFor([this] { return window->isActive() && window->activeFocusItem() != nullptr; }));
+  settle();
+}
+
 void WindowFixture::settle() {
   for (int turn = 0; turn < 3; ++turn) {
     advance(RunLoop::Duration::zero());

@@ -45,6 +45,9 @@ class WindowFixture : public testing::Test {
 
   /// Lets everything happen that is due; the clock stands still.
   void settle();
+  /// After a dialog has closed. From Qt 6.8 on it is a window of its own: then a desktop activates the one behind it, and
+  /// here the test does.
+  void returnFromDialog();
   /// Moves the clocks of window and player on.
   void advance(RunLoop::Duration duration);
   void finishReading();

@@ -38,7 +38,12 @@ T.Popup {
     onOpened: surface.forceActiveFocus(Qt.PopupFocusReason)
     onClosed: {
         surface.contentY = 0;
-        if (opener !== null) opener.forceActiveFocus(openerShowsFocus ? Qt.TabFocusReason : Qt.PopupFocusReason);
+        if (opener === null) return;
+        const reason = openerShowsFocus ? Qt.TabFocusReason : Qt.PopupFocusReason;
+        opener.forceActiveFocus(reason);
+        // From Qt 6.8 on it has the focus again by now, and keeps the reason that it got it for.
+        const control = opener as T.Control;
+        if (control !== null) control.focusReason = reason;
     }
 
     // The window's own shortcut has no effect while this is open.
