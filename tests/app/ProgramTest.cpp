@@ -2,129 +2,19 @@
 // opened are files that only look like music, so that no sound card is used.
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 
-#include <QDBusConnectionInterface>
-#include <QDBusReply>
-#include <QDeadlineTimer>
 #include <QFile>
-#include <QProcess>
-#include <QTimer>
-#include <QUrl>
 #include <csignal>
-#include <functional>
 
-#include "tests/app/dbus/BusFixture.h"
+#include "tests/app/ProgramFixture.h"
 #include "tests/app/dbus/FakePortal.h"
 #include "tests/platform/tags/TagBytes.h"
 #include "tests/support/SilentSocket.h"
-#include "tests/support/TemporaryFolder.h"
 
 namespace tolvane {
 namespace {
 
-constexpr int patience = 120'000;  // milliseconds until a program counts as hung; no test comes near it
-const QString id = QStringLiteral("org.tolvane.Player");
-
-class Program : public testing::Test {
- protected:
-  Program() : client(bus.connect(QStringLiteral("client"))) {
-    ::chmod(home.path().c_str(), S_IRWXU);
-    environment = QProcessEnvironment::systemEnvironment();
-    environment.remove(QStringLiteral("QT_QPA_PLATFORMTHEME"));
-    const auto folder = QString::fromStdString(home.path().string());
-    for (const auto* name : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"}) {
-      environment.insert(QLatin1String(name), folder);
-    }
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    environment.insert(QStringLiteral("QT_QUICK_BACKEND"), QStringLiteral("software"));
-    environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), bus.address());
-    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent"));
-  }
-  ~Program() override { QDBusConnection::disconnectFromBus(QStringLiteral("client")); }
-
-  std::unique_ptr<QProcess> start(const QStringList& arguments = {}) {
-    auto process = std::make_unique<QProcess>();
-    process->setProcessEnvironment(environment);
-    process->setProcessChannelMode(QProcess::ForwardedOutputChannel);
-    process->start(QStringLiteral(TOLVANE_PLAYER), arguments);
-    return process;
-  }
-  /// A player with its interfaces on the bus.
-  std::unique_ptr<QProcess> startPlayer(const QStringList& arguments = {}) {
-    auto process = start(arguments);
-    waitUntil([this] { return isRunning(); });
-    return process;
-  }
-  static int exitCode(QProcess& process) {
-    if (process.state() != QProcess::NotRunning && !process.waitForFinished(patience)) return -1;
-    return process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-  }
-  int terminate(QProcess& process) {
-    process.terminate();
-    return exitCode(process);
-  }
-
-  bool isRunning() {
-    return client.interface()->isServiceRegistered(QStringLiteral("org.mpris.MediaPlayer2.tolvane_player"));
-  }
-  void waitUntil(const std::function<bool()>& condition) {
-    QTimer wake;
-    wake.start(10);
-    const QDeadlineTimer limit(patience);
-    while (!condition()) {
-      if (limit.hasExpired()) throw std::runtime_error("what the test waited for did not happen");
-      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-  }
-
-  QDBusMessage call(const QString& path, const QString& interface, const QString& method,
-                    const QVariantList& values = {}) {
-    auto message = QDBusMessage::createMethodCall(id, path, interface, method);
-    message.setArguments(values);
-    return client.call(message, QDBus::Block, patience);
-  }
-  QString title() { return metadata(QStringLiteral("xesam:title")); }
-  QUrl url() { return QUrl(metadata(QStringLiteral("xesam:url"))); }
-  QString metadata(const QString& field) {
-    const auto reply =
-        call(QStringLiteral("/org/mpris/MediaPlayer2"), QStringLiteral("org.freedesktop.DBus.Properties"),
-             QStringLiteral("Get"), {QStringLiteral("org.mpris.MediaPlayer2.Player"), QStringLiteral("Metadata")});
-    if (reply.type() != QDBusMessage::ReplyMessage) return reply.errorName();
-    const auto fields = qdbus_cast<QVariantMap>(reply.arguments().at(0).value<QDBusVariant>().variant());
-    return fields.value(field).toString();
-  }
-  QDBusMessage askApplication(const char* method, const QVariantList& values) {
-    return call(QStringLiteral("/org/tolvane/Player"), QStringLiteral("org.freedesktop.Application"),
-                QLatin1String(method), values);
-  }
-  QDBusMessage act(const QString& action) {
-    return askApplication("ActivateAction", {action, QVariantList(), QVariantMap()});
-  }
-  void quit() {
-    call(QStringLiteral("/org/mpris/MediaPlayer2"), QStringLiteral("org.mpris.MediaPlayer2"), QStringLiteral("Quit"));
-    waitUntil([this] { return !isRunning(); });
-  }
-  /// From here on, a request to the player starts it, as on a desktop where it is installed.
-  void letTheBusStartIt() {
-    std::string command = "/usr/bin/env";
-    for (const auto* name :
-         {"HOME", "XDG_DATA_HOME", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM", "DBUS_SYSTEM_BUS_ADDRESS"}) {
-      command += std::string(" ") + name + "=" + environment.value(QLatin1String(name)).toStdString();
-    }
-    bus.addService(id.toStdString(), command + " " TOLVANE_PLAYER);
-  }
-  QString file(const char* name) { return QString::fromStdString(home.write(name, "no music at all").path()); }
-
-  int argumentCount = 1;
-  std::string programName = "test_app";
-  std::array<char*, 2> words{programName.data(), nullptr};
-  QCoreApplication application{argumentCount, words.data()};
-  test::TemporaryFolder home;
-  test::PrivateBus bus;
-  QDBusConnection client;
-  QProcessEnvironment environment;
-};
+class Program : public test::ProgramFixture {};
 
 TEST_F(Program, StartsShowsItsFacesAndEndsOnSIGTERM) {
   const auto player = startPlayer();

@@ -1,20 +1,18 @@
 #include "tests/app/wayland/Compositor.h"
 
 #include <fmt/format.h>
-#include <poll.h>
-#include <sys/inotify.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 
+#include "tests/app/wayland/FolderWatch.h"
+
 namespace tolvane::test {
 namespace {
 
 constexpr const char* socketName = "test";
-constexpr int longestWait = 30'000;  // milliseconds
 
 constexpr std::string_view settings = R"([core]
 shell=desktop-shell.so
@@ -35,20 +33,6 @@ name=X1
 mode={}x{}
 scale={}
 )";
-
-/// Returns when the folder has the file.
-void waitForFile(const std::filesystem::path& file, pid_t process) {
-  const int notices = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-  inotify_add_watch(notices, file.parent_path().c_str(), IN_CREATE);
-  while (!std::filesystem::exists(file)) {
-    pollfd change{notices, POLLIN, 0};
-    const bool isOver = ::poll(&change, 1, longestWait) <= 0 || ::waitpid(process, nullptr, WNOHANG) == process;
-    if (isOver) throw std::runtime_error("The compositor does not start.");
-    char events[4096];
-    while (::read(notices, events, sizeof(events)) > 0) continue;
-  }
-  ::close(notices);
-}
 
 }  // namespace
 
