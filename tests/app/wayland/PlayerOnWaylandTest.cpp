@@ -43,7 +43,7 @@ class PlayerOnWayland : public ProgramFixture {
   }
   /// Waits until the player has asked the compositor to activate its window by this token.
   void expectActivation(QProcess& player, const QByteArray& token) {
-    const QByteArray request = ".activate(\"" + token + "\", wl_surface@";
+    const QByteArray request = ".activate(\"" + token + "\", wl_surface";
     QByteArray log;
     waitUntil([&] {
       log += player.readAllStandardError();

@@ -6,6 +6,8 @@ import Tolvane
 T.ItemDelegate {
     id: row
 
+    /// With the keyboard focus, Space still pauses.
+    readonly property bool leavesSpace: true
     required property int index
     required property string title
     /// Artist and album; empty where they are not known.

@@ -6,6 +6,8 @@ import Tolvane
 T.Slider {
     id: slider
 
+    /// With the keyboard focus, Space still pauses.
+    readonly property bool leavesSpace: true
     required property waveformSamples samples
     required property real progress
     /// How much of the track has been read, while that takes a noticeable time; −1 otherwise.

@@ -19,7 +19,9 @@ Window {
     property bool composited: true
     /// A control that the keyboard has reached keeps Space for itself, where it has a use for it.
     readonly property T.Control focusedControl: activeFocusItem as T.Control
-    readonly property bool leavesSpace: focusedControl instanceof TrackWaveformRow || focusedControl instanceof WaveformSlider
+    /// Asked of the item itself: from Qt 6.8 on a type may be loaded a second time, and is another one then.
+    readonly property var focused: activeFocusItem
+    readonly property bool leavesSpace: focused?.leavesSpace === true
     readonly property bool controlHasFocus: focusedControl !== null && focusedControl.visualFocus && !leavesSpace
     readonly property DevicePicker focusedPicker: activeFocusItem as DevicePicker
     readonly property bool spaceIsTaken: controlHasFocus || (focusedPicker !== null && focusedPicker.popup.visible)
