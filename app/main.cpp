@@ -19,6 +19,7 @@
 #include "app/PlayerShell.h"
 #include "app/SilentSessionBus.h"
 #include "app/SystemMusic.h"
+#include "app/Translations.h"
 #include "app/dbus/ApplicationService.h"
 #include "app/dbus/PortalDialogs.h"
 #include "app/shell/FileArguments.h"
@@ -240,6 +241,9 @@ int main(int argc, char* argv[]) {
   }
   tolvane::preferPortalDialogs();
   const QGuiApplication application(argc, argv);
+  tolvane::useTranslations(tolvane::translationsFolder());
+  tolvane::CatalogueTranslator translator;
+  QCoreApplication::installTranslator(&translator);
   QCoreApplication::setApplicationName(QStringLiteral("tolvane-player"));
   QGuiApplication::setDesktopFileName(QString::fromStdString(tolvane::ApplicationIdentity::player().id));
   QGuiApplication::setApplicationDisplayName(QStringLiteral("Tolvane Music Player"));

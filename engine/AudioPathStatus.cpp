@@ -1,7 +1,5 @@
 #include "engine/AudioPathStatus.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 
@@ -13,47 +11,52 @@ namespace {
 
 using Kind = AudioPathStatus::Kind;
 
-constexpr std::string_view levelsActive =
-    "Software volume or stereo balance is active. Set Volume to 100% and Balance to Center to bypass all app-level "
-    "processing.";
+BilingualText levelsActive() {
+  return bilingual(
+      "Software volume or stereo balance is active. Set Volume to 100% and Balance to Center to bypass all app-level "
+      "processing.");
+}
 
-AudioPathStatus bitPerfect(std::string detail) { return {Kind::bitPerfect, "BIT-PERFECT", std::move(detail)}; }
-AudioPathStatus directPCM(std::string detail) { return {Kind::directPCM, "DIRECT PCM", std::move(detail)}; }
-AudioPathStatus converted(std::string detail) { return {Kind::converted, "CONVERTED", std::move(detail)}; }
+AudioPathStatus bitPerfect(BilingualText detail) { return {Kind::bitPerfect, "BIT-PERFECT", std::move(detail)}; }
+AudioPathStatus directPCM(BilingualText detail) { return {Kind::directPCM, "DIRECT PCM", std::move(detail)}; }
+AudioPathStatus converted(BilingualText detail) { return {Kind::converted, "CONVERTED", std::move(detail)}; }
 
 AudioPathStatus exclusiveAccessWithheld(const AudioPathFacts& facts) {
   return directPCM(
-      fmt::format("Sample rate and PCM format match with no app-level DSP, but Exclusive Access was requested and {}.",
-                  facts.hogModeSupported ? "another process or the driver retained shared access"
-                                         : "the device does not expose exclusive access"));
+      facts.hogModeSupported
+          ? bilingual("Sample rate and PCM format match with no app-level DSP, but Exclusive Access was requested and "
+                      "another process or the driver retained shared access.")
+          : bilingual("Sample rate and PCM format match with no app-level DSP, but Exclusive Access was requested and "
+                      "the device does not expose exclusive access."));
 }
 
 /// What the device reports: conversions first, then processing, then alterations of unknown kind.
-std::string alterationDetails(const AudioPathFacts& facts) {
+BilingualText alterationDetails(const AudioPathFacts& facts) {
   using enum SampleAlteration::Kind;
-  std::string details;
+  BilingualText details;
   for (const auto kind : {converted, processed, unknown})
     for (const SampleAlteration& alteration : facts.alterations)
-      if (alteration.kind == kind) details += fmt::format("{}{}", details.empty() ? "" : " ", alteration.detail);
+      if (alteration.kind == kind) details.add(alteration.detail);
   return details;
 }
 
 AudioPathStatus judgeRate(const AudioPathFacts& facts) {
-  const std::string sourceRate = formatRate(facts.sourceRate);
-  const std::string deviceRate = formatRate(facts.deviceRate());
+  const BilingualText sourceRate = formatRate(facts.sourceRate);
+  const BilingualText deviceRate = formatRate(facts.deviceRate());
   if (facts.isBluetooth)
     return converted(
-        fmt::format("Bluetooth output is running at {}; Core Audio converts the {} source before the wireless codec.",
-                    deviceRate, sourceRate));
+        bilingual("Bluetooth output is running at {}; Core Audio converts the {} source before the wireless codec.",
+                  deviceRate, sourceRate));
   return converted(
-      fmt::format("The track is {}, but the device reports {}. Core Audio sample-rate conversion may be active.",
-                  sourceRate, deviceRate));
+      bilingual("The track is {}, but the device reports {}. Core Audio sample-rate conversion may be active.",
+                sourceRate, deviceRate));
 }
 
 AudioPathStatus judgeClientFormat(const AudioPathFacts& facts) {
   if (facts.isBluetooth)
-    return converted("Core Audio accepted a different client format before sending audio through the Bluetooth codec.");
-  return converted("AUHAL accepted a different client PCM format, so format conversion may be active.");
+    return converted(
+        bilingual("Core Audio accepted a different client format before sending audio through the Bluetooth codec."));
+  return converted(bilingual("AUHAL accepted a different client PCM format, so format conversion may be active."));
 }
 
 AudioPathStatus judgeAlterations(const AudioPathFacts& facts) {
@@ -62,44 +65,60 @@ AudioPathStatus judgeAlterations(const AudioPathFacts& facts) {
 }
 
 AudioPathStatus judgeConfirmed(const AudioPathFacts& facts) {
-  const std::string sourceRate = formatRate(facts.sourceRate);
+  const BilingualText sourceRate = formatRate(facts.sourceRate);
   if (!facts.exclusiveAccessEnabled)
     return bitPerfect(
-        fmt::format("{} and the device PCM format are confirmed with no app-level DSP. Exclusive Access is off, so "
-                    "other apps may still mix audio into the device.",
-                    sourceRate));
-  return bitPerfect(fmt::format(
+        bilingual("{} and the device PCM format are confirmed with no app-level DSP. Exclusive Access is off, so "
+                  "other apps may still mix audio into the device.",
+                  sourceRate));
+  return bitPerfect(bilingual(
       "Exclusive Access, {}, and the device PCM format are confirmed. No app-level DSP is active.", sourceRate));
 }
 
+BilingualText matchingRate(bool isExclusive, bool isFormatMissing) {
+  if (isFormatMissing)
+    return isExclusive ? bilingual(
+                             "Exclusive Access is active and the sample rate matches, but the device does not "
+                             "expose its physical stream format.")
+                       : bilingual(
+                             "Shared device access is active and the sample rate matches, but the device does "
+                             "not expose its physical stream format.");
+  return isExclusive ? bilingual(
+                           "Exclusive Access is active and the sample rate matches, but not every stage on the "
+                           "way to the device is known to keep the samples.")
+                     : bilingual(
+                           "Shared device access is active and the sample rate matches, but not every stage on "
+                           "the way to the device is known to keep the samples.");
+}
+
 AudioPathStatus judgeUnknownPhysicalFormat(const AudioPathFacts& facts) {
-  const std::string details = alterationDetails(facts);
+  const BilingualText details = alterationDetails(facts);
   auto status = facts.exclusiveAccessEnabled && !facts.hogModeOwned
                     ? exclusiveAccessWithheld(facts)
-                    : directPCM(fmt::format(
-                          "{} and the sample rate matches, but {}.",
-                          facts.hogModeOwned ? "Exclusive Access is active" : "Shared device access is active",
-                          details.empty() ? "the device does not expose its physical stream format"
-                                          : "not every stage on the way to the device is known to keep the samples"));
-  if (!details.empty()) status.detail += " " + details;
+                    : directPCM(matchingRate(facts.hogModeOwned, details.empty()));
+  status.detail.add(details);
   return status;
 }
 
 AudioPathStatus judgeNarrowPhysicalFormat(const AudioPathFacts& facts) {
-  const std::string details = alterationDetails(facts);
-  return converted(fmt::format("The device stream is {}, which does not preserve the source format exactly.{}{}",
-                               formatDescription(*facts.physicalFormat), details.empty() ? "" : " ", details));
+  const BilingualText details = alterationDetails(facts);
+  auto status = converted(bilingual("The device stream is {}, which does not preserve the source format exactly.",
+                                    formatDescription(*facts.physicalFormat)));
+  status.detail.add(details);
+  return status;
 }
 
 }  // namespace
 
-AudioPathStatus AudioPathStatus::ready() { return {Kind::ready, "READY", "Choose a track to verify the output path."}; }
-
-AudioPathStatus AudioPathStatus::configuring() {
-  return {Kind::configuring, "CHECKING", "Configuring the selected output device."};
+AudioPathStatus AudioPathStatus::ready() {
+  return {Kind::ready, "READY", bilingual("Choose a track to verify the output path.")};
 }
 
-AudioPathStatus AudioPathStatus::failed(std::string detail) {
+AudioPathStatus AudioPathStatus::configuring() {
+  return {Kind::configuring, "CHECKING", bilingual("Configuring the selected output device.")};
+}
+
+AudioPathStatus AudioPathStatus::failed(BilingualText detail) {
   return failed(AudioPlayerError::message(std::move(detail)));
 }
 AudioPathStatus AudioPathStatus::failed(const AudioPlayerError& error) {
@@ -108,21 +127,24 @@ AudioPathStatus AudioPathStatus::failed(const AudioPlayerError& error) {
 
 AudioPathStatus AudioPathStatus::applyingOutputLevels(const OutputLevels& levels, bool isBluetooth) const {
   if (levels.isNeutral()) return *this;
+  AudioPathStatus processed{Kind::processed, "DSP ACTIVE", levelsActive()};
   switch (kind) {
     case Kind::ready:
     case Kind::configuring:
     case Kind::error:
       return *this;
     case Kind::converted:
-      return {kind, label, fmt::format("{} {}", levelsActive, detail)};
+      processed.kind = kind;
+      processed.label = label;
+      processed.detail.add(detail);
+      return processed;
     case Kind::bitPerfect:
     case Kind::directPCM:
     case Kind::processed:
       break;
   }
-  return {Kind::processed, "DSP ACTIVE",
-          fmt::format("{}{}", levelsActive,
-                      isBluetooth ? " Bluetooth encoding also prevents end-to-end bit-perfect playback." : "")};
+  if (isBluetooth) processed.detail.add(bilingual("Bluetooth encoding also prevents end-to-end bit-perfect playback."));
+  return processed;
 }
 
 std::string_view kindName(AudioPathStatus::Kind kind) {
@@ -162,13 +184,13 @@ AudioPathStatus judgeAudioPath(const AudioPathFacts& facts) {
       return judgeClientFormat(facts);
     case PathReason::bluetooth:
       return directPCM(
-          "PCM reaches Core Audio without app-level DSP, but Bluetooth encoding prevents end-to-end bit-perfect "
-          "playback.");
+          bilingual("PCM reaches Core Audio without app-level DSP, but Bluetooth encoding prevents end-to-end "
+                    "bit-perfect playback."));
     case PathReason::lossy:
       return directPCM(
-          fmt::format("{} is decoded to PCM and sent without app-level DSP at {}. Lossy source data cannot be "
-                      "bit-perfect.",
-                      facts.sourceLabel, formatRate(facts.sourceRate)));
+          bilingual("{} is decoded to PCM and sent without app-level DSP at {}. Lossy source data cannot be "
+                    "bit-perfect.",
+                    facts.sourceLabel, formatRate(facts.sourceRate)));
     case PathReason::alteration:
       return judgeAlterations(facts);
     case PathReason::narrowFormat:

@@ -11,6 +11,7 @@
 #include "engine/FailureContext.h"
 #include "engine/render/OutputLevels.h"
 #include "platform/AudioStreamBasicDescription.h"
+#include "platform/BilingualText.h"
 #include "platform/SampleAlteration.h"
 
 namespace tolvane {
@@ -19,8 +20,8 @@ struct AudioPathStatus {
   enum class Kind : std::uint8_t { ready, configuring, bitPerfect, directPCM, processed, converted, error };
 
   Kind kind = Kind::ready;
-  std::string label;         ///< the badge's text, in capitals
-  std::string detail;        ///< one or more sentences
+  std::string label;         ///< the badge's text, in capitals: a mark, the same in every language
+  BilingualText detail;      ///< one or more sentences
   FailureContext context{};  ///< kind error only: what else is known about the failure
 
   bool operator==(const AudioPathStatus&) const = default;
@@ -33,7 +34,7 @@ struct AudioPathStatus {
   [[nodiscard]] static AudioPathStatus ready();
   [[nodiscard]] static AudioPathStatus configuring();
   [[nodiscard]] static AudioPathStatus failed(const AudioPlayerError& error);
-  [[nodiscard]] static AudioPathStatus failed(std::string detail);
+  [[nodiscard]] static AudioPathStatus failed(BilingualText detail);
 
   /// This status with the software volume and balance applied: only levels that are not neutral change it.
   [[nodiscard]] AudioPathStatus applyingOutputLevels(const OutputLevels& levels, bool isBluetooth) const;

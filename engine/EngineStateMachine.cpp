@@ -183,9 +183,9 @@ void EngineStateMachine::setReturnsToPlaying(bool returnsToPlaying) {
   publish();
 }
 
-bool EngineStateMachine::restartUnit(std::string_view failureMessage) {
+bool EngineStateMachine::restartUnit(const BilingualText& failureMessage) {
   if (startUnit() != noErr) {
-    failRuntime(std::string(failureMessage));
+    failRuntime(failureMessage);
     return false;
   }
   if (auto* const paused = std::get_if<Paused>(&state_)) {
@@ -408,7 +408,7 @@ void EngineStateMachine::logChanges(const std::vector<PathEvent>& events) {
   for (const PathEvent& event : events) services_.logger.standard("{}: {}", eventTitle(event.kind), event.text);
 }
 
-void EngineStateMachine::countRecovery(std::string account) {
+void EngineStateMachine::countRecovery(BilingualText account) {
   ++statistics_.recoveries;
   logChanges({history_.noteRecovery(services_.runLoop.now(), std::move(account))});
 }

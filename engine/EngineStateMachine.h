@@ -80,7 +80,7 @@ class EngineStateMachine {
   void setReturnsToPlaying(bool returnsToPlaying);
   /// Starts the unit: Playing. A failure ends playback with PATH ERROR and `failureMessage`, and returns false.
   /// REQUIRES: a track, and a unit that is stopped or has stopped by itself.
-  [[nodiscard]] bool restartUnit(std::string_view failureMessage);
+  [[nodiscard]] bool restartUnit(const BilingualText& failureMessage);
   /// The device has played into the coupled track, which becomes the loaded one. Counts a completion; from that
   /// notification an observer may play the next track, and until then no track is published. REQUIRES: Playing or
   /// Paused.
@@ -94,7 +94,7 @@ class EngineStateMachine {
   void stop(AudioPathStatus status, const TearDownOptions& options = {});
   /// Ends playback with PATH ERROR.
   void failRuntime(const AudioPlayerError& error);
-  void failRuntime(std::string message) { failRuntime(AudioPlayerError::message(std::move(message))); }
+  void failRuntime(BilingualText message) { failRuntime(AudioPlayerError::message(std::move(message))); }
   /// Reopens the output of the loaded track at the same frame: through Configuring to Playing or Paused. Returns the
   /// frame at which the track continues; nothing if the device had already played into the coupled track and no
   /// observer wanted that. After a failure the state is still Configuring: the caller decides what follows. REQUIRES:
@@ -139,7 +139,7 @@ class EngineStateMachine {
   [[nodiscard]] TrackTransition& transition() { return transition_; }
 
   [[nodiscard]] OutputStatistics statistics() const;
-  void countRecovery(std::string account);
+  void countRecovery(BilingualText account);
   [[nodiscard]] const PathHistory& history() const { return history_; }
   void countCrossing(std::int64_t frame);
 

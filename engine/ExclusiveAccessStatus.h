@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "engine/HogModeReport.h"
+#include "platform/BilingualText.h"
 
 namespace tolvane {
 
@@ -13,7 +14,7 @@ struct ExclusiveAccessStatus {
   enum class Kind : std::uint8_t { off, requested, checking, active, lost, unavailable };
 
   Kind kind = Kind::off;
-  std::string message;
+  BilingualText message;
 
   bool operator==(const ExclusiveAccessStatus&) const = default;
 

@@ -145,7 +145,7 @@ bool OutputSupervision::reportsRenderError() {
   const auto code = readProperty<std::int32_t>(*machine_.output()->unit(), AudioUnitProperty::lastRenderError);
   if (code.value_or(noErr) == noErr) return false;
   machine_.services().logger.error("AUHAL reported render error {}", *code);
-  scheduleOutputRecovery(fmt::format("AUHAL reported a render error (Core Audio {}).", *code), 0);
+  scheduleOutputRecovery(bilingual("AUHAL reported a render error (Core Audio {}).", *code), 0);
   return true;
 }
 
@@ -173,9 +173,9 @@ std::optional<bool> OutputSupervision::renderClockProgressed() {
   return previous ? std::optional(*previous < cycles) : std::nullopt;
 }
 
-void OutputSupervision::scheduleOutputRecovery(std::string reason, double delay) {
+void OutputSupervision::scheduleOutputRecovery(BilingualText reason, double delay) {
   if (!machine_.isPlayingOrPaused()) return;
-  recoveryReason_ = std::move(reason);
+  recoveryReason_ = reason.isTranslated() ? std::move(reason) : inCatalogue(reason);
   if (recoveryTask_) return;
   recoveryTask_ = machine_.services().runLoop.scheduleTimer(durationFromSeconds(std::max(delay, 0.0)), false, [this] {
     recoveryTask_.reset();
@@ -188,7 +188,7 @@ void OutputSupervision::reopenIfDue() {
   const Output* const output = machine_.outputWithUnit();
   if (!machine_.is<Paused>() || output == nullptr || recoveryTask_) return;
   if (!machine_.services().device.isReopeningDue(output->deviceID())) return;
-  recoveryReason_ = "The output device could not be opened anew.";
+  recoveryReason_ = bilingual("The output device could not be opened anew.");
   recoveryTask_ = machine_.services().runLoop.scheduleTimer({}, false, [this] {
     recoveryTask_.reset();
     if (machine_.is<Paused>()) recoverOutputIfNeeded();
@@ -210,7 +210,7 @@ void OutputSupervision::recoverOutputIfNeeded() {
   if (!frame) return recoveryFailed(frame.error());
   if (!*frame) return;
   const double seconds = static_cast<double>(**frame) / machine_.track()->context->format().mSampleRate;
-  machine_.countRecovery(fmt::format("{} Playback went on at {:.1f} s of the track.", recoveryReason_, seconds));
+  machine_.countRecovery(bilingual("{} Playback went on at {:.1f} s of the track.", recoveryReason_, seconds));
   machine_.services().logger.standard("Recovered output at frame {} on attempt {}", **frame, recoveryAttempts_);
 }
 
@@ -225,8 +225,8 @@ void OutputSupervision::recoveryFailed(const AudioPlayerError& error) {
 
 void OutputSupervision::finishRecoveryWithError(const AudioPlayerError& error) {
   machine_.upcoming().want(std::nullopt);
-  const auto whole = AudioPlayerError::message(fmt::format("The output device did not recover after {} attempts. {}",
-                                                           maximumRecoveryAttempts, error.errorDescription()))
+  const auto whole = AudioPlayerError::message(bilingual("The output device did not recover after {} attempts. {}",
+                                                         maximumRecoveryAttempts, error.errorDescription()))
                          .with(error.context());
   machine_.stop(AudioPathStatus::failed(whole), {.restoreSampleRate = false});
   machine_.services().logger.error("Output recovery exhausted all attempts");

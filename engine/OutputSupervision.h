@@ -56,7 +56,7 @@ class OutputSupervision {
   /// Whether the render clock has advanced since the last check; nothing without an earlier reading.
   [[nodiscard]] std::optional<bool> renderClockProgressed();
 
-  void scheduleOutputRecovery(std::string reason, double delay);
+  void scheduleOutputRecovery(BilingualText reason, double delay);
   /// After the end of a burst of notifications: whether the output is still as it was configured.
   [[nodiscard]] bool isAsConfigured();
   void recoverOutputIfNeeded();
@@ -85,7 +85,7 @@ class OutputSupervision {
 
   RunLoop::Timer recoveryTask_;
   bool recoversOnlyAfterAChange_ = false;  ///< applies to the pending recovery
-  std::string recoveryReason_;
+  BilingualText recoveryReason_;
   std::int64_t recoveryAttempts_ = 0;
 };
 

@@ -32,10 +32,10 @@ Result<std::unique_ptr<AudioOutputUnit>> createOutputUnit(AudioHardware& hardwar
   constexpr std::uint32_t on = 1;
   constexpr std::uint32_t off = 0;
   const Step binding[] = {
-      {"Binding the output device", Property::currentDevice, Scope::global, 0, deviceID},
-      {"Enabling audio output", Property::enableIO, Scope::output, 0, on},
-      {"Disabling unused audio input", Property::enableIO, Scope::input, 1, off},
-      {"Setting the source PCM format", Property::streamFormat, Scope::input, 0, track.context->format()},
+      {toTranslate("Binding the output device"), Property::currentDevice, Scope::global, 0, deviceID},
+      {toTranslate("Enabling audio output"), Property::enableIO, Scope::output, 0, on},
+      {toTranslate("Disabling unused audio input"), Property::enableIO, Scope::input, 1, off},
+      {toTranslate("Setting the source PCM format"), Property::streamFormat, Scope::input, 0, track.context->format()},
   };
   for (const Step& step : binding)
     if (const OSStatus status = unit->setProperty(step.property, step.scope, step.element, step.value); status != noErr)

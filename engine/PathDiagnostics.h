@@ -38,8 +38,8 @@ struct PathDiagnostics {
 };
 
 struct NamedText {
-  std::string name;
-  std::string text;
+  BilingualText name;
+  BilingualText text;
   bool isWarning = false;  ///< needs the user's attention: a damaged file, samples that differ
 
   bool operator==(const NamedText&) const = default;
@@ -52,6 +52,6 @@ struct NamedText {
 [[nodiscard]] std::vector<NamedText> deliveryTexts(const PathDiagnostics& diagnostics);
 
 /// "just now", "12 s ago", "3 min ago", "2 h ago"
-[[nodiscard]] std::string agoText(RunLoop::Duration age);
+[[nodiscard]] BilingualText agoText(RunLoop::Duration age);
 
 }  // namespace tolvane

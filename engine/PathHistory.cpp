@@ -1,7 +1,5 @@
 #include "engine/PathHistory.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -23,7 +21,8 @@ bool hasSameConditions(const SignalPath& a, const SignalPath& b) {
 }  // namespace
 
 std::string_view eventTitle(PathEvent::Kind kind) {
-  constexpr std::array<std::string_view, 4> titles{"Verdict", "Path", "Device", "Recovery"};
+  constexpr std::array<std::string_view, 4> titles{toTranslate("Verdict"), toTranslate("Path"), toTranslate("Device"),
+                                                   toTranslate("Recovery")};
   return titles.at(static_cast<std::size_t>(kind));
 }
 
@@ -37,7 +36,8 @@ std::vector<PathEvent> PathHistory::note(RunLoop::TimePoint now, const AudioPath
 
 void PathHistory::noteVerdict(RunLoop::TimePoint now, const AudioPathStatus& status, std::vector<PathEvent>& added) {
   if (status == lastVerdict_) return;
-  PathEvent event{now, PathEvent::Kind::verdict, fmt::format("{}. {}", status.label, status.detail)};
+  PathEvent event{now, PathEvent::Kind::verdict, status.label};
+  event.text.add(status.detail, ". ");
   const bool isSameLabel = lastVerdict_ && lastVerdict_->label == status.label;
   lastVerdict_ = status;
   if (!isSameLabel || !replaceRecent(event)) add(std::move(event), added);
@@ -49,14 +49,16 @@ void PathHistory::notePath(RunLoop::TimePoint now, const SignalPath& path, std::
   for (std::size_t i = 0; i < path.stages.size(); ++i)
     if (!before || before->stages.at(i) != path.stages[i]) changedAt_.at(i) = now;
   if (!before || before->deviceName != path.deviceName)
-    add({now, PathEvent::Kind::device, path.deviceName.empty() ? "A device without a name" : path.deviceName}, added);
+    add({now, PathEvent::Kind::device,
+         path.deviceName.empty() ? bilingual("A device without a name") : BilingualText(path.deviceName)},
+        added);
   PathEvent event{now, PathEvent::Kind::path, chainText(path)};
   const bool isSame = before && hasSameConditions(*before, path);
   if (isSame && chainText(*before) == event.text) return;
   if (!isSame || !replaceRecent(event)) add(std::move(event), added);
 }
 
-PathEvent PathHistory::noteRecovery(RunLoop::TimePoint now, std::string text) {
+PathEvent PathHistory::noteRecovery(RunLoop::TimePoint now, BilingualText text) {
   std::vector<PathEvent> added;
   add({now, PathEvent::Kind::recovery, std::move(text)}, added);
   return added.front();

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "engine/SignalPath.h"
+#include "platform/BilingualText.h"
 #include "platform/RunLoop.h"
 
 namespace tolvane {
@@ -21,12 +22,12 @@ struct PathEvent {
 
   RunLoop::TimePoint at{};
   Kind kind = Kind::verdict;
-  std::string text;
+  BilingualText text;
 
   bool operator==(const PathEvent&) const = default;
 };
 
-/// "Verdict", "Path", "Device", "Recovery"
+/// "Verdict", "Path", "Device", "Recovery", for inCatalogue()
 [[nodiscard]] std::string_view eventTitle(PathEvent::Kind kind);
 
 class PathHistory {
@@ -38,7 +39,7 @@ class PathHistory {
   /// new events, for the log. A text that differs only in a figure from one of the last second (a volume that is being
   /// changed) replaces that text and is not a new event.
   std::vector<PathEvent> note(RunLoop::TimePoint now, const AudioPathStatus& status, const SignalPath* path);
-  PathEvent noteRecovery(RunLoop::TimePoint now, std::string text);
+  PathEvent noteRecovery(RunLoop::TimePoint now, BilingualText text);
 
   /// Oldest first.
   [[nodiscard]] const std::deque<PathEvent>& events() const { return events_; }

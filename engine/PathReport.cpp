@@ -60,12 +60,13 @@ std::string stageText(const PathStage& stage, const SignalPath& path, const Path
   constexpr std::size_t titleColumn = 8;
   constexpr std::size_t indent = 2 + titleColumn;
   const auto& changed = diagnostics.changedAt.at(static_cast<std::size_t>(stage.kind));
-  const std::string age = changed ? "; last changed " + agoText(diagnostics.at - *changed) : std::string();
+  const std::string age =
+      changed ? fmt::format("; last changed {}", agoText(diagnostics.at - *changed).english()) : std::string();
   const std::string mark = path.isNamed(stage.kind) ? " <- the verdict is about this" : "";
   std::string text = row(stageTitle(stage.kind),
                          fmt::format("{} [{}]{}", stage.value, conditionText(stage.condition), mark), titleColumn);
   text += paragraph(stage.meaning, indent);
-  return text + paragraph("Read from " + stage.source + age + ".", indent);
+  return text + paragraph(fmt::format("Read from {}{}.", stage.source.english(), age), indent);
 }
 
 /// Minutes and seconds, or hours, minutes and seconds.

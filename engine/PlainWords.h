@@ -10,21 +10,22 @@
 #include "engine/AudioPathStatus.h"
 #include "engine/FailureContext.h"
 #include "platform/AudioStatus.h"
+#include "platform/BilingualText.h"
 #include "platform/FileFinding.h"
 
 namespace tolvane {
 
 /// For the detail of an AudioPathStatus of kind error and its context; empty if there is no plainer sentence. A
 /// sentence from the context takes precedence: "This is not a FLAC file: it begins like a WAV."
-[[nodiscard]] std::string plainWords(std::string_view detail, const FailureContext& context = {});
+[[nodiscard]] BilingualText plainWords(std::string_view detail, const FailureContext& context = {});
 /// For a status: why there is no path, or that the track on it is cut off; else empty.
-[[nodiscard]] std::string plainWords(const AudioPathStatus& status, const std::optional<TrackCut>& cut = {});
+[[nodiscard]] BilingualText plainWords(const AudioPathStatus& status, const std::optional<TrackCut>& cut = {});
 
 /// "Another program has the device open: mpv (1234)."
-[[nodiscard]] std::string plainOwner(const DeviceOwner& owner);
+[[nodiscard]] BilingualText plainOwner(const DeviceOwner& owner);
 
 /// "The file is cut off after 3:12 of 4:05."
-[[nodiscard]] std::string plainCut(const TrackCut& cut);
+[[nodiscard]] BilingualText plainCut(const TrackCut& cut);
 
 // The table, for its test.
 

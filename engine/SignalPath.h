@@ -19,9 +19,9 @@ struct PathStage {
 
   Kind kind = Kind::file;
   Condition condition = Condition::unaltered;
-  std::string value{};    ///< short: "FLAC 24-bit 96 kHz"
-  std::string source{};   ///< where the value was read: "the file's header"
-  std::string meaning{};  ///< what it means for the samples, in sentences for the user
+  BilingualText value{};    ///< short: "FLAC 24-bit 96 kHz"
+  BilingualText source{};   ///< where the value was read: "the file's header"
+  BilingualText meaning{};  ///< what it means for the samples, in sentences for the user
 
   bool operator==(const PathStage&) const = default;
 };
@@ -60,11 +60,11 @@ struct PathDescription {
 [[nodiscard]] SignalPath signalPath(const AudioPathFacts& facts, const PathDescription& description);
 
 /// "FLAC 24-bit 96 kHz → untouched → shared, 96 kHz → 24-bit 96 kHz · Studio DAC"; empty without stages.
-[[nodiscard]] std::string chainText(const SignalPath& path);
+[[nodiscard]] BilingualText chainText(const SignalPath& path);
 
 constexpr std::array everyPathStage{PathStage::Kind::file, PathStage::Kind::player, PathStage::Kind::route,
                                     PathStage::Kind::device};
-/// "File", "Player", …
+/// "File", "Player", … for inCatalogue(), as the next one.
 [[nodiscard]] std::string_view stageTitle(PathStage::Kind kind);
 /// "unaltered", "altered", "not known"
 [[nodiscard]] std::string_view conditionText(PathStage::Condition condition);

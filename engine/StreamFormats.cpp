@@ -21,16 +21,18 @@ bool formatsMatch(const AudioStreamBasicDescription& a, const AudioStreamBasicDe
          a.mBitsPerChannel == b.mBitsPerChannel;
 }
 
-std::string formatRate(double hertz) {
-  if (!(hertz > 0)) return "an unknown rate";
+BilingualText formatRate(double hertz) {
+  if (!(hertz > 0)) return bilingual("an unknown rate");
   const double kilohertz = hertz / 1000;
   if (std::round(kilohertz) == kilohertz) return fmt::format("{:.0f} kHz", kilohertz);
   return fmt::format("{:.1f} kHz", kilohertz);
 }
 
-std::string formatDescription(const AudioStreamBasicDescription& format) {
-  return fmt::format("{}, {}-bit {}, {} ch", formatRate(format.mSampleRate), format.mBitsPerChannel,
-                     format.isFloat() ? "float" : "integer", format.mChannelsPerFrame);
+BilingualText formatDescription(const AudioStreamBasicDescription& format) {
+  const BilingualText rate = formatRate(format.mSampleRate);
+  return format.isFloat()
+             ? bilingual("{}, {}-bit float, {} ch", rate, format.mBitsPerChannel, format.mChannelsPerFrame)
+             : bilingual("{}, {}-bit integer, {} ch", rate, format.mBitsPerChannel, format.mChannelsPerFrame);
 }
 
 bool physicalFormatCompatibility(const PreparedAudio& prepared, const AudioStreamBasicDescription& physicalFormat) {

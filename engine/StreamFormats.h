@@ -6,6 +6,7 @@
 
 #include "engine/PreparedAudio.h"
 #include "platform/AudioStreamBasicDescription.h"
+#include "platform/BilingualText.h"
 
 namespace tolvane {
 
@@ -17,10 +18,10 @@ namespace tolvane {
 [[nodiscard]] bool formatsMatch(const AudioStreamBasicDescription& a, const AudioStreamBasicDescription& b);
 
 /// "44.1 kHz", "48 kHz"; "an unknown rate" for 0, negative rates and not-a-number.
-[[nodiscard]] std::string formatRate(double hertz);
+[[nodiscard]] BilingualText formatRate(double hertz);
 
 /// "96 kHz, 24-bit integer, 2 ch"
-[[nodiscard]] std::string formatDescription(const AudioStreamBasicDescription& format);
+[[nodiscard]] BilingualText formatDescription(const AudioStreamBasicDescription& format);
 
 /// Whether the physical format carries the track's source without loss. Integers of more than 24 bits count as lossy in
 /// any float of the hardware, and in the 32-bit float of a decoder; floats count as lossy in any integer.

@@ -20,9 +20,9 @@ SourceFormatInfo sourceFormatInfo(std::expected<std::int32_t, OSStatus> property
   return {static_cast<std::uint32_t>(depth < 0 ? -depth : depth), depth < 0};
 }
 
-constexpr const char* decodedTooLarge = "The decoded track exceeds the in-memory playback limit.";
-constexpr const char* behindTheEnd = "The track begins behind the end of its file.";
-constexpr const char* pcmTooLarge = "The PCM track exceeds the in-memory playback limit.";
+constexpr std::string_view decodedTooLarge = toTranslate("The decoded track exceeds the in-memory playback limit.");
+constexpr std::string_view behindTheEnd = toTranslate("The track begins behind the end of its file.");
+constexpr std::string_view pcmTooLarge = toTranslate("The PCM track exceeds the in-memory playback limit.");
 
 /// Bytes of a block of `frames` frames, or the message for the limit that it exceeds.
 Result<std::uint64_t> blockBytes(std::int64_t frames, std::uint32_t bytesPerFrame) {
@@ -69,7 +69,7 @@ std::optional<std::uint64_t> announcedFrames(const AudioFile& file, const AudioS
 }
 
 /// The message for a file that announces frames but contains none.
-std::unexpected<AudioPlayerError> failureOfNoFrames(std::string text, std::optional<std::uint64_t> announced,
+std::unexpected<AudioPlayerError> failureOfNoFrames(BilingualText text, std::optional<std::uint64_t> announced,
                                                     double rate) {
   return std::unexpected(AudioPlayerError::message(std::move(text)).with({.cut = cutOf(0, announced, rate)}));
 }
@@ -102,7 +102,7 @@ Result<PreparedAudio> TrackPreparation::prepare(const FileURL& url) const {
 }
 
 Result<PreparedAudio> TrackPreparation::prepare(const FileURL& url, ReadingProgress& progress) const {
-  constexpr const char* cancelled = "Preparing the track was cancelled.";
+  constexpr std::string_view cancelled = toTranslate("Preparing the track was cancelled.");
   if (progress.isCancelled()) return failure(cancelled);
   const std::string extension = asciiLowercased(url.pathExtension());
   const AudioFormat* const format = audioFormatOf(extension);
@@ -132,7 +132,7 @@ Result<PreparedAudio> TrackPreparation::decodeWithExtAudioFile(const FileURL& ur
                                                                std::string sourceLabel,
                                                                ReadingProgress& progress) const {
   auto opened = files_.openExtAudioFile(url, &progress);
-  if (!opened) return failure("Opening " + sourceLabel, opened.error());
+  if (!opened) return failure(bilingual("Opening {}", sourceLabel), opened.error());
   const std::unique_ptr<ExtAudioFile> decoder = std::move(*opened);
   if (!decoder) return failure("The audio decoder could not be created.");
 

@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "platform/BilingualText.h"
+
 namespace tolvane {
 namespace {
 
@@ -65,12 +67,29 @@ ChannelLayout unknownLayout(std::uint32_t channels) {
 }
 
 std::string_view positionText(ChannelPosition position) {
-  constexpr std::array<std::string_view, 23> texts{
-      "front left",    "front right",     "centre",          "low-frequency",       "rear left",
-      "rear right",    "left of centre",  "right of centre", "rear centre",         "side left",
-      "side right",    "top centre",      "top front left",  "top front centre",    "top front right",
-      "top rear left", "top rear centre", "top rear right",  "rear left of centre", "rear right of centre",
-      "mono",          "silent",          "unpositioned"};
+  constexpr std::array<std::string_view, 23> texts{toTranslate("front left"),
+                                                   toTranslate("front right"),
+                                                   toTranslate("centre"),
+                                                   toTranslate("low-frequency"),
+                                                   toTranslate("rear left"),
+                                                   toTranslate("rear right"),
+                                                   toTranslate("left of centre"),
+                                                   toTranslate("right of centre"),
+                                                   toTranslate("rear centre"),
+                                                   toTranslate("side left"),
+                                                   toTranslate("side right"),
+                                                   toTranslate("top centre"),
+                                                   toTranslate("top front left"),
+                                                   toTranslate("top front centre"),
+                                                   toTranslate("top front right"),
+                                                   toTranslate("top rear left"),
+                                                   toTranslate("top rear centre"),
+                                                   toTranslate("top rear right"),
+                                                   toTranslate("rear left of centre"),
+                                                   toTranslate("rear right of centre"),
+                                                   toTranslate("mono"),
+                                                   toTranslate("silent"),
+                                                   toTranslate("unpositioned")};
   return texts.at(static_cast<std::size_t>(position));
 }
 

@@ -18,16 +18,20 @@ std::string_view cutBetweenCharacters(std::string_view text, std::size_t most) {
   return text.substr(0, length);
 }
 
+std::string shortened(const std::string& fact) {
+  return printableText(cutBetweenCharacters(fact, longestFact)) + (fact.size() > longestFact ? "…" : "");
+}
+
 }  // namespace
 
-SampleAlteration::SampleAlteration(Kind itsKind, std::string_view fact, Cure cure)
-    : kind(itsKind), detail(printableText(cutBetweenCharacters(fact, longestFact))) {
-  if (fact.size() > longestFact) detail += "…";
-  (detail += ' ') += cure.sentence();
+SampleAlteration::SampleAlteration(Kind itsKind, const BilingualText& fact, Cure cure)
+    : kind(itsKind), detail(shortened(fact.english()), shortened(fact.shown())) {
+  detail.add(inCatalogue(cure.sentence()));
 }
 
 SampleAlteration SampleAlteration::unreadable() {
-  return {Kind::unknown, "The device cannot report whether it alters samples.", "Play the track again."_cure};
+  return {Kind::unknown, bilingual("The device cannot report whether it alters samples."),
+          "Play the track again."_cure};
 }
 
 }  // namespace tolvane

@@ -4,8 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
+
+#include "platform/BilingualText.h"
 
 namespace tolvane {
 
@@ -29,7 +30,7 @@ class Cure {
   std::string_view sentence_;
 };
 
-/// "Unmute it."_cure
+/// "Unmute it."_cure: po/update collects it
 consteval Cure operator""_cure(const char* text, std::size_t length) { return Cure(std::string_view(text, length)); }
 
 struct SampleAlteration {
@@ -41,13 +42,13 @@ struct SampleAlteration {
 
   /// `fact`: one full sentence with the stage and its value. Control characters that it quotes are replaced, and it is
   /// cut after 400 bytes.
-  SampleAlteration(Kind itsKind, std::string_view fact, Cure cure);
+  SampleAlteration(Kind itsKind, const BilingualText& fact, Cure cure);
 
   /// For a device whose report cannot be read.
   [[nodiscard]] static SampleAlteration unreadable();
 
   Kind kind;
-  std::string detail;  ///< the fact and the cure
+  BilingualText detail;  ///< the fact and the cure
 
   bool operator==(const SampleAlteration&) const = default;
 };

@@ -109,7 +109,7 @@ void SessionProxy::show() {
   now.heldUpBy = heldUpBy();
   if (!now.heldUpBy.empty()) {
     now.audioPathStatus = AudioPathStatus::configuring();
-    now.audioPathStatus.detail = "Waiting for " + now.heldUpBy + "…";
+    now.audioPathStatus.detail = bilingual("Waiting for {}…", now.heldUpBy);
   }
   // A predicted state, or one during a wait, has no verdict and therefore no stages.
   if (!now.audioPathStatus.isOfAPath()) now.signalPath.reset();
@@ -138,12 +138,12 @@ void SessionProxy::watch() {
   show();
 }
 
-std::string SessionProxy::heldUpBy() const {
+BilingualText SessionProxy::heldUpBy() const {
   if (!hasPlayer_ || unanswered_.empty()) return {};
   if (runLoop_.now() - unanswered_.front().at < noticeableWait) return {};
   std::string known = waiting_.forWhom ? waiting_.forWhom() : std::string();
   if (!known.empty()) return known;
-  return published_->selectedDevice ? published_->selectedDevice->name : "the output device";
+  return published_->selectedDevice ? BilingualText(published_->selectedDevice->name) : bilingual("the output device");
 }
 
 }  // namespace tolvane

@@ -100,7 +100,7 @@ class SessionProxy {
   void show();
   void keepTime();
   void watch();
-  [[nodiscard]] std::string heldUpBy() const;
+  [[nodiscard]] BilingualText heldUpBy() const;
 
   SessionLink& link_;
   RunLoop& runLoop_;

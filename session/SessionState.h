@@ -12,6 +12,7 @@
 #include "engine/AudioPathStatus.h"
 #include "engine/ExclusiveAccessStatus.h"
 #include "engine/PathDiagnostics.h"
+#include "platform/BilingualText.h"
 #include "platform/RunLoop.h"
 #include "session/AudioDevice.h"
 #include "session/PlaylistChange.h"
@@ -58,7 +59,7 @@ struct SessionState {
 
   // Player and window.
   std::uint64_t lastCommand = 0;  ///< number of the last command that was executed; 0: none yet
-  std::string heldUpBy;           ///< the device or server that the player waits for; empty: none
+  BilingualText heldUpBy;         ///< the device or server that the player waits for; empty: none
 
   bool operator==(const SessionState&) const = default;
 

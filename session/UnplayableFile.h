@@ -7,12 +7,13 @@
 
 #include "engine/FailureContext.h"
 #include "platform/AudioFileServices.h"
+#include "platform/BilingualText.h"
 #include "platform/FileURL.h"
 
 namespace tolvane {
 
 struct UnplayableFile {
-  std::string detail;  ///< AudioPlayerError::errorDescription()
+  BilingualText detail;  ///< AudioPlayerError::errorDescription()
   FailureContext context;
   std::optional<FileVersion> version;  ///< the version that could not be prepared; nothing: no file was found
 

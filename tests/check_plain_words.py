@@ -14,7 +14,7 @@ TABLE = "engine/PlainWords.cpp"
 LOGGED_ONLY = "waveform"  # a folder of the engine whose messages end nothing that a user asked for
 # What a sentence is given to, or kept as. One that carries a status of the system is found by the status.
 ENDINGS = re.compile(r"\b(?:failure|failRuntime|failureOfNoFrames|restartUnit|scheduleOutputRecovery|AudioPlayerError::message)\(\s*"
-                     r'"((?:[^"\\\n]|\\.)*)"|(?:recoveryReason_|TooLarge|behindTheEnd) = "((?:[^"\\\n]|\\.)*)"')
+                     r'"((?:[^"\\\n]|\\.)*)"|(?:recoveryReason_|TooLarge|behindTheEnd) = (?:bilingual|toTranslate)\("((?:[^"\\\n]|\\.)*)"')
 ENTRY = re.compile(r'PlainMessage\{\s*"((?:[^"\\\n]|\\.)*)"')
 FEWEST = 18  # sentences that there were when this was written, and a few less
 

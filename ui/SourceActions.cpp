@@ -14,7 +14,7 @@ SourceActions::SourceActions(RunLoop& runLoop, Load load, Background background,
       background_(std::move(background)),
       report_(std::move(report)),
       mailbox_(runLoop, *this),
-      saving_(runLoop, background_, [this](std::string outcome) { setNotice(std::move(outcome)); }) {}
+      saving_(runLoop, background_, [this](BilingualText outcome) { setNotice(std::move(outcome)); }) {}
 
 SourceActions::~SourceActions() { activeAudioDiscovery_.request_stop(); }
 
@@ -34,8 +34,8 @@ void SourceActions::dropURLs(std::vector<FileURL> urls, PlaylistPlace place) {
 
 void SourceActions::savePlaylist(const std::optional<FileURL>& place, ListToSave list, Replacing replacing) {
   setNotice({});
-  if (!place) return setNotice("The list was not saved: that place is not a folder of this machine.");
-  if (list.tracks.empty()) return setNotice("The list was not saved: it has become empty.");
+  if (!place) return setNotice(bilingual("The list was not saved: that place is not a folder of this machine."));
+  if (list.tracks.empty()) return setNotice(bilingual("The list was not saved: it has become empty."));
   saving_.save(*place, std::move(list), replacing);
 }
 
@@ -46,7 +46,7 @@ void SourceActions::discoverAndLoadAudioFiles(std::vector<FileURL> urls, Playlis
   background_([urls = std::move(urls), place, discovery = activeAudioDiscovery_.get_token(),
                address = mailbox_.address()] {
     auto found = collectSupportedAudioFiles(urls, discovery);
-    auto reason = found.empty() && !discovery.stop_requested() ? nothingToPlay(urls) : std::string();
+    auto reason = found.empty() && !discovery.stop_requested() ? nothingToPlay(urls) : BilingualText();
     address.deliver([discovery, place, found = std::move(found), reason = std::move(reason)](SourceActions& actions) {
       // A stop was requested when a newer search or choice took over.
       if (discovery.stop_requested()) return;
@@ -64,7 +64,7 @@ void SourceActions::loadPlaylist(std::span<const FileURL> urls, PlaylistPlace pl
   load_(urls, place);
 }
 
-void SourceActions::setNotice(std::string notice) {
+void SourceActions::setNotice(BilingualText notice) {
   if (notice == notice_) return;
   notice_ = std::move(notice);
   if (report_ && !notice_.empty()) report_(notice_);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/Background.h"
+#include "platform/BilingualText.h"
 #include "platform/FileURL.h"
 #include "platform/Mailbox.h"
 #include "platform/RunLoop.h"
@@ -24,8 +25,8 @@ class SourceActions {
   using Load = std::function<void(std::span<const FileURL>, PlaylistPlace)>;
   using Report = std::function<void(const std::string&)>;
 
-  /// `load` replaces the playlist or adds to it; `report` gets each notice, too. The run loop outlives this object, but
-  /// not its searches.
+  /// `load` replaces the playlist or adds to it; `report` gets each notice, too, in English. The run loop outlives this
+  /// object, but not its searches.
   SourceActions(RunLoop& runLoop, Load load, Background background = runInDetachedThread, Report report = {});
   ~SourceActions();
   SourceActions(const SourceActions&) = delete;
@@ -41,7 +42,7 @@ class SourceActions {
 
   /// Why the last choice brought nothing to play, or how saving went, as a sentence; empty once something else was
   /// chosen.
-  [[nodiscard]] const std::string& notice() const { return notice_; }
+  [[nodiscard]] const BilingualText& notice() const { return notice_; }
   void dismissNotice() { setNotice({}); }
   /// One observer.
   void onNotice(std::function<void()> observer) { noticeObserver_ = std::move(observer); }
@@ -49,12 +50,12 @@ class SourceActions {
  private:
   void discoverAndLoadAudioFiles(std::vector<FileURL> urls, PlaylistPlace place);
   void loadPlaylist(std::span<const FileURL> urls, PlaylistPlace place);
-  void setNotice(std::string notice);
+  void setNotice(BilingualText notice);
 
   const Load load_;
   const Background background_;
   const Report report_;
-  std::string notice_;
+  BilingualText notice_;
   std::function<void()> noticeObserver_;
   Mailbox<SourceActions> mailbox_;
   std::stop_source activeAudioDiscovery_{std::nostopstate};

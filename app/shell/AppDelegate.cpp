@@ -3,6 +3,8 @@
 #include <array>
 #include <utility>
 
+#include "platform/BilingualText.h"
+
 namespace tolvane {
 
 namespace {
@@ -46,21 +48,22 @@ bool AppDelegate::hasCurrentTrack() const { return session_ && session_->state()
 std::vector<MenuItem> AppDelegate::transportItems() const {
   const bool isPlaying = session_ && session_->state().isGoingToPlay();
   return {
-      {"Previous", "backward.end.fill", hasCurrentTrack(), ShellAction::previousTrack},
-      {isPlaying ? "Pause" : "Play", isPlaying ? "pause.fill" : "play.fill", hasCurrentTrack(),
+      {translate("Previous"), "backward.end.fill", hasCurrentTrack(), ShellAction::previousTrack},
+      {isPlaying ? translate("Pause") : translate("Play"), isPlaying ? "pause.fill" : "play.fill", hasCurrentTrack(),
        ShellAction::togglePlayback},
-      {"Next", "forward.end.fill", session_ && session_->state().canPlayNext(), ShellAction::nextTrack},
+      {translate("Next"), "forward.end.fill", session_ && session_->state().canPlayNext(), ShellAction::nextTrack},
   };
 }
 
 std::vector<MenuItem> AppDelegate::playerSystemMenu() const {
   const auto url = session_ ? session_->currentTrackURL() : std::nullopt;
-  std::vector<MenuItem> items{MenuItem::text(url ? std::string(url->lastPathComponent()) : "No track selected"),
-                              MenuItem::separator()};
+  std::vector<MenuItem> items{
+      MenuItem::text(url ? std::string(url->lastPathComponent()) : translate("No track selected")),
+      MenuItem::separator()};
   for (auto& item : transportItems()) items.push_back(std::move(item));
   items.push_back(MenuItem::separator());
-  items.push_back({"Show Player", "macwindow", true, ShellAction::showPlayerFromMenu});
-  items.push_back({"Quit Tolvane Music Player", {}, true, ShellAction::terminate});
+  items.push_back({translate("Show Player"), "macwindow", true, ShellAction::showPlayerFromMenu});
+  items.push_back({translate("Quit Tolvane Music Player"), {}, true, ShellAction::terminate});
   return items;
 }
 

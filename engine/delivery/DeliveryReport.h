@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "platform/AudioFileServices.h"
+#include "platform/BilingualText.h"
 #include "platform/FileURL.h"
 
 namespace tolvane {
@@ -62,6 +63,6 @@ struct DeliveryReport {
 [[nodiscard]] std::string groupedDigits(std::int64_t number);
 
 /// One or two sentences for the user.
-[[nodiscard]] std::string deliverySentence(const DeliveryReport& report);
+[[nodiscard]] BilingualText deliverySentence(const DeliveryReport& report);
 
 }  // namespace tolvane

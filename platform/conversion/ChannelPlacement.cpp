@@ -85,15 +85,6 @@ std::vector<std::size_t> placeInOrder(const std::vector<std::size_t>& channels, 
   return unplaced;
 }
 
-std::string withArticle(std::string_view text) {
-  const bool startsWithVowel = std::string_view("aeiou").find(text.front()) != std::string_view::npos;
-  return (startsWithVowel ? "an " : "a ") + std::string(text);
-}
-
-std::string count(std::size_t number, std::string_view noun) {
-  return std::to_string(number) + ' ' + std::string(noun) + (number == 1 ? "" : "s");
-}
-
 }  // namespace
 
 ChannelPlacement placeChannels(const ChannelLayout& source, const ChannelLayout& device) {
@@ -122,37 +113,40 @@ std::optional<SampleAlteration> placementAlteration(const ChannelLayout& source,
   const std::size_t channels = source.positions.size();
   if (channels <= 2 && device.positions.size() >= channels) return std::nullopt;
   if (device.positions.size() < channels) {
-    return SampleAlteration(Kind::converted,
-                            "The track's " + count(channels, "channel") + " are mixed down to the device's " +
-                                std::to_string(device.positions.size()) + ".",
-                            "Choose a device that has as many channels."_cure);
+    return SampleAlteration(
+        Kind::converted,
+        bilingual("The track's {} channels are mixed down to the device's {}.", channels, device.positions.size()),
+        "Choose a device that has as many channels."_cure);
   }
   const ChannelPlacement placement = placeChannels(source, device);
   if (placement.unplaced.size() == 1) {
     const std::string_view text = positionText(source.positions[placement.unplaced.front()]);
+    const bool startsWithVowel = std::string_view("aeiou").find(text.front()) != std::string_view::npos;
+    const BilingualText position = inCatalogue(text);
     return SampleAlteration(
-        Kind::converted, "The track has " + withArticle(text) + " channel, but the device has no loudspeaker for it.",
+        Kind::converted,
+        startsWithVowel ? bilingual("The track has an {} channel, but the device has no loudspeaker for it.", position)
+                        : bilingual("The track has a {} channel, but the device has no loudspeaker for it.", position),
         "Choose a device that has one."_cure);
   }
   if (!placement.unplaced.empty()) {
-    std::string list;
-    for (const std::size_t s : placement.unplaced)
-      list += (list.empty() ? "" : ", ") + std::string(positionText(source.positions[s]));
-    return SampleAlteration(Kind::converted,
-                            "The device has no loudspeakers for " + count(placement.unplaced.size(), "channel") +
-                                " of the track: " + list + ".",
-                            "Choose a device that has them."_cure);
+    BilingualText list;
+    for (const std::size_t s : placement.unplaced) list.add(inCatalogue(positionText(source.positions[s])), ", ");
+    return SampleAlteration(
+        Kind::converted,
+        bilingual("The device has no loudspeakers for {} channels of the track: {}.", placement.unplaced.size(), list),
+        "Choose a device that has them."_cure);
   }
   if (placement.isCertain) return std::nullopt;
   if (!source.isStated || source.has(unknown)) {
     return SampleAlteration(
         Kind::unknown,
-        "The track does not state which loudspeakers its " + count(channels, "channel") + " are meant for.",
+        bilingual("The track does not state which loudspeakers its {} channels are meant for.", channels),
         "Save it in a format that does, such as FLAC."_cure);
   }
   return SampleAlteration(
       Kind::unknown,
-      "The device does not state which loudspeakers its " + count(device.positions.size(), "channel") + " are for.",
+      bilingual("The device does not state which loudspeakers its {} channels are for.", device.positions.size()),
       "Choose a device whose driver states them."_cure);
 }
 

@@ -1,7 +1,5 @@
 #include "ui/playlist/PlaylistSaving.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
@@ -16,26 +14,28 @@ namespace tolvane {
 
 namespace {
 
-std::string whyNotSaved(std::error_code error) {
-  if (error == std::errc::no_space_on_device || error.value() == EDQUOT) return "the disk is full";
+BilingualText whyNotSaved(std::error_code error) {
+  if (error == std::errc::no_space_on_device || error.value() == EDQUOT) return bilingual("the disk is full");
   if (error == std::errc::permission_denied || error == std::errc::operation_not_permitted)
-    return "nothing may be written to its folder";
-  if (error == std::errc::read_only_file_system) return "its disk can only be read";
+    return bilingual("nothing may be written to its folder");
+  if (error == std::errc::read_only_file_system) return bilingual("its disk can only be read");
   if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory)
-    return "its folder does not exist";
-  if (error == std::errc::file_exists) return "a file of that name is there already";
-  if (error == std::errc::is_a_directory) return "a folder has that name";
-  if (error == std::errc::file_too_large) return "the list is too long for a file";
+    return bilingual("its folder does not exist");
+  if (error == std::errc::file_exists) return bilingual("a file of that name is there already");
+  if (error == std::errc::is_a_directory) return bilingual("a folder has that name");
+  if (error == std::errc::file_too_large) return bilingual("the list is too long for a file");
   return error.message();
 }
 
 }  // namespace
 
-std::string savingOutcome(const FileURL& file, std::int64_t tracks, bool hasParts, std::error_code error) {
+BilingualText savingOutcome(const FileURL& file, std::int64_t tracks, bool hasParts, std::error_code error) {
   const std::string name = displayText(file.lastPathComponent());
-  if (error) return fmt::format("{} was not saved: {}.", name, whyNotSaved(error));
-  return fmt::format("{} saved in {}{}.", trackCountLabel(tracks), name,
-                     hasParts ? ", those of CUE sheets as whole files" : "");
+  if (error) return bilingual("{} was not saved: {}.", name, whyNotSaved(error));
+  const auto count = static_cast<unsigned long>(tracks);
+  return hasParts ? bilingualPlural("{} track saved in {}, those of CUE sheets as whole files.",
+                                    "{} tracks saved in {}, those of CUE sheets as whole files.", count, tracks, name)
+                  : bilingualPlural("{} track saved in {}.", "{} tracks saved in {}.", count, tracks, name);
 }
 
 PlaylistSaving::PlaylistSaving(RunLoop& runLoop, Background background, Report report)

@@ -12,6 +12,7 @@
 
 #include "platform/Background.h"
 #include "platform/BackgroundRequest.h"
+#include "platform/BilingualText.h"
 #include "platform/FileReplacement.h"
 #include "platform/FileURL.h"
 #include "platform/RunLoop.h"
@@ -26,7 +27,7 @@ struct ListToSave {
 
 class PlaylistSaving {
  public:
-  using Report = std::function<void(std::string)>;
+  using Report = std::function<void(BilingualText)>;
 
   /// `report` is called with a sentence when a save has ended, successfully or not. The run loop outlives this object,
   /// but not its saves.
@@ -64,6 +65,7 @@ class PlaylistSaving {
 
 /// "12 tracks saved in List.m3u8."; "List.m3u8 was not saved: the disk is full." `hasParts`: of files, for which the
 /// list has the whole files.
-[[nodiscard]] std::string savingOutcome(const FileURL& file, std::int64_t tracks, bool hasParts, std::error_code error);
+[[nodiscard]] BilingualText savingOutcome(const FileURL& file, std::int64_t tracks, bool hasParts,
+                                          std::error_code error);
 
 }  // namespace tolvane

@@ -22,7 +22,7 @@ std::string formatTime(double seconds) {
 std::string displayText(std::string_view text) { return withoutControls(text, replacementCharacter); }
 
 std::string currentTrackTitle(const std::optional<PlaylistTrack>& track) {
-  return track ? displayText(track->title()) : "No track selected";
+  return track ? displayText(track->title()) : translate("No track selected");
 }
 
 std::string trackTitle(const PlaylistTrack& track, const MusicTags* tags) {
@@ -56,14 +56,16 @@ std::string rowNumberLabel(std::int64_t row, std::string_view title) {
   return error == std::errc() && leading == number ? "" : fmt::format("{:02}", number);
 }
 
-std::string savingLabel(bool isSaved) { return isSaved ? "" : "not saved for now"; }
+std::string savingLabel(bool isSaved) { return isSaved ? "" : translate("not saved for now"); }
 
 std::string problemText(const UnplayableFile& file) {
-  const std::string words = plainWords(file.detail, file.context);
-  return displayText(words.empty() ? file.detail : words) + (words.empty() ? "" : '\n' + displayText(file.detail));
+  const BilingualText words = plainWords(file.detail, file.context);
+  return words.empty() ? displayText(file.detail) : displayText(words) + '\n' + displayText(file.detail);
 }
 
-std::string trackCountLabel(std::int64_t count) { return fmt::format("{} {}", count, count == 1 ? "track" : "tracks"); }
+std::string trackCountLabel(std::int64_t count) {
+  return translatePlural("{} track", "{} tracks", static_cast<unsigned long>(count), count);
+}
 
 std::string playlistDurationLabel(double seconds, std::int64_t known, std::int64_t count) {
   if (known == 0) return "";
@@ -73,33 +75,34 @@ std::string playlistDurationLabel(double seconds, std::int64_t known, std::int64
   const double rest = total - 60 * std::floor(total / 60);
   const std::string time = hours > 0 ? fmt::format("{:.0f}:{:02.0f}:{:02.0f}", hours, minutes, rest)
                                      : fmt::format("{:02.0f}:{:02.0f}", minutes, rest);
-  return known < count ? time + " or more" : time;
+  return known < count ? translate("{} or more", time) : time;
 }
 
 std::string matchLabel(std::int64_t number, std::int64_t count) {
-  return count > 0 ? fmt::format("{} of {}", number, count) : "No match";
+  return count > 0 ? translate("{} of {}", number, count) : translate("No match");
 }
 
 std::string selectionLabel(std::int64_t count, std::int64_t selected) {
-  return fmt::format("{} of {} selected", selected, count);
+  return translate("{} of {} selected", selected, count);
 }
 
 std::string playlistChangeLabel(const PlaylistChange& change) {
+  const auto count = static_cast<unsigned long>(change.count);
   switch (change.kind) {
     case PlaylistChange::Kind::replaced:
-      return trackCountLabel(change.count) + " replaced";
+      return translatePlural("{} track replaced", "{} tracks replaced", count, count);
     case PlaylistChange::Kind::added:
-      return trackCountLabel(change.count) + " added";
+      return translatePlural("{} track added", "{} tracks added", count, count);
     case PlaylistChange::Kind::removed:
-      return trackCountLabel(change.count) + " removed";
+      return translatePlural("{} track removed", "{} tracks removed", count, count);
     case PlaylistChange::Kind::moved:
       break;
   }
-  return "Track moved";
+  return translate("Track moved");
 }
 
 std::string sampleRateLabel(double hertz) {
-  if (!(hertz > 0)) return "No active sample rate";
+  if (!(hertz > 0)) return translate("No active sample rate");
   const double kilohertz = hertz / 1000;
   return kilohertz == std::floor(kilohertz) ? fmt::format("{:.0f} kHz", kilohertz)
                                             : fmt::format("{:.1f} kHz", kilohertz);
@@ -118,8 +121,9 @@ std::string outputPercentageLabel(double value) {
 }
 
 std::string balanceLabel(double balance) {
-  if (balance == 0) return "Center";
-  return (balance < 0 ? "L " : "R ") + outputPercentageLabel(balance);
+  if (balance == 0) return translate("Center");
+  const std::string percentage = outputPercentageLabel(balance);
+  return balance < 0 ? translate("L {}", percentage) : translate("R {}", percentage);
 }
 
 std::string exclusiveAccessControlTitle(ExclusiveAccessStatus::Kind kind) {
@@ -127,16 +131,16 @@ std::string exclusiveAccessControlTitle(ExclusiveAccessStatus::Kind kind) {
   switch (kind) {
     case Kind::off:
     case Kind::requested:
-      return "Exclusive\nAccess";
+      return translate("Exclusive\nAccess");
     case Kind::checking:
-      return "Exclusive\nChecking";
+      return translate("Exclusive\nChecking");
     case Kind::lost:
     case Kind::unavailable:
-      return "Exclusive\nLost";
+      return translate("Exclusive\nLost");
     case Kind::active:
       break;
   }
-  return "Exclusive\nActive";
+  return translate("Exclusive\nActive");
 }
 
 ThemeColor exclusiveAccessControlColor(ExclusiveAccessStatus::Kind kind) {

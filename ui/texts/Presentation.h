@@ -1,6 +1,7 @@
 #pragma once
 // The texts and colours of the window: pure functions of the session's values.
 
+#include <concepts>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "engine/AudioPathStatus.h"
 #include "engine/ExclusiveAccessStatus.h"
+#include "platform/BilingualText.h"
 #include "platform/MusicTags.h"
 #include "session/PlaylistChange.h"
 #include "session/PlaylistTrack.h"
@@ -22,6 +24,11 @@ namespace tolvane {
 /// Text from outside with a replacement character for each control character, which would show as nothing, break the
 /// line or turn the direction of what follows.
 [[nodiscard]] std::string displayText(std::string_view text);
+/// The translation, if it has one.
+template <std::same_as<BilingualText> Text>
+[[nodiscard]] std::string displayText(const Text& text) {
+  return displayText(std::string_view(text.shown()));
+}
 
 [[nodiscard]] std::string currentTrackTitle(const std::optional<PlaylistTrack>& track);
 

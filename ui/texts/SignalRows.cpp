@@ -10,7 +10,8 @@ namespace tolvane {
 namespace {
 
 SignalRow rowOf(const NamedText& text) {
-  return {.title = text.name, .value = displayText(text.text), .tint = text.isWarning ? Theme::ember : Theme::ink};
+  return {
+      .title = text.name.shown(), .value = displayText(text.text), .tint = text.isWarning ? Theme::ember : Theme::ink};
 }
 
 std::vector<SignalRow> rowsOf(const std::vector<NamedText>& texts) {
@@ -20,11 +21,11 @@ std::vector<SignalRow> rowsOf(const std::vector<NamedText>& texts) {
 }
 
 std::string sourceText(const PathStage& stage, const PathDiagnostics* diagnostics) {
-  std::string text = "Read from " + displayText(stage.source);
+  const std::string from = displayText(stage.source);
   if (diagnostics != nullptr)
     if (const auto& changed = diagnostics->changedAt.at(static_cast<std::size_t>(stage.kind)))
-      text += "; last changed " + agoText(diagnostics->at - *changed);
-  return text + ".";
+      return translate("Read from {}; last changed {}.", from, agoText(diagnostics->at - *changed));
+  return translate("Read from {}.", from);
 }
 
 }  // namespace
@@ -36,13 +37,13 @@ ThemeColor stageColor(PathStage::Condition condition) {
 std::vector<SignalRow> stageRows(const SignalPath* path, const PathDiagnostics* diagnostics) {
   std::vector<SignalRow> rows;
   if (path == nullptr) {
-    for (const auto kind : everyPathStage) rows.push_back({.title = std::string(stageTitle(kind))});
+    for (const auto kind : everyPathStage) rows.push_back({.title = inCatalogue(stageTitle(kind)).shown()});
     return rows;
   }
   for (const PathStage& stage : path->stages)
-    rows.push_back({.title = std::string(stageTitle(stage.kind)),
+    rows.push_back({.title = inCatalogue(stageTitle(stage.kind)).shown(),
                     .value = displayText(stage.value),
-                    .state = std::string(conditionText(stage.condition)),
+                    .state = inCatalogue(conditionText(stage.condition)).shown(),
                     .detail = displayText(stage.meaning),
                     .source = sourceText(stage, diagnostics),
                     .tint = stageColor(stage.condition),
@@ -57,19 +58,20 @@ std::vector<SignalRow> counterRows(const PathDiagnostics& diagnostics) { return 
 std::vector<SignalRow> historyRows(const PathDiagnostics& diagnostics) {
   std::vector<SignalRow> rows;
   for (const PathEvent& event : std::views::reverse(diagnostics.history))
-    rows.push_back({.title = agoText(diagnostics.at - event.at),
+    rows.push_back({.title = agoText(diagnostics.at - event.at).shown(),
                     .value = displayText(event.text),
-                    .state = std::string(eventTitle(event.kind)),
+                    .state = inCatalogue(eventTitle(event.kind)).shown(),
                     .tint = Theme::ink});
   return rows;
 }
 
 std::string spokenChain(const SignalPath* path) {
-  if (path == nullptr) return "No signal path";
+  if (path == nullptr) return translate("No signal path");
   std::string text;
   for (const PathStage& stage : path->stages)
-    text += fmt::format("{} {}: {}, {}", text.empty() ? "Signal path," : ";", stageTitle(stage.kind),
-                        displayText(stage.value), conditionText(stage.condition));
+    text += fmt::format("{} {}: {}, {}", text.empty() ? translate("Signal path,") : ";",
+                        inCatalogue(stageTitle(stage.kind)).shown(), displayText(stage.value),
+                        inCatalogue(conditionText(stage.condition)).shown());
   return text;
 }
 

@@ -82,19 +82,18 @@ SampleAlteration refuted(const PipeWireSink& sink, const PipeWireStreamFacts& st
                          const std::vector<std::string>& names) {
   // What a route makes of the order, the names do not show.
   return {mayBeRoute(sink) ? unknown : converted,
-          fmt::format("The sound server takes this device's channels for {}, but its driver states {}.",
-                      listOfChannels(names), listOfChannels(channelNames(positionsOf(stream.cardChannels)))),
+          bilingual("The sound server takes this device's channels for {}, but its driver states {}.",
+                    listOfChannels(names), listOfChannels(channelNames(positionsOf(stream.cardChannels)))),
           "Turn on Exclusive Access to use the order that the device's driver reports."_cure};
 }
 
 /// The server moves no channel on its way to the card: a rule or a profile with another order changes only their names.
 SampleAlteration otherOrder(const PipeWireSink& sink, const std::vector<std::string>& names) {
-  const std::string order = listOfChannels(names);
+  const BilingualText order = listOfChannels(names);
   if (mayKnowItsOrder(sink))
-    return {unknown, fmt::format("The sound server puts this device's channels in an unusual order ({}).", order),
+    return {unknown, bilingual("The sound server puts this device's channels in an unusual order ({}).", order),
             "Turn on Exclusive Access to use the order that the device's driver reports."_cure};
-  return {converted,
-          fmt::format("The sound server's settings put this device's channels in another order ({}).", order),
+  return {converted, bilingual("The sound server's settings put this device's channels in another order ({}).", order),
           "Remove audio.position from its settings."_cure};
 }
 
@@ -106,8 +105,8 @@ std::vector<std::string> channelNames(const std::vector<std::uint32_t>& position
   return names;
 }
 
-std::string listOfChannels(const std::vector<std::string>& names) {
-  if (names.empty()) return "without names";
+BilingualText listOfChannels(const std::vector<std::string>& names) {
+  if (names.empty()) return bilingual("without names");
   std::string list;
   for (const std::string& name : names) list += fmt::format("{}{}", list.empty() ? "" : ", ", name);
   return list;
@@ -129,7 +128,7 @@ std::vector<SampleAlteration> orderAlterations(const PipeWireFacts& facts, const
   if (channels <= 2 || isNumbered || alsaPathOf(sink.alsaPath) != AlsaPath::direct) return {};
   if (!isAssumed && (!sink.format || byName != Order::unknown)) return {};
   return {{unknown,
-           fmt::format("The sound server assumes which loudspeakers the device's {} channels are for.", channels),
+           bilingual("The sound server assumes which loudspeakers the device's {} channels are for.", channels),
            "Turn on Exclusive Access to use the order that the device's driver reports."_cure}};
 }
 
@@ -141,10 +140,9 @@ std::vector<SampleAlteration> numberedAlterations(const PipeWireFacts& facts, co
   const bool isOfTheTrack =
       !stream.cardChannels.positions.empty() && !stream.cardChannels.has(ChannelPosition::unknown);
   if (byDriver == Order::same || isOfTheTrack || stream.positions.size() <= 2) return {};
-  return {
-      {unknown,
-       fmt::format("The device does not state which loudspeakers its {} channels are for.", stream.positions.size()),
-       "Turn on Exclusive Access to use the order that the device's driver reports."_cure}};
+  return {{unknown,
+           bilingual("The device does not state which loudspeakers its {} channels are for.", stream.positions.size()),
+           "Turn on Exclusive Access to use the order that the device's driver reports."_cure}};
 }
 
 }  // namespace tolvane

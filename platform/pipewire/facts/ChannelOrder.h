@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/BilingualText.h"
 #include "platform/SampleAlteration.h"
 #include "platform/pipewire/facts/PipeWireFacts.h"
 
@@ -14,7 +15,7 @@ namespace tolvane {
 /// The server's names of these channels, in order.
 [[nodiscard]] std::vector<std::string> channelNames(const std::vector<std::uint32_t>& positions);
 /// The names in one text, for people.
-[[nodiscard]] std::string listOfChannels(const std::vector<std::string>& names);
+[[nodiscard]] BilingualText listOfChannels(const std::vector<std::string>& names);
 
 /// Of a sink whose channels have names: another order than the device has, or one that is not known.
 [[nodiscard]] std::vector<SampleAlteration> orderAlterations(const PipeWireFacts& facts, const PipeWireSink& sink,

@@ -89,39 +89,42 @@ std::optional<double> numberIn(std::string_view text) {
   return value;
 }
 
-SampleAlteration unreadable(std::string_view name, std::string_view value, std::string_view whose) {
-  return {unknown,
-          fmt::format("The sound server has a setting for {} that the player cannot read: {} is \"{}\".", whose, name,
-                      value),
-          "Remove the setting."_cure};
+SampleAlteration unreadable(std::string_view name, std::string_view value, const BilingualText& whose) {
+  return {
+      unknown,
+      bilingual("The sound server has a setting for {} that the player cannot read: {} is \"{}\".", whose, name, value),
+      "Remove the setting."_cure};
 }
 
 /// "channelmix.min-volume" and "channelmix.max-volume": limits of the factor, which are not in the volumes.
-std::optional<SampleAlteration> limitAlteration(std::string_view name, std::string_view value, std::string_view whose) {
+std::optional<SampleAlteration> limitAlteration(std::string_view name, std::string_view value,
+                                                const BilingualText& whose) {
   const bool isMinimum = name == "channelmix.min-volume";
   const auto limit = numberIn(value);
   if (!limit || !(*limit >= 0)) return unreadable(name, value, whose);
   if (isMinimum ? *limit <= 1 : *limit >= 1) return std::nullopt;
   return SampleAlteration(
       processed,
-      fmt::format("The sound server keeps the level of {} {} {} ({}), so samples are altered.", whose,
-                  isMinimum ? "above" : "below", value, name),
+      isMinimum ? bilingual("The sound server keeps the level of {} above {} ({}), so samples are altered.", whose,
+                            value, name)
+                : bilingual("The sound server keeps the level of {} below {} ({}), so samples are altered.", whose,
+                            value, name),
       isMinimum ? "Set channelmix.min-volume to 0."_cure : "Set channelmix.max-volume to 1 or more."_cure);
 }
 
 std::optional<SampleAlteration> ditherAlteration(std::string_view name, std::string_view value,
-                                                 std::string_view whose) {
+                                                 const BilingualText& whose) {
   const bool isNoise = name == "dither.noise";
   if (value == (isNoise ? "0" : "none")) return std::nullopt;
   return SampleAlteration(processed,
-                          fmt::format("The sound server dithers the samples of {} ({} is {}).", whose, name, value),
+                          bilingual("The sound server dithers the samples of {} ({} is {}).", whose, name, value),
                           isNoise ? "Set dither.noise to 0."_cure : "Set dither.method to none."_cure);
 }
 
-std::optional<SampleAlteration> filterAlteration(std::string_view name, std::string_view value,
-                                                 std::string_view whose) {
+std::optional<SampleAlteration> filterAlteration(const BilingualText& name, std::string_view value,
+                                                 const BilingualText& whose) {
   if (value.empty()) return std::nullopt;
-  return SampleAlteration(processed, fmt::format("The sound server filters the samples of {} ({}).", whose, name),
+  return SampleAlteration(processed, bilingual("The sound server filters the samples of {} ({}).", whose, name),
                           "Remove the filter from its settings."_cure);
 }
 
@@ -132,32 +135,32 @@ bool isHarmless(std::string_view name) {
 
 /// Of a setting that does something, or may: nothing where its value is neutral. `isKnown`: false for a name that the
 /// player has never heard of.
-std::optional<SampleAlteration> alterationBy(std::string_view name, std::string_view value, std::string_view whose,
+std::optional<SampleAlteration> alterationBy(std::string_view name, std::string_view value, const BilingualText& whose,
                                              bool& isKnown) {
   isKnown = true;
   if (isHarmless(name)) return std::nullopt;
   if (name == "channelmix.min-volume" || name == "channelmix.max-volume") return limitAlteration(name, value, whose);
   if (name == "dither.noise" || name == "dither.method") return ditherAlteration(name, value, whose);
-  if (isFilterSetting(name)) return filterAlteration(name, value, whose);
+  if (isFilterSetting(name)) return filterAlteration(BilingualText(name), value, whose);
   isKnown = false;
   return std::nullopt;
 }
 
 /// The first three by name, and how many more there are.
-std::string listed(const std::vector<std::string>& names) {
+BilingualText listed(const std::vector<std::string>& names) {
   constexpr std::size_t mostNames = 3;
   std::string list;
   for (std::size_t i = 0; i < std::min(names.size(), mostNames); ++i)
     list += fmt::format("{}{}", i == 0 ? "" : ", ", names[i]);
-  if (names.size() > mostNames) list += fmt::format(" and {} more", names.size() - mostNames);
-  return list;
+  return names.size() > mostNames ? bilingual("{} and {} more", list, names.size() - mostNames) : BilingualText(list);
 }
 
 /// One sentence for all of them.
-SampleAlteration unknownSettings(const std::vector<std::string>& names, std::string_view whose) {
+SampleAlteration unknownSettings(const std::vector<std::string>& names, const BilingualText& whose) {
   return {unknown,
-          fmt::format("The sound server has {} for {} that the player does not know: {}.",
-                      names.size() == 1 ? "a setting" : "settings", whose, listed(names)),
+          bilingualPlural("The sound server has a setting for {} that the player does not know: {}.",
+                          "The sound server has settings for {} that the player does not know: {}.", names.size(),
+                          whose, listed(names)),
           withoutServer};
 }
 
@@ -175,18 +178,17 @@ bool isFilterSetting(std::string_view name) {
 
 bool isFilterControl(std::string_view name) { return name.find(':') != std::string_view::npos; }
 
-std::vector<SampleAlteration> settingAlterations(const NodeProps& props, std::string_view whose) {
+std::vector<SampleAlteration> settingAlterations(const NodeProps& props, const BilingualText& whose) {
   std::vector<SampleAlteration> found;
   if (!props.isReadable)
-    found.push_back({unknown, fmt::format("The sound server's report of the settings of {} cannot be read.", whose),
-                     withoutServer});
-  else if (props.settings.empty())
     found.push_back(
-        {unknown, fmt::format("The sound server does not report the settings of {}.", whose), withoutServer});
+        {unknown, bilingual("The sound server's report of the settings of {} cannot be read.", whose), withoutServer});
+  else if (props.settings.empty())
+    found.push_back({unknown, bilingual("The sound server does not report the settings of {}.", whose), withoutServer});
   if (props.rate != 1)
     found.push_back(
         {converted,
-         fmt::format("The sound server plays {} at {:.6g} times its speed, so it resamples.", whose, props.rate),
+         bilingual("The sound server plays {} at {:.6g} times its speed, so it resamples.", whose, props.rate),
          withoutServer});
   std::vector<std::string> unknownNames;
   std::vector<std::string> controls;

@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/BilingualText.h"
 #include "platform/SampleAlteration.h"
 
 namespace tolvane {
@@ -38,7 +39,7 @@ struct NodeProps {
 
 /// The alterations by all but levels: filters, limits of the level, dither, an adaptive resampler, and what is not
 /// known. `whose`: "this device".
-[[nodiscard]] std::vector<SampleAlteration> settingAlterations(const NodeProps& props, std::string_view whose);
+[[nodiscard]] std::vector<SampleAlteration> settingAlterations(const NodeProps& props, const BilingualText& whose);
 
 /// Whether a setting of that name holds filters of the server's converter.
 [[nodiscard]] bool isFilterSetting(std::string_view name);
