@@ -18,7 +18,7 @@ std::vector<SampleAlteration> alterationsOf(const AudioHardware& hardware, Audio
   if (!reported && hardware.hasProperty(device, listAddress)) return {SampleAlteration::unreadable()};
   if (reported && !reported->empty()) return *reported;
   if (readProperty<std::uint32_t>(hardware, device, activityAddress).value_or(0) != 0)
-    return {{kind, "The device processes samples and does not report how.",
+    return {{kind, bilingual("The device processes samples and does not report how."),
              "Turn its processing off, or choose another device."_cure}};
   return {};
 }

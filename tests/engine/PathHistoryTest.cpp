@@ -32,7 +32,7 @@ class PathHistories : public testing::Test {
   [[nodiscard]] std::vector<std::string> texts() const {
     std::vector<std::string> all;
     for (const PathEvent& event : history.events())
-      all.push_back(std::string(eventTitle(event.kind)) + ' ' + event.text);
+      all.push_back(std::string(eventTitle(event.kind)) + ' ' + event.text.english());
     return all;
   }
 

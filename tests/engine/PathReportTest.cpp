@@ -113,7 +113,7 @@ TEST_F(PathReports, HaveTheirHistoryInTheLogToo) {
   const auto logged = log.messages();
   int seen = 0;
   for (const PathEvent& event : player->diagnostics().history) {
-    EXPECT_THAT(logged, testing::Contains(std::string(eventTitle(event.kind)) + ": " + event.text));
+    EXPECT_THAT(logged, testing::Contains(std::string(eventTitle(event.kind)) + ": " + event.text.english()));
     ++seen;
   }
   EXPECT_EQ(seen, 4);

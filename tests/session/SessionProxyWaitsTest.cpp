@@ -69,7 +69,7 @@ TEST_F(HeldUp, IsShownAfterASecondWithTheNameOfTheDevice) {
   window.advance(std::chrono::milliseconds(260));
   EXPECT_EQ(state().heldUpBy, hardware.device(dac).config().name);
   EXPECT_EQ(state().audioPathStatus.kind, AudioPathStatus::Kind::configuring);
-  EXPECT_EQ(state().audioPathStatus.detail, "Waiting for " + state().heldUpBy + "…");
+  EXPECT_EQ(state().audioPathStatus.detail, "Waiting for " + state().heldUpBy.english() + "…");
   turnBoth();
   EXPECT_EQ(state().heldUpBy, "");
   EXPECT_TRUE(state().isPlaying);

@@ -22,6 +22,8 @@ void PrintTo(const AudioValueRange& range, std::ostream* stream) {
   *stream << range.mMinimum << " … " << range.mMaximum << " Hz";
 }
 
+void PrintTo(const BilingualText& text, std::ostream* stream) { *stream << '"' << text.english() << '"'; }
+
 void PrintTo(const FileURL& url, std::ostream* stream) { *stream << url.absoluteString(); }
 
 namespace test {

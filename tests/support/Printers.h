@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/AudioHardware.h"
+#include "platform/BilingualText.h"
 #include "platform/FileURL.h"
 
 namespace tolvane {
@@ -14,6 +15,7 @@ void PrintTo(const AudioStreamBasicDescription& format, std::ostream* stream);
 void PrintTo(const AudioObjectPropertyAddress& address, std::ostream* stream);
 void PrintTo(const AudioValueRange& range, std::ostream* stream);
 void PrintTo(const FileURL& url, std::ostream* stream);
+void PrintTo(const BilingualText& text, std::ostream* stream);
 
 namespace test {
 

@@ -64,6 +64,14 @@ TEST(ChannelPlacement, FollowsADeviceWhoseChannelsAreSwapped) {
   EXPECT_EQ(placeChannels(usualLayout(2), statedLayout({frontRight, frontLeft})).sourceOf, (Order{1, 0}));
 }
 
+TEST(ChannelPlacement, NamesAChannelWithoutAPlaceByItsArticle) {
+  const ChannelLayout source = statedLayout({frontLeft, frontRight, unknown});
+  EXPECT_EQ(placementAlteration(source, statedLayout({frontLeft, frontRight, silent})),
+            (SampleAlteration{SampleAlteration::Kind::converted,
+                              "The track has an unpositioned channel, but the device has no loudspeaker for it.",
+                              "Choose a device that has one."_cure}));
+}
+
 TEST(ChannelPlacement, NamesTheLoudspeakerThatIsMissing) {
   const ChannelLayout withoutCentre{{frontLeft, frontRight, lowFrequency, topCentre, rearLeft, rearRight}};
   EXPECT_EQ(placeChannels(wave51, withoutCentre).unplaced, (std::vector<std::size_t>{2}));

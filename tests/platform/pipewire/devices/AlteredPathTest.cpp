@@ -155,7 +155,7 @@ TEST_F(AlteredPath, IsThatOfTheCardWhileTheUnitPlaysOverIt) {
   EXPECT_EQ(takeNotifications(), 1) << "what the card reports is passed on";
   EXPECT_EQ(alterations().size(), 1U);
   desktop.dac().script().properties.readFailures[kAudioDevicePropertySampleAlterations] = {};
-  EXPECT_EQ(alterations(), std::vector{SampleAlteration::unreadable().detail}) << "what cannot be read is no silence";
+  EXPECT_EQ(alterations(), std::vector{SampleAlteration::unreadable().detail.english()}) << "what cannot be read is no silence";
 }
 
 // A card that could not be taken: the obstacle may be gone.
