@@ -1,5 +1,7 @@
 // Pictures of the real window in every state that it knows, over simulated hardware and a clock that stands still: the
-// same picture each time. Usage: window_pictures FOLDER [SCENE[@WIDTHxHEIGHT]…]
+// same picture each time. In the language of the environment (LANGUAGE=de LC_ALL=C.UTF-8).
+// Usage: window_pictures FOLDER [SCENE[@WIDTHxHEIGHT]…]
+//        window_pictures --cut: which texts have no room at the smallest size, in all scenes; fails if there are any
 
 #include <QBuffer>
 #include <QDir>
@@ -7,12 +9,14 @@
 #include <QImage>
 #include <QLinearGradient>
 #include <QPainter>
+#include <QQuickWindow>
 #include <cstdio>
 #include <map>
 #include <semaphore>
 #include <span>
 #include <thread>
 
+#include "app/Translations.h"
 #include "tests/ui/qt/ListScenes.h"
 
 namespace tolvane::test {
@@ -30,6 +34,13 @@ class Stage : public ListScenes {
   static bool isPlayerApart(const std::string& scene) { return scene.starts_with("waiting"); }
 
   void resize(int width, int height) { window->resize(width, height); }
+  /// What is cut and may not be: names from outside may, and what has a tip or the sheet with the whole text.
+  [[nodiscard]] std::vector<std::string> cutTexts() {
+    settle();
+    std::vector<std::string> found;
+    collectCut(window->contentItem(), found);
+    return found;
+  }
   bool shoot(const QString& file) {
     settle();
     return window->grabWindow().save(file);
@@ -91,17 +102,19 @@ class Stage : public ListScenes {
   /// On the path to the device, in several ways.
   void altered() {
     using enum SampleAlteration::Kind;
-    playOver(
-        {{processed, "The sound server plays this device at 40 % volume, so samples are altered.",
-          "Set its volume to 100 %."_cure},
-         {unknown, "The sound server has a setting for this device that the player does not know: quantum.blender.",
-          "Turn on Exclusive Access to play without the sound server."_cure},
-         {processed, "Another program plays on this device, so the sound server mixes both.",
-          "Stop the other program, or turn on Exclusive Access."_cure}});
+    playOver({{processed, bilingual("The sound server plays this device at {} volume, so samples are altered.", "40 %"),
+               "Set its volume to 100 %."_cure},
+              {unknown,
+               bilingualPlural("The sound server has a setting for {} that the player does not know: {}.",
+                               "The sound server has settings for {} that the player does not know: {}.", 1,
+                               bilingual("this device"), "quantum.blender"),
+               "Turn on Exclusive Access to play without the sound server."_cure},
+              {processed, bilingual("Another program plays on this device, so the sound server mixes both."),
+               "Stop the other program, or turn on Exclusive Access."_cure}});
   }
   void notKnown() {
     playOver({{SampleAlteration::Kind::unknown,
-               "The sound server assumes which loudspeakers the device's 6 channels are for.",
+               bilingual("The sound server assumes which loudspeakers the device's {} channels are for.", 6),
                "Turn on Exclusive Access to use the order that the device's driver reports."_cure}});
   }
   /// By settings whose names another program has made as long as it could.
@@ -256,6 +269,26 @@ class Stage : public ListScenes {
     return {format, {bytes.begin(), bytes.end()}, std::nullopt};
   }
 
+  /// By the object names of texts: of files, devices and music.
+  [[nodiscard]] static bool mayBeCut(const QQuickItem& text) {
+    return text.property("elide").toInt() != Qt::ElideNone && text.property("mayBeCut").toBool();
+  }
+  void collectCut(const QQuickItem* item, std::vector<std::string>& found) const {
+    if (!item->isVisible() || item->opacity() == 0) return;
+    const QRectF place = item->mapRectToScene(QRectF(0, 0, item->width(), item->height()));
+    if (item->inherits("QQuickText") && !item->property("text").toString().isEmpty() && !mayBeCut(*item)) {
+      const auto name = [&] { return item->property("text").toString().toStdString(); };
+      constexpr double rounding = 1;
+      if (item->property("truncated").toBool())
+        found.push_back("cut: " + name());
+      else if (item->property("contentWidth").toDouble() > item->width() + rounding)
+        found.push_back("too wide: " + name());
+      else if (place.left() < -rounding || place.right() > window->width() + rounding)
+        found.push_back("outside: " + name());
+    }
+    for (const QQuickItem* child : item->childItems()) collectCut(child, found);
+  }
+
   std::binary_semaphore isFarEnough_{0};
   std::binary_semaphore mayGoOn_{0};
   std::jthread reader_;
@@ -339,6 +372,17 @@ bool shoot(const QString& title, const QString& file) {
   return stage.shoot(file);
 }
 
+/// Counts the texts that do not show whole, and names them.
+int countCut(const std::string& name, Stage::Scene scene) {
+  // The smallest window: a wide one has more room for everything.
+  if (name.ends_with("-wide")) return 0;
+  Stage stage(Stage::isPlayerApart(name));
+  (stage.*scene)();
+  const auto cut = stage.cutTexts();
+  for (const std::string& text : cut) std::fprintf(stderr, "%s: %s\n", name.c_str(), text.c_str());
+  return static_cast<int>(cut.size());
+}
+
 int shootAll(const QDir& folder, const QStringList& wanted) {
   QStringList titles = wanted;
   if (titles.isEmpty())
@@ -353,11 +397,27 @@ int shootAll(const QDir& folder, const QStringList& wanted) {
   return failures == 0 ? 0 : 1;
 }
 
+int findCut(const QStringList& wanted) {
+  int found = 0;
+  int scenes = 0;
+  for (const auto& [name, scene] : Stage::scenes()) {
+    if (!wanted.isEmpty() && !wanted.contains(QString::fromStdString(name))) continue;
+    found += countCut(name, scene);
+    ++scenes;
+  }
+  std::printf("%d scenes, %d texts are cut.\n", scenes, found);
+  return found == 0 && scenes > 0 ? 0 : 1;
+}
+
 }  // namespace
 }  // namespace tolvane::test
 
 int main(int argc, char* argv[]) {
+  if (qgetenv("QT_QPA_PLATFORM") == "offscreen") QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
   const QGuiApplication application(argc, argv);
+  tolvane::useTranslations(tolvane::translationsFolder());
+  tolvane::CatalogueTranslator translator;
+  QCoreApplication::installTranslator(&translator);
   QStringList arguments = QCoreApplication::arguments().mid(1);
   if (arguments.isEmpty()) {
     std::fputs("Usage: window_pictures FOLDER [SCENE[@WIDTHxHEIGHT]...]\n", stderr);
@@ -365,6 +425,7 @@ int main(int argc, char* argv[]) {
   }
   const QDir folder(arguments.takeFirst());
   try {
+    if (folder.dirName() == QLatin1String("--cut")) return tolvane::test::findCut(arguments);
     return tolvane::test::shootAll(folder, arguments);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "window_pictures: %s\n", failure.what());
