@@ -1,7 +1,8 @@
 // Pictures of the real window in every state that it knows, over simulated hardware and a clock that stands still: the
 // same picture each time. In the language of the environment (LANGUAGE=de LC_ALL=C.UTF-8).
 // Usage: window_pictures FOLDER [SCENE[@WIDTHxHEIGHT]…]
-//        window_pictures --cut: which texts have no room at the smallest size, in all scenes; fails if there are any
+//        window_pictures --cut [SCENE…]: which texts have no room at the smallest size and have it in English; fails if
+//        there are any
 
 #include <QBuffer>
 #include <QDir>
@@ -34,11 +35,12 @@ class Stage : public ListScenes {
   static bool isPlayerApart(const std::string& scene) { return scene.starts_with("waiting"); }
 
   void resize(int width, int height) { window->resize(width, height); }
-  /// What is cut and may not be: names from outside may, and what has a tip or the sheet with the whole text.
-  [[nodiscard]] std::vector<std::string> cutTexts() {
+  /// The texts that do not show whole, by their places among the window's items.
+  [[nodiscard]] std::map<std::string, std::string> cutTexts() {
     settle();
-    std::vector<std::string> found;
-    collectCut(window->contentItem(), found);
+    std::map<std::string, std::string> found;
+    collectCut(window->contentItem(), "", found);
+    std::erase_if(found, [this](const auto& cut) { return namesADevice(cut.second); });
     return found;
   }
   bool shoot(const QString& file) {
@@ -269,24 +271,23 @@ class Stage : public ListScenes {
     return {format, {bytes.begin(), bytes.end()}, std::nullopt};
   }
 
-  /// By the object names of texts: of files, devices and music.
-  [[nodiscard]] static bool mayBeCut(const QQuickItem& text) {
-    return text.property("elide").toInt() != Qt::ElideNone && text.property("mayBeCut").toBool();
+  [[nodiscard]] bool namesADevice(const std::string& text) const {
+    return std::ranges::any_of(proxy.state().devices,
+                               [&](const AudioDevice& device) { return text.contains(device.name); });
   }
-  void collectCut(const QQuickItem* item, std::vector<std::string>& found) const {
+  void collectCut(const QQuickItem* item, const std::string& path, std::map<std::string, std::string>& found) const {
     if (!item->isVisible() || item->opacity() == 0) return;
-    const QRectF place = item->mapRectToScene(QRectF(0, 0, item->width(), item->height()));
-    if (item->inherits("QQuickText") && !item->property("text").toString().isEmpty() && !mayBeCut(*item)) {
-      const auto name = [&] { return item->property("text").toString().toStdString(); };
+    const QString text = item->property("text").toString();
+    if (item->inherits("QQuickText") && !text.isEmpty()) {
       constexpr double rounding = 1;
-      if (item->property("truncated").toBool())
-        found.push_back("cut: " + name());
-      else if (item->property("contentWidth").toDouble() > item->width() + rounding)
-        found.push_back("too wide: " + name());
-      else if (place.left() < -rounding || place.right() > window->width() + rounding)
-        found.push_back("outside: " + name());
+      const QRectF place = item->mapRectToScene(QRectF(0, 0, item->width(), item->height()));
+      const bool isOutside = place.left() < -rounding || place.right() > window->width() + rounding;
+      const bool isTooWide = item->property("contentWidth").toDouble() > item->width() + rounding;
+      if (item->property("truncated").toBool() || isTooWide || isOutside) found[path] = text.toStdString();
     }
-    for (const QQuickItem* child : item->childItems()) collectCut(child, found);
+    const auto children = item->childItems();
+    for (qsizetype index = 0; index < children.size(); ++index)
+      collectCut(children[index], path + '/' + std::to_string(index), found);
   }
 
   std::binary_semaphore isFarEnough_{0};
@@ -372,15 +373,28 @@ bool shoot(const QString& title, const QString& file) {
   return stage.shoot(file);
 }
 
-/// Counts the texts that do not show whole, and names them.
-int countCut(const std::string& name, Stage::Scene scene) {
-  // The smallest window: a wide one has more room for everything.
-  if (name.ends_with("-wide")) return 0;
+std::map<std::string, std::string> cutTextsOf(const std::string& name, Stage::Scene scene) {
   Stage stage(Stage::isPlayerApart(name));
   (stage.*scene)();
-  const auto cut = stage.cutTexts();
-  for (const std::string& text : cut) std::fprintf(stderr, "%s: %s\n", name.c_str(), text.c_str());
-  return static_cast<int>(cut.size());
+  return stage.cutTexts();
+}
+
+/// Counts the texts that show whole in English and not in the language, and names them. What is cut in both is a name
+/// from outside, or has a tip with the whole text.
+int countCut(const std::string& name, Stage::Scene scene, CatalogueTranslator& translator) {
+  const auto cut = cutTextsOf(name, scene);
+  QCoreApplication::removeTranslator(&translator);
+  setCatalogue(nullptr);
+  const auto cutInEnglish = cutTextsOf(name, scene);
+  useTranslations(translationsFolder());
+  QCoreApplication::installTranslator(&translator);
+  int found = 0;
+  for (const auto& [place, text] : cut) {
+    if (cutInEnglish.contains(place)) continue;
+    std::fprintf(stderr, "%s: %s\n", name.c_str(), text.c_str());
+    ++found;
+  }
+  return found;
 }
 
 int shootAll(const QDir& folder, const QStringList& wanted) {
@@ -397,12 +411,12 @@ int shootAll(const QDir& folder, const QStringList& wanted) {
   return failures == 0 ? 0 : 1;
 }
 
-int findCut(const QStringList& wanted) {
+int findCut(const QStringList& wanted, CatalogueTranslator& translator) {
   int found = 0;
   int scenes = 0;
   for (const auto& [name, scene] : Stage::scenes()) {
     if (!wanted.isEmpty() && !wanted.contains(QString::fromStdString(name))) continue;
-    found += countCut(name, scene);
+    found += countCut(name, scene, translator);
     ++scenes;
   }
   std::printf("%d scenes, %d texts are cut.\n", scenes, found);
@@ -425,7 +439,7 @@ int main(int argc, char* argv[]) {
   }
   const QDir folder(arguments.takeFirst());
   try {
-    if (folder.dirName() == QLatin1String("--cut")) return tolvane::test::findCut(arguments);
+    if (folder.dirName() == QLatin1String("--cut")) return tolvane::test::findCut(arguments, translator);
     return tolvane::test::shootAll(folder, arguments);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "window_pictures: %s\n", failure.what());

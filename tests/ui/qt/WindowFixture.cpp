@@ -5,6 +5,8 @@
 #include <QtTest/QTest>
 #include <algorithm>
 
+#include "ui/qt/QtConversions.h"
+
 namespace tolvane::test {
 
 namespace {
@@ -22,6 +24,9 @@ QQuickItem* findObject(QQuickItem* root, const QString& name) {
   }
   return nullptr;
 }
+
+/// Tests name controls in English.
+QString inTheUsersLanguage(const QString& english) { return toQString(inCatalogue(english.toStdString())); }
 
 }  // namespace
 
@@ -124,8 +129,9 @@ QList<QAccessibleInterface*> WindowFixture::controls() const {
 }
 
 QAccessibleInterface* WindowFixture::accessible(const QString& name) const {
+  const QString shown = inTheUsersLanguage(name);
   for (QAccessibleInterface* control : controls()) {
-    if (control->text(QAccessible::Name) == name) return control;
+    if (control->text(QAccessible::Name) == shown) return control;
   }
   ADD_FAILURE() << "There is no control named " << name.toStdString();
   return nullptr;
@@ -133,7 +139,8 @@ QAccessibleInterface* WindowFixture::accessible(const QString& name) const {
 
 bool WindowFixture::isShown(const QString& name) const {
   const auto all = controls();
-  return std::ranges::any_of(all, [&](const auto* control) { return control->text(QAccessible::Name) == name; });
+  const QString shown = inTheUsersLanguage(name);
+  return std::ranges::any_of(all, [&](const auto* control) { return control->text(QAccessible::Name) == shown; });
 }
 
 QQuickItem* WindowFixture::item(const QString& name) const {

@@ -49,7 +49,7 @@ Column {
             Text {
                 id: heading
                 x: 18
-                width: 58
+                width: 66
                 anchors.verticalCenter: parent.verticalCenter
                 text: rung.title
                 textFormat: Text.PlainText
