@@ -31,7 +31,7 @@ TEST_F(Translations, ComeFromTheCatalogueOfTheLanguage) {
   EXPECT_EQ(qml("Open a folder"), QStringLiteral("Ordner öffnen"));
   use("ja");
   EXPECT_EQ(translate("Track moved"), "トラックを移動");
-  EXPECT_EQ(translatePlural("{} track added", "{} tracks added", 1, 1), "1 トラックを追加");
+  EXPECT_EQ(translatePlural("{} track added", "{} tracks added", 1, 1), "1 曲を追加");
   EXPECT_EQ(qml("Open a folder"), QStringLiteral("フォルダーを開く"));
 }
 

@@ -76,7 +76,7 @@ void SheetScenes::sheetLost() {
 
 void SheetScenes::sheetAltered() {
   describe(24, {{SampleAlteration::Kind::processed,
-                 "The sound server plays this device at 40 % volume, so samples are altered.",
+                 bilingual("The sound server plays this device at {} volume, so samples are altered.", "40 %"),
                  "Set its volume to 100 %."_cure}});
   playOneWhole();
   openSheet();

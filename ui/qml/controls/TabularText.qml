@@ -21,6 +21,17 @@ Row {
         font.weight: line.weight
     }
 
+    /// Other writings come from fonts with other heights: all characters stand on the line's own baseline.
+    Text {
+        id: whole
+        visible: false
+        text: line.text
+        textFormat: Text.PlainText
+        font.pixelSize: line.pixelSize
+        font.weight: line.weight
+        Accessible.ignored: true
+    }
+
     Repeater {
         model: line.text.length
 
@@ -33,11 +44,12 @@ Row {
             readonly property string character: line.text.charAt(index)
 
             width: character === "-" || (character >= "0" && character <= "9") ? Math.ceil(digit.advanceWidth) : glyph.implicitWidth
-            height: glyph.implicitHeight
+            height: whole.implicitHeight
 
             Text {
                 id: glyph
                 anchors.horizontalCenter: parent.horizontalCenter
+                y: whole.baselineOffset - baselineOffset
                 text: cell.character
                 textFormat: Text.PlainText
                 color: line.color
