@@ -17,9 +17,9 @@ STRING = re.compile(r'"((?:[^"\\\n]|\\.)*)"')
 ENTRY = re.compile(r'^(msgid|msgid_plural|msgstr(?:\[\d+\])?) ((?:"(?:[^"\\\n]|\\.)*"\n?)+)', re.MULTILINE)
 PLACEHOLDER = re.compile(r"\{(\d*)(:[^{}]*)?\}|%(\d)")
 
-# Properties of QML with text for the listener.
-SHOWN = re.compile(r"\b(text|title|name|help|helpText|label|placeholderText|resetTitle|accessibilityLabel|message|displayText"
-                   r"|Accessible\.name|Accessible\.description)\s*:\s*(.*)")
+# In QML: words, unless they name an object or a key.
+PROSE = re.compile(r"^[A-Z][a-z]|[a-z] [A-Za-z]")
+NAMES = re.compile(r"\b(objectName|sequence)\b|Ctrl\+")
 MARKED = re.compile(r'qsTr\(\s*"(?:[^"\\]|\\.)*"\s*\)')
 # What is given to an alteration, to a function that ends something, or is returned as a reason.
 UNMARKED_FACT = re.compile(r'(?:\{|\()\s*(?:SampleAlteration::)?(?:Kind::)?(?:converted|processed|unknown|kind),\s*"')
@@ -75,11 +75,11 @@ def check_language(path, wanted):
 def unmarked_in_qml(root):
     for path in sorted((root / "ui/qml").rglob("*.qml")):
         for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
-            match = SHOWN.search(line.partition("//")[0])
-            if not match:
+            code = line.partition("//")[0]
+            if NAMES.search(code):
                 continue
-            for text in STRING.findall(MARKED.sub("", match.group(2))):
-                if re.search(r"[A-Za-z]{2}", text):
+            for text in STRING.findall(MARKED.sub("", code)):
+                if PROSE.search(text):
                     yield f'{path.relative_to(root)}:{number}: not marked with qsTr: "{text}"'
 
 

@@ -11,7 +11,8 @@ namespace {
 
 /// What a translator might have written, some of it wrong.
 const std::map<std::string_view, const char*>& translations() {
-  static const std::map<std::string_view, const char*> all{{"No match", "Kein Treffer"},
+  static const std::map<std::string_view, const char*> all{{"", "Language: de"},
+                                                           {"No match", "Kein Treffer"},
                                                            {"{} of {}", "{} von {}"},
                                                            {"{} before {}", "{1} nach {0}"},
                                                            {"{} failed.", "{} fehlgeschlagen: {}."},
@@ -74,9 +75,10 @@ TEST_F(Bilingual, JoinsItsPartsInBothLanguages) {
   BilingualText text;
   text.add(bilingual("No match"));
   text.add({});
-  text.add("mpv", ", ");
-  EXPECT_EQ(text, "No match, mpv");
-  EXPECT_EQ(text.shown(), "Kein Treffer, mpv");
+  text.add(bilingual("this device"), ", ");
+  text.add("mpv");
+  EXPECT_EQ(text, "No match, this device mpv");
+  EXPECT_EQ(text.shown(), "Kein Treffer, diesem Gerät mpv");
   text.clear();
   EXPECT_EQ(text.shown(), "");
 }
