@@ -24,6 +24,8 @@ ProgramFixture::ProgramFixture() : client(bus.connect(QStringLiteral("client")))
   for (const auto* name : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_RUNTIME_DIR"}) {
     environment.insert(QLatin1String(name), folder);
   }
+  environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+  environment.remove(QStringLiteral("LANGUAGE"));
   environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
   environment.insert(QStringLiteral("QT_QUICK_BACKEND"), QStringLiteral("software"));
   environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), bus.address());

@@ -23,6 +23,23 @@ TEST_F(Program, StartsShowsItsFacesAndEndsOnSIGTERM) {
   EXPECT_FALSE(isRunning());
 }
 
+TEST_F(Program, SpeaksTheLanguageOfItsEnvironment) {
+  const auto firstOfMenu = [this] {
+    const auto reply = call(QStringLiteral("/StatusNotifierItem/Menu"), QStringLiteral("com.canonical.dbusmenu"),
+                            QStringLiteral("GetProperty"), {1, QStringLiteral("label")});
+    return reply.arguments().value(0).value<QDBusVariant>().variant().toString();
+  };
+  for (const auto& [language, text] : {std::pair("ja", "トラックが選択されていません"),
+                                       {"de", "Kein Titel ausgewählt"},
+                                       {"en", "No track selected"},
+                                       {"xx", "No track selected"}}) {
+    environment.insert(QStringLiteral("LANGUAGE"), QLatin1String(language));
+    const auto player = startPlayer();
+    EXPECT_EQ(firstOfMenu(), QString::fromUtf8(text)) << language;
+    EXPECT_EQ(terminate(*player), 0);
+  }
+}
+
 TEST_F(Program, SaysWhatItIsWithoutADisplay) {
   environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
   environment.remove(QStringLiteral("DISPLAY"));
