@@ -11,6 +11,7 @@ Row {
     property int pixelSize: Theme.smallText
     property int weight: Font.Normal
 
+    baselineOffset: whole.baselineOffset
     Accessible.role: Accessible.StaticText
     Accessible.name: text
 

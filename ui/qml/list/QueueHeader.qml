@@ -25,16 +25,19 @@ Item {
         spacing: 6
 
         TabularText {
+            id: count
             text: header.tracks.selectedCount > 0 ? header.tracks.selectionLabel : header.tracks.countLabel
             color: Theme.muted
             weight: Font.Medium
         }
         TabularText {
+            anchors.baseline: count.baseline
             visible: text.length > 0 && header.tracks.savingLabel.length === 0 && header.tracks.selectedCount === 0
             text: header.tracks.durationLabel.length > 0 ? "· " + header.tracks.durationLabel : ""
             color: Theme.muted
         }
         TabularText {
+            anchors.baseline: count.baseline
             visible: text.length > 0
             text: header.tracks.savingLabel.length > 0 ? "· " + header.tracks.savingLabel : ""
             color: Theme.muted
