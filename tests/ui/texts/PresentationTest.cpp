@@ -139,14 +139,24 @@ double contrastOnPanel(const ThemeColor& color) {
   return (above + 0.05) / (luminance(Theme::panel.red, Theme::panel.green, Theme::panel.blue) + 0.05);
 }
 
+/// The same, printed: the figures can be looked up in the test's output.
+double printedContrast(const std::string& what, const ThemeColor& color) {
+  const double ratio = contrastOnPanel(color);
+  std::printf("contrast of %s: %.2f : 1\n", what.c_str(), ratio);
+  return ratio;
+}
+
 TEST(Theme, TextIsReadableOnThePanel) {
-  EXPECT_GT(contrastOnPanel(Theme::ink), 7);
-  EXPECT_GT(contrastOnPanel(Theme::muted), 4.5);
+  EXPECT_GT(printedContrast("text", Theme::ink), 7);
+  EXPECT_GT(printedContrast("muted text", Theme::muted), 4.5);
   for (int kind = 0; kind <= static_cast<int>(AudioPathStatus::Kind::error); ++kind)
-    EXPECT_GT(contrastOnPanel(audioPathColor(static_cast<AudioPathStatus::Kind>(kind))), 4.5) << kind;
+    EXPECT_GT(
+        printedContrast("verdict " + std::to_string(kind), audioPathColor(static_cast<AudioPathStatus::Kind>(kind))),
+        4.5);
   for (int kind = 0; kind <= static_cast<int>(ExclusiveAccessStatus::Kind::unavailable); ++kind)
-    EXPECT_GT(contrastOnPanel(exclusiveAccessControlColor(static_cast<ExclusiveAccessStatus::Kind>(kind))), 4.5)
-        << kind;
+    EXPECT_GT(printedContrast("Exclusive Access " + std::to_string(kind),
+                              exclusiveAccessControlColor(static_cast<ExclusiveAccessStatus::Kind>(kind))),
+              4.5);
 }
 
 TEST(Presentation, ShowsAReplacementForEachControlCharacter) {
